@@ -1,0 +1,62 @@
+#include "strutil/log.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <syslog.h>
+
+namespace
+{
+
+constexpr size_t FORMAT_SIZE = 256; // bytes: ids and formats are literals of this program, the longest has 170
+
+struct errno_kept {
+    int value = errno;
+    ~errno_kept() { errno = value; }
+};
+
+__attribute__((format(printf, 4, 0))) void log_line(int priority, const char *prefix, const char *id,
+                                                    const char *format, va_list arguments)
+{
+    const errno_kept kept;
+    char whole[FORMAT_SIZE];
+    snprintf(whole, sizeof whole, "%s%s: %s\n", prefix, id, format);
+    errno = kept.value;
+    vsyslog(priority, whole, arguments);
+}
+
+} // namespace
+
+void log_error(const char *id, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_ERR, "error: ", id, format, arguments);
+    va_end(arguments);
+}
+
+void log_errno(const char *id) { log_error(id, "errno(%d) %s", errno, strerror(errno)); }
+
+void log_if_failed(const char *id, const char *call, int rc)
+{
+    if (rc != 0)
+        log_error(id, "%s(): %d", call, rc);
+}
+
+void log_info(const char *id, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_INFO, "", id, format, arguments);
+    va_end(arguments);
+}
+
+void log_text(const char *format, ...)
+{
+    const errno_kept kept;
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_INFO, format, arguments);
+    va_end(arguments);
+}

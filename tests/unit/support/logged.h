@@ -1,0 +1,20 @@
+// Catches what the code under test logs, in place of syslog. Linked into every unit test.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct log_line {
+    int priority; // LOG_ERR, LOG_INFO
+    std::string text;
+    bool operator==(const log_line &) const = default;
+};
+void PrintTo(const log_line &line, std::ostream *out);
+
+using lines = std::vector<std::string>;
+
+// The texts logged since the last call, whatever their priority; forgets them.
+lines logged();
+
+// The same with priorities.
+std::vector<log_line> logged_with_priority();

@@ -1,0 +1,99 @@
+/* The state of a job as replies and notices carry it. */
+#ifndef WIRE_JOB_STATUS_H
+#define WIRE_JOB_STATUS_H
+
+#include "wire/pin.h"
+
+enum job_kind { JOB_NONE = 0, JOB_DOWNLOAD = 1, JOB_UPLOAD = 2, JOB_DL_FILE_INFO = 3 };
+
+/* Status head of a job. */
+typedef struct module_info_t {
+    uint32_t running; /* 1 while a job runs; a new one is taken only while it is 0 */
+    uint32_t exec;    /* job_kind of the last job started */
+    uint32_t result;  /* ftpcd_err of the last job */
+    uint32_t cancel;  /* 1 = asked to stop; such a job is not announced */
+} module_info_t;
+
+WIRE_FIELD(module_info_t, running, 0, 4);
+WIRE_FIELD(module_info_t, exec, 4, 4);
+WIRE_FIELD(module_info_t, result, 8, 4);
+WIRE_FIELD(module_info_t, cancel, 12, 4);
+WIRE_SIZE(module_info_t, 16);
+
+enum response_code_type { RESPONSE_CODE_OTHER = 0, RESPONSE_CODE_FTP = 1, RESPONSE_CODE_HTTP = 2 };
+
+/* Progress and outcome of a job. */
+typedef struct exec_info_t {
+    double total_size;       /* bytes; 0 while unknown */
+    double transferred_size; /* bytes */
+    double elapsed_time;     /* seconds */
+    uint32_t curl_code;      /* libcurl jobs: the transfer's CURLcode */
+    uint32_t zixi_error;     /* Zixi jobs: the library's last error; kept from job to job by libcurl jobs */
+    uint32_t response_code_type; /* libcurl jobs: response_code_type; Zixi jobs: 3 */
+    uint32_t response_code;      /* libcurl jobs: the server's last reply code */
+    uint32_t retry_count;        /* libcurl jobs: retries made */
+    uint32_t unused;             /* receivers ignore it */
+} exec_info_t;
+
+WIRE_FIELD(exec_info_t, total_size, 0, 8);
+WIRE_FIELD(exec_info_t, transferred_size, 8, 8);
+WIRE_FIELD(exec_info_t, elapsed_time, 16, 8);
+WIRE_FIELD(exec_info_t, curl_code, 24, 4);
+WIRE_FIELD(exec_info_t, zixi_error, 28, 4);
+WIRE_FIELD(exec_info_t, response_code_type, 32, 4);
+WIRE_FIELD(exec_info_t, response_code, 36, 4);
+WIRE_FIELD(exec_info_t, retry_count, 40, 4);
+WIRE_FIELD(exec_info_t, unused, 44, 4);
+WIRE_SIZE(exec_info_t, 48);
+
+/* What a file-information job learnt about a remote file. Only a file counts: a directory or link of the
+ * wanted name leaves both flags at 0. */
+typedef struct remote_file_t {
+    uint32_t looked_up; /* 1 = a listing was read, or the file's absence was accepted */
+    uint32_t exists;    /* 1 = the file was found */
+    int64_t size;       /* bytes; -1 when the listing gave none */
+    int32_t year;       /* 65535 when the listing gave none */
+    int32_t month;      /* month to minute: 255 when the listing gave none */
+    int32_t day;
+    int32_t hour;
+    int32_t minute;
+    int32_t attributes; /* permissions as hexadecimal digits: rwxr-xr-x is 0x755; -1 when there are none */
+    int32_t is_link;
+    uint32_t unused; /* receivers ignore it */
+} remote_file_t;
+
+WIRE_FIELD(remote_file_t, looked_up, 0, 4);
+WIRE_FIELD(remote_file_t, exists, 4, 4);
+WIRE_FIELD(remote_file_t, size, 8, 8);
+WIRE_FIELD(remote_file_t, year, 16, 4);
+WIRE_FIELD(remote_file_t, month, 20, 4);
+WIRE_FIELD(remote_file_t, day, 24, 4);
+WIRE_FIELD(remote_file_t, hour, 28, 4);
+WIRE_FIELD(remote_file_t, minute, 32, 4);
+WIRE_FIELD(remote_file_t, attributes, 36, 4);
+WIRE_FIELD(remote_file_t, is_link, 40, 4);
+WIRE_FIELD(remote_file_t, unused, 44, 4);
+WIRE_SIZE(remote_file_t, 48);
+
+/* Resets a status head: idle, no job, no result, not cancelled. */
+static inline void ftp_clientd_if_module_info_init(module_info_t *info)
+{
+    info->running = 0;
+    info->exec = JOB_NONE;
+    info->result = 0;
+    info->cancel = 0;
+}
+
+/* Resets a progress block, but for zixi_error (and the unused tail): only the Zixi engine clears its own. */
+static inline void ftp_clientd_if_exec_info_init(exec_info_t *info)
+{
+    info->total_size = 0;
+    info->transferred_size = 0;
+    info->elapsed_time = 0;
+    info->curl_code = 0;
+    info->response_code_type = RESPONSE_CODE_OTHER;
+    info->response_code = 0;
+    info->retry_count = 0;
+}
+
+#endif

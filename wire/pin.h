@@ -1,0 +1,18 @@
+/* Pins the layout of everything that travels: compilation stops when a member moves. */
+#ifndef WIRE_PIN_H
+#define WIRE_PIN_H
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the wire records are little-endian and are used as they lie in memory: this machine is big-endian"
+#endif
+
+#define WIRE_FIELD(record, member, at, width)                                                                \
+    static_assert(offsetof(record, member) == (at) && sizeof(((record *)0)->member) == (width),              \
+                  #record "." #member " moved on the wire")
+#define WIRE_SIZE(record, size) static_assert(sizeof(record) == (size), #record " changed size on the wire")
+
+#endif

@@ -1,0 +1,81 @@
+/* The body of commands 1 (download), 2 (upload) and 5 (file information): one job, with every setting it
+ * needs. Strings are NUL-terminated inside their field; one that fills its field is refused. */
+#ifndef WIRE_TRANSFER_REQUEST_H
+#define WIRE_TRANSFER_REQUEST_H
+
+#include "wire/pin.h"
+
+enum transfer_protocol {
+    PROTOCOL_FTP = 0,
+    PROTOCOL_FTPS_IMPLICIT = 1, /* TLS from the first byte */
+    PROTOCOL_FTPS_EXPLICIT = 2, /* AUTH TLS on an FTP connection */
+    PROTOCOL_SFTP = 3,
+    PROTOCOL_ZIXI_4 = 4, /* both values go to the Zixi engine */
+    PROTOCOL_ZIXI_5 = 5,
+};
+
+enum proxy_kind { PROXY_NONE = 0, PROXY_HTTP = 1 };
+
+enum server_auth_type {
+    SERVER_AUTH_NONE = 0, /* any certificate or key is accepted */
+    SERVER_AUTH_MD5 = 1,  /* SFTP: MD5 of the host key, 16 bytes */
+    SERVER_AUTH_SHA1 = 2, /* FTPS: SHA-1 of the certificate, 20 bytes */
+};
+
+/* How the server proves who it is. */
+typedef struct server_auth_t {
+    uint32_t auth_type;    /* server_auth_type */
+    uint8_t digest_length; /* bytes of `digest` that count: 16 or 20 */
+    uint8_t digest[256];   /* the expected fingerprint, raw bytes */
+    char save_path[259];   /* not empty: certificate or key is saved there before it is judged */
+} server_auth_t;
+
+WIRE_FIELD(server_auth_t, auth_type, 0, 4);
+WIRE_FIELD(server_auth_t, digest_length, 4, 1);
+WIRE_FIELD(server_auth_t, digest, 5, 256);
+WIRE_FIELD(server_auth_t, save_path, 261, 259);
+WIRE_SIZE(server_auth_t, 520);
+
+typedef struct transfer_request_t {
+    char remote_path[512]; /* relative to the login directory, or absolute as the server understands it */
+    char local_path[256];  /* written by a download, read by an upload */
+    char host[256];        /* server name or address */
+    uint32_t port;         /* 0 to 65535; 0 is the protocol's own */
+    char username[32];     /* may be empty */
+    char password[224];    /* may be empty */
+    uint32_t passive_mode; /* 0 = active FTP */
+    uint32_t protocol;     /* transfer_protocol; any other value is plain FTP */
+    char proxy_host[256];  /* read only when proxy_type is not 0 */
+    uint32_t proxy_port;   /* 0 to 65535 */
+    uint32_t proxy_type;   /* proxy_kind */
+    server_auth_t server_auth;
+    uint32_t resume; /* upload: not 0 = append what the remote file lacks; Zixi: 0 = overwrite */
+} transfer_request_t;
+
+WIRE_FIELD(transfer_request_t, remote_path, 0, 512);
+WIRE_FIELD(transfer_request_t, local_path, 512, 256);
+WIRE_FIELD(transfer_request_t, host, 768, 256);
+WIRE_FIELD(transfer_request_t, port, 1024, 4);
+WIRE_FIELD(transfer_request_t, username, 1028, 32);
+WIRE_FIELD(transfer_request_t, password, 1060, 224);
+WIRE_FIELD(transfer_request_t, passive_mode, 1284, 4);
+WIRE_FIELD(transfer_request_t, protocol, 1288, 4);
+WIRE_FIELD(transfer_request_t, proxy_host, 1292, 256);
+WIRE_FIELD(transfer_request_t, proxy_port, 1548, 4);
+WIRE_FIELD(transfer_request_t, proxy_type, 1552, 4);
+WIRE_FIELD(transfer_request_t, server_auth, 1556, 520);
+WIRE_FIELD(transfer_request_t, resume, 2076, 4);
+WIRE_SIZE(transfer_request_t, 2080);
+
+/* Protocols 4 and 5 carry their own user name and password inside the span of `password`. */
+enum zixi_credentials {
+    ZIXI_USER_OFFSET = 1092, /* from the start of the request */
+    ZIXI_USER_SIZE = 64,
+    ZIXI_PASSWORD_OFFSET = 1156,
+    ZIXI_PASSWORD_SIZE = 128,
+};
+static_assert(ZIXI_USER_OFFSET + ZIXI_USER_SIZE == ZIXI_PASSWORD_OFFSET, "Zixi user name meets its password");
+static_assert(ZIXI_PASSWORD_OFFSET + ZIXI_PASSWORD_SIZE == offsetof(transfer_request_t, passive_mode),
+              "the Zixi password ends where `password` ends");
+
+#endif
