@@ -9,7 +9,8 @@
 namespace
 {
 
-constexpr size_t FORMAT_SIZE = 256; // bytes: ids and formats are literals of this program, the longest has 170
+constexpr size_t FORMAT_SIZE =
+    256; // bytes: ids and formats are literals of this program, the longest has 170
 
 struct errno_kept {
     int value = errno;
@@ -36,7 +37,11 @@ void log_error(const char *id, const char *format, ...)
     va_end(arguments);
 }
 
-void log_errno(const char *id) { log_error(id, "errno(%d) %s", errno, strerror(errno)); }
+void log_errno(const char *id)
+{
+    const errno_kept kept; // strerror of an unknown number sets EINVAL
+    log_error(id, "errno(%d) %s", kept.value, strerror(kept.value));
+}
 
 void log_if_failed(const char *id, const char *call, int rc)
 {
