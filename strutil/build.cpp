@@ -110,5 +110,7 @@ char *malloc_ins_str2(const char *s, size_t pos, const char *ins1, const char *i
         return nullptr;
     const std::string_view whole(s);
     const size_t at = pos < whole.size() ? pos : whole.size();
-    return malloc_joined({whole.substr(0, at), ins1, ins2, whole.substr(at)});
+    const std::string_view head(s, at);
+    const std::string_view tail(s + at, whole.size() - at);
+    return malloc_joined({head, ins1, ins2, tail});
 }

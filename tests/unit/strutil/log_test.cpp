@@ -1,0 +1,77 @@
+#include "strutil/log.h"
+
+#include "support/logged.h"
+
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <syslog.h>
+
+using log_lines = std::vector<log_line>;
+
+TEST(Log, AnErrorHasAPrefixItsPlaceAndANewline)
+{
+    log_error("curl_wrapper(615)", "%s: Failed(%d)", "CURLOPT_URL", 43);
+    EXPECT_EQ(logged_with_priority(),
+              (log_lines{{LOG_ERR, "error: curl_wrapper(615): CURLOPT_URL: Failed(43)\n"}}));
+}
+
+TEST(Log, AMilestoneHasItsPlaceAndANewline)
+{
+    log_info("zixi_func(784)", "Zixi FTP Done.");
+    EXPECT_EQ(logged_with_priority(), (log_lines{{LOG_INFO, "zixi_func(784): Zixi FTP Done.\n"}}));
+}
+
+TEST(Log, ATextIsLoggedAsItIs)
+{
+    log_text("%d%% of %s", 50, "it");
+    EXPECT_EQ(logged_with_priority(), (log_lines{{LOG_INFO, "50% of it"}}));
+}
+
+TEST(Log, AFailedSystemCallIsItsErrnoInNumberAndWords)
+{
+    errno = ENOENT;
+    log_errno("ftp_clientd(967)");
+    EXPECT_EQ(logged_with_priority(),
+              (log_lines{{LOG_ERR, "error: ftp_clientd(967): errno(2) No such file or directory\n"}}));
+}
+
+TEST(Log, AnErrnoWithoutWordsKeepsItsNumber)
+{
+    errno = 12345;
+    log_errno("ftp_clientd(967)");
+    EXPECT_EQ(errno, 12345);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd(967): errno(12345) Unknown error 12345\n"});
+}
+
+TEST(Log, AReturnedErrorIsLoggedOnlyWhenThereIsOne)
+{
+    log_if_failed("curl_func(2124)", "pthread_mutex_lock", 0);
+    EXPECT_EQ(logged(), lines{});
+    log_if_failed("curl_func(2124)", "pthread_mutex_lock", EINVAL);
+    EXPECT_EQ(logged_with_priority(),
+              (log_lines{{LOG_ERR, "error: curl_func(2124): pthread_mutex_lock(): 22\n"}}));
+}
+
+TEST(Log, ALongArgumentIsNotCut)
+{
+    const std::string name(5000, 'n');
+    log_info("curl_func(1778)", "%s, size: %lld", name.c_str(), 7LL);
+    EXPECT_EQ(logged(), lines{"curl_func(1778): " + name + ", size: 7\n"});
+}
+
+TEST(Log, ErrnoIsTheSameAfterwards)
+{
+    errno = EAGAIN;
+    log_error("a(1)", "x");
+    EXPECT_EQ(errno, EAGAIN);
+    log_errno("a(1)");
+    EXPECT_EQ(errno, EAGAIN);
+    log_info("a(1)", "x");
+    EXPECT_EQ(errno, EAGAIN);
+    log_text("x");
+    EXPECT_EQ(errno, EAGAIN);
+    log_if_failed("a(1)", "x", 1);
+    EXPECT_EQ(errno, EAGAIN);
+    logged();
+}
