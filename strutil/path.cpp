@@ -20,8 +20,7 @@ char *malloc_directory_of(const char *path, int ch)
     auto *directory = static_cast<char *>(malloc(length + (ch < 0 ? 1 : 2)));
     if (directory == nullptr)
         return nullptr;
-    memcpy(directory, path, length);
-    char *end = directory + length;
+    auto *end = static_cast<char *>(mempcpy(directory, path, length));
     if (ch >= 0)
         *end++ = static_cast<char>(ch);
     *end = '\0';

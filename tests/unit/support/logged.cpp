@@ -1,3 +1,6 @@
+// Without fortification: its inline versions of the functions defined here would be second definitions.
+#undef _FORTIFY_SOURCE
+
 #include "support/logged.h"
 
 #include <cstdarg>
