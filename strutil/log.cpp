@@ -17,8 +17,10 @@ struct errno_kept {
     ~errno_kept() { errno = value; }
 };
 
-__attribute__((format(printf, 4, 0))) void log_line(int priority, const char *prefix, const char *id,
-                                                    const char *format, va_list arguments)
+void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
+    __attribute__((format(printf, 4, 0)));
+
+void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
 {
     const errno_kept kept;
     char whole[FORMAT_SIZE];

@@ -28,7 +28,10 @@ static void keep(int priority, const char *format, va_list arguments)
 extern "C" {
 void vsyslog(int priority, const char *format, va_list arguments) { keep(priority, format, arguments); }
 
-void __vsyslog_chk(int priority, int, const char *format, va_list arguments) { keep(priority, format, arguments); }
+void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
+{
+    keep(priority, format, arguments);
+}
 
 void syslog(int priority, const char *format, ...)
 {
