@@ -1,0 +1,101 @@
+"""The daemon under test, started for real: it forks twice and leaves its starter."""
+
+import glob
+import os
+import pathlib
+import shlex
+import signal
+
+from . import processes
+from .waiting import DEADLINE_S, wait_until
+
+WORLD = pathlib.Path(os.environ.get("FTP_CLIENTD_WORLD", "/nonexistent"))
+REPORTS = WORLD / "sanitizer"
+SPEED = 20  # of a fast daemon's clock
+
+_SANITIZER = f"log_path={REPORTS}:"
+
+
+def program():
+    """The command that starts the daemon: a path, or an emulator with its options in front of one."""
+    return shlex.split(os.environ["FTP_CLIENTD"])
+
+
+def environment(fast, extra):
+    variables = {
+        "PATH": os.environ["PATH"],
+        "ASAN_OPTIONS": _SANITIZER + "verify_asan_link_order=0",
+        "TSAN_OPTIONS": _SANITIZER + "second_deadlock_stack=1",
+        "UBSAN_OPTIONS": "print_stacktrace=1",
+    }
+    if fast:
+        libraries = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
+        assert libraries, "faketime is not installed"
+        variables |= {"LD_PRELOAD": libraries[0], "FAKETIME": f"+0 x{SPEED}"}
+    return variables | extra
+
+
+class Daemon:
+    """One run. Start it once; `pid` is the process that stays."""
+
+    def __init__(self):
+        self.pid = None
+        self._front = None
+        self._name = os.path.basename(program()[0])
+
+    def launch(self, fast=False, wrapper=(), **extra_environment):
+        """Starts it, and does not wait for anything. The wrapper is a command to run it under."""
+        self._front = processes.spawn([*wrapper, *program()], env=environment(fast, extra_environment),
+                                      cwd=WORLD / "tmp")
+
+    def find(self):
+        """Waits for the process that stays: an orphan that leads no session."""
+        def stayed():
+            for process in processes.adopted(self._name):
+                if process.state == "Z":
+                    processes.reap(process.pid)  # the middle one
+                elif process.session != process.pid and process.session != os.getsid(0):
+                    return process.pid
+            return None
+
+        self.pid = wait_until(stayed, "a daemon that left its starter")
+        return self.pid
+
+    def statuses_of_all(self):
+        """Waits until all its processes have ended; their exit statuses, eldest first."""
+        statuses = [self._front.wait(DEADLINE_S)]
+        wait_until(lambda: all(process.state == "Z" for process in processes.adopted(self._name)),
+                   "the end of all processes of the daemon")
+        return statuses + [processes.reap(process.pid) for process in processes.adopted(self._name)]
+
+    @property
+    def running(self):
+        return self.pid is not None and any(
+            process.pid == self.pid and process.state != "Z" for process in processes.processes())
+
+    def send_signal(self, number):
+        os.kill(self.pid, number)
+
+    def stop(self, number=signal.SIGTERM):
+        """Exit status after that signal; -N when signal N ended it."""
+        self.send_signal(number)
+        return self.wait_end()
+
+    def wait_end(self):
+        pid, self.pid = self.pid, None
+        return processes.reap(pid)
+
+    def descriptors(self):
+        """{number: target} of its open files."""
+        folder = f"/proc/{self.pid}/fd"
+        return {int(number): os.readlink(f"{folder}/{number}") for number in os.listdir(folder)}
+
+    def resident_kib(self):
+        for line in pathlib.Path(f"/proc/{self.pid}/status").read_text().splitlines():
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1])
+        raise AssertionError("no VmRSS")
+
+
+def sanitizer_reports():
+    return "".join(path.read_text() for path in sorted(WORLD.glob(REPORTS.name + ".*")))

@@ -1,0 +1,264 @@
+"""A scripted FTP server, for what no real one will do: stall, reset, lie, fall silent."""
+
+import socket
+import struct
+import threading
+from dataclasses import dataclass, field
+from typing import Callable
+
+from .waiting import DEADLINE_S, wait_until
+
+PIECE = 16384
+
+
+class Silence:
+    """Instead of a reply: none, the connection stays open."""
+
+
+class HangUp:
+    """Instead of a reply: the control connection is closed."""
+
+
+class Reset:
+    """Instead of a reply: the control connection is reset."""
+
+
+def reset(connection):
+    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+    connection.close()
+
+
+def send_all(session, data, content):
+    data.sendall(content)
+
+
+def send_then(action, count, pieces=PIECE):
+    """A sender that sends `count` bytes and then: "stall", "close" or "reset"."""
+    def send(session, data, content):
+        for at in range(0, count, pieces):
+            data.sendall(content[at:min(at + pieces, count)])
+        finish(session, data, action)
+    return send
+
+
+def send_pieces(size, pause_s=0.0):
+    """A sender of small pieces, each in a packet of its own."""
+    def send(session, data, content):
+        data.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        for at in range(0, len(content), size):
+            data.sendall(content[at:at + size])
+            if session.server.closing.wait(pause_s):
+                return
+    return send
+
+
+def take_all(session, data):
+    received = bytearray()
+    while piece := data.recv(PIECE):
+        received += piece
+    return bytes(received)
+
+
+def take_then(action, count):
+    """A receiver that takes about `count` bytes and then: "stall", "close" or "reset"."""
+    def take(session, data):
+        received = bytearray()
+        while len(received) < count and (piece := data.recv(min(PIECE, count - len(received)))):
+            received += piece
+        finish(session, data, action)
+        return bytes(received)
+    return take
+
+
+def take_slowly(bytes_per_s):
+    """A receiver that keeps an upload running until the test ends."""
+    def take(session, data):
+        received = bytearray()
+        while piece := data.recv(bytes_per_s // 20):
+            received += piece
+            if session.server.closing.wait(0.05):
+                break
+        return bytes(received)
+    return take
+
+
+def finish(session, data, action):
+    if action == "stall":
+        session.server.stalled.set()
+        session.server.closing.wait()
+    elif action == "reset":
+        reset(data)
+    else:
+        assert action == "close", action
+
+
+@dataclass
+class Plan:
+    """How one control connection is treated; by itself a friendly server that has the server's files."""
+    greeting: object = "220 ready"
+    # verb: a reply, Silence, HangUp or Reset instead of the usual answer; before the data connection is used
+    replies: dict = field(default_factory=dict)
+    announced_size: int = None  # what SIZE answers; else the truth
+    opening: str = "150 here it comes"
+    send: Callable = send_all
+    take: Callable = take_all
+    closing: object = "226 done"
+    passive_address: str = "127,0,0,1"  # what PASV tells; the port is true
+    listing: bytes = b""
+
+
+class Session(threading.Thread):
+    """One control connection."""
+
+    def __init__(self, server, connection, plan):
+        super().__init__(daemon=True)
+        self.server = server
+        self.plan = plan
+        self.commands = []
+        self._control = connection
+        self._passive = None
+        self._active = None
+
+    def reply(self, text):
+        if text is Silence:
+            self.server.closing.wait()
+        elif text is HangUp:
+            self._control.shutdown(socket.SHUT_RDWR)
+        elif text is Reset:
+            reset(self._control)
+        else:
+            self._control.sendall(text.encode() + b"\r\n")
+
+    def run(self):
+        try:
+            self.reply(self.plan.greeting)
+            for line in self._control.makefile("r", encoding="utf-8", errors="surrogateescape", newline="\r\n"):
+                self.obey(line.rstrip("\r\n"))
+                if line.startswith("QUIT"):
+                    break
+        except OSError:
+            pass  # the client hung up, or the plan did
+        finally:
+            self._control.close()
+
+    def obey(self, line):
+        verb, _, argument = line.partition(" ")
+        self.commands.append(line)
+        planned = self.plan.replies.get(verb)
+        if planned is not None:
+            self.reply(planned)
+            return
+        method = getattr(self, "on_" + verb.lower(), None)
+        if method:
+            method(argument)
+        else:
+            self.reply("200 fine")
+
+    def on_user(self, _):
+        self.reply("331 password?")
+
+    def on_pass(self, _):
+        self.reply("230 logged in")
+
+    def on_pwd(self, _):
+        self.reply('257 "/" it is')
+
+    def on_cwd(self, _):
+        self.reply("250 there")
+
+    def on_mkd(self, name):
+        self.reply(f'257 "{name}" made')
+
+    def on_quit(self, _):
+        self.reply("221 bye")
+
+    def on_size(self, name):
+        if self.plan.announced_size is not None:
+            self.reply(f"213 {self.plan.announced_size}")
+        elif name in self.server.files:
+            self.reply(f"213 {len(self.server.files[name])}")
+        else:
+            self.reply("550 no such file")
+
+    def on_pasv(self, _):
+        self._passive = socket.create_server(("127.0.0.1", 0))
+        port = self._passive.getsockname()[1]
+        self.reply(f"227 at ({self.plan.passive_address},{port >> 8},{port & 255})")
+
+    def on_port(self, argument):
+        numbers = [int(number) for number in argument.split(",")]
+        self._active = (".".join(map(str, numbers[:4])), numbers[4] * 256 + numbers[5])
+        self.reply("200 will call")
+
+    def _data(self):
+        if self._active:
+            return socket.create_connection(self._active)
+        connection, _ = self._passive.accept()
+        self._passive.close()
+        return connection
+
+    def on_retr(self, name):
+        if name not in self.server.files:
+            self.reply("550 no such file")
+            return
+        self._send(self.server.files[name])
+
+    def on_list(self, _):
+        self._send(self.plan.listing)
+
+    def _send(self, content):
+        self.reply(self.plan.opening)
+        with self._data() as data:
+            self.plan.send(self, data, content)
+        self.reply(self.plan.closing)
+
+    def on_stor(self, name):
+        self._take("STOR", name)
+
+    def on_appe(self, name):
+        self._take("APPE", name)
+
+    def _take(self, verb, name):
+        self.reply(self.plan.opening)
+        with self._data() as data:
+            received = self.plan.take(self, data)
+        self.server.stored.append((verb, name, received))
+        self.reply(self.plan.closing)
+
+
+class ScriptedServer:
+    """Treats the first connection by the first plan, and so on; the last plan serves all further ones."""
+
+    def __init__(self, *plans, files=None, port=21):
+        self.plans = plans or (Plan(),)
+        self.files = files or {}
+        self.sessions = []
+        self.stored = []  # (verb, name, content)
+        self.stalled = threading.Event()
+        self.closing = threading.Event()
+        self._listener = socket.create_server(("127.0.0.1", port))
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        while True:
+            try:
+                connection, _ = self._listener.accept()
+            except OSError:
+                return
+            plan = self.plans[min(len(self.sessions), len(self.plans) - 1)]
+            session = Session(self, connection, plan)
+            self.sessions.append(session)
+            session.start()
+
+    def stop(self):
+        self.closing.set()
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+
+    @property
+    def commands(self):
+        return [command for session in self.sessions for command in session.commands]
+
+    def wait_for_command(self, verb, times=1, deadline_s=DEADLINE_S):
+        wait_until(lambda: sum(command.split(" ")[0] == verb for command in self.commands) >= times,
+                   f"{times} x {verb} at the server", deadline_s)

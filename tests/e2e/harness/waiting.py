@@ -1,0 +1,28 @@
+"""Waiting for a condition, never for a length of time."""
+
+import time
+
+DEADLINE_S = 30.0
+POLL_S = 0.005
+
+
+def wait_until(condition, what, deadline_s=DEADLINE_S):
+    """The first true value of condition(); the test fails when none came in time."""
+    end = time.monotonic() + deadline_s
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {deadline_s:g} s: {what}")
+        time.sleep(POLL_S)
+
+
+def holds_for(condition, seconds):
+    """True when condition() stays true that long; for what must not happen."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        if not condition():
+            return False
+        time.sleep(POLL_S)
+    return True

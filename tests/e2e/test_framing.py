@@ -1,0 +1,188 @@
+"""Clients of the control socket that do not behave."""
+
+import socket
+import threading
+import time
+
+import pytest
+
+from harness import client, wire
+from harness.daemon import SPEED
+from harness.waiting import wait_until
+
+NO_OPERATION = client.head(0, 8) + bytes(8)
+
+
+def served(daemon):
+    assert client.nothing() == (0, 0)
+    assert daemon.running
+
+
+def test_a_client_that_sends_nothing_and_closes_is_logged(daemon, log):
+    client.connect().close()
+    log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(0 of 8\)\n$")
+    served(daemon)
+
+
+def test_a_header_cut_short_is_answered_as_no_operation(daemon, log):
+    assert client.ask_raw(client.head(3, 0)[:5], shut=True) == NO_OPERATION
+    log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(5 of 8\)\n$")
+    served(daemon)
+
+
+@pytest.mark.parametrize("command", [1, 3, 7])
+def test_a_body_cut_short_is_answered_as_no_operation(daemon, log, command):
+    assert client.ask_raw(client.head(command, 2080) + bytes(100), shut=True) == NO_OPERATION
+    log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(100 of 2080\)\n$")
+    served(daemon)
+
+
+def test_a_body_that_never_comes_is_answered_as_no_operation(daemon, log):
+    assert client.ask_raw(client.head(2, 2080), shut=True) == NO_OPERATION
+    log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(0 of 2080\)\n$")
+
+
+def test_bytes_behind_the_body_are_ignored(daemon, network_manager, local):
+    body = wire.request(remote_path="a", local_path=local / "a", port=1)
+    reply = client.ask_raw(client.head(1, len(body)) + body + b"and more" * 50)
+    assert reply == client.head(1, 8) + bytes(8)
+    network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+
+
+def test_a_request_in_single_bytes_is_put_together(daemon, network_manager, local):
+    body = wire.request(remote_path="a", local_path=local / "a", port=1)
+    with client.connect() as connection:
+        for byte in client.head(1, len(body)) + body:
+            connection.send(bytes([byte]))
+        assert client.read_to_end(connection) == client.head(1, 8) + bytes(8)
+    network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+
+
+@pytest.mark.parametrize("sent", [b"", client.head(0, 0)[:7], client.head(1, 2080), client.head(1, 2080) + bytes(2079)],
+                         ids=["nothing", "7-of-header", "header-only", "all-but-a-byte"])
+def test_a_client_that_stalls_is_given_up_after_ten_seconds(fast_daemon, log, sent):
+    with client.connect() as connection:
+        connection.sendall(sent)
+        begin = time.monotonic()
+        assert client.read_to_end(connection) == NO_OPERATION
+        taken_s = (time.monotonic() - begin) * SPEED
+    assert 8 < taken_s < 60
+    log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
+    if len(sent) < 8:
+        log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(9 of 8\)\n$")
+    else:
+        log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(2081 of 2080\)\n$")
+    served(fast_daemon)
+
+
+def test_the_ten_seconds_are_of_the_true_clock(daemon):
+    with client.connect() as connection:
+        begin = time.monotonic()
+        assert client.read_to_end(connection) == NO_OPERATION
+    assert 9.5 < time.monotonic() - begin < 12
+
+
+def test_a_client_that_trickles_does_not_get_more_time(fast_daemon, log):
+    with client.connect() as connection:
+        begin = time.monotonic()
+        try:
+            # A byte each 2 of its seconds: the header alone would take 16.
+            for byte in client.head(1, 2080) + bytes(2080):
+                connection.send(bytes([byte]))
+                time.sleep(2 / SPEED)
+        except BrokenPipeError:
+            pass
+        assert (time.monotonic() - begin) * SPEED < 60
+    log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
+    served(fast_daemon)
+
+
+def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
+    before_kib = daemon.resident_kib()
+    assert client.ask_raw(client.head(1, 0xFFFFFFFF) + bytes(4096), shut=True) == NO_OPERATION
+    # What malloc says to it is the machine's choice.
+    log.wait_for(r"^error: ftp_clientd_if\((725\): Failed: malloc\(\)|737\): recvn\(\): incomplete\(4096 of -1\))\n$")
+    assert daemon.resident_kib() - before_kib < 4096
+    served(daemon)
+
+
+def test_a_client_that_leaves_before_the_reply_is_logged_as_a_broken_pipe(daemon, log):
+    with client.connect() as connection:
+        connection.sendall(client.head(0, 0))
+    log.wait_for(r"^error: ftp_clientd_if\(843\): errno\(32\) Broken pipe\n$")
+    log.wait_for(r"^error: ftp_clientd_if\(662\): sendn\(\): incomplete\(9 of 8\)\n$")
+    log.wait_for(r"^error: ftp_clientd\(361\): Could not send return data\.\n$")
+    served(daemon)
+
+
+@pytest.mark.parametrize("command, number", [(1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)])
+def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log, command, number):
+    # Starts are refused: their body is empty.
+    with client.connect() as connection:
+        connection.sendall(client.head(command, 0))
+    log.wait_for(rf"^error: ftp_clientd\({number}\): Could not send return data\.\n$")
+    assert client.state().result == 0
+
+
+def test_clients_at_once_are_all_answered(daemon):
+    answers = []
+
+    def ask_often():
+        for _ in range(10):
+            answers.append(client.nothing())
+
+    threads = [threading.Thread(target=ask_often) for _ in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join(60)
+    assert answers == [(0, 0)] * 40
+
+
+def test_a_silent_client_delays_the_next_one_but_does_not_lose_it(fast_daemon):
+    with client.connect() as silent, client.connect() as patient:
+        patient.sendall(client.head(0, 0))
+        assert client.read_to_end(patient) == NO_OPERATION
+        assert client.read_to_end(silent) == NO_OPERATION
+
+
+def test_a_request_is_served_within_a_pass_of_the_loop(daemon):
+    delays = []
+    for _ in range(20):
+        begin = time.monotonic()
+        client.nothing()
+        delays.append(time.monotonic() - begin)
+    # 100 ms and what a busy machine adds.
+    assert sorted(delays)[10] < 0.2
+
+
+def test_one_connection_carries_one_request(daemon):
+    with client.connect() as connection:
+        connection.sendall(client.head(0, 0))
+        assert client.read_to_end(connection) == NO_OPERATION
+        with pytest.raises((BrokenPipeError, ConnectionResetError)):
+            connection.sendall(client.head(0, 0))
+            connection.sendall(client.head(0, 0))
+
+
+def test_a_full_queue_of_clients_is_worked_off(daemon):
+    """The backlog is 5: more clients than that wait in connect, and all are served."""
+    connections = []
+    try:
+        for _ in range(6):
+            connections.append(client.connect())
+        for connection in connections:
+            connection.sendall(client.head(3, 0))
+        for connection in connections:
+            assert len(client.read_to_end(connection)) == 80
+    finally:
+        for connection in connections:
+            connection.close()
+    wait_until(lambda: client.nothing() == (0, 0), "an answer afterwards")
+
+
+def test_the_socket_takes_streams_only(daemon):
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as datagrams:
+        with pytest.raises(OSError):
+            datagrams.connect(client.CONTROL_SOCKET)
+    served(daemon)

@@ -1,0 +1,169 @@
+"""From the first fork to the start-up notice, and the ways in which that fails."""
+
+import os
+import re
+import shutil
+import signal
+import socket
+import stat
+import subprocess
+
+import pytest
+
+from harness import client, wire
+from harness.client import CONTROL_SOCKET
+from harness.log import LOG_SOCKET
+from harness.waiting import holds_for, wait_until
+
+STARTED = bytes.fromhex("0a0301 0800 00000000 00000000 00000000")
+FAILED = bytes.fromhex("0a0301 0800 00000000 01000000 05000000")
+
+
+def without_reserved(raw):
+    """Byte 3 and bytes 6 and 7 of a notice say nothing."""
+    return raw[:3] + raw[4:6] + raw[8:]
+
+
+def strace(*injections):
+    """Runs the daemon so that system calls fail: "setsid:error=EPERM"."""
+    options = [option for injection in injections for option in ("-e", f"inject={injection}")]
+    return ["strace", "-f", "-qq", "-o", "/dev/null", *options]
+
+
+NO_LEAK_CHECK = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}  # it cannot run under strace
+
+
+def test_the_start_is_announced_with_twenty_bytes(daemon, network_manager):
+    notice, = network_manager.notices
+    assert len(notice.raw) == 20
+    assert without_reserved(notice.raw) == STARTED
+
+
+def test_the_daemon_detaches_itself(daemon):
+    front = daemon._front.wait(30)
+    assert front == 0
+    status = open(f"/proc/{daemon.pid}/status").read()
+    assert f"PPid:\t{os.getpid()}\n" in status
+    assert "Umask:\t0000\n" in status
+    assert os.getsid(daemon.pid) not in (daemon.pid, os.getsid(0))
+    assert os.readlink(f"/proc/{daemon.pid}/cwd") == "/"
+
+
+def test_standard_input_is_null_and_the_outputs_are_the_console(daemon):
+    descriptors = daemon.descriptors()
+    assert descriptors[0] == "/dev/null"
+    assert descriptors[1] == descriptors[2] == "/dev/console"
+    others = [target for number, target in descriptors.items() if number > 2]
+    assert all(target.startswith("socket:") for target in others), descriptors
+
+
+def test_the_log_names_the_daemon_its_pid_and_facility(daemon, log):
+    line = log.wait_for(r"^curl_func\(260\): libcurl/")
+    assert (line.priority, line.ident, line.pid) == (8 | 6, "libftp_clientd_if", daemon.pid)
+    assert line.text.endswith("\n")
+
+
+def test_nothing_but_the_versions_is_logged_at_the_start(daemon, log):
+    assert not log.errors()
+
+
+def test_the_control_socket_is_a_socket_file(daemon):
+    assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
+    assert os.path.realpath(CONTROL_SOCKET) == "/run/ftp.sock"
+
+
+@pytest.mark.parametrize("left", ["socket", "file"])
+def test_what_an_earlier_run_left_at_the_socket_path_is_replaced(unstarted, network_manager, left):
+    if left == "socket":
+        with socket.socket(socket.AF_UNIX) as stale:
+            stale.bind(CONTROL_SOCKET)
+    else:
+        open(CONTROL_SOCKET, "w").close()
+    unstarted.launch()
+    unstarted.find()
+    assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == STARTED
+    assert client.nothing() == (0, 0)
+
+
+def test_a_control_socket_that_cannot_be_bound_is_announced_and_ends_with_status_0(unstarted, network_manager, log):
+    os.mkdir(CONTROL_SOCKET)
+    unstarted.launch()
+    assert unstarted.statuses_of_all() == [0, 0, 0]
+    assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == FAILED
+    log.wait_for(r"^error: ftp_clientd_if\(119\): errno\(98\) Address already in use\n$")
+    assert len(network_manager.notices) == 1
+
+
+def test_a_start_needs_no_network_manager(unstarted, log):
+    unstarted.launch()
+    unstarted.find()
+    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$")
+    assert client.nothing() == (0, 0)
+    assert len(log.errors()) == 1
+
+
+def test_without_a_log_socket_the_console_gets_the_lines(unstarted, network_manager, console):
+    os.unlink(LOG_SOCKET)
+    os.mkdir(CONTROL_SOCKET)
+    unstarted.launch()
+    assert unstarted.statuses_of_all() == [0, 0, 0]
+    wait_until(lambda: "\n" in console.text, "a line on the console")
+    # What the C library does with LOG_PID and LOG_CONS.
+    assert re.match(r"libftp_clientd_if\[\d+\]: error: ftp_clientd_if\(119\): errno\(98\) Address already in use\n",
+                    console.text)
+
+
+def test_a_console_that_cannot_be_opened_ends_the_start(unstarted, log):
+    os.unlink("/dev/console")
+    os.mkdir("/dev/console")
+    unstarted.launch()
+    assert unstarted.statuses_of_all() == [0, 0, 1]
+    log.wait_for(r"^error: ftp_clientd\(967\): errno\(21\) Is a directory\n$")
+    assert not os.path.exists(CONTROL_SOCKET)
+
+
+def test_a_missing_null_device_ends_the_start(unstarted, log):
+    subprocess.run(["umount", "--lazy", "/dev/null"], check=True)
+    # Somebody may still need it; the daemon looks for this name.
+    shutil.move("/dev/null", "/dev/null.away")
+    unstarted.launch()
+    assert unstarted.statuses_of_all() == [0, 0, 1]
+    log.wait_for(r"^error: ftp_clientd\(979\): errno\(2\) No such file or directory\n$")
+
+
+@pytest.mark.parametrize("injection, statuses, line", [
+    ("clone,clone3,fork,vfork:error=EAGAIN", [1],
+     r"^error: ftp_clientd\(935\): errno\(11\) Resource temporarily unavailable\n$"),
+    ("setsid:error=EPERM", [0, 1], r"^error: ftp_clientd\(892\): errno\(1\) Operation not permitted\n$"),
+    ("chdir:error=EACCES", [0, 0, 1], r"^error: ftp_clientd\(907\): errno\(13\) Permission denied\n$"),
+    ("dup2,dup3:error=EBUSY:when=1", [0, 0, 1],
+     r"^error: ftp_clientd\(985\): errno\(16\) Device or resource busy\n$"),
+    ("dup2,dup3:error=EBUSY:when=2", [0, 0, 1],
+     r"^error: ftp_clientd\(991\): errno\(16\) Device or resource busy\n$"),
+], ids=["fork", "setsid", "chdir", "dup2-1", "dup2-2"])
+def test_a_daemonising_failure_is_logged_and_ends_with_status_1(unstarted, log, injection, statuses, line):
+    unstarted.launch(wrapper=strace(injection), **NO_LEAK_CHECK)
+    assert unstarted.statuses_of_all() == statuses
+    log.wait_for(line)
+    assert not os.path.exists(CONTROL_SOCKET)
+
+
+def test_a_failed_socket_call_leaves_a_daemon_that_hears_nothing(unstarted, network_manager, log):
+    # The first socket of the process is the control socket; the log's comes with the first line.
+    unstarted.launch(wrapper=strace("socket:error=EMFILE:when=1"), **NO_LEAK_CHECK)
+    unstarted.find()
+    assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == STARTED
+    log.wait_for(r"^error: ftp_clientd_if\(108\): errno\(24\) Too many open files\n$")
+    assert holds_for(lambda: unstarted.running and not os.path.exists(CONTROL_SOCKET), 0.5)
+
+
+def test_a_failed_listen_is_announced(unstarted, network_manager, log):
+    unstarted.launch(wrapper=strace("listen:error=EOPNOTSUPP"), **NO_LEAK_CHECK)
+    unstarted.statuses_of_all()
+    assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == FAILED
+    log.wait_for(r"^error: ftp_clientd_if\(125\): errno\(95\) Operation not supported\n$")
+
+
+@pytest.mark.parametrize("number", [signal.SIGUSR1, signal.SIGQUIT, signal.SIGALRM])
+def test_other_signals_keep_their_default_effect(daemon, number):
+    assert daemon.stop(number) == -number
