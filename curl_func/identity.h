@@ -1,0 +1,30 @@
+// Is the server the one that the request names? The certificate (FTPS) or host key (SFTP) is judged by the
+// request's fingerprint alone: no CA store, no known-hosts file.
+//
+// A rejection ends the connection; its reason is then the handle's error.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+#include "wire/transfer_request.h"
+
+#include <openssl/types.h>
+
+struct cb_auth_info_t {
+    curl_e_handle_t *handle;
+    const server_auth_t *server_auth;
+};
+
+// CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: lets cb_ssl_app_verify judge instead of OpenSSL. Runs
+// for every TLS connection of a job, those for data too.
+CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
+
+// 1 = accept, 0 = reject. Saves the certificate first when save_path is set, so that a pin can be learnt even
+// from a server that is then rejected. May run several times in a job.
+int cb_ssl_app_verify(X509_STORE_CTX *store, void *context);
+
+// CURLOPT_SSH_KEYFUNCTION, context a cb_auth_info_t: CURLKHSTAT_FINE or CURLKHSTAT_REJECT. Saves as above.
+int cb_sshkey(CURL *curl, const curl_khkey *knownkey, const curl_khkey *foundkey, curl_khmatch match,
+              void *context);
+
+// The FTPCD_ERR_ code for a libsecure result other than 0.
+int32_t err_secure_data_convert(int secure_result);

@@ -1,0 +1,247 @@
+#include "curl_func/perform.h"
+
+#include "curl_func/callbacks.h"
+#include "curl_func/job.h"
+#include "strutil/log.h"
+#include "wire/result_codes.h"
+
+#include <climits>
+#include <unistd.h>
+
+constexpr int TRIES_MAX = 5;
+constexpr int PAUSE_STEPS = 50;
+constexpr useconds_t PAUSE_STEP_US = 100000;
+constexpr long RETRY_BASE_S = 60; // for a job without limits
+constexpr long RETRY_GRACE_S = 60;
+constexpr int32_t HTTP_EXPECTATION_FAILED = 417;
+
+// Shares the transfer, keeps its own outcome: for calls that must not disturb the handle's.
+static curl_e_handle_t copy_of(const curl_e_handle_t *handle)
+{
+    curl_e_handle_t copy{};
+    curl_e_copy_handle(&copy, handle);
+    return copy;
+}
+
+static void set_fresh_connect(const curl_e_handle_t *handle, long on)
+{
+    curl_e_handle_t copy = copy_of(handle);
+    curl_e_setopt_curlopt_fresh_connect(&copy, on);
+}
+
+double elapsed_time_s(const curl_e_handle_t *handle)
+{
+    curl_e_handle_t copy = copy_of(handle);
+    const double elapsed_s = curl_e_getinfo_total_time(&copy);
+    return is_curl_error(&copy) ? -1 : elapsed_s;
+}
+
+long whole_number(double value)
+{
+    if (value >= static_cast<double>(LONG_MAX))
+        return LONG_MAX;
+    return value > static_cast<double>(LONG_MIN) ? static_cast<long>(value) : LONG_MIN;
+}
+
+static double transferred_size(const exec_info_t *exec_info)
+{
+    const job_lock lock;
+    return exec_info->transferred_size;
+}
+
+static void show_retries(const perform_info_t *info, uint32_t retries)
+{
+    if (info->exec_info == nullptr)
+        return;
+    const job_lock lock;
+    info->exec_info->retry_count = retries;
+}
+
+static bool set_limits(curl_e_handle_t *handle, timeout_info_t *timeout)
+{
+    if (timeout != nullptr) {
+        timeout->last_updated_time = 0;
+        timeout->timed_out = 0;
+        timeout->last_amount = 0;
+    }
+    curl_e_setopt_connect_timeout(handle, timeout == nullptr ? 0 : timeout->connection_limit);
+    if (is_curl_error(handle))
+        return false;
+    curl_e_setopt_operation_timeout(handle, timeout == nullptr ? 0 : timeout->operation_limit);
+    return !is_curl_error(handle);
+}
+
+// Some proxies refuse the "Expect: 100-continue" of HTTP/1.1.
+static bool use_http_1_0(const curl_e_handle_t *handle)
+{
+    curl_e_handle_t copy = copy_of(handle);
+    curl_e_setopt_http_version(&copy, CURL_HTTP_VERSION_1_0);
+    return !is_curl_error(&copy);
+}
+
+static bool worth_another_try(const curl_e_handle_t *handle, timeout_info_t *timeout)
+{
+    if (handle->error != FTPCD_ERR_TIMEOUT && handle->error != FTPCD_ERR_NETWORK)
+        return false;
+    switch (handle->curl_code) {
+    case CURLE_HTTP_RETURNED_ERROR:
+        return handle->response_code == HTTP_EXPECTATION_FAILED && use_http_1_0(handle);
+    case CURLE_OPERATION_TIMEDOUT:
+        if (timeout != nullptr)
+            timeout->timed_out = 1;
+        return true;
+    case CURLE_ABORTED_BY_CALLBACK: // for inactivity, not by a cancel or the size limit
+        return timeout != nullptr && timeout->timed_out == 1;
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return true;
+    default:
+        return false;
+    }
+}
+
+static long retry_time_limit_s(const timeout_info_t *timeout)
+{
+    if (timeout == nullptr)
+        return RETRY_BASE_S + RETRY_GRACE_S;
+    const bool operation_rules = timeout->connection_limit < timeout->operation_limit;
+    return RETRY_GRACE_S + (operation_rules ? 2L * timeout->operation_limit : timeout->connection_limit);
+}
+
+static void log_too_long(const char *id, long elapsed_s, long limit_s)
+{
+    log_error(id, "Retry is not allowed. (last elapsed time: %ld > retry time limit: %ld)", elapsed_s,
+              limit_s);
+}
+
+// A long try is repeated only when it moved nothing: then nothing is lost by it.
+static bool short_enough_for_retry(const curl_e_handle_t *handle, const perform_info_t *info)
+{
+    const long elapsed_s = whole_number(elapsed_time_s(handle));
+    const long limit_s = retry_time_limit_s(info->timeout_info);
+    if (elapsed_s <= limit_s)
+        return true;
+    if (info->exec_info == nullptr) {
+        log_too_long("curl_func(1242)", elapsed_s, limit_s);
+        return false;
+    }
+    if (transferred_size(info->exec_info) > 0) {
+        log_too_long("curl_func(1248)", elapsed_s, limit_s);
+        return false;
+    }
+    return true;
+}
+
+static bool local_file_reset(curl_e_handle_t *handle, const perform_info_t *info)
+{
+    if (info->reset == nullptr || info->reset(info->reset_arg) == 0)
+        return true;
+    log_error("curl_func(1258)", "curl_perform(): Failed to reset.");
+    curl_e_clear_result(handle);
+    handle->error = FTPCD_ERR_INTERNAL;
+    return false;
+}
+
+static bool timeouts_left(timeout_info_t *timeout)
+{
+    if (timeout == nullptr || timeout->timed_out != 1)
+        return true;
+    if (timeout->timeout_retry_limit == 0) {
+        log_error("curl_func(1272)", "Timeout retry limit reached.");
+        return false;
+    }
+    if (timeout->timeout_retry_limit > 0)
+        timeout->timeout_retry_limit--;
+    timeout->connection_limit *= 2;
+    timeout->operation_limit *= 2;
+    log_info("curl_func(1283)", "[connection_limit] %ld, [operation_limit] %ld",
+             static_cast<long>(timeout->connection_limit), static_cast<long>(timeout->operation_limit));
+    return true;
+}
+
+// A cancel ends the pause; the progress callback of the next try then aborts the job.
+static void pause_before_retry(const job_record_t *job)
+{
+    for (int step = 0; step < PAUSE_STEPS && !job_cancelled(job); step++)
+        usleep(PAUSE_STEP_US);
+}
+
+static void prepare_next_try(curl_e_handle_t *handle, const perform_info_t *info)
+{
+    set_fresh_connect(handle, 1);
+    curl_e_clear_result(handle);
+    pause_before_retry(info->job);
+    if (info->begin_again != nullptr)
+        info->begin_again(info->reset_arg);
+}
+
+static void run_tries(curl_e_handle_t *handle, perform_info_t *info)
+{
+    for (int retry = 0;;) {
+        show_retries(info, static_cast<uint32_t>(retry));
+        if (!set_limits(handle, info->timeout_info))
+            return;
+        curl_e_perform(handle);
+        if (!worth_another_try(handle, info->timeout_info))
+            return;
+        retry++;
+        log_error("curl_func(1364)", "curl_perform(%d, %d) ... retry(%d)", handle->error, handle->curl_code,
+                  retry);
+        if (retry == TRIES_MAX || !short_enough_for_retry(handle, info) || !local_file_reset(handle, info) ||
+            !timeouts_left(info->timeout_info))
+            return;
+        prepare_next_try(handle, info);
+    }
+}
+
+// Bytes that went across, -1 when they cannot be read or are of no interest.
+static double moved_bytes(const curl_e_handle_t *handle, uint32_t kind)
+{
+    if (kind != JOB_DOWNLOAD && kind != JOB_UPLOAD)
+        return -1;
+    curl_e_handle_t copy = copy_of(handle);
+    const double moved =
+        kind == JOB_DOWNLOAD ? curl_e_getinfo_size_download(&copy) : curl_e_getinfo_size_upload(&copy);
+    return is_curl_error(&copy) ? -1 : moved;
+}
+
+static void check_completeness(curl_e_handle_t *handle, const perform_info_t *info)
+{
+    const double moved = moved_bytes(handle, info->job->module_info.exec);
+    if (moved < 0 || info->exec_info == nullptr)
+        return;
+    const job_lock lock;
+    if (moved < info->exec_info->total_size) {
+        handle->error = FTPCD_ERR_NETWORK;
+        handle->curl_code = CURLE_PARTIAL_FILE;
+    } else {
+        info->exec_info->transferred_size = moved;
+    }
+}
+
+void curl_perform(curl_e_handle_t *handle, perform_info_t *info)
+{
+    if (info == nullptr) {
+        log_error("curl_func(1207)", "perform_info_t has not been set.");
+        handle->error = FTPCD_ERR_INTERNAL;
+        return;
+    }
+    set_fresh_connect(handle, 0);
+    run_tries(handle, info);
+    if (!is_curl_error(handle))
+        check_completeness(handle, info);
+}
+
+static int rewind_file(void *arg, const char *id)
+{
+    const int rc = fseeko(static_cast<cb_file_info_t *>(arg)->file, 0, SEEK_SET);
+    if (rc != 0)
+        log_errno(id);
+    return rc;
+}
+
+int curl_download_reset(void *arg) { return rewind_file(arg, "curl_func(688)"); }
+
+int curl_upload_reset(void *arg) { return rewind_file(arg, "curl_func(825)"); }
+
+int curl_download_empty(void *arg) { return ftruncate(fileno(static_cast<cb_file_info_t *>(arg)->file), 0); }
