@@ -1,9 +1,10 @@
 /* libsecure: certificate and host-key digests and files. Implemented by the device's closed library, and by
  * the shared library built here.
  *
- * Each returns 0 when done; 1 not supported; 2 no memory; 3 bad argument; 4 the data cannot be read as a
- * certificate or key; 5 the file cannot be created; 6 it cannot be written; 7 the digest failed. Nothing
- * passed in is kept. */
+ * Each returns a libsecure_result. Nothing passed in is kept. A file is written whole or not at all: on
+ * failure an earlier one of that name is as it was. A new file has mode 644; one that is replaced hands on
+ * its mode and owner. A symbolic link is followed. A character device is written to as it is; no other kind
+ * of file is touched. */
 #ifndef PLATFORM_SECURE_H
 #define PLATFORM_SECURE_H
 
@@ -15,17 +16,30 @@
 extern "C" {
 #endif
 
-/* Writes the certificate to `path` as PEM, whole or not at all. */
+enum libsecure_result {
+    LIBSECURE_DONE = 0,
+    LIBSECURE_NOT_SUPPORTED = 1,
+    LIBSECURE_NO_MEMORY = 2,
+    LIBSECURE_BAD_ARGUMENT = 3,
+    LIBSECURE_BAD_DATA = 4,      /* the data cannot be read as a certificate or key */
+    LIBSECURE_CANNOT_CREATE = 5, /* the file cannot be created */
+    LIBSECURE_CANNOT_WRITE = 6,  /* the file cannot be written, or the disk is full */
+    LIBSECURE_DIGEST_FAILED = 7,
+};
+
+/* Writes the certificate to `path` as PEM. */
 int x509_cert_save(const char *path, X509 *certificate);
 
-/* *differs = 0 when the certificate's SHA-1 digest equals the 20 bytes at `expected`, else 1. */
+/* *differs = 0 when the SHA-1 digest of the certificate's DER form equals the 20 bytes at `expected`; else 1,
+ * as after any failure. */
 int x509_cert_digest_sha1_compare(X509 *certificate, const uint8_t *expected, int *differs);
 
-/* Writes the key to `path` as one OpenSSH public-key line, whole or not at all. `reserved` is 0. `key` is the
- * key blob of RFC 4253, 6.6. */
+/* Writes the key to `path` as one OpenSSH public-key line, `type base64`. `reserved` is 0. `key` is the key
+ * blob of RFC 4253, 6.6. */
 int ssh_public_key_save(const char *path, int reserved, const void *key, size_t key_length);
 
-/* *differs = 0 when the key's MD5 digest equals the 16 bytes at `expected`, else 1. */
+/* *differs = 0 when the MD5 digest of the key blob equals the 16 bytes at `expected`; else 1, as after any
+ * failure. */
 int ssh_key_digest_md5_compare(const void *key, size_t key_length, const uint8_t *expected, int *differs);
 
 #ifdef __cplusplus

@@ -1,0 +1,56 @@
+#include "platform/feeder_place.h"
+
+#include "platform/zixiFeeder.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr mode_t DIRECTORY_MODE = 0755;
+constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+// Steps from `parent`, which is closed, into its directory `name`.
+int step_into(int parent, std::string_view name)
+{
+    char component[NAME_MAX + 1];
+    int child = -1;
+    if (name.size() < sizeof component) {
+        memcpy(component, name.data(), name.size());
+        component[name.size()] = '\0';
+        if (mkdirat(parent, component, DIRECTORY_MODE) == 0 || errno == EEXIST)
+            child = openat(parent, component, OPEN_DIRECTORY | O_NOFOLLOW);
+    }
+    close(parent);
+    return child == -1 ? ZIXI_ERROR_FILE_REMOTE : child;
+}
+
+} // namespace
+
+int feeder_place_open(const char *root, const char *directory)
+{
+    (void)mkdir(root, DIRECTORY_MODE); // mostly it exists; open() tells what is wrong
+    int place = open(root, OPEN_DIRECTORY);
+    if (place == -1)
+        return ZIXI_ERROR_NOT_CONNECTED;
+    std::string_view rest = directory;
+    while (place >= 0 && !rest.empty()) {
+        const size_t slash = rest.find('/');
+        const std::string_view name = rest.substr(0, slash);
+        rest.remove_prefix(slash == std::string_view::npos ? rest.size() : slash + 1);
+        if (name.empty() || name == ".")
+            continue;
+        if (name == "..") {
+            close(place);
+            return ZIXI_ERROR_BAD_URL;
+        }
+        place = step_into(place, name);
+    }
+    return place;
+}

@@ -1,0 +1,8 @@
+// Files that are written whole or not at all.
+#pragma once
+
+#include <cstddef>
+
+// Puts the bytes into the file `path` as platform/secure.h tells. A libsecure_result: done, cannot create,
+// cannot write.
+int secure_file_write(const char *path, const void *data, size_t length);

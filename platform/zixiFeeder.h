@@ -1,0 +1,128 @@
+/* libzixiFeeder: uploads one file to a Zixi server. Implemented by the device's closed library, and by the
+ * stand-in built here (README.md).
+ *
+ * Each call returns 0 when done, else a zixi_error. Numbers whose meaning is the library's own are passed as
+ * they stand beside the calls in zixi_func/. */
+#ifndef PLATFORM_ZIXIFEEDER_H
+#define PLATFORM_ZIXIFEEDER_H
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum zixi_error {
+    ZIXI_WARNING_REMOTE_FILE_EXISTS = -22,
+    ZIXI_ERROR_FILE_REMOTE = -21,
+    ZIXI_ERROR_FILE_LOCAL = -20,
+    ZIXI_ERROR_BAD_URL = -19,
+    ZIXI_ERROR_NOT_FOUND = -18,
+    ZIXI_ERROR_NETWORK = -17,
+    ZIXI_ERROR_CACHE_TO_SMALL = -16,
+    ZIXI_ERROR_RESOLVING_FAILED = -15,
+    ZIXI_ERROR_TEST_FAILED = -14,
+    ZIXI_ERROR_NOT_SUPPORTED = -13,
+    ZIXI_ERROR_EOF = -12,
+    ZIXI_ERROR_SERVER_FULL = -11,
+    ZIXI_ERROR_VERSION = -10,
+    ZIXI_ERROR_NETWORK_ERRORS = -9,
+    ZIXI_ERROR_LICENSING_FAILED = -8,
+    ZIXI_ERROR_AUTHORIZATION_FAILED = -7,
+    ZIXI_ERROR_FUNCTION_NOT_FOUND = -6,
+    ZIXI_ERROR_DLL_NOT_FOUND = -5,
+    ZIXI_ERROR_NOT_CONNECTED = -4,
+    ZIXI_ERROR_NOT_INITIALIZED = -3,
+    ZIXI_ERROR_TIMEOUT = -2,
+    ZIXI_ERROR_FAILED = -1,
+    ZIXI_ERROR_OK = 0,
+    ZIXI_ERROR_INVALID_PARAMETER = 1,
+    ZIXI_ERROR_STREAM_CHANGED = 2,
+    ZIXI_ERROR_ALREADY_INITIALIZED = 3,
+    ZIXI_ERROR_ALREADY_CONNECTED = 4,
+    ZIXI_ERROR_NOT_READY = 5,
+    ZIXI_ERROR_BUFFER_TO_SMALL = 6,
+    ZIXI_ERROR_RECONNECTING = 7
+};
+
+/* The state of a stream while its upload runs; any other is an end. */
+enum { ZIXI_STATE_UPLOADING = 2 };
+
+/* One line of the library's log; may come from any thread. */
+typedef void (*zixi_log_callback)(void *user_data, int level, const char *line);
+
+/* How to upload: 72 bytes, passed by value. Every byte has a name, so that a copy carries them all; the
+ * filler is 0. */
+typedef struct zixi_upload_parameters zixi_upload_parameters;
+struct zixi_upload_parameters {
+    uint16_t port; /* the server's */
+    uint16_t filler_2;
+    uint32_t setting_4;
+    const char *remote_directory; /* where on the server; the file keeps its local name */
+#if UINTPTR_MAX == UINT32_MAX
+    uint32_t filler_12; /* a pointer has 4 bytes here */
+#endif
+    uint64_t filler_16;
+    uint64_t setting_24;
+    uint8_t setting_32;
+    uint8_t filler_33[3];
+    uint32_t setting_36;
+    uint8_t filler_40[5];
+    uint8_t overwrite; /* 1 = replace a remote file of that name, 0 = ZIXI_WARNING_REMOTE_FILE_EXISTS */
+    uint8_t filler_46[26];
+};
+
+#define ZIXI_FIELD(member, at, width)                                                                        \
+    static_assert(offsetof(zixi_upload_parameters, member) == (at) &&                                        \
+                      sizeof(((zixi_upload_parameters *)0)->member) == (width),                              \
+                  "zixi_upload_parameters." #member " moved")
+
+ZIXI_FIELD(port, 0, 2);
+ZIXI_FIELD(filler_2, 2, 2);
+ZIXI_FIELD(setting_4, 4, 4);
+ZIXI_FIELD(remote_directory, 8, sizeof(void *));
+#if UINTPTR_MAX == UINT32_MAX
+ZIXI_FIELD(filler_12, 12, 4);
+#endif
+ZIXI_FIELD(filler_16, 16, 8);
+ZIXI_FIELD(setting_24, 24, 8);
+ZIXI_FIELD(setting_32, 32, 1);
+ZIXI_FIELD(filler_33, 33, 3);
+ZIXI_FIELD(setting_36, 36, 4);
+ZIXI_FIELD(filler_40, 40, 5);
+ZIXI_FIELD(overwrite, 45, 1);
+ZIXI_FIELD(filler_46, 46, 26);
+static_assert(sizeof(zixi_upload_parameters) == 72, "zixi_upload_parameters changed size");
+#undef ZIXI_FIELD
+
+/* The library's version. May be called before anything else. */
+int zixi_version(int *major, int *minor, int *patch, int *build);
+
+/* Sends log lines up to `level` to `callback`, with `user_data`; NULL stops them. A line ends as the library
+ * ends it. */
+int zixi_configure_logging(int level, zixi_log_callback callback, void *user_data);
+
+/* Who uploads, from now on. The lengths count without a terminator. */
+int zixi_configure_credentials(const char *user, int user_length, const char *password, int password_length);
+
+/* Fills the two words that an upload is started with. */
+int zixi_prepare_configuration(int first, int second, uintptr_t configuration[2]);
+
+/* Starts an upload, which goes on by itself: *stream stands for it until zixi_close_stream, and so long the
+ * strings stay where they are. On failure there is no stream. */
+int zixi_upload_file(uintptr_t configuration0, uintptr_t configuration1, const char *local_path,
+                     const char *host, zixi_upload_parameters parameters, void **stream);
+
+/* How far the upload is: bytes sent, bytes in all, and its state. */
+int zixi_get_upload_progress(void *stream, uint64_t *sent, uint64_t *total, int *state);
+
+/* Ends the upload, done or not. The stream is gone then, whatever is returned. */
+int zixi_close_stream(void *stream);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
