@@ -9,8 +9,7 @@
 #include <cstdint>
 #include <curl/curl.h>
 
-// --- Listing capture
-// ------------------------------------------------------------------------------------------
+// --- Listing capture -------------------------------------------------------------------------------------
 
 // One entry of a listing. Its strings last until the next entry: a callback copies what it keeps.
 struct list_info_t {
@@ -31,6 +30,7 @@ struct list_info_t {
 constexpr uint8_t LIST_KIND_NONE = 0;
 constexpr uint8_t LIST_KIND_DIRECTORY = 1;
 constexpr uint8_t LIST_KIND_FILE = 2;
+constexpr uint8_t LIST_KIND_OTHER = 3;
 
 // Receives each entry that fits the search pattern; flag is always 1. A result other than 0 ends the parsing:
 // the rest of the listing is read and dropped, and the transfer still succeeds.
@@ -60,15 +60,15 @@ struct list_setting_info_t {
 // memory).
 size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info);
 
-// Appends bytes, every CR and LF turned into NUL. 1, or 0 when memory is exhausted or a line exceeds 1 MiB.
+// Appends bytes, every CR and LF turned into NUL. 1, or 0 with the buffer as it was when memory is exhausted
+// or a line without an end exceeds 1 MiB.
 int list_data_add(list_tmp_t *tmp, const char *data, size_t len);
 
-// Takes the complete lines off the front and hands on the entries. Returns the callback's nonzero result, or
-// 0.
+// Takes the complete lines off the front and hands on the entries. Returns the callback's nonzero result, at
+// which it stops, or 0. One listing at a time: its entry is static.
 int parse_dynamic_buffer(list_setting_info_t *info);
 
-// --- Handle and result record
-// -----------------------------------------------------------------------------------
+// --- Handle and result record ----------------------------------------------------------------------------
 
 struct curl_e_handle_t {
     CURL *curl;
@@ -110,7 +110,8 @@ void curl_e_reset(curl_e_handle_t *rec);
 
 // Keeps the coming clean-up to about 2 s when the server does not answer QUIT (120 s otherwise): sets
 // CURLOPT_SERVER_RESPONSE_TIMEOUT, verbose and progress off, and lets libcurl take the limit over by one
-// perform without a URL, which ends at once. Only curl_e_cleanup may follow.
+// perform without a URL, which ends at once. The result block stays as it is, a refusal is only logged, and a
+// record without an easy handle is left alone. Only curl_e_cleanup may follow.
 void curl_e_limit_farewell(curl_e_handle_t *rec);
 
 // Releases the easy handle and the listing settings.
@@ -119,12 +120,13 @@ void curl_e_cleanup(curl_e_handle_t *rec);
 // Makes libcurl's conversation with the server part of the log.
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on);
 
-// CURLOPT_DEBUGFUNCTION: logs text and protocol lines, one log line each.
+// CURLOPT_DEBUGFUNCTION; user is the curl_e_handle_t. Logs text and protocol lines, one log line each. In a
+// build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****".
 int debug_cb(CURL *handle, curl_infotype type, char *data, size_t size, void *user);
 
-// --- Option setters
-// --------------------------------------------------------------------------------------------- Each sets the
-// libcurl options of its name; libcurl copies strings. A refusal is error FTPCD_ERR_INTERNAL.
+// --- Option setters --------------------------------------------------------------------------------------
+// Each sets the libcurl options of its name, in their order, up to the first that libcurl refuses; libcurl
+// copies strings. A refusal is error FTPCD_ERR_INTERNAL.
 
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name);
 // Percent-escapes all but the reserved characters of RFC 3986, '%' included.
@@ -176,8 +178,7 @@ void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data);
 void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback function, void *data);
 
-// --- Info getters
-// -----------------------------------------------------------------------------------------------
+// --- Info getters ----------------------------------------------------------------------------------------
 
 double curl_e_getinfo_size_download(curl_e_handle_t *rec); // bytes, -1 on failure
 double curl_e_getinfo_size_upload(curl_e_handle_t *rec);   // bytes, -1 on failure
@@ -195,12 +196,12 @@ char *curl_e_getinfo_trimmed_ftp_entry_path(curl_e_handle_t *rec);
 // on failure.
 char *curl_e_getinfo_effective_sftp_url(curl_e_handle_t *rec);
 
-// --- Perform
-// ----------------------------------------------------------------------------------------------------
+// --- Perform ---------------------------------------------------------------------------------------------
 
 // Runs one transfer; blocks until it has ended. With a listing callback it lists the file's directory and
 // searches the file's name; over SFTP it first connects alone to learn the login directory. The URL is the
 // caller's again afterwards. The result block: curl_code (78 when a listing has no matching entry), error (16
-// for any failure that nothing has explained, a last reply outside 200 to 299 included), response_code_type,
-// response_code.
+// for any failure of the transfer that nothing has explained, a last reply outside 200 to 299 included),
+// response_code_type, response_code. A failure before the transfer, a connection alone that fails among them,
+// leaves the error its cause has set, which may be none.
 void curl_e_perform(curl_e_handle_t *rec);

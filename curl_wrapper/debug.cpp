@@ -1,0 +1,57 @@
+// libcurl's conversation with the server, as the log shows it.
+#include "curl_wrapper/redact.h"
+#include "curl_wrapper/set_option.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#ifdef FTP_CLIENTD_REDACT_PASSWORDS
+static constexpr bool REDACT = true;
+#else
+static constexpr bool REDACT = false;
+#endif
+
+void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
+{
+    const curl_debug_callback callback = on != 0 ? debug_cb : nullptr;
+    SET(rec, 525, CURLOPT_VERBOSE, on) && SET(rec, 532, CURLOPT_DEBUGFUNCTION, callback) &&
+        SET(rec, 538, CURLOPT_DEBUGDATA, static_cast<void *>(rec));
+}
+
+// libcurl repeats this one while it ends an aborted transfer: once for each perform is enough.
+static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
+{
+    if (rec == nullptr || !line.starts_with("Callback aborted"))
+        return false;
+    const bool repeated = rec->callback_aborted_logged != 0;
+    rec->callback_aborted_logged = 1;
+    return repeated;
+}
+
+static void log_line(char mark, std::string_view line)
+{
+    if (REDACT) {
+        const heap_string redacted = malloc_redacted(line);
+        log_text("%c %s", mark, redacted ? redacted.get() : "****");
+        return;
+    }
+    log_text("%c %.*s", mark, static_cast<int>(std::min<size_t>(line.size(), INT_MAX)), line.data());
+}
+
+int debug_cb(CURL *, curl_infotype type, char *data, size_t size, void *user)
+{
+    if (type > CURLINFO_HEADER_OUT || data == nullptr || size == 0 || *data == '\0')
+        return 0;
+    auto *rec = static_cast<curl_e_handle_t *>(user);
+    const char mark = "*<>{}[]"[type];
+    std::string_view rest(data, strnlen(data, size));
+    for (size_t end = rest.find_first_of("\r\n"); end != std::string_view::npos;
+         end = rest.find_first_of("\r\n")) {
+        const std::string_view line(rest.data(), end);
+        if (!line.empty() && !is_repeated(rec, line))
+            log_line(mark, line);
+        rest.remove_prefix(end + 1);
+    }
+    return 0;
+}

@@ -1,0 +1,265 @@
+#include "curl_wrapper/listing_capture.h"
+
+#include "listparse/listparse.h"
+#include "strutil/log.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+// What a server may send without an end of line before the listing is given up.
+constexpr uint64_t LINE_LIMIT_BYTES = 1024 * 1024;
+
+// One line as the parser reads it.
+struct file_info_t {
+    char name[FILE_INFO_NAME_SIZE];
+    int64_t size;
+    file_time_t time;
+    uint32_t attributes;
+    char owner[FILE_INFO_OWNER_SIZE];
+    uint32_t is_link;
+    uint32_t valid;
+};
+
+uint8_t kind_of(int type)
+{
+    switch (type) {
+    case FILE_TYPE_DIRECTORY:
+        return LIST_KIND_DIRECTORY;
+    case FILE_TYPE_FILE:
+        return LIST_KIND_FILE;
+    case 2: // the parser gives none so far
+        return LIST_KIND_OTHER;
+    default:
+        return LIST_KIND_NONE;
+    }
+}
+
+template <typename Number, typename Value> Number or_unset(bool given, Value value, Number unset)
+{
+    return given ? static_cast<Number>(value) : unset;
+}
+
+list_info_t entry_of(char *line, file_info_t &file, int type)
+{
+    const bool dated = (file.valid & FILE_INFO_DATE) != 0;
+    const bool timed = (file.valid & FILE_INFO_TIME) != 0;
+    const file_time_t &time = file.time;
+    return {
+        .line = line,
+        .name = file.name,
+        .owner = file.owner,
+        .size = or_unset<int64_t>((file.valid & FILE_INFO_SIZE) != 0, file.size, -1),
+        .year = or_unset<uint16_t>(dated && time.year != 0, time.year, 65535),
+        .month = or_unset<uint8_t>(dated && time.month != 0, time.month, 255),
+        .day = or_unset<uint8_t>(dated && time.day != 0, time.day, 255),
+        .hour = or_unset<uint8_t>(timed, time.hour, 255),
+        .minute = or_unset<uint8_t>(timed, time.minute, 255),
+        .attributes = or_unset<int16_t>((file.valid & FILE_INFO_ATTR) != 0, file.attributes, -1),
+        .is_link = static_cast<uint8_t>(file.is_link),
+        .kind = kind_of(type),
+    };
+}
+
+bool fits(const char *name, const char *pattern)
+{
+    return pattern != nullptr && (pattern[0] == '*' || strcmp(name, pattern) == 0);
+}
+
+// The callback's result for the entry on this line; 0 when there is none that fits.
+int hand_on(list_setting_info_t *info, char *line)
+{
+    static file_info_t file;
+    const list_format_t format = AnalizeFileInfo(line);
+    if (format == LIST_FMT_UNKNOWN) {
+        log_error("curl_wrapper(2313)", "Unknown 'LIST' format: %s", line);
+        return 0;
+    }
+    const int type = ResolvFileInfo(line, format, file.name, &file.size, &file.time, &file.attributes,
+                                    file.owner, &file.is_link, &file.valid);
+    if (file.name[0] == '\0') {
+        log_error("curl_wrapper(2320)", "Parsing line has been failed: %s", line);
+        return 0;
+    }
+    if (!fits(file.name, info->pattern))
+        return 0;
+    info->tmp->matched = 1;
+    list_info_t entry = entry_of(line, file, type);
+    return info->callback != nullptr ? info->callback(&entry, info->context, 1) : 0;
+}
+
+void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
+{
+    buffer->length -= bytes;
+    memmove(buffer->data, buffer->data + bytes, buffer->length);
+    memset(buffer->data + buffer->length, 0, bytes);
+}
+
+bool ends_line(char byte) { return byte == '\r' || byte == '\n' || byte == '\0'; }
+
+// Bytes behind the last end of line, once `len` more at `data` have arrived.
+uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *data, size_t len)
+{
+    for (size_t behind = 0; behind < len; ++behind) {
+        if (ends_line(data[len - 1 - behind]))
+            return behind;
+    }
+    uint32_t before = 0;
+    while (before < buffer->length && buffer->data[buffer->length - 1 - before] != '\0')
+        ++before;
+    return uint64_t{before} + len;
+}
+
+// The line is measured only where it can be too long: a server that sends byte by byte costs no scan each
+// time.
+bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
+{
+    return uint64_t{buffer->length} + len <= LINE_LIMIT_BYTES ||
+           unfinished_bytes(buffer, data, len) <= LINE_LIMIT_BYTES;
+}
+
+bool make_room(dynamic_buffer_t *buffer, uint64_t need)
+{
+    if (need <= buffer->capacity)
+        return true;
+    const uint64_t capacity = (need + 0x100) & ~UINT64_C(0x100);
+    if (capacity > UINT32_MAX)
+        return false;
+    const auto bytes = static_cast<size_t>(capacity);
+    auto *data = static_cast<char *>(buffer->data == nullptr ? malloc(bytes) : realloc(buffer->data, bytes));
+    if (data == nullptr)
+        return false;
+    memset(data + buffer->capacity, 0, bytes - buffer->capacity);
+    buffer->data = data;
+    buffer->capacity = static_cast<uint32_t>(capacity);
+    return true;
+}
+
+void append(dynamic_buffer_t *buffer, const char *data, size_t len)
+{
+    char *dst = buffer->data + buffer->length;
+    for (size_t i = 0; i < len; ++i)
+        dst[i] = data[i] == '\r' || data[i] == '\n' ? '\0' : data[i];
+    buffer->length += static_cast<uint32_t>(len);
+}
+
+// False when the last `len` bytes bring no end of line: then no line has become complete.
+bool completes_line(const dynamic_buffer_t *buffer, size_t len)
+{
+    return memchr(buffer->data + buffer->length - len, '\0', len) != nullptr;
+}
+
+} // namespace
+
+list_setting_info_t *malloc_list_setting(list_callback_fn callback, void *context)
+{
+    auto *info = static_cast<list_setting_info_t *>(malloc(sizeof(list_setting_info_t)));
+    if (info != nullptr)
+        *info = {.pattern = nullptr, .callback = callback, .context = context, .tmp = nullptr};
+    return info;
+}
+
+void free_list_setting(list_setting_info_t *info)
+{
+    if (info != nullptr)
+        free_capture(info);
+    free(info);
+}
+
+bool start_capture(list_setting_info_t *info)
+{
+    free_capture(info);
+    info->tmp = static_cast<list_tmp_t *>(calloc(1, sizeof(list_tmp_t)));
+    return info->tmp != nullptr;
+}
+
+bool end_capture(list_setting_info_t *info)
+{
+    list_tmp_t *tmp = info->tmp;
+    if (tmp->buffer != nullptr && tmp->stop == 0 && list_data_add(tmp, "", 1) == 1)
+        parse_dynamic_buffer(info);
+    return tmp->matched != 0;
+}
+
+void free_capture(list_setting_info_t *info)
+{
+    if (info->tmp != nullptr && info->tmp->buffer != nullptr)
+        free(info->tmp->buffer->data);
+    if (info->tmp != nullptr)
+        free(info->tmp->buffer);
+    free(info->tmp);
+    info->tmp = nullptr;
+}
+
+int list_data_add(list_tmp_t *tmp, const char *data, size_t len)
+{
+    if (len == 0 || data == nullptr)
+        return 1;
+    if (tmp->buffer == nullptr)
+        tmp->buffer = static_cast<dynamic_buffer_t *>(calloc(1, sizeof(dynamic_buffer_t)));
+    if (tmp->buffer == nullptr) {
+        log_error("curl_wrapper(2447)", "dynamic_buffer_alloc(): Failed");
+        return 0;
+    }
+    if (!within_limit(tmp->buffer, data, len) ||
+        !make_room(tmp->buffer, uint64_t{tmp->buffer->length} + len)) {
+        log_error("curl_wrapper(2458)", "dynamic_buffer_realloc(): Failed");
+        return 0;
+    }
+    append(tmp->buffer, data, len);
+    return 1;
+}
+
+int parse_dynamic_buffer(list_setting_info_t *info)
+{
+    if (info->tmp == nullptr) {
+        log_error("curl_wrapper(2241)", "'info->tmp' data pointer is null.");
+        return 0;
+    }
+    dynamic_buffer_t *buffer = info->tmp->buffer;
+    if (buffer == nullptr)
+        return 0;
+    int result = 0;
+    uint32_t taken = 0;
+    while (result == 0) {
+        while (taken < buffer->length && buffer->data[taken] == '\0')
+            ++taken;
+        auto *line = buffer->data + taken;
+        const auto *end = static_cast<const char *>(memchr(line, '\0', buffer->length - taken));
+        if (end == nullptr)
+            break;
+        taken += static_cast<uint32_t>(end - line) + 1;
+        result = hand_on(info, line);
+    }
+    drop_front(buffer, taken);
+    return result;
+}
+
+size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info)
+{
+    if (data == nullptr) {
+        log_error("curl_wrapper(2189)", "Download data pointer is null.");
+        return 0;
+    }
+    if (info == nullptr) {
+        log_error("curl_wrapper(2195)", "CURLOPT_WRITEDATA has not been set.");
+        return 0;
+    }
+    list_tmp_t *tmp = info->tmp;
+    if (tmp == nullptr) {
+        log_error("curl_wrapper(2201)", "'tmp' data pointer is null.");
+        return 0;
+    }
+    const size_t bytes = size * nmemb;
+    if (tmp->stop != 0)
+        return bytes;
+    if (list_data_add(tmp, data, bytes) == 0) {
+        log_error("curl_wrapper(2214)", "add_list_data(): Failed");
+        return 0;
+    }
+    if (bytes != 0 && completes_line(tmp->buffer, bytes))
+        tmp->stop = parse_dynamic_buffer(info);
+    return bytes;
+}

@@ -1,0 +1,20 @@
+// Making and freeing what a listing capture keeps.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+
+// Settings without a pattern and without a running capture, for free_list_setting. NULL when memory is
+// exhausted.
+list_setting_info_t *malloc_list_setting(list_callback_fn callback, void *context);
+
+// Frees the settings and the capture in them, but neither pattern nor context. NULL is ignored.
+void free_list_setting(list_setting_info_t *info);
+
+// Starts an empty capture in place of the one that may be left. False when memory is exhausted.
+bool start_capture(list_setting_info_t *info);
+
+// Hands on the last line, which may lack an end. True when an entry of the listing fitted the pattern.
+bool end_capture(list_setting_info_t *info);
+
+// Frees the capture, if there is one.
+void free_capture(list_setting_info_t *info);

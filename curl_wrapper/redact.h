@@ -1,0 +1,10 @@
+// Keeps passwords out of the log.
+#pragma once
+
+#include "curl_wrapper/heap.h"
+
+#include <string_view>
+
+// `line` with every credential in it replaced by "****": what a PASS command, an Authorization or a
+// Proxy-Authorization header holds, and the user:password of each URL. NULL when memory is exhausted.
+heap_string malloc_redacted(std::string_view line);

@@ -1,0 +1,54 @@
+// Set, store, log, give up: what every option setter does.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+#include "strutil/log.h"
+#include "wire/result_codes.h"
+
+#include <type_traits>
+
+// libcurl reads its argument list by the option's number, unchecked: an int in place of a long is a wrong
+// value on one machine and a right one on the next.
+template <CURLoption option, typename Value> constexpr bool option_takes()
+{
+    using target = std::remove_pointer_t<Value>;
+    switch (option / 10000 * 10000) {
+    case CURLOPTTYPE_LONG:
+        return std::is_same_v<Value, long>;
+    case CURLOPTTYPE_OBJECTPOINT:
+        return std::is_pointer_v<Value> && !std::is_function_v<target>;
+    case CURLOPTTYPE_FUNCTIONPOINT:
+        return std::is_pointer_v<Value> && std::is_function_v<target>;
+    case CURLOPTTYPE_OFF_T:
+        return std::is_same_v<Value, curl_off_t>;
+    }
+    return false;
+}
+
+// True when libcurl took the value. The CURLcode is stored either way; a refusal is left to the caller to
+// log.
+template <CURLoption option, typename Value> bool try_option(curl_e_handle_t *rec, Value value)
+{
+    static_assert(option_takes<option, Value>(), "libcurl expects another type in its argument list");
+    rec->curl_code = curl_easy_setopt(rec->curl, option, value);
+    if (rec->curl_code == CURLE_OK)
+        return true;
+    rec->error = FTPCD_ERR_INTERNAL;
+    return false;
+}
+
+// The same, a refusal logged under `id`.
+template <CURLoption option, typename Value>
+bool set_option(curl_e_handle_t *rec, const char *id, const char *name, Value value)
+{
+    if (try_option<option>(rec, value))
+        return true;
+    log_error(id, "curl_easy_setopt(%s): Failed(%d)", name, rec->curl_code);
+    return false;
+}
+
+#define SET(rec, num, option, value) set_option<option>(rec, "curl_wrapper(" #num ")", #option, value)
+
+inline const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
+
+constexpr bool is_port(long port) { return port >= 0 && port <= 65535; }

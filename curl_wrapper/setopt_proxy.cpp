@@ -1,0 +1,52 @@
+// Only an HTTP proxy is ever used. Any other one that is named is refused, or switches proxies off.
+#include "curl_wrapper/set_option.h"
+#include "curl_wrapper/url.h"
+#include "wire/transfer_request.h"
+
+static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme <= SCHEME_SOCKS5H; }
+
+// FTPCD_ERR_NONE, or why these arguments name no proxy; logged.
+static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
+{
+    if (!is_port(port)) {
+        log_error("curl_wrapper(889)", "Illegal port number: %ld", port);
+        return FTPCD_ERR_INTERNAL;
+    }
+    if (host == nullptr && kind != PROXY_NONE) {
+        log_error("curl_wrapper(897)", "Proxy name or ip address is null: %d", kind);
+        return FTPCD_ERR_INTERNAL;
+    }
+    if (scheme == SCHEME_HTTP && kind != PROXY_HTTP) {
+        log_error("curl_wrapper(906)", "Specified proxy is not a http proxy: %d", kind);
+        return FTPCD_ERR_INTERNAL;
+    }
+    if (is_socks(scheme)) {
+        log_error("curl_wrapper(916)", "'%s' proxy is not supprted", prefix_of(scheme));
+        return FTPCD_ERR_NOT_SUPPORTED;
+    }
+    return FTPCD_ERR_NONE;
+}
+
+static bool set_http_type(curl_e_handle_t *rec)
+{
+    if (try_option<CURLOPT_PROXYTYPE>(rec, static_cast<long>(CURLPROXY_HTTP)))
+        return true;
+    log_error("curl_wrapper(928)", "curl_easy_setopt(CURLOPT_PROXYTYPE): Failed(CURLPROXY_HTTP)");
+    return false;
+}
+
+void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long port)
+{
+    const int refusal = refusal_of(kind, host, host != nullptr ? scheme_of(host) : SCHEME_NONE, port);
+    if (refusal != FTPCD_ERR_NONE) {
+        rec->error = refusal;
+        return;
+    }
+    const bool used = kind == PROXY_HTTP;
+    if (used && !set_http_type(rec))
+        return;
+    // An empty name, unlike none, also keeps libcurl from the environment's proxies.
+    if (SET(rec, 944, CURLOPT_PROXY, used ? host : "") &&
+        SET(rec, 952, CURLOPT_PROXYPORT, used ? port : 0L) && SET(rec, 960, CURLOPT_HTTPPROXYTUNNEL, 0L))
+        rec->proxy_type = kind;
+}

@@ -1,0 +1,38 @@
+#include "curl_wrapper/set_option.h"
+#include "curl_wrapper/url.h"
+#include "strutil/strutil.h"
+#include "wire/transfer_request.h"
+
+void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
+{
+    if (url == nullptr) {
+        log_error("curl_wrapper(758)", "url: NULL");
+        rec->error = FTPCD_ERR_INTERNAL;
+        return;
+    }
+    if (const heap_string escaped = escaped_url(rec, url))
+        SET(rec, 766, CURLOPT_URL, static_cast<const char *>(escaped.get()));
+}
+
+static scheme_t scheme_of_protocol(int kind)
+{
+    switch (kind) {
+    case PROTOCOL_FTPS_IMPLICIT:
+        return SCHEME_FTPS;
+    case PROTOCOL_SFTP:
+        return SCHEME_SFTP;
+    default:
+        return SCHEME_FTP;
+    }
+}
+
+void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path)
+{
+    const heap_string url(malloc_str4(prefix_of(scheme_of_protocol(kind)), host, "/", path));
+    if (!url) {
+        log_error("curl_wrapper(807)", "malloc_str4(): NULL");
+        rec->error = FTPCD_ERR_NO_MEMORY;
+        return;
+    }
+    curl_e_setopt_url(rec, url.get());
+}

@@ -1,0 +1,65 @@
+#include "curl_wrapper/url.h"
+
+#include "strutil/log.h"
+#include "wire/result_codes.h"
+
+#include <cstring>
+
+static constexpr const char *PREFIXES[] = {
+    "http://", "ftp://", "ftps://", "sftp://", "socks4://", "socks4a://", "socks5://", "socks5h://",
+};
+static_assert(std::size(PREFIXES) == SCHEME_NONE);
+
+static constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
+
+const char *prefix_of(scheme_t scheme) { return PREFIXES[scheme]; }
+
+scheme_t scheme_of(const char *url)
+{
+    int scheme = 0;
+    while (scheme != SCHEME_NONE && strncmp(url, PREFIXES[scheme], strlen(PREFIXES[scheme])) != 0)
+        ++scheme;
+    return static_cast<scheme_t>(scheme);
+}
+
+// Writes the escaped `url` to dst, which holds three bytes for each of it and a terminator.
+static bool escape(CURL *curl, const char *url, char *dst)
+{
+    while (*url != '\0') {
+        const size_t run = strcspn(url, RESERVED);
+        if (run == 0) {
+            *dst++ = *url++;
+            continue;
+        }
+        const curl_string escaped(curl_easy_escape(curl, url, static_cast<int>(run)));
+        if (!escaped)
+            return false;
+        dst = stpcpy(dst, escaped.get());
+        url += run;
+    }
+    *dst = '\0';
+    return true;
+}
+
+heap_string escaped_url(curl_e_handle_t *rec, const char *url)
+{
+    heap_string escaped(static_cast<char *>(malloc(strlen(url) * 3 + 1)));
+    if (!escaped)
+        log_error("curl_wrapper(2717)", "malloc(): NULL");
+    else if (escape(rec->curl, url, escaped.get()))
+        return escaped;
+    else
+        log_error("curl_wrapper(2734)", "curl_easy_escape(): Failed(%s)", url);
+    rec->error = FTPCD_ERR_NO_MEMORY;
+    return nullptr;
+}
+
+curl_string plain_url(curl_e_handle_t *rec, const char *escaped)
+{
+    curl_string plain(curl_easy_unescape(rec->curl, escaped, 0, nullptr));
+    if (!plain) {
+        log_error("curl_wrapper(2745)", "curl_easy_unescape(): Failed(%s)", escaped);
+        rec->error = FTPCD_ERR_NO_MEMORY;
+    }
+    return plain;
+}

@@ -1,0 +1,31 @@
+// What the wrapper knows of URLs: their schemes and their escaping.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+#include "curl_wrapper/heap.h"
+
+enum scheme_t {
+    SCHEME_HTTP,
+    SCHEME_FTP,
+    SCHEME_FTPS,
+    SCHEME_SFTP,
+    SCHEME_SOCKS4,
+    SCHEME_SOCKS4A,
+    SCHEME_SOCKS5,
+    SCHEME_SOCKS5H,
+    SCHEME_NONE, // any other, or none at all
+};
+
+// What a URL of the scheme begins with, "://" included. Not for SCHEME_NONE.
+const char *prefix_of(scheme_t scheme);
+
+// The scheme that `url` begins with.
+scheme_t scheme_of(const char *url);
+
+// `url` with everything but the reserved characters of RFC 3986 percent-escaped, '%' too. NULL when memory is
+// exhausted: logged, and recorded as FTPCD_ERR_NO_MEMORY.
+heap_string escaped_url(curl_e_handle_t *rec, const char *url);
+
+// The exact inverse, for a URL that libcurl gave back: whoever cuts it, extends it or sets it again starts
+// from this, or its names are escaped twice. NULL as above.
+curl_string plain_url(curl_e_handle_t *rec, const char *escaped);
