@@ -9,6 +9,10 @@ from harness.scripted import Plan, send_then
 from harness.waiting import wait_until
 
 
+NOTICES = {wire.DOWNLOAD: wire.NOTICE_DOWNLOAD, wire.UPLOAD: wire.NOTICE_UPLOAD,
+           wire.DL_FILE_INFO: wire.NOTICE_FILE_INFO}
+
+
 def words(*values):
     return struct.pack(f"<{len(values)}I", *values)
 
@@ -56,12 +60,13 @@ def test_state_shows_a_running_job(daemon, scripted, local):
     assert state.exec_info.retry_count == 0
 
 
-@pytest.mark.parametrize("command, kind", [(wire.DOWNLOAD, 1), (wire.UPLOAD, 2), (wire.DL_FILE_INFO, 3)])
+@pytest.mark.parametrize("command, kind", [(wire.DOWNLOAD, 1), (wire.UPLOAD, 2), (wire.DL_FILE_INFO, 3)],
+                         ids=["download", "upload", "file_info"])
 def test_state_tells_the_kind_and_outcome_of_the_last_job(daemon, network_manager, local, command, kind):
     (local / "a").write_bytes(b"x")
     # Nobody listens on port 1: result 16, libcurl's 7.
     assert client.start(command, remote_path="a", local_path=local / "a", port=1) == (0, 0)
-    notice = network_manager.wait_for(kind - 1)
+    notice = network_manager.wait_for(NOTICES[command])
     state = client.state()
     assert state[:6] == (0, 0, 0, kind, wire.NETWORK, 0)
     assert state.exec_info.curl_code == 7
@@ -99,20 +104,20 @@ def test_file_information_of_the_zixi_engine_is_a_fixed_block(daemon, local):
     assert client.ask(wire.GET_FILE_INFO)[:52] == fixed
 
 
-@pytest.mark.parametrize("command", [wire.DOWNLOAD, wire.UPLOAD, wire.DL_FILE_INFO])
+@pytest.mark.parametrize("command", NOTICES)
 def test_a_start_answers_eight_zero_bytes(daemon, network_manager, local, command):
     (local / "a").write_bytes(b"x")
     body = wire.request(remote_path="a", local_path=local / "a", port=1)
     assert client.ask_raw(words(command, len(body)) + body) == words(command, 8, 0, 0)
-    network_manager.wait_for(command - 1 if command != wire.DL_FILE_INFO else wire.NOTICE_FILE_INFO)
+    network_manager.wait_for(NOTICES[command])
 
 
-@pytest.mark.parametrize("command", [7, 8, 255, 256, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF])
-def test_an_unknown_command_is_closed_without_a_reply(daemon, log, command):
-    assert client.ask_raw(words(command, 0)) == b""
-    assert client.ask_raw(words(command, 4) + b"body") == b""
+def test_an_unknown_command_is_closed_without_a_reply(daemon, log):
+    for command in (7, 8, 255, 256, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF):
+        assert client.ask_raw(words(command, 0)) == b"", command
+        assert client.ask_raw(words(command, 4) + b"body") == b"", command
     assert client.nothing() == (0, 0)
-    assert not [text for text in log.errors()]
+    assert not log.errors()
 
 
 def test_commands_without_a_body_ignore_one(daemon):

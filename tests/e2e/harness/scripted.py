@@ -3,6 +3,7 @@
 import socket
 import struct
 import threading
+import time
 from dataclasses import dataclass, field
 from typing import Callable
 
@@ -115,6 +116,7 @@ class Session(threading.Thread):
         self.server = server
         self.plan = plan
         self.commands = []
+        self.began = time.monotonic()
         self._control = connection
         self._passive = None
         self._active = None
@@ -140,10 +142,13 @@ class Session(threading.Thread):
             pass  # the client hung up, or the plan did
         finally:
             self._control.close()
+            self.server.session_ended(self)
 
     def obey(self, line):
         verb, _, argument = line.partition(" ")
         self.commands.append(line)
+        if verb in self.server.held:
+            self.server.held[verb].wait()
         planned = self.plan.replies.get(verb)
         if planned is not None:
             self.reply(planned)
@@ -236,6 +241,8 @@ class ScriptedServer:
         self.stored = []  # (verb, name, content)
         self.stalled = threading.Event()
         self.closing = threading.Event()
+        self.held = {}
+        self._afterwards = {}
         self._listener = socket.create_server(("127.0.0.1", port))
         threading.Thread(target=self._serve, daemon=True).start()
 
@@ -254,6 +261,18 @@ class ScriptedServer:
         self.closing.set()
         self._listener.shutdown(socket.SHUT_RDWR)
         self._listener.close()
+
+    def hold(self, verb):
+        """The event that lets the server answer this command; until it is set, it waits."""
+        self.held[verb] = threading.Event()
+        return self.held[verb]
+
+    def after_session(self, number, action):
+        """Does that when the session of this number, from 0, has ended."""
+        self._afterwards[number] = action
+
+    def session_ended(self, session):
+        self._afterwards.pop(self.sessions.index(session), lambda: None)()
 
     @property
     def commands(self):

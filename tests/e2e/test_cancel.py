@@ -1,0 +1,155 @@
+"""Cancelling, and starting again afterwards."""
+
+import os
+import time
+
+import pytest
+
+from harness import client, wire
+from harness.scripted import Plan, Silence, send_then, take_slowly, take_then
+from harness.waiting import wait_until
+
+MIB = 1 << 20
+
+
+def is_cancelled(kind):
+    begin = time.monotonic()
+    assert client.ask_raw(client.head(4, 0)) == client.head(4, 12) + bytes(8) + kind.to_bytes(4, "little")
+    taken_s = time.monotonic() - begin
+    state = client.state()
+    assert state[:6] == (0, 0, 0, kind, wire.CANCELED, 1)
+    return taken_s
+
+
+def only_the_next_job_is_announced(network_manager, local):
+    """Notices keep their order: when the next job's has come, no earlier one is on its way."""
+    (local / "next").write_bytes(b"")
+    assert client.upload(local / "next", "next", port=1) == (0, 0)
+    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED, wire.NOTICE_UPLOAD]
+
+
+def test_a_cancelled_download_removes_its_file_and_sends_no_notice(daemon, scripted, network_manager, local):
+    server = scripted(Plan(send=send_then("stall", 1000)), files={"a": bytes(2000)})
+    client.download("a", local / "a")
+    server.stalled.wait(30)
+    wait_until(lambda: client.state().exec_info.transferred_size == 1000, "the first 1000 bytes")
+    assert (local / "a").exists()
+    assert is_cancelled(1) < 5
+    assert not (local / "a").exists()
+    only_the_next_job_is_announced(network_manager, local)
+
+
+def test_a_cancelled_upload_keeps_its_file_and_sends_no_notice(daemon, scripted, network_manager, local):
+    server = scripted(Plan(take=take_slowly(10 * MIB)))
+    with open(local / "a", "wb") as file:
+        file.truncate(512 * MIB)
+    client.upload(local / "a", "a")
+    server.wait_for_command("STOR")
+    wait_until(lambda: client.state().exec_info.transferred_size > 0, "some data on its way")
+    assert is_cancelled(2) < 5
+    assert os.stat(local / "a").st_size == 512 * MIB
+    only_the_next_job_is_announced(network_manager, local)
+
+
+@pytest.mark.parametrize("plan", [
+    Plan(greeting=Silence), Plan(replies={"PASS": Silence}), Plan(replies={"RETR": Silence}),
+    Plan(closing=Silence), Plan(replies={"QUIT": Silence, "RETR": "150 wait"}),
+], ids=["greeting", "PASS", "RETR", "226", "QUIT"])
+def test_a_cancel_is_quick_wherever_the_server_stalls(daemon, scripted, local, plan):
+    server = scripted(plan, files={"a": b"1"})
+    client.download("a", local / "a")
+    wait_until(lambda: server.sessions, "a connection")
+    assert is_cancelled(1) < 10
+
+
+def test_a_cancel_right_after_the_start_is_heard(daemon, scripted, local):
+    scripted(Plan(greeting=Silence))
+    for _ in range(5):
+        assert client.download("a", local / "a") == (0, 0)
+        assert is_cancelled(1) < 10
+
+
+def test_a_cancelled_job_is_not_tried_again(daemon, scripted, network_manager, log, local):
+    server = scripted(Plan(take=take_then("stall", 1000)))
+    (local / "a").write_bytes(bytes(64 * MIB))
+    client.upload(local / "a", "a")
+    server.stalled.wait(30)
+    is_cancelled(2)
+    assert len(server.sessions) == 1
+    assert log.count(r"retry\(") == 0
+
+
+def test_a_cancel_during_the_pause_before_a_retry_is_heard(daemon, scripted, network_manager, log, local):
+    server = scripted(Plan(send=send_then("reset", 100)), files={"a": bytes(1000)})
+    client.download("a", local / "a")
+    log.wait_for(r"retry\(1\)\n$")
+    assert is_cancelled(1) < 10
+    assert len(server.sessions) <= 2
+    only_the_next_job_is_announced(network_manager, local)
+
+
+def test_a_file_information_job_can_be_cancelled(daemon, scripted, network_manager, local):
+    server = scripted(Plan(replies={"LIST": Silence}))
+    client.file_info("a")
+    server.wait_for_command("LIST")
+    assert is_cancelled(3) < 10
+    only_the_next_job_is_announced(network_manager, local)
+
+
+def test_the_daemon_takes_jobs_after_a_cancel(daemon, scripted, network_manager, local):
+    server = scripted(Plan(send=send_then("stall", 1)), Plan(), files={"a": b"whole"})
+    client.download("a", local / "a")
+    server.stalled.wait(30)
+    is_cancelled(1)
+    assert client.download("a", local / "a") == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert (local / "a").read_bytes() == b"whole"
+    assert client.state()[:6] == (0, 0, 0, 1, 0, 0)
+
+
+def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(daemon, scripted, network_manager, local):
+    scripted(files={"a": b"1"})
+    assert client.cancel() == (1, 2, 0)
+    assert client.state().cancel == 1
+    client.download("a", local / "a")
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert client.state().cancel == 0
+
+
+@pytest.mark.timeout(240)
+def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_job(daemon, scripted, network_manager,
+                                                                                   log, local):
+    """The loop serves a request before it looks for a finished job: a request that waits when the worker ends meets it
+    unjoined. To hit that, the job is let go right behind a reply, when the loop begins its 100 ms of sleep."""
+    plan = Plan(replies={"RETR": "550 gone"})
+    for attempt in range(30):
+        server = scripted(plan, files={"a": b"1"}, port=2100 + attempt)
+        gate = server.hold("SIZE")
+        before = len(network_manager.notices)
+        assert client.download("a", local / "a", port=2100 + attempt) == (0, 0)
+        server.wait_for_command("SIZE")
+        assert client.nothing() == (0, 0)
+        gate.set()
+        server.wait_for_command("QUIT")
+        answer = client.download("a", local / "a", port=1)
+        if answer == (1, wire.INTERNAL):
+            break
+        # Too late (the job was reported already and a new one runs) or too early (still busy).
+        assert answer in ((0, 0), (1, wire.BUSY))
+        expected = before + (2 if answer == (0, 0) else 1)
+        wait_until(lambda: len(network_manager.notices) == expected, "the reports of this attempt")
+        client.download("a", local / "a", protocol=wire.ZIXI_4)  # so that the next reply is not (0, 3)
+        assert client.download("a", local / "a", port=1) == (0, 0)
+        wait_until(lambda: len(network_manager.notices) == expected + 1, "a report")
+    else:
+        raise AssertionError("never met a worker between its end and its report")
+    log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
+    log.wait_for(r"^error: ftp_clientd\(393\): command_download\(\): Failed\(5\)\n$")
+    state = client.state()
+    assert (state.running, state.kind, state.job_result) == (0, 1, wire.INTERNAL)
+    # The job that had ended is forgotten: the next one starts, and its report is the only one.
+    (local / "b").write_bytes(b"")
+    assert client.upload(local / "b", "b", port=1) == (0, 0)
+    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert len(network_manager.notices) == before + 1

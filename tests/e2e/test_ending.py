@@ -1,0 +1,99 @@
+"""Signals, and what is left afterwards."""
+
+import os
+import signal
+import stat
+import time
+
+import pytest
+
+from harness import client, wire
+from harness.client import CONTROL_SOCKET
+from harness.daemon import Daemon
+from harness.network_manager import NetworkManager
+from harness.scripted import Plan, Silence, take_slowly
+from harness.waiting import wait_until
+
+MIB = 1 << 20
+ENDINGS = int(os.environ.get("FTP_CLIENTD_ENDINGS", "40"))
+
+
+def upload_without_end(scripted, local):
+    server = scripted(Plan(take=take_slowly(10 * MIB)))
+    with open(local / "a", "wb") as file:
+        file.truncate(1024 * MIB)
+    assert client.upload(local / "a", "a") == (0, 0)
+    server.wait_for_command("STOR")
+    return server
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"])
+def test_a_signal_ends_an_idle_daemon_with_status_0(daemon, log, number):
+    before = len(log.lines)
+    assert daemon.stop(number) == 0
+    # Nothing is said about it, and the socket file stays for the next run to replace.
+    assert len(log.lines) == before
+    assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"])
+def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(daemon, scripted, network_manager, local,
+                                                                        number):
+    upload_without_end(scripted, local)
+    wait_until(lambda: client.state().exec_info.transferred_size > 0, "data on its way")
+    begin = time.monotonic()
+    assert daemon.stop(number) == 0
+    # The pass in which it was asked, and its sleep.
+    assert time.monotonic() - begin < 2
+    assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
+    assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED]
+
+
+@pytest.mark.parametrize("plan", [Plan(greeting=Silence), Plan(replies={"QUIT": Silence}),
+                                  Plan(replies={"RETR": Silence})], ids=["greeting", "QUIT", "RETR"])
+def test_a_signal_while_the_server_is_silent_ends_with_status_0(daemon, scripted, local, plan):
+    server = scripted(plan, files={"a": b"1"})
+    client.download("a", local / "a")
+    wait_until(lambda: server.sessions, "a connection")
+    begin = time.monotonic()
+    assert daemon.stop() == 0
+    assert time.monotonic() - begin < 2
+
+
+def test_a_request_in_the_same_pass_is_still_answered(daemon):
+    """The signal comes while the daemon waits for the rest of a request."""
+    with client.connect() as connection:
+        connection.sendall(client.head(3, 0)[:4])
+        client_seen = wait_until(lambda: len(daemon.descriptors()) > 4, "the connection accepted")
+        assert client_seen
+        daemon.send_signal(signal.SIGTERM)
+        connection.sendall(client.head(3, 0)[4:])
+        assert len(client.read_to_end(connection)) in (80, 16)
+    assert daemon.wait_end() == 0
+
+
+def test_a_second_run_follows_the_first(daemon, network_manager):
+    assert daemon.stop() == 0
+    daemon.launch()
+    daemon.find()
+    network_manager.wait_for(wire.NOTICE_STARTED, times=2)
+    assert client.nothing() == (0, 0)
+
+
+@pytest.mark.timeout(40 + 4 * ENDINGS)
+def test_ending_in_the_middle_of_an_upload_never_crashes(log, console, scripted, local):
+    """FTP_CLIENTD_ENDINGS tells how often; each time a little later in the transfer."""
+    manager = NetworkManager()
+    server = scripted(Plan(take=take_slowly(50 * MIB)))
+    with open(local / "a", "wb") as file:
+        file.truncate(1024 * MIB)
+    for ending in range(ENDINGS):
+        daemon = Daemon()
+        daemon.launch()
+        daemon.find()
+        manager.wait_for(wire.NOTICE_STARTED, times=ending + 1)
+        assert client.upload(local / "a", "a") == (0, 0)
+        server.wait_for_command("STOR", times=ending + 1)
+        time.sleep(ending % 10 / 100)  # not a wait: spreads the moments of the signal
+        assert daemon.stop((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[ending % 3]) == 0
+    assert "runtime error:" not in console.text

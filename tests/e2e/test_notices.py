@@ -1,0 +1,84 @@
+"""A network manager that is away, that hangs up or that hangs."""
+
+import pytest
+
+from harness import client, wire
+from harness.network_manager import DeafNetworkManager, NetworkManager
+from harness.waiting import wait_until
+
+
+@pytest.fixture
+def quiet_daemon(unstarted):
+    """A daemon whose network manager is the test's own business."""
+    unstarted.launch()
+    unstarted.find()
+    return unstarted
+
+
+def run_job(local):
+    """A job that fails at once; returns when it has ended."""
+    assert client.download("a", local / "a", port=1) == (0, 0)
+    wait_until(lambda: not client.state().running, "the job's end")
+
+
+def test_jobs_run_without_a_network_manager(quiet_daemon, log, local):
+    run_job(local)
+    # One for the start, one for the job.
+    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$", times=2)
+    run_job(local)
+    log.wait_for(r"^error: ftp_clientd_if\(599\)", times=3)
+
+
+def test_a_network_manager_that_died_refuses(daemon, network_manager, log, local):
+    network_manager.stop()
+    run_job(local)
+    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$")
+
+
+def test_a_network_manager_that_hangs_up_does_not_harm(unstarted, log, local):
+    manager = NetworkManager(hang_up=True)
+    unstarted.launch()
+    unstarted.find()
+    for times in range(2, 12):
+        run_job(local)
+        wait_until(lambda: manager.connections == times, "the job's notice")
+    # A notice that was lost is a broken pipe in the log at most.
+    assert set(log.errors()) <= {
+        "error: ftp_clientd_if(843): errno(32) Broken pipe\n",
+        "error: ftp_clientd_if(843): errno(104) Connection reset by peer\n",
+        "error: ftp_clientd_if(323): sendn(): incomplete(0 of 20)\n",
+        "error: ftp_clientd_if(323): sendn(): incomplete(0 of 68)\n",
+    }
+
+
+def test_a_network_manager_that_hangs_does_not_stop_the_daemon(unstarted, log, local):
+    manager = DeafNetworkManager()
+    unstarted.launch()
+    unstarted.find()
+    assert client.nothing() == (0, 0)
+    run_job(local)
+    assert client.nothing() == (0, 0)
+    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(\d+\)", times=2)
+    del manager
+
+
+def test_a_network_manager_that_comes_later_gets_the_next_notice(quiet_daemon, log, local):
+    log.wait_for(r"^error: ftp_clientd_if\(599\)")
+    manager = NetworkManager()
+    run_job(local)
+    notice = manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert (len(notice.raw), notice.outcome) == (68, (1, wire.NETWORK))
+    assert len(manager.notices) == 1
+
+
+def test_each_notice_has_a_connection_of_its_own(daemon, network_manager, local):
+    for times in range(1, 4):
+        run_job(local)
+        network_manager.wait_for(wire.NOTICE_DOWNLOAD, times)
+    assert network_manager.connections == 4
+    assert [len(notice.raw) for notice in network_manager.notices] == [20, 68, 68, 68]
+
+
+def test_a_notice_comes_within_moments_of_the_jobs_end(daemon, network_manager, local):
+    run_job(local)
+    network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=1)
