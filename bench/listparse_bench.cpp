@@ -1,0 +1,250 @@
+// What the listing parser costs for each line, against the least that any reader of listings does: split the
+// line on blanks, convert one number, look up one month.
+//
+// Ends with a table of ratios. Exits 1 when a ratio is above its limit.
+#include "listparse/listparse.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+constexpr size_t LINES = 100'000;
+
+// The lines lie behind each other, as in the buffer that a listing is captured in.
+struct listing_t {
+    std::vector<char> text;
+    std::vector<size_t> starts;
+};
+
+static void append(listing_t *listing, const std::string &line)
+{
+    listing->starts.push_back(listing->text.size());
+    listing->text.insert(listing->text.end(), line.c_str(), line.c_str() + line.size() + 1);
+}
+
+// --- listings
+
+struct random_t {
+    std::mt19937 engine{20240115};
+    size_t below(size_t n) { return engine() % n; }
+    template <size_t N> const char *one_of(const char *const (&texts)[N]) { return texts[below(N)]; }
+};
+
+template <typename... Values> static std::string text(const char *format, Values... values)
+{
+    char buffer[512];
+    snprintf(buffer, sizeof buffer, format, values...);
+    return buffer;
+}
+
+static std::string any_name(random_t *random)
+{
+    static constexpr const char *WORDS[] = {"clip",  "report", "img", "backup",          "Holiday Pictures",
+                                            "index", "readme", "A",   "firmware-update", "log"};
+    static constexpr const char *ENDS[] = {"", ".txt", ".mxf", ".jpeg", ".tar.gz"};
+    return text("%s_%zu%s", random->one_of(WORDS), random->below(100'000), random->one_of(ENDS));
+}
+
+static unsigned long any_size(random_t *random) { return random->engine() >> random->below(32); }
+
+static std::string unix_line(random_t *random)
+{
+    static constexpr const char *MODES[] = {"-rw-r--r--", "drwxr-xr-x", "-rwxr-xr-x", "-rw-rw----",
+                                            "lrwxrwxrwx"};
+    static constexpr const char *USERS[] = {"root", "ftp", "editor", "1000", "www-data", "production"};
+    static constexpr const char *MONTHS[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const std::string when = random->below(2) != 0 ? text("%02zu:%02zu", random->below(24), random->below(60))
+                                                   : text(" %zu", 1990 + random->below(35));
+    return text("%s %4zu %-8s %-8s %10lu %s %2zu %s %s", random->one_of(MODES), 1 + random->below(20),
+                random->one_of(USERS), random->one_of(USERS), any_size(random), random->one_of(MONTHS),
+                1 + random->below(28), when.c_str(), any_name(random).c_str());
+}
+
+static std::string dos_line(random_t *random)
+{
+    const std::string size =
+        random->below(4) == 0 ? text("%-14s", "      <DIR>") : text("%20lu", any_size(random));
+    return text("%02zu-%02zu-%02zu  %02zu:%02zu%s %-20s %s", 1 + random->below(12), 1 + random->below(28),
+                random->below(100), 1 + random->below(12), random->below(60), random->below(2) ? "AM" : "PM",
+                size.c_str(), any_name(random).c_str());
+}
+
+// One of every layout that is recognised, and a line that is none.
+static std::string mixed_line(random_t *random)
+{
+    static constexpr const char *OTHERS[] = {
+        "QSYS 77824 12/31/98 10:20:30 *DIR docs/",
+        "AB12 VOL 0001 0002 x 98/12/31 DATA.SET",
+        "d 98-12-31 10:20:30 a b 512 docs",
+        "15-01-12 10:00 555 report.txt",
+        "report.txt 555 01-15-12 10:00",
+        "2012-01-15 10:20:30 <DIR> docs",
+        "docs <DIR> Jan 15 2012 10:20",
+        "drwxr-xr-x owner 512 98-12-31 10:20:30 docs",
+        "-rw-r--r-- 98-12-31 10:20:30 report.txt",
+        "512 a b Jan 15 10:20 2012 report.txt",
+        "owner 98-12-31 1020 d b 512 docs",
+        "VOL001 3390 2012/01/15 1 2 FB 80 27920 PO DATA.SET",
+        "-rw-r--r--12 editor ftp 1234 Jan 15 12:34 clip.mxf",
+        "-rw-r--r--   1 editor   1234 Jan 15 12:34 clip.mxf",
+        "total 1234",
+    };
+    switch (random->below(3)) {
+    case 0:
+        return unix_line(random);
+    case 1:
+        return dos_line(random);
+    default:
+        return random->one_of(OTHERS);
+    }
+}
+
+static listing_t make_listing(std::string (*line)(random_t *))
+{
+    listing_t listing;
+    random_t random;
+    for (size_t n = 0; n < LINES; ++n)
+        append(&listing, line(&random));
+    return listing;
+}
+
+// --- what is measured
+
+static void parse(char *line)
+{
+    static char name[FILE_INFO_NAME_SIZE];
+    static char owner[FILE_INFO_OWNER_SIZE];
+    static file_time_t time;
+    int64_t size;
+    uint32_t attributes, is_link, valid;
+    const list_format_t format = AnalizeFileInfo(line);
+    if (format == LIST_FMT_UNKNOWN)
+        return;
+    benchmark::DoNotOptimize(
+        ResolvFileInfo(line, format, name, &size, &time, &attributes, owner, &is_link, &valid));
+    benchmark::DoNotOptimize(name);
+}
+
+// The measuring stick.
+static void split(char *line)
+{
+    constexpr size_t MOST = 16;
+    struct {
+        const char *begin;
+        size_t length;
+    } fields[MOST];
+    size_t count = 0;
+    for (const char *at = line; count < MOST; ++count) {
+        while (*at == ' ')
+            ++at;
+        if (*at == '\0')
+            break;
+        fields[count].begin = at;
+        while (*at != '\0' && *at != ' ')
+            ++at;
+        fields[count].length = static_cast<size_t>(at - fields[count].begin);
+    }
+    benchmark::DoNotOptimize(fields);
+    const auto &number = fields[count > 4 ? 4 : count - 1];
+    benchmark::DoNotOptimize(strtol(number.begin, nullptr, 10));
+    const auto &month = fields[count > 5 ? 5 : 0];
+    char month_name[4] = {};
+    memcpy(month_name, month.begin, std::min<size_t>(month.length, 3));
+    benchmark::DoNotOptimize(strstr("JanFebMarAprMayJunJulAugSepOctNovDec", month_name));
+}
+
+static void run(benchmark::State &state, const listing_t *listing, void (*read)(char *line))
+{
+    listing_t copy = *listing;
+    for (auto _ : state) {
+        for (const size_t start : copy.starts)
+            read(copy.text.data() + start);
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * copy.starts.size()));
+}
+
+// --- the report
+
+struct listing_case_t {
+    const char *name;
+    std::string (*line)(random_t *);
+    double limit; // of the ratio; 0 = none
+};
+constexpr listing_case_t CASES[] = {
+    {"unix", unix_line, 1.2}, {"dos", dos_line, 1.1}, {"mixed", mixed_line, 0}};
+
+// Prints ns for each line as it comes and keeps the least of each benchmark: what disturbs a run only adds to
+// it.
+class line_reporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+                continue;
+            const double ns = 1e6 * run.GetAdjustedCPUTime() / static_cast<double>(LINES);
+            const std::string name = run.run_name.function_name;
+            const auto known = least_.find(name);
+            least_[name] = known == least_.end() ? ns : std::min(known->second, ns);
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    double ns(const std::string &name) const
+    {
+        const auto found = least_.find(name);
+        return found == least_.end() ? 0 : found->second;
+    }
+
+private:
+    std::map<std::string, double> least_;
+};
+
+static int print_ratios(const line_reporter &reporter)
+{
+    int above = 0;
+    printf("\n%-8s %14s %14s %8s %8s\n", "listing", "parse ns/line", "split ns/line", "ratio", "limit");
+    for (const auto &listing_case : CASES) {
+        const double parse_ns = reporter.ns(std::string("parse/") + listing_case.name);
+        const double split_ns = reporter.ns(std::string("split/") + listing_case.name);
+        if (parse_ns == 0 || split_ns == 0)
+            continue; // left out by --benchmark_filter
+        const double ratio = parse_ns / split_ns;
+        const std::string limit = listing_case.limit != 0 ? text("%8.2f", listing_case.limit) : "       -";
+        printf("%-8s %14.1f %14.1f %8.2f %s\n", listing_case.name, parse_ns, split_ns, ratio, limit.c_str());
+        above += listing_case.limit != 0 && ratio > listing_case.limit ? 1 : 0;
+    }
+    return above;
+}
+
+static void add(const char *verb, const char *name, const listing_t *listing, void (*read)(char *line))
+{
+    benchmark::RegisterBenchmark((std::string(verb) + name).c_str(), run, listing, read)
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(7)
+        ->MinTime(0.2);
+}
+
+int main(int argc, char **argv)
+{
+    std::vector<listing_t> listings;
+    for (const auto &listing_case : CASES)
+        listings.push_back(make_listing(listing_case.line));
+    for (size_t n = 0; n < listings.size(); ++n) {
+        add("parse/", CASES[n].name, &listings[n], parse);
+        add("split/", CASES[n].name, &listings[n], split);
+    }
+    benchmark::Initialize(&argc, argv);
+    line_reporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return print_ratios(reporter) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}

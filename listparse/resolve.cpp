@@ -1,0 +1,53 @@
+#include "listparse/resolve.h"
+
+#include <algorithm>
+#include <cstring>
+
+constexpr int FIRST_OTHER_FORMAT = 21;
+constexpr int LAST_OTHER_FORMAT = 41;
+
+// A line that is nothing but a name.
+static int resolve_name_only(const char *line, entry_t *entry)
+{
+    fields_t fields;
+    find_fields(&fields, line, 1);
+    entry->name = cut_name(field(fields, 0));
+    return FILE_TYPE_FILE;
+}
+
+static int resolve(const char *line, list_format_t format, entry_t *entry)
+{
+    const int number = format_number(format);
+    if (number < FIRST_OTHER_FORMAT || number > LAST_OTHER_FORMAT)
+        return resolve_unix(line, format, entry);
+    switch (number) {
+    case 21:
+    case 22:
+    case 23:
+        return resolve_dos(line, number, entry);
+    case 24:
+        return resolve_dos24(line, entry);
+    case 25:
+    case 35:
+        return resolve_name_only(line, entry);
+    default:
+        return resolve_other(line, number, entry);
+    }
+}
+
+int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *size, file_time_t *time,
+                   uint32_t *attributes, char *owner, uint32_t *is_link, uint32_t *valid)
+{
+    entry_t entry;
+    const int type = resolve(line, format, &entry);
+    memcpy(name, entry.name.data(), entry.name.size());
+    name[entry.name.size()] = '\0';
+    memset(owner, 0, FILE_INFO_OWNER_SIZE);
+    memcpy(owner, entry.owner.data(), std::min(entry.owner.size(), FILE_INFO_OWNER_SIZE - 1));
+    *size = entry.size;
+    *time = entry.time;
+    *attributes = entry.attributes;
+    *is_link = entry.is_link;
+    *valid = entry.valid;
+    return entry.name == "." || entry.name == ".." ? FILE_TYPE_NONE : type;
+}

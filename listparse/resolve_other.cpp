@@ -1,0 +1,291 @@
+#include "listparse/resolve.h"
+
+// Every layout of 26 to 39 as a row: which field holds what, and how that field is read. A date or time that
+// is no number in its range is left out; the line still gives an entry.
+
+constexpr int8_t NO_FIELD = -1;
+
+struct other_layout_t {
+    int8_t number;
+    int8_t name;
+    bool name_to_end = true;
+    int8_t size = NO_FIELD;
+    int8_t date;
+    bool (*read_date)(const fields_t &fields, int at, date_t *date);
+    int8_t time = NO_FIELD;
+    bool (*read_time)(field_t text, uint16_t *hour, uint16_t *minute) = nullptr;
+    int8_t owner = NO_FIELD;
+    bool has_permissions = false; // in field 0
+    int8_t type = NO_FIELD;
+    bool (*is_directory)(field_t type) = nullptr;
+    bool slash_is_directory = false; // a name that ends in '/' is a directory's; the slash is cut off
+};
+
+// --- dates
+
+struct three_numbers_t {
+    int first, second, third;
+};
+
+static bool read_three_numbers(field_t text, three_numbers_t *numbers)
+{
+    if (!has_shape(text, SHAPE_2_2_2))
+        return false;
+    *numbers = {to_int(text), to_int(behind(text, 3)), to_int(behind(text, 6))};
+    return true;
+}
+
+static bool read_year_first(const fields_t &fields, int at, date_t *date)
+{
+    three_numbers_t numbers;
+    if (!read_three_numbers(field(fields, at), &numbers))
+        return false;
+    *date = {full_year(numbers.first), numbers.second, numbers.third};
+    return true;
+}
+
+static bool read_unless_masked(const fields_t &fields, int at, date_t *date)
+{
+    return field(fields, at).find('*') == field_t::npos && read_year_first(fields, at, date);
+}
+
+// The order is guessed: "31.12.98" by its dots, "12/31/98" by what cannot be a month or day.
+static bool read_guessed_order(const fields_t &fields, int at, date_t *date)
+{
+    const field_t text = field(fields, at);
+    three_numbers_t numbers;
+    if (!read_three_numbers(text, &numbers))
+        return false;
+    const auto [first, second, third] = numbers;
+    if (text[2] == '.')
+        *date = {full_year(third), second, first};
+    else if (second > 12 || third > 31)
+        *date = {full_year(third), first, second};
+    else
+        *date = {full_year(first), second, third};
+    return true;
+}
+
+static bool read_month_first(const fields_t &fields, int at, date_t *date)
+{
+    return read_dos_date(field(fields, at), false, date);
+}
+
+static bool read_long_date(const fields_t &fields, int at, date_t *date)
+{
+    const field_t text = field(fields, at);
+    if (!has_shape(text, SHAPE_4_2_2))
+        return false;
+    *date = {to_int(text), to_int(behind(text, 5)), to_int(behind(text, 8))};
+    return true;
+}
+
+static bool read_spread(const fields_t &fields, int month_at, int year_at, date_t *date)
+{
+    const field_t year = field(fields, year_at);
+    *date = {to_u16(year), read_month(field(fields, month_at)).month, to_u16(field(fields, month_at + 1))};
+    return begins_with_digit(year);
+}
+
+static bool read_month_day_year(const fields_t &fields, int at, date_t *date)
+{
+    return read_spread(fields, at, at + 2, date);
+}
+
+static bool read_month_day_time_year(const fields_t &fields, int at, date_t *date)
+{
+    return read_spread(fields, at, at + 3, date);
+}
+
+// --- times
+
+static bool is_time_of_day(int hour, int minute) { return hour <= 24 && minute < 60; }
+
+// HH:MM:SS with any separators, or as GetHourAndMinute reads a time in digits.
+static bool read_clock(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (!has_shape(text, SHAPE_2_2_2))
+        return begins_with_digit(text) && read_time(text, hour, minute);
+    *hour = to_u16(text);
+    *minute = to_u16(behind(text, 3));
+    return is_time_of_day(*hour, *minute);
+}
+
+static bool read_hhmm(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (!has_shape(text, "9999"))
+        return false;
+    *hour = static_cast<uint16_t>(to_int(text) / 100);
+    *minute = static_cast<uint16_t>(to_int(text) % 100);
+    return is_time_of_day(*hour, *minute);
+}
+
+// --- directories
+
+static bool begins_with_angle(field_t type) { return begins_with(type, '<'); }
+static bool begins_with_d(field_t type) { return begins_with(type, 'd'); }
+static bool begins_with_d_or_D(field_t type) { return begins_with(type, 'd') || begins_with(type, 'D'); }
+static bool is_po(field_t type) { return type == "PO"; }
+static bool begins_with_po(field_t type) { return type.starts_with("PO"); }
+
+static bool is_container(field_t type)
+{
+    return type == "*DIR" || type == "*LIB" || type == "*FLR" || type == "*DDIR";
+}
+
+constexpr other_layout_t OTHER_LAYOUTS[] = {
+    {.number = 26,
+     .name = 5,
+     .size = 1,
+     .date = 2,
+     .read_date = read_guessed_order,
+     .time = 3,
+     .read_time = read_clock,
+     .owner = 0,
+     .type = 4,
+     .is_directory = is_container,
+     .slash_is_directory = true},
+    {.number = 27, .name = 6, .date = 5, .read_date = read_unless_masked, .type = 4, .is_directory = is_po},
+    {.number = 28,
+     .name = 0,
+     .name_to_end = false,
+     .size = 1,
+     .date = 2,
+     .read_date = read_month_day_year,
+     .time = 5,
+     .read_time = read_clock,
+     .type = 1,
+     .is_directory = begins_with_angle},
+    {.number = 29,
+     .name = 6,
+     .size = 5,
+     .date = 1,
+     .read_date = read_year_first,
+     .time = 2,
+     .read_time = read_clock,
+     .type = 0,
+     .is_directory = begins_with_d_or_D},
+    {.number = 30,
+     .name = 4,
+     .size = 1,
+     .date = 2,
+     .read_date = read_month_first,
+     .time = 3,
+     .read_time = read_clock},
+    {.number = 32,
+     .name = 3,
+     .date = 1,
+     .read_date = read_year_first,
+     .time = 2,
+     .read_time = read_clock,
+     .has_permissions = true,
+     .type = 0,
+     .is_directory = begins_with_d},
+    {.number = 33,
+     .name = 5,
+     .size = 2,
+     .date = 3,
+     .read_date = read_year_first,
+     .time = 4,
+     .read_time = read_clock,
+     .owner = 1,
+     .has_permissions = true,
+     .type = 0,
+     .is_directory = begins_with_d},
+    {.number = 37,
+     .name = 7,
+     .size = 0,
+     .date = 3,
+     .read_date = read_month_day_time_year,
+     .time = 5,
+     .read_time = read_clock,
+     .type = 0,
+     .is_directory = begins_with_angle},
+    {.number = 38,
+     .name = 6,
+     .size = 5,
+     .date = 1,
+     .read_date = read_year_first,
+     .time = 2,
+     .read_time = read_hhmm,
+     .owner = 0,
+     .type = 3,
+     .is_directory = begins_with_d_or_D},
+    {.number = 39,
+     .name = 9,
+     .date = 2,
+     .read_date = read_long_date,
+     .type = 8,
+     .is_directory = begins_with_po},
+};
+
+// --- one line
+
+static void take_date(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+{
+    date_t date;
+    if (!layout.read_date(fields, layout.date, &date))
+        return;
+    if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > 31)
+        return;
+    entry->time.year = static_cast<uint16_t>(date.year);
+    entry->time.month = static_cast<uint16_t>(date.month);
+    entry->time.day = static_cast<uint16_t>(date.day);
+    entry->valid |= FILE_INFO_DATE;
+}
+
+static void take_time(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+{
+    uint16_t hour, minute;
+    if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
+        return;
+    entry->time.hour = hour;
+    entry->time.minute = minute;
+    entry->valid |= FILE_INFO_TIME;
+}
+
+static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+{
+    if (has_field(fields, layout.size)) {
+        entry->size = read_size(field(fields, layout.size));
+        entry->valid |= FILE_INFO_SIZE;
+    }
+    if (layout.has_permissions) {
+        entry->attributes = read_permissions(behind(field(fields, 0), 1));
+        entry->valid |= FILE_INFO_ATTR;
+    }
+}
+
+static int take_type(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+{
+    bool directory = layout.is_directory != nullptr && layout.is_directory(field(fields, layout.type));
+    if (layout.slash_is_directory && entry->name.ends_with('/')) {
+        entry->name.remove_suffix(1);
+        directory = true;
+    }
+    return directory ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
+}
+
+static int resolve_by(const other_layout_t &layout, const char *line, entry_t *entry)
+{
+    fields_t fields;
+    find_fields(&fields, line, FIELDS_MOST);
+    take_date(fields, layout, entry);
+    take_time(fields, layout, entry);
+    take_size_and_permissions(fields, layout, entry);
+    entry->owner = field(fields, layout.owner);
+    if (!has_field(fields, layout.name))
+        return FILE_TYPE_NONE;
+    entry->name =
+        cut_name(layout.name_to_end ? field_to_end(fields, layout.name) : field(fields, layout.name));
+    return take_type(fields, layout, entry);
+}
+
+int resolve_other(const char *line, int number, entry_t *entry)
+{
+    for (const auto &layout : OTHER_LAYOUTS) {
+        if (layout.number == number)
+            return resolve_by(layout, line, entry);
+    }
+    return FILE_TYPE_NONE;
+}

@@ -1,0 +1,270 @@
+#include "listparse/values.h"
+#include "listparse/listparse.h"
+
+#include <array>
+#include <cerrno>
+#include <iterator>
+
+// The CJK character behind a month's number in Shift_JIS, EUC-JP, GB2312 and UTF-8. (ISO-2022-JP's begins
+// with the digit 7, which belongs to the number.) A slash does the same.
+constexpr field_t MONTH_MARKS[] = {"\x8c\x8e", "\xb7\xee", "\xd4\xc2", "\xe6\x9c\x88", "/"};
+
+// The one behind an hour in Shift_JIS, ISO-2022-JP, EUC-JP and UTF-8.
+constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
+
+constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
+
+// Three letters as one number.
+static constexpr uint32_t month_key(char first, char second, char third)
+{
+    return static_cast<uint32_t>(static_cast<unsigned char>(first)) |
+           static_cast<uint32_t>(static_cast<unsigned char>(second)) << 8 |
+           static_cast<uint32_t>(static_cast<unsigned char>(third)) << 16;
+}
+
+constexpr std::array<uint32_t, 12> MONTH_KEYS = [] {
+    std::array<uint32_t, 12> keys{};
+    for (size_t at = 0; at < keys.size(); ++at)
+        keys[at] = month_key(MONTH_NAMES[3 * at], MONTH_NAMES[3 * at + 1], MONTH_NAMES[3 * at + 2]);
+    return keys;
+}();
+
+static bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+static size_t count_digits(field_t text)
+{
+    size_t n = 0;
+    while (n < text.size() && is_digit(text[n]))
+        ++n;
+    return n;
+}
+
+// How long the mark is that the text begins with, 0 for none.
+template <size_t N> static size_t mark_length(field_t text, const field_t (&marks)[N])
+{
+    for (const field_t mark : marks) {
+        if (text.starts_with(mark))
+            return mark.size();
+    }
+    return 0;
+}
+
+int IsDigitSym(uint32_t ch, uint32_t sym)
+{
+    if (ch >= '0' && ch <= '9')
+        return 1;
+    return sym != 0 && sym == ch ? 1 : 0;
+}
+
+// --- numbers
+
+number_t read_number(field_t text)
+{
+    size_t at = 0;
+    while (at < text.size() && is_space(text[at]))
+        ++at;
+    const bool negative = at < text.size() && text[at] == '-';
+    if (negative || (at < text.size() && text[at] == '+'))
+        ++at;
+    const size_t first_digit = at;
+    uint64_t magnitude = 0;
+    bool overflow = false;
+    for (; at < text.size() && is_digit(text[at]); ++at) {
+        overflow |= __builtin_mul_overflow(magnitude, uint64_t{10}, &magnitude);
+        overflow |= __builtin_add_overflow(magnitude, static_cast<uint64_t>(text[at] - '0'), &magnitude);
+    }
+    if (at == first_digit)
+        return {0, 0};
+    const uint64_t most = uint64_t{INT64_MAX} + (negative ? 1 : 0);
+    if (overflow || magnitude > most) {
+        errno = ERANGE;
+        magnitude = most;
+    }
+    return {static_cast<int64_t>(negative ? 0 - magnitude : magnitude), at};
+}
+
+int64_t read_size(field_t text)
+{
+    constexpr size_t SAFE_DIGITS = 18; // always fit
+    int64_t value = 0;
+    size_t digits = 0;
+    for (; digits < text.size() && digits < SAFE_DIGITS && is_digit(text[digits]); ++digits)
+        value = value * 10 + (text[digits] - '0');
+    if (digits < text.size()) {
+        const number_t number = read_number(text);
+        if (number.length < text.size())
+            return 0;
+        value = number.value;
+    }
+    return errno == ERANGE ? 0 : value;
+}
+
+int64_t _atoi64(const char *str) { return read_size(str); }
+
+// --- dates
+
+static month_day_t read_numbered_month(field_t text)
+{
+    const field_t mark = behind(text, count_digits(text));
+    const size_t length = mark_length(mark, MONTH_MARKS);
+    const uint16_t month = length != 0 ? to_u16(text) : 0;
+    if (month < 1 || month > 12)
+        return {0, 0};
+    const uint16_t day = to_u16(behind(mark, length));
+    return {month, day <= 31 ? day : uint16_t{0}};
+}
+
+static void fold_month_name(field_t text, char *folded)
+{
+    for (size_t at = 0; at < text.size(); ++at)
+        folded[at] = at == 0 ? to_upper(text[at]) : to_lower(text[at]);
+}
+
+// The month whose three letters the text is, in any case; 0 when it is not that plain.
+static uint16_t read_plain_month(field_t text)
+{
+    if (text.size() != 3)
+        return 0;
+    const uint32_t letters = month_key(to_upper(text[0]), to_lower(text[1]), to_lower(text[2]));
+    uint32_t month = 0;
+    for (uint32_t at = 0; at < std::size(MONTH_KEYS); ++at)
+        month |= letters == MONTH_KEYS[at] ? at + 1 : 0;
+    return static_cast<uint16_t>(month);
+}
+
+// The month in whose name the text, folded or else as it came, is found. Parts of names count, and an empty
+// text.
+static uint16_t read_named_month(field_t text)
+{
+    if (const uint16_t plain = read_plain_month(text); plain != 0)
+        return plain;
+    char folded[MONTH_NAMES.size()];
+    if (text.size() > sizeof folded)
+        return 0;
+    fold_month_name(text, folded);
+    size_t at = MONTH_NAMES.find({folded, text.size()});
+    if (at == field_t::npos)
+        at = MONTH_NAMES.find(text);
+    return at == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(at / 3 + 1);
+}
+
+month_day_t read_month(field_t text)
+{
+    if (begins_with_digit(text))
+        return read_numbered_month(text);
+    return {read_named_month(text), 0};
+}
+
+void GetMonth(char *field, uint16_t *month, uint16_t *day)
+{
+    const month_day_t found = read_month(field);
+    if (!is_digit(field[0]))
+        fold_month_name(field, field);
+    *month = found.month;
+    *day = found.day;
+}
+
+bool has_shape(field_t text, field_t shape, char sym)
+{
+    if (text.size() != shape.size())
+        return false;
+    for (size_t at = 0; at < text.size(); ++at) {
+        const bool fits =
+            shape[at] == '-' ? !is_digit(text[at]) : is_digit(text[at]) || (sym != '\0' && text[at] == sym);
+        if (!fits)
+            return false;
+    }
+    return true;
+}
+
+static int date_shape(field_t text, char sym, bool allow9)
+{
+    if (has_shape(text, SHAPE_2_2_2, sym))
+        return 1;
+    if (allow9 && has_shape(text, SHAPE_3_2_2, sym))
+        return 2;
+    return allow9 && has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
+}
+
+int date_shape(field_t text) { return date_shape(text, '\0', true); }
+
+int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9)
+{
+    return date_shape(field, static_cast<char>(sym), allow9 == 1);
+}
+
+// --- times
+
+static field_t find_minutes(field_t text)
+{
+    const size_t colon = find_colon(text);
+    if (colon < text.size()) {
+        const field_t minutes = behind(text, colon + 1);
+        return begins_with_digit(minutes) ? minutes : field_t();
+    }
+    const field_t mark = behind(text, count_digits(text));
+    const size_t length = mark_length(mark, HOUR_MARKS);
+    return length != 0 ? behind(mark, length) : field_t();
+}
+
+static bool is_half_day_token(field_t text)
+{
+    return text.size() == 3 && (to_lower(text[0]) == 'a' || to_lower(text[0]) == 'p') && text[1] == ':' &&
+           to_lower(text[2]) == 'm';
+}
+
+static bool read_hour_and_minute(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (text.size() <= 2 || !is_digit(text[0]))
+        return false;
+    *hour = to_u16(text);
+    if (*hour > 24)
+        return false;
+    const field_t minutes = find_minutes(text);
+    *minute = to_u16(minutes);
+    return !minutes.empty() && *minute < 60;
+}
+
+bool read_time(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (read_hour_and_minute(text, hour, minute))
+        return true;
+    *hour = 0;
+    *minute = 0;
+    return is_half_day_token(text);
+}
+
+int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)
+{
+    return read_time(field, hour, minute) ? 1 : 0;
+}
+
+// --- permissions
+
+// Owner, group and others: which hexadecimal digit is theirs, and the letter that in place of 'x' adds a bit.
+// In upper case it stands for that bit without 'x'.
+constexpr struct {
+    int shift;
+    char letter;
+    uint32_t special;
+} PERMISSIONS[] = {{8, 's', 0x4000}, {4, 's', 0x2000}, {0, 't', 0x1000}};
+
+static bool is_set(field_t text, size_t at) { return at < text.size() && text[at] != '-'; }
+
+uint32_t read_permissions(field_t text)
+{
+    uint32_t value = 0;
+    for (const auto &who : PERMISSIONS) {
+        const char execute = text.size() > 2 ? text[2] : '-';
+        const bool special = to_lower(execute) == who.letter;
+        const uint32_t digit = (is_set(text, 0) ? 4u : 0u) | (is_set(text, 1) ? 2u : 0u) |
+                               (execute != '-' && !(special && execute != who.letter) ? 1u : 0u);
+        value |= digit << who.shift | (special ? who.special : 0u);
+        text = behind(text, 3);
+    }
+    return value;
+}
+
+uint32_t AttrString2Value(const char *str) { return read_permissions(str); }
