@@ -1,0 +1,9 @@
+// SIGINT and SIGTERM as a question that a loop asks.
+#pragma once
+
+// From now on the first SIGINT and the first SIGTERM are remembered instead of ending the program; system
+// calls that wait return EINTR. The second one of its kind ends the program as usual.
+void interrupts_catch();
+
+// True after one came.
+bool interrupts_seen();

@@ -1,0 +1,19 @@
+// Records as one JSON object on one line, members named as in wire/*.h. A record's `unused` words are left
+// out; sizes are whole numbers; zixi_error is null but after a Zixi job, which alone sets it.
+#pragma once
+
+#include "wire/wire.h"
+
+#include <string>
+
+std::string json_reply(const reply_t &reply);
+std::string json_state(const state_reply_t &state);
+std::string json_cancel(const cancel_reply_t &reply);
+std::string json_file_info(const file_info_reply_t &reply);
+
+// How a job ended: module_info and exec_info, with the result's name and advice.
+std::string json_job(const state_reply_t &state);
+
+// A notice: its header's members, then those of its body.
+std::string json_notice(const notice_header_t &header, const completion_notice_t &body);
+std::string json_notice(const notice_header_t &header, const reply_t &body);

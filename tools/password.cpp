@@ -1,0 +1,85 @@
+#include "tools/password.h"
+
+#include "tools/failure.h"
+#include "tools/interrupts.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr size_t LONGEST = 4096; // bytes; no field is nearly as long
+
+struct descriptor {
+    int fd;
+    ~descriptor()
+    {
+        if (fd > STDERR_FILENO)
+            close(fd);
+    }
+};
+
+// A terminal without echo for one scope.
+struct echo_off {
+    int fd;
+    termios before = {};
+    explicit echo_off(int terminal) : fd(terminal)
+    {
+        tcgetattr(fd, &before);
+        termios silent = before;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        tcsetattr(fd, TCSAFLUSH, &silent);
+    }
+    ~echo_off() { tcsetattr(fd, TCSAFLUSH, &before); }
+};
+
+std::string first_line(int fd, const std::string &name)
+{
+    std::string line;
+    char c = 0;
+    ssize_t count = 0;
+    while ((count = read(fd, &c, 1)) == 1 && c != '\n' && line.size() <= LONGEST) {
+        if (c == '\0')
+            throw failure(STATUS_USAGE, name + ": a password cannot hold a NUL byte");
+        line += c;
+    }
+    if (count == -1 && interrupts_seen())
+        throw failure(STATUS_LOCAL, "interrupted");
+    if (count == -1)
+        throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}
+
+} // namespace
+
+std::string password_prompt(int fd, const std::string &user_and_host)
+{
+    interrupts_catch(); // a Ctrl-C must not leave the terminal without echo
+    const echo_off silence(fd);
+    dprintf(fd, "Password for %s: ", user_and_host.c_str());
+    return first_line(fd, "terminal");
+}
+
+std::string password_find(const std::string &file, const std::string &user_and_host)
+{
+    if (!file.empty()) {
+        const descriptor source = {file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)};
+        if (source.fd == -1)
+            throw failure(STATUS_LOCAL, "--password-file " + file + ": " + strerror(errno));
+        return first_line(source.fd, "--password-file " + file);
+    }
+    if (const char *password = getenv("FTPCTL_PASSWORD"); password != nullptr)
+        return password;
+    if (isatty(STDIN_FILENO) == 1)
+        return password_prompt(STDIN_FILENO, user_and_host);
+    throw failure(STATUS_USAGE,
+                  "no password for " + user_and_host + ": use --password-file or FTPCTL_PASSWORD");
+}

@@ -1,0 +1,80 @@
+#include "tools/progress_text.h"
+
+#include "tools/text.h"
+
+#include <algorithm>
+#include <cmath>
+
+static constexpr double WINDOW_S = 5;
+static constexpr double LINE_S = 1;
+static constexpr double LINE_PERCENT = 10;
+static constexpr size_t BAR_MAX = 40;
+static constexpr size_t BAR_MIN = 10;
+
+void rate_meter::sample(double now_s, double bytes)
+{
+    if (!samples_.empty() && bytes < samples_.back().bytes)
+        samples_.clear(); // a new try
+    samples_.push_back({now_s, bytes});
+    while (samples_.size() > 2 && samples_[1].at_s <= now_s - WINDOW_S)
+        samples_.pop_front();
+}
+
+double rate_meter::bytes_per_s() const
+{
+    if (samples_.size() < 2 || samples_.back().at_s <= samples_.front().at_s)
+        return 0;
+    return (samples_.back().bytes - samples_.front().bytes) / (samples_.back().at_s - samples_.front().at_s);
+}
+
+bool line_pace::is_due(double now_s, const exec_info_t &info)
+{
+    if (!last_s_)
+        last_s_ = now_s;
+    const double percent = progress_percent(info);
+    last_percent_ = std::min(last_percent_, std::max(percent, 0.0)); // a new try counts from where it begins
+    if (now_s - *last_s_ < LINE_S || (percent >= 0 && percent - last_percent_ < LINE_PERCENT))
+        return false;
+    last_s_ = now_s;
+    last_percent_ = std::max(percent, 0.0);
+    return true;
+}
+
+double progress_percent(const exec_info_t &info)
+{
+    if (!(info.total_size >= 1))
+        return -1;
+    return std::clamp(info.transferred_size / info.total_size * 100, 0.0, 100.0);
+}
+
+std::string progress_line(const exec_info_t &info, double bytes_per_s)
+{
+    const double percent = progress_percent(info);
+    std::string text;
+    if (percent >= 0) // rounded down: 100 only when all is there
+        text += std::to_string(static_cast<int>(percent)) + " %, ";
+    text += text_size(info.transferred_size);
+    if (percent >= 0)
+        text += " of " + text_size(info.total_size);
+    if (bytes_per_s > 0)
+        text += ", " + text_size(bytes_per_s) + "/s";
+    if (bytes_per_s > 0 && percent >= 0 && percent < 100)
+        text += ", " + text_duration((info.total_size - info.transferred_size) / bytes_per_s) + " left";
+    if (info.retry_count > 0)
+        text += ", retry " + std::to_string(info.retry_count);
+    return text;
+}
+
+std::string progress_bar(const exec_info_t &info, double bytes_per_s, size_t width)
+{
+    const std::string line = progress_line(info, bytes_per_s);
+    const size_t room =
+        width > line.size() + 3 ? width - line.size() - 3 : 0; // brackets and the blank behind
+    if (room < BAR_MIN)
+        return line.substr(0, width);
+    const size_t length = std::min(room, BAR_MAX);
+    const double percent = std::max(progress_percent(info), 0.0);
+    const auto full = static_cast<size_t>(std::floor(percent / 100 * static_cast<double>(length)));
+    std::string bar(1, '[');
+    return bar.append(full, '#').append(length - full, '.').append("] ").append(line);
+}

@@ -1,0 +1,44 @@
+// A running job in one line. Pure functions and small counters, without a clock or a terminal.
+#pragma once
+
+#include "wire/job_status.h"
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+
+// Bytes a second over the last seconds.
+class rate_meter
+{
+public:
+    void sample(double now_s, double bytes);
+    double bytes_per_s() const; // 0 while unknown
+
+private:
+    struct sample_t {
+        double at_s;
+        double bytes;
+    };
+    std::deque<sample_t> samples_;
+};
+
+// Says when a plain line is due: a second after the one before at least, and 10 % when the total is known.
+class line_pace
+{
+public:
+    bool is_due(double now_s, const exec_info_t &info);
+
+private:
+    std::optional<double> last_s_; // of the last line, or when the pace began
+    double last_percent_ = 0;
+};
+
+// Percent done, 0 to 100; -1 while the total is unknown.
+double progress_percent(const exec_info_t &info);
+
+// "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as things are known.
+std::string progress_line(const exec_info_t &info, double bytes_per_s);
+
+// The same behind "[#####.....] ", cut to `width` columns.
+std::string progress_bar(const exec_info_t &info, double bytes_per_s, size_t width);
