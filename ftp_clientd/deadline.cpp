@@ -1,0 +1,48 @@
+#include "ftp_clientd/deadline.h"
+
+#include <cerrno>
+#include <ctime>
+#include <poll.h>
+
+static struct {
+    int connection;
+    int64_t deadline_ms;
+} accepted_ = {-1, 0};
+
+static int64_t now_ms()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+void deadline_start(int connection) { accepted_ = {connection, now_ms() + TALK_LIMIT_MS}; }
+
+void deadline_end(int connection)
+{
+    if (connection == accepted_.connection)
+        accepted_ = {-1, 0};
+}
+
+int64_t deadline_of(int fd)
+{
+    return fd == accepted_.connection ? accepted_.deadline_ms : now_ms() + TALK_LIMIT_MS;
+}
+
+// Polls, and not SO_RCVTIMEO: that starts anew with every byte, so a client could feed one a second for ever.
+bool deadline_wait(int fd, short events, int64_t deadline_ms)
+{
+    for (;;) {
+        const int64_t left_ms = deadline_ms - now_ms();
+        if (left_ms <= 0) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        pollfd waited = {fd, events, 0};
+        const int ready = poll(&waited, 1, static_cast<int>(left_ms));
+        if (ready > 0)
+            return true;
+        if (ready == -1 && errno != EINTR) // a signal ends the daemon after this pass, not within a request
+            return false;
+    }
+}

@@ -1,0 +1,61 @@
+#include "ftp_clientd/engines.h"
+#include "curl_func/curl_func.h"
+#include "ftp_clientd/notices.h"
+#include "zixi_func/zixi_func.h"
+
+// The feeder library looks nothing up: no file, nothing known about it.
+static constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
+                                            .exists = 0,
+                                            .size = -1,
+                                            .year = -1,
+                                            .month = -1,
+                                            .day = -1,
+                                            .hour = -1,
+                                            .minute = -1,
+                                            .attributes = 65535,
+                                            .is_link = 0,
+                                            .unused = 0};
+
+static constexpr engine_t LIBCURL = {.download = curlf_download,
+                                     .upload = curlf_upload,
+                                     .dl_file_info = curlf_dl_file_info,
+                                     .finished = curlf_finished,
+                                     .cancel = curlf_cancel,
+                                     .get_state = curlf_get_state,
+                                     .notify = notify,
+                                     .fixed_file = nullptr};
+
+static constexpr engine_t ZIXI = {.download = zixif_download,
+                                  .upload = zixif_ftp_upload,
+                                  .dl_file_info = zixif_dl_file_info,
+                                  .finished = zixif_finished,
+                                  .cancel = zixif_cancel,
+                                  .get_state = zixif_get_state,
+                                  .notify = notify_zixi,
+                                  .fixed_file = &ZIXI_FILE};
+
+static uint32_t protocol_state_ = PROTOCOL_FTP;
+
+bool engine_is_zixi(uint32_t protocol) { return protocol == PROTOCOL_ZIXI_4 || protocol == PROTOCOL_ZIXI_5; }
+
+const engine_t &engine_select(uint32_t protocol)
+{
+    protocol_state_ = protocol;
+    return engine_active();
+}
+
+const engine_t &engine_active() { return engine_is_zixi(protocol_state_) ? ZIXI : LIBCURL; }
+
+job_record_t engine_state(const engine_t &engine)
+{
+    job_record_t record = {};
+    engine.get_state(&record);
+    return record;
+}
+
+void engine_report_finished_job()
+{
+    const engine_t &engine = engine_active();
+    if (engine.finished() == 0)
+        engine.notify();
+}

@@ -1,0 +1,32 @@
+// The two transfer engines, seen alike. The protocol of the last job asked for says which one is active.
+#pragma once
+
+#include "wire/wire.h"
+
+using start_call = uint32_t (*)(const transfer_request_t *request);
+
+struct engine_t {
+    start_call download;
+    start_call upload;
+    start_call dl_file_info;
+    int (*finished)(); // 0 once for each job that has ended
+    int (*cancel)();   // waits until the job has stopped
+    void (*get_state)(void *record);
+    void (*notify)();                // announces the job that has ended
+    const remote_file_t *fixed_file; // what command 6 answers; NULL: what the last job found
+};
+
+// True for the protocols of the Zixi engine; every other value is libcurl's.
+bool engine_is_zixi(uint32_t protocol);
+
+// The engine for this protocol, which is the active one from now on.
+const engine_t &engine_select(uint32_t protocol);
+
+// The engine that was selected last, libcurl's before the first selection.
+const engine_t &engine_active();
+
+// A copy of the engine's job record.
+job_record_t engine_state(const engine_t &engine);
+
+// Announces the active engine's job when it has just ended.
+void engine_report_finished_job();

@@ -1,0 +1,46 @@
+#include "curl_func/curl_func.h"
+#include "ftp_clientd/commands.h"
+#include "ftp_clientd/daemonise.h"
+#include "ftp_clientd/engines.h"
+#include "ftp_clientd/ftp_clientd_if.h"
+#include "ftp_clientd/notices.h"
+#include "ftp_clientd/run_flag.h"
+#include "zixi_func/zixi_func.h"
+
+#include <csignal>
+#include <initializer_list>
+#include <openssl/crypto.h>
+#include <syslog.h>
+#include <unistd.h>
+
+static constexpr useconds_t PASS_PAUSE_US = 100000;
+
+int main()
+{
+    // A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
+    daemonise();
+
+    if (ftp_clientd_if_init() != 0 || curlf_init() != 0 || zixif_init() != 0) {
+        notify_start_up(FTPCD_ERR_INTERNAL);
+        closelog();
+        return 0;
+    }
+
+    exec_ = 1;
+    for (int number : {SIGINT, SIGTERM, SIGHUP})
+        signal(number, sighandler);
+    notify_start_up(FTPCD_ERR_NONE);
+
+    reply_t last_job = {};
+    while (exec_ != 0) {
+        serve_waiting_client(&last_job);
+        engine_report_finished_job();
+        usleep(PASS_PAUSE_US);
+    }
+
+    ftp_clientd_if_destory();
+    closelog();
+    return 0;
+}

@@ -1,0 +1,66 @@
+#include "ftp_clientd/deadline.h"
+#include "ftp_clientd/framing.h"
+#include "ftp_clientd/ftp_clientd_if.h"
+#include "ftp_clientd/unix_address.h"
+#include "strutil/log.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+// A Unix socket's connect waits for a place in the listener's backlog: a network manager that hangs must not
+// make the daemon hang with it.
+static constexpr time_t CONNECT_LIMIT_S = 2;
+
+struct notice_t {
+    notice_header_t header;
+    unsigned char body[NOTICE_BODY_MAX];
+};
+static_assert(sizeof(notice_t) == 512);
+
+// A connection to the network manager, -1 after a logged failure.
+static int connect_to_network_manager()
+{
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (fd == -1) {
+        log_errno("ftp_clientd_if(587)");
+        return -1;
+    }
+    const timeval limit = {CONNECT_LIMIT_S, 0};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+
+    sockaddr_un address;
+    const socklen_t address_length = unix_address(&address, NETWORK_MANAGER_SOCKET_PATH);
+    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), address_length) == 0)
+        return fd;
+    log_errno("ftp_clientd_if(599)");
+    if (close(fd) == -1)
+        log_errno("ftp_clientd_if(608)");
+    return -1;
+}
+
+int ftp_clientd_if_notify(int code, const void *body, int length)
+{
+    if (length < 0 || length > NOTICE_BODY_MAX)
+        return -1;
+    const int fd = connect_to_network_manager();
+    if (fd == -1)
+        return -1;
+
+    notice_t notice = {};
+    notice.header.sender = NOTICE_SENDER;
+    notice.header.code = static_cast<uint8_t>(code);
+    notice.header.kind = NOTICE_KIND;
+    notice.header.length = static_cast<uint16_t>(length);
+    if (length > 0)
+        memcpy(notice.body, body, static_cast<size_t>(length));
+
+    const size_t size = sizeof notice.header + static_cast<size_t>(length);
+    const moved_t moved = framing_send(fd, &notice, size, 0, deadline_of(fd));
+    const bool is_sent = moved.bytes == size;
+    if (!is_sent)
+        log_error("ftp_clientd_if(323)", "sendn(): incomplete(%d of %d)", static_cast<int>(moved.bytes),
+                  static_cast<int>(size));
+    close(fd);
+    return is_sent ? length : -1;
+}

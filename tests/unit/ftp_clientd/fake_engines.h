@@ -1,0 +1,28 @@
+// Both transfer engines, played by the test: they do as arranged and remember what they were asked.
+#pragma once
+
+#include "wire/wire.h"
+
+#include <deque>
+#include <optional>
+
+struct fake_engine {
+    int init_result = 0;
+    uint32_t start_result = 0; // of download, upload and dl_file_info
+    int cancel_result = 0;
+    job_record_t record = {};
+    std::optional<job_record_t> record_after_cancel;
+    std::deque<int> finished_results; // -1 once there are none left
+    transfer_request_t request = {};  // of the last start
+};
+
+// While one of these lives the engines are its own; their calls are noted by fake_system.
+struct fake_engines {
+    fake_engines();
+    ~fake_engines();
+    fake_engines(const fake_engines &) = delete;
+    fake_engines &operator=(const fake_engines &) = delete;
+
+    fake_engine curl;
+    fake_engine zixi;
+};

@@ -1,0 +1,483 @@
+#include "fake_system.h"
+#include "ftp_clientd/ftp_clientd_if.h"
+#include "ftp_clientd/heap_block.h"
+#include "peer.h"
+#include "support/logged.h"
+
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+const char *const RECV_RESET = "error: ftp_clientd_if(776): errno(104) Connection reset by peer\n";
+const char *const RECV_LATE = "error: ftp_clientd_if(776): errno(110) Connection timed out\n";
+const char *const SEND_BROKEN = "error: ftp_clientd_if(843): errno(32) Broken pipe\n";
+const char *const SEND_LATE = "error: ftp_clientd_if(843): errno(110) Connection timed out\n";
+const char *const SEND_NOTHING = "error: ftp_clientd_if(849): Failed: Could not send.\n";
+
+struct Framing : testing::Test {
+    fake_system system;
+    control_pair pair = control_pair::connected();
+    const peer &client = pair.client;
+};
+
+struct Receive : Framing {
+    // The outcome is in `header` and `body`.
+    void receives()
+    {
+        header = {77, 77};
+        body.reset(ftp_clientd_if_receive(pair.daemon.fd, &header));
+    }
+    void expect_no_request(const lines &expected)
+    {
+        EXPECT_EQ(body, nullptr);
+        EXPECT_EQ(header.command, 0u);
+        EXPECT_EQ(header.length, 0u);
+        EXPECT_EQ(logged(), expected);
+    }
+    // What malloc gives for a body to which nothing will be written.
+    static intptr_t small_block() { return reinterpret_cast<intptr_t>(strdup("")); }
+    bytes body_bytes() const
+    {
+        const auto *first = static_cast<const uint8_t *>(body.get());
+        return {first, first + header.length};
+    }
+
+    message_header_t header;
+    heap_block body;
+};
+
+struct Send : Framing {
+    int sends(const bytes &whole)
+    {
+        memcpy(&header, whole.data(), sizeof header);
+        return ftp_clientd_if_send(pair.daemon.fd, &header, whole.data() + sizeof header);
+    }
+    message_header_t header;
+};
+
+using Recvn = Framing;
+using Sendn = Send;
+
+} // namespace
+
+// A request
+
+TEST_F(Receive, ARequestWithoutABodyIsItsHeader)
+{
+    client.says(words(6, 0));
+    receives();
+    EXPECT_EQ(body, nullptr);
+    EXPECT_EQ(header.command, 6u);
+    EXPECT_EQ(header.length, 0u);
+    EXPECT_THAT(system.calls_of("malloc"), IsEmpty());
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, ABodyComesInABlockOfItsOwn)
+{
+    const bytes sent = pattern(2080, 3);
+    client.says(words(1, 2080) + sent);
+    receives();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(header.command, 1u);
+    EXPECT_EQ(header.length, 2080u);
+    EXPECT_EQ(body_bytes(), sent);
+    EXPECT_THAT(system.calls_of("malloc"), ElementsAre("malloc(2080)"));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, TheFlagsOfRecvAreZero)
+{
+    client.says(words(1, 4) + words(9));
+    receives();
+    EXPECT_THAT(system.calls_of("recv"), ElementsAre("recv(8, 0)", "recv(4, 0)"));
+}
+
+TEST_F(Receive, ARequestMayComeByteByByte)
+{
+    const bytes whole = words(5, 20) + pattern(20, 9);
+    size_t said = 0;
+    system.on_wait = [&] {
+        client.says({whole.at(said++)});
+        system.now_ms += 100;
+    };
+    receives();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(header.command, 5u);
+    EXPECT_EQ(body_bytes(), part(whole, 8, 20));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, WhatFollowsTheBodyIsLeftAlone)
+{
+    client.says(words(2, 4) + words(11) + pattern(100, 1));
+    receives();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(body_bytes(), words(11));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, AClientThatClosesInsideTheHeaderIsNoRequest)
+{
+    for (size_t said = 0; said < 8; said++) {
+        control_pair another = control_pair::connected();
+        another.client.says(bytes(said, 1));
+        another.client.closes();
+        header = {77, 77};
+        body.reset(ftp_clientd_if_receive(another.daemon.fd, &header));
+        expect_no_request(
+            {"error: ftp_clientd_if(699): recvn(): incomplete(" + std::to_string(said) + " of 8)\n"});
+    }
+}
+
+TEST_F(Receive, AFailureInsideTheHeaderCountsNineOfEight)
+{
+    client.says(words(1, 0));
+    system.fails("recv", ECONNRESET);
+    receives();
+    expect_no_request({RECV_RESET, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
+}
+
+TEST_F(Receive, AShortBodyIsNoRequest)
+{
+    client.says(words(1, 2080) + pattern(100, 1));
+    client.stops_saying();
+    receives();
+    expect_no_request({"error: ftp_clientd_if(737): recvn(): incomplete(100 of 2080)\n"});
+}
+
+TEST_F(Receive, AFailureInsideTheBodyCountsOneMoreThanItsLength)
+{
+    client.says(words(1, 2080) + pattern(100, 1));
+    client.stops_saying();
+    system.fails("recv", ECONNRESET, 2);
+    receives();
+    expect_no_request({RECV_RESET, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
+}
+
+TEST_F(Receive, ABodyThatFindsNoMemoryIsNoRequest)
+{
+    client.says(words(1, 2080) + pattern(2080, 1));
+    system.fails("malloc", ENOMEM);
+    receives();
+    expect_no_request({"error: ftp_clientd_if(725): Failed: malloc()\n"});
+}
+
+TEST_F(Receive, FourGibibytesAnnouncedAreAskedFor)
+{
+    client.says(words(1, 0xFFFFFFFF));
+    system.fails("malloc", ENOMEM);
+    receives();
+    EXPECT_THAT(system.calls_of("malloc"), ElementsAre("malloc(4294967295)"));
+    expect_no_request({"error: ftp_clientd_if(725): Failed: malloc()\n"});
+}
+
+TEST_F(Receive, CountsAboveTwoGibibytesAreLoggedAsInts)
+{
+    struct {
+        uint32_t length;
+        const char *short_line;
+        const char *failed_line;
+    } const cases[] = {
+        {0x7FFFFFFF, "incomplete(0 of 2147483647)\n", "incomplete(-2147483648 of 2147483647)\n"},
+        {0x80000000, "incomplete(0 of -2147483648)\n", "incomplete(-2147483647 of -2147483648)\n"},
+        {0xFFFFFFFF, "incomplete(0 of -1)\n", "incomplete(0 of -1)\n"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.length);
+        client.says(words(1, c.length) + bytes{1});
+        system.gives("malloc", small_block());
+        system.gives("recv", 0, 1);
+        receives();
+        expect_no_request({std::string("error: ftp_clientd_if(737): recvn(): ") + c.short_line});
+        EXPECT_EQ(pair.daemon.hears(), bytes{1});
+
+        client.says(words(1, c.length) + bytes{1});
+        system.gives("malloc", small_block());
+        system.fails("recv", ECONNRESET, 1);
+        receives();
+        expect_no_request({RECV_RESET, std::string("error: ftp_clientd_if(737): recvn(): ") + c.failed_line});
+        EXPECT_EQ(pair.daemon.hears(), bytes{1});
+    }
+}
+
+// Its time
+
+TEST_F(Receive, ASilentClientIsGivenUpAfterTenSeconds)
+{
+    receives();
+    EXPECT_EQ(system.now_ms, 15000);
+    expect_no_request({RECV_LATE, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
+}
+
+TEST_F(Receive, AClientThatStopsInsideTheHeaderIsGivenUpAfterTenSeconds)
+{
+    client.says(words(1));
+    receives();
+    EXPECT_EQ(system.now_ms, 15000);
+    expect_no_request({RECV_LATE, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
+}
+
+TEST_F(Receive, AClientThatStopsInsideTheBodyIsGivenUpAfterTenSeconds)
+{
+    client.says(words(1, 2080) + pattern(100, 1));
+    receives();
+    EXPECT_EQ(system.now_ms, 15000);
+    expect_no_request({RECV_LATE, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
+}
+
+TEST_F(Receive, AClientThatFeedsByteByByteHasNoMoreThanTenSecondsInAll)
+{
+    client.says(words(1, 2080));
+    system.on_wait = [&] {
+        client.says({1});
+        system.now_ms += 999;
+    };
+    receives();
+    EXPECT_EQ(system.now_ms, 5000 + 11 * 999);
+    expect_no_request({RECV_LATE, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
+}
+
+TEST_F(Receive, ASignalDoesNotEndARequest)
+{
+    client.says(words(1, 4) + words(9));
+    for (const int after : {0, 1, 1, 1})
+        system.fails("poll", EINTR, after);
+    receives();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(body_bytes(), words(9));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, AFailedPollIsAFailedRecv)
+{
+    system.fails("poll", ENOMEM);
+    receives();
+    expect_no_request({"error: ftp_clientd_if(776): errno(12) Cannot allocate memory\n",
+                       "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
+}
+
+// A reply
+
+TEST_F(Send, AReplyIsItsHeaderAndItsBody)
+{
+    const bytes reply = words(3, 72) + pattern(72, 5);
+    EXPECT_EQ(sends(reply), 72);
+    EXPECT_EQ(client.hears(), reply);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Send, AReplyWithoutABodyReturnsTheSizeOfItsHeader)
+{
+    EXPECT_EQ(sends(words(3, 0)), 8);
+    EXPECT_EQ(client.hears(), words(3, 0));
+}
+
+TEST_F(Send, APeerThatHasGoneRaisesNoSignal)
+{
+    pair.client.closes();
+    EXPECT_EQ(sends(words(0, 8, 0, 0)), -1);
+    EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(662): sendn(): incomplete(9 of 8)\n"}));
+}
+
+TEST_F(Send, FlagsNeitherSignalNorBlock)
+{
+    sends(words(0, 8, 0, 0));
+    EXPECT_THAT(system.calls_of("send"), ElementsAre("send(8, 0x4040)", "send(8, 0x4040)"));
+    EXPECT_EQ(MSG_NOSIGNAL | MSG_DONTWAIT, 0x4040);
+}
+
+TEST_F(Send, APeerThatGoesInsideTheBodyCountsOneMoreThanItsLength)
+{
+    system.fails("send", EPIPE, 1);
+    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
+    EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n"}));
+}
+
+TEST_F(Send, NothingSentOfTheHeaderIsAFailure)
+{
+    system.gives("send", 3);
+    system.gives("send", 0);
+    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
+    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(662): sendn(): incomplete(3 of 8)\n"}));
+}
+
+TEST_F(Send, NothingSentOfTheBodyIsAFailure)
+{
+    system.gives("send", 8);
+    system.gives("send", 40);
+    system.gives("send", 0);
+    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
+    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(670): sendn(): incomplete(40 of 72)\n"}));
+}
+
+TEST_F(Send, AReplyThatDoesNotFitWaitsForTheClientToListen)
+{
+    pair.daemon.narrows();
+    bytes heard;
+    system.on_wait = [&] {
+        heard = heard + client.hears();
+        system.now_ms += 1;
+    };
+    const bytes reply = words(3, 100000) + pattern(100000, 5);
+    EXPECT_EQ(sends(reply), 100000);
+    EXPECT_EQ(heard + client.hears(), reply);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Send, AClientThatDoesNotListenIsGivenUpAfterTenSeconds)
+{
+    pair.daemon.narrows();
+    EXPECT_EQ(sends(words(3, 100000) + pattern(100000, 5)), -1);
+    EXPECT_EQ(system.now_ms, 15000);
+    EXPECT_EQ(logged(),
+              (lines{SEND_LATE, "error: ftp_clientd_if(670): sendn(): incomplete(100001 of 100000)\n"}));
+}
+
+// recvn
+
+TEST_F(Recvn, NothingAskedForIsNothingReceived)
+{
+    client.says({1});
+    for (const int len : {0, -1, INT32_MIN})
+        EXPECT_EQ(recvn(pair.daemon.fd, nullptr, len, 0), 0) << len;
+    EXPECT_THAT(system.calls, IsEmpty());
+}
+
+TEST_F(Recvn, ReturnsTheCountReceived)
+{
+    bytes buffer(6, 0xEE);
+    client.says({1, 2, 3, 4, 5, 6, 7});
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 5, 0), 5);
+    EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4, 5, 0xEE));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Recvn, IsShortWhenThePeerCloses)
+{
+    bytes buffer(6, 0xEE);
+    client.says({1, 2});
+    client.stops_saying();
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 6, 0), 2);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Recvn, AFailureIsOneMoreThanAskedFor)
+{
+    for (const int flags : {0, static_cast<int>(MSG_PEEK)}) {
+        bytes buffer(6);
+        client.says({1});
+        system.fails("recv", ECONNRESET);
+        EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 6, flags), 7);
+        EXPECT_EQ(logged(), lines{RECV_RESET});
+    }
+}
+
+TEST_F(Recvn, APeekSeesAllAndTakesNothing)
+{
+    bytes buffer(4);
+    client.says({1, 2, 3, 4});
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, MSG_PEEK), 4);
+    EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, 0), 4);
+    EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(Recvn, APeekAtAClosedPeerSeesNothing)
+{
+    bytes buffer(4);
+    client.stops_saying();
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, MSG_PEEK), 0);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Recvn, APeekGivesUpAfterTenLooksWithoutGain)
+{
+    bytes buffer(4);
+    client.says({1, 2, 3});
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, MSG_PEEK), 3);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(799): recv(MSG_PEEK): incomplete(3 of 4)\n"});
+    EXPECT_EQ(system.calls_of("recv").size(), 10u);
+    EXPECT_THAT(system.calls_of("recv"), Each("recv(4, 2)"));
+    EXPECT_EQ(system.calls_of("usleep").size(), 9u);
+    EXPECT_THAT(system.calls_of("usleep"), Each("usleep(100000)"));
+}
+
+TEST_F(Recvn, APeekCountsItsLooksAnewWithEveryGain)
+{
+    bytes buffer(4);
+    client.says({1});
+    int looks = 0;
+    system.on_wait = [&] {
+        looks++;
+        if (looks == 9 || looks == 18)
+            client.says({static_cast<uint8_t>(looks)});
+    };
+    EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, MSG_PEEK), 3);
+    EXPECT_EQ(system.calls_of("recv").size(), 28u);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(799): recv(MSG_PEEK): incomplete(3 of 4)\n"});
+}
+
+TEST_F(Recvn, ASilentPeerIsAFailureAfterTenSeconds)
+{
+    for (const int flags : {0, static_cast<int>(MSG_PEEK)}) {
+        const int64_t start_ms = system.now_ms;
+        bytes buffer(4);
+        EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, flags), 5);
+        EXPECT_EQ(system.now_ms, start_ms + 10000);
+        EXPECT_EQ(logged(), lines{RECV_LATE});
+    }
+}
+
+// sendn
+
+TEST_F(Sendn, NothingAskedForIsNothingSent)
+{
+    for (const int len : {0, -1, INT32_MIN})
+        EXPECT_EQ(sendn(pair.daemon.fd, nullptr, len, 0), 0) << len;
+    EXPECT_THAT(system.calls, IsEmpty());
+}
+
+TEST_F(Sendn, ReturnsTheCountSent)
+{
+    EXPECT_EQ(sendn(pair.daemon.fd, "abc", 3, 0), 3);
+    EXPECT_EQ(client.hears(), text_bytes("abc"));
+}
+
+TEST_F(Sendn, GoesOnAfterAPart)
+{
+    system.gives("send", 2);
+    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 5);
+    EXPECT_EQ(client.hears(), text_bytes("cde"));
+}
+
+TEST_F(Sendn, AFailureIsOneMoreThanAskedFor)
+{
+    system.gives("send", 2);
+    system.fails("send", EPIPE);
+    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 6);
+    EXPECT_EQ(logged(), lines{SEND_BROKEN});
+}
+
+TEST_F(Sendn, NothingSentEndsItWithTheCountSoFar)
+{
+    system.gives("send", 2);
+    system.gives("send", 0);
+    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 2);
+    EXPECT_EQ(logged(), lines{SEND_NOTHING});
+}
+
+TEST_F(Sendn, TheFlagsOfTheCallerAreKept)
+{
+    EXPECT_EQ(sendn(pair.daemon.fd, "abc", 3, MSG_MORE), 3);
+    EXPECT_THAT(system.calls_of("send"), ElementsAre("send(3, 0xc040)"));
+    EXPECT_EQ(MSG_NOSIGNAL | MSG_DONTWAIT | MSG_MORE, 0xc040);
+}

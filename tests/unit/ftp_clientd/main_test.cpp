@@ -1,0 +1,210 @@
+#include "fake_engines.h"
+#include "fake_system.h"
+#include "ftp_clientd/run_flag.h"
+#include "peer.h"
+#include "support/logged.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gmock/gmock.h>
+#include <openssl/crypto.h>
+#include <optional>
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+int ftp_clientd_main();
+
+namespace
+{
+
+struct Main : testing::Test {
+    Main() { exec_ = 0; }
+
+    // Lets a signal come in the pass with this number, from 1.
+    void ends_in_pass(int pass, int signal_number = SIGTERM)
+    {
+        system.on_wait = [this, pass, signal_number] {
+            if (++passes == pass)
+                system.handlers.at(signal_number)(signal_number);
+        };
+    }
+    // The calls from the first one of this name on.
+    std::vector<std::string> calls_from(const std::string &first) const
+    {
+        return {std::find(system.calls.begin(), system.calls.end(), first), system.calls.end()};
+    }
+    bytes notice() const
+    {
+        const bytes whole = network_manager.accepts().hears();
+        EXPECT_EQ(whole.size(), 20u);
+        return whole.size() == 20 ? part(whole, 1, 1) + part(whole, 12, 8) : whole;
+    }
+
+    fake_system system;
+    fake_engines engines;
+    listener network_manager{system.path_of("/var/run/marlox_nm.sock")};
+    int passes = 0;
+};
+
+const bytes STARTED = bytes{3} + words(0, 0);
+const bytes NOT_STARTED = bytes{3} + words(1, 5);
+
+} // namespace
+
+TEST_F(Main, TakesItsStepsInTheirOrder)
+{
+    ends_in_pass(2);
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_THAT(system.calls,
+                ElementsAre("OPENSSL_init_crypto(0x80000, NULL)", "openlog(libftp_clientd_if, 3, 8)",
+                            // leaving who started it
+                            "fork()", "setsid()", "fork()", "chdir(/)", "umask(0)", "fopen(/dev/console, a)",
+                            "close(0)", "close(1)", "close(2)", "open(/dev/null, 2)", "dup2(console, 1)",
+                            "dup2(console, 2)", "fclose(console)",
+                            // its modules
+                            "unlink(/var/run/ftp.sock)", "socket(1, 1, 0)", "bind(/var/run/ftp.sock, 20)",
+                            "listen(5)", "curlf_init()", "zixif_init()",
+                            // signals and the notice
+                            "signal(2)", "signal(15)", "signal(1)", "socket(1, 1, 0)",
+                            "setsockopt(SO_SNDTIMEO, 2 s)", "connect(/var/run/marlox_nm.sock, 26)",
+                            "send(20, 0x4040)", "close()",
+                            // two passes
+                            "poll(1, 0)", "curlf_finished()", "usleep(100000)", //
+                            "poll(1, 0)", "curlf_finished()", "usleep(100000)",
+                            // the end
+                            "close()", "closelog()"));
+    EXPECT_EQ(OPENSSL_INIT_NO_ATEXIT, 0x80000);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Main, AnnouncesItsStart)
+{
+    ends_in_pass(1);
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(notice(), STARTED);
+    EXPECT_TRUE(network_manager.is_nobody_waiting());
+}
+
+TEST_F(Main, StartsWithoutANetworkManager)
+{
+    system.fails("connect", ENOENT);
+    ends_in_pass(3);
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(passes, 3);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(2) No such file or directory\n"});
+}
+
+TEST_F(Main, AModuleThatFailsStopsTheStartWithANoticeAndStatusZero)
+{
+    struct {
+        const char *name;
+        void (*arrange)(Main *);
+        std::vector<std::string> inits;
+    } const cases[] = {
+        {"control channel", [](Main *test) { test->system.fails("bind", EACCES); }, {}},
+        {"libcurl engine", [](Main *test) { test->engines.curl.init_result = -1; }, {"curlf_init()"}},
+        {"Zixi engine",
+         [](Main *test) {
+             test->engines.curl.init_result = 0;
+             test->engines.zixi.init_result = -1;
+         },
+         {"curlf_init()", "zixif_init()"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        system.calls.clear();
+        c.arrange(this);
+        EXPECT_EQ(ftp_clientd_main(), 0);
+        EXPECT_EQ(notice(), NOT_STARTED);
+        EXPECT_EQ(system.calls_of("curlf_init").size() + system.calls_of("zixif_init").size(),
+                  c.inits.size());
+        for (const std::string &init : c.inits)
+            EXPECT_THAT(system.calls, Contains(init));
+        EXPECT_EQ(system.calls.back(), "closelog()");
+        EXPECT_THAT(system.calls_of("signal"), IsEmpty());
+        EXPECT_THAT(system.calls_of("poll"), IsEmpty());
+    }
+}
+
+TEST_F(Main, AnInitialisationThatGivesAnythingButZeroHasFailed)
+{
+    engines.curl.init_result = 1;
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(notice(), NOT_STARTED);
+    EXPECT_THAT(system.calls_of("zixif_init"), IsEmpty());
+}
+
+TEST_F(Main, RunsWithoutAListeningSocketWhenThereIsNone)
+{
+    system.fails("socket", EMFILE);
+    ends_in_pass(1);
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(notice(), STARTED);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(108): errno(24) Too many open files\n"});
+    EXPECT_THAT(calls_from("usleep(100000)"), ElementsAre("usleep(100000)", "closelog()"));
+}
+
+TEST_F(Main, EachEndingSignalLetsThePassComplete)
+{
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+        SCOPED_TRACE(number);
+        system.calls.clear();
+        passes = 0;
+        // The signal comes while the request is served: it is answered, and the pass goes to its end.
+        std::optional<peer> client;
+        system.on_wait = [&] {
+            passes++;
+            if (passes == 1) {
+                client.emplace(connect_to(system.path_of("/var/run/ftp.sock")));
+            } else if (passes == 2) {
+                system.handlers.at(number)(number);
+                client->says(words(0, 0));
+            }
+        };
+        EXPECT_EQ(ftp_clientd_main(), 0);
+        EXPECT_EQ(client->hears(), words(0, 8, 0, 0));
+        EXPECT_THAT(calls_from("accept()"),
+                    ElementsAre("accept()", "poll(1, 10000)", "recv(8, 0)", "send(8, 0x4040)",
+                                "send(8, 0x4040)", "close()", "curlf_finished()", "usleep(100000)", "close()",
+                                "closelog()"));
+    }
+}
+
+TEST_F(Main, ServesOneRequestAPassAndRemembersTheLastStart)
+{
+    engines.curl.start_result = 3;
+    std::optional<peer> first;
+    std::optional<peer> second;
+    system.on_wait = [&] {
+        passes++;
+        const std::string path = system.path_of("/var/run/ftp.sock");
+        if (passes == 1) {
+            first.emplace(connect_to(path));
+            first->says(words(1, 2080) + raw_request().body);
+            second.emplace(connect_to(path));
+            second->says(words(0, 0));
+        } else if (passes == 2) {
+            EXPECT_EQ(first->hears(), words(1, 8, 1, 3));
+            EXPECT_EQ(second->hears(), bytes{});
+        } else {
+            sighandler(SIGTERM);
+        }
+    };
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(second->hears(), words(0, 8, 0, 3));
+}
+
+TEST_F(Main, AFinishedJobIsAnnouncedWhetherOrNotARequestCame)
+{
+    engines.curl.finished_results = {-1, 0};
+    engines.curl.record.module_info = {0, 2, 16, 0};
+    ends_in_pass(3);
+    EXPECT_EQ(ftp_clientd_main(), 0);
+    EXPECT_EQ(notice(), STARTED);
+    const bytes completion = network_manager.accepts().hears();
+    ASSERT_EQ(completion.size(), 68u);
+    EXPECT_EQ(part(completion, 1, 1) + part(completion, 12, 8), bytes{1} + words(1, 16));
+    EXPECT_TRUE(network_manager.is_nobody_waiting());
+}

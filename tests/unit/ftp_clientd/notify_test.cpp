@@ -1,0 +1,148 @@
+#include "fake_system.h"
+#include "ftp_clientd/ftp_clientd_if.h"
+#include "peer.h"
+#include "support/logged.h"
+
+#include <cerrno>
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+const char *const SEND_BROKEN = "error: ftp_clientd_if(843): errno(32) Broken pipe\n";
+const char *const SEND_NOTHING = "error: ftp_clientd_if(849): Failed: Could not send.\n";
+
+struct Notify : testing::Test {
+    fake_system system;
+    listener network_manager{system.path_of("/var/run/marlox_nm.sock")};
+};
+
+struct NotifyNobody : testing::Test {
+    fake_system system;
+    const bytes body = bytes(8, 1);
+};
+
+} // namespace
+
+TEST_F(Notify, ANoticeIsTwelveBytesOfHeadAndItsBody)
+{
+    const bytes body = pattern(56, 4);
+    EXPECT_EQ(ftp_clientd_if_notify(2, body.data(), 56), 56);
+    const peer heard = network_manager.accepts();
+    const bytes notice = heard.hears();
+    ASSERT_EQ(notice.size(), 68u);
+    EXPECT_THAT(part(notice, 0, 3), ElementsAre(10, 2, 1)); // sender, code, kind
+    EXPECT_THAT(part(notice, 4, 2), ElementsAre(56, 0));    // length
+    EXPECT_EQ(part(notice, 8, 4), words(0));
+    EXPECT_EQ(part(notice, 12, 56), body);
+    EXPECT_TRUE(heard.is_hung_up());
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Notify, NothingOfTheDaemonsMemoryTravelsInTheUnusedBytes)
+{
+    ftp_clientd_if_notify(0, "", 0);
+    const bytes notice = network_manager.accepts().hears();
+    EXPECT_EQ(notice, (bytes{10, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(Notify, ABodyMayHaveFiveHundredBytes)
+{
+    const bytes body = pattern(500, 8);
+    EXPECT_EQ(ftp_clientd_if_notify(0, body.data(), 500), 500);
+    const bytes notice = network_manager.accepts().hears();
+    ASSERT_EQ(notice.size(), 512u);
+    EXPECT_THAT(part(notice, 4, 2), ElementsAre(0xF4, 0x01)); // 500, low byte first
+    EXPECT_EQ(part(notice, 12, 500), body);
+}
+
+TEST_F(Notify, ABodyThatCannotBeOneIsNotSent)
+{
+    const bytes body(501);
+    for (const int length : {501, -1, INT32_MAX, INT32_MIN})
+        EXPECT_EQ(ftp_clientd_if_notify(0, body.data(), length), -1) << length;
+    EXPECT_THAT(system.calls, IsEmpty());
+    EXPECT_TRUE(network_manager.is_nobody_waiting());
+}
+
+TEST_F(Notify, EachNoticeHasAConnectionOfItsOwnWithABoundedConnect)
+{
+    const bytes body(8);
+    ftp_clientd_if_notify(3, body.data(), 8);
+    EXPECT_THAT(system.calls,
+                ElementsAre("socket(1, 1, 0)", "setsockopt(SO_SNDTIMEO, 2 s)",
+                            "connect(/var/run/marlox_nm.sock, 26)", "send(20, 0x4040)", "close()"));
+}
+
+TEST_F(Notify, GoesOnAfterAPart)
+{
+    const bytes body = pattern(8, 1);
+    system.gives("send", 12);
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), 8);
+    EXPECT_EQ(network_manager.accepts().hears(), body);
+}
+
+TEST_F(Notify, AFailureIsLoggedWithWhatWasSentAndClosesTheConnection)
+{
+    const bytes body(56);
+    system.gives("send", 30);
+    system.fails("send", EPIPE);
+    EXPECT_EQ(ftp_clientd_if_notify(0, body.data(), 56), -1);
+    EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(323): sendn(): incomplete(30 of 68)\n"}));
+    EXPECT_TRUE(network_manager.accepts().is_hung_up());
+}
+
+TEST_F(Notify, NothingSentIsAFailure)
+{
+    const bytes body(8);
+    system.gives("send", 0);
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(323): sendn(): incomplete(0 of 20)\n"}));
+    EXPECT_TRUE(network_manager.accepts().is_hung_up());
+}
+
+TEST_F(NotifyNobody, WithoutASocketNothingIsSent)
+{
+    system.fails("socket", EMFILE);
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(587): errno(24) Too many open files\n"});
+    EXPECT_THAT(system.calls, ElementsAre("socket(1, 1, 0)"));
+}
+
+TEST_F(NotifyNobody, ANetworkManagerThatIsNotThereIsALoggedFailure)
+{
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(2) No such file or directory\n"});
+    EXPECT_THAT(system.calls_of("close"), ElementsAre("close()"));
+}
+
+TEST_F(NotifyNobody, ANetworkManagerThatHasEndedIsALoggedFailure)
+{
+    {
+        const listener ended(system.path_of("/var/run/marlox_nm.sock"));
+    }
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(111) Connection refused\n"});
+}
+
+TEST_F(NotifyNobody, AFailedConnectLogsAFailedCloseAsWell)
+{
+    system.fails("close", EIO);
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(599): errno(2) No such file or directory\n",
+                               "error: ftp_clientd_if(608): errno(5) Input/output error\n"}));
+}
+
+TEST_F(NotifyNobody, ANetworkManagerWhoseBacklogIsFullDoesNotHoldTheDaemon)
+{
+    const std::string path = system.path_of("/var/run/marlox_nm.sock");
+    const listener hanging(path, 0);
+    const peer waiting = connect_to(path);
+    system.send_timeout_us = 20000; // in place of seconds: the kernel keeps this time
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(11) Resource temporarily unavailable\n"});
+    EXPECT_THAT(system.calls_of("setsockopt"), ElementsAre("setsockopt(SO_SNDTIMEO, 2 s)"));
+}

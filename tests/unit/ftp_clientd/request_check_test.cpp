@@ -1,0 +1,156 @@
+#include "ftp_clientd/request_check.h"
+#include "wire_bytes.h"
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+constexpr uint32_t DOWNLOAD = 1;
+constexpr uint32_t UPLOAD = 2;
+constexpr uint32_t FILE_INFO = 5;
+constexpr uint32_t START_COMMANDS[] = {DOWNLOAD, UPLOAD, FILE_INFO};
+
+bool is_taken(uint32_t command, const bytes &body)
+{
+    const auto *request = request_check(command, body.data(), body.size());
+    EXPECT_TRUE(request == nullptr || reinterpret_cast<const uint8_t *>(request) == body.data());
+    return request != nullptr;
+}
+
+std::string where(uint32_t command, uint32_t protocol)
+{
+    return "command " + std::to_string(command) + ", protocol " + std::to_string(protocol);
+}
+
+constexpr uint32_t PROTOCOLS[] = {0, 1, 2, 3, 4, 5, 6, 0xFFFFFFFF};
+bool is_zixi(uint32_t protocol) { return protocol == 4 || protocol == 5; }
+
+struct field_t {
+    const char *name;
+    size_t offset;
+    size_t size;
+    bool (*is_read)(uint32_t command, uint32_t protocol); // without a proxy
+};
+
+const field_t FIELDS[] = {
+    {"remote_path", 0, 512, [](uint32_t, uint32_t) { return true; }},
+    {"local_path", 512, 256,
+     [](uint32_t command, uint32_t protocol) { return is_zixi(protocol) || command != FILE_INFO; }},
+    {"host", 768, 256, [](uint32_t, uint32_t) { return true; }},
+    {"username", 1028, 32, [](uint32_t, uint32_t protocol) { return !is_zixi(protocol); }},
+    // The Zixi user name and password lie inside it.
+    {"password", 1060, 224, [](uint32_t, uint32_t) { return true; }},
+    {"proxy_host", 1292, 256, [](uint32_t, uint32_t) { return false; }},
+    {"save_path", 1817, 259, [](uint32_t, uint32_t protocol) { return protocol >= 1 && protocol <= 3; }},
+    {"Zixi user", 1092, 64, [](uint32_t, uint32_t protocol) { return is_zixi(protocol); }},
+    {"Zixi password", 1156, 128, [](uint32_t, uint32_t protocol) { return is_zixi(protocol); }},
+};
+
+} // namespace
+
+TEST(RequestCheck, ARequestOfEmptyStringsIsTaken)
+{
+    for (const uint32_t command : START_COMMANDS)
+        for (const uint32_t protocol : PROTOCOLS)
+            EXPECT_TRUE(is_taken(command, raw_request().protocol(protocol).body)) << where(command, protocol);
+}
+
+TEST(RequestCheck, AnAbsentBodyIsRefused)
+{
+    for (const uint32_t command : START_COMMANDS) {
+        EXPECT_EQ(request_check(command, nullptr, 0), nullptr);
+        EXPECT_EQ(request_check(command, nullptr, 2080), nullptr);
+    }
+}
+
+TEST(RequestCheck, ABodyShorterThanARequestIsRefused)
+{
+    for (const uint32_t command : START_COMMANDS)
+        for (const size_t size : {1u, 1292u, 2076u, 2079u}) {
+            bytes body(size);
+            body.shrink_to_fit();
+            EXPECT_FALSE(is_taken(command, body)) << size;
+        }
+}
+
+TEST(RequestCheck, ALongerBodyIsTaken)
+{
+    for (const uint32_t command : START_COMMANDS)
+        for (const size_t more : {1u, 100000u})
+            EXPECT_TRUE(is_taken(command, raw_request().body + bytes(more, 'a'))) << more;
+}
+
+TEST(RequestCheck, AStringThatFillsItsFieldIsRefusedWhereTheJobReadsIt)
+{
+    for (const field_t &field : FIELDS)
+        for (const uint32_t command : START_COMMANDS)
+            for (const uint32_t protocol : PROTOCOLS) {
+                const raw_request request = raw_request().filled(field.offset, field.size).protocol(protocol);
+                EXPECT_EQ(is_taken(command, request.body), !field.is_read(command, protocol))
+                    << field.name << ", " << where(command, protocol);
+            }
+}
+
+TEST(RequestCheck, AStringMayFillItsFieldButForTheTerminator)
+{
+    for (const field_t &field : FIELDS)
+        for (const uint32_t command : START_COMMANDS)
+            for (const uint32_t protocol : PROTOCOLS) {
+                const raw_request request =
+                    raw_request().filled(field.offset, field.size - 1).protocol(protocol).proxy_type(1);
+                const bool fills_zixi_fields = field.offset == 1060 && is_zixi(protocol);
+                EXPECT_EQ(is_taken(command, request.body), !fills_zixi_fields)
+                    << field.name << ", " << where(command, protocol);
+            }
+}
+
+TEST(RequestCheck, TheProxysNameCountsWhereAProxyIsUsed)
+{
+    for (const uint32_t command : START_COMMANDS)
+        for (const uint32_t protocol : PROTOCOLS)
+            for (const uint32_t proxy_type : {0u, 1u, 7u, 0xFFFFFFFFu}) {
+                const raw_request request =
+                    raw_request().filled(1292, 256).protocol(protocol).proxy_type(proxy_type);
+                EXPECT_EQ(is_taken(command, request.body), proxy_type == 0 || is_zixi(protocol))
+                    << "proxy_type " << proxy_type << ", " << where(command, protocol);
+            }
+}
+
+TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
+{
+    struct {
+        const char *name;
+        size_t offset;
+        const char *refused;
+        const char *taken;
+    } const cases[] = {
+        {"remote_path", 0, "#?\r\n", " %&;*[]\\:@\t\x01\x7f\xc3\xff"},
+        {"local_path", 512, "", "#?\r\n"},
+        {"host", 768, "", "#?"},
+        {"username", 1028, "\r\n", "#? %@:"},
+        {"password", 1060, "\r\n", "#? %@:"},
+    };
+    for (const auto &c : cases)
+        for (const uint32_t command : START_COMMANDS)
+            for (const uint32_t protocol : PROTOCOLS) {
+                for (const char *at = c.refused; *at != '\0'; at++)
+                    for (const char *before : {"", "abc"}) {
+                        raw_request request;
+                        request.protocol(protocol).text(c.offset, std::string(before) + *at + "z");
+                        EXPECT_EQ(is_taken(command, request.body), is_zixi(protocol))
+                            << c.name << " with " << int{*at} << ", " << where(command, protocol);
+                    }
+                raw_request request;
+                request.protocol(protocol).text(c.offset, c.taken);
+                EXPECT_TRUE(is_taken(command, request.body)) << c.name << ", " << where(command, protocol);
+            }
+}
+
+TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
+{
+    using namespace std::string_view_literals;
+    for (const size_t offset : {0u, 1028u, 1060u})
+        for (const uint32_t command : START_COMMANDS)
+            EXPECT_TRUE(is_taken(command, raw_request().text(offset, "a\0#?\r\n"sv).body)) << offset;
+}

@@ -1,0 +1,27 @@
+#include "ftp_clientd/run_flag.h"
+#include "support/logged.h"
+
+#include <csignal>
+#include <gtest/gtest.h>
+
+TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
+{
+    for (int number = 1; number <= 64; number++) {
+        exec_ = 1;
+        sighandler(number);
+        const bool ends = number == 1 || number == 2 || number == 15;
+        EXPECT_EQ(exec_, ends ? 0 : 1) << "signal " << number;
+    }
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST(RunFlag, ASignalThatArrivesClearsIt)
+{
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+        exec_ = 1;
+        const auto before = signal(number, sighandler);
+        raise(number);
+        signal(number, before);
+        EXPECT_EQ(exec_, 0) << "signal " << number;
+    }
+}
