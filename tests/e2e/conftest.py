@@ -5,7 +5,7 @@ import os
 import pytest
 
 from harness import processes
-from harness.daemon import WORLD, Daemon, sanitizer_reports
+from harness.daemon import SPEED, WORLD, Daemon, sanitizer_reports
 from harness.log import ConsoleReader, LogReader
 from harness.network_manager import NetworkManager
 from harness.scripted import ScriptedServer
@@ -28,7 +28,7 @@ def pytest_runtest_makereport(item):
     report = outcome.get_result()
     seen = getattr(item, "funcargs", {})
     if report.failed and "log" in seen:
-        report.sections.append(("log of the daemon", "".join(seen["log"].texts)))
+        report.sections.append(("log of the daemon", "\n".join(text.rstrip("\n") for text in seen["log"].texts)))
         report.sections.append(("console", seen["console"].text))
 
 
@@ -79,7 +79,7 @@ def daemon(unstarted, network_manager):
 @pytest.fixture
 def fast_daemon(unstarted, network_manager):
     """The same with its clock running 20 times faster; servers and test keep the real time."""
-    unstarted.launch(fast=True)
+    unstarted.launch(speed=SPEED)
     unstarted.find()
     network_manager.wait_for(NOTICE_STARTED)
     return unstarted

@@ -143,12 +143,12 @@ def test_a_server_that_is_gone_is_a_network_error_and_not_tried_again(daemon, ne
     assert (notice.exec_info.curl_code, notice.exec_info.response_code, notice.exec_info.retry_count) == (7, 0, 0)
 
 
-@pytest.mark.parametrize("host, curl_code", [("no.such.host.invalid", 6), ("", 3)])
-def test_a_host_that_makes_no_address_is_a_network_error(daemon, network_manager, local, host, curl_code):
+@pytest.mark.parametrize("host", ["no.such.host.invalid", ""], ids=["unknown", "empty"])
+def test_a_host_that_makes_no_address_is_a_network_error(daemon, network_manager, local, host):
     client.download("a", local / "a", host=host)
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert notice.exec_info.curl_code == curl_code
+    assert notice.exec_info.curl_code == 6
 
 
 @pytest.mark.parametrize("port", [65536, 0x7FFFFFFF, 0xFFFFFFFF])

@@ -150,12 +150,13 @@ def test_a_long_try_that_moved_data_is_not_repeated(fast_daemon, scripted, netwo
     assert len(server.sessions) == 1
 
 
-@pytest.mark.timeout(300)
-def test_a_stalling_upload_is_tried_five_times_with_growing_limits(fast_daemon, scripted, network_manager, log, local):
+def test_a_stalling_upload_is_tried_five_times_with_growing_limits(unstarted, scripted, network_manager, log, local):
+    unstarted.launch(speed=100)
+    unstarted.find()
     server = scripted(Plan(take=take_then("stall", 1000)))
     client.upload(large_file(local), "a")
     # 60, 120, 240, 480 and 960 seconds.
-    notice = uploaded(network_manager, deadline_s=200)
+    notice = uploaded(network_manager)
     assert notice.outcome == (1, wire.TIMEOUT)
     assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (42, 4)
     for limit_s in (120, 240, 480, 960):

@@ -40,8 +40,7 @@ def test_the_start_is_announced_with_twenty_bytes(daemon, network_manager):
 
 
 def test_the_daemon_detaches_itself(daemon):
-    front = daemon._front.wait(30)
-    assert front == 0
+    assert daemon.front_status() == 0
     status = open(f"/proc/{daemon.pid}/status").read()
     assert f"PPid:\t{os.getpid()}\n" in status
     assert "Umask:\t0000\n" in status

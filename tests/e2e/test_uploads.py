@@ -85,14 +85,14 @@ def test_a_folder_that_must_not_be_written_is_a_network_error(daemon, vsftpd, ne
     assert (notice.exec_info.curl_code, notice.exec_info.response_code, notice.exec_info.retry_count) == (25, 553, 0)
 
 
-@pytest.mark.parametrize("reply", ["452 disk full", "552 too much"])
-def test_a_bad_last_reply_fails_although_all_data_went(daemon, scripted, network_manager, local, reply):
+@pytest.mark.parametrize("reply, curl_code", [("452 disk full", 18), ("552 too much", 70)])
+def test_a_bad_last_reply_fails_although_all_data_went(daemon, scripted, network_manager, local, reply, curl_code):
     scripted(Plan(closing=reply))
     (local / "a").write_bytes(b"all of it")
     client.upload(local / "a", "a")
     notice = uploaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (18, 0)
+    assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (curl_code, 0)
 
 
 def test_the_state_shows_the_progress(daemon, scripted, local):

@@ -21,17 +21,17 @@ def program():
     return shlex.split(os.environ["FTP_CLIENTD"])
 
 
-def environment(fast, extra):
+def environment(speed, extra):
     variables = {
         "PATH": os.environ["PATH"],
         "ASAN_OPTIONS": _SANITIZER + "verify_asan_link_order=0",
         "TSAN_OPTIONS": _SANITIZER + "second_deadlock_stack=1",
         "UBSAN_OPTIONS": "print_stacktrace=1",
     }
-    if fast:
+    if speed != 1:
         libraries = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
         assert libraries, "faketime is not installed"
-        variables |= {"LD_PRELOAD": libraries[0], "FAKETIME": f"+0 x{SPEED}"}
+        variables |= {"LD_PRELOAD": libraries[0], "FAKETIME": f"+0 x{speed}"}
     return variables | extra
 
 
@@ -43,10 +43,14 @@ class Daemon:
         self._front = None
         self._name = os.path.basename(program()[0])
 
-    def launch(self, fast=False, wrapper=(), **extra_environment):
-        """Starts it, and does not wait for anything. The wrapper is a command to run it under."""
-        self._front = processes.spawn([*wrapper, *program()], env=environment(fast, extra_environment),
+    def launch(self, speed=1, wrapper=(), **extra_environment):
+        """Starts it, and waits for nothing. speed: of its clock; wrapper: a command to run it under."""
+        self._front = processes.spawn([*wrapper, *program()], env=environment(speed, extra_environment),
                                       cwd=WORLD / "tmp")
+
+    def front_status(self):
+        """Exit status of the process that was started; it ends when the daemon has left it."""
+        return self._front.wait(DEADLINE_S)
 
     def find(self):
         """Waits for the process that stays: an orphan that leads no session."""
@@ -63,7 +67,7 @@ class Daemon:
 
     def statuses_of_all(self):
         """Waits until all its processes have ended; their exit statuses, eldest first."""
-        statuses = [self._front.wait(DEADLINE_S)]
+        statuses = [self.front_status()]
         wait_until(lambda: all(process.state == "Z" for process in processes.adopted(self._name)),
                    "the end of all processes of the daemon")
         return statuses + [processes.reap(process.pid) for process in processes.adopted(self._name)]

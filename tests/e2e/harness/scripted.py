@@ -134,8 +134,8 @@ class Session(threading.Thread):
     def run(self):
         try:
             self.reply(self.plan.greeting)
-            for line in self._control.makefile("r", encoding="utf-8", errors="surrogateescape", newline="\r\n"):
-                self.obey(line.rstrip("\r\n"))
+            for line in self._lines():
+                self.obey(line)
                 if line.startswith("QUIT"):
                     break
         except OSError:
@@ -143,6 +143,15 @@ class Session(threading.Thread):
         finally:
             self._control.close()
             self.server.session_ended(self)
+
+    def _lines(self):
+        # Not through a file object: that would keep the connection open when it is reset.
+        received = b""
+        while piece := self._control.recv(4096):
+            received += piece
+            while b"\r\n" in received:
+                line, received = received.split(b"\r\n", 1)
+                yield line.decode("utf-8", "surrogateescape")
 
     def obey(self, line):
         verb, _, argument = line.partition(" ")
