@@ -1,7 +1,7 @@
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/unix_address.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 #include <poll.h>
 #include <sys/socket.h>

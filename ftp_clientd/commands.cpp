@@ -4,7 +4,7 @@
 #include "ftp_clientd/heap_block.h"
 #include "ftp_clientd/reply.h"
 #include "ftp_clientd/request_check.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 namespace
 {
@@ -31,8 +31,8 @@ struct exchange_t {
 
 struct command_t {
     uint32_t number;
-    void (*handle)(exchange_t *exchange);
     uint32_t answer_bytes;
+    void (*handle)(exchange_t *exchange);
     const char *unsent_id; // log id of a reply that could not be sent
     // Commands that start a job: the engine's call, their name in the log, the log id of a failed call.
     start_call engine_t::*start = nullptr;
@@ -96,16 +96,16 @@ void command_get_file_info(exchange_t *exchange)
 }
 
 constexpr command_t COMMANDS[] = {
-    {COMMAND_NONE, no_operation, sizeof(reply_t), "ftp_clientd(361)"},
-    {COMMAND_DOWNLOAD, start_job, sizeof(reply_t), "ftp_clientd(401)", //
+    {COMMAND_NONE, sizeof(reply_t), no_operation, "ftp_clientd(361)"},
+    {COMMAND_DOWNLOAD, sizeof(reply_t), start_job, "ftp_clientd(401)", //
      &engine_t::download, "command_download", "ftp_clientd(393)"},
-    {COMMAND_UPLOAD, start_job, sizeof(reply_t), "ftp_clientd(441)", //
+    {COMMAND_UPLOAD, sizeof(reply_t), start_job, "ftp_clientd(441)", //
      &engine_t::upload, "command_upload", "ftp_clientd(433)"},
-    {COMMAND_GET_STATE, command_get_state, sizeof(state_reply_t), "ftp_clientd(486)"},
-    {COMMAND_CANCEL, command_cancel, sizeof(cancel_reply_t), "ftp_clientd(539)"},
-    {COMMAND_DL_FILE_INFO, start_job, sizeof(reply_t), "ftp_clientd(578)", //
+    {COMMAND_GET_STATE, sizeof(state_reply_t), command_get_state, "ftp_clientd(486)"},
+    {COMMAND_CANCEL, sizeof(cancel_reply_t), command_cancel, "ftp_clientd(539)"},
+    {COMMAND_DL_FILE_INFO, sizeof(reply_t), start_job, "ftp_clientd(578)", //
      &engine_t::dl_file_info, "command_dl_file_info", "ftp_clientd(570)"},
-    {COMMAND_GET_FILE_INFO, command_get_file_info, sizeof(file_info_reply_t), "ftp_clientd(621)"},
+    {COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t), command_get_file_info, "ftp_clientd(621)"},
 };
 
 const command_t *find_command(uint32_t number)

@@ -1,5 +1,5 @@
 #include "ftp_clientd/daemonise.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -22,17 +22,21 @@ void ftp_clientd_if_close_received_channel(int connection);
 void *ftp_clientd_if_receive(int connection, message_header_t *header);
 
 // Sends the header, then header->length bytes of body. Returns the body bytes sent (8 when length is 0) or
-// -1. Blocks until 10 s after the connection was accepted at most.
+// -1. Blocks until 10 s after the connection was accepted at most; what goes out without blocking goes out
+// even later, so that a cancel that took long is still answered.
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body);
 
 // Sends one notice over a connection of its own: code is a notice_code, body has `length` bytes, at most
-// NOTICE_BODY_MAX. Returns length or -1; a lost notice is not sent again.
+// NOTICE_BODY_MAX. Returns length or -1; a lost notice is not sent again. Blocks for 2 s at most when the
+// network manager does not take connections, for 10 s when it does not take what is sent.
 int ftp_clientd_if_notify(int code, const void *body, int length);
 
-// Receives exactly len bytes. Returns the count received: short when the peer closed, len + 1 after an error,
-// 0 at once when len < 1. With MSG_PEEK in flags: len when all is there, 0 when the peer closed; what has
-// come so far when nothing more came for ten looks 100 ms apart.
+// Receives exactly len bytes, within the same 10 s (any other descriptor has 10 s from the call). Returns the
+// count received: short when the peer closed, len + 1 after an error, 0 at once when len < 1. With MSG_PEEK
+// in flags: len when all is there, 0 when the peer closed; what has come so far when nothing more came for
+// ten looks 100 ms apart.
 int recvn(int fd, void *buffer, int len, int flags);
 
-// Sends exactly len bytes. Returns the count sent, len + 1 after an error.
+// Sends exactly len bytes, blocking as long as ftp_clientd_if_send does. Returns the count sent, len + 1
+// after an error, 0 at once when len < 1.
 int sendn(int fd, const void *buffer, int len, int flags);

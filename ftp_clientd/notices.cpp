@@ -2,7 +2,7 @@
 #include "curl_func/curl_func.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/reply.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "zixi_func/zixi_func.h"
 
 void notify_start_up(uint32_t code)

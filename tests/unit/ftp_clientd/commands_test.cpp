@@ -1,10 +1,6 @@
-#include "fake_engines.h"
-#include "fake_system.h"
-#include "ftp_clientd/commands.h"
+#include "commands_fixture.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "peer.h"
-#include "support/logged.h"
 
 #include <cerrno>
 #include <cstring>
@@ -13,45 +9,9 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {
-
-struct Commands : testing::Test {
-    // What a client gets back for this request, over a connection of its own.
-    bytes answer(const bytes &request)
-    {
-        control_pair pair = control_pair::connected();
-        pair.client.says(request);
-        pair.client.stops_saying();
-        serve_request(pair.daemon.fd, &last_job);
-        return pair.client.hears();
-    }
-    bytes start(uint32_t command, const raw_request &request)
-    {
-        return answer(words(command, 2080) + request.body);
-    }
-    std::vector<std::string> engine_calls() const
-    {
-        std::vector<std::string> found;
-        for (const std::string &call : system.calls)
-            if (call.starts_with("curlf_") || call.starts_with("zixif_"))
-                found.push_back(call);
-        return found;
-    }
-    // The detail of a no-operation.
-    uint32_t stale_detail()
-    {
-        const bytes reply = answer(words(0, 0));
-        EXPECT_EQ(part(reply, 0, 12), words(0, 8, 0));
-        return reply.at(12);
-    }
-
-    fake_system system;
-    fake_engines engines;
-    reply_t last_job = {};
-};
 
 struct start_command_t {
     uint32_t number;
@@ -82,15 +42,6 @@ struct StartCommand : Commands, testing::WithParamInterface<start_command_t> {
 INSTANTIATE_TEST_SUITE_P(Commands, StartCommand, testing::ValuesIn(STARTS), [](const auto &command) {
     return std::string("Number") + std::to_string(command.param.number);
 });
-
-// Commands 3, 4 and 6 with each engine active.
-struct StateCommand : Commands, testing::WithParamInterface<uint32_t> {
-    StateCommand() { engine_select(GetParam()); }
-    bool is_zixi() const { return GetParam() == 4 || GetParam() == 5; }
-    fake_engine &engine() { return is_zixi() ? engines.zixi : engines.curl; }
-};
-
-INSTANTIATE_TEST_SUITE_P(Protocols, StateCommand, testing::Values(0, 3, 4, 5, 6));
 
 } // namespace
 
@@ -271,90 +222,6 @@ TEST_P(StartCommand, AReplyThatCannotBeSentIsLogged)
         ASSERT_EQ(seen.size(), 3u);
         EXPECT_EQ(seen[2], GetParam().unsent_line);
     }
-}
-
-// Command 3
-
-TEST_P(StateCommand, GetStateBeforeAnyJobAnswersResetBlocks)
-{
-    memset(&engine().record, 0xEE, sizeof engine().record);
-    engine().record.module_info = {};
-    EXPECT_EQ(answer(words(3, 0)), words(3, 72) + bytes(72, 0));
-}
-
-TEST_P(StateCommand, GetStateAnswersTheEnginesBlocks)
-{
-    for (const uint32_t kind : {1u, 2u, 3u, 9u}) {
-        const bytes progress = pattern(48, 33);
-        memcpy(&engine().record.exec_info, progress.data(), progress.size());
-        engine().record.module_info = {1, kind, 16, 1};
-        EXPECT_EQ(answer(words(3, 0)), words(3, 72, 0, 0, 1, kind, 16, 1) + progress);
-    }
-    EXPECT_EQ(logged(), lines{});
-}
-
-TEST_P(StateCommand, AStateThatCannotBeSentIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(3, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n",
-                               "error: ftp_clientd(486): Could not send return data.\n"}));
-}
-
-// Command 4
-
-TEST_P(StateCommand, CancelAnswersTheKindOfTheJobAsItIsAfterwards)
-{
-    engine().record.module_info = {1, 1, 0, 0};
-    engine().record_after_cancel = engine().record;
-    engine().record_after_cancel->module_info = {0, 2, 1, 1};
-    EXPECT_EQ(answer(words(4, 0)), words(4, 12, 0, 0, 2));
-    EXPECT_EQ(logged(), lines{});
-    EXPECT_THAT(engine_calls(), is_zixi() ? ElementsAre("zixif_cancel()", "zixif_get_state()")
-                                          : ElementsAre("curlf_cancel()", "curlf_get_state()"));
-}
-
-TEST_P(StateCommand, CancelWithoutAJobAnswersOneAndTwo)
-{
-    engine().cancel_result = 2;
-    engine().record.module_info = {0, 3, 0, 1};
-    EXPECT_EQ(answer(words(4, 0)), words(4, 12, 1, 2, 3));
-    EXPECT_EQ(logged(), lines{"error: ftp_clientd(515): curlf_cancel(): Failed(2)\n"});
-}
-
-TEST_P(StateCommand, ACancelThatCannotBeAnsweredIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(4, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(13 of 12)\n",
-                               "error: ftp_clientd(539): Could not send return data.\n"}));
-}
-
-// Command 6
-
-TEST_P(StateCommand, GetFileInfoAnswersLibcurlsBlockOrZixisFixedOne)
-{
-    const bytes found = pattern(48, 77);
-    memcpy(&engine().record.remote_file, found.data(), found.size());
-    const bytes reply = answer(words(6, 0));
-    ASSERT_EQ(reply.size(), 64u);
-    EXPECT_EQ(part(reply, 0, 16), words(6, 56, 0, 0));
-    const bytes fixed = words(1, 0, -1, -1, -1, -1, -1, -1, -1, 65535, 0);
-    EXPECT_EQ(part(reply, 16, 44), is_zixi() ? fixed : part(found, 0, 44));
-    if (is_zixi()) {
-        EXPECT_THAT(engine_calls(), Not(Contains("zixif_get_state()")));
-    }
-}
-
-TEST_P(StateCommand, AFileInformationThatCannotBeSentIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(6, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(57 of 56)\n",
-                               "error: ftp_clientd(621): Could not send return data.\n"}));
 }
 
 // The connection

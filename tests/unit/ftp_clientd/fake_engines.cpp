@@ -36,8 +36,8 @@ static int finished(const char *name, fake_engine *engine)
 static int cancel(const char *name, fake_engine *engine)
 {
     note_call(name);
-    if (engine->record_after_cancel)
-        engine->record = *engine->record_after_cancel;
+    if (engine->on_cancel)
+        engine->on_cancel();
     return engine->cancel_result;
 }
 

@@ -4,14 +4,14 @@
 #include "wire/wire.h"
 
 #include <deque>
-#include <optional>
+#include <functional>
 
 struct fake_engine {
     int init_result = 0;
     uint32_t start_result = 0; // of download, upload and dl_file_info
     int cancel_result = 0;
+    std::function<void()> on_cancel; // while the caller waits for it
     job_record_t record = {};
-    std::optional<job_record_t> record_after_cancel;
     std::deque<int> finished_results; // -1 once there are none left
     transfer_request_t request = {};  // of the last start
 };

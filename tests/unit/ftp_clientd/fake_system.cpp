@@ -383,6 +383,7 @@ int __wrap_dup2(int from, int to)
             fprintf(stderr, "%s\n", call.c_str());
         for (const std::string &line : logged())
             fprintf(stderr, "%s", line.c_str());
+        fprintf(stderr, "exit(%d)\n", status);
     }
     __real_exit(status);
 }
