@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <pthread.h>
 #include <string_view>
 
@@ -53,10 +54,16 @@ bool read_rule(std::string_view text, rule_t *rule)
     memcpy(line, text.data(), text.size());
     line[text.size()] = '\0';
     *rule = {"", 0, LONG_MAX, 0};
-    char rest;
-    const int fields = sscanf(line, "%63[a-z_]:%ld:%ld:%ld%c", rule->function, &rule->code, &rule->times,
-                              &rule->after, &rest);
-    return fields >= 2 && fields <= 4 && rule->code >= INT_MIN && rule->code <= INT_MAX;
+    int length = 0;
+    if (sscanf(line, "%63[a-z_]:%ld%n", rule->function, &rule->code, &length) < 2)
+        return false;
+    const char *rest = line + length;
+    for (long *number : {&rule->times, &rule->after}) {
+        length = 0;
+        if (sscanf(rest, ":%ld%n", number, &length) == 1)
+            rest += length;
+    }
+    return *rest == '\0' && rule->code >= INT_MIN && rule->code <= INT_MAX;
 }
 
 long count_call(const char *function)
