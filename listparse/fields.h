@@ -1,9 +1,11 @@
-// What detection and resolution share: the fields of a line, found in one pass.
+// What detection and resolution share: the fields of a line, found in one pass and only as far as they are
+// asked for.
 //
 // A field is a span of the line's own bytes; nothing is copied.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 using field_t = std::string_view;
@@ -11,28 +13,41 @@ using field_t = std::string_view;
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
 struct fields_t {
-    const char *edges[2 * FIELDS_MOST]; // where each field begins and ends, in turn
+    int found = 0; // edges so far
+    bool complete = false;
     const char *end;                    // of the line
-    int count;
+    const char *block;                  // the bytes that are looked at
+    uint64_t changes = 0;               // edges in the block that are not taken yet, one bit for each byte
+    uint64_t behind_blank = 1;          // blanks in front of the line's first field belong to no field
+    const char *edges[2 * FIELDS_MOST]; // where each field begins and ends, in turn
+
+    explicit fields_t(const char *line);
 };
 
-// Finds the first `most` fields of the line, FIELDS_MOST at most. They are numbered as FindField numbers
-// them.
-void find_fields(fields_t *fields, const char *line, int most);
+// Finds edges until `wanted` of them are known, 2 * FIELDS_MOST at most, or the line is at its end.
+void find_edges(fields_t *fields, int wanted);
 
-inline bool has_field(const fields_t &fields, int index) { return index >= 0 && index < fields.count; }
+inline bool has_edges(fields_t &fields, int wanted)
+{
+    if (fields.found < wanted && !fields.complete)
+        find_edges(&fields, wanted);
+    return fields.found >= wanted;
+}
+
+// Fields are numbered as FindField numbers them.
+inline bool has_field(fields_t &fields, int index) { return index >= 0 && has_edges(fields, 2 * index + 1); }
 
 // Empty when the line has fewer fields.
-inline field_t field(const fields_t &fields, int index)
+inline field_t field(fields_t &fields, int index)
 {
-    if (!has_field(fields, index))
+    if (index < 0 || !has_edges(fields, 2 * index + 2))
         return {fields.end, 0};
     const char *begin = fields.edges[2 * index];
     return {begin, static_cast<size_t>(fields.edges[2 * index + 1] - begin)};
 }
 
 // From where the field begins to the end of the line.
-inline field_t field_to_end(const fields_t &fields, int index)
+inline field_t field_to_end(fields_t &fields, int index)
 {
     const char *begin = has_field(fields, index) ? fields.edges[2 * index] : fields.end;
     return {begin, static_cast<size_t>(fields.end - begin)};

@@ -9,8 +9,7 @@ constexpr int LAST_OTHER_FORMAT = 41;
 // A line that is nothing but a name.
 static int resolve_name_only(const char *line, entry_t *entry)
 {
-    fields_t fields;
-    find_fields(&fields, line, 1);
+    fields_t fields(line);
     entry->name = cut_name(field(fields, 0));
     return FILE_TYPE_FILE;
 }

@@ -69,8 +69,7 @@ static int read_size_or_dir(field_t text, entry_t *entry)
 int resolve_dos(const char *line, int number, entry_t *entry)
 {
     const dos_layout_t &layout = DOS_LAYOUTS[number - FIRST_DOS_FORMAT];
-    fields_t fields;
-    find_fields(&fields, line, 4);
+    fields_t fields(line);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
     read_dos_time(field(fields, layout.time), entry);
@@ -88,8 +87,7 @@ int resolve_dos(const char *line, int number, entry_t *entry)
 
 int resolve_dos24(const char *line, entry_t *entry)
 {
-    fields_t fields;
-    find_fields(&fields, line, 4);
+    fields_t fields(line);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
     const field_t date = field(fields, 0);

@@ -61,7 +61,7 @@ static const unix_layout_t &layout_of(int number)
     return second < std::size(LAYOUTS_FROM_42) ? LAYOUTS_FROM_42[second] : COMMON_LAYOUT;
 }
 
-static void read_year_first(const fields_t &fields, int year_at, file_time_t *time)
+static void read_year_first(fields_t &fields, int year_at, file_time_t *time)
 {
     time->year = to_u16(field(fields, year_at));
     time->month = to_u16(field(fields, year_at + 1));
@@ -69,7 +69,7 @@ static void read_year_first(const fields_t &fields, int year_at, file_time_t *ti
 }
 
 // The month's field may hold a whole date, "12-01-15". A line with a time has no year otherwise.
-static void read_month_first(const fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
+static void read_month_first(fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
 {
     file_time_t &time = entry->time;
     const field_t month_field = field(fields, month_at);
@@ -77,7 +77,7 @@ static void read_month_first(const fields_t &fields, int month_at, bool day_in_m
     const bool has_time = read_time(time_field, &time.hour, &time.minute);
     if (has_time)
         entry->valid |= FILE_INFO_TIME;
-    if (has_shape(month_field, SHAPE_2_2_2)) {
+    if (is_date(month_field)) {
         time.year = static_cast<uint16_t>(full_year(to_int(month_field)));
         time.month = to_u16(behind(month_field, 3));
         time.day = to_u16(behind(month_field, 6));
@@ -141,8 +141,7 @@ int resolve_unix(const char *line, list_format_t format, entry_t *entry)
     const int size_at = layout.offset + 4;
     const bool day_in_month = layout.order == DAY_IN_MONTH;
     const int name_at = layout.offset + (day_in_month ? 7 : 8);
-    fields_t fields;
-    find_fields(&fields, line, name_at + 1);
+    fields_t fields(line);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
     entry->attributes = read_permissions(behind(field(fields, 0), 1));

@@ -14,21 +14,6 @@ constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
 
 constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
-// Three letters as one number.
-static constexpr uint32_t month_key(char first, char second, char third)
-{
-    return static_cast<uint32_t>(static_cast<unsigned char>(first)) |
-           static_cast<uint32_t>(static_cast<unsigned char>(second)) << 8 |
-           static_cast<uint32_t>(static_cast<unsigned char>(third)) << 16;
-}
-
-constexpr std::array<uint32_t, 12> MONTH_KEYS = [] {
-    std::array<uint32_t, 12> keys{};
-    for (size_t at = 0; at < keys.size(); ++at)
-        keys[at] = month_key(MONTH_NAMES[3 * at], MONTH_NAMES[3 * at + 1], MONTH_NAMES[3 * at + 2]);
-    return keys;
-}();
-
 static bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
@@ -108,6 +93,8 @@ int64_t _atoi64(const char *str) { return read_size(str); }
 static month_day_t read_numbered_month(field_t text)
 {
     const field_t mark = behind(text, count_digits(text));
+    if (mark.empty())
+        return {0, 0};
     const size_t length = mark_length(mark, MONTH_MARKS);
     const uint16_t month = length != 0 ? to_u16(text) : 0;
     if (month < 1 || month > 12)
@@ -122,24 +109,46 @@ static void fold_month_name(field_t text, char *folded)
         folded[at] = at == 0 ? to_upper(text[at]) : to_lower(text[at]);
 }
 
-// The month whose three letters the text is, in any case; 0 when it is not that plain.
+// The three letters of a month's name as one number that places them in a table of 16.
+static constexpr uint32_t month_key(char first, char second, char third)
+{
+    return static_cast<uint32_t>(static_cast<unsigned char>(first)) |
+           static_cast<uint32_t>(static_cast<unsigned char>(second)) << 8 |
+           static_cast<uint32_t>(static_cast<unsigned char>(third)) << 16;
+}
+
+constexpr uint32_t MONTH_SPREAD = 26597; // the least that gives each month a slot of its own
+constexpr uint32_t month_slot(uint32_t key) { return (key * MONTH_SPREAD) >> 28; }
+
+struct month_slot_t {
+    uint32_t key;
+    uint16_t month;
+};
+
+constexpr std::array<month_slot_t, 16> MONTH_SLOTS = [] {
+    std::array<month_slot_t, 16> slots{};
+    for (size_t at = 0; at < 12; ++at) {
+        const uint32_t key = month_key(MONTH_NAMES[3 * at], MONTH_NAMES[3 * at + 1], MONTH_NAMES[3 * at + 2]);
+        slots[month_slot(key)] = {key, static_cast<uint16_t>(at + 1)};
+    }
+    return slots;
+}();
+
+// The month that the text names in full and with three letters, which is how servers write it; 0 when it does
+// not.
 static uint16_t read_plain_month(field_t text)
 {
     if (text.size() != 3)
         return 0;
-    const uint32_t letters = month_key(to_upper(text[0]), to_lower(text[1]), to_lower(text[2]));
-    uint32_t month = 0;
-    for (uint32_t at = 0; at < std::size(MONTH_KEYS); ++at)
-        month |= letters == MONTH_KEYS[at] ? at + 1 : 0;
-    return static_cast<uint16_t>(month);
+    const uint32_t key = month_key(to_upper(text[0]), to_lower(text[1]), to_lower(text[2]));
+    const month_slot_t &slot = MONTH_SLOTS[month_slot(key)];
+    return slot.key == key ? slot.month : uint16_t{0};
 }
 
 // The month in whose name the text, folded or else as it came, is found. Parts of names count, and an empty
 // text.
-static uint16_t read_named_month(field_t text)
+[[gnu::noinline]] static uint16_t search_month(field_t text)
 {
-    if (const uint16_t plain = read_plain_month(text); plain != 0)
-        return plain;
     char folded[MONTH_NAMES.size()];
     if (text.size() > sizeof folded)
         return 0;
@@ -148,6 +157,12 @@ static uint16_t read_named_month(field_t text)
     if (at == field_t::npos)
         at = MONTH_NAMES.find(text);
     return at == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(at / 3 + 1);
+}
+
+static uint16_t read_named_month(field_t text)
+{
+    const uint16_t plain = read_plain_month(text);
+    return plain != 0 ? plain : search_month(text);
 }
 
 month_day_t read_month(field_t text)
@@ -179,20 +194,21 @@ bool has_shape(field_t text, field_t shape, char sym)
     return true;
 }
 
-static int date_shape(field_t text, char sym, bool allow9)
+static int date_shape9(field_t text, char sym)
 {
-    if (has_shape(text, SHAPE_2_2_2, sym))
-        return 1;
-    if (allow9 && has_shape(text, SHAPE_3_2_2, sym))
+    if (has_shape(text, SHAPE_3_2_2, sym))
         return 2;
-    return allow9 && has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
+    return has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
 }
 
-int date_shape(field_t text) { return date_shape(text, '\0', true); }
+int date_shape(field_t text) { return is_date(text) ? 1 : date_shape9(text, '\0'); }
 
 int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9)
 {
-    return date_shape(field, static_cast<char>(sym), allow9 == 1);
+    const char digit = static_cast<char>(sym);
+    if (has_shape(field, SHAPE_2_2_2, digit))
+        return 1;
+    return allow9 == 1 ? date_shape9(field, digit) : 0;
 }
 
 // --- times

@@ -5,6 +5,7 @@
 #include "listparse/fields.h"
 
 #include <cstdint>
+#include <cstring>
 
 struct month_day_t {
     uint16_t month; // 0 = none
@@ -49,6 +50,26 @@ constexpr field_t SHAPE_2_2_2 = "99-99-99";
 constexpr field_t SHAPE_2_2_3 = "99-99-999";
 constexpr field_t SHAPE_3_2_2 = "999-99-99";
 constexpr field_t SHAPE_4_2_2 = "9999-99-99";
+
+// Has the text SHAPE_2_2_2, the commonest one? Tests its 8 bytes at once.
+inline bool is_date(field_t text)
+{
+    constexpr uint64_t ZEROS = 0x3030303030303030;
+    constexpr uint64_t LOW_BITS = 0x7f7f7f7f7f7f7f7f;
+    constexpr uint64_t ABOVE_9 = 0x7676767676767676; // carries into the top bit from 10 on
+    constexpr uint64_t SEPARATORS = 0x0000800000800000;
+    uint64_t word;
+    if (text.size() != sizeof word)
+        return false;
+    memcpy(&word, text.data(), sizeof word);
+    const uint64_t digits = word ^ ZEROS;
+    const uint64_t others =
+        (((digits & LOW_BITS) + ABOVE_9) | digits) & ~LOW_BITS; // 0x80 for what is no digit
+    return others == SEPARATORS;
+}
+
+// The number of the two digits at `at`.
+inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
 
 // As CheckYYMMDDformat with allow9: 0, 1 or 2.
 int date_shape(field_t text);
