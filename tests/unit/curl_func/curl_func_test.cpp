@@ -1,0 +1,394 @@
+#include "curl_func/curl_func.h"
+
+#include "job_fixture.h"
+
+#include <cerrno>
+#include <cstring>
+#include <semaphore>
+#include <thread>
+
+using starter = uint32_t (*)(const transfer_request_t *);
+
+static const struct {
+    starter start;
+    uint32_t kind;
+} STARTERS[] = {
+    {curlf_download, JOB_DOWNLOAD}, {curlf_upload, JOB_UPLOAD}, {curlf_dl_file_info, JOB_DL_FILE_INFO}};
+
+// The operations, with real workers whose transfer the test holds.
+class Engine : public JobFixture
+{
+protected:
+    Engine()
+    {
+        EXPECT_EQ(curlf_init(), 0);
+        logged();
+        SET_TEXT(request.host, "srv");
+        SET_TEXT(request.remote_path, "d/f.bin");
+        SET_TEXT(request.local_path, write("local", "0123456789"));
+        request.passive_mode = 1;
+        system.while_asleep = sched_yield_;
+    }
+
+    ~Engine() override { curlf_finished(); }
+
+    // Scripts a transfer that lasts until let_go.
+    void hold()
+    {
+        wrapper_.tries.push_back([this](curl_e_handle_t *) {
+            reached_.release();
+            may_end_.acquire();
+        });
+    }
+
+    // Starts a transfer and returns when it is under way.
+    void start_and_hold(starter start)
+    {
+        hold();
+        ASSERT_EQ(start(&request), 0u);
+        reached_.acquire();
+    }
+
+    void let_go() { may_end_.release(); }
+
+    // Waits for the end of the job, without joining its worker.
+    static job_record_t ended()
+    {
+        job_record_t state;
+        do {
+            std::this_thread::yield();
+            curlf_get_state(&state);
+        } while (state.module_info.running != 0);
+        return state;
+    }
+
+    static job_record_t state()
+    {
+        job_record_t copy;
+        curlf_get_state(&copy);
+        return copy;
+    }
+
+    transfer_request_t request{};
+
+private:
+    static void sched_yield_() { std::this_thread::yield(); }
+
+    std::binary_semaphore reached_{0};
+    std::binary_semaphore may_end_{0};
+};
+
+// --- Init
+
+TEST_F(Engine, InitClearsTheHeadAndLogsLibcurlsVersion)
+{
+    curlf_info_.module_info = {1, 2, 3, 4};
+    EXPECT_EQ(curlf_init(), 0);
+    const module_info_t head = state().module_info;
+    EXPECT_EQ(head.running, 0u);
+    EXPECT_EQ(head.exec, 0u);
+    EXPECT_EQ(head.result, 0u);
+    EXPECT_EQ(head.cancel, 0u);
+    EXPECT_EQ(logged_with_priority(),
+              (std::vector<log_line>{{6, "curl_func(260): " + std::string(curl_version()) + "\n"}}));
+    EXPECT_EQ(wrapper_.asked, calls{}); // libcurl is set up by each job
+}
+
+TEST_F(Engine, InitFailsWithoutARecursiveMutex)
+{
+    system.settype = ENOTSUP;
+    EXPECT_EQ(curlf_init(), -1);
+    EXPECT_EQ(logged(), lines{"error: curl_func(2101): pthread_mutexattr_settype(): 95\n"});
+}
+
+// --- Start
+
+TEST_F(Engine, AStartCopiesTheRequestUpToResume)
+{
+    for (const auto &s : STARTERS) {
+        memset(&request, 'x', sizeof request);
+        request.proxy_type = PROXY_HTTP; // a look-up ends at once,
+        request.resume = 0xFFFFFF00;
+        request.host[255] = request.remote_path[511] = request.local_path[255] = '\0';
+        request.username[31] = request.password[223] = request.proxy_host[255] = '\0';
+        wrapper_.refused = "url_ex"; // and so do the others
+        curlf_info_.exec_info = {1, 2, 3, 4, 55, 6, 7, 8, 9};
+        ASSERT_EQ(s.start(&request), 0u);
+        const transfer_request_t sent = request;
+        memset(&request, 'y', sizeof request); // the caller's again at once
+        const job_record_t job = ended();
+        EXPECT_EQ(memcmp(&job.request, &sent, 2076), 0);
+        EXPECT_EQ(job.request.resume, 0u);
+        EXPECT_EQ(job.module_info.exec, s.kind);
+        EXPECT_EQ(job.exec_info.total_size, 0);
+        EXPECT_EQ(job.exec_info.transferred_size, 0);
+        EXPECT_EQ(job.exec_info.elapsed_time, 0);
+        EXPECT_EQ(job.exec_info.zixi_error, 55u); // another engine's
+        EXPECT_EQ(job.exec_info.retry_count, 0u);
+        EXPECT_EQ(curlf_finished(), 0);
+    }
+}
+
+TEST_F(Engine, AStartResetsTheHead)
+{
+    for (const auto &s : STARTERS) {
+        curlf_info_.module_info = {0, 9, 9, 1};
+        start_and_hold(s.start);
+        const module_info_t head = state().module_info;
+        EXPECT_EQ(head.running, 1u);
+        EXPECT_EQ(head.exec, s.kind);
+        EXPECT_EQ(head.result, 0u);
+        EXPECT_EQ(head.cancel, 0u);
+        let_go();
+        ended();
+        EXPECT_EQ(curlf_finished(), 0);
+    }
+}
+
+TEST_F(Engine, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
+{
+    const remote_file_t known{1, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77};
+    struct {
+        starter start;
+        uint32_t resume;
+        remote_file_t expected;
+    } const table[] = {
+        {curlf_download, 1, known},
+        {curlf_upload, 0, {0, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
+        {curlf_upload, 0x1234, {0x34, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
+        {curlf_dl_file_info, 1, {0, 0, 0, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
+    };
+    for (const auto &row : table) {
+        curlf_info_.remote_file = known;
+        request.resume = row.resume;
+        start_and_hold(row.start);
+        const remote_file_t now = state().remote_file;
+        EXPECT_EQ(memcmp(&now, &row.expected, sizeof now), 0);
+        let_go();
+        ended();
+        EXPECT_EQ(curlf_finished(), 0);
+    }
+}
+
+TEST_F(Engine, AStartWhileAJobRunsIsBusyAndChangesNothing)
+{
+    start_and_hold(curlf_upload);
+    const job_record_t before = state();
+    transfer_request_t other = request;
+    SET_TEXT(other.host, "other");
+    other.resume = 1;
+    for (const auto &s : STARTERS)
+        EXPECT_EQ(s.start(&other), 3u);
+    const job_record_t after = state();
+    EXPECT_EQ(memcmp(&before, &after, sizeof before), 0);
+    let_go();
+    EXPECT_EQ(ended().module_info.result, 0u);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Engine, AStartBeforeTheLastWorkerWasJoinedFailsAndForgetsIt)
+{
+    start_and_hold(curlf_download);
+    let_go();
+    ended();
+    errno = EAGAIN;
+    EXPECT_EQ(curlf_upload(&request), 5u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(458): errno(11) " + std::string(strerror(EAGAIN)) + "\n"});
+    const module_info_t head = state().module_info;
+    EXPECT_EQ(head.running, 0u);
+    EXPECT_EQ(head.exec, static_cast<uint32_t>(JOB_UPLOAD));
+    EXPECT_EQ(head.result, 5u);
+    EXPECT_EQ(head.cancel, 0u);
+    EXPECT_EQ(curlf_finished(), -1); // the earlier job is never reported
+
+    start_and_hold(curlf_upload);
+    let_go();
+    EXPECT_EQ(ended().module_info.result, 0u);
+    EXPECT_EQ(curlf_finished(), 0);
+}
+
+TEST_F(Engine, AWorkerThatCannotBeCreatedIsLogged)
+{
+    system.pthread_create = EAGAIN;
+    EXPECT_EQ(curlf_download(&request), 5u);
+    const std::string text = "errno(11) " + std::string(strerror(EAGAIN)) + "\n";
+    EXPECT_EQ(logged(), (lines{"error: curl_func(2046): " + text, "error: curl_func(458): " + text}));
+    const module_info_t head = state().module_info;
+    EXPECT_EQ(head.running, 0u);
+    EXPECT_EQ(head.exec, static_cast<uint32_t>(JOB_DOWNLOAD));
+    EXPECT_EQ(head.result, 5u);
+    EXPECT_EQ(curlf_finished(), -1);
+
+    start_and_hold(curlf_download);
+    let_go();
+    EXPECT_EQ(ended().module_info.result, 0u);
+}
+
+TEST_F(Engine, AStartRunsOnWhenItsLockFails)
+{
+    hold();
+    system.lock = EINVAL;
+    EXPECT_EQ(curlf_download(&request), 0u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(2124): pthread_mutex_lock(): 22\n"});
+    let_go();
+    EXPECT_EQ(ended().module_info.result, 0u);
+}
+
+// --- Finished
+
+TEST_F(Engine, AFinishedJobIsReportedOnce)
+{
+    EXPECT_EQ(curlf_finished(), -1); // none yet
+    start_and_hold(curlf_download);
+    EXPECT_EQ(curlf_finished(), -1); // still running
+    let_go();
+    ended();
+    EXPECT_EQ(curlf_finished(), 0);
+    EXPECT_EQ(curlf_finished(), -1);
+}
+
+TEST_F(Engine, AFailedJobIsReportedLikeAnyOther)
+{
+    wrapper_.tries.push_back(ends_with(16, 7));
+    ASSERT_EQ(curlf_download(&request), 0u);
+    const job_record_t job = ended();
+    EXPECT_EQ(job.module_info.result, 16u);
+    EXPECT_EQ(job.exec_info.curl_code, 7u);
+    EXPECT_EQ(curlf_finished(), 0);
+    EXPECT_EQ(state().module_info.result, 16u); // kept until the next start
+}
+
+TEST_F(Engine, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
+{
+    start_and_hold(curlf_download);
+    let_go();
+    ended();
+    system.pthread_join = ESRCH;
+    EXPECT_EQ(curlf_finished(), ESRCH);
+    EXPECT_EQ(logged(), lines{"error: curl_func(2075): errno(3) No such process\n"});
+    EXPECT_EQ(curlf_finished(), -1);
+}
+
+// --- State
+
+TEST_F(Engine, TheStateIsTheWholeRecord)
+{
+    struct {
+        uint8_t before;
+        job_record_t record;
+        uint8_t after;
+    } out;
+    memset(&out, 0xEE, sizeof out);
+    memset(&curlf_info_, 0x11, sizeof curlf_info_);
+    curlf_get_state(&out.record);
+    EXPECT_EQ(memcmp(&out.record, &curlf_info_, 2192), 0);
+    EXPECT_EQ(out.before, 0xEE);
+    EXPECT_EQ(out.after, 0xEE);
+    curlf_info_ = {};
+}
+
+TEST_F(Engine, TheStateShowsTheProgressOfARunningJob)
+{
+    wrapper_.size_upload = 10;
+    wrapper_.total_time_s = 3;
+    std::binary_semaphore seen{0};
+    std::binary_semaphore moved{0};
+    wrapper_.tries.push_back([&](curl_e_handle_t *) {
+        wrapper_.progress(wrapper_.progress_data, 0, 0, 10, 4);
+        moved.release();
+        seen.acquire();
+    });
+    ASSERT_EQ(curlf_upload(&request), 0u);
+    moved.acquire();
+    const exec_info_t shown = state().exec_info;
+    EXPECT_EQ(shown.total_size, 10);
+    EXPECT_EQ(shown.transferred_size, 4);
+    EXPECT_EQ(shown.elapsed_time, 3);
+    seen.release();
+    EXPECT_EQ(ended().exec_info.transferred_size, 10);
+}
+
+// Nothing to assert but the copies' unity; with ThreadSanitizer it proves that nothing is shared unlocked.
+TEST_F(Engine, TheStateMayBeReadAtAnyMoment)
+{
+    for (int job = 0; job < 20; job++)
+        for (const auto &s : STARTERS) {
+            wrapper_.tries.push_back([](curl_e_handle_t *) {
+                for (int i = 1; i <= 50; i++)
+                    wrapper_.progress(wrapper_.progress_data, i, i, i, i);
+                if (wrapper_.list != nullptr) {
+                    char name[] = "f.bin";
+                    list_info_t entry{};
+                    entry.name = name;
+                    entry.kind = LIST_KIND_FILE;
+                    wrapper_.list(&entry, wrapper_.list_context, 1);
+                }
+            });
+            wrapper_.size_download = wrapper_.size_upload = 50;
+            ASSERT_EQ(s.start(&request), 0u);
+            job_record_t copy;
+            do {
+                curlf_get_state(&copy);
+                ASSERT_EQ(copy.exec_info.total_size, copy.exec_info.transferred_size);
+            } while (copy.module_info.running != 0);
+            EXPECT_EQ(copy.module_info.result, 0u);
+            EXPECT_EQ(curlf_finished(), 0);
+        }
+}
+
+// --- Cancel
+
+TEST_F(Engine, ACancelWithoutAJobLeavesItsFlagUntilTheNextStart)
+{
+    EXPECT_EQ(curlf_cancel(), 2);
+    EXPECT_EQ(state().module_info.cancel, 1u);
+    EXPECT_EQ(system.naps, 0);
+    start_and_hold(curlf_download);
+    EXPECT_EQ(state().module_info.cancel, 0u);
+    let_go();
+    ended();
+}
+
+TEST_F(Engine, ACancelWaitsUntilTheJobHasEnded)
+{
+    wrapper_.tries.push_back([](curl_e_handle_t *handle) {
+        while (wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0) == 0)
+            std::this_thread::yield();
+        handle->curl_code = 42;
+    });
+    ASSERT_EQ(curlf_download(&request), 0u);
+    EXPECT_EQ(curlf_cancel(), 0);
+    const job_record_t job = state();
+    EXPECT_EQ(job.module_info.running, 0u);
+    EXPECT_EQ(job.module_info.cancel, 1u);
+    EXPECT_EQ(job.module_info.result, 1u);
+    EXPECT_EQ(job.exec_info.curl_code, 42u);
+    EXPECT_EQ(content(path("local")), "<none>");
+    EXPECT_GE(system.naps, 1);
+    EXPECT_EQ(system.longest_nap_us, 100'000u);
+    EXPECT_EQ(curlf_finished(), 0);
+    EXPECT_EQ(curlf_cancel(), 2);
+}
+
+TEST_F(Engine, ACancelDuringThePauseBetweenTwoTriesDoesNotWaitItOut)
+{
+    std::binary_semaphore failed{0};
+    wrapper_.tries.push_back([&](curl_e_handle_t *handle) {
+        ends_with(16, 55)(handle);
+        failed.release();
+    });
+    wrapper_.tries.push_back([](curl_e_handle_t *handle) {
+        EXPECT_EQ(wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0), 1);
+        handle->curl_code = 42;
+    });
+    // The worker's naps last until the cancel is there.
+    system.while_asleep = [] {
+        while (state().module_info.cancel == 0)
+            std::this_thread::yield();
+    };
+    ASSERT_EQ(curlf_upload(&request), 0u);
+    failed.acquire();
+    EXPECT_EQ(curlf_cancel(), 0);
+    EXPECT_EQ(state().module_info.result, 1u);
+    EXPECT_EQ(content(path("local")), "0123456789");
+}

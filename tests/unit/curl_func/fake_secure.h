@@ -1,0 +1,21 @@
+// Stands in for libsecure.
+#pragma once
+
+#include "platform/secure.h"
+
+#include <string>
+#include <vector>
+
+struct fake_secure {
+    int save_result = 0;
+    int compare_result = 0;
+    bool equal = true; // the digests
+
+    // What was asked, in order, e.g. "x509_cert_save(/tmp/pin.pem)".
+    std::vector<std::string> asked;
+    const void *subject = nullptr; // certificate or key of the last call
+    size_t key_length = 0;
+    const uint8_t *expected = nullptr;
+};
+
+extern fake_secure secure_;

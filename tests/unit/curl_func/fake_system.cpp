@@ -1,0 +1,135 @@
+#include "fake_system.h"
+
+#include "fake_wrapper.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <openssl/ssl.h>
+#include <pthread.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+// NULL outside a test: everything does its work then.
+fake_system *system_;
+
+static int taken(std::atomic<int> fake_system::*fault)
+{
+    return system_ == nullptr ? 0 : (system_->*fault).exchange(0);
+}
+
+// -1 with errno set when the call is to fail.
+static int failing(std::atomic<int> fake_system::*fault)
+{
+    const int error = taken(fault);
+    if (error != 0)
+        errno = error;
+    return error != 0 ? -1 : 0;
+}
+
+extern "C" {
+
+int __real_usleep(useconds_t us);
+int __real_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *),
+                          void *argument);
+int __real_pthread_join(pthread_t id, void **result);
+int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
+FILE *__real_fdopen(int fd, const char *mode);
+int __real_fclose(FILE *file);
+int __real_fflush(FILE *file);
+int __real_fseeko64(FILE *file, off64_t offset, int whence);
+int __real_remove(const char *path);
+
+int __wrap_usleep(useconds_t us)
+{
+    if (system_ == nullptr)
+        return __real_usleep(us);
+    system_->naps++;
+    system_->slept_us += us;
+    if (us > system_->longest_nap_us)
+        system_->longest_nap_us = us;
+    if (system_->while_asleep)
+        system_->while_asleep();
+    return 0;
+}
+
+int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *),
+                          void *argument)
+{
+    const int error = taken(&fake_system::pthread_create);
+    return error != 0 ? error : __real_pthread_create(id, attributes, run, argument);
+}
+
+int __wrap_pthread_join(pthread_t id, void **result)
+{
+    const int rc = __real_pthread_join(id, result);
+    const int error = taken(&fake_system::pthread_join);
+    return error != 0 ? error : rc;
+}
+
+int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type)
+{
+    const int error = taken(&fake_system::settype);
+    return error != 0 ? error : __real_pthread_mutexattr_settype(attributes, type);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
+{
+    const int rc = __real_pthread_mutex_lock(mutex);
+    const int error = taken(&fake_system::lock);
+    return error != 0 ? error : rc;
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
+{
+    const int error = taken(&fake_system::unlock);
+    const int rc = __real_pthread_mutex_unlock(mutex);
+    return error != 0 ? error : rc;
+}
+
+FILE *__wrap_fdopen(int fd, const char *mode)
+{
+    return failing(&fake_system::fdopen) != 0 ? nullptr : __real_fdopen(fd, mode);
+}
+
+int __wrap_fclose(FILE *file)
+{
+    const int rc = __real_fclose(file);
+    return failing(&fake_system::fclose) != 0 ? EOF : rc;
+}
+
+int __wrap_fflush(FILE *file) { return failing(&fake_system::fflush) != 0 ? EOF : __real_fflush(file); }
+
+int __wrap_fseeko64(FILE *file, off64_t offset, int whence)
+{
+    return failing(&fake_system::fseeko) != 0 ? -1 : __real_fseeko64(file, offset, whence);
+}
+
+int __wrap_remove(const char *path) { return failing(&fake_system::remove) != 0 ? -1 : __real_remove(path); }
+
+CURLcode __wrap_curl_global_init(long flags)
+{
+    wrapper_.asked.push_back("global_init(" + std::to_string(flags) + ')');
+    return static_cast<CURLcode>(taken(&fake_system::global_init));
+}
+
+void __wrap_curl_global_cleanup() { wrapper_.asked.push_back("global_cleanup()"); }
+
+curl_version_info_data *__wrap_curl_version_info(CURLversion)
+{
+    static curl_version_info_data data{};
+    data.version = system_->curl_version_text;
+    data.version_num = system_->curl_version_num;
+    return &data;
+}
+
+void __wrap_SSL_CTX_set_cert_verify_callback(SSL_CTX *ctx, int (*verify)(X509_STORE_CTX *, void *),
+                                             void *argument)
+{
+    system_->verified = ctx;
+    system_->verify = verify;
+    system_->verify_argument = argument;
+}
+}

@@ -1,0 +1,31 @@
+// A fresh engine for each test, with a folder for its local files.
+#pragma once
+
+#include "curl_func/job.h"
+#include "fake_secure.h"
+#include "fake_system.h"
+#include "fake_wrapper.h"
+#include "support/logged.h"
+#include "wire/wire.h"
+
+#include <gmock/gmock.h>
+#include <string>
+
+class JobFixture : public testing::Test
+{
+protected:
+    JobFixture();
+    ~JobFixture() override;
+
+    std::string path(const std::string &name) const { return folder_ + '/' + name; }
+    std::string write(const std::string &name, const std::string &content) const; // its path
+    static std::string content(const std::string &path); // "<none>" when there is no such file
+
+    fake_system system;
+
+private:
+    std::string folder_;
+};
+
+void set_text(char *field, size_t size, const std::string &text);
+#define SET_TEXT(field, text) set_text(field, sizeof(field), text)
