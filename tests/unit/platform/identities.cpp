@@ -11,7 +11,7 @@ static std::string_view kind_of(const identity_t &identity) { return identity.ki
 key_t_ptr make_key(const identity_t &identity)
 {
     if (kind_of(identity) == "RSA")
-        return key_t_ptr(EVP_RSA_gen(2048));
+        return key_t_ptr(EVP_RSA_gen(1024));
     if (kind_of(identity) == "ECDSA")
         return key_t_ptr(EVP_EC_gen("P-256"));
     return key_t_ptr(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));

@@ -1,0 +1,516 @@
+#include "zixi_func/worker.h"
+
+#include "fake_feeder.h"
+#include "support/logged.h"
+#include "zixi_func/job.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr const char *DONE = "zixi_func(784): Zixi FTP Done.\n";
+constexpr const char *NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n";
+
+// The worker, run by the test's own thread on a record as a start leaves it.
+struct Worker : testing::Test {
+    fake_feeder_t feeder;
+    job_record_t job = {};
+
+    Worker()
+    {
+        feeder_ = &feeder;
+        zixif_job_init();
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        job.request = zixi_request();
+        logged();
+    }
+    void run()
+    {
+        {
+            const zixif_lock held;
+            zixif_info(held).job = job;
+        }
+        EXPECT_EQ(zixif_worker(nullptr), nullptr);
+        const zixif_lock held;
+        job = zixif_info(held).job;
+        EXPECT_EQ(job.module_info.running, 0u);
+    }
+    void cancel_at(const std::string &stage, int time = 1)
+    {
+        feeder.on_event = [stage, time, seen = 0](const std::string &event) mutable {
+            if (event != stage || ++seen != time)
+                return;
+            const zixif_lock held;
+            zixif_info(held).job.module_info.cancel = 1;
+        };
+    }
+    void expect_outcome(uint32_t result, int zixi_error)
+    {
+        EXPECT_EQ(job.module_info.result, result);
+        EXPECT_EQ(static_cast<int>(job.exec_info.zixi_error), zixi_error);
+    }
+    // The lines but for the progress; their places and texts are progress_test's.
+    static lines logged_but_progress()
+    {
+        lines kept = logged();
+        std::erase_if(kept, [](const std::string &line) { return line.starts_with("zixi_func(731)"); });
+        return kept;
+    }
+};
+
+std::string start_failure(int code)
+{
+    return "error: zixi_func(623): Error starting upload. err=" + std::to_string(code) + "\n";
+}
+std::string given_up(int code) { return "zixi_func(650): Upload Error:" + std::to_string(code) + "\n"; }
+std::string named(const std::string &name, int code)
+{
+    return "error: zixi_func(1170): " + name + "(" + std::to_string(code) + ") \n";
+}
+
+} // namespace
+
+TEST_F(Worker, UploadsInOneRoad)
+{
+    feeder.progress = {{0, 1000000, 2000000, 2}, {0, 2000000, 2000000, 3}};
+    run();
+    EXPECT_THAT(feeder.events,
+                ElementsAre("zixi_configure_logging", "zixi_configure_credentials",
+                            "zixi_prepare_configuration", "zixi_upload_file", "nanosleep(1.000000000)",
+                            "zixi_get_upload_progress", "nanosleep(1.000000000)", "zixi_get_upload_progress",
+                            "zixi_close_stream"));
+    expect_outcome(FTPCD_ERR_NONE, 0);
+    EXPECT_EQ(job.exec_info.total_size, 2000000.0);
+    EXPECT_EQ(job.exec_info.transferred_size, 2000000.0);
+    EXPECT_EQ(job.exec_info.elapsed_time, 2.0);
+    EXPECT_EQ(job.exec_info.response_code_type, 3u);
+    EXPECT_THAT(feeder.streams, testing::Each(fake_stream()));
+    EXPECT_EQ(logged(),
+              (lines{"zixi_func(731): Uploaded: 50% 1MB/2MB Speed: 8.  0Mbps elapsed:0[m] / remain:0[m]\n",
+                     "zixi_func(731): Uploaded: 100% 2MB/2MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]\n",
+                     DONE}));
+}
+
+TEST_F(Worker, DownloadAndFileInformationEndAtOnce)
+{
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_DL_FILE_INFO}) {
+        job.module_info = {1, kind, 0, 0};
+        job.exec_info.zixi_error = 5; // an earlier job's
+        run();
+        EXPECT_EQ(job.exec_info.response_code_type, 3u);
+        expect_outcome(FTPCD_ERR_NONE, 5);
+        EXPECT_THAT(feeder.events, IsEmpty());
+        EXPECT_EQ(logged(), lines{});
+    }
+}
+
+TEST_F(Worker, AnUnknownKindIsJudgedByTheStoredError)
+{
+    job.module_info.exec = 4;
+    run();
+    expect_outcome(FTPCD_ERR_NONE, 0);
+    EXPECT_EQ(logged(), lines{});
+    job.module_info.running = 1;
+    job.exec_info.zixi_error = 5;
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, 5);
+    EXPECT_EQ(logged(), lines{NETWORK});
+    EXPECT_THAT(feeder.events, IsEmpty());
+}
+
+TEST_F(Worker, AnEarlierJobsErrorIsCleared)
+{
+    job.exec_info.zixi_error = 5;
+    run();
+    expect_outcome(FTPCD_ERR_NONE, 0);
+}
+
+TEST_F(Worker, LogsOfTheLibraryGoToStandardOutputUnchanged)
+{
+    run();
+    EXPECT_EQ(feeder.log_level, 3);
+    EXPECT_EQ(feeder.log_user_data, nullptr);
+    ASSERT_NE(feeder.log, nullptr);
+    testing::internal::CaptureStdout();
+    feeder.log(nullptr, 1, "100% of %s\n");
+    feeder.log(nullptr, 3, "no newline");
+    feeder.log(nullptr, 3, "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "100% of %s\nno newline");
+}
+
+TEST_F(Worker, CredentialsLieAtTheirOwnPlaces)
+{
+    run();
+    EXPECT_EQ(feeder.user, "ann");
+    EXPECT_EQ(feeder.user_length, 3);
+    EXPECT_EQ(feeder.password, "open sesame");
+    EXPECT_EQ(feeder.password_length, 11);
+}
+
+TEST_F(Worker, CredentialsMayFillTheirFieldsOrBeEmpty)
+{
+    const auto bytes = reinterpret_cast<char *>(&job.request);
+    strcpy(bytes + 1092, std::string(63, 'u').c_str());
+    strcpy(bytes + 1156, std::string(127, 'p').c_str());
+    run();
+    EXPECT_EQ(feeder.user, std::string(63, 'u'));
+    EXPECT_EQ(feeder.user_length, 63);
+    EXPECT_EQ(feeder.password, std::string(127, 'p'));
+    EXPECT_EQ(feeder.password_length, 127);
+    job.module_info.running = 1;
+    bytes[1092] = '\0';
+    bytes[1156] = '\0';
+    run();
+    EXPECT_EQ(feeder.user_length, 0);
+    EXPECT_EQ(feeder.password_length, 0);
+}
+
+TEST_F(Worker, AFailedSetUpEndsTheJob)
+{
+    const struct {
+        std::deque<int> fake_feeder_t::*answers;
+        const char *line;
+        const char *last_call;
+    } rows[] = {
+        {&fake_feeder_t::logging, "error: zixi_func(557): Error configuring logging. err=-3\n",
+         "zixi_configure_logging"},
+        {&fake_feeder_t::credentials, "error: zixi_func(575): Error configuring credentials. err=-3\n",
+         "zixi_configure_credentials"},
+        {&fake_feeder_t::prepare, "error: zixi_func(588): Error preparing configuration. err=-3\n",
+         "zixi_prepare_configuration"},
+    };
+    for (const auto &row : rows) {
+        feeder = {};
+        feeder.*row.answers = {-3};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        run();
+        EXPECT_EQ(logged(), (lines{row.line, named("ZIXI_ERROR_NOT_INITIALIZED", -3), NETWORK}));
+        expect_outcome(FTPCD_ERR_NETWORK, -3); // 16 replaces the 5 of the set-up
+        EXPECT_EQ(feeder.events.back(), row.last_call);
+        EXPECT_EQ(feeder.count("sleep(1)"), 0);
+    }
+}
+
+// Only the start of the upload knows a remote file that exists.
+TEST_F(Worker, ASetUpThatFailsWithTheWarningIsANetworkErrorToo)
+{
+    feeder.prepare = {-22};
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, -22);
+}
+
+TEST_F(Worker, ASetUpThatFailsInALaterAttemptEndsTheJob)
+{
+    feeder.upload = {-21, -21};
+    feeder.prepare = {0, 0, 7};
+    run();
+    EXPECT_EQ(feeder.uploads.size(), 2u);
+    expect_outcome(FTPCD_ERR_NETWORK, 7);
+}
+
+TEST_F(Worker, PassingStartFailuresAreTriedFiveTimesASecondApart)
+{
+    for (const int code : {-21, 1, 2, 3, 4, 5, 6, 7}) {
+        feeder = {};
+        feeder.upload = std::deque<int>(9, code);
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        run();
+        std::vector<std::string> attempts = {"zixi_configure_logging", "zixi_configure_credentials"};
+        for (int i = 0; i < 5; i++)
+            attempts.insert(attempts.end(), {"zixi_prepare_configuration", "zixi_upload_file", "sleep(1)"});
+        EXPECT_THAT(feeder.events, ElementsAreArray(attempts)) << code;
+        expect_outcome(FTPCD_ERR_NETWORK, code);
+        const lines told = logged();
+        EXPECT_EQ(std::count(told.begin(), told.end(), start_failure(code)), 5) << code;
+        EXPECT_EQ(std::count(told.begin(), told.end(), given_up(code)), 1) << code;
+        EXPECT_EQ(told.back(), NETWORK);
+    }
+}
+
+TEST_F(Worker, OtherStartFailuresAreNotTriedAgain)
+{
+    for (int code = -23; code <= 9; code++) {
+        if (code == -22 || code == -21 || (code >= 0 && code <= 7))
+            continue;
+        feeder = {};
+        feeder.upload = {code};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        run();
+        EXPECT_EQ(feeder.uploads.size(), 1u) << code;
+        EXPECT_EQ(feeder.count("sleep(1)"), 0) << code;
+        expect_outcome(FTPCD_ERR_NETWORK, code);
+    }
+}
+
+TEST_F(Worker, AStartFailureIsLoggedLineByLine)
+{
+    feeder.upload = {3, -17};
+    run();
+    EXPECT_EQ(logged_with_priority(),
+              (std::vector<log_line>{{LOG_ERR, start_failure(3)},
+                                     {LOG_ERR, named("ZIXI_ERROR_ALREADY_INITIALIZED", 3)},
+                                     {LOG_ERR, start_failure(-17)},
+                                     {LOG_ERR, named("ZIXI_ERROR_NETWORK", -17)},
+                                     {LOG_INFO, given_up(-17)},
+                                     {LOG_ERR, NETWORK}}));
+}
+
+TEST_F(Worker, TheFifthAttemptMaySucceed)
+{
+    feeder.upload = {-21, 1, 7, 4, 0};
+    run();
+    EXPECT_EQ(feeder.uploads.size(), 5u);
+    EXPECT_EQ(feeder.count("sleep(1)"), 4);
+    EXPECT_EQ(feeder.count("zixi_close_stream"), 1);
+    expect_outcome(FTPCD_ERR_NONE, 0);
+}
+
+TEST_F(Worker, EveryAttemptHasAConfigurationOfItsOwn)
+{
+    feeder.upload = {-21, -21, 0};
+    run();
+    ASSERT_EQ(feeder.uploads.size(), 3u);
+    for (size_t i = 0; i < 3; i++) {
+        EXPECT_EQ(feeder.uploads[i].configuration[0], 2 * i + 1);
+        EXPECT_EQ(feeder.uploads[i].configuration[1], 2 * i + 2);
+        EXPECT_THAT(feeder.prepared[i], ElementsAre(0, 0));
+    }
+}
+
+TEST_F(Worker, ARemoteFileThatExistsIsAResultOfItsOwn)
+{
+    feeder.upload = {-22};
+    run();
+    expect_outcome(FTPCD_ERR_REMOTE_FILE_EXISTS, -22);
+    EXPECT_EQ(logged(),
+              (lines{start_failure(-22), named("ZIXI_WARNING_REMOTE_FILE_EXISTS", -22), given_up(-22)}));
+    EXPECT_EQ(feeder.uploads.size(), 1u);
+}
+
+TEST_F(Worker, ARemoteFileThatExistsInALaterAttemptIsAsWell)
+{
+    feeder.upload = {-21, -22};
+    run();
+    expect_outcome(FTPCD_ERR_REMOTE_FILE_EXISTS, -22);
+}
+
+// The block, byte by byte as it arrives; the fake leaves 0xee on the stack before each upload.
+TEST_F(Worker, TheParameterBlockIsExact)
+{
+    job.request.port = 0x12345; // 16 bits of it count
+    const uint8_t overwrite = 1;
+    memcpy(&job.remote_file, &overwrite, 1);
+    run();
+    ASSERT_EQ(feeder.uploads.size(), 1u);
+    const upload_call_t &call = feeder.uploads[0];
+    std::array<uint8_t, BLOCK_BYTES> expected = {};
+    expected[0] = 0x45;
+    expected[1] = 0x23;
+    expected[4] = 0x96; // 1430
+    expected[5] = 0x05;
+    const zixif_lock held;
+    const char *remote_path =
+        reinterpret_cast<const char *>(&zixif_info(held)) + 16; // of the record's request
+    memcpy(&expected[8], &remote_path, sizeof remote_path);
+    expected[24] = 0x80; // 50000000
+    expected[25] = 0xf0;
+    expected[26] = 0xfa;
+    expected[27] = 0x02;
+    expected[36] = 3;
+    expected[45] = 1;
+    EXPECT_EQ(call.block, expected);
+    EXPECT_EQ(call.local_path, "/data/film.ts");
+    EXPECT_EQ(call.host, "zixi.test");
+    EXPECT_EQ(call.remote_directory, "in/box");
+}
+
+TEST_F(Worker, TheOverwriteByteIsTheFirstOfTheFileInformation)
+{
+    job.remote_file.looked_up = 0xffffff00;
+    run();
+    EXPECT_EQ(feeder.uploads[0].block[45], 0);
+}
+
+TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
+{
+    const struct {
+        const char *path;
+        const char *directory;
+    } rows[] = {
+        {"film.ts", "."},
+        {"/film.ts", "/"},
+        {"a/film.ts", "a"},
+        {"/a/b/film.ts", "/a/b"},
+        {"a/b/", "a"},
+        {"/", "/"},
+        {"", "."},
+        {"a//film.ts", "a"},
+        {".", "."},
+        {"..", "."},
+        {"../film.ts", ".."},
+    };
+    for (const auto &row : rows) {
+        feeder = {};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        strcpy(job.request.remote_path, row.path);
+        run();
+        EXPECT_EQ(feeder.uploads[0].remote_directory, row.directory) << row.path;
+        EXPECT_STREQ(job.request.remote_path, row.directory) << row.path;
+    }
+}
+
+TEST_F(Worker, TheRemotePathIsCutOncePerJob)
+{
+    strcpy(job.request.remote_path, "a/b/c/d/e/film.ts");
+    feeder.upload = std::deque<int>(5, -21);
+    run();
+    ASSERT_EQ(feeder.uploads.size(), 5u);
+    for (const upload_call_t &call : feeder.uploads)
+        EXPECT_EQ(call.remote_directory, "a/b/c/d/e");
+}
+
+TEST_F(Worker, OnlyState2GoesOn)
+{
+    for (const int state : {0, 1, 3, -1}) {
+        feeder = {};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        feeder.progress = {{0, 1, 2, 2}, {0, 1, 2, state}};
+        run();
+        EXPECT_EQ(feeder.count("zixi_get_upload_progress"), 2) << state;
+        expect_outcome(FTPCD_ERR_NONE, 0);
+    }
+}
+
+TEST_F(Worker, FiguresThatAre0LeaveWhatWasKnown)
+{
+    feeder.progress = {{0, 5, 10, 2}, {0, 0, 0, 3}};
+    run();
+    EXPECT_EQ(job.exec_info.total_size, 10.0);
+    EXPECT_EQ(job.exec_info.transferred_size, 5.0);
+}
+
+TEST_F(Worker, SizesAbove4GiBAreStoredWhole)
+{
+    feeder.progress = {{0, (uint64_t{1} << 33) + 1, (uint64_t{1} << 52) + 1, 3}};
+    run();
+    EXPECT_EQ(job.exec_info.transferred_size, 8589934593.0);
+    EXPECT_EQ(job.exec_info.total_size, 4503599627370497.0);
+}
+
+TEST_F(Worker, ElapsedTimeIsTheClocksAndNeverBelow0)
+{
+    feeder.second_ms = 1250;
+    feeder.progress = {{0, 1, 2, 2}, {0, 2, 2, 3}};
+    run();
+    EXPECT_EQ(job.exec_info.elapsed_time, 2.5);
+    feeder = {};
+    feeder.second_ms = -5000; // the clock is set back
+    job.module_info = {1, JOB_UPLOAD, 0, 0};
+    job.exec_info.elapsed_time = 0;
+    run();
+    EXPECT_EQ(job.exec_info.elapsed_time, 0.0);
+}
+
+TEST_F(Worker, AFailedProgressEndsTheUpload)
+{
+    feeder.progress = {{0, 5, 10, 2}, {-9, 0, 0, 0}};
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, -9);
+    EXPECT_EQ(logged_but_progress(), (lines{"error: zixi_func(700): Error uploading.\n",
+                                            named("ZIXI_ERROR_NETWORK_ERRORS", -9), DONE, NETWORK}));
+    EXPECT_EQ(feeder.events.back(), "zixi_close_stream");
+    EXPECT_EQ(job.exec_info.transferred_size, 5.0);
+}
+
+TEST_F(Worker, AFailedProgressWithTheWarningIsANetworkError)
+{
+    feeder.progress = {{-22, 0, 0, 0}};
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, -22);
+}
+
+TEST_F(Worker, AFailedCloseIsLoggedOnly)
+{
+    feeder.close = {-1};
+    run();
+    expect_outcome(FTPCD_ERR_NONE, 0);
+    EXPECT_EQ(logged_but_progress(), (lines{"error: zixi_func(781): Error closing upload.\n",
+                                            named("ZIXI_ERROR_FAILED", -1), DONE}));
+}
+
+TEST_F(Worker, ACancelIsSeenAtTheNextSample)
+{
+    const struct {
+        const char *stage;
+        int time;
+        int samples; // taken in all
+    } rows[] = {
+        {"zixi_configure_logging", 1, 1},
+        {"zixi_configure_credentials", 1, 1},
+        {"zixi_prepare_configuration", 1, 1},
+        {"zixi_upload_file", 1, 1},
+        {"sleep(1)", 1, 1},
+        {"zixi_upload_file", 2, 1},
+        {"nanosleep(1.000000000)", 1, 1},
+        {"zixi_get_upload_progress", 1, 1},
+        {"nanosleep(1.000000000)", 3, 3},
+        {"zixi_get_upload_progress", 3, 3},
+        {"zixi_get_upload_progress", 4, 4}, // the 4th is the last anyhow
+    };
+    for (const auto &row : rows) {
+        feeder = {};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        feeder.upload = {-21};
+        feeder.progress = {{0, 1, 9, 2}, {0, 2, 9, 2}, {0, 3, 9, 2}, {0, 9, 9, 3}};
+        cancel_at(row.stage, row.time);
+        run();
+        EXPECT_EQ(feeder.count("zixi_get_upload_progress"), row.samples) << row.stage;
+        EXPECT_EQ(feeder.events.back(), "zixi_close_stream");
+        expect_outcome(FTPCD_ERR_CANCELED, 0);
+        EXPECT_EQ(logged_but_progress(), (lines{start_failure(-21), named("ZIXI_ERROR_FILE_REMOTE", -21),
+                                                "zixi_func(756): Zixi Upload : canceled.\n", DONE}));
+    }
+}
+
+TEST_F(Worker, ACancelAfterTheLastSampleComesTooLate)
+{
+    cancel_at("zixi_close_stream");
+    run();
+    expect_outcome(FTPCD_ERR_NONE, 0);
+    EXPECT_EQ(job.module_info.cancel, 1u);
+}
+
+TEST_F(Worker, AnErrorBeforeTheNextSampleGoesBeforeACancel)
+{
+    feeder.upload = {-17};
+    cancel_at("zixi_upload_file");
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, -17);
+    feeder = {};
+    job.module_info = {1, JOB_UPLOAD, 0, 0};
+    feeder.progress = {{0, 1, 9, 2}, {-9, 0, 0, 0}};
+    cancel_at("zixi_get_upload_progress", 2);
+    run();
+    expect_outcome(FTPCD_ERR_NETWORK, -9);
+}
+
+TEST_F(Worker, ACancelledJobWhoseCloseFailsIsStillCancelled)
+{
+    feeder.progress = {{0, 1, 9, 2}};
+    feeder.close = {-1};
+    cancel_at("nanosleep(1.000000000)");
+    run();
+    expect_outcome(FTPCD_ERR_CANCELED, 0);
+    EXPECT_EQ(logged_but_progress(), (lines{"zixi_func(756): Zixi Upload : canceled.\n",
+                                            "error: zixi_func(781): Error closing upload.\n",
+                                            named("ZIXI_ERROR_FAILED", -1), DONE}));
+}
