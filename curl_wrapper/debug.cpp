@@ -32,7 +32,7 @@ static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
 static void log_line(char mark, std::string_view line)
 {
     if (REDACT) {
-        const heap_string redacted = malloc_redacted(line);
+        const heap_string redacted = curl_e_redacted(line);
         log_text("%c %s", mark, redacted ? redacted.get() : "****");
         return;
     }

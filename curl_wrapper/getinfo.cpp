@@ -74,7 +74,7 @@ int curl_e_getinfo_response_code_type(curl_e_handle_t *rec)
         return RESPONSE_CODE_OTHER;
     if (rec->proxy_type == PROXY_HTTP)
         return RESPONSE_CODE_HTTP;
-    switch (scheme_of(url)) {
+    switch (curl_e_scheme_of(url)) {
     case SCHEME_HTTP:
         return RESPONSE_CODE_HTTP;
     case SCHEME_FTP:
@@ -126,7 +126,7 @@ char *curl_e_getinfo_effective_sftp_url(curl_e_handle_t *rec)
         rec->error = FTPCD_ERR_INTERNAL;
     if (escaped == nullptr || rec->error != FTPCD_ERR_NONE)
         return nullptr;
-    const curl_string url = plain_url(rec, escaped);
+    const curl_string url = curl_e_plain_url(rec, escaped);
     if (!url)
         return nullptr;
     const heap_string path(curl_e_getinfo_trimmed_ftp_entry_path(rec));

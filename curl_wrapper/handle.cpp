@@ -42,7 +42,7 @@ void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
     if (dst->list_info == src->list_info)
         src->list_borrowed = 0; // what dst lent to src comes back to it
     else
-        free_list_setting(dst->list_info);
+        list_setting_free(dst->list_info);
     *dst = *src;
     src->curl = nullptr;
     src->list_borrowed = 0;
@@ -51,7 +51,7 @@ void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
 
 static void drop_list_setting(curl_e_handle_t *rec)
 {
-    free_list_setting(rec->list_info);
+    list_setting_free(rec->list_info);
     rec->list_borrowed = 0;
     rec->list_info = nullptr;
 }

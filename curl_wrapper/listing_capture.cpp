@@ -1,7 +1,7 @@
 #include "curl_wrapper/listing_capture.h"
 
 #include "listparse/listparse.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -153,7 +153,7 @@ bool completes_line(const dynamic_buffer_t *buffer, size_t len)
 
 } // namespace
 
-list_setting_info_t *malloc_list_setting(list_callback_fn callback, void *context)
+list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *context)
 {
     auto *info = static_cast<list_setting_info_t *>(malloc(sizeof(list_setting_info_t)));
     if (info != nullptr)
@@ -161,21 +161,21 @@ list_setting_info_t *malloc_list_setting(list_callback_fn callback, void *contex
     return info;
 }
 
-void free_list_setting(list_setting_info_t *info)
+void list_setting_free(list_setting_info_t *info)
 {
     if (info != nullptr)
-        free_capture(info);
+        list_capture_free(info);
     free(info);
 }
 
-bool start_capture(list_setting_info_t *info)
+bool list_capture_start(list_setting_info_t *info)
 {
-    free_capture(info);
+    list_capture_free(info);
     info->tmp = static_cast<list_tmp_t *>(calloc(1, sizeof(list_tmp_t)));
     return info->tmp != nullptr;
 }
 
-bool end_capture(list_setting_info_t *info)
+bool list_capture_end(list_setting_info_t *info)
 {
     list_tmp_t *tmp = info->tmp;
     if (tmp->buffer != nullptr && tmp->stop == 0 && list_data_add(tmp, "", 1) == 1)
@@ -183,7 +183,7 @@ bool end_capture(list_setting_info_t *info)
     return tmp->matched != 0;
 }
 
-void free_capture(list_setting_info_t *info)
+void list_capture_free(list_setting_info_t *info)
 {
     if (info->tmp != nullptr && info->tmp->buffer != nullptr)
         free(info->tmp->buffer->data);

@@ -3,18 +3,18 @@
 
 #include "curl_wrapper/curl_wrapper.h"
 
-// Settings without a pattern and without a running capture, for free_list_setting. NULL when memory is
+// Settings without a pattern and without a running capture, for list_setting_free. NULL when memory is
 // exhausted.
-list_setting_info_t *malloc_list_setting(list_callback_fn callback, void *context);
+list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *context);
 
 // Frees the settings and the capture in them, but neither pattern nor context. NULL is ignored.
-void free_list_setting(list_setting_info_t *info);
+void list_setting_free(list_setting_info_t *info);
 
 // Starts an empty capture in place of the one that may be left. False when memory is exhausted.
-bool start_capture(list_setting_info_t *info);
+bool list_capture_start(list_setting_info_t *info);
 
 // Hands on the last line, which may lack an end. True when an entry of the listing fitted the pattern.
-bool end_capture(list_setting_info_t *info);
+bool list_capture_end(list_setting_info_t *info);
 
 // Frees the capture, if there is one.
-void free_capture(list_setting_info_t *info);
+void list_capture_free(list_setting_info_t *info);

@@ -49,7 +49,7 @@ bool set_up_listing(perform_t &run)
     const char *url = curl_e_getinfo_effective_url(rec);
     if (url == nullptr)
         return false;
-    curl_string plain = plain_url(rec, url);
+    curl_string plain = curl_e_plain_url(rec, url);
     if (!plain)
         return false;
     const heap_string directory(malloc_directory_of(plain.get(), '/'));
@@ -68,7 +68,7 @@ bool set_up_listing(perform_t &run)
         return false;
     run.list->pattern = basename_of(run.plain.get());
     log_info("curl_wrapper(344)", "Search pattern: %s", run.list->pattern);
-    if (!start_capture(run.list)) {
+    if (!list_capture_start(run.list)) {
         fail(rec, "curl_wrapper(2096)", "list_tmp_alloc");
         return false;
     }
@@ -112,7 +112,7 @@ bool set_absolute_url(perform_t &run, heap_string specified)
             fail(rec, "curl_wrapper(405)", "malloc_str1");
             return false;
         }
-        run.plain = plain_url(rec, specified.get());
+        run.plain = curl_e_plain_url(rec, specified.get());
         if (!run.plain)
             return false;
         run.specified = std::move(specified);
@@ -130,7 +130,7 @@ bool find_login_directory(perform_t &run)
     const char *url = curl_e_getinfo_effective_url(rec);
     if (url == nullptr)
         return false;
-    if (scheme_of(url) != SCHEME_SFTP)
+    if (curl_e_scheme_of(url) != SCHEME_SFTP)
         return true;
     // Now, since libcurl may free its own while it connects; that it is missing shows when it is needed.
     heap_string specified(run.specified ? nullptr : malloc_str1(url));
@@ -143,9 +143,9 @@ bool find_login_directory(perform_t &run)
 
 void end_listing(curl_e_handle_t *rec, list_setting_info_t *list)
 {
-    if (list->tmp != nullptr && !end_capture(list) && rec->curl_code == CURLE_OK)
+    if (list->tmp != nullptr && !list_capture_end(list) && rec->curl_code == CURLE_OK)
         rec->curl_code = CURLE_REMOTE_FILE_NOT_FOUND;
-    free_capture(list);
+    list_capture_free(list);
     list->pattern = nullptr;
 }
 
@@ -206,7 +206,7 @@ void clean_up(perform_t &run)
 {
     if (run.list == nullptr)
         return;
-    free_capture(run.list);
+    list_capture_free(run.list);
     run.list->pattern = nullptr; // it ends with run.plain
 }
 

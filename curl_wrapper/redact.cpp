@@ -39,7 +39,7 @@ static char *put_redacted_url(char *dst, std::string_view &rest)
     return put(dst, HIDDEN);
 }
 
-heap_string malloc_redacted(std::string_view line)
+heap_string curl_e_redacted(std::string_view line)
 {
     // The shortest that is replaced is the x of "://x@".
     heap_string redacted(static_cast<char *>(malloc(line.size() * 2 + HIDDEN.size() + 2)));

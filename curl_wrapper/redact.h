@@ -7,4 +7,4 @@
 
 // `line` with every credential in it replaced by "****": what a PASS command, an Authorization or a
 // Proxy-Authorization header holds, and the user:password of each URL. NULL when memory is exhausted.
-heap_string malloc_redacted(std::string_view line);
+heap_string curl_e_redacted(std::string_view line);

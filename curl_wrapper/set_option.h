@@ -2,14 +2,14 @@
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <type_traits>
 
 // libcurl reads its argument list by the option's number, unchecked: an int in place of a long is a wrong
 // value on one machine and a right one on the next.
-template <CURLoption option, typename Value> constexpr bool option_takes()
+template <CURLoption option, typename Value> static constexpr bool option_takes()
 {
     using target = std::remove_pointer_t<Value>;
     switch (option / 10000 * 10000) {
@@ -27,7 +27,7 @@ template <CURLoption option, typename Value> constexpr bool option_takes()
 
 // True when libcurl took the value. The CURLcode is stored either way; a refusal is left to the caller to
 // log.
-template <CURLoption option, typename Value> bool try_option(curl_e_handle_t *rec, Value value)
+template <CURLoption option, typename Value> static bool try_option(curl_e_handle_t *rec, Value value)
 {
     static_assert(option_takes<option, Value>(), "libcurl expects another type in its argument list");
     rec->curl_code = curl_easy_setopt(rec->curl, option, value);
@@ -39,7 +39,7 @@ template <CURLoption option, typename Value> bool try_option(curl_e_handle_t *re
 
 // The same, a refusal logged under `id`.
 template <CURLoption option, typename Value>
-bool set_option(curl_e_handle_t *rec, const char *id, const char *name, Value value)
+static bool set_option(curl_e_handle_t *rec, const char *id, const char *name, Value value)
 {
     if (try_option<option>(rec, value))
         return true;
@@ -49,6 +49,4 @@ bool set_option(curl_e_handle_t *rec, const char *id, const char *name, Value va
 
 #define SET(rec, num, option, value) set_option<option>(rec, "curl_wrapper(" #num ")", #option, value)
 
-inline const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
-
-constexpr bool is_port(long port) { return port >= 0 && port <= 65535; }
+constexpr bool curl_e_is_port(long port) { return port >= 0 && port <= 65535; }

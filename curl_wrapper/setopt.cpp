@@ -1,6 +1,8 @@
 // The setters that hand their arguments to libcurl as they are.
 #include "curl_wrapper/set_option.h"
 
+static const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
+
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name)
 {
     SET(rec, 741, CURLOPT_INTERFACE, name);
@@ -8,7 +10,7 @@ void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name)
 
 void curl_e_setopt_port(curl_e_handle_t *rec, long port)
 {
-    if (!is_port(port)) {
+    if (!curl_e_is_port(port)) {
         log_error("curl_wrapper(826)", "Illegal port number: %ld", port);
         rec->error = FTPCD_ERR_INTERNAL;
         return;

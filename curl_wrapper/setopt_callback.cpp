@@ -43,12 +43,12 @@ void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback 
 void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback, void *context)
 {
     if (rec->list_borrowed == 0)
-        free_list_setting(rec->list_info);
+        list_setting_free(rec->list_info);
     rec->list_borrowed = 0;
     rec->list_info = nullptr;
     if (callback == nullptr)
         return;
-    list_setting_info_t *info = malloc_list_setting(callback, context);
+    list_setting_info_t *info = list_setting_malloc(callback, context);
     if (info == nullptr) {
         log_error("curl_wrapper(1626)", "list_setting_info_alloc(): NULL");
         rec->error = FTPCD_ERR_NO_MEMORY;

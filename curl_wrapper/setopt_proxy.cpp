@@ -8,7 +8,7 @@ static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme
 // FTPCD_ERR_NONE, or why these arguments name no proxy; logged.
 static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
 {
-    if (!is_port(port)) {
+    if (!curl_e_is_port(port)) {
         log_error("curl_wrapper(889)", "Illegal port number: %ld", port);
         return FTPCD_ERR_INTERNAL;
     }
@@ -21,7 +21,7 @@ static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
         return FTPCD_ERR_INTERNAL;
     }
     if (is_socks(scheme)) {
-        log_error("curl_wrapper(916)", "'%s' proxy is not supprted", prefix_of(scheme));
+        log_error("curl_wrapper(916)", "'%s' proxy is not supprted", curl_e_scheme_prefix(scheme));
         return FTPCD_ERR_NOT_SUPPORTED;
     }
     return FTPCD_ERR_NONE;
@@ -37,7 +37,7 @@ static bool set_http_type(curl_e_handle_t *rec)
 
 void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long port)
 {
-    const int refusal = refusal_of(kind, host, host != nullptr ? scheme_of(host) : SCHEME_NONE, port);
+    const int refusal = refusal_of(kind, host, host != nullptr ? curl_e_scheme_of(host) : SCHEME_NONE, port);
     if (refusal != FTPCD_ERR_NONE) {
         rec->error = refusal;
         return;

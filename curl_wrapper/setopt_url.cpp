@@ -10,7 +10,7 @@ void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
         rec->error = FTPCD_ERR_INTERNAL;
         return;
     }
-    if (const heap_string escaped = escaped_url(rec, url))
+    if (const heap_string escaped = curl_e_escaped_url(rec, url))
         SET(rec, 766, CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
@@ -28,7 +28,7 @@ static scheme_t scheme_of_protocol(int kind)
 
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path)
 {
-    const heap_string url(malloc_str4(prefix_of(scheme_of_protocol(kind)), host, "/", path));
+    const heap_string url(malloc_str4(curl_e_scheme_prefix(scheme_of_protocol(kind)), host, "/", path));
     if (!url) {
         log_error("curl_wrapper(807)", "malloc_str4(): NULL");
         rec->error = FTPCD_ERR_NO_MEMORY;

@@ -1,6 +1,6 @@
 #include "curl_wrapper/url.h"
 
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <cstring>
@@ -12,9 +12,9 @@ static_assert(std::size(PREFIXES) == SCHEME_NONE);
 
 static constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
 
-const char *prefix_of(scheme_t scheme) { return PREFIXES[scheme]; }
+const char *curl_e_scheme_prefix(scheme_t scheme) { return PREFIXES[scheme]; }
 
-scheme_t scheme_of(const char *url)
+scheme_t curl_e_scheme_of(const char *url)
 {
     int scheme = 0;
     while (scheme != SCHEME_NONE && strncmp(url, PREFIXES[scheme], strlen(PREFIXES[scheme])) != 0)
@@ -41,7 +41,7 @@ static bool escape(CURL *curl, const char *url, char *dst)
     return true;
 }
 
-heap_string escaped_url(curl_e_handle_t *rec, const char *url)
+heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url)
 {
     heap_string escaped(static_cast<char *>(malloc(strlen(url) * 3 + 1)));
     if (!escaped)
@@ -54,7 +54,7 @@ heap_string escaped_url(curl_e_handle_t *rec, const char *url)
     return nullptr;
 }
 
-curl_string plain_url(curl_e_handle_t *rec, const char *escaped)
+curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped)
 {
     curl_string plain(curl_easy_unescape(rec->curl, escaped, 0, nullptr));
     if (!plain) {

@@ -17,15 +17,15 @@ enum scheme_t {
 };
 
 // What a URL of the scheme begins with, "://" included. Not for SCHEME_NONE.
-const char *prefix_of(scheme_t scheme);
+const char *curl_e_scheme_prefix(scheme_t scheme);
 
 // The scheme that `url` begins with.
-scheme_t scheme_of(const char *url);
+scheme_t curl_e_scheme_of(const char *url);
 
 // `url` with everything but the reserved characters of RFC 3986 percent-escaped, '%' too. NULL when memory is
 // exhausted: logged, and recorded as FTPCD_ERR_NO_MEMORY.
-heap_string escaped_url(curl_e_handle_t *rec, const char *url);
+heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url);
 
 // The exact inverse, for a URL that libcurl gave back: whoever cuts it, extends it or sets it again starts
 // from this, or its names are escaped twice. NULL as above.
-curl_string plain_url(curl_e_handle_t *rec, const char *escaped);
+curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped);

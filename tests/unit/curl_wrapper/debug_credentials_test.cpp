@@ -1,0 +1,48 @@
+// Built twice: with FTP_CLIENTD_REDACT_PASSWORDS and without, whatever the whole build has chosen.
+#include "curl_wrapper/curl_wrapper.h"
+#include "failing_heap.h"
+#include "support/logged.h"
+
+#include <gtest/gtest.h>
+
+static lines shown(curl_infotype type, std::string data)
+{
+    curl_e_handle_t rec{};
+    logged();
+    debug_cb(nullptr, type, data.data(), data.size(), &rec);
+    return logged();
+}
+
+static constexpr char PROXIED[] =
+    "GET ftp://joe:s3cret@h/f HTTP/1.1\r\nHost: h:21\r\nAuthorization: Basic am9lOg==\r\n"
+    "Proxy-Authorization: Basic cDpx\r\nUser-Agent: x\r\n\r\n";
+
+#ifdef FTP_CLIENTD_REDACT_PASSWORDS
+
+TEST(DebugCb, HidesCredentialsInARedactingBuild)
+{
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> PASS ****"});
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, PROXIED),
+              (lines{"> GET ftp://****@h/f HTTP/1.1", "> Host: h:21", "> Authorization: ****",
+                     "> Proxy-Authorization: ****", "> User-Agent: x"}));
+    EXPECT_EQ(shown(CURLINFO_TEXT, "URL: 'ftp://joe:s3cret@h/f'\n"), lines{"* URL: 'ftp://****@h/f'"});
+    EXPECT_EQ(shown(CURLINFO_HEADER_IN, "230 100% in\r\n"), lines{"< 230 100% in"});
+}
+
+TEST(DebugCb, ShowsNothingOfALineThatItHasNoMemoryToRedact)
+{
+    const failing_heap heap(1);
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> ****"});
+}
+
+#else
+
+TEST(DebugCb, LogsCredentialsAsTheyComeInAPlainBuild)
+{
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> PASS s3cret"});
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, PROXIED),
+              (lines{"> GET ftp://joe:s3cret@h/f HTTP/1.1", "> Host: h:21", "> Authorization: Basic am9lOg==",
+                     "> Proxy-Authorization: Basic cDpx", "> User-Agent: x"}));
+}
+
+#endif

@@ -1,0 +1,107 @@
+#include "setter.h"
+
+#include <gtest/gtest.h>
+
+TEST(SetoptVerbose, InstallsTheDebugCallbackOrTakesItBack)
+{
+    fake_curl curl;
+    curl.name(debug_cb, "debug_cb");
+    record_t rec(curl);
+    curl.name(static_cast<curl_e_handle_t *>(&rec), "the record");
+    curl_e_setopt_verbose(&rec, 1);
+    EXPECT_EQ(curl.calls(), (lines{"VERBOSE 1", "DEBUGFUNCTION debug_cb", "DEBUGDATA the record"}));
+    curl_e_setopt_verbose(&rec, 0);
+    EXPECT_EQ(curl.calls(), (lines{"VERBOSE 0", "DEBUGFUNCTION NULL", "DEBUGDATA the record"}));
+    EXPECT_EQ(is_curl_error(&rec), 0);
+}
+
+TEST(SetoptVerbose, EndsAtTheFirstRefusal)
+{
+    check_setter({"verbose",
+                  [](curl_e_handle_t *r) { curl_e_setopt_verbose(r, 1); },
+                  {{"VERBOSE", "1", 525}, {"DEBUGFUNCTION", "debug_cb", 532}, {"DEBUGDATA", "pointer", 538}}},
+                 [](fake_curl &curl) { curl.name(debug_cb, "debug_cb"); });
+}
+
+static std::vector<log_line> shown(curl_e_handle_t *rec, int type, std::string data)
+{
+    logged();
+    EXPECT_EQ(debug_cb(nullptr, static_cast<curl_infotype>(type), data.data(), data.size(), rec), 0);
+    return logged_with_priority();
+}
+
+static lines shown(int type, const std::string &data)
+{
+    curl_e_handle_t rec{};
+    lines texts;
+    for (const log_line &line : shown(&rec, type, data)) {
+        EXPECT_EQ(line.priority, 6);
+        texts.push_back(line.text);
+    }
+    return texts;
+}
+
+TEST(DebugCb, MarksTextAndHeadersOfBothDirections)
+{
+    EXPECT_EQ(shown(CURLINFO_TEXT, "Connected\n"), lines{"* Connected"});
+    EXPECT_EQ(shown(CURLINFO_HEADER_IN, "220 ready\r\n"), lines{"< 220 ready"});
+    EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PWD\r\n"), lines{"> PWD"});
+}
+
+TEST(DebugCb, LeavesOutDataOfEveryOtherType)
+{
+    for (int type = CURLINFO_DATA_IN; type <= CURLINFO_END; ++type)
+        EXPECT_EQ(shown(type, "data\n"), lines{}) << type;
+}
+
+TEST(DebugCb, LogsEachSegmentThatALineEndCloses)
+{
+    const struct {
+        std::string data;
+        lines expected;
+    } cases[] = {
+        {"abc\r\ndef", {"* abc"}},
+        {"\r\n", {}},
+        {"abc", {}},
+        {"", {}},
+        {"a\nb\rc\r\n\n\rd\n", {"* a", "* b", "* c", "* d"}},
+        {"\r\na\n", {"* a"}},
+        {std::string("\0abc\n", 5), {}},
+        {std::string("ab\ncd\0ef\n", 9), {"* ab"}},
+        {std::string("ab\0", 3), {}},
+        {"100% %s %n\n", {"* 100% %s %n"}},
+        {"\xff\xfe\n", {"* \xff\xfe"}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(shown(CURLINFO_TEXT, c.data), c.expected) << c.data;
+}
+
+TEST(DebugCb, StopsAtTheSizeItIsGiven)
+{
+    char data[] = "abc\ndef\n";
+    curl_e_handle_t rec{};
+    logged();
+    debug_cb(nullptr, CURLINFO_TEXT, data, 7, &rec);
+    EXPECT_EQ(logged(), lines{"* abc"});
+    debug_cb(nullptr, CURLINFO_TEXT, data, 0, &rec);
+    debug_cb(nullptr, CURLINFO_TEXT, nullptr, 4, &rec);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST(DebugCb, TellsOfAnAbortOnceInEachPerform)
+{
+    curl_e_handle_t rec{};
+    EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback aborted\nCallback aborted\nother\n"),
+              (std::vector<log_line>{{6, "* Callback aborted"}, {6, "* other"}}));
+    EXPECT_EQ(rec.callback_aborted_logged, 1u);
+    EXPECT_TRUE(shown(&rec, CURLINFO_TEXT, "Callback aborted by us\n").empty());
+    rec.callback_aborted_logged = 0;
+    EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback aborted, too\n").size(), 1u);
+    EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback abort\n").size(), 1u);
+}
+
+TEST(DebugCb, LogsALongLineWhole)
+{
+    const std::string text(100000, 'x');
+    EXPECT_EQ(shown(CURLINFO_TEXT, text + "\n"), lines{"* " + text});
+}

@@ -1,0 +1,31 @@
+#include "failing_heap.h"
+
+#include <cstddef>
+#include <gtest/gtest.h>
+
+static int left_; // calls up to the one that fails; 0 = none will
+
+failing_heap::failing_heap(int nth) { left_ = nth; }
+
+failing_heap::~failing_heap()
+{
+    EXPECT_EQ(left_, 0) << "so many more calls, and one had failed";
+    left_ = 0;
+}
+
+static bool fails() { return left_ > 0 && --left_ == 0; }
+
+extern "C" {
+void *__wrap_malloc(size_t size);
+void *__wrap_calloc(size_t count, size_t size);
+void *__wrap_realloc(void *p, size_t size);
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *p, size_t size);
+
+void *__wrap_malloc(size_t size) { return fails() ? nullptr : __real_malloc(size); }
+
+void *__wrap_calloc(size_t count, size_t size) { return fails() ? nullptr : __real_calloc(count, size); }
+
+void *__wrap_realloc(void *p, size_t size) { return fails() ? nullptr : __real_realloc(p, size); }
+}

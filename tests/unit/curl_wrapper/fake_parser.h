@@ -1,0 +1,28 @@
+// A listing parser in place of the real one, whose results the test chooses. A line that begins with '?' has
+// no known layout, one with '!' cannot be read; of every other one the name is the whole line.
+#pragma once
+
+#include "listparse/listparse.h"
+
+#include <string>
+#include <vector>
+
+struct fake_parser {
+    fake_parser();
+    ~fake_parser();
+    fake_parser(const fake_parser &) = delete;
+    fake_parser &operator=(const fake_parser &) = delete;
+
+    list_format_t format = 5;
+    int type = FILE_TYPE_FILE;
+    int64_t size = 0;
+    file_time_t time{};
+    uint32_t attributes = 0;
+    std::string owner;
+    uint32_t is_link = 0;
+    uint32_t valid = 0;
+    bool takes_blank_out = false; // a blank at position 1, as the real one behind a detached type character
+
+    std::vector<std::string> analized;
+    std::vector<list_format_t> resolved;
+};

@@ -1,0 +1,170 @@
+#include "failing_heap.h"
+#include "setter.h"
+#include "wire/result_codes.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+int data_;
+
+size_t cb_write(char *, size_t, size_t, void *) { return 0; }
+size_t cb_read(char *, size_t, size_t, void *) { return 0; }
+int cb_progress(void *, double, double, double, double) { return 0; }
+long cb_begin(const void *, void *, int) { return 0; }
+long cb_end(void *) { return 0; }
+int cb_sockopt(void *, curl_socket_t, curlsocktype) { return 0; }
+int cb_key(CURL *, const curl_khkey *, const curl_khkey *, curl_khmatch, void *) { return 0; }
+CURLcode cb_context(CURL *, void *, void *) { return CURLE_OK; }
+int cb_entry(list_info_t *, void *, int) { return 0; }
+
+void name_all(fake_curl &curl)
+{
+    curl.name(&data_, "data");
+    curl.name(cb_write, "cb_write");
+    curl.name(cb_read, "cb_read");
+    curl.name(cb_progress, "cb_progress");
+    curl.name(cb_begin, "cb_begin");
+    curl.name(cb_end, "cb_end");
+    curl.name(cb_sockopt, "cb_sockopt");
+    curl.name(cb_key, "cb_key");
+    curl.name(cb_context, "cb_context");
+    curl.name(cb_list_write, "cb_list_write");
+}
+
+} // namespace
+
+TEST(SetoptCallback, SetsFunctionThenContextAndEndsAtTheFirstRefusal)
+{
+    using rec_t = curl_e_handle_t;
+    const setter_t setters[] = {
+        {"write",
+         [](rec_t *r) { curl_e_setopt_writefunc_data(r, cb_write, &data_); },
+         {{"WRITEFUNCTION", "cb_write", 1480}, {"WRITEDATA", "data", 1486}}},
+        {"read",
+         [](rec_t *r) { curl_e_setopt_readfunc_data(r, cb_read, &data_); },
+         {{"READFUNCTION", "cb_read", 1504}, {"READDATA", "data", 1510}}},
+        {"progress",
+         [](rec_t *r) { curl_e_setopt_progressfunc_data(r, cb_progress, &data_); },
+         {{"PROGRESSFUNCTION", "cb_progress", 1528},
+          {"PROGRESSDATA", "data", 1534},
+          {"NOPROGRESS", "0", 1540}}},
+        {"chunk",
+         [](rec_t *r) { curl_e_setopt_chunkfunc_data(r, cb_begin, cb_end, &data_); },
+         {{"CHUNK_BGN_FUNCTION", "cb_begin", 1561},
+          {"CHUNK_END_FUNCTION", "cb_end", 1567},
+          {"CHUNK_DATA", "data", 1573}}},
+        {"sockopt",
+         [](rec_t *r) { curl_e_setopt_sockoptfunc_data(r, cb_sockopt, &data_); },
+         {{"SOCKOPTFUNCTION", "cb_sockopt", 1592}, {"SOCKOPTDATA", "data", 1598}}},
+        {"ssh key",
+         [](rec_t *r) { curl_e_setopt_ssh_keyfunc_data(r, cb_key, &data_); },
+         {{"SSH_KEYFUNCTION", "cb_key", 1654}, {"SSH_KEYDATA", "data", 1660}}},
+        {"tls context",
+         [](rec_t *r) { curl_e_setopt_ssl_ctxfunc_data(r, cb_context, &data_); },
+         {{"SSL_CTX_FUNCTION", "cb_context", 1680}, {"SSL_CTX_DATA", "data", 1686}}},
+        {"write, taken back",
+         [](rec_t *r) { curl_e_setopt_writefunc_data(r, nullptr, nullptr); },
+         {{"WRITEFUNCTION", "NULL", 1480}, {"WRITEDATA", "NULL", 1486}}},
+    };
+    for (const setter_t &setter : setters)
+        check_setter(setter, name_all);
+}
+
+TEST(SetoptListfunc, InstallsTheCaptureWithNewSettings)
+{
+    fake_curl curl;
+    name_all(curl);
+    record_t rec(curl);
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+    EXPECT_EQ(curl.calls(), (lines{"WRITEFUNCTION cb_list_write", "WRITEDATA pointer"}));
+    EXPECT_EQ(is_curl_error(&rec), 0);
+    ASSERT_NE(rec.list_info, nullptr);
+    EXPECT_EQ(curl.data(CURLOPT_WRITEDATA), rec.list_info);
+    EXPECT_EQ(rec.list_info->pattern, nullptr);
+    EXPECT_EQ(rec.list_info->callback, cb_entry);
+    EXPECT_EQ(rec.list_info->context, &data_);
+    EXPECT_EQ(rec.list_info->tmp, nullptr);
+    EXPECT_EQ(rec.list_borrowed, 0);
+    EXPECT_EQ(logged(), lines{});
+    curl_e_cleanup(&rec);
+}
+
+TEST(SetoptListfunc, ReplacesItsOwnSettings)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
+    curl_e_setopt_listfunc_data(&rec, cb_entry,
+                                &data_); // the first ones are freed: the leak check would tell
+    EXPECT_EQ(rec.list_info->context, &data_);
+    curl_e_cleanup(&rec);
+}
+
+TEST(SetoptListfunc, WithoutACallbackThereIsNoListingAnyMore)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+    curl.calls();
+    curl_e_setopt_listfunc_data(&rec, nullptr, &data_);
+    EXPECT_EQ(rec.list_info, nullptr);
+    EXPECT_EQ(curl.calls(), lines{}); // the write callback stays
+}
+
+TEST(SetoptListfunc, LeavesBorrowedSettingsToTheirOwner)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+    curl_e_handle_t copy;
+    curl_e_copy_handle(&copy, &rec);
+    curl_e_setopt_listfunc_data(&copy, nullptr, nullptr);
+    EXPECT_EQ(copy.list_info, nullptr);
+    EXPECT_EQ(copy.list_borrowed, 0);
+    ASSERT_NE(rec.list_info, nullptr);
+    EXPECT_EQ(rec.list_info->callback, cb_entry);
+    curl_e_cleanup(&rec);
+}
+
+TEST(SetoptListfunc, FailsWithoutMemory)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    const failing_heap heap(1);
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.list_info, nullptr);
+    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
+    EXPECT_EQ(logged(), lines{"error: curl_wrapper(1626): list_setting_info_alloc(): NULL\n"});
+}
+
+TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefuses)
+{
+    const char *names[] = {"CURLOPT_WRITEFUNCTION", "CURLOPT_WRITEDATA"};
+    const int ids[] = {1480, 1486};
+    for (int nth = 1; nth <= 2; ++nth) {
+        fake_curl curl;
+        record_t rec(curl);
+        curl.refuse(nth, CURLE_UNKNOWN_OPTION);
+        curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+        EXPECT_NE(rec.list_info, nullptr);
+        EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
+        EXPECT_EQ(logged(),
+                  (lines{failed(ids[nth - 1], "curl_easy_setopt", names[nth - 1], 48),
+                         "error: curl_wrapper(1635): curl_e_setopt_listfunc_data(): Failed(48, 5)\n"}));
+        curl_e_cleanup(&rec);
+    }
+}
+
+TEST(SetoptListfunc, TellsAnErrorThatWasThereBefore)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    rec.error = FTPCD_ERR_NO_MEMORY;
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
+    EXPECT_NE(rec.list_info, nullptr);
+    EXPECT_EQ(logged(), lines{"error: curl_wrapper(1635): curl_e_setopt_listfunc_data(): Failed(0, 11)\n"});
+    curl_e_cleanup(&rec);
+}

@@ -1,0 +1,114 @@
+#include "setter.h"
+#include "wire/result_codes.h"
+#include "wire/transfer_request.h"
+
+#include <gtest/gtest.h>
+
+static void check_proxy(int kind, const char *host, long port, const std::vector<setting_t> &settings)
+{
+    check_setter({host != nullptr ? host : "NULL",
+                  [&](curl_e_handle_t *r) { curl_e_setopt_proxy(r, kind, host, port); }, settings});
+}
+
+TEST(SetoptProxy, SwitchesOffWhatIsNoHttpProxy)
+{
+    const struct {
+        int kind;
+        const char *host;
+    } cases[] = {
+        {PROXY_NONE, nullptr},   {PROXY_NONE, ""}, {PROXY_NONE, "h"}, {2, "h"},         {-1, "h"},
+        {PROXY_NONE, "ftp://h"}, {2, "ftps://h"},  {3, "sftp://h"},   {2, "https://h"},
+    };
+    for (const auto &c : cases)
+        check_proxy(c.kind, c.host, 3128,
+                    {{"PROXY", "''", 944}, {"PROXYPORT", "0", 952}, {"HTTPPROXYTUNNEL", "0", 960}});
+}
+
+// The type's own line tells no number and is checked below.
+TEST(SetoptProxy, SetsAnHttpProxyAndNeverTunnels)
+{
+    for (const char *host : {"h", "http://h", "h:8080", "ftp://h", ""}) {
+        fake_curl curl;
+        record_t rec(curl);
+        curl_e_setopt_proxy(&rec, PROXY_HTTP, host, 3128);
+        EXPECT_EQ(curl.calls(), (lines{"PROXYTYPE 0", "PROXY '" + std::string(host) + "'", "PROXYPORT 3128",
+                                       "HTTPPROXYTUNNEL 0"}));
+        EXPECT_EQ(is_curl_error(&rec), 0);
+        EXPECT_EQ(rec.proxy_type, PROXY_HTTP);
+        EXPECT_EQ(logged(), lines{});
+    }
+}
+
+TEST(SetoptProxy, EndsAtTheFirstRefusal)
+{
+    const char *names[] = {"", "CURLOPT_PROXY", "CURLOPT_PROXYPORT", "CURLOPT_HTTPPROXYTUNNEL"};
+    const int ids[] = {928, 944, 952, 960};
+    const lines calls{"PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 8080", "HTTPPROXYTUNNEL 0"};
+    for (int nth = 1; nth <= 4; ++nth) {
+        fake_curl curl;
+        record_t rec(curl);
+        curl.refuse(nth, CURLE_UNKNOWN_OPTION);
+        curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 8080);
+        EXPECT_EQ(curl.calls(), lines(calls.begin(), calls.begin() + nth));
+        EXPECT_EQ(rec.curl_code, CURLE_UNKNOWN_OPTION);
+        EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
+        EXPECT_EQ(rec.proxy_type, PROXY_NONE);
+        EXPECT_EQ(logged(), lines{nth == 1 ? "error: curl_wrapper(928): curl_easy_setopt(CURLOPT_PROXYTYPE): "
+                                             "Failed(CURLPROXY_HTTP)\n"
+                                           : failed(ids[nth - 1], "curl_easy_setopt", names[nth - 1],
+                                                    CURLE_UNKNOWN_OPTION)});
+    }
+}
+
+TEST(SetoptProxy, RefusesWhatItCannotUse)
+{
+    const struct {
+        int kind;
+        const char *host;
+        long port;
+        int error;
+        const char *line;
+    } cases[] = {
+        {1, "h", 65536, FTPCD_ERR_INTERNAL, "(889): Illegal port number: 65536\n"},
+        {0, nullptr, -1, FTPCD_ERR_INTERNAL, "(889): Illegal port number: -1\n"},
+        {1, nullptr, 8080, FTPCD_ERR_INTERNAL, "(897): Proxy name or ip address is null: 1\n"},
+        {-3, nullptr, 8080, FTPCD_ERR_INTERNAL, "(897): Proxy name or ip address is null: -3\n"},
+        {2, "http://h", 8080, FTPCD_ERR_INTERNAL, "(906): Specified proxy is not a http proxy: 2\n"},
+        {0, "http://h", 8080, FTPCD_ERR_INTERNAL, "(906): Specified proxy is not a http proxy: 0\n"},
+        {1, "socks4://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks4://' proxy is not supprted\n"},
+        {0, "socks4a://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks4a://' proxy is not supprted\n"},
+        {1, "socks5://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks5://' proxy is not supprted\n"},
+        {5, "socks5h://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks5h://' proxy is not supprted\n"},
+    };
+    for (const auto &c : cases) {
+        fake_curl curl;
+        record_t rec(curl);
+        rec.proxy_type = 77;
+        curl_e_setopt_proxy(&rec, c.kind, c.host, c.port);
+        EXPECT_EQ(curl.calls(), lines{});
+        EXPECT_EQ(rec.error, c.error);
+        EXPECT_EQ(rec.curl_code, CURLE_OK);
+        EXPECT_EQ(rec.proxy_type, 77);
+        EXPECT_EQ(logged(), lines{"error: curl_wrapper" + std::string(c.line)});
+    }
+}
+
+TEST(SetoptProxy, RemembersTheKindThatWasSet)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_proxy(&rec, 2, "h", 0);
+    EXPECT_EQ(rec.proxy_type, 2);
+    curl_e_setopt_proxy(&rec, PROXY_NONE, nullptr, 0);
+    EXPECT_EQ(rec.proxy_type, PROXY_NONE);
+}
+
+TEST(SetoptProxy, PortReachesTo65535)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 65535);
+    curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 0);
+    EXPECT_EQ(curl.calls(), (lines{"PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 65535", "HTTPPROXYTUNNEL 0",
+                                   "PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 0", "HTTPPROXYTUNNEL 0"}));
+}

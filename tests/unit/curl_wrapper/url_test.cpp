@@ -1,0 +1,98 @@
+#include "curl_wrapper/url.h"
+#include "failing_heap.h"
+#include "record.h"
+#include "wire/result_codes.h"
+
+#include <gtest/gtest.h>
+
+static std::string escaped(const std::string &url)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    const heap_string text = curl_e_escaped_url(&rec, url.c_str());
+    return text ? text.get() : "(null)";
+}
+
+TEST(EscapedUrl, KeepsTheReservedCharactersAndEscapesTheRest)
+{
+    const struct {
+        const char *url;
+        const char *escaped;
+    } cases[] = {
+        {"", ""},
+        {"!#$&'()*+,/:;=?@[]", "!#$&'()*+,/:;=?@[]"},
+        {"AZaz09-._~", "AZaz09-._~"},
+        {"a b", "a%20b"},
+        {"%41", "%2541"},
+        {"100%", "100%25"},
+        {"\"<>\\^`{|}", "%22%3C%3E%5C%5E%60%7B%7C%7D"},
+        {"\t\r\n\x7f", "%09%0D%0A%7F"},
+        {"gr\xc3\xbc\xc3\x9f"
+         "e",
+         "gr%C3%BC%C3%9Fe"},
+        {"\xff", "%FF"},
+        {"ftp://h/a b/c", "ftp://h/a%20b/c"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(escaped(c.url), c.escaped) << c.url;
+}
+
+TEST(EscapedUrl, HasRoomForAUrlThatIsEscapedWhole)
+{
+    std::string threefold;
+    for (int i = 0; i < 5000; ++i)
+        threefold += "%20";
+    EXPECT_EQ(escaped(std::string(5000, ' ')), threefold);
+}
+
+TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    std::string all;
+    for (int byte = 1; byte < 256; ++byte)
+        all += static_cast<char>(byte);
+    all += "%41%2541%zz%";
+    const heap_string escaped = curl_e_escaped_url(&rec, all.c_str());
+    const curl_string plain = curl_e_plain_url(&rec, escaped.get());
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(all, plain.get());
+    EXPECT_STREQ(curl_e_plain_url(&rec, "").get(), "");
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST(PlainUrl, FailureIsExhaustedMemory)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    curl.fail_unescape();
+    EXPECT_EQ(curl_e_plain_url(&rec, "ftp://h/a%20b"), nullptr);
+    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
+    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(ftp://h/a%20b)\n"});
+}
+
+TEST(SchemeOf, IsTheFirstThatTheUrlBeginsWith)
+{
+    const struct {
+        const char *url;
+        scheme_t scheme;
+    } cases[] = {
+        {"http://h", SCHEME_HTTP},
+        {"ftp://h", SCHEME_FTP},
+        {"ftps://h", SCHEME_FTPS},
+        {"sftp://h", SCHEME_SFTP},
+        {"socks4://h", SCHEME_SOCKS4},
+        {"socks4a://h", SCHEME_SOCKS4A},
+        {"socks5://h", SCHEME_SOCKS5},
+        {"socks5h://h", SCHEME_SOCKS5H},
+        {"https://h", SCHEME_NONE},
+        {"h", SCHEME_NONE},
+        {"", SCHEME_NONE},
+        {"ftp:/h", SCHEME_NONE},
+        {"FTP://h", SCHEME_NONE},
+        {" ftp://h", SCHEME_NONE},
+        {"ftp://", SCHEME_FTP},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(curl_e_scheme_of(c.url), c.scheme) << c.url;
+}
