@@ -1,0 +1,226 @@
+#include "listing.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace
+{
+
+TEST(IsDigitSym, AdmitsDigitsAndTheOneSymbol)
+{
+    struct {
+        uint32_t ch;
+        uint32_t sym;
+        int result;
+    } const table[] = {
+        {'0', 0, 1},           {'9', 0, 1},
+        {'/', 0, 0},           {':', 0, 0},
+        {'a', 0, 0},           {'*', 0, 0},
+        {'*', '*', 1},         {'5', '*', 1},
+        {'-', '*', 0},         {0, 0, 0},
+        {'0', '0', 1},         {0xD4, 0, 0},
+        {0xB2, 0, 0},          {0xD4, 0xD4, 1},
+        {0xD4, '*', 0},        {0x100 + '5', 0, 0},
+        {0x100 + '5', '5', 0}, {0x100 + '5', 0x100 + '5', 1},
+        {UINT32_MAX, 0, 0},    {UINT32_MAX, UINT32_MAX, 1},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(IsDigitSym(row.ch, row.sym), row.result) << row.ch << ' ' << row.sym;
+}
+
+TEST(FindField, FieldsAreSeparatedByRunsOfBlanks)
+{
+    struct {
+        const char *line;
+        int index;
+        int to_end;
+        int result;
+        const char *out;
+    } const table[] = {
+        {"  a  b", 0, 0, 1, "a"},
+        {"  a  b", 1, 0, 1, "b"},
+        {"  a  b", 2, 0, 0, ""},
+        {"a b c", 0, 0, 1, "a"},
+        {"a b c", 2, 0, 1, "c"},
+        {"a b c", 3, 0, 0, ""},
+        // to the end of the line, blanks included
+        {"a b c", 0, 1, 1, "a b c"},
+        {"a b c", 1, 1, 1, "b c"},
+        {"a b c", 2, 1, 1, "c"},
+        {"a b c", 3, 1, 0, ""},
+        {"  a   b  ", 0, 1, 1, "a   b  "},
+        {"a b  ", 1, 1, 1, "b  "},
+        // 1 is the only value that asks for the end
+        {"a b c", 1, 2, 1, "b"},
+        {"a b c", 1, -1, 1, "b"},
+        // a tab is part of its field, as is every other byte but the blank
+        {"a\tb c", 0, 0, 1, "a\tb"},
+        {"a\tb c", 1, 0, 1, "c"},
+        {"\ta b", 0, 0, 1, "\ta"},
+        {"a\xA0"
+         "b\x01 c",
+         0, 0, 1,
+         "a\xA0"
+         "b\x01"},
+        // an empty last field
+        {"a ", 1, 0, 1, ""},
+        {"a   ", 1, 0, 1, ""},
+        {"a ", 1, 1, 1, ""},
+        {"a ", 2, 0, 0, ""},
+        {"", 0, 0, 1, ""},
+        {"", 0, 1, 1, ""},
+        {"", 1, 0, 0, ""},
+        {"   ", 0, 0, 1, ""},
+        {"   ", 1, 0, 0, ""},
+        // a negative index takes the line from its very first byte
+        {"a b", -1, 0, 1, "a"},
+        {"a b", -1, 1, 1, "a b"},
+        {"  a b", -1, 0, 1, ""},
+        {"  a b", -1, 1, 1, "  a b"},
+        {"  a b", -7, 1, 1, "  a b"},
+        {"", -1, 1, 1, ""},
+    };
+    for (const auto &row : table) {
+        auto out = std::make_unique<char[]>(strlen(row.line) + 1);
+        memset(out.get(), 'Z', strlen(row.line) + 1);
+        EXPECT_EQ(FindField(row.line, out.get(), row.index, row.to_end), row.result)
+            << '"' << row.line << "\" " << row.index << ' ' << row.to_end;
+        EXPECT_STREQ(out.get(), row.out) << '"' << row.line << "\" " << row.index << ' ' << row.to_end;
+    }
+}
+
+TEST(FindField, NegativeIndexIntoNoLineFindsNothing)
+{
+    char out[] = "Z";
+    EXPECT_EQ(FindField(nullptr, out, -1, 0), 0);
+    EXPECT_STREQ(out, "");
+}
+
+TEST(AttrString2Value, EachPositionHasItsHexadecimalBit)
+{
+    struct {
+        const char *text;
+        uint32_t value;
+    } const table[] = {
+        {"r--------", 0x400}, {"-w-------", 0x200}, {"--x------", 0x100}, {"---r-----", 0x40},
+        {"----w----", 0x20},  {"-----x---", 0x10},  {"------r--", 0x4},   {"-------w-", 0x2},
+        {"--------x", 0x1},   {"---------", 0},     {"rwxrwxrwx", 0x777}, {"rwxr-xr-x", 0x755},
+        {"rw-r--r--", 0x644},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+}
+
+TEST(AttrString2Value, SpecialLettersCountOnlyInTheirOwnPlace)
+{
+    struct {
+        const char *text;
+        uint32_t value;
+    } const table[] = {
+        {"--s------", 0x4100},
+        {"--S------", 0x4000},
+        {"-----s---", 0x2010},
+        {"-----S---", 0x2000},
+        {"--------t", 0x1001},
+        {"--------T", 0x1000},
+        {"rwsr-sr-t", 0x7755},
+        {"rwSr-Sr-T", 0x7644},
+        // elsewhere they are set like any letter
+        {"--t------", 0x100},
+        {"--T------", 0x100},
+        {"-----t---", 0x10},
+        {"-----T---", 0x10},
+        {"--------s", 0x1},
+        {"--------S", 0x1},
+        {"s--------", 0x400},
+        {"-S-------", 0x200},
+        {"---s-----", 0x40},
+        {"----S----", 0x20},
+        {"------t--", 0x4},
+        {"-------T-", 0x2},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+}
+
+TEST(AttrString2Value, EveryByteButTheDashIsSet)
+{
+    struct {
+        const char *text;
+        uint32_t value;
+    } const table[] = {
+        {"?????????", 0x777},    {"xxxxxxxxx", 0x777},       {"         ", 0x777},  {"-----l---", 0x10},
+        {"--\xFF------", 0x100}, {"r-xrwx\xD4\xC2-", 0x576}, {"[RWCEAFMS]", 0x777},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+}
+
+TEST(AttrString2Value, ShortTextIsFilledWithDashesAndLongTextCut)
+{
+    struct {
+        const char *text;
+        uint32_t value;
+    } const table[] = {
+        {"", 0},
+        {"r", 0x400},
+        {"rwS", 0x4600},
+        {"rwxr-xr-", 0x754},
+        {"rwxr-xr-x+", 0x755},
+        {"rwxr-xr--12", 0x754},
+        {"---------rwx", 0},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+}
+
+TEST(Atoi64, ConvertsAWholeDecimalNumber)
+{
+    struct {
+        const char *text;
+        int64_t value;
+    } const table[] = {
+        {"0", 0},
+        {"1234", 1234},
+        {"007", 7},
+        {"-5", -5},
+        {"+7", 7},
+        {" 42", 42},
+        {"\t 42", 42},
+        {"4294967296", 4294967296},
+        {"9223372036854775807", INT64_MAX},
+        {"-9223372036854775808", INT64_MIN},
+    };
+    for (const auto &row : table) {
+        errno = 0;
+        EXPECT_EQ(_atoi64(row.text), row.value) << row.text;
+    }
+}
+
+TEST(Atoi64, AnythingBehindTheNumberGivesNought)
+{
+    for (const char *text :
+         {"", "123 ", "12K", "8,", "1,234", "1.5", "0x10", "<DIR>", "-", "--5", "5-", " ", "12\t",
+          "12\xD4\xC2", "9223372036854775808", "-9223372036854775809", "99999999999999999999999999"}) {
+        errno = 0;
+        EXPECT_EQ(_atoi64(text), 0) << '"' << text << '"';
+    }
+}
+
+TEST(Atoi64, StaleRangeErrorGivesNoughtUntilItIsCleared)
+{
+    errno = ERANGE;
+    EXPECT_EQ(_atoi64("5"), 0);
+    errno = EINVAL; // only the range error counts
+    EXPECT_EQ(_atoi64("5"), 5);
+    errno = 0;
+    EXPECT_EQ(_atoi64("99999999999999999999"), 0);
+    EXPECT_EQ(_atoi64("5"), 0) << "the range error of the call before is still there";
+    errno = 0;
+    EXPECT_EQ(_atoi64("5"), 5);
+}
+
+} // namespace
