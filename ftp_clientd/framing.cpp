@@ -7,7 +7,7 @@
 // True when all `size` bytes went over; else that is logged under `id` as the loop named `loop` reports it.
 static bool is_whole(const moved_t &moved, size_t size, const char *id, const char *loop)
 {
-    if (!moved.failed && moved.bytes == size)
+    if (moved.bytes == size)
         return true;
     log_error(id, "%s(): incomplete(%d of %d)", loop, whole_count(moved, size), static_cast<int>(size));
     return false;

@@ -240,6 +240,21 @@ TEST_F(ListeningChannel, TheTimeOfARequestRunsFromItsAccept)
     ftp_clientd_if_close_received_channel(connection);
 }
 
+TEST_F(ListeningChannel, AnotherDescriptorWithTheNumberOfAClosedConnectionHasItsOwnTime)
+{
+    const peer client = connects();
+    const int connection = ftp_clientd_if_open_received_channel();
+    ftp_clientd_if_close_received_channel(connection);
+    system.now_ms += 9000;
+    const control_pair pair = control_pair::connected();
+    ASSERT_TRUE(pair.client.fd == connection || pair.daemon.fd == connection);
+
+    uint8_t byte;
+    EXPECT_EQ(recvn(connection, &byte, 1, 0), 2);
+    EXPECT_EQ(system.now_ms, 24000);
+    EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(776): errno(110) Connection timed out\n"});
+}
+
 TEST_F(ListeningChannel, AConnectionWithTheNumberOfAnEarlierOneHasItsOwnTime)
 {
     const peer first = connects();

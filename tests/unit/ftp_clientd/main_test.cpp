@@ -26,6 +26,7 @@ struct Main : testing::Test {
     void ends_in_pass(int pass, int signal_number = SIGTERM)
     {
         system.on_wait = [this, pass, signal_number] {
+            EXPECT_EQ(exec_, 1);
             if (++passes == pass)
                 system.handlers.at(signal_number)(signal_number);
         };
