@@ -10,9 +10,9 @@ namespace
 {
 
 // What the next call of the engine meets; the tools of the test lock as well.
-int settype_result_ = 0;
-int lock_result_ = 0;
-int unlock_result_ = 0;
+thread_local int settype_result_ = 0;
+thread_local int lock_result_ = 0;
+thread_local int unlock_result_ = 0;
 int settype_kind_ = -1;
 
 int once(int *result)
