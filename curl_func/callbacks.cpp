@@ -2,7 +2,7 @@
 
 #include "curl_func/job.h"
 #include "curl_func/perform.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <cstring>
@@ -88,6 +88,18 @@ struct amount_t {
     double now;
 };
 
+static amount_t amount_of(uint32_t kind, const amount_t &download, const amount_t &upload)
+{
+    switch (kind) {
+    case JOB_DOWNLOAD:
+        return download;
+    case JOB_UPLOAD:
+        return upload;
+    default:
+        return {0, 0};
+    }
+}
+
 // Something moved since the last call of the same try, or everything has moved already.
 static bool is_active(timeout_info_t *timeout, const amount_t &amount)
 {
@@ -151,10 +163,7 @@ int cb_progress(void *context, double dltotal, double dlnow, double ultotal, dou
     timeout_info_t *timeout = info->timeout_info;
     const uint32_t kind = info->job->module_info.exec;
     const bool moves_data = kind == JOB_DOWNLOAD || kind == JOB_UPLOAD;
-    const amount_t none{0, 0};
-    const amount_t amount = kind == JOB_DOWNLOAD ? amount_t{dltotal, dlnow}
-                            : kind == JOB_UPLOAD ? amount_t{ultotal, ulnow}
-                                                 : none;
+    const amount_t amount = amount_of(kind, {dltotal, dlnow}, {ultotal, ulnow});
 
     const bool active = !moves_data || is_active(timeout, amount);
     bool abort = kind == JOB_DOWNLOAD && exceeds_limit(info->handle, amount);

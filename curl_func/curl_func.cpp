@@ -2,7 +2,7 @@
 
 #include "curl_func/job.h"
 #include "curl_func/worker.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 #include <cerrno>
 #include <cstring>

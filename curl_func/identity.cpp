@@ -1,7 +1,7 @@
 #include "curl_func/identity.h"
 
 #include "platform/secure.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <openssl/ssl.h>

@@ -1,6 +1,6 @@
 #include "curl_func/job.h"
 
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 
 #include <pthread.h>
 

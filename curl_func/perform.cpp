@@ -2,7 +2,7 @@
 
 #include "curl_func/callbacks.h"
 #include "curl_func/job.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <climits>

@@ -1,7 +1,7 @@
 #include "curl_func/session.h"
 
 #include "curl_func/job.h"
-#include "strutil/log.h"
+#include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
 #include <span>

@@ -215,6 +215,6 @@ void curl_e_perform(curl_e_handle_t *rec)
     const auto play = wrapper_.tries.front();
     wrapper_.tries.pop_front();
     play(rec);
-    if (rec->error == 0 && rec->curl_code != 0)
+    if (wrapper_.explains && rec->error == 0 && rec->curl_code != 0)
         rec->error = FTPCD_ERR_NETWORK;
 }

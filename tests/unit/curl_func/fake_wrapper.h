@@ -20,6 +20,7 @@ struct fake_wrapper {
     // One for each try that the engine makes, played on the handle with a clear result block.
     std::deque<std::function<void(curl_e_handle_t *)>> tries;
     int performed = 0;
+    bool explains = true; // a CURLcode without an error becomes error 16, as after a real transfer
 
     // What the getters give; negative: they fail.
     double total_time_s = 0;
@@ -45,6 +46,6 @@ struct fake_wrapper {
 
 extern fake_wrapper wrapper_;
 
-// A try that ends so. A CURLcode without an error gets error 16, as the wrapper does it.
+// A try that ends so.
 std::function<void(curl_e_handle_t *)> ends_with(int32_t error, int32_t curl_code = 0,
                                                  int32_t response_code = 0);

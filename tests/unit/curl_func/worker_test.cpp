@@ -125,20 +125,25 @@ TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
     EXPECT_EQ(content(path("local")), "<none>");
 }
 
-TEST_F(Worker, ALibcurlErrorThatNothingExplainsIsANetworkError)
+TEST_F(Worker, ALibcurlErrorThatNothingExplainsIsANetworkErrorAndIsNotTriedAgain)
 {
-    // The wrapper explains every failure of a transfer; what is left is a getter's CURLcode.
-    script([](curl_e_handle_t *handle) {
-        handle->error = -1; // keeps the fake from explaining it
-        handle->curl_code = 56;
-    });
-    system.while_asleep = [] { ADD_FAILURE() << "tried again"; };
-    EXPECT_EQ(run(JOB_DOWNLOAD), static_cast<uint32_t>(-1));
+    write("local", "x");
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO}) {
+        wrapper_ = {};
+        wrapper_.explains = false; // as when the connection before an SFTP transfer fails
+        script(ends_with(0, 56));
+        EXPECT_EQ(run(kind), 16u);
+        EXPECT_EQ(shown.curl_code, 56u);
+        EXPECT_EQ(logged(), lines{});
+    }
+}
 
-    curlf_info_.module_info.running = 1;
-    script([](curl_e_handle_t *handle) { handle->curl_code = 7; });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
-    EXPECT_EQ(shown.curl_code, 7u);
+TEST_F(Worker, AFileThatIsMissingBeforeTheListingIsNoAnswer)
+{
+    wrapper_.explains = false;
+    script(ends_with(0, 78));
+    EXPECT_EQ(run(JOB_DL_FILE_INFO), 16u);
+    EXPECT_EQ(remote_file.looked_up, 0u);
 }
 
 TEST_F(Worker, TheOutcomeIsStoredBeforeTheHandleIsReleased)
