@@ -14,7 +14,9 @@ MIB = 1 << 20
 
 def is_cancelled(kind):
     begin = time.monotonic()
-    assert client.ask_raw(client.head(4, 0)) == client.head(4, 12) + bytes(8) + kind.to_bytes(4, "little")
+    assert client.ask_raw(client.head(4, 0)) == client.head(4, 12) + bytes(8) + kind.to_bytes(
+        4, "little"
+    )
     taken_s = time.monotonic() - begin
     state = client.state()
     assert state[:6] == (0, 0, 0, kind, wire.CANCELED, 1)
@@ -26,10 +28,15 @@ def only_the_next_job_is_announced(network_manager, local):
     (local / "next").write_bytes(b"")
     assert client.upload(local / "next", "next", port=1) == (0, 0)
     network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED, wire.NOTICE_UPLOAD]
+    assert [notice.code for notice in network_manager.notices] == [
+        wire.NOTICE_STARTED,
+        wire.NOTICE_UPLOAD,
+    ]
 
 
-def test_a_cancelled_download_removes_its_file_and_sends_no_notice(daemon, scripted, network_manager, local):
+def test_a_cancelled_download_removes_its_file_and_sends_no_notice(
+    daemon, scripted, network_manager, local
+):
     server = scripted(Plan(send=send_then("stall", 1000)), files={"a": bytes(2000)})
     client.download("a", local / "a")
     server.stalled.wait(30)
@@ -40,7 +47,9 @@ def test_a_cancelled_download_removes_its_file_and_sends_no_notice(daemon, scrip
     only_the_next_job_is_announced(network_manager, local)
 
 
-def test_a_cancelled_upload_keeps_its_file_and_sends_no_notice(daemon, scripted, network_manager, local):
+def test_a_cancelled_upload_keeps_its_file_and_sends_no_notice(
+    daemon, scripted, network_manager, local
+):
     server = scripted(Plan(take=take_slowly(10 * MIB)))
     with open(local / "a", "wb") as file:
         file.truncate(512 * MIB)
@@ -52,10 +61,17 @@ def test_a_cancelled_upload_keeps_its_file_and_sends_no_notice(daemon, scripted,
     only_the_next_job_is_announced(network_manager, local)
 
 
-@pytest.mark.parametrize("plan", [
-    Plan(greeting=Silence), Plan(replies={"PASS": Silence}), Plan(replies={"RETR": Silence}),
-    Plan(closing=Silence), Plan(replies={"QUIT": Silence, "RETR": "150 wait"}),
-], ids=["greeting", "PASS", "RETR", "226", "QUIT"])
+@pytest.mark.parametrize(
+    "plan",
+    [
+        Plan(greeting=Silence),
+        Plan(replies={"PASS": Silence}),
+        Plan(replies={"RETR": Silence}),
+        Plan(closing=Silence),
+        Plan(replies={"QUIT": Silence, "RETR": "150 wait"}),
+    ],
+    ids=["greeting", "PASS", "RETR", "226", "QUIT"],
+)
 def test_a_cancel_is_quick_wherever_the_server_stalls(daemon, scripted, local, plan):
     server = scripted(plan, files={"a": b"1"})
     client.download("a", local / "a")
@@ -80,7 +96,9 @@ def test_a_cancelled_job_is_not_tried_again(daemon, scripted, network_manager, l
     assert log.count(r"retry\(") == 0
 
 
-def test_a_cancel_during_the_pause_before_a_retry_is_heard(daemon, scripted, network_manager, log, local):
+def test_a_cancel_during_the_pause_before_a_retry_is_heard(
+    daemon, scripted, network_manager, log, local
+):
     server = scripted(Plan(send=send_then("reset", 100)), files={"a": bytes(1000)})
     client.download("a", local / "a")
     log.wait_for(r"retry\(1\)\n$")
@@ -108,7 +126,9 @@ def test_the_daemon_takes_jobs_after_a_cancel(daemon, scripted, network_manager,
     assert client.state()[:6] == (0, 0, 0, 1, 0, 0)
 
 
-def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(daemon, scripted, network_manager, local):
+def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(
+    daemon, scripted, network_manager, local
+):
     scripted(files={"a": b"1"})
     assert client.cancel() == (1, 2, 0)
     assert client.state().cancel == 1
@@ -118,10 +138,13 @@ def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(daemon, scripted,
 
 
 @pytest.mark.timeout(240)
-def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_job(daemon, scripted, network_manager,
-                                                                                   log, local):
-    """The loop serves a request before it looks for a finished job: a request that waits when the worker ends meets it
-    unjoined. To hit that, the job is let go right behind a reply, when the loop begins its 100 ms of sleep."""
+def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_job(
+    daemon, scripted, network_manager, log, local
+):
+    """The loop serves a request before it looks for a finished job: a request that waits when the
+    worker ends meets it unjoined. To hit that, the job is let go right behind a reply, when the
+    loop begins its 100 ms of sleep.
+    """
     plan = Plan(replies={"RETR": "550 gone"})
     for attempt in range(30):
         server = scripted(plan, files={"a": b"1"}, port=2100 + attempt)
@@ -139,7 +162,9 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
         assert answer in ((0, 0), (1, wire.BUSY))
         expected = before + (2 if answer == (0, 0) else 1)
         wait_until(lambda: len(network_manager.notices) == expected, "the reports of this attempt")
-        client.download("a", local / "a", protocol=wire.ZIXI_4)  # so that the next reply is not (0, 3)
+        client.download(
+            "a", local / "a", protocol=wire.ZIXI_4
+        )  # so that the next reply is not (0, 3)
         assert client.download("a", local / "a", port=1) == (0, 0)
         wait_until(lambda: len(network_manager.notices) == expected + 1, "a report")
     else:

@@ -9,8 +9,11 @@ from harness.scripted import Plan, send_then
 from harness.waiting import wait_until
 
 
-NOTICES = {wire.DOWNLOAD: wire.NOTICE_DOWNLOAD, wire.UPLOAD: wire.NOTICE_UPLOAD,
-           wire.DL_FILE_INFO: wire.NOTICE_FILE_INFO}
+NOTICES = {
+    wire.DOWNLOAD: wire.NOTICE_DOWNLOAD,
+    wire.UPLOAD: wire.NOTICE_UPLOAD,
+    wire.DL_FILE_INFO: wire.NOTICE_FILE_INFO,
+}
 
 
 def words(*values):
@@ -31,7 +34,9 @@ def test_no_operation_repeats_the_detail_of_the_last_start_but_not_its_result(da
     assert client.nothing() == (0, 15)
 
 
-def test_no_operation_detail_is_zero_again_after_a_start_that_worked(daemon, scripted, network_manager, local):
+def test_no_operation_detail_is_zero_again_after_a_start_that_worked(
+    daemon, scripted, network_manager, local
+):
     scripted(files={"a": b"x"})
     client.download("a", local / "a", protocol=wire.ZIXI_4)
     assert client.download("a", local / "a") == (0, 0)
@@ -60,9 +65,14 @@ def test_state_shows_a_running_job(daemon, scripted, local):
     assert state.exec_info.retry_count == 0
 
 
-@pytest.mark.parametrize("command, kind", [(wire.DOWNLOAD, 1), (wire.UPLOAD, 2), (wire.DL_FILE_INFO, 3)],
-                         ids=["download", "upload", "file_info"])
-def test_state_tells_the_kind_and_outcome_of_the_last_job(daemon, network_manager, local, command, kind):
+@pytest.mark.parametrize(
+    "command, kind",
+    [(wire.DOWNLOAD, 1), (wire.UPLOAD, 2), (wire.DL_FILE_INFO, 3)],
+    ids=["download", "upload", "file_info"],
+)
+def test_state_tells_the_kind_and_outcome_of_the_last_job(
+    daemon, network_manager, local, command, kind
+):
     (local / "a").write_bytes(b"x")
     # Nobody listens on port 1: result 16, libcurl's 7.
     assert client.start(command, remote_path="a", local_path=local / "a", port=1) == (0, 0)
@@ -100,7 +110,9 @@ def test_file_information_before_any_job_is_all_zero(daemon):
 def test_file_information_of_the_zixi_engine_is_a_fixed_block(daemon, local):
     client.download("a", local / "a", protocol=wire.ZIXI_4)
     minus_1 = 0xFFFFFFFF
-    fixed = words(0, 0, 1, 0, minus_1, minus_1, minus_1, minus_1, minus_1, minus_1, minus_1, 65535, 0)
+    fixed = words(
+        0, 0, 1, 0, minus_1, minus_1, minus_1, minus_1, minus_1, minus_1, minus_1, 65535, 0
+    )
     assert client.ask(wire.GET_FILE_INFO)[:52] == fixed
 
 
@@ -127,8 +139,9 @@ def test_commands_without_a_body_ignore_one(daemon):
 
 
 @pytest.mark.parametrize("start", ["download", "upload", "file_info"])
-def test_a_start_while_a_job_runs_is_refused_with_3_and_harms_nothing(daemon, scripted, network_manager, log,
-                                                                     local, start):
+def test_a_start_while_a_job_runs_is_refused_with_3_and_harms_nothing(
+    daemon, scripted, network_manager, log, local, start
+):
     server = scripted(Plan(replies={"RETR": "150 wait"}), files={"a": b"abc"})
     client.download("a", local / "a", username="first")
     server.wait_for_command("RETR")
@@ -139,8 +152,11 @@ def test_a_start_while_a_job_runs_is_refused_with_3_and_harms_nothing(daemon, sc
         "file_info": lambda: client.file_info("b", port=1),
     }[start]
     assert refused() == (1, wire.BUSY)
-    number, name = {"download": (393, "command_download"), "upload": (433, "command_upload"),
-                    "file_info": (570, "command_dl_file_info")}[start]
+    number, name = {
+        "download": (393, "command_download"),
+        "upload": (433, "command_upload"),
+        "file_info": (570, "command_dl_file_info"),
+    }[start]
     log.wait_for(rf"^error: ftp_clientd\({number}\): {name}\(\): Failed\(3\)\n$")
     state = client.state()
     assert state[:6] == (0, 0, 1, 1, 0, 0)

@@ -9,8 +9,24 @@ from harness import client, wire
 from harness.scripted import HangUp, Plan, send_pieces, send_then
 
 # Names that need care in a URL, in an FTP command, or in both.
-NAMES = ["a b.txt", "100%.txt", "x%41y", "grüße.txt", "日本.bin", "a+b&c=d;e", "it's (1) [2]", "@home:1", "a,b!c$d*e",
-         '"quoted"', "<>{}^|", "back\\slash", "~tilde", "trailing ", "%2F", "dir with blank/ü %/file"]
+NAMES = [
+    "a b.txt",
+    "100%.txt",
+    "x%41y",
+    "grüße.txt",
+    "日本.bin",
+    "a+b&c=d;e",
+    "it's (1) [2]",
+    "@home:1",
+    "a,b!c$d*e",
+    '"quoted"',
+    "<>{}^|",
+    "back\\slash",
+    "~tilde",
+    "trailing ",
+    "%2F",
+    "dir with blank/ü %/file",
+]
 
 
 def content_of(size):
@@ -32,24 +48,34 @@ def test_a_small_file_arrives_whole(daemon, vsftpd, network_manager, local, size
     assert notice.outcome == (0, 0)
     done = notice.exec_info
     assert (done.total_size, done.transferred_size) == (size, size)
-    assert (done.curl_code, done.response_code_type, done.response_code, done.retry_count) == (0, 1, 226, 0)
+    assert (done.curl_code, done.response_code_type, done.response_code, done.retry_count) == (
+        0,
+        1,
+        226,
+        0,
+    )
     assert 0 < done.elapsed_time < 30
     assert (local / "a").read_bytes() == content_of(size)
 
 
 @pytest.mark.parametrize("size", [4097, 5000, 1 << 20])
-def test_a_file_announced_above_the_limit_fails_with_12(daemon, vsftpd, network_manager, log, local, size):
+def test_a_file_announced_above_the_limit_fails_with_12(
+    daemon, vsftpd, network_manager, log, local, size
+):
     vsftpd.put("a.bin", content_of(size))
     client.download("a.bin", local / "a")
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.SIZE_LIMIT)
     assert notice.exec_info.curl_code == 42
     assert notice.exec_info.retry_count == 0
-    line = log.wait_for(r"^error: curl_func\(1569\): Download file size limit exceeded\. size:\d+ of \d+, limit: 4096\n$")
+    line = log.wait_for(
+        r"^error: curl_func\(1569\): Download file size limit exceeded\. "
+        r"size:\d+ of \d+, limit: 4096\n$"
+    )
     assert f" of {size}," in line.text
     # What had arrived stays.
     stored = (local / "a").read_bytes()
-    assert stored == content_of(size)[:len(stored)]
+    assert stored == content_of(size)[: len(stored)]
 
 
 def unannounced(**plan):
@@ -58,7 +84,9 @@ def unannounced(**plan):
 
 
 @pytest.mark.parametrize("size", [0, 1, 4096])
-def test_an_unannounced_size_up_to_the_limit_is_fine(daemon, scripted, network_manager, local, size):
+def test_an_unannounced_size_up_to_the_limit_is_fine(
+    daemon, scripted, network_manager, local, size
+):
     scripted(unannounced(send=send_pieces(1000)), files={"a": content_of(size)})
     client.download("a", local / "a")
     notice = downloaded(network_manager)
@@ -68,16 +96,26 @@ def test_an_unannounced_size_up_to_the_limit_is_fine(daemon, scripted, network_m
     assert (local / "a").read_bytes() == content_of(size)
 
 
-def test_an_unannounced_size_above_the_limit_fails_with_12(daemon, scripted, network_manager, log, local):
+def test_an_unannounced_size_above_the_limit_fails_with_12(
+    daemon, scripted, network_manager, log, local
+):
     scripted(unannounced(), files={"a": content_of(4097)})
     client.download("a", local / "a")
     assert downloaded(network_manager).outcome == (1, wire.SIZE_LIMIT)
-    log.wait_for(r"^error: curl_func\(1569\): Download file size limit exceeded\. size:4097 of 0, limit: 4096\n$")
+    log.wait_for(
+        r"^error: curl_func\(1569\): Download file size limit exceeded\. "
+        r"size:4097 of 0, limit: 4096\n$"
+    )
 
 
 def test_a_size_told_by_the_opening_line_counts(daemon, scripted, network_manager, local):
-    scripted(Plan(replies={"SIZE": "502 what?"}, opening="150 Opening BINARY mode data connection (5000 bytes)."),
-             files={"a": content_of(5000)})
+    scripted(
+        Plan(
+            replies={"SIZE": "502 what?"},
+            opening="150 Opening BINARY mode data connection (5000 bytes).",
+        ),
+        files={"a": content_of(5000)},
+    )
     client.download("a", local / "a")
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.SIZE_LIMIT)
@@ -118,8 +156,12 @@ def test_a_missing_remote_file_is_a_network_error(daemon, vsftpd, network_manage
     client.download("missing", local / "a")
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert (notice.exec_info.curl_code, notice.exec_info.response_code_type, notice.exec_info.response_code,
-            notice.exec_info.retry_count) == (78, 1, 550, 0)
+    assert (
+        notice.exec_info.curl_code,
+        notice.exec_info.response_code_type,
+        notice.exec_info.response_code,
+        notice.exec_info.retry_count,
+    ) == (78, 1, 550, 0)
 
 
 def test_a_missing_remote_folder_is_access_denied(daemon, vsftpd, network_manager, local):
@@ -129,18 +171,30 @@ def test_a_missing_remote_folder_is_access_denied(daemon, vsftpd, network_manage
     assert (notice.exec_info.curl_code, notice.exec_info.response_code) == (9, 550)
 
 
-def test_a_wrong_password_is_a_network_error_and_not_tried_again(daemon, vsftpd, network_manager, local):
+def test_a_wrong_password_is_a_network_error_and_not_tried_again(
+    daemon, vsftpd, network_manager, local
+):
     client.download("a", local / "a", password="wrong")
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert (notice.exec_info.curl_code, notice.exec_info.response_code, notice.exec_info.retry_count) == (67, 530, 0)
+    assert (
+        notice.exec_info.curl_code,
+        notice.exec_info.response_code,
+        notice.exec_info.retry_count,
+    ) == (67, 530, 0)
 
 
-def test_a_server_that_is_gone_is_a_network_error_and_not_tried_again(daemon, network_manager, local):
+def test_a_server_that_is_gone_is_a_network_error_and_not_tried_again(
+    daemon, network_manager, local
+):
     client.download("a", local / "a")
     notice = downloaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert (notice.exec_info.curl_code, notice.exec_info.response_code, notice.exec_info.retry_count) == (7, 0, 0)
+    assert (
+        notice.exec_info.curl_code,
+        notice.exec_info.response_code,
+        notice.exec_info.retry_count,
+    ) == (7, 0, 0)
 
 
 @pytest.mark.parametrize("host", ["no.such.host.invalid", ""], ids=["unknown", "empty"])
@@ -168,7 +222,9 @@ def test_a_local_folder_that_is_missing_fails_with_9(daemon, scripted, network_m
     assert not server.sessions
 
 
-def test_a_full_disk_fails_with_9_or_is_logged_at_the_flush(daemon, scripted, network_manager, log, local):
+def test_a_full_disk_fails_with_9_or_is_logged_at_the_flush(
+    daemon, scripted, network_manager, log, local
+):
     scripted(files={"a": bytes(4096)})
     client.download("a", "/dev/full")
     downloaded(network_manager)
@@ -194,8 +250,12 @@ def test_more_than_the_announced_size_is_cut_off(daemon, scripted, network_manag
     assert (local / "a").read_bytes() == b"only"
 
 
-@pytest.mark.parametrize("reply", ["426 broken", "451 error in local processing", "550 changed my mind"])
-def test_a_bad_last_reply_fails_although_all_data_came(daemon, scripted, network_manager, local, reply):
+@pytest.mark.parametrize(
+    "reply", ["426 broken", "451 error in local processing", "550 changed my mind"]
+)
+def test_a_bad_last_reply_fails_although_all_data_came(
+    daemon, scripted, network_manager, local, reply
+):
     scripted(Plan(closing=reply), files={"a": b"all of it"})
     client.download("a", local / "a")
     notice = downloaded(network_manager)
@@ -204,8 +264,9 @@ def test_a_bad_last_reply_fails_although_all_data_came(daemon, scripted, network
     assert notice.exec_info.response_code == int(reply[:3])
 
 
-def test_a_data_connection_that_ends_early_without_an_announced_size_ends_the_file(daemon, scripted, network_manager,
-                                                                                  local):
+def test_a_data_connection_that_ends_early_without_an_announced_size_ends_the_file(
+    daemon, scripted, network_manager, local
+):
     scripted(unannounced(send=send_then("close", 10)), files={"a": content_of(20)})
     client.download("a", local / "a")
     assert downloaded(network_manager).outcome == (0, 0)
@@ -213,7 +274,9 @@ def test_a_data_connection_that_ends_early_without_an_announced_size_ends_the_fi
 
 
 @pytest.mark.parametrize("verb, curl_code", [("PASV", 13), ("TYPE", 17), ("RETR", 19)])
-def test_a_refused_step_is_a_network_error(daemon, scripted, network_manager, local, verb, curl_code):
+def test_a_refused_step_is_a_network_error(
+    daemon, scripted, network_manager, local, verb, curl_code
+):
     scripted(Plan(replies={verb: "500 no"}), files={"a": b"1"})
     client.download("a", local / "a")
     notice = downloaded(network_manager)
@@ -221,7 +284,9 @@ def test_a_refused_step_is_a_network_error(daemon, scripted, network_manager, lo
     assert (notice.exec_info.curl_code, notice.exec_info.response_code) == (curl_code, 500)
 
 
-def test_a_foreign_address_in_the_passive_reply_is_not_used(daemon, scripted, network_manager, local):
+def test_a_foreign_address_in_the_passive_reply_is_not_used(
+    daemon, scripted, network_manager, local
+):
     scripted(Plan(passive_address="203,0,113,9"), files={"a": b"1"})
     client.download("a", local / "a")
     assert downloaded(network_manager).outcome == (0, 0)
@@ -232,21 +297,38 @@ def test_the_commands_of_a_passive_download(daemon, scripted, network_manager, l
     server = scripted(files={"f": b"1"})
     client.download("d/e/f", local / "a")
     downloaded(network_manager)
-    assert server.commands == ["USER alice", "PASS secret", "PWD", "CWD d", "CWD e", "PASV", "TYPE I", "SIZE f",
-                               "RETR f", "QUIT"]
+    assert server.commands == [
+        "USER alice",
+        "PASS secret",
+        "PWD",
+        "CWD d",
+        "CWD e",
+        "PASV",
+        "TYPE I",
+        "SIZE f",
+        "RETR f",
+        "QUIT",
+    ]
 
 
 def test_an_active_download_uses_port_and_not_eprt(daemon, scripted, network_manager, local):
     server = scripted(files={"f": b"1"})
     client.download("f", local / "a", passive_mode=0)
     assert downloaded(network_manager).outcome == (0, 0)
-    assert [command.split(" ")[0] for command in server.commands][:4] == ["USER", "PASS", "PWD", "PORT"]
+    assert [command.split(" ")[0] for command in server.commands][:4] == [
+        "USER",
+        "PASS",
+        "PWD",
+        "PORT",
+    ]
 
 
 def test_proxies_of_the_environment_are_ignored(unstarted, scripted, network_manager, local):
     proxy = "http://127.0.0.1:1"
     scripted(files={"a": b"1"})
-    unstarted.launch(ftp_proxy=proxy, http_proxy=proxy, https_proxy=proxy, all_proxy=proxy, ALL_PROXY=proxy)
+    unstarted.launch(
+        ftp_proxy=proxy, http_proxy=proxy, https_proxy=proxy, all_proxy=proxy, ALL_PROXY=proxy
+    )
     unstarted.find()
     client.download("a", local / "a")
     assert downloaded(network_manager).outcome == (0, 0)
@@ -259,7 +341,9 @@ def test_empty_credentials_are_sent_empty(daemon, scripted, network_manager, loc
     assert server.commands[:2] == ["USER ", "PASS "]
 
 
-def test_a_control_connection_closed_before_the_last_reply_is_tried_again(fast_daemon, scripted, network_manager, local):
+def test_a_control_connection_closed_before_the_last_reply_is_tried_again(
+    fast_daemon, scripted, network_manager, local
+):
     scripted(Plan(closing=HangUp), Plan(), files={"a": b"1"})
     client.download("a", local / "a")
     notice = downloaded(network_manager)

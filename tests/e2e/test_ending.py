@@ -9,7 +9,7 @@ import pytest
 
 from harness import client, wire
 from harness.client import CONTROL_SOCKET
-from harness.daemon import Daemon
+from harness.daemon import Daemon, sanitizer_reports
 from harness.network_manager import NetworkManager
 from harness.scripted import Plan, Silence, take_slowly
 from harness.waiting import wait_until
@@ -27,18 +27,24 @@ def upload_without_end(scripted, local):
     return server
 
 
-@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"])
+@pytest.mark.parametrize(
+    "number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"]
+)
 def test_a_signal_ends_an_idle_daemon_with_status_0(daemon, log, number):
-    before = len(log.lines)
+    log.wait_for(r"^zixi_func\(180\)")  # the last line of the start
+    before = log.texts
     assert daemon.stop(number) == 0
     # Nothing is said about it, and the socket file stays for the next run to replace.
-    assert len(log.lines) == before
+    assert log.texts == before
     assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
 
 
-@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"])
-def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(daemon, scripted, network_manager, local,
-                                                                        number):
+@pytest.mark.parametrize(
+    "number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"]
+)
+def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(
+    daemon, scripted, network_manager, local, number
+):
     upload_without_end(scripted, local)
     wait_until(lambda: client.state().exec_info.transferred_size > 0, "data on its way")
     begin = time.monotonic()
@@ -49,8 +55,11 @@ def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(daemon, 
     assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED]
 
 
-@pytest.mark.parametrize("plan", [Plan(greeting=Silence), Plan(replies={"QUIT": Silence}),
-                                  Plan(replies={"RETR": Silence})], ids=["greeting", "QUIT", "RETR"])
+@pytest.mark.parametrize(
+    "plan",
+    [Plan(greeting=Silence), Plan(replies={"QUIT": Silence}), Plan(replies={"RETR": Silence})],
+    ids=["greeting", "QUIT", "RETR"],
+)
 def test_a_signal_while_the_server_is_silent_ends_with_status_0(daemon, scripted, local, plan):
     server = scripted(plan, files={"a": b"1"})
     client.download("a", local / "a")
@@ -97,3 +106,4 @@ def test_ending_in_the_middle_of_an_upload_never_crashes(log, console, scripted,
         time.sleep(ending % 10 / 100)  # not a wait: spreads the moments of the signal
         assert daemon.stop((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[ending % 3]) == 0
     assert "runtime error:" not in console.text
+    assert not sanitizer_reports()

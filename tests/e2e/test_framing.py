@@ -58,8 +58,11 @@ def test_a_request_in_single_bytes_is_put_together(daemon, network_manager, loca
     network_manager.wait_for(wire.NOTICE_DOWNLOAD)
 
 
-@pytest.mark.parametrize("sent", [b"", client.head(0, 0)[:7], client.head(1, 2080), client.head(1, 2080) + bytes(2079)],
-                         ids=["nothing", "7-of-header", "header-only", "all-but-a-byte"])
+@pytest.mark.parametrize(
+    "sent",
+    [b"", client.head(0, 0)[:7], client.head(1, 2080), client.head(1, 2080) + bytes(2079)],
+    ids=["nothing", "7-of-header", "header-only", "all-but-a-byte"],
+)
 def test_a_client_that_stalls_is_given_up_after_ten_seconds(fast_daemon, log, sent):
     with client.connect() as connection:
         connection.sendall(sent)
@@ -101,7 +104,10 @@ def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
     before_kib = daemon.resident_kib()
     assert client.ask_raw(client.head(1, 0xFFFFFFFF) + bytes(4096), shut=True) == NO_OPERATION
     # What malloc says to it is the machine's choice.
-    log.wait_for(r"^error: ftp_clientd_if\((725\): Failed: malloc\(\)|737\): recvn\(\): incomplete\(4096 of -1\))\n$")
+    log.wait_for(
+        r"^error: ftp_clientd_if\("
+        r"(725\): Failed: malloc\(\)|737\): recvn\(\): incomplete\(4096 of -1\))\n$"
+    )
     assert daemon.resident_kib() - before_kib < 4096
     served(daemon)
 
@@ -115,7 +121,9 @@ def test_a_client_that_leaves_before_the_reply_is_logged_as_a_broken_pipe(daemon
     served(daemon)
 
 
-@pytest.mark.parametrize("command, number", [(1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)])
+@pytest.mark.parametrize(
+    "command, number", [(1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)]
+)
 def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log, command, number):
     # Starts are refused: their body is empty.
     with client.connect() as connection:

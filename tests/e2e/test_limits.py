@@ -19,30 +19,47 @@ def run(network_manager, local, **fields):
     return notice, (time.monotonic() - begin) * SPEED
 
 
-@pytest.mark.parametrize("plan", [RETR_SILENT, Plan(send=send_then("stall", 0)), Plan(send=send_then("stall", 100))],
-                         ids=["before-data", "connected", "mid-data"])
-def test_nothing_moving_for_sixty_seconds_ends_a_download_with_14(fast_daemon, scripted, network_manager, log, local,
-                                                                  plan):
+@pytest.mark.parametrize(
+    "plan",
+    [RETR_SILENT, Plan(send=send_then("stall", 0)), Plan(send=send_then("stall", 100))],
+    ids=["before-data", "connected", "mid-data"],
+)
+def test_nothing_moving_for_sixty_seconds_ends_a_download_with_14(
+    fast_daemon, scripted, network_manager, log, local, plan
+):
     scripted(plan, files={"a": bytes(200)})
     notice, taken_s = run(network_manager, local)
     assert notice.outcome == (1, wire.TIMEOUT)
     assert notice.exec_info.curl_code == 42
     assert 60 <= notice.exec_info.elapsed_time < 75
     assert 58 < taken_s < 110
-    log.wait_for(r"^error: curl_func\(1619\): Timeout has occurred: \[elapsed_time\] 6\d, \[last_updated_time\] \d\n$")
+    log.wait_for(
+        r"^error: curl_func\(1619\): Timeout has occurred: "
+        r"\[elapsed_time\] 6\d, \[last_updated_time\] \d\n$"
+    )
 
 
-def test_a_download_that_was_given_up_keeps_what_it_got(fast_daemon, scripted, network_manager, local):
+def test_a_download_that_was_given_up_keeps_what_it_got(
+    fast_daemon, scripted, network_manager, local
+):
     scripted(Plan(send=send_then("stall", 100)), files={"a": bytes(range(200))})
     run(network_manager, local)
     assert (local / "a").read_bytes() == bytes(range(100))
 
 
-@pytest.mark.parametrize("plan", [Plan(greeting=Silence), Plan(replies={"USER": Silence}),
-                                  Plan(replies={"PASS": Silence}), Plan(replies={"PWD": Silence})],
-                         ids=["greeting", "USER", "PASS", "PWD"])
-def test_a_server_silent_before_the_login_is_done_is_given_up_after_sixty_seconds(fast_daemon, scripted,
-                                                                                  network_manager, local, plan):
+@pytest.mark.parametrize(
+    "plan",
+    [
+        Plan(greeting=Silence),
+        Plan(replies={"USER": Silence}),
+        Plan(replies={"PASS": Silence}),
+        Plan(replies={"PWD": Silence}),
+    ],
+    ids=["greeting", "USER", "PASS", "PWD"],
+)
+def test_a_server_silent_before_the_login_is_done_is_given_up_after_sixty_seconds(
+    fast_daemon, scripted, network_manager, local, plan
+):
     scripted(plan)
     notice, taken_s = run(network_manager, local)
     # Which of two limits sees it first is a matter of chance.
@@ -60,7 +77,9 @@ def test_slow_but_steady_is_not_given_up(fast_daemon, scripted, network_manager,
     assert (local / "a").read_bytes() == b"abc"
 
 
-def test_a_missing_last_reply_ends_with_28_after_sixty_seconds(fast_daemon, scripted, network_manager, local):
+def test_a_missing_last_reply_ends_with_28_after_sixty_seconds(
+    fast_daemon, scripted, network_manager, local
+):
     """All bytes have come, so this is not inactivity."""
     scripted(Plan(closing=Silence), files={"a": b"abc"})
     notice, taken_s = run(network_manager, local)
@@ -70,15 +89,22 @@ def test_a_missing_last_reply_ends_with_28_after_sixty_seconds(fast_daemon, scri
     assert (local / "a").read_bytes() == b"abc"
 
 
-def test_an_active_data_connection_that_never_comes_is_given_up(fast_daemon, scripted, network_manager, local):
+def test_an_active_data_connection_that_never_comes_is_given_up(
+    fast_daemon, scripted, network_manager, local
+):
     scripted(Plan(replies={"RETR": "150 coming"}), files={"a": b"abc"})
     notice, taken_s = run(network_manager, local, passive_mode=0)
     # libcurl's own limit of sixty seconds for the accept, or the inactivity of sixty seconds.
-    assert (notice.outcome[1], notice.exec_info.curl_code) in ((wire.NETWORK, 12), (wire.TIMEOUT, 42))
+    assert (notice.outcome[1], notice.exec_info.curl_code) in (
+        (wire.NETWORK, 12),
+        (wire.TIMEOUT, 42),
+    )
     assert 58 < taken_s < 110
 
 
-def test_a_server_that_does_not_answer_quit_holds_the_job_two_seconds_only(daemon, scripted, network_manager, local):
+def test_a_server_that_does_not_answer_quit_holds_the_job_two_seconds_only(
+    daemon, scripted, network_manager, local
+):
     scripted(Plan(replies={"QUIT": Silence}), files={"a": b"abc"})
     begin = time.monotonic()
     client.download("a", local / "a")
@@ -87,7 +113,9 @@ def test_a_server_that_does_not_answer_quit_holds_the_job_two_seconds_only(daemo
     assert time.monotonic() - begin < 6
 
 
-def test_file_information_has_no_inactivity_limit_but_one_for_the_whole(fast_daemon, scripted, network_manager, local):
+def test_file_information_has_no_inactivity_limit_but_one_for_the_whole(
+    fast_daemon, scripted, network_manager, local
+):
     """A listing that stalls is ended after 180 seconds, and tried again; the second try works."""
     line = b"-rw-r--r--    1 alice    alice          12 Nov 20 09:18 a\r\n"
     scripted(Plan(listing=line, send=send_then("stall", 10)), Plan(listing=line))

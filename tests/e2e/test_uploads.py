@@ -32,7 +32,12 @@ def test_a_file_arrives_whole(daemon, vsftpd, network_manager, local, size, pass
     assert notice.outcome == (0, 0)
     done = notice.exec_info
     assert (done.total_size, done.transferred_size) == (size, size)
-    assert (done.curl_code, done.response_code_type, done.response_code, done.retry_count) == (0, 1, 226, 0)
+    assert (done.curl_code, done.response_code_type, done.response_code, done.retry_count) == (
+        0,
+        1,
+        226,
+        0,
+    )
     assert vsftpd.read("a.bin") == content_of(size)
 
 
@@ -69,24 +74,34 @@ def test_a_missing_local_file_fails_with_10(daemon, scripted, network_manager, l
     assert not server.sessions
 
 
-def test_a_local_folder_fails_with_10_when_it_is_read(daemon, scripted, network_manager, log, local):
+def test_a_local_folder_fails_with_10_when_it_is_read(
+    daemon, scripted, network_manager, log, local
+):
     scripted()
     client.upload(local, "a")
     assert uploaded(network_manager).outcome == (1, wire.LOCAL_READ)
     log.wait_for(r"^error: curl_func\(1504\): errno\(21\) Is a directory\n$")
 
 
-def test_a_folder_that_must_not_be_written_is_a_network_error(daemon, vsftpd, network_manager, local):
+def test_a_folder_that_must_not_be_written_is_a_network_error(
+    daemon, vsftpd, network_manager, local
+):
     vsftpd.path("closed").mkdir(mode=0o555)
     (local / "a").write_bytes(b"x")
     client.upload(local / "a", "closed/a")
     notice = uploaded(network_manager)
     assert notice.outcome == (1, wire.NETWORK)
-    assert (notice.exec_info.curl_code, notice.exec_info.response_code, notice.exec_info.retry_count) == (25, 553, 0)
+    assert (
+        notice.exec_info.curl_code,
+        notice.exec_info.response_code,
+        notice.exec_info.retry_count,
+    ) == (25, 553, 0)
 
 
 @pytest.mark.parametrize("reply, curl_code", [("452 disk full", 18), ("552 too much", 70)])
-def test_a_bad_last_reply_fails_although_all_data_went(daemon, scripted, network_manager, local, reply, curl_code):
+def test_a_bad_last_reply_fails_although_all_data_went(
+    daemon, scripted, network_manager, local, reply, curl_code
+):
     scripted(Plan(closing=reply))
     (local / "a").write_bytes(b"all of it")
     client.upload(local / "a", "a")
@@ -99,8 +114,13 @@ def test_the_state_shows_the_progress(daemon, scripted, local):
     scripted(Plan(take=take_slowly(20 * MIB)))
     (local / "a").write_bytes(bytes(64 * MIB))
     client.upload(local / "a", "a")
-    seen = [wait_until(lambda: state if (state := client.state()).exec_info.transferred_size > least else None,
-                       f"more than {least} bytes") for least in (0, 4 * MIB, 8 * MIB)]
+    seen = [
+        wait_until(
+            lambda: state if (state := client.state()).exec_info.transferred_size > least else None,
+            f"more than {least} bytes",
+        )
+        for least in (0, 4 * MIB, 8 * MIB)
+    ]
     assert all(state[:6] == (0, 0, 1, 2, 0, 0) for state in seen)
     assert {state.exec_info.total_size for state in seen} == {64 * MIB}
     assert seen[0].exec_info.elapsed_time < seen[2].exec_info.elapsed_time
@@ -111,27 +131,41 @@ def test_uploads_send_no_size_and_one_stor(daemon, scripted, network_manager, lo
     (local / "a").write_bytes(b"content")
     client.upload(local / "a", "d/f")
     uploaded(network_manager)
-    assert server.commands == ["USER alice", "PASS secret", "PWD", "CWD d", "PASV", "TYPE I", "STOR f", "QUIT"]
+    assert server.commands == [
+        "USER alice",
+        "PASS secret",
+        "PWD",
+        "CWD d",
+        "PASV",
+        "TYPE I",
+        "STOR f",
+        "QUIT",
+    ]
     assert server.stored == [("STOR", "f", b"content")]
 
 
 def interrupted_upload(vsftpd, network_manager, size):
     """Leaves the first half of a file on the server and lets the daemon look it up."""
-    vsftpd.put("a.bin", content_of(size)[:size // 2])
+    vsftpd.put("a.bin", content_of(size)[: size // 2])
     assert client.file_info("a.bin") == (0, 0)
     assert network_manager.wait_for(wire.NOTICE_FILE_INFO).outcome == (0, 0)
     information = client.get_file_info()
     assert (information.looked_up, information.exists, information.size) == (1, 1, size // 2)
 
 
-def test_an_upload_is_resumed_where_the_remote_file_ends(daemon, vsftpd, network_manager, log, local):
+def test_an_upload_is_resumed_where_the_remote_file_ends(
+    daemon, vsftpd, network_manager, log, local
+):
     size = 2 * MIB
     (local / "a").write_bytes(content_of(size))
     interrupted_upload(vsftpd, network_manager, size)
     assert client.upload(local / "a", "a.bin", resume=1) == (0, 0)
     notice = uploaded(network_manager)
     assert notice.outcome == (0, 0)
-    assert (notice.exec_info.total_size, notice.exec_info.transferred_size) == (size // 2, size // 2)
+    assert (notice.exec_info.total_size, notice.exec_info.transferred_size) == (
+        size // 2,
+        size // 2,
+    )
     log.wait_for(rf"^curl_func\(740\): last canceled file size: \({size // 2}\)\n$")
     assert vsftpd.read("a.bin") == content_of(size)
 
@@ -145,7 +179,9 @@ def test_only_the_low_byte_of_the_resume_word_counts(daemon, vsftpd, network_man
     assert vsftpd.read("a.bin") == content_of(size)
 
 
-def test_a_resume_without_an_earlier_look_fails_with_5(daemon, scripted, network_manager, log, local):
+def test_a_resume_without_an_earlier_look_fails_with_5(
+    daemon, scripted, network_manager, log, local
+):
     server = scripted()
     (local / "a").write_bytes(b"x")
     assert client.upload(local / "a", "a", resume=1) == (0, 0)
@@ -162,10 +198,16 @@ def test_a_local_file_is_only_read(daemon, vsftpd, network_manager, local):
     client.upload(path, "a")
     uploaded(network_manager)
     after = os.stat(path)
-    assert (before.st_mtime_ns, before.st_mode, before.st_size) == (after.st_mtime_ns, after.st_mode, after.st_size)
+    assert (before.st_mtime_ns, before.st_mode, before.st_size) == (
+        after.st_mtime_ns,
+        after.st_mode,
+        after.st_size,
+    )
 
 
-def test_a_server_that_stops_taking_before_the_end_is_a_network_error(daemon, scripted, network_manager, local):
+def test_a_server_that_stops_taking_before_the_end_is_a_network_error(
+    daemon, scripted, network_manager, local
+):
     """The source is all sent; the server kept less of it and says so."""
     scripted(Plan(take=take_then("close", 10), closing="426 lost it"))
     (local / "a").write_bytes(b"x" * 100)

@@ -44,7 +44,7 @@ def head(command, length):
 
 
 def ask_raw(data, shut=False):
-    """Sends the bytes and returns all that comes back; shut = sends nothing more, as a client that has gone."""
+    """Sends the bytes and returns all that comes back; shut = says that nothing more will come."""
     with connect() as connection:
         connection.sendall(data)
         if shut:

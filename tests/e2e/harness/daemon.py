@@ -17,7 +17,7 @@ _SANITIZER = f"log_path={REPORTS}:"
 
 
 def program():
-    """The command that starts the daemon: a path, or an emulator with its options in front of one."""
+    """The command that starts the daemon: a path, or an emulator with options before one."""
     return shlex.split(os.environ["FTP_CLIENTD"])
 
 
@@ -25,7 +25,8 @@ def environment(speed, extra):
     variables = {
         "PATH": os.environ["PATH"],
         "ASAN_OPTIONS": _SANITIZER + "verify_asan_link_order=0",
-        "TSAN_OPTIONS": _SANITIZER + "second_deadlock_stack=1",
+        # The daemon ends without waiting for its transfer.
+        "TSAN_OPTIONS": _SANITIZER + "report_thread_leaks=0",
         "UBSAN_OPTIONS": "print_stacktrace=1",
     }
     if speed != 1:
@@ -44,9 +45,10 @@ class Daemon:
         self._name = os.path.basename(program()[0])
 
     def launch(self, speed=1, wrapper=(), **extra_environment):
-        """Starts it, and waits for nothing. speed: of its clock; wrapper: a command to run it under."""
-        self._front = processes.spawn([*wrapper, *program()], env=environment(speed, extra_environment),
-                                      cwd=WORLD / "tmp")
+        """Starts it, waits for nothing. speed: of its clock; wrapper: a command to run it under."""
+        self._front = processes.spawn(
+            [*wrapper, *program()], env=environment(speed, extra_environment), cwd=WORLD / "tmp"
+        )
 
     def front_status(self):
         """Exit status of the process that was started; it ends when the daemon has left it."""
@@ -54,6 +56,7 @@ class Daemon:
 
     def find(self):
         """Waits for the process that stays: an orphan that leads no session."""
+
         def stayed():
             for process in processes.adopted(self._name):
                 if process.state == "Z":
@@ -68,14 +71,17 @@ class Daemon:
     def statuses_of_all(self):
         """Waits until all its processes have ended; their exit statuses, eldest first."""
         statuses = [self.front_status()]
-        wait_until(lambda: all(process.state == "Z" for process in processes.adopted(self._name)),
-                   "the end of all processes of the daemon")
+        wait_until(
+            lambda: all(process.state == "Z" for process in processes.adopted(self._name)),
+            "the end of all processes of the daemon",
+        )
         return statuses + [processes.reap(process.pid) for process in processes.adopted(self._name)]
 
     @property
     def running(self):
         return self.pid is not None and any(
-            process.pid == self.pid and process.state != "Z" for process in processes.processes())
+            process.pid == self.pid and process.state != "Z" for process in processes.processes()
+        )
 
     def send_signal(self, number):
         os.kill(self.pid, number)

@@ -1,4 +1,4 @@
-"""What the daemon logs and what it writes to the console, read all the time: it blocks when nobody reads."""
+"""What the daemon logs and writes to the console, always read: it blocks when nobody reads."""
 
 import os
 import re
@@ -11,6 +11,8 @@ from .waiting import DEADLINE_S, wait_until
 
 LOG_SOCKET = "/dev/log"
 CONSOLE = "/dev/console"
+IDENT = "libftp_clientd_if"
+MARK = b"read until here"
 LINE = re.compile(r"<(\d+)>(?:\S+ +\d+ [\d:]+ )?([^\[:]+)\[(\d+)\]: (.*)", re.DOTALL)
 
 
@@ -22,10 +24,12 @@ class LogLine(NamedTuple):
 
 
 class LogReader:
-    """Owns /dev/log."""
+    """Owns /dev/log; keeps what the daemon says (servers log there as well)."""
 
     def __init__(self):
         self.lines = []
+        self.grown = threading.Event()
+        self._marks = 0
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8 << 20)
         self._socket.bind(LOG_SOCKET)
@@ -34,13 +38,22 @@ class LogReader:
 
     def _read(self):
         while True:
-            raw = self._socket.recv(65536).decode("utf-8", "backslashreplace").rstrip("\0")
-            found = LINE.fullmatch(raw)
-            assert found, f"not a line of syslog: {raw!r}"
-            self.lines.append(LogLine(int(found[1]), found[2], int(found[3]), found[4]))
+            raw = self._socket.recv(65536)
+            if raw == MARK:
+                self._marks += 1
+                continue
+            found = LINE.fullmatch(raw.decode("utf-8", "backslashreplace").rstrip("\0"))
+            if found and found[2] == IDENT:
+                self.lines.append(LogLine(int(found[1]), found[2], int(found[3]), found[4]))
+                self.grown.set()
 
     @property
     def texts(self):
+        """All that was logged until now: lines wait in the socket until they are read."""
+        due = self._marks + 1
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as marker:
+            marker.sendto(MARK, self._socket.getsockname())
+        wait_until(lambda: self._marks >= due, "the log read up to now")
         return [line.text for line in self.lines]
 
     def errors(self):
@@ -51,8 +64,12 @@ class LogReader:
 
     def wait_for(self, pattern, times=1, deadline_s=DEADLINE_S):
         """The first line that holds the pattern, once there are that many."""
-        wait_until(lambda: self.count(pattern) >= times, f"{times} x {pattern!r} in the log", deadline_s)
-        return next(line for line in self.lines if re.search(pattern, line.text))
+
+        def found():
+            lines = [line for line in list(self.lines) if re.search(pattern, line.text)]
+            return lines[0] if len(lines) >= times else None
+
+        return wait_until(found, f"{times} x {pattern!r} in the log", deadline_s)
 
 
 class ConsoleReader:
@@ -60,7 +77,7 @@ class ConsoleReader:
 
     def __init__(self):
         self.data = b""
-        # Read-write: so there is always a reader, and the daemon's closing is not the end of the file.
+        # Read-write: then there is always a reader, and the daemon's closing is not its end.
         self._fd = os.open(CONSOLE, os.O_RDWR)
         threading.Thread(target=self._read, daemon=True).start()
 
@@ -74,4 +91,6 @@ class ConsoleReader:
 
     def drain(self):
         """Waits until all that was written has been read."""
-        wait_until(lambda: not select.select([self._fd], [], [], 0)[0], "the console read to its end")
+        wait_until(
+            lambda: not select.select([self._fd], [], [], 0)[0], "the console read to its end"
+        )

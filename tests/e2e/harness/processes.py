@@ -1,4 +1,4 @@
-"""Processes of this test. It is process 1 of its world, so every orphan becomes its child and can be waited for."""
+"""Processes of this test. It is process 1 of its world: every orphan becomes its child."""
 
 import os
 import pathlib
@@ -41,21 +41,24 @@ def processes():
             stat = (folder / "stat").read_text()
         except OSError:  # gone since
             continue
-        name = stat[stat.index("(") + 1:stat.rindex(")")]
-        state, parent, _, session = stat[stat.rindex(")") + 2:].split()[:4]
+        name = stat[stat.index("(") + 1 : stat.rindex(")")]
+        state, parent, _, session = stat[stat.rindex(")") + 2 :].split()[:4]
         yield Process(int(folder.name), name, state, int(parent), int(session))
 
 
 def adopted(name):
-    """Children of the test that it did not start itself, by pid: orphans that came to it, zombies included."""
+    """Children of the test that it did not start itself, by pid; zombies included."""
     own = {process.pid for process in _spawned}
-    found = [process for process in processes()
-             if process.parent == os.getpid() and process.name == name[:15] and process.pid not in own]
+    found = [
+        process
+        for process in processes()
+        if process.parent == os.getpid() and process.name == name[:15] and process.pid not in own
+    ]
     return sorted(found, key=lambda process: process.pid)
 
 
 def reap(pid, deadline_s=DEADLINE_S):
-    """Exit status of a child; -N when signal N ended it. Kills it and fails when it does not end."""
+    """Exit status of a child; -N when signal N ended it. Kills it and fails when it goes on."""
     ended = []
 
     def poll():

@@ -35,21 +35,25 @@ def send_all(session, data, content):
 
 def send_then(action, count, pieces=PIECE):
     """A sender that sends `count` bytes and then: "stall", "close" or "reset"."""
+
     def send(session, data, content):
         for at in range(0, count, pieces):
-            data.sendall(content[at:min(at + pieces, count)])
+            data.sendall(content[at : min(at + pieces, count)])
         finish(session, data, action)
+
     return send
 
 
 def send_pieces(size, pause_s=0.0):
     """A sender of small pieces, each in a packet of its own."""
+
     def send(session, data, content):
         data.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         for at in range(0, len(content), size):
-            data.sendall(content[at:at + size])
+            data.sendall(content[at : at + size])
             if session.server.closing.wait(pause_s):
                 return
+
     return send
 
 
@@ -62,17 +66,20 @@ def take_all(session, data):
 
 def take_then(action, count):
     """A receiver that takes about `count` bytes and then: "stall", "close" or "reset"."""
+
     def take(session, data):
         received = bytearray()
         while len(received) < count and (piece := data.recv(min(PIECE, count - len(received)))):
             received += piece
         finish(session, data, action)
         return bytes(received)
+
     return take
 
 
 def take_slowly(bytes_per_s):
     """A receiver that keeps an upload running until the test ends."""
+
     def take(session, data):
         received = bytearray()
         while piece := data.recv(bytes_per_s // 20):
@@ -80,6 +87,7 @@ def take_slowly(bytes_per_s):
             if session.server.closing.wait(0.05):
                 break
         return bytes(received)
+
     return take
 
 
@@ -95,9 +103,10 @@ def finish(session, data, action):
 
 @dataclass
 class Plan:
-    """How one control connection is treated; by itself a friendly server that has the server's files."""
+    """How one control connection is treated; by itself a friendly server that has the files."""
+
     greeting: object = "220 ready"
-    # verb: a reply, Silence, HangUp or Reset instead of the usual answer; before the data connection is used
+    # verb: a reply, Silence, HangUp or Reset instead of the usual answer and what follows it
     replies: dict = field(default_factory=dict)
     announced_size: int = None  # what SIZE answers; else the truth
     opening: str = "150 here it comes"
@@ -241,7 +250,7 @@ class Session(threading.Thread):
 
 
 class ScriptedServer:
-    """Treats the first connection by the first plan, and so on; the last plan serves all further ones."""
+    """Treats the first connection by the first plan, and so on; all further ones by the last."""
 
     def __init__(self, *plans, files=None, port=21):
         self.plans = plans or (Plan(),)
@@ -288,5 +297,8 @@ class ScriptedServer:
         return [command for session in self.sessions for command in session.commands]
 
     def wait_for_command(self, verb, times=1, deadline_s=DEADLINE_S):
-        wait_until(lambda: sum(command.split(" ")[0] == verb for command in self.commands) >= times,
-                   f"{times} x {verb} at the server", deadline_s)
+        wait_until(
+            lambda: sum(command.split(" ")[0] == verb for command in self.commands) >= times,
+            f"{times} x {verb} at the server",
+            deadline_s,
+        )

@@ -39,7 +39,9 @@ class Vsftpd:
     def __init__(self, **settings):
         self.home = HOME
         self._file = WORLD / "vsftpd.conf"
-        self._file.write_text("".join(f"{key}={value}\n" for key, value in (CONFIGURATION | settings).items()))
+        self._file.write_text(
+            "".join(f"{key}={value}\n" for key, value in (CONFIGURATION | settings).items())
+        )
         self._process = processes.spawn(["/usr/sbin/vsftpd", str(self._file)])
         wait_until(lambda: listens(21) or self._process.poll() is not None, "vsftpd to listen")
         assert self._process.poll() is None, "vsftpd did not start"
@@ -54,8 +56,11 @@ class Vsftpd:
         path.chmod(mode)
         shutil.chown(path, "alice", "alice")
         if modified is not None:
-            os.utime(path, (modified, modified))
+            self.set_time(name, modified)
         return path
+
+    def set_time(self, name, modified):
+        os.utime(self.home / name, (modified, modified))
 
     def read(self, name):
         return (self.home / name).read_bytes()

@@ -1,4 +1,4 @@
-"""What travels over the control socket and to the network manager, written down from the byte tables."""
+"""What travels over the control socket and to the network manager, from the byte tables."""
 
 import struct
 from typing import NamedTuple
@@ -39,7 +39,7 @@ def as_bytes(text):
 
 
 def request(**fields):
-    """The 2080 bytes of a transfer request. A string as wide as its field goes in without terminator."""
+    """The 2080 bytes of a request. A string as wide as its field goes in without terminator."""
     record = bytearray(REQUEST_LENGTH)
     unknown = fields.keys() - REQUEST_FIELDS.keys()
     assert not unknown, f"no such field: {unknown}"
@@ -50,12 +50,13 @@ def request(**fields):
             continue
         value = as_bytes(value)
         assert len(value) <= width, f"{name} holds {width} bytes"
-        record[offset:offset + len(value)] = value
+        record[offset : offset + len(value)] = value
     return bytes(record)
 
 
 class ExecInfo(NamedTuple):
-    """A job's progress and outcome; zixi_error and the padding behind retry_count are not always set."""
+    """A job's progress and outcome; zixi_error and the tail's padding are not always set."""
+
     total_size: float
     transferred_size: float
     elapsed_time: float
@@ -70,6 +71,7 @@ class ExecInfo(NamedTuple):
 
 class State(NamedTuple):
     """Reply to command 3."""
+
     result: int
     detail: int
     running: int
@@ -87,6 +89,7 @@ class State(NamedTuple):
 
 class FileInfo(NamedTuple):
     """Reply to command 6."""
+
     result: int
     detail: int
     looked_up: int
@@ -111,6 +114,7 @@ NOTICE_DOWNLOAD, NOTICE_UPLOAD, NOTICE_FILE_INFO, NOTICE_STARTED = range(4)
 
 class Notice(NamedTuple):
     """One notice as the network manager received it."""
+
     raw: bytes
 
     @property
@@ -119,7 +123,7 @@ class Notice(NamedTuple):
 
     @property
     def head(self):
-        """(sender, code, kind, length of body, the word that is 0); reserved bytes are not looked at."""
+        """(sender, code, kind, length of body, the word that is 0); not the reserved bytes."""
         return struct.unpack("<BBBxHxxI", self.raw[:12])
 
     @property
