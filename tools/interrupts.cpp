@@ -10,7 +10,7 @@ void interrupts_catch()
 {
     struct sigaction action = {};
     action.sa_handler = remember;
-    action.sa_flags = SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }

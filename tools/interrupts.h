@@ -2,7 +2,8 @@
 #pragma once
 
 // From now on the first SIGINT and the first SIGTERM are remembered instead of ending the program; system
-// calls that wait return EINTR. The second one of its kind ends the program as usual.
+// calls that wait return EINTR. The second one of its kind ends the program as usual. A signal that comes
+// just before a wait ends no wait: ask often.
 void interrupts_catch();
 
 // True after one came.

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -39,20 +40,32 @@ struct echo_off {
     ~echo_off() { tcsetattr(fd, TCSAFLUSH, &before); }
 };
 
+// False at the end of the input. An interrupt that comes between the question and the wait must not be lost,
+// so that no wait is long.
+bool read_byte(int fd, char *c, const std::string &name)
+{
+    pollfd waiting = {fd, POLLIN, 0};
+    while (!interrupts_seen()) {
+        if (poll(&waiting, 1, 100) < 1)
+            continue;
+        const ssize_t count = read(fd, c, 1);
+        if (count == -1 && errno != EINTR)
+            throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+        if (count != -1)
+            return count == 1;
+    }
+    throw failure(STATUS_LOCAL, "interrupted");
+}
+
 std::string first_line(int fd, const std::string &name)
 {
     std::string line;
     char c = 0;
-    ssize_t count = 0;
-    while ((count = read(fd, &c, 1)) == 1 && c != '\n' && line.size() <= LONGEST) {
+    while (line.size() <= LONGEST && read_byte(fd, &c, name) && c != '\n') {
         if (c == '\0')
             throw failure(STATUS_USAGE, name + ": a password cannot hold a NUL byte");
         line += c;
     }
-    if (count == -1 && interrupts_seen())
-        throw failure(STATUS_LOCAL, "interrupted");
-    if (count == -1)
-        throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
     return line;

@@ -59,17 +59,21 @@ std::span<char> bytes_at(transfer_request_t &request, size_t offset, size_t size
     return {reinterpret_cast<char *>(&request) + offset, size};
 }
 
-void check_command(control_command command, const options_t &options, uint32_t protocol)
+void check_zixi(control_command command, const options_t &options)
 {
-    if (is_zixi(protocol) && command != COMMAND_UPLOAD)
+    if (command != COMMAND_UPLOAD)
         refuse("zixi:// can only put");
-    if (is_zixi(protocol) && options.resume)
+    if (options.resume)
         refuse("--resume: zixi:// cannot resume");
-    if (is_zixi(protocol) && !options.proxy.empty())
+    if (!options.proxy.empty())
         refuse("--proxy: zixi:// goes through no proxy");
-    if (!is_zixi(protocol) && options.no_overwrite)
+}
+
+void check_libcurl(control_command command, const options_t &options)
+{
+    if (options.no_overwrite)
         refuse("--no-overwrite: only zixi:// knows it");
-    if (!is_zixi(protocol) && options.protocol)
+    if (options.protocol)
         refuse("--protocol: only zixi:// has a choice");
     if (!options.proxy.empty() && (command == COMMAND_DL_FILE_INFO || options.resume))
         refuse("--proxy: a remote file's size cannot be asked for through a proxy");
@@ -121,7 +125,7 @@ void set_user(transfer_request_t &request, const std::string &user)
 
 transfer_request_t request_build(control_command command, const options_t &options, const url_t &url)
 {
-    check_command(command, options, url.protocol);
+    (is_zixi(url.protocol) ? check_zixi : check_libcurl)(command, options);
     transfer_request_t request = {};
     request.protocol = options.protocol.value_or(url.protocol);
     if (!is_zixi(request.protocol))

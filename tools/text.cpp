@@ -72,7 +72,7 @@ std::string text_size(double bytes)
 
 std::string text_duration(double seconds)
 {
-    const auto whole = seconds > 0 && seconds < 1e9 ? static_cast<long>(seconds + 0.5) : 0;
+    const auto whole = seconds > 0 && seconds < 1e9 ? lround(seconds) : 0;
     if (whole < 3600)
         return format("%ld:%02ld", whole / 60, whole % 60);
     return format("%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);

@@ -71,7 +71,7 @@ void check_ip_literal(std::string_view host, const std::string &what)
     const std::string zone = percent == inside.npos ? "x" : inside.substr(percent + 1);
     in6_addr ignored;
     if (inet_pton(AF_INET6, address.c_str(), &ignored) != 1 || zone.empty() ||
-        !std::ranges::all_of(zone, [](char c) { return is_alphanumeric(c) || is_one_of(c, "%-._~"); }))
+        !std::ranges::all_of(zone, [](char c) { return is_alphanumeric(c) || is_one_of(c, "-._~"); }))
         refuse(what + ": no IPv6 address stands between the brackets");
 }
 
@@ -116,12 +116,8 @@ host_port_t url_parse_host_port(std::string_view text, uint32_t default_port, co
     std::string_view rest = text.substr(host_end);
     if (!rest.empty() && rest[0] != ':')
         refuse(what + ": only ':' and a port may follow ']'");
-    if (is_literal) {
-        check_ip_literal(host, what);
-        return {std::string(host), port_of(rest.substr(rest.empty() ? 0 : 1), default_port, what)};
-    }
     const std::string name = decoded(host, what.c_str());
-    check_host_name(name, what);
+    (is_literal ? check_ip_literal : check_host_name)(name, what);
     return {name, port_of(rest.substr(rest.empty() ? 0 : 1), default_port, what)};
 }
 

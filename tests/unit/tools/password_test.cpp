@@ -1,0 +1,66 @@
+#include "tools/password.h"
+
+#include "refused.h"
+#include "temp_dir.h"
+
+#include <cstdlib>
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+class Password : public testing::Test
+{
+protected:
+    temp_dir dir_;
+    Password() { setenv("FTPCTL_PASSWORD", "from environment", 1); }
+    ~Password() override { unsetenv("FTPCTL_PASSWORD"); }
+
+    std::string from_file(const std::string &content)
+    {
+        return password_find(dir_.file("password", content), "anna@host");
+    }
+};
+
+} // namespace
+
+TEST_F(Password, IsTheFirstLineOfItsFile)
+{
+    EXPECT_EQ(from_file("secret"), "secret");
+    EXPECT_EQ(from_file("secret\n"), "secret");
+    EXPECT_EQ(from_file("secret\r\n"), "secret");
+    EXPECT_EQ(from_file("secret\nmore\n"), "secret");
+    EXPECT_EQ(from_file(" a b \n"), " a b ");
+    EXPECT_EQ(from_file(""), "");
+    EXPECT_EQ(from_file("\n"), "");
+}
+
+TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
+{
+    EXPECT_EQ(password_find("", "anna@host"), "from environment");
+    setenv("FTPCTL_PASSWORD", "", 1);
+    EXPECT_EQ(password_find("", "anna@host"), "");
+}
+
+TEST_F(Password, WithANulByteIsRefused)
+{
+    EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
+                AllOf(StartsWith("2 "), HasSubstr("NUL")));
+}
+
+TEST_F(Password, AFileThatCannotBeReadIsOneClearLine)
+{
+    EXPECT_EQ(failure_of([] { password_find("/nonexistent/p", "anna@host"); }),
+              "1 --password-file /nonexistent/p: No such file or directory");
+    EXPECT_EQ(failure_of([] { password_find("/", "anna@host"); }), "1 --password-file /: Is a directory");
+}
+
+TEST_F(Password, AFileWithoutAnEndIsNotReadForEver)
+{
+    const std::string password = from_file(std::string(100000, 'x'));
+    EXPECT_GT(password.size(), 223u) << "the request refuses what is longer than its field";
+    EXPECT_LT(password.size(), 100000u);
+}
