@@ -1,9 +1,9 @@
 #include "platform/feeder_upload.h"
 
 #include "platform/feeder_place.h"
+#include "platform/write_all.h"
 #include "platform/zixiFeeder.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -98,20 +98,6 @@ int open_target(feeder_upload_t *upload, const feeder_job_t &job)
         return ZIXI_ERROR_FILE_REMOTE;
     memcpy(upload->part, part, sizeof part);
     return ZIXI_ERROR_OK;
-}
-
-bool write_all(int fd, const char *at, size_t length)
-{
-    while (length > 0) {
-        const ssize_t written = write(fd, at, length);
-        if (written == -1 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        at += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
 }
 
 size_t piece_bytes(const feeder_upload_t *upload)

@@ -1,6 +1,7 @@
 #include "platform/secure_file.h"
 
 #include "platform/secure.h"
+#include "platform/write_all.h"
 
 #include <cerrno>
 #include <climits>
@@ -33,21 +34,6 @@ struct temporary_file {
     temporary_file(const temporary_file &) = delete;
     temporary_file &operator=(const temporary_file &) = delete;
 };
-
-bool write_all(int fd, const void *data, size_t length)
-{
-    auto at = static_cast<const char *>(data);
-    while (length > 0) {
-        const ssize_t written = write(fd, at, length);
-        if (written == -1 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        at += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
-}
 
 bool close_now(int *fd)
 {

@@ -1,0 +1,22 @@
+// One write of any length.
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <unistd.h>
+
+// False, with errno, when not everything could be written.
+inline bool write_all(int fd, const void *data, size_t length)
+{
+    auto at = static_cast<const char *>(data);
+    while (length > 0) {
+        const ssize_t written = write(fd, at, length);
+        if (written == -1 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        at += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
