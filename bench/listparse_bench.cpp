@@ -7,10 +7,10 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <random>
 #include <string>
@@ -32,11 +32,18 @@ static void append(listing_t *listing, const std::string &line)
 
 // --- listings
 
+// A stretch of lines is one folder: one owner, names of one kind, files of one age.
 struct random_t {
     std::mt19937 engine{20240115};
+    size_t folder = 0;
     size_t below(size_t n) { return engine() % n; }
-    template <size_t N> const char *one_of(const char *const (&texts)[N]) { return texts[below(N)]; }
+    bool one_in(size_t n) { return below(n) == 0; }
+    template <size_t N> const char *of_folder(const char *const (&texts)[N]) const
+    {
+        return texts[folder % N];
+    }
 };
+constexpr size_t LINES_OF_FOLDER = 200;
 
 template <typename... Values> static std::string text(const char *format, Values... values)
 {
@@ -45,37 +52,40 @@ template <typename... Values> static std::string text(const char *format, Values
     return buffer;
 }
 
-static std::string any_name(random_t *random)
+static std::string any_name(random_t *random, bool directory)
 {
-    static constexpr const char *WORDS[] = {"clip",  "report", "img", "backup",          "Holiday Pictures",
-                                            "index", "readme", "A",   "firmware-update", "log"};
-    static constexpr const char *ENDS[] = {"", ".txt", ".mxf", ".jpeg", ".tar.gz"};
-    return text("%s_%zu%s", random->one_of(WORDS), random->below(100'000), random->one_of(ENDS));
+    static constexpr const char *WORDS[] = {"clip",   "report", "IMG", "backup", "Holiday Pictures",
+                                            "readme", "A"};
+    static constexpr const char *ENDS[] = {".txt", ".mxf", ".jpeg", ".tar.gz", ".MOV"};
+    return text("%s_%zu%s", random->of_folder(WORDS), random->below(100'000),
+                directory ? "" : random->of_folder(ENDS));
 }
 
-static unsigned long any_size(random_t *random) { return random->engine() >> random->below(32); }
+static unsigned long any_size(random_t *random) { return random->engine() >> random->below(24); }
 
 static std::string unix_line(random_t *random)
 {
-    static constexpr const char *MODES[] = {"-rw-r--r--", "drwxr-xr-x", "-rwxr-xr-x", "-rw-rw----",
-                                            "lrwxrwxrwx"};
     static constexpr const char *USERS[] = {"root", "ftp", "editor", "1000", "www-data", "production"};
+    static constexpr const char *GROUPS[] = {"root", "ftp", "staff", "1000", "www-data"};
     static constexpr const char *MONTHS[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    const std::string when = random->below(2) != 0 ? text("%02zu:%02zu", random->below(24), random->below(60))
-                                                   : text(" %zu", 1990 + random->below(35));
-    return text("%s %4zu %-8s %-8s %10lu %s %2zu %s %s", random->one_of(MODES), 1 + random->below(20),
-                random->one_of(USERS), random->one_of(USERS), any_size(random), random->one_of(MONTHS),
-                1 + random->below(28), when.c_str(), any_name(random).c_str());
+    const bool directory = random->one_in(8);
+    const bool recent = random->one_in(8) != (random->folder % 2 == 0);
+    const std::string when = recent ? text("%02zu:%02zu", random->below(24), random->below(60))
+                                    : text(" %zu", 1990 + random->below(35));
+    return text("%s %4zu %-8s %-8s %10lu %s %2zu %s %s", directory ? "drwxr-xr-x" : "-rw-r--r--",
+                directory ? 2 + random->below(20) : 1, random->of_folder(USERS), random->of_folder(GROUPS),
+                directory ? 4096 : any_size(random), MONTHS[random->below(12)], 1 + random->below(28),
+                when.c_str(), any_name(random, directory).c_str());
 }
 
 static std::string dos_line(random_t *random)
 {
-    const std::string size =
-        random->below(4) == 0 ? text("%-14s", "      <DIR>") : text("%20lu", any_size(random));
-    return text("%02zu-%02zu-%02zu  %02zu:%02zu%s %-20s %s", 1 + random->below(12), 1 + random->below(28),
-                random->below(100), 1 + random->below(12), random->below(60), random->below(2) ? "AM" : "PM",
-                size.c_str(), any_name(random).c_str());
+    const bool directory = random->one_in(8);
+    const std::string size = directory ? "      <DIR>         " : text("%20lu", any_size(random));
+    return text("%02zu-%02zu-%02zu  %02zu:%02zu%s %s %s", 1 + random->below(12), 1 + random->below(28),
+                random->below(30), 1 + random->below(12), random->below(60), random->one_in(2) ? "AM" : "PM",
+                size.c_str(), any_name(random, directory).c_str());
 }
 
 // One of every layout that is recognised, and a line that is none.
@@ -104,7 +114,7 @@ static std::string mixed_line(random_t *random)
     case 1:
         return dos_line(random);
     default:
-        return random->one_of(OTHERS);
+        return OTHERS[random->below(std::size(OTHERS))];
     }
 }
 
@@ -112,8 +122,10 @@ static listing_t make_listing(std::string (*line)(random_t *))
 {
     listing_t listing;
     random_t random;
-    for (size_t n = 0; n < LINES; ++n)
+    for (size_t n = 0; n < LINES; ++n) {
+        random.folder = n / LINES_OF_FOLDER;
         append(&listing, line(&random));
+    }
     return listing;
 }
 

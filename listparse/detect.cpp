@@ -68,7 +68,7 @@ static int unix_number(fields_t &fields, int base, int shift, bool has_day)
 int CheckUnixType(const char *line, char *, int base, int shift, int day)
 {
     fields_t fields(line);
-    return unix_number(fields, base, shift, day != 0);
+    return unix_number(fields, base == 0 ? 0 : -1, shift, day != 0);
 }
 
 static bool consists_of(field_t text, field_t letters)

@@ -2,95 +2,92 @@
 #include "listparse/listparse.h"
 
 #include <bit>
-#include <cstring>
 
-static_assert(std::endian::native == std::endian::little, "a word's first byte is taken for its lowest");
+#if defined(__SSE2__) && !defined(LISTPARSE_PORTABLE)
+#include <emmintrin.h>
 
-constexpr size_t BLOCK_BYTES = 64;
-constexpr size_t WORD_BYTES = sizeof(uint64_t);
+constexpr size_t STEP_BYTES = 16;
 
-// One bit for each of the first 8 bytes, the first one lowest: 1 = blank.
-static uint64_t blanks_of_word(const char *bytes)
+// One bit for each of the first STEP_BYTES bytes, the first one lowest: 1 = blank.
+static uint64_t blanks_of_step(const char *bytes)
+{
+    const __m128i step = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(step, _mm_set1_epi8(' '))));
+}
+#else
+static_assert(std::endian::native == std::endian::little, "a step's first byte is taken for its lowest");
+
+constexpr size_t STEP_BYTES = sizeof(uint64_t);
+
+static uint64_t blanks_of_step(const char *bytes)
 {
     constexpr uint64_t BLANKS = 0x2020202020202020;
     constexpr uint64_t LOW_BITS = 0x7f7f7f7f7f7f7f7f;
     constexpr uint64_t GATHER = 0x0002040810204081; // moves bit 8 * i + 7 to bit 56 + i
-    uint64_t word;
-    memcpy(&word, bytes, WORD_BYTES);
-    const uint64_t differs = word ^ BLANKS;
+    uint64_t step;
+    memcpy(&step, bytes, STEP_BYTES);
+    const uint64_t differs = step ^ BLANKS;
     const uint64_t same = ~(((differs & LOW_BITS) + LOW_BITS) | differs) & ~LOW_BITS; // 0x80 for a blank
     return (same * GATHER) >> 56;
 }
+#endif
 
-// One bit for each of the block's n bytes, BLOCK_BYTES at most: 1 = blank. All past them count as blanks.
-static uint64_t blanks_of(const char *block, size_t n)
+// One bit for each of the block's first n bytes, fewer than BLOCK_BYTES: 1 = blank. All past them count as
+// blanks.
+static uint64_t blanks_of_part(const char *block, size_t n)
 {
-    uint64_t blanks = 0;
-    if (n == BLOCK_BYTES) {
-        for (size_t at = 0; at < BLOCK_BYTES; at += WORD_BYTES)
-            blanks |= blanks_of_word(block + at) << at;
-        return blanks;
-    }
     const uint64_t past_end = ~uint64_t{0} << n;
-    if (n < WORD_BYTES) {
-        char bytes[WORD_BYTES] = {};
+    if (n < STEP_BYTES) {
+        char bytes[STEP_BYTES] = {};
         memcpy(bytes, block, n);
-        return blanks_of_word(bytes) | past_end;
+        return blanks_of_step(bytes) | past_end;
     }
-    for (size_t at = 0; at + WORD_BYTES < n; at += WORD_BYTES)
-        blanks |= blanks_of_word(block + at) << at;
-    const size_t last = n - WORD_BYTES; // may overlap the word in front of it
-    return blanks | blanks_of_word(block + last) << last | past_end;
+    uint64_t blanks = past_end;
+    for (size_t at = 0; at + STEP_BYTES < n; at += STEP_BYTES)
+        blanks |= blanks_of_step(block + at) << at;
+    const size_t last = n - STEP_BYTES; // may overlap the step in front of it
+    return blanks | blanks_of_step(block + last) << last;
 }
 
-static void begin_block(fields_t *fields, const char *block)
+static uint64_t blanks_of_block(const char *block)
 {
-    const size_t left = static_cast<size_t>(fields->end - block);
-    const uint64_t blanks = blanks_of(block, left < BLOCK_BYTES ? left : BLOCK_BYTES);
-    fields->block = block;
-    fields->changes = blanks ^ (blanks << 1 | fields->behind_blank);
+    uint64_t blanks = 0;
+    for (size_t at = 0; at < BLOCK_BYTES; at += STEP_BYTES)
+        blanks |= blanks_of_step(block + at) << at;
+    return blanks;
+}
+
+static void take_block(fields_t *fields, const char *block, size_t left)
+{
+    const char **edge = fields->edges + fields->found;
+    const uint64_t blanks = left < BLOCK_BYTES ? blanks_of_part(block, left) : blanks_of_block(block);
+    uint64_t changes = blanks ^ (blanks << 1 | fields->behind_blank);
+    for (; changes != 0; changes &= changes - 1)
+        *edge++ = block + std::countr_zero(changes);
+    fields->found = static_cast<int>(edge - fields->edges);
     fields->behind_blank = blanks >> (BLOCK_BYTES - 1);
 }
 
-fields_t::fields_t(const char *line) : end(line + strlen(line)) { begin_block(this, line); }
-
-// The end of the line: behind its last blanks, or in a line without any field, lies an empty field.
+// Behind the last blanks of a line, and in a line without any field, lies an empty field.
 static void end_line(fields_t *fields)
 {
-    int &found = fields->found;
-    if (found == 0 || fields->edges[found - 1] != fields->end) {
-        fields->edges[found++] = fields->end;
-        fields->edges[found++] = fields->end;
+    const bool has_empty_field = fields->found == 0 || fields->edges[fields->found - 1] != fields->end;
+    if (has_empty_field) {
+        fields->edges[fields->found++] = fields->end;
+        fields->edges[fields->found++] = fields->end;
     }
-    fields->complete = true;
-}
-
-// Takes edges from the block until `last` is reached or it holds no more. Returns behind the last one taken.
-static const char **take_edges(fields_t *fields, const char **edge, const char *const *last)
-{
-    uint64_t changes = fields->changes;
-    while (changes != 0) {
-        *edge++ = fields->block + static_cast<unsigned>(std::countr_zero(changes));
-        changes &= changes - 1;
-        if (edge == last)
-            break;
-    }
-    fields->changes = changes;
-    return edge;
+    fields->next = nullptr;
 }
 
 void find_edges(fields_t *fields, int wanted)
 {
-    const char **edge = fields->edges + fields->found;
-    const char *const *last = fields->edges + wanted;
-    for (;;) {
-        edge = take_edges(fields, edge, last);
-        fields->found = static_cast<int>(edge - fields->edges);
-        if (edge == last)
-            return;
-        if (static_cast<size_t>(fields->end - fields->block) < BLOCK_BYTES)
-            return end_line(fields);
-        begin_block(fields, fields->block + BLOCK_BYTES);
+    while (fields->found < wanted && fields->next != nullptr) {
+        const char *block = fields->next;
+        const size_t left = static_cast<size_t>(fields->end - block);
+        take_block(fields, block, left);
+        fields->next = block + BLOCK_BYTES;
+        if (left < BLOCK_BYTES)
+            end_line(fields);
     }
 }
 

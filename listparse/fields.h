@@ -6,22 +6,26 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 using field_t = std::string_view;
 
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
-struct fields_t {
-    int found = 0; // edges so far
-    bool complete = false;
-    const char *end;                    // of the line
-    const char *block;                  // the bytes that are looked at
-    uint64_t changes = 0;               // edges in the block that are not taken yet, one bit for each byte
-    uint64_t behind_blank = 1;          // blanks in front of the line's first field belong to no field
-    const char *edges[2 * FIELDS_MOST]; // where each field begins and ends, in turn
+// A line is looked at in blocks, and every edge of a block is taken.
+constexpr size_t BLOCK_BYTES = 64;
+constexpr size_t EDGES_MOST = 2 * FIELDS_MOST + BLOCK_BYTES + 2; // and an empty last field
 
-    explicit fields_t(const char *line);
+struct fields_t {
+    int found = 0;             // edges so far
+    uint64_t behind_blank = 1; // does the next block follow a blank? blanks in front belong to no field
+    const char *next;          // the next block
+    const char *end;           // of the line
+
+    const char *edges[EDGES_MOST]; // where each field begins and ends, in turn
+
+    explicit fields_t(const char *line) : next(line), end(line + strlen(line)) {}
 };
 
 // Finds edges until `wanted` of them are known, 2 * FIELDS_MOST at most, or the line is at its end.
@@ -29,18 +33,18 @@ void find_edges(fields_t *fields, int wanted);
 
 inline bool has_edges(fields_t &fields, int wanted)
 {
-    if (fields.found < wanted && !fields.complete)
+    if (fields.found < wanted)
         find_edges(&fields, wanted);
     return fields.found >= wanted;
 }
 
-// Fields are numbered as FindField numbers them.
-inline bool has_field(fields_t &fields, int index) { return index >= 0 && has_edges(fields, 2 * index + 1); }
+// Fields are numbered as FindField numbers them, from 0 up.
+inline bool has_field(fields_t &fields, int index) { return has_edges(fields, 2 * index + 1); }
 
 // Empty when the line has fewer fields.
 inline field_t field(fields_t &fields, int index)
 {
-    if (index < 0 || !has_edges(fields, 2 * index + 2))
+    if (!has_edges(fields, 2 * index + 2))
         return {fields.end, 0};
     const char *begin = fields.edges[2 * index];
     return {begin, static_cast<size_t>(fields.edges[2 * index + 1] - begin)};

@@ -7,10 +7,11 @@ struct dos_layout_t {
     bool year_first;
 };
 constexpr int FIRST_DOS_FORMAT = 21;
+constexpr int DOS_LAST_FIELD = 3;
 constexpr dos_layout_t DOS_LAYOUTS[] = {
-    {1, 0, 2, 3, true, true},   // 21
-    {1, 0, 2, 3, true, false},  // 22
-    {3, 2, 1, 0, false, false}, // 23
+    {1, 0, 2, DOS_LAST_FIELD, true, true},   // 21
+    {1, 0, 2, DOS_LAST_FIELD, true, false},  // 22
+    {DOS_LAST_FIELD, 2, 1, 0, false, false}, // 23
 };
 
 // Where the numbers of a date begin, by what comes first and by the shape of the field, 1 or 2.
@@ -26,9 +27,11 @@ bool read_dos_date(field_t text, bool year_first, date_t *date)
     if (shape == 0)
         return false;
     const date_positions_t &at = (year_first ? YEAR_FIRST_DATE : MONTH_FIRST_DATE)[shape - 1];
-    date->year = full_year(to_int(behind(text, at.year)));
-    date->month = to_int(behind(text, at.month));
-    date->day = to_int(behind(text, at.day));
+    if (text.size() == SHAPE_2_2_2.size())
+        *date = {two_digits(text, at.year), two_digits(text, at.month), two_digits(text, at.day)};
+    else
+        *date = {to_int(behind(text, at.year)), to_int(behind(text, at.month)), to_int(behind(text, at.day))};
+    date->year = full_year(date->year);
     return true;
 }
 
@@ -47,29 +50,28 @@ static void read_dos_time(field_t text, entry_t *entry)
     if (colon == text.size())
         return;
     entry->valid |= FILE_INFO_TIME;
-    uint16_t &hour = entry->time.hour;
-    hour = to_u16(text);
-    entry->time.minute = to_u16(behind(text, colon + 1));
-    const field_t marker = behind(text, colon + MARKER);
-    const bool am = begins_with(marker, 'a') || begins_with(marker, 'A');
-    const bool pm = begins_with(marker, 'p') || begins_with(marker, 'P');
-    if (am && hour == 12)
-        hour = 0;
-    else if (pm && hour != 12)
-        hour = static_cast<uint16_t>(hour + 12);
+    const uint16_t hour = to_u16(text);
+    const field_t behind_colon = behind(text, colon);
+    const char marker = behind_colon.size() > MARKER ? behind_colon[MARKER] : '\0';
+    entry->time.minute = to_u16(behind(behind_colon, 1));
+    const bool noon = hour == 12;
+    const bool to_midnight = noon & (marker == 'a' || marker == 'A');
+    const bool to_afternoon = !noon & (marker == 'p' || marker == 'P');
+    entry->time.hour = to_midnight ? 0 : static_cast<uint16_t>(hour + (to_afternoon ? 12 : 0));
 }
 
 // "<DIR>" reads as 0.
-static int read_size_or_dir(field_t text, entry_t *entry)
+static int read_size_or_dir(fields_t &fields, int at, entry_t *entry)
 {
-    entry->size = read_size(text);
-    return begins_with(text, '<') ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
+    entry->size = read_size(fields, at);
+    return begins_with(field(fields, at), '<') ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
 }
 
 int resolve_dos(const char *line, int number, entry_t *entry)
 {
     const dos_layout_t &layout = DOS_LAYOUTS[number - FIRST_DOS_FORMAT];
     fields_t fields(line);
+    const bool has_last = has_field(fields, DOS_LAST_FIELD);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
     read_dos_time(field(fields, layout.time), entry);
@@ -77,8 +79,8 @@ int resolve_dos(const char *line, int number, entry_t *entry)
     if (!read_dos_date(field(fields, layout.date), layout.year_first, &date))
         return FILE_TYPE_NONE;
     set_date(date, &entry->time);
-    const int type = read_size_or_dir(field(fields, layout.size), entry);
-    if (!has_field(fields, layout.name))
+    const int type = read_size_or_dir(fields, layout.size, entry);
+    if (layout.name == DOS_LAST_FIELD && !has_last)
         return FILE_TYPE_NONE;
     entry->name =
         cut_name(layout.name_to_end ? field_to_end(fields, layout.name) : field(fields, layout.name));
@@ -95,7 +97,7 @@ int resolve_dos24(const char *line, entry_t *entry)
     set_date({to_int(date), to_int(behind(date, 5)), to_int(behind(date, 8))}, &entry->time);
     entry->time.hour = to_u16(time);
     entry->time.minute = to_u16(behind(time, 3));
-    const int type = read_size_or_dir(field(fields, 2), entry);
+    const int type = read_size_or_dir(fields, 2, entry);
     if (!has_field(fields, 3))
         return FILE_TYPE_NONE;
     entry->name = cut_name(field_to_end(fields, 3));

@@ -246,8 +246,8 @@ static void take_time(fields_t &fields, const other_layout_t &layout, entry_t *e
 
 static void take_size_and_permissions(fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
-    if (has_field(fields, layout.size)) {
-        entry->size = read_size(field(fields, layout.size));
+    if (layout.size != NO_FIELD && has_field(fields, layout.size)) {
+        entry->size = read_size(fields, layout.size);
         entry->valid |= FILE_INFO_SIZE;
     }
     if (layout.has_permissions) {
@@ -272,7 +272,8 @@ static int resolve_by(const other_layout_t &layout, const char *line, entry_t *e
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
     take_size_and_permissions(fields, layout, entry);
-    entry->owner = field(fields, layout.owner);
+    if (layout.owner != NO_FIELD)
+        entry->owner = field(fields, layout.owner);
     if (!has_field(fields, layout.name))
         return FILE_TYPE_NONE;
     entry->name =

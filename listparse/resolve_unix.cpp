@@ -138,20 +138,21 @@ static int type_of(char type, list_format_t format, char byte14, entry_t *entry)
 int resolve_unix(const char *line, list_format_t format, entry_t *entry)
 {
     const unix_layout_t &layout = layout_of(format_number(format));
-    const int size_at = layout.offset + 4;
     const bool day_in_month = layout.order == DAY_IN_MONTH;
+    const int size_at = layout.offset + 4;
     const int name_at = layout.offset + (day_in_month ? 7 : 8);
     fields_t fields(line);
+    const bool has_name = has_field(fields, name_at);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
     entry->attributes = read_permissions(behind(field(fields, 0), 1));
     entry->owner = field(fields, layout.owner);
-    entry->size = read_size(field(fields, size_at));
+    entry->size = read_size(fields, size_at);
     if (layout.order == YEAR_FIRST)
         read_year_first(fields, size_at + 1, &entry->time);
     else
         read_month_first(fields, size_at + 1, day_in_month, entry);
-    if (!has_field(fields, name_at))
+    if (!has_name)
         return FILE_TYPE_NONE;
     entry->name = cut_name(field_to_end(fields, name_at));
     const char byte14 = apply_name_flags(format, entry);

@@ -15,6 +15,7 @@ constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
 constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
 static bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+static bool is_ascii(char c) { return (c & 0x80) == 0; }
 static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -70,31 +71,42 @@ number_t read_number(field_t text)
     return {static_cast<int64_t>(negative ? 0 - magnitude : magnitude), at};
 }
 
-int64_t read_size(field_t text)
+// The number of eight digits, the first one lowest.
+static int64_t join_digits(uint64_t digits)
 {
-    constexpr size_t SAFE_DIGITS = 18; // always fit
-    int64_t value = 0;
-    size_t digits = 0;
-    for (; digits < text.size() && digits < SAFE_DIGITS && is_digit(text[digits]); ++digits)
-        value = value * 10 + (text[digits] - '0');
-    if (digits < text.size()) {
-        const number_t number = read_number(text);
-        if (number.length < text.size())
-            return 0;
-        value = number.value;
-    }
-    return errno == ERANGE ? 0 : value;
+    digits = (digits * 10 + (digits >> 8)) & 0x00ff00ff00ff00ff;
+    digits = (digits * 100 + (digits >> 16)) & 0x0000ffff0000ffff;
+    return static_cast<uint32_t>(digits * 10000 + (digits >> 32));
 }
 
-int64_t _atoi64(const char *str) { return read_size(str); }
+static int64_t read_any_size(field_t text)
+{
+    const number_t number = read_number(text);
+    return number.length < text.size() || errno == ERANGE ? 0 : number.value;
+}
+
+int64_t read_size(fields_t &fields, int index)
+{
+    constexpr size_t WORD_BYTES = sizeof(uint64_t);
+    const field_t text = field(fields, index);
+    const size_t readable = static_cast<size_t>(fields.end - text.data());
+    if (text.empty() || text.size() > WORD_BYTES || readable < WORD_BYTES)
+        return read_any_size(text);
+    const uint64_t digits = digits_of_word(text.data()) << 8 * (WORD_BYTES - text.size()); // zeros in front
+    if (other_than_digits(digits) != 0)
+        return read_any_size(text);
+    return errno == ERANGE ? 0 : join_digits(digits);
+}
+
+int64_t _atoi64(const char *str) { return read_any_size(str); }
 
 // --- dates
 
 static month_day_t read_numbered_month(field_t text)
 {
     const field_t mark = behind(text, count_digits(text));
-    if (mark.empty())
-        return {0, 0};
+    if (mark.empty() || (is_ascii(mark[0]) && mark[0] != '/'))
+        return {0, 0}; // by far the most, tested at once
     const size_t length = mark_length(mark, MONTH_MARKS);
     const uint16_t month = length != 0 ? to_u16(text) : 0;
     if (month < 1 || month > 12)

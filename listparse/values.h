@@ -25,19 +25,21 @@ number_t read_number(field_t text);
 inline int to_int(field_t text)
 {
     constexpr size_t SAFE_DIGITS = 9;
+    const size_t most = text.size() < SAFE_DIGITS ? text.size() : SAFE_DIGITS;
     int value = 0;
     size_t digits = 0;
-    for (; digits < text.size() && is_digit(text[digits]); ++digits) {
-        if (digits == SAFE_DIGITS)
-            return static_cast<int>(read_number(text).value);
+    for (; digits < most && is_digit(text[digits]); ++digits)
         value = value * 10 + (text[digits] - '0');
-    }
-    return digits != 0 ? value : static_cast<int>(read_number(text).value);
+    if (digits == 0 || digits == SAFE_DIGITS)
+        return static_cast<int>(read_number(text).value);
+    return value;
 }
 inline uint16_t to_u16(field_t text) { return static_cast<uint16_t>(to_int(text)); }
 
-// As _atoi64, GetMonth (which folds, this does not), GetHourAndMinute and AttrString2Value.
-int64_t read_size(field_t text);
+// A field read as _atoi64 reads it.
+int64_t read_size(fields_t &fields, int index);
+
+// As GetMonth (which folds, this does not), GetHourAndMinute and AttrString2Value.
 month_day_t read_month(field_t text);
 bool read_time(field_t text, uint16_t *hour, uint16_t *minute);
 uint32_t read_permissions(field_t text);
@@ -51,21 +53,27 @@ constexpr field_t SHAPE_2_2_3 = "99-99-999";
 constexpr field_t SHAPE_3_2_2 = "999-99-99";
 constexpr field_t SHAPE_4_2_2 = "9999-99-99";
 
-// Has the text SHAPE_2_2_2, the commonest one? Tests its 8 bytes at once.
-inline bool is_date(field_t text)
+// Eight bytes as the values of digits, the first one lowest, and whether each is one: 0x80 for a byte that is
+// none.
+inline uint64_t digits_of_word(const char *bytes)
 {
     constexpr uint64_t ZEROS = 0x3030303030303030;
+    uint64_t word;
+    memcpy(&word, bytes, sizeof word);
+    return word ^ ZEROS;
+}
+inline uint64_t other_than_digits(uint64_t digits)
+{
     constexpr uint64_t LOW_BITS = 0x7f7f7f7f7f7f7f7f;
     constexpr uint64_t ABOVE_9 = 0x7676767676767676; // carries into the top bit from 10 on
+    return (((digits & LOW_BITS) + ABOVE_9) | digits) & ~LOW_BITS;
+}
+
+// Has the text SHAPE_2_2_2, the commonest one?
+inline bool is_date(field_t text)
+{
     constexpr uint64_t SEPARATORS = 0x0000800000800000;
-    uint64_t word;
-    if (text.size() != sizeof word)
-        return false;
-    memcpy(&word, text.data(), sizeof word);
-    const uint64_t digits = word ^ ZEROS;
-    const uint64_t others =
-        (((digits & LOW_BITS) + ABOVE_9) | digits) & ~LOW_BITS; // 0x80 for what is no digit
-    return others == SEPARATORS;
+    return text.size() == SHAPE_2_2_2.size() && other_than_digits(digits_of_word(text.data())) == SEPARATORS;
 }
 
 // The number of the two digits at `at`.
