@@ -60,7 +60,7 @@ int create_beside(const char *target, temporary_file *temporary)
             return LIBSECURE_CANNOT_CREATE;
         temporary->fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NEW_FILE_MODE);
         if (temporary->fd != -1) {
-            strcpy(temporary->path, name);
+            memcpy(temporary->path, name, sizeof name);
             return LIBSECURE_DONE;
         }
         if (errno != EEXIST)

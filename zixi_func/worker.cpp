@@ -78,10 +78,10 @@ bool configure()
 void cut_remote_path()
 {
     const zixif_lock held;
-    char *path = zixif_info(held).job.request.remote_path;
+    auto &path = zixif_info(held).job.request.remote_path;
     const char *directory = dirname(path);
     if (directory != path)
-        strcpy(path, directory);
+        copy_string(path, sizeof path, directory);
 }
 
 uint8_t overwrite_byte()
