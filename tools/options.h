@@ -13,6 +13,7 @@ struct options_t {
     // Every command
     std::string socket = CONTROL_SOCKET_PATH;
     std::optional<double> timeout_s;
+    static constexpr double LONGEST_S = 1e9;
     bool json = false;
     bool quiet = false;
 
@@ -38,6 +39,7 @@ struct options_t {
     {
         if (!timeout_s)
             return std::nullopt;
-        return std::chrono::milliseconds(static_cast<int64_t>(*timeout_s * 1000));
+        const double limit_s = *timeout_s < LONGEST_S ? *timeout_s : LONGEST_S; // also for what is no number
+        return std::chrono::milliseconds(static_cast<int64_t>(limit_s * 1000));
     }
 };

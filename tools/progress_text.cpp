@@ -33,10 +33,13 @@ bool line_pace::is_due(double now_s, const exec_info_t &info)
         last_s_ = now_s;
     const double percent = progress_percent(info);
     last_percent_ = std::min(last_percent_, std::max(percent, 0.0)); // a new try counts from where it begins
-    if (now_s - *last_s_ < LINE_S || (percent >= 0 && percent - last_percent_ < LINE_PERCENT))
+    const bool has_moved =
+        percent >= 0 ? percent - last_percent_ >= LINE_PERCENT : info.transferred_size != last_bytes_;
+    if (now_s - *last_s_ < LINE_S || !has_moved)
         return false;
     last_s_ = now_s;
     last_percent_ = std::max(percent, 0.0);
+    last_bytes_ = info.transferred_size;
     return true;
 }
 

@@ -23,7 +23,8 @@ private:
     std::deque<sample_t> samples_;
 };
 
-// Says when a plain line is due: a second after the one before at least, and 10 % when the total is known.
+// Says when a plain line is due: a second after the one before at least, when 10 % have come, or anything at
+// all while the total is unknown.
 class line_pace
 {
 public:
@@ -32,6 +33,7 @@ public:
 private:
     std::optional<double> last_s_; // of the last line, or when the pace began
     double last_percent_ = 0;
+    double last_bytes_ = 0;
 };
 
 // Percent done, 0 to 100; -1 while the total is unknown.

@@ -58,6 +58,13 @@ TEST(CommandLine, TakesCommonOptionsBeforeAndBehindTheCommand)
     }
 }
 
+TEST(CommandLine, ATimeoutBeyondAllMeasureIsALongOne)
+{
+    for (const char *seconds : {"1e9", "1e300", "nan"})
+        EXPECT_EQ(parsed({"ping", "--timeout", seconds}).timeout(), std::chrono::seconds(1000000000))
+            << seconds;
+}
+
 TEST(CommandLine, TakesEveryOptionOfAPut)
 {
     const options_t options = parsed({"put", "f", "u", "--user", "anna", "--password-file", "p", "--active",

@@ -112,13 +112,15 @@ TEST(LinePace, ASlowJobGetsALineForTenPercent)
     EXPECT_FALSE(pace.is_due(600, at(1000, 299)));
 }
 
-TEST(LinePace, AJobOfUnknownSizeGetsALineASecond)
+TEST(LinePace, AJobOfUnknownSizeGetsALineASecondWhileItMoves)
 {
     line_pace pace;
     EXPECT_FALSE(pace.is_due(100.0, at(0, 0)));
-    EXPECT_TRUE(pace.is_due(101.0, at(0, 10)));
-    EXPECT_FALSE(pace.is_due(101.5, at(0, 20)));
-    EXPECT_TRUE(pace.is_due(102.0, at(0, 20)));
+    EXPECT_FALSE(pace.is_due(101.5, at(0, 0)));
+    EXPECT_TRUE(pace.is_due(102.0, at(0, 10)));
+    EXPECT_FALSE(pace.is_due(102.5, at(0, 20)));
+    EXPECT_TRUE(pace.is_due(103.0, at(0, 20)));
+    EXPECT_FALSE(pace.is_due(109.0, at(0, 20)));
 }
 
 TEST(LinePace, ANewTryCountsFromItsBeginning)
