@@ -237,3 +237,19 @@ def test_a_resumed_upload_that_is_tried_again_appends_from_its_beginning(
     assert (verb, name) == (verb_again, name_again) == ("APPE", "a")
     assert content[MIB:].startswith(first)
     assert content.startswith(second) and len(second) > 0
+
+
+def test_a_stall_in_a_retry_that_has_moved_less_than_the_first_try_is_seen(
+    fast_daemon, scripted, network_manager, log, local
+):
+    scripted(
+        Plan(take=take_then("reset", 16 * MIB)),
+        Plan(take=take_then("stall", 1000)),
+        Plan(),
+    )
+    client.upload(large_file(local), "a")
+    notice = uploaded(network_manager)
+    assert notice.outcome == (0, 0)
+    assert notice.exec_info.retry_count == 2
+    log.wait_for(r"^error: curl_func\(1364\): curl_perform\(16, 55\) \.\.\. retry\(1\)\n$")
+    log.wait_for(r"^error: curl_func\(1364\): curl_perform\(14, 42\) \.\.\. retry\(2\)\n$")

@@ -58,12 +58,14 @@ class Daemon:
         """Waits for the process that stays: an orphan that leads no session."""
 
         def stayed():
-            for process in processes.adopted(self._name):
+            family = processes.adopted(self._name)
+            for process in family:
                 if process.state == "Z":
                     processes.reap(process.pid)  # the middle one
-                elif process.session != process.pid and process.session != os.getsid(0):
-                    return process.pid
-            return None
+            if len(family) != 1 or family[0].state == "Z":
+                return None
+            left = family[0].session not in (family[0].pid, os.getsid(0))
+            return family[0].pid if left else None
 
         self.pid = wait_until(stayed, "a daemon that left its starter")
         return self.pid

@@ -1,0 +1,94 @@
+"""The Zixi side: a daemon whose feeder library puts uploads into a folder, and requests to it."""
+
+import os
+import re
+from typing import NamedTuple
+
+from . import client, wire
+from .daemon import SPEED, WORLD
+
+FOLDER = WORLD / "zixi"  # plays the server
+USER_WIDTH, PASSWORD_WIDTH = 64, 128
+PROGRESS = re.compile(
+    r"zixi_func\(731\): Uploaded: (?P<percent>-?\d+)% (?P<sent_mb>\d+)MB/(?P<total_mb>\d+)MB"
+    r" Speed: (?P<mbits>-?\d+)\.(?P<kbits>[ 0-9-]{3,})Mbps"
+    r" elapsed:(?P<elapsed>\d+)\[m\] / remain:(?P<remain>-?\d+)\[m\]\n"
+)
+
+
+def start(daemon, network_manager, speed=SPEED, **knobs):
+    """Launches the daemon, its library told by the knobs: fail=, rate=, total=, user=, password=, dir=."""
+    variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
+    daemon.launch(speed=speed, **({"ZIXI_FEEDER_DIR": str(FOLDER)} | variables))
+    daemon.find()
+    network_manager.wait_for(wire.NOTICE_STARTED)
+
+
+def credentials(user, password):
+    """The field `password` of a request as the Zixi protocols read it: bytes 1092 and 1156 of the whole."""
+    skipped = bytes(1092 - wire.REQUEST_FIELDS["password"][0])
+    user, password = (wire.as_bytes(text) for text in (user, password))
+    assert len(user) < USER_WIDTH and len(password) < PASSWORD_WIDTH
+    return skipped + user.ljust(USER_WIDTH, b"\0") + password
+
+
+def upload(local_path, remote_path, user="", password="", **fields):
+    """(result, detail)"""
+    fields = {"protocol": wire.ZIXI_4, "password": credentials(user, password)} | fields
+    return client.upload(local_path, remote_path, **fields)
+
+
+def file_info(remote_path="a", **fields):
+    return client.file_info(remote_path, **({"protocol": wire.ZIXI_4} | fields))
+
+
+def stored():
+    """{path below the server's folder: content}; unfinished ones too."""
+    return {
+        str(path.relative_to(FOLDER)): path.read_bytes()
+        for path in FOLDER.rglob("*")
+        if path.is_file()
+    }
+
+
+def make_file(path, size):
+    """A file whose every part differs."""
+    path.write_bytes((os.urandom(1 << 16) * (size // (1 << 16) + 1))[:size])
+    return path
+
+
+def signed(word):
+    return word - (1 << 32) if word >> 31 else word
+
+
+class Sample(NamedTuple):
+    """One progress line."""
+
+    percent: int
+    sent_mb: int
+    total_mb: int
+    speed_kbits_s: int
+    elapsed_minutes: int
+    remaining_minutes: int
+
+    @classmethod
+    def of(cls, line):
+        found = PROGRESS.fullmatch(line)
+        assert found, line
+        # Whole and rest carry a sign each; the rest is padded with blanks to three places.
+        assert found["kbits"] == "%3d" % int(found["kbits"]), line
+        mbits, kbits = int(found["mbits"]), int(found["kbits"])
+        assert abs(kbits) < 1000 and mbits * kbits >= 0, line
+        numbers = (int(found[name]) for name in ("percent", "sent_mb", "total_mb"))
+        return cls(*numbers, mbits * 1000 + kbits, int(found["elapsed"]), int(found["remain"]))
+
+
+def samples(log):
+    return [Sample.of(text) for text in log.texts if text.startswith("zixi_func(731)")]
+
+
+def said(log):
+    """What the engine and the commands logged since the start, without the progress."""
+    texts = log.texts
+    begin = next(i for i, text in enumerate(texts) if text.startswith("zixi_func(180)")) + 1
+    return [text for text in texts[begin:] if not text.startswith("zixi_func(731)")]

@@ -1,0 +1,119 @@
+"""FTP servers of other makes than vsftpd, for their listings. All serve alice's home, dates in UTC."""
+
+import logging
+import os
+import stat
+import threading
+import time
+import warnings
+
+from . import processes
+from .daemon import WORLD
+from .vsftpd import HOME, Vsftpd, listens
+from .waiting import wait_until
+
+with warnings.catch_warnings():
+    warnings.simplefilter("ignore", DeprecationWarning)  # of modules that it uses
+    from pyftpdlib.authorizers import DummyAuthorizer
+    from pyftpdlib.filesystems import AbstractedFS
+    from pyftpdlib.handlers import FTPHandler
+    from pyftpdlib.servers import FTPServer
+
+UTC = os.environ | {"TZ": "UTC"}
+
+
+def one_user_only():
+    """A world made without root has one user id: no server could become alice there."""
+    with open("/proc/self/uid_map") as ids:
+        return int(ids.read().split()[2]) == 1
+
+
+class Program(Vsftpd):
+    """A server that is a program of its own; its files are handled as vsftpd's are."""
+
+    def __init__(self, command):
+        self.home = HOME
+        self._process = processes.spawn(command, env=UTC)
+        wait_until(lambda: listens(21) or self._process.poll() is not None, f"{command[0]}")
+        assert self._process.poll() is None, f"{command[0]} did not start"
+
+
+class PureFtpd(Program):
+    def __init__(self):
+        # Its users are the system's; no name is asked of a resolver; it lists more than its usual 10,000 files.
+        settings = ["-l", "unix", "-u", "1", "-E", "-H", "-L", "200000:5"]
+        super().__init__(["/usr/sbin/pure-ftpd", "-S", "127.0.0.1,21", *settings])
+
+
+PROFTPD = {
+    "ServerName": "here",
+    "ServerType": "standalone",
+    "DefaultAddress": "127.0.0.1",
+    "Port": "21",
+    "SocketBindTight": "on",
+    "UseIPv6": "off",
+    "User": "nobody",
+    "Group": "nogroup",
+    "WtmpLog": "off",
+    "RequireValidShell": "off",
+    "AuthOrder": "mod_auth_unix.c",
+    "PidFile": WORLD / "proftpd.pid",
+    "ScoreboardFile": WORLD / "proftpd.scoreboard",
+    "SystemLog": WORLD / "proftpd.log",
+    "DelayEngine": "off",
+}
+
+
+class Proftpd(Program):
+    def __init__(self):
+        file = WORLD / "proftpd.conf"
+        file.write_text("".join(f"{key} {value}\n" for key, value in PROFTPD.items()))
+        super().__init__(["/usr/sbin/proftpd", "--nodaemon", "--config", str(file)])
+
+
+class Pyftpdlib(Vsftpd):
+    """Runs in the test itself, with root's rights."""
+
+    def __init__(self, files=AbstractedFS):
+        self.home = HOME
+        users = DummyAuthorizer()
+        users.add_user("alice", "secret", str(HOME), perm="elradfmwMT")
+        logging.getLogger("pyftpdlib").setLevel(logging.CRITICAL)
+
+        class Handler(FTPHandler):
+            authorizer = users
+            abstracted_fs = files
+
+        self._server = FTPServer(("127.0.0.1", 21), Handler)
+        threading.Thread(target=self._server.serve_forever, daemon=True).start()
+
+
+def dos_files(date_format):
+    """Files listed as a DOS or Windows server does: "<date and time> <DIR or size> <name>"."""
+
+    class DosFiles(AbstractedFS):
+        def format_list(self, basedir, listing, ignore_err=True):
+            for name in listing:
+                found = os.stat(os.path.join(basedir, name))
+                when = time.strftime(date_format, time.gmtime(found.st_mtime))
+                size = "      <DIR>         "
+                if not stat.S_ISDIR(found.st_mode):
+                    size = f"{found.st_size:20}"
+                yield f"{when} {size} {name}\r\n".encode()
+
+    return DosFiles
+
+
+class DosServer(Pyftpdlib):
+    """The usual style: 01-15-12  03:04PM."""
+
+    def __init__(self, date_format="%m-%d-%y  %I:%M%p"):
+        super().__init__(dos_files(date_format))
+
+
+UNIX_STYLE = {
+    "vsftpd": Vsftpd,
+    "pure-ftpd": PureFtpd,
+    "proftpd": Proftpd,
+    "pyftpdlib": Pyftpdlib,
+}

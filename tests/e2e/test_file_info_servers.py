@@ -1,0 +1,328 @@
+"""File information from the listings of real servers."""
+
+import os
+import struct
+import time
+from datetime import datetime, timedelta, timezone
+
+import pytest
+
+from harness import client, wire
+from harness.ftp_servers import UNIX_STYLE, DosServer, one_user_only
+from harness.vsftpd import HOME
+from test_downloads import NAMES
+from test_file_info import UNKNOWN, UNKNOWN_YEAR, looked_up
+
+BOTH_MODES = pytest.mark.parametrize("passive_mode", [1, 0], ids=["passive", "active"])
+
+# looked_up, exists: of a file, of a name that no entry has, of a folder's or a link's name.
+FOUND, ABSENT, NO_FILE = (1, 1), (1, 0), (0, 0)
+
+
+@pytest.fixture
+def root():
+    if one_user_only():
+        pytest.skip("the server logs users in: needs root")
+
+
+@pytest.fixture(params=UNIX_STYLE)
+def server(request, root):
+    return UNIX_STYLE[request.param]()
+
+
+def look(network_manager, remote_path, **fields):
+    times = len(network_manager.of_code(wire.NOTICE_FILE_INFO)) + 1
+    return looked_up(network_manager, remote_path, times, **fields)
+
+
+def put(server, name, size=0, mode=0o644, modified=None):
+    """A sparse file of any size. The mode comes last: a change of the owner takes setuid away."""
+    path = server.put(name)
+    with open(path, "wb") as file:
+        file.truncate(size)
+    path.chmod(mode)
+    if modified is not None:
+        os.utime(path, (modified.timestamp(), modified.timestamp()))
+
+
+def date(*numbers):
+    return datetime(*numbers, tzinfo=timezone.utc)
+
+
+RECENT = (datetime.now(timezone.utc) - timedelta(days=30)).replace(second=0, microsecond=0)
+OLD = date(2012, 1, 15, 12, 34)
+
+# (size, mode on the server, date on the server). The attributes read like the octal mode.
+FILES = [
+    (0, 0o644, OLD),
+    (1, 0o600, date(1998, 12, 31, 23, 59)),
+    ((1 << 31) - 1, 0o4755, date(1970, 1, 2)),
+    (1 << 31, 0o4644, date(2000, 2, 29)),
+    ((1 << 32) - 1, 0o2755, RECENT),
+    (1 << 32, 0o2644, RECENT),
+    (5 << 30, 0o1777, RECENT),
+    (999_999_999_999_999, 0o7777, OLD),  # proftpd lists fifteen digits of a size
+    (1, 0o6644, OLD),
+    (7, 0o000, OLD),
+]
+
+
+def reply_to_command_6(size, mode, when):
+    """Head and body but for its last word, which is not set. An old file's time is not listed, a recent one's year."""
+    year, hour, minute = when.year, UNKNOWN, UNKNOWN
+    if when == RECENT:
+        year, hour, minute = UNKNOWN_YEAR, when.hour, when.minute
+    attributes = int(oct(mode)[2:], 16)
+    return struct.pack(
+        "<6Iq7i", 6, 56, 0, 0, *FOUND, size, year, when.month, when.day, hour, minute, attributes, 0
+    )
+
+
+@BOTH_MODES
+def test_size_date_and_permissions_of_each_unix_style(
+    daemon, server, network_manager, log, passive_mode
+):
+    for number, (size, mode, when) in enumerate(FILES):
+        put(server, f"f{number}", size, mode, when)
+    for number, file in enumerate(FILES):
+        look(network_manager, f"f{number}", passive_mode=passive_mode)
+        reply = client.ask_raw(client.head(wire.GET_FILE_INFO, 0))
+        assert len(reply) == 64
+        assert reply[:60] == reply_to_command_6(*file), file
+        log.wait_for(rf"^curl_func\(1778\): f{number}, size: {file[0]}\n$")
+    assert log.count(r"^> PORT 127,0,0,1,[0-9,]+$") == (0 if passive_mode else len(FILES))
+    assert log.count(r"^> PASV$") == (len(FILES) if passive_mode else 0)
+    assert log.count(r"^curl_wrapper\(311\): Setup to directory listening\.\n$") == len(FILES)
+    assert not log.errors()
+
+
+def test_the_notice_tells_of_no_amount_and_no_time(daemon, vsftpd, network_manager):
+    put(vsftpd, "a", 5)
+    look(network_manager, "a")
+    (notice,) = network_manager.of_code(wire.NOTICE_FILE_INFO)
+    done = notice.exec_info
+    assert (done.total_size, done.transferred_size, done.elapsed_time) == (0, 0, 0)
+    assert (done.curl_code, done.response_code_type, done.response_code, done.retry_count) == (
+        0,
+        1,
+        226,
+        0,
+    )
+
+
+UNUSUAL_NAMES = [
+    "n" * 251 + ".txt",
+    "ü" * 127 + "x",
+    "arrow -> target",
+    "->",
+    "two  blanks",
+    "trailing  ",
+    "shortcut.lnk.txt",
+    "lnk",
+    "-dash",
+    "*star",
+    "Jan 15  2012 a",
+    "-rw-r--r--    1 alice    alice           9 Jan 15  2012 b",
+    "100%",
+    "%",
+    "%%41",
+    "%c3%bc",
+]
+
+
+def test_a_name_is_found_as_it_is_in_each_unix_style(daemon, server, network_manager):
+    names = NAMES + UNUSUAL_NAMES
+    for size, name in enumerate(names, 1):
+        put(server, name, size, modified=RECENT)
+    for size, name in enumerate(names, 1):
+        information = look(network_manager, name)
+        assert (information[2:4], information.size) == (FOUND, size), name
+
+
+# (wanted, looked_up and exists, size)
+SEARCHED = [
+    # Blanks separate the fields of a line: those that begin a name are lost.
+    ("  leading", ABSENT, 0),
+    ("leading", FOUND, 3),
+    # Nothing is left of a name of blanks: its line gives no entry.
+    ("   ", ABSENT, 0),
+    # The suffix of a shortcut is cut off, and it counts as a link.
+    ("shortcut.lnk", ABSENT, 0),
+    ("shortcut", NO_FILE, 0),
+    # A link keeps arrow and target in its name, and counts as a folder.
+    ("link", ABSENT, 0),
+    ("link -> target", NO_FILE, 0),
+    ("target", FOUND, 4),
+    ("folder", NO_FILE, 0),
+    ("folder/inside", FOUND, 6),
+    ("folder/", ABSENT, 0),
+    ("Target", ABSENT, 0),
+    ("targe", ABSENT, 0),
+    ("missing", ABSENT, 0),
+    ("missing/inside", ABSENT, 0),
+    ("empty/inside", ABSENT, 0),
+    # A star in front lets every entry through, so the listing is not without a match.
+    ("*", NO_FILE, 0),
+    ("*missing", NO_FILE, 0),
+    # The link to a folder can be entered like it.
+    ("linked/inside", FOUND, 6),
+]
+
+
+def put_what_is_searched(server):
+    for name, size in (("  leading", 3), ("   ", 2), ("shortcut.lnk", 5), ("target", 4)):
+        put(server, name, size, modified=OLD)
+    put(server, "folder/inside", 6)
+    put(server, "empty/gone")
+    server.path("empty/gone").unlink()
+    server.path("link").symlink_to("target")
+    server.path("linked").symlink_to("folder")
+
+
+def test_what_is_no_file_or_has_another_name_in_each_unix_style(
+    daemon, server, network_manager, log
+):
+    put_what_is_searched(server)
+    for wanted, flags, size in SEARCHED:
+        information = look(network_manager, wanted)
+        assert (information[2:4], information.size) == (flags, size), wanted
+    assert log.count(r"^curl_func\(905\): Ignore error\(9\)\n$") == 1
+    absent = sum(flags == ABSENT for _, flags, _ in SEARCHED)
+    assert log.count(r"^curl_func\(905\): Ignore error\(78\)\n$") == absent - 1
+    log.wait_for(r"^error: curl_wrapper\(2320\): Parsing line has been failed: -rw-r--r-- .* 2012 +\n$")
+
+
+def test_the_largest_size_of_all_is_told(daemon, vsftpd, network_manager):
+    put(vsftpd, "a", (1 << 63) - 1)
+    assert look(network_manager, "a").size == (1 << 63) - 1
+
+
+@pytest.mark.parametrize("server", ["vsftpd", "pure-ftpd", "proftpd"], indirect=True)
+def test_a_folder_that_may_not_be_read_holds_nothing(daemon, server, network_manager, log):
+    for mode, code in ((0o311, 78), (0o000, 9)):  # entered but not listed; not even entered
+        put(server, f"{mode:o}/a", 1)
+        server.path(f"{mode:o}").chmod(mode)
+        assert look(network_manager, f"{mode:o}/a")[2:5] == (*ABSENT, 0)
+        log.wait_for(rf"^curl_func\(905\): Ignore error\({code}\)\n$")
+
+
+def test_a_file_that_the_server_does_not_list_is_absent(daemon, vsftpd, network_manager):
+    """The listing is asked for as it comes; vsftpd leaves out what begins with a dot."""
+    put(vsftpd, ".hidden", 1)
+    put(vsftpd, "seen", 2)
+    assert look(network_manager, ".hidden")[2:5] == (*ABSENT, 0)
+    assert look(network_manager, "seen")[2:5] == (*FOUND, 2)
+
+
+def test_an_absolute_path_is_one(daemon, vsftpd, network_manager, log):
+    put(vsftpd, "d d/ü", 9)
+    assert look(network_manager, HOME / "d d" / "ü").size == 9
+    log.wait_for(r"^> CWD /$")
+
+
+
+
+# (how the server writes date and time, what the reply tells of 2012-01-15 13:30 or None when no line is understood)
+DOS_STYLES = {
+    "month-first": ("%m-%d-%y  %I:%M%p", (2012, 1, 15, 13, 30)),
+    "year-first": ("%y-%m-%d  %H:%M", (2012, 1, 15, 13, 30)),
+    "ISO": ("%Y-%m-%d %H:%M:%S", (2012, 1, 15, 13, 30)),
+    # Ten characters with the year at the end are no date of any layout: the files are not seen.
+    "month-first-four-digits": ("%m-%d-%Y  %I:%M%p", None),
+}
+
+
+@BOTH_MODES
+@pytest.mark.parametrize("style", DOS_STYLES)
+def test_size_and_date_of_each_dos_style(
+    daemon, root, network_manager, log, style, passive_mode
+):
+    date_format, when = DOS_STYLES[style]
+    server = DosServer(date_format)
+    put(server, "a b", 5 << 30, modified=date(2012, 1, 15, 13, 30))
+    (HOME / "folder").mkdir()
+    information = look(network_manager, "a b", passive_mode=passive_mode)
+    if when:
+        # Neither permissions nor links are listed.
+        assert information == (0, 0, *FOUND, 5 << 30, *when, -1, 0)
+        assert look(network_manager, "folder")[2:5] == (*NO_FILE, 0)
+        assert not log.errors()
+    else:
+        assert information[2:5] == (*ABSENT, 0)
+        log.wait_for(r"^error: curl_wrapper\(2313\): Unknown 'LIST' format: 01-15-2012 .* a b\n$")
+
+
+# (date on the server, year, month, day, hour and minute in the reply)
+DOS_DATES = [
+    (date(2012, 1, 15, 0, 5), (2012, 1, 15, 0, 5)),  # 12:05AM
+    (date(2012, 1, 15, 12, 10), (2012, 1, 15, 12, 10)),  # 12:10PM
+    (date(1998, 12, 31, 23, 59), (1998, 12, 31, 23, 59)),
+    (date(2000, 2, 29, 11, 59), (2000, 2, 29, 11, 59)),
+    # Two digits of a year: below 60 they are of this century.
+    (date(1970, 1, 1, 1, 0), (1970, 1, 1, 1, 0)),
+    (date(2059, 10, 10, 13, 0), (2059, 10, 10, 13, 0)),
+    (date(2060, 10, 10, 13, 0), (1960, 10, 10, 13, 0)),
+]
+
+
+def test_dates_of_the_dos_style(daemon, root, network_manager):
+    server = DosServer()
+    for number, (when, _) in enumerate(DOS_DATES):
+        put(server, f"f{number}", number, modified=when)
+    for number, (_, told) in enumerate(DOS_DATES):
+        assert look(network_manager, f"f{number}")[5:10] == told
+
+
+# As SEARCHED: here a link looks like what it points to, and no part of a name is cut off but leading blanks.
+SEARCHED_DOS = [
+    ("  leading", ABSENT, 0),
+    ("leading", FOUND, 3),
+    ("   ", ABSENT, 0),
+    ("shortcut.lnk", FOUND, 5),
+    ("shortcut", ABSENT, 0),
+    ("link", FOUND, 4),
+    ("target", FOUND, 4),
+    ("linked", NO_FILE, 0),
+    ("linked/inside", FOUND, 6),
+    ("folder/inside", FOUND, 6),
+    ("Target", ABSENT, 0),
+    ("missing", ABSENT, 0),
+    ("missing/inside", ABSENT, 0),
+    ("empty/inside", ABSENT, 0),
+]
+
+
+def test_names_of_the_dos_style(daemon, root, network_manager):
+    server = DosServer()
+    put_what_is_searched(server)
+    for wanted, flags, size in SEARCHED_DOS:
+        information = look(network_manager, wanted)
+        assert (information[2:4], information.size) == (flags, size), wanted
+    names = NAMES + UNUSUAL_NAMES
+    for size, name in enumerate(names, 1):
+        put(server, name, size)
+    for size, name in enumerate(names, 1):
+        information = look(network_manager, name)
+        assert (information[2:4], information.size) == (FOUND, size), name
+
+
+def peak_kib(daemon, action):
+    """The most memory that the daemon held while action() ran."""
+    with open(f"/proc/{daemon.pid}/clear_refs", "w") as peaks:
+        peaks.write("5")
+    action()
+    with open(f"/proc/{daemon.pid}/status") as status:
+        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM:"))
+
+
+def test_memory_does_not_grow_with_the_folder(daemon, vsftpd, network_manager):
+    put(vsftpd, "small/a", 1)
+    put(vsftpd, "large/zzz", 2)
+    for number in range(100_000):
+        vsftpd.path(f"large/file-{number}").touch()
+    look(network_manager, "small/a")  # libraries are in memory from now on
+    small_kib = peak_kib(daemon, lambda: look(network_manager, "small/a"))
+    large_kib = peak_kib(daemon, lambda: look(network_manager, "large/zzz"))
+    assert client.get_file_info()[2:5] == (*FOUND, 2)
+    # The listing is 7 MB long.
+    assert abs(large_kib - small_kib) < 512
