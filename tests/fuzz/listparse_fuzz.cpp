@@ -1,6 +1,7 @@
-// One line of any bytes through the listing parser: detection, resolution by the detected layout and by every
-// other number, and each helper.
+// One line of any bytes through the listing parser: detection, resolution by the detected layout and by some
+// other numbers, and each helper. All must keep within their bounds and agree with the model.
 #include "listparse/listparse.h"
+#include "model.h"
 #include "require.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <numeric>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace
 {
@@ -18,13 +20,24 @@ namespace
 constexpr size_t CANARY_BYTES = 64;
 constexpr uint32_t MOST_ATTRIBUTES = 0x7777;
 
-// A copy that ends with its heap block, so that reading on is an error.
-std::unique_ptr<char[]> exact_copy(std::string_view line)
+// A copy that ends with its heap block, so that reading on is an error, at an address of any alignment.
+class exact_copy
 {
-    auto copy = std::make_unique<char[]>(line.size() + 1);
-    std::copy(line.begin(), line.end(), copy.get());
-    return copy;
-}
+public:
+    explicit exact_copy(std::string_view line)
+    {
+        constexpr size_t ALIGNMENTS = 16;
+        size_t front = line.empty() ? 0 : static_cast<uint8_t>(line.back()) % ALIGNMENTS;
+        block_ = std::make_unique<char[]>(front + line.size() + 1);
+        text_ = block_.get() + front;
+        std::copy(line.begin(), line.end(), text_);
+    }
+    char *get() const { return text_; }
+
+private:
+    std::unique_ptr<char[]> block_;
+    char *text_;
+};
 
 bool is_unix_number(int number) { return (number >= 0 && number <= 20) || (number >= 42 && number <= 47); }
 
@@ -66,7 +79,7 @@ struct resolved_t {
     // Resolves into outputs filled with `rubbish`.
     resolved_t(std::string_view line, list_format_t format, char rubbish) : name(rubbish), owner(rubbish)
     {
-        auto copy = exact_copy(line);
+        exact_copy copy(line);
         memset(&time, rubbish, sizeof time);
         errno = 0;
         type = ResolvFileInfo(copy.get(), format, name.bytes, &size, &time, &attributes, owner.bytes,
@@ -111,6 +124,31 @@ void check_entry(const resolved_t &entry, list_format_t format)
         require(entry.is_link == 0, "only lines of the Unix family are links");
 }
 
+void check_against_model(const resolved_t &entry, const std::string &line, list_format_t format)
+{
+    // Where a long name is cut in the course of its rules is not settled.
+    if (line.size() >= FILE_INFO_NAME_SIZE)
+        return;
+    errno = 0;
+    model::unsettled = false;
+    model::entry_t expected = model::resolve(line, format);
+    if (model::unsettled)
+        return;
+    require(entry.type == expected.type, "the type is the model's");
+    require(entry.name.bytes == expected.name, "the name is the model's");
+    require(entry.size == expected.size, "the size is the model's");
+    require(expected.date_open || (entry.time.year == expected.year && entry.time.month == expected.month &&
+                                   entry.time.day == expected.day),
+            "the date is the model's");
+    require(expected.time_open || (entry.time.hour == expected.hour && entry.time.minute == expected.minute),
+            "the time is the model's");
+    require(entry.attributes == expected.attributes, "the attributes are the model's");
+    require(entry.owner.bytes == expected.owner, "the owner is the model's");
+    require(entry.is_link == expected.is_link, "is_link is the model's");
+    uint32_t open = (expected.date_open ? FILE_INFO_DATE : 0) | (expected.time_open ? FILE_INFO_TIME : 0);
+    require((entry.valid | open) == (expected.valid | open), "valid is the model's");
+}
+
 // Twice into different rubbish: equal results show that nothing is left unset or remembered.
 void check_resolution(std::string_view line, list_format_t format)
 {
@@ -121,8 +159,8 @@ void check_resolution(std::string_view line, list_format_t format)
 
 void check_detection(std::string_view line)
 {
-    auto copy = exact_copy(line);
-    auto again = exact_copy(line);
+    exact_copy copy(line);
+    exact_copy again(line);
     list_format_t format = AnalizeFileInfo(copy.get());
     require(is_detectable(format), "detection returns a number it may return");
     require(AnalizeFileInfo(again.get()) == format && strcmp(copy.get(), again.get()) == 0,
@@ -134,8 +172,14 @@ void check_detection(std::string_view line)
     require(left == line || left == joined, "detection takes out the byte at position 1 or nothing");
     require((format & LIST_FMT_FLAG_NAME14) == 0 || format == LIST_FMT_UNKNOWN || left != line,
             "the flag of 14 characters comes with a joined type character");
-    if (format != LIST_FMT_UNKNOWN)
-        check_resolution(left, format);
+    std::string modelled(line);
+    model::unsettled = false;
+    int expected = model::detect(&modelled);
+    require(model::unsettled || (expected == format && left == modelled), "the format is the model's");
+    if (format == LIST_FMT_UNKNOWN)
+        return;
+    check_resolution(left, format);
+    check_against_model(resolved_t(left, format, 0x5A), std::string(left), format);
 }
 
 // A number is trusted: with one that the line does not fit, what is read may be nonsense, but from within the
@@ -155,51 +199,105 @@ void check_other_numbers(std::string_view line)
     }
 }
 
-void check_field_readers(std::string_view field)
+void check_month(const std::string &field)
 {
-    uint16_t first = 99;
-    uint16_t second = 99;
-    auto copy = exact_copy(field);
-    GetMonth(copy.get(), &first, &second);
-    require(first <= 12 && second <= 31 && (first != 0 || second == 0),
+    uint16_t month = 99;
+    uint16_t day = 99;
+    exact_copy copy(field);
+    GetMonth(copy.get(), &month, &day);
+    require(month <= 12 && day <= 31 && (month != 0 || day == 0),
             "a month is 1 to 12, its day 1 to 31, or 0");
-    copy = exact_copy(field);
-    int read = GetHourAndMinute(copy.get(), &first, &second);
+    std::string left = field;
+    uint16_t expected_month;
+    uint16_t expected_day;
+    model::unsettled = false;
+    model::read_month(&left, &expected_month, &expected_day);
+    require(left == copy.get(), "a month's field is folded as the model folds it");
+    require(model::unsettled || (month == expected_month && day == expected_day), "the month is the model's");
+}
+
+void check_time(const std::string &field)
+{
+    uint16_t hour = 99;
+    uint16_t minute = 99;
+    exact_copy copy(field);
+    int read = GetHourAndMinute(copy.get(), &hour, &minute);
     require(read == 0 || read == 1, "GetHourAndMinute returns 0 or 1");
-    require(first <= 24 && second <= 59 && (read == 1 || (first == 0 && second == 0)),
-            "an hour is at most 24, a minute at most 59");
-    require(AttrString2Value(copy.get()) <= MOST_ATTRIBUTES,
-            "attributes have the bits of the nine characters");
-    constexpr unsigned char SYMBOLS[] = {0, '*'};
-    for (unsigned char sym : SYMBOLS)
-        for (int allow9 : {0, 1}) {
-            int shape = CheckYYMMDDformat(copy.get(), sym, allow9);
-            require(shape == 0 || shape == 1 || (shape == 2 && allow9 == 1), "a date has shape 0, 1 or 2");
-        }
+    require(hour <= 24 && minute <= 59, "an hour is at most 24, a minute at most 59");
+    require(read == 1 || (hour == 0 && minute == 0), "a time that is refused is 00:00");
+    uint16_t expected_hour;
+    uint16_t expected_minute;
+    model::unsettled = false;
+    bool expected = model::read_time(field, &expected_hour, &expected_minute);
+    require(model::unsettled || (read == expected && hour == expected_hour && minute == expected_minute),
+            "the time is the model's");
+}
+
+void check_number(const std::string &field)
+{
+    exact_copy copy(field);
+    errno = 0;
+    int64_t number = _atoi64(copy.get());
+    int left = errno;
+    errno = 0;
+    require(number == model::whole_number(field), "the number is the model's");
+    require((left == ERANGE) == (errno == ERANGE), "a number out of range leaves its error, any other none");
     errno = ERANGE;
     require(_atoi64(copy.get()) == 0, "a stale range error makes every number 0");
 }
 
-void check_helpers(std::string_view line)
+void check_field_readers(const std::string &field)
 {
-    auto copy = exact_copy(line);
-    auto out = exact_copy(line); // as long as the line, no longer
-    constexpr int FIELDS = 11;
-    for (int index = -1; index < FIELDS; index++) {
-        int found = FindField(copy.get(), out.get(), index, 1);
-        require(found == 1 || (found == 0 && out[0] == '\0'), "FindField returns 1, or 0 and nothing");
-        require(FindField(copy.get(), out.get(), index, 0) == found,
-                "a field that runs to the end is there as well");
-        if (found == 1)
-            check_field_readers(out.get());
+    check_month(field);
+    check_time(field);
+    check_number(field);
+    exact_copy copy(field);
+    require(AttrString2Value(copy.get()) == model::permissions(field), "the permissions are the model's");
+    constexpr unsigned char SYMBOLS[] = {0, '*', 0xD4};
+    for (unsigned char sym : SYMBOLS)
+        for (int allow9 : {0, 1})
+            require(CheckYYMMDDformat(copy.get(), sym, allow9) == model::date_shape(field, sym, allow9 == 1),
+                    "the shape of a date is the model's");
+}
+
+void check_fields(const std::string &line)
+{
+    exact_copy copy(line);
+    exact_copy out(line); // as long as the line, no longer
+    std::vector<std::string> fields = model::split(line);
+    int count = static_cast<int>(std::min<size_t>(fields.size(), 12));
+    for (int index = 0; index < count; index++) {
+        const std::string &field = fields[static_cast<size_t>(index)];
+        require(FindField(copy.get(), out.get(), index, 0) == 1 && out.get() == field,
+                "a field is the model's");
+        check_field_readers(field);
+        std::string rest;
+        model::rest_from(line, static_cast<size_t>(index), &rest);
+        require(FindField(copy.get(), out.get(), index, 1) == 1 && out.get() == rest,
+                "the rest is the model's");
     }
-    check_field_readers(line);
+    int behind = static_cast<int>(fields.size());
+    for (int to_end : {0, 1})
+        require(FindField(copy.get(), out.get(), behind, to_end) == 0 && *out.get() == '\0',
+                "a missing field is empty");
+    require(FindField(copy.get(), out.get(), -1, 1) == 1 && out.get() == line,
+            "a negative index gives the whole line");
+}
+
+void check_unix_type(const std::string &line)
+{
+    exact_copy copy(line);
+    exact_copy buf(line);
     for (int base : {0, -1})
         for (int shift : {2, 1, 0, -1, -2})
             for (int day : {0, 15}) {
-                int number = CheckUnixType(copy.get(), out.get(), base, shift, day);
+                int number = CheckUnixType(copy.get(), buf.get(), base, shift, day);
                 require(number == -1 || is_unix_number(number),
                         "CheckUnixType returns a number of its table");
+                model::unsettled = false;
+                int expected = model::unix_number(line, base, shift, day);
+                require(model::unsettled || number == expected,
+                        "the number of the Unix family is the model's");
             }
 }
 
@@ -212,6 +310,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     line = line.substr(0, line.find_first_of(std::string_view("\0\n\r", 3)));
     check_detection(line);
     check_other_numbers(line);
-    check_helpers(line);
+    check_field_readers(std::string(line));
+    check_fields(std::string(line));
+    check_unix_type(std::string(line));
     return 0;
 }
