@@ -1,4 +1,4 @@
-"""FTP servers of other makes than vsftpd, for their listings. All serve alice's home, dates in UTC."""
+"""FTP servers of other makes than vsftpd, for their listings of alice's home, dates in UTC."""
 
 import logging
 import os
@@ -40,7 +40,7 @@ class Program(Vsftpd):
 
 class PureFtpd(Program):
     def __init__(self):
-        # Its users are the system's; no name is asked of a resolver; it lists more than its usual 10,000 files.
+        # The system's users; no question to a resolver; more files in a listing than 10,000.
         settings = ["-l", "unix", "-u", "1", "-E", "-H", "-L", "200000:5"]
         super().__init__(["/usr/sbin/pure-ftpd", "-S", "127.0.0.1,21", *settings])
 
@@ -60,6 +60,7 @@ PROFTPD = {
     "PidFile": WORLD / "proftpd.pid",
     "ScoreboardFile": WORLD / "proftpd.scoreboard",
     "SystemLog": WORLD / "proftpd.log",
+    "UseReverseDNS": "off",
     "DelayEngine": "off",
 }
 
