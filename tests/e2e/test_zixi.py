@@ -32,15 +32,15 @@ def is_announced(network_manager, size, times=1):
 
 
 @pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-@pytest.mark.parametrize("size", [0, 1, 65537, 3 << 20])
-def test_the_server_gets_the_local_file_whole(zixi, network_manager, log, local, protocol, size):
-    content = make_file(local / "a", size).read_bytes()
-    assert feeder.upload(local / "a", "d/e/a", protocol=protocol) == (0, 0)
-    is_announced(network_manager, size)
-    assert feeder.stored() == {"d/e/a": content}
-    assert (local / "a").read_bytes() == content
-    assert feeder.said(log) == [DONE]
-    assert client.state()[:6] == (0, 0, 0, 2, 0, 0)
+def test_the_server_gets_the_local_file_whole(zixi, network_manager, log, local, protocol):
+    for times, size in enumerate([0, 1, 65536, 65537, 3 << 20], 1):
+        content = make_file(local / "a", size).read_bytes()
+        assert feeder.upload(local / "a", "d/e/a", protocol=protocol) == (0, 0)
+        is_announced(network_manager, size, times)
+        assert feeder.stored() == {"d/e/a": content}
+        assert (local / "a").read_bytes() == content
+        assert feeder.said(log) == [DONE] * times
+        assert client.state()[:6] == (0, 0, 0, 2, 0, 0)
 
 
 # (remote path, local name, where it is stored: the path's directory, the local file's name)
@@ -99,34 +99,31 @@ def test_a_library_without_version_is_logged_and_the_daemon_starts(
 OVERWRITE = [(0, True), (1, False), (2, False), (256, False), (0xFFFFFFFF, False)]
 
 
-@pytest.mark.parametrize("word, replaced", OVERWRITE)
-def test_an_existing_remote_file_is_replaced_for_0_only(
-    zixi, network_manager, log, local, word, replaced
-):
+def test_an_existing_remote_file_is_replaced_for_0_only(zixi, network_manager, log, local):
     (FOLDER / "d").mkdir(parents=True)
-    (FOLDER / "d" / "a").write_bytes(b"old")
     (local / "a").write_bytes(b"new one")
-    assert feeder.upload(local / "a", "d/a", resume=word) == (0, 0)
-    if replaced:
-        is_announced(network_manager, 7)
-        assert feeder.said(log) == [DONE]
-    else:
-        notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
-        assert notice.outcome == (1, 23)
-        assert feeder.signed(notice.exec_info.zixi_error) == -22
-        assert feeder.said(log) == [
+    for times, (word, replaced) in enumerate(OVERWRITE, 1):
+        (FOLDER / "d" / "a").write_bytes(b"old")
+        before = len(feeder.said(log))
+        assert feeder.upload(local / "a", "d/a", resume=word) == (0, 0)
+        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times)
+        assert notice.outcome == ((0, 0) if replaced else (1, 23)), word
+        assert feeder.signed(notice.exec_info.zixi_error) == (0 if replaced else -22), word
+        refused = [
             "error: zixi_func(623): Error starting upload. err=-22\n",
             "error: zixi_func(1170): ZIXI_WARNING_REMOTE_FILE_EXISTS(-22) \n",
             "zixi_func(650): Upload Error:-22\n",
         ]
-    assert feeder.stored() == {"d/a": b"new one" if replaced else b"old"}
+        assert feeder.said(log)[before:] == ([DONE] if replaced else refused), word
+        assert feeder.stored() == {"d/a": b"new one" if replaced else b"old"}, word
 
 
-@pytest.mark.parametrize("word", [0, 1, 2])
-def test_a_new_remote_file_needs_no_leave_to_overwrite(zixi, network_manager, local, word):
-    make_file(local / "a", 9)
-    assert feeder.upload(local / "a", "a", resume=word) == (0, 0)
-    is_announced(network_manager, 9)
+def test_a_new_remote_file_needs_no_leave_to_overwrite(zixi, network_manager, local):
+    for times, (word, _) in enumerate(OVERWRITE, 1):
+        make_file(local / f"{word}", 9)
+        assert feeder.upload(local / f"{word}", "a", resume=word) == (0, 0)
+        is_announced(network_manager, 9, times)
+        assert (FOLDER / f"{word}").read_bytes() == (local / f"{word}").read_bytes()
 
 
 # (user, password of the request, whether the server lets them in)
@@ -166,11 +163,12 @@ def test_the_longest_credentials_arrive_whole(unstarted, network_manager, local)
 
 
 def test_credentials_come_from_the_zixi_fields_only(unstarted, network_manager, local):
-    """What other protocols read as user and as the first 32 bytes of the password is no concern here."""
+    """What other protocols read as user, and the password's first 32 bytes, do not matter here."""
     feeder.start(unstarted, network_manager, user="zoe", password="key")
     make_file(local / "a", 9)
     field = b"x" * 32 + feeder.credentials("zoe", "key")[32:]
-    assert feeder.upload(local / "a", "a", username="u" * 32, password=field) == (0, 0)
+    request = {"protocol": wire.ZIXI_4, "username": "u" * 32, "password": field}
+    assert client.upload(local / "a", "a", **request) == (0, 0)
     is_announced(network_manager, 9)
 
 

@@ -17,7 +17,7 @@ PROGRESS = re.compile(
 
 
 def start(daemon, network_manager, speed=SPEED, **knobs):
-    """Launches the daemon, its library told by the knobs: fail=, rate=, total=, user=, password=, dir=."""
+    """Launches the daemon. knobs, for its library: fail, rate, total, user, password, dir."""
     variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
     daemon.launch(speed=speed, **({"ZIXI_FEEDER_DIR": str(FOLDER)} | variables))
     daemon.find()
@@ -25,7 +25,7 @@ def start(daemon, network_manager, speed=SPEED, **knobs):
 
 
 def credentials(user, password):
-    """The field `password` of a request as the Zixi protocols read it: bytes 1092 and 1156 of the whole."""
+    """The field `password` as Zixi has it: bytes 1092 and 1156 of the request."""
     skipped = bytes(1092 - wire.REQUEST_FIELDS["password"][0])
     user, password = (wire.as_bytes(text) for text in (user, password))
     assert len(user) < USER_WIDTH and len(password) < PASSWORD_WIDTH

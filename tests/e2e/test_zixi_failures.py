@@ -1,0 +1,247 @@
+"""Zixi uploads that fail: at each call of the library, and for the reasons of a real server."""
+
+import time
+
+import pytest
+
+from harness import client, feeder, wire
+from harness.feeder import FOLDER, make_file
+from harness.waiting import wait_until
+
+DONE = "zixi_func(784): Zixi FTP Done.\n"
+NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n"
+ATTEMPTS = 5
+
+NAMES = {
+    -22: "ZIXI_WARNING_REMOTE_FILE_EXISTS",
+    -21: "ZIXI_ERROR_FILE_REMOTE",
+    -20: "ZIXI_ERROR_FILE_LOCAL",
+    -19: "ZIXI_ERROR_BAD_URL",
+    -17: "ZIXI_ERROR_NETWORK",
+    -13: "ZIXI_ERROR_NOT_SUPPORTED",
+    -7: "ZIXI_ERROR_AUTHORIZATION_FAILED",
+    -5: "ZIXI_ERROR_DLL_NOT_FOUND",
+    -4: "ZIXI_ERROR_NOT_CONNECTED",
+    -1: "ZIXI_ERROR_FAILED",
+    1: "ZIXI_ERROR_INVALID_PARAMETER",
+    2: "ZIXI_ERROR_STREAM_CHANGED",
+    3: "ZIXI_ERROR_ALREADY_INITIALIZED",
+    4: "ZIXI_ERROR_ALREADY_CONNECTED",
+    5: "ZIXI_ERROR_NOT_READY",
+    6: "ZIXI_ERROR_BUFFER_TO_SMALL",
+    7: "ZIXI_ERROR_RECONNECTING",
+}
+
+
+def named(code):
+    return f"error: zixi_func(1170): {NAMES.get(code, 'Unknown error')}({code}) \n"
+
+
+def not_started(code):
+    return [f"error: zixi_func(623): Error starting upload. err={code}\n", named(code)]
+
+
+def given_up(code):
+    return f"zixi_func(650): Upload Error:{code}\n"
+
+
+def set_up(number, what, code):
+    return [f"error: zixi_func({number}): Error {what}. err={code}\n", named(code)]
+
+
+def uploading(code):
+    return ["error: zixi_func(700): Error uploading.\n", named(code)]
+
+
+def closing(code):
+    return ["error: zixi_func(781): Error closing upload.\n", named(code)]
+
+
+# calls of the library that fail: (what is logged, (result, detail), the library's error)
+AT_EACH_CALL = {
+    "zixi_configure_logging:-13": (
+        [*set_up(557, "configuring logging", -13), NETWORK],
+        (1, 16),
+        -13,
+    ),
+    "zixi_configure_credentials:-7": (
+        [*set_up(575, "configuring credentials", -7), NETWORK],
+        (1, 16),
+        -7,
+    ),
+    "zixi_prepare_configuration:-5": (
+        [*set_up(588, "preparing configuration", -5), NETWORK],
+        (1, 16),
+        -5,
+    ),
+    # It is prepared anew for each attempt.
+    "zixi_upload_file:-21:1,zixi_prepare_configuration:3:1:1": (
+        [*not_started(-21), *set_up(588, "preparing configuration", 3), NETWORK],
+        (1, 16),
+        3,
+    ),
+    "zixi_upload_file:-17": ([*not_started(-17), given_up(-17), NETWORK], (1, 16), -17),
+    "zixi_upload_file:-20": ([*not_started(-20), given_up(-20), NETWORK], (1, 16), -20),
+    "zixi_upload_file:-22": ([*not_started(-22), given_up(-22)], (1, 23), -22),
+    "zixi_upload_file:-23": ([*not_started(-23), given_up(-23), NETWORK], (1, 16), -23),
+    "zixi_upload_file:8": ([*not_started(8), given_up(8), NETWORK], (1, 16), 8),
+    # Tried again, and then not.
+    "zixi_upload_file:-21:2,zixi_upload_file:-22:1:2": (
+        [*not_started(-21) * 2, *not_started(-22), given_up(-22)],
+        (1, 23),
+        -22,
+    ),
+    "zixi_get_upload_progress:-17": ([*uploading(-17), DONE, NETWORK], (1, 16), -17),
+    "zixi_get_upload_progress:-17,zixi_close_stream:-1": (
+        [*uploading(-17), *closing(-1), DONE, NETWORK],
+        (1, 16),
+        -17,
+    ),
+    # The end alone does not make a failure.
+    "zixi_close_stream:-1": ([*closing(-1), DONE], (0, 0), 0),
+    "zixi_close_stream:3": ([*closing(3), DONE], (0, 0), 0),
+}
+
+
+@pytest.mark.parametrize("fail", AT_EACH_CALL)
+def test_a_failing_call_is_logged_named_and_told(unstarted, network_manager, log, local, fail):
+    lines, outcome, error = AT_EACH_CALL[fail]
+    feeder.start(unstarted, network_manager, fail=fail)
+    make_file(local / "a", 1000)
+    assert feeder.upload(local / "a", "a") == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert feeder.said(log) == lines
+    assert notice.outcome == outcome
+    assert feeder.signed(notice.exec_info.zixi_error) == error
+    assert notice.exec_info.response_code_type == 3
+    assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (0, 0)
+    assert client.state()[:6] == (0, 0, 0, 2, outcome[1], 0)
+
+
+def test_a_start_that_may_pass_is_tried_five_times_a_second_apart(
+    unstarted, network_manager, log, local
+):
+    speed = 10
+    codes = [-21, 1, 2, 3, 4, 5, 6, 7]
+    plan = (f"zixi_upload_file:{code}:{ATTEMPTS}:{i * ATTEMPTS}" for i, code in enumerate(codes))
+    feeder.start(unstarted, network_manager, speed=speed, fail=",".join(plan))
+    make_file(local / "a", 1000)
+    for job, code in enumerate(codes):
+        before = len(feeder.said(log))
+        assert feeder.upload(local / "a", "a") == (0, 0)
+        log.wait_for(r"zixi_func\(623\)", job * ATTEMPTS + 1)
+        first = time.monotonic()
+        log.wait_for(r"zixi_func\(623\)", (job + 1) * ATTEMPTS)
+        assert time.monotonic() - first >= (ATTEMPTS - 1) / speed - 0.05, code
+        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, job + 1)
+        assert notice.outcome == (1, wire.NETWORK), code
+        assert feeder.signed(notice.exec_info.zixi_error) == code
+        lines = [*not_started(code) * ATTEMPTS, given_up(code), NETWORK]
+        assert feeder.said(log)[before:] == lines, code
+    assert not FOLDER.exists()
+
+
+def test_the_second_between_attempts_is_a_real_one(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, speed=1, fail="zixi_upload_file:-21:1")
+    make_file(local / "a", 1000)
+    feeder.upload(local / "a", "a")
+    log.wait_for(r"zixi_func\(623\)")
+    failed = time.monotonic()
+    wait_until(feeder.stored, "the second attempt")
+    assert 0.9 < time.monotonic() - failed < 3
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
+
+
+@pytest.mark.parametrize("failures", [1, ATTEMPTS - 1])
+def test_an_attempt_that_works_makes_good_the_ones_before(
+    unstarted, network_manager, log, local, failures
+):
+    feeder.start(unstarted, network_manager, fail=f"zixi_upload_file:-21:{failures}")
+    content = make_file(local / "a", 70000).read_bytes()
+    # Its directory part is taken once, not again for each attempt.
+    feeder.upload(local / "a", "d/e/f/a")
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (0, 0)
+    assert notice.exec_info.zixi_error == 0
+    assert feeder.said(log) == [*not_started(-21) * failures, DONE]
+    assert feeder.stored() == {"d/e/f/a": content}
+
+
+def test_the_next_job_has_five_attempts_of_its_own(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, fail=f"zixi_upload_file:3:{2 * ATTEMPTS - 1}")
+    make_file(local / "a", 10)
+    feeder.upload(local / "a", "a")
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
+    feeder.upload(local / "a", "a")
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD, times=2).outcome == (0, 0)
+    assert log.count(r"zixi_func\(623\)") == 2 * ATTEMPTS - 1
+
+
+def test_a_connection_lost_on_the_way_ends_the_upload_with_16(
+    unstarted, network_manager, log, local
+):
+    feeder.start(
+        unstarted, network_manager, speed=10, rate=1000, fail="zixi_get_upload_progress:-17:1:3"
+    )
+    make_file(local / "a", 100000)
+    feeder.upload(local / "a", "a")
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (1, wire.NETWORK)
+    assert feeder.signed(notice.exec_info.zixi_error) == -17
+    assert notice.exec_info.total_size == 100000
+    assert 0 < notice.exec_info.transferred_size < 100000
+    assert notice.exec_info.elapsed_time >= 3
+    assert len(feeder.samples(log)) == 3
+    assert feeder.said(log) == [*uploading(-17), DONE, NETWORK]
+    assert feeder.stored() == {}
+    # The stream was closed: the next upload has the library to itself.
+    make_file(local / "b", 10)
+    feeder.upload(local / "b", "b")
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD, times=2).outcome == (0, 0)
+
+
+def no_such_file(local):
+    return local / "missing", "a"
+
+
+def a_folder(local):
+    return local, "a"
+
+
+def a_way_out(local):
+    return make_file(local / "a", 10), "../../a/b"
+
+
+def below_a_file(local):
+    FOLDER.mkdir()
+    (FOLDER / "taken").write_bytes(b"")
+    return make_file(local / "a", 10), "taken/a"
+
+
+@pytest.mark.parametrize(
+    "make, code, attempts",
+    [
+        (no_such_file, -20, 1),
+        (a_folder, -20, 1),
+        (a_way_out, -19, 1),
+        (below_a_file, -21, ATTEMPTS),
+    ],
+)
+def test_what_cannot_be_read_or_stored_fails_with_16(
+    unstarted, network_manager, log, local, make, code, attempts
+):
+    feeder.start(unstarted, network_manager)
+    local_path, remote_path = make(local)
+    assert feeder.upload(local_path, remote_path) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (1, wire.NETWORK)
+    assert feeder.signed(notice.exec_info.zixi_error) == code
+    assert feeder.said(log) == [*not_started(code) * attempts, given_up(code), NETWORK]
+
+
+def test_a_library_without_server_fails_the_job_with_16(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, dir="")
+    make_file(local / "a", 10)
+    feeder.upload(local / "a", "a")
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
+    assert feeder.said(log) == [*not_started(-4), given_up(-4), NETWORK]

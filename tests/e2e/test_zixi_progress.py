@@ -1,0 +1,166 @@
+"""What a running Zixi upload tells of itself."""
+
+import pytest
+
+from harness import client, feeder, wire
+from harness.feeder import FOLDER, make_file, samples
+from harness.waiting import wait_until
+
+MB = 1000000
+GB = 1000 * MB
+SLOWER = 5  # so that a second is long beside what a busy machine makes a thread wait
+
+
+def uploaded(daemon, network_manager, local, size, **knobs):
+    """The notice of an upload that ran to its end."""
+    feeder.start(daemon, network_manager, **knobs)
+    make_file(local / "a", size)
+    assert feeder.upload(local / "a", "a") == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (0, 0)
+    return notice
+
+
+def milliseconds(sample, bits):
+    """The interval that this speed was reckoned with."""
+    return bits / sample.speed_kbits_s
+
+
+def test_each_second_has_its_line(unstarted, network_manager, log, local):
+    """The speed is that of the first second only; from then on it is what lacks, negative."""
+    size = 6 * MB
+    notice = uploaded(
+        unstarted, network_manager, local, size, rate=MB, speed=SLOWER
+    )
+    seen = samples(log)
+    first, *middle, last = seen
+    assert len(seen) >= 4
+    # The clock is fast: a late pass makes an interval longer, by much, but never shorter.
+    first_sent = (first.sent_mb * MB, (first.sent_mb + 1) * MB)
+    assert 999 <= milliseconds(first, first_sent[1] * 8)
+    assert milliseconds(first, first_sent[0] * 8) < 4000
+    assert first.remaining_minutes == 0
+    assert middle
+    for sample in middle:
+        lacking_at_most = size - sample.sent_mb * MB
+        assert 999 <= milliseconds(sample, -lacking_at_most * 8)
+        assert sample.remaining_minutes == -1
+    assert [sample.total_mb for sample in seen] == [6] * len(seen)
+    for sample in seen:
+        sent = sample.sent_mb * MB
+        assert sent * 100 // size <= sample.percent <= (sent + MB) * 100 // size
+    assert [sample.sent_mb for sample in seen] == sorted(sample.sent_mb for sample in seen)
+    assert last == (100, 6, 6, 0, 0, -1)
+    assert log.texts[-2:] == [
+        "zixi_func(731): Uploaded: 100% 6MB/6MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]\n",
+        "zixi_func(784): Zixi FTP Done.\n",
+    ]
+    assert len(seen) <= notice.exec_info.elapsed_time < 60
+
+
+def test_a_small_file_has_one_line(unstarted, network_manager, log, local):
+    """1000 bytes are 8 kilobits: the places behind the dot are filled with blanks."""
+    uploaded(unstarted, network_manager, local, 1000)
+    (line,) = [text for text in log.texts if text.startswith("zixi_func(731)")]
+    sample = feeder.Sample.of(line)
+    assert sample.percent == 100 and 0 <= sample.speed_kbits_s <= 8
+    assert line == (
+        "zixi_func(731): Uploaded: 100% 0MB/0MB"
+        f" Speed: 0.  {sample.speed_kbits_s}Mbps"
+        f" elapsed:0[m] / remain:{sample.remaining_minutes}[m]\n"
+    )
+    assert sample.remaining_minutes == (0 if sample.speed_kbits_s >= 1 else -1)
+
+
+def test_an_empty_file_has_no_total(unstarted, network_manager, log, local):
+    notice = uploaded(unstarted, network_manager, local, 0)
+    assert samples(log) == [(0, 0, 0, 0, 0, -1)]
+    assert notice.exec_info[:2] == (0, 0)
+    assert feeder.stored() == {"a": b""}
+
+
+def test_a_total_of_0_shows_0_percent(unstarted, network_manager, log, local):
+    """The library does not know the size: what it sent is told, the total stays as it was."""
+    notice = uploaded(
+        unstarted, network_manager, local, 3 * MB, rate=MB, total=0, speed=SLOWER
+    )
+    seen = samples(log)
+    assert {(sample.percent, sample.total_mb) for sample in seen} == {(0, 0)}
+    assert seen[-1].sent_mb == 3
+    # The reference is the total, 0: the speed is that of all bytes so far.
+    assert all(sample.speed_kbits_s > 0 for sample in seen)
+    assert notice.exec_info[:2] == (0, 3 * MB)
+    assert len(feeder.stored()["a"]) == 3 * MB
+
+
+@pytest.mark.parametrize("total", [(4 << 30) - 1, 4 << 30, 6 * GB, 1500 * GB])
+def test_sizes_above_4_gib_are_told_exactly(unstarted, network_manager, log, local, total):
+    knobs = {"rate": 10000, "total": total, "speed": SLOWER}
+    notice = uploaded(unstarted, network_manager, local, 40000, **knobs)
+    assert notice.exec_info[:2] == (total, total)
+    seen = samples(log)
+    assert len(seen) >= 3
+    for sample in seen:
+        assert sample.total_mb == total // MB
+        assert abs(sample.percent - sample.sent_mb * 100 * MB / total) <= 1
+    assert seen[-1] == (100, total // MB, total // MB, 0, 0, -1)
+    assert seen[0].speed_kbits_s > 0 > seen[1].speed_kbits_s
+    assert len(feeder.stored()["a"]) == 40000
+
+
+def test_minutes_are_told_when_they_have_passed(unstarted, network_manager, log, local):
+    """70 seconds of the daemon's clock."""
+    notice = uploaded(unstarted, network_manager, local, 70000, rate=1000)
+    assert notice.exec_info.elapsed_time >= 69
+    minutes = [sample.elapsed_minutes for sample in samples(log)]
+    assert minutes[0] == 0 and minutes == sorted(minutes)
+    assert minutes[-1] == int(notice.exec_info.elapsed_time // 60) >= 1
+
+
+def test_the_first_line_tells_the_minutes_that_are_left(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, rate=100000, total=2000 * MB)
+    make_file(local / "a", 100 * MB)
+    feeder.upload(local / "a", "a")
+    log.wait_for(r"^zixi_func\(731\)")
+    first = samples(log)[0]
+    bits_s = first.speed_kbits_s * 1000
+    sent_mb = (first.sent_mb + 1, first.sent_mb)
+    least, most = ((2000 - mb) * MB * 8 // bits_s // 60 for mb in sent_mb)
+    assert least <= first.remaining_minutes <= most
+    assert first.remaining_minutes >= 10
+    client.cancel()
+
+
+def test_command_3_follows_the_upload(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, rate=100000)
+    make_file(local / "a", MB)
+    assert feeder.upload(local / "a", "d/a") == (0, 0)
+    state = client.state()
+    assert (state.result, state.detail, state.running, state.kind) == (0, 0, 1, 2)
+    wait_until(lambda: client.state().exec_info.transferred_size > 0, "progress")
+    states = []
+    while (state := client.state()).running:
+        states.append(state)
+    states.append(state)
+    assert len(states) > 3
+    for before, after in zip(states, states[1:]):
+        assert before.exec_info.transferred_size <= after.exec_info.transferred_size
+        assert before.exec_info.elapsed_time <= after.exec_info.elapsed_time
+    for state in states:
+        assert (state.kind, state.job_result, state.cancel) == (2, 0, 0)
+        assert state.exec_info.total_size == MB
+        assert 0 < state.exec_info.transferred_size <= MB
+        assert state.exec_info[3:] == (0, 0, 3, 0, 0)
+    # What the notice tells is what command 3 goes on telling.
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert client.state().exec_info == notice.exec_info == states[-1].exec_info
+
+
+def test_the_file_has_its_name_when_it_is_whole(unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager, rate=100000)
+    make_file(local / "a", 400000)
+    feeder.upload(local / "a", "d/a")
+    log.wait_for(r"^zixi_func\(731\)")
+    assert not (FOLDER / "d" / "a").exists()
+    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert feeder.stored() == {"d/a": (local / "a").read_bytes()}
