@@ -11,7 +11,7 @@
 
 // --- Listing capture -------------------------------------------------------------------------------------
 
-// One entry of a listing. Its strings last until the next entry: a callback copies what it keeps.
+// One entry of a listing. Its strings last for one callback, which copies what it keeps.
 struct list_info_t {
     char *line;
     char *name;
@@ -24,7 +24,7 @@ struct list_info_t {
     uint8_t minute;
     int16_t attributes; // permissions as hexadecimal digits (rwxr-xr-x is 0x755); -1 when the line gave none
     uint8_t is_link;
-    uint8_t kind; // list_kind
+    uint8_t kind; // LIST_KIND_*
 };
 
 constexpr uint8_t LIST_KIND_NONE = 0;

@@ -41,7 +41,7 @@ static void log_line(char mark, std::string_view line)
 
 int debug_cb(CURL *, curl_infotype type, char *data, size_t size, void *user)
 {
-    if (type > CURLINFO_HEADER_OUT || data == nullptr || size == 0 || *data == '\0')
+    if (type > CURLINFO_HEADER_OUT || data == nullptr)
         return 0;
     auto *rec = static_cast<curl_e_handle_t *>(user);
     const char mark = "*<>{}[]"[type];

@@ -9,9 +9,6 @@
 namespace
 {
 
-// What a server may send without an end of line before the listing is given up.
-constexpr uint64_t LINE_LIMIT_BYTES = 1024 * 1024;
-
 // One line as the parser reads it.
 struct file_info_t {
     char name[FILE_INFO_NAME_SIZE];
@@ -97,54 +94,6 @@ void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
     memset(buffer->data + buffer->length, 0, bytes);
 }
 
-bool ends_line(char byte) { return byte == '\r' || byte == '\n' || byte == '\0'; }
-
-// Bytes behind the last end of line, once `len` more at `data` have arrived.
-uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *data, size_t len)
-{
-    for (size_t behind = 0; behind < len; ++behind) {
-        if (ends_line(data[len - 1 - behind]))
-            return behind;
-    }
-    uint32_t before = 0;
-    while (before < buffer->length && buffer->data[buffer->length - 1 - before] != '\0')
-        ++before;
-    return uint64_t{before} + len;
-}
-
-// The line is measured only where it can be too long: a server that sends byte by byte costs no scan each
-// time.
-bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
-{
-    return uint64_t{buffer->length} + len <= LINE_LIMIT_BYTES ||
-           unfinished_bytes(buffer, data, len) <= LINE_LIMIT_BYTES;
-}
-
-bool make_room(dynamic_buffer_t *buffer, uint64_t need)
-{
-    if (need <= buffer->capacity)
-        return true;
-    const uint64_t capacity = (need + 0x100) & ~UINT64_C(0x100);
-    if (capacity > UINT32_MAX)
-        return false;
-    const auto bytes = static_cast<size_t>(capacity);
-    auto *data = static_cast<char *>(buffer->data == nullptr ? malloc(bytes) : realloc(buffer->data, bytes));
-    if (data == nullptr)
-        return false;
-    memset(data + buffer->capacity, 0, bytes - buffer->capacity);
-    buffer->data = data;
-    buffer->capacity = static_cast<uint32_t>(capacity);
-    return true;
-}
-
-void append(dynamic_buffer_t *buffer, const char *data, size_t len)
-{
-    char *dst = buffer->data + buffer->length;
-    for (size_t i = 0; i < len; ++i)
-        dst[i] = data[i] == '\r' || data[i] == '\n' ? '\0' : data[i];
-    buffer->length += static_cast<uint32_t>(len);
-}
-
 // False when the last `len` bytes bring no end of line: then no line has become complete.
 bool completes_line(const dynamic_buffer_t *buffer, size_t len)
 {
@@ -193,25 +142,6 @@ void list_capture_free(list_setting_info_t *info)
     info->tmp = nullptr;
 }
 
-int list_data_add(list_tmp_t *tmp, const char *data, size_t len)
-{
-    if (len == 0 || data == nullptr)
-        return 1;
-    if (tmp->buffer == nullptr)
-        tmp->buffer = static_cast<dynamic_buffer_t *>(calloc(1, sizeof(dynamic_buffer_t)));
-    if (tmp->buffer == nullptr) {
-        log_error("curl_wrapper(2447)", "dynamic_buffer_alloc(): Failed");
-        return 0;
-    }
-    if (!within_limit(tmp->buffer, data, len) ||
-        !make_room(tmp->buffer, uint64_t{tmp->buffer->length} + len)) {
-        log_error("curl_wrapper(2458)", "dynamic_buffer_realloc(): Failed");
-        return 0;
-    }
-    append(tmp->buffer, data, len);
-    return 1;
-}
-
 int parse_dynamic_buffer(list_setting_info_t *info)
 {
     if (info->tmp == nullptr) {
@@ -219,7 +149,7 @@ int parse_dynamic_buffer(list_setting_info_t *info)
         return 0;
     }
     dynamic_buffer_t *buffer = info->tmp->buffer;
-    if (buffer == nullptr)
+    if (buffer == nullptr || buffer->length == 0)
         return 0;
     int result = 0;
     uint32_t taken = 0;

@@ -24,7 +24,7 @@ void fail(curl_e_handle_t *rec, const char *id, const char *call)
     rec->error = FTPCD_ERR_NO_MEMORY;
 }
 
-CURLcode transfer_once(curl_e_handle_t *rec)
+CURLcode perform_once(curl_e_handle_t *rec)
 {
     rec->callback_aborted_logged = 0;
     const CURLcode code = curl_easy_perform(rec->curl);
@@ -79,7 +79,7 @@ bool set_up_listing(perform_t &run)
 bool connect_alone(curl_e_handle_t *rec)
 {
     curl_e_setopt_curlopt_connect_only(rec, 1);
-    if (rec->curl_code != CURLE_OK || transfer_once(rec) != CURLE_OK)
+    if (rec->curl_code != CURLE_OK || perform_once(rec) != CURLE_OK)
         return false;
     const double seconds = curl_e_getinfo_total_time(rec);
     if (is_curl_error(rec) != 0)
@@ -89,7 +89,7 @@ bool connect_alone(curl_e_handle_t *rec)
     return rec->curl_code == CURLE_OK;
 }
 
-// libcurl would go on from a connection of its own only: left on, the next perform would not transfer.
+// Left on, the next perform would only connect as well, and call that a success.
 void leave_connect_only(curl_e_handle_t *rec)
 {
     curl_e_handle_t copy;
@@ -141,12 +141,11 @@ bool find_login_directory(perform_t &run)
     return false;
 }
 
+// A listing in which nothing fits is a missing file.
 void end_listing(curl_e_handle_t *rec, list_setting_info_t *list)
 {
-    if (list->tmp != nullptr && !list_capture_end(list) && rec->curl_code == CURLE_OK)
+    if (!list_capture_end(list) && rec->curl_code == CURLE_OK)
         rec->curl_code = CURLE_REMOTE_FILE_NOT_FOUND;
-    list_capture_free(list);
-    list->pattern = nullptr;
 }
 
 bool read_response(curl_e_handle_t *rec)
@@ -155,8 +154,6 @@ bool read_response(curl_e_handle_t *rec)
     curl_e_copy_handle(&copy, rec);
     rec->response_code_type = curl_e_getinfo_response_code_type(&copy);
     adopt_failure(rec, copy, FTPCD_ERR_RESPONSE_CODE);
-
-    curl_e_copy_handle(&copy, rec);
     rec->response_code = static_cast<int32_t>(curl_e_getinfo_response_code(&copy));
     if (copy.curl_code == CURLE_OK)
         return true;
@@ -185,7 +182,7 @@ void transfer(perform_t &run)
     if (run.specified)
         log_info("curl_wrapper(427)", "Specified URL: %s", run.specified.get());
     log_info("curl_wrapper(429)", "Actual URL   : %s", url);
-    transfer_once(rec);
+    perform_once(rec);
     if (run.list != nullptr)
         end_listing(rec, run.list);
     if (read_response(rec))

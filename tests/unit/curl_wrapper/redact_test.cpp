@@ -50,6 +50,8 @@ TEST(Redacted, LeavesWhatHoldsNone)
         "227 Entering Passive Mode (127,0,0,1,4,1)",
         "GET ftp://h/f@g HTTP/1.1",
         "GET ftp://h/?mail=a@b HTTP/1.1",
+        "ftp://h?mail=a@b",
+        "ftp://h#a@b",
         "GET ftp://@h/f HTTP/1.1",
         "Connected to h (127.0.0.1) port 21 (#0)",
         "mail to a@b, see ftp://h",

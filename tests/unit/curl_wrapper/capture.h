@@ -1,0 +1,55 @@
+// A listing capture behind the fake parser, whose callback keeps what it is given.
+#pragma once
+
+#include "curl_wrapper/listing_capture.h"
+#include "fake_parser.h"
+#include "support/logged.h"
+
+#include <gtest/gtest.h>
+
+class capture_t
+{
+public:
+    fake_parser parser;
+    list_setting_info_t *info = list_setting_malloc(cb_entry, this);
+    lines names;
+    list_info_t last{};
+    std::string line; // last.line as it was during the callback
+    int flag = 0;
+    std::string stop_at; // the callback ends the listing here
+    int stop_with = 0;
+
+    explicit capture_t(const char *pattern = "*")
+    {
+        info->pattern = pattern;
+        EXPECT_TRUE(list_capture_start(info));
+        logged();
+    }
+    ~capture_t() { list_setting_free(info); }
+    capture_t(const capture_t &) = delete;
+    capture_t &operator=(const capture_t &) = delete;
+
+    size_t write(std::string data) { return cb_list_write(data.data(), 1, data.size(), info); }
+    const list_info_t &entry_of(const std::string &text)
+    {
+        write(text + "\n");
+        EXPECT_EQ(names.size(), 1u);
+        return last;
+    }
+    std::string buffered() const
+    {
+        const dynamic_buffer_t *buffer = info->tmp->buffer;
+        return buffer == nullptr ? "" : std::string(buffer->data, buffer->length);
+    }
+
+private:
+    static int cb_entry(list_info_t *entry, void *context, int flag)
+    {
+        auto *self = static_cast<capture_t *>(context);
+        self->names.emplace_back(entry->name);
+        self->last = *entry;
+        self->line = entry->line;
+        self->flag = flag;
+        return entry->name == self->stop_at ? self->stop_with : 0;
+    }
+};

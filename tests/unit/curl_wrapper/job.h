@@ -1,0 +1,77 @@
+// A record with its URL set, before its perform.
+#pragma once
+
+#include "fake_parser.h"
+#include "record.h"
+
+#include <gtest/gtest.h>
+
+class job_t
+{
+public:
+    fake_curl curl;
+    fake_parser parser;
+    record_t rec{curl};
+    lines entries; // names that reached the list callback
+    int stop_with = 0;
+
+    explicit job_t(const char *url)
+    {
+        curl_e_setopt_url(&rec, url);
+        forget();
+    }
+    ~job_t() { curl_e_cleanup(&rec); }
+    job_t(const job_t &) = delete;
+    job_t &operator=(const job_t &) = delete;
+
+    void list()
+    {
+        curl_e_setopt_listfunc_data(&rec, cb_entry, this);
+        forget();
+    }
+    void sends(const std::string &data, CURLcode code = CURLE_OK)
+    {
+        curl.will_perform([this, data, code] {
+            EXPECT_EQ(curl.deliver(data), data.size());
+            return code;
+        });
+    }
+    // The connect pass of SFTP.
+    void logs_in(const char *directory, double seconds)
+    {
+        curl.will_perform([this, directory, seconds] {
+            curl.tell(CURLINFO_FTP_ENTRY_PATH, directory);
+            curl.tell(CURLINFO_TOTAL_TIME, seconds);
+            return CURLE_OK;
+        });
+    }
+    void perform() { curl_e_perform(&rec); }
+    void expect_result(int curl_code, int error)
+    {
+        EXPECT_EQ(rec.curl_code, curl_code);
+        EXPECT_EQ(rec.error, error);
+    }
+    void expect_nothing_left()
+    {
+        EXPECT_EQ(rec.connect_only, 0);
+        if (rec.list_info == nullptr)
+            return;
+        EXPECT_EQ(rec.list_info->tmp, nullptr);
+        EXPECT_EQ(rec.list_info->pattern, nullptr);
+    }
+
+private:
+    void forget()
+    {
+        curl.calls();
+        logged();
+    }
+    static int cb_entry(list_info_t *entry, void *context, int)
+    {
+        auto *self = static_cast<job_t *>(context);
+        self->entries.emplace_back(entry->name);
+        return self->stop_with;
+    }
+};
+
+inline constexpr char SET_UP[] = "curl_wrapper(311): Setup to directory listening.\n";

@@ -1,0 +1,243 @@
+#include "failing_heap.h"
+#include "job.h"
+#include "wire/job_status.h"
+#include "wire/result_codes.h"
+
+TEST(PerformSftp, TransfersBelowTheLoginDirectory)
+{
+    job_t job("sftp://h/f");
+    job.logs_in("/home/u", 1.5);
+    job.curl.will_perform([&] {
+        job.curl.tell(CURLINFO_TOTAL_TIME, 2.0);
+        return CURLE_OK;
+    });
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
+                                       "URL 'sftp://h/home/u/f'", "perform", "URL 'sftp://h/f'"}));
+    EXPECT_EQ(logged(), (lines{"curl_wrapper(427): Specified URL: sftp://h/f\n",
+                               "curl_wrapper(429): Actual URL   : sftp://h/home/u/f\n"}));
+    EXPECT_EQ(job.rec.total_time, 1.5);
+    EXPECT_EQ(curl_e_getinfo_total_time(&job.rec), 3.5);
+    EXPECT_EQ(job.rec.response_code_type, RESPONSE_CODE_OTHER);
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, NeverEscapesTwice)
+{
+    job_t job("sftp://h/a b/100%");
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        job.logs_in("/ho me", 0);
+        job.perform();
+        EXPECT_EQ(job.curl.calls(),
+                  (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/ho%20me/a%20b/100%25'",
+                         "perform", "URL 'sftp://h/a%20b/100%25'"}));
+        EXPECT_EQ(logged(), (lines{"curl_wrapper(427): Specified URL: sftp://h/a%20b/100%25\n",
+                                   "curl_wrapper(429): Actual URL   : sftp://h/ho%20me/a%20b/100%25\n"}));
+    }
+}
+
+TEST(PerformSftp, PutsTheCallersUrlBackThoughLibcurlHasChangedIt)
+{
+    job_t job("sftp://h/d/../f");
+    job.curl.will_perform([&] {
+        job.curl.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f"); // the old string is gone
+        job.curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home/u");
+        return CURLE_OK;
+    });
+    job.perform();
+    EXPECT_EQ(job.curl.calls().back(), "URL 'sftp://h/d/../f'");
+    EXPECT_EQ(logged().front(), "curl_wrapper(427): Specified URL: sftp://h/d/../f\n");
+}
+
+TEST(PerformSftp, WithoutALoginDirectorySetsTheUrlAsItWas)
+{
+    for (const char *directory : {"/", static_cast<const char *>(nullptr)}) {
+        job_t job("sftp://h/a b");
+        job.logs_in(directory, 0);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
+                                           "URL 'sftp://h/a%20b'", "perform", "URL 'sftp://h/a%20b'"}));
+    }
+}
+
+TEST(PerformSftp, ListsTheFilesDirectoryBelowTheLoginDirectory)
+{
+    job_t job("sftp://h/d d/a b");
+    job.list();
+    job.logs_in("/home/u", 0);
+    job.sends("x\na b\n");
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.entries, lines{"a b"});
+    EXPECT_EQ(job.curl.calls(),
+              (lines{"URL 'sftp://h/d%20d/'", "CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
+                     "URL 'sftp://h/home/u/d%20d/'", "perform", "URL 'sftp://h/d%20d/a%20b'"}));
+    EXPECT_EQ(logged(), (lines{SET_UP, "curl_wrapper(344): Search pattern: a b\n",
+                               "curl_wrapper(427): Specified URL: sftp://h/d%20d/a%20b\n",
+                               "curl_wrapper(429): Actual URL   : sftp://h/home/u/d%20d/\n"}));
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, MakesNoConnectPassForOtherSchemesOrWhenTheCallerOnlyConnects)
+{
+    for (const char *url : {"ftp://h/f", "ftps://h/f", "http://h/f", "h/f"}) {
+        job_t job(url);
+        job.perform();
+        EXPECT_EQ(job.curl.calls(), lines{"perform"});
+    }
+    job_t job("sftp://h/f");
+    job.rec.connect_only = 1;
+    job.perform();
+    EXPECT_EQ(job.curl.calls(), lines{"perform"});
+    EXPECT_EQ(job.rec.connect_only, 1);
+}
+
+TEST(PerformSftp, EndsWhenConnectOnlyIsRefused)
+{
+    job_t job("sftp://h/f");
+    job.curl.refuse(1, CURLE_UNKNOWN_OPTION);
+    job.perform();
+    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_INTERNAL);
+    EXPECT_EQ(job.curl.calls(), lines{"CONNECT_ONLY 1"});
+    EXPECT_EQ(logged(), lines{failed(1133, "curl_easy_setopt", "CURLOPT_CONNECT_ONLY", 48)});
+    job.expect_nothing_left();
+}
+
+// Were it left on, the next try would only connect and call that a success.
+TEST(PerformSftp, SwitchesConnectOnlyOffAfterAFailedConnectPass)
+{
+    job_t job("sftp://h/f");
+    job.curl.will_perform([&] {
+        job.rec.error = FTPCD_ERR_TIMEOUT;
+        return CURLE_ABORTED_BY_CALLBACK;
+    });
+    job.perform();
+    job.expect_result(CURLE_ABORTED_BY_CALLBACK, FTPCD_ERR_TIMEOUT);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+    EXPECT_EQ(job.rec.response_code, 0);
+    EXPECT_EQ(logged(), lines{});
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, AFailedConnectPassLeavesTheErrorToItsCause)
+{
+    job_t job("sftp://h/a");
+    job.list();
+    job.curl.will_perform(CURLE_LOGIN_DENIED);
+    job.perform();
+    job.expect_result(CURLE_LOGIN_DENIED, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.curl.calls(),
+              (lines{"URL 'sftp://h/'", "CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/a'"}));
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, EndsWhenTheTimeOfTheConnectPassCannotBeRead)
+{
+    job_t job("sftp://h/f");
+    job.curl.withhold(CURLINFO_TOTAL_TIME, CURLE_UNKNOWN_OPTION);
+    job.perform();
+    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+    EXPECT_EQ(logged(), lines{failed(1763, "curl_easy_getinfo", "CURLINFO_TOTAL_TIME", 48)});
+    EXPECT_EQ(job.rec.total_time, 0);
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, EndsWhenConnectOnlyCannotBeSwitchedOff)
+{
+    job_t job("sftp://h/f");
+    job.curl.refuse(2, CURLE_UNKNOWN_OPTION);
+    job.perform();
+    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_INTERNAL);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "CONNECT_ONLY 0"}));
+    job.expect_nothing_left();
+}
+
+TEST(PerformSftp, EndsWhenUrlOrEntryPathCannotBeRead)
+{
+    const struct {
+        CURLINFO info;
+        const char *name;
+        int line;
+        int nth;
+    } cases[] = {{CURLINFO_EFFECTIVE_URL, "CURLINFO_EFFECTIVE_URL", 1917, 2},
+                 {CURLINFO_FTP_ENTRY_PATH, "CURLINFO_FTP_ENTRY_PATH", 1841, 1}};
+    for (const auto &c : cases) {
+        job_t job("sftp://h/f");
+        job.curl.withhold(c.info, CURLE_UNKNOWN_OPTION, c.nth);
+        job.perform();
+        job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
+        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+        EXPECT_EQ(logged(), lines{failed(c.line, "curl_easy_getinfo", c.name, 48)});
+        job.expect_nothing_left();
+    }
+}
+
+TEST(PerformSftp, EndsWithoutMemory)
+{
+    const struct {
+        int nth;
+        const char *line;
+    } cases[] = {
+        {1, "error: curl_wrapper(405): malloc_str1(): NULL\n"},
+        {2, "error: curl_wrapper(1888): malloc_str1(): NULL\n"},
+        {3, "error: curl_wrapper(1991): malloc_ins_str2(): NULL\n"},
+    };
+    for (const auto &c : cases) {
+        job_t job("sftp://h/f");
+        job.logs_in("/home/u", 0);
+        const failing_heap heap(c.nth);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
+        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+        EXPECT_EQ(logged(), lines{c.line});
+        job.expect_nothing_left();
+    }
+    job_t job("sftp://h/f");
+    job.logs_in("/home/u", 0);
+    const failing_heap heap(4);
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/f'"}));
+    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2717): malloc(): NULL\n"});
+}
+
+// The copy of a URL that needs no directory has no line of its own: the transfer goes on with the URL as it
+// is.
+TEST(PerformSftp, TransfersTheUrlAsItIsWhenOnlyItsCopyFails)
+{
+    job_t job("sftp://h/f");
+    job.logs_in("/", 0);
+    const failing_heap heap(3); // the caller's URL, the entry path, the copy
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "perform"}));
+    EXPECT_EQ(logged(), lines{"curl_wrapper(429): Actual URL   : sftp://h/f\n"});
+}
+
+TEST(PerformSftp, EndsWhenTheUrlCannotBeUnescaped)
+{
+    for (int nth = 1; nth <= 2; ++nth) { // to put the directory in, to put it back later
+        job_t job("sftp://h/f");
+        job.logs_in("/home/u", 0);
+        job.curl.fail_unescape(nth);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
+        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+        EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/f)\n"});
+    }
+}
+
+TEST(PerformSftp, EndsWhenTheAbsoluteUrlIsRefused)
+{
+    job_t job("sftp://h/f");
+    job.logs_in("/home/u", 0);
+    job.curl.refuse(CURLOPT_URL, CURLE_OUT_OF_MEMORY);
+    job.perform();
+    job.expect_result(CURLE_OUT_OF_MEMORY, FTPCD_ERR_INTERNAL);
+    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
+                                       "URL 'sftp://h/home/u/f'", "URL 'sftp://h/f'"}));
+    job.expect_nothing_left();
+}
