@@ -1,0 +1,224 @@
+"""Two engines, one daemon: it asks the engine of the last request, and that one only."""
+
+import os
+
+import pytest
+
+from harness import client, feeder, wire
+from harness.feeder import FOLDER, make_file
+from harness.scripted import Plan
+from harness.waiting import holds_for, wait_until
+
+PASSES_S = 0.5  # in which the daemon's loop goes round several times
+
+
+@pytest.fixture
+def zixi(unstarted, network_manager):
+    """A daemon whose Zixi uploads of a few bytes take a second, of more take long."""
+    feeder.start(unstarted, network_manager, speed=1, rate=10000)
+    return unstarted
+
+
+@pytest.fixture
+def idle_threads(zixi):
+    return len(threads(zixi))
+
+
+def threads(daemon):
+    return os.listdir(f"/proc/{daemon.pid}/task")
+
+
+@pytest.fixture
+def held(scripted):
+    """An FTP server that lets an upload begin when its gate is set."""
+    server = scripted()
+    server.gate = server.hold("STOR")
+    return server
+
+
+def start_held_upload(server, local):
+    """A libcurl upload that goes on until the gate is set."""
+    (local / "curl").write_bytes(b"by libcurl")
+    assert client.upload(local / "curl", "curl") == (0, 0)
+    server.wait_for_command("STOR")
+
+
+def start_long_upload(local):
+    """A Zixi upload that takes 1000 seconds."""
+    make_file(local / "long", 10000000)
+    assert feeder.upload(local / "long", "long") == (0, 0)
+
+
+def workers_end(daemon, idle_threads):
+    wait_until(lambda: len(threads(daemon)) == idle_threads, "the end of all workers")
+
+
+def codes(network_manager):
+    return [notice.code for notice in network_manager.notices]
+
+
+def is_of_zixi(notice):
+    return notice.exec_info.response_code_type == 3
+
+
+def test_both_run_side_by_side_and_only_the_last_ones_job_is_announced(
+    zixi, idle_threads, held, network_manager, log, local
+):
+    start_held_upload(held, local)
+    make_file(local / "zixi", 5)
+    assert feeder.upload(local / "zixi", "zixi") == (0, 0)
+    assert client.state()[:6] == (0, 0, 1, 2, 0, 0)
+    held.gate.set()
+    assert is_of_zixi(network_manager.wait_for(wire.NOTICE_UPLOAD))
+    workers_end(zixi, idle_threads)
+    assert [content for _, _, content in held.stored] == [b"by libcurl"]
+    assert feeder.stored() == {"zixi": (local / "zixi").read_bytes()}
+    assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
+    # The libcurl job was never reported: the next start meets its worker, fails and forgets it.
+    assert client.upload(local / "curl", "again") == (1, wire.INTERNAL)
+    log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
+    assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
+    assert client.upload(local / "curl", "again") == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times=2)
+    assert notice.outcome == (0, 0) and not is_of_zixi(notice)
+    assert codes(network_manager) == [3, 1, 1]
+
+
+@pytest.mark.parametrize("kind, code", [("upload", 1), ("file_info", 2)])
+def test_a_zixi_job_that_ended_unasked_is_met_by_the_next_start(
+    zixi, idle_threads, scripted, network_manager, log, local, kind, code
+):
+    scripted(files={"a": b"1"})
+    make_file(local / "zixi", 5)
+    assert feeder.upload(local / "zixi", "zixi") == (0, 0)
+    assert client.download("a", local / "a") == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    workers_end(zixi, idle_threads)
+    assert (FOLDER / "zixi").exists()
+    assert holds_for(lambda: codes(network_manager) == [3, 0], PASSES_S)
+    # The start fails, and with the engine active again the worker is joined and reported:
+    # as a job of the kind that was asked for now, with the result of that.
+    if kind == "upload":
+        assert feeder.upload(local / "zixi", "again") == (1, wire.INTERNAL)
+    else:
+        assert feeder.file_info() == (1, wire.INTERNAL)
+    notice = network_manager.wait_for(code)
+    assert notice.outcome == (1, wire.INTERNAL)
+    assert notice.exec_info[:3] == (0, 0, 0)
+    first, second, refused = [text for text in log.errors() if "(5)" in text or "zixi" in text]
+    assert first.startswith("error: zixi_func(394): errno(")
+    assert second == "error: zixi_func(401): failed to create thread.\n"
+    command = {
+        "upload": "error: ftp_clientd(433): command_upload(): Failed(5)\n",
+        "file_info": "error: ftp_clientd(570): command_dl_file_info(): Failed(5)\n",
+    }
+    assert refused == command[kind]
+    assert feeder.upload(local / "zixi", "zixi") == (0, 0)
+    expected = [3, 0, code, 1]
+    wait_until(lambda: codes(network_manager) == expected, "the report of the next upload")
+    assert network_manager.notices[-1].outcome == (0, 0)
+
+
+def test_a_busy_zixi_engine_refuses_with_3_and_goes_on(zixi, network_manager, log, local):
+    start_long_upload(local)
+    make_file(local / "other", 5)
+    assert feeder.upload(local / "other", "other", protocol=wire.ZIXI_5) == (1, wire.BUSY)
+    assert feeder.file_info() == (1, wire.BUSY)
+    # A download is not supported, busy or not.
+    assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, wire.NOT_SUPPORTED)
+    assert feeder.said(log) == [
+        "error: ftp_clientd(433): command_upload(): Failed(3)\n",
+        "error: ftp_clientd(570): command_dl_file_info(): Failed(3)\n",
+        "error: ftp_clientd(393): command_download(): Failed(15)\n",
+    ]
+    log.wait_for(r"^zixi_func\(731\)")
+    state = client.state()
+    assert state[:6] == (0, 0, 1, 2, 0, 0)
+    assert state.exec_info.total_size == 10000000
+    assert client.cancel() == (0, 0, 2)
+
+
+def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, network_manager, local):
+    start_held_upload(held, local)
+    start_long_upload(local)
+    assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
+    assert client.upload(local / "curl", "b") == (1, wire.BUSY)
+    assert client.download("b", local / "b") == (1, wire.BUSY)
+    # The last request, although refused, was libcurl's.
+    assert client.cancel() == (0, 0, 2)
+    assert client.nothing() == (0, wire.BUSY)
+    scripted(files={"a": b"1"}, port=2100)
+    assert client.download("a", local / "a", port=2100) == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
+    assert client.cancel() == (0, 0, 2)
+    assert codes(network_manager) == [3, 0]
+
+
+def test_a_refused_zixi_download_turns_the_daemons_eyes_from_libcurl(
+    zixi, idle_threads, held, network_manager, log, local
+):
+    start_held_upload(held, local)
+    assert client.state().running == 1
+    assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, wire.NOT_SUPPORTED)
+    # Nothing ever ran there.
+    assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
+    assert client.cancel() == (1, wire.NOT_RUNNING, 0)
+    assert client.state()[:6] == (0, 0, 0, 0, 0, 1)
+    held.gate.set()
+    workers_end(zixi, idle_threads)
+    assert holds_for(lambda: codes(network_manager) == [3], PASSES_S)
+    assert client.upload(local / "curl", "b") == (1, wire.INTERNAL)
+    assert log.count(r"curl_func\(458\)") == 1
+
+
+def test_a_busy_answer_turns_the_daemons_eyes_back_in_time(zixi, held, network_manager, local):
+    start_held_upload(held, local)
+    assert client.download("a", local / "a", protocol=wire.ZIXI_5) == (1, wire.NOT_SUPPORTED)
+    assert client.upload(local / "curl", "b") == (1, wire.BUSY)
+    held.gate.set()
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (0, 0) and not is_of_zixi(notice)
+    assert codes(network_manager) == [3, 1]
+
+
+def test_a_request_that_cannot_be_read_leaves_the_active_engine(zixi, held, network_manager, local):
+    start_held_upload(held, local)
+    request = wire.request(remote_path="x" * 512, local_path="/l", protocol=wire.ZIXI_4)
+    assert client.ask(wire.UPLOAD, request) == bytes([1, 0, 0, 0, 5, 0, 0, 0])
+    assert client.state().running == 1
+    held.gate.set()
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
+
+
+def test_a_cancel_reaches_the_engine_of_the_last_request_only(
+    zixi, held, network_manager, log, local
+):
+    start_held_upload(held, local)
+    start_long_upload(local)
+    assert client.cancel() == (0, 0, 2)
+    assert log.count(r"zixi_func\(756\)") == 1
+    assert client.state()[:6] == (0, 0, 0, 2, wire.CANCELED, 1)
+    # libcurl's job never heard of it.
+    assert client.upload(local / "curl", "b") == (1, wire.BUSY)
+    assert client.state()[:6] == (0, 0, 1, 2, 0, 0)
+    held.gate.set()
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
+    assert [content for _, _, content in held.stored] == [b"by libcurl"]
+    assert codes(network_manager) == [3, 1]
+
+
+def test_file_information_is_that_of_the_engine_of_the_last_request(
+    zixi, scripted, network_manager, local
+):
+    scripted(Plan(listing=b"-rw-r--r--   1 user group   77 Dec 31  2012 a\r\n"))
+    assert client.file_info("a") == (0, 0)
+    network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    assert client.get_file_info()[:5] == (0, 0, 1, 1, 77)
+    assert feeder.file_info() == (0, 0)
+    network_manager.wait_for(wire.NOTICE_FILE_INFO, times=2)
+    assert client.get_file_info()[:6] == (0, 0, 1, 0, -1, -1)
+    # libcurl's engine has kept what it found.
+    assert client.upload("/missing", "b") == (0, 0)
+    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert client.get_file_info()[4:6] == (77, 2012)
