@@ -1,0 +1,236 @@
+"""File information when the server refuses, breaks off, stalls or never ends."""
+
+import time
+
+import pytest
+
+from harness import client, wire
+from harness.daemon import SPEED
+from harness.pieces import send_cut
+from harness.scripted import HangUp, Plan, Reset, Silence, send_then
+from harness.waiting import wait_until
+from test_file_info import looked_up
+
+LINE = "-rw-r--r--   1 user group   {} Jan 15  2012 {}\r\n"
+LISTING = (LINE.format(5, "a") + LINE.format(6, "b")).encode()
+FIRST_LINE_BYTES = LISTING.index(b"\n") + 1
+
+MIB = 1 << 20
+
+# looked_up, exists
+FOUND, ABSENT, UNKNOWN = (1, 1), (1, 0), (0, 0)
+
+
+def failed(network_manager, remote_path="a", **fields):
+    """(libcurl's code, response code, tries made) of a look that ends with a network error."""
+    assert client.file_info(remote_path, **fields) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO, deadline_s=60)
+    assert notice.head == (10, 2, 1, 56, 0)
+    assert notice.outcome == (1, wire.NETWORK)
+    done = notice.exec_info
+    return done.curl_code, done.response_code, done.retry_count + 1
+
+
+def told():
+    """looked_up, exists and size"""
+    information = client.get_file_info()
+    return (information.looked_up, information.exists), information.size
+
+
+REFUSALS = {
+    "USER": ("530 no", 67, 530),
+    "PASS": ("530 no", 67, 530),
+    "PASV": ("500 no", 13, 500),
+    "TYPE": ("500 no", 17, 500),
+    "LIST-550": ("550 no", 19, 550),
+    "LIST-425": ("425 no", 19, 425),
+}
+
+
+@pytest.mark.parametrize("refusal", REFUSALS)
+def test_a_refusal_is_a_network_error_and_not_tried_again(
+    daemon, scripted, network_manager, refusal
+):
+    reply, curl_code, response_code = REFUSALS[refusal]
+    server = scripted(Plan(replies={refusal.split("-")[0]: reply}, listing=LISTING))
+    assert failed(network_manager) == (curl_code, response_code, 1)
+    assert told() == (UNKNOWN, 0)
+    assert len(server.sessions) == 1
+
+
+# The folder is not there, or a server's way to say that no file is.
+ABSENCES = [
+    ("CWD", "550 no", 9),
+    ("CWD", "530 no", 9),
+    ("CWD", "451 no", 9),
+    ("LIST", "450 no", 78),
+]
+
+
+def test_a_refusal_that_means_absence_is_a_successful_answer(
+    daemon, scripted, network_manager, log
+):
+    scripted(*(Plan(replies={verb: reply}, listing=LISTING) for verb, reply, _ in ABSENCES))
+    for times, (verb, reply, code) in enumerate(ABSENCES, 1):
+        looked_up(network_manager, "d/a", times)
+        assert told() == (ABSENT, 0), (verb, reply)
+        wanted = sum(other == code for _, _, other in ABSENCES[:times])
+        log.wait_for(rf"^curl_func\(905\): Ignore error\({code}\)\n$", wanted)
+
+
+BROKEN = {
+    "data": Plan(send=send_then("reset", FIRST_LINE_BYTES + 10), listing=LISTING),
+    "before-the-last-reply": Plan(closing=HangUp, listing=LISTING),
+    "instead-of-the-last-reply": Plan(closing=Reset, listing=LISTING),
+    "before-the-listing": Plan(replies={"LIST": Reset}),
+}
+
+
+@pytest.mark.parametrize("where", BROKEN)
+def test_a_connection_that_breaks_is_made_anew(fast_daemon, scripted, network_manager, log, where):
+    server = scripted(BROKEN[where], Plan(listing=LISTING))
+    assert looked_up(network_manager, "b").size == 6
+    assert network_manager.of_code(wire.NOTICE_FILE_INFO)[0].exec_info.retry_count == 1
+    log.wait_for(r"^error: curl_func\(1364\): curl_perform\(16, 56\) \.\.\. retry\(1\)\n$")
+    assert len(server.sessions) == 2
+
+
+def test_a_connection_that_always_breaks_is_given_up_after_five_tries(
+    fast_daemon, scripted, network_manager, log
+):
+    server = scripted(BROKEN["data"])
+    assert failed(network_manager, "b") == (56, 150, 5)
+    assert told() == (UNKNOWN, 0)
+    assert len(server.sessions) == 5
+    assert (
+        log.count(r"^error: curl_func\(1364\): curl_perform\(16, 56\) \.\.\. retry\(\d\)\n$") == 5
+    )
+
+
+def test_what_was_found_stays_when_the_listing_fails_afterwards(daemon, scripted, network_manager):
+    server = scripted(Plan(closing="426 broken off", listing=LISTING))
+    assert failed(network_manager) == (18, 426, 1)
+    assert told() == (FOUND, 5)
+    assert len(server.sessions) == 1
+
+
+def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, network_manager, log):
+    speed = 100
+    unstarted.launch(speed=speed)
+    unstarted.find()
+    stalled = Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING)
+    server = scripted(stalled, stalled, Plan(listing=LISTING))
+    assert looked_up(network_manager, "b").size == 6
+    first, second, third = (session.began for session in server.sessions)
+    # 180 and 360 seconds, and 5 before each further try.
+    assert 180 < (second - first) * speed < 300
+    assert 360 < (third - second) * speed < 480
+    for limit_s in (360, 720):
+        line = rf"^curl_func\(1283\): \[connection_limit\] 0, \[operation_limit\] {limit_s}\n$"
+        assert log.count(line) == 1
+    assert (
+        log.count(r"^error: curl_func\(1364\): curl_perform\(16, 28\) \.\.\. retry\([12]\)\n$") == 2
+    )
+
+
+def test_a_server_that_falls_silent_is_asked_again(fast_daemon, scripted, network_manager):
+    """libcurl itself waits 120 seconds for a reply."""
+    server = scripted(Plan(replies={"LIST": Silence}), Plan(listing=LISTING))
+    assert looked_up(network_manager, "b").size == 6
+    first, second = (session.began for session in server.sessions)
+    assert 120 < (second - first) * SPEED < 180
+
+
+class ForEver:
+    """A sender that has no end: the listing, then that piece again and again."""
+
+    def __init__(self, piece):
+        self._piece = piece
+        self.sent_bytes = 0
+
+    def __call__(self, session, data, content):
+        data.sendall(content)
+        while not session.server.closing.is_set():
+            data.sendall(self._piece)
+            self.sent_bytes += len(self._piece)
+
+
+def test_a_line_that_never_ends_ends_the_job_only(daemon, scripted, network_manager, log):
+    server = scripted(Plan(send=ForEver(b"x" * 16384), listing=LISTING), Plan(listing=LISTING))
+    before_kib = daemon.resident_kib()
+    curl_code, _, tries = failed(network_manager, "c")
+    assert (curl_code, tries) == (23, 1)
+    assert told() == (UNKNOWN, 0)
+    log.wait_for(r"^error: curl_wrapper\(2458\): dynamic_buffer_realloc\(\): Failed\n$")
+    log.wait_for(r"^error: curl_wrapper\(2214\): add_list_data\(\): Failed\n$")
+    assert daemon.resident_kib() - before_kib < 8192
+    assert looked_up(network_manager, "b", times=2).size == 6
+    assert len(server.sessions) == 2
+
+
+@pytest.mark.parametrize("unfinished_bytes", [MIB, MIB + 1])
+def test_a_line_may_grow_to_a_mebibyte(daemon, scripted, network_manager, unfinished_bytes):
+    long = LINE.format(7, "")[:-2].encode().ljust(unfinished_bytes, b"n")
+    scripted(Plan(send=send_cut([MIB - 1, unfinished_bytes]), listing=long + b"\r\n" + LISTING))
+    if unfinished_bytes == MIB:
+        assert looked_up(network_manager, "b").size == 6
+    else:
+        assert failed(network_manager, "b")[0] == 23
+
+
+def test_an_endless_listing_is_cancelled_within_three_seconds(
+    daemon, scripted, network_manager, log
+):
+    send = ForEver(LINE.format(9, "other").encode() * 1000)
+    scripted(Plan(send=send, listing=LISTING))
+    client.file_info("a")
+    log.wait_for(r"^curl_func\(1778\): a, size: 5\n$")
+    before_kib = daemon.resident_kib()
+    wait_until(lambda: send.sent_bytes > 32 * MIB, "32 MiB of listing")
+    assert daemon.resident_kib() - before_kib < 4096
+    begin = time.monotonic()
+    assert client.cancel() == (0, 0, 3)
+    assert time.monotonic() - begin < 3
+    state = client.state()
+    assert state[:6] == (0, 0, 0, 3, wire.CANCELED, 1)
+    assert state.exec_info.curl_code == 42
+    # It had been found before.
+    assert told() == (FOUND, 5)
+    assert not network_manager.of_code(wire.NOTICE_FILE_INFO)
+
+
+def test_a_stalled_listing_is_cancelled_within_three_seconds(daemon, scripted, network_manager):
+    server = scripted(Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING))
+    client.file_info("b")
+    server.stalled.wait(30)
+    begin = time.monotonic()
+    assert client.cancel() == (0, 0, 3)
+    assert time.monotonic() - begin < 3
+    assert told() == (UNKNOWN, 0)
+
+
+def test_a_look_that_is_under_way_refuses_others_and_goes_on(
+    daemon, scripted, network_manager, log, local
+):
+    (local / "a").write_bytes(b"x")
+    server = scripted(Plan(listing=LISTING))
+    go_on = server.hold("LIST")
+    assert client.file_info("a") == (0, 0)
+    server.wait_for_command("LIST")
+    assert client.file_info("b") == (1, wire.BUSY)
+    assert client.download("b", local / "b") == (1, wire.BUSY)
+    assert client.upload(local / "a", "b", resume=1) == (1, wire.BUSY)
+    assert client.state()[:6] == (0, 0, 1, 3, 0, 0)
+    assert told() == (UNKNOWN, 0)
+    go_on.set()
+    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    assert notice.outcome == (0, 0)
+    assert told() == (FOUND, 5)
+    assert len(server.sessions) == 1
+    assert not (local / "b").exists()
+    for line in (
+        r"\(570\): command_dl_file_info\(\)",
+        r"\(393\): command_download\(\)",
+        r"\(433\): command_upload\(\)",
+    ):
+        log.wait_for(rf"^error: ftp_clientd{line}: Failed\(3\)\n$")
