@@ -75,10 +75,20 @@ protected:
     // A transfer whose progress callback must end it.
     static void goes_on_until_cancelled(curl_e_handle_t *handle)
     {
-        while (wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0) == 0)
+        while (wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0) == 0) {
+            going_.store(true, std::memory_order_relaxed); // orders nothing
             std::this_thread::yield();
+        }
         handle->curl_code = 42;
     }
+
+    static void wait_until(std::atomic<bool> &flag)
+    {
+        while (!flag.load(std::memory_order_relaxed))
+            std::this_thread::yield();
+    }
+
+    static inline std::atomic<bool> going_ = false;
 
 private:
     static void yield_() { std::this_thread::yield(); }
@@ -364,7 +374,9 @@ TEST_F(Engine, EveryKindOfJobCanBeCancelled)
 {
     for (const auto &s : STARTERS) {
         wrapper_.tries.push_back(goes_on_until_cancelled);
+        going_ = false;
         ASSERT_EQ(s.start(&request), 0u);
+        wait_until(going_);
         EXPECT_EQ(curlf_cancel(), 0);
         EXPECT_EQ(state().module_info.result, 1u) << s.kind;
         EXPECT_EQ(curlf_finished(), 0);
@@ -399,8 +411,7 @@ TEST_F(Engine, ACancelDuringThePauseBetweenTwoTriesIsMetByTheNextTry)
     wrapper_.tries.push_back(ends_with(16, 55));
     wrapper_.tries.push_back(goes_on_until_cancelled);
     ASSERT_EQ(curlf_upload(&request), 0u);
-    while (!asleep.load(std::memory_order_relaxed))
-        std::this_thread::yield();
+    wait_until(asleep);
     EXPECT_EQ(curlf_cancel(), 0);
     EXPECT_EQ(state().module_info.result, 1u);
     EXPECT_EQ(content(path("local")), "0123456789");
