@@ -48,7 +48,7 @@ static bool is_chinese_month(field_t text)
     return behind(text, month < 10 ? 1 : 2).starts_with("\xd4\xc2");
 }
 
-static int unix_number(fields_t &fields, int base, int shift, bool has_day)
+static int unix_number(const fields_t &fields, int base, int shift, bool has_day)
 {
     const size_t row = static_cast<size_t>(shift - SHIFT_LEAST);
     if (row >= std::size(UNIX_NUMBERS))
@@ -67,7 +67,9 @@ static int unix_number(fields_t &fields, int base, int shift, bool has_day)
 
 int CheckUnixType(const char *line, char *, int base, int shift, int day)
 {
-    fields_t fields(line);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, FIELDS_MOST - 1);
     return unix_number(fields, base == 0 ? 0 : -1, shift, day != 0);
 }
 
@@ -78,7 +80,7 @@ static bool consists_of(field_t text, field_t letters)
 
 // Takes out the byte at position 1, a blank unless blanks stand in front, when field 0 is a type character by
 // itself and field 1 can be the permissions. Returns whether it did.
-static bool join_type(char *line, fields_t &fields)
+static bool join_type(char *line, const fields_t &fields)
 {
     const field_t permissions = field(fields, 1);
     if (!consists_of(field(fields, 0), "-dDlL") || permissions.size() < 9)
@@ -100,10 +102,12 @@ static bool is_mode(field_t text)
 static list_format_t unix_format(char *line, fields_t *fields)
 {
     list_format_t flags = LIST_FMT_FLAG_LNK;
+    find_fields(fields, 2);
     if (field(*fields, 0).size() == 1) {
         if (!join_type(line, *fields))
             return LIST_FMT_UNKNOWN;
-        *fields = fields_t(line);
+        begin_line(fields, line);
+        find_fields(fields, 1);
         flags |= LIST_FMT_FLAG_NAME14;
     }
     const field_t mode = field(*fields, 0);
@@ -111,10 +115,15 @@ static list_format_t unix_format(char *line, fields_t *fields)
         return LIST_FMT_UNKNOWN;
     const int base = begins_with_digit(behind(mode, 10)) ? -1 : 0; // is the link count glued to it?
     for (const auto &attempt : MONTH_TRIES) {
-        if (!has_field(*fields, base + attempt.month))
+        const int month = base + attempt.month;
+        find_fields(fields, month + 1);
+        if (!has_field(*fields, month))
             continue;
-        const month_day_t found = read_month(field(*fields, base + attempt.month));
-        const int number = found.month != 0 ? unix_number(*fields, base, attempt.shift, found.day != 0) : -1;
+        const month_day_t found = read_month(field(*fields, month));
+        if (found.month == 0)
+            continue;
+        find_fields(fields, month + 3);
+        const int number = unix_number(*fields, base, attempt.shift, found.day != 0);
         if (number != -1)
             return number | flags;
     }
@@ -138,28 +147,28 @@ static bool is_time(field_t text)
     return text.size() > 2 && is_digit(text[0]) && begins_with_digit(behind(text, find_colon(text) + 1));
 }
 
-static bool is_26(fields_t &f)
+static bool is_26(const fields_t &f)
 {
     return is_date(field(f, 2)) && is_date(field(f, 3)) && begins_with_digit(field(f, 1)) && has_field(f, 5);
 }
 
-static bool is_27(fields_t &f)
+static bool is_27(const fields_t &f)
 {
     return field(f, 0).size() == 4 && has_shape(field(f, 5), SHAPE_2_2_2, '*') &&
            is_masked_number(field(f, 2)) && is_masked_number(field(f, 3)) && has_field(f, 6);
 }
 
-static bool is_29(fields_t &f)
+static bool is_29(const fields_t &f)
 {
     return is_date(field(f, 1)) && is_date(field(f, 2)) && begins_with_digit(field(f, 5)) && has_field(f, 6);
 }
 
-static bool is_21_or_22(fields_t &f)
+static bool is_21_or_22(const fields_t &f)
 {
     return is_time(field(f, 1)) && is_size_or_dir(field(f, 2)) && is_date9(field(f, 0)) && has_field(f, 3);
 }
 
-static bool is_22(fields_t &f)
+static bool is_22(const fields_t &f)
 {
     if (!is_21_or_22(f))
         return false;
@@ -167,18 +176,18 @@ static bool is_22(fields_t &f)
     return first >= 1 && first <= 12;
 }
 
-static bool is_23(fields_t &f)
+static bool is_23(const fields_t &f)
 {
     return has_hour_and_colon(field(f, 3)) && is_size_or_dir(field(f, 1)) && is_date9(field(f, 2));
 }
 
-static bool is_24(fields_t &f)
+static bool is_24(const fields_t &f)
 {
     return is_long_date(field(f, 0)) && is_date(field(f, 1)) && is_size_or_dir(field(f, 2)) &&
            has_field(f, 3);
 }
 
-static bool is_28(fields_t &f)
+static bool is_28(const fields_t &f)
 {
     if (!has_field(f, 2))
         return false;
@@ -186,36 +195,36 @@ static bool is_28(fields_t &f)
     return found.month != 0 && found.day == 0 && is_size_or_dir(field(f, 1)) && is_time(field(f, 5));
 }
 
-static bool is_30(fields_t &f)
+static bool is_30(const fields_t &f)
 {
     return is_time(field(f, 3)) && begins_with_digit(field(f, 1)) && is_date9(field(f, 2)) && has_field(f, 4);
 }
 
-static bool is_33(fields_t &f)
+static bool is_33(const fields_t &f)
 {
     return field(f, 0).size() == 10 && is_date(field(f, 3)) && is_date(field(f, 4)) &&
            begins_with_digit(field(f, 2)) && has_field(f, 5);
 }
 
-static bool is_32(fields_t &f)
+static bool is_32(const fields_t &f)
 {
     return field(f, 0).size() == 10 && !is_date(field(f, 3)) && is_date(field(f, 1)) &&
            is_date(field(f, 2)) && has_field(f, 3);
 }
 
-static bool is_37(fields_t &f)
+static bool is_37(const fields_t &f)
 {
     return is_size_or_dir(field(f, 0)) && is_time(field(f, 5)) && read_month(field(f, 3)).month != 0 &&
            begins_with_digit(field(f, 6));
 }
 
-static bool is_38(fields_t &f)
+static bool is_38(const fields_t &f)
 {
     return is_date(field(f, 1)) && begins_with_digit(field(f, 2)) && field(f, 2).size() == 4 &&
            begins_with_digit(field(f, 5)) && has_field(f, 6);
 }
 
-static bool is_39(fields_t &f)
+static bool is_39(const fields_t &f)
 {
     return is_long_date(field(f, 2)) && begins_with_digit(field(f, 1)) && begins_with_digit(field(f, 7)) &&
            has_field(f, 9);
@@ -224,7 +233,7 @@ static bool is_39(fields_t &f)
 // The first that holds is the line's layout. (23 takes every line that 30 would.)
 constexpr struct {
     list_format_t format;
-    bool (*holds)(fields_t &fields);
+    bool (*holds)(const fields_t &fields);
 } OTHER_LAYOUTS[] = {
     {26, is_26}, {27, is_27}, {29, is_29}, {22, is_22}, {21, is_21_or_22}, {23, is_23}, {24, is_24},
     {28, is_28}, {30, is_30}, {33, is_33}, {32, is_32}, {37, is_37},       {38, is_38}, {39, is_39},
@@ -232,10 +241,12 @@ constexpr struct {
 
 list_format_t AnalizeFileInfo(char *line)
 {
-    fields_t fields(line);
+    fields_t fields;
+    begin_line(&fields, line);
     const list_format_t format = unix_format(line, &fields);
     if (format != LIST_FMT_UNKNOWN)
         return format;
+    find_fields(&fields, FIELDS_MOST - 1);
     for (const auto &layout : OTHER_LAYOUTS) {
         if (layout.holds(fields))
             return layout.format;

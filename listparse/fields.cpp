@@ -36,13 +36,12 @@ static uint64_t blanks_of_step(const char *bytes)
 // blanks.
 static uint64_t blanks_of_part(const char *block, size_t n)
 {
-    const uint64_t past_end = ~uint64_t{0} << n;
+    uint64_t blanks = ~uint64_t{0} << n;
     if (n < STEP_BYTES) {
-        char bytes[STEP_BYTES] = {};
-        memcpy(bytes, block, n);
-        return blanks_of_step(bytes) | past_end;
+        for (size_t at = 0; at < n; ++at)
+            blanks |= uint64_t{block[at] == ' '} << at;
+        return blanks;
     }
-    uint64_t blanks = past_end;
     for (size_t at = 0; at + STEP_BYTES < n; at += STEP_BYTES)
         blanks |= blanks_of_step(block + at) << at;
     const size_t last = n - STEP_BYTES; // may overlap the step in front of it
@@ -57,38 +56,37 @@ static uint64_t blanks_of_block(const char *block)
     return blanks;
 }
 
-static void take_block(fields_t *fields, const char *block, size_t left)
+// Adds the place of every bit that is set.
+static int add_places(const char **places, int count, const char *block, uint64_t bits)
 {
-    const char **edge = fields->edges + fields->found;
-    const uint64_t blanks = left < BLOCK_BYTES ? blanks_of_part(block, left) : blanks_of_block(block);
-    uint64_t changes = blanks ^ (blanks << 1 | fields->behind_blank);
-    for (; changes != 0; changes &= changes - 1)
-        *edge++ = block + std::countr_zero(changes);
-    fields->found = static_cast<int>(edge - fields->edges);
-    fields->behind_blank = blanks >> (BLOCK_BYTES - 1);
+    const char **place = places + count;
+    for (; bits != 0; bits &= bits - 1)
+        *place++ = block + std::countr_zero(bits);
+    return static_cast<int>(place - places);
 }
 
 // Behind the last blanks of a line, and in a line without any field, lies an empty field.
 static void end_line(fields_t *fields)
 {
-    const bool has_empty_field = fields->found == 0 || fields->edges[fields->found - 1] != fields->end;
-    if (has_empty_field) {
-        fields->edges[fields->found++] = fields->end;
-        fields->edges[fields->found++] = fields->end;
+    if (fields->ended == 0 || fields->ends[fields->ended - 1] != fields->end) {
+        fields->begins[fields->begun++] = fields->end;
+        fields->ends[fields->ended++] = fields->end;
     }
     fields->next = nullptr;
 }
 
-void find_edges(fields_t *fields, int wanted)
+void take_block(fields_t *fields)
 {
-    while (fields->found < wanted && fields->next != nullptr) {
-        const char *block = fields->next;
-        const size_t left = static_cast<size_t>(fields->end - block);
-        take_block(fields, block, left);
-        fields->next = block + BLOCK_BYTES;
-        if (left < BLOCK_BYTES)
-            end_line(fields);
-    }
+    const char *block = fields->next;
+    const size_t left = static_cast<size_t>(fields->end - block);
+    const uint64_t blanks = left < BLOCK_BYTES ? blanks_of_part(block, left) : blanks_of_block(block);
+    const uint64_t behind_blanks = blanks << 1 | fields->behind_blank;
+    fields->begun = add_places(fields->begins, fields->begun, block, ~blanks & behind_blanks);
+    fields->ended = add_places(fields->ends, fields->ended, block, blanks & ~behind_blanks);
+    fields->behind_blank = blanks >> (BLOCK_BYTES - 1);
+    fields->next = block + BLOCK_BYTES;
+    if (left < BLOCK_BYTES)
+        end_line(fields);
 }
 
 int FindField(const char *line, char *out, int index, int to_end)

@@ -13,47 +13,55 @@ using field_t = std::string_view;
 
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
-// A line is looked at in blocks, and every edge of a block is taken.
+// A line is looked at in blocks, and every field of a block is taken.
 constexpr size_t BLOCK_BYTES = 64;
-constexpr size_t EDGES_MOST = 2 * FIELDS_MOST + BLOCK_BYTES + 2; // and an empty last field
+constexpr size_t FIELDS_KEPT = FIELDS_MOST + BLOCK_BYTES / 2 + 1;
 
 struct fields_t {
-    int found = 0;             // edges so far
-    uint64_t behind_blank = 1; // does the next block follow a blank? blanks in front belong to no field
-    const char *next;          // the next block
-    const char *end;           // of the line
-
-    const char *edges[EDGES_MOST]; // where each field begins and ends, in turn
-
-    explicit fields_t(const char *line) : next(line), end(line + strlen(line)) {}
+    int begun;             // fields whose beginning is known
+    int ended;             // fields whose end is known
+    uint64_t behind_blank; // does the next block follow a blank? blanks in front belong to no field
+    const char *next;      // the next block; NULL when the line is at its end
+    const char *end;       // of the line
+    const char *begins[FIELDS_KEPT];
+    const char *ends[FIELDS_KEPT];
 };
 
-// Finds edges until `wanted` of them are known, 2 * FIELDS_MOST at most, or the line is at its end.
-void find_edges(fields_t *fields, int wanted);
+// Takes the fields of the next block.
+void take_block(fields_t *fields);
 
-inline bool has_edges(fields_t &fields, int wanted)
+inline void begin_line(fields_t *fields, const char *line)
 {
-    if (fields.found < wanted)
-        find_edges(&fields, wanted);
-    return fields.found >= wanted;
+    fields->begun = 0;
+    fields->ended = 0;
+    fields->behind_blank = 1;
+    fields->next = line;
+    fields->end = line + strlen(line);
+    take_block(fields);
 }
 
-// Fields are numbered as FindField numbers them, from 0 up.
-inline bool has_field(fields_t &fields, int index) { return has_edges(fields, 2 * index + 1); }
+// Makes the fields in front of field `last` known, and where that begins; it may be FIELDS_MOST - 1 at most.
+// Fields are numbered as FindField numbers them. What follows sees nothing behind it.
+inline void find_fields(fields_t *fields, int last)
+{
+    while (fields->begun <= last && fields->next != nullptr)
+        take_block(fields);
+}
+
+inline bool has_field(const fields_t &fields, int index) { return index < fields.begun; }
 
 // Empty when the line has fewer fields.
-inline field_t field(fields_t &fields, int index)
+inline field_t field(const fields_t &fields, int index)
 {
-    if (!has_edges(fields, 2 * index + 2))
+    if (index >= fields.ended)
         return {fields.end, 0};
-    const char *begin = fields.edges[2 * index];
-    return {begin, static_cast<size_t>(fields.edges[2 * index + 1] - begin)};
+    return {fields.begins[index], static_cast<size_t>(fields.ends[index] - fields.begins[index])};
 }
 
 // From where the field begins to the end of the line.
-inline field_t field_to_end(fields_t &fields, int index)
+inline field_t field_to_end(const fields_t &fields, int index)
 {
-    const char *begin = has_field(fields, index) ? fields.edges[2 * index] : fields.end;
+    const char *begin = has_field(fields, index) ? fields.begins[index] : fields.end;
     return {begin, static_cast<size_t>(fields.end - begin)};
 }
 

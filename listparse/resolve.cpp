@@ -9,7 +9,9 @@ constexpr int LAST_OTHER_FORMAT = 41;
 // A line that is nothing but a name.
 static int resolve_name_only(const char *line, entry_t *entry)
 {
-    fields_t fields(line);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, 1);
     entry->name = cut_name(field(fields, 0));
     return FILE_TYPE_FILE;
 }

@@ -7,11 +7,10 @@ struct dos_layout_t {
     bool year_first;
 };
 constexpr int FIRST_DOS_FORMAT = 21;
-constexpr int DOS_LAST_FIELD = 3;
 constexpr dos_layout_t DOS_LAYOUTS[] = {
-    {1, 0, 2, DOS_LAST_FIELD, true, true},   // 21
-    {1, 0, 2, DOS_LAST_FIELD, true, false},  // 22
-    {DOS_LAST_FIELD, 2, 1, 0, false, false}, // 23
+    {1, 0, 2, 3, true, true},   // 21
+    {1, 0, 2, 3, true, false},  // 22
+    {3, 2, 1, 0, false, false}, // 23
 };
 
 // Where the numbers of a date begin, by what comes first and by the shape of the field, 1 or 2.
@@ -61,7 +60,7 @@ static void read_dos_time(field_t text, entry_t *entry)
 }
 
 // "<DIR>" reads as 0.
-static int read_size_or_dir(fields_t &fields, int at, entry_t *entry)
+static int read_size_or_dir(const fields_t &fields, int at, entry_t *entry)
 {
     entry->size = read_size(fields, at);
     return begins_with(field(fields, at), '<') ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
@@ -70,8 +69,9 @@ static int read_size_or_dir(fields_t &fields, int at, entry_t *entry)
 int resolve_dos(const char *line, int number, entry_t *entry)
 {
     const dos_layout_t &layout = DOS_LAYOUTS[number - FIRST_DOS_FORMAT];
-    fields_t fields(line);
-    const bool has_last = has_field(fields, DOS_LAST_FIELD);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, layout.name_to_end ? layout.name : 4);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
     read_dos_time(field(fields, layout.time), entry);
@@ -80,7 +80,7 @@ int resolve_dos(const char *line, int number, entry_t *entry)
         return FILE_TYPE_NONE;
     set_date(date, &entry->time);
     const int type = read_size_or_dir(fields, layout.size, entry);
-    if (layout.name == DOS_LAST_FIELD && !has_last)
+    if (!has_field(fields, layout.name))
         return FILE_TYPE_NONE;
     entry->name =
         cut_name(layout.name_to_end ? field_to_end(fields, layout.name) : field(fields, layout.name));
@@ -89,7 +89,9 @@ int resolve_dos(const char *line, int number, entry_t *entry)
 
 int resolve_dos24(const char *line, entry_t *entry)
 {
-    fields_t fields(line);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, 3);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
     const field_t date = field(fields, 0);

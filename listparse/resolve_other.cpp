@@ -11,7 +11,7 @@ struct other_layout_t {
     bool name_to_end = true;
     int8_t size = NO_FIELD;
     int8_t date;
-    bool (*read_date)(fields_t &fields, int at, date_t *date);
+    bool (*read_date)(const fields_t &fields, int at, date_t *date);
     int8_t time = NO_FIELD;
     bool (*read_time)(field_t text, uint16_t *hour, uint16_t *minute) = nullptr;
     int8_t owner = NO_FIELD;
@@ -35,7 +35,7 @@ static bool read_three_numbers(field_t text, three_numbers_t *numbers)
     return true;
 }
 
-static bool read_year_first(fields_t &fields, int at, date_t *date)
+static bool read_year_first(const fields_t &fields, int at, date_t *date)
 {
     three_numbers_t numbers;
     if (!read_three_numbers(field(fields, at), &numbers))
@@ -44,13 +44,13 @@ static bool read_year_first(fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_unless_masked(fields_t &fields, int at, date_t *date)
+static bool read_unless_masked(const fields_t &fields, int at, date_t *date)
 {
     return field(fields, at).find('*') == field_t::npos && read_year_first(fields, at, date);
 }
 
 // The order is guessed: "31.12.98" by its dots, "12/31/98" by what cannot be a month or day.
-static bool read_guessed_order(fields_t &fields, int at, date_t *date)
+static bool read_guessed_order(const fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
     three_numbers_t numbers;
@@ -66,12 +66,12 @@ static bool read_guessed_order(fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_month_first(fields_t &fields, int at, date_t *date)
+static bool read_month_first(const fields_t &fields, int at, date_t *date)
 {
     return read_dos_date(field(fields, at), false, date);
 }
 
-static bool read_long_date(fields_t &fields, int at, date_t *date)
+static bool read_long_date(const fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
     if (!has_shape(text, SHAPE_4_2_2))
@@ -80,19 +80,19 @@ static bool read_long_date(fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_spread(fields_t &fields, int month_at, int year_at, date_t *date)
+static bool read_spread(const fields_t &fields, int month_at, int year_at, date_t *date)
 {
     const field_t year = field(fields, year_at);
     *date = {to_u16(year), read_month(field(fields, month_at)).month, to_u16(field(fields, month_at + 1))};
     return begins_with_digit(year);
 }
 
-static bool read_month_day_year(fields_t &fields, int at, date_t *date)
+static bool read_month_day_year(const fields_t &fields, int at, date_t *date)
 {
     return read_spread(fields, at, at + 2, date);
 }
 
-static bool read_month_day_time_year(fields_t &fields, int at, date_t *date)
+static bool read_month_day_time_year(const fields_t &fields, int at, date_t *date)
 {
     return read_spread(fields, at, at + 3, date);
 }
@@ -221,7 +221,7 @@ constexpr other_layout_t OTHER_LAYOUTS[] = {
 
 // --- one line
 
-static void take_date(fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_date(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
     date_t date;
     if (!layout.read_date(fields, layout.date, &date))
@@ -234,7 +234,7 @@ static void take_date(fields_t &fields, const other_layout_t &layout, entry_t *e
     entry->valid |= FILE_INFO_DATE;
 }
 
-static void take_time(fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_time(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
     uint16_t hour, minute;
     if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
@@ -244,7 +244,7 @@ static void take_time(fields_t &fields, const other_layout_t &layout, entry_t *e
     entry->valid |= FILE_INFO_TIME;
 }
 
-static void take_size_and_permissions(fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
     if (layout.size != NO_FIELD && has_field(fields, layout.size)) {
         entry->size = read_size(fields, layout.size);
@@ -256,7 +256,7 @@ static void take_size_and_permissions(fields_t &fields, const other_layout_t &la
     }
 }
 
-static int take_type(fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static int take_type(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
     bool directory = layout.is_directory != nullptr && layout.is_directory(field(fields, layout.type));
     if (layout.slash_is_directory && entry->name.ends_with('/')) {
@@ -268,7 +268,9 @@ static int take_type(fields_t &fields, const other_layout_t &layout, entry_t *en
 
 static int resolve_by(const other_layout_t &layout, const char *line, entry_t *entry)
 {
-    fields_t fields(line);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, FIELDS_MOST - 1);
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
     take_size_and_permissions(fields, layout, entry);

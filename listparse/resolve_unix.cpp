@@ -61,7 +61,7 @@ static const unix_layout_t &layout_of(int number)
     return second < std::size(LAYOUTS_FROM_42) ? LAYOUTS_FROM_42[second] : COMMON_LAYOUT;
 }
 
-static void read_year_first(fields_t &fields, int year_at, file_time_t *time)
+static void read_year_first(const fields_t &fields, int year_at, file_time_t *time)
 {
     time->year = to_u16(field(fields, year_at));
     time->month = to_u16(field(fields, year_at + 1));
@@ -69,7 +69,7 @@ static void read_year_first(fields_t &fields, int year_at, file_time_t *time)
 }
 
 // The month's field may hold a whole date, "12-01-15". A line with a time has no year otherwise.
-static void read_month_first(fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
+static void read_month_first(const fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
 {
     file_time_t &time = entry->time;
     const field_t month_field = field(fields, month_at);
@@ -141,8 +141,9 @@ int resolve_unix(const char *line, list_format_t format, entry_t *entry)
     const bool day_in_month = layout.order == DAY_IN_MONTH;
     const int size_at = layout.offset + 4;
     const int name_at = layout.offset + (day_in_month ? 7 : 8);
-    fields_t fields(line);
-    const bool has_name = has_field(fields, name_at);
+    fields_t fields;
+    begin_line(&fields, line);
+    find_fields(&fields, name_at);
 
     entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
     entry->attributes = read_permissions(behind(field(fields, 0), 1));
@@ -152,7 +153,7 @@ int resolve_unix(const char *line, list_format_t format, entry_t *entry)
         read_year_first(fields, size_at + 1, &entry->time);
     else
         read_month_first(fields, size_at + 1, day_in_month, entry);
-    if (!has_name)
+    if (!has_field(fields, name_at))
         return FILE_TYPE_NONE;
     entry->name = cut_name(field_to_end(fields, name_at));
     const char byte14 = apply_name_flags(format, entry);

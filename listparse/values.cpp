@@ -85,17 +85,34 @@ static int64_t read_any_size(field_t text)
     return number.length < text.size() || errno == ERANGE ? 0 : number.value;
 }
 
-int64_t read_size(fields_t &fields, int index)
+// Reads a field of one to sixteen digits, the last eight as one word, those in front of them as another with
+// zeros for what lacks. Sizes differ in length, and a loop over them ends where no processor expects it.
+static bool read_plain_number(const fields_t &fields, int index, int64_t *value)
 {
     constexpr size_t WORD_BYTES = sizeof(uint64_t);
     const field_t text = field(fields, index);
+    const size_t n = text.size();
     const size_t readable = static_cast<size_t>(fields.end - text.data());
-    if (text.empty() || text.size() > WORD_BYTES || readable < WORD_BYTES)
-        return read_any_size(text);
-    const uint64_t digits = digits_of_word(text.data()) << 8 * (WORD_BYTES - text.size()); // zeros in front
-    if (other_than_digits(digits) != 0)
-        return read_any_size(text);
-    return errno == ERANGE ? 0 : join_digits(digits);
+    if (n == 0 || n > 2 * WORD_BYTES || readable < WORD_BYTES)
+        return false;
+    const uint64_t first = digits_of_word(text.data());
+    if (n <= WORD_BYTES) {
+        const uint64_t digits = first << 8 * (WORD_BYTES - n);
+        *value = join_digits(digits);
+        return other_than_digits(digits) == 0;
+    }
+    const uint64_t high = first << 8 * (2 * WORD_BYTES - n);
+    const uint64_t low = digits_of_word(text.data() + n - WORD_BYTES);
+    *value = join_digits(high) * 100'000'000 + join_digits(low);
+    return (other_than_digits(high) | other_than_digits(low)) == 0;
+}
+
+int64_t read_size(const fields_t &fields, int index)
+{
+    int64_t value;
+    if (!read_plain_number(fields, index, &value))
+        return read_any_size(field(fields, index));
+    return errno == ERANGE ? 0 : value;
 }
 
 int64_t _atoi64(const char *str) { return read_any_size(str); }
@@ -121,16 +138,17 @@ static void fold_month_name(field_t text, char *folded)
         folded[at] = at == 0 ? to_upper(text[at]) : to_lower(text[at]);
 }
 
-// The three letters of a month's name as one number that places them in a table of 16.
-static constexpr uint32_t month_key(char first, char second, char third)
+// Three letters in lower case as one number.
+static constexpr uint32_t month_key(const char *letters)
 {
-    return static_cast<uint32_t>(static_cast<unsigned char>(first)) |
-           static_cast<uint32_t>(static_cast<unsigned char>(second)) << 8 |
-           static_cast<uint32_t>(static_cast<unsigned char>(third)) << 16;
+    uint32_t key = 0x202020; // the bit that tells lower case
+    for (int at = 0; at < 3; ++at)
+        key |= static_cast<uint32_t>(static_cast<unsigned char>(letters[at])) << 8 * at;
+    return key;
 }
 
 constexpr uint32_t MONTH_SPREAD = 26597; // the least that gives each month a slot of its own
-constexpr uint32_t month_slot(uint32_t key) { return (key * MONTH_SPREAD) >> 28; }
+static constexpr uint32_t month_slot(uint32_t key) { return (key * MONTH_SPREAD) >> 28; }
 
 struct month_slot_t {
     uint32_t key;
@@ -139,20 +157,19 @@ struct month_slot_t {
 
 constexpr std::array<month_slot_t, 16> MONTH_SLOTS = [] {
     std::array<month_slot_t, 16> slots{};
-    for (size_t at = 0; at < 12; ++at) {
-        const uint32_t key = month_key(MONTH_NAMES[3 * at], MONTH_NAMES[3 * at + 1], MONTH_NAMES[3 * at + 2]);
-        slots[month_slot(key)] = {key, static_cast<uint16_t>(at + 1)};
+    for (uint16_t month = 1; month <= 12; ++month) {
+        const uint32_t key = month_key(MONTH_NAMES.data() + 3 * (month - 1));
+        slots[month_slot(key)] = {key, month};
     }
     return slots;
 }();
 
-// The month that the text names in full and with three letters, which is how servers write it; 0 when it does
-// not.
+// The month whose three letters the text is, which is how servers write it; 0 when it is not that plain.
 static uint16_t read_plain_month(field_t text)
 {
     if (text.size() != 3)
         return 0;
-    const uint32_t key = month_key(to_upper(text[0]), to_lower(text[1]), to_lower(text[2]));
+    const uint32_t key = month_key(text.data());
     const month_slot_t &slot = MONTH_SLOTS[month_slot(key)];
     return slot.key == key ? slot.month : uint16_t{0};
 }
@@ -206,14 +223,12 @@ bool has_shape(field_t text, field_t shape, char sym)
     return true;
 }
 
-static int date_shape9(field_t text, char sym)
+int date_shape9(field_t text, char sym)
 {
     if (has_shape(text, SHAPE_3_2_2, sym))
         return 2;
     return has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
 }
-
-int date_shape(field_t text) { return is_date(text) ? 1 : date_shape9(text, '\0'); }
 
 int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9)
 {

@@ -36,8 +36,8 @@ inline int to_int(field_t text)
 }
 inline uint16_t to_u16(field_t text) { return static_cast<uint16_t>(to_int(text)); }
 
-// A field read as _atoi64 reads it.
-int64_t read_size(fields_t &fields, int index);
+// A field as _atoi64 reads it.
+int64_t read_size(const fields_t &fields, int index);
 
 // As GetMonth (which folds, this does not), GetHourAndMinute and AttrString2Value.
 month_day_t read_month(field_t text);
@@ -80,4 +80,5 @@ inline bool is_date(field_t text)
 inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
 
 // As CheckYYMMDDformat with allow9: 0, 1 or 2.
-int date_shape(field_t text);
+int date_shape9(field_t text, char sym); // of nine characters
+inline int date_shape(field_t text) { return is_date(text) ? 1 : date_shape9(text, '\0'); }
