@@ -18,9 +18,9 @@ static bool begins(const std::string &field, const char *letters)
 // Up to four digits; -1 for anything else, of which the rules do not say whether it is a number.
 static int plain_number(const std::string &text)
 {
-    if (text.empty() || text.size() > 4 || !std::all_of(text.begin(), text.end(), is_digit))
-        return -1;
-    return number(text);
+    int value =
+        number(text); // one too large leaves an error behind, and whether the size is read by then is open
+    return text.empty() || text.size() > 4 || !std::all_of(text.begin(), text.end(), is_digit) ? -1 : value;
 }
 
 static void give_date(int year, int month, int day, entry_t *entry)
