@@ -1,0 +1,269 @@
+#include "curl_func/callbacks.h"
+#include "curl_func/perform.h"
+#include "job_fixture.h"
+
+#include <climits>
+
+class Progress : public JobFixture
+{
+protected:
+    void run(uint32_t kind) { curlf_info_.module_info.exec = kind; }
+
+    // One call of cb_progress with an amount of the running kind, `at_s` seconds into the try.
+    int progress_at(double at_s, double total, double now)
+    {
+        wrapper_.total_time_s = at_s;
+        return curlf_info_.module_info.exec == JOB_DOWNLOAD ? cb_progress(&info, total, now, -7, -7)
+                                                            : cb_progress(&info, -7, -7, total, now);
+    }
+
+    curl_e_handle_t handle{};
+    exec_info_t &shown = curlf_info_.exec_info;
+    timeout_info_t timeout{60, 0, 0, 0, 0, 0, 0};
+    progress_info_t info{&handle, &curlf_info_, &curlf_info_.exec_info, &timeout};
+};
+
+// --- Activity
+
+TEST_F(Progress, MovedIsWhatLeavesTheOpenIntervalOfOneByteRoundTheLastAmount)
+{
+    struct {
+        double last;
+        double total;
+        double now;
+        bool active;
+    } const table[] = {
+        {0, 0, 0, false},         {0, 0, 0.999, false}, {0, 0, 1, true},
+        {100, 0, 99.001, false},  {100, 0, 99, true},   {100, 0, 100, false},
+        {100, 0, 100.999, false}, {100, 0, 101, true},  {100, 100, 100, true}, // complete
+        {100, 101, 100, false},                                                // not yet
+        {100, 99, 100, true},                                                  // more than complete
+        {100, 0, 0, true},        {0, 500, 0, false},
+    };
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD})
+        for (const auto &row : table) {
+            run(kind);
+            handle.error = 0;
+            timeout = {60, 0, 0, 0, 5, 0, row.last};
+            EXPECT_EQ(progress_at(30, row.total, row.now), 0);
+            EXPECT_EQ(timeout.last_updated_time, row.active ? 30 : 5) << row.last << ' ' << row.now;
+            EXPECT_EQ(timeout.last_amount, row.now);
+        }
+}
+
+TEST_F(Progress, AStallBelowTheMarkOfAnEarlierTryIsAStall)
+{
+    run(JOB_UPLOAD);
+    shown.transferred_size = 1000; // the first try came that far
+    EXPECT_EQ(progress_at(1, 5000, 300), 0);
+    EXPECT_EQ(progress_at(61, 5000, 300), 0);
+    EXPECT_EQ(progress_at(61.5, 5000, 300), 1);
+    EXPECT_EQ(handle.error, 14);
+    EXPECT_EQ(timeout.timed_out, 1u);
+    EXPECT_EQ(shown.transferred_size, 1000); // what is shown never goes back
+}
+
+TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
+{
+    struct {
+        int32_t limit;
+        double at_s;
+        bool ends;
+    } const table[] = {{60, 65, false},  {60, 65.001, true}, {60, 64.9, false}, {120, 100, false},
+                       {120, 126, true}, {0, 1e9, false},    {-1, 1e9, false}};
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD})
+        for (const auto &row : table) {
+            run(kind);
+            handle.error = 0;
+            timeout = {row.limit, 0, 0, 0, 5, 0, 10};
+            EXPECT_EQ(progress_at(row.at_s, 0, 10), row.ends ? 1 : 0) << row.limit << ' ' << row.at_s;
+            EXPECT_EQ(timeout.timed_out, row.ends ? 1u : 0u);
+            EXPECT_EQ(handle.error, row.ends ? 14 : 0);
+            EXPECT_EQ(timeout.last_updated_time, 5);
+            EXPECT_EQ(logged(),
+                      row.ends
+                          ? lines{"error: curl_func(1619): Timeout has occurred: [elapsed_time] " +
+                                  std::to_string(static_cast<long>(row.at_s)) + ", [last_updated_time] 5\n"}
+                          : lines{});
+        }
+}
+
+TEST_F(Progress, ATimeoutOverwritesAnEarlierErrorWithoutALogLine)
+{
+    run(JOB_UPLOAD);
+    handle.error = FTPCD_ERR_LOCAL_READ;
+    EXPECT_EQ(progress_at(61, 0, 0), 1);
+    EXPECT_EQ(handle.error, 14);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Progress, WithoutAnElapsedTimeNothingTimesOut)
+{
+    run(JOB_UPLOAD);
+    timeout.last_updated_time = -1000;
+    shown.elapsed_time = 3;
+    EXPECT_EQ(progress_at(-1, 100, 0), 0);
+    EXPECT_EQ(progress_at(-1, 100, 50), 0);
+    EXPECT_EQ(timeout.last_updated_time, -1000);
+    EXPECT_EQ(shown.elapsed_time, 3);
+    EXPECT_EQ(shown.transferred_size, 50);
+    EXPECT_EQ(handle.curl_code, 0);
+}
+
+// --- The size limit
+
+TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
+{
+    struct {
+        double total;
+        double now;
+        bool refused;
+        std::string size;
+    } const table[] = {
+        {4096, 0, false, ""},
+        {4096, 4096, false, ""},
+        {5000, 0, false, ""}, // not before data arrives
+        {5000, 1, true, "1 of 5000"},
+        {4097, 1, true, "1 of 4097"},
+        {5000, 5000, true, "5000 of 5000"},
+        {0, 4096, false, ""}, // of unknown size
+        {0, 4097, true, "4097 of 0"},
+        {4096, 4097, true, "4097 of 4096"},
+        {100, 50, false, ""},
+    };
+    for (const auto &row : table) {
+        run(JOB_DOWNLOAD);
+        handle.error = 0;
+        EXPECT_EQ(progress_at(1, row.total, row.now), row.refused ? 1 : 0) << row.total << ' ' << row.now;
+        EXPECT_EQ(handle.error, row.refused ? 12 : 0);
+        EXPECT_EQ(timeout.timed_out, 0u);
+        EXPECT_EQ(logged(), row.refused
+                                ? lines{"error: curl_func(1569): Download file size limit exceeded. size:" +
+                                        row.size + ", limit: 4096\n"}
+                                : lines{});
+    }
+}
+
+TEST_F(Progress, TheSizeLimitOverwritesAnEarlierErrorWithoutALogLine)
+{
+    run(JOB_DOWNLOAD);
+    handle.error = FTPCD_ERR_LOCAL_WRITE;
+    EXPECT_EQ(progress_at(1, 0, 5000), 1);
+    EXPECT_EQ(handle.error, 12);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Progress, ARefusedSizeIsNotATimeoutToo)
+{
+    run(JOB_DOWNLOAD);
+    timeout.last_amount = 5000;
+    EXPECT_EQ(progress_at(1000, 6000, 5000), 1);
+    EXPECT_EQ(handle.error, 12);
+    EXPECT_EQ(timeout.timed_out, 0u);
+}
+
+TEST_F(Progress, AnUploadHasNoSizeLimit)
+{
+    run(JOB_UPLOAD);
+    EXPECT_EQ(progress_at(1, 5e9, 4e9), 0);
+    EXPECT_EQ(handle.error, 0);
+    EXPECT_EQ(shown.total_size, 5e9);
+    EXPECT_EQ(shown.transferred_size, 4e9);
+}
+
+TEST_F(Progress, SizesBeyondALongAreLoggedAsItsEnd)
+{
+    EXPECT_EQ(whole_number(1e30), LONG_MAX);
+    EXPECT_EQ(whole_number(-1e30), LONG_MIN);
+    EXPECT_EQ(whole_number(61.99), 61);
+    EXPECT_EQ(whole_number(-1), -1);
+    run(JOB_DOWNLOAD);
+    EXPECT_EQ(progress_at(1, 1e30, 1), 1);
+    EXPECT_EQ(logged(), lines{"error: curl_func(1569): Download file size limit exceeded. size:1 of " +
+                              std::to_string(LONG_MAX) + ", limit: 4096\n"});
+}
+
+// --- What is shown
+
+TEST_F(Progress, OnlyWhatIsKnownIsShown)
+{
+    struct {
+        double at_s;
+        double total;
+        double now;
+        exec_info_t before;
+        exec_info_t after;
+    } const table[] = {
+        {3, 100, 40, {}, {100, 40, 3, 0, 0, 0, 0, 0, 0}},
+        {0, 0, 0, {100, 40, 3, 0, 0, 0, 0, 0, 0}, {100, 40, 3, 0, 0, 0, 0, 0, 0}},
+        {4, 0, 41, {100, 40, 3, 0, 0, 0, 0, 0, 0}, {100, 41, 4, 0, 0, 0, 0, 0, 0}},
+        {5, 90, 39, {100, 40, 3, 0, 0, 0, 0, 0, 0}, {90, 40, 5, 0, 0, 0, 0, 0, 0}}, // never less
+        {-1, -5, -5, {100, 40, 3, 0, 0, 0, 0, 0, 0}, {100, 40, 3, 0, 0, 0, 0, 0, 0}},
+    };
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD})
+        for (const auto &row : table) {
+            run(kind);
+            shown = row.before;
+            EXPECT_EQ(progress_at(row.at_s, row.total, row.now), 0);
+            EXPECT_EQ(shown.total_size, row.after.total_size);
+            EXPECT_EQ(shown.transferred_size, row.after.transferred_size);
+            EXPECT_EQ(shown.elapsed_time, row.after.elapsed_time);
+        }
+}
+
+TEST_F(Progress, AnotherKindOfJobShowsItsTimeOnly)
+{
+    run(JOB_DL_FILE_INFO);
+    wrapper_.total_time_s = 500;
+    EXPECT_EQ(cb_progress(&info, 9000, 8000, 9000, 8000), 0);
+    EXPECT_EQ(timeout.last_updated_time, 500);
+    EXPECT_EQ(shown.elapsed_time, 500);
+    EXPECT_EQ(shown.total_size, 0);
+    EXPECT_EQ(shown.transferred_size, 0);
+
+    wrapper_.total_time_s = -1;
+    EXPECT_EQ(cb_progress(&info, 9000, 8000, 9000, 8000), 0);
+    EXPECT_EQ(timeout.last_updated_time, 500);
+    EXPECT_EQ(shown.elapsed_time, 500);
+}
+
+// --- Cancel
+
+TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
+{
+    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO}) {
+        run(kind);
+        handle.error = FTPCD_ERR_LOCAL_READ;
+        curlf_info_.module_info.cancel = 1;
+        EXPECT_EQ(progress_at(1, 10, 5), 1);
+        EXPECT_EQ(handle.error, 1);
+    }
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Progress, ACancelWinsOverASizeLimitInTheSameCall)
+{
+    run(JOB_DOWNLOAD);
+    curlf_info_.module_info.cancel = 1;
+    EXPECT_EQ(progress_at(1, 5000, 5), 1);
+    EXPECT_EQ(handle.error, 1);
+    EXPECT_EQ(logged().size(), 1u);
+}
+
+TEST_F(Progress, ALookUpWatchesForACancelOnly)
+{
+    run(JOB_DL_FILE_INFO);
+    wrapper_.total_time_s = 1000;
+    EXPECT_EQ(cb_progress_null(&info, 9000, 8000, 9000, 8000), 0);
+    EXPECT_EQ(handle.error, 0);
+    EXPECT_EQ(shown.elapsed_time, 0);
+    curlf_info_.module_info.cancel = 1;
+    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
+    EXPECT_EQ(handle.error, 1);
+}
+
+TEST_F(Progress, ALookUpWithoutAContextGoesOn)
+{
+    EXPECT_EQ(cb_progress_null(nullptr, 0, 0, 0, 0), 0);
+    EXPECT_EQ(logged(), lines{"error: curl_func(1726): CURLOPT_PROGRESSDATA has not been set.\n"});
+}

@@ -1,0 +1,60 @@
+// curl_perform over scripted tries.
+#pragma once
+
+#include "curl_func/perform.h"
+#include "job_fixture.h"
+
+#include <functional>
+#include <string>
+
+class Perform : public JobFixture
+{
+protected:
+    Perform() { curlf_info_.module_info.exec = JOB_UPLOAD; }
+
+    // Runs the tries that were scripted; all of them must be made.
+    void run()
+    {
+        const int scripted = static_cast<int>(wrapper_.tries.size());
+        curl_perform(&handle, &info);
+        EXPECT_EQ(wrapper_.performed, scripted);
+    }
+
+    void script(int count, const std::function<void(curl_e_handle_t *)> &play)
+    {
+        for (int i = 0; i < count; i++)
+            wrapper_.tries.push_back(play);
+    }
+
+    // A try that the progress callback ends for inactivity.
+    std::function<void(curl_e_handle_t *)> stalls()
+    {
+        return [this](curl_e_handle_t *h) {
+            timeout.timed_out = 1;
+            ends_with(14, 42)(h);
+        };
+    }
+
+    static int count_reset(void *arg)
+    {
+        ++*static_cast<int *>(arg);
+        return 0;
+    }
+
+    curl_e_handle_t handle{};
+    exec_info_t &shown = curlf_info_.exec_info;
+    timeout_info_t timeout{60, 0, -1, 0, 0, 0, 0};
+    perform_info_t info{&timeout, &curlf_info_.exec_info, &curlf_info_, nullptr, nullptr, nullptr};
+};
+
+inline std::string retry_line(int error, int curl_code, int retry)
+{
+    return "error: curl_func(1364): curl_perform(" + std::to_string(error) + ", " +
+           std::to_string(curl_code) + ") ... retry(" + std::to_string(retry) + ")\n";
+}
+
+inline std::string limits_line(int connection, int operation)
+{
+    return "curl_func(1283): [connection_limit] " + std::to_string(connection) + ", [operation_limit] " +
+           std::to_string(operation) + "\n";
+}

@@ -1,0 +1,204 @@
+#include "worker_fixture.h"
+
+#include <atomic>
+#include <cerrno>
+#include <sys/stat.h>
+
+TEST_F(Worker, ADownloadGoesIntoTheLocalFile)
+{
+    write("local", "what stood there before");
+    script([](curl_e_handle_t *) {
+        EXPECT_EQ(progress(6, 0), 0);
+        EXPECT_EQ(receive("abc"), 3u);
+        EXPECT_EQ(receive("def"), 3u);
+        wrapper_.total_time_s = 2;
+        EXPECT_EQ(progress(6, 6), 0);
+        wrapper_.size_download = 6;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
+    EXPECT_EQ(content(path("local")), "abcdef");
+    EXPECT_EQ(shown.total_size, 6);
+    EXPECT_EQ(shown.transferred_size, 6);
+    EXPECT_EQ(shown.elapsed_time, 2);
+    EXPECT_EQ(wrapper_.asked, story({"writefunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
+                                     "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Worker, ADownloadWhoseSettingsAreRefusedLeavesTheLocalFileAlone)
+{
+    write("local", "old");
+    wrapper_.refused = "port";
+    EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
+    EXPECT_EQ(content(path("local")), "old");
+    expect_all_given_back();
+}
+
+TEST_F(Worker, ADownloadThatCannotCreateItsFileFails)
+{
+    set_local_path(path("no/such/folder"));
+    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(2) No such file or directory\n"});
+    EXPECT_EQ(wrapper_.performed, 0);
+    expect_all_given_back();
+}
+
+TEST_F(Worker, AStreamThatCannotBeMadeIsAFileThatCannotBeOpened)
+{
+    system.fdopen = ENOMEM;
+    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(12) Cannot allocate memory\n"});
+}
+
+TEST_F(Worker, ADownloadIntoAPipeThatNobodyReadsDoesNotWaitForAReader)
+{
+    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
+    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(6) No such device or address\n"});
+}
+
+TEST_F(Worker, ADownloadWhoseCallbackIsRefusedStopsThere)
+{
+    for (const char *refused : {"writefunc_data", "progressfunc_data"}) {
+        wrapper_ = {};
+        wrapper_.refused = refused;
+        EXPECT_EQ(run(JOB_DOWNLOAD), 5u) << refused;
+        EXPECT_EQ(wrapper_.performed, 0);
+        expect_all_given_back();
+        const auto &asked = wrapper_.asked;
+        EXPECT_EQ(asked[asked.size() - 4], std::string(refused) + "()");
+    }
+}
+
+TEST_F(Worker, ADownloadThatFailsLeavesItsPartialFile)
+{
+    script([](curl_e_handle_t *handle) {
+        receive("part");
+        ends_with(16, 18)(handle);
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
+    EXPECT_EQ(content(path("local")), "part");
+}
+
+TEST_F(Worker, ADownloadThatTimesOutKeepsItsPartialFileWhole)
+{
+    script([](curl_e_handle_t *handle) {
+        receive("part");
+        ends_with(16, 28)(handle);
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
+    EXPECT_EQ(content(path("local")), "part");
+    EXPECT_THAT(logged(), testing::Contains("error: curl_func(1272): Timeout retry limit reached.\n"));
+}
+
+TEST_F(Worker, ADownloadThatIsTriedAgainStartsFromAnEmptyFile)
+{
+    script([](curl_e_handle_t *handle) {
+        receive("the long first body");
+        ends_with(16, 56)(handle);
+    });
+    script([this](curl_e_handle_t *) {
+        EXPECT_EQ(content(path("local")), "");
+        receive("short");
+        wrapper_.size_download = 5;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
+    EXPECT_EQ(content(path("local")), "short");
+    EXPECT_EQ(shown.retry_count, 1u);
+}
+
+TEST_F(Worker, ACancelledDownloadRemovesItsFile)
+{
+    script([](curl_e_handle_t *handle) {
+        receive("part");
+        curlf_info_.module_info.cancel = 1;
+        EXPECT_EQ(progress(100, 4), 1);
+        handle->curl_code = 42;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(shown.curl_code, 42u);
+    EXPECT_EQ(content(path("local")), "<none>");
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Worker, ADownloadCancelledDuringThePauseIsAbortedByTheNextTry)
+{
+    system.while_asleep = [] { curlf_info_.module_info.cancel = 1; };
+    script(ends_with(16, 56));
+    script([](curl_e_handle_t *handle) {
+        EXPECT_EQ(progress(0, 0), 1);
+        handle->curl_code = 42;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(system.naps, 1);
+    EXPECT_EQ(content(path("local")), "<none>");
+}
+
+TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
+{
+    system.remove = EBUSY;
+    script([](curl_e_handle_t *handle) {
+        curlf_info_.module_info.cancel = 1;
+        ends_with(1, 42)(handle);
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(665): errno(16) Device or resource busy\n"});
+}
+
+TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteError)
+{
+    struct {
+        std::atomic<int> fake_system::*fault;
+        std::string log;
+    } const table[] = {
+        {&fake_system::fflush, "error: curl_func(653): errno(28) No space left on device\n"},
+        {&fake_system::fclose, "error: curl_func(657): errno(28) No space left on device\n"},
+    };
+    for (const auto &row : table) {
+        script([&](curl_e_handle_t *) {
+            receive("abc");
+            (system.*row.fault) = ENOSPC;
+        });
+        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+        EXPECT_EQ(logged(), lines{row.log});
+    }
+}
+
+TEST_F(Worker, AFailedFlushDoesNotHideWhatFailedBefore)
+{
+    script([&](curl_e_handle_t *handle) {
+        system.fflush = ENOSPC;
+        ends_with(16, 18)(handle);
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(28) No space left on device\n"});
+}
+
+TEST_F(Worker, ADownloadThatIsTooLargeIsRefused)
+{
+    script([](curl_e_handle_t *handle) {
+        EXPECT_EQ(progress(5000, 1), 1);
+        handle->curl_code = 42;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 12u);
+}
+
+TEST_F(Worker, ADownloadIgnoresTheResumeFlagAndTheRemoteFile)
+{
+    remote_file = {1, 1, 500, 0, 0, 0, 0, 0, 0, 0, 0};
+    script([](curl_e_handle_t *handle) { EXPECT_EQ(handle->resume, 0); });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
+    EXPECT_EQ(remote_file.looked_up, 1u);
+    EXPECT_EQ(remote_file.size, 500);
+}
+
+TEST_F(Worker, ExplicitFtpsThroughAnHttpProxyDoesNotConnect)
+{
+    write("local", "old");
+    request.protocol = PROTOCOL_FTPS_EXPLICIT;
+    request.proxy_type = PROXY_HTTP;
+    EXPECT_EQ(run(JOB_DOWNLOAD), 15u);
+    EXPECT_EQ(run(JOB_UPLOAD), 15u);
+    EXPECT_EQ(wrapper_.performed, 0);
+    EXPECT_EQ(content(path("local")), "old");
+}

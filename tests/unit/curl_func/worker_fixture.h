@@ -1,0 +1,87 @@
+// The worker, run to its end on the test's own thread, and what its transfers do.
+#pragma once
+
+#include "curl_func/worker.h"
+#include "job_fixture.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+
+class Worker : public JobFixture
+{
+protected:
+    Worker()
+    {
+        curlf_info_.module_info.running = 1;
+        SET_TEXT(request.host, "srv");
+        SET_TEXT(request.remote_path, "d/f.bin");
+        request.passive_mode = 1;
+        set_local_path(path("local"));
+    }
+
+    void set_local_path(const std::string &name) { SET_TEXT(request.local_path, name); }
+
+    uint32_t run(uint32_t kind)
+    {
+        curlf_info_.module_info.exec = kind;
+        EXPECT_EQ(th_exec(&curlf_info_), nullptr);
+        EXPECT_EQ(curlf_info_.module_info.running, 0u);
+        EXPECT_TRUE(wrapper_.tries.empty()) << "a try was not made";
+        return curlf_info_.module_info.result;
+    }
+
+    void script(std::function<void(curl_e_handle_t *)> play) { wrapper_.tries.push_back(std::move(play)); }
+
+    static size_t receive(std::string data)
+    {
+        return wrapper_.write(data.data(), 1, data.size(), wrapper_.write_data);
+    }
+
+    static std::string send(size_t size)
+    {
+        std::string data(size, '\0');
+        data.resize(wrapper_.read(data.data(), 1, size, wrapper_.read_data));
+        return data;
+    }
+
+    static int progress(double dltotal, double dlnow, double ultotal = 0, double ulnow = 0)
+    {
+        return wrapper_.progress(wrapper_.progress_data, dltotal, dlnow, ultotal, ulnow);
+    }
+
+    static int list(const char *name, int64_t size)
+    {
+        list_info_t entry{};
+        entry.name = const_cast<char *>(name);
+        entry.size = size;
+        entry.kind = LIST_KIND_FILE;
+        return wrapper_.list(&entry, wrapper_.list_context, 1);
+    }
+
+    static void expect_all_given_back()
+    {
+        const calls &asked = wrapper_.asked;
+        ASSERT_GE(asked.size(), 3u);
+        EXPECT_EQ(calls(asked.end() - 3, asked.end()),
+                  (calls{"limit_farewell()", "cleanup()", "global_cleanup()"}));
+    }
+
+    transfer_request_t &request = curlf_info_.request;
+    exec_info_t &shown = curlf_info_.exec_info;
+    remote_file_t &remote_file = curlf_info_.remote_file;
+};
+
+inline const calls SETTINGS{
+    "url_ex(0, \"srv\", \"d/f.bin\")", "port(0)",        "username_password(\"\", \"\")", "proxy(0, \"\", 0)",
+    "tcp_keepalive(1, 60, 60)",        "maxconnects(1)", "ftp_use_eprt_epsv(0)"};
+
+inline calls story(const calls &middle)
+{
+    calls all{"global_init(3)", "init()", "verbose(1)"};
+    all.insert(all.end(), SETTINGS.begin(), SETTINGS.end());
+    all.insert(all.end(), middle.begin(), middle.end());
+    for (const char *end : {"limit_farewell()", "cleanup()", "global_cleanup()"})
+        all.emplace_back(end);
+    return all;
+}
