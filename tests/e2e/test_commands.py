@@ -164,3 +164,13 @@ def test_a_start_while_a_job_runs_is_refused_with_3_and_harms_nothing(
     assert client.cancel() == (0, 0, 1)
     assert len(server.sessions) == 1
     assert not network_manager.of_code(wire.NOTICE_DOWNLOAD)
+
+
+def test_each_job_starts_with_a_clean_progress(daemon, scripted, network_manager, local):
+    scripted(files={"a": b"content"})
+    client.download("a", local / "a")
+    done = network_manager.wait_for(wire.NOTICE_DOWNLOAD).exec_info
+    assert (done.total_size, done.transferred_size) == (7, 7)
+    client.download("a", local / "a", port=1)
+    failed = network_manager.wait_for(wire.NOTICE_DOWNLOAD, times=2).exec_info
+    assert (failed.total_size, failed.transferred_size, failed.response_code) == (0, 0, 0)

@@ -28,7 +28,7 @@ def large_file(local, size=64 * MIB):
     "first",
     [
         Plan(greeting=HangUp),
-        Plan(greeting=Reset),
+        Plan(replies={"USER": Reset}),
         Plan(replies={"PASS": HangUp}),
         Plan(replies={"RETR": Reset}),
         Plan(closing=HangUp),
@@ -36,7 +36,7 @@ def large_file(local, size=64 * MIB):
     ],
     ids=[
         "greeting-closed",
-        "greeting-reset",
+        "USER-reset",
         "PASS-closed",
         "RETR-reset",
         "226-closed",
