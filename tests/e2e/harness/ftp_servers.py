@@ -75,17 +75,17 @@ class Proftpd(Program):
 class Pyftpdlib(Vsftpd):
     """Runs in the test itself, with root's rights."""
 
-    def __init__(self, files=AbstractedFS):
+    def __init__(self, files=AbstractedFS, handler=FTPHandler, port=21):
         self.home = HOME
         users = DummyAuthorizer()
         users.add_user("alice", "secret", str(HOME), perm="elradfmwMT")
         logging.getLogger("pyftpdlib").setLevel(logging.CRITICAL)
 
-        class Handler(FTPHandler):
+        class Handler(handler):
             authorizer = users
             abstracted_fs = files
 
-        self._server = FTPServer(("127.0.0.1", 21), Handler)
+        self._server = FTPServer(("127.0.0.1", port), Handler)
         threading.Thread(target=self._server.serve_forever, daemon=True).start()
 
 

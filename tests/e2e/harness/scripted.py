@@ -252,6 +252,8 @@ class Session(threading.Thread):
 class ScriptedServer:
     """Treats the first connection by the first plan, and so on; all further ones by the last."""
 
+    session_class = Session
+
     def __init__(self, *plans, files=None, port=21):
         self.plans = plans or (Plan(),)
         self.files = files or {}
@@ -271,7 +273,7 @@ class ScriptedServer:
             except OSError:
                 return
             plan = self.plans[min(len(self.sessions), len(self.plans) - 1)]
-            session = Session(self, connection, plan)
+            session = self.session_class(self, connection, plan)
             self.sessions.append(session)
             session.start()
 

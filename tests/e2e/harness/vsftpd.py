@@ -43,7 +43,8 @@ class Vsftpd:
             "".join(f"{key}={value}\n" for key, value in (CONFIGURATION | settings).items())
         )
         self._process = processes.spawn(["/usr/sbin/vsftpd", str(self._file)])
-        wait_until(lambda: listens(21) or self._process.poll() is not None, "vsftpd to listen")
+        port = int(settings.get("listen_port", 21))
+        wait_until(lambda: listens(port) or self._process.poll() is not None, "vsftpd to listen")
         assert self._process.poll() is None, "vsftpd did not start"
 
     def put(self, name, content=b"", mode=0o644, modified=None):

@@ -1,0 +1,194 @@
+"""Certificates made on the spot, and FTP servers that speak TLS."""
+
+import socket
+import ssl
+import subprocess
+import threading
+import warnings
+
+from . import wire
+from .daemon import WORLD
+from .ftp_servers import Pyftpdlib
+from .scripted import ScriptedServer, Session
+from .vsftpd import Vsftpd
+
+with warnings.catch_warnings():
+    warnings.simplefilter("ignore", DeprecationWarning)
+    from pyftpdlib.handlers import TLS_DTPHandler, TLS_FTPHandler
+
+IMPLICIT_PORT = 990
+PORTS = {wire.FTPS_EXPLICIT: 21, wire.FTPS_IMPLICIT: IMPLICIT_PORT}
+
+KEYS = {
+    "rsa": ["-newkey", "rsa:2048"],
+    "ecdsa": ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1"],
+}
+
+
+def openssl(*arguments):
+    done = subprocess.run(["openssl", *map(str, arguments)], capture_output=True, text=True)
+    assert done.returncode == 0, done.stderr
+    return done.stdout
+
+
+def digest_of(file, kind="sha1"):
+    """The digest of a PEM certificate, by openssl."""
+    said = openssl("x509", "-in", file, "-noout", "-fingerprint", f"-{kind}")
+    return bytes.fromhex(said.split("=")[1].strip().replace(":", ""))
+
+
+class Certificate:
+    """Self-signed; `file` and `key` are PEM."""
+
+    def __init__(self, name="server", key="ecdsa", host="127.0.0.1", days=30):
+        self.file, self.key = WORLD / f"{name}.pem", WORLD / f"{name}.key"
+        request = WORLD / f"{name}.csr"
+        subject = ["-subj", f"/CN={host}", "-out", request]
+        openssl("req", "-new", *KEYS[key], "-nodes", "-keyout", self.key, *subject)
+        # "req -x509" makes no certificate that has expired already.
+        openssl("x509", "-req", "-in", request, "-key", self.key, "-days", days, "-out", self.file)
+
+    @property
+    def sha1(self):
+        return digest_of(self.file, "sha1")
+
+    @property
+    def md5(self):
+        return digest_of(self.file, "md5")
+
+
+class VsftpdTls(Vsftpd):
+    """Takes no login and no data without TLS."""
+
+    def __init__(self, certificate, protocol, **settings):
+        super().__init__(
+            ssl_enable="YES",
+            implicit_ssl="YES" if protocol == wire.FTPS_IMPLICIT else "NO",
+            listen_port=PORTS[protocol],
+            force_local_logins_ssl="YES",
+            force_local_data_ssl="YES",
+            rsa_cert_file=certificate.file,
+            rsa_private_key_file=certificate.key,
+            **settings,
+        )
+
+
+class _Data(TLS_DTPHandler):
+    def readable(self):
+        # libcurl says hello before it sends RETR; the handler would take an early byte for the end.
+        return (self._ssl_requested and not self._ssl_established) or super().readable()
+
+
+def _handler(certificate, implicit):
+    class Handler(TLS_FTPHandler):
+        certfile = str(certificate.file)
+        keyfile = str(certificate.key)
+        ssl_context = None  # or it would be another server's
+        dtp_handler = _Data
+        tls_control_required = True
+        tls_data_required = True
+
+        def handle(self):
+            if implicit:
+                self.secure_connection(self.ssl_context)
+            super().handle()
+
+    return Handler
+
+
+class PyftpdlibTls(Pyftpdlib):
+    def __init__(self, certificate, protocol):
+        handler = _handler(certificate, protocol == wire.FTPS_IMPLICIT)
+        handler.ssl_context = handler.get_ssl_context()
+        super().__init__(handler=handler, port=PORTS[protocol])
+
+
+class Wire:
+    """All that crossed one connection, both ways, before it is decrypted."""
+
+    def __init__(self):
+        self.up, self.down = bytearray(), bytearray()
+
+    def between(self, outer):
+        """The server's end of a relay to `outer`."""
+        inner, end = socket.socketpair()
+        for source, target, record in ((outer, inner, self.up), (inner, outer, self.down)):
+            threading.Thread(target=self._pump, args=(source, target, record), daemon=True).start()
+        return end
+
+    @staticmethod
+    def _pump(source, target, record):
+        try:
+            while piece := source.recv(16384):
+                record += piece
+                target.sendall(piece)
+        except OSError:
+            pass
+        try:
+            target.shutdown(socket.SHUT_WR)
+        except OSError:
+            pass
+
+
+def is_all_tls(stream):
+    """True when the bytes are TLS records from the first to the last, and there are some."""
+    at = 0
+    while at < len(stream):
+        kind, major, length = stream[at], stream[at + 1], stream[at + 3 : at + 5]
+        if kind not in (20, 21, 22, 23) or major != 3 or len(length) != 2:
+            return False
+        at += 5 + int.from_bytes(length, "big")
+    return at == len(stream) > 0
+
+
+def context(certificate):
+    made = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    made.load_cert_chain(certificate.file, certificate.key)
+    return made
+
+
+class TlsSession(Session):
+    def run(self):
+        if self.server.implicit:
+            try:
+                self._secure()
+            except OSError:
+                self._control.close()
+                self.server.session_ended(self)
+                return
+        super().run()
+
+    def _secure(self):
+        self._control = self.server.control.wrap_socket(self._control, server_side=True)
+
+    def on_auth(self, _):
+        self.reply("234 go on")
+        self._secure()
+
+    def _data(self):
+        wire_ = Wire()
+        self.server.wires.append(wire_)
+        end = wire_.between(super()._data())
+        try:
+            return self.server.data.wrap_socket(end, server_side=True)
+        except OSError:
+            self.server.data_refused.set()
+            end.close()
+            raise
+
+
+class TlsServer(ScriptedServer):
+    """A scripted server that has one certificate for control connections and one for data.
+
+    wires: what crossed each data connection. data_refused: the client ended a handshake there."""
+
+    session_class = TlsSession
+
+    def __init__(self, *plans, control, data=None, protocol=wire.FTPS_EXPLICIT, files=None):
+        self.control, self.data = context(control), context(data or control)
+        # Each data connection shall show its certificate: none takes over a session.
+        self.data.num_tickets = 0
+        self.implicit = protocol == wire.FTPS_IMPLICIT
+        self.wires = []
+        self.data_refused = threading.Event()
+        super().__init__(*plans, files=files, port=PORTS[protocol])
