@@ -1,0 +1,62 @@
+"""OpenSSH's SFTP server on port 22; alice logs in by password."""
+
+import subprocess
+
+from . import processes
+from .daemon import WORLD
+from .vsftpd import HOME, Vsftpd, listens
+from .waiting import wait_until
+
+CONFIGURATION = {
+    "ListenAddress": "127.0.0.1:22",
+    "UsePAM": "no",
+    "PasswordAuthentication": "yes",
+    "KbdInteractiveAuthentication": "no",
+    "PubkeyAuthentication": "no",
+    "PidFile": "none",
+    "UseDNS": "no",
+    "PerSourceMaxStartups": "none",
+    "MaxStartups": "100",
+    "Subsystem": "sftp internal-sftp",
+}
+
+
+def digest_of(file):
+    """The MD5 digest of a public key file, by ssh-keygen."""
+    command = ["ssh-keygen", "-l", "-E", "md5", "-f", str(file)]
+    said = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    return bytes.fromhex(said.split()[1].removeprefix("MD5:").replace(":", ""))
+
+
+class HostKey:
+    """kind: ed25519, ecdsa, rsa"""
+
+    def __init__(self, kind="ed25519"):
+        self.kind = kind
+        self.file = WORLD / f"host_{kind}"
+        self.public = WORLD / f"host_{kind}.pub"
+        command = ["ssh-keygen", "-q", "-t", kind, "-N", "", "-C", "", "-f", str(self.file)]
+        subprocess.run(command, check=True)
+
+    @property
+    def md5(self):
+        return digest_of(self.public)
+
+    @property
+    def fields(self):
+        """Kind and key, as they stand in the public key's line."""
+        return self.public.read_text().split()[:2]
+
+
+class Sshd(Vsftpd):
+    """settings: sshd's own. Files are handled as vsftpd's are."""
+
+    def __init__(self, key, **settings):
+        self.home = HOME
+        file = WORLD / "sshd_config"
+        chosen = CONFIGURATION | {"HostKey": key.file} | settings
+        file.write_text("".join(f"{name} {value}\n" for name, value in chosen.items()))
+        with open(WORLD / "sshd.log", "wb") as said:
+            self._process = processes.spawn(["/usr/sbin/sshd", "-D", "-e", "-f", file], stderr=said)
+        wait_until(lambda: listens(22) or self._process.poll() is not None, "sshd to listen")
+        assert self._process.poll() is None, (WORLD / "sshd.log").read_text()
