@@ -17,8 +17,7 @@ check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 # A program finds libsecure.so and libzixiFeeder.so beside itself: RUNPATH gives way to LD_LIBRARY_PATH.
-set(CMAKE_BUILD_RPATH "\$ORIGIN/../lib")
-set(CMAKE_BUILD_WITH_INSTALL_RPATH OFF)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_INSTALL_RPATH "\$ORIGIN/../lib")
 
 add_library(build_flags INTERFACE)
