@@ -232,3 +232,14 @@ def test_a_look_that_is_under_way_refuses_others_and_goes_on(
         r"\(433\): command_upload\(\)",
     ):
         log.wait_for(rf"^error: ftp_clientd{line}: Failed\(3\)\n$")
+
+
+def test_a_size_beyond_64_bits_is_0_and_those_right_behind_it_are_too(
+    daemon, scripted, network_manager
+):
+    """The overflow stays in errno, where each number is judged by it; the next job starts afresh."""
+    line = LINE.format(1 << 64, "huge").encode()
+    scripted(Plan(listing=line + LISTING), Plan(listing=line), Plan(listing=LISTING))
+    for times, (name, size) in enumerate([("b", 0), ("huge", 0), ("b", 6)], 1):
+        looked_up(network_manager, name, times)
+        assert told() == (FOUND, size)
