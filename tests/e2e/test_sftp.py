@@ -148,9 +148,7 @@ def test_a_path_begins_in_the_login_folder_and_both_urls_are_logged(
         ], path
 
 
-def test_a_path_is_absolute_when_the_login_folder_is_the_root(
-    daemon, network_manager, log, local
-):
+def test_a_path_is_absolute_when_the_login_folder_is_the_root(daemon, network_manager, log, local):
     if one_user_only():
         pytest.skip("sshd logs users in: needs root")
     sshd = Sshd(HostKey(), ChrootDirectory=WORLD / "home", ForceCommand="internal-sftp -d /")
