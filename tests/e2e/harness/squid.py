@@ -1,0 +1,113 @@
+"""HTTP proxies: squid, which speaks FTP to servers, and a scripted one."""
+
+import socket
+import threading
+
+from . import processes
+from .daemon import WORLD
+from .vsftpd import listens
+from .waiting import wait_until
+
+PORT = 3128
+
+CONFIGURATION = f"""
+http_port 127.0.0.1:{PORT}
+http_access allow all
+visible_hostname here
+pid_filename none
+cache deny all
+cache_mem 0 MB
+cache_log {WORLD}/squid/cache.log
+access_log stdio:{WORLD}/squid/access.log
+coredump_dir {WORLD}/squid
+netdb_filename none
+pinger_enable off
+dns_nameservers 127.0.0.1
+shutdown_lifetime 0 seconds
+max_filedescriptors 256
+"""
+
+
+class Squid:
+    def __init__(self):
+        folder = WORLD / "squid"
+        folder.mkdir()
+        folder.chmod(0o777)
+        self._file = folder / "squid.conf"
+        self._file.write_text(CONFIGURATION)
+        self._log = folder / "access.log"
+        self._process = processes.spawn(["/usr/sbin/squid", "-N", "-f", str(self._file)])
+        wait_until(lambda: listens(PORT) or self._process.poll() is not None, "squid to listen")
+        assert self._process.poll() is None, "squid did not start"
+
+    @property
+    def requests(self):
+        """[(method, URL)] of what was answered."""
+        lines = self._log.read_text().splitlines() if self._log.exists() else []
+        found = [tuple(line.split()[5:7]) for line in lines]
+        return [request for request in found if request[0] != "-"]  # a knock asked nothing
+
+    def stop(self):
+        self._process.kill()
+        self._process.wait()
+
+
+class HttpProxy:
+    """Answers the first request with the first answer, and so on; all further ones with the last.
+
+    heads: what came, head by head, as bytes; bodies: what followed each."""
+
+    def __init__(self, *answers, port=PORT):
+        self.answers = answers
+        self.heads, self.bodies = [], []
+        self.connections = 0
+        self._listener = socket.create_server(("127.0.0.1", port))
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        while True:
+            try:
+                connection, _ = self._listener.accept()
+            except OSError:
+                return
+            self.connections += 1
+            with connection, connection.makefile("rb") as incoming:
+                try:
+                    self._treat(connection, incoming)
+                except OSError:
+                    pass  # the client hung up
+
+    def _treat(self, connection, incoming):
+        head = b""
+        while line := incoming.readline():
+            head += line
+            if line == b"\r\n":
+                break
+        if not head.endswith(b"\r\n\r\n"):
+            return
+        answer = self.answers[min(len(self.heads), len(self.answers) - 1)]
+        self.heads.append(head)
+        headers = dict(
+            line.lower().split(b": ", 1) for line in head.split(b"\r\n")[1:] if b": " in line
+        )
+        body = b""
+        # Who asks whether to send waits for the answer first.
+        if answer[9:10] == b"2" and b"content-length" in headers:
+            if b"expect" in headers:
+                connection.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
+            body = incoming.read(int(headers[b"content-length"]))
+        self.bodies.append(body)
+        connection.sendall(answer)
+        connection.shutdown(socket.SHUT_WR)
+        while connection.recv(4096):  # a close with bytes unread would reset the connection
+            pass
+
+    def stop(self):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+
+
+def answer(status, body=b"", version="1.1"):
+    """The bytes of one."""
+    head = f"HTTP/{version} {status} because\r\nContent-Length: {len(body)}\r\n"
+    return head.encode() + b"Connection: close\r\n\r\n" + body
