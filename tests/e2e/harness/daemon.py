@@ -44,10 +44,16 @@ class Daemon:
         self._front = None
         self._name = os.path.basename(program()[0])
 
-    def launch(self, speed=1, wrapper=(), **extra_environment):
-        """Starts it, waits for nothing. speed: of its clock; wrapper: a command to run it under."""
+    def launch(self, speed=1, wrapper=(), sibling=None, **extra_environment):
+        """Starts it, waits for nothing. speed: of its clock; wrapper: a command to run it under;
+        sibling: the name of another program in its folder, to be started instead."""
+        command = program()
+        if sibling:
+            command[-1] = str(pathlib.Path(command[-1]).with_name(sibling))
+            assert os.path.exists(command[-1]), f"not built: {sibling}"
+        self._name = os.path.basename(command[0])
         self._front = processes.spawn(
-            [*wrapper, *program()], env=environment(speed, extra_environment), cwd=WORLD / "tmp"
+            [*wrapper, *command], env=environment(speed, extra_environment), cwd=WORLD / "tmp"
         )
 
     def front_status(self):
