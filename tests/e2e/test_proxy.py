@@ -1,5 +1,6 @@
 """HTTP proxies: what goes through them, what they answer, and what is refused or ignored."""
 
+import base64
 import random
 
 import pytest
@@ -8,7 +9,7 @@ from harness import client, wire
 from harness.ftp_servers import one_user_only
 from harness.sftp import HostKey, Sshd
 from harness.squid import PORT, HttpProxy, Squid, answer
-from harness.tls import PORTS, Certificate, TlsServer
+from harness.tls import PORTS, Certificate, TlsServer, VsftpdTls
 
 MIB = 1 << 20
 PROXY = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
@@ -330,3 +331,67 @@ def test_a_proxy_of_the_environment_is_never_used(
     client.upload(local / "b", "b", **fields)
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
     assert not unused.connections
+
+
+# --- Tunnels: what is encrypted from end to end
+
+
+@pytest.fixture(params=["implicit", "sftp"])
+def tunnelled(request, vsftpd):
+    """A server behind squid with alice's files, how to reach it, and what identifies it."""
+    if request.param == "sftp":
+        key = HostKey()
+        server = Sshd(key)
+        server.pin = {"auth_type": wire.AUTH_MD5, "digest_length": b"\x10", "digest": key.md5}
+        server.fields = PROXY | {"protocol": wire.SFTP, "port": 22}
+        server.mismatch = wire.HOSTKEY_MISMATCH
+    else:
+        certificate = Certificate()
+        vsftpd.stop()
+        server = VsftpdTls(certificate, wire.FTPS_IMPLICIT)
+        digest = certificate.sha1
+        server.pin = {"auth_type": wire.AUTH_SHA1, "digest_length": b"\x14", "digest": digest}
+        server.fields = PROXY | {"protocol": wire.FTPS_IMPLICIT, "port": 990}
+        server.mismatch = wire.CERT_MISMATCH
+    Squid()
+    return server
+
+
+def test_an_expected_server_is_reached_through_a_tunnel(daemon, tunnelled, network_manager, local):
+    tunnelled.put("a", b"content")
+    fields = tunnelled.fields | tunnelled.pin
+    client.download("a", local / "a", **fields)
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert notice.outcome == (0, 0)
+    assert notice.exec_info.response_code_type == 2
+    assert (local / "a").read_bytes() == b"content"
+    (local / "b").write_bytes(content_of(MIB))
+    client.upload(local / "b", "d/b", **fields)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (0, 0)
+    assert notice.exec_info.response_code_type == 2
+    assert tunnelled.read("d/b") == content_of(MIB)
+
+
+def test_another_server_in_a_tunnel_is_rejected(daemon, tunnelled, network_manager, local):
+    tunnelled.put("a", b"content")
+    digest = tunnelled.pin["digest"]
+    wrong = tunnelled.pin | {"digest": bytes([digest[0] ^ 1]) + digest[1:]}
+    client.download("a", local / "a", **tunnelled.fields | wrong)
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert notice.outcome == (1, tunnelled.mismatch)
+    assert (local / "a").read_bytes() == b""
+
+
+@pytest.mark.parametrize("protocol", [wire.FTPS_IMPLICIT, wire.SFTP], ids=["implicit", "sftp"])
+def test_a_proxy_that_refuses_a_tunnel_sees_no_login(
+    daemon, proxy, network_manager, local, protocol
+):
+    refusing = proxy(answer(403))
+    client.download("a", local / "a", **PROXY | {"protocol": protocol, "port": 990})
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert notice.outcome == (1, wire.NETWORK)
+    assert notice.exec_info.retry_count == 0
+    assert refusing.heads[0].startswith(b"CONNECT 127.0.0.1:990 HTTP/1.1\r\n")
+    for form in (b"secret", base64.b64encode(b"alice:secret")):
+        assert form not in b"".join(refusing.heads)
