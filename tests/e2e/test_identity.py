@@ -9,10 +9,12 @@ import pytest
 from harness import client, wire
 from harness.daemon import WORLD, program
 from harness.ftp_servers import one_user_only
-from harness.scripted import Plan
+from harness.relay import Relay
+from harness.scripted import HangUp, Plan, take_then
 from harness.sftp import HostKey, Sshd
 from harness.sftp import digest_of as digest_of_key
 from harness.tls import PORTS, Certificate, TlsServer
+from harness.tls import context as tls_context
 from harness.tls import digest_of as digest_of_certificate
 
 REJECTED = 60  # CURLE_PEER_FAILED_VERIFICATION, of certificates and host keys alike
@@ -309,6 +311,45 @@ def test_without_an_expectation_another_certificate_on_the_data_connection_will_
     client.download("a", local / "a", **two_faced.fields)
     assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
     assert (local / "a").read_bytes() == SECRET
+
+
+# --- Another server on a later connection
+
+
+@pytest.mark.parametrize("protocol", FTPS.values(), ids=FTPS)
+def test_another_server_that_takes_over_before_a_retry_is_rejected(
+    fast_daemon, network_manager, local, protocol
+):
+    shown, other = Certificate("shown"), Certificate("other")
+    breaking = Plan(take=take_then("close", 1000), closing=HangUp)
+    server = TlsServer(breaking, Plan(), control=shown, protocol=protocol)
+    server.after_session(0, lambda: setattr(server, "control", tls_context(other)))
+    (local / "a").write_bytes(SECRET * 100000)
+    fields = {"protocol": protocol, "port": PORTS[protocol]}
+    client.upload(local / "a", "a", **fields | auth(wire.AUTH_SHA1, shown.sha1))
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (1, wire.CERT_MISMATCH)
+    assert notice.exec_info.retry_count == 1
+    assert [len(session.commands) > 1 for session in server.sessions] == [True, False]
+    server.stop()
+
+
+def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, network_manager, local):
+    """The first connection only asks for the login folder."""
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    shown, other = HostKey("ed25519"), HostKey("ecdsa")
+    server = Sshd(shown, port=2022)
+    Sshd(other, port=2023)
+    relay = Relay(22, 2022, 2023)
+    (local / "a").write_bytes(SECRET)
+    fields = {"protocol": wire.SFTP, "port": 22} | auth(wire.AUTH_MD5, shown.md5)
+    client.upload(local / "a", "up", **fields)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (1, wire.HOSTKEY_MISMATCH)
+    assert relay.connections == 2
+    assert not server.path("up").exists()
+    relay.stop()
 
 
 # --- Whatever the device's own library answers

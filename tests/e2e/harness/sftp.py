@@ -1,4 +1,4 @@
-"""OpenSSH's SFTP server on port 22; alice logs in by password."""
+"""OpenSSH's SFTP server; alice logs in by password."""
 
 import subprocess
 
@@ -8,7 +8,6 @@ from .vsftpd import HOME, Vsftpd, listens
 from .waiting import wait_until
 
 CONFIGURATION = {
-    "ListenAddress": "127.0.0.1:22",
     "UsePAM": "no",
     "PasswordAuthentication": "yes",
     "KbdInteractiveAuthentication": "no",
@@ -51,12 +50,13 @@ class HostKey:
 class Sshd(Vsftpd):
     """settings: sshd's own. Files are handled as vsftpd's are."""
 
-    def __init__(self, key, **settings):
+    def __init__(self, key, port=22, **settings):
         self.home = HOME
-        file = WORLD / "sshd_config"
-        chosen = CONFIGURATION | {"HostKey": key.file} | settings
+        file = WORLD / f"sshd_config.{port}"
+        address = {"ListenAddress": f"127.0.0.1:{port}"}
+        chosen = CONFIGURATION | address | {"HostKey": key.file} | settings
         file.write_text("".join(f"{name} {value}\n" for name, value in chosen.items()))
         with open(WORLD / "sshd.log", "wb") as said:
             self._process = processes.spawn(["/usr/sbin/sshd", "-D", "-e", "-f", file], stderr=said)
-        wait_until(lambda: listens(22) or self._process.poll() is not None, "sshd to listen")
+        wait_until(lambda: listens(port) or self._process.poll() is not None, "sshd to listen")
         assert self._process.poll() is None, (WORLD / "sshd.log").read_text()

@@ -1,0 +1,49 @@
+"""A TCP relay, to put another server in a server's place or a slow line before it."""
+
+import socket
+import threading
+import time
+
+PIECE = 16384
+
+
+class Relay:
+    """Takes the first connection to the first port, and so on; all further ones to the last.
+
+    up_bytes_per_s: how fast the client's bytes go on; 0 = as they come."""
+
+    def __init__(self, port, *targets, up_bytes_per_s=0):
+        self.connections = 0
+        self._targets = targets
+        self._pause_s = PIECE / up_bytes_per_s if up_bytes_per_s else 0
+        self._listener = socket.create_server(("127.0.0.1", port))
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        while True:
+            try:
+                outer, _ = self._listener.accept()
+            except OSError:
+                return
+            target = self._targets[min(self.connections, len(self._targets) - 1)]
+            self.connections += 1
+            inner = socket.create_connection(("127.0.0.1", target))
+            for ends in ((outer, inner, self._pause_s), (inner, outer, 0)):
+                threading.Thread(target=self._pump, args=ends, daemon=True).start()
+
+    @staticmethod
+    def _pump(source, target, pause_s):
+        try:
+            while piece := source.recv(PIECE):
+                target.sendall(piece)
+                time.sleep(pause_s)
+        except OSError:
+            pass
+        try:
+            target.shutdown(socket.SHUT_WR)
+        except OSError:
+            pass
+
+    def stop(self):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
