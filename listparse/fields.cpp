@@ -32,61 +32,80 @@ static uint64_t blanks_of_step(const char *bytes)
 }
 #endif
 
-// One bit for each of the block's first n bytes, fewer than BLOCK_BYTES: 1 = blank. All past them count as
-// blanks.
-static uint64_t blanks_of_part(const char *block, size_t n)
+// One bit for each of the n bytes, fewer than STEP_BYTES, that end the line: 1 = blank. All past them count
+// as blanks.
+static uint64_t blanks_of_tail(const fields_t &fields, size_t n)
 {
     uint64_t blanks = ~uint64_t{0} << n;
-    if (n < STEP_BYTES) {
-        for (size_t at = 0; at < n; ++at)
-            blanks |= uint64_t{block[at] == ' '} << at;
-        return blanks;
-    }
-    for (size_t at = 0; at + STEP_BYTES < n; at += STEP_BYTES)
-        blanks |= blanks_of_step(block + at) << at;
-    const size_t last = n - STEP_BYTES; // may overlap the step in front of it
-    return blanks | blanks_of_step(block + last) << last;
-}
-
-static uint64_t blanks_of_block(const char *block)
-{
-    uint64_t blanks = 0;
-    for (size_t at = 0; at < BLOCK_BYTES; at += STEP_BYTES)
-        blanks |= blanks_of_step(block + at) << at;
+    if (static_cast<size_t>(fields.end - fields.line) >= STEP_BYTES)
+        return blanks | blanks_of_step(fields.end - STEP_BYTES) >> (STEP_BYTES - n);
+    for (size_t at = 0; at < n; ++at)
+        blanks |= uint64_t{fields.line[at] == ' '} << at;
     return blanks;
 }
 
 // Adds the place of every bit that is set.
-static int add_places(const char **places, int count, const char *block, uint64_t bits)
+static int add_places(const char **places, int count, const char *bytes, uint64_t bits)
 {
     const char **place = places + count;
     for (; bits != 0; bits &= bits - 1)
-        *place++ = block + std::countr_zero(bits);
+        *place++ = bytes + std::countr_zero(bits);
     return static_cast<int>(place - places);
 }
 
-// Behind the last blanks of a line, and in a line without any field, lies an empty field.
-static void end_line(fields_t *fields)
+static void add_fields(fields_t *fields, const char *bytes, uint64_t begins, uint64_t ends)
 {
-    if (fields->ended == 0 || fields->ends[fields->ended - 1] != fields->end) {
-        fields->begins[fields->begun++] = fields->end;
-        fields->ends[fields->ended++] = fields->end;
-    }
-    fields->next = nullptr;
+    fields->begun = add_places(fields->begins, fields->begun, bytes, begins);
+    fields->ended = add_places(fields->ends, fields->ended, bytes, ends);
 }
 
-void take_block(fields_t *fields)
+// Takes as many whole steps as are left, a block of them at most. That no bit of theirs is computed from the
+// length of the line lets the processor run ahead of strlen.
+static const char *take_steps(fields_t *fields, const char *bytes)
 {
-    const char *block = fields->next;
-    const size_t left = static_cast<size_t>(fields->end - block);
-    const uint64_t blanks = left < BLOCK_BYTES ? blanks_of_part(block, left) : blanks_of_block(block);
+    const size_t left = static_cast<size_t>(fields->end - bytes);
+    uint64_t blanks = 0;
+    size_t taken = 0;
+    for (; taken < BLOCK_BYTES && taken + STEP_BYTES <= left; taken += STEP_BYTES)
+        blanks |= blanks_of_step(bytes + taken) << taken;
+    if (taken == 0)
+        return bytes;
+    const uint64_t inside = ~uint64_t{0} >> (BLOCK_BYTES - taken);
     const uint64_t behind_blanks = blanks << 1 | fields->behind_blank;
-    fields->begun = add_places(fields->begins, fields->begun, block, ~blanks & behind_blanks);
-    fields->ended = add_places(fields->ends, fields->ended, block, blanks & ~behind_blanks);
-    fields->behind_blank = blanks >> (BLOCK_BYTES - 1);
-    fields->next = block + BLOCK_BYTES;
-    if (left < BLOCK_BYTES)
-        end_line(fields);
+    add_fields(fields, bytes, ~blanks & behind_blanks & inside, blanks & ~behind_blanks & inside);
+    fields->behind_blank = blanks >> (taken - 1);
+    return bytes + taken;
+}
+
+// The end of the line ends a field; behind a blank it is an empty one.
+static void take_tail(fields_t *fields, const char *tail)
+{
+    const size_t n = static_cast<size_t>(fields->end - tail);
+    const uint64_t blanks = blanks_of_tail(*fields, n);
+    const uint64_t behind_blanks = blanks << 1 | fields->behind_blank;
+    const uint64_t empty_field = behind_blanks & uint64_t{1} << n;
+    add_fields(fields, tail, (~blanks & behind_blanks) | empty_field,
+               (blanks & ~behind_blanks) | empty_field);
+}
+
+void take_next_block(fields_t *fields)
+{
+    const char *bytes = take_steps(fields, fields->next);
+    const bool more = static_cast<size_t>(bytes - fields->next) == BLOCK_BYTES;
+    fields->next = more ? bytes : nullptr;
+    if (!more)
+        take_tail(fields, bytes);
+}
+
+void begin_line(fields_t *fields, const char *line)
+{
+    fields->begun = 0;
+    fields->ended = 0;
+    fields->behind_blank = 1;
+    fields->line = line;
+    fields->next = line;
+    fields->end = line + strlen(line);
+    take_next_block(fields);
 }
 
 int FindField(const char *line, char *out, int index, int to_end)

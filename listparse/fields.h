@@ -22,30 +22,22 @@ struct fields_t {
     int ended;             // fields whose end is known
     uint64_t behind_blank; // does the next block follow a blank? blanks in front belong to no field
     const char *next;      // the next block; NULL when the line is at its end
-    const char *end;       // of the line
+    const char *line;
+    const char *end; // of the line
     const char *begins[FIELDS_KEPT];
     const char *ends[FIELDS_KEPT];
 };
 
-// Takes the fields of the next block.
-void take_block(fields_t *fields);
-
-inline void begin_line(fields_t *fields, const char *line)
-{
-    fields->begun = 0;
-    fields->ended = 0;
-    fields->behind_blank = 1;
-    fields->next = line;
-    fields->end = line + strlen(line);
-    take_block(fields);
-}
+// Takes the fields of the line's first block, and of each further one.
+void begin_line(fields_t *fields, const char *line);
+void take_next_block(fields_t *fields);
 
 // Makes the fields in front of field `last` known, and where that begins; it may be FIELDS_MOST - 1 at most.
 // Fields are numbered as FindField numbers them. What follows sees nothing behind it.
 inline void find_fields(fields_t *fields, int last)
 {
     while (fields->begun <= last && fields->next != nullptr)
-        take_block(fields);
+        take_next_block(fields);
 }
 
 inline bool has_field(const fields_t &fields, int index) { return index < fields.begun; }

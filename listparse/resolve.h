@@ -4,12 +4,12 @@
 #include "listparse/listparse.h"
 #include "listparse/values.h"
 
-// What a line gave so far. name and owner are spans of the line.
+// What a line gave so far. name and owner are spans of the line; time is the caller's own.
 struct entry_t {
+    file_time_t *time;
     field_t name = "";
     field_t owner = "";
     int64_t size = -1; // bytes
-    file_time_t time = {};
     uint32_t attributes = 0;
     uint32_t is_link = 0;
     uint32_t valid = 0;

@@ -52,11 +52,11 @@ static void read_dos_time(field_t text, entry_t *entry)
     const uint16_t hour = to_u16(text);
     const field_t behind_colon = behind(text, colon);
     const char marker = behind_colon.size() > MARKER ? behind_colon[MARKER] : '\0';
-    entry->time.minute = to_u16(behind(behind_colon, 1));
+    entry->time->minute = to_u16(behind(behind_colon, 1));
     const bool noon = hour == 12;
     const bool to_midnight = noon & (marker == 'a' || marker == 'A');
     const bool to_afternoon = !noon & (marker == 'p' || marker == 'P');
-    entry->time.hour = to_midnight ? 0 : static_cast<uint16_t>(hour + (to_afternoon ? 12 : 0));
+    entry->time->hour = to_midnight ? 0 : static_cast<uint16_t>(hour + (to_afternoon ? 12 : 0));
 }
 
 // "<DIR>" reads as 0.
@@ -78,7 +78,7 @@ int resolve_dos(const char *line, int number, entry_t *entry)
     date_t date;
     if (!read_dos_date(field(fields, layout.date), layout.year_first, &date))
         return FILE_TYPE_NONE;
-    set_date(date, &entry->time);
+    set_date(date, entry->time);
     const int type = read_size_or_dir(fields, layout.size, entry);
     if (!has_field(fields, layout.name))
         return FILE_TYPE_NONE;
@@ -96,9 +96,9 @@ int resolve_dos24(const char *line, entry_t *entry)
     entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
     const field_t date = field(fields, 0);
     const field_t time = field(fields, 1);
-    set_date({to_int(date), to_int(behind(date, 5)), to_int(behind(date, 8))}, &entry->time);
-    entry->time.hour = to_u16(time);
-    entry->time.minute = to_u16(behind(time, 3));
+    set_date({to_int(date), to_int(behind(date, 5)), to_int(behind(date, 8))}, entry->time);
+    entry->time->hour = to_u16(time);
+    entry->time->minute = to_u16(behind(time, 3));
     const int type = read_size_or_dir(fields, 2, entry);
     if (!has_field(fields, 3))
         return FILE_TYPE_NONE;

@@ -228,9 +228,9 @@ static void take_date(const fields_t &fields, const other_layout_t &layout, entr
         return;
     if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > 31)
         return;
-    entry->time.year = static_cast<uint16_t>(date.year);
-    entry->time.month = static_cast<uint16_t>(date.month);
-    entry->time.day = static_cast<uint16_t>(date.day);
+    entry->time->year = static_cast<uint16_t>(date.year);
+    entry->time->month = static_cast<uint16_t>(date.month);
+    entry->time->day = static_cast<uint16_t>(date.day);
     entry->valid |= FILE_INFO_DATE;
 }
 
@@ -239,8 +239,8 @@ static void take_time(const fields_t &fields, const other_layout_t &layout, entr
     uint16_t hour, minute;
     if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
         return;
-    entry->time.hour = hour;
-    entry->time.minute = minute;
+    entry->time->hour = hour;
+    entry->time->minute = minute;
     entry->valid |= FILE_INFO_TIME;
 }
 

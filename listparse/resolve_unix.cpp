@@ -71,7 +71,7 @@ static void read_year_first(const fields_t &fields, int year_at, file_time_t *ti
 // The month's field may hold a whole date, "12-01-15". A line with a time has no year otherwise.
 static void read_month_first(const fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
 {
-    file_time_t &time = entry->time;
+    file_time_t &time = *entry->time;
     const field_t month_field = field(fields, month_at);
     const field_t time_field = field(fields, month_at + (day_in_month ? 1 : 2));
     const bool has_time = read_time(time_field, &time.hour, &time.minute);
@@ -150,7 +150,7 @@ int resolve_unix(const char *line, list_format_t format, entry_t *entry)
     entry->owner = field(fields, layout.owner);
     entry->size = read_size(fields, size_at);
     if (layout.order == YEAR_FIRST)
-        read_year_first(fields, size_at + 1, &entry->time);
+        read_year_first(fields, size_at + 1, entry->time);
     else
         read_month_first(fields, size_at + 1, day_in_month, entry);
     if (!has_field(fields, name_at))
