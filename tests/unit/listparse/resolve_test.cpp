@@ -182,6 +182,7 @@ TEST(Resolve, FourteenCharacterFlagCutsTheNameAndStripsBlanks)
                                  {'d', "ABC", 0, "ABC", 0},
                                  {'d', "ABC   ", 0, "ABC", 0},
                                  {'d', "ABC           OPQ", 0, "ABC", 0},
+                                 {'d', "A             OPQ", 0, "A", 0},
                                  {'d', "A B C", 0, "A B C", 0},
                                  {'d', "ABCDEFGHIJKLM/OPQ", 0, "ABCDEFGHIJKLM", 0},
                                  {'d', "ABC/", 0, "ABC", 0},
