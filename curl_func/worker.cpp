@@ -1,6 +1,7 @@
 #include "curl_func/worker.h"
 
 #include "curl_func/callbacks.h"
+#include "curl_func/close_socket.h"
 #include "curl_func/identity.h"
 #include "curl_func/job.h"
 #include "curl_func/perform.h"
@@ -144,6 +145,17 @@ static void enlarge_sftp_buffer(const worker_t *w)
     curl_e_setopt_upload_buffersize(&copy, SFTP_UPLOAD_BUFFER_BYTES);
 }
 
+// Without it a TLS 1.3 server's session tickets, coming when libcurl has closed, cut off what is on its way.
+static void close_after_delivery(const worker_t *w)
+{
+    const uint32_t protocol = w->job->request.protocol;
+    if (protocol != PROTOCOL_FTPS_IMPLICIT && protocol != PROTOCOL_FTPS_EXPLICIT)
+        return;
+    curl_e_handle_t copy{};
+    curl_e_copy_handle(&copy, &w->handle);
+    curl_e_setopt_closesocketfunc_data(&copy, cb_close_socket, w->job);
+}
+
 static bool prepare_upload(worker_t *w)
 {
     w->handle.resume = 0;
@@ -154,6 +166,7 @@ static bool prepare_upload(worker_t *w)
     if (failed(w))
         return false;
     enlarge_sftp_buffer(w);
+    close_after_delivery(w);
     curl_e_setopt_writefunc_data(&w->handle, cb_write_null, nullptr);
     if (failed(w))
         return false;

@@ -173,6 +173,7 @@ void curl_e_setopt_progressfunc_data(curl_e_handle_t *rec, curl_progress_callbac
 void curl_e_setopt_chunkfunc_data(curl_e_handle_t *rec, curl_chunk_bgn_callback begin,
                                   curl_chunk_end_callback end, void *data);
 void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback function, void *data);
+void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data);
 // Captures the transfer as a listing. NULL callback = no listing any more.
 void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback, void *context);
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data);

@@ -30,6 +30,11 @@ void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback 
     SET(rec, 1592, CURLOPT_SOCKOPTFUNCTION, function) && SET(rec, 1598, CURLOPT_SOCKOPTDATA, data);
 }
 
+void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data)
+{
+    SET(rec, 1605, CURLOPT_CLOSESOCKETFUNCTION, function) && SET(rec, 1611, CURLOPT_CLOSESOCKETDATA, data);
+}
+
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data)
 {
     SET(rec, 1654, CURLOPT_SSH_KEYFUNCTION, function) && SET(rec, 1660, CURLOPT_SSH_KEYDATA, data);

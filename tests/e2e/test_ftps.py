@@ -9,7 +9,15 @@ import pytest
 from harness import client, wire
 from harness.ftp_servers import one_user_only
 from harness.scripted import Plan
-from harness.tls import PORTS, Certificate, PyftpdlibTls, TlsServer, VsftpdTls, is_all_tls
+from harness.tls import (
+    PORTS,
+    Certificate,
+    LateTicketsServer,
+    PyftpdlibTls,
+    TlsServer,
+    VsftpdTls,
+    is_all_tls,
+)
 
 MIB = 1 << 20
 PASSIVE_INSTEAD = (
@@ -242,6 +250,19 @@ def test_passive_mode_is_not_told_of(daemon, server, network_manager, log, local
     client.download("a", local / "a", **server.fields)
     assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
     assert log.count(r"curl_func\(1092\)") == 0
+
+
+@pytest.mark.parametrize("protocol", PROTOCOLS.values(), ids=PROTOCOLS)
+def test_an_upload_arrives_whole_although_the_session_tickets_come_late(
+    daemon, network_manager, local, protocol
+):
+    """Tickets that reach a closed socket would be answered by a reset, and cut the file off."""
+    server = LateTicketsServer(control=Certificate(), protocol=protocol)
+    (local / "a").write_bytes(content_of(MIB // 2))
+    client.upload(local / "a", "a", **fields_of(protocol))
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
+    assert server.stored == [("STOR", "a", content_of(MIB // 2))]
+    server.stop()
 
 
 def test_many_jobs_leave_no_descriptor_open(daemon, server, network_manager, local):

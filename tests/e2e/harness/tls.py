@@ -192,3 +192,65 @@ class TlsServer(ScriptedServer):
         self.wires = []
         self.data_refused = threading.Event()
         super().__init__(*plans, files=files, port=PORTS[protocol])
+
+
+class _LateSession(TlsSession):
+    def on_pasv(self, _):
+        self._passive = socket.socket()
+        self._passive.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        self._passive.bind(("127.0.0.1", 0))
+        self._passive.listen(1)
+        port = self._passive.getsockname()[1]
+        self.reply(f"227 at (127,0,0,1,{port >> 8},{port & 255})")
+
+    def _data(self):
+        return _LateData(Session._data(self), self.server)
+
+
+class _LateData:
+    """A TLS connection for receiving, by hand: between its two flights it waits."""
+
+    def __init__(self, connection, server):
+        self._connection = connection
+        self._in, self._out = ssl.MemoryBIO(), ssl.MemoryBIO()
+        server.data.num_tickets = 2
+        self._tls = server.data.wrap_bio(self._in, self._out, server_side=True)
+        flights = 0
+        while True:
+            try:
+                self._tls.do_handshake()
+                break
+            except ssl.SSLWantReadError:
+                connection.sendall(self._out.read())
+                flights += 1
+                if flights == 2:
+                    server.closing.wait(server.LATE_S)
+                self._in.write(connection.recv(16384))
+        connection.sendall(self._out.read())  # the tickets
+
+    def recv(self, size):
+        while True:
+            try:
+                return self._tls.read(size)
+            except ssl.SSLWantReadError:
+                piece = self._connection.recv(16384)
+                if not piece:
+                    return b""
+                self._in.write(piece)
+            except ssl.SSLZeroReturnError:
+                return b""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self._connection.close()
+
+
+class LateTicketsServer(TlsServer):
+    """Sends the session tickets of a data connection late: when the client has sent all it can.
+
+    The data connection takes little before it is read, so much of an upload is on its way then."""
+
+    session_class = _LateSession
+    LATE_S = 0.3

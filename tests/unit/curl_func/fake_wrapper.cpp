@@ -106,6 +106,10 @@ void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes)
 {
     ask(rec, "upload_buffersize", bytes);
 }
+void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback, void *)
+{
+    ask(rec, "closesocketfunc_data");
+}
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { ask(rec, "failonerror", on); }
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version) { ask(rec, "http_version", version); }
 

@@ -40,6 +40,21 @@ TEST_F(Worker, AnUploadOverSftpGathersTwoMebibytesAtATime)
     EXPECT_EQ(upload[2], "writefunc_data()");
 }
 
+TEST_F(Worker, AnUploadOverTlsClosesItsSocketsAfterDelivery)
+{
+    write("local", "x");
+    for (const uint32_t protocol : {PROTOCOL_FTPS_IMPLICIT, PROTOCOL_FTPS_EXPLICIT}) {
+        request.protocol = protocol;
+        script(ends_with(0));
+        EXPECT_EQ(run(JOB_UPLOAD), 0u);
+        const auto &asked = wrapper_.asked;
+        const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
+        ASSERT_NE(upload, asked.end());
+        EXPECT_EQ(upload[1], "copy.closesocketfunc_data()");
+        wrapper_.asked.clear();
+    }
+}
+
 TEST_F(Worker, AnSftpBufferThatIsRefusedIsNoFailure)
 {
     write("local", "x");

@@ -15,6 +15,7 @@ int cb_progress(void *, double, double, double, double) { return 0; }
 long cb_begin(const void *, void *, int) { return 0; }
 long cb_end(void *) { return 0; }
 int cb_sockopt(void *, curl_socket_t, curlsocktype) { return 0; }
+int cb_close(void *, curl_socket_t) { return 0; }
 int cb_key(CURL *, const curl_khkey *, const curl_khkey *, curl_khmatch, void *) { return 0; }
 CURLcode cb_context(CURL *, void *, void *) { return CURLE_OK; }
 int cb_entry(list_info_t *, void *, int) { return 0; }
@@ -28,6 +29,7 @@ void name_all(fake_curl &curl)
     curl.name(cb_begin, "cb_begin");
     curl.name(cb_end, "cb_end");
     curl.name(cb_sockopt, "cb_sockopt");
+    curl.name(cb_close, "cb_close");
     curl.name(cb_key, "cb_key");
     curl.name(cb_context, "cb_context");
     curl.name(cb_list_write, "cb_list_write");
@@ -58,6 +60,9 @@ TEST(SetoptCallback, SetsFunctionThenContextAndEndsAtTheFirstRefusal)
         {"sockopt",
          [](rec_t *r) { curl_e_setopt_sockoptfunc_data(r, cb_sockopt, &data_); },
          {{"SOCKOPTFUNCTION", "cb_sockopt", 1592}, {"SOCKOPTDATA", "data", 1598}}},
+        {"close socket",
+         [](rec_t *r) { curl_e_setopt_closesocketfunc_data(r, cb_close, &data_); },
+         {{"CLOSESOCKETFUNCTION", "cb_close", 1605}, {"CLOSESOCKETDATA", "data", 1611}}},
         {"ssh key",
          [](rec_t *r) { curl_e_setopt_ssh_keyfunc_data(r, cb_key, &data_); },
          {{"SSH_KEYFUNCTION", "cb_key", 1654}, {"SSH_KEYDATA", "data", 1660}}},

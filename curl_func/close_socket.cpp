@@ -1,0 +1,50 @@
+#include "curl_func/close_socket.h"
+
+#include "curl_func/job.h"
+
+#include <cerrno>
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+constexpr int POLL_MS = 100;
+constexpr int UNDELIVERED_POLLS = 50; // 5 s without a byte delivered
+constexpr int DELIVERED_POLLS = 10;   // 1 s for the server to close as well
+
+// False when the server has closed or the connection is broken.
+static bool drop_received(int fd)
+{
+    char dropped[4096];
+    const ssize_t count = recv(fd, dropped, sizeof dropped, MSG_DONTWAIT);
+    return count > 0 || (count == -1 && (errno == EAGAIN || errno == EINTR));
+}
+
+static int undelivered_bytes(int fd)
+{
+    int bytes = 0;
+    return ioctl(fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
+static void wait_for_delivery(const job_record_t *job, int fd)
+{
+    int left = undelivered_bytes(fd);
+    for (int idle = 0; idle < (left > 0 ? UNDELIVERED_POLLS : DELIVERED_POLLS); idle++) {
+        pollfd readable{fd, POLLIN, 0};
+        if (job_cancelled(job) || (poll(&readable, 1, POLL_MS) > 0 && !drop_received(fd)))
+            return;
+        const int now = undelivered_bytes(fd);
+        if (now < left)
+            idle = 0;
+        left = now;
+    }
+}
+
+int cb_close_socket(void *context, curl_socket_t fd)
+{
+    // Refused by a socket that is not connected: nothing is on its way then.
+    if (shutdown(fd, SHUT_WR) == 0)
+        wait_for_delivery(static_cast<const job_record_t *>(context), fd);
+    return close(fd);
+}
