@@ -25,6 +25,7 @@ constexpr layout LAYOUTS[] = {
     {"-rw-r--r-- 1 own group 1234 2012 1" MONTH_GB " 15 my  name", 0x204, 8},
     {"-rw-r--r-- own 1234 Jan 15 12:34 my  name", 0x20C, 6},
     {"-rw-r--r-- 1 own group x1 x2 1234 Jan 15 12:34 my  name", 0x20F, 10},
+    {"-rw-r--r-- 1 own group x1 x2 1234 3/15 12:34 my  name", 0x210, 9},
     {"98-12-31 10:20 555 my  name", 21, 3},
     {"01-15-12 03:04PM <DIR> my  name", 22, 3},
     {"name 1234 01-15-12 10:20", 23, -1},
