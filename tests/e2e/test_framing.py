@@ -108,7 +108,7 @@ def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
         r"^error: ftp_clientd_if\("
         r"(725\): Failed: malloc\(\)|737\): recvn\(\): incomplete\(4096 of -1\))\n$"
     )
-    assert daemon.resident_kib() - before_kib < 4096
+    assert daemon.grew_less_than(4096, before_kib)
     served(daemon)
 
 
