@@ -39,16 +39,16 @@ static int resolve(const char *line, list_format_t format, entry_t *entry)
 int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *size, file_time_t *time,
                    uint32_t *attributes, char *owner, uint32_t *is_link, uint32_t *valid)
 {
+    *size = -1;
     *time = {};
-    entry_t entry = {.time = time};
+    *attributes = 0;
+    *is_link = 0;
+    *valid = 0;
+    memset(owner, 0, FILE_INFO_OWNER_SIZE);
+    entry_t entry = {size, time, attributes, is_link, valid, "", ""};
     const int type = resolve(line, format, &entry);
+    memcpy(owner, entry.owner.data(), std::min(entry.owner.size(), FILE_INFO_OWNER_SIZE - 1));
     memcpy(name, entry.name.data(), entry.name.size());
     name[entry.name.size()] = '\0';
-    memset(owner, 0, FILE_INFO_OWNER_SIZE);
-    memcpy(owner, entry.owner.data(), std::min(entry.owner.size(), FILE_INFO_OWNER_SIZE - 1));
-    *size = entry.size;
-    *attributes = entry.attributes;
-    *is_link = entry.is_link;
-    *valid = entry.valid;
     return entry.name == "." || entry.name == ".." ? FILE_TYPE_NONE : type;
 }

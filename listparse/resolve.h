@@ -4,15 +4,15 @@
 #include "listparse/listparse.h"
 #include "listparse/values.h"
 
-// What a line gave so far. name and owner are spans of the line; time is the caller's own.
+// What a line gave: the caller's storage, and name and owner as spans of the line.
 struct entry_t {
+    int64_t *size; // bytes
     file_time_t *time;
-    field_t name = "";
-    field_t owner = "";
-    int64_t size = -1; // bytes
-    uint32_t attributes = 0;
-    uint32_t is_link = 0;
-    uint32_t valid = 0;
+    uint32_t *attributes;
+    uint32_t *is_link;
+    uint32_t *valid;
+    field_t name;
+    field_t owner;
 };
 
 // The layout's number without the flags, 0 to 255.

@@ -48,7 +48,7 @@ static void read_dos_time(field_t text, entry_t *entry)
     const size_t colon = find_colon(text);
     if (colon == text.size())
         return;
-    entry->valid |= FILE_INFO_TIME;
+    *entry->valid |= FILE_INFO_TIME;
     const uint16_t hour = to_u16(text);
     const field_t behind_colon = behind(text, colon);
     const char marker = behind_colon.size() > MARKER ? behind_colon[MARKER] : '\0';
@@ -62,7 +62,7 @@ static void read_dos_time(field_t text, entry_t *entry)
 // "<DIR>" reads as 0.
 static int read_size_or_dir(const fields_t &fields, int at, entry_t *entry)
 {
-    entry->size = read_size(fields, at);
+    *entry->size = read_size(fields, at);
     return begins_with(field(fields, at), '<') ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
 }
 
@@ -73,7 +73,7 @@ int resolve_dos(const char *line, int number, entry_t *entry)
     begin_line(&fields, line);
     find_fields(&fields, layout.name_to_end ? layout.name : 4);
 
-    entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
+    *entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
     read_dos_time(field(fields, layout.time), entry);
     date_t date;
     if (!read_dos_date(field(fields, layout.date), layout.year_first, &date))
@@ -93,7 +93,7 @@ int resolve_dos24(const char *line, entry_t *entry)
     begin_line(&fields, line);
     find_fields(&fields, 3);
 
-    entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
+    *entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
     const field_t date = field(fields, 0);
     const field_t time = field(fields, 1);
     set_date({to_int(date), to_int(behind(date, 5)), to_int(behind(date, 8))}, entry->time);

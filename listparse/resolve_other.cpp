@@ -231,7 +231,7 @@ static void take_date(const fields_t &fields, const other_layout_t &layout, entr
     entry->time->year = static_cast<uint16_t>(date.year);
     entry->time->month = static_cast<uint16_t>(date.month);
     entry->time->day = static_cast<uint16_t>(date.day);
-    entry->valid |= FILE_INFO_DATE;
+    *entry->valid |= FILE_INFO_DATE;
 }
 
 static void take_time(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
@@ -241,18 +241,18 @@ static void take_time(const fields_t &fields, const other_layout_t &layout, entr
         return;
     entry->time->hour = hour;
     entry->time->minute = minute;
-    entry->valid |= FILE_INFO_TIME;
+    *entry->valid |= FILE_INFO_TIME;
 }
 
 static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
 {
     if (layout.size != NO_FIELD && has_field(fields, layout.size)) {
-        entry->size = read_size(fields, layout.size);
-        entry->valid |= FILE_INFO_SIZE;
+        *entry->size = read_size(fields, layout.size);
+        *entry->valid |= FILE_INFO_SIZE;
     }
     if (layout.has_permissions) {
-        entry->attributes = read_permissions(behind(field(fields, 0), 1));
-        entry->valid |= FILE_INFO_ATTR;
+        *entry->attributes = read_permissions(behind(field(fields, 0), 1));
+        *entry->valid |= FILE_INFO_ATTR;
     }
 }
 

@@ -76,7 +76,7 @@ static void read_month_first(const fields_t &fields, int month_at, bool day_in_m
     const field_t time_field = field(fields, month_at + (day_in_month ? 1 : 2));
     const bool has_time = read_time(time_field, &time.hour, &time.minute);
     if (has_time)
-        entry->valid |= FILE_INFO_TIME;
+        *entry->valid |= FILE_INFO_TIME;
     if (is_date(month_field)) {
         time.year = static_cast<uint16_t>(full_year(to_int(month_field)));
         time.month = to_u16(behind(month_field, 3));
@@ -107,7 +107,7 @@ static char apply_name_flags(list_format_t format, entry_t *entry)
     } else if ((format & LIST_FMT_FLAG_LNK) != 0) {
         if (name.ends_with(LNK)) {
             name.remove_suffix(LNK.size());
-            entry->is_link = 1;
+            *entry->is_link = 1;
         }
     } else if (const size_t arrow = name.find(" -> "); arrow != field_t::npos) {
         name.remove_suffix(name.size() - arrow);
@@ -120,7 +120,7 @@ static int type_of(char type, list_format_t format, char byte14, entry_t *entry)
     field_t &name = entry->name;
     switch (type) {
     case 'l':
-        entry->is_link = 1;
+        *entry->is_link = 1;
         [[fallthrough]];
     case 'd':
         if (name.ends_with('/') || name.ends_with('\\'))
@@ -145,10 +145,10 @@ int resolve_unix(const char *line, list_format_t format, entry_t *entry)
     begin_line(&fields, line);
     find_fields(&fields, name_at);
 
-    entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
-    entry->attributes = read_permissions(behind(field(fields, 0), 1));
+    *entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
+    *entry->attributes = read_permissions(behind(field(fields, 0), 1));
     entry->owner = field(fields, layout.owner);
-    entry->size = read_size(fields, size_at);
+    *entry->size = read_size(fields, size_at);
     if (layout.order == YEAR_FIRST)
         read_year_first(fields, size_at + 1, entry->time);
     else

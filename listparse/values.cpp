@@ -270,8 +270,21 @@ static bool read_hour_and_minute(field_t text, uint16_t *hour, uint16_t *minute)
     return !minutes.empty() && *minute < 60;
 }
 
+// The common form, "12:34".
+static bool is_plain_time(field_t text)
+{
+    return text.size() == 5 && text[2] == ':' && is_digit(text[0]) && is_digit(text[1]) &&
+           is_digit(text[3]) && is_digit(text[4]);
+}
+
 bool read_time(field_t text, uint16_t *hour, uint16_t *minute)
 {
+    if (is_plain_time(text)) {
+        *hour = static_cast<uint16_t>(two_digits(text, 0));
+        *minute = static_cast<uint16_t>(two_digits(text, 3));
+        if (*hour <= 24 && *minute < 60)
+            return true;
+    }
     if (read_hour_and_minute(text, hour, minute))
         return true;
     *hour = 0;
