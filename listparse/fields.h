@@ -46,7 +46,7 @@ inline bool has_field(const fields_t &fields, int index) { return index < fields
 inline field_t field(const fields_t &fields, int index)
 {
     if (index >= fields.ended)
-        return {fields.end, 0};
+        return "";
     return {fields.begins[index], static_cast<size_t>(fields.ends[index] - fields.begins[index])};
 }
 

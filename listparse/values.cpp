@@ -158,7 +158,7 @@ struct month_slot_t {
 constexpr std::array<month_slot_t, 16> MONTH_SLOTS = [] {
     std::array<month_slot_t, 16> slots{};
     for (uint16_t month = 1; month <= 12; ++month) {
-        const uint32_t key = month_key(MONTH_NAMES.data() + 3 * (month - 1));
+        const uint32_t key = month_key(MONTH_NAMES.data() + size_t{3} * (month - 1u));
         slots[month_slot(key)] = {key, month};
     }
     return slots;
