@@ -121,6 +121,7 @@ TEST(GetMonth, OtherWordsAreNoMonth)
         {"aN", 0, 0, "An"},
         {"AN", 0, 0, "An"},
         {"name", 0, 0, "Name"},
+        {"JanFebMarAprMayJunJulAugSepOctNovDecJan", 0, 0, "Janfebmaraprmayjunjulaugsepoctnovdecjan"},
         {"-", 0, 0, nullptr},
         {" Jan", 0, 0, " jan"},
         {"/3", 0, 0, nullptr},
