@@ -36,7 +36,7 @@ static bool is_year(field_t text) { return to_int(text) >= 1900; }
 static bool is_year_or_time(field_t text)
 {
     uint16_t hour, minute;
-    return is_year(text) || read_time(text, &hour, &minute);
+    return is_year(text) || listparse_read_time(text, &hour, &minute);
 }
 
 // A month's number and, right behind it, the GB2312 character for month.
@@ -48,19 +48,30 @@ static bool is_chinese_month(field_t text)
     return behind(text, month < 10 ? 1 : 2).starts_with("\xd4\xc2");
 }
 
+// `month` is the field of the month in a line of month, day, year or time.
+static bool is_month_first(const fields_t &fields, int month, bool has_day)
+{
+    const int year = month + (has_day ? 1 : 2);
+    return (has_day || is_day(field(fields, month + 1))) && is_year_or_time(field(fields, year)) &&
+           has_field(fields, year + 1);
+}
+
+static bool is_year_first(const fields_t &fields, int year)
+{
+    return is_day(field(fields, year + 2)) && is_year(field(fields, year)) &&
+           is_chinese_month(field(fields, year + 1)) && has_field(fields, year + 3);
+}
+
 static int unix_number(const fields_t &fields, int base, int shift, bool has_day)
 {
     const size_t row = static_cast<size_t>(shift - SHIFT_LEAST);
     if (row >= std::size(UNIX_NUMBERS))
         return -1;
     const auto &numbers = UNIX_NUMBERS[row][base == 0 ? 0 : 1];
-    const int month = base + shift + 5 + (has_day ? -1 : 0); // where it stands when the year stands behind it
-
-    if ((has_day || is_day(field(fields, month + 1))) && is_year_or_time(field(fields, month + 2)) &&
-        has_field(fields, month + 3))
+    const int date = base + shift + 5; // the first field of a date of three
+    if (is_month_first(fields, date, has_day))
         return has_day ? numbers.month_first_with_day : numbers.month_first;
-    if (is_day(field(fields, month + 2)) && is_year(field(fields, month)) &&
-        is_chinese_month(field(fields, month + 1)) && has_field(fields, month + 3))
+    if (is_year_first(fields, has_day ? date - 1 : date))
         return has_day ? numbers.year_first_with_day : numbers.year_first;
     return -1;
 }
@@ -68,7 +79,7 @@ static int unix_number(const fields_t &fields, int base, int shift, bool has_day
 int CheckUnixType(const char *line, char *, int base, int shift, int day)
 {
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, FIELDS_MOST - 1);
     return unix_number(fields, base == 0 ? 0 : -1, shift, day != 0);
 }
@@ -106,7 +117,7 @@ static list_format_t unix_format(char *line, fields_t *fields)
     if (field(*fields, 0).size() == 1) {
         if (!join_type(line, *fields))
             return LIST_FMT_UNKNOWN;
-        begin_line(fields, line);
+        listparse_begin_line(fields, line);
         find_fields(fields, 1);
         flags |= LIST_FMT_FLAG_NAME14;
     }
@@ -119,7 +130,7 @@ static list_format_t unix_format(char *line, fields_t *fields)
         find_fields(fields, month + 1);
         if (!has_field(*fields, month))
             continue;
-        const month_day_t found = read_month(field(*fields, month));
+        const month_day_t found = listparse_read_month(field(*fields, month));
         if (found.month == 0)
             continue;
         find_fields(fields, month + 3);
@@ -133,7 +144,7 @@ static list_format_t unix_format(char *line, fields_t *fields)
 // --- the other layouts
 
 static bool is_date9(field_t text) { return date_shape(text) != 0; }
-static bool is_long_date(field_t text) { return has_shape(text, SHAPE_4_2_2); }
+static bool is_long_date(field_t text) { return listparse_has_shape(text, SHAPE_4_2_2); }
 static bool is_size_or_dir(field_t text) { return begins_with(text, '<') || begins_with_digit(text); }
 static bool is_masked_number(field_t text) { return begins_with_digit(text) || consists_of(text, "*"); }
 
@@ -154,7 +165,7 @@ static bool is_26(const fields_t &f)
 
 static bool is_27(const fields_t &f)
 {
-    return field(f, 0).size() == 4 && has_shape(field(f, 5), SHAPE_2_2_2, '*') &&
+    return field(f, 0).size() == 4 && listparse_has_shape(field(f, 5), SHAPE_2_2_2, '*') &&
            is_masked_number(field(f, 2)) && is_masked_number(field(f, 3)) && has_field(f, 6);
 }
 
@@ -191,7 +202,7 @@ static bool is_28(const fields_t &f)
 {
     if (!has_field(f, 2))
         return false;
-    const month_day_t found = read_month(field(f, 2));
+    const month_day_t found = listparse_read_month(field(f, 2));
     return found.month != 0 && found.day == 0 && is_size_or_dir(field(f, 1)) && is_time(field(f, 5));
 }
 
@@ -214,8 +225,8 @@ static bool is_32(const fields_t &f)
 
 static bool is_37(const fields_t &f)
 {
-    return is_size_or_dir(field(f, 0)) && is_time(field(f, 5)) && read_month(field(f, 3)).month != 0 &&
-           begins_with_digit(field(f, 6));
+    return is_size_or_dir(field(f, 0)) && is_time(field(f, 5)) &&
+           listparse_read_month(field(f, 3)).month != 0 && begins_with_digit(field(f, 6));
 }
 
 static bool is_38(const fields_t &f)
@@ -242,7 +253,7 @@ constexpr struct {
 list_format_t AnalizeFileInfo(char *line)
 {
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     const list_format_t format = unix_format(line, &fields);
     if (format != LIST_FMT_UNKNOWN)
         return format;

@@ -1,8 +1,6 @@
 #include "listparse/fields.h"
 #include "listparse/listparse.h"
 
-#include <bit>
-
 #if defined(__SSE2__) && !defined(LISTPARSE_PORTABLE)
 #include <emmintrin.h>
 
@@ -15,8 +13,6 @@ static uint64_t blanks_of_step(const char *bytes)
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(step, _mm_set1_epi8(' '))));
 }
 #else
-static_assert(std::endian::native == std::endian::little, "a step's first byte is taken for its lowest");
-
 constexpr size_t STEP_BYTES = sizeof(uint64_t);
 
 static uint64_t blanks_of_step(const char *bytes)
@@ -88,7 +84,7 @@ static void take_tail(fields_t *fields, const char *tail)
                (blanks & ~behind_blanks) | empty_field);
 }
 
-void take_next_block(fields_t *fields)
+void listparse_take_next_block(fields_t *fields)
 {
     const char *bytes = take_steps(fields, fields->next);
     const bool more = static_cast<size_t>(bytes - fields->next) == BLOCK_BYTES;
@@ -97,7 +93,7 @@ void take_next_block(fields_t *fields)
         take_tail(fields, bytes);
 }
 
-void begin_line(fields_t *fields, const char *line)
+void listparse_begin_line(fields_t *fields, const char *line)
 {
     fields->begun = 0;
     fields->ended = 0;
@@ -105,7 +101,7 @@ void begin_line(fields_t *fields, const char *line)
     fields->line = line;
     fields->next = line;
     fields->end = line + strlen(line);
-    take_next_block(fields);
+    listparse_take_next_block(fields);
 }
 
 int FindField(const char *line, char *out, int index, int to_end)

@@ -4,6 +4,7 @@
 // A field is a span of the line's own bytes; nothing is copied.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,9 +12,13 @@
 
 using field_t = std::string_view;
 
+static_assert(std::endian::native == std::endian::little,
+              "of bytes that are read as a word, the first is lowest");
+
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
-// A line is looked at in blocks, and every field of a block is taken.
+// A line is looked at in blocks, and every field of a block is taken: every second byte may begin one, and
+// behind the line's last blank begins one more.
 constexpr size_t BLOCK_BYTES = 64;
 constexpr size_t FIELDS_KEPT = FIELDS_MOST + BLOCK_BYTES / 2 + 1;
 
@@ -29,21 +34,21 @@ struct fields_t {
 };
 
 // Takes the fields of the line's first block, and of each further one.
-void begin_line(fields_t *fields, const char *line);
-void take_next_block(fields_t *fields);
+void listparse_begin_line(fields_t *fields, const char *line);
+void listparse_take_next_block(fields_t *fields);
 
 // Makes the fields in front of field `last` known, and where that begins; it may be FIELDS_MOST - 1 at most.
 // Fields are numbered as FindField numbers them. What follows sees nothing behind it.
-inline void find_fields(fields_t *fields, int last)
+static inline void find_fields(fields_t *fields, int last)
 {
     while (fields->begun <= last && fields->next != nullptr)
-        take_next_block(fields);
+        listparse_take_next_block(fields);
 }
 
-inline bool has_field(const fields_t &fields, int index) { return index < fields.begun; }
+static inline bool has_field(const fields_t &fields, int index) { return index < fields.begun; }
 
 // Empty when the line has fewer fields.
-inline field_t field(const fields_t &fields, int index)
+static inline field_t field(const fields_t &fields, int index)
 {
     if (index >= fields.ended)
         return "";
@@ -51,17 +56,17 @@ inline field_t field(const fields_t &fields, int index)
 }
 
 // From where the field begins to the end of the line.
-inline field_t field_to_end(const fields_t &fields, int index)
+static inline field_t field_to_end(const fields_t &fields, int index)
 {
     const char *begin = has_field(fields, index) ? fields.begins[index] : fields.end;
     return {begin, static_cast<size_t>(fields.end - begin)};
 }
 
-inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
-inline bool begins_with(field_t text, char c) { return !text.empty() && text.front() == c; }
-inline bool begins_with_digit(field_t text) { return !text.empty() && is_digit(text.front()); }
+static inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
+static inline bool begins_with(field_t text, char c) { return !text.empty() && text.front() == c; }
+static inline bool begins_with_digit(field_t text) { return !text.empty() && is_digit(text.front()); }
 
-inline size_t find_colon(field_t text)
+static inline size_t find_colon(field_t text)
 {
     size_t at = 0;
     while (at < text.size() && text[at] != ':')
@@ -70,7 +75,7 @@ inline size_t find_colon(field_t text)
 }
 
 // What lies behind the first n bytes; empty when there are no more.
-inline field_t behind(field_t text, size_t n)
+static inline field_t behind(field_t text, size_t n)
 {
     text.remove_prefix(n < text.size() ? n : text.size());
     return text;

@@ -7,32 +7,32 @@ constexpr int FIRST_OTHER_FORMAT = 21;
 constexpr int LAST_OTHER_FORMAT = 41;
 
 // A line that is nothing but a name.
-static int resolve_name_only(const char *line, entry_t *entry)
+static int resolve_name_only(const char *line, line_entry_t *entry)
 {
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, 1);
     entry->name = cut_name(field(fields, 0));
     return FILE_TYPE_FILE;
 }
 
-static int resolve(const char *line, list_format_t format, entry_t *entry)
+static int resolve(const char *line, list_format_t format, line_entry_t *entry)
 {
     const int number = format_number(format);
     if (number < FIRST_OTHER_FORMAT || number > LAST_OTHER_FORMAT)
-        return resolve_unix(line, format, entry);
+        return listparse_resolve_unix(line, format, entry);
     switch (number) {
     case 21:
     case 22:
     case 23:
-        return resolve_dos(line, number, entry);
+        return listparse_resolve_dos(line, number, entry);
     case 24:
-        return resolve_dos24(line, entry);
+        return listparse_resolve_dos24(line, entry);
     case 25:
     case 35:
         return resolve_name_only(line, entry);
     default:
-        return resolve_other(line, number, entry);
+        return listparse_resolve_other(line, number, entry);
     }
 }
 
@@ -45,7 +45,7 @@ int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *
     *is_link = 0;
     *valid = 0;
     memset(owner, 0, FILE_INFO_OWNER_SIZE);
-    entry_t entry = {size, time, attributes, is_link, valid, "", ""};
+    line_entry_t entry = {size, time, attributes, is_link, valid, "", ""};
     const int type = resolve(line, format, &entry);
     memcpy(owner, entry.owner.data(), std::min(entry.owner.size(), FILE_INFO_OWNER_SIZE - 1));
     memcpy(name, entry.name.data(), entry.name.size());

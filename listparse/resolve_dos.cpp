@@ -20,7 +20,7 @@ struct date_positions_t {
 constexpr date_positions_t MONTH_FIRST_DATE[] = {{6, 0, 3}, {7, 0, 4}};
 constexpr date_positions_t YEAR_FIRST_DATE[] = {{0, 3, 6}, {0, 4, 7}};
 
-bool read_dos_date(field_t text, bool year_first, date_t *date)
+bool listparse_read_dos_date(field_t text, bool year_first, date_t *date)
 {
     const int shape = date_shape(text);
     if (shape == 0)
@@ -42,7 +42,7 @@ static void set_date(const date_t &date, file_time_t *time)
 }
 
 // "03:04PM": the byte behind two digits of minutes may be the marker of a 12-hour clock. Nothing is checked.
-static void read_dos_time(field_t text, entry_t *entry)
+static void read_dos_time(field_t text, line_entry_t *entry)
 {
     constexpr size_t MARKER = 3; // from the colon
     const size_t colon = find_colon(text);
@@ -60,23 +60,23 @@ static void read_dos_time(field_t text, entry_t *entry)
 }
 
 // "<DIR>" reads as 0.
-static int read_size_or_dir(const fields_t &fields, int at, entry_t *entry)
+static int read_size_or_dir(const fields_t &fields, int at, line_entry_t *entry)
 {
-    *entry->size = read_size(fields, at);
+    *entry->size = listparse_read_size(fields, at);
     return begins_with(field(fields, at), '<') ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
 }
 
-int resolve_dos(const char *line, int number, entry_t *entry)
+int listparse_resolve_dos(const char *line, int number, line_entry_t *entry)
 {
     const dos_layout_t &layout = DOS_LAYOUTS[number - FIRST_DOS_FORMAT];
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, layout.name_to_end ? layout.name : 4);
 
     *entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE;
     read_dos_time(field(fields, layout.time), entry);
     date_t date;
-    if (!read_dos_date(field(fields, layout.date), layout.year_first, &date))
+    if (!listparse_read_dos_date(field(fields, layout.date), layout.year_first, &date))
         return FILE_TYPE_NONE;
     set_date(date, entry->time);
     const int type = read_size_or_dir(fields, layout.size, entry);
@@ -87,10 +87,10 @@ int resolve_dos(const char *line, int number, entry_t *entry)
     return type;
 }
 
-int resolve_dos24(const char *line, entry_t *entry)
+int listparse_resolve_dos24(const char *line, line_entry_t *entry)
 {
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, 3);
 
     *entry->valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;

@@ -68,13 +68,13 @@ static bool read_guessed_order(const fields_t &fields, int at, date_t *date)
 
 static bool read_month_first(const fields_t &fields, int at, date_t *date)
 {
-    return read_dos_date(field(fields, at), false, date);
+    return listparse_read_dos_date(field(fields, at), false, date);
 }
 
 static bool read_long_date(const fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
-    if (!has_shape(text, SHAPE_4_2_2))
+    if (!listparse_has_shape(text, SHAPE_4_2_2))
         return false;
     *date = {to_int(text), to_int(behind(text, 5)), to_int(behind(text, 8))};
     return true;
@@ -83,7 +83,8 @@ static bool read_long_date(const fields_t &fields, int at, date_t *date)
 static bool read_spread(const fields_t &fields, int month_at, int year_at, date_t *date)
 {
     const field_t year = field(fields, year_at);
-    *date = {to_u16(year), read_month(field(fields, month_at)).month, to_u16(field(fields, month_at + 1))};
+    *date = {to_u16(year), listparse_read_month(field(fields, month_at)).month,
+             to_u16(field(fields, month_at + 1))};
     return begins_with_digit(year);
 }
 
@@ -105,7 +106,7 @@ static bool is_time_of_day(int hour, int minute) { return hour <= 24 && minute <
 static bool read_clock(field_t text, uint16_t *hour, uint16_t *minute)
 {
     if (!is_date(text))
-        return begins_with_digit(text) && read_time(text, hour, minute);
+        return begins_with_digit(text) && listparse_read_time(text, hour, minute);
     *hour = to_u16(text);
     *minute = to_u16(behind(text, 3));
     return is_time_of_day(*hour, *minute);
@@ -113,7 +114,7 @@ static bool read_clock(field_t text, uint16_t *hour, uint16_t *minute)
 
 static bool read_hhmm(field_t text, uint16_t *hour, uint16_t *minute)
 {
-    if (!has_shape(text, "9999"))
+    if (!listparse_has_shape(text, "9999"))
         return false;
     *hour = static_cast<uint16_t>(to_int(text) / 100);
     *minute = static_cast<uint16_t>(to_int(text) % 100);
@@ -221,7 +222,7 @@ constexpr other_layout_t OTHER_LAYOUTS[] = {
 
 // --- one line
 
-static void take_date(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_date(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
 {
     date_t date;
     if (!layout.read_date(fields, layout.date, &date))
@@ -234,7 +235,7 @@ static void take_date(const fields_t &fields, const other_layout_t &layout, entr
     *entry->valid |= FILE_INFO_DATE;
 }
 
-static void take_time(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_time(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
 {
     uint16_t hour, minute;
     if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
@@ -244,19 +245,20 @@ static void take_time(const fields_t &fields, const other_layout_t &layout, entr
     *entry->valid |= FILE_INFO_TIME;
 }
 
-static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout,
+                                      line_entry_t *entry)
 {
     if (layout.size != NO_FIELD && has_field(fields, layout.size)) {
-        *entry->size = read_size(fields, layout.size);
+        *entry->size = listparse_read_size(fields, layout.size);
         *entry->valid |= FILE_INFO_SIZE;
     }
     if (layout.has_permissions) {
-        *entry->attributes = read_permissions(behind(field(fields, 0), 1));
+        *entry->attributes = listparse_read_permissions(behind(field(fields, 0), 1));
         *entry->valid |= FILE_INFO_ATTR;
     }
 }
 
-static int take_type(const fields_t &fields, const other_layout_t &layout, entry_t *entry)
+static int take_type(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
 {
     bool directory = layout.is_directory != nullptr && layout.is_directory(field(fields, layout.type));
     if (layout.slash_is_directory && entry->name.ends_with('/')) {
@@ -266,10 +268,10 @@ static int take_type(const fields_t &fields, const other_layout_t &layout, entry
     return directory ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
 }
 
-static int resolve_by(const other_layout_t &layout, const char *line, entry_t *entry)
+static int resolve_by(const other_layout_t &layout, const char *line, line_entry_t *entry)
 {
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, FIELDS_MOST - 1);
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
@@ -283,7 +285,7 @@ static int resolve_by(const other_layout_t &layout, const char *line, entry_t *e
     return take_type(fields, layout, entry);
 }
 
-int resolve_other(const char *line, int number, entry_t *entry)
+int listparse_resolve_other(const char *line, int number, line_entry_t *entry)
 {
     for (const auto &layout : OTHER_LAYOUTS) {
         if (layout.number == number)

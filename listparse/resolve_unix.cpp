@@ -69,12 +69,12 @@ static void read_year_first(const fields_t &fields, int year_at, file_time_t *ti
 }
 
 // The month's field may hold a whole date, "12-01-15". A line with a time has no year otherwise.
-static void read_month_first(const fields_t &fields, int month_at, bool day_in_month, entry_t *entry)
+static void read_month_first(const fields_t &fields, int month_at, bool day_in_month, line_entry_t *entry)
 {
     file_time_t &time = *entry->time;
     const field_t month_field = field(fields, month_at);
     const field_t time_field = field(fields, month_at + (day_in_month ? 1 : 2));
-    const bool has_time = read_time(time_field, &time.hour, &time.minute);
+    const bool has_time = listparse_read_time(time_field, &time.hour, &time.minute);
     if (has_time)
         *entry->valid |= FILE_INFO_TIME;
     if (is_date(month_field)) {
@@ -83,7 +83,7 @@ static void read_month_first(const fields_t &fields, int month_at, bool day_in_m
         time.day = to_u16(behind(month_field, 6));
         return;
     }
-    const month_day_t found = read_month(month_field);
+    const month_day_t found = listparse_read_month(month_field);
     time.month = found.month;
     time.day = day_in_month ? found.day : to_u16(field(fields, month_at + 1));
     time.year = has_time ? 0 : to_u16(time_field);
@@ -91,7 +91,7 @@ static void read_month_first(const fields_t &fields, int month_at, bool day_in_m
 
 // Cuts what the format's flags tell to cut. Returns the byte that stood behind 14 characters, NUL when there
 // is none.
-static char apply_name_flags(list_format_t format, entry_t *entry)
+static char apply_name_flags(list_format_t format, line_entry_t *entry)
 {
     constexpr size_t SHORT_NAME = 14;
     constexpr field_t LNK = ".lnk";
@@ -115,7 +115,7 @@ static char apply_name_flags(list_format_t format, entry_t *entry)
     return byte14;
 }
 
-static int type_of(char type, list_format_t format, char byte14, entry_t *entry)
+static int type_of(char type, list_format_t format, char byte14, line_entry_t *entry)
 {
     field_t &name = entry->name;
     switch (type) {
@@ -135,20 +135,20 @@ static int type_of(char type, list_format_t format, char byte14, entry_t *entry)
     }
 }
 
-int resolve_unix(const char *line, list_format_t format, entry_t *entry)
+int listparse_resolve_unix(const char *line, list_format_t format, line_entry_t *entry)
 {
     const unix_layout_t &layout = layout_of(format_number(format));
     const bool day_in_month = layout.order == DAY_IN_MONTH;
     const int size_at = layout.offset + 4;
     const int name_at = layout.offset + (day_in_month ? 7 : 8);
     fields_t fields;
-    begin_line(&fields, line);
+    listparse_begin_line(&fields, line);
     find_fields(&fields, name_at);
 
     *entry->valid = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
-    *entry->attributes = read_permissions(behind(field(fields, 0), 1));
+    *entry->attributes = listparse_read_permissions(behind(field(fields, 0), 1));
     entry->owner = field(fields, layout.owner);
-    *entry->size = read_size(fields, size_at);
+    *entry->size = listparse_read_size(fields, size_at);
     if (layout.order == YEAR_FIRST)
         read_year_first(fields, size_at + 1, entry->time);
     else

@@ -2,7 +2,6 @@
 #include "listparse/listparse.h"
 
 #include <array>
-#include <cerrno>
 #include <iterator>
 
 // The CJK character behind a month's number in Shift_JIS, EUC-JP, GB2312 and UTF-8. (ISO-2022-JP's begins
@@ -14,7 +13,6 @@ constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
 
 constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
-static bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 static bool is_ascii(char c) { return (c & 0x80) == 0; }
 static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
@@ -36,86 +34,6 @@ template <size_t N> static size_t mark_length(field_t text, const field_t (&mark
     }
     return 0;
 }
-
-int IsDigitSym(uint32_t ch, uint32_t sym)
-{
-    if (ch >= '0' && ch <= '9')
-        return 1;
-    return sym != 0 && sym == ch ? 1 : 0;
-}
-
-// --- numbers
-
-number_t read_number(field_t text)
-{
-    size_t at = 0;
-    while (at < text.size() && is_space(text[at]))
-        ++at;
-    const bool negative = at < text.size() && text[at] == '-';
-    if (negative || (at < text.size() && text[at] == '+'))
-        ++at;
-    const size_t first_digit = at;
-    uint64_t magnitude = 0;
-    bool overflow = false;
-    for (; at < text.size() && is_digit(text[at]); ++at) {
-        overflow |= __builtin_mul_overflow(magnitude, uint64_t{10}, &magnitude);
-        overflow |= __builtin_add_overflow(magnitude, static_cast<uint64_t>(text[at] - '0'), &magnitude);
-    }
-    if (at == first_digit)
-        return {0, 0};
-    const uint64_t most = uint64_t{INT64_MAX} + (negative ? 1 : 0);
-    if (overflow || magnitude > most) {
-        errno = ERANGE;
-        magnitude = most;
-    }
-    return {static_cast<int64_t>(negative ? 0 - magnitude : magnitude), at};
-}
-
-// The number of eight digits, the first one lowest.
-static int64_t join_digits(uint64_t digits)
-{
-    digits = (digits * 10 + (digits >> 8)) & 0x00ff00ff00ff00ff;
-    digits = (digits * 100 + (digits >> 16)) & 0x0000ffff0000ffff;
-    return static_cast<uint32_t>(digits * 10000 + (digits >> 32));
-}
-
-static int64_t read_any_size(field_t text)
-{
-    const number_t number = read_number(text);
-    return number.length < text.size() || errno == ERANGE ? 0 : number.value;
-}
-
-// Reads a field of one to sixteen digits, the last eight as one word, those in front of them as another with
-// zeros for what lacks. Sizes differ in length, and a loop over them ends where no processor expects it.
-static bool read_plain_number(const fields_t &fields, int index, int64_t *value)
-{
-    constexpr size_t WORD_BYTES = sizeof(uint64_t);
-    const field_t text = field(fields, index);
-    const size_t n = text.size();
-    const size_t readable = static_cast<size_t>(fields.end - text.data());
-    if (n == 0 || n > 2 * WORD_BYTES || readable < WORD_BYTES)
-        return false;
-    const uint64_t first = digits_of_word(text.data());
-    if (n <= WORD_BYTES) {
-        const uint64_t digits = first << 8 * (WORD_BYTES - n);
-        *value = join_digits(digits);
-        return other_than_digits(digits) == 0;
-    }
-    const uint64_t high = first << 8 * (2 * WORD_BYTES - n);
-    const uint64_t low = digits_of_word(text.data() + n - WORD_BYTES);
-    *value = join_digits(high) * 100'000'000 + join_digits(low);
-    return (other_than_digits(high) | other_than_digits(low)) == 0;
-}
-
-int64_t read_size(const fields_t &fields, int index)
-{
-    int64_t value;
-    if (!read_plain_number(fields, index, &value))
-        return read_any_size(field(fields, index));
-    return errno == ERANGE ? 0 : value;
-}
-
-int64_t _atoi64(const char *str) { return read_any_size(str); }
 
 // --- dates
 
@@ -194,7 +112,7 @@ static uint16_t read_named_month(field_t text)
     return plain != 0 ? plain : search_month(text);
 }
 
-month_day_t read_month(field_t text)
+month_day_t listparse_read_month(field_t text)
 {
     if (begins_with_digit(text))
         return read_numbered_month(text);
@@ -203,14 +121,14 @@ month_day_t read_month(field_t text)
 
 void GetMonth(char *field, uint16_t *month, uint16_t *day)
 {
-    const month_day_t found = read_month(field);
+    const month_day_t found = listparse_read_month(field);
     if (!is_digit(field[0]))
         fold_month_name(field, field);
     *month = found.month;
     *day = found.day;
 }
 
-bool has_shape(field_t text, field_t shape, char sym)
+bool listparse_has_shape(field_t text, field_t shape, char sym)
 {
     if (text.size() != shape.size())
         return false;
@@ -223,19 +141,19 @@ bool has_shape(field_t text, field_t shape, char sym)
     return true;
 }
 
-int date_shape9(field_t text, char sym)
+int listparse_date_shape9(field_t text, char sym)
 {
-    if (has_shape(text, SHAPE_3_2_2, sym))
+    if (listparse_has_shape(text, SHAPE_3_2_2, sym))
         return 2;
-    return has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
+    return listparse_has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
 }
 
 int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9)
 {
     const char digit = static_cast<char>(sym);
-    if (has_shape(field, SHAPE_2_2_2, digit))
+    if (listparse_has_shape(field, SHAPE_2_2_2, digit))
         return 1;
-    return allow9 == 1 ? date_shape9(field, digit) : 0;
+    return allow9 == 1 ? listparse_date_shape9(field, digit) : 0;
 }
 
 // --- times
@@ -277,7 +195,7 @@ static bool is_plain_time(field_t text)
            is_digit(text[3]) && is_digit(text[4]);
 }
 
-bool read_time(field_t text, uint16_t *hour, uint16_t *minute)
+bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute)
 {
     if (is_plain_time(text)) {
         *hour = static_cast<uint16_t>(two_digits(text, 0));
@@ -294,7 +212,7 @@ bool read_time(field_t text, uint16_t *hour, uint16_t *minute)
 
 int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)
 {
-    return read_time(field, hour, minute) ? 1 : 0;
+    return listparse_read_time(field, hour, minute) ? 1 : 0;
 }
 
 // --- permissions
@@ -309,7 +227,7 @@ constexpr struct {
 
 static bool is_set(field_t text, size_t at) { return at < text.size() && text[at] != '-'; }
 
-uint32_t read_permissions(field_t text)
+uint32_t listparse_read_permissions(field_t text)
 {
     uint32_t value = 0;
     for (const auto &who : PERMISSIONS) {
@@ -323,4 +241,4 @@ uint32_t read_permissions(field_t text)
     return value;
 }
 
-uint32_t AttrString2Value(const char *str) { return read_permissions(str); }
+uint32_t AttrString2Value(const char *str) { return listparse_read_permissions(str); }
