@@ -273,9 +273,9 @@ static int resolve_by(const other_layout_t &layout, const char *line, line_entry
     fields_t fields;
     listparse_begin_line(&fields, line);
     find_fields(&fields, FIELDS_MOST - 1);
+    take_size_and_permissions(fields, layout, entry); // first: an endless number behind it must not spoil it
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
-    take_size_and_permissions(fields, layout, entry);
     if (layout.owner != NO_FIELD)
         entry->owner = field(fields, layout.owner);
     if (!has_field(fields, layout.name))
