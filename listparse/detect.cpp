@@ -130,7 +130,7 @@ static list_format_t unix_format(char *line, fields_t *fields)
         find_fields(fields, month + 1);
         if (!has_field(*fields, month))
             continue;
-        const month_day_t found = listparse_read_month(field(*fields, month));
+        const month_day_t found = read_month(field(*fields, month));
         if (found.month == 0)
             continue;
         find_fields(fields, month + 3);
@@ -202,7 +202,7 @@ static bool is_28(const fields_t &f)
 {
     if (!has_field(f, 2))
         return false;
-    const month_day_t found = listparse_read_month(field(f, 2));
+    const month_day_t found = read_month(field(f, 2));
     return found.month != 0 && found.day == 0 && is_size_or_dir(field(f, 1)) && is_time(field(f, 5));
 }
 
@@ -225,8 +225,8 @@ static bool is_32(const fields_t &f)
 
 static bool is_37(const fields_t &f)
 {
-    return is_size_or_dir(field(f, 0)) && is_time(field(f, 5)) &&
-           listparse_read_month(field(f, 3)).month != 0 && begins_with_digit(field(f, 6));
+    return is_size_or_dir(field(f, 0)) && is_time(field(f, 5)) && read_month(field(f, 3)).month != 0 &&
+           begins_with_digit(field(f, 6));
 }
 
 static bool is_38(const fields_t &f)

@@ -41,7 +41,8 @@ static uint64_t blanks_of_tail(const fields_t &fields, size_t n)
 }
 
 // Adds the place of every bit that is set.
-static int add_places(const char **places, int count, const char *bytes, uint64_t bits)
+[[gnu::always_inline]] inline static int add_places(const char **places, int count, const char *bytes,
+                                                    uint64_t bits)
 {
     const char **place = places + count;
     for (; bits != 0; bits &= bits - 1)
@@ -49,7 +50,8 @@ static int add_places(const char **places, int count, const char *bytes, uint64_
     return static_cast<int>(place - places);
 }
 
-static void add_fields(fields_t *fields, const char *bytes, uint64_t begins, uint64_t ends)
+[[gnu::always_inline]] inline static void add_fields(fields_t *fields, const char *bytes, uint64_t begins,
+                                                     uint64_t ends)
 {
     fields->begun = add_places(fields->begins, fields->begun, bytes, begins);
     fields->ended = add_places(fields->ends, fields->ended, bytes, ends);
@@ -57,7 +59,7 @@ static void add_fields(fields_t *fields, const char *bytes, uint64_t begins, uin
 
 // Takes as many whole steps as are left, a block of them at most. That no bit of theirs is computed from the
 // length of the line lets the processor run ahead of strlen.
-static const char *take_steps(fields_t *fields, const char *bytes)
+[[gnu::always_inline]] inline static const char *take_steps(fields_t *fields, const char *bytes)
 {
     const size_t left = static_cast<size_t>(fields->end - bytes);
     uint64_t blanks = 0;
@@ -74,7 +76,7 @@ static const char *take_steps(fields_t *fields, const char *bytes)
 }
 
 // The end of the line ends a field; behind a blank it is an empty one.
-static void take_tail(fields_t *fields, const char *tail)
+[[gnu::always_inline]] inline static void take_tail(fields_t *fields, const char *tail)
 {
     const size_t n = static_cast<size_t>(fields->end - tail);
     const uint64_t blanks = blanks_of_tail(*fields, n);
@@ -84,10 +86,10 @@ static void take_tail(fields_t *fields, const char *tail)
                (blanks & ~behind_blanks) | empty_field);
 }
 
-void listparse_take_next_block(fields_t *fields)
+[[gnu::always_inline]] inline static void take_block(fields_t *fields, const char *block)
 {
-    const char *bytes = take_steps(fields, fields->next);
-    const bool more = static_cast<size_t>(bytes - fields->next) == BLOCK_BYTES;
+    const char *bytes = take_steps(fields, block);
+    const bool more = static_cast<size_t>(bytes - block) == BLOCK_BYTES;
     fields->next = more ? bytes : nullptr;
     if (!more)
         take_tail(fields, bytes);
@@ -95,14 +97,15 @@ void listparse_take_next_block(fields_t *fields)
 
 void listparse_begin_line(fields_t *fields, const char *line)
 {
+    fields->line = line;
+    fields->end = line + strlen(line);
     fields->begun = 0;
     fields->ended = 0;
     fields->behind_blank = 1;
-    fields->line = line;
-    fields->next = line;
-    fields->end = line + strlen(line);
-    listparse_take_next_block(fields);
+    take_block(fields, line);
 }
+
+void listparse_take_next_block(fields_t *fields) { take_block(fields, fields->next); }
 
 int FindField(const char *line, char *out, int index, int to_end)
 {

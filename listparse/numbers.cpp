@@ -78,12 +78,13 @@ static bool read_plain_number(const fields_t &fields, int index, int64_t *value)
     return (other_than_digits(high) | other_than_digits(low)) == 0;
 }
 
+// No conversion clears errno, so a stale ERANGE decides before it as well as behind it.
 int64_t listparse_read_size(const fields_t &fields, int index)
 {
+    if (errno == ERANGE)
+        return 0;
     int64_t value;
-    if (!read_plain_number(fields, index, &value))
-        return read_any_size(field(fields, index));
-    return errno == ERANGE ? 0 : value;
+    return read_plain_number(fields, index, &value) ? value : read_any_size(field(fields, index));
 }
 
 int64_t _atoi64(const char *str) { return read_any_size(str); }

@@ -83,8 +83,7 @@ static bool read_long_date(const fields_t &fields, int at, date_t *date)
 static bool read_spread(const fields_t &fields, int month_at, int year_at, date_t *date)
 {
     const field_t year = field(fields, year_at);
-    *date = {to_u16(year), listparse_read_month(field(fields, month_at)).month,
-             to_u16(field(fields, month_at + 1))};
+    *date = {to_u16(year), read_month(field(fields, month_at)).month, to_u16(field(fields, month_at + 1))};
     return begins_with_digit(year);
 }
 

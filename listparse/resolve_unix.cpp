@@ -83,7 +83,7 @@ static void read_month_first(const fields_t &fields, int month_at, bool day_in_m
         time.day = to_u16(behind(month_field, 6));
         return;
     }
-    const month_day_t found = listparse_read_month(month_field);
+    const month_day_t found = read_month(month_field);
     time.month = found.month;
     time.day = day_in_month ? found.day : to_u16(field(fields, month_at + 1));
     time.year = has_time ? 0 : to_u16(time_field);

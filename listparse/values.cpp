@@ -37,17 +37,22 @@ template <size_t N> static size_t mark_length(field_t text, const field_t (&mark
 
 // --- dates
 
-static month_day_t read_numbered_month(field_t text)
+[[gnu::noinline]] static month_day_t read_marked_month(field_t text, field_t mark)
 {
-    const field_t mark = behind(text, count_digits(text));
-    if (mark.empty() || (is_ascii(mark[0]) && mark[0] != '/'))
-        return {0, 0}; // by far the most, tested at once
     const size_t length = mark_length(mark, MONTH_MARKS);
     const uint16_t month = length != 0 ? to_u16(text) : 0;
     if (month < 1 || month > 12)
         return {0, 0};
     const uint16_t day = to_u16(behind(mark, length));
     return {month, day <= 31 ? day : uint16_t{0}};
+}
+
+// Nearly every number that is looked at is a day, a year or a time.
+month_day_t listparse_read_numbered_month(field_t text)
+{
+    const field_t mark = behind(text, count_digits(text));
+    const bool may_be_mark = begins_with(mark, '/') || (!mark.empty() && !is_ascii(mark[0]));
+    return may_be_mark ? read_marked_month(text, mark) : month_day_t{0, 0};
 }
 
 static void fold_month_name(field_t text, char *folded)
@@ -94,34 +99,27 @@ static uint16_t read_plain_month(field_t text)
 
 // The month in whose name the text, folded or else as it came, is found. Parts of names count, and an empty
 // text.
-[[gnu::noinline]] static uint16_t search_month(field_t text)
+[[gnu::noinline]] static month_day_t search_month(field_t text)
 {
     char folded[MONTH_NAMES.size()];
     if (text.size() > sizeof folded)
-        return 0;
+        return {0, 0};
     fold_month_name(text, folded);
     size_t at = MONTH_NAMES.find({folded, text.size()});
     if (at == field_t::npos)
         at = MONTH_NAMES.find(text);
-    return at == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(at / 3 + 1);
+    return {at == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(at / 3 + 1), 0};
 }
 
-static uint16_t read_named_month(field_t text)
+month_day_t listparse_read_named_month(field_t text)
 {
     const uint16_t plain = read_plain_month(text);
-    return plain != 0 ? plain : search_month(text);
-}
-
-month_day_t listparse_read_month(field_t text)
-{
-    if (begins_with_digit(text))
-        return read_numbered_month(text);
-    return {read_named_month(text), 0};
+    return plain != 0 ? month_day_t{plain, 0} : search_month(text);
 }
 
 void GetMonth(char *field, uint16_t *month, uint16_t *day)
 {
-    const month_day_t found = listparse_read_month(field);
+    const month_day_t found = read_month(field);
     if (!is_digit(field[0]))
         fold_month_name(field, field);
     *month = found.month;
@@ -188,7 +186,16 @@ static bool read_hour_and_minute(field_t text, uint16_t *hour, uint16_t *minute)
     return !minutes.empty() && *minute < 60;
 }
 
-// The common form, "12:34".
+[[gnu::noinline]] static bool read_any_time(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (read_hour_and_minute(text, hour, minute))
+        return true;
+    *hour = 0;
+    *minute = 0;
+    return is_half_day_token(text);
+}
+
+// "12:34", which nearly every time is.
 static bool is_plain_time(field_t text)
 {
     return text.size() == 5 && text[2] == ':' && is_digit(text[0]) && is_digit(text[1]) &&
@@ -197,17 +204,11 @@ static bool is_plain_time(field_t text)
 
 bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute)
 {
-    if (is_plain_time(text)) {
-        *hour = static_cast<uint16_t>(two_digits(text, 0));
-        *minute = static_cast<uint16_t>(two_digits(text, 3));
-        if (*hour <= 24 && *minute < 60)
-            return true;
-    }
-    if (read_hour_and_minute(text, hour, minute))
-        return true;
-    *hour = 0;
-    *minute = 0;
-    return is_half_day_token(text);
+    if (!is_plain_time(text) || two_digits(text, 0) > 24 || two_digits(text, 3) >= 60)
+        return read_any_time(text, hour, minute);
+    *hour = static_cast<uint16_t>(two_digits(text, 0));
+    *minute = static_cast<uint16_t>(two_digits(text, 3));
+    return true;
 }
 
 int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)

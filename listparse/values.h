@@ -9,8 +9,15 @@ struct month_day_t {
     uint16_t day;   // 0 = none
 };
 
-// As GetMonth (which folds, this does not), GetHourAndMinute and AttrString2Value.
-month_day_t listparse_read_month(field_t text);
+// As GetMonth, which folds, while this does not: "3/15" and the like, and names.
+month_day_t listparse_read_numbered_month(field_t text);
+month_day_t listparse_read_named_month(field_t text);
+static inline month_day_t read_month(field_t text)
+{
+    return begins_with_digit(text) ? listparse_read_numbered_month(text) : listparse_read_named_month(text);
+}
+
+// As GetHourAndMinute and AttrString2Value.
 bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute);
 uint32_t listparse_read_permissions(field_t text);
 
