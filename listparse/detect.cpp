@@ -20,10 +20,12 @@ constexpr struct {
     {{15, 16, 19, 16}, {17, 18, 20, 18}}, // shift 2
 };
 
-// Where the month may stand, counted from `base`, in the order of trial.
+// Where the month may stand, counted from `base`, in the order of trial, and the shifts that go with it.
+constexpr int NO_SHIFT = SHIFT_LEAST - 1;
 constexpr struct {
-    int month, shift;
-} MONTH_TRIES[] = {{7, 2}, {6, 0}, {6, 1}, {5, 0}, {4, -1}, {3, -2}};
+    int month, shifts[2];
+} MONTH_TRIES[] = {
+    {7, {2, NO_SHIFT}}, {6, {0, 1}}, {5, {0, NO_SHIFT}}, {4, {-1, NO_SHIFT}}, {3, {-2, NO_SHIFT}}};
 
 static bool is_day(field_t text)
 {
@@ -134,9 +136,11 @@ static list_format_t unix_format(char *line, fields_t *fields)
         if (found.month == 0)
             continue;
         find_fields(fields, month + 3);
-        const int number = unix_number(*fields, base, attempt.shift, found.day != 0);
-        if (number != -1)
-            return number | flags;
+        for (const int shift : attempt.shifts) {
+            const int number = unix_number(*fields, base, shift, found.day != 0);
+            if (number != -1)
+                return number | flags;
+        }
     }
     return LIST_FMT_UNKNOWN;
 }
@@ -242,13 +246,24 @@ static bool is_39(const fields_t &f)
 }
 
 // The first that holds is the line's layout. (23 takes every line that 30 would.)
-constexpr struct {
-    list_format_t format;
-    bool (*holds)(const fields_t &fields);
-} OTHER_LAYOUTS[] = {
-    {26, is_26}, {27, is_27}, {29, is_29}, {22, is_22}, {21, is_21_or_22}, {23, is_23}, {24, is_24},
-    {28, is_28}, {30, is_30}, {33, is_33}, {32, is_32}, {37, is_37},       {38, is_38}, {39, is_39},
-};
+static list_format_t other_format(const fields_t &f)
+{
+    return is_26(f)         ? 26
+           : is_27(f)       ? 27
+           : is_29(f)       ? 29
+           : is_22(f)       ? 22
+           : is_21_or_22(f) ? 21
+           : is_23(f)       ? 23
+           : is_24(f)       ? 24
+           : is_28(f)       ? 28
+           : is_30(f)       ? 30
+           : is_33(f)       ? 33
+           : is_32(f)       ? 32
+           : is_37(f)       ? 37
+           : is_38(f)       ? 38
+           : is_39(f)       ? 39
+                            : LIST_FMT_UNKNOWN;
+}
 
 list_format_t AnalizeFileInfo(char *line)
 {
@@ -258,9 +273,5 @@ list_format_t AnalizeFileInfo(char *line)
     if (format != LIST_FMT_UNKNOWN)
         return format;
     find_fields(&fields, FIELDS_MOST - 1);
-    for (const auto &layout : OTHER_LAYOUTS) {
-        if (layout.holds(fields))
-            return layout.format;
-    }
-    return LIST_FMT_UNKNOWN;
+    return other_format(fields);
 }
