@@ -11,6 +11,7 @@ static constexpr bool REDACT = true;
 #else
 static constexpr bool REDACT = false;
 #endif
+static constexpr char HIDDEN[] = "****"; // when there is no memory to look closer
 
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
 {
@@ -33,7 +34,7 @@ static void log_line(char mark, std::string_view line)
 {
     if (REDACT) {
         const heap_string redacted = curl_e_redacted(line);
-        log_text("%c %s", mark, redacted ? redacted.get() : "****");
+        log_text("%c %s", mark, redacted ? redacted.get() : HIDDEN);
         return;
     }
     log_text("%c %.*s", mark, static_cast<int>(std::min<size_t>(line.size(), INT_MAX)), line.data());
@@ -54,4 +55,12 @@ int debug_cb(CURL *, curl_infotype type, char *data, size_t size, void *user)
         rest.remove_prefix(end + 1);
     }
     return 0;
+}
+
+const char *curl_e_loggable(const char *text, heap_string *memory)
+{
+    if (!REDACT)
+        return text;
+    *memory = curl_e_redacted(text);
+    return *memory ? memory->get() : HIDDEN;
 }

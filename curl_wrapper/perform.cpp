@@ -1,5 +1,6 @@
 #include "curl_wrapper/heap.h"
 #include "curl_wrapper/listing_capture.h"
+#include "curl_wrapper/redact.h"
 #include "curl_wrapper/url.h"
 #include "strutil/strutil.h"
 #include "wire/job_status.h"
@@ -179,9 +180,10 @@ void transfer(perform_t &run)
     const char *url = curl_e_getinfo_effective_url(rec);
     if (url == nullptr)
         return;
+    heap_string loggable; // a host may hold a password
     if (run.specified)
-        log_info("curl_wrapper(427)", "Specified URL: %s", run.specified.get());
-    log_info("curl_wrapper(429)", "Actual URL   : %s", url);
+        log_info("curl_wrapper(427)", "Specified URL: %s", curl_e_loggable(run.specified.get(), &loggable));
+    log_info("curl_wrapper(429)", "Actual URL   : %s", curl_e_loggable(url, &loggable));
     perform_once(rec);
     if (run.list != nullptr)
         end_listing(rec, run.list);

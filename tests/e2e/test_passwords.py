@@ -114,6 +114,13 @@ def test_sftp(redacting, log, jobs):
     assert log.count(r"SSH") > 0  # the conversation was logged
 
 
+def test_a_password_in_the_host(redacting, scripted, log, jobs):
+    scripted(Plan(listing=LISTING), files={"a": b"1"})
+    assert list(jobs.run(host="carol:hidden@127.0.0.1")) == [DONE] * 3
+    assert_not_logged(log, "hidden", "carol")
+    assert log.count(r"Actual URL   : ftp://\*\*\*\*@127\.0\.0\.1/") == 3
+
+
 @pytest.mark.parametrize("status, expected", [(200, DONE), (407, FAILED)])
 def test_a_proxy(redacting, log, jobs, status, expected):
     proxy = HttpProxy(answer(status))

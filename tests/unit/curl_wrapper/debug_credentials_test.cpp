@@ -1,5 +1,6 @@
 // Built twice: with FTP_CLIENTD_REDACT_PASSWORDS and without, whatever the whole build has chosen.
 #include "curl_wrapper/curl_wrapper.h"
+#include "curl_wrapper/redact.h"
 #include "failing_heap.h"
 #include "support/logged.h"
 
@@ -35,7 +36,24 @@ TEST(DebugCb, ShowsNothingOfALineThatItHasNoMemoryToRedact)
     EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> ****"});
 }
 
+TEST(Loggable, HidesTheCredentialsOfAUrlInARedactingBuild)
+{
+    heap_string memory;
+    EXPECT_STREQ(curl_e_loggable("sftp://joe:s3cret@h/f", &memory), "sftp://****@h/f");
+    EXPECT_STREQ(curl_e_loggable("sftp://h/~/f", &memory), "sftp://h/~/f");
+    const failing_heap heap(1);
+    EXPECT_STREQ(curl_e_loggable("sftp://joe:s3cret@h/f", &memory), "****");
+}
+
 #else
+
+TEST(Loggable, IsTheTextItselfInAPlainBuild)
+{
+    constexpr char URL[] = "sftp://joe:s3cret@h/f";
+    heap_string memory;
+    EXPECT_EQ(curl_e_loggable(URL, &memory), URL);
+    EXPECT_EQ(memory, nullptr);
+}
 
 TEST(DebugCb, LogsCredentialsAsTheyComeInAPlainBuild)
 {
