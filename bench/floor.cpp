@@ -1,0 +1,113 @@
+// The floor under the daemon's figures: takes a job, gives it to libcurl with the same options, answers, no
+// more.
+//   floor SOCKET
+// A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, download or list (local file unused); the
+// answer its CURLcode. Log-in as alice, any server's certificate or key is taken. One job at a time, on the
+// only thread.
+#include <cstdio>
+#include <cstring>
+#include <curl/curl.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct job_t {
+    std::string kind, url, local;
+};
+
+int take_any_key(CURL *, const curl_khkey *, const curl_khkey *, curl_khmatch, void *)
+{
+    return CURLKHSTAT_FINE;
+}
+
+size_t drop(char *, size_t size, size_t count, void *) { return size * count; }
+
+void set_connection(CURL *curl, const job_t &job)
+{
+    curl_easy_setopt(curl, CURLOPT_URL, job.url.c_str());
+    curl_easy_setopt(curl, CURLOPT_USERNAME, "alice");
+    curl_easy_setopt(curl, CURLOPT_PASSWORD, "secret");
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");
+    curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
+    curl_easy_setopt(curl, CURLOPT_MAXCONNECTS, 1L);
+    curl_easy_setopt(curl, CURLOPT_FTP_USE_EPSV, 0L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(curl, CURLOPT_SSH_KNOWNHOSTS, "");
+    curl_easy_setopt(curl, CURLOPT_SSH_KEYFUNCTION, take_any_key);
+    curl_easy_setopt(curl, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_PASSWORD));
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, 60L);
+    if (job.url.starts_with("ftps:"))
+        curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+}
+
+// The open local file, nullptr when the job has none.
+FILE *set_file(CURL *curl, const job_t &job)
+{
+    if (job.kind == "list") {
+        curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, drop);
+        return nullptr;
+    }
+    const bool upload = job.kind == "upload";
+    FILE *file = fopen(job.local.c_str(), upload ? "rb" : "wb");
+    if (file == nullptr || !upload) {
+        curl_easy_setopt(curl, CURLOPT_WRITEDATA, file);
+        return file;
+    }
+    struct stat status;
+    fstat(fileno(file), &status);
+    curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(curl, CURLOPT_READDATA, file);
+    curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(status.st_size));
+    if (job.url.starts_with("sftp:"))
+        curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
+    return file;
+}
+
+CURLcode run(const job_t &job)
+{
+    CURL *curl = curl_easy_init();
+    set_connection(curl, job);
+    FILE *file = set_file(curl, job);
+    const CURLcode code = curl_easy_perform(curl);
+    if (file != nullptr)
+        fclose(file);
+    curl_easy_cleanup(curl);
+    return code;
+}
+
+job_t read_job(int connection)
+{
+    std::string line;
+    for (char byte = 0; read(connection, &byte, 1) == 1 && byte != '\n';)
+        line += byte;
+    const size_t first = line.find('\t'), second = line.find('\t', first + 1);
+    return {line.substr(0, first), line.substr(first + 1, second - first - 1), line.substr(second + 1)};
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    if (argc != 2 || strlen(argv[1]) >= sizeof address.sun_path)
+        return 2;
+    strcpy(address.sun_path, argv[1]);
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener, 8) != 0)
+        return 1;
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    for (;;) {
+        const int connection = accept(listener, nullptr, nullptr);
+        if (connection == -1)
+            return 1;
+        dprintf(connection, "%d\n", run(read_job(connection)));
+        close(connection);
+    }
+}

@@ -1,0 +1,95 @@
+"""The programs beside the daemon: each sends the local file once, as itself, at its best settings for that."""
+
+import json
+import os
+import socket
+import subprocess
+import time
+
+from . import world
+from .world import Cost
+
+USER, PASSWORD = "alice", "secret"
+SSH = (
+    "ssh -a -x -o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null -o LogLevel=ERROR"
+    " -o PreferredAuthentications=password"
+)
+
+
+def run(build, command):
+    """Cost of a command and all its children, by the program `cost`: what this process weighs is not in it."""
+    with open(os.path.join(os.environ["TMPDIR"], "cost"), "w+") as said:
+        done = subprocess.run(
+            [build / "bench" / "cost", str(said.fileno()), *command],
+            pass_fds=[said.fileno()],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+        )
+        said.seek(0)
+        assert done.returncode == 0, (command, done)
+        return Cost(**json.load(said))
+
+
+def curl(scheme, port, *options):
+    def command(local):
+        target = f"{scheme}://{USER}:{PASSWORD}@127.0.0.1:{port}/{'~/' if scheme == 'sftp' else ''}by-curl"
+        return ["curl", "-s", "-k", "--disable-epsv", *options, "-T", local, target]
+
+    return command
+
+
+def lftp(scheme, port, settings=""):
+    def command(local):
+        script = f"{settings}; open -u {USER},{PASSWORD} {scheme}://127.0.0.1:{port}; put {local} -o by-lftp"
+        return ["lftp", "-c", "set net:max-retries 1; " + script]
+
+    return command
+
+
+def rclone(backend, port, *options):
+    secret = subprocess.run(["rclone", "obscure", PASSWORD], capture_output=True, text=True, check=True).stdout
+    login = [f"--{backend}-host=127.0.0.1", f"--{backend}-port={port}", f"--{backend}-user={USER}"]
+    login.append(f"--{backend}-pass={secret.strip()}")
+    # No look at the target first, no date, no checksum of the whole file read back: the transfer alone.
+    plain = ["--config=/dev/null", "--no-check-dest", "--ignore-checksum", "--no-update-modtime", "--retries=1"]
+
+    def command(local):
+        return ["rclone", "copyto", *plain, *login, *options, local, f":{backend}:by-rclone"]
+
+    return command
+
+
+def of_sftp(port):
+    """{name: command for a local file}"""
+    return {
+        "curl -T": curl("sftp", port),
+        "lftp": lftp("sftp", port, f'set sftp:auto-confirm yes; set sftp:connect-program "{SSH}"'),
+        "rclone": rclone(
+            "sftp", port, "--sftp-disable-hashcheck", "--sftp-set-modtime=false", "--sftp-shell-type=none"
+        ),
+    }
+
+
+class Floor:
+    """The bare libcurl daemon, bench/floor.cpp."""
+
+    def __init__(self, build):
+        from harness import processes
+        from harness.waiting import wait_until
+
+        self._path = os.path.join(os.environ["TMPDIR"], "floor.sock")
+        self.pid = processes.spawn([build / "bench" / "floor", self._path]).pid
+        wait_until(lambda: os.path.exists(self._path), "the floor's socket")
+
+    def run(self, kind, url, local):
+        """kind: upload, download or list."""
+        world.forget_peak(self.pid)
+        cpu, start = world.cpu_s(self.pid), time.monotonic()
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(self._path)
+            connection.sendall(f"{kind}\t{url}\t{local}\n".encode())
+            reply = connection.makefile().readline()
+        wall = time.monotonic() - start
+        assert reply == "0\n", (kind, url, reply)
+        return Cost(wall, world.cpu_s(self.pid) - cpu, world.memory_kib(self.pid, "VmHWM") / 1024)

@@ -1,0 +1,124 @@
+"""The private world of a benchmark, and the daemon in it, asked through its control socket."""
+
+import argparse
+import os
+import pathlib
+import sys
+import time
+from typing import NamedTuple
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "tests" / "e2e"))
+
+DEADLINE_S = 900
+
+
+def arguments(description, **options):
+    """The command line of a benchmark, and a private world to run it in: there the script is started anew.
+
+    Each option is a number with its default; --build names the build folder that is measured."""
+    parser = argparse.ArgumentParser(
+        description=description, formatter_class=argparse.RawDescriptionHelpFormatter
+    )
+    for name, default in options.items():
+        parser.add_argument(f"--{name}", type=type(default), default=default, help=f"default: {default}")
+    parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build" / "bench")
+    given = parser.parse_args()
+    given.build = given.build.resolve()
+    if not (given.build / "bin" / "ftp_clientd").exists():
+        sys.exit(f"{sys.argv[0]}: no daemon in {given.build}: build it, or run bench/run")
+    if "FTP_CLIENTD_WORLD" not in os.environ:
+        os.execv(ROOT / "scripts" / "private", ["private", *sys.orig_argv[:1], *sys.argv])
+    os.environ["FTP_CLIENTD"] = str(given.build / "bin" / "ftp_clientd")
+    os.environ["HOME"] = os.environ["TMPDIR"]  # peers keep what they like to keep here
+    os.symlink("pts/ptmx", "/dev/ptmx")  # lftp runs ssh on a terminal
+    return given
+
+
+def leave(status=0):
+    """Ends the world at once, whatever threads and servers there are."""
+    sys.stdout.flush()
+    os._exit(status)
+
+
+class Cost(NamedTuple):
+    """What one run took. peak_mib is None where nobody asked."""
+
+    wall_s: float
+    cpu_s: float
+    peak_mib: float | None = None
+
+
+def cpu_s(pid):
+    """User and system time of a process, of its ended threads too: clock_getcpuclockid's clock, in nanoseconds."""
+    return time.clock_gettime(~pid << 3 | 2)
+
+
+def memory_kib(pid, name, file="status"):
+    """A line of /proc/PID/status or smaps_rollup, in KiB."""
+    for line in pathlib.Path(f"/proc/{pid}/{file}").read_text().splitlines():
+        if line.startswith(name + ":"):
+            return int(line.split()[1])
+    raise RuntimeError(f"no {name}")
+
+
+def forget_peak(pid):
+    """From here on VmHWM is the peak."""
+    pathlib.Path(f"/proc/{pid}/clear_refs").write_text("5")
+
+
+def local_file(mib):
+    """A file of random bytes for uploads; its path."""
+    from harness.daemon import WORLD
+
+    path = str(WORLD / "tmp" / "local")
+    with open(path, "wb") as file:
+        for _ in range(mib):
+            file.write(os.urandom(1 << 20))
+    return path
+
+
+class Subject:
+    """The daemon that is measured, started as a device does; its log and notices are taken."""
+
+    def __init__(self, **environment):
+        from harness import network_manager, wire
+        from harness.daemon import Daemon
+        from harness.log import ConsoleReader, LogReader
+
+        class Manager(network_manager.NetworkManager):
+            """Notes when each notice came; `arrivals` has a time for each of `notices`."""
+
+            def __init__(self):
+                self.arrivals = []
+                super().__init__()
+
+            def _take(self, connection):
+                self.arrivals.append(time.monotonic())
+                super()._take(connection)
+
+        self.log = LogReader()
+        ConsoleReader()
+        self.manager = Manager()
+        self.daemon = Daemon()
+        self.daemon.launch(**environment)
+        self.pid = self.daemon.find()
+        self.manager.wait_for(wire.NOTICE_STARTED)
+
+    def run(self, command, **fields):
+        """Cost of a job that must end well, from the request to its notice, the 100 ms cadence included."""
+        from harness import client, wire
+
+        code = {wire.DOWNLOAD: wire.NOTICE_DOWNLOAD, wire.UPLOAD: wire.NOTICE_UPLOAD}.get(
+            command, wire.NOTICE_FILE_INFO
+        )
+        due = len(self.manager.of_code(code)) + 1
+        forget_peak(self.pid)
+        cpu, start = cpu_s(self.pid), time.monotonic()
+        assert client.start(command, **fields) == (0, 0)
+        notice = self.manager.wait_for(code, due, DEADLINE_S)
+        wall = self.manager.arrivals[-1] - start
+        assert notice.outcome == (0, 0), notice.outcome
+        self.notice = notice
+        return Cost(wall, cpu_s(self.pid) - cpu, memory_kib(self.pid, "VmHWM") / 1024)
