@@ -43,7 +43,7 @@ class Daemon:
     def __init__(self):
         self.pid = None
         self._front = None
-        self._name = os.path.basename(program()[0])
+        self.name = os.path.basename(program()[0])
 
     def launch(self, speed=1, wrapper=(), sibling=None, **extra_environment):
         """Starts it, waits for nothing. speed: of its clock; wrapper: a command to run it under;
@@ -52,7 +52,7 @@ class Daemon:
         if sibling:
             command[-1] = str(pathlib.Path(command[-1]).with_name(sibling))
             assert os.path.exists(command[-1]), f"not built: {sibling}"
-        self._name = os.path.basename(command[0])
+        self.name = os.path.basename(command[0])
         self._front = processes.spawn(
             [*wrapper, *command], env=environment(speed, extra_environment), cwd=WORLD / "tmp"
         )
@@ -61,11 +61,15 @@ class Daemon:
         """Exit status of the process that was started; it ends when the daemon has left it."""
         return self._front.wait(DEADLINE_S)
 
+    def front_ended(self):
+        """True when the process that was started has ended."""
+        return self._front.poll() is not None
+
     def find(self):
         """Waits for the process that stays: an orphan that leads no session."""
 
         def stayed():
-            family = processes.adopted(self._name)
+            family = processes.adopted(self.name)
             for process in family:
                 if process.state == "Z":
                     processes.reap(process.pid)  # the middle one
@@ -81,10 +85,10 @@ class Daemon:
         """Waits until all its processes have ended; their exit statuses, eldest first."""
         statuses = [self.front_status()]
         wait_until(
-            lambda: all(process.state == "Z" for process in processes.adopted(self._name)),
+            lambda: all(process.state == "Z" for process in processes.adopted(self.name)),
             "the end of all processes of the daemon",
         )
-        return statuses + [processes.reap(process.pid) for process in processes.adopted(self._name)]
+        return statuses + [processes.reap(process.pid) for process in processes.adopted(self.name)]
 
     @property
     def running(self):

@@ -1,0 +1,124 @@
+"""A private world with a running daemon in it, for the long tests: what the end-to-end tests have as fixtures.
+
+A program that imports this runs under scripts/private; `enter` starts it again there by itself."""
+
+import os
+import pathlib
+import sys
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parent.parent
+sys.path.insert(0, str(HERE.parent / "e2e"))
+sys.dont_write_bytecode = True
+
+FASTER = 20  # how much faster the daemon's clock runs
+
+
+def enter(daemon):
+    """Goes on in a private world, as its process 1, with this daemon (a path)."""
+    if os.environ.get("FTP_CLIENTD_WORLD"):
+        return
+    daemon = pathlib.Path(daemon).resolve()
+    if not daemon.exists():
+        sys.exit(f"{sys.argv[0]}: {daemon} is not there: build it first")
+    os.environ["FTP_CLIENTD"] = str(daemon)
+    program = [str(ROOT / "scripts" / "private"), "/usr/bin/python3", "-u", *sys.argv]
+    os.execv(program[0], program)
+
+
+def default_daemon():
+    return str(ROOT / "build" / "release" / "bin" / "ftp_clientd")
+
+
+def preloads(daemon):
+    """{variable: value} that puts fail_nth under the daemon, with its clock faster."""
+    import glob
+
+    build = pathlib.Path(daemon).resolve().parent.parent
+    fail_nth = build / "tests" / "torture" / "fail_nth.so"
+    assert fail_nth.exists(), f"not built: {fail_nth}"
+    libraries = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
+    assert libraries, "faketime is not installed"
+    return {"LD_PRELOAD": f"{fail_nth}:{libraries[0]}", "FAKETIME": f"+0 x{FASTER}"}
+
+
+class Rig:
+    """The daemon and its peers. Restart it when a test has killed the daemon."""
+
+    def __init__(self, speed=1, **environment):
+        from harness.daemon import WORLD
+        from harness.log import ConsoleReader, LogReader
+        from harness.network_manager import NetworkManager
+
+        self.log = LogReader()
+        self.console = ConsoleReader()
+        self.manager = NetworkManager()
+        self.local = WORLD / "local"
+        self.local.mkdir()
+        self.daemon = None
+        self._speed = speed
+        self.environment = environment
+
+    def start(self):
+        from harness import wire
+        from harness.daemon import Daemon
+
+        self.forget()
+        self.daemon = Daemon()
+        self.daemon.launch(speed=self._speed, **self.environment)
+        self.daemon.find()
+        self.manager.wait_for(wire.NOTICE_STARTED)
+        self.forget()
+        return self.daemon
+
+    def forget(self):
+        """What was logged and announced until now; thousands of jobs would fill the memory."""
+        del self.log.lines[:]
+        del self.manager.notices[:]
+
+    @property
+    def alive(self):
+        try:
+            stat = pathlib.Path(f"/proc/{self.daemon.pid}/stat").read_text()
+        except OSError:
+            return False
+        return stat.rsplit(") ", 1)[1][0] != "Z"
+
+    def descriptors(self):
+        """Numbers and kinds; a socket that was opened anew has another number of its own."""
+        return {fd: kind.split(":")[0] for fd, kind in self.daemon.descriptors().items()}
+
+    def threads(self):
+        return len(os.listdir(f"/proc/{self.daemon.pid}/task"))
+
+    def is_sanitized(self):
+        maps = pathlib.Path(f"/proc/{self.daemon.pid}/maps").read_text()
+        return "libasan" in maps or "libtsan" in maps
+
+    def stop(self):
+        """What was wrong at the end, as a list of texts."""
+        from harness.daemon import sanitizer_reports
+
+        wrong = []
+        if not self.alive:
+            wrong.append(f"the daemon had ended: status {self.daemon.wait_end()}")
+        else:
+            status = self.daemon.stop()
+            if status != 0:
+                wrong.append(f"the daemon ended with status {status}")
+        if sanitizer_reports():
+            wrong.append(sanitizer_reports())
+        if "runtime error:" in self.console.text:
+            wrong.append(self.console.text)
+        return wrong
+
+
+def settled(condition, seconds=5.0):
+    """True as soon as condition() is; False when it does not become so in time."""
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            return False
+        time.sleep(0.002)
+    return True

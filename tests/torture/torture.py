@@ -1,0 +1,363 @@
+"""One scenario of the torture: see run. Prints a line of figures; what went wrong before it."""
+
+import argparse
+import os
+import pathlib
+import socket
+import struct
+import sys
+import time
+from typing import NamedTuple
+
+import rig as world
+from fault import ERRORS, ROLES, Page
+
+HANG_S = 60
+ASK_AFTER_S = 0.25  # a job that has met its fault and is not announced yet: has it ended?
+COUNTING_RUNS = 8  # how often libcurl polls varies: the fewest of these count
+FURTHER = 2  # the main thread's idle passes: how many calls beyond those counted
+# Notices that did not go out, or a worker that could not be joined: told by the log, and not sent again.
+NOT_ANNOUNCED = ("ftp_clientd_if(587)", "ftp_clientd_if(599)", "ftp_clientd_if(323)", "curl_func(2075)", "zixi_func(882)")
+NOT_STARTED = ("ftp_clientd(393)", "ftp_clientd(433)", "ftp_clientd(570)")
+
+
+class Point(NamedTuple):
+    name: str
+    role: int
+    nth: int
+    error: int
+    onward: bool = False
+
+    def __str__(self):
+        what = "from the" if self.onward else "the"
+        return f"{what} {self.nth}. {self.name} of the {ROLES[self.role]} thread, error {self.error}"
+
+
+def points_of(counts, every_error, share):
+    """All points, or `share` of them evenly spread."""
+    points = []
+    for (name, role), count in sorted(counts.items()):
+        errors = ERRORS[name] if every_error else ERRORS[name][:1]
+        beyond = FURTHER if role == 0 else 0
+        points += [Point(name, role, n + 1, e) for n in range(count + beyond) for e in errors]
+        if name == "malloc" and every_error:
+            points += [Point(name, role, n + 1, errors[0], True) for n in range(0, count, 5)]
+    if share and len(points) > share:
+        points = [points[i * len(points) // share] for i in range(share)]
+    return points
+
+
+def ask_anyhow(data):
+    """All that comes back; b"" also for a connection that breaks."""
+    from harness import client
+
+    try:
+        with client.connect() as connection:
+            connection.settimeout(HANG_S)
+            try:
+                connection.sendall(data)
+            except OSError:
+                pass  # what was said before it closed can still be read
+            return client.read_to_end(connection)
+    except socket.timeout:
+        return None
+
+
+def libcurls_own(wrong, lines):
+    """What libcurl 7.88.1 itself does wrong when memory fails under it: nobody above it can tell."""
+    if wrong.endswith("blocks of memory more than before"):
+        return "kept by libcurl"
+    # ftp_parse_url_path does not check its copy of the file's name; without one libcurl lists the directory.
+    if wrong.startswith("0, but the file is not there") and any("> LIST" in line for line in lines):
+        return "listed by libcurl"
+    return None
+
+
+class Torture:
+    def __init__(self, name, rig, page):
+        import scenarios
+
+        self.scenarios = scenarios
+        self.name, self.rig, self.page = name, rig, page
+        self.tally = Tally(name)
+        rig.start()
+        self.scenario = scenarios.make(name, rig)
+        self.counts = {}
+        for _ in range(COUNTING_RUNS):
+            self._must_work()
+        self.tally.outcomes.clear()
+        self._take_baseline()
+
+    def _take_baseline(self):
+        self.descriptors, self.threads = self.rig.descriptors(), self.rig.threads()
+        self.blocks = self.page.live_blocks
+
+    def _must_work(self):
+        """The scenario without a fault; counts its calls."""
+        self.rig.forget()
+        self.scenario.prepare()
+        self.page.arm()
+        wrong = self._play(None)
+        self.page.disarm()
+        assert not wrong, wrong
+        counts = self.page.counts
+        self.counts = {key: min(n, self.counts.get(key, n)) for key, n in counts.items()}
+
+    # --- One point
+
+    def try_point(self, point):
+        self.tally.tried += 1
+        self.rig.forget()
+        self.scenario.prepare()
+        self.page.arm(*point)
+        wrong = self._play(point)
+        self.page.disarm()
+        if self.page.hits == 0:
+            self.tally.not_reached += 1
+        hit_by = self.page.hit_by
+        lines = self.rig.log.texts if wrong else []
+        wrong = wrong or self._after()
+        if wrong and hit_by.startswith("libcurl") and point.name == "malloc":
+            whose = libcurls_own(wrong, self.rig.log.texts)
+            if whose:
+                self.tally.libcurls_own += 1
+                self.tally.count(whose)
+                self._begin_again()
+                return
+        if wrong:
+            self.tally.failed += 1
+            print(f"{self.name}: {point} (called by {hit_by}):\n  {wrong}", flush=True)
+            print("".join(f"    | {line.rstrip()}\n" for line in lines[-40:]), end="", flush=True)
+            self._begin_again()
+
+    def _begin_again(self):
+        """What one point spoils is not held against the next."""
+        if not self.rig.alive:
+            self.rig.daemon.wait_end()
+            self.rig.start()
+        assert world.settled(self._is_idle, HANG_S), "the daemon never becomes idle"
+        self._must_work()
+        self._take_baseline()
+
+    def _play(self, point):
+        reply = ask_anyhow(self.scenario.request())
+        if reply is None:
+            return "no answer"
+        if isinstance(self.scenario, self.scenarios.Job):
+            return self._judge_job(reply, point)
+        if isinstance(self.scenario, self.scenarios.CancelOfARunningJob):
+            return self._judge_cancel(reply)
+        return self.scenario.wrong_answer(reply)
+
+    # --- Jobs
+
+    def _judge_job(self, reply, point):
+        from harness import client
+
+        head = client.head(self.scenario.command, 8)
+        if reply == client.head(0, 8) + bytes(8) or (not reply and point is None):
+            return "the request was not heard" if point is None else self._no_notice("not heard")
+        if reply and (reply[:8] != head or len(reply) not in (8, 16)):
+            return f"answered {reply!r}"
+        reply = reply if len(reply) == 16 else b""
+        result, detail = struct.unpack("<2I", reply[8:]) if reply else (0, 0)
+        if result:
+            self._count(f"refused with {detail}")
+            allowed = detail == 5 and point and point.name == "pthread_create"
+            return self._no_notice("refused") if allowed else f"refused with {detail}"
+        return self._judge_notice(point)
+
+    def _judge_notice(self, point):
+        if not self._wait_for_end():
+            return "neither announced nor ended" if self.rig.alive else "the daemon has died"
+        notices = self._notices()
+        if len(notices) > 1 or len(self.rig.manager.notices) > len(notices) + self._looks() + 1:
+            return f"announced more than once: {self.rig.manager.notices}"
+        if not notices:
+            return self._why_unannounced()
+        result, detail = notices[0].outcome
+        self._count(detail)
+        if result != (1 if detail else 0):
+            return f"result {result} with detail {detail}"
+        if detail == 0:
+            self.page.disarm()
+            return self.scenario.wrong_effect()
+        allowed = self.scenarios.MAY_END_WITH[point.name] if point else set()
+        return None if detail in allowed else f"ended with {detail}"
+
+    def _looks(self):
+        """Notices of the look before a resume."""
+        return 1 if isinstance(self.scenario, self.scenarios.Resume) else 0
+
+    def _why_unannounced(self):
+        said = self.rig.log.texts
+        for marks, what in ((NOT_ANNOUNCED, "unannounced"), (NOT_STARTED, "not started")):
+            if any(mark in line for mark in marks for line in said):
+                self._count(what)
+                return None
+        if not any("ftp_clientd_if(6" in line or "ftp_clientd_if(7" in line for line in said):
+            return "ended, and not announced"
+        self._count("not heard")
+        return None
+
+    def _no_notice(self, why):
+        self._count(why)
+        time.sleep(0.05)
+        notices = self._notices()
+        return f"{why}, and announced: {notices}" if notices else None
+
+    def _count(self, outcome):
+        """Only of the jobs under a fault, not of those that must work."""
+        if self.page.hits:
+            self.tally.count(outcome)
+
+    def _notices(self):
+        """Those of this job: an empty one is a connection over which nothing could be sent."""
+        heard = [notice for notice in self.rig.manager.notices if notice.raw]
+        return [notice for notice in heard if notice.code == self.scenario.notice_code]
+
+    def _wait_for_end(self):
+        """True when the job is announced, or has ended without that."""
+        begin = time.monotonic()
+        idle = 0
+        while not self._notices():
+            if not self.rig.alive or time.monotonic() - begin > HANG_S:
+                return False
+            # Asking is a request of its own: only when nothing comes by itself.
+            if self.page.hits and time.monotonic() - begin > ASK_AFTER_S:
+                idle = idle + 1 if self._is_idle() else 0
+                if idle == 3:
+                    time.sleep(0.05)
+                    return True
+            time.sleep(0.002)
+        return True
+
+    def _is_idle(self):
+        from harness import client, wire
+
+        reply = ask_anyhow(client.head(wire.GET_STATE, 0))
+        time.sleep(0.03)
+        return bool(reply) and len(reply) == 80 and wire.State.of(reply[8:]).running == 0
+
+    # --- Cancel
+
+    def _judge_cancel(self, reply):
+        self.page.disarm()
+        if len(reply) != 20:
+            ask_anyhow(self.scenario.request())  # it may not have been heard
+        if not world.settled(self._is_idle, HANG_S):
+            return "never ends"
+        time.sleep(0.02)
+        notices = [notice for notice in self.rig.manager.notices if notice.raw]
+        wrong = self.scenario.wrong_outcome(reply, notices)
+        self._count("answered" if len(reply) == 20 else "lost")
+        return wrong
+
+    # --- Afterwards
+
+    def _after(self):
+        if not self.rig.alive:
+            return "the daemon has died"
+        try:
+            self._must_work()
+        except AssertionError as failed:
+            return f"afterwards: {failed}"
+        if not world.settled(lambda: self.rig.descriptors() == self.descriptors):
+            now, self.descriptors = self.rig.descriptors(), self.rig.descriptors()
+            return f"descriptors: {now}"
+        if not world.settled(lambda: self.rig.threads() == self.threads):
+            self.threads = self.rig.threads()
+            return f"{self.threads} threads"
+        if not world.settled(lambda: self.page.live_blocks <= self.blocks, 0.2):
+            more = self.page.live_blocks - self.blocks
+            self.blocks += more
+            return f"{more} blocks of memory more than before"
+        self.blocks = min(self.blocks, self.page.live_blocks)
+        return None
+
+
+class Tally:
+    """What a scenario has come to; the line that it ends with."""
+
+    def __init__(self, name):
+        self.name, self.begin = name, time.monotonic()
+        self.tried = self.failed = self.not_reached = self.libcurls_own = 0
+        self.outcomes = {}
+
+    def count(self, outcome):
+        self.outcomes[outcome] = self.outcomes.get(outcome, 0) + 1
+
+    def report(self):
+        passed = self.tried - self.failed - self.libcurls_own
+        outcomes = ", ".join(f"{n} x {what}" for what, n in sorted(self.outcomes.items(), key=str))
+        print(
+            f"{self.name}: {self.tried} points tried, {passed} passed, {self.failed} failed, "
+            f"{self.libcurls_own} libcurl's own; {self.not_reached} not reached; "
+            f"{time.monotonic() - self.begin:.0f} s; {outcomes}",
+            flush=True,
+        )
+
+
+def chosen(counts, arguments):
+    counts = {key: n for key, n in counts.items() if arguments.name in ("", key[0])}
+    points = points_of(counts, not arguments.share, arguments.share)
+    return [point for point in points if arguments.nth in (0, point.nth)]
+
+
+def try_scenario(arguments, rig, page):
+    """(what failed, points tried)"""
+    torture = Torture(arguments.scenario, rig, page)
+    points = chosen(torture.counts, arguments)
+    for point in points:
+        torture.try_point(point)
+    at_end = rig.stop()
+    for text in at_end:
+        print(f"{arguments.scenario}: at the end: {text}")
+    torture.tally.report()
+    return torture.tally.failed + len(at_end), points
+
+
+def try_start_up(arguments, rig, page):
+    from start_up import StartUp
+
+    start_up = StartUp(rig, page)
+    counts = start_up.count_calls()
+    start_up.endings.clear()
+    tally = Tally("start-up")
+    points = chosen(counts, arguments)
+    for point in points:
+        wrong = start_up.try_point(point)
+        tally.tried += 1
+        tally.not_reached += page.hits == 0
+        if wrong:
+            tally.failed += 1
+            print(f"start-up: {point} (called by {page.hit_by}):\n  {wrong}", flush=True)
+            print("".join(f"    | {line.rstrip()}\n" for line in rig.log.texts), end="")
+    tally.outcomes = start_up.endings
+    tally.report()
+    return tally.failed, points
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--daemon", default=world.default_daemon())
+    parser.add_argument("--share", type=int, default=0, help="points to try; 0 = all")
+    parser.add_argument("--name", default="", help="only calls of this name")
+    parser.add_argument("--nth", type=int, default=0, help="only this one of them")
+    parser.add_argument("scenario")
+    arguments = parser.parse_args()
+    world.enter(arguments.daemon)
+    page = Page(os.path.join(os.environ["FTP_CLIENTD_WORLD"], "page"))
+    environment = world.preloads(os.environ["FTP_CLIENTD"]) | {
+        "FAIL_NTH_PAGE": page.path,
+        "ZIXI_FEEDER_DIR": os.environ["FTP_CLIENTD_WORLD"] + "/zixi",
+    }
+    if arguments.scenario == "start-up":
+        failures, points = try_start_up(arguments, world.Rig(**environment), page)
+    else:
+        failures, points = try_scenario(arguments, world.Rig(**environment), page)
+    sys.exit(1 if failures or not points else 0)
+
+
+if __name__ == "__main__":
+    main()
