@@ -1,0 +1,87 @@
+"""log_calls.py sees a line however it is written, and says so when it cannot."""
+
+import pytest
+
+from log_calls import Line, Unreadable, lines_of_module, texts_without_id, tokens_of
+
+
+def lines_in(text, other=""):
+    return [line[:3] for line in lines_of_module({"a.cpp": text, "b.cpp": other})]
+
+
+def test_a_literal_id_is_seen():
+    assert lines_in('void f() { log_errno("m(1)"); }') == [("m(1)", "error", "errno(%d) %s")]
+    assert lines_in('void f() { log_info("m(2)", "%s is \\"%d\\"", s, n); }') == [("m(2)", "info", '%s is "%d"')]
+    assert lines_in('void f() { log_if_failed("m(3)", "pthread_x", rc); }') == [("m(3)", "error", "pthread_x(): %d")]
+
+
+def test_a_literal_in_two_parts_is_one_text():
+    assert lines_in('void f() { log_error("m(1)", "one "\n "two"); }') == [("m(1)", "error", "one two")]
+
+
+def test_an_id_that_a_function_hands_on_is_seen_at_each_call():
+    text = """
+        static void fail(record *rec, const char *id, const char *call) { if (rec) { log_error(id, "%s(): %d", call, 1); } }
+        void f() { fail(r, "m(1)", "malloc"); fail(r, "m(2)", name); }"""
+    assert lines_in(text) == [("m(1)", "error", "malloc(): %d"), ("m(2)", "error", "%s(): %d")]
+
+
+def test_the_call_may_stand_in_another_file():
+    logs = 'void url(const char *id, const char *title) { log_info(id, "%s: %s", title, url); }'
+    calls = 'void f() { url("m(1)", "Actual URL"); }'
+    assert lines_in(logs, calls) == [("m(1)", "info", "Actual URL: %s")]
+    assert lines_in(calls, logs) == [("m(1)", "info", "Actual URL: %s")]
+
+
+def test_but_not_in_one_that_has_a_function_of_that_name():
+    logs = 'static void fail(const char *id) { log_errno(id); }'
+    own = 'static void fail(const char *id) { log_error(id, "own"); }\nvoid f() { fail("m(1)"); }'
+    assert lines_in(logs, own) == [("m(1)", "error", "own")]
+
+
+def test_a_number_in_a_macro_becomes_an_id():
+    text = """
+#define SET(rec, num, option) set(rec, "m(" #num ")", #option)
+template <int option> static bool set(record *rec, const char *id, const char *name)
+{ log_error(id, "setopt(%s): Failed(%d)", name, rec->code); return false; }
+void f() { SET(&copy, 17, CURLOPT_URL) && SET(rec, 18, CURLOPT_PORT); }"""
+    assert lines_in(text) == [
+        ("m(17)", "error", "setopt(CURLOPT_URL): Failed(%d)"),
+        ("m(18)", "error", "setopt(CURLOPT_PORT): Failed(%d)"),
+    ]
+
+
+def test_a_member_of_a_row_is_an_id():
+    text = """
+        struct row_t { int number; void (*handle)(row_t *row); const char *id; const char *name = nullptr; };
+        constexpr row_t ROWS[] = {{1, f, "m(1)", "one"}, {2, &f::g, "m(2)"}};
+        void f(row_t *row) { log_error(row->id, "%s: %d", row->name, 1); }"""
+    assert lines_in(text) == [("m(1)", "error", "one: %d"), ("m(2)", "error", "%s: %d")]
+
+
+def test_comments_are_no_code():
+    assert lines_in('// log_errno("m(1)")\n/* log_errno("m(2)") */') == []
+
+
+@pytest.mark.parametrize(
+    "text",
+    [
+        'const char *id = "m(1)"; void f() { other(id); }',  # never logged
+        'void f() { const char *id = pick(); log_errno(id); }',  # whose id?
+        'void f() { log_error("m(1)", text); }',  # no literal
+        'void f() { log_errno(rows[1].id); }',  # of no record
+    ],
+)
+def test_what_cannot_be_read_is_an_error(text):
+    with pytest.raises(Unreadable):
+        lines_in(text)
+
+
+def test_a_line_knows_its_file():
+    assert lines_of_module({"a.cpp": 'void f() { log_errno("m(1)"); }'}) == [
+        Line("m(1)", "error", "errno(%d) %s", "a.cpp")
+    ]
+
+
+def test_texts_without_an_id_are_seen():
+    assert texts_without_id(tokens_of('void f() { log_text("%c %s", mark, text); }')) == ["%c %s"]

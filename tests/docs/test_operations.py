@@ -1,0 +1,81 @@
+"""docs/operations.md tells of every line that the daemon can log, and of every result code, as the source has them."""
+
+import re
+
+import pages
+from log_calls import ROOT, log_lines, log_texts
+
+PAGE = "docs/operations.md"
+MODULES = ["ftp_clientd", "ftp_clientd_if", "curl_func", "curl_wrapper", "zixi_func"]
+
+
+def told():
+    """{id: (level, text, meaning, remedy)}, and the ids in their order"""
+    rows = pages.rows(PAGE, re.compile(r"`([a-z_]+\(\d+\))`"), cells=5)
+    ids = [row[0].strip("`") for row in rows]
+    return {row[0].strip("`"): row[1:] for row in rows}, ids
+
+
+def codes_of_source():
+    """{number: name}"""
+    text = (ROOT / "wire/result_codes.h").read_text()
+    return {int(number): name for name, number in re.findall(r"(FTPCD_ERR_\w+) = (\d+),", text)}
+
+
+def test_every_line_of_the_source_is_told_and_no_other():
+    logged = {line.id: line for line in log_lines()}
+    lines, _ = told()
+    assert len(logged) > 200
+    assert sorted(logged.keys() - lines.keys()) == [], "the daemon logs these, the page lacks them"
+    assert sorted(lines.keys() - logged.keys()) == [], "the page has these, nothing logs them"
+
+
+def test_a_line_is_told_with_its_level_and_text():
+    lines, _ = told()
+    for line in log_lines():
+        level, text, _, _ = lines[line.id]
+        assert level == {"error": "E", "info": "i"}[line.level], line
+        assert text == f"`{line.text.strip()}`", line
+
+
+def test_an_id_belongs_to_one_line():
+    ids = [line.id for line in log_lines()]
+    assert sorted({id for id in ids if ids.count(id) > 1}) == []
+
+
+def test_every_line_has_a_meaning_and_a_remedy():
+    lines, _ = told()
+    for id, (_, _, meaning, remedy) in lines.items():
+        assert len(meaning) >= 6 and len(remedy) >= 5, id
+
+
+def test_the_lines_stand_by_module_then_number():
+    _, ids = told()
+    order = [(MODULES.index(id.split("(")[0]), int(re.search(r"\d+", id)[0])) for id in ids]
+    assert order == sorted(order)
+
+
+def test_ids_named_elsewhere_in_the_manual_exist():
+    logged = {line.id for line in log_lines()}
+    for page in pages.PAGES:
+        for id in re.findall(r"\b((?:ftp_clientd|ftp_clientd_if|curl_func|curl_wrapper|zixi_func)\(\d{2,}\))", pages.text(page)):
+            assert id in logged, f"{page}: nothing logs {id}"
+
+
+def test_lines_without_an_id_are_libcurls_or_a_dumps():
+    # A new one wants a place on the page, below "Lines without a module's name".
+    assert log_texts() == {"%c %s", "%c %.*s", "%s", "%08X %-23s  %-23s", "Dump: 0x%08X - 0x%08X (%u bytes)"}
+
+
+def test_the_result_codes_are_told_as_the_source_has_them():
+    codes = codes_of_source()
+    assert len(codes) > 20
+    for page, cells in ((PAGE, 4), ("docs/protocol.md", 3)):
+        rows = pages.rows(page, re.compile(r"\d+"), cells, second=re.compile(r"`FTPCD_ERR_\w+`"))
+        assert [(int(row[0]), row[1].strip("`")) for row in rows] == list(codes.items()), page
+        assert all(len(cell) >= 5 for row in rows for cell in row[2:]), page
+
+
+def test_the_client_knows_the_same_result_codes():
+    named = re.findall(r"FTPCD_ERR_\w+", (ROOT / "tools/result_names.cpp").read_text())
+    assert set(named) == set(codes_of_source().values())
