@@ -9,6 +9,7 @@ import pytest
 from harness import client, wire
 from harness.daemon import WORLD
 from harness.ftp_servers import one_user_only
+from harness.relay import Relay
 from harness.sftp import HostKey, Sshd
 from harness.vsftpd import HOME
 from test_downloads import NAMES
@@ -176,6 +177,35 @@ def test_names_are_the_same_on_the_server(daemon, sshd, network_manager, local):
         assert network_manager.wait_for(wire.NOTICE_FILE_INFO, number).outcome == (0, 0), name
         found = client.get_file_info()
         assert (found.exists, found.size) == (1, len(name.encode())), name
+
+
+def test_a_name_is_the_same_after_a_retry(fast_daemon, network_manager, log, local):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    sshd = Sshd(HostKey(), port=2022)
+    line = Relay(22, 2022, stops={2: MIB})  # the first one only asks for the login folder
+    name, content = "a b%20ü%", content_of(8 * MIB)
+    (local / "a").write_bytes(content)
+    assert client.upload(local / "a", name, **SFTP) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD, deadline_s=60)
+    line.stop()
+    assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 1)
+    assert sshd.read(name) == content
+    urls = [text for text in log.texts if " URL" in text]
+    assert len(urls) == 4 and urls[:2] == urls[2:]
+
+
+def test_the_elapsed_time_holds_the_connecting(daemon, network_manager, local):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    Sshd(HostKey(), port=2022).put("a", b"content")
+    line = Relay(22, 2022, hold_s=2)
+    assert client.download("a", local / "b", **SFTP) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    line.stop()
+    assert notice.outcome == (0, 0)
+    assert line.connections == 2  # the first one asks for the login folder
+    assert notice.exec_info.elapsed_time > 4
 
 
 FAILURES = {

@@ -10,11 +10,15 @@ PIECE = 16384
 class Relay:
     """Takes the first connection to the first port, and so on; all further ones to the last.
 
-    up_bytes_per_s: how fast the client's bytes go on; 0 = as they come."""
+    up_bytes_per_s: how fast the client's bytes go on; 0 = as they come.
+    hold_s: how long a connection waits for its target.
+    stops: how many of the client's bytes a connection, by its number from 1, takes before it goes dead."""
 
-    def __init__(self, port, *targets, up_bytes_per_s=0):
+    def __init__(self, port, *targets, up_bytes_per_s=0, hold_s=0, stops=None):
         self.connections = 0
         self._targets = targets
+        self._hold_s = hold_s
+        self._stops = stops or {}
         self._pause_s = PIECE / up_bytes_per_s if up_bytes_per_s else 0
         self._listener = socket.create_server(("127.0.0.1", port))
         threading.Thread(target=self._serve, daemon=True).start()
@@ -27,16 +31,22 @@ class Relay:
                 return
             target = self._targets[min(self.connections, len(self._targets) - 1)]
             self.connections += 1
+            most = self._stops.get(self.connections)
+            time.sleep(self._hold_s)
             inner = socket.create_connection(("127.0.0.1", target))
-            for ends in ((outer, inner, self._pause_s), (inner, outer, 0)):
+            for ends in ((outer, inner, self._pause_s, most), (inner, outer, 0, None)):
                 threading.Thread(target=self._pump, args=ends, daemon=True).start()
 
     @staticmethod
-    def _pump(source, target, pause_s):
+    def _pump(source, target, pause_s, most):
+        taken = 0
         try:
             while piece := source.recv(PIECE):
                 target.sendall(piece)
                 time.sleep(pause_s)
+                taken += len(piece)
+                if most is not None and taken >= most:
+                    return
         except OSError:
             pass
         try:
