@@ -18,7 +18,6 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 # A program finds libsecure.so and libzixiFeeder.so beside itself: RUNPATH gives way to LD_LIBRARY_PATH.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(CMAKE_INSTALL_RPATH "\$ORIGIN/../lib")
 
 add_library(build_flags INTERFACE)
 target_include_directories(build_flags INTERFACE ${PROJECT_SOURCE_DIR})

@@ -1,0 +1,54 @@
+# What `cmake --install` puts where, by component: daemon, tools; the library for client programs adds its own two. Every
+# folder is below the prefix, so that any prefix and DESTDIR work.
+
+# The daemon's private folder: no linker looks there, and what a device puts in the place of the two libraries is
+# found there, for RUNPATH starts at the daemon.
+set(private_dir lib/ftp_clientd)
+file(RELATIVE_PATH to_private /${CMAKE_INSTALL_SBINDIR} /${private_dir})
+set_target_properties(ftp_clientd PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_private}")
+
+install(TARGETS ftp_clientd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+install(TARGETS secure zixiFeeder LIBRARY DESTINATION ${private_dir} COMPONENT daemon)
+install(TARGETS ftp_clientd_start RUNTIME DESTINATION ${private_dir} COMPONENT daemon)
+if(TARGET ftpctl)
+  install(TARGETS ftpctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
+
+# The unit names paths, which are known when it is installed: --prefix may be given then.
+install(CODE "
+  set(PRIVATE_DIR \"\${CMAKE_INSTALL_PREFIX}/${private_dir}\")
+  set(DAEMON \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/ftp_clientd\")
+  set(unit \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/ftp_clientd.service\")
+  configure_file(\"${PROJECT_SOURCE_DIR}/packaging/ftp_clientd.service.in\" \"\$ENV{DESTDIR}\${unit}\" @ONLY)
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${unit}\")" COMPONENT daemon)
+install(FILES packaging/ftp_clientd.sysusers DESTINATION lib/sysusers.d RENAME ftp_clientd.conf COMPONENT daemon)
+
+# install_manual(<component> <page>...): the pages of docs/man that are there, compressed as systems keep them.
+function(install_manual component)
+  foreach(page ${ARGN})
+    cmake_path(GET page EXTENSION LAST_ONLY section)
+    string(SUBSTRING ${section} 1 -1 section)
+    set(source ${PROJECT_SOURCE_DIR}/docs/man/${page})
+    set(packed ${PROJECT_BINARY_DIR}/packaging/man/${page}.gz)
+    add_custom_command(OUTPUT ${packed} DEPENDS ${source}
+      COMMAND gzip -9nc ${source} > ${packed} COMMENT "Packing ${page}")
+    set_property(GLOBAL APPEND PROPERTY packed_manuals ${packed})
+    install(FILES ${packed} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+  endforeach()
+endfunction()
+
+function(pages_of result) # pages_of(<variable> <pattern>...)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/docs/man/)
+  file(GLOB found RELATIVE ${PROJECT_SOURCE_DIR}/docs/man CONFIGURE_DEPENDS ${ARGN})
+  set(${result} ${found} PARENT_SCOPE)
+endfunction()
+
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging/man)
+pages_of(pages *.8)
+install_manual(daemon ${pages})
+if(TARGET ftpctl)
+  pages_of(pages *.1)
+  install_manual(tools ${pages})
+endif()
+get_property(packed_manuals GLOBAL PROPERTY packed_manuals)
+add_custom_target(manuals ALL DEPENDS ${packed_manuals})

@@ -1,0 +1,215 @@
+// Starts the daemon for a service manager, and ends when the daemon answers:
+//   start GROUP PID_FILE DAEMON
+// The daemon leaves its control socket open to everybody. Here it is given to GROUP with mode 0660 the moment
+// it appears, and PID_FILE gets the number of the process that stays. Status 0 when the daemon answers; 1,
+// told on standard error, when it has ended or does not answer within 5 s; 2 when not called as above.
+
+#include "wire/control.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <grp.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/inotify.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int LIMIT_S = 5;
+constexpr int LOOK_MS = 10; // how often to see whether the daemon has ended
+constexpr mode_t SOCKET_MODE = 0660;
+constexpr mode_t PID_FILE_MODE = 0644;
+
+// Closes its descriptor at the end of its scope.
+struct descriptor {
+    int fd;
+    explicit descriptor(int opened) : fd(opened) {}
+    ~descriptor()
+    {
+        if (fd != -1)
+            close(fd);
+    }
+    descriptor(const descriptor &) = delete;
+    descriptor &operator=(const descriptor &) = delete;
+};
+
+bool fail(const char *what)
+{
+    fprintf(stderr, "start: %s: %s\n", what, strerror(errno));
+    return false;
+}
+
+bool fail_because(const char *why)
+{
+    fprintf(stderr, "start: %s\n", why);
+    return false;
+}
+
+time_t now_s()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
+bool find_group(const char *name, gid_t *id)
+{
+    errno = 0;
+    const group *found = getgrnam(name);
+    if (found == nullptr) {
+        fprintf(stderr, "start: no group %s%s%s\n", name, errno != 0 ? ": " : "",
+                errno != 0 ? strerror(errno) : "");
+        return false;
+    }
+    *id = found->gr_gid;
+    return true;
+}
+
+// A descriptor that becomes readable when something is made in the folder of the control socket.
+int watch_folder()
+{
+    char folder[] = CONTROL_SOCKET_PATH;
+    *strrchr(folder, '/') = '\0';
+    const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    if (watch == -1 || inotify_add_watch(watch, folder, IN_CREATE | IN_MOVED_TO) == -1)
+        fail(folder);
+    return watch;
+}
+
+bool launch(const char *program)
+{
+    char *const arguments[] = {const_cast<char *>(program), nullptr};
+    pid_t front;
+    errno = posix_spawn(&front, program, nullptr, nullptr, arguments, environ);
+    return errno == 0 || fail(program);
+}
+
+// The daemon leaves its starter by two forks; its orphans come to this process.
+bool daemon_has_ended()
+{
+    pid_t ended;
+    do
+        ended = waitpid(-1, nullptr, WNOHANG);
+    while (ended > 0);
+    return ended == -1 && errno == ECHILD;
+}
+
+bool socket_stands()
+{
+    struct stat seen;
+    return lstat(CONTROL_SOCKET_PATH, &seen) == 0 && S_ISSOCK(seen.st_mode);
+}
+
+// False, and told, when the daemon has ended or the time is over.
+bool may_wait(time_t end_s)
+{
+    if (daemon_has_ended())
+        return fail_because("the daemon has ended; its log says why");
+    if (now_s() >= end_s)
+        return fail_because("the daemon does not answer");
+    return true;
+}
+
+bool await_socket(int watch, time_t end_s)
+{
+    while (!socket_stands()) {
+        if (!may_wait(end_s))
+            return false;
+        pollfd made = {watch, POLLIN, 0};
+        poll(&made, 1, LOOK_MS);
+        alignas(inotify_event) char events[4096];
+        (void)!read(watch, events, sizeof events); // that there was one is all
+    }
+    return true;
+}
+
+// The mode first: from then on nobody but root gets in, and then the group.
+bool restrict_socket(gid_t group)
+{
+    return (chmod(CONTROL_SOCKET_PATH, SOCKET_MODE) == 0 &&
+            chown(CONTROL_SOCKET_PATH, static_cast<uid_t>(-1), group) == 0) ||
+           fail(CONTROL_SOCKET_PATH);
+}
+
+// Asks for nothing and waits for the reply. The process that answers, 0 when none did.
+pid_t ask()
+{
+    const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const timeval limit = {LIMIT_S, 0};
+    setsockopt(connection.fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    sockaddr_un address = {AF_UNIX, CONTROL_SOCKET_PATH};
+    if (connect(connection.fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
+        return 0;
+    ucred daemon;
+    socklen_t size = sizeof daemon;
+    const message_header_t nothing = {COMMAND_NONE, 0};
+    message_header_t head;
+    reply_t body;
+    if (getsockopt(connection.fd, SOL_SOCKET, SO_PEERCRED, &daemon, &size) == -1 ||
+        send(connection.fd, &nothing, sizeof nothing, MSG_NOSIGNAL) != sizeof nothing ||
+        recv(connection.fd, &head, sizeof head, MSG_WAITALL) != sizeof head ||
+        recv(connection.fd, &body, sizeof body, MSG_WAITALL) != sizeof body)
+        return 0;
+    return daemon.pid;
+}
+
+pid_t await_answer(time_t end_s)
+{
+    for (;;) {
+        const pid_t daemon = ask();
+        if (daemon != 0)
+            return daemon;
+        if (!may_wait(end_s))
+            return 0;
+        poll(nullptr, 0, LOOK_MS);
+    }
+}
+
+bool write_pid(const char *path, pid_t pid)
+{
+    const descriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, PID_FILE_MODE));
+    return (file.fd != -1 && dprintf(file.fd, "%ld\n", static_cast<long>(pid)) > 0) || fail(path);
+}
+
+bool start(const char *group_name, const char *pid_file, const char *program)
+{
+    gid_t group;
+    if (!find_group(group_name, &group))
+        return false;
+    // One that an earlier run left would pass for the new one.
+    if (unlink(CONTROL_SOCKET_PATH) == -1 && errno != ENOENT)
+        return fail(CONTROL_SOCKET_PATH);
+    const descriptor watch(watch_folder());
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const time_t end_s = now_s() + LIMIT_S;
+    if (!launch(program) || !await_socket(watch.fd, end_s))
+        return false;
+    if (!restrict_socket(group)) {
+        unlink(CONTROL_SOCKET_PATH); // rather none than one for everybody
+        return false;
+    }
+    const pid_t daemon = await_answer(end_s);
+    return daemon != 0 && write_pid(pid_file, daemon);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 4) {
+        fprintf(stderr, "usage: start GROUP PID_FILE DAEMON\n");
+        return 2;
+    }
+    return start(argv[1], argv[2], argv[3]) ? 0 : 1;
+}

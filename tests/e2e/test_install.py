@@ -1,0 +1,193 @@
+"""What `cmake --install` puts into a folder, the daemon running from there, and the program that starts it for others."""
+
+import grp
+import os
+import pathlib
+import re
+import socket
+import stat
+import subprocess
+import time
+
+import pytest
+
+from harness import client, processes, wire
+from harness.client import CONTROL_SOCKET
+from harness.daemon import WORLD, program
+
+ROOT = WORLD / "root"
+PRIVATE = "lib/ftp_clientd"
+LIBRARIES = ("libsecure.so", "libzixiFeeder.so")
+PID_FILE = WORLD / "daemon.pid"
+NOBODY = 65534
+
+
+def install(*options):
+    """From the build that the daemon under test belongs to."""
+    build = pathlib.Path(program()[-1]).resolve().parent.parent
+    subprocess.run(
+        ["cmake", "--install", build, *options],
+        check=True,
+        env=os.environ | {"DESTDIR": str(ROOT)},
+        stdout=subprocess.DEVNULL,
+    )
+
+
+def files_below(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
+
+
+@pytest.fixture
+def installed(monkeypatch):
+    """/opt/device below a folder; the daemon under test is the one there."""
+    install("--prefix", "/opt/device", "--component", "daemon")
+    place = ROOT / "opt/device"
+    monkeypatch.setenv(
+        "FTP_CLIENTD", " ".join([*program()[:-1], str(place / "sbin/ftp_clientd")])
+    )
+    return place
+
+
+@pytest.fixture
+def start(installed):
+    """The command before the daemon's."""
+    if len(program()) > 1:
+        pytest.skip("it starts a program of this machine only")
+    # A world made without root has one group id.
+    if int(open("/proc/self/gid_map").read().split()[2]) == 1:
+        pytest.skip("it gives a file to another group: needs root")
+    return [str(installed / PRIVATE / "start"), "alice", str(PID_FILE)]
+
+
+def loaded(daemon):
+    """{name: file} of the two libraries that a device replaces."""
+    maps = pathlib.Path(f"/proc/{daemon.pid}/maps").read_text()
+    found = {pathlib.Path(path) for path in re.findall(r"(/\S+\.so)$", maps, re.MULTILINE)}
+    return {path.name: path for path in found if path.name in LIBRARIES}
+
+
+def test_the_daemon_comes_with_its_libraries_unit_and_manual(installed):
+    assert files_below(installed) == {
+        "sbin/ftp_clientd",
+        f"{PRIVATE}/libsecure.so",
+        f"{PRIVATE}/libzixiFeeder.so",
+        f"{PRIVATE}/start",
+        "lib/systemd/system/ftp_clientd.service",
+        "lib/sysusers.d/ftp_clientd.conf",
+        "share/man/man8/ftp_clientd.8.gz",
+    }
+
+
+def test_the_tools_come_without_the_daemon():
+    install("--prefix", "/usr", "--component", "tools")
+    tools = files_below(ROOT / "usr")
+    assert "bin/ftpctl" in tools
+    assert not any("ftp_clientd" in name or name.endswith(".so") for name in tools)
+
+
+def test_the_unit_names_the_place_that_it_was_installed_for(installed):
+    unit = (installed / "lib/systemd/system/ftp_clientd.service").read_text()
+    assert re.findall("^ExecStart=(.*)$", unit, re.MULTILINE) == [
+        "/opt/device/lib/ftp_clientd/start ftpclient /run/ftp_clientd.pid /opt/device/sbin/ftp_clientd"
+    ]
+    assert "@" not in re.sub("@[a-z-]+", "", unit)  # sets of system calls are written so
+
+
+def test_an_installed_daemon_finds_its_libraries_and_does_a_job(
+    installed, unstarted, network_manager, scripted, local
+):
+    scripted(files={"a.txt": b"installed"})
+    unstarted.launch()
+    unstarted.find()
+    assert loaded(unstarted) == {name: installed / PRIVATE / name for name in LIBRARIES}
+    assert client.download("a.txt", local / "a") == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert (local / "a").read_bytes() == b"installed"
+
+
+def test_the_library_path_of_the_environment_comes_first(installed, unstarted, network_manager):
+    closed = WORLD / "closed"
+    closed.mkdir()
+    for name in LIBRARIES:
+        (installed / PRIVATE / name).rename(closed / name)
+    unstarted.launch(LD_LIBRARY_PATH=str(closed))
+    unstarted.find()
+    network_manager.wait_for(wire.NOTICE_STARTED)
+    assert loaded(unstarted) == {name: closed / name for name in LIBRARIES}
+
+
+def connect_as(groups):
+    """What a process of nobody, in these groups, meets at the control socket."""
+    code = f"import socket; socket.socket(socket.AF_UNIX).connect({CONTROL_SOCKET!r})"
+    return subprocess.run(
+        ["/usr/bin/python3", "-c", code],
+        user=NOBODY,
+        group=NOBODY,
+        extra_groups=groups,
+        capture_output=True,
+        text=True,
+    )
+
+
+def test_a_started_daemon_answers_its_group_and_nobody_else(start, unstarted, network_manager):
+    unstarted.launch(wrapper=start)
+    assert unstarted.front_status() == 0
+    # Everything is as it shall be by now.
+    status = os.stat(CONTROL_SOCKET)
+    group = grp.getgrnam("alice").gr_gid
+    assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (0o660, 0, group)
+    assert int(PID_FILE.read_text()) == unstarted.find()
+    assert client.nothing() == (0, 0)
+    assert connect_as([group]).returncode == 0
+    assert "PermissionError" in connect_as([]).stderr
+
+
+def test_a_start_replaces_the_socket_that_an_earlier_run_left(start, unstarted):
+    with socket.socket(socket.AF_UNIX) as stale:
+        stale.bind(CONTROL_SOCKET)
+        inode = os.stat(CONTROL_SOCKET).st_ino
+        unstarted.launch(wrapper=start)
+        assert unstarted.front_status() == 0
+        unstarted.find()
+        assert os.stat(CONTROL_SOCKET).st_ino != inode
+    assert client.nothing() == (0, 0)
+
+
+def started_with(command):
+    """(exit status, what it said, seconds)"""
+    began = time.monotonic()
+    said = WORLD / "said"  # no pipe: what was started may hold it open
+    with said.open("w") as stderr:
+        status = subprocess.run(command, stderr=stderr).returncode
+    return status, said.read_text(), time.monotonic() - began
+
+
+def test_a_daemon_that_ends_is_told_at_once(start, log):
+    os.unlink("/dev/console")
+    os.mkdir("/dev/console")
+    status, said, seconds = started_with([*start, program()[-1]])
+    log.wait_for(r"^error: ftp_clientd\(967\)")
+    assert (status, said) == (1, "start: the daemon has ended; its log says why\n")
+    assert seconds < 4  # it would wait 5 for one that lives
+    assert not PID_FILE.exists()
+
+
+def test_a_daemon_that_does_not_answer_is_waited_for_five_seconds(start):
+    silent = WORLD / "silent"
+    silent.write_text("#!/bin/sh\nexec sleep 1000\n")
+    silent.chmod(0o755)
+    status, said, seconds = started_with([*start, str(silent)])
+    assert (status, said) == (1, "start: the daemon does not answer\n")
+    assert seconds > 3.9  # whole seconds are counted
+    assert not PID_FILE.exists()
+
+
+def test_nothing_is_started_for_a_group_that_does_not_exist(start):
+    missing = [start[0], "nosuchgroup", str(PID_FILE), program()[-1]]
+    assert started_with(missing)[:2] == (1, "start: no group nosuchgroup\n")
+    assert not processes.adopted("ftp_clientd")
+    assert not os.path.exists(CONTROL_SOCKET)
+
+
+def test_a_call_with_other_words_is_refused(start):
+    assert started_with(start)[:2] == (2, "usage: start GROUP PID_FILE DAEMON\n")
