@@ -28,6 +28,7 @@ def includes():
 
 def test_the_pictures_are_as_they_are_drawn(tmp_path):
     draw = drawing()
+    draw.overview(tmp_path)
     draw.house(tmp_path)
     draw.life(tmp_path)
     drawn = sorted(path.name for path in tmp_path.iterdir())
