@@ -10,6 +10,7 @@ from . import world
 from .world import Cost
 
 USER, PASSWORD = "alice", "secret"
+NAME = "uploaded"  # in alice's home
 SSH = (
     "ssh -a -x -o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null -o LogLevel=ERROR"
     " -o PreferredAuthentications=password"
@@ -27,13 +28,13 @@ def run(build, command):
             text=True,
         )
         said.seek(0)
-        assert done.returncode == 0, (command, done)
+        assert done.returncode == 0, f"{command}: {done.stdout}{done.stderr}"
         return Cost(**json.load(said))
 
 
 def curl(scheme, port, *options):
     def command(local):
-        target = f"{scheme}://{USER}:{PASSWORD}@127.0.0.1:{port}/{'~/' if scheme == 'sftp' else ''}by-curl"
+        target = f"{scheme}://{USER}:{PASSWORD}@127.0.0.1:{port}/{'~/' if scheme == 'sftp' else ''}{NAME}"
         return ["curl", "-s", "-k", "--disable-epsv", *options, "-T", local, target]
 
     return command
@@ -41,7 +42,7 @@ def curl(scheme, port, *options):
 
 def lftp(scheme, port, settings=""):
     def command(local):
-        script = f"{settings}; open -u {USER},{PASSWORD} {scheme}://127.0.0.1:{port}; put {local} -o by-lftp"
+        script = f"{settings}; open -u {USER},{PASSWORD} {scheme}://127.0.0.1:{port}; put {local} -o {NAME}"
         return ["lftp", "-c", "set net:max-retries 1; " + script]
 
     return command
@@ -55,19 +56,44 @@ def rclone(backend, port, *options):
     plain = ["--config=/dev/null", "--no-check-dest", "--ignore-checksum", "--no-update-modtime", "--retries=1"]
 
     def command(local):
-        return ["rclone", "copyto", *plain, *login, *options, local, f":{backend}:by-rclone"]
+        return ["rclone", "copyto", *plain, *login, *options, local, f":{backend}:{NAME}"]
 
     return command
 
 
+def ncftpput(port):
+    def command(local):
+        return ["ncftpput", "-u", USER, "-p", PASSWORD, "-P", str(port), "-V", "-t", "60", "-C", "127.0.0.1", local, NAME]
+
+    return command
+
+
+def of_ftp(port):
+    """{name: command for a local file}; each leaves it as NAME in alice's home."""
+    return {
+        "curl -T": curl("ftp", port),
+        "lftp": lftp("ftp", port),
+        "ncftpput": ncftpput(port),
+        "rclone": rclone("ftp", port),
+    }
+
+
+def of_ftps(port):
+    """Implicit TLS. ncftpput has none. With TLS 1.3 rclone resets its data connection before all has arrived."""
+    insecure = ["--ftp-tls", "--ftp-no-check-certificate", "--ftp-tls-cache-size=0", "--ftp-disable-tls13"]
+    return {
+        "curl -T": curl("ftps", port),
+        "lftp": lftp("ftps", port, "set ssl:verify-certificate no; set ftp:ssl-protect-data yes"),
+        "rclone": rclone("ftp", port, *insecure),
+    }
+
+
 def of_sftp(port):
-    """{name: command for a local file}"""
+    no_more = ["--sftp-disable-hashcheck", "--sftp-set-modtime=false", "--sftp-shell-type=none"]
     return {
         "curl -T": curl("sftp", port),
         "lftp": lftp("sftp", port, f'set sftp:auto-confirm yes; set sftp:connect-program "{SSH}"'),
-        "rclone": rclone(
-            "sftp", port, "--sftp-disable-hashcheck", "--sftp-set-modtime=false", "--sftp-shell-type=none"
-        ),
+        "rclone": rclone("sftp", port, *no_more),
     }
 
 

@@ -119,6 +119,6 @@ class Subject:
         assert client.start(command, **fields) == (0, 0)
         notice = self.manager.wait_for(code, due, DEADLINE_S)
         wall = self.manager.arrivals[-1] - start
-        assert notice.outcome == (0, 0), notice.outcome
+        assert notice.outcome == (0, 0), "\n".join([str(notice.outcome), *self.log.texts[-40:]])
         self.notice = notice
         return Cost(wall, cpu_s(self.pid) - cpu, memory_kib(self.pid, "VmHWM") / 1024)
