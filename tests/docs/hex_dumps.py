@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Compares the hex dumps of docs/protocol.md with the messages that a program makes of the records of wire/.
+"""Compares the hex dumps of docs/protocol.md with the messages that a program makes of wire/.
 
     tests/docs/hex_dumps.py PROGRAM            says what differs, exits 1
     tests/docs/hex_dumps.py PROGRAM --write    puts the program's dumps into the page
 
-PROGRAM is build/<any>/tests/documented_messages. A dump's place in the page is a line <!-- dump: NAME --> before a
-fenced block.
+PROGRAM is build/<any>/tests/documented_messages. A dump's place in the page is a line
+<!-- dump: NAME --> before a fenced block.
 """
 
 import difflib
@@ -47,7 +47,12 @@ def main():
         PAGE.write_text(fresh)
     elif fresh != page:
         shown = difflib.unified_diff(
-            page.splitlines(), fresh.splitlines(), "docs/protocol.md", "the records", lineterm="", n=0
+            page.splitlines(),
+            fresh.splitlines(),
+            "docs/protocol.md",
+            "the records",
+            lineterm="",
+            n=0,
         )
         print("\n".join(shown))
         sys.exit(f"refresh with: tests/docs/hex_dumps.py {program} --write")

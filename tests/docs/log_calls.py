@@ -1,8 +1,8 @@
-"""Finds every log line in the source: where it is logged, under which id, and its text as a printf pattern.
+"""Finds every log line in the source: its id, its level, and its text as a printf pattern.
 
 A line's id is a literal such as "curl_func(615)", in one of four places:
 - an argument of a log call of strutil/log.h;
-- an argument of a function that hands it to a log call, with parts of the text, perhaps, as further arguments;
+- an argument of a function that hands it to a log call, perhaps with parts of the text;
 - an argument of a macro that makes it of a number;
 - a member of a row of a table.
 Whatever is written in another way is an error here: then this file, or the source, has to change.
@@ -103,7 +103,7 @@ def functions(tokens):
         yield name, names, after, closing(tokens, after)
 
 
-# --- Macros ----------------------------------------------------------------------------------------------
+# --- Macros ---------------------------------------------------------------------------------------
 
 
 def id_macros(text):
@@ -138,7 +138,7 @@ def expand(tokens, macros):
     return tokens
 
 
-# --- From a call to its text -----------------------------------------------------------------------------
+# --- From a call to its text ----------------------------------------------------------------------
 
 
 def pattern(name, arguments, known):
@@ -208,7 +208,7 @@ def members_of(tokens, name, place):
 
 
 def lines_of_table(tokens, name, arguments, place):
-    """A log call whose id is a member, such as row->failed_id: one line for each row that has it."""
+    """A log call whose id is a member, such as row->failed_id: one line for each such row."""
     member = arguments[0][-1]
     members = members_of(tokens, member, place)
     for row in rows_with(tokens, members, place):
@@ -224,8 +224,8 @@ def lines_of_table(tokens, name, arguments, place):
 
 
 def lines_of_callers(files, place, call):
-    """A log call whose id is a parameter of the function round it: one line for each call of that, in this file and in
-    those of the module that have no function of that name of their own."""
+    """A log call whose id is a parameter of the function round it: one line for each call of that, in
+    this file and in those of the module that have no function of that name of their own."""
     name, index, arguments = call
     parameter = arguments[0][0]
     round_it = [f for f in functions(files[place]) if f[2] < index < f[3] and parameter in f[1]]
@@ -253,8 +253,8 @@ def without_directives(text):
 
 
 def lines_of_module(sources, headers=""):
-    """All log lines of the source files of one module, {place: text}. headers: the text of headers whose macros and
-    templates they use."""
+    """All log lines of the source files of one module, {place: text}. headers: the text of headers
+    whose macros and templates they use."""
     files = {}
     for place, text in sources.items():
         macros = id_macros(headers + text)
@@ -266,7 +266,9 @@ def lines_of_module(sources, headers=""):
             if name not in LOG_CALLS or not arguments:
                 continue
             if ID.fullmatch("".join(arguments[0])):
-                lines.append(Line(arguments[0][0][1:-1], level(name), pattern(name, arguments, {}), place))
+                lines.append(
+                    Line(arguments[0][0][1:-1], level(name), pattern(name, arguments, {}), place)
+                )
             elif len(arguments[0]) == 1:
                 lines += lines_of_callers(files, place, call)
             else:

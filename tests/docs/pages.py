@@ -4,7 +4,11 @@ import re
 
 from log_calls import ROOT
 
-PAGES = ["README.md", "DEVELOPING.md", *sorted(f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md"))]
+PAGES = [
+    "README.md",
+    "DEVELOPING.md",
+    *sorted(f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md")),
+]
 
 
 def text(page):
@@ -18,7 +22,8 @@ def cells_of(line):
 
 
 def rows(page, first, cells, second=re.compile(".*")):
-    """The cells of each table row whose first two fit the patterns. Another number of cells is a fault of the page."""
+    """The cells of each table row whose first two fit the patterns. Another number of cells is a
+    fault of the page."""
     found = []
     for line in text(page).splitlines():
         row = cells_of(line) if line.startswith("|") else [""]

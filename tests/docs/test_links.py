@@ -11,7 +11,9 @@ LINK = re.compile(r"(?<!`)\[[^\]]*\]\(([^)\s]+)\)|<img [^>]*src=\"([^\"]+)\"|src
 
 
 def links(page):
-    return ["".join(found) for found in LINK.findall(re.sub(r"(?s)```.*?```", "", pages.text(page)))]
+    return [
+        "".join(found) for found in LINK.findall(re.sub(r"(?s)```.*?```", "", pages.text(page)))
+    ]
 
 
 @pytest.mark.parametrize("page", pages.PAGES)
@@ -23,7 +25,9 @@ def test_every_link_leads_to_a_file_and_a_heading(page):
         target = (ROOT / page).parent / path if path else ROOT / page
         assert target.exists(), f"{page}: {link}"
         if anchor:
-            assert anchor in pages.anchors(str(target.resolve().relative_to(ROOT))), f"{page}: {link}"
+            assert anchor in pages.anchors(
+                str(target.resolve().relative_to(ROOT))
+            ), f"{page}: {link}"
 
 
 def test_there_are_links():

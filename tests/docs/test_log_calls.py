@@ -11,17 +11,24 @@ def lines_in(text, other=""):
 
 def test_a_literal_id_is_seen():
     assert lines_in('void f() { log_errno("m(1)"); }') == [("m(1)", "error", "errno(%d) %s")]
-    assert lines_in('void f() { log_info("m(2)", "%s is \\"%d\\"", s, n); }') == [("m(2)", "info", '%s is "%d"')]
-    assert lines_in('void f() { log_if_failed("m(3)", "pthread_x", rc); }') == [("m(3)", "error", "pthread_x(): %d")]
+    assert lines_in('void f() { log_info("m(2)", "%s is \\"%d\\"", s, n); }') == [
+        ("m(2)", "info", '%s is "%d"')
+    ]
+    assert lines_in('void f() { log_if_failed("m(3)", "pthread_x", rc); }') == [
+        ("m(3)", "error", "pthread_x(): %d")
+    ]
 
 
 def test_a_literal_in_two_parts_is_one_text():
-    assert lines_in('void f() { log_error("m(1)", "one "\n "two"); }') == [("m(1)", "error", "one two")]
+    assert lines_in('void f() { log_error("m(1)", "one "\n "two"); }') == [
+        ("m(1)", "error", "one two")
+    ]
 
 
 def test_an_id_that_a_function_hands_on_is_seen_at_each_call():
     text = """
-        static void fail(record *rec, const char *id, const char *call) { if (rec) { log_error(id, "%s(): %d", call, 1); } }
+        static void fail(record *rec, const char *id, const char *call)
+        { if (rec) { log_error(id, "%s(): %d", call, 1); } }
         void f() { fail(r, "m(1)", "malloc"); fail(r, "m(2)", name); }"""
     assert lines_in(text) == [("m(1)", "error", "malloc(): %d"), ("m(2)", "error", "%s(): %d")]
 
@@ -34,7 +41,7 @@ def test_the_call_may_stand_in_another_file():
 
 
 def test_but_not_in_one_that_has_a_function_of_that_name():
-    logs = 'static void fail(const char *id) { log_errno(id); }'
+    logs = "static void fail(const char *id) { log_errno(id); }"
     own = 'static void fail(const char *id) { log_error(id, "own"); }\nvoid f() { fail("m(1)"); }'
     assert lines_in(logs, own) == [("m(1)", "error", "own")]
 
@@ -53,7 +60,8 @@ void f() { SET(&copy, 17, CURLOPT_URL) && SET(rec, 18, CURLOPT_PORT); }"""
 
 def test_a_member_of_a_row_is_an_id():
     text = """
-        struct row_t { int number; void (*handle)(row_t *row); const char *id; const char *name = nullptr; };
+        struct row_t { int number; void (*handle)(row_t *row);
+                       const char *id; const char *name = nullptr; };
         constexpr row_t ROWS[] = {{1, f, "m(1)", "one"}, {2, &f::g, "m(2)"}};
         void f(row_t *row) { log_error(row->id, "%s: %d", row->name, 1); }"""
     assert lines_in(text) == [("m(1)", "error", "one: %d"), ("m(2)", "error", "%s: %d")]
@@ -67,9 +75,9 @@ def test_comments_are_no_code():
     "text",
     [
         'const char *id = "m(1)"; void f() { other(id); }',  # never logged
-        'void f() { const char *id = pick(); log_errno(id); }',  # whose id?
+        "void f() { const char *id = pick(); log_errno(id); }",  # whose id?
         'void f() { log_error("m(1)", text); }',  # no literal
-        'void f() { log_errno(rows[1].id); }',  # of no record
+        "void f() { log_errno(rows[1].id); }",  # of no record
     ],
 )
 def test_what_cannot_be_read_is_an_error(text):

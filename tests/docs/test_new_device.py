@@ -1,4 +1,4 @@
-"""docs/new-device.md names what the two device libraries must export, and the paths that the daemon uses."""
+"""docs/new-device.md names what the device libraries must export, and the daemon's paths."""
 
 import re
 
@@ -25,7 +25,10 @@ def exported():
 def declared():
     """{function: parameters} of the headers"""
     text = "".join((ROOT / f"platform/{name}.h").read_text() for name in LIBRARIES.values())
-    return {name: plain(parameters) for name, parameters in re.findall(r"(?m)^int (\w+)\(([^;]*)\);", text)}
+    return {
+        name: plain(parameters)
+        for name, parameters in re.findall(r"(?m)^int (\w+)\(([^;]*)\);", text)
+    }
 
 
 def told():
@@ -43,7 +46,12 @@ def test_the_parameters_are_those_of_the_headers():
 
 
 def test_the_page_names_every_path_that_the_daemon_uses():
-    text = "".join(source for module in MODULES if module != "platform" for source in sources_of(module).values())
+    text = "".join(
+        source
+        for module in MODULES
+        if module != "platform"
+        for source in sources_of(module).values()
+    )
     text += "".join(path.read_text() for path in (ROOT / "wire").glob("*.h"))
     used = set(re.findall(r'"(/(?:dev|etc|proc|run|sys|tmp|usr|var)/[\w./]+)"', text))
     rows = pages.rows(PAGE, re.compile(r"`/.*`"), 3)

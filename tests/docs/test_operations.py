@@ -1,4 +1,4 @@
-"""docs/operations.md tells of every line that the daemon can log, and of every result code, as the source has them."""
+"""docs/operations.md tells of every log line and of every result code as the source has them."""
 
 import re
 
@@ -58,13 +58,22 @@ def test_the_lines_stand_by_module_then_number():
 def test_ids_named_elsewhere_in_the_manual_exist():
     logged = {line.id for line in log_lines()}
     for page in pages.PAGES:
-        for id in re.findall(r"\b((?:ftp_clientd|ftp_clientd_if|curl_func|curl_wrapper|zixi_func)\(\d{2,}\))", pages.text(page)):
+        for id in re.findall(
+            r"\b((?:ftp_clientd|ftp_clientd_if|curl_func|curl_wrapper|zixi_func)\(\d{2,}\))",
+            pages.text(page),
+        ):
             assert id in logged, f"{page}: nothing logs {id}"
 
 
 def test_lines_without_an_id_are_libcurls_or_a_dumps():
     # A new one wants a place on the page, below "Lines without a module's name".
-    assert log_texts() == {"%c %s", "%c %.*s", "%s", "%08X %-23s  %-23s", "Dump: 0x%08X - 0x%08X (%u bytes)"}
+    assert log_texts() == {
+        "%c %s",
+        "%c %.*s",
+        "%s",
+        "%08X %-23s  %-23s",
+        "Dump: 0x%08X - 0x%08X (%u bytes)",
+    }
 
 
 def test_the_result_codes_are_told_as_the_source_has_them():

@@ -22,7 +22,9 @@ def includes():
     for module in [*drawing().MODULES, "strutil", "wire"]:
         for path in (ROOT / module).iterdir():
             if path.suffix in (".h", ".c", ".cpp"):
-                found |= {(module, used) for used in re.findall(r'#include "(\w+)/', path.read_text())}
+                found |= {
+                    (module, used) for used in re.findall(r'#include "(\w+)/', path.read_text())
+                }
     return {(user, used) for user, used in found if user != used}
 
 
@@ -34,7 +36,9 @@ def test_the_pictures_are_as_they_are_drawn(tmp_path):
     drawn = sorted(path.name for path in tmp_path.iterdir())
     assert drawn == sorted(path.name for path in PICTURES.glob("*.svg"))
     for name in drawn:
-        assert (tmp_path / name).read_text() == (PICTURES / name).read_text(), "docs/pictures/draw draws it anew"
+        assert (tmp_path / name).read_text() == (
+            PICTURES / name
+        ).read_text(), "docs/pictures/draw draws it anew"
 
 
 def test_the_arrows_are_what_includes_what():
@@ -43,7 +47,9 @@ def test_the_arrows_are_what_includes_what():
 
 
 def test_strutil_and_wire_carry_what_is_written():
-    stand_on = {plate: {user for user, used in includes() if used == plate} for plate in ("strutil", "wire")}
+    stand_on = {
+        plate: {user for user, used in includes() if used == plate} for plate in ("strutil", "wire")
+    }
     upper = {name for name, (_, _, floor, _) in drawing().MODULES.items() if floor >= 2}
     assert stand_on["wire"] == upper
     assert stand_on["strutil"] == upper - {"tools"}
