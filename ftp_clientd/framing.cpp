@@ -4,6 +4,12 @@
 #include "ftp_clientd/whole.h"
 #include "strutil/strutil.h"
 
+#include <algorithm>
+
+// Of a longer body only so much is kept: no client may fill the device's memory.
+static constexpr size_t KEPT_BYTES = size_t{1} << 20;
+static constexpr size_t DROPPED_AT_ONCE_BYTES = 65536;
+
 // True when all `size` bytes went over; else that is logged under `id` as the loop named `loop` reports it.
 static bool is_whole(const moved_t &moved, size_t size, const char *id, const char *loop)
 {
@@ -18,6 +24,24 @@ static void *no_request(message_header_t *header)
 {
     *header = {};
     return nullptr;
+}
+
+// Receives `length` bytes. Those beyond what is kept go one over the other, so that their memory is never
+// touched.
+static moved_t receive_body(int connection, char *body, size_t length, int64_t deadline_ms)
+{
+    moved_t moved = whole_receive(connection, body, std::min(length, KEPT_BYTES), 0, deadline_ms);
+    if (moved.bytes < KEPT_BYTES)
+        return moved;
+    while (moved.bytes < length) {
+        const size_t size = std::min(length - moved.bytes, DROPPED_AT_ONCE_BYTES);
+        const moved_t dropped = whole_receive(connection, body + KEPT_BYTES, size, 0, deadline_ms);
+        moved.bytes += dropped.bytes;
+        moved.failed = dropped.failed;
+        if (dropped.bytes < size)
+            break;
+    }
+    return moved;
 }
 
 void *ftp_clientd_if_receive(int connection, message_header_t *header)
@@ -35,7 +59,7 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header)
         log_error("ftp_clientd_if(725)", "Failed: malloc()");
         return no_request(header);
     }
-    const moved_t rest = whole_receive(connection, body.get(), length, 0, deadline_ms);
+    const moved_t rest = receive_body(connection, static_cast<char *>(body.get()), length, deadline_ms);
     if (!is_whole(rest, length, "ftp_clientd_if(737)", "recvn"))
         return no_request(header);
     return body.release();

@@ -18,7 +18,8 @@ void ftp_clientd_if_close_received_channel(int connection);
 
 // Reads one request: 8 header bytes, then as many body bytes as the header announces.
 // Returns the body, malloc'ed and now the caller's; NULL when there is none or the read failed. A failure
-// leaves *header all zero. Blocks until 10 s after the connection was accepted at most.
+// leaves *header all zero. Of a body above 1 MiB the first MiB is kept; what follows is read and has no
+// defined content. Blocks until 10 s after the connection was accepted at most.
 void *ftp_clientd_if_receive(int connection, message_header_t *header);
 
 // Sends the header, then header->length bytes of body. Returns the body bytes sent (8 when length is 0) or

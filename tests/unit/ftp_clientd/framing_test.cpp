@@ -4,7 +4,9 @@
 #include "peer.h"
 #include "support/logged.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -203,6 +205,48 @@ TEST_F(Receive, CountsAboveTwoGibibytesAreLoggedAsInts)
         expect_no_request({RECV_RESET, std::string("error: ftp_clientd_if(737): recvn(): ") + c.failed_line});
         EXPECT_EQ(pair.daemon.hears(), bytes{1});
     }
+}
+
+TEST_F(Receive, WhatLiesBeyondAMebibyteIsReadAndNotKept)
+{
+    constexpr size_t MIB = size_t{1} << 20;
+    const bytes sent = pattern(3 * MIB + 5, 3);
+    size_t said = 0;
+    system.on_wait = [&] {
+        const size_t piece = std::min<size_t>(50000, sent.size() - said);
+        client.says(part(sent, said, piece));
+        said += piece;
+    };
+    client.says(words(1, static_cast<uint32_t>(sent.size())));
+    const intptr_t block = reinterpret_cast<intptr_t>(calloc(1, sent.size()));
+    system.gives("malloc", block);
+    receives();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(said, sent.size());
+    EXPECT_EQ(header.length, sent.size());
+    const bytes got = body_bytes();
+    EXPECT_TRUE(std::equal(sent.begin(), sent.begin() + MIB, got.begin()));
+    EXPECT_EQ(std::count(got.begin() + MIB + 65536, got.end(), 0), 2 * MIB + 5 - 65536);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Receive, ALongBodyThatEndsBeyondWhatIsKeptCountsAllThatCame)
+{
+    constexpr uint32_t MIB = 1 << 20;
+    const bytes sent = pattern(MIB + 70000, 3);
+    size_t said = 0;
+    system.on_wait = [&] {
+        const size_t piece = std::min<size_t>(50000, sent.size() - said);
+        if (piece == 0) {
+            client.stops_saying();
+            return;
+        }
+        client.says(part(sent, said, piece));
+        said += piece;
+    };
+    client.says(words(1, 2 * MIB));
+    receives();
+    expect_no_request({"error: ftp_clientd_if(737): recvn(): incomplete(1118576 of 2097152)\n"});
 }
 
 // Its time
