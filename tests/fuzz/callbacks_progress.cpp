@@ -1,0 +1,140 @@
+// The progress callbacks, against a second reading.
+#include "callbacks_bench.h"
+#include "curl_func/job.h"
+#include "require.h"
+#include "wire/result_codes.h"
+
+#include <climits>
+#include <cmath>
+
+told_time_t told_time_;
+
+static constexpr double LIMIT_BYTES = 4096;
+
+// Amounts near what the callback looks at.
+static double amount_from(bench_t *bench)
+{
+    switch (bench->dice.byte() % 9) {
+    case 0:
+        return 0;
+    case 1:
+        return LIMIT_BYTES;
+    case 2:
+        return LIMIT_BYTES + 1;
+    case 3:
+        return bench->last_amount;
+    case 4:
+        return bench->last_amount + 1;
+    case 5:
+        return bench->last_amount < 1 ? 0 : bench->last_amount - 1;
+    case 6:
+        return bench->last_amount + bench->dice.byte() / 64.0;
+    case 7:
+        return bench->dice.byte();
+    default:
+        return bench->dice.word() * 4096.0;
+    }
+}
+
+static void arrange_time(bench_t *bench)
+{
+    told_time_.known = !bench->dice.one_in(8);
+    told_time_.seconds = bench->dice.byte() / 16.0;
+    told_time_.seconds += bench->dice.byte() * 16;
+}
+
+static std::string whole(double value)
+{
+    const bool fits = value < static_cast<double>(LONG_MAX);
+    return std::to_string(fits ? static_cast<long>(std::trunc(value)) : LONG_MAX);
+}
+
+static bool expect_size_limit(bench_t *bench, double total, double now)
+{
+    if (!(total > LIMIT_BYTES && now > 0) && !(now > LIMIT_BYTES))
+        return false;
+    if (bench->expected.error == 0)
+        bench->expect_error_line("curl_func(1569)", "Download file size limit exceeded. size:" + whole(now) +
+                                                        " of " + whole(total) + ", limit: 4096");
+    bench->expected.error = FTPCD_ERR_SIZE_LIMIT;
+    return true;
+}
+
+static bool expect_idle_limit(bench_t *bench, double elapsed_s)
+{
+    shown_t &expected = bench->expected;
+    const int32_t limit_s = bench->timeout.connection_limit;
+    if (limit_s <= 0 || !(elapsed_s - expected.last_updated_time > limit_s))
+        return false;
+    if (expected.error == 0)
+        bench->expect_error_line("curl_func(1619)", "Timeout has occurred: [elapsed_time] " +
+                                                        whole(elapsed_s) + ", [last_updated_time] " +
+                                                        whole(expected.last_updated_time));
+    expected.timed_out = 1;
+    expected.error = FTPCD_ERR_TIMEOUT;
+    return true;
+}
+
+static bool expect_cancel(bench_t *bench)
+{
+    if (curlf_info_.module_info.cancel == 0)
+        return false;
+    bench->expected.error = FTPCD_ERR_CANCELED;
+    return true;
+}
+
+// What a call with these amounts of the job's own direction must return.
+static bool expect_progress(bench_t *bench, uint32_t kind, double total, double now)
+{
+    shown_t &expected = bench->expected;
+    const bool moves = kind == JOB_DOWNLOAD || kind == JOB_UPLOAD;
+    const bool moved = !(now > bench->last_amount - 1 && now < bench->last_amount + 1);
+    const bool active = !moves || moved || (total > 0 && now >= total);
+    if (moves)
+        bench->last_amount = now;
+    bool abort = kind == JOB_DOWNLOAD && expect_size_limit(bench, total, now);
+    if (!told_time_.known)
+        bench->log.push_back(
+            "error: curl_wrapper(1763): curl_easy_getinfo(CURLINFO_TOTAL_TIME): Failed(43)\n");
+    else if (active)
+        expected.last_updated_time = told_time_.seconds;
+    else if (!abort)
+        abort = expect_idle_limit(bench, told_time_.seconds);
+
+    if (moves && total > 0)
+        expected.total_size = total;
+    if (moves && now > expected.transferred_size)
+        expected.transferred_size = now;
+    if (told_time_.known && told_time_.seconds > 0)
+        expected.elapsed_time = told_time_.seconds;
+    return expect_cancel(bench) || abort;
+}
+
+void step_progress(bench_t *bench)
+{
+    progress_info_t info = {&bench->handle, &curlf_info_, &curlf_info_.exec_info, &bench->timeout};
+    const uint32_t kind = curlf_info_.module_info.exec;
+    const double total = amount_from(bench);
+    const double now = amount_from(bench);
+    const double other_total = amount_from(bench); // of the other direction
+    const double other_now = amount_from(bench);
+    arrange_time(bench);
+    const bool aborts = expect_progress(bench, kind, total, now);
+    const int result = kind == JOB_UPLOAD ? cb_progress(&info, other_total, other_now, total, now)
+                                          : cb_progress(&info, total, now, other_total, other_now);
+    require(result == (aborts ? 1 : 0), "progress aborts when it must, and only then");
+}
+
+void step_progress_null(bench_t *bench)
+{
+    if (bench->dice.one_in(8)) {
+        bench->expect_error_line("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.");
+        require(cb_progress_null(nullptr, 1, 1, 1, 1) == 0, "without a context the transfer goes on");
+        return;
+    }
+    progress_info_t info = {&bench->handle, &curlf_info_, &curlf_info_.exec_info, &bench->timeout};
+    const double any = amount_from(bench);
+    const bool aborts = expect_cancel(bench);
+    require(cb_progress_null(&info, any, any, any, any) == (aborts ? 1 : 0),
+            "a cancel, and no other, aborts");
+}

@@ -1,0 +1,240 @@
+// Whatever a client sends, in pieces of any size, is answered, handed to an engine or refused as the model
+// says.
+//
+// Input: 4 bytes that seed the piece sizes, 1 byte for what the engines answer, 3 bytes for one change to the
+// request (see change), the rest is what the client sends before it stops.
+#include "curl_func/curl_func.h"
+#include "ftp_clientd/commands.h"
+#include "ftp_clientd/engines.h"
+#include "request_model.h"
+#include "require.h"
+#include "support/logged.h"
+#include "zixi_func/zixi_func.h"
+
+#include <cstring>
+#include <poll.h>
+#include <random>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr size_t INPUT_HEAD_BYTES = 8;
+constexpr size_t MEMORY_BYTES = 1 << 20; // what the daemon can have for a request
+
+// The client's side of a connection: a piece is sent each time the daemon waits for more.
+struct client_t {
+    int fd;
+    int daemon_fd;
+    std::string_view left;
+    std::minstd_rand random;
+    size_t longest_piece;
+
+    void send_piece()
+    {
+        if (left.empty()) {
+            shutdown(fd, SHUT_WR);
+            return;
+        }
+        const std::string_view piece = left.substr(0, 1 + random() % longest_piece);
+        left.remove_prefix(piece.size());
+        require(send(fd, piece.data(), piece.size(), MSG_DONTWAIT) == static_cast<ssize_t>(piece.size()),
+                "there is room for the piece");
+    }
+};
+
+client_t *client_;
+bool memory_is_scarce_;
+
+// The engines.
+std::vector<std::string> calls_;
+uint32_t start_code_;
+int cancel_code_;
+transfer_request_t handed_on_;
+
+uint32_t start(const char *name, const transfer_request_t *request)
+{
+    calls_.push_back(name);
+    handed_on_ = *request;
+    return start_code_;
+}
+
+int cancel(const char *name)
+{
+    calls_.push_back(name);
+    return cancel_code_;
+}
+
+void get_state(void *out) { memset(out, 0, sizeof(job_record_t)); }
+
+} // namespace
+
+uint32_t curlf_download(const transfer_request_t *req) { return start("curlf_download", req); }
+uint32_t curlf_upload(const transfer_request_t *req) { return start("curlf_upload", req); }
+uint32_t curlf_dl_file_info(const transfer_request_t *req) { return start("curlf_dl_file_info", req); }
+int curlf_finished() { return -1; }
+int curlf_cancel() { return cancel("curlf_cancel"); }
+void curlf_get_state(void *out) { get_state(out); }
+
+uint32_t zixif_download(const transfer_request_t *req) { return start("zixif_download", req); }
+uint32_t zixif_ftp_upload(const transfer_request_t *req) { return start("zixif_ftp_upload", req); }
+uint32_t zixif_dl_file_info(const transfer_request_t *req) { return start("zixif_dl_file_info", req); }
+int zixif_finished() { return -1; }
+int zixif_cancel() { return cancel("zixif_cancel"); }
+void zixif_get_state(void *out) { get_state(out); }
+
+extern "C" {
+int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
+int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms)
+{
+    if (client_ != nullptr && fds->fd == client_->daemon_fd && fds->events == POLLIN)
+        client_->send_piece();
+    return __real_poll(fds, count, timeout_ms);
+}
+int __wrap___poll_chk(pollfd *fds, nfds_t count, int timeout_ms, size_t)
+{
+    return __wrap_poll(fds, count, timeout_ms);
+}
+
+void *__real_malloc(size_t size);
+void *__wrap_malloc(size_t size)
+{
+    return memory_is_scarce_ && size > MEMORY_BYTES ? nullptr : __real_malloc(size);
+}
+}
+
+namespace
+{
+
+std::string everything_from(int fd)
+{
+    std::string all;
+    char some[512];
+    ssize_t got;
+    while ((got = recv(fd, some, sizeof some, MSG_DONTWAIT)) > 0)
+        all.append(some, static_cast<size_t>(got));
+    return all;
+}
+
+// One request over a connection of its own; what the client hears.
+std::string served(std::string_view sent, uint32_t seed, reply_t *last_job)
+{
+    int ends[2];
+    require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "there is a connection");
+    client_t client = {ends[0], ends[1], sent, std::minstd_rand(seed), (seed & 1) != 0 ? 40U : 3000U};
+    client_ = &client;
+    memory_is_scarce_ = true;
+    serve_request(ends[1], last_job);
+    memory_is_scarce_ = false;
+    client_ = nullptr;
+    close(ends[1]);
+    const std::string heard = everything_from(ends[0]);
+    close(ends[0]);
+    return heard;
+}
+
+uint32_t word_of(const std::string &bytes, size_t at)
+{
+    uint32_t word;
+    require(bytes.size() >= at + sizeof word, "the reply is whole");
+    memcpy(&word, bytes.data() + at, sizeof word);
+    return word;
+}
+
+void check_reply(const std::string &reply, const model::outcome_t &expected)
+{
+    if (!expected.answered)
+        return require(reply.empty(), "an unknown command gets no reply");
+    require(reply.size() == 8 + expected.body_bytes, "the reply has the length of its command");
+    require(word_of(reply, 0) == expected.command, "the reply echoes the command");
+    require(word_of(reply, 4) == expected.body_bytes, "the head announces the body");
+    require(word_of(reply, 8) == expected.result, "the result is the model's");
+    require(word_of(reply, 12) == expected.detail, "the detail is the model's");
+}
+
+struct place_t {
+    size_t at;
+    size_t size;
+};
+constexpr place_t STRINGS[] = {{0, 512},    {512, 256},  {768, 256}, {1028, 32}, {1060, 224},
+                               {1292, 256}, {1817, 259}, {1092, 64}, {1156, 128}};
+
+// One change, so that little input reaches far: by[0] % 16 is the string, by[0] / 16 what is done to it,
+// by[1] and by[2] where in it.
+void change(std::string *sent, const uint8_t *by)
+{
+    const size_t which = by[0] % 16;
+    if (which >= std::size(STRINGS) || sent->size() < 8 + model::REQUEST_BYTES)
+        return;
+    const place_t place = STRINGS[which];
+    const size_t at = 8 + place.at;
+    const size_t inside = at + (by[1] + 256U * by[2]) % place.size;
+    constexpr char SPECIAL[] = {'#', '?', '\r', '\n', '\0'};
+    switch (by[0] / 16) {
+    case 1:
+        sent->replace(at, place.size, place.size, 'a');
+        break;
+    case 2:
+        sent->replace(at, place.size, place.size - 1, 'a').insert(at + place.size - 1, 1, '\0');
+        break;
+    case 3:
+    case 4:
+    case 5:
+    case 6:
+    case 7:
+        (*sent)[inside] = SPECIAL[by[0] / 16 - 3];
+        break;
+    default:
+        break;
+    }
+}
+
+model::surroundings_t arrange(uint8_t choice)
+{
+    constexpr uint32_t CODES[] = {FTPCD_ERR_NONE, FTPCD_ERR_BUSY, FTPCD_ERR_INTERNAL,
+                                  FTPCD_ERR_NOT_SUPPORTED};
+    start_code_ = CODES[choice & 3];
+    cancel_code_ = (choice & 4) != 0 ? FTPCD_ERR_NOT_RUNNING : 0;
+    const bool zixi_active = (choice & 8) != 0;
+    engine_select(zixi_active ? PROTOCOL_ZIXI_4 : PROTOCOL_FTP);
+    calls_.clear();
+    logged();
+    return {.memory_bytes = MEMORY_BYTES,
+            .start_code = start_code_,
+            .cancel_code = static_cast<uint32_t>(cancel_code_),
+            .last_detail = static_cast<uint32_t>(choice >> 4),
+            .zixi_active = zixi_active};
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size < INPUT_HEAD_BYTES)
+        return 0;
+    uint32_t seed;
+    memcpy(&seed, data, sizeof seed);
+    std::string sent(reinterpret_cast<const char *>(data) + INPUT_HEAD_BYTES, size - INPUT_HEAD_BYTES);
+    change(&sent, data + 5);
+
+    const model::surroundings_t around = arrange(data[4]);
+    const model::outcome_t expected = model::serve(sent, around);
+    reply_t last_job = {.result = around.last_detail != 0 ? 1U : 0U, .detail = around.last_detail};
+    check_reply(served(sent, seed, &last_job), expected);
+    require(calls_ == expected.calls, "the engine is called that the model names, and no other");
+    require(logged() == expected.log, "the log is the model's");
+    require((engine_active().fixed_file != nullptr) == expected.zixi_active,
+            "a refused request selects nothing");
+    const bool started = !calls_.empty() && expected.command != COMMAND_CANCEL;
+    require(!started || memcmp(&handed_on_, sent.data() + 8, sizeof handed_on_) == 0,
+            "the engine gets the request as it was sent");
+
+    const std::string asked(8, '\0'); // a no-operation
+    const std::string repeated = served(asked, seed, &last_job);
+    require(repeated.size() == 16 && word_of(repeated, 8) == 0, "a no-operation succeeds");
+    require(word_of(repeated, 12) == expected.last_detail, "and repeats the detail of the last job");
+    return 0;
+}
