@@ -1,0 +1,54 @@
+"""The client library as another project finds it: built, installed into a folder of its own, used from there."""
+
+import os
+import pathlib
+import subprocess
+
+from .daemon import WORLD
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+SOURCE = ROOT / "libftpclient"
+EXAMPLES = ROOT / "examples"
+
+
+def run(*command, **variables):
+    """What the command prints; the test fails when it does."""
+    done = subprocess.run(
+        [str(word) for word in command],
+        env=os.environ | {"LC_ALL": "C"} | variables,
+        cwd=WORLD / "tmp",
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        timeout=100,
+    )
+    assert done.returncode == 0, f"{command} ended with {done.returncode}:\n{done.stdout}"
+    return done.stdout
+
+
+def build(source, build_folder, *options):
+    run("cmake", "-S", source, "-B", build_folder, "-G", "Ninja", *options)
+    run("cmake", "--build", build_folder)
+
+
+class Installed:
+    """The tree that `cmake --install` makes."""
+
+    def __init__(self, prefix=WORLD / "tmp" / "installed"):
+        self._build = WORLD / "tmp" / "library"
+        build(SOURCE, self._build)
+        run("cmake", "--install", self._build, "--prefix", prefix)
+        self.prefix = prefix
+        self.libraries = next(prefix.rglob("libftpclient.so")).parent
+
+    def files(self):
+        return {path.name for path in self.prefix.rglob("*") if not path.is_dir()}
+
+    def pkg_config(self, *options):
+        path = str(self.libraries / "pkgconfig")
+        return run("pkg-config", *options, "ftpclient", PKG_CONFIG_PATH=path).split()
+
+    def run(self, *command, **variables):
+        """Runs a program that was built with this library."""
+        return run(*command, LD_LIBRARY_PATH=str(self.libraries), **variables)
