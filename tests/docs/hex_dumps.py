@@ -4,8 +4,8 @@
     tests/docs/hex_dumps.py PROGRAM            says what differs, exits 1
     tests/docs/hex_dumps.py PROGRAM --write    puts the program's dumps into the page
 
-PROGRAM is build/<any>/tests/documented_messages. A dump's place in the page is a line
-<!-- dump: NAME --> before a fenced block.
+PROGRAM is build/<any>/tests/documented_messages, an emulator before it where one is needed. A
+dump's place in the page is a line <!-- dump: NAME --> before a fenced block.
 """
 
 import difflib
@@ -20,7 +20,7 @@ BLOCK = re.compile(r"(<!-- dump: ([\w-]+) -->\n```\n)(.*?)(```\n)", re.DOTALL)
 
 def dumps_of(program):
     """{name: text} of what the program prints."""
-    printed = subprocess.run([program], check=True, capture_output=True, text=True).stdout
+    printed = subprocess.run(program, check=True, capture_output=True, text=True).stdout
     parts = re.split(r"(?m)^== (.*)\n", printed)[1:]
     return dict(zip(parts[::2], parts[1::2]))
 
@@ -36,7 +36,8 @@ def faults_of_places(page, dumps):
 
 
 def main():
-    program, write = sys.argv[1], sys.argv[2:] == ["--write"]
+    program = [word for word in sys.argv[1:] if word != "--write"]
+    write = len(program) < len(sys.argv) - 1
     page = PAGE.read_text()
     dumps = dumps_of(program)
     faults = faults_of_places(page, dumps)
@@ -55,7 +56,7 @@ def main():
             n=0,
         )
         print("\n".join(shown))
-        sys.exit(f"refresh with: tests/docs/hex_dumps.py {program} --write")
+        sys.exit(f"refresh with: tests/docs/hex_dumps.py {' '.join(program)} --write")
     else:
         print(f"{len(dumps)} dumps are as the records make them")
 
