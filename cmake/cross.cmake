@@ -1,0 +1,16 @@
+# The part that the toolchain files share: a Debian cross compiler, a sysroot that scripts/sysroot makes, and qemu to
+# run what was built. Set before: triplet (the compiler's, and the folder of libraries), emulator (the program's name),
+# sysroot (its folder below build/).
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${triplet}-gcc)
+set(CMAKE_CXX_COMPILER ${triplet}-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE ${triplet})
+
+cmake_path(SET CMAKE_SYSROOT NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../build/${sysroot}")
+set(CMAKE_FIND_ROOT_PATH ${CMAKE_SYSROOT})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L ${CMAKE_SYSROOT})
