@@ -22,6 +22,10 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 add_library(build_flags INTERFACE)
 target_include_directories(build_flags INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(build_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Without it stat() fails for files dated after 2038, and the clock ends there.
+  target_compile_definitions(build_flags INTERFACE _TIME_BITS=64)
+endif()
 target_compile_options(build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${FTP_CLIENTD_WERROR}>:-Werror>
   -fstack-protector-strong)

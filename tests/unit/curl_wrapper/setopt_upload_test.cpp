@@ -2,7 +2,9 @@
 #include "wire/result_codes.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -34,6 +36,18 @@ TEST(SetoptUpload, AnnouncesTheSizeOfTheFile)
                        {"FTP_CREATE_MISSING_DIRS", "1", 1019},
                        {"INFILESIZE_LARGE", std::to_string(size), 1035}}});
     }
+}
+
+TEST(SetoptUpload, TakesAFileDatedAfter2038)
+{
+    const local_file_t file(1000);
+    const timespec dates[2] = {{4102444800, 0}, {4102444800, 0}}; // 2100-01-01
+    ASSERT_EQ(utimensat(AT_FDCWD, file.path, dates, 0), 0);
+    fake_curl curl;
+    record_t rec(curl);
+    curl_e_setopt_upload(&rec, file.path);
+    EXPECT_EQ(curl.calls().back(), "INFILESIZE_LARGE 1000");
+    EXPECT_EQ(is_curl_error(&rec), 0);
 }
 
 TEST(SetoptUpload, AnnouncesTheRestWhenItResumes)
