@@ -80,7 +80,7 @@ if(TARGET ftpctl)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ftp-clientd)
 endif()
 
-if(TARGET ftpclient)
+if(TARGET ftpclient_shared)
   package(library NAME libftpclient0 SECTION libs DEPENDS "${library_libraries}"
     SUMMARY "client library of the file-transfer daemon"
     TEXT "Lets a program use ftp_clientd: builds requests, exchanges them over its"

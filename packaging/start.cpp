@@ -2,7 +2,7 @@
 //   start GROUP PID_FILE DAEMON
 // The daemon leaves its control socket open to everybody. Here it is given to GROUP with mode 0660 the moment
 // it appears, and PID_FILE gets the number of the process that stays. Status 0 when the daemon answers; 1,
-// told on standard error, when it has ended or does not answer within 5 s; 2 when not called as above.
+// told on standard error, when it has ended or does not answer within 10 s; 2 when not called as above.
 
 #include "wire/control.h"
 
@@ -26,7 +26,7 @@
 namespace
 {
 
-constexpr int LIMIT_S = 5;
+constexpr int LIMIT_S = 10;
 constexpr int LOOK_MS = 10; // how often to see whether the daemon has ended
 constexpr mode_t SOCKET_MODE = 0660;
 constexpr mode_t PID_FILE_MODE = 0644;
