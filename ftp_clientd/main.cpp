@@ -9,14 +9,18 @@
 
 #include <csignal>
 #include <initializer_list>
+#include <malloc.h>
 #include <openssl/crypto.h>
 #include <syslog.h>
 #include <unistd.h>
 
 static constexpr useconds_t PASS_PAUSE_US = 100000;
+static constexpr int ONE_HEAP = 1;
 
 int main()
 {
+    // A worker's heap of its own would keep what its job took: only of the first one the end is given back.
+    mallopt(M_ARENA_MAX, ONE_HEAP);
     // A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
