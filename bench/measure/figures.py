@@ -36,19 +36,32 @@ def ratio(runs, name, figure):
     return statistics.median(ours / theirs for ours, theirs in pairs)
 
 
+def print_table(title, heads, rows):
+    """The first column is words, the others figures, as they shall look."""
+    print(title)
+    widths = [max(len(str(row[at])) for row in [heads, *rows]) for at in range(len(heads))]
+    for row in [heads, *rows]:
+        cells = [str(row[0]).ljust(widths[0])] + [str(cell).rjust(width) for cell, width in zip(row[1:], widths[1:])]
+        print("  ".join(cells), flush=True)
+
+
 def print_costs(title, runs):
     """runs: lists of costs by name, ours among them."""
-    print(f"{title}: median (least to most); ours / theirs is the median of the rounds' ratios")
-    print(f"{'':22}{'wall s':>22}{'ours/theirs':>12}{'CPU s':>22}{'ours/theirs':>12}{'peak MiB':>10}")
-    for name, costs in runs.items():
-        peaks = [cost.peak_mib for cost in costs if cost.peak_mib is not None]
-        print(
-            f"{name:22}"
-            f"{spread(column(runs, name, 'wall_s'), 2):>22}{ratio(runs, name, 'wall_s'):12.2f}"
-            f"{spread(column(runs, name, 'cpu_s'), 2):>22}{ratio(runs, name, 'cpu_s'):12.2f}"
-            + (f"{statistics.median(peaks):10.1f}" if peaks else ""),
-            flush=True,
-        )
+
+    def cells(name):
+        peaks = [cost.peak_mib for cost in runs[name] if cost.peak_mib is not None]
+        return [
+            name,
+            spread(column(runs, name, "wall_s"), 2),
+            f"{ratio(runs, name, 'wall_s'):.2f}",
+            spread(column(runs, name, "cpu_s"), 2),
+            f"{ratio(runs, name, 'cpu_s'):.2f}",
+            f"{statistics.median(peaks):.1f}" if peaks else "",
+        ]
+
+    heads = ["", "wall s", "ours/theirs", "CPU s", "ours/theirs", "peak MiB"]
+    title += ": median (least to most); ours/theirs is the median of the rounds' ratios"
+    print_table(title, heads, [cells(name) for name in runs])
 
 
 def machine():

@@ -79,8 +79,8 @@ def of_ftp(port):
 
 
 def of_ftps(port):
-    """Implicit TLS. ncftpput has none. With TLS 1.3 rclone resets its data connection before all has arrived."""
-    insecure = ["--ftp-tls", "--ftp-no-check-certificate", "--ftp-tls-cache-size=0", "--ftp-disable-tls13"]
+    """Implicit TLS. ncftpput has none."""
+    insecure = ["--ftp-tls", "--ftp-no-check-certificate", "--ftp-tls-cache-size=0"]
     return {
         "curl -T": curl("ftps", port),
         "lftp": lftp("ftps", port, "set ssl:verify-certificate no; set ftp:ssl-protect-data yes"),
