@@ -240,7 +240,7 @@ static int connect_within(int fd, const struct sockaddr_un *address, int64_t end
         struct timeval limit = {0, 0}; /* none */
         if (left > 0) {
             limit.tv_sec = left / 1000;
-            limit.tv_usec = left % 1000 * 1000;
+            limit.tv_usec = left % 1000 * 1000L;
         }
         if (setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == -1)
             return FTPCLIENT_ERR_SYSTEM;
@@ -890,53 +890,49 @@ void ftpclient_notices_close(ftpclient_notices_t *notices)
 
 /* ---- Words ---- */
 
+#define RESULT(name) FTPCLIENT_RESULT_##name, "FTPCD_ERR_" #name
+#define ERROR(name) FTPCLIENT_ERR_##name, NULL
+
 static const struct {
     int code;
     const char *name;
     const char *meaning;
 } WORDS[] = {
-    {FTPCLIENT_RESULT_NONE, "FTPCD_ERR_NONE", "success"},
-    {FTPCLIENT_RESULT_CANCELED, "FTPCD_ERR_CANCELED", "cancelled"},
-    {FTPCLIENT_RESULT_NOT_RUNNING, "FTPCD_ERR_NOT_RUNNING", "nothing to cancel"},
-    {FTPCLIENT_RESULT_BUSY, "FTPCD_ERR_BUSY", "a job is running"},
-    {FTPCLIENT_RESULT_AUTH_UNSUPPORTED, "FTPCD_ERR_AUTH_UNSUPPORTED",
-     "this identity check does not exist for this protocol"},
-    {FTPCLIENT_RESULT_INTERNAL, "FTPCD_ERR_INTERNAL", "a parameter was refused or the set-up failed"},
-    {FTPCLIENT_RESULT_RESPONSE_CODE, "FTPCD_ERR_RESPONSE_CODE",
-     "the server's response code could not be read"},
-    {FTPCLIENT_RESULT_URL_RESTORE, "FTPCD_ERR_URL_RESTORE", "the URL could not be put back"},
-    {FTPCLIENT_RESULT_SECURE_DATA, "FTPCD_ERR_SECURE_DATA", "certificate or key unreadable"},
-    {FTPCLIENT_RESULT_LOCAL_WRITE, "FTPCD_ERR_LOCAL_WRITE", "the local file cannot be created or written"},
-    {FTPCLIENT_RESULT_LOCAL_READ, "FTPCD_ERR_LOCAL_READ",
-     "the local file cannot be opened, positioned or read"},
-    {FTPCLIENT_RESULT_NO_MEMORY, "FTPCD_ERR_NO_MEMORY", "out of memory"},
-    {FTPCLIENT_RESULT_SIZE_LIMIT, "FTPCD_ERR_SIZE_LIMIT", "a download of more than 4096 bytes"},
-    {FTPCLIENT_RESULT_TIMEOUT, "FTPCD_ERR_TIMEOUT", "nothing moved for longer than the inactivity limit"},
-    {FTPCLIENT_RESULT_NOT_SUPPORTED, "FTPCD_ERR_NOT_SUPPORTED",
-     "this operation or this proxy is not supported"},
-    {FTPCLIENT_RESULT_NETWORK, "FTPCD_ERR_NETWORK", "the transfer failed or ended short"},
-    {FTPCLIENT_RESULT_SECURE_7, "FTPCD_ERR_SECURE_7", "the certificate's or key's digest failed"},
-    {FTPCLIENT_RESULT_SECURE_UNKNOWN, "FTPCD_ERR_SECURE_UNKNOWN", "libsecure gave an unknown result"},
-    {FTPCLIENT_RESULT_SECURE_6, "FTPCD_ERR_SECURE_6",
-     "certificate or key could not be written to `save_path`"},
-    {FTPCLIENT_RESULT_SECURE_5, "FTPCD_ERR_SECURE_5", "`save_path` could not be created"},
-    {FTPCLIENT_RESULT_CERT_MISMATCH, "FTPCD_ERR_CERT_MISMATCH",
-     "the server's certificate is not the pinned one"},
-    {FTPCLIENT_RESULT_HOSTKEY_MISMATCH, "FTPCD_ERR_HOSTKEY_MISMATCH",
-     "the server's host key is not the pinned one"},
-    {FTPCLIENT_RESULT_REMOTE_FILE_EXISTS, "FTPCD_ERR_REMOTE_FILE_EXISTS", "Zixi: the remote file exists"},
-    {FTPCLIENT_ERR_ARGUMENT, NULL, "an argument is out of range or not for this protocol"},
-    {FTPCLIENT_ERR_TOO_LONG, NULL, "a string is too long for its field"},
-    {FTPCLIENT_ERR_CHARACTER, NULL, "a string holds a character that is not allowed in it"},
-    {FTPCLIENT_ERR_INCOMPLETE, NULL, "host, remote path or local path is not set"},
-    {FTPCLIENT_ERR_NO_MEMORY, NULL, "out of memory in this program"},
-    {FTPCLIENT_ERR_SYSTEM, NULL, "a system call failed, see errno"},
-    {FTPCLIENT_ERR_NO_DAEMON, NULL, "no daemon listens"},
-    {FTPCLIENT_ERR_TIMEOUT, NULL, "the time is over"},
-    {FTPCLIENT_ERR_DISCONNECTED, NULL, "the daemon broke off without an answer"},
-    {FTPCLIENT_ERR_PROTOCOL, NULL, "the daemon's answer or a notice makes no sense"},
-    {FTPCLIENT_ERR_UNREAD, NULL, "the daemon could not read the request"},
-    {FTPCLIENT_ERR_IN_USE, NULL, "another program receives the notices"},
+    {RESULT(NONE), "success"},
+    {RESULT(CANCELED), "cancelled"},
+    {RESULT(NOT_RUNNING), "nothing to cancel"},
+    {RESULT(BUSY), "a job is running"},
+    {RESULT(AUTH_UNSUPPORTED), "this identity check does not exist for this protocol"},
+    {RESULT(INTERNAL), "a parameter was refused or the set-up failed"},
+    {RESULT(RESPONSE_CODE), "the server's response code could not be read"},
+    {RESULT(URL_RESTORE), "the URL could not be put back"},
+    {RESULT(SECURE_DATA), "certificate or key unreadable"},
+    {RESULT(LOCAL_WRITE), "the local file cannot be created or written"},
+    {RESULT(LOCAL_READ), "the local file cannot be opened, positioned or read"},
+    {RESULT(NO_MEMORY), "out of memory"},
+    {RESULT(SIZE_LIMIT), "a download of more than 4096 bytes"},
+    {RESULT(TIMEOUT), "nothing moved for longer than the inactivity limit"},
+    {RESULT(NOT_SUPPORTED), "this operation or this proxy is not supported"},
+    {RESULT(NETWORK), "the transfer failed or ended short"},
+    {RESULT(SECURE_7), "the certificate's or key's digest failed"},
+    {RESULT(SECURE_UNKNOWN), "libsecure gave an unknown result"},
+    {RESULT(SECURE_6), "certificate or key could not be written to `save_path`"},
+    {RESULT(SECURE_5), "`save_path` could not be created"},
+    {RESULT(CERT_MISMATCH), "the server's certificate is not the pinned one"},
+    {RESULT(HOSTKEY_MISMATCH), "the server's host key is not the pinned one"},
+    {RESULT(REMOTE_FILE_EXISTS), "Zixi: the remote file exists"},
+    {ERROR(ARGUMENT), "an argument is out of range or not for this protocol"},
+    {ERROR(TOO_LONG), "a string is too long for its field"},
+    {ERROR(CHARACTER), "a string holds a character that is not allowed in it"},
+    {ERROR(INCOMPLETE), "host, remote path or local path is not set"},
+    {ERROR(NO_MEMORY), "out of memory in this program"},
+    {ERROR(SYSTEM), "a system call failed, see errno"},
+    {ERROR(NO_DAEMON), "no daemon listens"},
+    {ERROR(TIMEOUT), "the time is over"},
+    {ERROR(DISCONNECTED), "the daemon broke off without an answer"},
+    {ERROR(PROTOCOL), "the daemon's answer or a notice makes no sense"},
+    {ERROR(UNREAD), "the daemon could not read the request"},
+    {ERROR(IN_USE), "another program receives the notices"},
 };
 
 const char *ftpclient_strerror(int code)
