@@ -146,6 +146,9 @@ void curl_e_setopt_append(curl_e_handle_t *rec, long on);
 void curl_e_setopt_upload(curl_e_handle_t *rec, const char *file);
 // Bytes libcurl gathers before it sends. Over SFTP the default of 64 KiB makes a distant server slow.
 void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes);
+// Not to wait for a name server at the end of a transfer: its question goes on, and ends, by itself. A
+// libcurl before 7.87.0 waits all the same.
+void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on);
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on);
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version);
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds); // negative = 0 = none

@@ -37,6 +37,15 @@ void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes)
     SET(rec, 1045, CURLOPT_UPLOAD_BUFFERSIZE, bytes);
 }
 
+void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on)
+{
+#if LIBCURL_VERSION_NUM >= 0x075700
+    SET(rec, 545, CURLOPT_QUICK_EXIT, on);
+#else
+    (void)rec, (void)on;
+#endif
+}
+
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { SET(rec, 1054, CURLOPT_FAILONERROR, on); }
 
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version)

@@ -78,7 +78,7 @@ inline const calls SETTINGS{
 
 inline calls story(const calls &middle)
 {
-    calls all{"global_init(3)", "init()", "verbose(1)"};
+    calls all{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)"};
     all.insert(all.end(), SETTINGS.begin(), SETTINGS.end());
     all.insert(all.end(), middle.begin(), middle.end());
     for (const char *end : {"limit_farewell()", "cleanup()", "global_cleanup()"})

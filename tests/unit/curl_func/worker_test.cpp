@@ -23,16 +23,16 @@ TEST_F(Worker, AJobWithoutAHandleFailsAndTouchesNothing)
 TEST_F(Worker, AJobOfAnotherKindTransfersNothing)
 {
     EXPECT_EQ(run(9), 0u);
-    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "limit_farewell()",
-                                     "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
+                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
 }
 
 TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
 {
     wrapper_.refused = "verbose";
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
-    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", SETTINGS[0],
-                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
+                                     SETTINGS[0], "limit_farewell()", "cleanup()", "global_cleanup()"}));
     EXPECT_EQ(content(path("local")), "<none>");
 }
 

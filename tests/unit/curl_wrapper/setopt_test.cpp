@@ -19,6 +19,7 @@ TEST(Setopt, SetsItsOptionsInOrderAndEndsAtTheFirstRefusal)
         {"upload_buffersize",
          [](rec_t *r) { curl_e_setopt_upload_buffersize(r, 2097152); },
          {{"UPLOAD_BUFFERSIZE", "2097152", 1045}}},
+        {"quick_exit", [](rec_t *r) { curl_e_setopt_quick_exit(r, 1); }, {{"QUICK_EXIT", "1", 545}}},
         {"failonerror", [](rec_t *r) { curl_e_setopt_failonerror(r, 1); }, {{"FAILONERROR", "1", 1054}}},
         {"http_version", [](rec_t *r) { curl_e_setopt_http_version(r, 1); }, {{"HTTP_VERSION", "1", 1070}}},
         {"operation_timeout",
