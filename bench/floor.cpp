@@ -2,7 +2,8 @@
 // more.
 //   floor SOCKET
 // A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, download or list (local file unused); the
-// answer its CURLcode. Log-in as alice, any server's certificate or key is taken. One job at a time, on the
+// answer its CURLcode. Log-in as alice unless the URL
+// says otherwise; any server's certificate or key is taken. One job at a time, on the
 // only thread.
 #include <cstdio>
 #include <cstring>
@@ -27,11 +28,15 @@ int take_any_key(CURL *, const curl_khkey *, const curl_khkey *, curl_khmatch, v
 
 size_t drop(char *, size_t size, size_t count, void *) { return size * count; }
 
+long skip(const curl_fileinfo *, void *, int) { return CURL_CHUNK_BGN_FUNC_SKIP; }
+
 void set_connection(CURL *curl, const job_t &job)
 {
     curl_easy_setopt(curl, CURLOPT_URL, job.url.c_str());
-    curl_easy_setopt(curl, CURLOPT_USERNAME, "alice");
-    curl_easy_setopt(curl, CURLOPT_PASSWORD, "secret");
+    if (job.url.find('@') == std::string::npos) {
+        curl_easy_setopt(curl, CURLOPT_USERNAME, "alice");
+        curl_easy_setopt(curl, CURLOPT_PASSWORD, "secret");
+    }
     curl_easy_setopt(curl, CURLOPT_PROXY, "");
     curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
     curl_easy_setopt(curl, CURLOPT_MAXCONNECTS, 1L);
@@ -49,8 +54,10 @@ void set_connection(CURL *curl, const job_t &job)
 // The open local file, nullptr when the job has none.
 FILE *set_file(CURL *curl, const job_t &job)
 {
-    if (job.kind == "list") {
+    if (job.kind == "list" || job.kind == "wildcard") {
         curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, drop);
+        curl_easy_setopt(curl, CURLOPT_WILDCARDMATCH, job.kind == "wildcard" ? 1L : 0L);
+        curl_easy_setopt(curl, CURLOPT_CHUNK_BGN_FUNCTION, skip);
         return nullptr;
     }
     const bool upload = job.kind == "upload";

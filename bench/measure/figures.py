@@ -40,7 +40,7 @@ def print_table(title, heads, rows):
     """The first column is words, the others figures, as they shall look."""
     print(title)
     widths = [max(len(str(row[at])) for row in [heads, *rows]) for at in range(len(heads))]
-    for row in [heads, *rows]:
+    for row in [heads, *rows] if any(heads) else rows:
         cells = [str(row[0]).ljust(widths[0])] + [str(cell).rjust(width) for cell, width in zip(row[1:], widths[1:])]
         print("  ".join(cells), flush=True)
 

@@ -48,10 +48,15 @@ def lftp(scheme, port, settings=""):
     return command
 
 
+def obscured(password):
+    """As rclone wants to have it."""
+    said = subprocess.run(["rclone", "obscure", password], capture_output=True, text=True, check=True)
+    return said.stdout.strip()
+
+
 def rclone(backend, port, *options):
-    secret = subprocess.run(["rclone", "obscure", PASSWORD], capture_output=True, text=True, check=True).stdout
     login = [f"--{backend}-host=127.0.0.1", f"--{backend}-port={port}", f"--{backend}-user={USER}"]
-    login.append(f"--{backend}-pass={secret.strip()}")
+    login.append(f"--{backend}-pass={obscured(PASSWORD)}")
     # No look at the target first, no date, no checksum of the whole file read back: the transfer alone.
     plain = ["--config=/dev/null", "--no-check-dest", "--ignore-checksum", "--no-update-modtime", "--retries=1"]
 

@@ -46,6 +46,17 @@ def serve_ftps():
     del os.environ["OPENSSL_CONF"]
 
 
+SMALL = "small"
+
+
+def serve_small_file():
+    """A file of 1 KiB for anonymous, whose log-in costs no hash."""
+    folder = WORLD / "public"
+    folder.mkdir()
+    (folder / SMALL).write_bytes(os.urandom(1024))
+    Vsftpd(anonymous_enable="YES", no_anon_password="YES", anon_root=folder, ftp_username="alice")
+
+
 def serve_all():
     """vsftpd, vsftpd with implicit TLS, OpenSSH: alice stores files at home."""
     Vsftpd()

@@ -79,12 +79,19 @@ def local_file(mib):
     return path
 
 
-class Subject:
-    """The daemon that is measured, started as a device does; its log and notices are taken."""
+class _Device:
+    """What the daemon meets on a device: somebody who reads log and console and takes its notices. One for all daemons."""
 
-    def __init__(self, **environment):
-        from harness import network_manager, wire
-        from harness.daemon import Daemon
+    _only = None
+
+    def __new__(cls):
+        cls._only = cls._only or super().__new__(cls)
+        return cls._only
+
+    def __init__(self):
+        if hasattr(self, "log"):
+            return
+        from harness import network_manager
         from harness.log import ConsoleReader, LogReader
 
         class Manager(network_manager.NetworkManager):
@@ -101,10 +108,29 @@ class Subject:
         self.log = LogReader()
         ConsoleReader()
         self.manager = Manager()
+
+
+class Subject:
+    """The daemon that is measured, started as a device does. One at a time.
+
+    started_s: from its start to the start-up notice. environment: variables of its own."""
+
+    def __init__(self, **environment):
+        from harness import wire
+        from harness.daemon import Daemon
+
+        device = _Device()
+        self.log, self.manager = device.log, device.manager
+        due = len(self.manager.of_code(wire.NOTICE_STARTED)) + 1
         self.daemon = Daemon()
+        start = time.monotonic()
         self.daemon.launch(**environment)
+        self.manager.wait_for(wire.NOTICE_STARTED, due)
+        self.started_s = self.manager.arrivals[-1] - start
         self.pid = self.daemon.find()
-        self.manager.wait_for(wire.NOTICE_STARTED)
+
+    def stop(self):
+        self.daemon.stop()
 
     def run(self, command, **fields):
         """Cost of a job that must end well, from the request to its notice, the 100 ms cadence included."""
@@ -120,5 +146,4 @@ class Subject:
         notice = self.manager.wait_for(code, due, DEADLINE_S)
         wall = self.manager.arrivals[-1] - start
         assert notice.outcome == (0, 0), "\n".join([str(notice.outcome), *self.log.texts[-40:]])
-        self.notice = notice
         return Cost(wall, cpu_s(self.pid) - cpu, memory_kib(self.pid, "VmHWM") / 1024)
