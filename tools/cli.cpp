@@ -1,12 +1,16 @@
 #include "tools/cli.h"
 
 #include "tools/failure.h"
+#include "tools/identity.h"
 #include "tools/jobs.h"
 #include "tools/notices.h"
 #include "tools/result_names.h"
 #include "tools/watch.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 namespace
 {
@@ -19,8 +23,21 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
   (ftp://host//tmp/file). The password comes from --password-file, from the environment's FTPCTL_PASSWORD,
   or is asked for on the terminal. FTP without a user logs in as anonymous.
 
-Ctrl-C cancels the job that a command waits for.
+Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
 )";
+
+// These say it better than the ranges that CLI11 would print.
+std::string above_zero(const std::string &text)
+{
+    char *end = nullptr;
+    const double value = strtod(text.c_str(), &end);
+    return end == text.c_str() || *end != '\0' || value <= 0 ? "must be a number above 0, not " + text : "";
+}
+
+std::string one_of_4_and_5(const std::string &text)
+{
+    return text == "4" || text == "5" ? "" : "must be 4 or 5, not " + text;
+}
 
 CLI::App *add_command(CLI::App &app, options_t &options, const char *name, const char *description,
                       int (*run)(const options_t &))
@@ -32,46 +49,74 @@ CLI::App *add_command(CLI::App &app, options_t &options, const char *name, const
     return command;
 }
 
+void add_text(CLI::App *command, const char *option, std::string &value, const char *kind,
+              const char *description)
+{
+    command->add_option(option, value, description)->type_name(kind);
+}
+
+void add_word(CLI::App *command, const char *name, std::string &value)
+{
+    command->add_option(name, value)->type_name(" ")->required();
+}
+
+void add_exec(CLI::App *command, options_t &options)
+{
+    add_text(command, "--exec", options.exec, "COMMAND",
+             "Shell command to run for each event, which it finds in its environment, FTPCTL_EVENT and more");
+}
+
+void add_proxy(CLI::App *command, options_t &options)
+{
+    add_text(command, "--proxy", options.proxy, "HOST[:PORT]", "HTTP proxy, port 3128 without one");
+}
+
 void add_job_options(CLI::App *command, options_t &options)
 {
-    command->add_option("--user", options.user, "Login name, where the URL has none");
-    command->add_option("--password-file", options.password_file,
-                        "File whose first line is the password; - reads standard input");
+    command->add_option("--user", options.user, "Login name, where the URL has none")->type_name("NAME");
+    add_text(command, "--password-file", options.password_file, "FILE",
+             "File whose first line is the password; - reads standard input");
     command->add_flag("--active", options.active, "FTP: the server connects back for the data");
-    command->add_option(
-        "--pin", options.pin,
-        "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have; without it any server is trusted");
-    command->add_option("--save-identity", options.save_identity,
-                        "File for the server's certificate (PEM) or host key");
+    add_text(command, "--pin", options.pin, "PIN",
+             "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have; "
+             "without it any server is trusted; ftpctl identity prints it");
+    add_text(command, "--save-identity", options.save_identity, "FILE",
+             "File for the server's certificate (PEM) or host key");
 }
 
 void add_transfer_options(CLI::App *command, options_t &options)
 {
     add_job_options(command, options);
-    command->add_option("--proxy", options.proxy, "HTTP proxy, HOST[:PORT], port 3128 without one");
+    add_proxy(command, options);
     command->add_flag("--no-wait", options.no_wait, "Start the job and return");
 }
 
 void add_jobs(CLI::App &app, options_t &options)
 {
     CLI::App *get = add_command(app, options, "get", "Download a file of at most 4096 bytes", job_get);
-    get->add_option("URL", options.url)->required();
-    get->add_option("FILE", options.file)->required();
+    add_word(get, "URL", options.url);
+    add_word(get, "FILE", options.file);
     add_transfer_options(get, options);
 
     CLI::App *put = add_command(app, options, "put", "Upload a file", job_put);
-    put->add_option("FILE", options.file)->required();
-    put->add_option("URL", options.url)->required();
+    add_word(put, "FILE", options.file);
+    add_word(put, "URL", options.url);
     add_transfer_options(put, options);
     put->add_flag("--resume", options.resume, "Send only what the remote file lacks");
     put->add_flag("--no-overwrite", options.no_overwrite, "zixi: keep a remote file that exists");
     put->add_option("--protocol", options.protocol, "zixi: protocol number 4 or 5")
-        ->check(CLI::IsMember({4, 5}));
+        ->type_name("NUMBER")
+        ->check(one_of_4_and_5);
 
     CLI::App *info =
         add_command(app, options, "info", "Show a remote file's size, date and permissions", job_info);
-    info->add_option("URL", options.url)->required();
+    add_word(info, "URL", options.url);
     add_job_options(info, options);
+
+    CLI::App *who = add_command(app, options, "identity",
+                                "Show a server's certificate or host key, and the --pin for it", identity);
+    add_word(who, "URL", options.url);
+    add_proxy(who, options);
 }
 
 void add_questions(CLI::App &app, options_t &options)
@@ -79,24 +124,48 @@ void add_questions(CLI::App &app, options_t &options)
     add_command(app, options, "ping", "Ask whether the daemon answers", job_ping);
     add_command(app, options, "state", "Show the running job, or how the last one ended", job_state);
     add_command(app, options, "cancel", "Cancel the running job and wait until it has stopped", job_cancel);
-    add_command(app, options, "watch", "Show every change of the daemon's state", watch);
+    add_exec(add_command(app, options, "watch", "Show every change of the daemon's state", watch), options);
 
     CLI::App *listen = add_command(
         app, options, "listen", "Show the daemon's notices in place of the network manager", notices_listen);
+    add_exec(listen, options);
     listen->add_option("--notify-socket", options.notify_socket, "Socket to listen on")
+        ->type_name("PATH")
         ->capture_default_str();
-    listen->add_option("--count", options.count, "End after this many notices")->check(CLI::PositiveNumber);
+    listen->add_option("--count", options.count, "End after this many notices")
+        ->type_name("NUMBER")
+        ->check(above_zero);
 }
 
 void add_common_options(CLI::App &app, options_t &options)
 {
     app.set_version_flag("--version", std::string("ftpctl " FTPCTL_VERSION));
-    app.add_option("--socket", options.socket, "The daemon's control socket")->capture_default_str();
+    app.add_option("--socket", options.socket, "The daemon's control socket")
+        ->type_name("PATH")
+        ->capture_default_str();
     app.add_option("--timeout", options.timeout_s,
                    "Seconds after which the command gives up; a job that it waits for is cancelled")
-        ->check(CLI::PositiveNumber);
+        ->type_name("SECONDS")
+        ->check(above_zero);
     app.add_flag("--json", options.json, "Print JSON objects, one a line");
     app.add_flag("--quiet", options.quiet, "Print neither progress nor success");
+}
+
+// One line for what is wrong. A word that is not expected is named alone: what follows may be a password.
+std::string complaint(const CLI::App &app, const CLI::ParseError &error)
+{
+    const auto chosen = app.get_subcommands();
+    const std::string command = chosen.empty() ? "ftpctl" : "ftpctl " + chosen.front()->get_name();
+    const auto unexpected = app.remaining(true);
+    std::string line = error.what();
+    if (!unexpected.empty())
+        line =
+            (chosen.empty() && !unexpected[0].starts_with("-") ? "there is no command '" : "unexpected '") +
+            unexpected[0] + "'";
+    else if (chosen.empty() && dynamic_cast<const CLI::RequiredError *>(&error) != nullptr)
+        line = "a command is missing";
+    std::ranges::replace(line, '\n', ' ');
+    return line + "; see " + command + " --help";
 }
 
 } // namespace
@@ -111,8 +180,11 @@ std::optional<int> cli_parse(int argc, const char *const *argv, options_t &optio
     add_questions(app, options);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::Success &wanted) { // --help, --version
+        return app.exit(wanted);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? STATUS_DONE : STATUS_USAGE;
+        fprintf(stderr, "ftpctl: %s\n", complaint(app, error).c_str());
+        return STATUS_USAGE;
     }
     return std::nullopt;
 }

@@ -14,6 +14,7 @@ enum exit_status {
     STATUS_NO_FILE = 6,    // info: there is no such file
     STATUS_NO_RESUME = 7,  // put --resume: the sizes forbid it
     STATUS_TIMEOUT = 8,    // --timeout passed first
+    STATUS_EXEC = 9,       // watch, listen: a command of --exec failed
     STATUS_JOB = 20,       // + the job's result code
 };
 

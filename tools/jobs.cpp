@@ -4,10 +4,10 @@
 #include "tools/exchange.h"
 #include "tools/failure.h"
 #include "tools/interrupts.h"
+#include "tools/job_run.h"
 #include "tools/json.h"
 #include "tools/output.h"
 #include "tools/password.h"
-#include "tools/progress.h"
 #include "tools/request.h"
 #include "tools/result_names.h"
 #include "tools/resume.h"
@@ -17,20 +17,11 @@
 #include <chrono>
 #include <cstring>
 #include <sys/stat.h>
-#include <thread>
 
 using std::chrono::steady_clock;
 
 namespace
 {
-
-constexpr std::chrono::milliseconds POLL{100};
-
-[[noreturn]] void fail_with(uint32_t code, const std::string &details = "")
-{
-    const int status = code == FTPCD_ERR_NONE ? STATUS_BAD_ANSWER : result_exit_status(code);
-    throw failure(status, result_text(code) + (details.empty() ? "" : " (" + details + ")"));
-}
 
 transfer_request_t request_from(control_command command, const options_t &options)
 {
@@ -44,71 +35,14 @@ transfer_request_t request_from(control_command command, const options_t &option
     return request;
 }
 
-state_reply_t state_of(const options_t &options)
-{
-    return exchange<state_reply_t>(options.socket, COMMAND_GET_STATE);
-}
-
-// Asks for the state first: the daemon would let a job of the other engine run on unseen, and it takes note
-// of the end of an earlier job with the pass that answers.
-void start(const options_t &options, control_command command, const transfer_request_t &request)
-{
-    if (state_of(options).module_info.running != 0)
-        fail_with(FTPCD_ERR_BUSY);
-    reply_t reply = exchange_request(options.socket, command, request);
-    if (reply.result != 0 &&
-        reply.detail == FTPCD_ERR_INTERNAL) // an ended job of the other engine: now forgotten
-        reply = exchange_request(options.socket, command, request);
-    if (reply.result != 0)
-        fail_with(reply.detail);
-}
-
-// Returns when the job has stopped, which takes the daemon as long as it takes.
-cancel_reply_t cancel(const options_t &options)
-{
-    const deadline_t deadline(options.timeout());
-    try {
-        return exchange<cancel_reply_t>(options.socket, COMMAND_CANCEL, options.timeout());
-    } catch (const failure &) {
-        if (deadline.passed())
-            throw failure(STATUS_TIMEOUT, "the job has not stopped yet; the daemon goes on stopping it");
-        throw;
-    }
-}
-
-// The state in which the job ended.
-state_reply_t wait_for_end(const options_t &options, const deadline_t &deadline)
-{
-    progress_display display(!options.quiet && !options.json);
-    for (auto next = steady_clock::now() + POLL;; next += POLL) {
-        const state_reply_t state = state_of(options);
-        if (state.module_info.running == 0)
-            return state;
-        display.update(state.exec_info);
-        if (interrupts_seen() || deadline.passed()) {
-            display.say(interrupts_seen() ? "interrupted, cancelling the job"
-                                          : "out of time, cancelling the job");
-            cancel(options);
-            return state_of(options);
-        }
-        next = std::max(next, steady_clock::now());
-        std::this_thread::sleep_until(next);
-    }
-}
-
 // Runs one job to its end. A failed one ends the command.
 exec_info_t run(const options_t &options, control_command command, const transfer_request_t &request,
                 const deadline_t &deadline)
 {
-    start(options, command, request);
-    const state_reply_t state = wait_for_end(options, deadline);
-    const uint32_t result = state.module_info.result;
-    if (options.json && (result != FTPCD_ERR_NONE || command != COMMAND_DL_FILE_INFO))
+    const state_reply_t state = job_run(options, command, request, deadline);
+    if (options.json && (state.module_info.result != FTPCD_ERR_NONE || command != COMMAND_DL_FILE_INFO))
         output_line(json_job(state));
-    if (result == FTPCD_ERR_CANCELED && deadline.passed() && !interrupts_seen())
-        throw failure(STATUS_TIMEOUT, "not done in time, the job was cancelled");
-    if (result != FTPCD_ERR_NONE)
-        fail_with(result, text_details(state.exec_info));
+    job_check(state, deadline);
     return state.exec_info;
 }
 
@@ -116,7 +50,7 @@ int transfer(const options_t &options, control_command command, const transfer_r
              const deadline_t &deadline)
 {
     if (options.no_wait) {
-        start(options, command, request);
+        job_start(options, command, request);
         if (options.json)
             output_line(json_reply({}));
         return STATUS_DONE;
@@ -212,18 +146,18 @@ int job_ping(const options_t &options)
 
 int job_state(const options_t &options)
 {
-    const state_reply_t state = state_of(options);
+    const state_reply_t state = job_state_of(options);
     output_line(options.json ? json_state(state) : text_state(state.module_info, state.exec_info));
     return STATUS_DONE;
 }
 
 int job_cancel(const options_t &options)
 {
-    const cancel_reply_t reply = cancel(options);
+    const cancel_reply_t reply = job_stop(options);
     if (options.json)
         output_line(json_cancel(reply));
     if (reply.reply.result != 0)
-        fail_with(reply.reply.detail);
+        job_fail(reply.reply.detail);
     say(options, std::string("cancelled: ") + text_job_kind(reply.exec));
     return STATUS_DONE;
 }

@@ -16,7 +16,7 @@ static json object_of(const module_info_t &info)
 
 static json object_of(const exec_info_t &info)
 {
-    const bool is_zixi = info.response_code_type == 3;
+    const bool is_zixi = info.response_code_type == TEXT_ZIXI_RESPONSE_CODE_TYPE;
     return {
         {"total_size", text_bytes(info.total_size)},
         {"transferred_size", text_bytes(info.transferred_size)},
@@ -75,17 +75,53 @@ std::string json_job(const state_reply_t &state)
         .dump();
 }
 
-std::string json_notice(const notice_header_t &header, const completion_notice_t &body)
+std::string json_identity(const std::string &server, const server_identity_t &identity)
 {
-    json notice = object_of(header);
+    const bool is_certificate = identity.kind == server_identity_t::CERTIFICATE;
+    json object = {{"server", server}, {"kind", is_certificate ? "certificate" : "host key"}};
+    if (is_certificate)
+        object.update(json{{"subject", identity.subject},
+                           {"issuer", identity.issuer},
+                           {"not_before", identity.not_before},
+                           {"not_after", identity.not_after}});
+    else
+        object["type"] = identity.type;
+    object["key_type"] = identity.key_type;
+    object["key_bits"] = identity.key_bits;
+    object["sha256"] = identity.sha256;
+    object[is_certificate ? "sha1" : "md5"] = identity.digest;
+    object["pin"] = identity.pin;
+    return object.dump();
+}
+
+// What every event begins with.
+static json event(const char *name, time_t now, uint32_t result)
+{
+    return {{"event", name}, {"time", static_cast<int64_t>(now)}, {"result_name", result_name(result)}};
+}
+
+std::string json_notice(const notice_header_t &header, const completion_notice_t &body, const char *name,
+                        time_t now)
+{
+    json notice = event(name, now, body.reply.detail);
+    notice.update(object_of(header));
     notice["reply"] = object_of(body.reply);
     notice["exec_info"] = object_of(body.exec_info);
     return notice.dump();
 }
 
-std::string json_notice(const notice_header_t &header, const reply_t &body)
+std::string json_notice(const notice_header_t &header, const reply_t &body, time_t now)
 {
-    json notice = object_of(header);
+    json notice = event("started", now, body.detail);
+    notice.update(object_of(header));
     notice["reply"] = object_of(body);
     return notice.dump();
+}
+
+std::string json_state_event(const state_reply_t &state, time_t now)
+{
+    json object = event("state", now, state.module_info.result);
+    object["module_info"] = object_of(state.module_info);
+    object["exec_info"] = object_of(state.exec_info);
+    return object.dump();
 }

@@ -1,17 +1,18 @@
 #include "tools/notices.h"
 
 #include "tools/deadline.h"
+#include "tools/event.h"
+#include "tools/event_hook.h"
 #include "tools/failure.h"
 #include "tools/interrupts.h"
-#include "tools/json.h"
-#include "tools/output.h"
-#include "tools/result_names.h"
-#include "tools/text.h"
 #include "tools/unix_address.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <poll.h>
+#include <span>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +21,7 @@ namespace
 {
 
 constexpr std::chrono::seconds SENDER_LIMIT{10};
+constexpr int BACKLOG = 128; // senders that may wait while one is served
 constexpr size_t NOTICE_MAX = sizeof(notice_header_t) + NOTICE_BODY_MAX;
 
 class listener
@@ -30,8 +32,8 @@ public:
     listener(const listener &) = delete;
     listener &operator=(const listener &) = delete;
 
-    // The next sender's connection; -1 at an interrupt or when the time is over.
-    int accept_until(const deadline_t &deadline) const;
+    // The next sender's connection; -1 when none came, or an interrupt did.
+    int accept_within(int limit_ms) const;
 
 private:
     const std::string &path_;
@@ -67,7 +69,7 @@ listener::listener(const std::string &path) : path_(path), fd_(-1)
     if (fd_ == -1)
         fail("socket");
     is_bound_ = bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    const bool is_listening = is_bound_ && listen(fd_, 16) == 0;
+    const bool is_listening = is_bound_ && listen(fd_, BACKLOG) == 0;
     if (is_listening)
         return;
     const int error = errno;
@@ -84,21 +86,15 @@ listener::~listener()
     close(fd_);
 }
 
-int listener::accept_until(const deadline_t &deadline) const
+int listener::accept_within(int limit_ms) const
 {
     pollfd waiting = {fd_, POLLIN, 0};
-    while (!interrupts_seen() && !deadline.passed()) {
-        // An interrupt between the question and poll() must not wait for the next notice.
-        const int left_ms = deadline.poll_ms();
-        if (poll(&waiting, 1, left_ms == -1 || left_ms > 500 ? 500 : left_ms) != 1)
-            continue;
-        const int fd = accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd != -1)
-            return fd;
-        if (errno != EINTR && errno != ECONNABORTED)
-            fail("accept");
-    }
-    return -1;
+    if (poll(&waiting, 1, limit_ms) != 1)
+        return -1;
+    const int fd = accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd == -1 && errno != EINTR && errno != ECONNABORTED)
+        fail("accept");
+    return fd;
 }
 
 // Everything that the sender sends, until it closes, has said enough or takes too long.
@@ -118,78 +114,51 @@ size_t receive(int fd, std::span<std::byte> buffer)
     return size;
 }
 
-template <typename Body> Body body_of(std::span<const std::byte> bytes)
+// Milliseconds to wait for a notice. An interrupt between the question and poll() must not wait for the next
+// notice, nor must a command's end be noticed late.
+int next_look(const deadline_t &deadline, const event_hook &hook)
 {
-    Body body;
-    if (bytes.size() != sizeof body)
-        throw failure(STATUS_BAD_ANSWER,
-                      "a notice with a body of " + std::to_string(bytes.size()) + " bytes");
-    memcpy(&body, bytes.data(), sizeof body);
-    return body;
+    const int longest_ms = hook.busy() ? 50 : 500;
+    const int left_ms = deadline.poll_ms();
+    return left_ms == -1 ? longest_ms : std::min(left_ms, longest_ms);
 }
 
-notice_header_t header_of(std::span<const std::byte> bytes)
+// Takes what the sender says and shows it; false when that is no notice.
+bool tell(int fd, const options_t &options, event_hook &hook)
 {
-    notice_header_t header;
-    if (bytes.size() < sizeof header)
-        throw failure(STATUS_BAD_ANSWER, "a notice of only " + std::to_string(bytes.size()) + " bytes");
-    memcpy(&header, bytes.data(), sizeof header);
-    if (header.sender != NOTICE_SENDER || header.kind != NOTICE_KIND || header.code > NOTICE_STARTED)
-        throw failure(STATUS_BAD_ANSWER, "a notice of sender " + std::to_string(header.sender) + ", code " +
-                                             std::to_string(header.code) + ", kind " +
-                                             std::to_string(header.kind) + ", which is not the daemon's");
-    if (header.length != bytes.size() - sizeof header)
-        throw failure(STATUS_BAD_ANSWER, "a notice that announces " + std::to_string(header.length) +
-                                             " bytes and has " +
-                                             std::to_string(bytes.size() - sizeof header));
-    return header;
-}
-
-constexpr const char *DONE[] = {"download done", "upload done", "file information done"};
-
-std::string started_text(const reply_t &body)
-{
-    return body.result == 0 ? "daemon started" : "daemon failed to start, " + result_text(body.detail);
+    std::byte buffer[NOTICE_MAX];
+    const size_t size = receive(fd, buffer);
+    close(fd);
+    try {
+        const event_t event = event_of_notice(std::span(buffer, size), time(nullptr));
+        event_print(event, options);
+        hook.add(event);
+        return true;
+    } catch (const failure &error) {
+        if (error.status != STATUS_BAD_ANSWER)
+            throw;
+        fprintf(stderr, "ftpctl: ignored: %s\n", error.what());
+        return false;
+    }
 }
 
 } // namespace
-
-std::string notices_text(std::span<const std::byte> bytes, bool as_json)
-{
-    const notice_header_t header = header_of(bytes);
-    const std::span<const std::byte> body = bytes.subspan(sizeof header);
-    if (header.code == NOTICE_STARTED) {
-        const auto reply = body_of<reply_t>(body);
-        return as_json ? json_notice(header, reply) : started_text(reply);
-    }
-    const auto completion = body_of<completion_notice_t>(body);
-    if (as_json)
-        return json_notice(header, completion);
-    return std::string(DONE[header.code]) + ", " + text_outcome(completion.exec_info) + ", " +
-           result_text(completion.reply.detail);
-}
 
 int notices_listen(const options_t &options)
 {
     interrupts_catch();
     const deadline_t deadline(options.timeout());
     const listener source(options.notify_socket);
-    for (unsigned long seen = 0; options.count == 0 || seen < options.count;) {
-        const int fd = source.accept_until(deadline);
-        if (fd == -1)
-            return options.count == 0 ? STATUS_DONE : STATUS_TIMEOUT;
-        std::byte buffer[NOTICE_MAX];
-        const size_t size = receive(fd, buffer);
-        close(fd);
-        try {
-            const std::string text = notices_text(std::span(buffer, size), options.json);
-            output_line(options.json ? text : text_now() + " " + text);
+    event_hook hook(options.exec);
+    unsigned long seen = 0;
+    while (!interrupts_seen() && !deadline.passed() && (options.count == 0 || seen < options.count)) {
+        hook.step();
+        const int fd = source.accept_within(next_look(deadline, hook));
+        if (fd != -1 && tell(fd, options, hook))
             seen++;
-        } catch (const failure &error) {
-            if (error.status != STATUS_BAD_ANSWER)
-                throw;
-            fprintf(stderr, "ftpctl: ignored: %s\n", error.what());
-        }
     }
-    return STATUS_DONE;
+    const int status = hook.finish();
+    if (status == STATUS_DONE && seen < options.count && !interrupts_seen())
+        return STATUS_TIMEOUT;
+    return status;
 }

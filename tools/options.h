@@ -31,6 +31,9 @@ struct options_t {
     bool no_overwrite = false;
     bool no_wait = false;
 
+    // watch and listen
+    std::string exec;
+
     // listen
     std::string notify_socket = NETWORK_MANAGER_SOCKET_PATH;
     unsigned long count = 0; // 0: for ever

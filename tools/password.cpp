@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -71,6 +72,18 @@ std::string first_line(int fd, const std::string &name)
     return line;
 }
 
+// Takes the password out of the environment, which the process list shows to this user and to root.
+std::optional<std::string> from_environment()
+{
+    char *value = getenv("FTPCTL_PASSWORD");
+    if (value == nullptr)
+        return std::nullopt;
+    const std::string password = value;
+    explicit_bzero(value, password.size());
+    unsetenv("FTPCTL_PASSWORD");
+    return password;
+}
+
 } // namespace
 
 std::string password_prompt(int fd, const std::string &user_and_host)
@@ -83,14 +96,15 @@ std::string password_prompt(int fd, const std::string &user_and_host)
 
 std::string password_find(const std::string &file, const std::string &user_and_host)
 {
+    const std::optional<std::string> in_environment = from_environment();
     if (!file.empty()) {
         const descriptor source = {file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)};
         if (source.fd == -1)
             throw failure(STATUS_LOCAL, "--password-file " + file + ": " + strerror(errno));
         return first_line(source.fd, "--password-file " + file);
     }
-    if (const char *password = getenv("FTPCTL_PASSWORD"); password != nullptr)
-        return password;
+    if (in_environment)
+        return *in_environment;
     if (isatty(STDIN_FILENO) == 1)
         return password_prompt(STDIN_FILENO, user_and_host);
     throw failure(STATUS_USAGE,

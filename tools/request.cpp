@@ -148,6 +148,26 @@ transfer_request_t request_build(control_command command, const options_t &optio
     return request;
 }
 
+transfer_request_t request_for_identity(const options_t &options, const url_t &url,
+                                        const std::string &save_path, const std::string &nothing)
+{
+    if (!has_tls(url.protocol) && url.protocol != PROTOCOL_SFTP)
+        refuse("identity: only ftps://, ftpes:// and sftp:// servers have one");
+    transfer_request_t request = {};
+    request.protocol = url.protocol;
+    set_string(request.remote_path, "remote path", "nothing");
+    set_string(request.local_path, "local path", nothing);
+    set_string(request.host, "host", url.host);
+    request.port = url.port;
+    request.passive_mode = 1;
+    if (!options.proxy.empty())
+        set_proxy(request, options.proxy);
+    // digest_length stays 0, which no certificate and no key has.
+    request.server_auth.auth_type = has_tls(url.protocol) ? SERVER_AUTH_SHA1 : SERVER_AUTH_MD5;
+    set_string(request.server_auth.save_path, "identity file", save_path);
+    return request;
+}
+
 void request_set_password(transfer_request_t &request, const std::string &password)
 {
     if (is_zixi(request.protocol)) {

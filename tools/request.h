@@ -11,6 +11,12 @@
 // what the daemon would refuse or ignore to the user's harm.
 transfer_request_t request_build(control_command command, const options_t &options, const url_t &url);
 
+// The download that learns a server's identity and nothing else: the identity is saved to `save_path`, then
+// the server is refused, before the login. `nothing` is the local file that a download must have; it stays
+// empty.
+transfer_request_t request_for_identity(const options_t &options, const url_t &url,
+                                        const std::string &save_path, const std::string &nothing);
+
 void request_set_password(transfer_request_t &request, const std::string &password);
 
 // Whom the login names, e.g. "anna"; without one FTP logs in as "anonymous".

@@ -67,6 +67,7 @@ constexpr status_help_t STATUSES[] = {
     {STATUS_NO_FILE, "info: there is no such file"},
     {STATUS_NO_RESUME, "put --resume: the sizes forbid it"},
     {STATUS_TIMEOUT, "--timeout has passed; the job was cancelled"},
+    {STATUS_EXEC, "watch, listen: a command of --exec failed"},
 };
 
 const result_t &find(uint32_t code)

@@ -11,8 +11,6 @@
 namespace
 {
 
-constexpr uint32_t ZIXI_RESPONSE_CODE_TYPE = 3; // its jobs have a library error instead of codes
-
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 
 std::string format(const char *pattern, ...)
@@ -95,7 +93,7 @@ const char *text_job_kind(uint32_t exec)
 std::string text_details(const exec_info_t &info)
 {
     std::string text;
-    if (info.response_code_type == ZIXI_RESPONSE_CODE_TYPE) {
+    if (info.response_code_type == TEXT_ZIXI_RESPONSE_CODE_TYPE) {
         if (info.zixi_error != 0)
             add(text, format("Zixi error %d", static_cast<int32_t>(info.zixi_error)));
         return text;

@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <string>
 
+// The response_code_type of Zixi jobs, which have a library error instead of codes.
+constexpr uint32_t TEXT_ZIXI_RESPONSE_CODE_TYPE = 3;
+
 // "4096 B", "1.5 kB", "5.4 GB": decimal units, one decimal.
 std::string text_size(double bytes);
 

@@ -121,7 +121,7 @@ host_port_t url_parse_host_port(std::string_view text, uint32_t default_port, co
     return {name, port_of(rest.substr(rest.empty() ? 0 : 1), default_port, what)};
 }
 
-url_t url_parse(std::string_view text)
+url_t url_parse(std::string_view text, url_names names)
 {
     const size_t scheme_length = text.find("://");
     const scheme_t &scheme = scheme_of(text, scheme_length);
@@ -140,7 +140,7 @@ url_t url_parse(std::string_view text)
     url.host = server.host;
     url.port = server.port;
     url.path = decoded(path.substr(path.empty() ? 0 : 1), "URL: path");
-    if (url.path.empty() || url.path.back() == '/')
+    if (names == url_names::A_FILE && (url.path.empty() || url.path.back() == '/'))
         refuse("URL: names no file");
     return url;
 }

@@ -18,8 +18,11 @@ struct url_t {
     std::string path;
 };
 
-// Throws failure (STATUS_USAGE) for what is no such URL, holds a password, or names no file.
-url_t url_parse(std::string_view text);
+// What a URL must name.
+enum class url_names { A_FILE, A_SERVER };
+
+// Throws failure (STATUS_USAGE) for what is no such URL, holds a password, or names no file where it must.
+url_t url_parse(std::string_view text, url_names names = url_names::A_FILE);
 
 struct host_port_t {
     std::string host;

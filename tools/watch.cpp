@@ -1,15 +1,15 @@
 #include "tools/watch.h"
 
 #include "tools/deadline.h"
+#include "tools/event.h"
+#include "tools/event_hook.h"
 #include "tools/exchange.h"
 #include "tools/failure.h"
 #include "tools/interrupts.h"
-#include "tools/json.h"
-#include "tools/output.h"
-#include "tools/text.h"
 
 #include <chrono>
 #include <cstring>
+#include <ctime>
 #include <thread>
 
 static constexpr std::chrono::milliseconds POLL{100};
@@ -40,18 +40,32 @@ bool watch_pace::is_due(double now_s, const state_reply_t &state)
     return true;
 }
 
-int watch(const options_t &options)
+static void follow(const options_t &options, event_hook &hook)
 {
-    interrupts_catch();
     const deadline_t deadline(options.timeout());
     watch_pace pace;
     while (!interrupts_seen() && !deadline.passed()) {
         const auto now = std::chrono::steady_clock::now();
         const auto state = exchange<state_reply_t>(options.socket, COMMAND_GET_STATE);
-        if (pace.is_due(std::chrono::duration<double>(now.time_since_epoch()).count(), state))
-            output_line(options.json ? json_state(state)
-                                     : text_now() + " " + text_state(state.module_info, state.exec_info));
+        hook.step();
+        if (pace.is_due(std::chrono::duration<double>(now.time_since_epoch()).count(), state)) {
+            const event_t event = event_of_state(state, time(nullptr));
+            event_print(event, options);
+            hook.add(event);
+        }
         std::this_thread::sleep_until(now + POLL);
     }
-    return STATUS_DONE;
+}
+
+int watch(const options_t &options)
+{
+    interrupts_catch();
+    event_hook hook(options.exec);
+    try {
+        follow(options, hook);
+    } catch (const failure &) { // the daemon has gone: what was seen of it still counts
+        hook.finish();
+        throw;
+    }
+    return hook.finish();
 }

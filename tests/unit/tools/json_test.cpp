@@ -77,18 +77,59 @@ TEST(Json, ACancelAndAPlainReplyHaveTheirMembers)
 
 TEST(Json, ANoticeHasItsHeadAndItsBody)
 {
-    EXPECT_EQ(
-        json::parse(json_notice({10, 1, 1, 0xEE, 56, 0xEEEE, 0}, completion_notice_t{{1, 16}, exec_info()})),
-        (json{{"sender", 10},
-              {"code", 1},
-              {"kind", 1},
-              {"length", 56},
-              {"reply", {{"result", 1}, {"detail", 16}}},
-              {"exec_info", exec_json()}}));
-    EXPECT_EQ(json::parse(json_notice({10, 3, 1, 0, 8, 0, 0}, reply_t{0, 0})),
-              (json{{"sender", 10},
+    EXPECT_EQ(json::parse(json_notice({10, 1, 1, 0xEE, 56, 0xEEEE, 0},
+                                      completion_notice_t{{1, 16}, exec_info()}, "upload", 1700000000)),
+              (json{{"event", "upload"},
+                    {"time", 1700000000},
+                    {"result_name", "FTPCD_ERR_NETWORK"},
+                    {"sender", 10},
+                    {"code", 1},
+                    {"kind", 1},
+                    {"length", 56},
+                    {"reply", {{"result", 1}, {"detail", 16}}},
+                    {"exec_info", exec_json()}}));
+    EXPECT_EQ(json::parse(json_notice({10, 3, 1, 0, 8, 0, 0}, reply_t{0, 0}, 5)),
+              (json{{"event", "started"},
+                    {"time", 5},
+                    {"result_name", "FTPCD_ERR_NONE"},
+                    {"sender", 10},
                     {"code", 3},
                     {"kind", 1},
                     {"length", 8},
                     {"reply", {{"result", 0}, {"detail", 0}}}}));
+}
+
+TEST(Json, AStateEventHasTheStateWithoutAReply)
+{
+    EXPECT_EQ(json::parse(json_state_event({{0, 0}, {0, 2, 16, 0}, exec_info()}, 5)),
+              (json{{"event", "state"},
+                    {"time", 5},
+                    {"result_name", "FTPCD_ERR_NETWORK"},
+                    {"module_info", {{"running", 0}, {"exec", 2}, {"result", 16}, {"cancel", 0}}},
+                    {"exec_info", exec_json()}}));
+}
+
+TEST(Json, AnIdentityNamesWhatItHas)
+{
+    server_identity_t identity;
+    identity.subject = "CN = a";
+    identity.key_type = "RSA";
+    identity.key_bits = 2048;
+    identity.sha256 = "AA";
+    identity.digest = "BB";
+    identity.pin = "sha1:BB";
+    const json certificate = json::parse(json_identity("h:990", identity));
+    EXPECT_EQ(certificate["server"], "h:990");
+    EXPECT_EQ(certificate["kind"], "certificate");
+    EXPECT_EQ(certificate["subject"], "CN = a");
+    EXPECT_EQ(certificate["key_bits"], 2048);
+    EXPECT_EQ(certificate["sha1"], "BB");
+    EXPECT_FALSE(certificate.contains("md5"));
+    identity.kind = server_identity_t::HOST_KEY;
+    identity.type = "ssh-rsa";
+    const json key = json::parse(json_identity("h:22", identity));
+    EXPECT_EQ(key["kind"], "host key");
+    EXPECT_EQ(key["type"], "ssh-rsa");
+    EXPECT_EQ(key["md5"], "BB");
+    EXPECT_FALSE(key.contains("subject"));
 }

@@ -1,15 +1,14 @@
 #include "tools/notices.h"
 
 #include "fake_daemon.h"
+#include "notice_bytes.h"
 #include "program.h"
 #include "refused.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <span>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -21,32 +20,6 @@ using testing::StartsWith;
 
 namespace
 {
-
-// 12 bytes of head, reserved ones not zero.
-bytes_t notice(uint8_t code, uint8_t length, const bytes_t &body)
-{
-    const uint8_t head[] = {10, code, 1, 0xEE, length, 0, 0xEE, 0xEE, 0, 0, 0, 0};
-    bytes_t bytes(sizeof head + body.size());
-    std::ranges::copy(body, std::ranges::copy(head, bytes.begin()).out);
-    return bytes;
-}
-
-const bytes_t STARTED = notice(3, 8, {0, 0, 0, 0, 0, 0, 0, 0});
-const bytes_t FAILED_START = notice(3, 8, {1, 0, 0, 0, 5, 0, 0, 0});
-
-bytes_t completion(uint8_t code, uint32_t result)
-{
-    completion_notice_t body = {{result != 0, result}, {}};
-    body.exec_info.total_size = 5368709120;
-    body.exec_info.transferred_size = 5368709120;
-    body.exec_info.elapsed_time = 2;
-    return notice(code, 56, bytes_of(body));
-}
-
-std::string text_of(const bytes_t &bytes, bool as_json = false)
-{
-    return notices_text(std::as_bytes(std::span(bytes)), as_json);
-}
 
 int connected_to(const std::string &path)
 {
@@ -72,46 +45,6 @@ void send_notice(const std::string &path, const bytes_t &bytes)
 }
 
 } // namespace
-
-TEST(Notices, EachKindIsALine)
-{
-    EXPECT_EQ(text_of(STARTED), "daemon started");
-    EXPECT_THAT(text_of(FAILED_START), StartsWith("daemon failed to start, FTPCD_ERR_INTERNAL (5): "));
-    EXPECT_EQ(text_of(completion(0, 0)),
-              "download done, 5368709120 of 5368709120 bytes in 2.0 s, FTPCD_ERR_NONE (0): Done.");
-    EXPECT_THAT(text_of(completion(1, 16)), HasSubstr("upload done, "));
-    EXPECT_THAT(text_of(completion(1, 16)), HasSubstr(" FTPCD_ERR_NETWORK (16): "));
-    EXPECT_THAT(text_of(completion(2, 0)), StartsWith("file information done, "));
-}
-
-TEST(Notices, AnObjectHasHeadAndBody)
-{
-    const json object = json::parse(text_of(completion(1, 16), true));
-    EXPECT_EQ(object["code"], 1);
-    EXPECT_EQ(object["reply"]["detail"], 16);
-    EXPECT_EQ(object["exec_info"]["total_size"], 5368709120);
-    EXPECT_EQ(json::parse(text_of(STARTED, true))["reply"]["result"], 0);
-}
-
-TEST(Notices, WhatIsNoNoticeIsRefused)
-{
-    bytes_t foreign = STARTED;
-    foreign[0] = 11;
-    bytes_t other_kind = STARTED;
-    other_kind[2] = 2;
-    const bytes_t cases[] = {{},
-                             bytes_t(11),
-                             foreign,
-                             other_kind,
-                             notice(4, 0, {}),
-                             notice(3, 8, {0, 0, 0, 0}),
-                             notice(3, 4, {0, 0, 0, 0}),
-                             notice(0, 8, bytes_t(8)),
-                             notice(3, 8, bytes_t(9))};
-    for (const bytes_t &bytes : cases)
-        EXPECT_THAT(failure_of([&] { text_of(bytes); }), StartsWith("5 a notice "))
-            << bytes.size() << " bytes";
-}
 
 TEST(Listen, PrintsEachNoticeAtOnceAndEndsAfterItsCount)
 {
@@ -209,4 +142,53 @@ TEST(Listen, LeavesAFileThatIsNoSocketAlone)
     const std::string path = dir.file("precious", "content");
     EXPECT_EQ(run({"listen", "--notify-socket", path}).status, 1);
     EXPECT_EQ(content_of(path), "content");
+}
+
+TEST(ListenExec, RunsTheCommandForEachNoticeHoweverSlowItIs)
+{
+    const temp_dir dir;
+    const std::string path = dir / "nm.sock";
+    program listening({"listen", "--notify-socket", path, "--count", "200", "--quiet", "--exec",
+                       "echo $FTPCTL_EVENT $FTPCTL_RESULT; test $FTPCTL_RESULT != 0 || sleep 0.3"});
+    std::string expected;
+    for (uint32_t i = 0; i < 200;
+         i++) { // more than may wait in the socket's queue, while the first one sleeps
+        send_notice(path, completion(1, i));
+        expected += "upload " + std::to_string(i) + "\n";
+    }
+    const outcome_t outcome = listening.wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, expected);
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(ListenExec, PrintsTheNoticeAsWellAndReportsAFailedCommand)
+{
+    const temp_dir dir;
+    const std::string path = dir / "nm.sock";
+    program listening({"listen", "--notify-socket", path, "--count", "2", "--json", "--exec", "exit 7"});
+    send_notice(path, STARTED);
+    send_notice(path, STARTED);
+    const outcome_t outcome = listening.wait();
+    EXPECT_EQ(outcome.status, 9);
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 2);
+    const std::string line = "ftpctl: --exec: the command ended with status 7 for: daemon started\n";
+    EXPECT_EQ(outcome.err, line + line);
+}
+
+TEST(ListenExec, AtAnInterruptTheRunningCommandEndsAndTheRestIsTold)
+{
+    const temp_dir dir;
+    const std::string path = dir / "nm.sock";
+    program listening({"listen", "--notify-socket", path, "--exec", "echo runs; exec sleep 1000"});
+    for (int i = 0; i < 3; i++)
+        send_notice(path, STARTED);
+    ASSERT_TRUE(listening.has_printed("runs\n"));
+    ASSERT_TRUE(listening.has_printed("started\n", 3));
+    listening.signal(SIGINT);
+    const outcome_t outcome = listening.wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "ftpctl: --exec: the running command was asked to end\n"
+                           "ftpctl: --exec: interrupted, not run for 2 more\n");
+    EXPECT_FALSE(std::filesystem::exists(path));
 }

@@ -64,3 +64,11 @@ TEST_F(Password, AFileWithoutAnEndIsNotReadForEver)
     EXPECT_GT(password.size(), 223u) << "the request refuses what is longer than its field";
     EXPECT_LT(password.size(), 100000u);
 }
+
+TEST_F(Password, IsTakenOutOfTheEnvironment)
+{
+    const char *value = getenv("FTPCTL_PASSWORD");
+    from_file("another");
+    EXPECT_STREQ(value, "") << "the process list shows these bytes";
+    EXPECT_EQ(getenv("FTPCTL_PASSWORD"), nullptr);
+}

@@ -38,7 +38,7 @@ program::program(const std::vector<std::string> &arguments, const std::vector<st
     pid_ = fork();
     if (pid_ == 0) {
         redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
-        redirect(STDOUT_FILENO, dir_ / "out", O_WRONLY);
+        redirect(STDOUT_FILENO, dir_ / "out", O_WRONLY | O_APPEND);
         redirect(STDERR_FILENO, dir_ / "err", O_WRONLY | O_CREAT);
         execve(FTPCTL, argv.data(), envp.data());
         _exit(99);
@@ -47,11 +47,19 @@ program::program(const std::vector<std::string> &arguments, const std::vector<st
 
 void program::signal(int number) const { kill(pid_, number); }
 
-bool program::has_printed(const std::string &text) const
+static size_t count_of(const std::string &text, const std::string &content)
+{
+    size_t count = 0;
+    for (size_t at = content.find(text); at != std::string::npos; at = content.find(text, at + text.size()))
+        count++;
+    return count;
+}
+
+bool program::has_printed(const std::string &text, size_t times) const
 {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (std::chrono::steady_clock::now() < end) {
-        if (content_of(dir_ / "out").find(text) != std::string::npos)
+        if (count_of(text, content_of(dir_ / "out")) >= times)
             return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }

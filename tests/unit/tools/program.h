@@ -22,8 +22,8 @@ public:
 
     void signal(int number) const;
 
-    // What it printed on standard output so far holds `text`; false after 10 s.
-    bool has_printed(const std::string &text) const;
+    // What it printed on standard output so far holds `text` that many times; false after 10 s.
+    bool has_printed(const std::string &text, size_t times = 1) const;
 
     // Waits for its end.
     outcome_t wait();

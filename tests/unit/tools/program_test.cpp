@@ -403,3 +403,16 @@ TEST(Watch, EndsWhenItsTimeIsOver)
     EXPECT_THAT(play.outcome.out,
                 MatchesRegex("....-..-.. ..:..:.. idle, no job since the daemon started\n"));
 }
+
+TEST(Watch, RunsTheCommandForEachChange)
+{
+    fake_daemon daemon(script_of({idle(), running(2, 100, 40), ended(2, 16, 100, 40)}));
+    program watching({"watch", "--quiet", "--socket", daemon.path(), "--exec",
+                      "echo $FTPCTL_EVENT:$FTPCTL_RUNNING:$FTPCTL_JOB:$FTPCTL_RESULT_NAME"});
+    ASSERT_TRUE(watching.has_printed("FTPCD_ERR_NETWORK"));
+    watching.signal(SIGINT);
+    const outcome_t outcome = watching.wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "state:0:no job:FTPCD_ERR_NONE\nstate:1:upload:FTPCD_ERR_NONE\n"
+                           "state:0:upload:FTPCD_ERR_NETWORK\n");
+}

@@ -1,0 +1,53 @@
+"""The command-line client, from the daemon's folder."""
+
+import json
+import os
+import pathlib
+import subprocess
+from typing import NamedTuple
+
+from . import processes
+from .daemon import program
+
+
+class Outcome(NamedTuple):
+    status: int
+    out: str
+    err: str
+
+    @property
+    def json(self):
+        return json.loads(self.out)
+
+
+def command():
+    """As the daemon's: an emulator may stand before the path."""
+    *emulator, daemon = program()
+    found = pathlib.Path(daemon).with_name("ftpctl")
+    assert found.exists(), "not built: ftpctl"
+    return [*emulator, str(found)]
+
+
+def environment(**variables):
+    """alice's password is in it."""
+    return os.environ | {"FTPCTL_PASSWORD": "secret"} | variables
+
+
+def run(*words, **variables):
+    done = subprocess.run(
+        [*command(), *map(str, words)], env=environment(**variables), stdin=subprocess.DEVNULL, capture_output=True, text=True
+    )
+    return Outcome(done.returncode, done.stdout, done.stderr)
+
+
+def start(*words, **options):
+    """A process that the test's end ends."""
+    return processes.spawn(
+        [*command(), *map(str, words)],
+        env=environment(),
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        text=True,
+        **options,
+    )

@@ -1,0 +1,17 @@
+// Digests, and bytes in hex.
+#pragma once
+
+#include <openssl/types.h>
+#include <span>
+#include <string>
+#include <vector>
+
+using octets_t = std::vector<unsigned char>;
+
+enum class letters_t { UPPER, LOWER };
+
+// "0A:FF".
+std::string digest_hex(std::span<const unsigned char> bytes, letters_t letters);
+
+// The digest of the bytes. Throws failure (STATUS_LOCAL) where the library does not do that kind.
+octets_t digest_of(std::span<const unsigned char> bytes, const EVP_MD *kind);
