@@ -135,6 +135,10 @@ TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
     EXPECT_EQ(receive(0), FTPCLIENT_OK);
     EXPECT_EQ(notice.code, FTPCLIENT_NOTICE_UPLOAD_DONE);
     EXPECT_FALSE(is_readable());
+    send_whole(path, bytes); // and again for the next one
+    EXPECT_TRUE(is_readable());
+    EXPECT_EQ(receive(0), FTPCLIENT_OK);
+    EXPECT_FALSE(is_readable());
 }
 
 TEST_F(Notices, OneThatWaitsBehindASlowSenderIsNotLost)

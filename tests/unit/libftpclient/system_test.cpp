@@ -16,6 +16,7 @@ struct behaviour_t {
     int failing_errno = 0;   // of the call named by `failing`
     const char *failing = "";
     bool without_memory = false;
+    bool shut_when_connected = false; // the next send is answered EPIPE
 };
 thread_local behaviour_t behaviour;
 thread_local std::map<std::string, int> interruptions; // of each call since it was last let through
@@ -67,7 +68,12 @@ int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms)
 }
 int __wrap_connect(int fd, const sockaddr *address, socklen_t size)
 {
-    return fails("connect") ? -1 : __real_connect(fd, address, size);
+    if (fails("connect"))
+        return -1;
+    const int result = __real_connect(fd, address, size);
+    if (behaviour.shut_when_connected)
+        shutdown(fd, SHUT_WR);
+    return result;
 }
 int __wrap_socket(int domain, int type, int protocol)
 {
@@ -163,6 +169,18 @@ TEST(System, EachFailureIsToldWithItsErrno)
         EXPECT_EQ(result, c.result) << c.call << " " << c.error;
         EXPECT_EQ(error, c.error) << c.call;
     }
+}
+
+TEST(System, ABrokenConnectionRaisesNoSignal)
+{
+    job_script script;
+    fake_daemon daemon(script);
+    const client_holder client(daemon);
+    behaviour_t broken;
+    broken.shut_when_connected = true;
+    const with breakage(broken);
+    EXPECT_EQ(ftpclient_ping(client, nullptr, 10000),
+              FTPCLIENT_ERR_DISCONNECTED); // SIGPIPE would end this test
 }
 
 TEST(System, WithoutMemoryNothingIsMade)
