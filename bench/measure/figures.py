@@ -23,6 +23,8 @@ def interleave(subjects, rounds):
 
 
 def spread(values, digits):
+    if len(values) == 1:
+        return f"{values[0]:.{digits}f}"
     return f"{statistics.median(values):.{digits}f} ({min(values):.{digits}f} to {max(values):.{digits}f})"
 
 
@@ -54,12 +56,12 @@ def print_costs(title, runs):
             name,
             spread(column(runs, name, "wall_s"), 2),
             f"{ratio(runs, name, 'wall_s'):.2f}",
-            spread(column(runs, name, "cpu_s"), 2),
+            spread([1000 * cpu_s for cpu_s in column(runs, name, "cpu_s")], 1),
             f"{ratio(runs, name, 'cpu_s'):.2f}",
             f"{statistics.median(peaks):.1f}" if peaks else "",
         ]
 
-    heads = ["", "wall s", "ours/theirs", "CPU s", "ours/theirs", "peak MiB"]
+    heads = ["", "wall s", "ours/theirs", "CPU ms", "ours/theirs", "peak MiB"]
     title += ": median (least to most); ours/theirs is the median of the rounds' ratios"
     print_table(title, heads, [cells(name) for name in runs])
 

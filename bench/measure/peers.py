@@ -54,9 +54,13 @@ def obscured(password):
     return said.stdout.strip()
 
 
+def rclone_login(backend, port):
+    login = {"host": "127.0.0.1", "port": port, "user": USER, "pass": obscured(PASSWORD)}
+    return [f"--{backend}-{name}={value}" for name, value in login.items()]
+
+
 def rclone(backend, port, *options):
-    login = [f"--{backend}-host=127.0.0.1", f"--{backend}-port={port}", f"--{backend}-user={USER}"]
-    login.append(f"--{backend}-pass={obscured(PASSWORD)}")
+    login = rclone_login(backend, port)
     # No look at the target first, no date, no checksum of the whole file read back: the transfer alone.
     plain = ["--config=/dev/null", "--no-check-dest", "--ignore-checksum", "--no-update-modtime", "--retries=1"]
 

@@ -63,16 +63,27 @@ def memory_kib(pid, name, file="status"):
     raise RuntimeError(f"no {name}")
 
 
+def private_kib(pid):
+    """Memory that is the process's alone."""
+    return memory_kib(pid, "Private_Dirty", "smaps_rollup")
+
+
+def settled_kib(pid):
+    """The same when nothing runs: the last job's end lies some passes of the main loop back."""
+    time.sleep(0.5)
+    return private_kib(pid)
+
+
 def forget_peak(pid):
     """From here on VmHWM is the peak."""
     pathlib.Path(f"/proc/{pid}/clear_refs").write_text("5")
 
 
-def local_file(mib):
+def local_file(mib, name="local"):
     """A file of random bytes for uploads; its path."""
     from harness.daemon import WORLD
 
-    path = str(WORLD / "tmp" / "local")
+    path = str(WORLD / "tmp" / name)
     with open(path, "wb") as file:
         for _ in range(mib):
             file.write(os.urandom(1 << 20))

@@ -1,0 +1,27 @@
+"""Sizes of what is built."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+FILES = ("bin/ftp_clientd", "lib/libsecure.so", "lib/libzixiFeeder.so")
+# Name by the number in an ELF head, and the prefix of its tools.
+PROCESSORS = {62: ("x86-64", ""), 40: ("ARM, 32 bit", "arm-linux-gnueabihf-"), 183: ("ARM, 64 bit", "aarch64-linux-gnu-")}
+
+
+def processor_of(file):
+    """(name, prefix of its tools)"""
+    return PROCESSORS[int.from_bytes(pathlib.Path(file).read_bytes()[18:20], "little")]
+
+
+def stripped_bytes(file):
+    """None where the tools for its processor are not installed."""
+    strip = shutil.which(processor_of(file)[1] + "strip")
+    if not strip:
+        return None
+    with tempfile.TemporaryDirectory() as folder:
+        stripped = os.path.join(folder, "stripped")
+        subprocess.run([strip, "-o", stripped, pathlib.Path(file).resolve()], check=True)
+        return os.path.getsize(stripped)
