@@ -42,9 +42,7 @@ def installed(monkeypatch):
     """/opt/device below a folder; the daemon under test is the one there."""
     install("--prefix", "/opt/device", "--component", "daemon")
     place = ROOT / "opt/device"
-    monkeypatch.setenv(
-        "FTP_CLIENTD", " ".join([*program()[:-1], str(place / "sbin/ftp_clientd")])
-    )
+    monkeypatch.setenv("FTP_CLIENTD", " ".join([*program()[:-1], str(place / "sbin/ftp_clientd")]))
     return place
 
 
