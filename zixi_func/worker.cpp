@@ -183,6 +183,12 @@ ending_t give_up(int error)
     return ending_t::settled;
 }
 
+bool is_cancelled()
+{
+    const zixif_lock held;
+    return zixif_info(held).job.module_info.cancel != 0;
+}
+
 ending_t upload()
 {
     store_error(ZIXI_ERROR_OK);
@@ -206,7 +212,8 @@ ending_t upload()
         if (!may_pass(error))
             break;
         budget--;
-        sleep(RETRY_PAUSE_S);
+        if (!is_cancelled()) // who waits for the cancel shall not wait for every pause
+            sleep(RETRY_PAUSE_S);
     }
     return give_up(error);
 }

@@ -274,6 +274,21 @@ TEST_F(Worker, TheFifthAttemptMaySucceed)
     expect_outcome(FTPCD_ERR_NONE, 0);
 }
 
+TEST_F(Worker, ACancelShortensTheAttemptsAndLeavesTheirResult)
+{
+    for (const int attempt : {1, 2, 5}) {
+        feeder = {};
+        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        feeder.upload = {3, 3, 3, 3, 3};
+        cancel_at("zixi_upload_file", attempt);
+        run();
+        EXPECT_EQ(feeder.count("zixi_upload_file"), 5) << attempt;
+        EXPECT_EQ(feeder.count("sleep(1)"), attempt - 1) << attempt;
+        expect_outcome(FTPCD_ERR_NETWORK, 3);
+        logged();
+    }
+}
+
 TEST_F(Worker, EveryAttemptHasAConfigurationOfItsOwn)
 {
     feeder.upload = {-21, -21, 0};
