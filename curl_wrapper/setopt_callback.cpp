@@ -32,7 +32,8 @@ void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback 
 
 void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data)
 {
-    SET(rec, 1605, CURLOPT_CLOSESOCKETFUNCTION, function) && SET(rec, 1611, CURLOPT_CLOSESOCKETDATA, data);
+    // Its data first: the job goes on after a refusal, and the function must never run without them.
+    SET(rec, 1611, CURLOPT_CLOSESOCKETDATA, data) && SET(rec, 1605, CURLOPT_CLOSESOCKETFUNCTION, function);
 }
 
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data)

@@ -62,7 +62,7 @@ TEST(SetoptCallback, SetsFunctionThenContextAndEndsAtTheFirstRefusal)
          {{"SOCKOPTFUNCTION", "cb_sockopt", 1592}, {"SOCKOPTDATA", "data", 1598}}},
         {"close socket",
          [](rec_t *r) { curl_e_setopt_closesocketfunc_data(r, cb_close, &data_); },
-         {{"CLOSESOCKETFUNCTION", "cb_close", 1605}, {"CLOSESOCKETDATA", "data", 1611}}},
+         {{"CLOSESOCKETDATA", "data", 1611}, {"CLOSESOCKETFUNCTION", "cb_close", 1605}}},
         {"ssh key",
          [](rec_t *r) { curl_e_setopt_ssh_keyfunc_data(r, cb_key, &data_); },
          {{"SSH_KEYFUNCTION", "cb_key", 1654}, {"SSH_KEYDATA", "data", 1660}}},
