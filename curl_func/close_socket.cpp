@@ -1,6 +1,7 @@
 #include "curl_func/close_socket.h"
 
 #include "curl_func/job.h"
+#include "curl_func/sockets.h"
 
 #include <cerrno>
 #include <linux/sockios.h>
@@ -43,6 +44,7 @@ static void wait_for_delivery(const job_record_t *job, int fd)
 
 int cb_close_socket(void *context, curl_socket_t fd)
 {
+    sockets_forget(fd);
     // Refused by a socket that is not connected: nothing is on its way then.
     if (shutdown(fd, SHUT_WR) == 0)
         wait_for_delivery(static_cast<const job_record_t *>(context), fd);

@@ -1,6 +1,7 @@
 #include "curl_func/curl_func.h"
 
 #include "curl_func/job.h"
+#include "curl_func/sockets.h"
 #include "curl_func/worker.h"
 #include "strutil/strutil.h"
 
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 constexpr useconds_t CANCEL_POLL_US = 100000;
+constexpr int PATIENT_POLLS = 15; // libcurl asks about a cancel once a second, where it asks at all
 
 struct worker_thread_t {
     uint32_t started; // 1 while there is a worker that has not been joined
@@ -121,8 +123,11 @@ int curlf_cancel()
         if (curlf_info_.module_info.running == 0)
             return FTPCD_ERR_NOT_RUNNING;
     }
-    do
+    int polls = 0;
+    do {
+        if (polls++ >= PATIENT_POLLS)
+            sockets_break();
         usleep(CANCEL_POLL_US);
-    while (job_running(&curlf_info_));
+    } while (job_running(&curlf_info_));
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "curl_func/job.h"
 #include "curl_func/perform.h"
 #include "curl_func/session.h"
+#include "curl_func/sockets.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
@@ -271,12 +272,17 @@ static void store_outcome(const worker_t *w)
     w->job->module_info.result = static_cast<uint32_t>(w->handle.error);
 }
 
-// A cancel must not wait for a name server that is silent. A refusal is logged, and ignored.
-static void leave_name_servers(const worker_t *w)
+// So that a cancel waits for no server, be it for names or files. A refusal is logged, and ignored.
+static void keep_cancel_quick(const worker_t *w)
 {
+    sockets_forget_all();
     curl_e_handle_t copy{};
     curl_e_copy_handle(&copy, &w->handle);
     curl_e_setopt_quick_exit(&copy, 1);
+    curl_e_clear_result(&copy);
+    curl_e_setopt_closesocketfunc_data(&copy, cb_close_noted, nullptr);
+    if (!is_curl_error(&copy)) // who notes a socket must hear of its end
+        curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, nullptr);
 }
 
 static void run_with_libcurl(worker_t *w)
@@ -286,7 +292,7 @@ static void run_with_libcurl(worker_t *w)
         return;
     }
     curl_e_setopt_verbose(&w->handle, 1);
-    leave_name_servers(w);
+    keep_cancel_quick(w);
     transfer(w);
     store_outcome(w);
     curl_e_limit_farewell(&w->handle);

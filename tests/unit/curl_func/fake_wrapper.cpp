@@ -110,6 +110,10 @@ void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_c
 {
     ask(rec, "closesocketfunc_data");
 }
+void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback, void *)
+{
+    ask(rec, "sockoptfunc_data");
+}
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on) { ask(rec, "quick_exit", on); }
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { ask(rec, "failonerror", on); }
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version) { ask(rec, "http_version", version); }

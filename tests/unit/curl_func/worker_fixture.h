@@ -78,7 +78,9 @@ inline const calls SETTINGS{
 
 inline calls story(const calls &middle)
 {
-    calls all{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)"};
+    calls all{
+        "global_init(3)",         "init()", "verbose(1)", "copy.quick_exit(1)", "copy.closesocketfunc_data()",
+        "copy.sockoptfunc_data()"};
     all.insert(all.end(), SETTINGS.begin(), SETTINGS.end());
     all.insert(all.end(), middle.begin(), middle.end());
     for (const char *end : {"limit_farewell()", "cleanup()", "global_cleanup()"})

@@ -24,7 +24,22 @@ TEST_F(Worker, AJobOfAnotherKindTransfersNothing)
 {
     EXPECT_EQ(run(9), 0u);
     EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
+                                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()",
                                      "limit_farewell()", "cleanup()", "global_cleanup()"}));
+}
+
+TEST_F(Worker, AQuickCancelThatIsRefusedIsNoFailure)
+{
+    for (const char *refused : {"copy.quick_exit", "copy.closesocketfunc_data", "copy.sockoptfunc_data"}) {
+        wrapper_ = {};
+        wrapper_.refused = refused;
+        EXPECT_EQ(run(9), 0u) << refused;
+        const auto &asked = wrapper_.asked;
+        // Nothing is noted of which nobody would say that it is gone.
+        EXPECT_EQ(std::count(asked.begin(), asked.end(), "copy.sockoptfunc_data()"),
+                  refused != std::string("copy.closesocketfunc_data"))
+            << refused;
+    }
 }
 
 TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
@@ -32,7 +47,8 @@ TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
     wrapper_.refused = "verbose";
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
     EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
-                                     SETTINGS[0], "limit_farewell()", "cleanup()", "global_cleanup()"}));
+                                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", SETTINGS[0],
+                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
     EXPECT_EQ(content(path("local")), "<none>");
 }
 

@@ -1,0 +1,108 @@
+#include "curl_func/sockets.h"
+
+#include "job_fixture.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct pair_t {
+    pair_t() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0); }
+    ~pair_t()
+    {
+        for (const int end : ends)
+            close(end);
+    }
+    // The other end sees what has become of ours.
+    bool is_broken() const
+    {
+        char byte;
+        return recv(ends[1], &byte, 1, MSG_DONTWAIT) == 0;
+    }
+    int ends[2];
+};
+
+class Sockets : public JobFixture
+{
+protected:
+    void TearDown() override { sockets_forget_all(); }
+    static void note(int fd) { EXPECT_EQ(cb_note_socket(nullptr, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
+};
+
+} // namespace
+
+TEST_F(Sockets, AllThatAreNotedAreBroken)
+{
+    const pair_t control, data;
+    note(control.ends[0]);
+    note(data.ends[0]);
+    EXPECT_FALSE(control.is_broken());
+    sockets_break();
+    EXPECT_TRUE(control.is_broken());
+    EXPECT_TRUE(data.is_broken());
+    sockets_break(); // again does no harm
+}
+
+TEST_F(Sockets, OneThatIsForgottenIsLeftAlone)
+{
+    const pair_t control, data;
+    note(control.ends[0]);
+    note(data.ends[0]);
+    sockets_forget(control.ends[0]);
+    sockets_break();
+    EXPECT_FALSE(control.is_broken());
+    EXPECT_TRUE(data.is_broken());
+}
+
+TEST_F(Sockets, ClosingForgetsAndCloses)
+{
+    const pair_t control;
+    const int twin = dup(control.ends[0]);
+    note(twin);
+    EXPECT_EQ(cb_close_noted(nullptr, twin), 0);
+    EXPECT_EQ(fcntl(twin, F_GETFD), -1);
+    sockets_break();
+    EXPECT_FALSE(control.is_broken());
+}
+
+TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
+{
+    const pair_t other;
+    int number;
+    {
+        const pair_t closed_silently;
+        number = closed_silently.ends[0];
+        note(number);
+    }
+    ASSERT_EQ(dup2(other.ends[0], number), number);
+    sockets_break();
+    EXPECT_FALSE(other.is_broken());
+    close(number);
+}
+
+TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
+{
+    for (int round = 0; round < 100; round++) {
+        const pair_t closed_silently;
+        note(closed_silently.ends[0]);
+    }
+    const pair_t control;
+    note(control.ends[0]);
+    sockets_break();
+    EXPECT_TRUE(control.is_broken());
+}
+
+TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
+{
+    const pair_t pairs[9];
+    for (const pair_t &each : pairs)
+        note(each.ends[0]);
+    sockets_break();
+    EXPECT_TRUE(pairs[7].is_broken());
+    EXPECT_FALSE(pairs[8].is_broken());
+}
