@@ -43,6 +43,36 @@ def preloads(daemon):
     return {"LD_PRELOAD": f"{fail_nth}:{libraries[0]}", "FAKETIME": f"+0 x{FASTER}"}
 
 
+def play_all(commands, arguments, head):
+    """Runs the commands, each in a world of its own, some at a time; prints what they say, in order. Ends the program."""
+    import concurrent.futures
+    import subprocess
+
+    subprocess.run([ROOT / "scripts" / "servers"], check=True, stdout=sys.stderr)
+    os.environ["FTP_CLIENTD"] = str(pathlib.Path(arguments.daemon).resolve())
+    private = str(ROOT / "scripts" / "private")
+
+    def play(command):
+        return subprocess.run(
+            [private, "/usr/bin/python3", "-u", *command],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            errors="backslashreplace",
+        )
+
+    print(head, flush=True)
+    failed = 0
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        for command, done in zip(commands, pool.map(play, commands)):
+            print(done.stdout, end="", flush=True)
+            if done.returncode != 0:
+                print(f"failed: {' '.join(command)}", flush=True)
+                failed += 1
+    sys.exit(1 if failed else 0)
+
+
 class Rig:
     """The daemon and its peers. Restart it when a test has killed the daemon."""
 
