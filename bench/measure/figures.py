@@ -5,6 +5,8 @@ import os
 import pathlib
 import statistics
 
+from .world import Cost
+
 OURS = "ftp_clientd"
 
 
@@ -47,8 +49,8 @@ def print_table(title, heads, rows):
         print("  ".join(cells), flush=True)
 
 
-def print_costs(title, runs):
-    """runs: lists of costs by name, ours among them."""
+def cost_table(runs):
+    """(heads, rows); runs: lists of costs by name, ours among them."""
 
     def cells(name):
         peaks = [cost.peak_mib for cost in runs[name] if cost.peak_mib is not None]
@@ -62,8 +64,12 @@ def print_costs(title, runs):
         ]
 
     heads = ["", "wall s", "ours/theirs", "CPU ms", "ours/theirs", "peak MiB"]
+    return heads, [cells(name) for name in runs]
+
+
+def print_costs(title, runs):
     title += ": median (least to most); ours/theirs is the median of the rounds' ratios"
-    print_table(title, heads, [cells(name) for name in runs])
+    print_table(title, *cost_table(runs))
 
 
 def machine():
@@ -86,3 +92,8 @@ def store(build, name, title, figures):
 
 def store_costs(build, name, title, runs):
     store(build, name, title, {who: [cost._asdict() for cost in costs] for who, costs in runs.items()})
+
+
+def costs_of(stored):
+    """What store_costs kept, as it was."""
+    return {who: [Cost(**cost) for cost in costs] for who, costs in stored.items()}
