@@ -1,0 +1,50 @@
+// One script while it is run: what the played parts of the daemon's surroundings know of each other.
+#pragma once
+
+#include "daemon.h"
+#include "expectation.h"
+
+#include <string>
+#include <vector>
+
+constexpr char ENDLESS_HOST[] = "endless";
+constexpr int SAMPLES = 2; // progress callbacks of a transfer that ends, and samples of a Zixi upload
+
+enum class phase_t { idle, request_read, request_served, check_due, checked };
+
+struct scene_t {
+    std::string script;
+    std::string local_path;
+    seen_t seen = {};
+
+    // This run.
+    std::string story = {};
+    size_t next = 0; // of the script
+    int passes_without_workers = 0;
+    char request = '.'; // the letter that is being served
+    phase_t phase = phase_t::idle;
+    bool abandoned = false;
+    bool zixi_active = false;
+    expectation_t engines[2] = {}; // libcurl's, Zixi's
+    std::vector<size_t> engine_of_worker = {};
+    uint32_t expected_detail = 0;
+    std::string expected_notice = {};
+    std::string notice = {};
+    int joined_before = 0; // the check of this pass
+    bool joins = false;
+
+    expectation_t &active() { return engines[zixi_active ? 1 : 0]; }
+    // Of the main loop.
+    std::string position() const
+    {
+        return ' ' + std::to_string(next) + ' ' + std::to_string(passes_without_workers);
+    }
+    void tell(const std::string &what) { story += (story.empty() ? "" : " ") + what; }
+    void claim(bool holds, const std::string &what)
+    {
+        if (!holds && seen.fault.empty())
+            seen.fault = what + ", after: " + story;
+    }
+};
+
+extern scene_t *scene_;
