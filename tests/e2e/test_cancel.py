@@ -1,6 +1,7 @@
 """Cancelling, and starting again afterwards."""
 
 import os
+import socket
 import time
 
 import pytest
@@ -178,3 +179,17 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
     assert client.upload(local / "b", "b", port=1) == (0, 0)
     network_manager.wait_for(wire.NOTICE_UPLOAD)
     assert len(network_manager.notices) == before + 1
+
+
+def test_a_cancel_is_heard_in_a_tls_handshake_that_the_server_leaves(daemon, network_manager, local):
+    """libcurl waits there without asking anybody."""
+    listener = socket.create_server(("127.0.0.1", 21))
+    client.download("a", local / "a", protocol=wire.FTPS_EXPLICIT)
+    connection, _ = listener.accept()
+    connection.sendall(b"220 ready\r\n")
+    assert connection.recv(4096).startswith(b"AUTH")
+    connection.sendall(b"234 go on\r\n")
+    assert connection.recv(4096)[0] == 22  # its hello
+    assert is_cancelled(1) < 3
+    client.read_to_end(connection)  # it has hung up
+    only_the_next_job_is_announced(network_manager, local)
