@@ -196,6 +196,7 @@ int ftp_clientd_if_open_received_channel()
 void *ftp_clientd_if_receive(int, message_header_t *header)
 {
     const char letter = scene_->request;
+    scene_->naps = 0;
     header->command = command_of(letter);
     header->length = 0;
     if (is_among(letter, "cs"))

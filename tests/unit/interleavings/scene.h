@@ -10,6 +10,8 @@
 constexpr char ENDLESS_HOST[] = "endless";
 constexpr int SAMPLES = 2; // progress callbacks of a transfer that ends, and samples of a Zixi upload
 
+constexpr int NAPS_MAX = 17; // a cancel is patient for 15 and acts alike from then on
+
 enum class phase_t { idle, request_read, request_served, check_due, checked };
 
 struct scene_t {
@@ -23,6 +25,7 @@ struct scene_t {
     int passes_without_workers = 0;
     char request = '.'; // the letter that is being served
     phase_t phase = phase_t::idle;
+    int naps = 0; // while that request is served, up to NAPS_MAX
     bool abandoned = false;
     bool zixi_active = false;
     expectation_t engines[2] = {}; // libcurl's, Zixi's

@@ -46,7 +46,11 @@ int __wrap_usleep(useconds_t)
         scene_->claim(scheduler_joined_count() - scene_->joined_before == (scene_->joins ? 1 : 0),
                       "a worker is joined when it has ended, and then only");
     }
-    scheduler_at((scene_->phase == phase_t::checked ? "pause" : "cancel") + scene_->position());
+    const bool between_passes = scene_->phase == phase_t::checked;
+    if (!between_passes && scene_->naps < NAPS_MAX)
+        scene_->naps++;
+    scheduler_at(between_passes ? "pause" + scene_->position()
+                                : "cancel" + scene_->position() + ' ' + std::to_string(scene_->naps));
     scheduler_yield();
     return 0;
 }
