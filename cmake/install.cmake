@@ -5,7 +5,10 @@
 # found there, for RUNPATH starts at the daemon.
 set(private_dir lib/ftp_clientd)
 file(RELATIVE_PATH to_private /${CMAKE_INSTALL_SBINDIR} /${private_dir})
-set_target_properties(ftp_clientd PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_private}")
+# The same in the build tree, where the libraries are in lib/: a RUNPATH that is to be changed at installation gets an
+# empty entry from cmake, and that stands for the working folder.
+set_target_properties(ftp_clientd PROPERTIES
+  INSTALL_RPATH "\$ORIGIN/${to_private};\$ORIGIN/../lib" BUILD_WITH_INSTALL_RPATH ON)
 
 install(TARGETS ftp_clientd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
 install(TARGETS secure zixiFeeder LIBRARY DESTINATION ${private_dir} COMPONENT daemon)
