@@ -83,30 +83,46 @@ static bool expect_cancel(bench_t *bench)
     return true;
 }
 
+static bool expect_active(const bench_t *bench, double total, double now)
+{
+    const bool moved = !(now > bench->last_amount - 1 && now < bench->last_amount + 1);
+    return moved || (total > 0 && now >= total);
+}
+
+// Whether the inactivity limit must abort a call that the size limit aborts or does not.
+static bool expect_time(bench_t *bench, bool active, bool abort)
+{
+    if (!told_time_.known) {
+        bench->log.push_back(
+            "error: curl_wrapper(1763): curl_easy_getinfo(CURLINFO_TOTAL_TIME): Failed(43)\n");
+        return false;
+    }
+    if (told_time_.seconds > 0)
+        bench->expected.elapsed_time = told_time_.seconds;
+    if (active) {
+        bench->expected.last_updated_time = told_time_.seconds;
+        return false;
+    }
+    return !abort && expect_idle_limit(bench, told_time_.seconds);
+}
+
 // What a call with these amounts of the job's own direction must return.
 static bool expect_progress(bench_t *bench, uint32_t kind, double total, double now)
 {
+    if (kind != JOB_DOWNLOAD && kind != JOB_UPLOAD) {
+        expect_time(bench, true, false);
+        return expect_cancel(bench);
+    }
     shown_t &expected = bench->expected;
-    const bool moves = kind == JOB_DOWNLOAD || kind == JOB_UPLOAD;
-    const bool moved = !(now > bench->last_amount - 1 && now < bench->last_amount + 1);
-    const bool active = !moves || moved || (total > 0 && now >= total);
-    if (moves)
-        bench->last_amount = now;
+    const bool active = expect_active(bench, total, now);
+    bench->last_amount = now;
     bool abort = kind == JOB_DOWNLOAD && expect_size_limit(bench, total, now);
-    if (!told_time_.known)
-        bench->log.push_back(
-            "error: curl_wrapper(1763): curl_easy_getinfo(CURLINFO_TOTAL_TIME): Failed(43)\n");
-    else if (active)
-        expected.last_updated_time = told_time_.seconds;
-    else if (!abort)
-        abort = expect_idle_limit(bench, told_time_.seconds);
-
-    if (moves && total > 0)
+    if (expect_time(bench, active, abort))
+        abort = true;
+    if (total > 0)
         expected.total_size = total;
-    if (moves && now > expected.transferred_size)
+    if (now > expected.transferred_size)
         expected.transferred_size = now;
-    if (told_time_.known && told_time_.seconds > 0)
-        expected.elapsed_time = told_time_.seconds;
     return expect_cancel(bench) || abort;
 }
 
