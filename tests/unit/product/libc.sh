@@ -1,0 +1,12 @@
+#!/bin/sh
+# libc.sh VERSION FILE...: prints which glibc each file needs, and succeeds when none needs a newer one than VERSION.
+set -eu
+most=$1
+shift
+bad=0
+for file in "$@"; do
+    needed=$(readelf -VW "$file" | grep -o 'GLIBC_[0-9][0-9.]*' | sed 's/GLIBC_//' | sort -Vu | tail -n 1)
+    echo "${file##*/} needs glibc ${needed:?it names none}"
+    [ "$(printf '%s\n' "$most" "$needed" | sort -V | tail -n 1)" = "$most" ] || bad=1
+done
+exit $bad
