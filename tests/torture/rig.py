@@ -2,8 +2,11 @@
 
 A program that imports this runs under scripts/private; `enter` starts it again there by itself."""
 
+import concurrent.futures
+import glob
 import os
 import pathlib
+import subprocess
 import sys
 import time
 
@@ -15,10 +18,23 @@ sys.dont_write_bytecode = True
 FASTER = 20  # how much faster the daemon's clock runs
 
 
+def need_root():
+    """Ends the program, as a skipped test, where no server could become alice."""
+    if os.geteuid() != 0 and subprocess.run(["sudo", "-n", "true"], capture_output=True).returncode != 0:
+        print("skipped: vsftpd and sshd log users in, which needs root")
+        sys.exit(77)
+
+
+def unpack_servers():
+    need_root()
+    subprocess.run([ROOT / "scripts" / "servers"], check=True, stdout=sys.stderr)
+
+
 def enter(daemon):
     """Goes on in a private world, as its process 1, with this daemon (a path)."""
     if os.environ.get("FTP_CLIENTD_WORLD"):
         return
+    need_root()
     daemon = pathlib.Path(daemon).resolve()
     if not daemon.exists():
         sys.exit(f"{sys.argv[0]}: {daemon} is not there: build it first")
@@ -33,8 +49,6 @@ def default_daemon():
 
 def preloads(daemon):
     """{variable: value} that puts fail_nth under the daemon, with its clock faster."""
-    import glob
-
     build = pathlib.Path(daemon).resolve().parent.parent
     fail_nth = build / "tests" / "torture" / "fail_nth.so"
     assert fail_nth.exists(), f"not built: {fail_nth}"
@@ -45,10 +59,7 @@ def preloads(daemon):
 
 def play_all(commands, arguments, head):
     """Runs the commands, each in a world of its own, some at a time; prints what they say, in order. Ends the program."""
-    import concurrent.futures
-    import subprocess
-
-    subprocess.run([ROOT / "scripts" / "servers"], check=True, stdout=sys.stderr)
+    unpack_servers()
     os.environ["FTP_CLIENTD"] = str(pathlib.Path(arguments.daemon).resolve())
     private = str(ROOT / "scripts" / "private")
 
