@@ -5,7 +5,7 @@ import os
 import pytest
 
 from harness import processes
-from harness.daemon import SPEED, WORLD, Daemon, sanitizer_reports
+from harness.daemon import SPEED, WORLD, Daemon, is_emulated, sanitizer_reports
 from harness.log import ConsoleReader, LogReader
 from harness.network_manager import NetworkManager
 from harness.scripted import ScriptedServer
@@ -20,11 +20,18 @@ def pytest_configure(config):
     config.addinivalue_line(
         "markers", "timeout(seconds): the longest that tests/e2e/run lets a test take"
     )
+    config.addinivalue_line("markers", "native(reason): cannot hold with an emulated daemon")
 
 
 def pytest_collection_finish(session):
     if not session.config.option.collectonly and (os.getpid() != 1 or not WORLD.is_dir()):
         pytest.exit("these tests need a private world: use tests/e2e/run", returncode=3)
+
+
+def pytest_runtest_setup(item):
+    marker = item.get_closest_marker("native")
+    if marker and is_emulated():
+        pytest.skip(f"emulated: {marker.args[0]}")
 
 
 @pytest.hookimpl(hookwrapper=True)

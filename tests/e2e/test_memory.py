@@ -19,6 +19,7 @@ def private_kib(daemon):
     return int(re.search(r"^Private_Dirty: +(\d+) kB", text, re.MULTILINE)[1])
 
 
+@pytest.mark.native("the memory is the emulator's as well")
 def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, network_manager, local):
     if one_user_only():
         pytest.skip("sshd logs users in: needs root")
