@@ -301,7 +301,9 @@ static void run_with_libcurl(worker_t *w)
 
 static void end_job(job_record_t *job)
 {
+#ifdef __GLIBC__
     malloc_trim(0); // else the heap keeps what the job took: megabytes after an SFTP upload
+#endif
     const job_lock lock;
     job->module_info.running = 0;
 }

@@ -15,12 +15,14 @@
 #include <unistd.h>
 
 static constexpr useconds_t PASS_PAUSE_US = 100000;
-static constexpr int ONE_HEAP = 1;
 
 int main()
 {
+#ifdef M_ARENA_MAX // glibc's; others have one heap anyway
     // A worker's heap of its own would keep what its job took: only of the first one the end is given back.
+    constexpr int ONE_HEAP = 1;
     mallopt(M_ARENA_MAX, ONE_HEAP);
+#endif
     // A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
