@@ -35,7 +35,7 @@ replay(callbacks
 
 fuzz_program(generated_lines SOURCES ${fuzz}/generated_lines.cpp ${reading} NEEDS listparse)
 set(lines 1000000)
-if(FTP_CLIENTD_SANITIZE OR FTP_CLIENTD_COVERAGE)
+if(FTP_CLIENTD_SANITIZE OR FTP_CLIENTD_COVERAGE OR CMAKE_CROSSCOMPILING)
   set(lines 50000)
 endif()
 add_test(NAME fuzz.generated_lines COMMAND generated_lines ${lines})
