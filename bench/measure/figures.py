@@ -79,7 +79,8 @@ def machine():
         if line.startswith("model name"):
             cpu = line.partition(":")[2].strip()
             break
-    return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release}
+    load = round(os.getloadavg()[2], 1)  # the last 15 minutes: with that of a short benchmark itself hardly in it
+    return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release, "load": load}
 
 
 def store(build, name, title, figures):
