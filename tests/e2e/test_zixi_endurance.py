@@ -7,7 +7,7 @@ import re
 import pytest
 
 from harness import client, feeder, wire
-from harness.daemon import SPEED
+from harness.daemon import SPEED, is_emulated
 from harness.feeder import FOLDER, make_file
 from harness.scripted import Plan
 from harness.waiting import wait_until
@@ -115,5 +115,5 @@ def test_nothing_grows_over_jobs_of_both_engines(unstarted, network_manager, scr
     seen = [(notice.code, *notice.outcome) for notice in network_manager.notices[1:]]
     assert seen == NOTICES * ROUNDS
     assert {path.name for path in FOLDER.rglob("*")} == {"d", "e", "a"}
-    if not is_sanitized(unstarted):
+    if not is_sanitized(unstarted) and not is_emulated():  # an emulator keeps what it has translated
         assert after_kib - before_kib < GROWTH_KIB
