@@ -21,7 +21,8 @@ STARTS = {
 }
 
 # The result codes that a failed call may end a job with, beside 0 where it does no harm.
-MEMORY = {wire.INTERNAL, 6, 7, wire.NO_MEMORY, wire.NETWORK}
+# libssh2 waits for ever after some failed allocations: the inactivity limit ends the job.
+MEMORY = {wire.INTERNAL, 6, 7, wire.NO_MEMORY, wire.NETWORK, wire.TIMEOUT}
 SETTING = {wire.INTERNAL, 7, wire.NETWORK}
 READING = {6, wire.NETWORK}
 NETWORK = {wire.NETWORK, wire.TIMEOUT}

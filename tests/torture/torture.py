@@ -64,14 +64,16 @@ def ask_anyhow(data):
         return None
 
 
-def libraries_own(wrong, name, hit_by, lines):
+def libraries_own(wrong, name, hit_by, is_ssh, lines):
     """What libcurl 7.88.1 and libssh2 1.10 do wrong themselves, and nobody above them can tell. None = it is ours."""
-    # libcurl when memory fails under it, libssh2 also when its connection breaks during the key exchange
-    if wrong.endswith(MORE_BLOCKS) and (hit_by.startswith("libssh2") or (hit_by.startswith("libcurl") and name == "malloc")):
+    if not hit_by.startswith(("libcurl", "libssh2")):
+        return None
+    # libssh2 also loses what it has when its connection breaks during the key exchange.
+    if wrong.endswith(MORE_BLOCKS) and (is_ssh or name == "malloc"):
         return "kept by the library"
     # ftp_parse_url_path does not check its copy of the file's name; without one libcurl lists the directory.
     listed = any("> LIST" in line for line in lines)
-    if wrong.startswith("0, but the file is not there") and hit_by.startswith("libcurl") and listed:
+    if wrong.startswith("0, but the file is not there") and listed:
         return "listed instead"
     return None
 
@@ -119,7 +121,9 @@ class Torture:
             wrong = self._try_once(point)
         if not wrong:
             return
-        whose = libraries_own(wrong, point.name, self.hit_by, self.lines)
+        whose = libraries_own(
+            wrong, point.name, self.hit_by, self.name.startswith("sftp"), self.lines
+        )
         if whose:
             self.tally.libraries_own += 1
             self.tally.count(whose)
