@@ -8,7 +8,6 @@
 #include "zixi_func/zixi_func.h"
 
 #include <csignal>
-#include <initializer_list>
 #include <malloc.h>
 #include <openssl/crypto.h>
 #include <syslog.h>
@@ -35,14 +34,17 @@ int main()
     }
 
     exec_ = 1;
-    for (int number : {SIGINT, SIGTERM, SIGHUP})
+    for (const int number : ENDING_SIGNALS)
         signal(number, sighandler);
     notify_start_up(FTPCD_ERR_NONE);
 
     reply_t last_job = {};
     while (exec_ != 0) {
-        serve_waiting_client(&last_job);
-        engine_report_finished_job();
+        {
+            const signals_held until_the_pause;
+            serve_waiting_client(&last_job);
+            engine_report_finished_job();
+        }
         usleep(PASS_PAUSE_US);
     }
 

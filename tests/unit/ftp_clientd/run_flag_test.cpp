@@ -25,3 +25,32 @@ TEST(RunFlag, ASignalThatArrivesClearsIt)
         EXPECT_EQ(exec_, 0) << "signal " << number;
     }
 }
+
+TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
+{
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+        exec_ = 1;
+        const auto before = signal(number, sighandler);
+        {
+            const signals_held held;
+            raise(number);
+            EXPECT_EQ(exec_, 1) << "signal " << number;
+        }
+        EXPECT_EQ(exec_, 0) << "signal " << number;
+        signal(number, before);
+    }
+}
+
+TEST(SignalsHeld, LeaveHeldWhatWasHeldBefore)
+{
+    const signals_held outer;
+    exec_ = 1;
+    const auto before = signal(SIGTERM, sighandler);
+    {
+        const signals_held inner;
+        raise(SIGTERM);
+    }
+    EXPECT_EQ(exec_, 1);
+    signal(SIGTERM, SIG_IGN); // takes the waiting one away
+    signal(SIGTERM, before);
+}
