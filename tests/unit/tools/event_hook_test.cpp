@@ -91,9 +91,10 @@ TEST(EventHook, ACommandReadsNothingAndHasTheUsualSignals)
     EXPECT_EQ(hook.finish(), STATUS_DONE);
     signal(SIGPIPE, SIG_DFL);
     EXPECT_EQ(content_of(dir / "in"), "");
-    const unsigned long ignored = std::stoul(content_of(dir / "out"), nullptr, 16); // others may be inherited
+    const unsigned long long ignored =
+        std::stoull(content_of(dir / "out"), nullptr, 16); // others may be inherited
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
-        EXPECT_EQ(ignored >> (number - 1) & 1, 0u) << strsignal(number);
+        EXPECT_EQ(ignored >> (number - 1) & 1, 0U) << strsignal(number);
 }
 
 TEST(EventHook, TellsOfACommandThatFails)
