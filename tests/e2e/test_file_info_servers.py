@@ -322,5 +322,5 @@ def test_memory_does_not_grow_with_the_folder(daemon, vsftpd, network_manager):
     small_kib = peak_kib(daemon, lambda: look(network_manager, "small/a"))
     large_kib = peak_kib(daemon, lambda: look(network_manager, "large/zzz"))
     assert client.get_file_info()[2:5] == (*FOUND, 2)
-    # The listing is 7 MB long.
-    assert abs(large_kib - small_kib) < 512
+    # The listing is 7 MB long. ThreadSanitizer remembers what was read and written.
+    assert abs(large_kib - small_kib) < 512 or daemon.has_sanitizer("t")

@@ -139,8 +139,12 @@ class Daemon:
     def grew_less_than(self, kib, before_kib):
         """Of its resident memory; always so with a sanitizer, which keeps what was freed, and in an
         emulator, which keeps what it has translated."""
+        return is_emulated() or self.has_sanitizer("[at]") or self.resident_kib() - before_kib < kib
+
+    def has_sanitizer(self, kinds):
+        """kinds: an expression for the letter in front of "san"."""
         maps = pathlib.Path(f"/proc/{self.pid}/maps").read_text()
-        return is_emulated() or re.search("lib[at]san", maps) or self.resident_kib() - before_kib < kib
+        return re.search(f"lib{kinds}san", maps) is not None
 
 
 def sanitizer_reports():
