@@ -73,6 +73,7 @@ pid_t spawn(const std::string &command, const event_t &event)
     posix_spawnattr_destroy(&attributes);
     if (error != 0)
         throw failure(STATUS_LOCAL, std::string("--exec: /bin/sh: ") + strerror(error));
+    setpgid(child, child); // an emulator goes on before the child has done so; kill() must find the group
     return child;
 }
 
