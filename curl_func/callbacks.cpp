@@ -2,6 +2,7 @@
 
 #include "curl_func/job.h"
 #include "curl_func/perform.h"
+#include "curl_func/sockets.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
@@ -157,6 +158,15 @@ static bool publish(const progress_info_t *info, const amount_t &amount, double 
     return cancel_seen(info);
 }
 
+// libcurl takes leave of an SFTP server for a second at most; when that stays silent, it drops the session
+// with all the session holds, a megabyte in the middle of an upload. On a broken socket it ends at once, and
+// frees it.
+static int give_up()
+{
+    sockets_break();
+    return 1;
+}
+
 int cb_progress(void *context, double dltotal, double dlnow, double ultotal, double ulnow)
 {
     const auto *info = static_cast<const progress_info_t *>(context);
@@ -177,7 +187,7 @@ int cb_progress(void *context, double dltotal, double dlnow, double ultotal, dou
     }
     if (publish(info, amount, elapsed_s))
         abort = true;
-    return abort ? 1 : 0;
+    return abort ? give_up() : 0;
 }
 
 int cb_progress_null(void *context, double, double, double, double)
@@ -186,6 +196,9 @@ int cb_progress_null(void *context, double, double, double, double)
         log_error("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.");
         return 0;
     }
+    const auto *info = static_cast<const progress_info_t *>(context);
+    if (info->handle->operation_timed_out != 0)
+        sockets_break();
     const job_lock lock;
-    return cancel_seen(static_cast<const progress_info_t *>(context)) ? 1 : 0;
+    return cancel_seen(info) ? give_up() : 0;
 }

@@ -1,5 +1,6 @@
-// The sockets of the running transfer, for a cancel to break them: libcurl waits for some servers without
-// asking anybody, in the TLS handshake of explicit FTPS for up to 60 s.
+// The sockets of the running transfer, to break them where libcurl waits for a server that stays silent:
+// without asking anybody, in the TLS handshake of explicit FTPS for up to 60 s; or when it takes leave over
+// SFTP.
 #pragma once
 
 #include <curl/curl.h>

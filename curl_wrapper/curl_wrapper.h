@@ -80,6 +80,7 @@ struct curl_e_handle_t {
     int32_t list_borrowed;          // 1 when list_info belongs to another record
     list_setting_info_t *list_info; // NULL when no listing is set up
     uint32_t callback_aborted_logged;
+    uint32_t operation_timed_out; // 1 when libcurl has ended the current perform for its time
     // The result block.
     int32_t curl_code;          // CURLcode of the last libcurl call
     int32_t error;              // FTPCD_ERR_ code, 0 = none

@@ -30,6 +30,13 @@ static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
     return repeated;
 }
 
+// Nothing but this line tells it before libcurl takes leave of the server.
+static void note_time_out(curl_e_handle_t *rec, curl_infotype type, std::string_view line)
+{
+    if (rec != nullptr && type == CURLINFO_TEXT && line.starts_with("Operation timed out"))
+        rec->operation_timed_out = 1;
+}
+
 static void log_line(char mark, std::string_view line)
 {
     if (REDACT) {
@@ -50,6 +57,7 @@ int debug_cb(CURL *, curl_infotype type, char *data, size_t size, void *user)
     for (size_t end = rest.find_first_of("\r\n"); end != std::string_view::npos;
          end = rest.find_first_of("\r\n")) {
         const std::string_view line(rest.data(), end);
+        note_time_out(rec, type, line);
         if (!line.empty() && !is_repeated(rec, line))
             log_line(mark, line);
         rest.remove_prefix(end + 1);

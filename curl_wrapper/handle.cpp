@@ -8,6 +8,7 @@ int curl_e_init(curl_e_handle_t *rec)
     rec->total_time = 0;
     rec->list_borrowed = 0;
     rec->list_info = nullptr;
+    rec->operation_timed_out = 0;
     curl_e_clear_result(rec);
     rec->curl = curl_easy_init();
     if (rec->curl == nullptr) {

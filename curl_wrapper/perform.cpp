@@ -28,6 +28,7 @@ void fail(curl_e_handle_t *rec, const char *id, const char *call)
 CURLcode perform_once(curl_e_handle_t *rec)
 {
     rec->callback_aborted_logged = 0;
+    rec->operation_timed_out = 0;
     const CURLcode code = curl_easy_perform(rec->curl);
     rec->curl_code = code;
     return code;

@@ -195,6 +195,20 @@ def test_a_name_is_the_same_after_a_retry(fast_daemon, network_manager, log, loc
     assert len(urls) == 4 and urls[:2] == urls[2:]
 
 
+def test_a_look_at_a_server_that_falls_silent_is_tried_again(fast_daemon, network_manager, log):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    Sshd(HostKey(), port=2022).put("a", b"content")
+    line = Relay(22, 2022, stops={2: 1800})  # logged in, with the SFTP session open
+    assert client.file_info("a", **SFTP) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO, deadline_s=60)
+    line.stop()
+    assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 1)
+    assert "* Disconnect timed out" not in log.texts  # libcurl would have left the session in memory
+    found = client.get_file_info()
+    assert (found.exists, found.size) == (1, 7)
+
+
 def test_the_elapsed_time_holds_the_connecting(daemon, network_manager, local):
     if one_user_only():
         pytest.skip("sshd logs users in: needs root")

@@ -57,6 +57,7 @@ void bench_t::check()
     require(shown == expected, "what is stored is what must be");
     require(timeout.last_amount == last_amount, "the amount last seen is kept");
     require(handle.callback_aborted_logged == callback_aborted_logged, "a callback's abort is logged once");
+    require(handle.operation_timed_out == operation_timed_out, "libcurl's time-out is noted");
     require(handle.curl == nullptr && handle.curl_code == 0 && handle.response_code == 0 &&
                 handle.response_code_type == 0 && handle.total_time == 0 && handle.resume == 0 &&
                 handle.resume_offset == 0 && handle.list_info == nullptr && handle.list_borrowed == 0 &&

@@ -49,6 +49,7 @@ struct bench_t {
     shown_t expected;
     double last_amount = 0; // bytes, as last told in this try
     uint32_t callback_aborted_logged = 0;
+    uint32_t operation_timed_out = 0;
     lines log;
 
     void check();

@@ -165,7 +165,7 @@ std::string conversation_from(dice_t *dice)
                                           "Callback aborted",
                                           "Callback aborte",
                                           "Callback aborted now",
-                                          "220 ready"};
+                                          "Operation timed out"};
     std::string text;
     while (!dice->is_empty()) {
         const uint8_t drawn = dice->byte();
@@ -192,6 +192,8 @@ void expect_conversation(bench_t *bench, unsigned type, std::string_view text)
         begin = at + 1;
         if (line.empty())
             continue;
+        if (type == CURLINFO_TEXT && line.starts_with("Operation timed out"))
+            bench->operation_timed_out = 1;
         if (line.starts_with("Callback aborted")) {
             if (bench->callback_aborted_logged != 0)
                 continue;
@@ -231,6 +233,7 @@ void step_job(bench_t *bench)
         break;
     case 2: // the next perform
         bench->handle.callback_aborted_logged = bench->callback_aborted_logged = 0;
+        bench->handle.operation_timed_out = bench->operation_timed_out = 0;
         break;
     case 3:
         bench->timeout.connection_limit = static_cast<int32_t>(bench->dice.byte()) * 8 - 16;

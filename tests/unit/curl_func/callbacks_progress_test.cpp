@@ -1,8 +1,11 @@
 #include "curl_func/callbacks.h"
 #include "curl_func/perform.h"
+#include "curl_func/sockets.h"
 #include "job_fixture.h"
 
 #include <climits>
+#include <sys/socket.h>
+#include <unistd.h>
 
 class Progress : public JobFixture
 {
@@ -260,6 +263,72 @@ TEST_F(Progress, ALookUpWatchesForACancelOnly)
     curlf_info_.module_info.cancel = 1;
     EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
     EXPECT_EQ(handle.error, 1);
+}
+
+// The one socket of the transfer, and what has become of it.
+class Breaking : public Progress
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends_), 0);
+        cb_note_socket(nullptr, ends_[0], CURLSOCKTYPE_IPCXN);
+    }
+    void TearDown() override
+    {
+        sockets_forget_all();
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    bool is_broken() const
+    {
+        char byte;
+        return recv(ends_[1], &byte, 1, MSG_DONTWAIT) == 0;
+    }
+
+private:
+    int ends_[2] = {-1, -1};
+};
+
+TEST_F(Breaking, WhatGoesOnIsLeftAlone)
+{
+    run(JOB_UPLOAD);
+    EXPECT_EQ(progress_at(60, 5000, 0), 0);
+    run(JOB_DL_FILE_INFO);
+    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 0);
+    EXPECT_FALSE(is_broken());
+}
+
+TEST_F(Breaking, AStallBreaksTheSocket)
+{
+    run(JOB_UPLOAD);
+    EXPECT_EQ(progress_at(61, 5000, 0), 1);
+    EXPECT_TRUE(is_broken());
+}
+
+TEST_F(Breaking, ACancelBreaksTheSocket)
+{
+    run(JOB_DOWNLOAD);
+    curlf_info_.module_info.cancel = 1;
+    EXPECT_EQ(progress_at(1, 50, 10), 1);
+    EXPECT_TRUE(is_broken());
+}
+
+TEST_F(Breaking, ACancelledLookUpBreaksTheSocket)
+{
+    run(JOB_DL_FILE_INFO);
+    curlf_info_.module_info.cancel = 1;
+    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
+    EXPECT_TRUE(is_broken());
+}
+
+TEST_F(Breaking, ALookUpThatLibcurlEndsBreaksTheSocketAndGoesOn)
+{
+    run(JOB_DL_FILE_INFO);
+    handle.operation_timed_out = 1;
+    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 0);
+    EXPECT_EQ(handle.error, 0);
+    EXPECT_TRUE(is_broken());
 }
 
 TEST_F(Progress, ALookUpWithoutAContextGoesOn)

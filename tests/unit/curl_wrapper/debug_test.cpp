@@ -100,6 +100,16 @@ TEST(DebugCb, TellsOfAnAbortOnceInEachPerform)
     EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback abort\n").size(), 1u);
 }
 
+TEST(DebugCb, NotesLibcurlsOwnTimeOut)
+{
+    curl_e_handle_t rec{};
+    shown(&rec, CURLINFO_HEADER_IN, "Operation timed out, says the server\n");
+    shown(&rec, CURLINFO_TEXT, "Disconnect timed out\nThe Operation timed out\n");
+    EXPECT_EQ(rec.operation_timed_out, 0u);
+    EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Operation timed out after 180000 milliseconds\n").size(), 1u);
+    EXPECT_EQ(rec.operation_timed_out, 1u);
+}
+
 TEST(DebugCb, LogsALongLineWhole)
 {
     const std::string text(100000, 'x');

@@ -19,6 +19,7 @@ static curl_e_handle_t full_record(fake_curl &curl)
             .list_borrowed = 6,
             .list_info = nullptr,
             .callback_aborted_logged = 8,
+            .operation_timed_out = 14,
             .curl_code = 9,
             .error = 10,
             .response_code_type = 11,
@@ -55,6 +56,7 @@ TEST(Init, GivesAnEasyHandleAndClearsAllButTheCallersFields)
     EXPECT_EQ(rec.total_time, 0);
     EXPECT_EQ(rec.list_borrowed, 0);
     EXPECT_EQ(rec.list_info, nullptr);
+    EXPECT_EQ(rec.operation_timed_out, 0u);
     expect_clear_result(rec);
     expect_callers_fields(rec);
     EXPECT_EQ(curl.calls(), lines{"init"});

@@ -65,7 +65,7 @@ TEST(Perform, KeepsTheErrorThatACallbackHasStored)
     EXPECT_EQ(job.rec.response_code, 426);
 }
 
-TEST(Perform, LetsEveryPerformTellOfAnAbortAgain)
+TEST(Perform, LetsEveryPerformTellOfAnAbortAndATimeOutAgain)
 {
     job_t job("sftp://h/f");
     std::vector<uint32_t> seen;
@@ -73,12 +73,14 @@ TEST(Perform, LetsEveryPerformTellOfAnAbortAgain)
         job.curl.will_perform([&] {
             seen.push_back(job.rec.callback_aborted_logged);
             job.rec.callback_aborted_logged = 1;
+            seen.push_back(job.rec.operation_timed_out);
+            job.rec.operation_timed_out = 1;
             return CURLE_OK;
         });
     }
     job.rec.callback_aborted_logged = 1;
     job.perform();
-    EXPECT_EQ(seen, (std::vector<uint32_t>{0, 0}));
+    EXPECT_EQ(seen, (std::vector<uint32_t>{0, 0, 0, 0}));
 }
 
 TEST(Perform, EndsBeforeTheTransferWithoutUrl)
