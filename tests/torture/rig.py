@@ -122,9 +122,13 @@ class Rig:
         return self.daemon
 
     def forget(self):
-        """What was logged and announced until now; thousands of jobs would fill the memory."""
+        """What was logged, announced and left behind until now; thousands of jobs would fill the memory."""
+        from harness import processes
+
         del self.log.lines[:]
         del self.manager.notices[:]
+        for server in ("sshd", "vsftpd"):
+            processes.reap_ended(server)
 
     @property
     def alive(self):

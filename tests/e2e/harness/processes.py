@@ -57,6 +57,13 @@ def adopted(name):
     return sorted(found, key=lambda process: process.pid)
 
 
+def reap_ended(name):
+    """The orphans of a server that have ended: thousands of them would use up the process ids."""
+    for process in adopted(name):
+        if process.state == "Z":
+            reap(process.pid)
+
+
 def reap(pid, deadline_s=DEADLINE_S):
     """Exit status of a child; -N when signal N ended it. Kills it and fails when it goes on."""
     ended = []
