@@ -285,6 +285,14 @@ static void keep_cancel_quick(const worker_t *w)
         curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, nullptr);
 }
 
+// Nothing is lost: what an SFTP server was sent it has confirmed. libcurl's own farewell takes round trips.
+static void take_leave(worker_t *w)
+{
+    if (w->job->request.protocol == PROTOCOL_SFTP)
+        sockets_break();
+    curl_e_limit_farewell(&w->handle);
+}
+
 static void run_with_libcurl(worker_t *w)
 {
     if (curl_e_init(&w->handle) != 0) {
@@ -295,7 +303,7 @@ static void run_with_libcurl(worker_t *w)
     keep_cancel_quick(w);
     transfer(w);
     store_outcome(w);
-    curl_e_limit_farewell(&w->handle);
+    take_leave(w);
     curl_e_cleanup(&w->handle);
 }
 

@@ -6,6 +6,7 @@
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
 
+#include <sys/socket.h>
 #include <utility>
 
 namespace
@@ -77,12 +78,23 @@ bool set_up_listing(perform_t &run)
     return true;
 }
 
+// libcurl does not use this connection again, and closes it when the next perform begins: that takes some
+// round trips, and a server that needs more than a second for them costs the memory of the session, which
+// libcurl drops then.
+void break_connection(const curl_e_handle_t *rec)
+{
+    curl_socket_t fd = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(rec->curl, CURLINFO_ACTIVESOCKET, &fd) == CURLE_OK && fd != CURL_SOCKET_BAD)
+        shutdown(fd, SHUT_RDWR);
+}
+
 // Connects and logs in, no more; its time is added to that of the transfer.
 bool connect_alone(curl_e_handle_t *rec)
 {
     curl_e_setopt_curlopt_connect_only(rec, 1);
     if (rec->curl_code != CURLE_OK || perform_once(rec) != CURLE_OK)
         return false;
+    break_connection(rec);
     const double seconds = curl_e_getinfo_total_time(rec);
     if (is_curl_error(rec) != 0)
         return false;

@@ -204,9 +204,21 @@ def test_a_look_at_a_server_that_falls_silent_is_tried_again(fast_daemon, networ
     notice = network_manager.wait_for(wire.NOTICE_FILE_INFO, deadline_s=60)
     line.stop()
     assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 1)
-    assert "* Disconnect timed out" not in log.texts  # libcurl would have left the session in memory
+    assert "* Disconnect timed out" not in log.texts  # libcurl would have kept the session
     found = client.get_file_info()
     assert (found.exists, found.size) == (1, 7)
+
+
+def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, network_manager, log, local):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    Sshd(HostKey(), port=2022).put("a", b"content")
+    line = Relay(22, 2022, delay_s=0.05)  # a second, by the clock of the daemon
+    assert client.download("a", local / "b", **SFTP) == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=60)
+    line.stop()
+    assert notice.outcome == (0, 0)
+    assert "* Disconnect timed out" not in log.texts
 
 
 def test_the_elapsed_time_holds_the_connecting(daemon, network_manager, local):

@@ -12,12 +12,15 @@ class Relay:
 
     up_bytes_per_s: how fast the client's bytes go on; 0 = as they come.
     hold_s: how long a connection waits for its target.
-    stops: how many of the client's bytes a connection, by its number from 1, takes before it goes dead."""
+    delay_s: how long each piece is under way, in both directions.
+    stops: how many of the client's bytes a connection, by its number from 1, takes before it goes dead.
+    """
 
-    def __init__(self, port, *targets, up_bytes_per_s=0, hold_s=0, stops=None):
+    def __init__(self, port, *targets, up_bytes_per_s=0, hold_s=0, delay_s=0, stops=None):
         self.connections = 0
         self._targets = targets
         self._hold_s = hold_s
+        self._delay_s = delay_s
         self._stops = stops or {}
         self._pause_s = PIECE / up_bytes_per_s if up_bytes_per_s else 0
         self._listener = socket.create_server(("127.0.0.1", port))
@@ -35,13 +38,16 @@ class Relay:
             time.sleep(self._hold_s)
             inner = socket.create_connection(("127.0.0.1", target))
             for ends in ((outer, inner, self._pause_s, most), (inner, outer, 0, None)):
-                threading.Thread(target=self._pump, args=ends, daemon=True).start()
+                threading.Thread(
+                    target=self._pump, args=(self._delay_s, *ends), daemon=True
+                ).start()
 
     @staticmethod
-    def _pump(source, target, pause_s, most):
+    def _pump(delay_s, source, target, pause_s, most):
         taken = 0
         try:
             while piece := source.recv(PIECE):
+                time.sleep(delay_s)
                 target.sendall(piece)
                 time.sleep(pause_s)
                 taken += len(piece)

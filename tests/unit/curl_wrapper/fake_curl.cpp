@@ -34,6 +34,8 @@ void fake_curl::tell(CURLINFO info, long value) { longs_[info] = value; }
 
 void fake_curl::tell(CURLINFO info, double value) { doubles_[info] = value; }
 
+void fake_curl::tell_socket(curl_socket_t value) { socket_ = value; }
+
 void fake_curl::tell(CURLINFO info, const char *value)
 {
     texts_[info] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
@@ -131,6 +133,8 @@ static const char *name_of(CURLINFO info)
         return "SIZE_UPLOAD";
     case CURLINFO_SIZE_DOWNLOAD:
         return "SIZE_DOWNLOAD";
+    case CURLINFO_ACTIVESOCKET:
+        return "ACTIVESOCKET";
     case CURLINFO_FTP_ENTRY_PATH:
         return "FTP_ENTRY_PATH";
     default:
@@ -161,6 +165,9 @@ CURLcode fake_curl::get(CURLINFO info, void *value)
         break;
     case CURLINFO_DOUBLE:
         *static_cast<double *>(value) = doubles_[info];
+        break;
+    case CURLINFO_SOCKET:
+        *static_cast<curl_socket_t *>(value) = socket_;
         break;
     default:
         return CURLE_UNKNOWN_OPTION;

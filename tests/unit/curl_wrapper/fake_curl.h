@@ -45,6 +45,7 @@ public:
     void tell(CURLINFO info, long value);
     void tell(CURLINFO info, double value);
     void tell(CURLINFO info, const char *value); // may be NULL
+    void tell_socket(curl_socket_t value);       // CURLINFO_ACTIVESOCKET; CURL_SOCKET_BAD until then
     // Fails the nth question for this info, counted from now.
     void withhold(CURLINFO info, CURLcode code, int nth = 1);
 
@@ -104,6 +105,7 @@ private:
     std::vector<std::function<CURLcode()>> performs_;
     std::map<int, void *> pointers_;
     std::map<int, curl_off_t> numbers_;
+    curl_socket_t socket_ = CURL_SOCKET_BAD;
     int escape_ = 0;
     int unescape_ = 0;
 };

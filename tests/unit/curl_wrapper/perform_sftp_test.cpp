@@ -3,6 +3,10 @@
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
 
+#include <algorithm>
+#include <sys/socket.h>
+#include <unistd.h>
+
 TEST(PerformSftp, TransfersBelowTheLoginDirectory)
 {
     job_t job("sftp://h/f");
@@ -21,6 +25,40 @@ TEST(PerformSftp, TransfersBelowTheLoginDirectory)
     EXPECT_EQ(curl_e_getinfo_total_time(&job.rec), 3.5);
     EXPECT_EQ(job.rec.response_code_type, RESPONSE_CODE_OTHER);
     job.expect_nothing_left();
+}
+
+TEST(PerformSftp, BreaksTheConnectionThatIsNotUsedAgainBeforeLibcurlTakesLeave)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const auto is_broken = [&ends] {
+        char byte;
+        return recv(ends[1], &byte, 1, MSG_DONTWAIT) == 0;
+    };
+    job_t job("sftp://h/f");
+    job.curl.tell_socket(ends[0]);
+    job.curl.will_perform([&] {
+        EXPECT_FALSE(is_broken());
+        return CURLE_OK;
+    });
+    job.curl.will_perform([&] {
+        EXPECT_TRUE(is_broken());
+        return CURLE_OK;
+    });
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(PerformSftp, WithoutASocketGoesOn)
+{
+    job_t job("sftp://h/f");
+    job.curl.withhold(CURLINFO_ACTIVESOCKET, CURLE_UNKNOWN_OPTION);
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    const lines calls = job.curl.calls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "perform"), 2);
 }
 
 TEST(PerformSftp, NeverEscapesTwice)
