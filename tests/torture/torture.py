@@ -368,7 +368,6 @@ def main():
         "FAIL_NTH_PAGE": page.path,
         # Stacks that reach through libraries without frame pointers, to know whose a lost block is.
         "ASAN_OPTIONS": f"log_path={REPORTS}:verify_asan_link_order=0:fast_unwind_on_malloc=0",
-        "LSAN_OPTIONS": f"suppressions={world.HERE / 'lost_by_libssh2'}:print_suppressions=0",
         "ZIXI_FEEDER_DIR": os.environ["FTP_CLIENTD_WORLD"] + "/zixi",
     }
     if arguments.scenario == "start-up":
