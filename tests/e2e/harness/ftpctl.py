@@ -1,4 +1,4 @@
-"""The command-line client, from the daemon's folder."""
+"""The command-line client that belongs to the daemon under test."""
 
 import json
 import os
@@ -21,11 +21,12 @@ class Outcome(NamedTuple):
 
 
 def command():
-    """As the daemon's: an emulator may stand before the path."""
+    """As the daemon's: an emulator may stand before the path. Built in the daemon's folder, installed in bin/."""
     *emulator, daemon = program()
-    found = pathlib.Path(daemon).with_name("ftpctl")
-    assert found.exists(), "not built: ftpctl"
-    return [*emulator, str(found)]
+    folder = pathlib.Path(daemon).parent
+    found = [path for path in (folder / "ftpctl", folder.parent / "bin/ftpctl") if path.exists()]
+    assert found, "not built: ftpctl"
+    return [*emulator, str(found[0])]
 
 
 def environment(**variables):
