@@ -7,7 +7,7 @@ import re
 import pytest
 
 from harness import client, feeder, wire
-from harness.daemon import SPEED, is_emulated
+from harness.daemon import SPEED
 from harness.feeder import FOLDER, make_file
 from harness.scripted import Plan
 from harness.waiting import wait_until
@@ -73,12 +73,6 @@ def play_round(network_manager, local):
         wait_until(lambda: len(network_manager.notices) == expected, f"the notice of {start}")
 
 
-def private_kib(daemon):
-    """What it wrote to. Code of libraries is private or shared as other processes come and go."""
-    rollup = pathlib.Path(f"/proc/{daemon.pid}/smaps_rollup").read_text()
-    return int(re.search(r"^Private_Dirty: +(\d+) kB", rollup, re.MULTILINE)[1])
-
-
 def held(daemon):
     """What must stay: open files, and how many threads."""
     return daemon.descriptors(), len(os.listdir(f"/proc/{daemon.pid}/task"))
@@ -103,10 +97,10 @@ def test_nothing_grows_over_jobs_of_both_engines(unstarted, network_manager, scr
     network_manager.wait_for(wire.NOTICE_STARTED)
     for _ in range(WARM_UP_ROUNDS):
         play_round(network_manager, local)
-    before, before_kib = held(unstarted), private_kib(unstarted)
+    before, before_kib = held(unstarted), unstarted.private_kib()
     for _ in range(ROUNDS - WARM_UP_ROUNDS):
         play_round(network_manager, local)
-    after_kib = private_kib(unstarted)
+    after_kib = unstarted.private_kib()
     wait_until(lambda: held(unstarted) == before, "the last worker and its files gone")
     print(
         f"{ROUNDS * len(ROUND)} jobs: {len(before[0])} descriptors, {before[1]} threads, "
@@ -115,5 +109,5 @@ def test_nothing_grows_over_jobs_of_both_engines(unstarted, network_manager, scr
     seen = [(notice.code, *notice.outcome) for notice in network_manager.notices[1:]]
     assert seen == NOTICES * ROUNDS
     assert {path.name for path in FOLDER.rglob("*")} == {"d", "e", "a"}
-    if not is_sanitized(unstarted) and not is_emulated():  # an emulator keeps what it has translated
+    if not is_sanitized(unstarted):
         assert after_kib - before_kib < GROWTH_KIB
