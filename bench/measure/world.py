@@ -24,6 +24,7 @@ def arguments(description, **options):
     for name, default in options.items():
         parser.add_argument(f"--{name}", type=type(default), default=default, help=f"default: {default}")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build" / "bench")
+    parser.add_argument("--emulator", default="", help="how to run a daemon of another machine (bench/memory)")
     given = parser.parse_args()
     given.build = given.build.resolve()
     if not (given.build / "bin" / "ftp_clientd").exists():
@@ -31,7 +32,7 @@ def arguments(description, **options):
     sys.setswitchinterval(0.0002)  # threads of ours take the times: they shall not wait for each other
     if "FTP_CLIENTD_WORLD" not in os.environ:
         os.execv(ROOT / "scripts" / "private", ["private", *sys.orig_argv[:1], *sys.argv])
-    os.environ["FTP_CLIENTD"] = str(given.build / "bin" / "ftp_clientd")
+    os.environ["FTP_CLIENTD"] = f"{given.emulator} {given.build / 'bin' / 'ftp_clientd'}".strip()
     os.environ["HOME"] = os.environ["TMPDIR"]  # peers keep what they like to keep here
     os.symlink("pts/ptmx", "/dev/ptmx")  # lftp runs ssh on a terminal
     return given
@@ -65,7 +66,11 @@ def memory_kib(pid, name, file="status"):
 
 
 def private_kib(pid):
-    """Memory that is the process's alone."""
+    """Memory that is the process's alone, without what an emulator takes."""
+    from harness import daemon
+
+    if daemon.is_emulated():
+        return daemon.memory_kib(pid, "Private_Dirty")
     return memory_kib(pid, "Private_Dirty", "smaps_rollup")
 
 
