@@ -96,7 +96,7 @@ class Rig:
     """The daemon and its peers. Restart it when a test has killed the daemon."""
 
     def __init__(self, speed=1, **environment):
-        from harness.daemon import WORLD
+        from harness.daemon import REPORTS, WORLD
         from harness.log import ConsoleReader, LogReader
         from harness.network_manager import NetworkManager
 
@@ -107,8 +107,12 @@ class Rig:
         self.local.mkdir()
         self.daemon = None
         self._speed = speed
-        own = f"suppressions={HERE / 'lost_by_libssh2'}:print_suppressions=0"
-        self.environment = {"LSAN_OPTIONS": own, **environment}
+        self.environment = {
+            # Stacks that reach through libraries without frame pointers, to know whose a lost block is.
+            "ASAN_OPTIONS": f"log_path={REPORTS}:verify_asan_link_order=0:fast_unwind_on_malloc=0",
+            "LSAN_OPTIONS": f"suppressions={HERE / 'lost_by_libssh2'}:print_suppressions=0",
+            **environment,
+        }
 
     def start(self):
         from harness import wire

@@ -361,13 +361,10 @@ def main():
     parser.add_argument("scenario")
     arguments = parser.parse_args()
     world.enter(arguments.daemon)
-    from harness.daemon import REPORTS
 
     page = Page(os.path.join(os.environ["FTP_CLIENTD_WORLD"], "page"))
     environment = world.preloads(os.environ["FTP_CLIENTD"]) | {
         "FAIL_NTH_PAGE": page.path,
-        # Stacks that reach through libraries without frame pointers, to know whose a lost block is.
-        "ASAN_OPTIONS": f"log_path={REPORTS}:verify_asan_link_order=0:fast_unwind_on_malloc=0",
         "ZIXI_FEEDER_DIR": os.environ["FTP_CLIENTD_WORLD"] + "/zixi",
     }
     if arguments.scenario == "start-up":
