@@ -10,10 +10,8 @@ import pytest
 
 from harness import client, wire
 from harness.daemon import WORLD, program
-from harness.installed import EXAMPLES, ROOT, SOURCE, Installed, build, run
+from harness.installed import EXAMPLES, ROOT, SOURCE, STRICT, Installed, run
 from harness.scripted import Plan, Silence
-
-STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 
 
 @pytest.fixture
@@ -27,68 +25,6 @@ def promised(installed):
     names = re.findall(r"^FTPCLIENT_API [^(]*?(ftpclient_\w+)\(", header, re.MULTILINE)
     assert len(names) > 20
     return set(names)
-
-
-def fetches(installed, fetch, vsftpd, local):
-    vsftpd.put("dir/a.bin", b"x" * 1234)
-    said = installed.run(
-        fetch, "127.0.0.1", "alice", "dir/a.bin", local / "a", FETCH_PASSWORD="secret"
-    )
-    assert said == f"dir/a.bin: 1234 bytes\n{local / 'a'}: done\n"
-    assert (local / "a").read_bytes() == b"x" * 1234
-
-
-@pytest.mark.parametrize("static", [False, True], ids=["shared", "static"])
-def test_the_c_example_built_by_pkg_config_fetches_a_file(daemon, vsftpd, local, installed, static):
-    fetch = WORLD / "tmp" / "fetch"
-    if static:  # the archive alone in the folder, as where no shared library is wanted
-        for path in installed.libraries.glob("libftpclient.so*"):
-            path.unlink()
-    flags = installed.pkg_config("--cflags", "--libs")
-    run("cc", "-std=c11", *STRICT, EXAMPLES / "fetch.c", *flags, "-o", fetch)
-    needed = run("readelf", "-d", fetch)
-    assert ("libftpclient.so.0" in needed) == (not static)
-    fetches(installed, fetch, vsftpd, local)
-
-
-def test_the_c_example_says_why_it_failed(daemon, vsftpd, local, installed):
-    flags = installed.pkg_config("--cflags", "--libs")
-    fetch = WORLD / "tmp" / "fetch"
-    run("cc", EXAMPLES / "fetch.c", *flags, "-o", fetch)
-    for arguments, reason in (
-        (("127.0.0.1", "alice", "none", local / "a"), "none: there is no such file"),
-        (("127.0.0.1", "alice", "none", "a"), "local path: an argument is out of range"),
-        (("127.0.0.1", "x" * 32, "none", local / "a"), "login: a string is too long"),
-        (("127.0.0.1", "alice", "a#b", local / "a"), "remote path: a string holds a character"),
-    ):
-        with pytest.raises(AssertionError, match=f"fetch: {reason}"):
-            installed.run(fetch, *arguments, FETCH_PASSWORD="secret")
-    with pytest.raises(AssertionError, match="the transfer failed or ended short"):
-        installed.run(fetch, "127.0.0.1", "alice", "none", local / "a", FETCH_PASSWORD="wrong")
-
-
-@pytest.mark.parametrize("static", ["OFF", "ON"], ids=["shared", "static"])
-def test_the_examples_built_by_find_package_send_and_fetch(
-    unstarted, vsftpd, local, installed, static
-):
-    folder = WORLD / "tmp" / "examples"
-    build(
-        EXAMPLES,
-        folder,
-        f"-DCMAKE_PREFIX_PATH={installed.prefix}",
-        f"-DSTATIC={static}",
-        f"-DCMAKE_C_FLAGS={' '.join(STRICT)}",
-        f"-DCMAKE_CXX_FLAGS={' '.join(STRICT)}",
-    )
-    unstarted.launch()
-    unstarted.find()
-    (local / "a").write_bytes(bytes(5_000_000))
-    said = installed.run(
-        folder / "send", "127.0.0.1", "alice", local / "a", "sent.bin", SEND_PASSWORD="secret"
-    )
-    assert said.endswith("done, 5000000 bytes\n")
-    assert (vsftpd.home / "sent.bin").stat().st_size == 5_000_000
-    fetches(installed, folder / "fetch", vsftpd, local)
 
 
 # The structures once more, as a program without C headers has them.

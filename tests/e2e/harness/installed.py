@@ -4,11 +4,12 @@ import os
 import pathlib
 import subprocess
 
-from .daemon import WORLD
+from .daemon import WORLD, program
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 SOURCE = ROOT / "libftpclient"
 EXAMPLES = ROOT / "examples"
+STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 
 
 def run(*command, **variables):
@@ -30,6 +31,18 @@ def run(*command, **variables):
 def build(source, build_folder, *options):
     run("cmake", "-S", source, "-B", build_folder, "-G", "Ninja", *options)
     run("cmake", "--build", build_folder)
+
+
+def place(name):
+    """(a folder to build a program in, the compiler's options for it). Where the daemon counts what the tests reach,
+    the program does so as well, in a folder that outlives this world."""
+    tested = pathlib.Path(program()[-1]).resolve().parent.parent
+    cache = tested / "CMakeCache.txt"
+    if not cache.exists() or "FTP_CLIENTD_COVERAGE:BOOL=ON" not in cache.read_text():
+        return WORLD / "tmp", []
+    folder = tested / "tests" / "programs" / name
+    folder.mkdir(parents=True, exist_ok=True)
+    return folder, ["--coverage"]
 
 
 class Installed:
