@@ -8,7 +8,7 @@ import subprocess
 
 import pytest
 
-from harness import client, wire
+from harness import wire
 from harness.daemon import WORLD, program
 from harness.installed import EXAMPLES, ROOT, SOURCE, STRICT, Installed, run
 from harness.scripted import Plan, Silence
