@@ -171,6 +171,18 @@ TEST(System, EachFailureIsToldWithItsErrno)
     }
 }
 
+TEST(System, AReceiverWithoutASocketTellsTheErrno)
+{
+    behaviour_t broken;
+    broken.failing = "socket";
+    broken.failing_errno = EMFILE;
+    const with breakage(broken);
+    ftpclient_notices_t *notices = nullptr;
+    EXPECT_EQ(ftpclient_notices_open("/nonexistent/x", &notices), FTPCLIENT_ERR_SYSTEM);
+    EXPECT_EQ(errno, EMFILE);
+    EXPECT_EQ(notices, nullptr);
+}
+
 TEST(System, ABrokenConnectionRaisesNoSignal)
 {
     job_script script;

@@ -75,7 +75,8 @@ TEST_F(FeederPlan, EveryFunctionIsKnown)
 
 TEST_F(FeederPlan, APartThatIsNotUnderstoodIsReportedAndSkipped)
 {
-    for (const char *wrong : {"zixi_upload_file", "zixi_upload_file:", "zixi_upload_file:x",
+    const std::string overlong = "zixi_upload_file:1" + std::string(200, '0');
+    for (const char *wrong : {overlong.c_str(), "zixi_upload_file", "zixi_upload_file:", "zixi_upload_file:x",
                               "zixi_upload_file:1:2:3:4", ":5", "zixi_upload_file:1:2x"}) {
         plan((std::string(wrong) + ",zixi_upload_file:-3:1").c_str());
         testing::internal::CaptureStderr();

@@ -128,6 +128,22 @@ TEST_F(FeederUpload, ALocalFileThatIsNoneIsRefused)
     EXPECT_EQ(start(), ZIXI_ERROR_FILE_LOCAL);
 }
 
+TEST_F(FeederUpload, ALocalFileThatCannotBeReadEndsIt)
+{
+    local = "/proc/self/mem"; // nothing lies at its beginning
+    ASSERT_EQ(start(), ZIXI_ERROR_OK);
+    EXPECT_EQ(at_end().error, ZIXI_ERROR_FILE_LOCAL);
+    feeder_upload_end(upload);
+    EXPECT_THAT(names_in(root + "/d"), ElementsAre());
+}
+
+TEST_F(FeederUpload, APlaceThatTakesNoFileIsRefused)
+{
+    root = "/proc/self";
+    EXPECT_EQ(feeder_upload_start({local.c_str(), root.c_str(), "task", false, 0}, &upload),
+              ZIXI_ERROR_FILE_REMOTE);
+}
+
 TEST_F(FeederUpload, APlaceThatIsNoneIsRefused)
 {
     root = local;

@@ -4,6 +4,7 @@
 #include "scratch.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdlib>
 #include <fcntl.h>
@@ -199,6 +200,19 @@ TEST_F(SecureFile, EveryFaultIsToldAndLeavesNothing)
         EXPECT_EQ(open_descriptors(), descriptors) << row.what;
         unlink(file.c_str());
     }
+}
+
+TEST_F(SecureFile, ADeviceThatCannotBeOpenedIsCannotCreate)
+{
+    EXPECT_EQ(put("/dev/null", "content", {.open_errno = EACCES}), LIBSECURE_CANNOT_CREATE);
+}
+
+TEST_F(SecureFile, APathWithoutRoomForTheTemporaryNameIsCannotCreate)
+{
+    const std::string before = scratch.path.string();
+    const std::string path = before + std::string(PATH_MAX - 2 - before.size(), '/') + "f";
+    EXPECT_EQ(put(path, "content"), LIBSECURE_CANNOT_CREATE);
+    EXPECT_THAT(names_in(scratch.path), ElementsAre());
 }
 
 TEST_F(SecureFile, AModeThatCannotBeHandedOnIsCannotCreate)

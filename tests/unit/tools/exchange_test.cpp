@@ -3,7 +3,9 @@
 #include "fake_daemon.h"
 #include "refused.h"
 
+#include <csignal>
 #include <cstring>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -13,6 +15,44 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+namespace
+{
+
+// Takes one connection, and closes it with what has come on it unread.
+class breaking_daemon
+{
+public:
+    breaking_daemon() : listening_(socket(AF_UNIX, SOCK_STREAM, 0))
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        memcpy(address.sun_path, path().data(), path().size());
+        EXPECT_EQ(bind(listening_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(listening_, 1), 0);
+        thread_ = std::thread([this] {
+            const int fd = accept(listening_, nullptr, nullptr);
+            std::this_thread::sleep_for(300ms); // it has sent what it can
+            close(fd);
+        });
+    }
+    ~breaking_daemon()
+    {
+        thread_.join();
+        close(listening_);
+    }
+    breaking_daemon(const breaking_daemon &) = delete;
+    breaking_daemon &operator=(const breaking_daemon &) = delete;
+
+    std::string path() const { return dir_ / "ftp.sock"; }
+
+private:
+    temp_dir dir_;
+    int listening_;
+    std::thread thread_;
+};
+
+} // namespace
 
 TEST(Exchange, SendsAHeadOfEightBytesAndTakesTheReply)
 {
@@ -91,6 +131,59 @@ TEST(Exchange, ADaemonWhoseQueueIsFullIsGivenUp)
               "3 " + path + ": the daemon does not answer");
     close(waiting);
     close(listening);
+}
+
+TEST(Exchange, WithoutTimeItIsGivenUpAtOnce)
+{
+    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
+    EXPECT_EQ(failure_of([&] { exchange<reply_t>(daemon.path(), COMMAND_NONE, 0ms); }),
+              "3 " + daemon.path() + ": the daemon does not answer");
+}
+
+TEST(Exchange, ASignalDoesNotEndTheWait)
+{
+    struct sigaction noted = {};
+    struct sigaction before = {};
+    noted.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &noted, &before);
+    fake_daemon daemon([waiting = pthread_self()](const message_t &m) {
+        for (int i = 0; i < 5; i++) {
+            std::this_thread::sleep_for(20ms); // the other thread waits for the answer
+            pthread_kill(waiting, SIGUSR1);
+        }
+        return message_bytes(m.command, bytes_of(reply_t{0, 3}));
+    });
+    EXPECT_EQ(exchange<reply_t>(daemon.path(), COMMAND_NONE).detail, 3u);
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST(Exchange, ADaemonThatBreaksOffIsOneClearLine)
+{
+    const struct {
+        size_t size; // of the request: more than the socket holds is still being sent
+        std::string reason;
+    } cases[] = {{2080, "Connection reset by peer"}, {8 << 20, "Broken pipe"}};
+    for (const auto &c : cases) {
+        const breaking_daemon daemon;
+        const bytes_t body(c.size);
+        reply_t reply;
+        EXPECT_EQ(failure_of([&] {
+                      exchange_bytes(daemon.path(), COMMAND_UPLOAD, std::as_bytes(std::span(body)),
+                                     std::as_writable_bytes(std::span(&reply, 1)), 10s);
+                  }),
+                  "3 " + daemon.path() + ": the daemon broke off: " + c.reason);
+    }
+}
+
+TEST(Exchange, WithoutADescriptorItSaysSo)
+{
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const std::string failure = failure_of([] { exchange<reply_t>("/nonexistent", COMMAND_NONE); });
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(failure, "1 socket: Too many open files");
 }
 
 TEST(Exchange, HalfAnAnswerIsNone)

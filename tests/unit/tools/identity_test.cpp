@@ -107,6 +107,23 @@ TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
     EXPECT_EQ(std::filesystem::path(request.local_path).parent_path(), folder);
 }
 
+TEST(Identity, OfAServerBehindAProxyIsAskedForThroughIt)
+{
+    saving_daemon play(KEY, 22);
+    EXPECT_EQ(play.ask({"--proxy", "http://gate:3129", "sftp://host"}).status, 0);
+    const transfer_request_t request = request_of(play.daemon.messages()[1]);
+    EXPECT_STREQ(request.proxy_host, "gate");
+    EXPECT_EQ(request.proxy_port, 3129u);
+    EXPECT_EQ(request.proxy_type, 1u);
+}
+
+TEST(Identity, ThatCouldNotBeHadIsTheJobForScripts)
+{
+    const outcome_t outcome = saving_daemon("", 16).ask({"--json", "ftps://host"});
+    EXPECT_EQ(outcome.status, 36);
+    EXPECT_EQ(json::parse(outcome.out)["result_name"], "FTPCD_ERR_NETWORK");
+}
+
 TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
 {
     const outcome_t object = saving_daemon(KEY, 22).ask({"--json", "sftp://host"});

@@ -5,12 +5,16 @@
 #include "program.h"
 #include "refused.h"
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 using json = nlohmann::json;
@@ -99,6 +103,34 @@ TEST(Listen, EndsAndTidiesUpAtAnInterrupt)
     listening.signal(SIGTERM);
     EXPECT_EQ(listening.wait().status, 0);
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(Listen, EndsAtAnInterruptAlsoBehindASilentSender)
+{
+    const temp_dir dir;
+    const std::string path = dir / "nm.sock";
+    program listening({"listen", "--notify-socket", path});
+    send_notice(path, STARTED);
+    const int silent = connected_to(path);
+    EXPECT_EQ(send(silent, STARTED.data(), 5, MSG_NOSIGNAL), 5);
+    ASSERT_TRUE(listening.has_printed("daemon started\n"));
+    usleep(200000); // by now the silent one is listened to
+    const auto before = std::chrono::steady_clock::now();
+    listening.signal(SIGTERM);
+    EXPECT_EQ(listening.wait().status, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8)) << "a sender has 10 s";
+    close(silent);
+}
+
+TEST(Listen, ThatCannotPrintExitsWith1)
+{
+    const temp_dir dir;
+    const std::string path = dir / "nm.sock";
+    const std::string command = std::string(FTPCTL) + " listen --notify-socket " + path + " >/dev/full 2>&1";
+    std::thread sender([&] { send_notice(path, STARTED); });
+    const int status = system(command.c_str());
+    sender.join();
+    EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
 TEST(Listen, EndsWhenItsTimeIsOver)

@@ -1,7 +1,5 @@
 // The whole program against a scripted daemon.
-#include "program.h"
-
-#include "fake_daemon.h"
+#include "played.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -22,26 +20,6 @@ std::string text_at(const bytes_t &body, size_t offset)
 {
     return reinterpret_cast<const char *>(body.data()) + offset;
 }
-
-job_script script_of(std::deque<state_reply_t> states)
-{
-    job_script script;
-    script.states = std::move(states);
-    return script;
-}
-
-remote_file_t remote(int64_t size) { return {1, size >= 0, size, 2023, 2, 9, 255, 255, 0x644, 0, 0}; }
-
-// Runs ftpctl for a daemon that follows the script; the password is in the environment.
-struct played {
-    fake_daemon daemon;
-    outcome_t outcome;
-    played(const job_script &script, std::vector<std::string> words) : daemon(script)
-    {
-        words.insert(words.end(), {"--socket", daemon.path()});
-        outcome = run(words, {"FTPCTL_PASSWORD=secret"});
-    }
-};
 
 } // namespace
 
@@ -381,38 +359,4 @@ TEST(Cancel, GivesUpAfterItsTime)
     const outcome_t outcome = run({"cancel", "--timeout", "0.2", "--socket", daemon.path()});
     EXPECT_EQ(outcome.status, 8);
     EXPECT_EQ(outcome.err, "ftpctl: the job has not stopped yet; the daemon goes on stopping it\n");
-}
-
-TEST(Watch, PrintsALineForEachChange)
-{
-    fake_daemon daemon(
-        script_of({idle(), idle(), running(2, 100, 40), running(2, 100, 40), ended(2, 16, 100, 40)}));
-    program watching({"--json", "watch", "--socket", daemon.path()});
-    ASSERT_TRUE(watching.has_printed("\"result\":16"));
-    watching.signal(SIGINT);
-    const outcome_t outcome = watching.wait();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 3);
-    EXPECT_EQ(outcome.err, "");
-}
-
-TEST(Watch, EndsWhenItsTimeIsOver)
-{
-    played play(script_of({idle()}), {"watch", "--timeout", "0.2"});
-    EXPECT_EQ(play.outcome.status, 0);
-    EXPECT_THAT(play.outcome.out,
-                MatchesRegex("....-..-.. ..:..:.. idle, no job since the daemon started\n"));
-}
-
-TEST(Watch, RunsTheCommandForEachChange)
-{
-    fake_daemon daemon(script_of({idle(), running(2, 100, 40), ended(2, 16, 100, 40)}));
-    program watching({"watch", "--quiet", "--socket", daemon.path(), "--exec",
-                      "echo $FTPCTL_EVENT:$FTPCTL_RUNNING:$FTPCTL_JOB:$FTPCTL_RESULT_NAME"});
-    ASSERT_TRUE(watching.has_printed("FTPCD_ERR_NETWORK"));
-    watching.signal(SIGINT);
-    const outcome_t outcome = watching.wait();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "state:0:no job:FTPCD_ERR_NONE\nstate:1:upload:FTPCD_ERR_NONE\n"
-                           "state:0:upload:FTPCD_ERR_NETWORK\n");
 }
