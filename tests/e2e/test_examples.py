@@ -62,11 +62,13 @@ def test_the_c_example_built_by_pkg_config_fetches_a_file(daemon, vsftpd, local,
 
 def test_the_c_example_says_why_it_failed(daemon, vsftpd, local, installed):
     fetch = compiled(installed, "fetch-failing")
+    vsftpd.put("there", b"x")
     for arguments, reason in (
         (("127.0.0.1", "alice", "none", local / "a"), "fetch: none: there is no such file"),
         (("127.0.0.1", "alice", "none", "a"), "fetch: local path: an argument is out of range"),
         (("127.0.0.1", "x" * 32, "none", local / "a"), "fetch: login: a string is too long"),
         (("127.0.0.1", "alice", "a#b", local / "a"), "fetch: remote path: a string holds a character"),
+        (("127.0.0.1", "alice", "there", local / "none" / "a"), "fetch: download: "),
         (("127.0.0.1", "alice"), "usage: fetch HOST USER REMOTE_PATH LOCAL_PATH"),
     ):
         with pytest.raises(AssertionError, match=reason):

@@ -185,6 +185,29 @@ def test_a_daemon_that_does_not_answer_is_waited_for_ten_seconds(start):
     assert not PID_FILE.exists()
 
 
+def test_a_daemon_that_ends_behind_its_socket_is_told_at_once(start):
+    dying = WORLD / "dying"
+    dying.write_text(
+        f"#!/usr/bin/python3\nimport socket\nsocket.socket(socket.AF_UNIX).bind({CONTROL_SOCKET!r})\n"
+    )
+    dying.chmod(0o755)
+    assert started_with([*start, str(dying)]) == (
+        1,
+        "start: the daemon has ended; its log says why\n",
+    )
+    assert not PID_FILE.exists()
+
+
+def test_a_file_that_cannot_be_made_or_taken_away_is_told(start, unstarted):
+    os.mkdir(CONTROL_SOCKET)
+    assert started_with([*start, program()[-1]]) == (1, "start: /var/run/ftp.sock: Is a directory\n")
+    os.rmdir(CONTROL_SOCKET)
+    start[2] = str(WORLD / "none" / "daemon.pid")
+    status, said = started_with([*start, program()[-1]])
+    assert (status, said) == (1, f"start: {start[2]}: No such file or directory\n")
+    unstarted.find()
+
+
 def test_nothing_is_started_for_a_group_that_does_not_exist(start):
     missing = [*start[:-2], "nosuchgroup", str(PID_FILE), program()[-1]]
     assert started_with(missing) == (1, "start: no group nosuchgroup\n")
