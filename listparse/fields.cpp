@@ -3,20 +3,20 @@
 
 #if defined(__SSE2__) && !defined(LISTPARSE_PORTABLE)
 #include <emmintrin.h>
-
-constexpr size_t STEP_BYTES = 16;
+#define VECTORS 1
+constexpr size_t STEP_BYTES = sizeof(__m128i);
+#else
+#define VECTORS 0
+constexpr size_t STEP_BYTES = sizeof(uint64_t);
+#endif
 
 // One bit for each of the first STEP_BYTES bytes, the first one lowest: 1 = blank.
 static uint64_t blanks_of_step(const char *bytes)
 {
+#if VECTORS
     const __m128i step = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(step, _mm_set1_epi8(' '))));
-}
 #else
-constexpr size_t STEP_BYTES = sizeof(uint64_t);
-
-static uint64_t blanks_of_step(const char *bytes)
-{
     constexpr uint64_t BLANKS = 0x2020202020202020;
     constexpr uint64_t LOW_BITS = 0x7f7f7f7f7f7f7f7f;
     constexpr uint64_t GATHER = 0x0002040810204081; // moves bit 8 * i + 7 to bit 56 + i
@@ -25,8 +25,8 @@ static uint64_t blanks_of_step(const char *bytes)
     const uint64_t differs = step ^ BLANKS;
     const uint64_t same = ~(((differs & LOW_BITS) + LOW_BITS) | differs) & ~LOW_BITS; // 0x80 for a blank
     return (same * GATHER) >> 56;
-}
 #endif
+}
 
 // One bit for each of the n bytes, fewer than STEP_BYTES, that end the line: 1 = blank. All past them count
 // as blanks.
