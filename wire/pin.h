@@ -2,13 +2,14 @@
 #ifndef WIRE_PIN_H
 #define WIRE_PIN_H
 
-#include <assert.h>
-#include <stddef.h>
-#include <stdint.h>
-
+/* Before the system's headers, which may lack what a big-endian machine needs and say less. */
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "the wire records are little-endian and are used as they lie in memory: this machine is big-endian"
 #endif
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
 
 #define WIRE_FIELD(record, member, at, width)                                                                \
     static_assert(offsetof(record, member) == (at) && sizeof(((record *)0)->member) == (width),              \
