@@ -28,6 +28,11 @@ static int undelivered_bytes(int fd)
     return ioctl(fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
 }
 
+static bool is_tunnelled(const transfer_request_t &request)
+{
+    return request.proxy_type == PROXY_HTTP && request.protocol != PROTOCOL_FTP;
+}
+
 static void wait_for_delivery(const job_record_t *job, int fd)
 {
     int left = undelivered_bytes(fd);
@@ -45,8 +50,13 @@ static void wait_for_delivery(const job_record_t *job, int fd)
 int cb_close_socket(void *context, curl_socket_t fd)
 {
     sockets_forget(fd);
+    const auto *job = static_cast<const job_record_t *>(context);
+    // A proxy may take the end of sending for the end of all, and reset the server's side. TLS has told the
+    // server.
+    if (is_tunnelled(job->request))
+        wait_for_delivery(job, fd);
     // Refused by a socket that is not connected: nothing is on its way then.
     if (shutdown(fd, SHUT_WR) == 0)
-        wait_for_delivery(static_cast<const job_record_t *>(context), fd);
+        wait_for_delivery(job, fd);
     return close(fd);
 }

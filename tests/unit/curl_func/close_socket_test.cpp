@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -73,6 +74,36 @@ protected:
     int client_ = -1;
     int server_ = -1;
 };
+
+TEST_F(CloseSocket, InATunnelTheServerMayCloseFirst)
+{
+    struct {
+        uint32_t proxy_type, protocol;
+        bool first;
+    } const table[] = {{PROXY_NONE, PROTOCOL_FTPS_IMPLICIT, false},
+                       {PROXY_HTTP, PROTOCOL_FTP, false}, // no tunnel
+                       {PROXY_HTTP, PROTOCOL_FTPS_IMPLICIT, true},
+                       {PROXY_HTTP, PROTOCOL_FTPS_EXPLICIT, true}};
+    for (const auto &row : table) {
+        if (&row != table)
+            SetUp();
+        job_.request.proxy_type = row.proxy_type;
+        job_.request.protocol = row.protocol;
+        std::thread closing([this] { close_client(); });
+        pollfd ended{server_, POLLIN, 0};
+        EXPECT_EQ(poll(&ended, 1, 500), row.first ? 0 : 1) << row.proxy_type << ' ' << row.protocol;
+        close(server_);
+        closing.join();
+        server_ = -1;
+    }
+}
+
+TEST_F(CloseSocket, InATunnelAServerThatStaysOpenIsLeftToo)
+{
+    job_.request.proxy_type = PROXY_HTTP;
+    job_.request.protocol = PROTOCOL_FTPS_IMPLICIT;
+    EXPECT_LT(close_client(), 4);
+}
 
 TEST_F(CloseSocket, WhatWasSentArrivesAlthoughTheServerSpeaksLate)
 {
