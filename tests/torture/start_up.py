@@ -46,7 +46,11 @@ class StartUp:
         return processes.adopted(daemon.name)
 
     def _ended(self, daemon):
-        return daemon.front_ended() and all(p.state == "Z" for p in self._family(daemon))
+        if not daemon.front_ended():
+            return False
+        # Looked at twice: while processes are listed, the middle one may end, and its child be missed.
+        looks = [process for _ in range(2) for process in self._family(daemon)]
+        return all(process.state == "Z" for process in looks)
 
     def _serves(self, daemon):
         """It has become a daemon and answers, or will never hear."""
