@@ -2,6 +2,7 @@
 
 #include "curl_func/callbacks.h"
 #include "curl_func/close_socket.h"
+#include "curl_func/crypto_context.h"
 #include "curl_func/identity.h"
 #include "curl_func/job.h"
 #include "curl_func/perform.h"
@@ -326,7 +327,9 @@ void *th_exec(void *record)
 
     const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
     if (code == CURLE_OK) {
+        OSSL_LIB_CTX *context = crypto_context_enter();
         run_with_libcurl(&w);
+        crypto_context_leave(context);
         curl_global_cleanup();
     } else {
         log_error("curl_func(508)", "curl_global_init(CURL_GLOBAL_DEFAULT): Failed(%d)", code);

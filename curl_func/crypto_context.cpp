@@ -1,0 +1,29 @@
+#include "curl_func/crypto_context.h"
+
+#include <cstring>
+#include <openssl/crypto.h>
+#include <openssl/provider.h>
+
+// Asked for each provider until it returns 0, which OSSL_PROVIDER_do_all() then returns.
+static int is_default(OSSL_PROVIDER *provider, void *)
+{
+    return strcmp(OSSL_PROVIDER_get0_name(provider), "default") == 0 ? 1 : 0;
+}
+
+OSSL_LIB_CTX *crypto_context_enter()
+{
+    if (OSSL_PROVIDER_do_all(nullptr, is_default, nullptr) == 0)
+        return nullptr;
+    OSSL_LIB_CTX *context = OSSL_LIB_CTX_new();
+    if (context != nullptr)
+        OSSL_LIB_CTX_set0_default(context);
+    return context;
+}
+
+void crypto_context_leave(OSSL_LIB_CTX *context)
+{
+    if (context == nullptr)
+        return;
+    OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default());
+    OSSL_LIB_CTX_free(context);
+}

@@ -1,0 +1,99 @@
+#include "curl_func/crypto_context.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/provider.h>
+#include <openssl/ssl.h>
+#include <string>
+#include <thread>
+
+namespace
+{
+
+std::atomic<long> blocks_; // that OpenSSL holds
+
+void *cb_malloc(size_t size, const char *, int)
+{
+    void *block = malloc(size);
+    blocks_ += block != nullptr;
+    return block;
+}
+
+void *cb_realloc(void *old, size_t size, const char *, int)
+{
+    void *block = realloc(old, size);
+    blocks_ += old == nullptr && block != nullptr;
+    return block;
+}
+
+void cb_free(void *block, const char *, int)
+{
+    blocks_ -= block != nullptr;
+    free(block);
+}
+
+// OpenSSL takes them only before it has allocated anything.
+const int counts_ = CRYPTO_set_mem_functions(cb_malloc, cb_realloc, cb_free);
+
+OSSL_LIB_CTX *current() { return OSSL_LIB_CTX_set0_default(nullptr); }
+
+// What a session takes, and does not give back by itself.
+void use_tls()
+{
+    SSL_CTX *context = SSL_CTX_new(TLS_client_method());
+    ASSERT_NE(context, nullptr);
+    EVP_PKEY *key = EVP_EC_gen("P-256");
+    EXPECT_NE(key, nullptr);
+    EVP_PKEY_free(key);
+    SSL_CTX_free(context);
+}
+
+long blocks_kept_by_a_job()
+{
+    const long before = blocks_;
+    OSSL_LIB_CTX *context = crypto_context_enter();
+    EXPECT_NE(context, nullptr);
+    use_tls();
+    crypto_context_leave(context);
+    return blocks_ - before;
+}
+
+} // namespace
+
+TEST(CryptoContext, IsTheThreadsOwnUntilItIsLeft)
+{
+    OSSL_LIB_CTX *process_context = current();
+    OSSL_LIB_CTX *context = crypto_context_enter();
+    ASSERT_NE(context, nullptr);
+    EXPECT_EQ(current(), context);
+    std::thread([process_context] { EXPECT_EQ(current(), process_context); }).join();
+    crypto_context_leave(context);
+    EXPECT_EQ(current(), process_context);
+}
+
+TEST(CryptoContext, GivesBackAllThatWasFetchedInIt)
+{
+    ASSERT_EQ(counts_, 1);
+    blocks_kept_by_a_job(); // what OpenSSL makes once for the process
+    EXPECT_EQ(blocks_kept_by_a_job(), 0);
+    EXPECT_EQ(blocks_kept_by_a_job(), 0);
+
+    const long before = blocks_;
+    use_tls();
+    EXPECT_GT(blocks_ - before, 1000) << "there was nothing to give back";
+}
+
+TEST(CryptoContext, IsTheProcesssWhenThatHasProvidersOfItsOwn)
+{
+    OSSL_LIB_CTX *process_context = current();
+    OSSL_PROVIDER *base = OSSL_PROVIDER_try_load(nullptr, "base", 1);
+    ASSERT_NE(base, nullptr);
+    EXPECT_EQ(crypto_context_enter(), nullptr);
+    EXPECT_EQ(current(), process_context);
+    crypto_context_leave(nullptr);
+    EXPECT_EQ(current(), process_context);
+    OSSL_PROVIDER_unload(base);
+}
