@@ -27,3 +27,7 @@ void crypto_context_leave(OSSL_LIB_CTX *context)
     OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default());
     OSSL_LIB_CTX_free(context);
 }
+
+process_crypto::process_crypto() : context_(OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default())) {}
+
+process_crypto::~process_crypto() { OSSL_LIB_CTX_set0_default(context_); }

@@ -13,3 +13,17 @@ OSSL_LIB_CTX *crypto_context_enter();
 // The thread goes back to the process's own context; the other one is freed with all that was fetched in it,
 // and nothing that was made in it may be used any more. nullptr is left alone.
 void crypto_context_leave(OSSL_LIB_CTX *context);
+
+// While one lives, the thread works in the process's context: for what is not ours and may keep things of
+// OpenSSL's from job to job.
+class process_crypto
+{
+public:
+    process_crypto();
+    ~process_crypto();
+    process_crypto(const process_crypto &) = delete;
+    process_crypto &operator=(const process_crypto &) = delete;
+
+private:
+    OSSL_LIB_CTX *context_;
+};

@@ -1,11 +1,19 @@
 #include "fake_secure.h"
 
+#include <openssl/crypto.h>
+
 fake_secure secure_;
+
+static void note(std::string call, const void *subject)
+{
+    secure_.asked.push_back(std::move(call));
+    secure_.subject = subject;
+    secure_.crypto = OSSL_LIB_CTX_set0_default(nullptr);
+}
 
 static int compared(const void *subject, const uint8_t *expected, int *differs, const char *name)
 {
-    secure_.asked.push_back(name);
-    secure_.subject = subject;
+    note(name, subject);
     secure_.expected = expected;
     if (secure_.compare_result == 0)
         *differs = secure_.equal ? 0 : 1;
@@ -14,8 +22,7 @@ static int compared(const void *subject, const uint8_t *expected, int *differs, 
 
 int x509_cert_save(const char *path, X509 *certificate)
 {
-    secure_.asked.push_back("x509_cert_save(" + std::string(path) + ')');
-    secure_.subject = certificate;
+    note("x509_cert_save(" + std::string(path) + ')', certificate);
     return secure_.save_result;
 }
 
@@ -26,9 +33,7 @@ int x509_cert_digest_sha1_compare(X509 *certificate, const uint8_t *expected, in
 
 int ssh_public_key_save(const char *path, int reserved, const void *key, size_t key_length)
 {
-    secure_.asked.push_back("ssh_public_key_save(" + std::string(path) + ", " + std::to_string(reserved) +
-                            ')');
-    secure_.subject = key;
+    note("ssh_public_key_save(" + std::string(path) + ", " + std::to_string(reserved) + ')', key);
     secure_.key_length = key_length;
     return secure_.save_result;
 }

@@ -16,6 +16,7 @@ struct fake_secure {
     const void *subject = nullptr; // certificate or key of the last call
     size_t key_length = 0;
     const uint8_t *expected = nullptr;
+    OSSL_LIB_CTX *crypto = nullptr; // the thread's in the last call
 };
 
 extern fake_secure secure_;

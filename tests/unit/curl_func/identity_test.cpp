@@ -1,8 +1,11 @@
 #include "curl_func/identity.h"
 
+#include "curl_func/crypto_context.h"
+
 #include "job_fixture.h"
 
 #include <memory>
+#include <openssl/crypto.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
@@ -249,6 +252,30 @@ TEST_F(Identity, LibsecureGetsTheKeyItsLengthAndTheExpectedDigest)
     EXPECT_EQ(secure_.subject, key.key);
     EXPECT_EQ(secure_.key_length, 9u);
     EXPECT_EQ(secure_.expected, auth.digest);
+}
+
+TEST_F(Identity, LibsecureWorksInTheProcesssCryptoContext)
+{
+    OSSL_LIB_CTX *jobs = crypto_context_enter();
+    ASSERT_NE(jobs, nullptr);
+    const auto accepted = [&](int verdict, int good) {
+        EXPECT_EQ(verdict, good);
+        EXPECT_EQ(secure_.crypto, OSSL_LIB_CTX_get0_global_default());
+        EXPECT_EQ(OSSL_LIB_CTX_set0_default(nullptr), jobs);
+        secure_.crypto = nullptr;
+    };
+    auth.save_path[0] = '/';
+    accepted(verify(), 1);
+    accepted(check_key(), CURLKHSTAT_FINE);
+
+    auth.save_path[0] = '\0';
+    auth.auth_type = SERVER_AUTH_SHA1;
+    auth.digest_length = 20;
+    accepted(verify(), 1);
+    auth.auth_type = SERVER_AUTH_MD5;
+    auth.digest_length = 16;
+    accepted(check_key(), CURLKHSTAT_FINE);
+    crypto_context_leave(jobs);
 }
 
 // --- What libcurl may leave out
