@@ -8,6 +8,7 @@ import statistics
 from .world import Cost
 
 OURS = "ftp_clientd"
+WITHOUT_PAUSES = "without pauses"  # the same with its main loop's pauses cut
 
 
 def interleave(subjects, rounds):
@@ -38,6 +39,13 @@ def ratio(runs, name, figure):
     """Median of ours through theirs, round by round."""
     pairs = zip(column(runs, OURS, figure), column(runs, name, figure))
     return statistics.median(ours / theirs for ours, theirs in pairs)
+
+
+def reached(name, value, most):
+    """Says whether an aim was."""
+    good = value <= most
+    print(f"{name}: {value:.4g}, aim: at most {most:.4g}: {'reached' if good else 'missed'}")
+    return good
 
 
 def print_table(title, heads, rows):

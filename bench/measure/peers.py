@@ -10,7 +10,10 @@ from . import world
 from .world import Cost
 
 USER, PASSWORD = "alice", "secret"
-NAME = "uploaded"  # in alice's home
+# libcurl waits up to 200 ms when PASV is the first command after the log-in and is answered before libcurl looks, which only
+# loopback is fast enough for. A folder has CWD come first, for everybody.
+FOLDER = "recordings"
+NAME = f"{FOLDER}/uploaded"  # in alice's home
 SSH = (
     "ssh -a -x -o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null -o LogLevel=ERROR"
     " -o PreferredAuthentications=password"
@@ -78,7 +81,7 @@ def ncftpput(port):
 
 
 def of_ftp(port):
-    """{name: command for a local file}; each leaves it as NAME in alice's home."""
+    """{name: command for a local file}; each leaves it as NAME."""
     return {
         "curl -T": curl("ftp", port),
         "lftp": lftp("ftp", port),

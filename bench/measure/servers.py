@@ -1,6 +1,7 @@
 """The servers of the benchmarks, all on loopback in the private world."""
 
 import os
+import shutil
 
 from . import peers, world
 
@@ -8,7 +9,8 @@ from harness import processes, wire
 from harness.scripted import Plan, ScriptedServer
 from harness.daemon import WORLD
 from harness.sftp import HostKey, Sshd
-from harness.tls import Certificate, VsftpdTls
+from harness.ftp_servers import Proftpd
+from harness.tls import Certificate
 from harness.vsftpd import HOME, Vsftpd, listens
 from harness.waiting import wait_until
 
@@ -24,41 +26,44 @@ STYLES = {
 }
 
 
-OPENSSL_TLS_1_2 = """
-openssl_conf = all
-[all]
-ssl_conf = ssl
-[ssl]
-system_default = limits
-[limits]
-MaxProtocol = TLSv1.2
-"""
-
-
 def serve_ftps():
-    """Up to TLS 1.2: with 1.3 uploads by curl, bare libcurl and rclone fail now and then, since these close while the server's
-    session tickets are on their way."""
-    file = WORLD / "openssl.cnf"
-    file.write_text(OPENSSL_TLS_1_2)
-    os.environ["OPENSSL_CONF"] = str(file)
-    # Not every client takes a TLS session over to its data connection. vsftpd offers TLS 1.2 for RSA alone.
-    VsftpdTls(Certificate(key="rsa"), wire.FTPS_IMPLICIT, require_ssl_reuse="NO")
-    del os.environ["OPENSSL_CONF"]
+    """proftpd, which takes TLS off in the process that stores: vsftpd's two wait for each other at every record, so that all
+    clients would take as long. Up to TLS 1.2: with 1.3 uploads by curl, bare libcurl and rclone may fail, since these close
+    while the server's session tickets are on their way."""
+    certificate = Certificate(key="rsa")
+    Proftpd(
+        PORTS["ftps"],
+        LoadModule="mod_tls.c",
+        TLSEngine="on",
+        TLSRequired="on",
+        TLSProtocol="TLSv1.2",
+        TLSRSACertificateFile=certificate.file,
+        TLSRSACertificateKeyFile=certificate.key,
+        TLSOptions="UseImplicitSSL NoSessionReuseRequired",  # not every client takes its session over
+        TLSLog="none",
+        AllowOverwrite="on",
+    )
 
 
-SMALL = "small"
+SMALL = f"{peers.FOLDER}/small"
 
 
 def serve_small_file():
     """A file of 1 KiB for anonymous, whose log-in costs no hash."""
     folder = WORLD / "public"
-    folder.mkdir()
+    (folder / peers.FOLDER).mkdir(parents=True)
     (folder / SMALL).write_bytes(os.urandom(1024))
     Vsftpd(anonymous_enable="YES", no_anon_password="YES", anon_root=folder, ftp_username="alice")
 
 
+def make_folder():
+    STORED.parent.mkdir()
+    shutil.chown(STORED.parent, peers.USER, peers.USER)
+
+
 def serve_all():
-    """vsftpd, vsftpd with implicit TLS, OpenSSH: alice stores files at home."""
+    """vsftpd, proftpd with implicit TLS, OpenSSH: alice stores files in her folder."""
+    make_folder()
     Vsftpd()
     serve_ftps()
     Sshd(HostKey())
@@ -72,6 +77,7 @@ def serve_sink(build):
 
 def serve_slow_line(delay_ms):
     """OpenSSH behind a line with that round trip."""
+    make_folder()
     Sshd(HostKey())
     relay = world.ROOT / "bench" / "measure" / "delay.py"
     processes.spawn(["/usr/bin/python3", relay, str(LINE_PORT), "22", str(delay_ms / 2)])
@@ -85,7 +91,7 @@ def listing(style, entries):
 
 
 def name_of(number):
-    return f"recording-{number:06}.ts"
+    return f"{peers.FOLDER}/recording-{number:06}.ts"
 
 
 def serve_listings():

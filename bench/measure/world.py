@@ -127,6 +127,11 @@ class _Device:
         self.manager = Manager()
 
 
+def without_pauses(build):
+    """The environment in which a daemon's pauses take a thousandth."""
+    return {"LD_PRELOAD": build / "bench" / "libquick.so"}
+
+
 class Subject:
     """The daemon that is measured, started as a device does. One at a time.
 

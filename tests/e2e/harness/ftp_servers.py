@@ -31,10 +31,10 @@ def one_user_only():
 class Program(Vsftpd):
     """A server that is a program of its own; its files are handled as vsftpd's are."""
 
-    def __init__(self, command):
+    def __init__(self, command, port=21):
         self.home = HOME
         self._process = processes.spawn(command, env=UTC)
-        wait_until(lambda: listens(21) or self._process.poll() is not None, f"{command[0]}")
+        wait_until(lambda: listens(port) or self._process.poll() is not None, f"{command[0]}")
         assert self._process.poll() is None, f"{command[0]} did not start"
 
 
@@ -49,7 +49,6 @@ PROFTPD = {
     "ServerName": "here",
     "ServerType": "standalone",
     "DefaultAddress": "127.0.0.1",
-    "Port": "21",
     "SocketBindTight": "on",
     "UseIPv6": "off",
     "User": "nobody",
@@ -66,10 +65,12 @@ PROFTPD = {
 
 
 class Proftpd(Program):
-    def __init__(self):
+    """The settings are proftpd's own."""
+
+    def __init__(self, port=21, **settings):
         file = WORLD / "proftpd.conf"
-        file.write_text("".join(f"{key} {value}\n" for key, value in PROFTPD.items()))
-        super().__init__(["/usr/sbin/proftpd", "--nodaemon", "--config", str(file)])
+        file.write_text("".join(f"{key} {value}\n" for key, value in (PROFTPD | {"Port": port} | settings).items()))
+        super().__init__(["/usr/sbin/proftpd", "--nodaemon", "--quiet", "--config", str(file)], port)
 
 
 class Pyftpdlib(Vsftpd):
