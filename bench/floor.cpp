@@ -1,6 +1,7 @@
 // The floor under the daemon's figures: takes a job, gives it to libcurl with the same options, answers, no
 // more.
-//   floor SOCKET
+//   floor SOCKET         says nothing
+//   floor SOCKET log     what libcurl and the server say goes to the log, line by line, as the daemon's does
 // A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, download or list (local file unused); the
 // answer its CURLcode. Log-in as alice unless the URL
 // says otherwise; any server's certificate or key is taken. One job at a time, on the
@@ -12,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace
@@ -26,6 +28,18 @@ int take_any_key(CURL *, const curl_khkey *, const curl_khkey *, curl_khmatch, v
     return CURLKHSTAT_FINE;
 }
 
+bool logs_;
+
+int log_lines(CURL *, curl_infotype type, char *data, size_t size, void *)
+{
+    if (type > CURLINFO_HEADER_OUT)
+        return 0;
+    while (size > 0 && (data[size - 1] == '\n' || data[size - 1] == '\r'))
+        --size;
+    syslog(LOG_INFO, "%c %.*s\n", "*<>"[type], static_cast<int>(size), data);
+    return 0;
+}
+
 size_t drop(char *, size_t size, size_t count, void *) { return size * count; }
 
 long skip(const curl_fileinfo *, void *, int) { return CURL_CHUNK_BGN_FUNC_SKIP; }
@@ -37,6 +51,8 @@ void set_connection(CURL *curl, const job_t &job)
         curl_easy_setopt(curl, CURLOPT_USERNAME, "alice");
         curl_easy_setopt(curl, CURLOPT_PASSWORD, "secret");
     }
+    curl_easy_setopt(curl, CURLOPT_VERBOSE, logs_ ? 1L : 0L);
+    curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, log_lines);
     curl_easy_setopt(curl, CURLOPT_PROXY, "");
     curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
     curl_easy_setopt(curl, CURLOPT_MAXCONNECTS, 1L);
@@ -102,8 +118,10 @@ job_t read_job(int connection)
 int main(int argc, char **argv)
 {
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    if (argc != 2 || strlen(argv[1]) >= sizeof address.sun_path)
+    if (argc < 2 || strlen(argv[1]) >= sizeof address.sun_path)
         return 2;
+    logs_ = argc > 2;
+    openlog("floor", LOG_PID, LOG_USER);
     strcpy(address.sun_path, argv[1]);
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
     if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||

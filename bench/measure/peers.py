@@ -110,14 +110,14 @@ def of_sftp(port):
 
 
 class Floor:
-    """The bare libcurl daemon, bench/floor.cpp."""
+    """The bare libcurl daemon, bench/floor.cpp. options: `log`, or nothing."""
 
-    def __init__(self, build):
+    def __init__(self, build, *options):
         from harness import processes
         from harness.waiting import wait_until
 
-        self._path = os.path.join(os.environ["TMPDIR"], "floor.sock")
-        self.pid = processes.spawn([build / "bench" / "floor", self._path]).pid
+        self._path = os.path.join(os.environ["TMPDIR"], "-".join(["floor", *options]))
+        self.pid = processes.spawn([build / "bench" / "floor", self._path, *options]).pid
         wait_until(lambda: os.path.exists(self._path), "the floor's socket")
 
     def run(self, kind, url, local):
