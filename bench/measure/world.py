@@ -127,9 +127,9 @@ class _Device:
         self.manager = Manager()
 
 
-def without_pauses(build):
-    """The environment in which a daemon's pauses take a thousandth."""
-    return {"LD_PRELOAD": build / "bench" / "libquick.so"}
+def without_pauses(build, divisor):
+    """The environment in which a daemon's pauses take that part of their time."""
+    return {"LD_PRELOAD": build / "bench" / "libquick.so", "PAUSES_DIVIDED_BY": str(divisor)}
 
 
 class Subject:
