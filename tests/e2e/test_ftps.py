@@ -7,6 +7,7 @@ import random
 import pytest
 
 from harness import client, wire
+from harness.daemon import WORLD
 from harness.ftp_servers import one_user_only
 from harness.scripted import Plan
 from harness.tls import (
@@ -263,6 +264,33 @@ def test_an_upload_arrives_whole_although_the_session_tickets_come_late(
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
     assert server.stored == [("STOR", "a", content_of(MIB // 2))]
     server.stop()
+
+
+# What a device may say to OpenSSL, and the cipher that is then agreed on.
+OPENSSL_CNF = {
+    "a-cipher": (
+        "ssl_conf = ssl\n[ssl]\nsystem_default = s\n[s]\nCiphersuites = TLS_CHACHA20_POLY1305_SHA256",
+        "TLS_CHACHA20_POLY1305_SHA256",
+    ),
+    "providers": ("providers = p\n[p]\ndefault = on\nbase = on\n[on]\nactivate = 1", "TLS_AES_256_GCM_SHA384"),
+    "nothing": ("", "TLS_AES_256_GCM_SHA384"),
+}
+
+
+@pytest.mark.parametrize(("configuration", "cipher"), OPENSSL_CNF.values(), ids=OPENSSL_CNF)
+def test_openssl_is_configured_by_the_device(
+    unstarted, network_manager, log, local, configuration, cipher
+):
+    file = WORLD / "openssl.cnf"
+    file.write_text(f"openssl_conf = all\n[all]\n{configuration}\n")
+    server = PyftpdlibTls(Certificate(), wire.FTPS_EXPLICIT)
+    server.put("a", b"content")
+    unstarted.launch(OPENSSL_CONF=str(file))
+    network_manager.wait_for(wire.NOTICE_STARTED)
+    for number in (1, 2):
+        client.download("a", local / "a", **fields_of(wire.FTPS_EXPLICIT))
+        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == (0, 0)
+    assert log.count(rf"^\* +SSL connection using TLSv1.3 / {cipher}$") >= 2
 
 
 def test_many_jobs_leave_no_descriptor_open(daemon, server, network_manager, local):
