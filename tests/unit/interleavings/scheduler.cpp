@@ -35,6 +35,7 @@ struct mutex_t {
 enum class state_t { ready, wants_lock, joins, waits_for_all, ended };
 
 struct thread_t {
+    int number = 0; // in threads_
     pthread_t id = {};
     sem_t turn;
     state_t state = state_t::ready;
@@ -176,13 +177,14 @@ void wait_as(state_t state)
     self().state = state_t::ready;
 }
 
-void *run_thread(void *number)
+// Before its turn it must not touch what others use: threads_ may be growing.
+void *run_thread(void *own)
 {
-    self_ = static_cast<int>(reinterpret_cast<intptr_t>(number));
-    thread_t &thread = self();
-    while (sem_wait(&thread.turn) != 0) {}
-    thread.function(thread.argument);
-    thread.state = state_t::ended;
+    auto *thread = static_cast<thread_t *>(own);
+    while (sem_wait(&thread->turn) != 0) {}
+    self_ = thread->number;
+    thread->function(thread->argument);
+    thread->state = state_t::ended;
     pass_on();
     return nullptr;
 }
@@ -260,10 +262,10 @@ int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void 
     auto thread = std::make_unique<thread_t>();
     thread->function = function;
     thread->argument = argument;
+    thread->number = static_cast<int>(threads_.size());
     thread_t *started = thread.get();
     threads_.push_back(std::move(thread));
-    const auto number = reinterpret_cast<void *>(threads_.size() - 1);
-    const int rc = __real_pthread_create(&started->id, attributes, run_thread, number);
+    const int rc = __real_pthread_create(&started->id, attributes, run_thread, started);
     if (rc != 0)
         stuck("the machine gives no thread");
     *id = started->id;

@@ -4,6 +4,7 @@
 #include "fake_daemon.h"
 #include "program.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -33,8 +34,8 @@ transfer_request_t request_of(const message_t &message)
 // A daemon that saves `identity` where the request says, and ends the job with `result`.
 struct saving_daemon {
     temp_dir dir;
+    std::atomic<mode_t> folder_mode = 0; // the daemon's thread sets it
     fake_daemon daemon;
-    mode_t folder_mode = 0;
 
     saving_daemon(const std::string &identity, uint32_t result)
         : daemon([this, identity, script = script_of(result)](const message_t &message) mutable {
