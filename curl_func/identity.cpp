@@ -86,7 +86,7 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
         log_error("curl_func(1954)", "'struct cb_auth_info_t' has not been set.");
         return 0;
     }
-    const process_crypto libsecures;
+    const process_crypto for_libsecure;
     // The store context's error stays X509_V_OK: any other value makes libcurl refuse what is accepted here.
     return certificate_accepted(info, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
@@ -146,6 +146,6 @@ int cb_sshkey(CURL *, const curl_khkey *, const curl_khkey *foundkey, curl_khmat
         log_error("curl_func(1823)", "'struct cb_auth_info_t' has not been set.");
         return CURLKHSTAT_REJECT;
     }
-    const process_crypto libsecures;
+    const process_crypto for_libsecure;
     return key_accepted(info, foundkey) ? CURLKHSTAT_FINE : CURLKHSTAT_REJECT;
 }
