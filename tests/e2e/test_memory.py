@@ -22,5 +22,5 @@ def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, network_manager, l
     for number in range(1, 4):
         assert client.upload(local / "a", "a", protocol=wire.SFTP, port=22) == (0, 0)
         assert network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome == (0, 0)
-    # libcurl's buffer for such an upload has 2 MiB, and OpenSSL fetches 200 KiB for its first session.
+    # libcurl's buffer for such an upload has 2 MiB, and OpenSSL fetches some 300 KiB for its first session.
     wait_until(lambda: daemon.private_kib() < idle_kib + 300, "the memory given back", 5)
