@@ -1,14 +1,15 @@
 #include "ftp_clientd/request_check.h"
 #include "ftp_clientd/engines.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <strings.h>
 
 namespace
 {
 
 using condition = bool (*)(uint32_t command, const transfer_request_t &request);
-
-bool always(uint32_t, const transfer_request_t &) { return true; }
 
 bool with_zixi(uint32_t, const transfer_request_t &request) { return engine_is_zixi(request.protocol); }
 
@@ -19,9 +20,27 @@ bool with_local_file(uint32_t command, const transfer_request_t &request)
     return engine_is_zixi(request.protocol) || command != COMMAND_DL_FILE_INFO;
 }
 
-bool through_proxy(uint32_t, const transfer_request_t &request)
+bool over_ftp(uint32_t command, const transfer_request_t &request)
 {
-    return !engine_is_zixi(request.protocol) && request.proxy_type != PROXY_NONE;
+    return with_libcurl(command, request) && request.protocol != PROTOCOL_SFTP;
+}
+
+bool through_proxy(uint32_t command, const transfer_request_t &request)
+{
+    return with_libcurl(command, request) && request.proxy_type != PROXY_NONE;
+}
+
+bool begins_with(const char *text, std::string_view start)
+{
+    return strncasecmp(text, start.data(), start.size()) == 0;
+}
+
+// The engine answers a SOCKS proxy, however it goes on, with FTPCD_ERR_NOT_SUPPORTED.
+bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
+{
+    constexpr std::string_view SOCKS[] = {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"};
+    return through_proxy(command, request) &&
+           std::ranges::none_of(SOCKS, [&](auto start) { return begins_with(request.proxy_host, start); });
 }
 
 bool with_server_identity(uint32_t, const transfer_request_t &request)
@@ -33,31 +52,53 @@ struct string_rule_t {
     size_t offset; // bytes from the start of the request
     size_t size;   // bytes, terminator included
     condition is_read;
-    const char *refused; // characters it must not hold
+    const char *refused = "";           // characters it must not hold
+    const char *refused_text = nullptr; // what it must not hold in any case of letters
+    bool is_needed = false;             // an empty one is refused
+    std::string_view start = "";        // may stand in front, in any case of letters; the rest is checked
 };
 
 #define FIELD(member) offsetof(transfer_request_t, member), sizeof(transfer_request_t::member)
 
 // '#' and '?' end the path of a URL: the job would fetch or overwrite another file. CR and LF end an FTP
 // command: what follows would be a second one.
+constexpr const char *NOT_IN_PATH = "#?\r\n";
+constexpr const char *NOT_IN_LOGIN = "\r\n";
+
+// libcurl cuts an FTP path there, wherever it stands; an HTTP proxy may, whatever the case of its letters.
+constexpr const char *FTP_TYPE = ";type=";
+
+// What would end the host of a URL, so that its path began there, and what no host's name holds.
+constexpr const char *NOT_IN_HOST = "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10"
+                                    "\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x7f";
+
 constexpr string_rule_t STRINGS[] = {
-    {FIELD(remote_path), with_libcurl, "#?\r\n"},
-    {FIELD(remote_path), with_zixi, ""},
-    {FIELD(local_path), with_local_file, ""},
-    {FIELD(host), always, ""},
-    {FIELD(username), with_libcurl, "\r\n"},
-    {FIELD(password), with_libcurl, "\r\n"},
-    {FIELD(proxy_host), through_proxy, ""},
+    {FIELD(remote_path), with_libcurl, NOT_IN_PATH},
+    {FIELD(remote_path), over_ftp, "", FTP_TYPE},
+    {FIELD(remote_path), with_zixi},
+    {FIELD(local_path), with_local_file},
+    {FIELD(host), with_libcurl, NOT_IN_HOST, nullptr, true},
+    {FIELD(host), with_zixi},
+    {FIELD(username), with_libcurl, NOT_IN_LOGIN},
+    {FIELD(password), with_libcurl, NOT_IN_LOGIN},
+    {FIELD(proxy_host), through_proxy},
+    {FIELD(proxy_host), through_other_than_socks, NOT_IN_HOST, nullptr, true, "http://"},
     {offsetof(transfer_request_t, server_auth) + offsetof(server_auth_t, save_path),
-     sizeof(server_auth_t::save_path), with_server_identity, ""},
-    {ZIXI_USER_OFFSET, ZIXI_USER_SIZE, with_zixi, ""},
-    {ZIXI_PASSWORD_OFFSET, ZIXI_PASSWORD_SIZE, with_zixi, ""},
+     sizeof(server_auth_t::save_path), with_server_identity},
+    {ZIXI_USER_OFFSET, ZIXI_USER_SIZE, with_zixi},
+    {ZIXI_PASSWORD_OFFSET, ZIXI_PASSWORD_SIZE, with_zixi},
 };
 
 bool is_readable(const string_rule_t &rule, const void *body)
 {
-    const char *field = static_cast<const char *>(body) + rule.offset;
-    return memchr(field, '\0', rule.size) != nullptr && strpbrk(field, rule.refused) == nullptr;
+    const char *text = static_cast<const char *>(body) + rule.offset;
+    if (memchr(text, '\0', rule.size) == nullptr)
+        return false;
+    if (begins_with(text, rule.start))
+        text += rule.start.size();
+    return strpbrk(text, rule.refused) == nullptr &&
+           (rule.refused_text == nullptr || strcasestr(text, rule.refused_text) == nullptr) &&
+           (!rule.is_needed || *text != '\0');
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include "support/logged.h"
 #include "zixi_func/zixi_func.h"
 
+#include <algorithm>
 #include <cstring>
 #include <poll.h>
 #include <random>
@@ -162,6 +163,22 @@ struct place_t {
 constexpr place_t STRINGS[] = {{0, 512},    {512, 256},  {768, 256}, {1028, 32}, {1060, 224},
                                {1292, 256}, {1817, 259}, {1092, 64}, {1156, 128}};
 
+constexpr const char *NAMES[] = {
+    ";type=i",   ";TYPE=",     ";Type=a/f", ";typ=e",  "../f",      "127.0.0.1", "[::1]:21",  "a@b",
+    "http://h",  "HTTP://h",   "http://",   "http:/h", "socks://h", "SOCKS5://", "socks5h:/", "https://h",
+    "socks6://", "socks4a://", "a b",       "a\\b",    "\x7f",      "\x1f",      "\x80",      "h",
+};
+
+// The name, cut so that it and its end stay before `end`; from there on the field is as it was.
+void put_name(std::string *sent, size_t at, size_t end, size_t which)
+{
+    const std::string name = NAMES[which % std::size(NAMES)];
+    const size_t room = end - at - 1;
+    const size_t length = std::min(room, name.size());
+    sent->replace(at, length, name, 0, length);
+    (*sent)[at + length] = '\0';
+}
+
 // One change, so that little input reaches far: by[0] % 16 is the string, by[0] / 16 what is done to it,
 // by[1] and by[2] where in it.
 void change(std::string *sent, const uint8_t *by)
@@ -186,6 +203,12 @@ void change(std::string *sent, const uint8_t *by)
     case 6:
     case 7:
         (*sent)[inside] = SPECIAL[by[0] / 16 - 3];
+        break;
+    case 8:
+        put_name(sent, at, at + place.size, by[1]);
+        break;
+    case 9: // behind what stands there
+        put_name(sent, at + by[2] % place.size, at + place.size, by[1]);
         break;
     default:
         break;

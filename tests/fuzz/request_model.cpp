@@ -42,13 +42,54 @@ bool has_end(std::string_view body, const field_t &field)
     return body.substr(field.at, field.size).find('\0') != std::string_view::npos;
 }
 
-// The field's text holds one of these characters.
-bool has_any(std::string_view body, const field_t &field, const char *characters)
+// Of a field that has an end.
+std::string_view text_of(std::string_view body, const field_t &field)
 {
-    std::string_view text = body.substr(field.at, field.size);
-    text = text.substr(0, text.find('\0'));
-    return text.find_first_of(characters) != std::string_view::npos;
+    const std::string_view text = body.substr(field.at, field.size);
+    return text.substr(0, text.find('\0'));
 }
+
+bool holds(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+std::string in_small_letters(std::string_view text)
+{
+    std::string small(text);
+    for (char &letter : small)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    return small;
+}
+
+// The name of the file reaches the server as it is.
+bool is_path(std::string_view path, bool over_ftp)
+{
+    for (const char byte : path)
+        if (byte == '#' || byte == '?' || byte == '\r' || byte == '\n')
+            return false;
+    return !over_ftp || !holds(in_small_letters(path), ";type=");
+}
+
+// A name or a number, with a port or not.
+bool is_host(std::string_view host)
+{
+    for (const char byte : host) {
+        const auto code = static_cast<unsigned char>(byte);
+        if (code <= 32 || code == 127 || holds("/?#@\\", {&byte, 1}))
+            return false;
+    }
+    return !host.empty();
+}
+
+bool is_proxy(std::string_view proxy)
+{
+    const std::string small = in_small_letters(proxy);
+    for (const char *socks : {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"})
+        if (small.find(socks) == 0)
+            return true; // the job is answered that there are none
+    return is_host(small.find("http://") == 0 ? proxy.substr(7) : proxy);
+}
+
+bool is_one_line(std::string_view text) { return !holds(text, "\r") && !holds(text, "\n"); }
 
 std::vector<field_t> strings_read(uint32_t command, std::string_view body)
 {
@@ -72,10 +113,12 @@ bool is_acceptable(uint32_t command, std::string_view body)
     for (const field_t &field : strings_read(command, body))
         if (!has_end(body, field))
             return false;
-    if (is_zixi(number_at(body, PROTOCOL_AT)))
+    const uint32_t protocol = number_at(body, PROTOCOL_AT);
+    if (is_zixi(protocol))
         return true;
-    return !has_any(body, REMOTE_PATH, "#?") && !has_any(body, REMOTE_PATH, "\r\n") &&
-           !has_any(body, USERNAME, "\r\n") && !has_any(body, PASSWORD, "\r\n");
+    return is_path(text_of(body, REMOTE_PATH), protocol != 3) && is_host(text_of(body, HOST)) &&
+           (number_at(body, PROXY_TYPE_AT) == 0 || is_proxy(text_of(body, PROXY_HOST))) &&
+           is_one_line(text_of(body, USERNAME)) && is_one_line(text_of(body, PASSWORD));
 }
 
 void start_job(uint32_t command, std::string_view body, const surroundings_t &around, outcome_t *outcome)

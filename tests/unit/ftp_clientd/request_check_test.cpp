@@ -49,7 +49,7 @@ const field_t FIELDS[] = {
 
 } // namespace
 
-TEST(RequestCheck, ARequestOfEmptyStringsIsTaken)
+TEST(RequestCheck, ARequestThatNamesAHostAndNothingElseIsTaken)
 {
     for (const uint32_t command : START_COMMANDS)
         for (const uint32_t protocol : PROTOCOLS)
@@ -97,8 +97,11 @@ TEST(RequestCheck, AStringMayFillItsFieldButForTheTerminator)
     for (const field_t &field : FIELDS)
         for (const uint32_t command : START_COMMANDS)
             for (const uint32_t protocol : PROTOCOLS) {
-                const raw_request request =
-                    raw_request().filled(field.offset, field.size - 1).protocol(protocol).proxy_type(1);
+                const raw_request request = raw_request()
+                                                .text(1292, "p")
+                                                .filled(field.offset, field.size - 1)
+                                                .protocol(protocol)
+                                                .proxy_type(1);
                 const bool fills_zixi_fields = field.offset == 1060 && is_zixi(protocol);
                 EXPECT_EQ(is_taken(command, request.body), !fills_zixi_fields)
                     << field.name << ", " << where(command, protocol);
@@ -127,7 +130,6 @@ TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
     } const cases[] = {
         {"remote_path", 0, "#?\r\n", " %&;*[]\\:@\t\x01\x7f\xc3\xff"},
         {"local_path", 512, "", "#?\r\n"},
-        {"host", 768, "", "#?"},
         {"username", 1028, "\r\n", "#? %@:"},
         {"password", 1060, "\r\n", "#? %@:"},
     };
@@ -153,4 +155,123 @@ TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
     for (const size_t offset : {0u, 1028u, 1060u})
         for (const uint32_t command : START_COMMANDS)
             EXPECT_TRUE(is_taken(command, raw_request().text(offset, "a\0#?\r\n"sv).body)) << offset;
+}
+
+// --- Names that would lead to another file or host
+
+namespace
+{
+
+struct named_t {
+    std::string name;
+    bool is_refused;
+};
+
+void expect_judged(size_t offset, uint32_t protocol, const named_t &named, uint32_t proxy_type = 0)
+{
+    for (const uint32_t command : START_COMMANDS) {
+        raw_request request;
+        request.protocol(protocol).proxy_type(proxy_type).text(offset, named.name + std::string(1, 0));
+        EXPECT_EQ(is_taken(command, request.body), !named.is_refused)
+            << testing::PrintToString(named.name) << ", " << where(command, protocol);
+    }
+}
+
+std::vector<named_t> each_control_character_in(const std::string &front)
+{
+    std::vector<named_t> all;
+    for (int byte = 1; byte < 256; byte++)
+        if (byte < 32 || byte == 127)
+            all.push_back({front + static_cast<char>(byte) + "x", true});
+    return all;
+}
+
+const named_t HOSTS[] = {
+    {"", true},
+    {"a/b", true},
+    {"/", true},
+    {"a/", true},
+    {"a?b", true},
+    {"a#", true},
+    {"127.0.0.1#", true},
+    {"user@a", true},
+    {"u:p@a", true},
+    {"a\\b", true},
+    {"a b", true},
+    {" a", true},
+    {"a ", true},
+    {"http://a", true},
+    {"127.0.0.1", false},
+    {"ftp.example.com", false},
+    {"localhost.", false},
+    {"[::1]", false},
+    {"[::1]:2121", false},
+    {"[fe80::1%eth0]", false},
+    {"a:2121", false},
+    {"::1", false},
+    {"b\xc3\xbc"
+     "cher.example",
+     false},
+    {"a_b-c", false},
+};
+
+} // namespace
+
+TEST(RequestCheck, AnFtpPathWithATypeIsRefusedWhereverItStandsAndHoweverItIsWritten)
+{
+    const named_t paths[] = {
+        {"f;type=i", true},  {"f;type=a", true},   {"f;type=d", true},    {"f;TYPE=I", true},
+        {"f;Type=x", true},  {"d;type=i/f", true}, {";type=", true},      {"f;type=i;type=a", true},
+        {"f;type", false},   {"f;typ=i", false},   {"f;type =i", false},  {"ftype=i", false},
+        {"f;;type=i", true}, {"f;mode=i", false},  {"f%3Btype=i", false},
+    };
+    for (const named_t &path : paths)
+        for (const uint32_t protocol : PROTOCOLS) {
+            const bool is_ftp = protocol != 3 && !is_zixi(protocol);
+            expect_judged(0, protocol, {path.name, path.is_refused && is_ftp});
+        }
+}
+
+TEST(RequestCheck, DotSegmentsAndBlanksInAPathAreTaken)
+{
+    for (const char *path : {"../f", "./f", "a/../b", "..", "/..//f", " f ", "", "d/", "~/f", "%2e%2e/f"})
+        for (const uint32_t protocol : PROTOCOLS)
+            expect_judged(0, protocol, {path, false});
+}
+
+TEST(RequestCheck, AHostThatWouldEndBeforeItsNameOrIsEmptyIsRefused)
+{
+    std::vector<named_t> hosts(std::begin(HOSTS), std::end(HOSTS));
+    for (const named_t &host : each_control_character_in("a"))
+        hosts.push_back(host);
+    for (const named_t &host : hosts)
+        for (const uint32_t protocol : PROTOCOLS)
+            expect_judged(768, protocol, {host.name, host.is_refused && !is_zixi(protocol)});
+}
+
+TEST(RequestCheck, AProxysNameIsHeldToTheSameRuleWhereAProxyIsUsed)
+{
+    std::vector<named_t> hosts(std::begin(HOSTS), std::end(HOSTS));
+    for (const named_t &host : each_control_character_in("a"))
+        hosts.push_back(host);
+    for (const named_t &host : hosts) {
+        const bool names_a_scheme = host.name == "http://a";
+        for (const std::string front : {"", "http://", "HTTP://", "Http://"})
+            for (const uint32_t proxy_type : {0u, 1u, 2u, 0xFFFFFFFFu})
+                for (const uint32_t protocol : PROTOCOLS) {
+                    const bool is_refused = names_a_scheme ? !front.empty() : host.is_refused;
+                    const bool is_read = proxy_type != 0 && !is_zixi(protocol);
+                    expect_judged(1292, protocol, {front + host.name, is_refused && is_read}, proxy_type);
+                }
+    }
+}
+
+TEST(RequestCheck, AProxyOfAnotherSchemeIsRefusedButSocksIsLeftToTheEngine)
+{
+    for (const char *scheme : {"https://", "ftp://", "ftps://", "sftp://", "http:/", "socks6://", "socks:/"})
+        expect_judged(1292, 0, {scheme + std::string("a"), true}, 1);
+    for (const char *scheme :
+         {"socks4://", "socks4a://", "socks5://", "socks5h://", "socks://", "SOCKS5://", "Socks://"})
+        for (const char *host : {"a", "a/b", "u:p@a", ""})
+            expect_judged(1292, 0, {scheme + std::string(host), false}, 1);
 }
