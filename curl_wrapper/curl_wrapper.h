@@ -132,6 +132,10 @@ int debug_cb(CURL *handle, curl_infotype type, char *data, size_t size, void *us
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name);
 // Percent-escapes all but the reserved characters of RFC 3986, '%' included.
 void curl_e_setopt_url(curl_e_handle_t *rec, const char *url);
+// The same, but all behind the host is path: '#' and '?' are escaped too. url is not NULL.
+void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url);
+// Whether "." and ".." in a path go to the server as they are. Else libcurl takes them out: "../f" is "f".
+void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on);
 // scheme://host/path; kind is a transfer_protocol. A path that begins with '/' gives two slashes: absolute.
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path);
 void curl_e_setopt_port(curl_e_handle_t *rec, long port); // 0 to 65535
@@ -150,6 +154,8 @@ void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes);
 // Not to wait for a name server at the end of a transfer: its question goes on, and ends, by itself. A
 // libcurl before 7.87.0 waits all the same.
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on);
+// 1 = libcurl leaves signals alone: one that it sets aside for a moment it sets aside for every thread.
+void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on);
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on);
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version);
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds); // negative = 0 = none

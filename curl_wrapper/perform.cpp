@@ -6,6 +6,8 @@
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
 
+#include <cctype>
+#include <cstring>
 #include <sys/socket.h>
 #include <utility>
 
@@ -112,12 +114,40 @@ void leave_connect_only(curl_e_handle_t *rec)
     rec->connect_only = copy.connect_only;
 }
 
+// Some servers put blanks behind the directory and backslashes into it, so both are taken out. Where the
+// answer is an absolute path with slashes they belong to its name, and the URL would lead elsewhere.
+bool is_read_exactly(curl_e_handle_t *rec)
+{
+    const char *told = nullptr;
+    if (curl_easy_getinfo(rec->curl, CURLINFO_FTP_ENTRY_PATH, &told) != CURLE_OK || told == nullptr ||
+        told[0] != '/')
+        return true;
+    if (strchr(told, '\\') == nullptr && isspace(static_cast<unsigned char>(told[strlen(told) - 1])) == 0)
+        return true;
+    log_error("curl_wrapper(397)", "The login directory cannot be put into a URL: %s", told);
+    rec->error = FTPCD_ERR_INTERNAL;
+    return false;
+}
+
+// libcurl takes "/~/" at the start of an SFTP path for the login directory; with "//~/" it is what it says.
+heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
+{
+    const char *scheme_end = strstr(url.get(), "://");
+    const char *path = strchr(scheme_end != nullptr ? scheme_end + 3 : url.get(), '/');
+    if (path == nullptr || strncmp(path, "/~/", 3) != 0)
+        return url;
+    heap_string kept(malloc_ins_str1(url.get(), static_cast<size_t>(path - url.get()), "/"));
+    if (!kept)
+        fail(rec, "curl_wrapper(411)", "malloc_ins_str1");
+    return kept;
+}
+
 // Sets the URL with the login directory in its path; `specified` is the URL before.
 bool set_absolute_url(perform_t &run, heap_string specified)
 {
     curl_e_handle_t *rec = run.rec;
-    const heap_string url(curl_e_getinfo_effective_sftp_url(rec));
-    if (is_curl_error(rec) != 0)
+    heap_string url(curl_e_getinfo_effective_sftp_url(rec));
+    if (is_curl_error(rec) != 0 || !is_read_exactly(rec))
         return false;
     if (!url)
         return true;
@@ -131,7 +161,9 @@ bool set_absolute_url(perform_t &run, heap_string specified)
             return false;
         run.specified = std::move(specified);
     }
-    curl_e_setopt_url(rec, url.get());
+    url = tilde_kept(rec, std::move(url));
+    if (url)
+        curl_e_setopt_file_url(rec, url.get());
     return is_curl_error(rec) == 0;
 }
 

@@ -46,6 +46,8 @@ void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on)
 #endif
 }
 
+void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on) { SET(rec, 552, CURLOPT_NOSIGNAL, on); }
+
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { SET(rec, 1054, CURLOPT_FAILONERROR, on); }
 
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version)

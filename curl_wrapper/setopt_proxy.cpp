@@ -3,7 +3,7 @@
 #include "curl_wrapper/url.h"
 #include "wire/transfer_request.h"
 
-static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme <= SCHEME_SOCKS5H; }
+static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme <= SCHEME_SOCKS; }
 
 // FTPCD_ERR_NONE, or why these arguments name no proxy; logged.
 static int refusal_of(int kind, const char *host, scheme_t scheme, long port)

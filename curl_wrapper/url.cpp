@@ -4,29 +4,33 @@
 #include "wire/result_codes.h"
 
 #include <cstring>
+#include <strings.h>
 
 static constexpr const char *PREFIXES[] = {
-    "http://", "ftp://", "ftps://", "sftp://", "socks4://", "socks4a://", "socks5://", "socks5h://",
+    "http://",    "ftp://",    "ftps://",    "sftp://",  "socks4://",
+    "socks4a://", "socks5://", "socks5h://", "socks://",
 };
 static_assert(std::size(PREFIXES) == SCHEME_NONE);
 
 static constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
+static constexpr const char RESERVED_IN_PATH[] = "!$&'()*+,/:;=@[]";
 
 const char *curl_e_scheme_prefix(scheme_t scheme) { return PREFIXES[scheme]; }
 
 scheme_t curl_e_scheme_of(const char *url)
 {
     int scheme = 0;
-    while (scheme != SCHEME_NONE && strncmp(url, PREFIXES[scheme], strlen(PREFIXES[scheme])) != 0)
+    while (scheme != SCHEME_NONE && strncasecmp(url, PREFIXES[scheme], strlen(PREFIXES[scheme])) != 0)
         ++scheme;
     return static_cast<scheme_t>(scheme);
 }
 
-// Writes the escaped `url` to dst, which holds three bytes for each of it and a terminator.
-static bool escape(CURL *curl, const char *url, char *dst)
+// Writes `url`, all but the `kept` characters escaped, to dst, which holds three bytes for each of it and a
+// terminator.
+static bool escape(CURL *curl, const char *url, const char *kept, char *dst)
 {
     while (*url != '\0') {
-        const size_t run = strcspn(url, RESERVED);
+        const size_t run = strcspn(url, kept);
         if (run == 0) {
             *dst++ = *url++;
             continue;
@@ -41,17 +45,27 @@ static bool escape(CURL *curl, const char *url, char *dst)
     return true;
 }
 
-heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url)
+static heap_string escaped_but(curl_e_handle_t *rec, const char *url, const char *kept)
 {
     heap_string escaped(static_cast<char *>(malloc(strlen(url) * 3 + 1)));
     if (!escaped)
         log_error("curl_wrapper(2717)", "malloc(): NULL");
-    else if (escape(rec->curl, url, escaped.get()))
+    else if (escape(rec->curl, url, kept, escaped.get()))
         return escaped;
     else
         log_error("curl_wrapper(2734)", "curl_easy_escape(): Failed(%s)", url);
     rec->error = FTPCD_ERR_NO_MEMORY;
     return nullptr;
+}
+
+heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url)
+{
+    return escaped_but(rec, url, RESERVED);
+}
+
+heap_string curl_e_escaped_file_url(curl_e_handle_t *rec, const char *url)
+{
+    return escaped_but(rec, url, RESERVED_IN_PATH);
 }
 
 curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped)

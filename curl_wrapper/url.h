@@ -13,18 +13,22 @@ enum scheme_t {
     SCHEME_SOCKS4A,
     SCHEME_SOCKS5,
     SCHEME_SOCKS5H,
-    SCHEME_NONE, // any other, or none at all
+    SCHEME_SOCKS, // libcurl takes it for SOCKS4
+    SCHEME_NONE,  // any other, or none at all
 };
 
 // What a URL of the scheme begins with, "://" included. Not for SCHEME_NONE.
 const char *curl_e_scheme_prefix(scheme_t scheme);
 
-// The scheme that `url` begins with.
+// The scheme that `url` begins with, in any case of letters.
 scheme_t curl_e_scheme_of(const char *url);
 
 // `url` with everything but the reserved characters of RFC 3986 percent-escaped, '%' too. NULL when memory is
 // exhausted: logged, and recorded as FTPCD_ERR_NO_MEMORY.
 heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url);
+
+// The same for a URL of which all behind the host is path: '#' and '?' are escaped as well.
+heap_string curl_e_escaped_file_url(curl_e_handle_t *rec, const char *url);
 
 // The exact inverse, for a URL that libcurl gave back: whoever cuts it, extends it or sets it again starts
 // from this, or its names are escaped twice. NULL as above.

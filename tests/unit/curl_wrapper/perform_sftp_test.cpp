@@ -75,6 +75,64 @@ TEST(PerformSftp, NeverEscapesTwice)
     }
 }
 
+TEST(PerformSftp, ALoginDirectoryMayHoldWhatEndsAPathElsewhere)
+{
+    job_t job("sftp://h/f");
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        job.logs_in("/a?b/c#d/100%/%41", 0);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+        EXPECT_EQ(job.curl.calls(),
+                  (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
+                         "URL 'sftp://h/a%3Fb/c%23d/100%25/%2541/f'", "perform", "URL 'sftp://h/f'"}));
+    }
+}
+
+TEST(PerformSftp, ATildeIsAName)
+{
+    const struct {
+        const char *url;
+        const char *login;
+        const char *set;
+    } cases[] = {
+        {"sftp://h/~/f", "/", "URL 'sftp://h//~/f'"},
+        {"sftp://h/~/f", "/home/u", "URL 'sftp://h/home/u/~/f'"},
+        {"sftp://h/f", "/~", "URL 'sftp://h//~/f'"},
+        {"sftp://h/~f", "/", "URL 'sftp://h/~f'"},
+        {"sftp://h/~", "/", "URL 'sftp://h/~'"},
+    };
+    for (const auto &c : cases) {
+        job_t job(c.url);
+        job.logs_in(c.login, 0);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+        EXPECT_EQ(job.curl.calls()[3], c.set) << c.url << " in " << c.login;
+    }
+}
+
+TEST(PerformSftp, ALoginDirectoryThatAUrlCannotNameFailsTheJobBeforeTheTransfer)
+{
+    for (const std::string directory : {"/home/u ", "/home/a\\b", "/home/u\t", "/ "}) {
+        job_t job("sftp://h/f");
+        job.logs_in(directory.c_str(), 0);
+        job.perform();
+        job.expect_result(CURLE_OK, FTPCD_ERR_INTERNAL);
+        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
+        EXPECT_EQ(logged(), lines{"error: curl_wrapper(397): The login directory cannot be put into a URL: " +
+                                  directory + '\n'});
+        job.expect_nothing_left();
+    }
+}
+
+TEST(PerformSftp, ALoginDirectoryOfAnotherSystemIsReadAsBefore)
+{
+    job_t job("sftp://h/f");
+    job.logs_in("C:\\data\\ ", 0);
+    job.perform();
+    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
+    EXPECT_EQ(job.curl.calls()[3], "URL 'sftp://h/C:/data/f'");
+}
+
 TEST(PerformSftp, PutsTheCallersUrlBackThoughLibcurlHasChangedIt)
 {
     job_t job("sftp://h/d/../f");

@@ -79,6 +79,10 @@ TEST(SetoptProxy, RefusesWhatItCannotUse)
         {0, "socks4a://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks4a://' proxy is not supprted\n"},
         {1, "socks5://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks5://' proxy is not supprted\n"},
         {5, "socks5h://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks5h://' proxy is not supprted\n"},
+        {1, "SOCKS5://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks5://' proxy is not supprted\n"},
+        {1, "socks://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks://' proxy is not supprted\n"},
+        {2, "Socks://h", 8080, FTPCD_ERR_NOT_SUPPORTED, "(916): 'socks://' proxy is not supprted\n"},
+        {2, "HTTP://h", 8080, FTPCD_ERR_INTERNAL, "(906): Specified proxy is not a http proxy: 2\n"},
     };
     for (const auto &c : cases) {
         fake_curl curl;

@@ -20,6 +20,8 @@ TEST(Setopt, SetsItsOptionsInOrderAndEndsAtTheFirstRefusal)
          [](rec_t *r) { curl_e_setopt_upload_buffersize(r, 2097152); },
          {{"UPLOAD_BUFFERSIZE", "2097152", 1045}}},
         {"quick_exit", [](rec_t *r) { curl_e_setopt_quick_exit(r, 1); }, {{"QUICK_EXIT", "1", 545}}},
+        {"nosignal", [](rec_t *r) { curl_e_setopt_nosignal(r, 1); }, {{"NOSIGNAL", "1", 552}}},
+        {"path_as_is", [](rec_t *r) { curl_e_setopt_path_as_is(r, 1); }, {{"PATH_AS_IS", "1", 776}}},
         {"failonerror", [](rec_t *r) { curl_e_setopt_failonerror(r, 1); }, {{"FAILONERROR", "1", 1054}}},
         {"http_version", [](rec_t *r) { curl_e_setopt_http_version(r, 1); }, {{"HTTP_VERSION", "1", 1070}}},
         {"operation_timeout",

@@ -12,6 +12,23 @@ TEST(SetoptUrl, SetsTheEscapedUrl)
                   {{"URL", "'ftp://h/a%20b%2541'", 766}}});
 }
 
+TEST(SetoptFileUrl, EscapesWhatWouldEndThePathAsWell)
+{
+    check_setter({"file_url",
+                  [](curl_e_handle_t *r) { curl_e_setopt_file_url(r, "sftp://h/a?b#c%d/;e"); },
+                  {{"URL", "'sftp://h/a%3Fb%23c%25d/;e'", 771}}});
+}
+
+TEST(SetoptFileUrl, NothingIsSetWithoutMemoryToEscape)
+{
+    fake_curl curl;
+    record_t rec(curl);
+    const failing_heap heap(1);
+    curl_e_setopt_file_url(&rec, "sftp://h/f");
+    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
+}
+
 TEST(SetoptUrl, NullIsRefused)
 {
     fake_curl curl;
