@@ -33,6 +33,8 @@ bool active_mode_loses_tls()
     return version >= 0x075700 && version <= 0x075801;
 }
 
+void take_paths_as_they_are(const session_t &s) { curl_e_setopt_path_as_is(s.handle, 1); }
+
 void set_url(const session_t &s)
 {
     const transfer_request_t *r = s.request;
@@ -103,6 +105,7 @@ void allow_password_only(const session_t &s)
 }
 
 constexpr setting_fn COMMON[] = {
+    take_paths_as_they_are,
     set_url,
     set_port,
     set_login,

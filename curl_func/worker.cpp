@@ -1,248 +1,15 @@
 #include "curl_func/worker.h"
 
-#include "curl_func/callbacks.h"
-#include "curl_func/close_socket.h"
 #include "curl_func/crypto_context.h"
-#include "curl_func/identity.h"
 #include "curl_func/job.h"
-#include "curl_func/perform.h"
-#include "curl_func/session.h"
+#include "curl_func/jobs.h"
 #include "curl_func/sockets.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
-#include <cerrno>
-#include <fcntl.h>
+#include <csignal>
 #include <malloc.h>
-#include <unistd.h>
-
-constexpr int32_t CONNECTION_LIMIT_S = 60;
-constexpr int32_t LOOK_UP_LIMIT_S = 180;
-constexpr int32_t ANY_NUMBER = -1;
-constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20;
-constexpr int32_t FTP_DONE = 226;
-constexpr int32_t HTTP_OK = 200;
-
-namespace
-{
-
-// All that libcurl may still use until the handle is released.
-struct worker_t {
-    job_record_t *job;
-    curl_e_handle_t handle;
-    timeout_info_t timeout_info;
-    cb_auth_info_t auth;
-    cb_file_info_t file;
-    cb_list_info_t wanted;
-    progress_info_t progress;
-};
-
-} // namespace
-
-static bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
-
-static bool fail(worker_t *w, int32_t error)
-{
-    w->handle.error = error;
-    return false;
-}
-
-// As fopen, but never waits for the other end of a pipe: nobody could cancel that.
-static FILE *open_local(const char *path, int flags, const char *mode)
-{
-    const int fd = open(path, flags | O_NONBLOCK | O_CLOEXEC, 0666);
-    if (fd == -1)
-        return nullptr;
-    FILE *file = fdopen(fd, mode);
-    if (file == nullptr) {
-        const int kept = errno;
-        close(fd);
-        errno = kept;
-    }
-    return file;
-}
-
-static void run(worker_t *w, int (*reset)(void *), int (*begin_again)(void *))
-{
-    perform_info_t info{&w->timeout_info, &w->job->exec_info, w->job, reset, begin_again, &w->file};
-    curl_perform(&w->handle, &info);
-}
-
-static bool show_progress(worker_t *w, curl_progress_callback callback)
-{
-    curl_e_setopt_progressfunc_data(&w->handle, callback, &w->progress);
-    return !failed(w);
-}
-
-// --- Download
-
-static bool prepare_download(worker_t *w)
-{
-    curl_e_setopt_writefunc_data(&w->handle, cb_write, &w->file);
-    return !failed(w) && show_progress(w, cb_progress);
-}
-
-// The last bytes reach the disk here: what does not get there is a failed write like any other.
-static void close_download(worker_t *w)
-{
-    bool complete = true;
-    if (fflush(w->file.file) != 0) {
-        log_errno("curl_func(653)");
-        complete = false;
-    }
-    if (fclose(w->file.file) != 0) {
-        log_errno("curl_func(657)");
-        complete = false;
-    }
-    if (!complete && w->handle.error == FTPCD_ERR_NONE)
-        w->handle.error = FTPCD_ERR_LOCAL_WRITE;
-}
-
-static void download(worker_t *w)
-{
-    const char *path = w->job->request.local_path;
-    w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0)
-        return;
-    w->file.file = open_local(path, O_WRONLY | O_CREAT | O_TRUNC, "wb");
-    if (w->file.file == nullptr) {
-        log_errno("curl_func(615)");
-        fail(w, FTPCD_ERR_LOCAL_WRITE);
-        return;
-    }
-    if (prepare_download(w))
-        run(w, curl_download_reset, curl_download_empty);
-    close_download(w);
-    if (job_cancelled(w->job) && remove(path) != 0)
-        log_errno("curl_func(665)");
-}
-
-// --- Upload
-
-// Goes on where an earlier upload of the same file ended, as far as the last look-up saw the remote file.
-static bool resume_upload(worker_t *w)
-{
-    const remote_file_t *remote_file = &w->job->remote_file;
-    if (remote_file->looked_up == 0 || remote_file->size < 1) {
-        log_error("curl_func(752)", "The last file size is invalid, abort resume mode.");
-        return fail(w, FTPCD_ERR_INTERNAL);
-    }
-    log_info("curl_func(740)", "last canceled file size: (%lld)", static_cast<long long>(remote_file->size));
-    if (fseeko(w->file.file, remote_file->size, SEEK_SET) != 0) {
-        log_errno("curl_func(742)");
-        return fail(w, FTPCD_ERR_LOCAL_READ);
-    }
-    w->handle.resume = 1;
-    w->handle.resume_offset = remote_file->size;
-    curl_e_setopt_append(&w->handle, 1);
-    return !failed(w);
-}
-
-// Speed only: a libcurl that refuses it uploads with its own buffer.
-static void enlarge_sftp_buffer(const worker_t *w)
-{
-    if (w->job->request.protocol != PROTOCOL_SFTP)
-        return;
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
-    curl_e_setopt_upload_buffersize(&copy, SFTP_UPLOAD_BUFFER_BYTES);
-}
-
-// Without it a TLS 1.3 server's session tickets, coming when libcurl has closed, cut off what is on its way.
-static void close_after_delivery(const worker_t *w)
-{
-    const uint32_t protocol = w->job->request.protocol;
-    if (protocol != PROTOCOL_FTPS_IMPLICIT && protocol != PROTOCOL_FTPS_EXPLICIT)
-        return;
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
-    curl_e_setopt_closesocketfunc_data(&copy, cb_close_socket, w->job);
-}
-
-static bool prepare_upload(worker_t *w)
-{
-    w->handle.resume = 0;
-    w->handle.resume_offset = -1;
-    if (job_resumes(w->job) && !resume_upload(w))
-        return false;
-    curl_e_setopt_upload(&w->handle, w->job->request.local_path);
-    if (failed(w))
-        return false;
-    enlarge_sftp_buffer(w);
-    close_after_delivery(w);
-    curl_e_setopt_writefunc_data(&w->handle, cb_write_null, nullptr);
-    if (failed(w))
-        return false;
-    curl_e_setopt_readfunc_data(&w->handle, cb_read, &w->file);
-    return !failed(w) && show_progress(w, cb_progress);
-}
-
-static void upload(worker_t *w)
-{
-    w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
-    w->timeout_info.timeout_retry_limit = ANY_NUMBER;
-    if (job_resumes(w->job) && w->job->request.proxy_type == PROXY_HTTP) {
-        log_error("curl_func(719)",
-                  "Resume through an HTTP proxy is not supported: it would replace the file.");
-        fail(w, FTPCD_ERR_NOT_SUPPORTED);
-        return;
-    }
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0)
-        return;
-    w->file.file = open_local(w->job->request.local_path, O_RDONLY, "rb");
-    if (w->file.file == nullptr) {
-        log_errno("curl_func(729)");
-        fail(w, FTPCD_ERR_LOCAL_READ);
-        return;
-    }
-    if (prepare_upload(w))
-        run(w, curl_upload_reset, nullptr);
-    if (fclose(w->file.file) != 0)
-        log_errno("curl_func(804)");
-}
-
-// --- File information
-
-static bool prepare_look_up(worker_t *w)
-{
-    w->wanted = {basename_of(w->job->request.remote_path), &w->job->remote_file};
-    curl_e_setopt_listfunc_data(&w->handle, cb_list, &w->wanted);
-    return !failed(w) && show_progress(w, cb_progress_null);
-}
-
-// That there is no such file is an answer, too.
-static void accept_missing_file(worker_t *w)
-{
-    curl_e_handle_t *handle = &w->handle;
-    const bool missing =
-        handle->curl_code == CURLE_REMOTE_ACCESS_DENIED || handle->curl_code == CURLE_REMOTE_FILE_NOT_FOUND;
-    if (handle->error != FTPCD_ERR_NETWORK || !missing)
-        return;
-    log_info("curl_func(905)", "Ignore error(%d)", handle->curl_code);
-    handle->error = FTPCD_ERR_NONE;
-    handle->curl_code = CURLE_OK;
-    handle->response_code = handle->response_code_type == RESPONSE_CODE_FTP    ? FTP_DONE
-                            : handle->response_code_type == RESPONSE_CODE_HTTP ? HTTP_OK
-                                                                               : 0;
-    const job_lock lock;
-    w->job->remote_file.looked_up = 1;
-}
-
-static void look_up(worker_t *w)
-{
-    w->timeout_info.operation_limit = LOOK_UP_LIMIT_S;
-    w->timeout_info.timeout_retry_limit = ANY_NUMBER;
-    if (w->job->request.proxy_type == PROXY_HTTP) {
-        fail(w, FTPCD_ERR_NOT_SUPPORTED);
-        return;
-    }
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0 || !prepare_look_up(w))
-        return;
-    run(w, nullptr, nullptr);
-    accept_missing_file(w);
-}
-
-// --- The job
+#include <pthread.h>
 
 static void transfer(worker_t *w)
 {
@@ -280,6 +47,7 @@ static void keep_cancel_quick(const worker_t *w)
     curl_e_handle_t copy{};
     curl_e_copy_handle(&copy, &w->handle);
     curl_e_setopt_quick_exit(&copy, 1);
+    curl_e_setopt_nosignal(&copy, 1);
     curl_e_clear_result(&copy);
     curl_e_setopt_closesocketfunc_data(&copy, cb_close_noted, nullptr);
     if (!is_curl_error(&copy)) // who notes a socket must hear of its end
@@ -317,8 +85,18 @@ static void end_job(job_record_t *job)
     job->module_info.running = 0;
 }
 
+// A peer that has gone, or the reader of a pipe, is an error of the write: libcurl does not see to it for us.
+static void block_broken_pipe()
+{
+    sigset_t broken_pipe;
+    sigemptyset(&broken_pipe);
+    sigaddset(&broken_pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
+}
+
 void *th_exec(void *record)
 {
+    block_broken_pipe();
     worker_t w{};
     w.job = static_cast<job_record_t *>(record);
     w.auth = {&w.handle, &w.job->request.server_auth};

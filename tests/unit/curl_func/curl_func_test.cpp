@@ -191,6 +191,7 @@ TEST_F(Engine, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
 
 TEST_F(Engine, AStartWhileAJobRunsIsBusyAndChangesNothing)
 {
+    wrapper_.size_upload = 10;
     start_and_hold(curlf_upload);
     const job_record_t before = state();
     transfer_request_t other = request;
@@ -332,6 +333,7 @@ TEST_F(Engine, TheStateMayBeReadAtAnyMoment)
 {
     for (int job = 0; job < 20; job++)
         for (const auto &s : STARTERS) {
+            write("local", std::string(50, 'x'));
             wrapper_.tries.push_back([](curl_e_handle_t *) {
                 for (int i = 1; i <= 50; i++)
                     wrapper_.progress(wrapper_.progress_data, i, i, i, i);

@@ -115,6 +115,8 @@ void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback,
     ask(rec, "sockoptfunc_data");
 }
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on) { ask(rec, "quick_exit", on); }
+void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on) { ask(rec, "nosignal", on); }
+void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on) { ask(rec, "path_as_is", on); }
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { ask(rec, "failonerror", on); }
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version) { ask(rec, "http_version", version); }
 

@@ -30,6 +30,11 @@ std::string JobFixture::write(const std::string &name, const std::string &conten
     return path(name);
 }
 
+void JobFixture::append(const std::string &path, const std::string &more)
+{
+    std::ofstream(path, std::ios::app) << more;
+}
+
 std::string JobFixture::content(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);

@@ -19,6 +19,7 @@ protected:
 
     std::string path(const std::string &name) const { return folder_ + '/' + name; }
     std::string write(const std::string &name, const std::string &content) const; // its path
+    static void append(const std::string &path, const std::string &more);
     static std::string content(const std::string &path); // "<none>" when there is no such file
 
     fake_system system;

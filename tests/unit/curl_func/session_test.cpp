@@ -38,7 +38,7 @@ static calls operator+(calls a, const calls &b)
 
 static calls opening(uint32_t protocol)
 {
-    return {"url_ex(" + std::to_string(protocol) + ", \"srv\", \"/d/f.bin\")", "port(2121)",
+    return {"path_as_is(1)", "url_ex(" + std::to_string(protocol) + ", \"srv\", \"/d/f.bin\")", "port(2121)",
             "username_password(\"user\", \"secret\")"};
 }
 
@@ -128,7 +128,7 @@ TEST_F(Session, PortsReachTheWrapperAsTheyAre)
     for (const auto &row : table) {
         request.port = row.port;
         ASSERT_EQ(set(), 0);
-        EXPECT_EQ(wrapper_.asked[1], row.asked);
+        EXPECT_EQ(wrapper_.asked[2], row.asked);
     }
 }
 
@@ -137,7 +137,7 @@ TEST_F(Session, TheProxysPortIsSigned)
     request.proxy_type = PROXY_HTTP;
     request.proxy_port = 0xFFFFFFFF;
     ASSERT_EQ(set(), 0);
-    EXPECT_EQ(wrapper_.asked[3], "proxy(1, \"proxy\", -1)");
+    EXPECT_EQ(wrapper_.asked[4], "proxy(1, \"proxy\", -1)");
 }
 
 TEST_F(Session, ExplicitFtpsThroughAnHttpProxyIsRefusedSinceItWouldGoInClear)

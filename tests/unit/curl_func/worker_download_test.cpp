@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 TEST_F(Worker, ADownloadGoesIntoTheLocalFile)
 {
@@ -172,6 +174,93 @@ TEST_F(Worker, AFailedFlushDoesNotHideWhatFailedBefore)
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
     EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(28) No space left on device\n"});
+}
+
+TEST_F(Worker, ADownloadWhoseFileIsNotThereAtTheEndIsALocalWriteError)
+{
+    const std::string local = path("local");
+    const std::function<void()> changes[] = {
+        [&] { ASSERT_EQ(unlink(local.c_str()), 0); },
+        [&] { ASSERT_EQ(rename(write("other", "abc").c_str(), local.c_str()), 0); },
+        [&] { append(local, "more"); },
+    };
+    for (const auto &change : changes) {
+        script([&](curl_e_handle_t *) {
+            receive("abc");
+            change();
+        });
+        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+        const lines said = logged();
+        if (said !=
+            lines{"error: curl_func(655): The local file was changed or replaced while it was written.\n"})
+            ADD_FAILURE() << testing::PrintToString(said);
+        unlink(local.c_str());
+    }
+}
+
+TEST_F(Worker, ADownloadThroughALinkIsStoredInItsTarget)
+{
+    ASSERT_EQ(symlink("target", path("local").c_str()), 0);
+    script([](curl_e_handle_t *) { receive("abc"); });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
+    EXPECT_EQ(content(path("target")), "abc");
+}
+
+TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneFailsAndEndsNothing)
+{
+    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
+    const int reader = open(path("local").c_str(), O_RDONLY | O_NONBLOCK);
+    script([&](curl_e_handle_t *) {
+        receive("abc");
+        close(reader);
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+    EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(32) Broken pipe\n"});
+}
+
+TEST_F(Worker, ADownloadIntoAPipeThatIsFullDoesNotWait)
+{
+    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
+    const int reader = open(path("local").c_str(), O_RDONLY | O_NONBLOCK);
+    script([&](curl_e_handle_t *handle) {
+        EXPECT_LT(receive(std::string(1 << 20, 'x')), size_t(1) << 20);
+        handle->curl_code = 23;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+    close(reader);
+}
+
+TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
+{
+    set_local_path("/dev/null");
+    script([](curl_e_handle_t *handle) {
+        curlf_info_.module_info.cancel = 1;
+        ends_with(1, 42)(handle);
+    });
+    system.remove = EBUSY; // this machine's /dev/null is not put at risk
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(system.remove, EBUSY) << "something was removed";
+    EXPECT_EQ(logged(), lines{});
+    system.remove = 0;
+
+    set_local_path(path("local"));
+    script([this](curl_e_handle_t *handle) {
+        ASSERT_EQ(rename(write("other", "kept").c_str(), path("local").c_str()), 0);
+        ends_with(1, 42)(handle);
+    });
+    curlf_info_.module_info.cancel = 1;
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(content(path("local")), "kept");
+}
+
+TEST_F(Worker, ACancelThatComesWhenAllIsThereIsACancelAsTheFileIsGone)
+{
+    script([](curl_e_handle_t *) {
+        receive("abc");
+        curlf_info_.module_info.cancel = 1;
+    });
+    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
+    EXPECT_EQ(content(path("local")), "<none>");
 }
 
 TEST_F(Worker, ADownloadThatIsTooLargeIsRefused)

@@ -42,8 +42,11 @@ protected:
     {
         std::string data(size, '\0');
         data.resize(wrapper_.read(data.data(), 1, size, wrapper_.read_data));
+        wrapper_.size_upload += static_cast<double>(data.size());
         return data;
     }
+
+    static void send_all(curl_e_handle_t *) { send(1000); }
 
     static int progress(double dltotal, double dlnow, double ultotal = 0, double ulnow = 0)
     {
@@ -73,14 +76,14 @@ protected:
 };
 
 inline const calls SETTINGS{
-    "url_ex(0, \"srv\", \"d/f.bin\")", "port(0)",        "username_password(\"\", \"\")", "proxy(0, \"\", 0)",
-    "tcp_keepalive(1, 60, 60)",        "maxconnects(1)", "ftp_use_eprt_epsv(0)"};
+    "path_as_is(1)",     "url_ex(0, \"srv\", \"d/f.bin\")", "port(0)",        "username_password(\"\", \"\")",
+    "proxy(0, \"\", 0)", "tcp_keepalive(1, 60, 60)",        "maxconnects(1)", "ftp_use_eprt_epsv(0)"};
 
 inline calls story(const calls &middle)
 {
-    calls all{
-        "global_init(3)",         "init()", "verbose(1)", "copy.quick_exit(1)", "copy.closesocketfunc_data()",
-        "copy.sockoptfunc_data()"};
+    calls all{"global_init(3)",         "init()",           "verbose(1)",
+              "copy.quick_exit(1)",     "copy.nosignal(1)", "copy.closesocketfunc_data()",
+              "copy.sockoptfunc_data()"};
     all.insert(all.end(), SETTINGS.begin(), SETTINGS.end());
     all.insert(all.end(), middle.begin(), middle.end());
     for (const char *end : {"limit_farewell()", "cleanup()", "global_cleanup()"})

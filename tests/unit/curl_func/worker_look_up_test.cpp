@@ -78,9 +78,10 @@ TEST_F(Worker, ALookUpThroughAnHttpProxyIsNotSupported)
 {
     request.proxy_type = PROXY_HTTP;
     EXPECT_EQ(run(JOB_DL_FILE_INFO), 15u);
-    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
-                                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()",
-                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked,
+              (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)", "copy.nosignal(1)",
+                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", "limit_farewell()",
+                     "cleanup()", "global_cleanup()"}));
 }
 
 TEST_F(Worker, ALookUpWhoseOptionIsRefusedStopsThere)

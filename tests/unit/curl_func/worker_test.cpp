@@ -23,9 +23,10 @@ TEST_F(Worker, AJobWithoutAHandleFailsAndTouchesNothing)
 TEST_F(Worker, AJobOfAnotherKindTransfersNothing)
 {
     EXPECT_EQ(run(9), 0u);
-    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
-                                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()",
-                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked,
+              (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)", "copy.nosignal(1)",
+                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", "limit_farewell()",
+                     "cleanup()", "global_cleanup()"}));
 }
 
 TEST_F(Worker, AQuickCancelThatIsRefusedIsNoFailure)
@@ -46,9 +47,10 @@ TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
 {
     wrapper_.refused = "verbose";
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
-    EXPECT_EQ(wrapper_.asked, (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)",
-                                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", SETTINGS[0],
-                                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked,
+              (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)", "copy.nosignal(1)",
+                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", SETTINGS[0],
+                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
     EXPECT_EQ(content(path("local")), "<none>");
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 
 TEST_F(Worker, AnUploadSendsTheLocalFile)
 {
@@ -15,29 +16,32 @@ TEST_F(Worker, AnUploadSendsTheLocalFile)
         EXPECT_EQ(send(6), "012345");
         EXPECT_EQ(send(6), "6789");
         EXPECT_EQ(progress(0, 0, 10, 10), 0);
-        wrapper_.size_upload = 10;
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(shown.total_size, 10);
     EXPECT_EQ(shown.transferred_size, 10);
-    EXPECT_EQ(wrapper_.asked, story({"upload(\"" + local + "\", 0, -1)", "writefunc_data()",
-                                     "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
-                                     "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
+    EXPECT_EQ(wrapper_.asked,
+              story({"upload(\"" + local + "\", 0, -1)", "copy.upload_buffersize(524288)", "writefunc_data()",
+                     "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)", "connect_timeout(60)",
+                     "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(content(local), "0123456789");
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Worker, AnUploadOverSftpGathersTwoMebibytesAtATime)
+TEST_F(Worker, AnUploadGathersTwoMebibytesAtATimeOverSftpAndHalfAMebibyteElsewhere)
 {
     write("local", "x");
-    request.protocol = PROTOCOL_SFTP;
-    script(ends_with(0));
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    const auto &asked = wrapper_.asked;
-    const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
-    ASSERT_NE(upload, asked.end());
-    EXPECT_EQ(upload[1], "copy.upload_buffersize(2097152)");
-    EXPECT_EQ(upload[2], "writefunc_data()");
+    for (const uint32_t protocol : {0u, 1u, 2u, 3u, 6u}) {
+        wrapper_ = {};
+        request.protocol = protocol;
+        script(send_all);
+        EXPECT_EQ(run(JOB_UPLOAD), 0u);
+        const auto &asked = wrapper_.asked;
+        const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
+        ASSERT_NE(upload, asked.end());
+        EXPECT_EQ(upload[1],
+                  protocol == 3 ? "copy.upload_buffersize(2097152)" : "copy.upload_buffersize(524288)");
+    }
 }
 
 TEST_F(Worker, AnUploadOverTlsClosesItsSocketsAfterDelivery)
@@ -45,23 +49,26 @@ TEST_F(Worker, AnUploadOverTlsClosesItsSocketsAfterDelivery)
     write("local", "x");
     for (const uint32_t protocol : {PROTOCOL_FTPS_IMPLICIT, PROTOCOL_FTPS_EXPLICIT}) {
         request.protocol = protocol;
-        script(ends_with(0));
+        script(send_all);
         EXPECT_EQ(run(JOB_UPLOAD), 0u);
         const auto &asked = wrapper_.asked;
         const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
         ASSERT_NE(upload, asked.end());
-        EXPECT_EQ(upload[1], "copy.closesocketfunc_data()");
-        wrapper_.asked.clear();
+        EXPECT_EQ(upload[2], "copy.closesocketfunc_data()");
+        wrapper_ = {};
     }
 }
 
-TEST_F(Worker, AnSftpBufferThatIsRefusedIsNoFailure)
+TEST_F(Worker, ABufferThatIsRefusedIsNoFailure)
 {
     write("local", "x");
-    request.protocol = PROTOCOL_SFTP;
-    wrapper_.refused = "copy.upload_buffersize";
-    script(ends_with(0));
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    for (const uint32_t protocol : {PROTOCOL_FTP, PROTOCOL_SFTP}) {
+        wrapper_ = {};
+        request.protocol = protocol;
+        wrapper_.refused = "copy.upload_buffersize";
+        script(send_all);
+        EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    }
 }
 
 TEST_F(Worker, AnUploadWithoutALocalFileFails)
@@ -72,23 +79,89 @@ TEST_F(Worker, AnUploadWithoutALocalFileFails)
     expect_all_given_back();
 }
 
-TEST_F(Worker, AnUploadOfAPipeThatNobodyWritesDoesNotWaitForAWriter)
+TEST_F(Worker, AnUploadOfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
 {
-    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(6), ""); });
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
+    const struct {
+        std::string path;
+        const char *error;
+    } table[] = {
+        {path("."), "errno(21) Is a directory"},      {path("pipe"), "errno(22) Invalid argument"},
+        {path("link"), "errno(22) Invalid argument"}, {"/dev/null", "errno(22) Invalid argument"},
+        {"/dev/zero", "errno(22) Invalid argument"},
+    };
+    for (const auto &row : table) {
+        wrapper_ = {};
+        set_local_path(row.path);
+        EXPECT_EQ(run(JOB_UPLOAD), 10u) << row.path;
+        EXPECT_EQ(wrapper_.performed, 0);
+        EXPECT_EQ(logged(), lines{"error: curl_func(729): " + std::string(row.error) + '\n'});
+        expect_all_given_back();
+    }
+}
+
+TEST_F(Worker, ALinkToARegularFileIsUploaded)
+{
+    write("target", "0123");
+    ASSERT_EQ(symlink("target", path("local").c_str()), 0);
+    script([](curl_e_handle_t *) { EXPECT_EQ(send(100), "0123"); });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Worker, AnUploadOfAFolderCannotBeRead)
+TEST_F(Worker, AnUploadOfAFileThatIsLongerThanWhatWasSentIsPartial)
 {
-    set_local_path(path("."));
-    script([](curl_e_handle_t *handle) {
-        char buffer[8];
-        EXPECT_EQ(wrapper_.read(buffer, 1, 8, wrapper_.read_data), 0x10000000u);
-        handle->curl_code = 42;
+    const std::string local = write("local", "0123456789");
+    script([&](curl_e_handle_t *) {
+        EXPECT_EQ(send(10), "0123456789");
+        append(local, "more");
     });
-    EXPECT_EQ(run(JOB_UPLOAD), 10u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1504): errno(21) Is a directory\n"});
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
+    EXPECT_EQ(shown.curl_code, 18u);
+    EXPECT_EQ(logged(),
+              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 14 bytes\n"});
+}
+
+TEST_F(Worker, AnUploadOfAFileThatGrewAndWasSentToItsEndIsWhole)
+{
+    const std::string local = write("local", "0123456789");
+    script([&](curl_e_handle_t *) {
+        send(10);
+        append(local, "more");
+        EXPECT_EQ(send(10), "more");
+    });
+    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+}
+
+TEST_F(Worker, AnUploadOfAFileThatShrankIsPartial)
+{
+    const std::string local = write("local", "0123456789");
+    script([&](curl_e_handle_t *) {
+        send(10);
+        ASSERT_EQ(truncate(local.c_str(), 3), 0);
+    });
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
+    EXPECT_EQ(logged(),
+              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 3 bytes\n"});
+}
+
+TEST_F(Worker, AnUploadWhoseNameHasGoneToAnotherFileSendsTheOneThatWasOpened)
+{
+    const std::string local = write("local", "0123456789");
+    script([&](curl_e_handle_t *) {
+        ASSERT_EQ(rename(write("other", "x").c_str(), local.c_str()), 0);
+        EXPECT_EQ(send(100), "0123456789");
+    });
+    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+}
+
+TEST_F(Worker, AFileThatSaysItIsEmptyAndIsNotIsPartial)
+{
+    set_local_path("/proc/self/status");
+    script([](curl_e_handle_t *) { EXPECT_NE(send(10), ""); });
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
+    EXPECT_EQ(logged(),
+              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 0 bytes\n"});
 }
 
 TEST_F(Worker, AnUploadWhoseOptionIsRefusedStopsThere)
@@ -117,8 +190,8 @@ TEST_F(Worker, AnUploadThatIsTriedAgainSendsTheFileFromItsStart)
         ends_with(16, 55)(handle);
     });
     script([](curl_e_handle_t *) {
+        wrapper_.size_upload = 0;
         EXPECT_EQ(send(20), "0123456789");
-        wrapper_.size_upload = 10;
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(content(path("local")), "0123456789");
@@ -156,7 +229,10 @@ TEST_F(Worker, ACancelledUploadKeepsItsLocalFile)
 TEST_F(Worker, AnUploadsFileThatCannotBeClosedIsLoggedOnly)
 {
     write("local", "x");
-    script([&](curl_e_handle_t *) { system.fclose = EIO; });
+    script([&](curl_e_handle_t *) {
+        send(1);
+        system.fclose = EIO;
+    });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(logged(), lines{"error: curl_func(804): errno(5) Input/output error\n"});
 }
@@ -183,9 +259,9 @@ TEST_F(Worker, AResumedUploadAppendsWhatIsMissing)
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(wrapper_.asked,
-              story({"append(1)", "upload(\"" + path("local") + "\", 1, 4)", "writefunc_data()",
-                     "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)", "connect_timeout(60)",
-                     "operation_timeout(0)", "perform()"}));
+              story({"append(1)", "upload(\"" + path("local") + "\", 1, 4)", "copy.upload_buffersize(524288)",
+                     "writefunc_data()", "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
+                     "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(logged_with_priority(),
               (std::vector<log_line>{{6, "curl_func(740): last canceled file size: (4)\n"}}));
     EXPECT_EQ(remote_file.size, 4);
@@ -223,6 +299,14 @@ TEST_F(Worker, AResumeWithoutAKnownSizeFailsWithoutConnecting)
     }
 }
 
+TEST_F(Worker, AResumeBehindTheEndOfTheFileIsNoSuccess)
+{
+    write("local", "0123456789");
+    remote_file = {1, 1, 11, 0, 0, 0, 0, 0, 0, 0, 0};
+    script([](curl_e_handle_t *) { EXPECT_EQ(send(20), ""); });
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
+}
+
 TEST_F(Worker, AFileThatCannotBePositionedIsALocalReadError)
 {
     write("local", "0123456789");
@@ -244,7 +328,7 @@ TEST_F(Worker, AnAppendThatIsRefusedStopsTheUpload)
     EXPECT_EQ(wrapper_.asked_of("upload"), calls{});
 }
 
-TEST_F(Worker, AResumedUploadThatIsTriedAgainAppendsTheWholeFile)
+TEST_F(Worker, AResumedUploadThatIsTriedAgainAppendsTheWholeFileAndFailsForThat)
 {
     write("local", "0123456789");
     remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
@@ -253,7 +337,7 @@ TEST_F(Worker, AResumedUploadThatIsTriedAgainAppendsTheWholeFile)
         EXPECT_EQ(send(20), "0123456789");
         EXPECT_EQ(handle->resume, 1);
     });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
     EXPECT_EQ(wrapper_.asked_of("append").size(), 1u);
 }
 

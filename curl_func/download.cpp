@@ -1,0 +1,65 @@
+#include "curl_func/job.h"
+#include "curl_func/jobs.h"
+#include "curl_func/local_file.h"
+#include "curl_func/session.h"
+#include "strutil/strutil.h"
+#include "wire/result_codes.h"
+
+static bool prepare_download(worker_t *w)
+{
+    curl_e_setopt_writefunc_data(&w->handle, cb_write, &w->file);
+    return !failed(w) && show_progress(w, cb_progress);
+}
+
+// The last bytes reach the disk here: what does not get there is a failed write like any other. So is a file
+// that somebody has cut, lengthened or moved away.
+static bool is_stored(FILE *file, const char *path)
+{
+    if (fflush(file) != 0) {
+        log_errno("curl_func(653)");
+        return false;
+    }
+    if (local_file_is_named(file, path) && local_file_ends_here(file))
+        return true;
+    log_error("curl_func(655)", "The local file was changed or replaced while it was written.");
+    return false;
+}
+
+static bool close_download(FILE *file, const char *path)
+{
+    const bool stored = is_stored(file, path);
+    if (fclose(file) == 0)
+        return stored;
+    log_errno("curl_func(657)");
+    return false;
+}
+
+static void end_download(worker_t *w, const char *path)
+{
+    const bool removable = local_file_is_removable(w->file.file, path);
+    if (!close_download(w->file.file, path) && w->handle.error == FTPCD_ERR_NONE)
+        w->handle.error = FTPCD_ERR_LOCAL_WRITE;
+    if (!job_cancelled(w->job) || !removable)
+        return;
+    if (remove(path) != 0)
+        log_errno("curl_func(665)");
+    else if (w->handle.error == FTPCD_ERR_NONE) // a cancel that came when all was there
+        w->handle.error = FTPCD_ERR_CANCELED;
+}
+
+void download(worker_t *w)
+{
+    const char *path = w->job->request.local_path;
+    w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
+    if (curl_ftp_setting(&w->handle, &w->auth) != 0)
+        return;
+    w->file.file = local_file_create(path);
+    if (w->file.file == nullptr) {
+        log_errno("curl_func(615)");
+        fail(w, FTPCD_ERR_LOCAL_WRITE);
+        return;
+    }
+    if (prepare_download(w))
+        run_transfer(w, curl_download_reset, curl_download_empty);
+    end_download(w, path);
+}

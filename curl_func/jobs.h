@@ -1,0 +1,50 @@
+// The three kinds of job, as the worker runs them: each sets its transfer up on w->handle, runs it and leaves
+// the outcome there. They block until it has ended.
+#pragma once
+
+#include "curl_func/callbacks.h"
+#include "curl_func/identity.h"
+#include "curl_func/perform.h"
+
+// All that libcurl may still use until the handle is released.
+struct worker_t {
+    job_record_t *job;
+    curl_e_handle_t handle;
+    timeout_info_t timeout_info;
+    cb_auth_info_t auth;
+    cb_file_info_t file;
+    cb_list_info_t wanted;
+    progress_info_t progress;
+};
+
+void download(worker_t *w);
+void upload(worker_t *w);
+void look_up(worker_t *w);
+
+// Shared by them.
+
+constexpr int32_t CONNECTION_LIMIT_S = 60;
+constexpr int32_t ANY_NUMBER = -1; // of retries
+
+inline bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
+
+// Always false.
+inline bool fail(worker_t *w, int32_t error)
+{
+    w->handle.error = error;
+    return false;
+}
+
+// False when the callback was refused; the refusal is the outcome.
+inline bool show_progress(worker_t *w, curl_progress_callback callback)
+{
+    curl_e_setopt_progressfunc_data(&w->handle, callback, &w->progress);
+    return !failed(w);
+}
+
+// The tries; reset and begin_again as in perform_info_t.
+inline void run_transfer(worker_t *w, int (*reset)(void *), int (*begin_again)(void *))
+{
+    perform_info_t info{&w->timeout_info, &w->job->exec_info, w->job, reset, begin_again, &w->file};
+    curl_perform(&w->handle, &info);
+}

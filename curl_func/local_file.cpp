@@ -1,0 +1,91 @@
+#include "curl_func/local_file.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr mode_t NEW_FILE_MODE = 0666; // as fopen
+
+FILE *stream_of(int fd, const char *mode)
+{
+    FILE *file = fdopen(fd, mode);
+    if (file == nullptr) {
+        const int kept = errno;
+        close(fd);
+        errno = kept;
+    }
+    return file;
+}
+
+// 0, or the error number for what is no regular file.
+int irregularity(const struct stat &found)
+{
+    if (S_ISREG(found.st_mode))
+        return 0;
+    return S_ISDIR(found.st_mode) ? EISDIR : EINVAL;
+}
+
+bool is_same(const struct stat &one, const struct stat &other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+} // namespace
+
+FILE *local_file_create(const char *path)
+{
+    const int fd =
+        open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, NEW_FILE_MODE);
+    return fd == -1 ? nullptr : stream_of(fd, "wb");
+}
+
+FILE *local_file_open(const char *path)
+{
+    // Before it is opened: that starts a watchdog, rewinds a tape, wakes the writer of a pipe.
+    struct stat found;
+    if (stat(path, &found) == 0 && irregularity(found) != 0) {
+        errno = irregularity(found);
+        return nullptr;
+    }
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd == -1)
+        return nullptr;
+    const int error = fstat(fd, &found) == 0 ? irregularity(found) : errno;
+    if (error == 0)
+        return stream_of(fd, "rb");
+    close(fd);
+    errno = error;
+    return nullptr;
+}
+
+bool local_file_is_named(FILE *file, const char *path)
+{
+    struct stat opened;
+    struct stat named;
+    return fstat(fileno(file), &opened) == 0 && stat(path, &named) == 0 && is_same(opened, named);
+}
+
+bool local_file_ends_here(FILE *file)
+{
+    struct stat opened;
+    return fstat(fileno(file), &opened) == 0 && (!S_ISREG(opened.st_mode) || opened.st_size == ftello(file));
+}
+
+bool local_file_is_removable(FILE *file, const char *path)
+{
+    struct stat opened;
+    struct stat named;
+    if (fstat(fileno(file), &opened) != 0 || !S_ISREG(opened.st_mode))
+        return false;
+    return stat(path, &named) != 0 || is_same(opened, named);
+}
+
+int64_t local_file_size(FILE *file)
+{
+    struct stat opened;
+    return fstat(fileno(file), &opened) == 0 ? opened.st_size : -1;
+}

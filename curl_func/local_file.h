@@ -1,0 +1,27 @@
+// The local file of a download or an upload: how it is opened, and what is there at the end.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+// As fopen(path, "wb"), but never waits for the other end of a pipe: nobody could cancel that. NULL with
+// errno when it cannot be opened; a pipe that nobody reads is ENXIO. The caller closes it.
+FILE *local_file_create(const char *path);
+
+// As fopen(path, "rb") for a regular file. NULL with errno for anything else, EISDIR for a directory and
+// EINVAL for the rest: it is not opened, or at once closed when it took the name meanwhile. The caller closes
+// it.
+FILE *local_file_open(const char *path);
+
+// True when `path` leads to the open file.
+bool local_file_is_named(FILE *file, const char *path);
+
+// True unless the open file is a regular one that is longer or shorter than what was written to it. What
+// `file` buffers must have been flushed.
+bool local_file_ends_here(FILE *file);
+
+// True when a cancelled download may remove `path`: it leads to a regular file, the open one, or nowhere.
+bool local_file_is_removable(FILE *file, const char *path);
+
+// Bytes; -1 when they cannot be told.
+int64_t local_file_size(FILE *file);
