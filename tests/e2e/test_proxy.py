@@ -194,7 +194,8 @@ def test_a_file_that_came_short_through_a_proxy_is_a_network_error(
     assert outcome(notice) == ((1, wire.NETWORK), 18, 2, 200)
 
 
-SCHEMES = ["socks4://", "socks4a://", "socks5://", "socks5h://"]
+SCHEMES = ["socks4://", "socks4a://", "socks5://", "socks5h://", "socks://"]
+SPELLINGS = [str.lower, str.upper, str.capitalize]
 
 
 def test_socks_is_not_supported(daemon, proxy, scripted, network_manager, log, local):
@@ -203,9 +204,9 @@ def test_socks_is_not_supported(daemon, proxy, scripted, network_manager, log, l
     count = 0
     for scheme in SCHEMES:
         # Whatever the kind says; a look through a proxy of kind 1 is refused for being one.
-        for kind in (1, 2):
+        for kind, spelt in [(kind, spelt) for kind in (1, 2) for spelt in SPELLINGS]:
             count += 1
-            fields = PROXY | {"proxy_host": scheme + "127.0.0.1", "proxy_type": kind}
+            fields = PROXY | {"proxy_host": spelt(scheme) + "127.0.0.1", "proxy_type": kind}
             client.download("a", local / "a", **fields)
             notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD, count)
             assert notice.outcome == (1, wire.NOT_SUPPORTED), (scheme, kind)
@@ -213,7 +214,7 @@ def test_socks_is_not_supported(daemon, proxy, scripted, network_manager, log, l
             notice = network_manager.wait_for(wire.NOTICE_UPLOAD, count)
             assert notice.outcome == (1, wire.NOT_SUPPORTED), (scheme, kind)
         line = f"error: curl_wrapper(916): '{scheme}' proxy is not supprted\n"
-        assert log.texts.count(line) == 4
+        assert log.texts.count(line) == 2 * 2 * len(SPELLINGS)
     assert not server.sessions and not unused.connections
 
 
@@ -235,11 +236,10 @@ def test_a_proxy_that_makes_no_sense_fails_the_job(daemon, proxy, scripted, netw
 
 def test_a_proxy_of_another_kind_is_not_used(daemon, proxy, scripted, network_manager, local):
     server, unused = scripted(files={"a": b"1"}), proxy(answer(200))
-    for number, host in enumerate(["127.0.0.1", "ftp://127.0.0.1", "sftp://127.0.0.1"], 1):
-        client.download("a", local / "a", **PROXY | {"proxy_type": 2, "proxy_host": host})
-        notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD, number)
-        assert outcome(notice) == ((0, 0), 0, 1, 226), host
-        assert len(server.sessions) == number
+    client.download("a", local / "a", **PROXY | {"proxy_type": 2})
+    notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert outcome(notice) == ((0, 0), 0, 1, 226)
+    assert len(server.sessions) == 1
     assert not unused.connections
 
 

@@ -120,6 +120,24 @@ def test_without_a_log_socket_the_console_gets_the_lines(unstarted, network_mana
     )
 
 
+def test_a_missing_console_becomes_a_plain_file(unstarted, network_manager):
+    os.unlink("/dev/console")
+    unstarted.launch()
+    unstarted.find()
+    assert client.nothing() == (0, 0)
+    status = os.lstat("/dev/console")
+    assert stat.S_ISREG(status.st_mode) and stat.S_IMODE(status.st_mode) == 0o666
+    assert os.readlink(f"/proc/{unstarted.pid}/fd/1") == "/dev/console"
+
+
+def test_a_missing_console_ends_the_start_where_none_can_be_made(unstarted, log):
+    os.unlink("/dev/console")
+    subprocess.run(["mount", "--no-mtab", "-o", "remount,bind,ro", "/dev"], check=True)
+    unstarted.launch()
+    assert unstarted.statuses_of_all() == [0, 0, 1]
+    log.wait_for(r"^error: ftp_clientd\(967\): errno\(30\) Read-only file system\n$")
+
+
 def test_a_console_that_cannot_be_opened_ends_the_start(unstarted, log):
     os.unlink("/dev/console")
     os.mkdir("/dev/console")

@@ -74,15 +74,6 @@ def test_a_missing_local_file_fails_with_10(daemon, scripted, network_manager, l
     assert not server.sessions
 
 
-def test_a_local_folder_fails_with_10_when_it_is_read(
-    daemon, scripted, network_manager, log, local
-):
-    scripted()
-    client.upload(local, "a")
-    assert uploaded(network_manager).outcome == (1, wire.LOCAL_READ)
-    log.wait_for(r"^error: curl_func\(1504\): errno\(21\) Is a directory\n$")
-
-
 def test_a_folder_that_must_not_be_written_is_a_network_error(
     daemon, vsftpd, network_manager, local
 ):

@@ -1,0 +1,399 @@
+"""What local_path and save_path may name, and what 0 means then: the whole file is there."""
+
+import os
+import pathlib
+import random
+import socket
+import stat
+import threading
+import time
+
+import pytest
+
+from harness import client, wire
+from harness.ftp_servers import one_user_only
+from harness.relay import Relay
+from harness.scripted import Plan, finish, take_all
+from harness.sftp import HostKey, Sshd
+from harness.tls import Certificate, TlsServer
+from harness.waiting import wait_until
+
+MIB = 1 << 20
+LOCAL_READ, LOCAL_WRITE = (1, wire.LOCAL_READ), (1, wire.LOCAL_WRITE)
+PARTIAL = (1, wire.NETWORK)
+SFTP = {"protocol": wire.SFTP, "port": 22}
+PROTOCOLS = {"ftp": {}, "sftp": SFTP}
+
+
+def content_of(size):
+    return random.Random(size).randbytes(size)
+
+
+def outcome_of(network_manager, code, number=1):
+    return network_manager.wait_for(code, number).outcome
+
+
+@pytest.fixture
+def sshd():
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    return Sshd(HostKey())
+
+
+# --- Uploads
+
+
+def irregular_files(folder):
+    """{path: the errno that the log tells}"""
+    os.mkfifo(folder / "pipe")
+    socket.socket(socket.AF_UNIX).bind(str(folder / "socket"))
+    (folder / "folder").mkdir()
+    (folder / "link").symlink_to("pipe")
+    (folder / "dangling").symlink_to("nothing")
+    (folder / "circle").symlink_to("circle")
+    return {
+        folder / "pipe": 22,
+        folder / "link": 22,
+        folder / "socket": 22,
+        folder / "folder": 21,
+        folder / "dangling": 2,
+        folder / "circle": 40,
+        "/dev/null": 22,
+        "/dev/zero": 22,
+        "/dev/console": 22,
+        "": 2,
+    }
+
+
+@pytest.mark.parametrize("port", [21, 22, 3128], ids=["ftp", "sftp", "proxy"])
+def test_what_is_no_regular_file_is_not_uploaded(
+    daemon, scripted, network_manager, log, local, port
+):
+    server = scripted(port=port)
+    fields = {22: SFTP, 3128: {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": 3128}}
+    for number, (path, error) in enumerate(irregular_files(local).items(), 1):
+        assert client.upload(path, "a", **fields.get(port, {})) == (0, 0)
+        assert outcome_of(network_manager, wire.NOTICE_UPLOAD, number) == LOCAL_READ, path
+        assert f"curl_func(729): errno({error})" in log.errors()[-1], path
+    assert not server.sessions
+
+
+def test_a_pipes_writer_is_not_woken_by_an_upload(daemon, network_manager, local):
+    os.mkfifo(local / "pipe")
+    client.upload(local / "pipe", "a")
+    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == LOCAL_READ
+    with pytest.raises(OSError):  # nobody reads, nobody has read
+        os.open(local / "pipe", os.O_WRONLY | os.O_NONBLOCK)
+
+
+@pytest.mark.parametrize("protocol", PROTOCOLS)
+def test_a_link_is_followed(daemon, request, network_manager, local, protocol):
+    server = request.getfixturevalue("sshd" if protocol == "sftp" else "vsftpd")
+    (local / "target").write_bytes(b"target")
+    (local / "link").symlink_to("target")
+    client.upload(local / "link", "a", **PROTOCOLS[protocol])
+    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == (0, 0)
+    assert server.read("a") == b"target"
+
+
+@pytest.mark.parametrize("protocol", PROTOCOLS)
+def test_a_file_whose_size_says_nothing_is_partial(
+    daemon, request, network_manager, protocol
+):
+    request.getfixturevalue("sshd" if protocol == "sftp" else "vsftpd")
+    for number, path in enumerate(["/proc/version", "/proc/cpuinfo", "/proc/1/cmdline"], 1):
+        client.upload(path, "a", **PROTOCOLS[protocol])
+        assert outcome_of(network_manager, wire.NOTICE_UPLOAD, number) == PARTIAL, path
+
+
+def grow(path):
+    with path.open("ab") as file:
+        file.write(b"and more")
+
+
+def shrink(path):
+    os.truncate(path, 1000)
+
+
+def empty_and_refill(path):
+    os.truncate(path, 0)
+    grow(path)
+
+
+# Where the file ends up whole on the server, 0 is allowed.
+CHANGES = [(grow, True), (shrink, False), (empty_and_refill, False)]
+each_change = pytest.mark.parametrize(
+    "change, may_be_whole", CHANGES, ids=[change.__name__ for change, _ in CHANGES]
+)
+
+
+def assert_partial(notice, may_be_whole, remote, path):
+    if may_be_whole and notice.outcome == (0, 0):
+        assert remote == path.read_bytes()
+    else:
+        assert (notice.outcome, notice.exec_info.curl_code) == (PARTIAL, 18)
+
+
+@each_change
+def test_a_file_that_changes_its_size_during_an_ftp_upload(
+    daemon, scripted, network_manager, local, change, may_be_whole
+):
+    (local / "a").write_bytes(content_of(32 * MIB))
+    is_changed = threading.Event()
+
+    def take(session, data):
+        received = data.recv(65536)
+        session.server.stalled.set()
+        is_changed.wait()
+        return received + take_all(session, data)
+
+    server = scripted(Plan(take=take))
+    client.upload(local / "a", "a")
+    assert server.stalled.wait(30)
+    change(local / "a")
+    is_changed.set()
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert_partial(notice, may_be_whole, server.stored[0][2], local / "a")
+
+
+@each_change
+def test_a_file_that_changes_its_size_during_an_sftp_upload(
+    daemon, sshd, network_manager, local, change, may_be_whole
+):
+    (local / "a").write_bytes(content_of(8 * MIB))
+    Relay(2022, 22, up_bytes_per_s=4 * MIB)
+    client.upload(local / "a", "a", **SFTP | {"port": 2022})
+    wait_until(lambda: client.state().exec_info.transferred_size > 0, "the first bytes")
+    change(local / "a")
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert_partial(notice, may_be_whole, sshd.read("a"), local / "a")
+
+
+@pytest.mark.parametrize("extra", [1, 100_000])
+def test_a_file_that_grows_when_its_last_byte_is_sent_is_partial(
+    daemon, scripted, network_manager, log, local, extra
+):
+    (local / "a").write_bytes(content_of(100_000))
+
+    def take(session, data):
+        received = b""
+        while piece := data.recv(65536):
+            received += piece
+        with (local / "a").open("ab") as file:
+            file.write(bytes(extra))
+        return received
+
+    scripted(Plan(take=take))
+    client.upload(local / "a", "a")
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert (notice.outcome, notice.exec_info.curl_code) == (PARTIAL, 18)
+    log.wait_for(
+        r"^error: curl_func\(797\): The local file was changed while it was sent: "
+        rf"100000 of {100_000 + extra} bytes\n$"
+    )
+
+
+def test_a_name_that_goes_to_another_file_does_not_change_what_is_sent(
+    daemon, scripted, network_manager, local
+):
+    (local / "a").write_bytes(content_of(100_000))
+    (local / "other").write_bytes(b"short")
+    server = scripted()
+    may_store = server.hold("STOR")
+    client.upload(local / "a", "a")
+    server.wait_for_command("STOR")
+    (local / "other").rename(local / "a")
+    may_store.set()
+    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == (0, 0)
+    assert server.stored == [("STOR", "a", content_of(100_000))]
+
+
+# --- Downloads
+
+
+def test_a_download_into_a_pipe_without_a_reader_fails_at_once(
+    daemon, scripted, network_manager, log, local
+):
+    server = scripted(files={"a": b"1"})
+    os.mkfifo(local / "pipe")
+    client.download("a", local / "pipe")
+    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    log.wait_for(r"^error: curl_func\(615\): errno\(6\) No such device or address\n$")
+    assert not server.sessions
+
+
+def test_a_download_into_a_pipe_reaches_its_reader(daemon, scripted, network_manager, local):
+    scripted(files={"a": content_of(4096)})
+    os.mkfifo(local / "pipe")
+    reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
+    client.download("a", local / "pipe")
+    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == (0, 0)
+    assert os.read(reader, 65536) == content_of(4096)
+
+
+@pytest.mark.parametrize("size", [1, 4096])
+def test_a_pipes_reader_that_goes_away_ends_the_job_and_not_the_daemon(
+    daemon, scripted, network_manager, local, size
+):
+    server = scripted(files={"a": bytes(size)})
+    may_send = server.hold("RETR")
+    os.mkfifo(local / "pipe")
+    reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
+    client.download("a", local / "pipe")
+    server.wait_for_command("RETR")
+    os.close(reader)
+    may_send.set()
+    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    assert client.nothing() == (0, 0)
+
+
+def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, network_manager, local):
+    scripted(files={"a": bytes(4096)})
+    os.mkfifo(local / "pipe")
+    reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
+    writer = os.open(local / "pipe", os.O_WRONLY | os.O_NONBLOCK)
+    with pytest.raises(BlockingIOError):
+        while True:
+            os.write(writer, bytes(4096))
+    client.download("a", local / "pipe")
+    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    os.close(reader)
+
+
+@pytest.mark.parametrize("kind", ["pipe", "device", "file"])
+def test_a_cancel_is_answered_and_removes_regular_files_alone(
+    daemon, scripted, network_manager, local, kind
+):
+    server = scripted(Plan(send=lambda session, data, content: finish(session, data, "stall")))
+    server.files["a"] = b"1"
+    path = {"pipe": local / "pipe", "device": "/dev/null", "file": local / "a"}[kind]
+    if kind == "pipe":
+        os.mkfifo(path)
+        reader = os.open(path, os.O_RDONLY | os.O_NONBLOCK)
+    client.download("a", path)
+    assert server.stalled.wait(30)
+    begin = time.monotonic()
+    assert client.cancel() == (0, 0, 1)
+    assert time.monotonic() - begin < 3
+    assert client.state().job_result == wire.CANCELED
+    assert os.path.exists(path) == (kind != "file")
+    if kind == "pipe":
+        os.close(reader)
+
+
+def test_a_cancelled_download_leaves_the_file_that_took_its_name(
+    daemon, scripted, network_manager, local
+):
+    server = scripted(Plan(send=lambda session, data, content: finish(session, data, "stall")))
+    server.files["a"] = b"1"
+    client.download("a", local / "a")
+    assert server.stalled.wait(30)
+    (local / "other").write_bytes(b"kept")
+    (local / "other").rename(local / "a")
+    assert client.cancel() == (0, 0, 1)
+    assert client.state().job_result == wire.CANCELED
+    assert (local / "a").read_bytes() == b"kept"
+
+
+def replaced(path):
+    other = path.with_name("other")
+    other.write_bytes(b"another file")
+    other.rename(path)
+
+
+def lengthened(path):
+    path.write_bytes(bytes(5000))
+
+
+@pytest.mark.parametrize("change", [pathlib.Path.unlink, replaced, lengthened])
+def test_a_download_whose_file_is_changed_meanwhile_fails_with_9(
+    daemon, scripted, network_manager, log, local, change
+):
+    server = scripted(files={"a": b"content"})
+    may_send = server.hold("RETR")
+    client.download("a", local / "a")
+    server.wait_for_command("RETR")
+    change(local / "a")
+    may_send.set()
+    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    log.wait_for(r"^error: curl_func\(655\): The local file was changed or replaced while it was")
+
+
+def test_where_a_download_can_go(daemon, scripted, network_manager, local):
+    scripted(files={"a": b"content"})
+    socket.socket(socket.AF_UNIX).bind(str(local / "socket"))
+    for name, target in {"link": "target", "circle": "circle", "out": "missing/target"}.items():
+        (local / name).symlink_to(target)
+    (local / "old").write_bytes(bytes(9999))
+    cases = {
+        local / "link": (0, 0),
+        local / "old": (0, 0),
+        "/dev/null": (0, 0),
+        "/dev/full": LOCAL_WRITE,
+        local: LOCAL_WRITE,
+        local / "socket": LOCAL_WRITE,
+        local / "circle": LOCAL_WRITE,
+        local / "out": LOCAL_WRITE,
+        "/proc/version": LOCAL_WRITE,
+        "/proc/self/mem": LOCAL_WRITE,
+        "": LOCAL_WRITE,
+    }
+    for number, (path, expected) in enumerate(cases.items(), 1):
+        client.download("a", path)
+        assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD, number) == expected, path
+    assert (local / "target").read_bytes() == (local / "old").read_bytes() == b"content"
+    assert stat.S_ISCHR(os.stat("/dev/null").st_mode)
+
+
+def test_a_foreign_file_in_a_sticky_folder(daemon, scripted, network_manager, local):
+    """The kernel forbids even root to open it with O_CREAT, where fs.protected_regular says so."""
+    if one_user_only():
+        pytest.skip("needs a second user")
+    scripted(files={"a": b"content"})
+    folder = local / "sticky"
+    folder.mkdir()
+    folder.chmod(0o1777)
+    (folder / "a").write_bytes(b"theirs")
+    os.chown(folder / "a", 4000, 4000)
+    protected = pathlib.Path("/proc/sys/fs/protected_regular").read_text().strip() != "0"
+    client.download("a", folder / "a")
+    result = outcome_of(network_manager, wire.NOTICE_DOWNLOAD)
+    assert result == (LOCAL_WRITE if protected else (0, 0))
+    assert (folder / "a").read_bytes() == (b"theirs" if protected else b"content")
+
+
+# --- save_path
+
+
+@pytest.mark.parametrize("protocol", [wire.FTPS_EXPLICIT, wire.SFTP])
+def test_where_an_identity_can_be_saved(daemon, network_manager, local, protocol):
+    if protocol == wire.SFTP:
+        if one_user_only():
+            pytest.skip("sshd logs users in: needs root")
+        Sshd(HostKey()).put("a", b"content")
+    else:
+        TlsServer(control=Certificate(), protocol=protocol, files={"a": b"content"})
+    os.mkfifo(local / "pipe")
+    socket.socket(socket.AF_UNIX).bind(str(local / "socket"))
+    for name, target in {"link": "target", "circle": "circle", "out": "missing"}.items():
+        (local / name).symlink_to(target)
+    (local / "target").write_bytes(b"old")
+    cannot = (1, wire.SECURE_5)
+    cases = {
+        local / "link": (0, 0),
+        "/dev/null": (0, 0),
+        local / "pipe": cannot,
+        local / "socket": cannot,
+        local: cannot,
+        local / "circle": cannot,
+        local / "out": cannot,
+        "/proc/version": cannot,
+    }
+    fields = {"protocol": protocol, "port": 22 if protocol == wire.SFTP else 21}
+    for number, (path, expected) in enumerate(cases.items(), 1):
+        assert client.download("a", local / "a", **fields, save_path=path) == (0, 0)
+        assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD, number) == expected, path
+    said = (local / "target").read_text()
+    assert said.startswith("ssh-" if protocol == wire.SFTP else "-----BEGIN CERTIFICATE-----")
+    assert (local / "link").is_symlink() and (local / "pipe").is_fifo()
+    assert stat.S_ISCHR(os.stat("/dev/null").st_mode)

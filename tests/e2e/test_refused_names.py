@@ -1,0 +1,180 @@
+"""Names that would make a job touch another file, ask another host or send a second command."""
+
+import os
+
+import pytest
+
+from harness import client, wire
+from harness.daemon import WORLD
+from harness.ftp_servers import one_user_only
+from harness.scripted import Plan
+from harness.sftp import HostKey, Sshd
+from harness.vsftpd import HOME
+
+REFUSED = (1, wire.INTERNAL)
+STARTS = [wire.DOWNLOAD, wire.UPLOAD, wire.DL_FILE_INFO]
+PROXY = {"proxy_type": 1, "proxy_port": 3128}
+SFTP = {"protocol": wire.SFTP, "port": 22}
+
+# libcurl cuts at the first ";type=" of a path; a proxy may whatever the case of its letters.
+TYPES = ["f;type=i", "f;type=a", "f;TYPE=D", "f;Type=x", "d;type=i/f", ";type=", "f;type=i;type=a"]
+HOSTS = ["", "/", "a/b", "127.0.0.1/f", "a?", "127.0.0.1#", "u:p@127.0.0.1", "a\\b", "a b", " a", "a "]
+HOSTS += [f"a{chr(code)}" for code in [*range(1, 32), 127]]
+PROXIES = [f"{scheme}{host}" for scheme in ("", "http://", "HTTP://") for host in HOSTS]
+PROXIES += ["https://a", "ftp://a", "sftp://a", "http:/a"]
+
+
+@pytest.mark.parametrize("command", STARTS)
+def test_they_are_answered_with_5_and_nothing_crosses_the_wire(daemon, scripted, log, command):
+    servers = [scripted(port=port) for port in (21, 22, 990, 1080, 3128)]
+    (WORLD / "kept").write_bytes(b"kept")
+    asked = 0
+    tables = [  # a request takes 0.1 s; the unit tests try every protocol with every name
+        ("remote_path", TYPES, [wire.FTP, wire.FTPS_IMPLICIT, wire.FTPS_EXPLICIT], {}),
+        ("host", HOSTS, [wire.FTP, wire.SFTP], {}),
+        ("proxy_host", PROXIES, [wire.FTP], PROXY),
+    ]
+    for field, names, protocols, fields in tables:
+        for name, protocol in [(name, protocol) for name in names for protocol in protocols]:
+            wanted = {"remote_path": "a", "local_path": WORLD / "kept", "protocol": protocol}
+            assert client.start(command, **wanted | fields | {field: name}) == REFUSED, (name, protocol)
+            asked += 1
+    assert len(log.errors()) == asked
+    assert client.nothing() == (0, wire.INTERNAL)
+    assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
+    assert (WORLD / "kept").read_bytes() == b"kept"
+    assert not [server for server in servers if server.sessions]
+
+
+def test_a_proxys_name_is_not_looked_at_without_a_proxy(daemon, scripted, network_manager, local):
+    scripted(files={"a": b"1"})
+    for number, name in enumerate(["", "a/b", "u@h", "a b"], 1):
+        assert client.download("a", local / "a", proxy_host=name) == (0, 0)
+        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == (0, 0)
+
+
+@pytest.mark.parametrize("host", ["127.0.0.1", "127.0.0.1:2121", "localhost"])
+def test_a_host_may_hold_a_port(daemon, scripted, network_manager, local, host):
+    server = scripted(files={"a": b"1"}, port=2121)
+    port = 0 if ":" in host else 2121
+    assert client.download("a", local / "a", host=host, port=port) == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert len(server.sessions) == 1
+
+
+def test_a_host_may_be_an_ipv6_address_in_brackets(daemon, network_manager, local):
+    # Nobody listens: that it was understood shows in libcurl's code.
+    assert client.download("a", local / "a", host="[::1]") == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).exec_info.curl_code == 7
+
+
+# --- Names that look as if, and are taken as they are
+
+
+DOTS = {
+    "../f": ["CWD ..", "f"],
+    "./f": ["CWD .", "f"],
+    "a/../f": ["CWD a", "CWD ..", "f"],
+    "..": [".."],
+    "d/.": ["CWD d", "."],
+}
+
+
+@pytest.mark.parametrize("verb", ["RETR", "STOR"])
+def test_dot_segments_reach_an_ftp_server(daemon, scripted, network_manager, local, verb):
+    server = scripted(Plan(), files={"f": b"1"})
+    (local / "b").write_bytes(b"1")
+    for path, (*folders, name) in DOTS.items():
+        begin = len(server.sessions)
+        if verb == "RETR":
+            assert client.download(path, local / "a") == (0, 0)
+            network_manager.wait_for(wire.NOTICE_DOWNLOAD, begin + 1)
+        else:
+            assert client.upload(local / "b", path) == (0, 0)
+            network_manager.wait_for(wire.NOTICE_UPLOAD, begin + 1)
+        said = server.sessions[begin].commands
+        assert [command for command in said if command.startswith("CWD")] == folders, path
+        if verb == "STOR" or name == "f":
+            assert f"{verb} {name}" in said, path
+
+
+@pytest.fixture
+def sshd_with(request):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    return lambda **settings: Sshd(HostKey(), **settings)
+
+
+def test_dot_segments_and_types_reach_an_sftp_server(daemon, sshd_with, network_manager, local):
+    sshd = sshd_with()
+    sshd.put("d/inside", b"1")
+    names = ["d/../up", "./here", "d/./deep", "f;type=i", "f;type=a/g", "~/home"]
+    for number, name in enumerate(names, 1):
+        (local / "b").write_bytes(name.encode())
+        assert client.upload(local / "b", name, **SFTP) == (0, 0)
+        assert network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome == (0, 0), name
+        assert sshd.read(name) == name.encode()
+        assert client.download(name, local / "a", **SFTP) == (0, 0)
+        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == (0, 0), name
+        assert (local / "a").read_bytes() == name.encode()
+    assert set(os.listdir(sshd.home)) == {"d", "up", "here", "f;type=i", "f;type=a", "~"}
+
+
+def all_three(network_manager, local, number):
+    """An upload of "f", its look-up and its download: their outcomes."""
+    (local / "b").write_bytes(b"content")
+    client.upload(local / "b", "x/f", **SFTP)
+    yield network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome
+    client.file_info("x/f", **SFTP)
+    yield network_manager.wait_for(wire.NOTICE_FILE_INFO, number).outcome
+    client.download("x/f", local / "a", **SFTP)
+    yield network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome
+
+
+def login_at(sshd_with, name):
+    """A server that alice enters in the folder of that name, beside which is no other."""
+    folder = WORLD / "logins" / name
+    folder.mkdir(parents=True)
+    for each in (folder.parent, folder):
+        each.chmod(0o777)
+    users = WORLD / "etc" / "passwd"
+    users.write_text(users.read_text().replace(f":{HOME}:", f":{folder}:"))
+    sshd_with()
+    return folder
+
+
+@pytest.mark.parametrize("name", ["a?b", "a#b", "100%", "%41", "a b", "ü", ";type=i", "a?b#c%3f"])
+def test_a_login_directory_may_have_any_name(daemon, sshd_with, network_manager, local, name):
+    folder = login_at(sshd_with, name)
+    assert list(all_three(network_manager, local, 1)) == [(0, 0)] * 3
+    assert client.get_file_info()[2:5] == (1, 1, 7)
+    assert (folder / "x" / "f").read_bytes() == b"content"
+    assert (local / "a").read_bytes() == b"content"
+    assert os.listdir(WORLD / "logins") == [name]
+
+
+@pytest.mark.parametrize("name", ["blank ", "back\\slash"])
+def test_a_login_directory_that_a_url_cannot_name_is_left_alone(
+    daemon, sshd_with, network_manager, log, local, name
+):
+    folder = login_at(sshd_with, name)
+    assert list(all_three(network_manager, local, 1)) == [REFUSED] * 3
+    log.wait_for(r"^error: curl_wrapper\(397\): The login directory cannot be put into a URL: ", 3)
+    assert os.listdir(folder) == []
+    assert os.listdir(WORLD / "logins") == [name]
+
+
+def test_a_tilde_below_the_root_is_a_name(daemon, sshd_with, network_manager, local):
+    jail = WORLD / "jail"
+    for folder in (jail, jail / "~", jail / "~" / "x"):
+        folder.mkdir(mode=0o755)
+    (jail / "~").chmod(0o777)
+    (jail / "~" / "f").write_bytes(b"below")
+    (jail / "f").write_bytes(b"above")
+    sshd_with(ChrootDirectory=jail, ForceCommand="internal-sftp -d /")
+    client.download("~/f", local / "a", **SFTP)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert (local / "a").read_bytes() == b"below"
+    client.file_info("~/f", **SFTP)
+    assert network_manager.wait_for(wire.NOTICE_FILE_INFO).outcome == (0, 0)
+    assert client.get_file_info().size == 5
