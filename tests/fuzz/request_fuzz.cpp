@@ -180,7 +180,7 @@ void put_name(std::string *sent, size_t at, size_t end, size_t which)
 }
 
 // One change, so that little input reaches far: by[0] % 16 is the string, by[0] / 16 what is done to it,
-// by[1] and by[2] where in it.
+// by[1] and by[2] where in it; of a name by[1] is which, by[2] where.
 void change(std::string *sent, const uint8_t *by)
 {
     const size_t which = by[0] % 16;

@@ -109,6 +109,8 @@ void transfer(curl_e_handle_t *handle)
 {
     const bool endless = strcmp(curlf_info_.request.host, ENDLESS_HOST) == 0;
     const bool upload = curlf_info_.module_info.exec == JOB_UPLOAD;
+    if (upload) // the sample's unit is the byte: an upload must have moved the whole file
+        scene_->claim(truncate(curlf_info_.request.local_path, SAMPLES) == 0, "the local file is there");
     for (int sample = 1; (endless && !scene_->abandoned) || sample <= SAMPLES; sample++) {
         scheduler_at(endless ? "transfer" : "transfer " + std::to_string(sample));
         const double now = endless ? 1 : sample;
