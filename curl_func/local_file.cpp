@@ -84,6 +84,12 @@ bool local_file_is_removable(FILE *file, const char *path)
     return stat(path, &named) != 0 || is_same(opened, named);
 }
 
+bool local_file_has_byte(FILE *file, int64_t offset)
+{
+    char byte;
+    return pread(fileno(file), &byte, sizeof byte, offset) == sizeof byte;
+}
+
 int64_t local_file_size(FILE *file)
 {
     struct stat opened;

@@ -23,5 +23,8 @@ bool local_file_ends_here(FILE *file);
 // True when a cancelled download may remove `path`: it leads to a regular file, the open one, or nowhere.
 bool local_file_is_removable(FILE *file, const char *path);
 
+// True when a byte can be read at `offset`, whatever the size tells.
+bool local_file_has_byte(FILE *file, int64_t offset);
+
 // Bytes; -1 when they cannot be told.
 int64_t local_file_size(FILE *file);

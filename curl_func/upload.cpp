@@ -66,19 +66,28 @@ static bool prepare_upload(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// What is on the server must be what the file holds now, behind what was there before. A file that grew, or
-// whose size says nothing (as in /proc), is a partial transfer as one that shrank is.
-static void check_all_sent(worker_t *w)
+// What was sent went to the server's bytes `begin` to `end`, behind what was there before. All that the file
+// held at first must be among it; what was appended meanwhile may be missing. A file that shrank may have
+// been sent as a mixture, and one that is longer than its size tells (as in /proc) is not whole. A resume
+// that was tried again has appended the file's start.
+static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
+{
+    const bool has_more = local_file_has_byte(w->file.file, end); // first: if it grows now, the size tells
+    const int64_t size = local_file_size(w->file.file);
+    const bool repeated = begin != 0 && w->job->exec_info.retry_count != 0;
+    return end >= size_at_first && end <= size && !repeated && (!has_more || end < size);
+}
+
+static void check_whole(worker_t *w, int64_t size_at_first)
 {
     curl_e_handle_t copy{};
     curl_e_copy_handle(&copy, &w->handle);
-    const double sent = curl_e_getinfo_size_upload(&copy);
-    const int64_t already_there = w->handle.resume != 0 ? w->handle.resume_offset : 0;
-    const int64_t size = local_file_size(w->file.file);
-    if (is_curl_error(&copy) || sent == static_cast<double>(size - already_there))
+    const auto sent = static_cast<int64_t>(curl_e_getinfo_size_upload(&copy));
+    const int64_t begin = w->handle.resume != 0 ? w->handle.resume_offset : 0;
+    if (is_curl_error(&copy) || is_whole(w, size_at_first, begin, begin + sent))
         return;
-    log_error("curl_func(797)", "The local file was changed while it was sent: %.0f of %lld bytes", sent,
-              static_cast<long long>(size - already_there));
+    log_error("curl_func(797)", "The local file was changed while it was sent: %lld of %lld bytes",
+              static_cast<long long>(sent), static_cast<long long>(local_file_size(w->file.file) - begin));
     w->handle.error = FTPCD_ERR_NETWORK;
     w->handle.curl_code = CURLE_PARTIAL_FILE;
 }
@@ -101,10 +110,11 @@ void upload(worker_t *w)
         fail(w, FTPCD_ERR_LOCAL_READ);
         return;
     }
+    const int64_t size = local_file_size(w->file.file);
     if (prepare_upload(w))
         run_transfer(w, curl_upload_reset, nullptr);
     if (!failed(w))
-        check_all_sent(w);
+        check_whole(w, size);
     if (fclose(w->file.file) != 0)
         log_errno("curl_func(804)");
 }

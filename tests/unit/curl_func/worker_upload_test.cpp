@@ -109,17 +109,28 @@ TEST_F(Worker, ALinkToARegularFileIsUploaded)
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Worker, AnUploadOfAFileThatIsLongerThanWhatWasSentIsPartial)
+TEST_F(Worker, AnUploadOfAFileThatGrewIsWholeWithAllThatItHeldAtFirst)
 {
     const std::string local = write("local", "0123456789");
     script([&](curl_e_handle_t *) {
         EXPECT_EQ(send(10), "0123456789");
         append(local, "more");
     });
+    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_F(Worker, AnUploadThatEndsBeforeWhatTheFileHeldAtFirstIsPartial)
+{
+    const std::string local = write("local", "0123456789");
+    script([&](curl_e_handle_t *) {
+        EXPECT_EQ(send(9), "012345678");
+        append(local, "more");
+    });
     EXPECT_EQ(run(JOB_UPLOAD), 16u);
     EXPECT_EQ(shown.curl_code, 18u);
     EXPECT_EQ(logged(),
-              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 14 bytes\n"});
+              lines{"error: curl_func(797): The local file was changed while it was sent: 9 of 14 bytes\n"});
 }
 
 TEST_F(Worker, AnUploadOfAFileThatGrewAndWasSentToItsEndIsWhole)
@@ -153,6 +164,13 @@ TEST_F(Worker, AnUploadWhoseNameHasGoneToAnotherFileSendsTheOneThatWasOpened)
         EXPECT_EQ(send(100), "0123456789");
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
+}
+
+TEST_F(Worker, AFileThatSaysItIsEmptyAndOfWhichNothingWasSentIsPartial)
+{
+    set_local_path("/proc/self/status");
+    script([](curl_e_handle_t *) {});
+    EXPECT_EQ(run(JOB_UPLOAD), 16u);
 }
 
 TEST_F(Worker, AFileThatSaysItIsEmptyAndIsNotIsPartial)
