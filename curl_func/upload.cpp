@@ -7,7 +7,8 @@
 #include "wire/result_codes.h"
 
 constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // each one waits for the server to confirm it
-constexpr long UPLOAD_BUFFER_BYTES = 512L << 10;
+// As good as 512 KiB for the processor. With that a slow line takes nothing for longer than the limit allows.
+constexpr long UPLOAD_BUFFER_BYTES = 256L << 10;
 
 // Goes on where an earlier upload of the same file ended, as far as the last look-up saw the remote file.
 static bool resume_upload(worker_t *w)

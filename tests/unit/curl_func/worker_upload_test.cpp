@@ -21,14 +21,14 @@ TEST_F(Worker, AnUploadSendsTheLocalFile)
     EXPECT_EQ(shown.total_size, 10);
     EXPECT_EQ(shown.transferred_size, 10);
     EXPECT_EQ(wrapper_.asked,
-              story({"upload(\"" + local + "\", 0, -1)", "copy.upload_buffersize(524288)", "writefunc_data()",
+              story({"upload(\"" + local + "\", 0, -1)", "copy.upload_buffersize(262144)", "writefunc_data()",
                      "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)", "connect_timeout(60)",
                      "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(content(local), "0123456789");
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Worker, AnUploadGathersTwoMebibytesAtATimeOverSftpAndHalfAMebibyteElsewhere)
+TEST_F(Worker, AnUploadGathersTwoMebibytesAtATimeOverSftpAndLessElsewhere)
 {
     write("local", "x");
     for (const uint32_t protocol : {0u, 1u, 2u, 3u, 6u}) {
@@ -40,7 +40,7 @@ TEST_F(Worker, AnUploadGathersTwoMebibytesAtATimeOverSftpAndHalfAMebibyteElsewhe
         const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
         ASSERT_NE(upload, asked.end());
         EXPECT_EQ(upload[1],
-                  protocol == 3 ? "copy.upload_buffersize(2097152)" : "copy.upload_buffersize(524288)");
+                  protocol == 3 ? "copy.upload_buffersize(2097152)" : "copy.upload_buffersize(262144)");
     }
 }
 
@@ -277,7 +277,7 @@ TEST_F(Worker, AResumedUploadAppendsWhatIsMissing)
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(wrapper_.asked,
-              story({"append(1)", "upload(\"" + path("local") + "\", 1, 4)", "copy.upload_buffersize(524288)",
+              story({"append(1)", "upload(\"" + path("local") + "\", 1, 4)", "copy.upload_buffersize(262144)",
                      "writefunc_data()", "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
                      "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(logged_with_priority(),
