@@ -129,12 +129,12 @@ bool is_read_exactly(curl_e_handle_t *rec)
     return false;
 }
 
-// libcurl takes "/~/" at the start of an SFTP path for the login directory; with "//~/" it is what it says.
+// libcurl takes "/~" at the start of an SFTP path for the login directory; with "//~" it is what it says.
 heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
 {
     const char *scheme_end = strstr(url.get(), "://");
     const char *path = strchr(scheme_end != nullptr ? scheme_end + 3 : url.get(), '/');
-    if (path == nullptr || strncmp(path, "/~/", 3) != 0)
+    if (path == nullptr || strncmp(path, "/~", 2) != 0 || (path[2] != '/' && path[2] != '\0'))
         return url;
     heap_string kept(malloc_ins_str1(url.get(), static_cast<size_t>(path - url.get()), "/"));
     if (!kept)

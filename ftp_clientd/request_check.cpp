@@ -43,6 +43,11 @@ bool through_other_than_socks(uint32_t command, const transfer_request_t &reques
            std::ranges::none_of(SOCKS, [&](auto start) { return begins_with(request.proxy_host, start); });
 }
 
+bool uploaded_through_proxy(uint32_t command, const transfer_request_t &request)
+{
+    return command == COMMAND_UPLOAD && through_other_than_socks(command, request);
+}
+
 bool with_server_identity(uint32_t, const transfer_request_t &request)
 {
     return request.protocol >= PROTOCOL_FTPS_IMPLICIT && request.protocol <= PROTOCOL_SFTP;
@@ -56,6 +61,8 @@ struct string_rule_t {
     const char *refused_text = nullptr; // what it must not hold in any case of letters
     bool is_needed = false;             // an empty one is refused
     std::string_view start = "";        // may stand in front, in any case of letters; the rest is checked
+    bool may_log_in = false;            // behind that "user:password@" may stand
+    bool names_a_file = false;          // one that ends in '/' is refused
 };
 
 #define FIELD(member) offsetof(transfer_request_t, member), sizeof(transfer_request_t::member)
@@ -64,6 +71,9 @@ struct string_rule_t {
 // command: what follows would be a second one.
 constexpr const char *NOT_IN_PATH = "#?\r\n";
 constexpr const char *NOT_IN_LOGIN = "\r\n";
+
+// On an FTP connection the byte 255 begins a TELNET command (RFC 854): some servers take it out of a name.
+constexpr const char *NOT_IN_FTP_PATH = "\xff";
 
 // libcurl cuts an FTP path there, wherever it stands; an HTTP proxy may, whatever the case of its letters.
 constexpr const char *FTP_TYPE = ";type=";
@@ -74,7 +84,13 @@ constexpr const char *NOT_IN_HOST = "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09
 
 constexpr string_rule_t STRINGS[] = {
     {FIELD(remote_path), with_libcurl, NOT_IN_PATH},
-    {FIELD(remote_path), over_ftp, "", FTP_TYPE},
+    {FIELD(remote_path), over_ftp, NOT_IN_FTP_PATH, FTP_TYPE},
+    // A proxy makes a file there whose name the server chooses.
+    {.offset = offsetof(transfer_request_t, remote_path),
+     .size = sizeof(transfer_request_t::remote_path),
+     .is_read = uploaded_through_proxy,
+     .is_needed = true,
+     .names_a_file = true},
     {FIELD(remote_path), with_zixi},
     {FIELD(local_path), with_local_file},
     {FIELD(host), with_libcurl, NOT_IN_HOST, nullptr, true},
@@ -82,12 +98,25 @@ constexpr string_rule_t STRINGS[] = {
     {FIELD(username), with_libcurl, NOT_IN_LOGIN},
     {FIELD(password), with_libcurl, NOT_IN_LOGIN},
     {FIELD(proxy_host), through_proxy},
-    {FIELD(proxy_host), through_other_than_socks, NOT_IN_HOST, nullptr, true, "http://"},
+    {FIELD(proxy_host), through_other_than_socks, NOT_IN_HOST, nullptr, true, "http://", true},
     {offsetof(transfer_request_t, server_auth) + offsetof(server_auth_t, save_path),
      sizeof(server_auth_t::save_path), with_server_identity},
     {ZIXI_USER_OFFSET, ZIXI_USER_SIZE, with_zixi},
     {ZIXI_PASSWORD_OFFSET, ZIXI_PASSWORD_SIZE, with_zixi},
 };
+
+bool ends_in_slash(const char *text)
+{
+    const size_t length = strlen(text);
+    return length > 0 && text[length - 1] == '/';
+}
+
+// A '@' alone is no login: then the text stays as it is.
+const char *behind_login(const char *text)
+{
+    const size_t length = strcspn(text, NOT_IN_HOST);
+    return text[length] == '@' && memchr(text, ':', length) != nullptr ? text + length + 1 : text;
+}
 
 bool is_readable(const string_rule_t &rule, const void *body)
 {
@@ -96,9 +125,11 @@ bool is_readable(const string_rule_t &rule, const void *body)
         return false;
     if (begins_with(text, rule.start))
         text += rule.start.size();
+    if (rule.may_log_in)
+        text = behind_login(text);
     return strpbrk(text, rule.refused) == nullptr &&
            (rule.refused_text == nullptr || strcasestr(text, rule.refused_text) == nullptr) &&
-           (!rule.is_needed || *text != '\0');
+           (!rule.is_needed || *text != '\0') && (!rule.names_a_file || !ends_in_slash(text));
 }
 
 } // namespace

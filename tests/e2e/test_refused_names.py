@@ -17,10 +17,11 @@ PROXY = {"proxy_type": 1, "proxy_port": 3128}
 SFTP = {"protocol": wire.SFTP, "port": 22}
 
 # libcurl cuts at the first ";type=" of a path; a proxy may whatever the case of its letters.
-TYPES = ["f;type=i", "f;type=a", "f;TYPE=D", "f;Type=x", "d;type=i/f", ";type=", "f;type=i;type=a"]
+NO_PATHS = [b"a\xff", "f;type=i", "f;type=a", "f;TYPE=D", "f;Type=x", "d;type=i/f", ";type=", "f;type=i;type=a"]
 HOSTS = ["", "/", "a/b", "127.0.0.1/f", "a?", "127.0.0.1#", "u:p@127.0.0.1", "a\\b", "a b", " a", "a "]
 HOSTS += [f"a{chr(code)}" for code in [*range(1, 32), 127]]
-PROXIES = [f"{scheme}{host}" for scheme in ("", "http://", "HTTP://") for host in HOSTS]
+NO_PROXY = [host for host in HOSTS if host != "u:p@127.0.0.1"] + ["u@127.0.0.1", "u:p@", "u:p@a@b", "u /:p@a"]
+PROXIES = [f"{scheme}{host}" for scheme in ("", "http://", "HTTP://") for host in NO_PROXY]
 PROXIES += ["https://a", "ftp://a", "sftp://a", "http:/a"]
 
 
@@ -30,7 +31,7 @@ def test_they_are_answered_with_5_and_nothing_crosses_the_wire(daemon, scripted,
     (WORLD / "kept").write_bytes(b"kept")
     asked = 0
     tables = [  # a request takes 0.1 s; the unit tests try every protocol with every name
-        ("remote_path", TYPES, [wire.FTP, wire.FTPS_IMPLICIT, wire.FTPS_EXPLICIT], {}),
+        ("remote_path", NO_PATHS, [wire.FTP, wire.FTPS_IMPLICIT, wire.FTPS_EXPLICIT], {}),
         ("host", HOSTS, [wire.FTP, wire.SFTP], {}),
         ("proxy_host", PROXIES, [wire.FTP], PROXY),
     ]

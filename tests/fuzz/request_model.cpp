@@ -66,7 +66,7 @@ bool is_path(std::string_view path, bool over_ftp)
     for (const char byte : path)
         if (byte == '#' || byte == '?' || byte == '\r' || byte == '\n')
             return false;
-    return !over_ftp || !holds(in_small_letters(path), ";type=");
+    return !over_ftp || (!holds(in_small_letters(path), ";type=") && !holds(path, "\xff"));
 }
 
 // A name or a number, with a port or not.
@@ -80,13 +80,32 @@ bool is_host(std::string_view host)
     return !host.empty();
 }
 
-bool is_proxy(std::string_view proxy)
+bool is_socks(std::string_view proxy)
 {
     const std::string small = in_small_letters(proxy);
     for (const char *socks : {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"})
         if (small.find(socks) == 0)
-            return true; // the job is answered that there are none
-    return is_host(small.find("http://") == 0 ? proxy.substr(7) : proxy);
+            return true;
+    return false;
+}
+
+bool is_proxy(std::string_view proxy)
+{
+    if (is_socks(proxy))
+        return true; // the job is answered that there are none
+    const std::string small = in_small_letters(proxy);
+    if (small.find("http://") == 0)
+        proxy = proxy.substr(7);
+    const size_t at = proxy.find('@');
+    const bool logs_in = at != proxy.npos && holds(proxy.substr(0, at), ":") &&
+                         is_host(proxy.substr(0, at)); // no host, but held alike
+    return is_host(logs_in ? proxy.substr(at + 1) : proxy);
+}
+
+// Through a proxy an upload to a folder would make a file that the server names.
+bool goes_through(std::string_view proxy, uint32_t command, std::string_view path)
+{
+    return is_proxy(proxy) && (is_socks(proxy) || command != 2 || (!path.empty() && path.back() != '/'));
 }
 
 bool is_one_line(std::string_view text) { return !holds(text, "\r") && !holds(text, "\n"); }
@@ -117,7 +136,8 @@ bool is_acceptable(uint32_t command, std::string_view body)
     if (is_zixi(protocol))
         return true;
     return is_path(text_of(body, REMOTE_PATH), protocol != 3) && is_host(text_of(body, HOST)) &&
-           (number_at(body, PROXY_TYPE_AT) == 0 || is_proxy(text_of(body, PROXY_HOST))) &&
+           (number_at(body, PROXY_TYPE_AT) == 0 ||
+            goes_through(text_of(body, PROXY_HOST), command, text_of(body, REMOTE_PATH))) &&
            is_one_line(text_of(body, USERNAME)) && is_one_line(text_of(body, PASSWORD));
 }
 

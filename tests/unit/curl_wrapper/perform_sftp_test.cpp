@@ -99,7 +99,7 @@ TEST(PerformSftp, ATildeIsAName)
         {"sftp://h/~/f", "/home/u", "URL 'sftp://h/home/u/~/f'"},
         {"sftp://h/f", "/~", "URL 'sftp://h//~/f'"},
         {"sftp://h/~f", "/", "URL 'sftp://h/~f'"},
-        {"sftp://h/~", "/", "URL 'sftp://h/~'"},
+        {"sftp://h/~", "/", "URL 'sftp://h//~'"},
     };
     for (const auto &c : cases) {
         job_t job(c.url);

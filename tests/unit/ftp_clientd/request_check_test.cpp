@@ -128,7 +128,7 @@ TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
         const char *refused;
         const char *taken;
     } const cases[] = {
-        {"remote_path", 0, "#?\r\n", " %&;*[]\\:@\t\x01\x7f\xc3\xff"},
+        {"remote_path", 0, "#?\r\n", " %&;*[]\\:@\t\x01\x7f\xc3\xfe"},
         {"local_path", 512, "", "#?\r\n"},
         {"username", 1028, "\r\n", "#? %@:"},
         {"password", 1060, "\r\n", "#? %@:"},
@@ -232,6 +232,45 @@ TEST(RequestCheck, AnFtpPathWithATypeIsRefusedWhereverItStandsAndHoweverItIsWrit
         }
 }
 
+TEST(RequestCheck, AnFtpPathWithTheByteThatBeginsATelnetCommandIsRefused)
+{
+    for (const char *path : {"\xff", "a\xff", "\xff/b",
+                             "a\xff\xff"
+                             "b"})
+        for (const uint32_t protocol : PROTOCOLS)
+            expect_judged(0, protocol, {path, protocol != 3 && !is_zixi(protocol)});
+}
+
+TEST(RequestCheck, AnUploadThroughAProxyMustNameAFile)
+{
+    for (const char *path : {"", "/", "d/", "a/b/"})
+        for (const uint32_t command : START_COMMANDS)
+            for (const uint32_t protocol : PROTOCOLS)
+                for (const uint32_t proxy_type : {0u, 1u}) {
+                    raw_request request;
+                    request.protocol(protocol)
+                        .proxy_type(proxy_type)
+                        .text(1292, "p")
+                        .text(0, path + std::string(1, 0));
+                    const bool is_refused = command == 2 && proxy_type != 0 && !is_zixi(protocol);
+                    EXPECT_EQ(is_taken(command, request.body), !is_refused)
+                        << path << ", " << where(command, protocol);
+                }
+}
+
+TEST(RequestCheck, ALoginMayStandInFrontOfAProxysHost)
+{
+    const named_t proxies[] = {
+        {"u:p@proxy", false}, {"u:@proxy", false},  {":p@proxy", false},  {"u%40x:p%3A@proxy:3128", false},
+        {"u@proxy", true},    {"u:p@", true},       {"u:p@a@b", true},    {"u p:x@proxy", true},
+        {"u/:p@proxy", true}, {"u:p#@proxy", true}, {"u:p?@proxy", true}, {"u:p\\@proxy", true},
+        {"@:proxy", true},    {"u:p@pro xy", true},
+    };
+    for (const named_t &proxy : proxies)
+        for (const std::string front : {"", "http://", "HTTP://"})
+            expect_judged(1292, 0, {front + proxy.name, proxy.is_refused}, 1);
+}
+
 TEST(RequestCheck, DotSegmentsAndBlanksInAPathAreTaken)
 {
     for (const char *path : {"../f", "./f", "a/../b", "..", "/..//f", " f ", "", "d/", "~/f", "%2e%2e/f"})
@@ -259,7 +298,8 @@ TEST(RequestCheck, AProxysNameIsHeldToTheSameRuleWhereAProxyIsUsed)
         for (const std::string front : {"", "http://", "HTTP://", "Http://"})
             for (const uint32_t proxy_type : {0u, 1u, 2u, 0xFFFFFFFFu})
                 for (const uint32_t protocol : PROTOCOLS) {
-                    const bool is_refused = names_a_scheme ? !front.empty() : host.is_refused;
+                    const bool logs_in = host.name == "u:p@a";
+                    const bool is_refused = names_a_scheme ? !front.empty() : host.is_refused && !logs_in;
                     const bool is_read = proxy_type != 0 && !is_zixi(protocol);
                     expect_judged(1292, protocol, {front + host.name, is_refused && is_read}, proxy_type);
                 }
