@@ -41,10 +41,10 @@ def run(*words, **variables):
     return Outcome(done.returncode, done.stdout, done.stderr)
 
 
-def start(*words, **options):
-    """A process that the test's end ends."""
+def start(*words, wrapper=(), **options):
+    """A process that the test's end ends. wrapper: a command to run it under."""
     return processes.spawn(
-        [*command(), *map(str, words)],
+        [*wrapper, *command(), *map(str, words)],
         env=environment(),
         stdin=subprocess.DEVNULL,
         stdout=subprocess.PIPE,

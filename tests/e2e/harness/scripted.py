@@ -126,6 +126,7 @@ class Session(threading.Thread):
         self.plan = plan
         self.commands = []
         self.began = time.monotonic()
+        self.reached = connection.getsockname()[0]
         self._control = connection
         self._passive = None
         self._active = None
@@ -254,7 +255,7 @@ class ScriptedServer:
 
     session_class = Session
 
-    def __init__(self, *plans, files=None, port=21):
+    def __init__(self, *plans, files=None, port=21, address="127.0.0.1"):
         self.plans = plans or (Plan(),)
         self.files = files or {}
         self.sessions = []
@@ -263,7 +264,7 @@ class ScriptedServer:
         self.closing = threading.Event()
         self.held = {}
         self._afterwards = {}
-        self._listener = socket.create_server(("127.0.0.1", port))
+        self._listener = socket.create_server((address, port))
         threading.Thread(target=self._serve, daemon=True).start()
 
     def _serve(self):

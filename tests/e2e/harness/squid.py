@@ -28,17 +28,54 @@ max_filedescriptors 256
 """
 
 
+# Answers squid's question, "user password" a line; it may be asked as nobody.
+WHO_MAY = """#!/bin/sh
+while read -r login; do
+    [ "$login" = "%s" ] && echo OK || echo ERR
+done
+"""
+LOGIN_NEEDED = """
+auth_param basic program {program}
+auth_param basic realm here
+acl known proxy_auth REQUIRED
+http_access allow known
+http_access deny all
+"""
+
+
 class Squid:
-    def __init__(self):
+    """login: (user, password), both in URL escapes, that a client must give; None: nobody is asked."""
+
+    def __init__(self, login=None):
         folder = WORLD / "squid"
         folder.mkdir()
         folder.chmod(0o777)
         self._file = folder / "squid.conf"
-        self._file.write_text(CONFIGURATION)
+        configuration = CONFIGURATION
+        if login:
+            program = folder / "who_may"
+            program.write_text(WHO_MAY % " ".join(login))
+            program.chmod(0o755)
+            configuration = configuration.replace("http_access allow all\n", "")
+            configuration += LOGIN_NEEDED.format(program=program)
+        self._file.write_text(configuration)
         self._log = folder / "access.log"
+        self.start()
+
+    def start(self):
+        """Again, when it has died."""
         self._process = processes.spawn(["/usr/sbin/squid", "-N", "-f", str(self._file)])
         wait_until(lambda: listens(PORT) or self._process.poll() is not None, "squid to listen")
         assert self._process.poll() is None, "squid did not start"
+
+    @property
+    def has_died(self):
+        return self._process.poll() is not None
+
+    @property
+    def last_words(self):
+        said = (WORLD / "squid" / "cache.log").read_text(errors="backslashreplace").splitlines()
+        return f"status {self._process.returncode}", said[-3:]
 
     @property
     def requests(self):

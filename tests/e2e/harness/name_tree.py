@@ -1,0 +1,101 @@
+"""The files that a server has while a name is tried: known before a job, compared after it."""
+
+import contextlib
+import os
+import shutil
+
+MARGIN = 12  # bytes between the sizes of two files
+
+
+@contextlib.contextmanager
+def for_everybody():
+    """What is made meanwhile, everybody may write to."""
+    before = os.umask(0)
+    try:
+        yield
+    finally:
+        os.umask(before)
+
+
+class Tree:
+    """All below `root`, which servers may write to; the login directory stays. Paths are absolute bytes."""
+
+    def __init__(self, root, login):
+        self.root, self.login = os.fsencode(root), os.fsencode(login)
+        os.makedirs(self.login, exist_ok=True)
+        self._files = 0
+        for folder in (self.root, self.login):
+            os.chmod(folder, 0o777)
+
+    def clear(self):
+        """Leaves the login directory, and nothing else."""
+        self._files = 0
+        for folder in (self.root, self.login):
+            for entry in os.scandir(folder):
+                if self.login == entry.path or self.login.startswith(entry.path + b"/"):
+                    continue
+                if entry.is_dir(follow_symlinks=False):
+                    shutil.rmtree(entry.path)
+                else:
+                    os.unlink(entry.path)
+
+    def holds(self, path):
+        return path.startswith(self.root + b"/")
+
+    def make_folders(self, folders):
+        """False when one cannot be: a file is in the way, its name is too long, it is not in this tree."""
+        for folder in folders:
+            if folder == b"/" or self.root == folder or self.root.startswith(folder + b"/"):
+                continue
+            if not self.holds(folder):
+                return False
+            try:
+                with for_everybody():
+                    os.makedirs(folder, exist_ok=True)
+            except OSError:
+                return False
+        return True
+
+    def put(self, meaning):
+        """A file that no other in the tree is like, by content and by size; False when it cannot be."""
+        if meaning.file is None or not self.holds(meaning.file):
+            return False
+        if os.path.lexists(meaning.file) or not self.make_folders(meaning.folders):
+            return False
+        try:
+            with for_everybody(), open(meaning.file, "xb") as file:
+                file.write(self._content(meaning.file))
+        except OSError:
+            return False
+        return True
+
+    def _content(self, path):
+        self._files += 1
+        length = self._files * MARGIN
+        return (b"%d: " % self._files + path.ljust(length))[:length]
+
+    def restore(self, files):
+        """What was read before."""
+        self.clear()
+        with for_everybody():
+            for path in sorted(files):
+                if files[path] is None:
+                    os.makedirs(path, exist_ok=True)
+                    continue
+                with open(path, "wb") as file:
+                    file.write(files[path])
+
+    def read(self):
+        """{path: content; None for a folder}"""
+        found = {}
+        for folder, folders, files in os.walk(self.root):
+            for name in folders:
+                found[os.path.join(folder, name)] = None
+            for name in files:
+                path = os.path.join(folder, name)
+                try:
+                    with open(path, "rb") as file:
+                        found[path] = file.read()
+                except FileNotFoundError:
+                    pass  # of a server that just ends
+        return found

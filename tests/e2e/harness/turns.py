@@ -1,0 +1,81 @@
+"""The turns that programs take at the daemon (docs/protocol.md), and programs that take none."""
+
+import fcntl
+import os
+import threading
+
+from . import client
+from .waiting import DEADLINE_S, wait_until
+
+FILE = client.CONTROL_SOCKET + ".turn"
+
+
+class Turn:
+    """Held by the test itself, in a with statement. Waits for it as any program does."""
+
+    def __enter__(self):
+        self._fd = os.open(FILE, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o666)
+        wait_until(self._try, "the turn")
+        return self
+
+    def __exit__(self, *_):
+        os.close(self._fd)
+
+    def _try(self):
+        try:
+            fcntl.flock(self._fd, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            return False
+        return True
+
+
+def is_free():
+    with open(FILE, "rb") as file:
+        try:
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            return False
+        return True
+
+
+def waiting():
+    """How many programs have a place in the line."""
+    if not os.path.exists(FILE):
+        return 0
+    found = os.stat(FILE)
+    name = f"{os.major(found.st_dev):02x}:{os.minor(found.st_dev):02x}:{found.st_ino}"
+    with open("/proc/locks") as locks:  # of the whole machine
+        fields = [line.split() for line in locks]
+    return sum(name in each and "OFDLCK" in each for each in fields)
+
+
+def wait_for_line(count, deadline_s=DEADLINE_S):
+    """Until so many programs wait."""
+    wait_until(lambda: waiting() >= count, f"{count} programs in the line", deadline_s)
+
+
+class Stranger:
+    """A program that takes no turns: does the same again and again, in a with statement.
+
+    `said` counts its answers. pause_s: between two of them; 0 = as fast as it goes."""
+
+    def __init__(self, action, pause_s=0.0):
+        self._action, self._pause_s = action, pause_s
+        self._stop = threading.Event()
+        self.said = {}
+        self._thread = threading.Thread(target=self._repeat, daemon=True)
+
+    def __enter__(self):
+        self._thread.start()
+        wait_until(lambda: self.said, "a first answer to a stranger")
+        return self
+
+    def __exit__(self, *_):
+        self._stop.set()
+        self._thread.join()
+
+    def _repeat(self):
+        while not self._stop.is_set():
+            answer = self._action()
+            self.said[answer] = self.said.get(answer, 0) + 1
+            self._stop.wait(self._pause_s)
