@@ -5,6 +5,9 @@
 #include "wire/job_status.h"
 
 #define CONTROL_SOCKET_PATH "/var/run/ftp.sock"
+/* Clients take turns by an exclusive flock(2) on this empty file beside the socket; the daemon does not know
+ * it. */
+#define CONTROL_TURN_PATH CONTROL_SOCKET_PATH ".turn"
 
 enum control_command {
     COMMAND_NONE = 0,     /* answers with the return code of the last command 1, 2 or 5 */

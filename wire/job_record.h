@@ -3,7 +3,7 @@
 #ifndef WIRE_JOB_RECORD_H
 #define WIRE_JOB_RECORD_H
 
-#include "wire/job_status.h"
+#include "wire/job_init.h"
 #include "wire/transfer_request.h"
 
 typedef struct job_record_t {

@@ -20,7 +20,12 @@ WIRE_FIELD(module_info_t, result, 8, 4);
 WIRE_FIELD(module_info_t, cancel, 12, 4);
 WIRE_SIZE(module_info_t, 16);
 
-enum response_code_type { RESPONSE_CODE_OTHER = 0, RESPONSE_CODE_FTP = 1, RESPONSE_CODE_HTTP = 2 };
+enum response_code_type {
+    RESPONSE_CODE_OTHER = 0,
+    RESPONSE_CODE_FTP = 1,
+    RESPONSE_CODE_HTTP = 2,
+    RESPONSE_CODE_ZIXI = 3, /* a Zixi job: zixi_error counts, there is no response code */
+};
 
 /* Progress and outcome of a job. */
 typedef struct exec_info_t {
@@ -29,7 +34,7 @@ typedef struct exec_info_t {
     double elapsed_time;     /* seconds */
     uint32_t curl_code;      /* libcurl jobs: the transfer's CURLcode */
     uint32_t zixi_error;     /* Zixi jobs: the library's last error; kept from job to job by libcurl jobs */
-    uint32_t response_code_type; /* libcurl jobs: response_code_type; Zixi jobs: 3 */
+    uint32_t response_code_type; /* enum response_code_type */
     uint32_t response_code;      /* libcurl jobs: the server's last reply code */
     uint32_t retry_count;        /* libcurl jobs: retries made */
     uint32_t unused;             /* receivers ignore it */
@@ -46,14 +51,21 @@ WIRE_FIELD(exec_info_t, retry_count, 40, 4);
 WIRE_FIELD(exec_info_t, unused, 44, 4);
 WIRE_SIZE(exec_info_t, 48);
 
+/* What stands in a remote_file_t for what the listing did not tell. */
+enum remote_file_unknown {
+    REMOTE_FILE_YEAR_UNKNOWN = 65535,
+    REMOTE_FILE_UNKNOWN = 255,              /* month to minute */
+    REMOTE_FILE_ATTRIBUTES_UNKNOWN = 65535, /* after a Zixi job; else -1 */
+};
+
 /* What a file-information job learnt about a remote file. Only a file counts: a directory or link of the
  * wanted name leaves both flags at 0. */
 typedef struct remote_file_t {
     uint32_t looked_up; /* 1 = a listing was read, or the file's absence was accepted */
     uint32_t exists;    /* 1 = the file was found */
     int64_t size;       /* bytes; -1 when the listing gave none */
-    int32_t year;       /* 65535 when the listing gave none */
-    int32_t month;      /* month to minute: 255 when the listing gave none */
+    int32_t year;       /* REMOTE_FILE_YEAR_UNKNOWN when the listing gave none */
+    int32_t month;      /* month to minute: REMOTE_FILE_UNKNOWN when the listing gave none */
     int32_t day;
     int32_t hour;
     int32_t minute;
@@ -74,26 +86,5 @@ WIRE_FIELD(remote_file_t, attributes, 36, 4);
 WIRE_FIELD(remote_file_t, is_link, 40, 4);
 WIRE_FIELD(remote_file_t, unused, 44, 4);
 WIRE_SIZE(remote_file_t, 48);
-
-/* Resets a status head: idle, no job, no result, not cancelled. */
-static inline void ftp_clientd_if_module_info_init(module_info_t *info)
-{
-    info->running = 0;
-    info->exec = JOB_NONE;
-    info->result = 0;
-    info->cancel = 0;
-}
-
-/* Resets a progress block, but for zixi_error (and the unused tail): only the Zixi engine clears its own. */
-static inline void ftp_clientd_if_exec_info_init(exec_info_t *info)
-{
-    info->total_size = 0;
-    info->transferred_size = 0;
-    info->elapsed_time = 0;
-    info->curl_code = 0;
-    info->response_code_type = RESPONSE_CODE_OTHER;
-    info->response_code = 0;
-    info->retry_count = 0;
-}
 
 #endif

@@ -4,6 +4,7 @@
 #define WIRE_WIRE_H
 
 #include "wire/control.h"
+#include "wire/job_init.h"
 #include "wire/job_record.h"
 #include "wire/job_status.h"
 #include "wire/notice.h"

@@ -1,6 +1,7 @@
 #include "zixi_func/job.h"
 
 #include "strutil/strutil.h"
+#include "wire/job_init.h"
 
 static pthread_mutex_t mutex_;
 static zixif_info_t zixif_info_;

@@ -1,4 +1,4 @@
-#include "wire/job_status.h"
+#include "wire/job_init.h"
 
 #include <array>
 #include <cstring>
