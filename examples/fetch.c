@@ -22,40 +22,45 @@ static int failed(const char *what, int code)
     return 1;
 }
 
-/* Runs one job to its end. */
-static int run(const ftpclient_t *client, int job, const ftpclient_request_t *request, const char *what)
+/* The same for a setter, which says why it refused. */
+static int refused(const ftpclient_request_t *request, int code)
 {
-    ftpclient_state_t state;
-    if (failed(what, ftpclient_start(client, job, request, FTPCLIENT_TIMEOUT_MS)))
-        return 1;
-    if (failed(what, ftpclient_wait(client, &state, sizeof state, JOB_TIMEOUT_MS))) {
-        ftpclient_cancel(client, FTPCLIENT_TIMEOUT_MS);
-        return 1;
-    }
-    return failed(what, state.result);
+    if (code != FTPCLIENT_OK)
+        fprintf(stderr, "fetch: %s\n", ftpclient_request_complaint(request));
+    return code != FTPCLIENT_OK;
+}
+
+/* Runs one job to its end, in turn with other programs. */
+static int run(const ftpclient_t *client, int job, const ftpclient_request_t *request, const char *what,
+               ftpclient_outcome_t *outcome)
+{
+    const int code = ftpclient_run(client, job, request, outcome, sizeof *outcome, JOB_TIMEOUT_MS);
+    if (code > 0 && outcome->cause > FTPCLIENT_CAUSE_OTHER)
+        fprintf(stderr, "fetch: %s: %s\n", what, ftpclient_cause_text(outcome->cause));
+    else
+        failed(what, code);
+    return code != FTPCLIENT_OK;
 }
 
 static int fetch(const ftpclient_t *client, ftpclient_request_t *request, char **arguments)
 {
     const char *password = getenv("FETCH_PASSWORD");
-    if (failed("host", ftpclient_request_set_server(request, arguments[1], 0)) ||
-        failed("login", ftpclient_request_set_login(request, arguments[2], password ? password : "")) ||
-        failed("remote path", ftpclient_request_set_remote_path(request, arguments[3])) ||
-        failed("local path", ftpclient_request_set_local_path(request, arguments[4])))
+    if (refused(request, ftpclient_request_set_server(request, arguments[1], 0)) ||
+        refused(request, ftpclient_request_set_login(request, arguments[2], password ? password : "")) ||
+        refused(request, ftpclient_request_set_remote_path(request, arguments[3])) ||
+        refused(request, ftpclient_request_set_local_path(request, arguments[4])))
         return 1;
 
-    if (run(client, FTPCLIENT_FILE_INFO, request, "file information"))
+    ftpclient_outcome_t outcome;
+    if (run(client, FTPCLIENT_FILE_INFO, request, "file information", &outcome))
         return 1;
-    ftpclient_file_info_t info;
-    if (failed("file information", ftpclient_get_file_info(client, &info, sizeof info, FTPCLIENT_TIMEOUT_MS)))
-        return 1;
-    if (!info.exists) {
+    if (!outcome.file.exists) {
         fprintf(stderr, "fetch: %s: there is no such file\n", arguments[3]);
         return 1;
     }
-    printf("%s: %" PRId64 " bytes\n", arguments[3], info.size_bytes);
+    printf("%s: %" PRId64 " bytes\n", arguments[3], outcome.file.size_bytes);
 
-    if (run(client, FTPCLIENT_DOWNLOAD, request, "download"))
+    if (run(client, FTPCLIENT_DOWNLOAD, request, "download", &outcome))
         return 1;
     printf("%s: done\n", arguments[4]);
     return 0;

@@ -1,9 +1,10 @@
-// Uploads a file. The end comes as a notice, in an event loop; meanwhile the progress is asked for.
+// Uploads a file in an event loop: the upload, its progress and the daemon's notices, without a thread.
 //   send HOST USER LOCAL_PATH REMOTE_PATH       the password comes by the environment, as SEND_PASSWORD
 //
 // c++ -std=c++17 send.cpp $(pkg-config --cflags --libs ftpclient) -o send
 #include <ftpclient.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -15,25 +16,29 @@ template <auto release> struct give_back {
 };
 using client_ptr = std::unique_ptr<ftpclient_t, give_back<ftpclient_close>>;
 using request_ptr = std::unique_ptr<ftpclient_request_t, give_back<ftpclient_request_free>>;
+using call_ptr = std::unique_ptr<ftpclient_call_t, give_back<ftpclient_call_free>>;
 using notices_ptr = std::unique_ptr<ftpclient_notices_t, give_back<ftpclient_notices_close>>;
 
-static void check(const char *what, int code)
+static void check(const std::string &what, int code)
 {
     if (code != FTPCLIENT_OK)
-        throw std::runtime_error(std::string(what) + ": " + ftpclient_strerror(code));
+        throw std::runtime_error(what + ": " + ftpclient_strerror(code));
 }
 
-static client_ptr connect_to_daemon()
+static client_ptr open_client()
 {
     ftpclient_t *client = nullptr;
-    check("daemon", ftpclient_connect(nullptr, FTPCLIENT_TIMEOUT_MS, &client));
+    check("daemon", ftpclient_open(nullptr, &client));
     return client_ptr(client);
 }
 
+// Nothing when the device's network manager receives them: all works without.
 static notices_ptr listen_for_notices()
 {
     ftpclient_notices_t *notices = nullptr;
-    check("notices", ftpclient_notices_open(nullptr, &notices));
+    const int code = ftpclient_notices_open(nullptr, &notices);
+    if (code != FTPCLIENT_ERR_IN_USE)
+        check("notices", code);
     return notices_ptr(notices);
 }
 
@@ -43,36 +48,59 @@ static request_ptr request_from(char **arguments)
     check("request", ftpclient_request_new(FTPCLIENT_FTP, &made));
     request_ptr request(made);
     const char *password = std::getenv("SEND_PASSWORD");
-    check("host", ftpclient_request_set_server(made, arguments[1], 0));
-    check("login", ftpclient_request_set_login(made, arguments[2], password ? password : ""));
-    check("local path", ftpclient_request_set_local_path(made, arguments[3]));
-    check("remote path", ftpclient_request_set_remote_path(made, arguments[4]));
+    if (ftpclient_request_set_server(made, arguments[1], 0) != FTPCLIENT_OK ||
+        ftpclient_request_set_login(made, arguments[2], password ? password : "") != FTPCLIENT_OK ||
+        ftpclient_request_set_local_path(made, arguments[3]) != FTPCLIENT_OK ||
+        ftpclient_request_set_remote_path(made, arguments[4]) != FTPCLIENT_OK)
+        throw std::runtime_error(ftpclient_request_complaint(made));
     return request;
 }
 
-// True when the upload's notice has come.
-static bool is_done(ftpclient_notices_t *notices, ftpclient_notice_t &notice)
+static call_ptr begin_upload(const ftpclient_t *client, const ftpclient_request_t *request)
 {
-    const int code = ftpclient_notices_receive(notices, &notice, sizeof notice, 0);
-    if (code == FTPCLIENT_ERR_TIMEOUT || code == FTPCLIENT_ERR_PROTOCOL)
-        return false; // none yet, or not from the daemon
-    check("notices", code);
-    return notice.code == FTPCLIENT_NOTICE_UPLOAD_DONE;
+    ftpclient_call_t *call = nullptr;
+    check("upload", ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, -1, &call));
+    return call_ptr(call);
 }
 
-static ftpclient_notice_t follow(const ftpclient_t *client, ftpclient_notices_t *notices)
+static void show_notice(ftpclient_notices_t *notices)
 {
-    pollfd waiting = {ftpclient_notices_fd(notices), POLLIN, 0};
-    for (;;) {
-        ftpclient_notice_t notice;
-        if (poll(&waiting, 1, 500) > 0 && is_done(notices, notice))
-            return notice;
-        ftpclient_state_t state;
-        check("state", ftpclient_poll(client, &state, sizeof state, FTPCLIENT_TIMEOUT_MS));
+    ftpclient_notice_t notice;
+    if (ftpclient_notices_receive(notices, &notice, sizeof notice, 0) == FTPCLIENT_OK)
+        std::cout << "notice: " << ftpclient_result_name(notice.result) << std::endl;
+}
+
+static void show_progress(const ftpclient_call_t *call)
+{
+    ftpclient_state_t state;
+    ftpclient_call_state(call, &state, sizeof state);
+    if (ftpclient_call_phase(call) == FTPCLIENT_PHASE_TURN)
+        std::cout << "waiting for other programs" << std::endl;
+    else if (state.progress.total_bytes > 0)
         std::cout << state.progress.transferred_bytes << " of " << state.progress.total_bytes << " bytes"
                   << std::endl;
-        if (!state.running && state.cancelled)
-            throw std::runtime_error("somebody cancelled the upload"); // no notice comes for it
+}
+
+// The loop; a program of your own has its descriptors in here as well.
+static int follow(ftpclient_call_t *call, ftpclient_notices_t *notices)
+{
+    using clock = std::chrono::steady_clock;
+    auto shown = clock::now();
+    pollfd waiting[] = {{ftpclient_call_fd(call), POLLIN, 0}, {ftpclient_notices_fd(notices), POLLIN, 0}};
+    for (;;) {
+        if (poll(waiting, 2, -1) == -1)
+            continue; // a signal
+        if (waiting[1].revents != 0)
+            show_notice(notices);
+        if (waiting[0].revents == 0)
+            continue;
+        const int code = ftpclient_call_finish(call);
+        if (code != FTPCLIENT_PENDING)
+            return code;
+        if (clock::now() - shown < std::chrono::milliseconds(500))
+            continue;
+        show_progress(call);
+        shown = clock::now();
     }
 }
 
@@ -82,13 +110,12 @@ try {
         std::cerr << "usage: send HOST USER LOCAL_PATH REMOTE_PATH\n";
         return 2;
     }
-    const notices_ptr notices = listen_for_notices(); // before the start: none is missed
-    const client_ptr client = connect_to_daemon();
-    const request_ptr request = request_from(arguments);
-    check("upload", ftpclient_start(client.get(), FTPCLIENT_UPLOAD, request.get(), FTPCLIENT_TIMEOUT_MS));
-    const ftpclient_notice_t notice = follow(client.get(), notices.get());
-    check("upload", notice.result);
-    std::cout << "done, " << notice.progress.transferred_bytes << " bytes" << std::endl;
+    const notices_ptr notices = listen_for_notices();
+    const call_ptr call = begin_upload(open_client().get(), request_from(arguments).get());
+    check("upload", follow(call.get(), notices.get()));
+    ftpclient_outcome_t outcome;
+    check("outcome", ftpclient_call_outcome(call.get(), &outcome, sizeof outcome));
+    std::cout << "done, " << outcome.progress.transferred_bytes << " bytes" << std::endl;
     return 0;
 } catch (const std::exception &error) {
     std::cerr << "send: " << error.what() << "\n";

@@ -26,6 +26,23 @@ private:
     ftpclient_t *client_ = nullptr;
 };
 
+// One that asks nobody before it is used.
+class open_client
+{
+public:
+    explicit open_client(const std::string &path)
+    {
+        EXPECT_EQ(ftpclient_open(path.c_str(), &client_), FTPCLIENT_OK);
+    }
+    ~open_client() { ftpclient_close(client_); }
+    open_client(const open_client &) = delete;
+    open_client &operator=(const open_client &) = delete;
+    operator ftpclient_t *() const { return client_; }
+
+private:
+    ftpclient_t *client_ = nullptr;
+};
+
 // A job must have these three: each request of a test begins with them.
 constexpr struct {
     size_t at;

@@ -1,6 +1,7 @@
 #include "client_support.h"
 
 #include <climits>
+#include <functional>
 
 using set_text_t = int (*)(ftpclient_request_t *, const char *);
 
@@ -82,7 +83,10 @@ TEST(Request, WhatWouldChangeAStringsMeaningIsRefused)
         {ftpclient_request_set_remote_path, FTPCLIENT_SFTP, "a\rb", FTPCLIENT_ERR_CHARACTER},
         {ftpclient_request_set_remote_path, FTPCLIENT_SFTP, "a\nb", FTPCLIENT_ERR_CHARACTER},
         {ftpclient_request_set_remote_path, FTPCLIENT_FTPS_EXPLICIT, "a;type=i", FTPCLIENT_ERR_CHARACTER},
+        {ftpclient_request_set_remote_path, FTPCLIENT_FTP, "a;TyPe=a", FTPCLIENT_ERR_CHARACTER},
         {ftpclient_request_set_remote_path, FTPCLIENT_SFTP, "a;type=i", FTPCLIENT_OK},
+        {ftpclient_request_set_remote_path, FTPCLIENT_FTPS_IMPLICIT, "a\xFF", FTPCLIENT_ERR_CHARACTER},
+        {ftpclient_request_set_remote_path, FTPCLIENT_SFTP, "a\xFF", FTPCLIENT_OK},
         {ftpclient_request_set_remote_path, FTPCLIENT_ZIXI_4, "a#?\r\n;type=i", FTPCLIENT_OK},
         {ftpclient_request_set_remote_path, FTPCLIENT_FTP,
          "/gr\xC3\xBC\xC3\x9F"
@@ -106,7 +110,17 @@ TEST(Request, WhatWouldChangeAStringsMeaningIsRefused)
         {set_host, FTPCLIENT_FTP, "a b", FTPCLIENT_ERR_CHARACTER},
         {set_host, FTPCLIENT_FTP, "a\nb", FTPCLIENT_ERR_CHARACTER},
         {set_host, FTPCLIENT_FTP, "a\x7f", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "a\tb", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "a#b", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "a?b", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "a\\b", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "", FTPCLIENT_ERR_ARGUMENT},
         {set_host, FTPCLIENT_FTP, "[fe80::1%eth0]", FTPCLIENT_OK},
+        {set_host, FTPCLIENT_FTP, "[::1]:21", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "[::1]%20", FTPCLIENT_ERR_CHARACTER},
+        {set_host, FTPCLIENT_FTP, "[::1/x]", FTPCLIENT_ERR_CHARACTER},
+        {set_proxy, FTPCLIENT_FTP, "[::1]:3128", FTPCLIENT_ERR_CHARACTER},
+        {set_proxy, FTPCLIENT_FTP, "anna:secret@proxy", FTPCLIENT_ERR_CHARACTER},
         {set_host, FTPCLIENT_FTP,
          "b\xC3\xBC"
          "cher.example",
@@ -157,21 +171,23 @@ TEST(Request, NumbersGoWhereTheyBelong)
     EXPECT_EQ(ftpclient_request_set_server(request, "h", 65535), FTPCLIENT_OK);
     EXPECT_EQ(ftpclient_request_set_server(request, "other", 65536), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_request_set_passive(request, 0), FTPCLIENT_OK);
-    EXPECT_EQ(ftpclient_request_set_resume(request, 7), FTPCLIENT_OK);
     EXPECT_EQ(ftpclient_request_set_proxy(request, "p", 8080), FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_request_set_proxy(request, "other", 65536), FTPCLIENT_ERR_ARGUMENT);
     bytes_t bytes = sent(request);
     EXPECT_EQ(word_at(bytes, 1024), 65535u);
     EXPECT_EQ(text_at(bytes, 768), "h");
     EXPECT_EQ(word_at(bytes, 1284), 0u);
-    EXPECT_EQ(word_at(bytes, 2076), 1u);
+    EXPECT_EQ(text_at(bytes, 1292), "p");
     EXPECT_EQ(word_at(bytes, 1548), 8080u);
     EXPECT_EQ(word_at(bytes, 1552), 1u);
     EXPECT_EQ(ftpclient_request_set_proxy(request, "", 0), FTPCLIENT_OK);
     bytes = sent(request);
     EXPECT_EQ(word_at(bytes, 1552), 0u);
     EXPECT_EQ(text_at(bytes, 1292), "");
-    EXPECT_EQ(ftpclient_request_set_passive(nullptr, 0), FTPCLIENT_ERR_ARGUMENT);
-    EXPECT_EQ(ftpclient_request_set_resume(nullptr, 0), FTPCLIENT_ERR_ARGUMENT);
+    for (auto *set :
+         {ftpclient_request_set_passive, ftpclient_request_set_resume, ftpclient_request_set_verify,
+          ftpclient_request_set_overwrite, ftpclient_request_set_silence, ftpclient_request_set_turn_timeout})
+        EXPECT_EQ(set(nullptr, 0), FTPCLIENT_ERR_ARGUMENT);
 }
 
 TEST(Request, ResumeIsForLibcurlAndOverwriteForZixi)
@@ -180,6 +196,11 @@ TEST(Request, ResumeIsForLibcurlAndOverwriteForZixi)
     request_holder zixi(FTPCLIENT_ZIXI_4);
     EXPECT_EQ(ftpclient_request_set_overwrite(ftp, 1), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_request_set_resume(zixi, 1), FTPCLIENT_ERR_ARGUMENT);
+    EXPECT_EQ(ftpclient_request_set_verify(zixi, 1), FTPCLIENT_ERR_ARGUMENT);
+    EXPECT_EQ(ftpclient_request_set_resume(ftp, 7), FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_request_set_verify(ftp, 7), FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_request_set_silence(zixi, 1000), FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_request_set_turn_timeout(zixi, 0), FTPCLIENT_OK);
     EXPECT_EQ(ftpclient_request_set_overwrite(zixi, 0), FTPCLIENT_OK);
     EXPECT_EQ(word_at(sent(zixi), 2076), 1u);
     EXPECT_EQ(ftpclient_request_set_overwrite(zixi, 1), FTPCLIENT_OK);
@@ -207,6 +228,7 @@ TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSize)
         {FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_PIN_SHA1, digest, 21, FTPCLIENT_ERR_ARGUMENT},
         {FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_PIN_MD5, digest, 16, FTPCLIENT_ERR_ARGUMENT},
         {FTPCLIENT_FTP, FTPCLIENT_PIN_SHA1, digest, 20, FTPCLIENT_ERR_ARGUMENT},
+        {FTPCLIENT_SFTP, FTPCLIENT_PIN_NONE, digest, 16, FTPCLIENT_ERR_ARGUMENT},
         {FTPCLIENT_FTP, FTPCLIENT_PIN_NONE, nullptr, 0, FTPCLIENT_OK},
         {FTPCLIENT_FTP, 3, digest, 16, FTPCLIENT_ERR_ARGUMENT},
     };
@@ -217,7 +239,7 @@ TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSize)
         const bytes_t bytes = sent(request);
         EXPECT_EQ(word_at(bytes, 1556), is_set ? uint32_t(c.pin) : 0u);
         EXPECT_EQ(bytes[1560], is_set ? c.size : 0u);
-        EXPECT_EQ(bytes_t(bytes.begin() + 1561, bytes.begin() + 1561 + 20).front(), is_set ? 1 : 0);
+        EXPECT_EQ(bytes[1561], is_set ? 1 : 0);
         if (is_set) {
             EXPECT_EQ(bytes_t(bytes.begin() + 1561, bytes.begin() + 1561 + long(c.size)),
                       bytes_t(digest, digest + c.size));
@@ -233,6 +255,83 @@ TEST(Request, ClearingAPinLeavesNoneOfIt)
     ASSERT_EQ(ftpclient_request_set_pin(request, FTPCLIENT_PIN_NONE, nullptr, 0), FTPCLIENT_OK);
     const bytes_t bytes = sent(request);
     EXPECT_EQ(bytes_t(bytes.begin() + 1556, bytes.begin() + 1817), bytes_t(261, 0));
+}
+
+// It fits no server: what learns an identity and tells the server nothing.
+TEST(Request, AFingerprintOfNoSizeIsAPinAllTheSame)
+{
+    request_holder sftp(FTPCLIENT_SFTP);
+    EXPECT_EQ(ftpclient_request_set_pin(sftp, FTPCLIENT_PIN_MD5, nullptr, 0), FTPCLIENT_OK);
+    const bytes_t bytes = sent(sftp);
+    EXPECT_EQ(word_at(bytes, 1556), 1u);
+    EXPECT_EQ(bytes[1560], 0);
+    request_holder ftps(FTPCLIENT_FTPS_EXPLICIT);
+    EXPECT_EQ(ftpclient_request_set_pin(ftps, FTPCLIENT_PIN_SHA1, nullptr, 0), FTPCLIENT_OK);
+    EXPECT_EQ(word_at(sent(ftps), 1556), 2u);
+}
+
+TEST(Request, ARefusalLeavesItsReasonInWords)
+{
+    request_holder request(FTPCLIENT_FTP);
+    EXPECT_STREQ(ftpclient_request_complaint(request), "");
+    EXPECT_STREQ(ftpclient_request_complaint(nullptr), "");
+    EXPECT_EQ(ftpclient_request_set_remote_path(request, "a#b"), FTPCLIENT_ERR_CHARACTER);
+    EXPECT_STREQ(ftpclient_request_complaint(request), "remote path: must not hold '#'");
+    EXPECT_EQ(ftpclient_request_set_remote_path(request, "ab"), FTPCLIENT_OK);
+    EXPECT_STREQ(ftpclient_request_complaint(request), "remote path: must not hold '#'")
+        << "the last refusal";
+    for (const text_case_t &text : TEXTS) {
+        request_holder other(text.protocol);
+        EXPECT_NE(text.set(other, std::string(600, '/').c_str()), FTPCLIENT_OK);
+        EXPECT_STRNE(ftpclient_request_complaint(other), "") << text.name;
+        request_holder lacking(text.protocol);
+        EXPECT_EQ(text.set(lacking, nullptr), FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_STRNE(ftpclient_request_complaint(lacking), "") << text.name;
+    }
+}
+
+TEST(Request, EachRefusalHasAReasonOfItsOwn)
+{
+    const uint8_t digest[16] = {};
+    request_holder ftp(FTPCLIENT_FTP);
+    request_holder zixi(FTPCLIENT_ZIXI_4);
+    const struct {
+        ftpclient_request_t *request;
+        std::function<int(ftpclient_request_t *)> set;
+        const char *about; // the complaint begins with it
+    } cases[] = {
+        {ftp, [](auto *r) { return ftpclient_request_set_server(r, "h", 65536); }, "host"},
+        {ftp, [](auto *r) { return ftpclient_request_set_server(r, "a b", 1); }, "host"},
+        {ftp, [](auto *r) { return ftpclient_request_set_login(r, "a\n", ""); }, "user name"},
+        {ftp, [](auto *r) { return ftpclient_request_set_login(r, "", "a\n"); }, "password"},
+        {ftp, [](auto *r) { return ftpclient_request_set_local_path(r, "relative"); }, "local path"},
+        {ftp, [](auto *r) { return ftpclient_request_set_proxy(r, "a/b", 1); }, "proxy"},
+        {ftp, [](auto *r) { return ftpclient_request_set_proxy_login(r, nullptr, ""); }, "proxy"},
+        {ftp, [](auto *r) { return ftpclient_request_set_proxy_login(r, "", nullptr); }, "proxy"},
+        {ftp, [&](auto *r) { return ftpclient_request_set_pin(r, FTPCLIENT_PIN_MD5, digest, 16); }, "pin"},
+        {ftp, [](auto *r) { return ftpclient_request_set_save_path(r, "/key"); }, "identity"},
+        {ftp, [](auto *r) { return ftpclient_request_set_overwrite(r, 1); }, "overwrite"},
+        {zixi, [](auto *r) { return ftpclient_request_set_resume(r, 1); }, "resume"},
+        {zixi, [](auto *r) { return ftpclient_request_set_verify(r, 1); }, "verify"},
+        {zixi, [](auto *r) { return ftpclient_request_set_proxy_login(r, "a", "b"); }, "proxy"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(ftpclient_request_set_remote_path(c.request, std::string(512, 'x').c_str()),
+                  FTPCLIENT_ERR_TOO_LONG);
+        EXPECT_LT(c.set(c.request), 0) << c.about;
+        EXPECT_EQ(std::string(ftpclient_request_complaint(c.request)).find(c.about), 0u)
+            << c.about << " has: " << ftpclient_request_complaint(c.request);
+    }
+}
+
+TEST(Request, APasswordIsInNoComplaint)
+{
+    request_holder request(FTPCLIENT_FTP);
+    EXPECT_EQ(ftpclient_request_set_login(request, "anna", "secret\nsecret"), FTPCLIENT_ERR_CHARACTER);
+    EXPECT_EQ(std::string(ftpclient_request_complaint(request)).find("secret"), std::string::npos);
+    EXPECT_EQ(ftpclient_request_set_proxy_login(request, "anna", ("secret" + std::string(300, 'x')).c_str()),
+              FTPCLIENT_ERR_TOO_LONG);
+    EXPECT_EQ(std::string(ftpclient_request_complaint(request)).find("secret"), std::string::npos);
 }
 
 TEST(Request, NothingIsFreedTwice) { ftpclient_request_free(nullptr); }

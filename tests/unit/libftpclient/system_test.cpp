@@ -1,121 +1,69 @@
-// System calls that do less than they were asked for, or nothing.
+// System calls that do less than they were asked for, or nothing, and clocks that go on.
 #include "client_support.h"
+#include "wrapped.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <poll.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-namespace
+static fake_daemon::answer_t idle_daemon()
 {
-
-// What the wrapped calls of this thread do: the fake daemon's own are left alone.
-struct behaviour_t {
-    size_t piece = SIZE_MAX; // most bytes of one send or recv
-    int interruptions = 0;   // of each call, before it is let through
-    int failing_errno = 0;   // of the call named by `failing`
-    const char *failing = "";
-    bool without_memory = false;
-    bool shut_when_connected = false; // the next send is answered EPIPE
-};
-thread_local behaviour_t behaviour;
-thread_local std::map<std::string, int> interruptions; // of each call since it was last let through
-
-// True when the call is to fail now, errno set.
-bool fails(const char *call)
-{
-    if (strcmp(behaviour.failing, call) == 0) {
-        errno = behaviour.failing_errno;
-        return true;
-    }
-    if (strcmp(call, "socket") != 0 && interruptions[call] < behaviour.interruptions) {
-        interruptions[call]++;
-        errno = EINTR;
-        return true;
-    }
-    interruptions[call] = 0;
-    return false;
+    job_script script;
+    script.states = {idle()};
+    return script;
 }
 
-struct with {
-    explicit with(const behaviour_t &wanted) { behaviour = wanted; }
-    ~with() { behaviour = {}; }
-};
-
-} // namespace
-
-extern "C" {
-ssize_t __real_send(int fd, const void *data, size_t size, int flags);
-ssize_t __real_recv(int fd, void *data, size_t size, int flags);
-int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
-int __real_connect(int fd, const sockaddr *address, socklen_t size);
-int __real_socket(int domain, int type, int protocol);
-void *__real_malloc(size_t size);
-void *__real_calloc(size_t count, size_t size);
-void __real_free(void *block);
-
-ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)
+static behaviour_t failing(const char *call, int error)
 {
-    return fails("send") ? -1 : __real_send(fd, data, std::min(size, behaviour.piece), flags);
-}
-ssize_t __wrap_recv(int fd, void *data, size_t size, int flags)
-{
-    return fails("recv") ? -1 : __real_recv(fd, data, std::min(size, behaviour.piece), flags);
-}
-int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms)
-{
-    return fails("poll") ? -1 : __real_poll(fds, count, timeout_ms);
-}
-int __wrap_connect(int fd, const sockaddr *address, socklen_t size)
-{
-    if (fails("connect"))
-        return -1;
-    const int result = __real_connect(fd, address, size);
-    if (behaviour.shut_when_connected)
-        shutdown(fd, SHUT_WR);
-    return result;
-}
-int __wrap_socket(int domain, int type, int protocol)
-{
-    return fails("socket") ? -1 : __real_socket(domain, type, protocol);
-}
-void *__wrap_malloc(size_t size) { return behaviour.without_memory ? nullptr : __real_malloc(size); }
-void *__wrap_calloc(size_t count, size_t size)
-{
-    return behaviour.without_memory ? nullptr : __real_calloc(count, size);
-}
+    behaviour_t broken;
+    broken.failing = call;
+    broken.failing_errno = error;
+    return broken;
 }
 
-// Freed blocks of `watched` are looked at, 2080 bytes of them.
-static void *watched;
-static bool was_wiped;
-
-extern "C" void __wrap_free(void *block)
+static behaviour_t later(int64_t ms)
 {
-    if (block != nullptr && block == watched) {
-        const auto *bytes = static_cast<const uint8_t *>(block);
-        was_wiped = std::all_of(bytes, bytes + 2080, [](uint8_t byte) { return byte == 0; });
-    }
-    __real_free(block);
+    behaviour_t behaviour;
+    behaviour.skipped_ms = ms;
+    return behaviour;
 }
 
 TEST(System, ARequestIsWipedBeforeItIsFreed)
 {
     ftpclient_request_t *request = nullptr;
     ASSERT_EQ(ftpclient_request_new(FTPCLIENT_SFTP, &request), FTPCLIENT_OK);
-    ASSERT_EQ(ftpclient_request_set_login(request, "anna", "secret"), FTPCLIENT_OK);
-    watched = request;
-    was_wiped = false;
+    ASSERT_EQ(ftpclient_request_set_login(request, "anna", "Swordfish"), FTPCLIENT_OK);
+    ASSERT_EQ(ftpclient_request_set_proxy(request, "proxy", 8080), FTPCLIENT_OK);
+    ASSERT_EQ(ftpclient_request_set_proxy_login(request, "bert", "Swordfish"), FTPCLIENT_OK);
+    look_for_in_freed("Swordfish");
     ftpclient_request_free(request);
-    watched = nullptr;
-    EXPECT_TRUE(was_wiped);
+    EXPECT_EQ(freed_blocks(), 1);
+    EXPECT_EQ(found_in_freed(), 0);
+    look_for_in_freed("");
+}
+
+TEST(System, ACallIsWipedBeforeItIsFreed)
+{
+    const request_holder request(FTPCLIENT_FTP);
+    ASSERT_EQ(ftpclient_request_set_login(request, "anna", "Swordfish"), FTPCLIENT_OK);
+    fake_daemon silent([](const message_t &) { return fake_daemon::HANG; });
+    fake_daemon quick(idle_daemon());
+    for (const fake_daemon *daemon : {&silent, &quick}) {
+        const open_client client(daemon->path());
+        ftpclient_call_t *call = nullptr;
+        ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, 10000, &call), FTPCLIENT_OK);
+        look_for_in_freed("Swordfish");
+        ftpclient_call_free(call);
+        EXPECT_GE(freed_blocks(), 1);
+        EXPECT_EQ(found_in_freed(), 0);
+        look_for_in_freed("");
+    }
 }
 
 TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
 {
-    job_script script;
-    script.states = {idle()};
-    fake_daemon daemon(script);
+    fake_daemon daemon(idle_daemon());
     const client_holder client(daemon);
     request_holder request(FTPCLIENT_FTP);
     const bytes_t expected = sent(request);
@@ -126,7 +74,7 @@ TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
         const with slowness(slow);
         EXPECT_EQ(ftpclient_start(client, FTPCLIENT_UPLOAD, request, 10000), FTPCLIENT_OK) << piece;
     }
-    EXPECT_TRUE(daemon.has_got(2, 4));
+    EXPECT_TRUE(daemon.has_got(COMMAND_UPLOAD, 4));
     for (const message_t &message : daemon.messages()) {
         if (message.command == COMMAND_UPLOAD) {
             EXPECT_EQ(message.body, expected);
@@ -136,47 +84,92 @@ TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
 
 TEST(System, EachFailureIsToldWithItsErrno)
 {
-    job_script script;
-    script.states = {idle()};
-    fake_daemon daemon(script);
+    fake_daemon daemon(idle_daemon());
     const client_holder client(daemon);
+    const request_holder request(FTPCLIENT_FTP);
     const struct {
         const char *call;
         int error;
         int result;
     } cases[] = {
-        {"socket", EMFILE, FTPCLIENT_ERR_SYSTEM},
-        {"connect", EACCES, FTPCLIENT_ERR_SYSTEM},
-        {"connect", ECONNREFUSED, FTPCLIENT_ERR_NO_DAEMON},
-        {"connect", EAGAIN, FTPCLIENT_ERR_TIMEOUT},
-        {"poll", ENOMEM, FTPCLIENT_ERR_SYSTEM},
-        {"send", EPIPE, FTPCLIENT_ERR_DISCONNECTED},
-        {"send", ENOBUFS, FTPCLIENT_ERR_SYSTEM},
-        {"recv", ECONNRESET, FTPCLIENT_ERR_DISCONNECTED},
-        {"recv", ENOMEM, FTPCLIENT_ERR_SYSTEM},
+        {"socket", EMFILE, FTPCLIENT_ERR_SYSTEM},           {"epoll_create1", EMFILE, FTPCLIENT_ERR_SYSTEM},
+        {"timerfd_create", ENFILE, FTPCLIENT_ERR_SYSTEM},   {"connect", EACCES, FTPCLIENT_ERR_DENIED},
+        {"connect", EPERM, FTPCLIENT_ERR_DENIED},           {"connect", ENOMEM, FTPCLIENT_ERR_SYSTEM},
+        {"connect", ECONNREFUSED, FTPCLIENT_ERR_NO_DAEMON}, {"connect", ENOENT, FTPCLIENT_ERR_NO_DAEMON},
+        {"send", EPIPE, FTPCLIENT_ERR_DISCONNECTED},        {"send", ENOBUFS, FTPCLIENT_ERR_SYSTEM},
+        {"recv", ECONNRESET, FTPCLIENT_ERR_DISCONNECTED},   {"recv", ENOMEM, FTPCLIENT_ERR_SYSTEM},
     };
     for (const auto &c : cases) {
-        behaviour_t broken;
-        broken.failing = c.call;
-        broken.failing_errno = c.error;
-        int result = 0;
-        int error = 0;
-        {
-            const with breakage(broken);
-            result = ftpclient_ping(client, nullptr, 10000);
-            error = errno;
+        int results[2] = {};
+        int errors[2] = {};
+        for (int i = 0; i < 2; i++) {
+            const with breakage(failing(c.call, c.error));
+            errno = 0;
+            results[i] = i == 0 ? ftpclient_ping(client, nullptr, 10000)
+                                : ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 10000);
+            errors[i] = errno;
         }
-        EXPECT_EQ(result, c.result) << c.call << " " << c.error;
-        EXPECT_EQ(error, c.error) << c.call;
+        for (int i = 0; i < 2; i++) {
+            EXPECT_EQ(results[i], c.result) << c.call << " " << c.error;
+            if (c.result == FTPCLIENT_ERR_SYSTEM) {
+                EXPECT_EQ(errors[i], c.error) << c.call;
+            }
+        }
     }
+}
+
+TEST(System, AWaitThatFailsIsToldWithItsErrno)
+{
+    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
+    const open_client client(daemon.path());
+    const with breakage(failing("poll", ENOMEM));
+    EXPECT_EQ(ftpclient_ping(client, nullptr, 10000), FTPCLIENT_ERR_SYSTEM);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(System, AQueueThatIsFullIsATimeout)
+{
+    fake_daemon daemon(idle_daemon());
+    const client_holder client(daemon);
+    const with breakage(failing("connect", EAGAIN));
+    EXPECT_EQ(ftpclient_ping(client, nullptr, 100), FTPCLIENT_ERR_TIMEOUT);
+}
+
+// What begins fails before there is a call, or its failure comes from finish, errno each time again.
+TEST(System, ACallThatCannotBeMadeIsNone)
+{
+    fake_daemon daemon(idle_daemon());
+    const client_holder client(daemon);
+    const int before = dup(0);
+    close(before);
+    for (const char *call_name : {"epoll_create1", "timerfd_create", "socket"}) {
+        auto *call = reinterpret_cast<ftpclient_call_t *>(1);
+        {
+            const with breakage(failing(call_name, EMFILE));
+            EXPECT_EQ(ftpclient_begin_ping(client, 1000, &call), FTPCLIENT_ERR_SYSTEM);
+            EXPECT_EQ(errno, EMFILE);
+        }
+        EXPECT_EQ(call, nullptr);
+        const int after = dup(0);
+        close(after);
+        EXPECT_EQ(after, before);
+    }
+    ftpclient_call_t *call = nullptr;
+    {
+        const with breakage(failing("recv", ENOMEM));
+        ASSERT_EQ(ftpclient_begin_ping(client, 1000, &call), FTPCLIENT_OK);
+    }
+    for (int i = 0; i < 2; i++) {
+        errno = 0;
+        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_SYSTEM);
+        EXPECT_EQ(errno, ENOMEM);
+    }
+    ftpclient_call_free(call);
 }
 
 TEST(System, AReceiverWithoutASocketTellsTheErrno)
 {
-    behaviour_t broken;
-    broken.failing = "socket";
-    broken.failing_errno = EMFILE;
-    const with breakage(broken);
+    const with breakage(failing("socket", EMFILE));
     ftpclient_notices_t *notices = nullptr;
     EXPECT_EQ(ftpclient_notices_open("/nonexistent/x", &notices), FTPCLIENT_ERR_SYSTEM);
     EXPECT_EQ(errno, EMFILE);
@@ -185,8 +178,7 @@ TEST(System, AReceiverWithoutASocketTellsTheErrno)
 
 TEST(System, ABrokenConnectionRaisesNoSignal)
 {
-    job_script script;
-    fake_daemon daemon(script);
+    fake_daemon daemon(idle_daemon());
     const client_holder client(daemon);
     behaviour_t broken;
     broken.shut_when_connected = true;
@@ -197,10 +189,13 @@ TEST(System, ABrokenConnectionRaisesNoSignal)
 
 TEST(System, WithoutMemoryNothingIsMade)
 {
-    ftpclient_t *client = nullptr;
-    ftpclient_request_t *request = nullptr;
-    ftpclient_notices_t *notices = nullptr;
-    int results[3];
+    auto *client = reinterpret_cast<ftpclient_t *>(1);
+    auto *request = reinterpret_cast<ftpclient_request_t *>(1);
+    auto *notices = reinterpret_cast<ftpclient_notices_t *>(1);
+    auto *call = reinterpret_cast<ftpclient_call_t *>(1);
+    const open_client whole("/nonexistent/x");
+    const request_holder filled(FTPCLIENT_FTP);
+    int results[6];
     {
         behaviour_t poor;
         poor.without_memory = true;
@@ -208,10 +203,78 @@ TEST(System, WithoutMemoryNothingIsMade)
         results[0] = ftpclient_connect(nullptr, 1000, &client);
         results[1] = ftpclient_request_new(FTPCLIENT_FTP, &request);
         results[2] = ftpclient_notices_open("/nonexistent/x", &notices);
+        results[3] = ftpclient_ping(whole, nullptr, 1000);
+        results[4] = ftpclient_run(whole, FTPCLIENT_UPLOAD, filled, nullptr, 0, 1000);
+        results[5] = ftpclient_begin_run(whole, FTPCLIENT_UPLOAD, filled, 1000, &call);
     }
     for (int result : results)
         EXPECT_EQ(result, FTPCLIENT_ERR_NO_MEMORY);
     EXPECT_EQ(client, nullptr);
     EXPECT_EQ(request, nullptr);
     EXPECT_EQ(notices, nullptr);
+    EXPECT_EQ(call, nullptr);
+}
+
+TEST(System, ARunIsNotAnsweredForTenSeconds)
+{
+    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
+    const open_client client(daemon.path());
+    const request_holder request(FTPCLIENT_FTP);
+    ftpclient_call_t *call = nullptr;
+    ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, -1, &call), FTPCLIENT_OK);
+    ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 1));
+    {
+        const with patience(later(8000));
+        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    }
+    {
+        const with patience(later(11000));
+        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_NO_ANSWER);
+    }
+    ftpclient_call_free(call);
+}
+
+TEST(System, WithoutALimitAPingWaitsForEver)
+{
+    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
+    const open_client client(daemon.path());
+    ftpclient_call_t *call = nullptr;
+    ASSERT_EQ(ftpclient_begin_ping(client, -1, &call), FTPCLIENT_OK);
+    const with patience(later(int64_t(100) * 86400 * 1000));
+    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    ftpclient_call_free(call);
+}
+
+// A job that does not even let itself be cancelled: ten seconds more, and the caller is told what it waited
+// for.
+TEST(System, StoppingHasALimitToo)
+{
+    job_script script;
+    script.states = {idle(), running(JOB_DOWNLOAD, 100, 40)};
+    fake_daemon daemon([script](const message_t &message) mutable {
+        return message.command == COMMAND_CANCEL ? fake_daemon::HANG : script(message);
+    });
+    const open_client client(daemon.path());
+    const request_holder request(FTPCLIENT_FTP);
+    ftpclient_call_t *call = nullptr;
+    ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_DOWNLOAD, request, -1, &call), FTPCLIENT_OK);
+    auto go_on = [call] {
+        pollfd waiting = {ftpclient_call_fd(call), POLLIN, 0};
+        poll(&waiting, 1, 10000);
+        return ftpclient_call_finish(call);
+    };
+    ftpclient_state_t state = {};
+    while (state.running == 0) {
+        ASSERT_EQ(go_on(), FTPCLIENT_PENDING);
+        ASSERT_LE(daemon.commands().size(), 10u) << "its job is not seen";
+        ftpclient_call_state(call, &state, sizeof state);
+    }
+    ftpclient_call_stop(call);
+    while (ftpclient_call_phase(call) != FTPCLIENT_PHASE_STOPPING)
+        ASSERT_EQ(go_on(), FTPCLIENT_PENDING);
+    ASSERT_TRUE(daemon.has_got(COMMAND_CANCEL, 1));
+    ASSERT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    const with patience(later(11000));
+    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
+    ftpclient_call_free(call);
 }

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -40,17 +43,62 @@ TEST(Words, AnUndocumentedResultIsUnknown)
     }
 }
 
+// The members of `enumeration` that begin with `prefix`, from the header's text: {name: number}.
+static std::map<std::string, int> members(const std::string &prefix)
+{
+    std::map<std::string, int> found;
+    std::ifstream header(PUBLIC_HEADER);
+    const std::regex member("\\s+(" + prefix + "\\w*) = (-?\\d+),?.*");
+    std::smatch match;
+    for (std::string line; std::getline(header, line);) {
+        if (std::regex_match(line, match, member))
+            found[match[1]] = std::stoi(match[2]);
+    }
+    return found;
+}
+
 TEST(Words, EveryErrorHasATextOfItsOwn)
 {
-    std::set<std::string> texts;
-    for (int error = FTPCLIENT_ERR_IN_USE; error < 0; error++) {
-        EXPECT_STREQ(ftpclient_result_name(error), "unknown result");
-        texts.insert(ftpclient_strerror(error));
+    auto errors = members("FTPCLIENT_ERR_");
+    errors.merge(members("FTPCLIENT_PENDING"));
+    ASSERT_GE(errors.size(), 20u);
+    std::set<std::string> texts = {"unknown error", ""};
+    int least = 0;
+    for (const auto &[name, error] : errors) {
+        EXPECT_TRUE(texts.insert(ftpclient_strerror(error)).second) << name;
+        EXPECT_STREQ(ftpclient_result_name(error), "unknown result") << name;
+        least = std::min(least, error);
     }
-    EXPECT_EQ(texts.size(), 12u);
-    EXPECT_EQ(texts.count("unknown error"), 0u);
-    EXPECT_STREQ(ftpclient_strerror(FTPCLIENT_ERR_IN_USE - 1), "unknown error");
+    EXPECT_STREQ(ftpclient_strerror(least - 1), "unknown error");
     EXPECT_STREQ(ftpclient_strerror(INT_MIN), "unknown error");
+}
+
+TEST(Words, EveryResultOfTheHeaderIsDocumented)
+{
+    const auto results = members("FTPCLIENT_RESULT_");
+    const auto table = documented();
+    EXPECT_EQ(results.size(), table.size());
+    for (const auto &[name, code] : results)
+        EXPECT_EQ("FTPCD_ERR_" + name.substr(strlen("FTPCLIENT_RESULT_")), table.at(code).first);
+}
+
+TEST(Words, EveryCauseHasANameAndASentenceOfItsOwn)
+{
+    const auto causes = members("FTPCLIENT_CAUSE_");
+    ASSERT_GE(causes.size(), 15u);
+    std::set<std::string> names = {ftpclient_cause_name(-1), ""};
+    std::set<std::string> texts = {ftpclient_cause_text(-1), ""};
+    for (const auto &[macro, cause] : causes) {
+        const std::string name = ftpclient_cause_name(cause);
+        EXPECT_TRUE(names.insert(name).second) << macro;
+        EXPECT_TRUE(texts.insert(ftpclient_cause_text(cause)).second) << macro;
+        EXPECT_TRUE(std::regex_match(name, std::regex("[a-z]+(-[a-z]+)*"))) << "for programs: " << name;
+    }
+    EXPECT_STREQ(ftpclient_cause_name(FTPCLIENT_CAUSE_LOGIN), "login-refused");
+    for (const int unknown : {-1, 15, INT_MAX, INT_MIN}) {
+        EXPECT_NE(ftpclient_cause_name(unknown), nullptr);
+        EXPECT_NE(ftpclient_cause_text(unknown), nullptr);
+    }
 }
 
 TEST(Words, TheVersionIsTheHeaders)

@@ -1,0 +1,261 @@
+/* What every call has: a descriptor to wait for, a time limit, an end. */
+#include "libftpclient/call.h"
+
+#include "libftpclient/records.h"
+
+#include <stdlib.h>
+#include <sys/timerfd.h>
+
+FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index)
+{
+    return call->batch.exchanges[index].reply;
+}
+
+FTPC int ftpc_call_ask(ftpclient_call_t *call, uint32_t command, const void *body, size_t body_size,
+                       int limit_ms)
+{
+    call->batch_end_ms = ftpc_end_after(limit_ms);
+    return ftpc_batch_add(&call->batch, call->watcher, command, body, body_size);
+}
+
+/* ---- The end ---- */
+
+static void end(ftpclient_call_t *call, int result)
+{
+    call->result = result;
+    if (result == FTPCLIENT_ERR_SYSTEM)
+        call->saved_errno = errno;
+    ftpc_batch_end(&call->batch);
+    if (call->is_run)
+        ftpc_run_end(call);
+}
+
+/* The descriptor stays readable once the call is over: whoever waits for it is told at once. */
+static void set_timer(const ftpclient_call_t *call)
+{
+    int64_t at_ms = 1; /* long ago */
+    if (call->result == FTPCLIENT_PENDING) {
+        at_ms = ftpc_earlier(call->end_ms, call->wake_ms);
+        if (call->batch.count > 0)
+            at_ms = ftpc_earlier(at_ms, call->batch_end_ms);
+        if (ftpc_batch_cannot_connect(&call->batch))
+            at_ms = ftpc_earlier(at_ms, ftpc_now_ms() + FTPC_BATCH_RETRY_MS);
+    }
+    struct itimerspec when;
+    memset(&when, 0, sizeof when); /* no time: it rests */
+    if (at_ms != FTPC_NEVER) {
+        when.it_value.tv_sec = (time_t)(at_ms / 1000);
+        when.it_value.tv_nsec = (long)(at_ms % 1000) * 1000000L + 1;
+    }
+    timerfd_settime(call->timer, TFD_TIMER_ABSTIME, &when, NULL);
+}
+
+/* ---- Calls that are one exchange ---- */
+
+static int take_reply(ftpclient_call_t *call)
+{
+    const uint8_t *reply = ftpc_call_reply(call, 0);
+    if (call->command == COMMAND_CANCEL)
+        return ftpc_verdict(reply);
+    if (call->command == COMMAND_GET_STATE)
+        call->state = ftpc_state(reply);
+    reply_t head;
+    memcpy(&head, reply, sizeof head);
+    call->last_result = (int32_t)head.detail;
+    return FTPCLIENT_OK;
+}
+
+static int advance_exchange(ftpclient_call_t *call)
+{
+    const int error = ftpc_batch_step(&call->batch, &call->address);
+    if (error == FTPCLIENT_PENDING && ftpc_is_over(call->end_ms))
+        return FTPCLIENT_ERR_TIMEOUT;
+    return error == FTPCLIENT_OK ? take_reply(call) : error;
+}
+
+int ftpclient_call_finish(ftpclient_call_t *call)
+{
+    if (!call)
+        return FTPCLIENT_ERR_ARGUMENT;
+    if (call->result == FTPCLIENT_PENDING) {
+        const int result = call->is_run ? ftpc_run_advance(call) : advance_exchange(call);
+        if (result != FTPCLIENT_PENDING)
+            end(call, result);
+        set_timer(call);
+    }
+    if (call->result == FTPCLIENT_ERR_SYSTEM)
+        errno = call->saved_errno;
+    return call->result;
+}
+
+/* ---- Begin ---- */
+
+static int open_descriptors(ftpclient_call_t *call)
+{
+    struct epoll_event event;
+    memset(&event, 0, sizeof event);
+    event.events = EPOLLIN;
+    call->watcher = epoll_create1(EPOLL_CLOEXEC);
+    call->timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    if (call->watcher == -1 || call->timer == -1 ||
+        epoll_ctl(call->watcher, EPOLL_CTL_ADD, call->timer, &event) == -1)
+        return FTPCLIENT_ERR_SYSTEM;
+    return FTPCLIENT_OK;
+}
+
+/* A call that has done nothing yet, its timer set to now. */
+static int new_call(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
+{
+    ftpclient_call_t *made = (ftpclient_call_t *)calloc(1, sizeof *made);
+    if (!made)
+        return FTPCLIENT_ERR_NO_MEMORY;
+    made->address = client->address;
+    made->result = FTPCLIENT_PENDING;
+    made->end_ms = ftpc_end_after(timeout_ms);
+    made->run.turn.fd = -1;
+    made->wake_ms = FTPC_NEVER;
+    ftpc_batch_clear(&made->batch);
+    const int error = open_descriptors(made);
+    if (error != FTPCLIENT_OK) {
+        ftpclient_call_free(made);
+        return error;
+    }
+    *call = made;
+    return FTPCLIENT_OK;
+}
+
+static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeout_ms,
+                          ftpclient_call_t **call)
+{
+    if (call)
+        *call = NULL;
+    if (!client || !call)
+        return FTPCLIENT_ERR_ARGUMENT;
+    ftpclient_call_t *made;
+    int error = new_call(client, timeout_ms, &made);
+    if (error != FTPCLIENT_OK)
+        return error;
+    made->command = command;
+    error = ftpc_call_ask(made, command, NULL, 0, -1);
+    if (error != FTPCLIENT_OK) {
+        ftpclient_call_free(made);
+        return error;
+    }
+    ftpclient_call_finish(made); /* sends the request */
+    *call = made;
+    return FTPCLIENT_OK;
+}
+
+int ftpclient_begin_ping(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
+{
+    return begin_exchange(client, COMMAND_NONE, timeout_ms, call);
+}
+
+int ftpclient_begin_poll(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
+{
+    return begin_exchange(client, COMMAND_GET_STATE, timeout_ms, call);
+}
+
+int ftpclient_begin_cancel(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
+{
+    return begin_exchange(client, COMMAND_CANCEL, timeout_ms, call);
+}
+
+static int begin_run(const ftpclient_t *client, int job, const ftpclient_request_t *request, int timeout_ms,
+                     int wants_outcome, ftpclient_call_t **call)
+{
+    if (call)
+        *call = NULL;
+    if (!client || !request || !call)
+        return FTPCLIENT_ERR_ARGUMENT;
+    int error = ftpc_check_job(job, request, wants_outcome);
+    if (error != FTPCLIENT_OK)
+        return error;
+    ftpclient_call_t *made;
+    error = new_call(client, timeout_ms, &made);
+    if (error != FTPCLIENT_OK)
+        return error;
+    made->is_run = 1;
+    made->run.request = *request;
+    ftpc_run_begin(made, job, wants_outcome);
+    ftpclient_call_finish(made);
+    *call = made;
+    return FTPCLIENT_OK;
+}
+
+int ftpclient_begin_run(const ftpclient_t *client, int job, const ftpclient_request_t *request,
+                        int timeout_ms, ftpclient_call_t **call)
+{
+    return begin_run(client, job, request, timeout_ms, 1, call);
+}
+
+int ftpclient_begin_start(const ftpclient_t *client, int job, const ftpclient_request_t *request,
+                          int timeout_ms, ftpclient_call_t **call)
+{
+    return begin_run(client, job, request, timeout_ms, 0, call);
+}
+
+/* ---- What a call tells ---- */
+
+int ftpclient_call_fd(const ftpclient_call_t *call) { return call ? call->watcher : -1; }
+
+int ftpclient_call_stop(ftpclient_call_t *call)
+{
+    if (!call)
+        return FTPCLIENT_ERR_ARGUMENT;
+    if (call->result != FTPCLIENT_PENDING)
+        return FTPCLIENT_OK;
+    if (call->is_run)
+        ftpc_run_stop(call, FTPCLIENT_RESULT_CANCELED);
+    else
+        end(call, FTPCLIENT_RESULT_CANCELED);
+    set_timer(call);
+    return FTPCLIENT_OK;
+}
+
+int ftpclient_call_phase(const ftpclient_call_t *call)
+{
+    if (!call || call->result != FTPCLIENT_PENDING)
+        return FTPCLIENT_PHASE_DONE;
+    return call->is_run ? ftpc_run_phase(call) : FTPCLIENT_PHASE_ASKING;
+}
+
+int ftpclient_call_turn_error(const ftpclient_call_t *call) { return call ? call->run.turn_error : 0; }
+
+int ftpclient_call_state(const ftpclient_call_t *call, ftpclient_state_t *state, size_t state_size)
+{
+    if (!call || !state || state_size < FTPC_STATE_SIZE_AT_FIRST)
+        return FTPCLIENT_ERR_ARGUMENT;
+    ftpc_give(state, state_size, &call->state, sizeof call->state);
+    return FTPCLIENT_OK;
+}
+
+int ftpclient_call_last_result(const ftpclient_call_t *call, int32_t *last_result)
+{
+    if (!call || !last_result)
+        return FTPCLIENT_ERR_ARGUMENT;
+    *last_result = call->last_result;
+    return FTPCLIENT_OK;
+}
+
+int ftpclient_call_outcome(const ftpclient_call_t *call, ftpclient_outcome_t *outcome, size_t outcome_size)
+{
+    if (!call || !outcome || outcome_size < FTPC_OUTCOME_SIZE_AT_FIRST)
+        return FTPCLIENT_ERR_ARGUMENT;
+    ftpc_give(outcome, outcome_size, &call->run.outcome, sizeof call->run.outcome);
+    return FTPCLIENT_OK;
+}
+
+void ftpclient_call_free(ftpclient_call_t *call)
+{
+    if (!call)
+        return;
+    const int kept = errno;
+    ftpc_batch_end(&call->batch);
+    ftpc_run_end(call);
+    ftpc_close(&call->timer);
+    ftpc_close(&call->watcher);
+    explicit_bzero(call, sizeof *call);
+    free(call);
+    errno = kept;
+}

@@ -1,0 +1,95 @@
+/* A call under way: what every call has, and the run of a job. */
+#ifndef FTPC_CALL_H
+#define FTPC_CALL_H
+
+#include "libftpclient/batch.h"
+#include "libftpclient/evidence.h"
+#include "libftpclient/request.h"
+#include "libftpclient/turn.h"
+
+struct ftpclient {
+    struct sockaddr_un address;
+};
+
+enum ftpc_stage {
+    FTPC_TAKE_TURN,
+    FTPC_SEE_IDLE,
+    FTPC_START,
+    FTPC_WATCH,
+    FTPC_FETCH, /* what a file-information job has found */
+    FTPC_STOP   /* cancels the job, then watches it end */
+};
+
+/* What the job that runs now is for. */
+enum ftpc_goal {
+    FTPC_GOAL_JOB,     /* itself: a download, a file-information job */
+    FTPC_GOAL_LOOK_UP, /* before a resumed upload */
+    FTPC_GOAL_WHOLE,   /* the upload of a whole file */
+    FTPC_GOAL_APPEND,  /* the upload of what the remote file lacks */
+    FTPC_GOAL_CHECK    /* the size after an upload */
+};
+
+/* What a run knows of itself. */
+typedef struct ftpc_run {
+    int stage;           /* ftpc_stage */
+    int goal;            /* ftpc_goal */
+    int wants_outcome;   /* 0: it ends with the start */
+    int job;             /* ftpclient_job that was asked for */
+    int doubts;          /* times that an outcome was not sure */
+    int refusals;        /* starts that the daemon refused with 5, though no job had come between */
+    int is_crowded;      /* a start was refused: some program takes no turns */
+    int stop_result;     /* why the job is being stopped; 0 while it is not */
+    int failed_append;   /* the result of a resumed upload that may have spoiled the remote file; else 0 */
+    int is_waiting;      /* for other programs, since wait_end_ms was set */
+    int64_t wait_end_ms; /* when waiting for other programs has lasted long enough */
+    int wait_left_ms;    /* how long the call may still wait; negative: without limit */
+    int64_t moved_ms;    /* when bytes of the job have last moved */
+    ftpc_turn_t turn;
+    int turn_error;
+    ftpc_evidence_t evidence;
+    ftpclient_request_t request; /* a copy: the caller may free its own */
+    ftpclient_outcome_t outcome;
+} ftpc_run_t;
+
+struct ftpclient_call {
+    struct sockaddr_un address;
+    int watcher; /* epoll: the descriptor that the caller waits for */
+    int timer;
+    int is_run; /* else it is one exchange, of `command` */
+    uint32_t command;
+    int result;           /* FTPCLIENT_PENDING until it is over */
+    int saved_errno;      /* of FTPCLIENT_ERR_SYSTEM */
+    int64_t end_ms;       /* when the caller's time is over */
+    int64_t wake_ms;      /* nothing is to be done before */
+    int64_t batch_end_ms; /* when the daemon must have answered */
+    ftpc_batch_t batch;
+    ftpclient_state_t state; /* the last that was seen */
+    int32_t last_result;
+    ftpc_run_t run;
+};
+
+/* Prepares a run of `request`, which is in place. Without `wants_outcome` it ends with the start. */
+FTPC void ftpc_run_begin(ftpclient_call_t *call, int job, int wants_outcome);
+
+/* What the run is doing, an ftpclient_phase. */
+FTPC int ftpc_run_phase(const ftpclient_call_t *call);
+
+/* Steps of a run, each to be called while the call is pending: goes on as far as it can. Returns
+ * FTPCLIENT_PENDING, or what the call has come to. */
+FTPC int ftpc_run_advance(ftpclient_call_t *call);
+
+/* The turn that the run holds or waits for is given back. */
+FTPC void ftpc_run_end(ftpclient_call_t *call);
+
+/* The run's answer to ftpclient_call_stop(); `reason` is what the call will have come to, unless the job ends
+ * by itself first. */
+FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason);
+
+/* Queues a request for the daemon, body may be NULL, to be answered within `limit_ms`. */
+FTPC int ftpc_call_ask(ftpclient_call_t *call, uint32_t command, const void *body, size_t body_size,
+                       int limit_ms);
+
+/* The reply to the request at `index` of the batch. */
+FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index);
+
+#endif

@@ -1,0 +1,92 @@
+#include "libftpclient/names.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+
+FTPC int ftpc_refuse(ftpclient_request_t *request, int error, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(request->complaint, sizeof request->complaint, format, arguments);
+    va_end(arguments);
+    return error;
+}
+
+static int refuse_character(ftpclient_request_t *request, const char *what, char c)
+{
+    const char *name = c == '\r'                               ? "a carriage return"
+                       : c == '\n'                             ? "a line feed"
+                       : c == ' '                              ? "a blank"
+                       : c == '\x7f' || (unsigned char)c < ' ' ? "a control character"
+                                                               : NULL;
+    if (name)
+        return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold %s", what, name);
+    return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold '%c'", what, c);
+}
+
+FTPC int ftpc_check_text(ftpclient_request_t *request, const char *what, const char *text, size_t size,
+                         const char *taboos)
+{
+    if (!text)
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "%s: is missing", what);
+    const size_t length = strlen(text);
+    if (length >= size)
+        return ftpc_refuse(request, FTPCLIENT_ERR_TOO_LONG, "%s: %zu bytes are too many, at most %zu fit",
+                           what, length, size - 1);
+    const char *found = strpbrk(text, taboos);
+    return found ? refuse_character(request, what, *found) : FTPCLIENT_OK;
+}
+
+/* An IPv6 address in brackets may hold what a name must not. */
+FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const char *host, uint32_t port)
+{
+    const int error = ftpc_check_text(request, what, host, sizeof request->wire.host, "/?#@\\ \x7f");
+    if (error != FTPCLIENT_OK)
+        return error;
+    int in_brackets = host[0] == '[';
+    for (const char *c = host; *c; c++) {
+        in_brackets = in_brackets && *c != ']';
+        if ((unsigned char)*c < ' ' || (!in_brackets && *c == '%'))
+            return refuse_character(request, what, *c);
+        if (!in_brackets && *c == ':')
+            return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER,
+                               "%s: must not hold ':'; an IPv6 address stands in brackets", what);
+    }
+    if (port > 65535)
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "%s: the port must be at most 65535", what);
+    return FTPCLIENT_OK;
+}
+
+FTPC int ftpc_check_remote_path(ftpclient_request_t *request, const char *path)
+{
+    static const char *const WHAT = "remote path";
+    const int is_zixi = ftpc_is_zixi(request->wire.protocol);
+    const int error =
+        ftpc_check_text(request, WHAT, path, sizeof request->wire.remote_path, is_zixi ? "" : "#?\r\n");
+    if (error != FTPCLIENT_OK)
+        return error;
+    if (request->wire.protocol > PROTOCOL_FTPS_EXPLICIT)
+        return FTPCLIENT_OK;
+    /* libcurl would take it off an FTP path and mean another file. */
+    if (strcasestr(path, ";type="))
+        return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold ';type='", WHAT);
+    /* On an FTP connection it begins a TELNET command (RFC 854), which some servers take out. */
+    if (strchr(path, '\xff'))
+        return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold the byte 255", WHAT);
+    return FTPCLIENT_OK;
+}
+
+FTPC int ftpc_check_local_path(ftpclient_request_t *request, const char *what, const char *path, size_t size)
+{
+    const int error = ftpc_check_text(request, what, path, size, "");
+    if (error == FTPCLIENT_OK && path[0] != '/' && path[0] != '\0')
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT,
+                           "%s: must begin with '/', because the daemon runs in /", what);
+    return error;
+}
+
+FTPC void ftpc_put(char *field, size_t size, const char *text)
+{
+    explicit_bzero(field, size);
+    memcpy(field, text, strlen(text) + 1);
+}

@@ -1,0 +1,204 @@
+#include "libftpclient/plan.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+FTPC int ftpc_plan_first_goal(const ftpc_run_t *run)
+{
+    if (run->job != FTPCLIENT_UPLOAD)
+        return FTPC_GOAL_JOB;
+    return run->request.resume && run->wants_outcome ? FTPC_GOAL_LOOK_UP : FTPC_GOAL_WHOLE;
+}
+
+static int is_upload(const ftpc_run_t *run)
+{
+    return run->goal == FTPC_GOAL_WHOLE || run->goal == FTPC_GOAL_APPEND;
+}
+
+FTPC void ftpc_plan_measure(ftpc_run_t *run)
+{
+    struct stat status;
+    if (run->job != FTPCLIENT_UPLOAD || run->goal == FTPC_GOAL_CHECK)
+        return;
+    const int is_file = stat(run->request.wire.local_path, &status) == 0 && S_ISREG(status.st_mode);
+    run->outcome.local_bytes = is_file ? (int64_t)status.st_size : FTPCLIENT_UNKNOWN;
+}
+
+FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
+{
+    const ftpclient_outcome_t *outcome = &run->outcome;
+    if (!is_upload(run) || ftpc_is_zixi(run->request.wire.protocol) || outcome->local_bytes < 0)
+        return FTPCLIENT_UNKNOWN;
+    return outcome->local_bytes - (run->goal == FTPC_GOAL_APPEND ? outcome->resumed_bytes : 0);
+}
+
+/* A Zixi upload that must not overwrite would meet its own file. */
+FTPC int ftpc_plan_may_repeat(const ftpc_run_t *run)
+{
+    return !ftpc_is_zixi(run->request.wire.protocol) || run->request.wire.resume == 0;
+}
+
+/* The daemon appends from the size that its last look-up has found. When that may have been another
+ * program's, or a part of the job was not seen, no look-up can tell whether what is there now is a beginning.
+ */
+FTPC void ftpc_plan_again(ftpc_run_t *run)
+{
+    if (run->goal != FTPC_GOAL_APPEND)
+        return;
+    run->outcome.upload = FTPCLIENT_UPLOAD_MENDED;
+    run->goal = FTPC_GOAL_WHOLE;
+}
+
+FTPC void ftpc_plan_keep(ftpc_run_t *run, const ftpclient_state_t *state, const ftpclient_file_info_t *found)
+{
+    ftpclient_outcome_t *outcome = &run->outcome;
+    outcome->result = state->result;
+    if (is_upload(run) || run->goal == FTPC_GOAL_JOB || state->result != FTPCLIENT_RESULT_NONE)
+        outcome->progress = state->progress; /* of an upload, not of its look-ups */
+    if (found && run->goal == FTPC_GOAL_JOB)
+        outcome->file = *found;
+    else if (found)
+        outcome->remote_bytes = found->exists ? found->size_bytes : found->looked_up ? 0 : FTPCLIENT_UNKNOWN;
+    /* A file that grows while it is sent: what counts is what the daemon meant to send. */
+    if (is_upload(run) && state->progress.total_bytes > 0)
+        outcome->local_bytes =
+            state->progress.total_bytes + (run->goal == FTPC_GOAL_APPEND ? outcome->resumed_bytes : 0);
+}
+
+static int go_on(ftpc_run_t *run, int goal)
+{
+    run->goal = goal;
+    return FTPCLIENT_PENDING;
+}
+
+/* Whether the remote file can be the beginning of the local one. */
+static int decide_resume(ftpc_run_t *run, const ftpclient_file_info_t *found)
+{
+    ftpclient_outcome_t *outcome = &run->outcome;
+    if (!found->exists && !found->looked_up)
+        return FTPCLIENT_ERR_NO_RESUME; /* listed, but not as a file */
+    if (!found->exists || found->size_bytes == 0) {
+        outcome->remote_bytes = 0;
+        return go_on(run, FTPC_GOAL_WHOLE);
+    }
+    if (found->size_bytes < 0 || outcome->local_bytes < 0 || found->size_bytes > outcome->local_bytes)
+        return FTPCLIENT_ERR_NO_RESUME;
+    outcome->resumed_bytes = found->size_bytes;
+    if (found->size_bytes < outcome->local_bytes)
+        return go_on(run, FTPC_GOAL_APPEND);
+    outcome->upload = FTPCLIENT_UPLOAD_NOTHING;
+    outcome->verified = 1;
+    return FTPCLIENT_OK;
+}
+
+/* A retry of a resumed upload appends the file from its beginning. Whether the first byte of that arrived
+ * shows in the size alone, and a later resume would take what is there for a beginning. */
+static int may_have_spoiled(const ftpclient_state_t *state)
+{
+    return state->result != FTPCLIENT_RESULT_CANCELED &&
+           (state->progress.retries > 1 ||
+            (state->progress.retries == 1 && state->progress.transferred_bytes > 0));
+}
+
+/* The daemon had no size that it could append from, and has sent nothing: another program's look-up has come
+ * between. When that happens again and again, only the whole file has a chance. */
+static int was_forgotten(const ftpclient_state_t *state)
+{
+    return state->result == FTPCLIENT_RESULT_INTERNAL && state->progress.transferred_bytes == 0;
+}
+
+static int after_failed_append(ftpc_run_t *run, const ftpclient_state_t *state)
+{
+    enum { LOOK_UPS_MAX = 2 };
+    if (was_forgotten(state) && ++run->doubts <= LOOK_UPS_MAX)
+        return go_on(run, FTPC_GOAL_LOOK_UP);
+    if (was_forgotten(state)) {
+        run->outcome.resumed_bytes = 0;
+        return go_on(run, FTPC_GOAL_WHOLE);
+    }
+    if (!may_have_spoiled(state))
+        return state->result;
+    run->failed_append = state->result;
+    return go_on(run, FTPC_GOAL_CHECK);
+}
+
+static int after_upload(ftpc_run_t *run, const ftpclient_state_t *state)
+{
+    ftpclient_outcome_t *outcome = &run->outcome;
+    const int was_append = run->goal == FTPC_GOAL_APPEND;
+    if (outcome->upload != FTPCLIENT_UPLOAD_MENDED)
+        outcome->upload = was_append ? FTPCLIENT_UPLOAD_REST : FTPCLIENT_UPLOAD_WHOLE;
+    if (state->result != FTPCLIENT_RESULT_NONE)
+        return was_append ? after_failed_append(run, state) : state->result;
+    return run->request.resume || run->request.verify ? go_on(run, FTPC_GOAL_CHECK) : FTPCLIENT_OK;
+}
+
+/* The size after the upload. A rest that went elsewhere is mended by the whole file. */
+static int after_check(ftpc_run_t *run)
+{
+    ftpclient_outcome_t *outcome = &run->outcome;
+    const int failed_append = run->failed_append;
+    run->failed_append = 0;
+    if (failed_append != 0 && outcome->remote_bytes == outcome->resumed_bytes)
+        return outcome->result = failed_append; /* nothing arrived: another resume can go on */
+    if (failed_append == 0 && outcome->remote_bytes == outcome->local_bytes) {
+        outcome->verified = 1;
+        return FTPCLIENT_OK;
+    }
+    if (outcome->upload != FTPCLIENT_UPLOAD_REST)
+        return FTPCLIENT_ERR_DIFFERENT;
+    outcome->upload = FTPCLIENT_UPLOAD_MENDED;
+    return go_on(run, FTPC_GOAL_WHOLE);
+}
+
+FTPC int ftpc_plan_next(ftpc_run_t *run, const ftpclient_state_t *state, const ftpclient_file_info_t *found)
+{
+    ftpc_plan_keep(run, state, found);
+    if (is_upload(run))
+        return after_upload(run, state);
+    if (state->result != FTPCLIENT_RESULT_NONE) {
+        if (run->failed_append != 0)
+            run->outcome.result = run->failed_append; /* the first failure is the one to tell */
+        return run->outcome.result;
+    }
+    switch (run->goal) {
+    case FTPC_GOAL_LOOK_UP:
+        return decide_resume(run, found);
+    case FTPC_GOAL_CHECK:
+        return after_check(run);
+    default:
+        return FTPCLIENT_OK;
+    }
+}
+
+/* The folder of `path`, as this program sees it, has no room left. */
+static int is_disk_full(const char *path)
+{
+    char folder[sizeof((transfer_request_t *)0)->local_path];
+    const char *slash = strrchr(path, '/');
+    if (!slash)
+        return 0;
+    const size_t length = slash == path ? 1 : (size_t)(slash - path);
+    memcpy(folder, path, length);
+    folder[length] = '\0';
+    struct statvfs disk;
+    return statvfs(folder, &disk) == 0 && (disk.f_bavail == 0 || (disk.f_files > 0 && disk.f_favail == 0));
+}
+
+FTPC int ftpc_plan_cause(const ftpc_run_t *run)
+{
+    const ftpclient_outcome_t *outcome = &run->outcome;
+    const char *path = run->request.wire.local_path;
+    struct stat status;
+    if (outcome->result == FTPCLIENT_RESULT_LOCAL_READ && stat(path, &status) == -1 && errno == ENOENT)
+        return FTPCLIENT_CAUSE_NO_LOCAL_FILE;
+    if (outcome->result == FTPCLIENT_RESULT_LOCAL_WRITE && is_disk_full(path))
+        return FTPCLIENT_CAUSE_LOCAL_FULL;
+    const ftpclient_progress_t *progress = &outcome->progress;
+    const int could_not_store =
+        451; /* RFC 959: a local error, which is the server's disk where a file is stored */
+    if (is_upload(run) && outcome->result == FTPCLIENT_RESULT_NETWORK &&
+        progress->response_type == RESPONSE_CODE_FTP && progress->response_code == could_not_store)
+        return FTPCLIENT_CAUSE_SERVER_FULL;
+    return ftpclient_cause_of(outcome->result, progress);
+}

@@ -1,0 +1,292 @@
+/* A job from the wait for its turn to its outcome, one stage after the other. */
+#include "libftpclient/call.h"
+
+#include "libftpclient/plan.h"
+#include "libftpclient/records.h"
+#include "libftpclient/stages.h"
+
+#include <stdio.h>
+#include <sys/stat.h>
+
+enum {
+    STOP_MS = 10000, /* how much longer a call may take when its time is over */
+    REFUSALS_MAX = 4
+};
+
+FTPC int ftpc_job_of_goal(const ftpc_run_t *run)
+{
+    return run->goal == FTPC_GOAL_LOOK_UP || run->goal == FTPC_GOAL_CHECK ? FTPCLIENT_FILE_INFO : run->job;
+}
+
+FTPC int ftpc_enter(ftpclient_call_t *call, int stage, int pause_ms)
+{
+    ftpc_batch_end(&call->batch);
+    call->run.stage = stage;
+    call->wake_ms = ftpc_now_ms() + pause_ms;
+    return FTPCLIENT_PENDING;
+}
+
+FTPC void ftpc_run_begin(ftpclient_call_t *call, int job, int wants_outcome)
+{
+    ftpc_run_t *run = &call->run;
+    run->job = job;
+    run->wants_outcome = wants_outcome;
+    run->outcome.remote_bytes = FTPCLIENT_UNKNOWN;
+    run->outcome.local_bytes = FTPCLIENT_UNKNOWN;
+    run->goal = ftpc_plan_first_goal(run);
+    run->wait_left_ms = run->request.turn_timeout_ms;
+    ftpc_enter(call, FTPC_TAKE_TURN, 0);
+}
+
+FTPC void ftpc_run_end(ftpclient_call_t *call)
+{
+    ftpc_turn_give_back(&call->run.turn);
+    explicit_bzero(&call->run.request, sizeof call->run.request);
+}
+
+FTPC int ftpc_run_phase(const ftpclient_call_t *call)
+{
+    const ftpc_run_t *run = &call->run;
+    switch (run->stage) {
+    case FTPC_TAKE_TURN:
+        return FTPCLIENT_PHASE_TURN;
+    case FTPC_SEE_IDLE:
+        return run->is_waiting ? FTPCLIENT_PHASE_BUSY : FTPCLIENT_PHASE_ASKING;
+    case FTPC_STOP:
+        return FTPCLIENT_PHASE_STOPPING;
+    default:
+        return ftpc_job_of_goal(run) == FTPCLIENT_FILE_INFO ? FTPCLIENT_PHASE_LOOKING_UP
+                                                            : FTPCLIENT_PHASE_TRANSFER;
+    }
+}
+
+/* ---- Waiting for others ---- */
+
+static int wait_for_others(ftpclient_call_t *call, int pause_ms)
+{
+    ftpc_run_t *run = &call->run;
+    if (!run->is_waiting)
+        run->wait_end_ms = ftpc_end_after(run->wait_left_ms);
+    run->is_waiting = 1;
+    if (ftpc_is_over(run->wait_end_ms))
+        return FTPCLIENT_ERR_TURN;
+    return ftpc_enter(call, run->stage, pause_ms);
+}
+
+static void end_waiting(ftpc_run_t *run)
+{
+    if (run->is_waiting && run->wait_left_ms > 0)
+        run->wait_left_ms = run->wait_end_ms > ftpc_now_ms() ? (int)(run->wait_end_ms - ftpc_now_ms()) : 0;
+    run->is_waiting = 0;
+}
+
+static int take_turn(ftpclient_call_t *call)
+{
+    ftpc_run_t *run = &call->run;
+    if (run->turn.fd == -1) {
+        char path[sizeof call->address.sun_path + sizeof FTPCLIENT_TURN_SUFFIX];
+        snprintf(path, sizeof path, "%s%s", call->address.sun_path, FTPCLIENT_TURN_SUFFIX);
+        struct stat status;
+        if (stat(call->address.sun_path, &status) == -1 && (errno == ENOENT || errno == ENOTDIR))
+            return FTPCLIENT_ERR_NO_DAEMON; /* nobody to take turns at: leave no file behind */
+        run->turn_error = ftpc_turn_open(&run->turn, path);
+    }
+    if (run->turn_error == 0 && !ftpc_turn_try(&run->turn))
+        return wait_for_others(call, FTPC_TURN_RETRY_MS);
+    end_waiting(run);
+    return ftpc_enter(call, FTPC_SEE_IDLE, 0);
+}
+
+/* ---- The daemon's answers ---- */
+
+FTPC int ftpc_answered(ftpclient_call_t *call)
+{
+    const int error = ftpc_batch_step(&call->batch, &call->address);
+    return error == FTPCLIENT_PENDING && ftpc_is_over(call->batch_end_ms) ? FTPCLIENT_ERR_NO_ANSWER : error;
+}
+
+static int ask_for_state(ftpclient_call_t *call)
+{
+    return ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, FTPC_ANSWER_MS);
+}
+
+/* Before the start: a job that runs is a job of a program that takes no turns, or was left alone. The daemon
+ * would also let a job of its other engine run on unseen, and it takes note of the end of an earlier job in
+ * the pass that answers. */
+static int see_idle(ftpclient_call_t *call)
+{
+    if (call->batch.count == 0) {
+        const int error = ask_for_state(call);
+        if (error != FTPCLIENT_OK)
+            return error;
+    }
+    const int error = ftpc_answered(call);
+    if (error != FTPCLIENT_OK)
+        return error;
+    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
+    if (state.running)
+        return wait_for_others(call, FTPC_PASS_MS);
+    return ftpc_enter(call, FTPC_START, FTPC_LOOK_MS);
+}
+
+/* ---- The start ---- */
+
+static uint32_t start_command(int job)
+{
+    return job == FTPCLIENT_DOWNLOAD ? COMMAND_DOWNLOAD
+           : job == FTPCLIENT_UPLOAD ? COMMAND_UPLOAD
+                                     : COMMAND_DL_FILE_INFO;
+}
+
+/* Where in its batch the start is. */
+static int start_index(const ftpc_run_t *run) { return run->is_crowded ? 1 : 0; }
+
+/* The first look at the job, and for a file-information job at what it found, are queued with its start:
+ * nobody can come between. Where somebody did, another look is queued before it: answering that, the daemon
+ * takes note of a job that has ended. */
+static int ask_for_start(ftpclient_call_t *call)
+{
+    ftpc_run_t *run = &call->run;
+    const int job = ftpc_job_of_goal(run);
+    transfer_request_t *wire = &run->request.wire;
+    if (!ftpc_is_zixi(wire->protocol))
+        wire->resume = run->goal == FTPC_GOAL_APPEND ? 1 : 0;
+    int error = run->is_crowded ? ask_for_state(call) : FTPCLIENT_OK;
+    if (error == FTPCLIENT_OK)
+        error = ftpc_call_ask(call, start_command(job), wire, sizeof *wire, FTPC_ANSWER_MS);
+    if (error == FTPCLIENT_OK && run->wants_outcome)
+        error = ask_for_state(call);
+    if (error == FTPCLIENT_OK && run->wants_outcome && job == FTPCLIENT_FILE_INFO)
+        error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
+    return error;
+}
+
+/* The daemon was seen without a job in the pass before: it cannot start one at all. */
+static int is_true_refusal(const ftpclient_call_t *call)
+{
+    return call->run.is_crowded && ftpc_batch_is_adjacent(&call->batch, 1) &&
+           !ftpc_state(ftpc_call_reply(call, 0)).running;
+}
+
+/* Another program was faster (3), or a job that it ran had ended and was not noted yet (5): once more. */
+static int take_refusal(ftpclient_call_t *call, int result)
+{
+    ftpc_run_t *run = &call->run;
+    const int is_early =
+        result == FTPCLIENT_RESULT_INTERNAL && !(is_true_refusal(call) && ++run->refusals >= REFUSALS_MAX);
+    run->is_crowded = 1;
+    if (result == FTPCLIENT_RESULT_BUSY || is_early) {
+        run->stage = FTPC_SEE_IDLE;
+        return wait_for_others(call, result == FTPCLIENT_RESULT_BUSY ? FTPC_PASS_MS : 0);
+    }
+    run->outcome.result = result;
+    return result;
+}
+
+static int start(ftpclient_call_t *call)
+{
+    ftpc_run_t *run = &call->run;
+    if (call->batch.count == 0) {
+        ftpc_plan_measure(run);
+        const int error = ask_for_start(call);
+        if (error != FTPCLIENT_OK)
+            return error;
+    }
+    const int error = ftpc_answered(call);
+    if (error != FTPCLIENT_OK)
+        return error;
+    const int index = start_index(run);
+    const int result = ftpc_verdict(ftpc_call_reply(call, index));
+    if (result != FTPCLIENT_OK)
+        return take_refusal(call, result);
+    end_waiting(run);
+    if (!run->wants_outcome)
+        return FTPCLIENT_OK;
+    run->refusals = 0;
+    run->outcome.jobs++;
+    run->moved_ms = ftpc_now_ms();
+    ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
+                        call->batch.exchanges[index].connected_ms);
+    run->stage = FTPC_WATCH;
+    return ftpc_judge(call, index + 1);
+}
+
+/* ---- The early end ---- */
+
+FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
+{
+    ftpc_run_t *run = &call->run;
+    if (run->stop_result != 0)
+        return;
+    run->stop_result = reason;
+    call->end_ms = ftpc_end_after(STOP_MS);
+    call->wake_ms = ftpc_now_ms();
+}
+
+static int is_before_start(const ftpc_run_t *run)
+{
+    return run->stage == FTPC_TAKE_TURN || run->stage == FTPC_SEE_IDLE || run->stage == FTPC_START;
+}
+
+/* ---- All stages ---- */
+
+static int advance_stage(ftpclient_call_t *call)
+{
+    switch (call->run.stage) {
+    case FTPC_TAKE_TURN:
+        return take_turn(call);
+    case FTPC_SEE_IDLE:
+        return see_idle(call);
+    case FTPC_START:
+        return start(call);
+    case FTPC_FETCH:
+        return ftpc_fetch(call);
+    case FTPC_STOP:
+        return ftpc_stop(call);
+    default:
+        return ftpc_watch(call);
+    }
+}
+
+/* A question that is under way is answered first: the daemon logs a client that hangs up. */
+static int may_stop_now(const ftpclient_call_t *call)
+{
+    return call->run.stop_result != 0 && call->batch.count == 0;
+}
+
+static int advance_once(ftpclient_call_t *call)
+{
+    if (may_stop_now(call) && is_before_start(&call->run))
+        return call->run.stop_result;
+    if (may_stop_now(call) && call->run.stage == FTPC_WATCH)
+        return ftpc_enter(call, FTPC_STOP, 0);
+    return advance_stage(call);
+}
+
+static int check_time(ftpclient_call_t *call)
+{
+    if (!ftpc_is_over(call->end_ms))
+        return FTPCLIENT_PENDING;
+    if (call->run.stop_result != 0)
+        return call->run.stop_result; /* not even stopping came to an end */
+    ftpc_run_stop(call, FTPCLIENT_ERR_TIMEOUT);
+    return FTPCLIENT_PENDING;
+}
+
+FTPC int ftpc_run_advance(ftpclient_call_t *call)
+{
+    ftpclient_outcome_t *outcome = &call->run.outcome;
+    int result = check_time(call);
+    while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || ftpc_now_ms() >= call->wake_ms)) {
+        result = advance_once(call);
+        if (call->batch.count > 0) { /* asked: the reply is what wakes */
+            call->wake_ms = FTPC_NEVER;
+            break;
+        }
+    }
+    if (result == FTPCLIENT_RESULT_CANCELED)
+        outcome->result = result;
+    if (result != FTPCLIENT_PENDING && outcome->result != 0)
+        outcome->cause = ftpc_plan_cause(&call->run);
+    return result;
+}

@@ -1,0 +1,153 @@
+/* A job that runs: is it ours, how far is it, has it ended? */
+#include "libftpclient/plan.h"
+#include "libftpclient/records.h"
+#include "libftpclient/stages.h"
+
+enum { CANCEL_MS = 30000 }; /* a cancel is answered when the job has stopped */
+
+static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
+{
+    const ftpc_exchange_t *exchange = &call->batch.exchanges[index];
+    ftpc_look_t seen = {exchange->connected_ms, exchange->replied_ms,
+                        ftpc_batch_is_adjacent(&call->batch, index)};
+    return seen;
+}
+
+/* The outcome may be another program's. Uploading, downloading and looking up once more does no harm. */
+static int doubt(ftpclient_call_t *call)
+{
+    ftpc_run_t *run = &call->run;
+    if (run->stop_result != 0)
+        return run->stop_result;
+    if (++run->doubts >= FTPC_DOUBTS_MAX || !ftpc_plan_may_repeat(run))
+        return FTPCLIENT_ERR_UNKNOWN_OUTCOME;
+    ftpc_plan_again(run);
+    return ftpc_enter(call, FTPC_SEE_IDLE, 0);
+}
+
+/* The job has ended, and it was ours. */
+static int conclude(ftpclient_call_t *call, const ftpclient_file_info_t *found)
+{
+    ftpc_run_t *run = &call->run;
+    const ftpclient_state_t *state = &run->evidence.last;
+    if (run->stop_result != 0 && state->result == FTPCLIENT_RESULT_CANCELED) {
+        ftpc_plan_keep(run, state, found);
+        return run->stop_result;
+    }
+    const int result = ftpc_plan_next(run, state, found);
+    return result == FTPCLIENT_PENDING ? ftpc_enter(call, FTPC_SEE_IDLE, 0) : result;
+}
+
+/* What a file-information job has found: asked for behind the state that shows its end. */
+static int take_file_info(ftpclient_call_t *call, int index)
+{
+    const ftpc_look_t seen = look_at(call, index);
+    if (!ftpc_evidence_follows(&call->run.evidence, &seen))
+        return doubt(call);
+    const ftpclient_file_info_t found = ftpc_file_info(ftpc_call_reply(call, index));
+    return conclude(call, &found);
+}
+
+FTPC int ftpc_fetch(ftpclient_call_t *call)
+{
+    if (call->batch.count == 0) {
+        const int error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
+        if (error != FTPCLIENT_OK)
+            return error;
+    }
+    const int error = ftpc_answered(call);
+    return error == FTPCLIENT_OK ? take_file_info(call, 0) : error;
+}
+
+static int has_ended(ftpclient_call_t *call, int state_index)
+{
+    const ftpc_run_t *run = &call->run;
+    if (run->evidence.job != FTPCLIENT_FILE_INFO || run->evidence.last.result != FTPCLIENT_RESULT_NONE)
+        return conclude(call, NULL);
+    if (state_index + 1 < call->batch.count) /* it was asked for already */
+        return take_file_info(call, state_index + 1);
+    return ftpc_enter(call, FTPC_FETCH, 0);
+}
+
+static int is_silent(const ftpc_run_t *run)
+{
+    return run->request.silence_ms >= 0 && ftpc_now_ms() - run->moved_ms >= run->request.silence_ms;
+}
+
+static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
+{
+    const ftpclient_progress_t *before = &call->state.progress;
+    if (state->progress.transferred_bytes != before->transferred_bytes ||
+        state->progress.total_bytes != before->total_bytes)
+        call->run.moved_ms = ftpc_now_ms();
+    call->state = *state;
+    if (ftpc_job_of_goal(&call->run) == call->run.job)
+        call->run.outcome.progress = state->progress;
+}
+
+FTPC int ftpc_judge(ftpclient_call_t *call, int state_index)
+{
+    ftpc_run_t *run = &call->run;
+    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, state_index));
+    const ftpc_look_t seen = look_at(call, state_index);
+    const int verdict = ftpc_evidence_judge(&run->evidence, &state, &seen);
+    if (verdict == FTPC_FOREIGN || (verdict == FTPC_UNSURE && !state.running))
+        return doubt(call);
+    if (verdict == FTPC_OWN)
+        keep_state(call, &state);
+    if (!state.running)
+        return has_ended(call, state_index);
+    if (verdict == FTPC_OWN &&
+        state_index + 1 < call->batch.count) { /* asked for too early: only a pass of ours */
+        const ftpc_look_t next = look_at(call, state_index + 1);
+        ftpc_evidence_follows(&run->evidence, &next);
+    }
+    if (run->stop_result == 0 && is_silent(run))
+        ftpc_run_stop(call, FTPCLIENT_ERR_SILENT);
+    return ftpc_enter(call, FTPC_WATCH, run->stop_result != 0 ? 0 : FTPC_LOOK_MS);
+}
+
+FTPC int ftpc_watch(ftpclient_call_t *call)
+{
+    if (call->batch.count == 0) {
+        int error = ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, FTPC_ANSWER_MS);
+        if (error == FTPCLIENT_OK && call->run.doubts > 0 && call->run.evidence.job == FTPCLIENT_FILE_INFO)
+            error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
+        if (error != FTPCLIENT_OK)
+            return error;
+    }
+    const int error = ftpc_answered(call);
+    return error == FTPCLIENT_OK ? ftpc_judge(call, 0) : error;
+}
+
+/* The state behind a cancel. A cancel that had to wait for a job to stop was not answered in the next pass,
+ * and so tells nothing of whose job that was. */
+static int judge_stopped(ftpclient_call_t *call, const ftpclient_state_t *state)
+{
+    const ftpc_look_t cancelled = look_at(call, 0);
+    ftpc_look_t seen = look_at(call, 1);
+    seen.is_adjacent = seen.is_adjacent && ftpc_evidence_follows(&call->run.evidence, &cancelled);
+    return ftpc_evidence_judge(&call->run.evidence, state, &seen);
+}
+
+/* Cancel and a look, queued together: the daemon answers the first when the job has stopped. */
+FTPC int ftpc_stop(ftpclient_call_t *call)
+{
+    if (call->batch.count == 0) {
+        int error = ftpc_call_ask(call, COMMAND_CANCEL, NULL, 0, CANCEL_MS);
+        if (error == FTPCLIENT_OK)
+            error = ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, CANCEL_MS);
+        if (error != FTPCLIENT_OK)
+            return error;
+    }
+    const int error = ftpc_answered(call);
+    if (error != FTPCLIENT_OK)
+        return error;
+    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 1));
+    if (judge_stopped(call, &state) != FTPC_OWN)
+        return call->run.stop_result;
+    keep_state(call, &state);
+    /* A look-up that went well all the same is of no use: what it found is not known. */
+    const int is_look_up = state.job == FTPCLIENT_FILE_INFO && state.result == FTPCLIENT_RESULT_NONE;
+    return state.running || is_look_up ? call->run.stop_result : conclude(call, NULL);
+}

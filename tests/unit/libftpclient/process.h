@@ -1,0 +1,36 @@
+// Programs beside the test: processes that take turns on command.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <sys/types.h>
+
+// Runs `body` in a process of its own; returns its exit status, -1 when a signal ended it.
+int in_process(const std::function<int()> &body);
+
+// The same without the rights of root, where the test has them.
+int without_rights(const std::function<int()> &body);
+
+// A process that takes turns at `path`, one step for each call here.
+class turn_taker
+{
+public:
+    explicit turn_taker(const std::string &path, bool with_rights = true);
+    ~turn_taker(); // kills it
+    turn_taker(const turn_taker &) = delete;
+    turn_taker &operator=(const turn_taker &) = delete;
+
+    int open() const; // the errno of ftpc_turn_open()
+    bool tries() const;
+    void gives_back() const;
+    void bears_child() const;   // one that inherits every descriptor and outlives what its parent gives back
+    bool lives_on_file() const; // 1: its descriptor is open
+
+    void is_killed(); // kill -9, over when this returns
+
+private:
+    pid_t pid_ = -1;
+    int socket_ = -1;
+
+    int step(char what) const;
+};

@@ -1,0 +1,236 @@
+// Whole jobs that nobody disturbs, in the daemon's real rhythm and with one that answers at once.
+#include "run_fixture.h"
+
+#include <sys/file.h>
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+class Run : public run_fixture, public testing::WithParamInterface<played_daemon::rhythm_t>
+{
+};
+static std::string name_of(const testing::TestParamInfo<played_daemon::rhythm_t> &rhythm)
+{
+    return rhythm.param == played_daemon::REAL ? "Real" : "AtOnce";
+}
+INSTANTIATE_TEST_SUITE_P(, Run, testing::Values(played_daemon::REAL, played_daemon::AT_ONCE), name_of);
+
+TEST_P(Run, ADownload)
+{
+    server.size = 5000000000;
+    server.lasts_ms = 250;
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_DOWNLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_NONE);
+    EXPECT_EQ(outcome.jobs, 1);
+    EXPECT_EQ(outcome.upload, 0);
+    EXPECT_EQ(outcome.local_bytes, FTPCLIENT_UNKNOWN);
+    EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
+    EXPECT_EQ(outcome.resumed_bytes, 0);
+    EXPECT_EQ(outcome.verified, 0);
+    EXPECT_EQ(outcome.progress.total_bytes, 5000000000);
+    EXPECT_EQ(outcome.progress.transferred_bytes, 5000000000);
+    EXPECT_EQ(outcome.progress.elapsed_ms, 250);
+    EXPECT_EQ(outcome.progress.response_code, 226);
+    EXPECT_EQ(daemon.starts(), 1u);
+}
+
+TEST_P(Run, AnUpload)
+{
+    server.lasts_ms = 250;
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(server.size, LOCAL_BYTES);
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(outcome.jobs, 1);
+    EXPECT_EQ(outcome.upload, FTPCLIENT_UPLOAD_WHOLE);
+    EXPECT_EQ(outcome.local_bytes, LOCAL_BYTES);
+    EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
+    EXPECT_EQ(outcome.verified, 0);
+    EXPECT_EQ(outcome.progress.transferred_bytes, LOCAL_BYTES);
+    ASSERT_EQ(daemon.starts(), 1u);
+    EXPECT_STREQ(daemon.requests()[0].local_path, local.c_str());
+    EXPECT_EQ(daemon.requests()[0].resume, 0u);
+}
+
+TEST_P(Run, FileInformation)
+{
+    server.size = 77;
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 250; };
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.jobs, 1);
+    EXPECT_EQ(outcome.file.looked_up, 1);
+    EXPECT_EQ(outcome.file.exists, 1);
+    EXPECT_EQ(outcome.file.size_bytes, 77);
+    EXPECT_EQ(outcome.file.modified_s, 1356998340); // date -u -d '2012-12-31 23:59' +%s
+    EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
+    EXPECT_EQ(daemon.starts(), 1u);
+}
+
+TEST_P(Run, JobsThatEndAtOnce)
+{
+    server.size = 77;
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.file.size_bytes, 77);
+    EXPECT_EQ(run(daemon, FTPCLIENT_DOWNLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.progress.total_bytes, 77);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(server.size, LOCAL_BYTES);
+    EXPECT_EQ(daemon.starts(), 3u);
+}
+
+TEST_P(Run, AFileThatDoesNotExistIsNoFailureOfFileInformation)
+{
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.file.looked_up, 1);
+    EXPECT_EQ(outcome.file.exists, 0);
+}
+
+TEST_P(Run, AFailureIsTheJobsResultWithItsCause)
+{
+    server.size = 77;
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) {
+        job.result = FTPCD_ERR_NETWORK;
+        job.curl_code = 67;
+        job.response_code = 530;
+        job.transferred = 0;
+    };
+    played_daemon daemon(GetParam(), server.plan());
+    for (const int job : {FTPCLIENT_DOWNLOAD, FTPCLIENT_UPLOAD, FTPCLIENT_FILE_INFO}) {
+        EXPECT_EQ(run(daemon, job), FTPCLIENT_RESULT_NETWORK);
+        EXPECT_EQ(outcome.result, FTPCLIENT_RESULT_NETWORK);
+        EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_LOGIN);
+        EXPECT_EQ(outcome.progress.curl_code, 67);
+        EXPECT_EQ(outcome.jobs, 1);
+        EXPECT_EQ(outcome.file.exists, 0);
+    }
+    EXPECT_EQ(daemon.starts(), 3u) << "a failure that is known is not tried again";
+}
+
+// A look at the daemon, then the start: with its first look at once, and with what a file-information job
+// found.
+TEST_P(Run, AsksNoMoreThanItMust)
+{
+    server.size = 77;
+    played_daemon daemon(GetParam(), server.plan());
+    ASSERT_EQ(run(daemon, FTPCLIENT_DOWNLOAD), FTPCLIENT_OK);
+    ASSERT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+    EXPECT_THAT(daemon.commands(), ElementsAreArray({3, 1, 3, 3, 5, 3, 6}));
+}
+
+TEST_P(Run, TheTurnIsHeldFromTheFirstLookToTheLast)
+{
+    server.size = 77;
+    int held = 0;
+    int free = 0;
+    auto look = [&](played_daemon &daemon, const std::vector<uint32_t> &) {
+        const int fd = open(daemon.turn_path().c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd == -1)
+            return false; // nobody has come yet
+        pollfd unused = {};
+        poll(&unused, 0, 1);
+        (flock(fd, LOCK_EX | LOCK_NB) == 0 ? free : held)++;
+        close(fd);
+        return false;
+    };
+    {
+        played_daemon daemon(played_daemon::AT_ONCE, server.plan(), look);
+        ASSERT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+        const int fd = open(daemon.turn_path().c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(flock(fd, LOCK_EX | LOCK_NB), 0) << "it was given back";
+        close(fd);
+    }
+    EXPECT_EQ(held, 4);
+    EXPECT_EQ(free, 0);
+}
+
+TEST_P(Run, RequestAndClientMayBeFreedOnceItHasBegun)
+{
+    played_daemon daemon(GetParam(), server.plan());
+    ftpclient_call_t *call = nullptr;
+    {
+        const open_client client(daemon.path());
+        const request_holder own(FTPCLIENT_FTP);
+        ASSERT_EQ(ftpclient_request_set_local_path(own, local.c_str()), FTPCLIENT_OK);
+        ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, own, -1, &call), FTPCLIENT_OK);
+    }
+    int result = FTPCLIENT_PENDING;
+    while ((result = ftpclient_call_finish(call)) == FTPCLIENT_PENDING) {
+        pollfd waiting = {ftpclient_call_fd(call), POLLIN, 0};
+        ASSERT_EQ(poll(&waiting, 1, 20000), 1);
+    }
+    EXPECT_EQ(result, FTPCLIENT_OK);
+    EXPECT_STREQ(daemon.requests().at(0).local_path, local.c_str());
+    ftpclient_call_free(call);
+}
+
+TEST_P(Run, ARequestMayBeUsedAgain)
+{
+    played_daemon daemon(GetParam(), server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    const auto requests = daemon.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(bytes_of(requests[0]), bytes_of(requests[1]));
+}
+
+using RunOnce = run_fixture;
+
+TEST_F(RunOnce, TheOutcomeMayBeLeftOutOrOfALaterHeader)
+{
+    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
+    const open_client client(daemon.path());
+    EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 30000), FTPCLIENT_OK);
+    struct {
+        ftpclient_outcome_t outcome;
+        char later[16];
+        char beyond[8];
+    } wide;
+    memset(&wide, 0x55, sizeof wide);
+    void *as_wide = &wide;
+    EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, static_cast<ftpclient_outcome_t *>(as_wide),
+                            sizeof wide.outcome + sizeof wide.later, 30000),
+              FTPCLIENT_OK);
+    EXPECT_EQ(wide.outcome.upload, FTPCLIENT_UPLOAD_WHOLE);
+    EXPECT_EQ(std::string(wide.later, 16), std::string(16, '\0'));
+    EXPECT_EQ(std::string(wide.beyond, 8), std::string(8, 0x55));
+    const size_t starts = daemon.starts();
+    EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, &outcome, 151, 30000), FTPCLIENT_ERR_ARGUMENT);
+    EXPECT_EQ(daemon.starts(), starts);
+}
+
+// Why a local file cannot be used is known to an outcome alone.
+TEST_F(RunOnce, AMissingLocalFileIsACauseOfItsOwn)
+{
+    played_daemon daemon(played_daemon::REAL, server.plan());
+    ASSERT_EQ(ftpclient_request_set_local_path(request, (files / "missing").c_str()), FTPCLIENT_OK);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_LOCAL_READ);
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_NO_LOCAL_FILE);
+    EXPECT_EQ(outcome.local_bytes, FTPCLIENT_UNKNOWN);
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) {
+        job.result = FTPCD_ERR_LOCAL_READ;
+    };
+    ASSERT_EQ(ftpclient_request_set_local_path(request, local.c_str()), FTPCLIENT_OK);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_LOCAL_READ);
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_OTHER) << "it is there";
+}
+
+TEST_F(RunOnce, AFileThatGrowsWhileItIsSentIsAsLongAsTheDaemonFoundIt)
+{
+    server.lasts_ms = 200;
+    server.twist = [this](played_job_t &job, uint32_t command, const transfer_request_t &) {
+        if (command == COMMAND_UPLOAD)
+            files.file("local", std::string(LOCAL_BYTES + 500, 'x'));
+        (void)job;
+    };
+    ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);
+    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << "what was there at the start has arrived";
+    EXPECT_EQ(outcome.local_bytes, LOCAL_BYTES);
+    EXPECT_EQ(outcome.remote_bytes, LOCAL_BYTES);
+    EXPECT_EQ(outcome.verified, 1);
+}

@@ -1,0 +1,214 @@
+// A program that takes no turns comes between: its job is never taken for ours.
+#include "run_fixture.h"
+
+#include <algorithm>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+using testing::ElementsAre;
+
+class Stranger : public run_fixture
+{
+protected:
+    // It comes so many times: when our first look has shown that ours runs, that ends, is noted in a pass
+    // that the stranger keeps busy, as a look at the state does, and its own job follows in the next pass.
+    // Never between requests that are queued together: it would have to be in two places of the queue.
+    static played_daemon::stranger_t comes(int times, uint32_t kind, const played_job_t &job)
+    {
+        return [=, left = times, begun = size_t(0)](played_daemon &daemon, const auto &served) mutable {
+            if (left == 0 || served.empty() || served.back() != COMMAND_GET_STATE || daemon.starts() == begun)
+                return false;
+            if (daemon.is_running()) {
+                daemon.let_job_end();
+            } else if (daemon.is_noted()) {
+                EXPECT_EQ(daemon.start(kind, job), 0u);
+                begun = daemon.starts();
+                left--;
+            }
+            return true;
+        };
+    }
+    // An upload as ours, which succeeds at once.
+    static played_job_t good_upload(double bytes = LOCAL_BYTES)
+    {
+        played_job_t job;
+        job.total = bytes;
+        return job;
+    }
+    // Ours ends with this result, by itself after many passes.
+    void ours_ends_with(uint32_t result)
+    {
+        server.lasts_ms = 1000;
+        server.twist = [result](played_job_t &job, uint32_t, const transfer_request_t &) {
+            job.result = result;
+        };
+    }
+};
+
+TEST_F(Stranger, ItsSuccessIsNotOurs)
+{
+    ours_ends_with(FTPCD_ERR_NETWORK);
+    played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, JOB_UPLOAD, good_upload()));
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK) << "ours was run again";
+    EXPECT_EQ(outcome.jobs, 2);
+    EXPECT_EQ(daemon.starts(), 2u);
+}
+
+TEST_F(Stranger, ItsFailureIsNotOurs)
+{
+    const struct {
+        uint32_t kind;
+        double bytes;
+        uint32_t result;
+        int lasts_ms;
+    } cases[] = {
+        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 0}, // all as ours
+        {JOB_UPLOAD, LOCAL_BYTES + 1, 0, 0},             // another size
+        {JOB_DOWNLOAD, LOCAL_BYTES, 0, 0},               // another kind
+        {JOB_DL_FILE_INFO, 0, 0, 0},
+        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 450}, // it runs when we look
+    };
+    for (const auto &c : cases) {
+        ours_ends_with(0);
+        played_job_t job = good_upload(c.bytes);
+        job.result = c.result;
+        job.lasts_ms = c.lasts_ms;
+        played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, c.kind, job));
+        EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << c.kind << " " << c.bytes;
+        EXPECT_EQ(outcome.jobs, 2);
+        EXPECT_EQ(outcome.progress.total_bytes, LOCAL_BYTES);
+        EXPECT_EQ(server.size, LOCAL_BYTES);
+    }
+}
+
+TEST_F(Stranger, ThatComesEachTimeLeavesTheOutcomeUnknown)
+{
+    ours_ends_with(FTPCD_ERR_NETWORK);
+    played_daemon daemon(played_daemon::REAL, server.plan(), comes(100, JOB_UPLOAD, good_upload()));
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_ERR_UNKNOWN_OUTCOME);
+    EXPECT_GT(daemon.starts(), 1u);
+    EXPECT_LT(daemon.starts(), 10u);
+}
+
+// It would meet the file that it made itself.
+TEST_F(Stranger, AZixiUploadThatMustNotOverwriteIsNotRunAgain)
+{
+    for (const int overwrites : {0, 1}) {
+        const request_holder zixi(FTPCLIENT_ZIXI_4);
+        ASSERT_EQ(ftpclient_request_set_local_path(zixi, local.c_str()), FTPCLIENT_OK);
+        ASSERT_EQ(ftpclient_request_set_overwrite(zixi, overwrites), FTPCLIENT_OK);
+        ours_ends_with(0);
+        played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, JOB_UPLOAD, good_upload(5)));
+        const open_client client(daemon.path());
+        EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, zixi, nullptr, 0, 30000),
+                  overwrites ? FTPCLIENT_OK : FTPCLIENT_ERR_UNKNOWN_OUTCOME);
+        EXPECT_EQ(daemon.starts(), overwrites ? 2u : 1u);
+    }
+}
+
+// Between the end of ours and the question what it found.
+TEST_F(Stranger, ItsFileIsNotTheOneWeAskedFor)
+{
+    server.size = 77;
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 400; };
+    played_job_t theirs;
+    theirs.found = {1, 1, 999, 2012, 12, 31, 23, 59, 0x755, 0, 0};
+    auto after_our_end = [theirs, was_there = false](played_daemon &daemon, const auto &served) mutable {
+        // Behind the look that showed the end; the first look and command 6 are queued with the start.
+        if (was_there || daemon.starts() == 0 || daemon.is_running() || !daemon.is_noted() ||
+            served.back() != COMMAND_GET_STATE || served.at(served.size() - 2) == COMMAND_DL_FILE_INFO)
+            return false;
+        was_there = true;
+        EXPECT_EQ(daemon.start(JOB_DL_FILE_INFO, theirs), 0u);
+        return true;
+    };
+    played_daemon daemon(played_daemon::REAL, server.plan(), after_our_end);
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.file.size_bytes, 77);
+    EXPECT_EQ(daemon.starts(), 2u);
+}
+
+TEST_F(Stranger, AResumedUploadOfWhichTooLittleIsKnownIsSentWhole)
+{
+    server.size = 400;
+    server.lasts_ms = 1000;
+    ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
+    // Ours may have been tried again unseen: then what is there is no beginning, whatever its size.
+    auto after_upload = [stranger = comes(1, JOB_UPLOAD, good_upload(600))](played_daemon &daemon,
+                                                                            const auto &served) mutable {
+        return std::ranges::count(served, uint32_t(COMMAND_UPLOAD)) == 1 && stranger(daemon, served);
+    };
+    played_daemon daemon(played_daemon::REAL, server.plan(), after_upload);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(server.size, LOCAL_BYTES);
+    EXPECT_EQ(outcome.remote_bytes, LOCAL_BYTES);
+    std::vector<uint32_t> jobs = daemon.commands();
+    std::erase_if(jobs, [](uint32_t command) { return command != 2 && command != 5; });
+    EXPECT_THAT(jobs, ElementsAre(5u, 2u, 2u, 5u));
+    EXPECT_EQ(daemon.requests().at(1).resume, 1u);
+    EXPECT_EQ(daemon.requests().at(2).resume, 0u);
+    EXPECT_EQ(outcome.upload, FTPCLIENT_UPLOAD_MENDED);
+}
+
+// Its early start forgets our job and leaves its own 5 in the job's place.
+TEST_F(Stranger, ItsEarlyStartIsNotOurFailure)
+{
+    ours_ends_with(0);
+    auto early = [was_there = false](played_daemon &daemon, const auto &served) mutable {
+        if (was_there || daemon.starts() == 0 || served.back() != COMMAND_GET_STATE)
+            return false;
+        was_there = true;
+        daemon.let_job_end();
+        EXPECT_EQ(daemon.start(JOB_UPLOAD, played_job_t{}), uint32_t(FTPCD_ERR_INTERNAL));
+        return true;
+    };
+    played_daemon daemon(played_daemon::REAL, server.plan(), early);
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(outcome.result, 0);
+}
+
+// One request on a connection of its own, by a program that knows no library.
+static uint32_t ask(const std::string &path, uint32_t command, const transfer_request_t *body)
+{
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path, path.data(), path.size());
+    const bytes_t request = message_bytes(command, body ? bytes_of(*body) : bytes_t());
+    uint32_t reply[4] = {};
+    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == ssize_t(request.size()))
+        recv(fd, reply, sizeof reply, MSG_WAITALL);
+    close(fd);
+    return reply[3];
+}
+
+// Programs that upload a file of the same size, with success, as fast as the daemon lets them, while each of
+// ours fails. Not once may theirs be taken for ours.
+TEST_F(Stranger, ACrowdOfThemNeverLendsUsASuccess)
+{
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &asked) {
+        const bool is_ours = strcmp(asked.host, "needed.host") == 0;
+        job.result = is_ours ? uint32_t(FTPCD_ERR_NETWORK) : 0;
+        job.total = LOCAL_BYTES;
+    };
+    played_daemon daemon(played_daemon::REAL, server.plan());
+    std::atomic<bool> is_over = false;
+    std::vector<std::thread> crowd;
+    for (int i = 0; i < 3; i++)
+        crowd.emplace_back([&] {
+            transfer_request_t theirs = {};
+            strcpy(theirs.host, "elsewhere");
+            while (!is_over)
+                ask(daemon.path(), COMMAND_UPLOAD, &theirs);
+        });
+    for (int i = 0; i < 4; i++) {
+        const int result = run(daemon, FTPCLIENT_UPLOAD);
+        EXPECT_TRUE(result == FTPCLIENT_RESULT_NETWORK || result == FTPCLIENT_ERR_UNKNOWN_OUTCOME ||
+                    result == FTPCLIENT_RESULT_INTERNAL)
+            << ftpclient_strerror(result);
+    }
+    is_over = true;
+    for (std::thread &program : crowd)
+        program.join();
+}
