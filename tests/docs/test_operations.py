@@ -85,6 +85,10 @@ def test_the_result_codes_are_told_as_the_source_has_them():
         assert all(len(cell) >= 5 for row in rows for cell in row[2:]), page
 
 
-def test_the_client_knows_the_same_result_codes():
-    named = re.findall(r"FTPCD_ERR_\w+", (ROOT / "tools/result_names.cpp").read_text())
-    assert set(named) == set(codes_of_source().values())
+def test_the_clients_know_the_same_result_codes():
+    known = set(codes_of_source().values())
+    library = re.findall(r"\{RESULT\((\w+)\)", (ROOT / "libftpclient/words.c").read_text())
+    assert {f"FTPCD_ERR_{name}" for name in library} == known
+    # 0 is no failure, and 3 is waited for: it has the status of the wait
+    command = re.findall(r"\{FTPCLIENT_RESULT_(\w+), \"", (ROOT / "ftpctl/statuses.cpp").read_text())
+    assert {f"FTPCD_ERR_{name}" for name in command} == known - {"FTPCD_ERR_NONE", "FTPCD_ERR_BUSY"}

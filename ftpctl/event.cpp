@@ -1,0 +1,138 @@
+#include "ftpctl/event.h"
+
+#include "ftpctl/json.h"
+#include "ftpctl/output.h"
+#include "ftpctl/text.h"
+
+namespace
+{
+
+// The names behind "FTPCTL_". Who adds one adds it to the manual as well.
+constexpr const char *NAMES[] = {
+    "EVENT",         "TIME",        "LINE",       "JSON",
+    "RUNNING",       "JOB",         "CANCEL",     "RESULT",
+    "RESULT_NAME",   "CAUSE",       "TOTAL_SIZE", "TRANSFERRED_SIZE",
+    "ELAPSED_TIME",  "CURL_CODE",   "ZIXI_ERROR", "RESPONSE_CODE_TYPE",
+    "RESPONSE_CODE", "RETRY_COUNT",
+};
+constexpr const char *PREFIX = "FTPCTL_";
+
+void set(event_t &event, const char *name, const std::string &value)
+{
+    event.variables.push_back(PREFIX + std::string(name) + "=" + value);
+}
+
+void set(event_t &event, const char *name, int64_t value) { set(event, name, std::to_string(value)); }
+
+void set_common(event_t &event, const char *name, time_t now)
+{
+    set(event, "EVENT", name);
+    set(event, "TIME", static_cast<int64_t>(now));
+    set(event, "LINE", event.line);
+    set(event, "JSON", event.json);
+}
+
+void set_result(event_t &event, int result)
+{
+    set(event, "RESULT", result);
+    set(event, "RESULT_NAME", ftpclient_result_name(result));
+}
+
+void set_job(event_t &event, int result, const ftpclient_progress_t &progress)
+{
+    set_result(event, result);
+    if (result != FTPCLIENT_RESULT_NONE)
+        set(event, "CAUSE", ftpclient_cause_name(ftpclient_cause_of(result, &progress)));
+    set(event, "TOTAL_SIZE", progress.total_bytes);
+    set(event, "TRANSFERRED_SIZE", progress.transferred_bytes);
+    set(event, "ELAPSED_TIME", std::to_string(static_cast<double>(progress.elapsed_ms) / 1000));
+    set(event, "CURL_CODE", progress.curl_code);
+    if (text_is_zixi(progress))
+        set(event, "ZIXI_ERROR", progress.zixi_error);
+    set(event, "RESPONSE_CODE_TYPE", progress.response_type);
+    set(event, "RESPONSE_CODE", progress.response_code);
+    set(event, "RETRY_COUNT", progress.retries);
+}
+
+// By notice code.
+struct completion_t {
+    const char *event;
+    int job;
+};
+constexpr completion_t COMPLETIONS[] = {
+    {"download", FTPCLIENT_DOWNLOAD}, {"upload", FTPCLIENT_UPLOAD}, {"info", FTPCLIENT_FILE_INFO}};
+
+event_t event_of_start(const ftpclient_notice_t &notice, time_t now)
+{
+    event_t event;
+    event.line = notice.result == FTPCLIENT_RESULT_NONE
+                     ? "daemon started"
+                     : "daemon failed to start, " + text_result(notice.result, notice.progress);
+    event.json = json_notice(notice, now);
+    set_common(event, "started", now);
+    set_result(event, notice.result);
+    return event;
+}
+
+std::string line_of_end(int job, int result, const ftpclient_progress_t &progress)
+{
+    const std::string kind = text_job_kind(job);
+    if (result == FTPCLIENT_RESULT_NONE)
+        return kind + " done, " + text_outcome(progress);
+    return kind + " failed, " + text_amount(progress) + ", " + text_result(result, progress);
+}
+
+} // namespace
+
+std::vector<std::string> event_variable_names()
+{
+    std::vector<std::string> names;
+    for (const char *name : NAMES)
+        names.push_back(PREFIX + std::string(name));
+    return names;
+}
+
+void event_print(const event_t &event, const options_t &options)
+{
+    if (options.quiet && !options.exec.empty())
+        return;
+    output_line(options.json ? event.json : text_now() + " " + event.line);
+}
+
+event_t event_of_notice(const ftpclient_notice_t &notice, time_t now)
+{
+    if (notice.code == FTPCLIENT_NOTICE_STARTED)
+        return event_of_start(notice, now);
+    const completion_t &kind = COMPLETIONS[notice.code];
+    event_t event;
+    event.line = line_of_end(kind.job, notice.result, notice.progress);
+    event.json = json_notice(notice, now);
+    set_common(event, kind.event, now);
+    set_job(event, notice.result, notice.progress);
+    return event;
+}
+
+event_t event_of_state(const ftpclient_state_t &state, time_t now)
+{
+    const char *kind = text_job_kind(state.job);
+    event_t event;
+    event.line = text_state(state);
+    event.json = json_state_event(state, now);
+    set_common(event, "state", now);
+    set(event, "RUNNING", state.running);
+    set(event, "JOB", kind != nullptr ? kind : "no job");
+    set(event, "CANCEL", state.cancelled);
+    set_job(event, state.result, state.progress);
+    return event;
+}
+
+event_t event_of_daemon(int error, time_t now)
+{
+    const bool is_there = error == FTPCLIENT_OK;
+    event_t event;
+    event.line = is_there ? "daemon back" : std::string("daemon gone, ") + ftpclient_strerror(error);
+    event.json = json_daemon_event(is_there, now);
+    set_common(event, "daemon", now);
+    set(event, "RUNNING", is_there ? 1 : 0);
+    return event;
+}

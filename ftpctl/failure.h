@@ -1,0 +1,30 @@
+// How ftpctl fails: one clear line for people and one exit status for scripts.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+// statuses.cpp has the words for them.
+enum exit_status {
+    STATUS_DONE = 0,
+    STATUS_LOCAL = 1,      // something on this side: a file, a socket, the output
+    STATUS_USAGE = 2,      // the command line, the URL, or a request that the daemon would refuse
+    STATUS_NO_DAEMON = 3,  // nobody listens, or no answer came
+    STATUS_BUSY = 4,       // other programs had the daemon for too long
+    STATUS_BAD_ANSWER = 5, // an answer that is not of this protocol
+    STATUS_NO_FILE = 6,    // info: there is no such file
+    STATUS_NO_RESUME = 7,  // put --resume: the sizes forbid it
+    STATUS_TIMEOUT = 8,    // --timeout or the limit for silence has passed
+    STATUS_EXEC = 9,       // watch, listen: a command of --exec failed
+    STATUS_UNKNOWN = 10,   // how the job ended is not known
+    STATUS_DENIED = 11,    // this user may not use the control socket
+    STATUS_DIFFERENT = 12, // the remote file has another size after the upload
+    STATUS_JOB = 20,       // + the job's result
+    STATUS_CAUSE = 48,     // + the cause of a failed job, from FTPCLIENT_CAUSE_LOGIN on
+};
+
+// Ends the command: main prints what() behind "ftpctl: " and exits with the status.
+struct failure : std::runtime_error {
+    int status;
+    failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}
+};

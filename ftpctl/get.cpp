@@ -1,0 +1,91 @@
+// get: fetches a file beside its place and puts it there when it is whole.
+#include "ftpctl/commands.h"
+
+#include "ftpctl/interrupts.h"
+#include "ftpctl/job.h"
+#include "ftpctl/local_file.h"
+#include "ftpctl/private_folder.h"
+#include "ftpctl/text.h"
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr size_t DOWNLOAD_MAX = 4096;
+constexpr const char *NAME = "f"; // short, for the path has a limit
+
+std::string file_name(const options_t &options) { return options.files.empty() ? "" : options.files.front(); }
+
+void run(driver &driver, job_t &job, const logins_t &logins, report_t &report)
+{
+    request_set_logins(job, logins);
+    job_run(driver, job, report);
+}
+
+job_t build(const options_t &options, const url_t &url, const std::string &local)
+{
+    return request_build(options, FTPCLIENT_DOWNLOAD, url, options.url, local);
+}
+
+void to_standard_output(const options_t &options, const url_t &url, report_t &report)
+{
+    if (options.json)
+        throw failure(STATUS_USAGE, "--json: standard output is the file's");
+    const logins_t logins = logins_find(options, url);
+    interrupts_catch(); // before there is a folder to remove
+    driver driver(options);
+    const private_folder folder(private_folder::pattern(), options.socket);
+    const std::string local = folder.file(NAME);
+    job_t job = build(options, url, local);
+    run(driver, job, logins, report);
+    const std::string content = file_content(local, DOWNLOAD_MAX);
+    if (fwrite(content.data(), 1, content.size(), stdout) != content.size() || fflush(stdout) != 0)
+        throw failure(STATUS_LOCAL, "cannot write to standard output");
+    report.is_told = true;
+}
+
+// The daemon writes the file itself: nobody is left to put it in its place.
+void without_waiting(const options_t &options, const url_t &url, report_t &report)
+{
+    if (file_name(options).empty() || file_name(options) == "-")
+        throw failure(STATUS_USAGE, "--no-wait: needs the name of a FILE");
+    report.local = file_to_download(file_name(options), url_file_name(url));
+    job_t job = build(options, url, *report.local);
+    request_set_logins(job, logins_find(options, url));
+    interrupts_catch();
+    driver driver(options);
+    job_start(driver, job);
+    report.message = options.url + ": download started";
+}
+
+void to_file(const options_t &options, const url_t &url, report_t &report)
+{
+    const std::string target = file_to_download(file_name(options), url_file_name(url));
+    report.local = target;
+    build(options, url, target); // complains of the path that the user gave
+    const logins_t logins = logins_find(options, url);
+    interrupts_catch(); // before there is a folder to remove
+    driver driver(options);
+    const private_folder folder(file_beside(target), options.socket);
+    const std::string local = folder.file(NAME);
+    job_t job = build(options, url, local);
+    job.local = target; // for messages
+    run(driver, job, logins, report);
+    file_put_in_place(local, target);
+    report.message = target + ": " + text_outcome(report.outcome->progress);
+}
+
+} // namespace
+
+void command_get(const options_t &options, report_t &report)
+{
+    report.remote = options.url;
+    const url_t url = url_parse(options.url);
+    if (options.no_wait)
+        without_waiting(options, url, report);
+    else if (file_name(options) == "-")
+        to_standard_output(options, url, report);
+    else
+        to_file(options, url, report);
+}

@@ -1,0 +1,79 @@
+#include "ftpctl/interrupts.h"
+
+#include "ftpctl/failure.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int64_t TWIN_MS = 1000; // the kernel's SIGHUP and the shell's are no further apart
+
+volatile sig_atomic_t seen_;
+int64_t first_ms_; // the handler's alone
+int fd_ = -1;
+
+int64_t now_ms()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+void end_as_usual(int number)
+{
+    signal(number, SIG_DFL);
+    raise(number); // comes when the handler returns
+}
+
+void remember(int number)
+{
+    const int kept = errno;
+    const uint64_t one = 1;
+    if (seen_ == 0) {
+        first_ms_ = now_ms();
+        seen_ = 1;
+        [[maybe_unused]] const ssize_t written =
+            write(fd_, &one, sizeof one); // fails for no counter below 2^64
+    } else if (number != SIGHUP || now_ms() - first_ms_ > TWIN_MS) {
+        end_as_usual(number);
+    }
+    errno = kept;
+}
+
+bool is_ignored(int number)
+{
+    struct sigaction now = {};
+    return sigaction(number, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
+void interrupts_catch()
+{
+    if (fd_ != -1)
+        return;
+    fd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (fd_ == -1)
+        throw failure(STATUS_LOCAL, std::string("eventfd: ") + strerror(errno));
+    struct sigaction action = {};
+    action.sa_handler = remember;
+    action.sa_flags = SA_RESTART; // poll() ends in any case, a write must not fail for it
+    for (const int number : SIGNALS)
+        sigaddset(&action.sa_mask, number); // one after the other
+    for (const int number : SIGNALS) {
+        if (number != SIGHUP || !is_ignored(number))
+            sigaction(number, &action, nullptr);
+    }
+}
+
+bool interrupts_seen() { return seen_ != 0; }
+
+int interrupts_fd() { return fd_; }

@@ -1,0 +1,116 @@
+// Why a job failed, in words.
+#include "ftpctl/job.h"
+
+#include "ftpctl/duration.h"
+#include "ftpctl/statuses.h"
+#include "ftpctl/text.h"
+
+namespace
+{
+
+std::string server_of(const job_t &job) { return job.url.host + ":" + std::to_string(job.url.port); }
+
+// libcurl connects to the proxy alone; only what that says of the name tells whose it is.
+std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
+{
+    constexpr int SERVER_NAME_NOT_FOUND = 6;
+    if (!job.proxy || progress.curl_code == SERVER_NAME_NOT_FOUND)
+        return server_of(job);
+    return "proxy " + job.proxy->host + ":" + std::to_string(job.proxy->port);
+}
+
+// What the sentence is about.
+std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
+{
+    switch (outcome.cause) {
+    case FTPCLIENT_CAUSE_LOGIN:
+        return job.user + "@" + server_of(job);
+    case FTPCLIENT_CAUSE_NO_NAME:
+    case FTPCLIENT_CAUSE_NOBODY:
+    case FTPCLIENT_CAUSE_UNREACHABLE:
+    case FTPCLIENT_CAUSE_PROXY_LOGIN:
+        return peer_of(job, outcome.progress);
+    case FTPCLIENT_CAUSE_HANDSHAKE:
+        return server_of(job);
+    case FTPCLIENT_CAUSE_LOCAL_FULL:
+    case FTPCLIENT_CAUSE_NO_LOCAL_FILE:
+        return job.local;
+    default:
+        return job.shown_url;
+    }
+}
+
+// The daemon could not open the file that this command could: it does not see it as this command does.
+bool is_out_of_sight(int result, const ftpclient_outcome_t &outcome)
+{
+    return (result == FTPCLIENT_RESULT_LOCAL_READ || result == FTPCLIENT_RESULT_LOCAL_WRITE) &&
+           outcome.cause <= FTPCLIENT_CAUSE_OTHER && outcome.progress.transferred_bytes == 0;
+}
+
+std::string result_line(const job_t &job, int result, const ftpclient_outcome_t &outcome)
+{
+    const std::string details = text_details(result, outcome.progress);
+    if (result == FTPCLIENT_RESULT_CANCELED && outcome.jobs == 0)
+        return "interrupted before the job was started";
+    if (is_out_of_sight(result, outcome))
+        return "the daemon cannot see or write " + job.local +
+               ": it runs with rights and a view of the file system of its own "
+               "(ProtectHome, PrivateTmp, another mount namespace) (" +
+               details + ")";
+    return subject_of(job, outcome) + ": " + status_sentence(status_of(result, outcome.cause), details);
+}
+
+std::string resume_line(const ftpclient_outcome_t &outcome)
+{
+    if (outcome.remote_bytes > outcome.local_bytes)
+        return "cannot resume: the remote file has " + std::to_string(outcome.remote_bytes) +
+               " bytes, the local one only " + std::to_string(outcome.local_bytes);
+    return "cannot resume: the server does not tell the remote file's size, or lists it as a folder or link";
+}
+
+std::string difference_line(const job_t &job, const ftpclient_outcome_t &outcome)
+{
+    return job.shown_url + ": the remote file has " +
+           (outcome.remote_bytes >= 0 ? std::to_string(outcome.remote_bytes) + " bytes" : "another size") +
+           " after the upload, the local one " + std::to_string(outcome.local_bytes);
+}
+
+std::string error_line(const options_t &options, const job_t &job, int error,
+                       const ftpclient_outcome_t &outcome)
+{
+    switch (error) {
+    case FTPCLIENT_ERR_TURN:
+        return options.wait_turn.count() == 0
+                   ? "another program has the daemon; --wait-turn sets how long to wait"
+                   : "other programs had the daemon for longer than " + duration_text(options.wait_turn) +
+                         "; --wait-turn sets another limit";
+    case FTPCLIENT_ERR_TIMEOUT:
+        return "not done within " + duration_text(options.timeout.value_or(SILENCE_LIMIT)) + ", " +
+               (outcome.jobs > 0 ? "the job was cancelled" : "the job was not started") +
+               "; --timeout sets another limit";
+    case FTPCLIENT_ERR_SILENT:
+        return "nothing moved for " + duration_text(SILENCE_LIMIT) +
+               ", the job was cancelled; --timeout sets another limit";
+    case FTPCLIENT_ERR_UNKNOWN_OUTCOME:
+        return job.shown_url + ": another program came between, the outcome of this job is not known";
+    case FTPCLIENT_ERR_NO_RESUME:
+        return resume_line(outcome);
+    case FTPCLIENT_ERR_DIFFERENT:
+        return difference_line(job, outcome);
+    default:
+        return "";
+    }
+}
+
+} // namespace
+
+failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome)
+{
+    const failure daemons = daemon_failure(options, code);
+    if (code == FTPCLIENT_RESULT_BUSY)
+        return {STATUS_BUSY, error_line(options, job, FTPCLIENT_ERR_TURN, outcome)};
+    if (code > 0)
+        return {status_of(code, outcome.cause), result_line(job, code, outcome)};
+    const std::string line = error_line(options, job, code, outcome);
+    return line.empty() ? daemons : failure(daemons.status, line);
+}

@@ -1,0 +1,142 @@
+#include "ftpctl/local_file.h"
+
+#include "ftpctl/failure.h"
+#include "ftpctl/handles.h"
+#include "ftpctl/statuses.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr size_t LONGEST_PATH = 255; // bytes that the request holds
+constexpr size_t LONGEST_NAME = 255; // bytes that a folder holds
+constexpr int MOST_LINKS = 40;
+
+[[noreturn]] void fail(const std::string &path)
+{
+    throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
+}
+
+std::optional<struct stat> found(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) == 0)
+        return status;
+    if (errno != ENOENT)
+        fail(path);
+    return std::nullopt;
+}
+
+// Where links lead, also one to a file that does not exist yet.
+fs::path behind_links(fs::path path)
+{
+    for (int links = 0; links <= MOST_LINKS; links++) {
+        std::error_code error;
+        const fs::path target = fs::read_symlink(path, error);
+        if (error)
+            return path; // no link
+        path = target.is_absolute() ? target : path.parent_path() / target;
+    }
+    errno = ELOOP;
+    fail(path.string());
+}
+
+mode_t mode_of_new_file()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+} // namespace
+
+std::string file_content(const std::string &path, size_t most)
+{
+    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file.is_open())
+        fail(path);
+    std::string content;
+    char piece[4096];
+    ssize_t count = 0;
+    while (content.size() <= most && (count = read(file.fd(), piece, sizeof piece)) > 0)
+        content.append(piece, static_cast<size_t>(count));
+    if (count == -1)
+        fail(path);
+    if (content.size() > most)
+        throw failure(STATUS_LOCAL, path + ": is too large");
+    return content;
+}
+
+void file_check_upload(const std::string &name)
+{
+    const std::optional<struct stat> status = found(name);
+    if (!status)
+        throw failure(status_of(FTPCLIENT_RESULT_LOCAL_READ, FTPCLIENT_CAUSE_NO_LOCAL_FILE),
+                      name + ": " + ftpclient_cause_text(FTPCLIENT_CAUSE_NO_LOCAL_FILE));
+    if (!S_ISREG(status->st_mode))
+        throw failure(STATUS_LOCAL,
+                      name + (S_ISDIR(status->st_mode) ? ": is a folder; only files can be uploaded"
+                                                       : ": is no regular file"));
+    const descriptor readable(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!readable.is_open())
+        fail(name);
+}
+
+std::string file_to_download(const std::string &name, const std::string &remote_name)
+{
+    std::string target = name.empty() ? remote_name : name;
+    std::optional<struct stat> status = found(target);
+    if (target.ends_with('/') || (status && S_ISDIR(status->st_mode)) || name.empty()) {
+        if (remote_name.empty() || remote_name == "." || remote_name == "..")
+            throw failure(STATUS_USAGE, "URL: '" + remote_name + "' is no name for a local file");
+        if (!name.empty())
+            target = (fs::path(target) / remote_name).string();
+        status = found(target);
+    }
+    if (status && S_ISDIR(status->st_mode))
+        throw failure(STATUS_LOCAL, target + ": is a folder");
+    if (status && !S_ISREG(status->st_mode))
+        throw failure(STATUS_LOCAL, target +
+                                        ": is no regular file; write to standard output instead: "
+                                        "ftpctl get URL - >" +
+                                        target);
+    return behind_links(fs::absolute(target)).string();
+}
+
+std::string file_beside(const std::string &target)
+{
+    const fs::path path(target);
+    const std::string tail = ".ftpctl.XXXXXX";
+    const std::string folder = (path.parent_path() / ".").string(); // "/dir/."
+    const size_t taken = folder.size() + tail.size() + 2;           // "/f" behind
+    if (taken > LONGEST_PATH)
+        throw failure(STATUS_USAGE, target + ": too long a path: its folder needs " +
+                                        std::to_string(taken - LONGEST_PATH) +
+                                        " bytes less, for the file while it is fetched");
+    const size_t room = std::min(LONGEST_PATH - taken, LONGEST_NAME - 1 - tail.size());
+    return folder + path.filename().string().substr(0, room) + tail;
+}
+
+void file_put_in_place(const std::string &from, const std::string &to)
+{
+    const std::optional<struct stat> old = found(to);
+    const descriptor file(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file.is_open())
+        fail(from);
+    if (geteuid() == 0 &&
+        fchown(file.fd(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0)
+        fail(from);
+    if (fchmod(file.fd(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.fd()) != 0)
+        fail(from);
+    if (rename(from.c_str(), to.c_str()) != 0)
+        fail(to);
+}

@@ -1,0 +1,51 @@
+// What the command line asks for.
+#pragma once
+
+#include "libftpclient/ftpclient.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct report_t;
+
+struct options_t {
+    // The command: fills the report, and throws failure when it fails.
+    void (*run)(const options_t &, report_t &) = nullptr;
+    std::string command; // its name; empty when the command line names none
+
+    // Every command
+    std::string socket = FTPCLIENT_CONTROL_SOCKET;
+    std::optional<std::chrono::milliseconds> timeout;
+    bool json = false;
+    bool quiet = false;
+
+    // get, put, info and identity
+    std::string url;
+    std::vector<std::string> files; // get: at most one
+    std::optional<std::string> user;
+    std::string password_file;
+    std::string proxy;
+    std::string proxy_password_file;
+    std::string pin;
+    std::string save_identity;
+    std::optional<uint32_t> protocol; // 4 or 5
+    std::chrono::milliseconds wait_turn = std::chrono::minutes(10);
+    bool active = false;
+    bool resume = false;
+    bool verify = false;
+    bool no_overwrite = false;
+    bool no_wait = false;
+    bool progress = false;
+
+    // watch and listen
+    std::string exec;
+
+    // listen
+    std::string notify_socket = FTPCLIENT_NOTICE_SOCKET;
+    unsigned long count = 0; // 0: for ever
+};
+
+// A job in which nothing moves for so long is cancelled, unless --timeout says how long it may take.
+constexpr std::chrono::milliseconds SILENCE_LIMIT = std::chrono::minutes(10);

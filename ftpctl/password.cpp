@@ -1,0 +1,187 @@
+#include "ftpctl/password.h"
+
+#include "ftpctl/failure.h"
+#include "ftpctl/interrupts.h"
+#include "libftpclient/ftpclient.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr size_t LONGEST = 4096; // bytes; no field is nearly as long
+constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
+
+struct descriptor {
+    int fd;
+    ~descriptor()
+    {
+        if (fd > STDERR_FILENO)
+            close(fd);
+    }
+};
+
+// A terminal without echo for one scope, in which a Ctrl-Z (SIGTSTP) is heard on `stop_fd` instead of
+// stopping.
+class silent_terminal
+{
+public:
+    explicit silent_terminal(int terminal) : fd_(terminal)
+    {
+        sigemptyset(&stops_);
+        sigaddset(&stops_, SIGTSTP);
+        sigprocmask(SIG_BLOCK, &stops_, &mask_before_);
+        stop_fd = signalfd(-1, &stops_, SFD_CLOEXEC | SFD_NONBLOCK); // -1: stopping has to wait
+        tcgetattr(fd_, &before_);
+        silence();
+    }
+    ~silent_terminal()
+    {
+        tcsetattr(fd_, TCSAFLUSH, &before_);
+        if (!has_new_line)
+            dprintf(fd_, "\n");
+        if (stop_fd != -1)
+            close(stop_fd);
+        sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
+    }
+    silent_terminal(const silent_terminal &) = delete;
+    silent_terminal &operator=(const silent_terminal &) = delete;
+
+    // Stops as usual, with echo; returns when the shell lets it go on.
+    void stop() const
+    {
+        signalfd_siginfo heard;
+        while (read(stop_fd, &heard, sizeof heard) == sizeof heard) {}
+        dprintf(fd_, "\n");
+        tcsetattr(fd_, TCSAFLUSH, &before_);
+        sigprocmask(SIG_UNBLOCK, &stops_, nullptr);
+        raise(SIGTSTP);
+        sigprocmask(SIG_BLOCK, &stops_, nullptr);
+        silence();
+    }
+
+    int stop_fd = -1;
+    bool has_new_line = false; // the user's own
+
+private:
+    int fd_;
+    termios before_ = {};
+    sigset_t stops_ = {};
+    sigset_t mask_before_ = {};
+
+    void silence() const
+    {
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        tcsetattr(fd_, TCSAFLUSH, &silent);
+    }
+};
+
+enum class input_t { BYTE, END, STOP };
+
+// The next byte of `fd`, the end of the input, or something on `stop_fd`, which may be -1.
+input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
+{
+    pollfd waiting[] = {{fd, POLLIN, 0}, {stop_fd, POLLIN, 0}, {interrupts_fd(), POLLIN, 0}};
+    while (!interrupts_seen()) {
+        if (poll(waiting, 3, -1) < 1 || waiting[2].revents != 0)
+            continue;
+        if (waiting[1].revents != 0)
+            return input_t::STOP;
+        const ssize_t count = read(fd, c, 1);
+        if (count != -1)
+            return count == 1 ? input_t::BYTE : input_t::END;
+        if (errno != EINTR)
+            throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+    }
+    throw failure(STATUS_CANCELLED, "interrupted");
+}
+
+// Adds what comes up to the end of the line; says what ended it, BYTE for a newline or too long a line.
+input_t read_line(int fd, int stop_fd, std::string &line, const std::string &name)
+{
+    while (line.size() <= LONGEST) {
+        char c = 0;
+        const input_t input = next_input(fd, stop_fd, &c, name);
+        if (input != input_t::BYTE || c == '\n')
+            return input;
+        if (c == '\0')
+            throw failure(STATUS_USAGE, name + ": a password cannot hold a NUL byte");
+        line += c;
+    }
+    return input_t::BYTE;
+}
+
+std::string without_return(std::string line)
+{
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}
+
+std::string from_file(const char *option, const std::string &file)
+{
+    const std::string name = std::string(option) + " " + file;
+    const descriptor source = {file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (source.fd == -1)
+        throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+    std::string line;
+    read_line(source.fd, -1, line, name);
+    return without_return(line);
+}
+
+// Takes the password out of the environment, which the process list shows to this user and to root.
+std::optional<std::string> from_environment(const char *variable)
+{
+    char *value = getenv(variable);
+    if (value == nullptr)
+        return std::nullopt;
+    const std::string password = value;
+    explicit_bzero(value, password.size());
+    unsetenv(variable);
+    return password;
+}
+
+} // namespace
+
+std::string password_prompt(int fd, const std::string &whom)
+{
+    interrupts_catch(); // a Ctrl-C must not leave the terminal without echo
+    silent_terminal terminal(fd);
+    for (;;) {
+        std::string line;
+        dprintf(fd, "Password for %s: ", whom.c_str());
+        switch (read_line(fd, terminal.stop_fd, line, "terminal")) {
+        case input_t::BYTE:
+            terminal.has_new_line = true;
+            return without_return(line);
+        case input_t::END:
+            throw failure(STATUS_USAGE, "no password for " + whom + ": the input ended");
+        case input_t::STOP:
+            terminal.stop();
+        }
+    }
+}
+
+std::string password_find(const password_names_t &names, const std::string &file, const std::string &whom)
+{
+    const std::optional<std::string> in_environment = from_environment(names.variable);
+    if (!file.empty())
+        return from_file(names.option, file);
+    if (in_environment)
+        return *in_environment;
+    if (isatty(STDIN_FILENO) == 1)
+        return password_prompt(STDIN_FILENO, whom);
+    throw failure(STATUS_USAGE,
+                  "no password for " + whom + ": use " + names.option + " or " + names.variable);
+}

@@ -1,0 +1,30 @@
+// Shows a running job on standard error: a bar on a terminal, plain lines elsewhere.
+#pragma once
+
+#include "ftpctl/progress_text.h"
+
+#include <string>
+
+class progress_display
+{
+public:
+    // With `show` false it shows nothing.
+    explicit progress_display(bool show);
+    ~progress_display() { clear(); }
+    progress_display(const progress_display &) = delete;
+    progress_display &operator=(const progress_display &) = delete;
+
+    void update(const ftpclient_progress_t &progress);
+
+    // A line of its own; a bar begins anew below it.
+    void say(const std::string &line);
+
+private:
+    bool show_;
+    bool is_terminal_;
+    bool has_bar_ = false;
+    rate_meter rate_;
+    line_pace pace_;
+
+    void clear();
+};

@@ -1,0 +1,52 @@
+// How a command ended: one line for people, or one JSON object.
+#pragma once
+
+#include "ftpctl/failure.h"
+#include "ftpctl/options.h"
+#include "ftpctl/server_identity.h"
+
+#include <exception>
+#include <optional>
+#include <string>
+
+struct report_t {
+    std::string command;
+    int status = 0;
+    std::string message; // one line, without a newline
+
+    // What is known; the rest stays empty.
+    std::optional<std::string> local;  // absolute path
+    std::optional<std::string> remote; // URL
+    int job = FTPCLIENT_NO_JOB;        // ftpclient_job; counts with `outcome`
+    std::optional<ftpclient_outcome_t> outcome;
+    std::optional<ftpclient_state_t> state;
+    std::string server; // HOST:PORT; counts with `identity`
+    std::optional<server_identity_t> identity;
+
+    // Nothing is printed for a success: events were the output, or it is the file's.
+    bool is_told = false;
+    // Nothing is printed at all: each file has had a report of its own.
+    bool is_printed = false;
+};
+
+// Runs `part`. A failure of it ends in the report.
+template <typename Part> void report_failures(report_t &report, Part part)
+{
+    try {
+        part();
+    } catch (const failure &error) {
+        report.status = error.status;
+        report.message = error.what();
+    } catch (const std::exception &error) {
+        report.status = STATUS_LOCAL;
+        report.message = error.what();
+    }
+}
+
+// Prints the report: a failure's line on standard error, a success's on standard output, with --json an
+// object for either. With --quiet a success prints only what was asked for: state, file, identity. Returns
+// the exit status.
+int report_print(const options_t &options, const report_t &report);
+
+// Runs the command, prints its report and returns the exit status.
+int report_run(const options_t &options);

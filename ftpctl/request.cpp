@@ -1,0 +1,193 @@
+#include "ftpctl/request.h"
+
+#include "ftpctl/failure.h"
+#include "ftpctl/password.h"
+#include "ftpctl/server_pin.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+
+namespace
+{
+
+constexpr const char *ANONYMOUS = "anonymous";
+constexpr const char *ANONYMOUS_PASSWORD = "ftpctl@";
+
+[[noreturn]] void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
+
+// The answer of a setter.
+void check(const request_t &request, int code)
+{
+    if (code == FTPCLIENT_OK)
+        return;
+    const std::string complaint = ftpclient_request_complaint(request.get());
+    refuse(complaint.empty() ? ftpclient_strerror(code) : complaint);
+}
+
+int limit_ms(std::chrono::milliseconds limit)
+{
+    return static_cast<int>(std::min<int64_t>(limit.count(), INT_MAX));
+}
+
+bool asks_for_size(const options_t &options, int kind)
+{
+    return kind == FTPCLIENT_FILE_INFO || options.resume || options.verify;
+}
+
+void check_protocol(const options_t &options, int kind, const url_t &url)
+{
+    if (url_is_zixi(url) && kind != FTPCLIENT_UPLOAD)
+        refuse("zixi:// can only put");
+    if (!url_is_zixi(url) && options.protocol)
+        refuse("--protocol: only zixi:// has a choice");
+    if (!options.proxy.empty() && asks_for_size(options, kind))
+        refuse("--proxy: a remote file's size cannot be asked for through a proxy");
+    if (options.no_wait && (options.resume || options.verify))
+        refuse("--no-wait: nobody would be left to compare the sizes for --resume or --verify");
+}
+
+void set_server_identity(const options_t &options, const request_t &request)
+{
+    if (!options.pin.empty()) {
+        const server_pin_t pin = server_pin_parse(options.pin);
+        check(request,
+              ftpclient_request_set_pin(request.get(), pin.kind, pin.digest.data(), pin.digest.size()));
+    }
+    if (!options.save_identity.empty()) {
+        const std::string path = std::filesystem::absolute(options.save_identity).string();
+        check(request, ftpclient_request_set_save_path(request.get(), path.c_str()));
+    }
+}
+
+void set_wishes(const options_t &options, const request_t &request)
+{
+    ftpclient_request_set_passive(request.get(), options.active ? 0 : 1);
+    if (options.resume)
+        check(request, ftpclient_request_set_resume(request.get(), 1));
+    if (options.verify)
+        check(request, ftpclient_request_set_verify(request.get(), 1));
+    if (options.no_overwrite)
+        check(request, ftpclient_request_set_overwrite(request.get(), 0));
+}
+
+void set_limits(const options_t &options, const request_t &request)
+{
+    ftpclient_request_set_turn_timeout(request.get(), limit_ms(options.wait_turn));
+    if (!options.timeout)
+        ftpclient_request_set_silence(request.get(), limit_ms(SILENCE_LIMIT));
+}
+
+// What all jobs have: server, proxy, limits.
+job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
+            const std::string &local)
+{
+    job_t job = {kind, url, shown_url, local, "", std::nullopt, nullptr};
+    ftpclient_request_t *made = nullptr;
+    const int protocol = static_cast<int>(options.protocol.value_or(static_cast<uint32_t>(url.protocol)));
+    if (const int code = ftpclient_request_new(protocol, &made); code != FTPCLIENT_OK)
+        throw failure(STATUS_LOCAL, ftpclient_strerror(code));
+    job.request.reset(made);
+    check(job.request, ftpclient_request_set_server(made, url.host.c_str(), url.port));
+    if (!options.proxy.empty()) {
+        job.proxy = proxy_parse(options.proxy);
+        check(job.request, ftpclient_request_set_proxy(made, job.proxy->host.c_str(), job.proxy->port));
+    }
+    set_limits(options, job.request);
+    return job;
+}
+
+bool needs_password(const options_t &options, const url_t &url)
+{
+    const std::string user = request_user(options, url);
+    return !user.empty() && !(url_is_ftp(url) && user == ANONYMOUS);
+}
+
+} // namespace
+
+logins_t logins_find_proxys(const options_t &options)
+{
+    logins_t logins;
+    const std::optional<proxy_t> proxy =
+        options.proxy.empty() ? std::nullopt : std::optional(proxy_parse(options.proxy));
+    if (proxy && proxy->user) {
+        logins.proxy_user = *proxy->user;
+        logins.proxy_password =
+            password_find(PROXY_PASSWORD, options.proxy_password_file, *proxy->user + "@" + proxy->host);
+    } else if (!options.proxy_password_file.empty()) {
+        refuse("--proxy-password-file: needs --proxy USER@HOST");
+    }
+    return logins;
+}
+
+job_t request_build(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
+                    const std::string &local)
+{
+    check_protocol(options, kind, url);
+    job_t job = begin(options, kind, url, shown_url, local);
+    check(job.request, ftpclient_request_set_remote_path(job.request.get(), url.path.c_str()));
+    if (kind != FTPCLIENT_FILE_INFO)
+        check(job.request, ftpclient_request_set_local_path(job.request.get(), local.c_str()));
+    set_server_identity(options, job.request);
+    set_wishes(options, job.request);
+    return job;
+}
+
+job_t request_for_identity(const options_t &options, const url_t &url, const std::string &save_path,
+                           const std::string &nothing)
+{
+    const bool is_sftp = url.protocol == FTPCLIENT_SFTP;
+    if (!is_sftp && url.protocol != FTPCLIENT_FTPS_IMPLICIT && url.protocol != FTPCLIENT_FTPS_EXPLICIT)
+        refuse("identity: only ftps://, ftpes:// and sftp:// servers have one");
+    job_t job = begin(options, FTPCLIENT_DOWNLOAD, url, options.url, nothing);
+    ftpclient_request_t *request = job.request.get();
+    check(job.request, ftpclient_request_set_remote_path(request, "nothing"));
+    check(job.request, ftpclient_request_set_local_path(request, nothing.c_str()));
+    // No certificate and no key has a fingerprint of no length.
+    check(job.request,
+          ftpclient_request_set_pin(request, is_sftp ? FTPCLIENT_PIN_MD5 : FTPCLIENT_PIN_SHA1, nullptr, 0));
+    check(job.request, ftpclient_request_set_save_path(request, save_path.c_str()));
+    return job;
+}
+
+logins_t::~logins_t()
+{
+    explicit_bzero(password.data(), password.size());
+    explicit_bzero(proxy_password.data(), proxy_password.size());
+}
+
+logins_t logins_find(const options_t &options, const url_t &url)
+{
+    const std::string user = request_user(options, url);
+    std::string password = url_is_ftp(url) ? ANONYMOUS_PASSWORD : "";
+    if (needs_password(options, url))
+        password = password_find(SERVER_PASSWORD, options.password_file, user + "@" + url.host);
+    else if (!options.password_file.empty())
+        refuse("--password-file: needs a user");
+    logins_t logins = logins_find_proxys(options);
+    logins.user = user;
+    logins.password = std::move(password);
+    return logins;
+}
+
+void request_set_logins(job_t &job, const logins_t &logins)
+{
+    job.user = logins.user;
+    ftpclient_request_t *request = job.request.get();
+    check(job.request, ftpclient_request_set_login(request, logins.user.c_str(), logins.password.c_str()));
+    if (job.proxy && job.proxy->user)
+        check(job.request, ftpclient_request_set_proxy_login(request, logins.proxy_user.c_str(),
+                                                             logins.proxy_password.c_str()));
+}
+
+std::string request_user(const options_t &options, const url_t &url)
+{
+    if (options.user && url.user && *options.user != *url.user)
+        refuse("--user: the URL names another user");
+    if (options.user || url.user)
+        return options.user ? *options.user : *url.user;
+    if (url.protocol == FTPCLIENT_SFTP)
+        refuse("sftp:// needs a user: sftp://USER@HOST/... or --user USER");
+    return url_is_ftp(url) ? ANONYMOUS : "";
+}

@@ -1,0 +1,44 @@
+// What the library tells in words, for people: one line each, without a newline.
+#pragma once
+
+#include "libftpclient/ftpclient.h"
+
+#include <string>
+
+// "4096 B", "1.5 kB", "5.4 GB": decimal units, one decimal.
+std::string text_size(double bytes);
+
+// "0:07", "12:34", "1:02:03".
+std::string text_duration(double seconds);
+
+// "download", "upload", "file information"; NULL for anything else.
+const char *text_job_kind(int job);
+
+// True for the progress of a Zixi job, which has a library error instead of codes.
+bool text_is_zixi(const ftpclient_progress_t &progress);
+
+// How far the job came: "1234 of 5678 bytes in 3.2 s".
+std::string text_amount(const ftpclient_progress_t &progress);
+
+// The same, and its retries.
+std::string text_outcome(const ftpclient_progress_t &progress);
+
+// What stands in brackets behind a failure: "FTPCD_ERR_NETWORK 16, libcurl code 28, server answered 426".
+std::string text_details(int result, const ftpclient_progress_t &progress);
+
+// How a job ended: "done", or what failed, what to do about it, and the details.
+std::string text_result(int result, const ftpclient_progress_t &progress);
+
+std::string text_state(const ftpclient_state_t &state);
+
+// `name` is how the user calls the file.
+std::string text_remote_file(const std::string &name, const ftpclient_file_info_t &file);
+
+// "rw-r--r--"; "" when they are unknown.
+std::string text_permissions(const ftpclient_file_info_t &file);
+
+// "2024-05-01T12:34", "2024-05-01"; "" when year, month or day is unknown.
+std::string text_iso_time(const ftpclient_file_info_t &file);
+
+// The local time now, "2024-05-01 12:34:56".
+std::string text_now();

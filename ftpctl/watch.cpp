@@ -1,0 +1,168 @@
+#include "ftpctl/watch.h"
+
+#include "ftpctl/daemon.h"
+#include "ftpctl/deadline.h"
+#include "ftpctl/event.h"
+#include "ftpctl/event_hook.h"
+#include "ftpctl/failure.h"
+#include "ftpctl/interrupts.h"
+#include "ftpctl/report.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace
+{
+
+constexpr milliseconds RHYTHM{100}; // the daemon's own
+constexpr double PROGRESS_S = 1;
+
+bool has_progressed(const ftpclient_progress_t &before, const ftpclient_progress_t &now)
+{
+    return before.total_bytes != now.total_bytes || before.transferred_bytes != now.transferred_bytes;
+}
+
+// zixi_error is left out: only a Zixi job sets it, and the job's result changes with it.
+bool has_changed(const ftpclient_state_t &before, const ftpclient_state_t &now)
+{
+    const ftpclient_progress_t &a = before.progress;
+    const ftpclient_progress_t &b = now.progress;
+    return before.running != now.running || before.job != now.job || before.result != now.result ||
+           before.cancelled != now.cancelled || a.curl_code != b.curl_code ||
+           a.response_type != b.response_type || a.response_code != b.response_code || a.retries != b.retries;
+}
+
+// What a daemon does that ends, or is not there yet.
+bool is_absence(int error)
+{
+    constexpr int ABSENCES[] = {FTPCLIENT_ERR_NO_DAEMON, FTPCLIENT_ERR_DISCONNECTED, FTPCLIENT_ERR_NO_ANSWER,
+                                FTPCLIENT_ERR_TIMEOUT,   FTPCLIENT_ERR_UNREAD,       FTPCLIENT_ERR_DENIED};
+    return std::ranges::find(ABSENCES, error) != std::end(ABSENCES);
+}
+
+class watcher
+{
+public:
+    explicit watcher(const options_t &options)
+        : options_(options), deadline_(options.timeout), client_(daemon_open(options)), hook_(options.exec)
+    {
+    }
+
+    void run();
+
+private:
+    enum class daemon_t { UNKNOWN, THERE, GONE };
+
+    const options_t &options_;
+    deadline_t deadline_;
+    client_t client_;
+    event_hook hook_;
+    call_t call_; // the question that is not answered yet
+    steady_clock::time_point next_ = steady_clock::now();
+    watch_pace pace_;
+    daemon_t daemon_ = daemon_t::UNKNOWN;
+
+    void ask();
+    void step();
+    void hear(int code);
+    void hear_state();
+    int wait_ms() const;
+};
+
+// One question at a time, at most one in the daemon's rhythm.
+void watcher::ask()
+{
+    if (call_ != nullptr || steady_clock::now() < next_)
+        return;
+    next_ = steady_clock::now() + RHYTHM;
+    ftpclient_call_t *call = nullptr;
+    if (const int error = ftpclient_begin_poll(client_.get(), FTPCLIENT_TIMEOUT_MS, &call);
+        error != FTPCLIENT_OK)
+        throw daemon_failure(options_, error);
+    call_.reset(call);
+}
+
+int watcher::wait_ms() const
+{
+    const int left_ms = deadline_.poll_ms();
+    if (call_ != nullptr)
+        return left_ms;
+    const auto rest = std::chrono::ceil<milliseconds>(next_ - steady_clock::now());
+    const int rest_ms = std::max(0, static_cast<int>(rest.count()));
+    return left_ms == -1 ? rest_ms : std::min(left_ms, rest_ms);
+}
+
+void watcher::hear_state()
+{
+    ftpclient_state_t state = {};
+    ftpclient_call_state(call_.get(), &state, sizeof state);
+    if (daemon_ == daemon_t::GONE)
+        hook_.tell(event_of_daemon(FTPCLIENT_OK, time(nullptr)), options_);
+    daemon_ = daemon_t::THERE;
+    const auto now = steady_clock::now().time_since_epoch();
+    if (pace_.is_due(std::chrono::duration<double>(now).count(), state))
+        hook_.tell(event_of_state(state, time(nullptr)), options_);
+}
+
+void watcher::hear(int code)
+{
+    if (code == FTPCLIENT_OK)
+        return hear_state();
+    if (daemon_ == daemon_t::UNKNOWN || !is_absence(code))
+        throw daemon_failure(options_, code);
+    if (daemon_ == daemon_t::THERE)
+        hook_.tell(event_of_daemon(code, time(nullptr)), options_);
+    daemon_ = daemon_t::GONE;
+    pace_ = {}; // what it shows when it is back is news
+}
+
+void watcher::step()
+{
+    ask();
+    hook_.wait(ftpclient_call_fd(call_.get()), wait_ms());
+    if (call_ == nullptr)
+        return;
+    const int code = ftpclient_call_finish(call_.get());
+    if (code == FTPCLIENT_PENDING)
+        return;
+    hear(code);
+    call_.reset();
+}
+
+void watcher::run()
+{
+    try {
+        while (!interrupts_seen() && !deadline_.passed())
+            step();
+    } catch (const failure &) { // what was seen before still counts
+        hook_.finish();
+        throw;
+    }
+    if (!hook_.finish())
+        throw failure(STATUS_EXEC, ""); // each was told
+    if (daemon_ == daemon_t::UNKNOWN && !interrupts_seen())
+        throw daemon_failure(options_, FTPCLIENT_ERR_TIMEOUT);
+}
+
+} // namespace
+
+bool watch_pace::is_due(double now_s, const ftpclient_state_t &state)
+{
+    if (shown_ && !has_changed(*shown_, state) &&
+        (!has_progressed(shown_->progress, state.progress) || now_s - shown_s_ < PROGRESS_S))
+        return false;
+    shown_ = state;
+    shown_s_ = now_s;
+    return true;
+}
+
+void command_watch(const options_t &options, report_t &report)
+{
+    report.is_told = true;
+    interrupts_catch();
+    watcher(options).run();
+}

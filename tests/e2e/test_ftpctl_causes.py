@@ -1,0 +1,160 @@
+"""What a person and a script are told when a job fails: each cause has its own sentence and exit status."""
+
+import os
+import subprocess
+
+import pytest
+
+from harness import ftpctl
+from harness.daemon import WORLD
+from harness.sftp import HostKey, Sshd
+from harness.squid import PORT, Squid
+from harness.scripted import Plan
+
+SERVER = "ftp://alice@127.0.0.1"
+
+
+def fails(status, *words, name=None, sentence=None, **variables):
+    """The command fails so, for people and for programs."""
+    told = ftpctl.run(*words, **variables)
+    assert told.status == status, told
+    assert sentence is None or sentence in told.err, told.err
+    object_ = ftpctl.run("--json", *words, **variables).json
+    assert (object_["status"], object_["error"]) == (status, name)
+    reason = object_["message"].split(" (")[0]  # the details may differ: retries
+    assert f"ftpctl: {reason} (" in told.err + " ("
+
+
+def test_a_login_that_the_server_refuses(daemon, vsftpd, local):
+    for command in (["get", f"{SERVER}/a", local / "a"], ["info", f"{SERVER}/a"]):
+        fails(50, *command, name="login-refused", sentence="refused the user name or the password", FTPCTL_PASSWORD="wrong")
+
+
+def test_a_login_that_an_sftp_server_refuses(daemon, local):
+    Sshd(HostKey())
+    fails(50, "get", "sftp://alice@127.0.0.1/a", local / "a", name="login-refused", FTPCTL_PASSWORD="wrong")
+
+
+def test_a_file_or_folder_that_the_server_does_not_have(daemon, vsftpd, local):
+    Sshd(HostKey())
+    for url in (f"{SERVER}/none", f"{SERVER}/none/a", "sftp://alice@127.0.0.1/none", "sftp://alice@127.0.0.1/none/a"):
+        fails(51, "get", url, local / "a", name="no-such-file", sentence="has no such file or folder")
+    fails(6, "info", f"{SERVER}/none", name="not-found")
+
+
+def test_what_the_server_does_not_allow(daemon, vsftpd, local):
+    Sshd(HostKey())
+    (vsftpd.home / "locked").mkdir(mode=0o555)
+    (local / "a").write_bytes(b"x")
+    for url in (f"{SERVER}/locked/a", "sftp://alice@127.0.0.1/locked/a"):
+        fails(52, "put", local / "a", url, name="denied", sentence="does not allow it")
+
+
+def test_a_name_that_is_not_found(daemon, local):
+    fails(53, "get", "ftp://nosuchhost.invalid/a", local / "a", name="name-not-found", sentence="nosuchhost.invalid")
+
+
+def test_nobody_listens_there(daemon, local):
+    for scheme in ("ftp", "ftps", "ftpes", "sftp"):
+        fails(54, "get", f"{scheme}://alice@127.0.0.1:9/a", local / "a", name="nobody-listens", sentence="127.0.0.1:9")
+
+
+def test_no_way_there(daemon, local):
+    subprocess.run(["ip", "route", "add", "unreachable", "192.0.2.0/24"], check=True)
+    fails(55, "get", "ftp://alice@192.0.2.1/a", local / "a", name="unreachable", sentence="cannot be reached")
+
+
+def test_a_secure_connection_that_does_not_come_about(daemon, vsftpd, local):
+    for url in ("ftps://alice@127.0.0.1:21/a", "ftpes://alice@127.0.0.1/a"):  # this server has no TLS
+        fails(56, "get", url, local / "a", name="handshake-failed", sentence="no secure connection")
+
+
+def test_an_ssh_server_that_agrees_on_nothing(daemon, local):
+    Sshd(HostKey(), Ciphers="chacha20-poly1305@openssh.com")  # which this libssh2 does not have
+    fails(56, "get", "sftp://alice@127.0.0.1/a", local / "a", name="handshake-failed")
+
+
+def full_disk():
+    """A folder of alice's on a disk of 64 KiB."""
+    folder = WORLD / "home" / "alice" / "small"
+    folder.mkdir()
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k,mode=777", "tmpfs", folder], check=True)
+
+
+def test_a_server_whose_disk_is_full(daemon, vsftpd, local):
+    full_disk()
+    (local / "a").write_bytes(bytes(100_000))
+    fails(57, "put", local / "a", f"{SERVER}/small/a", name="server-full", sentence="no room left")
+
+
+def test_an_sftp_server_whose_disk_is_full_does_not_say_so(daemon, local):
+    Sshd(HostKey())
+    full_disk()
+    (local / "a").write_bytes(bytes(1 << 20))
+    url = "sftp://alice@127.0.0.1/small/a"
+    fails(63, "put", local / "a", url, name="sftp-failed", sentence="its disk may be full")
+
+
+def test_a_local_disk_that_is_full(daemon, vsftpd, local):
+    vsftpd.put("a", b"x" * 4096)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "tmpfs", local], check=True)
+    (local / "b").write_bytes(b"x" * 4096)
+    fails(58, "get", f"{SERVER}/a", local / "a", name="local-full", sentence="the local disk is full")
+    assert os.listdir(local) == ["b"]
+
+
+def test_a_local_file_that_does_not_exist(daemon, vsftpd, local):
+    fails(59, "put", local / "none", f"{SERVER}/a", name="no-local-file", sentence="does not exist")
+    assert not (vsftpd.home / "a").exists()
+
+
+THROUGH = ["--proxy", f"anna:x@127.0.0.1:{PORT}"]
+
+
+@pytest.fixture
+def guarded(vsftpd):
+    """A proxy that wants anna's login, p:1@."""
+    return Squid(login=("anna", "p:1@"))
+
+
+def through(user=None):
+    return ["--proxy", (f"{user}@" if user else "") + f"127.0.0.1:{PORT}"]
+
+
+def test_a_proxy_takes_a_login(daemon, guarded, vsftpd, local, log):
+    vsftpd.put("a", b"hello")
+    told = ftpctl.run("get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="p:1@")
+    assert told.status == 0, told
+    assert (local / "a").read_bytes() == b"hello"
+
+
+def test_a_tunnel_through_a_proxy_takes_a_login(daemon, guarded, local):
+    Sshd(HostKey(), port=443).put("a", b"hello")  # a port that squid connects to
+    told = ftpctl.run(
+        "get", *through("anna"), "sftp://alice@127.0.0.1:443/a", local / "a", FTPCTL_PROXY_PASSWORD="p:1@"
+    )
+    assert told.status == 0, told
+    assert (local / "a").read_bytes() == b"hello"
+
+
+def test_a_proxy_that_wants_a_login_or_another_one(daemon, guarded, vsftpd, local):
+    said = {"name": "proxy-login", "sentence": "the proxy wants a login"}
+    fails(60, "get", *through(), f"{SERVER}/a", local / "a", **said)
+    fails(60, "get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="wrong", **said)
+
+
+def test_a_proxy_that_opens_no_tunnel(daemon, guarded, local):
+    url = "sftp://alice@127.0.0.1:443/a"
+    fails(64, "get", *through(), url, local / "a", name="proxy-refused", sentence="the proxy did not connect")
+
+
+def test_the_password_of_a_proxy_stands_on_no_command_line(daemon, local):
+    told = ftpctl.run("get", *THROUGH, f"{SERVER}/a", local / "a")
+    assert told.status == 2
+    assert "--proxy-password-file" in told.err and "FTPCTL_PROXY_PASSWORD" in told.err
+    assert "anna:x" not in told.err
+
+
+def test_a_connection_that_breaks(daemon, scripted, local):
+    scripted(*[Plan(closing="426 broken")] * 4, files={"a": b"x" * 100})
+    fails(61, "get", f"{SERVER}/a", local / "a", name="connection-broken", sentence="the connection broke")

@@ -1,0 +1,193 @@
+#include "ftpctl/cli.h"
+
+#include "ftpctl/commands.h"
+#include "ftpctl/listen.h"
+#include "ftpctl/watch.h"
+#include "program.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+static options_t parsed(std::vector<const char *> words)
+{
+    words.insert(words.begin(), "ftpctl");
+    options_t options;
+    EXPECT_EQ(cli_parse(static_cast<int>(words.size()), words.data(), options), std::nullopt);
+    return options;
+}
+
+TEST(CommandLine, NamesACommand)
+{
+    EXPECT_EQ(parsed({"ping"}).run, command_ping);
+    EXPECT_EQ(parsed({"state"}).run, command_state);
+    EXPECT_EQ(parsed({"cancel"}).run, command_cancel);
+    EXPECT_EQ(parsed({"watch"}).run, command_watch);
+    EXPECT_EQ(parsed({"listen"}).run, command_listen);
+    EXPECT_EQ(parsed({"get", "u", "f"}).run, command_get);
+    EXPECT_EQ(parsed({"put", "f", "u"}).run, command_put);
+    EXPECT_EQ(parsed({"info", "u"}).run, command_info);
+    EXPECT_EQ(parsed({"identity", "u"}).run, command_identity);
+    EXPECT_EQ(parsed({"identity", "u"}).command, "identity");
+}
+
+TEST(CommandLine, GetNamesAUrlAndPerhapsAFile)
+{
+    EXPECT_EQ(parsed({"get", "u", "f"}).url, "u");
+    EXPECT_THAT(parsed({"get", "u", "f"}).files, ElementsAre("f"));
+    EXPECT_THAT(parsed({"get", "u"}).files, IsEmpty());
+    EXPECT_THAT(parsed({"get", "u", "-"}).files, ElementsAre("-"));
+    EXPECT_THAT(parsed({"get", "u", "-", "--json"}).files, ElementsAre("-"));
+}
+
+TEST(CommandLine, PutNamesFilesAndThenAUrl)
+{
+    EXPECT_EQ(parsed({"put", "f", "u"}).url, "u");
+    EXPECT_THAT(parsed({"put", "f", "u"}).files, ElementsAre("f"));
+    for (const options_t &options : {parsed({"put", "a", "b", "c", "u", "--resume", "--timeout", "5"}),
+                                     parsed({"put", "--resume", "--timeout", "5", "a", "b", "c", "u"})}) {
+        EXPECT_EQ(options.url, "u");
+        EXPECT_THAT(options.files, ElementsAre("a", "b", "c"));
+    }
+}
+
+TEST(CommandLine, HasTheFixedSocketsAsDefaults)
+{
+    EXPECT_EQ(parsed({"ping"}).socket, "/var/run/ftp.sock");
+    EXPECT_EQ(parsed({"listen"}).notify_socket, "/var/run/marlox_nm.sock");
+    EXPECT_EQ(parsed({"ping"}).timeout, std::nullopt);
+    EXPECT_EQ(parsed({"get", "u"}).wait_turn, std::chrono::minutes(10));
+}
+
+TEST(CommandLine, TakesCommonOptionsBeforeAndBehindTheCommand)
+{
+    for (const options_t &options :
+         {parsed({"--json", "--quiet", "--socket", "/s", "--timeout", "1.5", "ping"}),
+          parsed({"ping", "--json", "--quiet", "--socket", "/s", "--timeout", "1.5"})}) {
+        EXPECT_TRUE(options.json);
+        EXPECT_TRUE(options.quiet);
+        EXPECT_EQ(options.socket, "/s");
+        EXPECT_EQ(options.timeout, milliseconds(1500));
+    }
+}
+
+TEST(CommandLine, DurationsMayHaveAUnit)
+{
+    EXPECT_EQ(parsed({"ping", "--timeout", "5m"}).timeout, std::chrono::minutes(5));
+    EXPECT_EQ(parsed({"get", "u", "--wait-turn", "500ms"}).wait_turn, milliseconds(500));
+    EXPECT_EQ(parsed({"get", "u", "--wait-turn", "0"}).wait_turn, milliseconds(0));
+}
+
+TEST(CommandLine, TakesEveryOptionOfAPut)
+{
+    const options_t options = parsed({"put",
+                                      "f",
+                                      "u",
+                                      "--user",
+                                      "anna",
+                                      "--password-file",
+                                      "p",
+                                      "--active",
+                                      "--proxy",
+                                      "[::1]:80",
+                                      "--pin",
+                                      "sha1:00",
+                                      "--save-identity",
+                                      "i",
+                                      "--resume",
+                                      "--verify",
+                                      "--no-wait",
+                                      "--no-overwrite",
+                                      "--protocol",
+                                      "5",
+                                      "--proxy-password-file",
+                                      "q",
+                                      "--json",
+                                      "--progress"});
+    EXPECT_EQ(options.user, "anna");
+    EXPECT_EQ(options.password_file, "p");
+    EXPECT_TRUE(options.active);
+    EXPECT_EQ(options.proxy, "[::1]:80");
+    EXPECT_EQ(options.pin, "sha1:00");
+    EXPECT_EQ(options.save_identity, "i");
+    EXPECT_TRUE(options.resume);
+    EXPECT_TRUE(options.verify);
+    EXPECT_TRUE(options.progress);
+    EXPECT_EQ(options.proxy_password_file, "q");
+    EXPECT_TRUE(options.no_wait);
+    EXPECT_TRUE(options.no_overwrite);
+    EXPECT_EQ(options.protocol, 5u);
+}
+
+TEST(CommandLine, AnEmptyUserIsAUser) { EXPECT_EQ(parsed({"get", "u", "f", "--user", ""}).user, ""); }
+
+TEST(CommandLine, AWrongOneExitsWith2AndSaysWhy)
+{
+    const std::vector<std::vector<std::string>> cases = {
+        {},
+        {"fetch"},
+        {"get"},
+        {"get", "u", "f", "more"},
+        {"get", "u", "f", "--resume"},
+        {"ping", "--password", "x"},
+        {"put", "f", "u", "--protocol", "3"},
+        {"listen", "--count", "0"},
+        {"ping", "--timeout", "0"},
+        {"ping", "--timeout", "x"},
+        {"ping", "--timeout", "-1"},
+        {"get", "u", "--wait-turn", "-1"},
+        {"ping", "--wait-turn", "1"},
+        {"put", "u"},
+        {"put"},
+        {"get", "u", "f", "--verify"},
+        {"put", "f", "u", "--progress"},
+        {"info", "u", "--proxy", "p"},
+    };
+    for (const auto &words : cases) {
+        const outcome_t outcome = run(words);
+        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(words);
+        EXPECT_EQ(outcome.out, "") << testing::PrintToString(words);
+        EXPECT_THAT(outcome.err, EndsWith("\n")) << testing::PrintToString(words);
+    }
+}
+
+TEST(CommandLine, AWrongOneIsAnObjectForScripts)
+{
+    const outcome_t outcome = run({"put", "--json", "--what", "f", "u"});
+    EXPECT_EQ(outcome.status, 2);
+    const auto object = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(object["command"], "put");
+    EXPECT_EQ(object["status"], 2);
+    EXPECT_EQ(object["error"], "usage");
+    EXPECT_EQ("ftpctl: " + object["message"].get<std::string>() + "\n", outcome.err);
+    EXPECT_EQ(nlohmann::json::parse(run({"--json"}).out)["command"], nullptr);
+}
+
+TEST(CommandLine, AWrongWordIsNamedAloneForThePasswordMayFollow)
+{
+    const outcome_t outcome = run({"ping", "--password", "secret"});
+    EXPECT_THAT(outcome.err, HasSubstr("--password"));
+    EXPECT_EQ(outcome.err.find("secret"), std::string::npos);
+}
+
+TEST(CommandLine, HelpTellsOfUrlsPasswordsAndExitStatuses)
+{
+    const outcome_t outcome = run({"--help"});
+    EXPECT_EQ(outcome.status, 0);
+    for (const char *part :
+         {"ftpes", "FTPCTL_PASSWORD", "--password-file", "Exit status:\n", "36  the transfer failed\n"})
+        EXPECT_THAT(outcome.out, HasSubstr(part));
+    EXPECT_EQ(run({"put", "--help"}).status, 0);
+}
+
+TEST(CommandLine, TellsItsVersion)
+{
+    const outcome_t outcome = run({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, testing::MatchesRegex("ftpctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}

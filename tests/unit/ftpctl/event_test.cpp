@@ -1,0 +1,177 @@
+#include "ftpctl/event.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::json;
+using testing::AllOf;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+
+constexpr time_t NOW = 1700000000;
+
+ftpclient_progress_t moved(int64_t total, int64_t transferred)
+{
+    ftpclient_progress_t progress = {};
+    progress.total_bytes = total;
+    progress.transferred_bytes = transferred;
+    progress.elapsed_ms = 2500;
+    return progress;
+}
+
+event_t event_of(int code, int result, const ftpclient_progress_t &progress = moved(5368709120, 5368709120))
+{
+    return event_of_notice({code, result, progress}, NOW);
+}
+
+// A login that failed: libcurl's code 67, the server's 530.
+ftpclient_progress_t refused()
+{
+    ftpclient_progress_t progress = moved(0, 0);
+    progress.curl_code = 67;
+    progress.response_type = 1;
+    progress.response_code = 530;
+    return progress;
+}
+
+event_t event_of_started(int result) { return event_of_notice({FTPCLIENT_NOTICE_STARTED, result, {}}, NOW); }
+
+ftpclient_state_t upload(int running, int64_t total, int64_t transferred)
+{
+    return {running, FTPCLIENT_UPLOAD, 0, 0, moved(total, transferred)};
+}
+
+} // namespace
+
+TEST(Event, OfAJobThatSucceededReadsDone)
+{
+    EXPECT_EQ(event_of(FTPCLIENT_NOTICE_DOWNLOAD_DONE, 0).line,
+              "download done, 5368709120 of 5368709120 bytes in 2.5 s");
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 0).line, StartsWith("upload done, "));
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_FILE_INFO_DONE, 0).line, StartsWith("file information done, "));
+}
+
+TEST(Event, OfAJobThatFailedReadsFailed)
+{
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, moved(100, 40)).line,
+                AllOf(StartsWith("upload failed, 40 of 100 bytes in 2.5 s, "),
+                      HasSubstr("FTPCD_ERR_NETWORK 16"), Not(HasSubstr("done"))));
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_DOWNLOAD_DONE, 9).line, StartsWith("download failed, "));
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_FILE_INFO_DONE, 16).line, StartsWith("file information failed, "));
+}
+
+TEST(Event, OfAFailedJobTellsItsCause)
+{
+    const event_t event = event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, refused());
+    EXPECT_THAT(event.line, HasSubstr(ftpclient_cause_text(FTPCLIENT_CAUSE_LOGIN)));
+    EXPECT_THAT(event.variables,
+                Contains(std::string("FTPCTL_CAUSE=") + ftpclient_cause_name(FTPCLIENT_CAUSE_LOGIN)));
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 0).variables,
+                Not(Contains(StartsWith("FTPCTL_CAUSE="))));
+}
+
+TEST(Event, TellsItsRetriesOnce)
+{
+    ftpclient_progress_t progress = moved(100, 40);
+    progress.retries = 2;
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 0, progress).line, EndsWith(", 2 retries"));
+    const std::string failed = event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, progress).line;
+    const size_t first = failed.find("2 retries");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(failed.find("retries", first + 9), std::string::npos) << failed;
+}
+
+TEST(Event, OfTheDaemonsStart)
+{
+    EXPECT_EQ(event_of_started(0).line, "daemon started");
+    EXPECT_THAT(event_of_started(5).line,
+                AllOf(StartsWith("daemon failed to start, "), HasSubstr("FTPCD_ERR_INTERNAL 5")));
+    EXPECT_THAT(event_of_started(5).variables,
+                AllOf(Contains("FTPCTL_EVENT=started"), Contains("FTPCTL_RESULT=5"),
+                      Not(Contains(StartsWith("FTPCTL_TOTAL_SIZE=")))));
+}
+
+TEST(Event, OfADaemonThatGoesAndComesBack)
+{
+    const event_t gone = event_of_daemon(FTPCLIENT_ERR_NO_DAEMON, NOW);
+    EXPECT_EQ(gone.line, std::string("daemon gone, ") + ftpclient_strerror(FTPCLIENT_ERR_NO_DAEMON));
+    EXPECT_EQ(json::parse(gone.json), json({{"event", "daemon"}, {"time", NOW}, {"running", false}}));
+    EXPECT_THAT(gone.variables, AllOf(Contains("FTPCTL_EVENT=daemon"), Contains("FTPCTL_RUNNING=0")));
+
+    const event_t back = event_of_daemon(FTPCLIENT_OK, NOW);
+    EXPECT_EQ(back.line, "daemon back");
+    EXPECT_EQ(json::parse(back.json), json({{"event", "daemon"}, {"time", NOW}, {"running", true}}));
+    EXPECT_THAT(back.variables, Contains("FTPCTL_RUNNING=1"));
+}
+
+TEST(Event, OfACompletionIsAnObject)
+{
+    const json object = json::parse(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, refused()).json);
+    EXPECT_EQ(object["event"], "upload");
+    EXPECT_EQ(object["time"], NOW);
+    EXPECT_EQ(object["job"]["kind"], "upload");
+    EXPECT_EQ(object["job"]["result"], 16);
+    EXPECT_EQ(object["job"]["result_name"], "FTPCD_ERR_NETWORK");
+    EXPECT_EQ(object["job"]["progress"]["response_code"], 530);
+    EXPECT_EQ(json::parse(event_of_started(0).json),
+              json({{"event", "started"}, {"time", NOW}, {"result", 0}, {"result_name", "FTPCD_ERR_NONE"}}));
+}
+
+TEST(Event, OfACompletionHasEachFieldAsAVariable)
+{
+    const event_t event =
+        event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, {5368709120, 1048576, 2500, 56, 99, 1, 426, 3, 7});
+    for (const char *variable :
+         {"FTPCTL_EVENT=upload", "FTPCTL_TIME=1700000000", "FTPCTL_RESULT=16",
+          "FTPCTL_RESULT_NAME=FTPCD_ERR_NETWORK", "FTPCTL_TOTAL_SIZE=5368709120",
+          "FTPCTL_TRANSFERRED_SIZE=1048576", "FTPCTL_ELAPSED_TIME=2.500000", "FTPCTL_CURL_CODE=56",
+          "FTPCTL_RESPONSE_CODE_TYPE=1", "FTPCTL_RESPONSE_CODE=426", "FTPCTL_RETRY_COUNT=3"})
+        EXPECT_THAT(event.variables, Contains(variable));
+    EXPECT_THAT(event.variables, Contains("FTPCTL_LINE=" + event.line));
+    EXPECT_THAT(event.variables, Contains("FTPCTL_JSON=" + event.json));
+    EXPECT_THAT(event.variables, Not(Contains(StartsWith("FTPCTL_ZIXI_ERROR="))));
+}
+
+TEST(Event, OfAZixiJobHasTheLibrarysError)
+{
+    ftpclient_progress_t progress = moved(100, 40);
+    progress.zixi_error = -17;
+    progress.response_type = 3;
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, progress).variables,
+                Contains("FTPCTL_ZIXI_ERROR=-17"));
+}
+
+TEST(Event, EachNoticeHasItsName)
+{
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_DOWNLOAD_DONE, 0).variables, Contains("FTPCTL_EVENT=download"));
+    EXPECT_THAT(event_of(FTPCLIENT_NOTICE_FILE_INFO_DONE, 0).variables, Contains("FTPCTL_EVENT=info"));
+}
+
+TEST(Event, OfAStateTellsWhatRuns)
+{
+    const event_t event = event_of_state(upload(1, 100, 40), 5);
+    EXPECT_EQ(event.line, "running: upload, 40 of 100 bytes in 2.5 s");
+    for (const char *variable : {"FTPCTL_EVENT=state", "FTPCTL_RUNNING=1", "FTPCTL_JOB=upload",
+                                 "FTPCTL_CANCEL=0", "FTPCTL_TRANSFERRED_SIZE=40"})
+        EXPECT_THAT(event.variables, Contains(variable));
+    EXPECT_THAT(event_of_state({}, 5).variables, Contains("FTPCTL_JOB=no job"));
+    const json object = json::parse(event.json);
+    EXPECT_EQ(object["event"], "state");
+    EXPECT_EQ(object["state"]["running"], true);
+    EXPECT_EQ(object["state"]["progress"]["transferred_bytes"], 40);
+}
+
+TEST(Event, HasNoVariableWithoutAKnownName)
+{
+    for (const event_t &event : {event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16), event_of_started(0),
+                                 event_of_state(upload(1, 1, 1), 5), event_of_daemon(FTPCLIENT_OK, 5)}) {
+        for (const std::string &variable : event.variables)
+            EXPECT_THAT(event_variable_names(), Contains(variable.substr(0, variable.find('='))));
+    }
+}

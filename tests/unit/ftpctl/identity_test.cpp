@@ -1,0 +1,221 @@
+// `identity` against a scripted daemon.
+#include "ftpctl/identity.h"
+
+#include "fake_daemon.h"
+#include "program.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+using json = nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+constexpr const char *KEY =
+    "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAINPn7G9vM7XfgwrymICcgDutHoagWuu3ZeQaQg42Z6Pi\n";
+constexpr const char *PIN = "md5:ac:d8:8f:60:47:fe:fc:c9:5d:52:f2:08:6a:59:50:b4";
+
+transfer_request_t request_of(const message_t &message)
+{
+    transfer_request_t request = {};
+    EXPECT_EQ(message.body.size(), sizeof request);
+    memcpy(&request, message.body.data(), sizeof request);
+    return request;
+}
+
+// A daemon that saves `identity` where the request says, and ends the job with `result`.
+struct saving_daemon {
+    temp_dir dir;
+    std::atomic<mode_t> folder_mode = 0; // the daemon's thread sets it
+    fake_daemon daemon;
+
+    saving_daemon(const std::string &identity, uint32_t result)
+        : daemon([this, identity, script = script_of(result)](const message_t &message) mutable {
+              if (message.command == COMMAND_DOWNLOAD && !identity.empty())
+                  save(request_of(message), identity);
+              return script(message);
+          })
+    {
+    }
+
+    void save(const transfer_request_t &request, const std::string &identity)
+    {
+        const std::filesystem::path path = request.server_auth.save_path;
+        struct stat status = {};
+        stat(path.parent_path().c_str(), &status);
+        folder_mode = status.st_mode;
+        std::ofstream(path, std::ios::binary) << identity;
+        std::ofstream(request.local_path, std::ios::binary) << "";
+    }
+
+    static job_script script_of(uint32_t result)
+    {
+        job_script script;
+        script.states = {idle(), running(1, 0, 0), ended(1, result, 0, 0)};
+        return script;
+    }
+
+    outcome_t ask(std::vector<std::string> words)
+    {
+        words.insert(words.begin(), "identity");
+        words.insert(words.end(), {"--socket", daemon.path()});
+        return run(words, {"TMPDIR=" + (dir / ""), "FTPCTL_PASSWORD=secret"});
+    }
+
+    bool left_nothing() const { return std::filesystem::is_empty(dir / ""); }
+};
+
+} // namespace
+
+TEST(Identity, PrintsThePinOfTheKeyThatTheDaemonSaved)
+{
+    saving_daemon play(KEY, 22);
+    const outcome_t outcome = play.ask({"sftp://host"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "host key of host:22\n"
+                           "type     ssh-ed25519\n"
+                           "key      Ed25519, 256 bits\n"
+                           "SHA-256  SHA256:D92P41XDIVZwaL3aXWh73M80N7iGxwiWyBLNlMvfFeM\n"
+                           "MD5      ac:d8:8f:60:47:fe:fc:c9:5d:52:f2:08:6a:59:50:b4\n"
+                           "use      --pin " +
+                               std::string(PIN) + "\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(play.folder_mode, S_IFDIR | 0700u);
+    EXPECT_TRUE(play.left_nothing());
+}
+
+TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
+{
+    saving_daemon play(KEY, 22);
+    play.ask({"sftp://anna@host:2022/some/file"});
+    ASSERT_THAT(play.daemon.commands(), ElementsAre(3u, 1u, 3u, 3u));
+    const transfer_request_t request = request_of(play.daemon.messages()[1]);
+    EXPECT_STREQ(request.host, "host");
+    EXPECT_EQ(request.port, 2022u);
+    EXPECT_STREQ(request.username, "");
+    EXPECT_STREQ(request.password, "") << "no server gets it, whatever happens";
+    EXPECT_EQ(request.server_auth.auth_type, 1u);
+    EXPECT_EQ(request.server_auth.digest_length, 0) << "no key has a digest of that length";
+    const std::string folder = std::filesystem::path(request.server_auth.save_path).parent_path();
+    EXPECT_EQ(std::filesystem::path(request.local_path).parent_path(), folder);
+}
+
+TEST(Identity, OfAServerBehindAProxyIsAskedForThroughIt)
+{
+    saving_daemon play(KEY, 22);
+    EXPECT_EQ(play.ask({"--proxy", "http://gate:3129", "sftp://host"}).status, 0);
+    const transfer_request_t request = request_of(play.daemon.messages()[1]);
+    EXPECT_STREQ(request.proxy_host, "gate");
+    EXPECT_EQ(request.proxy_port, 3129u);
+    EXPECT_EQ(request.proxy_type, 1u);
+}
+
+TEST(Identity, ThatCouldNotBeReadIsTheJobForScripts)
+{
+    const outcome_t outcome = saving_daemon("", 16).ask({"--json", "ftps://host"});
+    EXPECT_EQ(outcome.status, 36);
+    EXPECT_EQ(json::parse(outcome.out)["error"], "network");
+    EXPECT_EQ(json::parse(outcome.out)["job"]["result_name"], "FTPCD_ERR_NETWORK");
+    EXPECT_EQ(json::parse(outcome.out)["identity"], nullptr);
+}
+
+TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
+{
+    const outcome_t object = saving_daemon(KEY, 22).ask({"--json", "sftp://host"});
+    EXPECT_EQ(object.status, 0);
+    EXPECT_EQ(json::parse(object.out)["identity"]["pin"], PIN);
+    EXPECT_EQ(json::parse(object.out)["identity"]["server"], "host:22");
+    EXPECT_EQ(saving_daemon(KEY, 22).ask({"--quiet", "sftp://host"}).out, std::string(PIN) + "\n");
+}
+
+TEST(Identity, ThatCouldNotBeReadEndsWithTheJobsResult)
+{
+    saving_daemon play("", 16);
+    const outcome_t outcome = play.ask({"ftps://host"});
+    EXPECT_EQ(outcome.status, 36);
+    EXPECT_THAT(outcome.err, StartsWith("ftpctl: ftps://host: the transfer failed; "));
+    EXPECT_TRUE(play.left_nothing());
+}
+
+TEST(Identity, ADaemonThatCannotWriteThereIsToldWhere)
+{
+    for (const uint32_t result : {9u, 20u}) {
+        const outcome_t outcome = saving_daemon("", result).ask({"ftps://host"});
+        EXPECT_EQ(outcome.status, 20 + static_cast<int>(result));
+        EXPECT_THAT(outcome.err, HasSubstr("set TMPDIR to a folder"));
+    }
+}
+
+TEST(Identity, OfAServerThatWasNotRefusedIsABadAnswer)
+{
+    EXPECT_EQ(saving_daemon(KEY, 0).ask({"sftp://host"}).status, 5);
+}
+
+TEST(Identity, ThatIsNeitherCertificateNorKeyIsABadAnswer)
+{
+    saving_daemon play("what is this\n", 22);
+    const outcome_t outcome = play.ask({"sftp://host"});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_EQ(outcome.err, "ftpctl: what the daemon has saved is no certificate and no host key\n");
+    EXPECT_TRUE(play.left_nothing());
+}
+
+TEST(Identity, ThatWasNotSavedIsOneClearLine)
+{
+    const outcome_t outcome = saving_daemon("", 22).ask({"sftp://host"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("/identity: No such file or directory\n"));
+}
+
+TEST(Identity, IsRefusedForServersWithoutOne)
+{
+    for (const char *url : {"ftp://host", "zixi://host"}) {
+        const outcome_t outcome = saving_daemon("", 22).ask({url});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, "ftpctl: identity: only ftps://, ftpes:// and sftp:// servers have one\n");
+    }
+}
+
+TEST(Identity, LeavesNothingBehindAtAnInterrupt)
+{
+    const temp_dir dir;
+    job_script script;
+    script.states = {idle(), running(1, 0, 0)};
+    script.cancelled = ended(1, 1, 0, 0);
+    fake_daemon daemon(script);
+    program asking({"identity", "ftps://host", "--socket", daemon.path()}, {"TMPDIR=" + (dir / "")});
+    ASSERT_TRUE(daemon.has_got(3, 3));
+    asking.signal(SIGINT);
+    EXPECT_EQ(asking.wait().status, 21);
+    EXPECT_TRUE(daemon.has_got(4, 1));
+    EXPECT_TRUE(std::filesystem::is_empty(dir / ""));
+}
+
+TEST(IdentityText, ShowsACertificate)
+{
+    server_identity_t identity;
+    identity.subject = "CN = a";
+    identity.not_before = "then";
+    identity.not_after = "later";
+    identity.key_type = "RSA";
+    identity.key_bits = 2048;
+    identity.sha256 = "AA";
+    identity.digest = "BB";
+    identity.pin = "sha1:BB";
+    EXPECT_EQ(identity_text("h:990", identity), "certificate of h:990\n"
+                                                "subject  CN = a\n"
+                                                "issuer   none\n"
+                                                "valid    then to later\n"
+                                                "key      RSA, 2048 bits\n"
+                                                "SHA-256  AA\n"
+                                                "SHA-1    BB\n"
+                                                "use      --pin sha1:BB");
+}

@@ -1,0 +1,100 @@
+#include "ftpctl/interrupts.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+bool is_readable(int fd)
+{
+    pollfd waiting = {fd, POLLIN, 0};
+    return poll(&waiting, 1, 0) == 1;
+}
+
+// Runs `play` in a process of its own; its exit status, or 128 + the signal that ended it.
+int status_of(void (*play)())
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        play();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void expect(bool right)
+{
+    if (!right)
+        _exit(1);
+}
+
+template <int NUMBER> void play_one()
+{
+    interrupts_catch();
+    expect(!interrupts_seen() && !is_readable(interrupts_fd()));
+    raise(NUMBER);
+    expect(interrupts_seen() && is_readable(interrupts_fd()) && is_readable(interrupts_fd()));
+}
+
+} // namespace
+
+TEST(Interrupts, AreRememberedAndWakeAPoll)
+{
+    EXPECT_EQ(status_of(play_one<SIGINT>), 0);
+    EXPECT_EQ(status_of(play_one<SIGTERM>), 0);
+    EXPECT_EQ(status_of(play_one<SIGHUP>), 0);
+}
+
+TEST(Interrupts, AreNothingToWaitForBeforeTheyAreCaught)
+{
+    EXPECT_EQ(status_of([] { expect(interrupts_fd() == -1 && !interrupts_seen()); }), 0);
+}
+
+TEST(Interrupts, TheSecondOneEndsOfWhateverKind)
+{
+    EXPECT_EQ(status_of([] {
+                  play_one<SIGINT>();
+                  raise(SIGINT);
+              }),
+              128 + SIGINT);
+    EXPECT_EQ(status_of([] {
+                  play_one<SIGHUP>();
+                  raise(SIGTERM);
+              }),
+              128 + SIGTERM);
+}
+
+TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
+{
+    EXPECT_EQ(status_of([] {
+                  play_one<SIGHUP>();
+                  raise(SIGHUP);
+              }),
+              0);
+    EXPECT_EQ(status_of([] {
+                  play_one<SIGHUP>();
+                  usleep(1100000);
+                  raise(SIGHUP);
+              }),
+              128 + SIGHUP);
+}
+
+TEST(Interrupts, AHangupStaysIgnoredWhereItWas)
+{
+    EXPECT_EQ(status_of([] {
+                  signal(SIGHUP, SIG_IGN);
+                  interrupts_catch();
+                  raise(SIGHUP);
+                  expect(!interrupts_seen());
+                  raise(SIGTERM);
+                  expect(interrupts_seen());
+              }),
+              0);
+}

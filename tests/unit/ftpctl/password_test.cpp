@@ -1,0 +1,111 @@
+#include "ftpctl/password.h"
+
+#include "refused.h"
+#include "temp_dir.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+class Password : public testing::Test
+{
+protected:
+    temp_dir dir_;
+    Password() { setenv("FTPCTL_PASSWORD", "from environment", 1); }
+    ~Password() override { unsetenv("FTPCTL_PASSWORD"); }
+
+    std::string from_file(const std::string &content)
+    {
+        return password_find(SERVER_PASSWORD, dir_.file("password", content), "anna@host");
+    }
+};
+
+} // namespace
+
+TEST_F(Password, IsTheFirstLineOfItsFile)
+{
+    EXPECT_EQ(from_file("secret"), "secret");
+    EXPECT_EQ(from_file("secret\n"), "secret");
+    EXPECT_EQ(from_file("secret\r\n"), "secret");
+    EXPECT_EQ(from_file("secret\nmore\n"), "secret");
+    EXPECT_EQ(from_file(" a b \n"), " a b ");
+    EXPECT_EQ(from_file(""), "");
+    EXPECT_EQ(from_file("\n"), "");
+}
+
+TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
+{
+    EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "from environment");
+    setenv("FTPCTL_PASSWORD", "", 1);
+    EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "");
+}
+
+TEST_F(Password, WithANulByteIsRefused)
+{
+    EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
+                AllOf(StartsWith("2 "), HasSubstr("NUL")));
+}
+
+TEST_F(Password, AFileThatCannotBeReadIsOneClearLine)
+{
+    EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/nonexistent/p", "anna@host"); }),
+              "1 --password-file /nonexistent/p: No such file or directory");
+    EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/", "anna@host"); }),
+              "1 --password-file /: Is a directory");
+}
+
+TEST_F(Password, AFileWithoutAnEndIsNotReadForEver)
+{
+    const std::string password = from_file(std::string(100000, 'x'));
+    EXPECT_GT(password.size(), 223u) << "the request refuses what is longer than its field";
+    EXPECT_LT(password.size(), 100000u);
+}
+
+TEST_F(Password, IsTakenOutOfTheEnvironment)
+{
+    const char *value = getenv("FTPCTL_PASSWORD");
+    from_file("another");
+    EXPECT_STREQ(value, "") << "the process list shows these bytes";
+    EXPECT_EQ(getenv("FTPCTL_PASSWORD"), nullptr);
+}
+
+TEST_F(Password, OfTheProxyHasAFileAndAVariableOfItsOwn)
+{
+    setenv("FTPCTL_PROXY_PASSWORD", "of the proxy", 1);
+    EXPECT_EQ(password_find(PROXY_PASSWORD, "", "bert@proxy"), "of the proxy");
+    EXPECT_EQ(getenv("FTPCTL_PROXY_PASSWORD"), nullptr);
+    EXPECT_STREQ(getenv("FTPCTL_PASSWORD"), "from environment");
+    EXPECT_EQ(password_find(PROXY_PASSWORD, dir_.file("p", "in a file\n"), "bert@proxy"), "in a file");
+    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "/nonexistent/p", "bert@proxy"); }),
+              "1 --proxy-password-file /nonexistent/p: No such file or directory");
+}
+
+TEST_F(Password, ThatIsNowhereIsUsage)
+{
+    const int terminal = dup(STDIN_FILENO);
+    ASSERT_EQ(dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO), STDIN_FILENO);
+    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "", "bert@proxy"); }),
+              "2 no password for bert@proxy: use --proxy-password-file or FTPCTL_PROXY_PASSWORD");
+    dup2(terminal, STDIN_FILENO);
+    close(terminal);
+}
+
+TEST_F(Password, TwoComeFromStandardInputInTwoLines)
+{
+    const int before = dup(STDIN_FILENO);
+    const std::string path = dir_.file("both", "first\nsecond\n");
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(file, STDIN_FILENO), STDIN_FILENO);
+    close(file);
+    EXPECT_EQ(password_find(SERVER_PASSWORD, "-", "anna@host"), "first");
+    EXPECT_EQ(password_find(PROXY_PASSWORD, "-", "bert@proxy"), "second");
+    dup2(before, STDIN_FILENO);
+    close(before);
+}

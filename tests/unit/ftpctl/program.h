@@ -1,0 +1,45 @@
+// Runs the real ftpctl.
+#pragma once
+
+#include "temp_dir.h"
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+struct outcome_t {
+    int status; // exit status; 128 + the signal that ended it
+    std::string out;
+    std::string err;
+};
+
+class program
+{
+public:
+    // Starts `ftpctl <arguments>` with nothing on standard input and `environment` ("NAME=value") added.
+    // `user`: who runs it, where not who runs the test; without groups.
+    explicit program(const std::vector<std::string> &arguments,
+                     const std::vector<std::string> &environment = {}, uid_t user = static_cast<uid_t>(-1));
+
+    void signal(int number) const;
+
+    // What it printed on standard output so far holds `text` that many times; false after 10 s.
+    bool has_printed(const std::string &text, size_t times = 1) const;
+
+    // The same for standard error.
+    bool has_said(const std::string &text) const;
+
+    // Waits for its end.
+    outcome_t wait();
+
+private:
+    temp_dir dir_;
+    pid_t pid_;
+};
+
+// The whole in one call.
+outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {});
+
+outcome_t run_as(uid_t user, const std::vector<std::string> &arguments);
+
+std::string content_of(const std::string &path);

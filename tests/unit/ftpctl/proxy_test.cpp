@@ -1,0 +1,47 @@
+#include "ftpctl/proxy.h"
+
+#include "refused.h"
+
+using testing::StartsWith;
+
+TEST(Proxy, HasADefaultPortAndMayHaveItsSchemeAndAUser)
+{
+    const struct {
+        const char *text;
+        const char *user; // NULL: none
+        const char *host;
+        uint32_t port;
+    } cases[] = {{"proxy", nullptr, "proxy", 3128},
+                 {"http://proxy:80", nullptr, "proxy", 80},
+                 {"[::1]:3129", nullptr, "[::1]", 3129},
+                 {"anna@proxy", "anna", "proxy", 3128},
+                 {"http://a%40b@proxy:1", "a@b", "proxy", 1},
+                 {"a%3Ab@proxy", "a:b", "proxy", 3128},
+                 {"@proxy", "", "proxy", 3128}};
+    for (const auto &c : cases) {
+        const proxy_t proxy = proxy_parse(c.text);
+        EXPECT_EQ(proxy.user.value_or("(none)"), c.user == nullptr ? "(none)" : c.user) << c.text;
+        EXPECT_EQ(proxy.host, c.host) << c.text;
+        EXPECT_EQ(proxy.port, c.port) << c.text;
+    }
+}
+
+TEST(Proxy, IsRefusedWithOneClearLine)
+{
+    const struct {
+        const char *text;
+        const char *line;
+    } cases[] = {{"socks5://proxy", "2 --proxy: only HTTP proxies"},
+                 {"", "2 --proxy: the host is missing"},
+                 {"anna@", "2 --proxy: the host is missing"},
+                 {"proxy:0", "2 --proxy: the port"},
+                 {"anna:secret@proxy", "2 --proxy: must not hold a password; use --proxy-password-file"},
+                 {":@proxy", "2 --proxy: must not hold a password"}};
+    for (const auto &c : cases)
+        EXPECT_THAT(failure_of([&] { proxy_parse(c.text); }), StartsWith(c.line)) << c.text;
+}
+
+TEST(Proxy, APasswordInItIsNotRepeated)
+{
+    EXPECT_EQ(failure_of([] { proxy_parse("anna:secret@proxy"); }).find("secret"), std::string::npos);
+}

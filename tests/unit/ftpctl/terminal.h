@@ -1,0 +1,95 @@
+// A program, as a rule ftpctl, with a terminal of its own as input, output and error.
+#pragma once
+
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <string>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <vector>
+
+class terminal
+{
+public:
+    // Starts `program <words>`.
+    explicit terminal(std::vector<std::string> words, const std::string &program = FTPCTL)
+    {
+        words.insert(words.begin(), program);
+        std::vector<char *> argv;
+        for (std::string &word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+        winsize size = {24, 80, 0, 0};
+        pid_ = forkpty(&fd_, nullptr, nullptr, &size);
+        if (pid_ == 0) {
+            unsetenv("FTPCTL_PASSWORD");
+            setenv("TERM", "xterm", 1);
+            execvp(argv[0], argv.data());
+            _exit(99);
+        }
+    }
+    ~terminal() { close(fd_); }
+    terminal(const terminal &) = delete;
+    terminal &operator=(const terminal &) = delete;
+
+    // Reads until `text` is seen; false after 10 s or at the program's end.
+    bool shows(const std::string &text)
+    {
+        while (seen_.find(text) == std::string::npos) {
+            pollfd waiting = {fd_, POLLIN, 0};
+            char buffer[512];
+            if (poll(&waiting, 1, 10000) != 1)
+                return false;
+            const ssize_t count = read(fd_, buffer, sizeof buffer);
+            if (count <= 0)
+                return false;
+            seen_.append(buffer, static_cast<size_t>(count));
+        }
+        return true;
+    }
+
+    // The same for what comes from now on.
+    bool shows_again(const std::string &text)
+    {
+        seen_before_ += seen_;
+        seen_.clear();
+        return shows(text);
+    }
+
+    void type(const std::string &keys) const
+    {
+        EXPECT_EQ(write(fd_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+
+    bool echoes() const
+    {
+        termios now = {};
+        tcgetattr(fd_, &now);
+        return (now.c_lflag & ECHO) != 0;
+    }
+
+    // To the program itself, not to what it started.
+    void signal(int number) const { kill(pid_, number); }
+
+    // Reads the rest; the exit status.
+    int wait()
+    {
+        while (shows(std::string(1, '\0')))
+            ;
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    std::string seen() const { return seen_before_ + seen_; }
+
+private:
+    int fd_ = -1;
+    pid_t pid_ = -1;
+    std::string seen_;
+    std::string seen_before_;
+};
