@@ -1,8 +1,9 @@
 // Starts the daemon for a service manager, and ends when the daemon answers:
 //   start GROUP PID_FILE DAEMON
 // The daemon leaves its control socket open to everybody. Here it is given to GROUP with mode 0660 the moment
-// it appears, and PID_FILE gets the number of the process that stays. Status 0 when the daemon answers; 1,
-// told on standard error, when it has ended or does not answer within 10 s; 2 when not called as above.
+// it appears, like the file by which its clients take turns, which is made before. PID_FILE gets the number
+// of the process that stays. Status 0 when the daemon answers; 1, told on standard error, when it has ended
+// or does not answer within 10 s; 2 when not called as above.
 
 #include "wire/control.h"
 
@@ -142,6 +143,20 @@ bool restrict_socket(gid_t group)
            fail(CONTROL_SOCKET_PATH);
 }
 
+// Clients go on without the file, so that a failure is told and no more.
+void make_turn_file(gid_t group)
+{
+    const descriptor file(
+        open(CONTROL_TURN_PATH, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, SOCKET_MODE));
+    struct stat made;
+    const bool is_open = file.fd != -1 && fstat(file.fd, &made) == 0;
+    if (is_open && !S_ISREG(made.st_mode))
+        fail_because(CONTROL_TURN_PATH " is no plain file");
+    else if (!is_open || fchmod(file.fd, SOCKET_MODE) == -1 ||
+             fchown(file.fd, static_cast<uid_t>(-1), group) == -1)
+        fail(CONTROL_TURN_PATH);
+}
+
 // Asks for nothing and waits for the reply. The process that answers, 0 when none did.
 pid_t ask()
 {
@@ -190,6 +205,7 @@ bool start(const char *group_name, const char *pid_file, const char *program)
     // One that an earlier run left would pass for the new one.
     if (unlink(CONTROL_SOCKET_PATH) == -1 && errno != ENOENT)
         return fail(CONTROL_SOCKET_PATH);
+    make_turn_file(group);
     const descriptor watch(watch_folder());
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const time_t end_s = now_s() + LIMIT_S;

@@ -146,6 +146,25 @@ def test_a_started_daemon_answers_its_group_and_nobody_else(start, unstarted, ne
     assert "PermissionError" in connect_as([]).stderr
 
 
+def test_clients_of_the_group_may_take_turns_and_nobody_else(start, unstarted):
+    turn = pathlib.Path(CONTROL_SOCKET + ".turn")
+    turn.touch(0o644)  # made by a client before the start
+    unstarted.launch(wrapper=start)
+    assert unstarted.front_status() == 0
+    unstarted.find()
+    status = turn.stat()
+    group = grp.getgrnam("alice").gr_gid
+    assert (stat.S_IMODE(status.st_mode), status.st_gid, status.st_size) == (0o660, group, 0)
+
+
+def test_a_start_without_a_file_for_turns_is_told_and_goes_on(start, unstarted):
+    os.symlink("/dev/null", CONTROL_SOCKET + ".turn")
+    status, said = started_with([*start, program()[-1]])
+    assert (status, said) == (0, "start: /var/run/ftp.sock.turn: Too many levels of symbolic links\n")
+    unstarted.find()
+    assert client.nothing() == (0, 0)
+
+
 def test_a_start_replaces_the_socket_that_an_earlier_run_left(start, unstarted):
     with socket.socket(socket.AF_UNIX) as stale:
         stale.bind(CONTROL_SOCKET)
