@@ -132,7 +132,7 @@ class Rig:
 
         del self.log.lines[:]
         del self.manager.notices[:]
-        for server in ("sshd", "vsftpd"):
+        for server in ("sshd", "vsftpd", "pure-ftpd", "proftpd"):
             processes.reap_ended(server)
 
     @property

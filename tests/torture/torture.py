@@ -11,6 +11,7 @@ from typing import NamedTuple
 
 import rig as world
 from fault import ERRORS, ROLES, Page
+from second import SecondClient
 
 HANG_S = 60
 ASK_AFTER_S = 0.25  # a job that has met its fault and is not announced yet: has it ended?
@@ -87,8 +88,10 @@ class Torture:
         self.tally = Tally(name)
         rig.start()
         self.scenario = scenarios.make(name, rig)
+        self.second = SecondClient(rig, rig.environment) if isinstance(self.scenario, scenarios.Job) else None
         self.counts = {}
         for _ in range(COUNTING_RUNS):
+            assert not (wrong := self._with_second(lambda: None)), wrong
             self._must_work()
         self.tally.outcomes.clear()
         self._take_baseline()
@@ -135,6 +138,17 @@ class Torture:
 
     def _try_once(self, point):
         """What was wrong; None when nothing was."""
+        return self._with_second(lambda: self._meet(point)) or self._after()
+
+    def _with_second(self, play):
+        """What was wrong with play(), or with a second program that has waited for its turn meanwhile."""
+        if not self.second:
+            return play()
+        with self.second.waiting():
+            wrong = play()
+        return wrong or self.second.wrong
+
+    def _meet(self, point):
         self.rig.forget()
         self.scenario.prepare()
         self.page.arm(*point)
@@ -142,7 +156,7 @@ class Torture:
         self.page.disarm()
         self.hit_by, self.hits = self.page.hit_by, self.page.hits
         self.lines = self.rig.log.texts
-        return wrong or self._after()
+        return wrong
 
     def _begin_again(self):
         """What one point spoils is not held against the next."""

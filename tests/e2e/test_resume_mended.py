@@ -1,0 +1,137 @@
+"""put --resume at servers that do not append: the size tells, and the whole file goes up anew."""
+
+import json
+import pathlib
+
+import pytest
+from pyftpdlib.filesystems import AbstractedFS
+
+from harness import contention, ftpctl
+from harness.daemon import program
+from harness.ftp_servers import Pyftpdlib
+from harness.scripted import Plan, ScriptedServer, Session, take_then
+from harness.sftp import HostKey, Sshd
+
+DONE, DIFFERENT = 0, 12
+CONTENT = bytes(number % 251 for number in range(1000))
+BEGUN = 400
+MIB = 1 << 20
+SFTP_SERVER = "/usr/lib/openssh/sftp-server"
+SENT_AGAIN = "all of it was sent again"
+
+
+class Overwriting(AbstractedFS):
+    """What is to be appended is written over the beginning."""
+
+    def open(self, filename, mode):
+        return open(filename, "r+b" if mode.startswith("a") else mode)
+
+
+class Growing(AbstractedFS):
+    """Nothing is ever replaced: all goes behind what is there."""
+
+    def open(self, filename, mode):
+        return open(filename, "ab" if mode.startswith("w") else "r+b" if mode.startswith("a") else mode)
+
+
+def overwriting_ftp():
+    return Pyftpdlib(files=Overwriting), "ftp://alice@127.0.0.1"
+
+
+def overwriting_sftp():
+    preload = pathlib.Path(program()[-1]).parent.parent / "tests" / "no_append.so"
+    assert preload.exists(), f"not built: {preload}"
+    server = Sshd(HostKey(), Subsystem=f"sftp /usr/bin/env LD_PRELOAD={preload} {SFTP_SERVER}")
+    return server, "sftp://alice@127.0.0.1"
+
+
+def put(*options, local, url):
+    return ftpctl.run("--json", "put", *options, local / "f", f"{url}/f")
+
+
+NATIVE = pytest.mark.native("what is preloaded into this machine's server is built for another")
+
+
+@pytest.mark.parametrize(
+    "make",
+    [pytest.param(overwriting_ftp, id="ftp"), pytest.param(overwriting_sftp, id="sftp", marks=NATIVE)],
+)
+def test_a_rest_that_went_over_the_beginning_is_mended_and_told(daemon, local, make):
+    server, url = make()
+    (local / "f").write_bytes(CONTENT)
+    for begun in (1, BEGUN, 500, 999):
+        contention.give(server.path("f"), CONTENT[:begun])
+        ended = put("--resume", local=local, url=url)
+        assert ended.status == DONE, ended
+        assert server.read("f") == CONTENT
+        told = ended.json
+        assert SENT_AGAIN in told["message"]
+        assert told["upload"] == {
+            "sent": "mended",
+            "local_bytes": len(CONTENT),
+            "resumed_bytes": begun,
+            "remote_bytes": len(CONTENT),
+            "verified": True,
+        }
+
+
+def test_the_same_servers_without_their_fault_append(daemon, vsftpd, local):
+    """What the preload takes away is all that is missing."""
+    Sshd(HostKey(), Subsystem=f"sftp {SFTP_SERVER}")
+    (local / "f").write_bytes(CONTENT)
+    for url in ("ftp://alice@127.0.0.1", "sftp://alice@127.0.0.1"):
+        vsftpd.put("f", CONTENT[:BEGUN])
+        ended = put("--resume", local=local, url=url)
+        assert (ended.status, ended.json["upload"]["sent"]) == (DONE, "rest"), ended
+        assert SENT_AGAIN not in ended.json["message"] and vsftpd.read("f") == CONTENT
+
+
+@pytest.mark.parametrize("option", ["--resume", "--verify"])
+def test_a_difference_that_stays_is_a_failure_that_says_what_is_where(daemon, local, option):
+    server = Pyftpdlib(files=Growing)
+    (local / "f").write_bytes(CONTENT)
+    contention.give(server.path("f"), CONTENT[:BEGUN])
+    ended = put(option, local=local, url="ftp://alice@127.0.0.1")
+    assert ended.status == DIFFERENT, ended
+    stored = len(server.read("f"))
+    assert stored > len(CONTENT)
+    told = ended.json
+    assert told["error"] == "different-size"
+    assert str(stored) in told["message"] and str(len(CONTENT)) in told["message"]
+    assert (told["upload"]["remote_bytes"], told["upload"]["verified"]) == (stored, False)
+
+
+class StoringSession(Session):
+    """Keeps what it takes, and lists that."""
+
+    def _take(self, verb, name):
+        files = self.server.files
+        super()._take(verb, name)
+        received = self.server.stored[-1][2]
+        files[name] = (files.get(name, b"") if verb == "APPE" else b"") + received
+
+    def on_list(self, _):
+        lines = [f"-rw-r--r-- 1 a a {len(text)} Jan 15 2020 {name}\r\n" for name, text in self.server.files.items()]
+        self._send("".join(lines).encode())
+
+
+class StoringServer(ScriptedServer):
+    session_class = StoringSession
+
+
+BROKEN = Plan(take=take_then("reset", 100_000))
+TRIES = 5  # of one job, with five seconds between
+
+
+@pytest.mark.parametrize("breaks", [1, TRIES], ids=["once", "every-time"])
+def test_an_append_that_was_tried_again_is_mended(daemon, local, breaks):
+    """A retry appends the file from its beginning; also where all tries fail, that must not stay."""
+    content = bytes(range(256)) * (16 * MIB // 256)
+    (local / "f").write_bytes(content)
+    server = StoringServer(Plan(), *[BROKEN] * breaks, Plan(), files={"f": content[:BEGUN]})
+    ended = put("--resume", local=local, url="ftp://alice@127.0.0.1")
+    assert ended.status == DONE, ended
+    assert ended.json["upload"]["sent"] == "mended"
+    assert server.files["f"] == content
+    assert [command.split()[0] for command in server.commands].count("APPE") == min(breaks + 1, TRIES)
+    server.stop()

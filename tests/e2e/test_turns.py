@@ -1,0 +1,251 @@
+"""Programs take turns at the daemon: each is told of its own job, in the order in which they came."""
+
+import itertools
+import json
+import os
+import re
+import signal
+import subprocess
+import time
+
+import pytest
+
+from harness import client, contention, ftpctl, turns
+from harness.ftp_servers import one_user_only
+from harness.scripted import Plan
+from harness.sftp import HostKey, Sshd
+from harness.vsftpd import Vsftpd
+from harness.waiting import DEADLINE_S, holds_for, wait_until
+
+DONE, TURN, CANCELED, NO_LOCAL_FILE = 0, 4, 21, 59
+AT_ONCE_S = 5.0  # where it would else last for ever: the machine may have other work to do
+URL = "ftp://alice@127.0.0.1"
+LISTED = b"-rw-r--r-- 1 alice alice 400 Jan 15 2020 f\r\n"
+KINDS = contention.Site.KINDS
+PAIRS = [*itertools.combinations_with_replacement(KINDS, 2)]
+SLICES = 4
+SLOW_BYTES_PER_S = 200000  # so that a cancel also meets a job that runs
+
+
+@pytest.fixture
+def site(daemon, local):
+    if one_user_only():
+        pytest.skip("the servers log users in: needs root")
+    Vsftpd(local_max_rate=SLOW_BYTES_PER_S)
+    key = HostKey()
+    Sshd(key)
+    said = ["ssh-keygen", "-l", "-E", "sha256", "-f", key.public]
+    sha256 = subprocess.run(said, check=True, capture_output=True, text=True).stdout.split()[1]
+    return contention.Site(local, [URL, "sftp://alice@127.0.0.1"], "sftp://alice@127.0.0.1", sha256)
+
+
+def ended_well(*processes):
+    for process in processes:
+        out, err = process.communicate(timeout=DEADLINE_S)
+        assert process.returncode == DONE, out + err
+
+
+@pytest.mark.parametrize("part", range(SLICES))
+def test_of_two_commands_at_once_each_is_told_its_own_outcome(site, part):
+    started = []
+    for kinds in PAIRS[part::SLICES]:
+        jobs = [site.job(kind).start() for kind in kinds]
+        for job in jobs:
+            job.wait()
+        assert not [str(job) + why for job in jobs if (why := job.wrong(contention.cancels_of(jobs)))], kinds
+        started += [job for job in jobs if job.kind == "no-wait" and job.status == DONE and "cancel" not in kinds]
+    for job in started:
+        wait_until(lambda job=job: job.wrong_in_the_end(job) is None, f"what was started to arrive: {job}")
+
+
+def test_those_who_wait_are_served_in_the_order_in_which_they_came(daemon, vsftpd, local):
+    site = contention.Site(local, [URL])
+    jobs, ended = [], []
+    with turns.Turn():
+        for kind in ("put", "get", "info", "no-wait", "resume", "verify", "get", "put"):
+            jobs.append(site.job(kind).start())
+            turns.wait_for_line(len(jobs))
+    while len(ended) < len(jobs):
+        ended += [job for job in jobs if job.process.poll() is not None and job not in ended]
+    assert ended == jobs, [jobs.index(job) for job in ended]
+    assert not [str(job.wait()) + why for job in jobs if (why := job.wait().wrong())]
+    assert turns.waiting() == 0 and turns.is_free()
+
+
+def test_the_wait_for_a_turn_has_a_limit_and_is_told_after_a_second(daemon, scripted, local):
+    scripted(files={"a": b"content"})
+    (local / "a").write_bytes(b"old")
+    cases = [  # limit, option, shortest and longest time, is it told
+        ("0", [], 0, AT_ONCE_S, False),
+        ("300ms", [], 0.3, 0.3 + AT_ONCE_S, False),
+        ("1.5", [], 1.5, 1.5 + AT_ONCE_S, True),
+        ("1.5", ["--quiet"], 1.5, 1.5 + AT_ONCE_S, False),
+    ]
+    with turns.Turn():
+        for limit, options, shortest_s, longest_s, is_told in cases:
+            begin = time.monotonic()
+            ended = ftpctl.run(*options, "get", "--wait-turn", limit, f"{URL}/a", local / "a")
+            assert ended.status == TURN, ended
+            assert shortest_s <= time.monotonic() - begin < longest_s, limit
+            assert ("waiting for another program" in ended.err) == is_told, ended
+            assert "--wait-turn" in ended.err.splitlines()[-1]
+            assert (local / "a").read_bytes() == b"old"
+    assert client.state().kind == 0  # no job was started
+    assert ftpctl.run("get", "--wait-turn", "0", f"{URL}/a", local / "a").status == DONE
+
+
+def test_a_job_of_a_program_without_turns_is_waited_for_and_told(daemon, scripted, local):
+    """wait-turn limits this as well; then the job that ran goes on."""
+    server = scripted(files={"a": b"content", "b": b"b"})
+    held = server.hold("RETR")
+    assert client.download("b", local / "b") == (0, 0)
+    server.wait_for_command("RETR")
+    ended = ftpctl.run("get", "--wait-turn", "1.5", f"{URL}/a", local / "a")
+    assert ended.status == TURN, ended
+    assert re.search("^waiting for another program.*; running: download", ended.err), ended
+    waiting = ftpctl.start("get", f"{URL}/a", local / "a")
+    assert holds_for(lambda: waiting.poll() is None, 0.5)
+    held.set()
+    ended_well(waiting)
+    assert ((local / "a").read_bytes(), (local / "b").read_bytes()) == (b"content", b"b")
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=lambda n: n.name)
+def test_a_signal_ends_the_wait_at_once(daemon, scripted, local, number):
+    scripted(files={"a": b"content"})
+    with turns.Turn():
+        process = ftpctl.start("get", f"{URL}/a", local / "a")
+        turns.wait_for_line(1)
+        begin = time.monotonic()
+        process.send_signal(number)
+        _, err = process.communicate(timeout=DEADLINE_S)
+        assert time.monotonic() - begin < AT_ONCE_S
+        assert process.returncode == CANCELED and "before the job was started" in err, err
+        assert turns.waiting() == 0
+    assert client.state().kind == 0
+    assert os.listdir(local) == []
+
+
+# phase: the words of the command, what the server holds back then, and how often it has come by then
+PHASES = {
+    "started": (("get", f"{URL}/f", "LOCAL"), "USER", 1),
+    "downloading": (("get", f"{URL}/f", "LOCAL"), "RETR", 1),
+    "uploading": (("put", "SOURCE", f"{URL}/f"), "STOR", 1),
+    "looking": (("info", f"{URL}/f"), "LIST", 1),
+    "looking-up": (("put", "--resume", "SOURCE", f"{URL}/f"), "LIST", 1),
+    "appending": (("put", "--resume", "SOURCE", f"{URL}/f"), "APPE", 1),
+    "verifying": (("put", "--verify", "SOURCE", f"{URL}/f"), "LIST", 1),
+    "verifying-resumed": (("put", "--resume", "SOURCE", f"{URL}/f"), "LIST", 2),
+}
+
+
+@pytest.mark.parametrize("phase", PHASES)
+def test_a_killed_holder_frees_the_turn_at_once(daemon, scripted, local, phase):
+    """Its job goes on at the daemon; who comes next waits for that, and is told of its own."""
+    words, verb, times = PHASES[phase]
+    server = scripted(Plan(listing=LISTED), files={"f": b"f" * 400, "next": b"mine"})
+    (local / "source").write_bytes(bytes(1000))
+    places = {"LOCAL": local / "f", "SOURCE": local / "source"}
+    held = server.hold(verb)
+    holder = ftpctl.start(*(places.get(word, word) for word in words))
+    for count in range(1, times + 1):
+        server.wait_for_command(verb, count)
+        if count < times:
+            held.set()
+            held = server.hold(verb)
+    assert not turns.is_free()
+    waiting = ftpctl.start("get", f"{URL}/next", local / "next")
+    turns.wait_for_line(1)
+    holder.kill()
+    wait_until(lambda: turns.waiting() == 0, "the turn of the next", AT_ONCE_S)
+    assert holds_for(lambda: waiting.poll() is None and not turns.is_free(), 0.3)
+    held.set()
+    ended_well(waiting)
+    assert (local / "next").read_bytes() == b"mine"
+
+
+def test_one_who_is_killed_while_it_waits_is_passed_over(daemon, scripted, local):
+    scripted(files={"a": b"a", "b": b"b"})
+    with turns.Turn():
+        first = ftpctl.start("get", f"{URL}/a", local / "a")
+        turns.wait_for_line(1)
+        second = ftpctl.start("get", f"{URL}/b", local / "b")
+        turns.wait_for_line(2)
+        first.kill()
+        first.wait()
+    ended_well(second)
+    assert (local / "b").read_bytes() == b"b"
+
+
+def test_a_file_that_goes_while_its_upload_waits_is_told_as_missing(daemon, vsftpd, local):
+    (local / "a").write_bytes(b"content")
+    with turns.Turn():
+        process = ftpctl.start("put", local / "a", f"{URL}/a")
+        turns.wait_for_line(1)
+        (local / "a").unlink()
+    _, err = process.communicate(timeout=DEADLINE_S)
+    assert process.returncode == NO_LOCAL_FILE, err
+    assert str(local / "a") in err
+
+
+def read_only():
+    os.unlink(turns.FILE)
+    subprocess.run(["mount", "--no-mtab", "-o", "remount,ro", "/run"], check=True)
+    return lambda: subprocess.run(["mount", "--no-mtab", "-o", "remount,rw", "/run"], check=True)
+
+
+def replaced_by(make):
+    def replace():
+        os.unlink(turns.FILE)
+        make()
+        return lambda: None
+
+    return replace
+
+
+UNTAKABLE = {
+    "read-only": (read_only, "Read-only file system"),
+    "folder": (replaced_by(lambda: os.mkdir(turns.FILE)), ""),
+    "link": (replaced_by(lambda: os.symlink("/run/elsewhere", turns.FILE)), "Too many levels of symbolic links"),
+    "pipe": (replaced_by(lambda: os.mkfifo(turns.FILE)), ""),
+}
+
+
+@pytest.mark.parametrize("kind", UNTAKABLE)
+def test_where_no_turn_can_be_taken_a_command_goes_on_without_and_says_so_once(daemon, vsftpd, local, kind):
+    spoil, reason = UNTAKABLE[kind]
+    for name in ("a", "b"):
+        (local / name).write_bytes(name.encode())
+    open(turns.FILE, "a").close()
+    mend = spoil()
+    try:
+        ended = ftpctl.run("put", "--verify", local / "a", local / "b", f"{URL}/")
+        assert ended.status == DONE, ended
+        assert (vsftpd.read("a"), vsftpd.read("b")) == (b"a", b"b")
+        told = [line for line in ended.err.splitlines() if "cannot take turns" in line]
+        assert told == [line for line in told if f"{turns.FILE}: {reason}" in line] and len(told) == 1, ended
+        ended = ftpctl.run("--quiet", "info", f"{URL}/a")
+        assert (ended.status, ended.err) == (DONE, "")
+        assert ftpctl.run("state").err == ""  # needs no turn
+        assert not os.path.exists("/run/elsewhere")
+    finally:
+        mend()
+
+
+@pytest.mark.parametrize("mode", [0o600, 0o644, 0o666], ids=oct)
+def test_with_another_user_turns_are_taken_as_far_as_the_file_lets(daemon, vsftpd, local, mode):
+    """Reading is enough to hold and to wait for the turn; where not even that is allowed, it is told."""
+    if one_user_only():
+        pytest.skip("needs a second user")
+    os.close(os.open(turns.FILE, os.O_CREAT))
+    os.chmod(turns.FILE, mode)
+    os.chmod(client.CONTROL_SOCKET, 0o777)
+    vsftpd.put("f", b"12345")
+    alice = {"user": "alice", "group": "alice", "extra_groups": []}
+    with turns.Turn():
+        process = ftpctl.start("--json", "info", f"{URL}/f", **alice)
+        waits = holds_for(lambda: process.poll() is None, 1.5)
+        assert waits == (mode != 0o600)
+    out, err = process.communicate(timeout=DEADLINE_S)
+    assert json.loads(out)["file"]["size_bytes"] == 5
+    assert ("cannot take turns" in err) == (mode == 0o600)
