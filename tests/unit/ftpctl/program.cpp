@@ -46,7 +46,7 @@ program::program(const std::vector<std::string> &arguments, const std::vector<st
             (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0))
             _exit(98);
         execve(FTPCTL, argv.data(), envp.data());
-        _exit(99);
+        _exit(OUT_OF_REACH);
     }
 }
 

@@ -40,6 +40,8 @@ private:
 // The whole in one call.
 outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {});
 
+// The same as another user; OUT_OF_REACH where that user cannot get to the program.
+constexpr int OUT_OF_REACH = 99;
 outcome_t run_as(uid_t user, const std::vector<std::string> &arguments);
 
 std::string content_of(const std::string &path);

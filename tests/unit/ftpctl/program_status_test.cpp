@@ -192,6 +192,8 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     chmod(daemon.path().c_str(), 0660);
     ASSERT_EQ(chown(daemon.path().c_str(), 0, 4322), 0);
     const outcome_t outcome = run_as(4321, {"ping", "--json", "--socket", daemon.path()});
+    if (outcome.status == OUT_OF_REACH)
+        GTEST_SKIP() << "this checkout lies where no other user gets to";
     expect(outcome, 11, "denied-socket");
     EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
                                "; it belongs to group 4322: add the user to it\n");

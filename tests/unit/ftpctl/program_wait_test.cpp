@@ -156,6 +156,8 @@ TEST(WithoutATurn, TheJobGoesOnAndThatIsToldOnce)
     chmod(folder.c_str(), 0755); // the turn's file cannot be made there
     chmod(daemon.path().c_str(), 0666);
     const outcome_t outcome = run_as(4321, info(daemon));
+    if (outcome.status == OUT_OF_REACH)
+        GTEST_SKIP() << "this checkout lies where no other user gets to";
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "ftpctl: cannot take turns with other programs: " + daemon.path() +
                                ".turn: Permission denied\n");
