@@ -1,5 +1,5 @@
-/* libzixiFeeder: uploads one file to a Zixi server. Implemented by the device's closed library, and by the
- * stand-in built here (README.md).
+/* libzixiFeeder: uploads one file to a Zixi server. Implemented by the device's closed library; the one built
+ * here connects to nobody (README.md).
  *
  * Each call returns 0 when done, else a zixi_error. Numbers whose meaning is the library's own are passed as
  * they stand beside the calls in zixi_func/. */

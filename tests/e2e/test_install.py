@@ -12,7 +12,7 @@ import time
 
 import pytest
 
-from harness import client, processes, wire
+from harness import client, feeder, processes, wire
 from harness.client import CONTROL_SOCKET
 from harness.daemon import WORLD, program
 
@@ -107,6 +107,17 @@ def test_an_installed_daemon_finds_its_libraries_and_does_a_job(
     assert client.download("a.txt", local / "a") == (0, 0)
     assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
     assert (local / "a").read_bytes() == b"installed"
+
+
+def test_the_installed_zixi_library_connects_to_nobody(installed, unstarted, network_manager, log, local):
+    feeder.start(unstarted, network_manager)  # with the folder in which the stand-in would store
+    feeder.make_file(local / "a", 10)
+    assert feeder.upload(local / "a", "a") == (0, 0)
+    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    assert notice.outcome == (1, wire.NETWORK)
+    assert feeder.signed(notice.exec_info.zixi_error) == -4
+    log.wait_for(r"^error: zixi_func\(\d+\): .*ZIXI_ERROR_NOT_CONNECTED")
+    assert feeder.stored() == {}
 
 
 def test_the_library_path_of_the_environment_comes_first(installed, unstarted, network_manager):

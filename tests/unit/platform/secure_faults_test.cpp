@@ -2,7 +2,7 @@
 #include "platform/secure.h"
 
 #include "identities.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

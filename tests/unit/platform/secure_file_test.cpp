@@ -1,7 +1,7 @@
 #include "platform/secure_file.h"
 
 #include "platform/secure.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 #include <cerrno>
 #include <climits>

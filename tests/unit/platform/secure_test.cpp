@@ -1,7 +1,7 @@
 #include "platform/secure.h"
 
 #include "identities.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 #include <array>
 #include <csignal>

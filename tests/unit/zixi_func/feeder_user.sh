@@ -1,10 +1,11 @@
 #!/bin/sh
-# feeder_user.sh PROGRAM DIRECTORY_OF_THE_OTHER_LIBRARY
-# One and the same program uploads through the library beside it, and, with another libzixiFeeder.so put in front,
-# through that one.
+# feeder_user.sh PROGRAM FOLDER_OF_THE_STANDIN FOLDER_OF_THE_OTHER_LIBRARY
+# One and the same program uploads through the stand-in, and, with another libzixiFeeder.so put in its place, through
+# that one.
 set -eu
 program=$1
-other=$2
+standin=$2
+other=$3
 box=$(mktemp -d)
 trap 'rm -rf "$box"' EXIT
 printf 'forty-two bytes that are to be uploaded.\n!' >"$box/film.ts"
@@ -17,7 +18,7 @@ shows() # shows WHAT: it is in the output
 }
 
 before=$(sha256sum "$program")
-"$program" "$box/film.ts" >"$box/out"
+LD_LIBRARY_PATH=$standin "$program" "$box/film.ts" >"$box/out"
 shows 'zixi_func(180): libZixifeeder/0.1.0.0'
 shows 'joined 0 result 0 error 0 sent 42 of 42'
 cmp "$box/film.ts" "$box/server/in/box/film.ts"
@@ -33,5 +34,5 @@ shows "other feeder: 16-71 $zeros 80 f0 fa 02 00 00 00 00 00 00 00 00 03 00 00 0
 shows 'zixi_func(731): Uploaded: 75% 4500MB/6000MB'
 shows 'other feeder: closed'
 shows 'joined 0 result 0 error 0 sent 6000000000 of 6000000000'
-[ ! -e "$box/server" ] || { echo "the library beside the program was used as well"; exit 1; }
+[ ! -e "$box/server" ] || { echo "the stand-in was used as well"; exit 1; }
 [ "$before" = "$(sha256sum "$program")" ]

@@ -1,4 +1,4 @@
-#include "platform/feeder_plan.h"
+#include "tests/standin/plan.h"
 
 #include <climits>
 #include <cstdio>
@@ -81,7 +81,7 @@ bool meets(const rule_t &rule, const char *function, long call)
 
 } // namespace
 
-int feeder_plan_next(const char *function)
+int plan_next(const char *function)
 {
     const char *text = getenv("ZIXI_FEEDER_FAIL");
     std::string_view rest = text == nullptr ? "" : text;

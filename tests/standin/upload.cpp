@@ -1,8 +1,8 @@
-#include "platform/feeder_upload.h"
+#include "tests/standin/upload.h"
 
-#include "platform/feeder_place.h"
 #include "platform/write_all.h"
 #include "platform/zixiFeeder.h"
+#include "tests/standin/place.h"
 
 #include <csignal>
 #include <cstdio>
@@ -26,7 +26,7 @@ constexpr int STATE_FAILED = 4;
 
 } // namespace
 
-struct feeder_upload_t {
+struct upload_t {
     int source;
     int place; // directory that the file goes to
     int target;
@@ -36,14 +36,14 @@ struct feeder_upload_t {
     pthread_t thread;
     pthread_mutex_t mutex; // guards what follows
     bool stop;
-    feeder_progress_t progress;
+    upload_progress_t progress;
 };
 
 namespace
 {
 
 struct upload_lock {
-    explicit upload_lock(feeder_upload_t *upload) : mutex(&upload->mutex) { pthread_mutex_lock(mutex); }
+    explicit upload_lock(upload_t *upload) : mutex(&upload->mutex) { pthread_mutex_lock(mutex); }
     ~upload_lock() { pthread_mutex_unlock(mutex); }
     upload_lock(const upload_lock &) = delete;
     upload_lock &operator=(const upload_lock &) = delete;
@@ -56,7 +56,7 @@ void close_if_open(int fd)
         close(fd);
 }
 
-void release(feeder_upload_t *upload)
+void release(upload_t *upload)
 {
     if (upload->part[0] != '\0')
         unlinkat(upload->place, upload->part, 0);
@@ -67,7 +67,7 @@ void release(feeder_upload_t *upload)
     free(upload);
 }
 
-int open_source(feeder_upload_t *upload, const char *local_path)
+int open_source(upload_t *upload, const char *local_path)
 {
     struct stat file;
     upload->source = open(local_path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -80,9 +80,9 @@ int open_source(feeder_upload_t *upload, const char *local_path)
     return ZIXI_ERROR_OK;
 }
 
-int open_target(feeder_upload_t *upload, const feeder_job_t &job)
+int open_target(upload_t *upload, const upload_job_t &job)
 {
-    upload->place = feeder_place_open(job.root, job.directory);
+    upload->place = place_open(job.root, job.directory);
     if (upload->place < 0) {
         const int error = upload->place;
         upload->place = -1;
@@ -100,7 +100,7 @@ int open_target(feeder_upload_t *upload, const feeder_job_t &job)
     return ZIXI_ERROR_OK;
 }
 
-size_t piece_bytes(const feeder_upload_t *upload)
+size_t piece_bytes(const upload_t *upload)
 {
     const uint64_t piece = upload->rate_bytes_s / PIECES_A_SECOND;
     if (upload->rate_bytes_s == 0 || piece > BUFFER_BYTES)
@@ -108,7 +108,7 @@ size_t piece_bytes(const feeder_upload_t *upload)
     return piece == 0 ? 1 : static_cast<size_t>(piece);
 }
 
-void wait_for_rate(const feeder_upload_t *upload, uint64_t bytes)
+void wait_for_rate(const upload_t *upload, uint64_t bytes)
 {
     if (upload->rate_bytes_s == 0)
         return;
@@ -119,7 +119,7 @@ void wait_for_rate(const feeder_upload_t *upload, uint64_t bytes)
 }
 
 // Adds what was copied; true while there is nobody who wants an end.
-bool go_on(feeder_upload_t *upload, uint64_t bytes)
+bool go_on(upload_t *upload, uint64_t bytes)
 {
     const upload_lock held(upload);
     upload->progress.copied_bytes += bytes;
@@ -127,7 +127,7 @@ bool go_on(feeder_upload_t *upload, uint64_t bytes)
 }
 
 // 0 at the end of the file or when told to stop.
-int copy(feeder_upload_t *upload, char *buffer)
+int copy(upload_t *upload, char *buffer)
 {
     const size_t piece = piece_bytes(upload);
     for (uint64_t before = 0; go_on(upload, before);) {
@@ -148,7 +148,7 @@ int copy(feeder_upload_t *upload, char *buffer)
 
 void *th_upload(void *context)
 {
-    auto upload = static_cast<feeder_upload_t *>(context);
+    auto upload = static_cast<upload_t *>(context);
     char buffer[BUFFER_BYTES];
     const int error = copy(upload, buffer);
     const upload_lock held(upload);
@@ -158,7 +158,7 @@ void *th_upload(void *context)
 }
 
 // Signals are the program's business, not this thread's.
-int start_thread(feeder_upload_t *upload)
+int start_thread(upload_t *upload)
 {
     sigset_t all;
     sigset_t before;
@@ -172,9 +172,9 @@ int start_thread(feeder_upload_t *upload)
 
 } // namespace
 
-int feeder_upload_start(const feeder_job_t &job, feeder_upload_t **upload)
+int upload_start(const upload_job_t &job, upload_t **upload)
 {
-    auto started = static_cast<feeder_upload_t *>(calloc(1, sizeof(feeder_upload_t)));
+    auto started = static_cast<upload_t *>(calloc(1, sizeof(upload_t)));
     if (started == nullptr)
         return ZIXI_ERROR_FAILED;
     started->source = started->place = started->target = -1;
@@ -192,13 +192,13 @@ int feeder_upload_start(const feeder_job_t &job, feeder_upload_t **upload)
     return error;
 }
 
-feeder_progress_t feeder_upload_progress(feeder_upload_t *upload)
+upload_progress_t upload_progress(upload_t *upload)
 {
     const upload_lock held(upload);
     return upload->progress;
 }
 
-void feeder_upload_end(feeder_upload_t *upload)
+void upload_end(upload_t *upload)
 {
     {
         const upload_lock held(upload);

@@ -1,4 +1,4 @@
-#include "platform/feeder_place.h"
+#include "tests/standin/place.h"
 
 #include "platform/zixiFeeder.h"
 
@@ -33,7 +33,7 @@ int step_into(int parent, std::string_view name)
 
 } // namespace
 
-int feeder_place_open(const char *root, const char *directory)
+int place_open(const char *root, const char *directory)
 {
     (void)mkdir(root, DIRECTORY_MODE); // mostly it exists; open() tells what is wrong
     int place = open(root, OPEN_DIRECTORY);

@@ -4,4 +4,4 @@
 // Opens `directory` below `root`, as a server would: "/" and "." lead nowhere else, ".." is refused, what
 // lacks is made (root included), links are not followed. A descriptor (the caller's), or a zixi_error, below
 // 0.
-int feeder_place_open(const char *root, const char *directory);
+int place_open(const char *root, const char *directory);

@@ -13,7 +13,7 @@ struct scratch_t {
     std::filesystem::path path;
     scratch_t()
     {
-        std::string name = (std::filesystem::temp_directory_path() / "platform-test-XXXXXX").string();
+        std::string name = (std::filesystem::temp_directory_path() / "unit-test-XXXXXX").string();
         path = mkdtemp(name.data()) == nullptr ? "" : name;
     }
     ~scratch_t()

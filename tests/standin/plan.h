@@ -3,4 +3,4 @@
 
 // Counts a call of `function` and tells what it must return: 0 = do the work. The count starts anew when
 // ZIXI_FEEDER_FAIL changes. May be called from any thread.
-int feeder_plan_next(const char *function);
+int plan_next(const char *function);
