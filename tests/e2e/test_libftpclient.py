@@ -10,7 +10,7 @@ import pytest
 
 from harness import wire
 from harness.daemon import WORLD, program
-from harness.installed import EXAMPLES, ROOT, SOURCE, STRICT, Installed, run
+from harness.installed import EXAMPLES, ROOT, STRICT, Installed, run
 from harness.scripted import Plan, Silence
 
 

@@ -1,6 +1,5 @@
 """put --resume at servers that do not append: the size tells, and the whole file goes up anew."""
 
-import json
 import pathlib
 
 import pytest

@@ -5,7 +5,6 @@ import signal
 import socket
 import struct
 import threading
-import time
 
 import rig as world
 

@@ -2,7 +2,6 @@
 
 import argparse
 import os
-import pathlib
 import socket
 import struct
 import sys
