@@ -68,4 +68,6 @@ async def relay(port, target_port, delay_s):
 
 
 if __name__ == "__main__":
+    if sys.argv[1:] == ["--help"]:
+        sys.exit(print(__doc__))
     asyncio.run(relay(int(sys.argv[1]), int(sys.argv[2]), float(sys.argv[3]) / 1000))

@@ -36,6 +36,8 @@ def faults_of_places(page, dumps):
 
 
 def main():
+    if sys.argv[1:] == ["--help"]:
+        sys.exit(print(__doc__))
     program = [word for word in sys.argv[1:] if word != "--write"]
     write = len(program) < len(sys.argv) - 1
     page = PAGE.read_text()
