@@ -1,0 +1,29 @@
+// The main function of every unit test program: a test that fails is followed by the command that repeats it.
+#include <climits>
+#include <cstdio>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct how_to_repeat : testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo &test) override
+    {
+        char program[PATH_MAX];
+        const ssize_t length = readlink("/proc/self/exe", program, sizeof program);
+        if (test.result()->Failed() && length > 0)
+            printf("repeat with: %.*s --gtest_filter=%s.%s\n", static_cast<int>(length), program,
+                   test.test_suite_name(), test.name());
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    testing::InitGoogleMock(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new how_to_repeat);
+    return RUN_ALL_TESTS();
+}
