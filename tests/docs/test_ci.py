@@ -1,0 +1,61 @@
+"""What .ci/run does with tests that fail, as DEVELOPING.md has it. Its scripts are played, and so is ctest."""
+
+import os
+import shutil
+import subprocess
+
+import pytest
+
+from log_calls import ROOT
+
+LOG = "build/release/Testing/Temporary/LastTestsFailed.log"
+
+
+@pytest.fixture
+def run(tmp_path):
+    def played(name, text):
+        path = tmp_path / name
+        path.parent.mkdir(exist_ok=True)
+        path.write_text(f"#!/bin/sh\n{text}\n")
+        path.chmod(0o755)
+
+    def call(failed, alone=0, listed=None):
+        """failed: number of tests that fail beside others; listed: as ctest writes them down, by default those."""
+        (tmp_path / LOG).parent.mkdir(parents=True, exist_ok=True)
+        (tmp_path / LOG).write_text("9:from_an_earlier_run\n")
+        (tmp_path / ".ci").mkdir(exist_ok=True)
+        shutil.copy(ROOT / ".ci/run", tmp_path / ".ci/run")
+        for name in ("lint", "test-arm", "check-musl"):
+            played(f"scripts/{name}", "exit 0")
+        lines = "".join(f"echo {n}:test_{n} >>{LOG}\n" for n in range(failed if listed is None else listed))
+        played("scripts/test", f"{lines}exit {8 if failed else 0}")
+        played("bin/ctest", f'echo "ctest $*"\nexit {alone}')
+        environment = os.environ | {"PATH": f"{tmp_path}/bin:{os.environ['PATH']}"}
+        done = subprocess.run([tmp_path / ".ci/run"], env=environment, capture_output=True, text=True)
+        return done.returncode, done.stdout
+
+    return call
+
+
+def test_tests_that_pass_are_not_run_again(run):
+    assert run(failed=0) == (0, "")
+
+
+def test_a_few_that_fail_are_run_once_more_alone_and_named(run):
+    status, said = run(failed=3)
+    assert status == 0
+    assert said.startswith("ctest --preset release --rerun-failed -j1\n")
+    assert said.endswith("!!! failed beside others, passed alone:\ntest_0\ntest_1\ntest_2\n")
+
+
+def test_one_that_fails_again_fails_the_run(run):
+    status, said = run(failed=1, alone=8)
+    assert status == 1 and "passed alone" not in said
+
+
+def test_more_than_three_fail_the_run_at_once(run):
+    assert run(failed=4) == (1, "")
+
+
+def test_a_build_that_fails_fails_the_run(run):
+    assert run(failed=1, listed=0) == (1, "")
