@@ -96,7 +96,7 @@ def daemon(unstarted, network_manager):
 
 @pytest.fixture
 def fast_daemon(unstarted, network_manager):
-    """The same with its clock running 20 times faster; servers and test keep the real time."""
+    """The same with its clock running 10 times faster; servers and test keep the real time."""
     unstarted.launch(speed=SPEED)
     unstarted.find()
     network_manager.wait_for(NOTICE_STARTED)

@@ -9,6 +9,8 @@ from harness.daemon import WORLD
 from harness.installed import EXAMPLES, STRICT, Installed, build, place, run
 from harness.scripted import Plan, Silence
 
+pytestmark = pytest.mark.timeout(600)  # compilers take their time on a machine that does other things as well
+
 
 @pytest.fixture
 def installed():

@@ -8,7 +8,7 @@ from harness import client, wire
 from harness.daemon import SPEED
 from harness.pieces import send_cut
 from harness.scripted import HangUp, Plan, Reset, Silence, send_then
-from harness.waiting import wait_until
+from harness.waiting import HELD_UP_S, wait_until
 from test_file_info import looked_up
 
 LINE = "-rw-r--r--   1 user group   {} Jan 15  2012 {}\r\n"
@@ -115,16 +115,16 @@ def test_what_was_found_stays_when_the_listing_fails_afterwards(daemon, scripted
 
 
 def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, network_manager, log):
-    speed = 100
+    speed = 30
     unstarted.launch(speed=speed)
     unstarted.find()
     stalled = Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING)
     server = scripted(stalled, stalled, Plan(listing=LISTING))
+    begin = time.monotonic()
     assert looked_up(network_manager, "b").size == 6
-    first, second, third = (session.began for session in server.sessions)
-    # 180 and 360 seconds, and 5 before each further try.
-    assert 180 < (second - first) * speed < 300
-    assert 360 < (third - second) * speed < 480
+    assert len(server.sessions) == 3
+    # 180 and 360 seconds, and 5 before each further try; a third limit would be 720.
+    assert 548 < (time.monotonic() - begin) * speed < 720
     for limit_s in (360, 720):
         line = rf"^curl_func\(1283\): \[connection_limit\] 0, \[operation_limit\] {limit_s}\n$"
         assert log.count(line) == 1
@@ -136,9 +136,11 @@ def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, netwo
 def test_a_server_that_falls_silent_is_asked_again(fast_daemon, scripted, network_manager):
     """libcurl itself waits 120 seconds for a reply."""
     server = scripted(Plan(replies={"LIST": Silence}), Plan(listing=LISTING))
+    begin = time.monotonic()
     assert looked_up(network_manager, "b").size == 6
-    first, second = (session.began for session in server.sessions)
-    assert 120 < (second - first) * SPEED < 180
+    assert len(server.sessions) == 2
+    # With 5 seconds before the second try. The limit for the whole would be 180.
+    assert 124 < (time.monotonic() - begin) * SPEED < 180
 
 
 class ForEver:
@@ -188,7 +190,7 @@ def test_an_endless_listing_is_cancelled_within_three_seconds(
     assert daemon.grew_less_than(4096, before_kib)
     begin = time.monotonic()
     assert client.cancel() == (0, 0, 3)
-    assert time.monotonic() - begin < 3
+    assert time.monotonic() - begin < 3 + HELD_UP_S
     state = client.state()
     assert state[:6] == (0, 0, 0, 3, wire.CANCELED, 1)
     assert state.exec_info.curl_code == 42
@@ -203,7 +205,7 @@ def test_a_stalled_listing_is_cancelled_within_three_seconds(daemon, scripted, n
     server.stalled.wait(30)
     begin = time.monotonic()
     assert client.cancel() == (0, 0, 3)
-    assert time.monotonic() - begin < 3
+    assert time.monotonic() - begin < 3 + HELD_UP_S
     assert told() == (UNKNOWN, 0)
 
 

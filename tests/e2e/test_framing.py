@@ -7,10 +7,18 @@ import time
 import pytest
 
 from harness import client, wire
-from harness.daemon import SPEED
-from harness.waiting import wait_until
+from harness.waiting import HELD_UP_S, wait_until
 
 NO_OPERATION = client.head(0, 8) + bytes(8)
+HASTY = 2  # the clock of a hasty daemon: a client that is held up a little does not lose its ten seconds
+
+
+@pytest.fixture
+def hasty_daemon(unstarted, network_manager):
+    unstarted.launch(speed=HASTY)
+    unstarted.find()
+    network_manager.wait_for(wire.NOTICE_STARTED)
+    return unstarted
 
 
 def served(daemon):
@@ -63,41 +71,41 @@ def test_a_request_in_single_bytes_is_put_together(daemon, network_manager, loca
     [b"", client.head(0, 0)[:7], client.head(1, 2080), client.head(1, 2080) + bytes(2079)],
     ids=["nothing", "7-of-header", "header-only", "all-but-a-byte"],
 )
-def test_a_client_that_stalls_is_given_up_after_ten_seconds(fast_daemon, log, sent):
+def test_a_client_that_stalls_is_given_up_after_ten_seconds(hasty_daemon, log, sent):
     with client.connect() as connection:
         connection.sendall(sent)
         begin = time.monotonic()
         assert client.read_to_end(connection) == NO_OPERATION
-        taken_s = (time.monotonic() - begin) * SPEED
-    assert 8 < taken_s < 60
+        taken_s = (time.monotonic() - begin) * HASTY
+    assert 8 < taken_s < 11 + HELD_UP_S * HASTY
     log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
     if len(sent) < 8:
         log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(9 of 8\)\n$")
     else:
         log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(2081 of 2080\)\n$")
-    served(fast_daemon)
+    served(hasty_daemon)
 
 
 def test_the_ten_seconds_are_of_the_true_clock(daemon):
     with client.connect() as connection:
         begin = time.monotonic()
         assert client.read_to_end(connection) == NO_OPERATION
-    assert 9.5 < time.monotonic() - begin < 12
+    assert 9.5 < time.monotonic() - begin < 11 + HELD_UP_S
 
 
-def test_a_client_that_trickles_does_not_get_more_time(fast_daemon, log):
+def test_a_client_that_trickles_does_not_get_more_time(hasty_daemon, log):
     with client.connect() as connection:
         begin = time.monotonic()
         try:
-            # A byte each 2 of its seconds: the header alone would take 16.
+            # A byte each 2 of its seconds: all of them would take more than an hour.
             for byte in client.head(1, 2080) + bytes(2080):
                 connection.send(bytes([byte]))
-                time.sleep(2 / SPEED)
+                time.sleep(2 / HASTY)
         except BrokenPipeError:
             pass
-        assert (time.monotonic() - begin) * SPEED < 60
+        assert (time.monotonic() - begin) * HASTY < 12 + HELD_UP_S * HASTY
     log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
-    served(fast_daemon)
+    served(hasty_daemon)
 
 
 def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
@@ -147,7 +155,7 @@ def test_clients_at_once_are_all_answered(daemon):
     assert answers == [(0, 0)] * 40
 
 
-def test_a_silent_client_delays_the_next_one_but_does_not_lose_it(fast_daemon):
+def test_a_silent_client_delays_the_next_one_but_does_not_lose_it(hasty_daemon):
     with client.connect() as silent, client.connect() as patient:
         patient.sendall(client.head(0, 0))
         assert client.read_to_end(patient) == NO_OPERATION
@@ -160,8 +168,8 @@ def test_a_request_is_served_within_a_pass_of_the_loop(daemon):
         begin = time.monotonic()
         client.nothing()
         delays.append(time.monotonic() - begin)
-    # 100 ms and what a busy machine adds.
-    assert sorted(delays)[10] < 0.2
+    # 100 ms; a busy machine adds to some of them.
+    assert sorted(delays)[4] < 0.2
 
 
 def test_one_connection_carries_one_request(daemon):

@@ -4,7 +4,7 @@ import pytest
 
 from harness import client, wire
 from harness.network_manager import DeafNetworkManager, NetworkManager
-from harness.waiting import wait_until
+from harness.waiting import HELD_UP_S, wait_until
 
 
 @pytest.fixture
@@ -81,4 +81,4 @@ def test_each_notice_has_a_connection_of_its_own(daemon, network_manager, local)
 
 def test_a_notice_comes_within_moments_of_the_jobs_end(daemon, network_manager, local):
     run_job(local)
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=1)
+    network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=1 + HELD_UP_S)

@@ -7,7 +7,7 @@ import re
 import pytest
 
 from harness import client, wire
-from harness.daemon import WORLD
+from harness.daemon import SPEED, WORLD
 from harness.ftp_servers import one_user_only
 from harness.relay import Relay
 from harness.sftp import HostKey, Sshd
@@ -213,7 +213,7 @@ def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, network_manager, l
     if one_user_only():
         pytest.skip("sshd logs users in: needs root")
     Sshd(HostKey(), port=2022).put("a", b"content")
-    line = Relay(22, 2022, delay_s=0.05)  # a second, by the clock of the daemon
+    line = Relay(22, 2022, delay_s=1 / SPEED)  # a second, by the clock of the daemon
     assert client.download("a", local / "b", **SFTP) == (0, 0)
     notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=60)
     line.stop()

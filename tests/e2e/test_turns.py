@@ -15,10 +15,10 @@ from harness.ftp_servers import one_user_only
 from harness.scripted import Plan
 from harness.sftp import HostKey, Sshd
 from harness.vsftpd import Vsftpd
-from harness.waiting import DEADLINE_S, holds_for, wait_until
+from harness.waiting import DEADLINE_S, HELD_UP_S, holds_for, wait_until
 
 DONE, TURN, CANCELED, NO_LOCAL_FILE = 0, 4, 21, 59
-AT_ONCE_S = 5.0  # where it would else last for ever: the machine may have other work to do
+AT_ONCE_S = 1 + HELD_UP_S  # where it would else last for ever
 URL = "ftp://alice@127.0.0.1"
 LISTED = b"-rw-r--r-- 1 alice alice 400 Jan 15 2020 f\r\n"
 KINDS = contention.Site.KINDS

@@ -102,7 +102,7 @@ def test_a_bad_last_reply_fails_although_all_data_went(
 
 
 def test_the_state_shows_the_progress(daemon, scripted, local):
-    scripted(Plan(take=take_slowly(20 * MIB)))
+    scripted(Plan(take=take_slowly(4 * MIB)))
     (local / "a").write_bytes(bytes(64 * MIB))
     client.upload(local / "a", "a")
     seen = [

@@ -8,7 +8,7 @@ from harness.waiting import wait_until
 
 MB = 1000000
 GB = 1000 * MB
-SLOWER = 5  # so that a second is long beside what a busy machine makes a thread wait
+TRUE = 1  # so that a second is long beside what a busy machine makes a thread wait
 
 
 def uploaded(daemon, network_manager, local, size, **knobs):
@@ -28,31 +28,31 @@ def milliseconds(sample, bits):
 
 def test_each_second_has_its_line(unstarted, network_manager, log, local):
     """The speed is that of the first second only; from then on it is what lacks, negative."""
-    size = 6 * MB
+    size = 9 * MB
     notice = uploaded(
-        unstarted, network_manager, local, size, rate=MB, speed=SLOWER
+        unstarted, network_manager, local, size, rate=MB, speed=TRUE
     )
     seen = samples(log)
     first, *middle, last = seen
-    assert len(seen) >= 4
-    # The clock is fast: a late pass makes an interval longer, by much, but never shorter.
+    assert len(seen) >= 3
+    # A late pass makes an interval longer, but never shorter.
     first_sent = (first.sent_mb * MB, (first.sent_mb + 1) * MB)
     assert 999 <= milliseconds(first, first_sent[1] * 8)
-    assert milliseconds(first, first_sent[0] * 8) < 4000
+    assert milliseconds(first, first_sent[0] * 8) <= notice.exec_info.elapsed_time * 1000
     assert first.remaining_minutes == 0
     assert middle
     for sample in middle:
         lacking_at_most = size - sample.sent_mb * MB
         assert 999 <= milliseconds(sample, -lacking_at_most * 8)
         assert sample.remaining_minutes == -1
-    assert [sample.total_mb for sample in seen] == [6] * len(seen)
+    assert [sample.total_mb for sample in seen] == [9] * len(seen)
     for sample in seen:
         sent = sample.sent_mb * MB
         assert sent * 100 // size <= sample.percent <= (sent + MB) * 100 // size
     assert [sample.sent_mb for sample in seen] == sorted(sample.sent_mb for sample in seen)
-    assert last == (100, 6, 6, 0, 0, -1)
+    assert last == (100, 9, 9, 0, 0, -1)
     assert log.texts[-2:] == [
-        "zixi_func(731): Uploaded: 100% 6MB/6MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]\n",
+        "zixi_func(731): Uploaded: 100% 9MB/9MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]\n",
         "zixi_func(784): Zixi FTP Done.\n",
     ]
     assert len(seen) <= notice.exec_info.elapsed_time < 60
@@ -82,7 +82,7 @@ def test_an_empty_file_has_no_total(unstarted, network_manager, log, local):
 def test_a_total_of_0_shows_0_percent(unstarted, network_manager, log, local):
     """The library does not know the size: what it sent is told, the total stays as it was."""
     notice = uploaded(
-        unstarted, network_manager, local, 3 * MB, rate=MB, total=0, speed=SLOWER
+        unstarted, network_manager, local, 3 * MB, rate=MB, total=0, speed=TRUE
     )
     seen = samples(log)
     assert {(sample.percent, sample.total_mb) for sample in seen} == {(0, 0)}
@@ -95,17 +95,17 @@ def test_a_total_of_0_shows_0_percent(unstarted, network_manager, log, local):
 
 @pytest.mark.parametrize("total", [(4 << 30) - 1, 4 << 30, 6 * GB, 1500 * GB])
 def test_sizes_above_4_gib_are_told_exactly(unstarted, network_manager, log, local, total):
-    knobs = {"rate": 10000, "total": total, "speed": SLOWER}
-    notice = uploaded(unstarted, network_manager, local, 40000, **knobs)
+    knobs = {"rate": 10000, "total": total, "speed": TRUE}
+    notice = uploaded(unstarted, network_manager, local, 90000, **knobs)
     assert notice.exec_info[:2] == (total, total)
     seen = samples(log)
-    assert len(seen) >= 3
+    assert len(seen) >= 2
     for sample in seen:
         assert sample.total_mb == total // MB
         assert abs(sample.percent - sample.sent_mb * 100 * MB / total) <= 1
     assert seen[-1] == (100, total // MB, total // MB, 0, 0, -1)
     assert seen[0].speed_kbits_s > 0 > seen[1].speed_kbits_s
-    assert len(feeder.stored()["a"]) == 40000
+    assert len(feeder.stored()["a"]) == 90000
 
 
 def test_minutes_are_told_when_they_have_passed(unstarted, network_manager, log, local):
@@ -132,7 +132,7 @@ def test_the_first_line_tells_the_minutes_that_are_left(unstarted, network_manag
 
 
 def test_command_3_follows_the_upload(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, rate=100000)
+    feeder.start(unstarted, network_manager, rate=100000, speed=TRUE)
     make_file(local / "a", MB)
     assert feeder.upload(local / "a", "d/a") == (0, 0)
     state = client.state()
@@ -157,7 +157,7 @@ def test_command_3_follows_the_upload(unstarted, network_manager, log, local):
 
 
 def test_the_file_has_its_name_when_it_is_whole(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, rate=100000)
+    feeder.start(unstarted, network_manager, rate=50000, speed=TRUE)
     make_file(local / "a", 400000)
     feeder.upload(local / "a", "d/a")
     log.wait_for(r"^zixi_func\(731\)")

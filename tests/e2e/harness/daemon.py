@@ -8,11 +8,12 @@ import shlex
 import signal
 
 from . import processes
-from .waiting import DEADLINE_S, wait_until
+from .waiting import DEADLINE_S, HELD_UP_S, wait_until
 
 WORLD = pathlib.Path(os.environ.get("FTP_CLIENTD_WORLD", "/nonexistent"))
 REPORTS = WORLD / "sanitizer"
-SPEED = 20  # of a fast daemon's clock
+SPEED = 10  # of a fast daemon's clock: its limits of 60 s are 6 s, more than HELD_UP_S
+LATE_S = HELD_UP_S * SPEED  # the same by that clock
 EMULATED_END = 1 << 40  # addresses of an emulated program are lower, the emulator's own are higher
 
 _SANITIZER = f"log_path={REPORTS}:"
