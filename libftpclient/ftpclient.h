@@ -273,11 +273,12 @@ FTPCLIENT_API int ftpclient_cancel(const ftpclient_t *client, int timeout_ms);
  *
  * Returns FTPCLIENT_OK when all went well; the job's ftpclient_result when it failed,
  * FTPCLIENT_RESULT_CANCELED among them; else ERR_INCOMPLETE without host, remote path or (but for file
- * information) local path; ERR_ARGUMENT for a Zixi job that is no upload, or for asking a remote file's size
- * through a proxy; ERR_TURN; ERR_TIMEOUT and ERR_SILENT when the job was cancelled for that, which may take
- * another 10 s; ERR_UNKNOWN_OUTCOME; ERR_NO_ANSWER; or as ftpclient_ping(). A file that does not exist is no
- * failure of a file-information job: see outcome->file.exists. *outcome (may be NULL) is filled in each of
- * these cases but ERR_ARGUMENT and ERR_INCOMPLETE, with what was known by then.
+ * information) local path; ERR_ARGUMENT for a Zixi job that is no upload, for asking a remote file's size
+ * through a proxy, or for an upload through one to a path that ends in '/'; ERR_TURN; ERR_TIMEOUT and
+ * ERR_SILENT when the job was cancelled for that, which may take another 10 s; ERR_UNKNOWN_OUTCOME;
+ * ERR_NO_ANSWER; or as ftpclient_ping(). A file that does not exist is no failure of a file-information job:
+ * see outcome->file.exists. *outcome (may be NULL) is filled in each of these cases but ERR_ARGUMENT and
+ * ERR_INCOMPLETE, with what was known by then.
  *
  * A resumed upload is one turn: it looks the remote file up, appends what it lacks, and reads its size again.
  * When that differs, because a server wrote the rest elsewhere or a retry appended too much, the whole file

@@ -304,6 +304,24 @@ int ftpclient_request_set_silence(ftpclient_request_t *request, int limit_ms)
     return FTPCLIENT_OK;
 }
 
+static int ends_in_slash(const char *path)
+{
+    const size_t length = strlen(path);
+    return length > 0 && path[length - 1] == '/';
+}
+
+static int can_use_its_proxy(int job, const ftpclient_request_t *request, int wants_outcome)
+{
+    if (request->wire.proxy_type == PROXY_NONE)
+        return 1;
+    /* A remote file's size cannot be asked for through a proxy. */
+    if (job == FTPCLIENT_FILE_INFO ||
+        (wants_outcome && job == FTPCLIENT_UPLOAD && (request->resume || request->verify)))
+        return 0;
+    /* The proxy would have the server choose a name for the file. */
+    return job != FTPCLIENT_UPLOAD || !ends_in_slash(request->wire.remote_path);
+}
+
 FTPC int ftpc_check_job(int job, const ftpclient_request_t *request, int wants_outcome)
 {
     const transfer_request_t *wire = &request->wire;
@@ -312,8 +330,5 @@ FTPC int ftpc_check_job(int job, const ftpclient_request_t *request, int wants_o
         return FTPCLIENT_ERR_ARGUMENT;
     if (!wire->host[0] || !wire->remote_path[0] || (job != FTPCLIENT_FILE_INFO && !wire->local_path[0]))
         return FTPCLIENT_ERR_INCOMPLETE;
-    /* A remote file's size cannot be asked for through a proxy. */
-    const int asks_size = job == FTPCLIENT_FILE_INFO ||
-                          (wants_outcome && job == FTPCLIENT_UPLOAD && (request->resume || request->verify));
-    return asks_size && wire->proxy_type != PROXY_NONE ? FTPCLIENT_ERR_ARGUMENT : FTPCLIENT_OK;
+    return can_use_its_proxy(job, request, wants_outcome) ? FTPCLIENT_OK : FTPCLIENT_ERR_ARGUMENT;
 }

@@ -1,0 +1,215 @@
+// The library and the daemon on made-up strings: what the one refuses before it asks, the other refuses as well.
+#include "ftp_clientd/request_check.h"
+#include "wire/wire.h"
+
+extern "C" {
+#include "libftpclient/request.h"
+}
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+enum class field { REMOTE_PATH, LOCAL_PATH, SAVE_PATH, HOST, USER, PASSWORD, PROXY };
+
+struct place_t {
+    size_t at;   // byte of the request
+    size_t size; // bytes, with the terminator
+};
+
+bool is_zixi(int protocol) { return protocol == FTPCLIENT_ZIXI_4 || protocol == FTPCLIENT_ZIXI_5; }
+
+bool has_identity(int protocol) { return protocol >= FTPCLIENT_FTPS_IMPLICIT && protocol <= FTPCLIENT_SFTP; }
+
+place_t place_of(field which, int protocol)
+{
+    switch (which) {
+    case field::REMOTE_PATH:
+        return {0, 512};
+    case field::LOCAL_PATH:
+        return {512, 256};
+    case field::HOST:
+        return {768, 256};
+    case field::USER:
+        return is_zixi(protocol) ? place_t{1092, 64} : place_t{1028, 32};
+    case field::PASSWORD:
+        return is_zixi(protocol) ? place_t{1156, 128} : place_t{1060, 224};
+    case field::PROXY:
+        return {1292, 256};
+    case field::SAVE_PATH:
+        break;
+    }
+    return {1817, 259};
+}
+
+int set(ftpclient_request_t *request, field which, const char *text)
+{
+    switch (which) {
+    case field::REMOTE_PATH:
+        return ftpclient_request_set_remote_path(request, text);
+    case field::LOCAL_PATH:
+        return ftpclient_request_set_local_path(request, text);
+    case field::HOST:
+        return ftpclient_request_set_server(request, text, 0);
+    case field::USER:
+        return ftpclient_request_set_login(request, text, "");
+    case field::PASSWORD:
+        return ftpclient_request_set_login(request, "", text);
+    case field::PROXY:
+        return ftpclient_request_set_proxy(request, text, 3128);
+    case field::SAVE_PATH:
+        break;
+    }
+    return ftpclient_request_set_save_path(request, text);
+}
+
+struct case_t {
+    int protocol;
+    int job;
+    bool proxied;
+    field which;
+    std::string text;
+};
+
+// The library alone refuses what the daemon takes and a program hardly means: a path of the machine that is not
+// absolute, a missing one, a port or an escape in a host, and in front of a proxy's the scheme and the login. A
+// Zixi host, which the daemon hands on as it is, the library judges as any other.
+bool is_the_librarys_own(const case_t &one)
+{
+    const std::string &text = one.text;
+    switch (one.which) {
+    case field::REMOTE_PATH:
+        return text.empty();
+    case field::LOCAL_PATH:
+    case field::SAVE_PATH:
+        return text[0] != '/';
+    case field::HOST:
+        return is_zixi(one.protocol) || text.find_first_of(":%[]") != std::string::npos;
+    case field::PROXY:
+        return text.find_first_of(":%[]@") != std::string::npos;
+    default:
+        return false;
+    }
+}
+
+// Without the field that is tried.
+struct request_t {
+    ftpclient_request_t *made = nullptr;
+
+    explicit request_t(const case_t &one)
+    {
+        EXPECT_EQ(ftpclient_request_new(one.protocol, &made), FTPCLIENT_OK);
+        EXPECT_EQ(set(made, field::REMOTE_PATH, "f"), FTPCLIENT_OK);
+        EXPECT_EQ(set(made, field::LOCAL_PATH, "/f"), FTPCLIENT_OK);
+        EXPECT_EQ(set(made, field::HOST, "h"), FTPCLIENT_OK);
+        EXPECT_EQ(one.proxied ? set(made, field::PROXY, "p") : FTPCLIENT_OK, FTPCLIENT_OK);
+    }
+    ~request_t() { ftpclient_request_free(made); }
+    request_t(const request_t &) = delete;
+    request_t &operator=(const request_t &) = delete;
+};
+
+bool daemon_takes(const case_t &one, const void *body)
+{
+    const std::map<int, uint32_t> commands = {{FTPCLIENT_DOWNLOAD, COMMAND_DOWNLOAD},
+                                              {FTPCLIENT_UPLOAD, COMMAND_UPLOAD},
+                                              {FTPCLIENT_FILE_INFO, COMMAND_DL_FILE_INFO}};
+    return request_check(commands.at(one.job), body, sizeof(transfer_request_t)) != nullptr;
+}
+
+// The same request by a program that writes the text into its field as far as it fits.
+bool daemon_takes_unasked(const case_t &one)
+{
+    const request_t request(one);
+    std::vector<char> body(sizeof(transfer_request_t));
+    memcpy(body.data(), &request.made->wire, body.size());
+    const place_t place = place_of(one.which, one.protocol);
+    memset(body.data() + place.at, 0, place.size);
+    memcpy(body.data() + place.at, one.text.data(), std::min(place.size, one.text.size()));
+    return daemon_takes(one, body.data());
+}
+
+// True when the library refuses the request.
+bool library_refuses(const case_t &one, request_t &request)
+{
+    if (set(request.made, one.which, one.text.c_str()) != FTPCLIENT_OK) {
+        EXPECT_STRNE(ftpclient_request_complaint(request.made), "");
+        return true;
+    }
+    return ftpc_check_job(one.job, request.made, 0) != FTPCLIENT_OK;
+}
+
+class made_up
+{
+public:
+    case_t next()
+    {
+        case_t one = {};
+        one.protocol = pick<int>({FTPCLIENT_FTP, FTPCLIENT_FTPS_IMPLICIT, FTPCLIENT_FTPS_EXPLICIT,
+                                  FTPCLIENT_SFTP, FTPCLIENT_ZIXI_4, FTPCLIENT_ZIXI_5});
+        one.job = is_zixi(one.protocol)
+                      ? FTPCLIENT_UPLOAD
+                      : pick<int>({FTPCLIENT_DOWNLOAD, FTPCLIENT_UPLOAD, FTPCLIENT_FILE_INFO});
+        one.which = pick<field>({field::REMOTE_PATH, field::LOCAL_PATH, field::HOST, field::USER,
+                                 field::PASSWORD, field::PROXY, field::SAVE_PATH});
+        if (one.which == field::LOCAL_PATH && one.job == FTPCLIENT_FILE_INFO)
+            one.job = FTPCLIENT_DOWNLOAD; // a look has no local file
+        // Neither has a meaning there; a look through a proxy is another refusal.
+        const bool may_be_proxied = !is_zixi(one.protocol) && one.job != FTPCLIENT_FILE_INFO;
+        if ((one.which == field::PROXY && !may_be_proxied) ||
+            (one.which == field::SAVE_PATH && !has_identity(one.protocol)))
+            one.which = field::REMOTE_PATH;
+        one.proxied = one.which == field::PROXY || (may_be_proxied && pick<int>({0, 1}) == 1);
+        one.text = text(place_of(one.which, one.protocol).size);
+        return one;
+    }
+
+private:
+    template <typename T> T pick(const std::vector<T> &from) { return from[random_() % from.size()]; }
+
+    std::string text(size_t size)
+    {
+        std::string made = pick<std::string>({"", "", "/", "a", "/a"});
+        for (unsigned left = random_() % 4; left > 0; left--)
+            made += pick<std::string>({"#", "?", "\r", "\n", ";type=", ";TyPe=i", "\xff", "@", "u:p@", ":", "/",
+                                       "\\", " ", "\t", "\x7f", "\x01", "%41", "[::1]", "a", "..", "http://",
+                                       std::string("\xc3\xa4"), "~", "*"});
+        if (random_() % 8 == 0)
+            made.resize(size - 2 + random_() % 4, 'x');
+        return made;
+    }
+
+    std::mt19937 random_{1};
+};
+
+} // namespace
+
+TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndNothingElseButWhatIsItsOwn)
+{
+    made_up cases;
+    int refused = 0;
+    int taken = 0;
+    for (int number = 0; number < 200000 && !HasFailure(); number++) {
+        const case_t one = cases.next();
+        SCOPED_TRACE(testing::Message() << "protocol " << one.protocol << ", job " << one.job << ", field "
+                                        << static_cast<int>(one.which) << (one.proxied ? ", proxy" : "")
+                                        << ", \"" << one.text << '"');
+        request_t request(one);
+        if (library_refuses(one, request)) {
+            refused++;
+            EXPECT_TRUE(!daemon_takes_unasked(one) || is_the_librarys_own(one));
+        } else {
+            taken++;
+            EXPECT_TRUE(daemon_takes(one, &request.made->wire));
+        }
+    }
+    EXPECT_GT(refused, 20000);
+    EXPECT_GT(taken, 20000);
+}
