@@ -38,6 +38,12 @@ def test_which_paths_are_refused(path, ftp, sftp):
     assert names.verdict_on_path(path, sftp=True) == sftp
 
 
+@pytest.mark.parametrize("path", [b"", b"/", b"d/", b"d//"])
+def test_which_uploads_through_a_proxy_are_refused(path):
+    assert names.verdict_on_path(path, is_proxied_upload=True) == "refused"
+    assert names.verdict_on_path(path) == names.verdict_on_path(path + b"a", is_proxied_upload=True) == "accepted"
+
+
 @pytest.mark.parametrize("host", [b"", b"h/", b"h?", b"h#", b"u@h", b"h\\", b" h", b"h\t", b"h\n", b"\x7f"])
 def test_which_hosts_are_refused(host):
     assert names.verdict_on_host(host) == names.verdict_on_proxy(host) == "refused"

@@ -39,10 +39,12 @@ class Program(Vsftpd):
 
 
 class PureFtpd(Program):
-    def __init__(self):
-        # The system's users; no question to a resolver; more files in a listing than 10,000.
-        settings = ["-l", "unix", "-u", "1", "-E", "-H", "-L", "200000:5"]
-        super().__init__(["/usr/sbin/pure-ftpd", "-S", "127.0.0.1,21", *settings])
+    """options: more of its own."""
+
+    def __init__(self, *options, port=21):
+        # The system's users; no question to a resolver; more files in a listing than 10,000; many clients of one address.
+        settings = ["-l", "unix", "-u", "1", "-E", "-H", "-L", "200000:5", "-g", WORLD / f"pure-ftpd.{port}.pid"]
+        super().__init__(["/usr/sbin/pure-ftpd", "-S", f"127.0.0.1,{port}", *settings, *options], port)
 
 
 PROFTPD = {
@@ -56,9 +58,6 @@ PROFTPD = {
     "WtmpLog": "off",
     "RequireValidShell": "off",
     "AuthOrder": "mod_auth_unix.c",
-    "PidFile": WORLD / "proftpd.pid",
-    "ScoreboardFile": WORLD / "proftpd.scoreboard",
-    "SystemLog": WORLD / "proftpd.log",
     "UseReverseDNS": "off",
     "DelayEngine": "off",
 }
@@ -68,8 +67,10 @@ class Proftpd(Program):
     """The settings are proftpd's own."""
 
     def __init__(self, port=21, **settings):
-        file = WORLD / "proftpd.conf"
-        file.write_text("".join(f"{key} {value}\n" for key, value in (PROFTPD | {"Port": port} | settings).items()))
+        file, own = (WORLD / f"proftpd.{port}.{end}" for end in ("conf", "own"))
+        own.mkdir()
+        files = {"PidFile": own / "pid", "ScoreboardFile": own / "scoreboard", "SystemLog": own / "log", "Port": port}
+        file.write_text("".join(f"{key} {value}\n" for key, value in (PROFTPD | files | settings).items()))
         super().__init__(["/usr/sbin/proftpd", "--nodaemon", "--quiet", "--config", str(file)], port)
 
 

@@ -150,7 +150,7 @@ class BytesTrial:
         who = [b"alice", b"secret"] if random.random() < 0.5 else [names.make_credential(random, 31) for _ in range(2)]
         fields = PROXY | {"username": who[0], "password": who[1]}
         answer_, result, opened = self._play(kind, path, **fields)
-        verdicts = {names.verdict_on_path(path), *map(names.verdict_on_credential, who)}
+        verdicts = {names.verdict_on_path(path, is_proxied_upload=kind == "upload"), *map(names.verdict_on_credential, who)}
         ended, wrong = self._judge_answer("proxied", max(verdicts), answer_, opened)  # "refused" before "accepted"
         for head in [] if ended else self.proxy.heads:
             method, asked, said = read_head(head)

@@ -92,7 +92,8 @@ class Trial:
         return wrong and f"{self.server.name} number {number}, {job.kind} of {job.path!r}: {wrong}"
 
     def try_job(self, job, passive=1):
-        verdict = names.verdict_on_path(job.path, self.server.sftp)
+        is_proxied_upload = job.kind == "upload" and "proxy_host" in self.server.fields
+        verdict = names.verdict_on_path(job.path, self.server.sftp, is_proxied_upload)
         before, opened = self.tree.read(), connections_opened()
         answer, result = self._play(job, passive)
         after = self.tree.read()

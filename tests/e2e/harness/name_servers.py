@@ -5,7 +5,7 @@ from .ftp_servers import Proftpd, PureFtpd
 from .name_jobs import Server
 from .sftp import HostKey, Sshd
 from .squid import PORT, Squid
-from .tls import IMPLICIT_PORT, Certificate, VsftpdTls
+from .tls import PORTS, Certificate, ProftpdTls, PureFtpdTls, VsftpdTls
 from .vsftpd import Vsftpd
 
 PLAIN_PORT = 2021
@@ -41,13 +41,11 @@ def _openssh(kind, path):
     return kind != "look" or not path.split(b"/")[-1].startswith(b" ")
 
 
-def _squid(kind, path):
-    return _vsftpd(kind, path) and not path.startswith(b"/") and b"\xff" not in path
+def _through_squid(carries):
+    return lambda kind, path: carries(kind, path) and not path.startswith(b"/") and b"\xff" not in path
 
 
 def _squid_reads_otherwise(job, before, fetched):
-    if job.kind == "upload" and job.path.endswith(b"/"):
-        return None  # it would make up a name of its own
     if job.path.startswith(b"/"):
         return "squid takes an absolute path for one below the login directory"
     if b"\xff" in job.path:
@@ -59,34 +57,27 @@ def _squid_reads_otherwise(job, before, fetched):
     return None
 
 
-def make_vsftpd():
-    Vsftpd()
-    return Server("vsftpd", {}, active_too=True, plain_port=21, carries=_vsftpd)
+def _fields(protocol):
+    return {"protocol": protocol, "port": PORTS.get(protocol, 21)}
 
 
-def make_pure_ftpd():
-    PureFtpd()
-    return Server("pure-ftpd", {}, active_too=True, plain_port=21, carries=_pure_ftpd)
+def _plain(name, start, carries):
+    def make():
+        start(21)
+        return Server(name, {}, active_too=True, plain_port=21, carries=carries)
+
+    return make
 
 
-def make_proftpd():
-    Proftpd(AllowOverwrite="on")
-    return Server("proftpd", {}, active_too=True, plain_port=21, carries=_proftpd)
+def _secure(name, start, start_plain, protocol, carries):
+    """The same server again without TLS, to ask it itself."""
 
+    def make():
+        start(Certificate(), protocol)
+        start_plain(PLAIN_PORT)
+        return Server(name, _fields(protocol), active_too=True, plain_port=PLAIN_PORT, carries=carries)
 
-def _make_secure(name, protocol, port):
-    VsftpdTls(Certificate(), protocol)
-    Vsftpd(listen_port=PLAIN_PORT)
-    fields = {"protocol": protocol, "port": port}
-    return Server(name, fields, active_too=True, plain_port=PLAIN_PORT, carries=_vsftpd)
-
-
-def make_ftps():
-    return _make_secure("ftps", wire.FTPS_IMPLICIT, IMPLICIT_PORT)
-
-
-def make_explicit():
-    return _make_secure("explicit", wire.FTPS_EXPLICIT, 21)
+    return make
 
 
 def make_openssh():
@@ -94,30 +85,50 @@ def make_openssh():
     return Server("openssh", {"protocol": wire.SFTP, "port": 22}, sftp=True, carries=_openssh)
 
 
-def make_squid():
-    Vsftpd()
-    squid = Squid()
+def _behind_squid(name, start, carries):
+    def make():
+        start(21)
+        squid = Squid()
 
-    def revive():
-        """It does die now and then."""
-        if not squid.has_died:
-            return False
-        print("squid had died:", squid.last_words, flush=True)
-        squid.start()
-        return True
+        def revive():
+            """It does die now and then."""
+            if not squid.has_died:
+                return False
+            print("squid had died:", squid.last_words, flush=True)
+            squid.start()
+            return True
 
-    proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
-    kinds = ("download", "upload")  # file information is not supported through a proxy
-    rules = {"carries": _squid, "excused": _squid_reads_otherwise, "revive": revive}
-    return Server("squid", proxy, kinds=kinds, plain_port=21, **rules)
+        proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
+        kinds = ("download", "upload")  # file information is not supported through a proxy
+        rules = {"carries": _through_squid(carries), "excused": _squid_reads_otherwise, "revive": revive}
+        return Server(name, proxy, kinds=kinds, plain_port=21, **rules)
+
+    return make
+
+
+VSFTPD = (lambda port: Vsftpd(listen_port=port)), _vsftpd
+PURE_FTPD = (lambda port: PureFtpd(port=port)), _pure_ftpd
+PROFTPD = (lambda port: Proftpd(port, AllowOverwrite="on")), _proftpd
+
+
+def _every(name, plain, **secure):
+    """{row: what makes its server} of an FTP server. secure: the same with TLS, by kind."""
+    start, carries = plain
+    rows = {name: _plain(name, start, carries)}
+    for kind, tls in secure.items():
+        protocol = {"implicit": wire.FTPS_IMPLICIT, "explicit": wire.FTPS_EXPLICIT}[kind]
+        rows[f"{name}-{kind}"] = _secure(f"{name}-{kind}", tls, start, protocol, carries)
+    rows[f"{name}-squid"] = _behind_squid(f"{name}-squid", start, carries)
+    return rows
+
+
+def _proftpd_tls(certificate, protocol):
+    ProftpdTls(certificate, protocol, AllowOverwrite="on")
 
 
 SERVERS = {
-    "vsftpd": make_vsftpd,
-    "pure-ftpd": make_pure_ftpd,
-    "proftpd": make_proftpd,
-    "ftps": make_ftps,
-    "explicit": make_explicit,
+    **_every("vsftpd", VSFTPD, implicit=VsftpdTls, explicit=VsftpdTls),
+    **_every("proftpd", PROFTPD, implicit=_proftpd_tls, explicit=_proftpd_tls),
+    **_every("pure-ftpd", PURE_FTPD, explicit=lambda certificate, _: PureFtpdTls(certificate)),
     "openssh": make_openssh,
-    "squid": make_squid,
 }

@@ -24,10 +24,11 @@ TELNET = b"\xff"
 TYPE = re.compile(rb";type=", re.IGNORECASE)
 
 
-def verdict_on_path(path, sftp=False):
+def verdict_on_path(path, sftp=False, is_proxied_upload=False):
     """Of a request that is otherwise good."""
     in_no_ftp_path = not sftp and (TYPE.search(path) or TELNET in path)
-    return REFUSED if IN_NO_PATH & set(path) or in_no_ftp_path else ACCEPTED
+    names_no_file = is_proxied_upload and (not path or path.endswith(b"/"))
+    return REFUSED if IN_NO_PATH & set(path) or in_no_ftp_path or names_no_file else ACCEPTED
 
 
 def verdict_on_host(host):

@@ -8,7 +8,7 @@ import warnings
 
 from . import wire
 from .daemon import WORLD
-from .ftp_servers import Pyftpdlib
+from .ftp_servers import Proftpd, PureFtpd, Pyftpdlib
 from .scripted import ScriptedServer, Session
 from .vsftpd import Vsftpd
 
@@ -71,6 +71,32 @@ class VsftpdTls(Vsftpd):
             rsa_private_key_file=certificate.key,
             **settings,
         )
+
+
+class ProftpdTls(Proftpd):
+    """Takes no login and no data without TLS."""
+
+    def __init__(self, certificate, protocol, **settings):
+        implicit = {"TLSOptions": "UseImplicitSSL"} if protocol == wire.FTPS_IMPLICIT else {}
+        super().__init__(
+            PORTS[protocol],
+            LoadModule="mod_tls.c",
+            TLSEngine="on",
+            TLSRequired="on",
+            TLSLog=WORLD / "proftpd.tls",
+            TLSECCertificateFile=certificate.file,
+            TLSECCertificateKeyFile=certificate.key,
+            **implicit | settings,
+        )
+
+
+class PureFtpdTls(PureFtpd):
+    """Takes no login and no data without TLS. It has no implicit TLS: that is an option of its build, which Debian leaves out."""
+
+    def __init__(self, certificate):
+        both = WORLD / "pure-ftpd.pem"
+        both.write_text(certificate.file.read_text() + certificate.key.read_text())
+        super().__init__("-Y", "3", "-2", str(both))
 
 
 class _Data(TLS_DTPHandler):
