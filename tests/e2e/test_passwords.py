@@ -115,7 +115,7 @@ def test_sftp(redacting, log, jobs):
 
 
 def test_a_password_in_a_host_is_refused_and_not_logged(redacting, log):
-    assert client.download("a", "/l", host="carol:hidden@127.0.0.1") == (1, wire.INTERNAL)
+    assert client.download("a", "/run/l", host="carol:hidden@127.0.0.1") == (1, wire.INTERNAL)
     assert log.count(r"Failed\(5\)") == 1
     assert_not_logged(log, "hidden", "carol")
 

@@ -49,7 +49,7 @@ def test_a_longer_body_is_accepted(daemon, scripted, network_manager, local, len
 def test_a_string_without_terminator_is_refused(daemon, log, command):
     fields = [("remote_path", 512), ("host", 256), ("username", 32), ("password", 224)]
     for field, width in fields:
-        asked = {"remote_path": "a", "local_path": "/l", field: "x" * width}
+        asked = {"remote_path": "a", "local_path": "/run/l", field: "x" * width}
         assert client.start(command, **asked) == REFUSED, field
     nothing_started(log, command, times=len(fields))
 
@@ -68,7 +68,7 @@ def test_file_information_does_not_read_the_local_path(daemon, network_manager):
 def test_a_proxy_host_without_terminator_is_refused_when_there_is_a_proxy(daemon, log):
     for proxy_type in (1, 2, 7):
         assert (
-            client.download("a", "/l", proxy_host="x" * 256, proxy_type=proxy_type) == REFUSED
+            client.download("a", "/run/l", proxy_host="x" * 256, proxy_type=proxy_type) == REFUSED
         ), proxy_type
     nothing_started(log, wire.DOWNLOAD, times=3)
 
@@ -82,7 +82,7 @@ def test_a_proxy_host_is_not_read_without_a_proxy(daemon, scripted, network_mana
 def test_a_save_path_without_terminator_is_refused_where_it_is_read(daemon, log):
     for protocol in (wire.FTPS_IMPLICIT, wire.FTPS_EXPLICIT, wire.SFTP):
         assert (
-            client.download("a", "/l", save_path="x" * 259, protocol=protocol) == REFUSED
+            client.download("a", "/run/l", save_path="x" * 259, protocol=protocol) == REFUSED
         ), protocol
     nothing_started(log, wire.DOWNLOAD, times=3)
 
@@ -99,7 +99,7 @@ def test_a_remote_path_that_a_url_cannot_carry_is_refused(daemon, log, command):
     paths = ["a#b", "a?b", "#", "dir/?", "a\nb", "a\rb", "a\r\nDELE b", "end\n"]
     for remote_path in paths:
         assert (
-            client.start(command, remote_path=remote_path, local_path="/l") == REFUSED
+            client.start(command, remote_path=remote_path, local_path="/run/l") == REFUSED
         ), remote_path
     nothing_started(log, command, times=len(paths))
 
@@ -107,8 +107,8 @@ def test_a_remote_path_that_a_url_cannot_carry_is_refused(daemon, log, command):
 def test_a_second_command_line_in_the_credentials_is_refused(daemon, log):
     texts = ["a\r\nDELE b", "a\n", "\r"]
     for text in texts:
-        assert client.download("a", "/l", username=text) == REFUSED, text
-        assert client.download("a", "/l", password=text) == REFUSED, text
+        assert client.download("a", "/run/l", username=text) == REFUSED, text
+        assert client.download("a", "/run/l", password=text) == REFUSED, text
     nothing_started(log, wire.DOWNLOAD, times=2 * len(texts))
 
 
@@ -145,7 +145,7 @@ def test_the_longest_string_of_each_field_is_accepted(
 
 
 def zixi_request(offset, text):
-    body = bytearray(wire.request(remote_path="d/a", local_path="/l", protocol=wire.ZIXI_4))
+    body = bytearray(wire.request(remote_path="d/a", local_path="/run/l", protocol=wire.ZIXI_4))
     body[offset : offset + len(text)] = text
     return bytes(body)
 
@@ -163,7 +163,7 @@ def test_a_refused_request_does_not_change_the_active_engine(daemon, scripted, l
     server = scripted(Plan(send=send_then("stall", 10)), files={"a": bytes(20)})
     client.download("a", local / "a")
     server.stalled.wait(30)
-    assert client.download("x" * 512, "/l", protocol=wire.ZIXI_4) == REFUSED
+    assert client.download("x" * 512, "/run/l", protocol=wire.ZIXI_4) == REFUSED
     # Still libcurl's job that state and cancel speak of.
     assert client.state()[:4] == (0, 0, 1, 1)
     assert client.cancel() == (0, 0, 1)

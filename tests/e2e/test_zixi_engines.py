@@ -185,7 +185,7 @@ def test_a_busy_answer_turns_the_daemons_eyes_back_in_time(zixi, held, network_m
 
 def test_a_request_that_cannot_be_read_leaves_the_active_engine(zixi, held, network_manager, local):
     start_held_upload(held, local)
-    request = wire.request(remote_path="x" * 512, local_path="/l", protocol=wire.ZIXI_4)
+    request = wire.request(remote_path="x" * 512, local_path="/run/l", protocol=wire.ZIXI_4)
     assert client.ask(wire.UPLOAD, request) == bytes([1, 0, 0, 0, 5, 0, 0, 0])
     assert client.state().running == 1
     held.gate.set()

@@ -85,6 +85,9 @@ class Trial:
     def try_number(self, seed, number):
         """What is wrong, as a text; None = nothing."""
         job, random = self.make(seed, number)
+        if job.there and not self.tree.holds(job.meant.file):
+            self.counts[job.kind, "file of the machine itself"] += 1
+            return None
         wrong = self.try_job(job, passive=int(not self.server.active_too or random.random() < 0.6))
         if wrong and self.server.revive():
             self.counts[job.kind, "again after the server's death"] += 1
