@@ -221,6 +221,15 @@ def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, network_manager, l
     assert "* Disconnect timed out" not in log.texts
 
 
+def test_a_job_logs_in_twice(daemon, sshd, network_manager, local):
+    """First for the login folder alone, then for the transfer: libcurl does not use the first connection again."""
+    sshd.put("a", b"content")
+    assert client.download("a", local / "b", **SFTP) == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    said = (WORLD / "sshd.log").read_text()
+    assert len(re.findall("^Accepted password for alice ", said, re.MULTILINE)) == 2, said
+
+
 def test_the_elapsed_time_holds_the_connecting(daemon, network_manager, local):
     if one_user_only():
         pytest.skip("sshd logs users in: needs root")

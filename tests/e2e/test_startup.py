@@ -1,6 +1,7 @@
 """From the first fork to the start-up notice, and the ways in which that fails."""
 
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -212,6 +213,18 @@ def test_a_failed_listen_is_announced(unstarted, network_manager, log):
     unstarted.statuses_of_all()
     assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == FAILED
     log.wait_for(r"^error: ftp_clientd_if\(125\): errno\(95\) Operation not supported\n$")
+
+
+def test_no_signal_but_the_three_that_end_it_is_caught_or_ignored(daemon, network_manager, local):
+    """A broken pipe above all: what sends says itself that it wants no signal. A job changes nothing of this."""
+    (local / "a").write_bytes(b"1")
+    client.upload(local / "a", "a", port=1)
+    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    status = pathlib.Path(f"/proc/{daemon.pid}/status").read_text()
+    masks = dict(re.findall(r"^(Sig\w{3}):\s*(\w+)$", status, re.MULTILINE))
+    usual = (1 << 31) - 1  # above it are those that the C library keeps for its threads
+    ending = sum(1 << number - 1 for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM))
+    assert (int(masks["SigCgt"], 16) & usual, int(masks["SigIgn"], 16) & usual) == (ending, 0)
 
 
 @pytest.mark.parametrize("number", [signal.SIGUSR1, signal.SIGALRM], ids=["USR1", "ALRM"])

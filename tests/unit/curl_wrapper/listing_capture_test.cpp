@@ -229,6 +229,15 @@ TEST(Entry, KindFollowsTheParsersType)
     }
 }
 
+TEST(Entry, OfALineThatFailedButGaveANameIsAMatchOfNoKind)
+{
+    capture_t capture;
+    capture.parser.type = -1;
+    EXPECT_EQ(capture.entry_of("f").kind, 0);
+    EXPECT_EQ(capture.names, lines{"f"});
+    EXPECT_EQ(capture.info->tmp->matched, 1);
+}
+
 // --- cb_list_write
 
 TEST(CbListWrite, YieldsALineOnceHoweverItArrives)

@@ -104,6 +104,16 @@ TEST_F(Notify, NothingSentIsAFailure)
     EXPECT_TRUE(network_manager.accepts().is_hung_up());
 }
 
+TEST_F(Notify, ANetworkManagerIsGivenTenSecondsToTakeANotice)
+{
+    const bytes body(8);
+    system.fails("send", EAGAIN); // its buffer is full
+    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), 8);
+    EXPECT_THAT(system.calls_of("poll"),
+                ElementsAre("poll(4, 10000)")); // what becomes of that wait: Deadline
+    EXPECT_EQ(logged(), lines{});
+}
+
 TEST_F(NotifyNobody, WithoutASocketNothingIsSent)
 {
     system.fails("socket", EMFILE);

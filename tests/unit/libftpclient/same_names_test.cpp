@@ -1,4 +1,5 @@
-// The library and the daemon on made-up strings: what the one refuses before it asks, the other refuses as well.
+// The library and the daemon on made-up strings: what the one refuses before it asks, the other refuses as
+// well.
 #include "ftp_clientd/request_check.h"
 #include "wire/wire.h"
 
@@ -78,9 +79,9 @@ struct case_t {
     std::string text;
 };
 
-// The library alone refuses what the daemon takes and a program hardly means: a path of the machine that is not
-// absolute, a missing one, a port or an escape in a host, and in front of a proxy's the scheme and the login. A
-// Zixi host, which the daemon hands on as it is, the library judges as any other.
+// The library alone refuses what the daemon takes and a program hardly means: a path of the machine that is
+// not absolute, a missing one, a port or an escape in a host, and in front of a proxy's the scheme and the
+// login. A Zixi host, which the daemon hands on as it is, the library judges as any other.
 bool is_the_librarys_own(const case_t &one)
 {
     const std::string &text = one.text;
@@ -178,9 +179,18 @@ private:
     {
         std::string made = pick<std::string>({"", "", "/", "a", "/a"});
         for (unsigned left = random_() % 4; left > 0; left--)
-            made += pick<std::string>({"#", "?", "\r", "\n", ";type=", ";TyPe=i", "\xff", "@", "u:p@", ":", "/",
-                                       "\\", " ", "\t", "\x7f", "\x01", "%41", "[::1]", "a", "..", "http://",
-                                       std::string("\xc3\xa4"), "~", "*"});
+            made += pick<std::string>({"#",       "?",
+                                       "\r",      "\n",
+                                       ";type=",  ";TyPe=i",
+                                       "\xff",    "@",
+                                       "u:p@",    ":",
+                                       "/",       "\\",
+                                       " ",       "\t",
+                                       "\x7f",    "\x01",
+                                       "%41",     "[::1]",
+                                       "a",       "..",
+                                       "http://", std::string("\xc3\xa4"),
+                                       "~",       "*"});
         if (random_() % 8 == 0)
             made.resize(size - 2 + random_() % 4, 'x');
         return made;
