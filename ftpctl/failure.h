@@ -19,6 +19,7 @@ enum exit_status {
     STATUS_UNKNOWN = 10,   // how the job ended is not known
     STATUS_DENIED = 11,    // this user may not use the control socket
     STATUS_DIFFERENT = 12, // the remote file has another size after the upload
+    STATUS_UNSEEN = 13,    // the daemon sees another file system than this command does
     STATUS_JOB = 20,       // + the job's result
     STATUS_CAUSE = 48,     // + the cause of a failed job, from FTPCLIENT_CAUSE_LOGIN on
 };

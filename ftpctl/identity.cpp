@@ -19,12 +19,17 @@ bool is_refused_by_pin(int code)
     return code == FTPCLIENT_RESULT_CERT_MISMATCH || code == FTPCLIENT_RESULT_HOSTKEY_MISMATCH;
 }
 
-failure cannot_write(int result, const ftpclient_outcome_t &outcome, const std::string &folder)
+bool cannot_write(int code)
 {
-    return {status_of(result, outcome.cause),
-            "the daemon cannot write into " + folder +
-                "; set TMPDIR to a folder that it shares with this command (" +
-                text_details(result, outcome.progress) + ")"};
+    return code == FTPCLIENT_RESULT_LOCAL_WRITE || code == FTPCLIENT_RESULT_SECURE_5 ||
+           code == FTPCLIENT_ERR_OUT_OF_SIGHT || code == FTPCLIENT_ERR_READ_ONLY;
+}
+
+std::string line_of(int code, const ftpclient_outcome_t &outcome, const std::string &folder)
+{
+    const std::string line = "the daemon cannot write into " + folder +
+                             "; set TMPDIR to a folder that it shares with this command";
+    return code > 0 ? line + " (" + text_details(code, outcome.progress) + ")" : line;
 }
 
 // The job has ended as it must when the daemon has refused the server.
@@ -34,8 +39,8 @@ void check(const options_t &options, const job_t &job, int code, const ftpclient
     const failure why = job_failure(options, job, code, outcome);
     if (is_refused_by_pin(code))
         return;
-    if (code == FTPCLIENT_RESULT_LOCAL_WRITE || code == FTPCLIENT_RESULT_SECURE_5)
-        throw cannot_write(code, outcome, folder);
+    if (cannot_write(code))
+        throw failure(why.status, line_of(code, outcome, folder));
     if (code != FTPCLIENT_OK)
         throw failure(why);
     throw failure(STATUS_BAD_ANSWER, "the daemon has not checked the server");

@@ -65,7 +65,21 @@ std::string resume_line(const ftpclient_outcome_t &outcome)
     if (outcome.remote_bytes > outcome.local_bytes)
         return "cannot resume: the remote file has " + std::to_string(outcome.remote_bytes) +
                " bytes, the local one only " + std::to_string(outcome.local_bytes);
-    return "cannot resume: the server does not tell the remote file's size, or lists it as a folder or link";
+    return outcome.file.exists != 0 ? "cannot resume: the server does not tell the remote file's size"
+                                    : "cannot resume: what the server lists there is no file";
+}
+
+// The daemon's mounts show it, so nothing was handed over.
+std::string sight_line(const job_t &job, int error)
+{
+    constexpr const char *REMEDY =
+        "; use a folder that both share (its unit's ProtectHome and PrivateTmp, or a "
+        "container, hide others); no job was started";
+    return job.local +
+           (error == FTPCLIENT_ERR_READ_ONLY
+                ? ": the daemon may not write there: it is mounted read-only for it"
+                : ": the daemon finds another file or none at this path, for it has a file system of its own") +
+           REMEDY;
 }
 
 std::string difference_line(const job_t &job, const ftpclient_outcome_t &outcome)
@@ -95,6 +109,9 @@ std::string error_line(const options_t &options, const job_t &job, int error,
         return job.shown_url + ": another program came between, the outcome of this job is not known";
     case FTPCLIENT_ERR_NO_RESUME:
         return resume_line(outcome);
+    case FTPCLIENT_ERR_OUT_OF_SIGHT:
+    case FTPCLIENT_ERR_READ_ONLY:
+        return sight_line(job, error);
     case FTPCLIENT_ERR_DIFFERENT:
         return difference_line(job, outcome);
     default:
@@ -102,9 +119,25 @@ std::string error_line(const options_t &options, const job_t &job, int error,
     }
 }
 
-} // namespace
+// What an upload that did not come to its end has left on the server, as far as that is known.
+std::string remains(int code, const ftpclient_outcome_t &outcome)
+{
+    const bool was_stopped =
+        code == FTPCLIENT_RESULT_CANCELED || code == FTPCLIENT_ERR_TIMEOUT || code == FTPCLIENT_ERR_SILENT;
+    const std::string before =
+        "; the remote file had " + std::to_string(outcome.resumed_bytes) + " bytes before";
+    if (outcome.may_be_spoiled != 0)
+        return before + " and may now hold a part twice: upload it whole, without --resume";
+    if (was_stopped && outcome.resumed_bytes > 0 && outcome.upload != FTPCLIENT_UPLOAD_MENDED)
+        return before + ", --resume goes on from what it has now";
+    if (outcome.cause == FTPCLIENT_CAUSE_SFTP && outcome.remote_bytes >= 0)
+        return "; the remote file has " + std::to_string(outcome.remote_bytes) + " of " +
+               std::to_string(outcome.local_bytes) + " bytes";
+    return "";
+}
 
-failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome)
+failure failure_itself(const options_t &options, const job_t &job, int code,
+                       const ftpclient_outcome_t &outcome)
 {
     const failure daemons = daemon_failure(options, code);
     if (code == FTPCLIENT_RESULT_BUSY)
@@ -113,4 +146,12 @@ failure job_failure(const options_t &options, const job_t &job, int code, const 
         return {status_of(code, outcome.cause), result_line(job, code, outcome)};
     const std::string line = error_line(options, job, code, outcome);
     return line.empty() ? daemons : failure(daemons.status, line);
+}
+
+} // namespace
+
+failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome)
+{
+    const failure why = failure_itself(options, job, code, outcome);
+    return {why.status, why.what() + remains(code, outcome)};
 }

@@ -95,6 +95,7 @@ json upload_of(const report_t &report)
         {"resumed_bytes", outcome.resumed_bytes},
         {"remote_bytes", known(outcome.remote_bytes)},
         {"verified", outcome.verified != 0},
+        {"may_be_spoiled", outcome.may_be_spoiled != 0},
     };
 }
 

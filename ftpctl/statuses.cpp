@@ -36,6 +36,8 @@ constexpr own_t OWN[] = {
      "add the user to the group that owns it"},
     {STATUS_DIFFERENT, "different-size", "the remote file differs in size after the upload",
      "upload it again without --resume"},
+    {STATUS_UNSEEN, "out-of-sight", "the daemon does not see the path as this command does",
+     "use a folder that both share; its unit's ProtectHome and PrivateTmp hide others"},
 };
 
 // By ftpclient_result. What failed and what to do, where no cause is known.
@@ -133,6 +135,8 @@ constexpr error_status_t ERRORS[] = {
     {FTPCLIENT_ERR_UNKNOWN_OUTCOME, STATUS_UNKNOWN},
     {FTPCLIENT_ERR_NO_RESUME, STATUS_NO_RESUME},
     {FTPCLIENT_ERR_DIFFERENT, STATUS_DIFFERENT},
+    {FTPCLIENT_ERR_OUT_OF_SIGHT, STATUS_UNSEEN},
+    {FTPCLIENT_ERR_READ_ONLY, STATUS_UNSEEN},
 };
 
 std::vector<status_t> make_table()

@@ -39,13 +39,14 @@ typedef struct ftpc_run {
     int refusals;        /* starts that the daemon refused with 5, though no job had come between */
     int is_crowded;      /* a start was refused: some program takes no turns */
     int stop_result;     /* why the job is being stopped; 0 while it is not */
-    int failed_append;   /* the result of a resumed upload that may have spoiled the remote file; else 0 */
+    int failed_upload;   /* the result of an upload, while the size that it has left is looked up; else 0 */
     int is_waiting;      /* for other programs, since wait_end_ms was set */
     int64_t wait_end_ms; /* when waiting for other programs has lasted long enough */
     int wait_left_ms;    /* how long the call may still wait; negative: without limit */
     int64_t moved_ms;    /* when bytes of the job have last moved */
     ftpc_turn_t turn;
     int turn_error;
+    pid_t daemon; /* 0: not known */
     ftpc_evidence_t evidence;
     ftpclient_request_t request; /* a copy: the caller may free its own */
     ftpclient_outcome_t outcome;

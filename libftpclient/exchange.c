@@ -60,6 +60,14 @@ static int watch(ftpc_exchange_t *exchange, uint32_t events)
                                                                               : FTPCLIENT_ERR_SYSTEM;
 }
 
+/* Who called listen(); 0 when this program cannot see it, as from a container. */
+static pid_t peer_of(int fd)
+{
+    struct ucred peer;
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
 static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *address)
 {
     while (connect(exchange->fd, (const struct sockaddr *)address, sizeof *address) == -1) {
@@ -80,6 +88,7 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
         }
     }
     exchange->connected_ms = ftpc_now_ms();
+    exchange->daemon = peer_of(exchange->fd);
     return FTPCLIENT_OK;
 }
 

@@ -14,6 +14,7 @@ typedef struct ftpc_exchange {
     uint32_t watched_events;
     int64_t connected_ms; /* FTPC_NEVER: not yet, the daemon's queue is full */
     int64_t replied_ms;   /* FTPC_NEVER: not yet */
+    pid_t daemon;         /* who listens; 0: not known */
     message_header_t head;
     const uint8_t *body; /* the caller's, until the exchange ends */
     size_t body_size;

@@ -75,6 +75,8 @@ enum ftpclient_error {
     FTPCLIENT_ERR_SILENT = -18,          /* nothing moved for the silence limit; the job was cancelled */
     FTPCLIENT_ERR_NO_RESUME = -19,       /* the remote file is no beginning of the local one */
     FTPCLIENT_ERR_DIFFERENT = -20,       /* the upload has ended, but the remote file has another size */
+    FTPCLIENT_ERR_OUT_OF_SIGHT = -21,    /* the daemon finds another file, or none, at the local path */
+    FTPCLIENT_ERR_READ_ONLY = -22,       /* the daemon may only read where the download is to go */
 };
 
 /* What became of a job or a call, as the daemon says it. A later daemon may know more. */
@@ -141,7 +143,7 @@ enum ftpclient_cause {
     FTPCLIENT_CAUSE_NO_FILE = 3,        /* no such file or folder on the server */
     FTPCLIENT_CAUSE_DENIED = 4,         /* the server forbids it */
     FTPCLIENT_CAUSE_NO_NAME = 5,        /* the server's or proxy's name was not found */
-    FTPCLIENT_CAUSE_NOBODY = 6,         /* nobody listens at this address and port */
+    FTPCLIENT_CAUSE_NOBODY = 6,         /* nobody listens at this address and port, or there is no route */
     FTPCLIENT_CAUSE_UNREACHABLE = 7,    /* no way to the server, or it does not answer */
     FTPCLIENT_CAUSE_HANDSHAKE = 8,      /* TLS or the SSH key exchange failed */
     FTPCLIENT_CAUSE_SERVER_FULL = 9,    /* the server has no room left, or no more for this user */
@@ -207,11 +209,12 @@ typedef struct ftpclient_outcome {
     int32_t upload;        /* ftpclient_upload: what an upload sent; 0 for other jobs */
     int64_t local_bytes;   /* uploads: size of the local file at the start, or FTPCLIENT_UNKNOWN */
     int64_t resumed_bytes; /* resumed uploads: what the server had before; else 0 */
-    int64_t remote_bytes;  /* resumed and verified uploads: what the server has; else FTPCLIENT_UNKNOWN */
+    int64_t remote_bytes; /* what the server has, after resumed and verified uploads, and where it can be told
+                             after FTPCLIENT_CAUSE_SFTP; else FTPCLIENT_UNKNOWN */
     ftpclient_progress_t progress;
-    ftpclient_file_info_t file; /* file-information jobs */
+    ftpclient_file_info_t file; /* file-information jobs, and the first look of a resumed upload */
     int32_t verified;           /* 1 = remote_bytes was read after the upload, and is right */
-    int32_t unused;
+    int32_t may_be_spoiled;     /* 1 = upload the whole file, without resume: see ftpclient_run() */
 } ftpclient_outcome_t;
 
 enum ftpclient_upload {
@@ -284,7 +287,18 @@ FTPCLIENT_API int ftpclient_cancel(const ftpclient_t *client, int timeout_ms);
  * When that differs, because a server wrote the rest elsewhere or a retry appended too much, the whole file
  * is uploaded anew and looked up once more (FTPCLIENT_UPLOAD_MENDED). A difference that stays, or one after a
  * verified upload, is ERR_DIFFERENT; a remote file that cannot be a beginning of the local one is
- * ERR_NO_RESUME, and nothing was sent. */
+ * ERR_NO_RESUME, and nothing was sent: outcome->file tells why.
+ *
+ * When a resumed upload fails or is stopped, another one can go on as a rule. Not so when the daemon had
+ * tried it again, or its end was not seen: the file's beginning may then stand a second time behind
+ * outcome->resumed_bytes, which a later resume would take for the file. outcome->may_be_spoiled says so; only
+ * the upload of the whole file mends it.
+ *
+ * Before a download or upload starts, the mounts of the daemon are compared with those of this program, as
+ * far as /proc shows them: ERR_OUT_OF_SIGHT and ERR_READ_ONLY, and nothing was sent. Where they are hidden,
+ * the job fails with FTPCLIENT_RESULT_LOCAL_READ or LOCAL_WRITE, or deals with a file that only the daemon
+ * sees.
+ */
 FTPCLIENT_API int ftpclient_run(const ftpclient_t *client, int job, const ftpclient_request_t *request,
                                 ftpclient_outcome_t *outcome, size_t outcome_size, int timeout_ms);
 

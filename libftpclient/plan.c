@@ -1,5 +1,7 @@
 #include "libftpclient/plan.h"
 
+#include "libftpclient/sight.h"
+
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -22,6 +24,28 @@ FTPC void ftpc_plan_measure(ftpc_run_t *run)
         return;
     const int is_file = stat(run->request.wire.local_path, &status) == 0 && S_ISREG(status.st_mode);
     run->outcome.local_bytes = is_file ? (int64_t)status.st_size : FTPCLIENT_UNKNOWN;
+}
+
+FTPC int ftpc_plan_sight(const ftpc_run_t *run)
+{
+    if (run->job == FTPCLIENT_FILE_INFO || run->outcome.jobs > 0)
+        return FTPCLIENT_OK;
+    const int writes = run->job == FTPCLIENT_DOWNLOAD;
+    switch (ftpc_sight_of(run->daemon, run->request.wire.local_path, writes)) {
+    case FTPC_SIGHT_OTHER:
+        return FTPCLIENT_ERR_OUT_OF_SIGHT;
+    case FTPC_SIGHT_READ_ONLY:
+        return FTPCLIENT_ERR_READ_ONLY;
+    default:
+        return FTPCLIENT_OK;
+    }
+}
+
+FTPC void ftpc_plan_begun(ftpc_run_t *run)
+{
+    run->outcome.jobs++;
+    if (run->goal == FTPC_GOAL_APPEND)
+        run->outcome.may_be_spoiled = 1; /* until it is seen how it has ended */
 }
 
 FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
@@ -49,15 +73,35 @@ FTPC void ftpc_plan_again(ftpc_run_t *run)
     run->goal = FTPC_GOAL_WHOLE;
 }
 
+/* A retry of a resumed upload appends the file from its beginning. Whether the first byte of that arrived
+ * shows in the size alone, and a later resume would take what is there for a beginning. */
+static int has_appended_twice(const ftpclient_state_t *state)
+{
+    return state->progress.retries > 1 ||
+           (state->progress.retries == 1 && state->progress.transferred_bytes > 0);
+}
+
+static void keep_spoiling(ftpc_run_t *run, const ftpclient_state_t *state)
+{
+    const int begins_anew = run->goal == FTPC_GOAL_WHOLE &&
+                            (state->result == FTPCLIENT_RESULT_NONE || state->progress.transferred_bytes > 0);
+    if (run->goal == FTPC_GOAL_APPEND)
+        run->outcome.may_be_spoiled = has_appended_twice(state);
+    else if (begins_anew)
+        run->outcome.may_be_spoiled = 0;
+}
+
 FTPC void ftpc_plan_keep(ftpc_run_t *run, const ftpclient_state_t *state, const ftpclient_file_info_t *found)
 {
     ftpclient_outcome_t *outcome = &run->outcome;
     outcome->result = state->result;
-    if (is_upload(run) || run->goal == FTPC_GOAL_JOB || state->result != FTPCLIENT_RESULT_NONE)
+    keep_spoiling(run, state);
+    const int is_look_up_that_failed = state->result != FTPCLIENT_RESULT_NONE && run->failed_upload == 0;
+    if (is_upload(run) || run->goal == FTPC_GOAL_JOB || is_look_up_that_failed)
         outcome->progress = state->progress; /* of an upload, not of its look-ups */
-    if (found && run->goal == FTPC_GOAL_JOB)
+    if (found && (run->goal == FTPC_GOAL_JOB || run->goal == FTPC_GOAL_LOOK_UP))
         outcome->file = *found;
-    else if (found)
+    if (found && run->goal != FTPC_GOAL_JOB)
         outcome->remote_bytes = found->exists ? found->size_bytes : found->looked_up ? 0 : FTPCLIENT_UNKNOWN;
     /* A file that grows while it is sent: what counts is what the daemon meant to send. */
     if (is_upload(run) && state->progress.total_bytes > 0)
@@ -91,15 +135,6 @@ static int decide_resume(ftpc_run_t *run, const ftpclient_file_info_t *found)
     return FTPCLIENT_OK;
 }
 
-/* A retry of a resumed upload appends the file from its beginning. Whether the first byte of that arrived
- * shows in the size alone, and a later resume would take what is there for a beginning. */
-static int may_have_spoiled(const ftpclient_state_t *state)
-{
-    return state->result != FTPCLIENT_RESULT_CANCELED &&
-           (state->progress.retries > 1 ||
-            (state->progress.retries == 1 && state->progress.transferred_bytes > 0));
-}
-
 /* The daemon had no size that it could append from, and has sent nothing: another program's look-up has come
  * between. When that happens again and again, only the whole file has a chance. */
 static int was_forgotten(const ftpclient_state_t *state)
@@ -107,18 +142,27 @@ static int was_forgotten(const ftpclient_state_t *state)
     return state->result == FTPCLIENT_RESULT_INTERNAL && state->progress.transferred_bytes == 0;
 }
 
-static int after_failed_append(ftpc_run_t *run, const ftpclient_state_t *state)
+/* An SFTP server gives no reason, and its disk may be full: what has arrived tells more. */
+static int is_worth_a_look(const ftpc_run_t *run, const ftpclient_state_t *state)
+{
+    return ftpclient_cause_of(state->result, &state->progress) == FTPCLIENT_CAUSE_SFTP &&
+           run->request.proxy_host[0] == '\0';
+}
+
+static int after_failed_upload(ftpc_run_t *run, const ftpclient_state_t *state)
 {
     enum { LOOK_UPS_MAX = 2 };
-    if (was_forgotten(state) && ++run->doubts <= LOOK_UPS_MAX)
+    const int was_append = run->goal == FTPC_GOAL_APPEND;
+    const int is_to_mend = run->outcome.may_be_spoiled && was_append;
+    if (was_append && was_forgotten(state) && ++run->doubts <= LOOK_UPS_MAX)
         return go_on(run, FTPC_GOAL_LOOK_UP);
-    if (was_forgotten(state)) {
+    if (was_append && was_forgotten(state)) {
         run->outcome.resumed_bytes = 0;
         return go_on(run, FTPC_GOAL_WHOLE);
     }
-    if (!may_have_spoiled(state))
+    if (state->result == FTPCLIENT_RESULT_CANCELED || (!is_to_mend && !is_worth_a_look(run, state)))
         return state->result;
-    run->failed_append = state->result;
+    run->failed_upload = state->result;
     return go_on(run, FTPC_GOAL_CHECK);
 }
 
@@ -129,7 +173,7 @@ static int after_upload(ftpc_run_t *run, const ftpclient_state_t *state)
     if (outcome->upload != FTPCLIENT_UPLOAD_MENDED)
         outcome->upload = was_append ? FTPCLIENT_UPLOAD_REST : FTPCLIENT_UPLOAD_WHOLE;
     if (state->result != FTPCLIENT_RESULT_NONE)
-        return was_append ? after_failed_append(run, state) : state->result;
+        return after_failed_upload(run, state);
     return run->request.resume || run->request.verify ? go_on(run, FTPC_GOAL_CHECK) : FTPCLIENT_OK;
 }
 
@@ -137,16 +181,20 @@ static int after_upload(ftpc_run_t *run, const ftpclient_state_t *state)
 static int after_check(ftpc_run_t *run)
 {
     ftpclient_outcome_t *outcome = &run->outcome;
-    const int failed_append = run->failed_append;
-    run->failed_append = 0;
-    if (failed_append != 0 && outcome->remote_bytes == outcome->resumed_bytes)
-        return outcome->result = failed_append; /* nothing arrived: another resume can go on */
-    if (failed_append == 0 && outcome->remote_bytes == outcome->local_bytes) {
+    const int failed_upload = run->failed_upload;
+    run->failed_upload = 0;
+    if (outcome->remote_bytes == outcome->resumed_bytes)
+        outcome->may_be_spoiled = 0; /* nothing arrived: another resume can go on */
+    if (failed_upload != 0 && (!outcome->may_be_spoiled || outcome->upload != FTPCLIENT_UPLOAD_REST))
+        return outcome->result = failed_upload;
+    if (failed_upload == 0 && outcome->remote_bytes == outcome->local_bytes) {
+        outcome->may_be_spoiled = 0;
         outcome->verified = 1;
         return FTPCLIENT_OK;
     }
     if (outcome->upload != FTPCLIENT_UPLOAD_REST)
         return FTPCLIENT_ERR_DIFFERENT;
+    outcome->may_be_spoiled = 1;
     outcome->upload = FTPCLIENT_UPLOAD_MENDED;
     return go_on(run, FTPC_GOAL_WHOLE);
 }
@@ -156,11 +204,8 @@ FTPC int ftpc_plan_next(ftpc_run_t *run, const ftpclient_state_t *state, const f
     ftpc_plan_keep(run, state, found);
     if (is_upload(run))
         return after_upload(run, state);
-    if (state->result != FTPCLIENT_RESULT_NONE) {
-        if (run->failed_append != 0)
-            run->outcome.result = run->failed_append; /* the first failure is the one to tell */
-        return run->outcome.result;
-    }
+    if (state->result != FTPCLIENT_RESULT_NONE)
+        return state->result;
     switch (run->goal) {
     case FTPC_GOAL_LOOK_UP:
         return decide_resume(run, found);
@@ -197,7 +242,8 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run)
     const ftpclient_progress_t *progress = &outcome->progress;
     const int could_not_store =
         451; /* RFC 959: a local error, which is the server's disk where a file is stored */
-    if (is_upload(run) && outcome->result == FTPCLIENT_RESULT_NETWORK &&
+    const int is_of_upload = is_upload(run) || run->failed_upload != 0;
+    if (is_of_upload && outcome->result == FTPCLIENT_RESULT_NETWORK &&
         progress->response_type == RESPONSE_CODE_FTP && progress->response_code == could_not_store)
         return FTPCLIENT_CAUSE_SERVER_FULL;
     return ftpclient_cause_of(outcome->result, progress);

@@ -12,6 +12,12 @@ FTPC int ftpc_plan_first_goal(const ftpc_run_t *run);
 /* Before a start: looks at the local file. */
 FTPC void ftpc_plan_measure(ftpc_run_t *run);
 
+/* Before the first start: FTPCLIENT_OK, or why the daemon cannot use the local path. */
+FTPC int ftpc_plan_sight(const ftpc_run_t *run);
+
+/* The daemon has begun the job of the present goal. */
+FTPC void ftpc_plan_begun(ftpc_run_t *run);
+
 /* How many bytes the job of the present goal will move; FTPCLIENT_UNKNOWN. */
 FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run);
 

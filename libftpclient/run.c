@@ -123,6 +123,7 @@ static int see_idle(ftpclient_call_t *call)
     const int error = ftpc_answered(call);
     if (error != FTPCLIENT_OK)
         return error;
+    call->run.daemon = call->batch.exchanges[0].daemon;
     const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
     if (state.running)
         return wait_for_others(call, FTPC_PASS_MS);
@@ -188,7 +189,9 @@ static int start(ftpclient_call_t *call)
     ftpc_run_t *run = &call->run;
     if (call->batch.count == 0) {
         ftpc_plan_measure(run);
-        const int error = ask_for_start(call);
+        int error = ftpc_plan_sight(run);
+        if (error == FTPCLIENT_OK)
+            error = ask_for_start(call);
         if (error != FTPCLIENT_OK)
             return error;
     }
@@ -203,7 +206,7 @@ static int start(ftpclient_call_t *call)
     if (!run->wants_outcome)
         return FTPCLIENT_OK;
     run->refusals = 0;
-    run->outcome.jobs++;
+    ftpc_plan_begun(run);
     run->moved_ms = ftpc_now_ms();
     ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
                         call->batch.exchanges[index].connected_ms);
@@ -286,6 +289,9 @@ FTPC int ftpc_run_advance(ftpclient_call_t *call)
     }
     if (result == FTPCLIENT_RESULT_CANCELED)
         outcome->result = result;
+    if (result != FTPCLIENT_PENDING &&
+        call->run.failed_upload != 0) /* the first failure is the one to tell */
+        result = outcome->result = call->run.failed_upload;
     if (result != FTPCLIENT_PENDING && outcome->result != 0)
         outcome->cause = ftpc_plan_cause(&call->run);
     return result;

@@ -52,6 +52,8 @@ static const struct {
     {ERROR(SILENT), "nothing moved for too long, the job was cancelled"},
     {ERROR(NO_RESUME), "the remote file is no beginning of the local one"},
     {ERROR(DIFFERENT), "the remote file has another size than the local one"},
+    {ERROR(OUT_OF_SIGHT), "the daemon does not see the local path as this program does"},
+    {ERROR(READ_ONLY), "the daemon may only read where the local path lies"},
 };
 
 const char *ftpclient_strerror(int code)

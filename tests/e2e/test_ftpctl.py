@@ -109,6 +109,7 @@ def test_a_resumed_upload_ends_with_the_whole_file(daemon, vsftpd, local):
         "resumed_bytes": 100_000,
         "remote_bytes": 300_000,
         "verified": True,
+        "may_be_spoiled": False,
     }
     assert outcome.json["job"]["progress"]["transferred_bytes"] == 200_000
     assert vsftpd.read("a") == content

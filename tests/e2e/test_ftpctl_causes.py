@@ -94,6 +94,9 @@ def test_an_sftp_server_whose_disk_is_full_does_not_say_so(daemon, local):
     (local / "a").write_bytes(bytes(1 << 20))
     url = "sftp://alice@127.0.0.1/small/a"
     fails(63, "put", local / "a", url, name="sftp-failed", sentence="its disk may be full")
+    arrived = (WORLD / "home" / "alice" / "small" / "a").stat().st_size
+    assert 0 < arrived <= 64 << 10
+    fails(63, "put", local / "a", url, name="sftp-failed", sentence=f"the remote file has {arrived} of {1 << 20} bytes")
 
 
 def test_a_local_disk_that_is_full(daemon, vsftpd, local):

@@ -1,17 +1,20 @@
 """put --resume at servers that do not append: the size tells, and the whole file goes up anew."""
 
 import pathlib
+import random
+import signal
 
 import pytest
 from pyftpdlib.filesystems import AbstractedFS
 
-from harness import contention, ftpctl
+from harness import client, contention, ftpctl
 from harness.daemon import program
 from harness.ftp_servers import Pyftpdlib
 from harness.scripted import Plan, ScriptedServer, Session, take_then
 from harness.sftp import HostKey, Sshd
+from harness.waiting import DEADLINE_S, wait_until
 
-DONE, DIFFERENT = 0, 12
+DONE, DIFFERENT, CANCELED = 0, 12, 21
 CONTENT = bytes(number % 251 for number in range(1000))
 BEGUN = 400
 MIB = 1 << 20
@@ -71,6 +74,7 @@ def test_a_rest_that_went_over_the_beginning_is_mended_and_told(daemon, local, m
             "resumed_bytes": begun,
             "remote_bytes": len(CONTENT),
             "verified": True,
+            "may_be_spoiled": False,
         }
 
 
@@ -118,7 +122,8 @@ class StoringServer(ScriptedServer):
     session_class = StoringSession
 
 
-BROKEN = Plan(take=take_then("reset", 100_000))
+BROKEN_AFTER = 100_000
+BROKEN = Plan(take=take_then("reset", BROKEN_AFTER))
 TRIES = 5  # of one job, with five seconds between
 
 
@@ -134,3 +139,28 @@ def test_an_append_that_was_tried_again_is_mended(daemon, local, breaks):
     assert server.files["f"] == content
     assert [command.split()[0] for command in server.commands].count("APPE") == min(breaks + 1, TRIES)
     server.stop()
+
+
+RECEIVED = 200_000
+STALLED = Plan(take=take_then("stall", RECEIVED))
+
+
+@pytest.mark.parametrize("retries", [0, 1])
+def test_an_append_that_is_stopped_says_what_is_where(daemon, local, retries):
+    """Behind a retry the file's beginning stands twice: then another resume would do harm."""
+    content = random.Random(0).randbytes(16 * MIB)  # nowhere alike
+    (local / "f").write_bytes(content)
+    server = StoringServer(Plan(), *[BROKEN] * retries, STALLED, files={"f": content[:BEGUN]})
+    process = ftpctl.start("put", "--resume", local / "f", "ftp://alice@127.0.0.1/f")
+    wait_until(server.stalled.is_set, "the append")
+    wait_until(lambda: client.state().exec_info.retry_count == retries, "the state of the append")
+    process.send_signal(signal.SIGINT)
+    _, err = process.communicate(timeout=DEADLINE_S)
+    assert process.returncode == CANCELED, err
+    last = err.splitlines()[-1]
+    assert f"the remote file had {BEGUN} bytes before" in last, err
+    assert ("upload it whole, without --resume" in last) == (retries > 0), err
+    assert ("--resume goes on" in last) == (retries == 0), err
+    server.stop()
+    wait_until(lambda: len(server.files["f"]) >= BEGUN + RECEIVED + retries * BROKEN_AFTER, "what the server took")
+    assert content.startswith(server.files["f"]) == (retries == 0)

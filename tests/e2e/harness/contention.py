@@ -28,9 +28,13 @@ def give(path, content):
     shutil.chown(path, "alice", "alice")
 
 
-def within(folder):
-    """The start of a command that finds a file "f" in that folder, which nobody else sees."""
+def within(folder, is_known=True):
+    """The start of a command that finds a file "f" in that folder, which nobody else sees.
+
+    is_known: the command can find out that nobody else sees it."""
     script = 'mount --no-mtab -t tmpfs tmpfs "$0" && echo unseen >"$0/f" && exec "$@"'
+    if not is_known:
+        script = "mount --no-mtab --bind /dev/null /proc/$$/mountinfo && " + script
     return ["unshare", "--mount", "--propagation", "private", "sh", "-c", script, folder]
 
 
@@ -137,10 +141,10 @@ class Site:
         return job
 
     def _unseen(self, remote, local, url):
-        """A local file that ftpctl sees and the daemon does not."""
+        """A local file that ftpctl sees and the daemon does not, and that only the daemon can find out."""
         local.mkdir()
         words = ["put", local / "f", url]
-        return Job("unseen", words, lambda _: "uploaded what the daemon cannot see", within(local))
+        return Job("unseen", words, lambda _: "uploaded what the daemon cannot see", within(local, is_known=False))
 
     def _info(self, remote, local, url):
         size = self._count * 1000 + self._random.randrange(1000)

@@ -113,7 +113,8 @@ TEST(Json, AnUploadTellsItsJobAndWhatWasSent)
                                       {"local_bytes", nullptr},
                                       {"resumed_bytes", 0},
                                       {"remote_bytes", nullptr},
-                                      {"verified", false}}));
+                                      {"verified", false},
+                                      {"may_be_spoiled", false}}));
     EXPECT_EQ(object["file"], nullptr);
 }
 
@@ -133,7 +134,8 @@ TEST(Json, WhatWasSentHasAWord)
                                                                     {"local_bytes", 10},
                                                                     {"resumed_bytes", 4},
                                                                     {"remote_bytes", 10},
-                                                                    {"verified", true}}));
+                                                                    {"verified", true},
+                                                                    {"may_be_spoiled", false}}));
     }
 }
 

@@ -273,7 +273,8 @@ TEST(Resume, IsAWholeUploadWhenNothingIsThere)
                                                              {"local_bytes", 10},
                                                              {"resumed_bytes", 0},
                                                              {"remote_bytes", 10},
-                                                             {"verified", true}}));
+                                                             {"verified", true},
+                                                             {"may_be_spoiled", false}}));
 }
 
 TEST(Resume, SendsNothingWhenAllIsThere)

@@ -176,6 +176,8 @@ void played_daemon::advance()
     exec_.elapsed_time = std::min(elapsed.count(), whole);
     if (elapsed.count() >= whole)
         end_job(job_.result);
+    else if (job_.transferred_at_once > 0)
+        exec_.transferred_size = job_.transferred_at_once;
     else if (job_.moves)
         exec_.transferred_size = job_.total * elapsed.count() / whole;
 }

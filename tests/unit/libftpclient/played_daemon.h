@@ -18,6 +18,7 @@ struct played_job_t {
     uint32_t retries = 0;
     uint32_t response_code = 0;      // of FTP
     bool moves = true;               // while it runs
+    double transferred_at_once = 0;  // and then nothing moves
     remote_file_t found = {};        // by a file-information job
     std::function<void()> when_done; // on the server
 };

@@ -106,8 +106,10 @@ TEST_F(Resume, ARemoteFileThatIsNoBeginningIsLeftAlone)
     server.tells_size = false;
     EXPECT_EQ(upload(), FTPCLIENT_ERR_NO_RESUME);
     EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
+    EXPECT_EQ(outcome.file.exists, 1) << "but its size is not told";
     server.is_link = true;
     EXPECT_EQ(upload(), FTPCLIENT_ERR_NO_RESUME);
+    EXPECT_EQ(outcome.file.exists, 0);
     EXPECT_THAT(jobs(), ElementsAre(5u, 5u, 5u)) << "nothing was sent";
 }
 

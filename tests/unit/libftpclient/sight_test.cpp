@@ -1,0 +1,167 @@
+// Whether the daemon sees a path as this program does, from the mounts of both.
+#include "process.h"
+#include "temp_dir.h"
+
+extern "C" {
+#include "libftpclient/sight.h"
+}
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+namespace
+{
+
+// The device's mounts, as every program without a view of its own sees them.
+const std::string SHARED = "27 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
+                           "22 27 0:21 / /proc rw - proc proc rw\n"
+                           "30 27 254:1 / /data rw - ext4 /dev/vdb rw\n";
+
+struct view_t {
+    temp_dir files;
+    std::string file = files.file("f", "x");
+    std::string own = SHARED;
+    std::string daemons = SHARED;
+
+    int of(const std::string &path, int writes = 0) const
+    {
+        std::string here = own;
+        std::string there = daemons;
+        return ftpc_sight_compare(here.data(), there.data(), path.c_str(), writes);
+    }
+    // What a mount of the daemon's alone at `point` makes of the file.
+    int with(const std::string &line, int writes = 0)
+    {
+        daemons = SHARED + line + "\n";
+        return of(file, writes);
+    }
+    std::string folder() const { return std::filesystem::path(file).parent_path().string(); }
+};
+
+} // namespace
+
+TEST(Sight, IsClearWithTheSameMounts)
+{
+    view_t view;
+    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(view.file, 1), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_CLEAR);
+}
+
+// As PrivateTmp and ProtectHome=tmpfs mount them.
+TEST(Sight, IsAnotherWhereTheDaemonHasAFolderOfItsOwn)
+{
+    view_t view;
+    EXPECT_EQ(view.with("40 27 254:0 /tmp/private/tmp " + view.folder() + " rw - ext4 /dev/vda rw"),
+              FTPC_SIGHT_OTHER);
+    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + " ro - tmpfs tmpfs ro"), FTPC_SIGHT_OTHER);
+    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_OTHER) << "where it is to be written";
+    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + "x rw - tmpfs tmpfs rw"), FTPC_SIGHT_CLEAR)
+        << "another folder, whose name begins alike";
+}
+
+TEST(Sight, IsAnotherWhereThisProgramHasAFolderOfItsOwn)
+{
+    view_t view;
+    view.own += "40 27 0:50 / " + view.folder() + " rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_OTHER);
+}
+
+// As ProtectHome=read-only and ReadWritePaths mount them.
+TEST(Sight, IsClearWhereTheSameFolderIsMountedOnItself)
+{
+    view_t view;
+    const std::string same = "40 27 254:0 " + view.folder() + " " + view.folder();
+    EXPECT_EQ(view.with(same + " rw - ext4 /dev/vda rw", 1), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 0), FTPC_SIGHT_CLEAR) << "to be read";
+    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 1), FTPC_SIGHT_READ_ONLY);
+    EXPECT_EQ(view.with(same + " rw shared:3 master:1 - ext4 /dev/vda ro,x=1", 1), FTPC_SIGHT_READ_ONLY)
+        << "the whole file system is";
+}
+
+TEST(Sight, CountsWhatIsMountedOnTopAlone)
+{
+    view_t view;
+    const std::string folder = view.folder();
+    const std::string own_folder = "40 27 0:50 / " + folder + " rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.with(own_folder + "41 40 254:0 " + folder + " " + folder + " rw - ext4 /dev/vda rw"),
+              FTPC_SIGHT_CLEAR)
+        << "the shared one over the own";
+    const std::string above = std::filesystem::path(folder).parent_path().string();
+    EXPECT_EQ(view.with("41 27 254:0 " + above + " " + above + " rw - ext4 /dev/vda rw\n" + own_folder),
+              FTPC_SIGHT_CLEAR)
+        << "the own one lies below what was mounted over it later";
+}
+
+TEST(Sight, ReadsNamesWithBlanks)
+{
+    view_t view;
+    std::filesystem::create_directory(view.files / "a b");
+    const std::string path = view.files.file("a b/f", "x");
+    view.daemons += "40 27 0:50 / " + (view.files / "a\\040b") + " rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.of(path), FTPC_SIGHT_OTHER);
+    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR);
+}
+
+TEST(Sight, FollowsLinks)
+{
+    view_t view;
+    std::filesystem::create_directory(view.files / "real");
+    std::filesystem::create_directory(view.files / "links");
+    view.files.file("real/f", "x");
+    std::filesystem::create_symlink(view.files / "real/f", view.files / "links/f");
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_CLEAR);
+    view.daemons = SHARED + "40 27 0:50 / " + (view.files / "real") + " rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "what the link leads to";
+    view.daemons = SHARED + "40 27 0:50 / " + (view.files / "links") + " rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "the link";
+    EXPECT_EQ(view.of(view.files / "links/../real/f"), FTPC_SIGHT_CLEAR);
+}
+
+TEST(Sight, IsClearWhereNothingIsKnown)
+{
+    view_t view;
+    for (const std::string &table :
+         {std::string(), std::string("\n\n"), std::string("1 2 3\n"), std::string("27 1 254:0 / /\n"),
+          std::string("40 27 0:50 / /elsewhere rw - tmpfs tmpfs rw\n")}) {
+        view.daemons = table;
+        EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR) << table;
+    }
+    view.daemons = SHARED;
+    EXPECT_EQ(view.of("/nonexistent/folder/f", 1), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(ftpc_sight_of(0, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(ftpc_sight_of(INT32_MAX, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(ftpc_sight_of(getpid(), view.file.c_str(), 1), FTPC_SIGHT_CLEAR);
+}
+
+TEST(Sight, OfAProcessWithMountsOfItsOwn)
+{
+    view_t view;
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const std::string folder = view.folder();
+    const pid_t other = fork();
+    if (other == 0) {
+        const bool is_apart = unshare(CLONE_NEWNS) == 0 &&
+                              mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              mount("tmpfs", folder.c_str(), "tmpfs", 0, nullptr) == 0;
+        const char said = is_apart ? 'y' : 'n';
+        [[maybe_unused]] const ssize_t written = write(ready[1], &said, 1);
+        pause();
+        _exit(0);
+    }
+    char said = 'n';
+    ASSERT_EQ(read(ready[0], &said, 1), 1);
+    const int sight = ftpc_sight_of(other, view.file.c_str(), 0);
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
+    if (said != 'y')
+        GTEST_SKIP() << "this user may not mount";
+    EXPECT_EQ(sight, FTPC_SIGHT_OTHER);
+}
