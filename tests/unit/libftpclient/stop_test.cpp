@@ -194,8 +194,8 @@ TEST_F(Stop, WhenTheTimeIsOverTheJobIsCancelled)
     server.lasts_ms = 60000;
     played_daemon daemon(played_daemon::REAL, server.plan());
     const auto before = steady_clock::now();
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 600), FTPCLIENT_ERR_TIMEOUT);
-    EXPECT_GE(steady_clock::now() - before, milliseconds(600));
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 4000), FTPCLIENT_ERR_TIMEOUT); // by then it runs
+    EXPECT_GE(steady_clock::now() - before, milliseconds(4000));
     EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 1u);
     EXPECT_EQ(outcome.jobs, 1);
     EXPECT_EQ(outcome.progress.total_bytes, LOCAL_BYTES);
@@ -218,8 +218,8 @@ TEST_F(Stop, AJobInWhichNothingMovesIsCancelled)
 
 TEST_F(Stop, AJobThatMovesIsNotSilent)
 {
-    server.lasts_ms = 1500;
-    ASSERT_EQ(ftpclient_request_set_silence(request, 700), FTPCLIENT_OK);
+    server.lasts_ms = 4500;
+    ASSERT_EQ(ftpclient_request_set_silence(request, 3500), FTPCLIENT_OK);
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
 }
