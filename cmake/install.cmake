@@ -15,7 +15,16 @@ install(TARGETS secure zixiFeeder LIBRARY DESTINATION ${private_dir} COMPONENT d
 install(TARGETS ftp_clientd_start RUNTIME DESTINATION ${private_dir} COMPONENT daemon)
 if(TARGET ftpctl)
   install(TARGETS ftpctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  set(completions ${PROJECT_SOURCE_DIR}/packaging/completions)
+  install(FILES ${completions}/ftpctl DESTINATION share/bash-completion/completions COMPONENT tools)
+  install(FILES ${completions}/_ftpctl DESTINATION share/zsh/vendor-completions COMPONENT tools)
 endif()
+
+# For programs that speak to the daemon: -I<prefix>/include/ftp_clientd gives "wire/wire.h"; the protocol's page, examples.
+install(DIRECTORY wire DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ftp_clientd COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
+install(FILES docs/protocol.md examples/fetch.c examples/send.cpp
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libftpclient-dev COMPONENT development)
 
 # The unit names paths, which are known when it is installed: --prefix may be given then.
 install(CODE "
