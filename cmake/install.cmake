@@ -38,8 +38,7 @@ install(FILES packaging/ftp_clientd.sysusers DESTINATION lib/sysusers.d RENAME f
 # install_manual(<component> <page>...): the pages of docs/man that are there, compressed as systems keep them.
 function(install_manual component)
   foreach(page ${ARGN})
-    cmake_path(GET page EXTENSION LAST_ONLY section)
-    string(SUBSTRING ${section} 1 -1 section)
+    string(REGEX MATCH "[0-9]$" section ${page})
     set(source ${PROJECT_SOURCE_DIR}/docs/man/${page})
     set(packed ${PROJECT_BINARY_DIR}/packaging/man/${page}.gz)
     add_custom_command(OUTPUT ${packed} DEPENDS ${source}

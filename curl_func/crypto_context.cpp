@@ -1,7 +1,15 @@
 #include "curl_func/crypto_context.h"
 
+#if OPENSSL_VERSION_NUMBER < 0x30000000L
+
+OSSL_LIB_CTX *crypto_context_enter() { return nullptr; }
+void crypto_context_leave(OSSL_LIB_CTX *) {}
+process_crypto::process_crypto() : context_(nullptr) {}
+process_crypto::~process_crypto() = default;
+
+#else
+
 #include <cstring>
-#include <openssl/crypto.h>
 #include <openssl/provider.h>
 
 // Asked for each provider until it returns 0, which OSSL_PROVIDER_do_all() then returns.
@@ -31,3 +39,5 @@ void crypto_context_leave(OSSL_LIB_CTX *context)
 process_crypto::process_crypto() : context_(OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default())) {}
 
 process_crypto::~process_crypto() { OSSL_LIB_CTX_set0_default(context_); }
+
+#endif

@@ -7,7 +7,7 @@
 #include "curl_wrapper/curl_wrapper.h"
 #include "wire/transfer_request.h"
 
-#include <openssl/types.h>
+#include <openssl/ossl_typ.h>
 
 struct cb_auth_info_t {
     curl_e_handle_t *handle;

@@ -46,7 +46,7 @@ certificate_t read(std::string_view bytes)
     return certificate_t(d2i_X509_bio(der.get(), nullptr));
 }
 
-octets_t der_of(const X509 *certificate)
+octets_t der_of(X509 *certificate)
 {
     unsigned char *der = nullptr;
     const int length = i2d_X509(certificate, &der);

@@ -1,7 +1,7 @@
 // Digests, and bytes in hex.
 #pragma once
 
-#include <openssl/types.h>
+#include <openssl/ossl_typ.h>
 #include <span>
 #include <string>
 #include <vector>

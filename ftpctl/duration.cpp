@@ -1,8 +1,8 @@
 #include "ftpctl/duration.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 using std::chrono::milliseconds;
 
@@ -18,20 +18,17 @@ struct unit_t {
 constexpr unit_t UNITS[] = {{"d", 86400000}, {"h", 3600000}, {"m", 60000}, {"s", 1000}, {"ms", 1}};
 constexpr double LONGEST_MS = 3650.0 * 86400000;
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 } // namespace
 
 std::optional<milliseconds> duration_parse(std::string_view text)
 {
-    double number = 0;
-    if (text.empty() || !(is_digit(text[0]) || text[0] == '.')) // neither a sign nor "inf"
+    // No sign, exponent, hexadecimal or "inf", which strtod() would take.
+    const std::string digits(text.substr(0, text.find_first_not_of("0123456789.")));
+    char *end = nullptr;
+    const double number = strtod(digits.c_str(), &end);
+    if (end == digits.c_str())
         return std::nullopt;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
-    if (error != std::errc())
-        return std::nullopt;
-    const std::string_view name(end, static_cast<size_t>(text.data() + text.size() - end));
+    const std::string_view name = text.substr(static_cast<size_t>(end - digits.c_str()));
     const auto *unit = std::ranges::find(UNITS, name.empty() ? "s" : name, &unit_t::name);
     if (unit == std::end(UNITS))
         return std::nullopt;

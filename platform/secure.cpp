@@ -32,7 +32,7 @@ struct error_queue_kept {
 bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
 
 // A certificate in memory may lack parts; then it has no DER form.
-bool is_whole(const X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
+bool is_whole(X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
 
 bool differ(const unsigned char *digest, const uint8_t *expected, unsigned length)
 {

@@ -8,7 +8,7 @@
 #ifndef PLATFORM_SECURE_H
 #define PLATFORM_SECURE_H
 
-#include <openssl/types.h>
+#include <openssl/ossl_typ.h>
 #include <stddef.h>
 #include <stdint.h>
 

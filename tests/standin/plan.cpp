@@ -53,7 +53,7 @@ bool read_rule(std::string_view text, rule_t *rule)
         return false;
     memcpy(line, text.data(), text.size());
     line[text.size()] = '\0';
-    *rule = {"", 0, LONG_MAX, 0};
+    *rule = rule_t{"", 0, LONG_MAX, 0};
     int length = 0;
     if (sscanf(line, "%63[a-z_]:%ld%n", rule->function, &rule->code, &length) < 2)
         return false;

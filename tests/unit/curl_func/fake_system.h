@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <curl/curl.h>
 #include <functional>
-#include <openssl/types.h>
+#include <openssl/ossl_typ.h>
 
 // An error number: the next call fails with it, once. 0: the calls do their work.
 struct fake_system {
