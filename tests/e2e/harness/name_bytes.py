@@ -169,7 +169,7 @@ class BytesTrial:
         ended, wrong = self._judge_answer("proxy", names.verdict_on_proxy(host), answer_, opened)
         if not ended:
             self.counts["proxy", RIGHT if result == 0 else FAILED] += 1
-            led_to = address_of(host.removeprefix(b"http://"))
+            led_to = address_of(host.removeprefix(b"http://").rpartition(b"@")[2])  # without its login
             reached = {session.reached for session in self.sessions}  # by a port behind the proxy's host
             reached |= {"127.0.0.1"} if self.proxy.heads else set()
             if reached - {led_to} or (opened and led_to is None):
