@@ -133,7 +133,7 @@ def test_who_does_not_wait_is_told_that_others_have_the_daemon(daemon, scripted,
     first = ftpctl.start("get", "ftp://127.0.0.1/a", local / "a")
     wait_until(lambda: client.state().running == 1, "the job to run")
     assert ftpctl.run("info", "--wait-turn", "0", "ftp://127.0.0.1/a").status == BUSY
-    waited = ftpctl.run("info", "--wait-turn", "1500ms", "ftp://127.0.0.1/a")
+    waited = ftpctl.run("info", "--wait-turn", "4500ms", "ftp://127.0.0.1/a")
     assert waited.status == BUSY
     assert waited.err.startswith("waiting for another program's turn; running: download, ")
     first.send_signal(signal.SIGINT)

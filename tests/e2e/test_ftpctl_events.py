@@ -99,6 +99,7 @@ def test_watch_goes_on_over_a_restart_of_the_daemon(unstarted, scripted, local, 
     assert lines(seen)[-4:] == ["state:0:download", "daemon:0:", "daemon:1:", "state:0:no job"]
     assert ftpctl.run("get", "ftp://127.0.0.1/a", local / "a").status == 0
     wait_until(lambda: lines(seen)[-1] == "state:0:download", "the next download")
+    wait_until(lambda: not runs_a_command(watching), "the command to end")
     watching.send_signal(signal.SIGTERM)
     events = [json.loads(line) for line in output_of(watching).splitlines()]
     assert [event["running"] for event in events if event["event"] == "daemon"] == [False, True]

@@ -1,5 +1,6 @@
 """put --resume at servers that do not append: the size tells, and the whole file goes up anew."""
 
+import dataclasses
 import pathlib
 import random
 import signal
@@ -10,7 +11,7 @@ from pyftpdlib.filesystems import AbstractedFS
 from harness import client, contention, ftpctl
 from harness.daemon import program
 from harness.ftp_servers import Pyftpdlib
-from harness.scripted import Plan, ScriptedServer, Session, take_then
+from harness.scripted import Plan, ScriptedServer, Session, take_all, take_then
 from harness.sftp import HostKey, Sshd
 from harness.waiting import DEADLINE_S, wait_until
 
@@ -107,6 +108,11 @@ def test_a_difference_that_stays_is_a_failure_that_says_what_is_where(daemon, lo
 class StoringSession(Session):
     """Keeps what it takes, and lists that."""
 
+    def on_appe(self, name):
+        takes = self.server.takes
+        self.plan = dataclasses.replace(self.plan, take=takes.pop(0) if takes else take_all)
+        super().on_appe(name)
+
     def _take(self, verb, name):
         files = self.server.files
         super()._take(verb, name)
@@ -119,11 +125,17 @@ class StoringSession(Session):
 
 
 class StoringServer(ScriptedServer):
+    """takes: how it takes the first rests that are to be appended, whatever connections come between."""
+
     session_class = StoringSession
+
+    def __init__(self, *takes, **options):
+        self.takes = list(takes)
+        super().__init__(Plan(), **options)
 
 
 BROKEN_AFTER = 100_000
-BROKEN = Plan(take=take_then("reset", BROKEN_AFTER))
+BROKEN = take_then("reset", BROKEN_AFTER)
 TRIES = 5  # of one job, with five seconds between
 
 
@@ -132,7 +144,7 @@ def test_an_append_that_was_tried_again_is_mended(daemon, local, breaks):
     """A retry appends the file from its beginning; also where all tries fail, that must not stay."""
     content = bytes(range(256)) * (16 * MIB // 256)
     (local / "f").write_bytes(content)
-    server = StoringServer(Plan(), *[BROKEN] * breaks, Plan(), files={"f": content[:BEGUN]})
+    server = StoringServer(*[BROKEN] * breaks, files={"f": content[:BEGUN]})
     ended = put("--resume", local=local, url="ftp://alice@127.0.0.1")
     assert ended.status == DONE, ended
     assert ended.json["upload"]["sent"] == "mended"
@@ -142,7 +154,7 @@ def test_an_append_that_was_tried_again_is_mended(daemon, local, breaks):
 
 
 RECEIVED = 200_000
-STALLED = Plan(take=take_then("stall", RECEIVED))
+STALLED = take_then("stall", RECEIVED)
 
 
 @pytest.mark.parametrize("retries", [0, 1])
@@ -150,7 +162,7 @@ def test_an_append_that_is_stopped_says_what_is_where(daemon, local, retries):
     """Behind a retry the file's beginning stands twice: then another resume would do harm."""
     content = random.Random(0).randbytes(16 * MIB)  # nowhere alike
     (local / "f").write_bytes(content)
-    server = StoringServer(Plan(), *[BROKEN] * retries, STALLED, files={"f": content[:BEGUN]})
+    server = StoringServer(*[BROKEN] * retries, STALLED, files={"f": content[:BEGUN]})
     process = ftpctl.start("put", "--resume", local / "f", "ftp://alice@127.0.0.1/f")
     wait_until(server.stalled.is_set, "the append")
     wait_until(lambda: client.state().exec_info.retry_count == retries, "the state of the append")

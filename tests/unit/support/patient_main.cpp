@@ -1,6 +1,7 @@
-// The main function of test programs in which real clocks run: the daemon's rhythm of 100 ms is part of what they
-// test. On a machine that holds the test up meanwhile, a job may come out as doubtful that is sure elsewhere. So a
-// test that fails is run again, as long as it was held up each time; one that fails undisturbed has failed.
+// The main function of test programs in which real clocks run: the daemon's rhythm of 100 ms is part of what
+// they test. On a machine that holds the test up meanwhile, a job may come out as doubtful that is sure
+// elsewhere. So a test that fails is run again, as long as it was held up each time; one that fails
+// undisturbed has failed.
 #include <gmock/gmock.h>
 
 #include <atomic>
