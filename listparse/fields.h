@@ -1,71 +1,79 @@
-// What detection and resolution share: the fields of a line, found in one pass and only as far as they are
-// asked for.
+// What detection and resolution share: the fields of a line, found from left to right and only as far as they
+// are asked for: a name, which is the longest of them, is hardly ever looked through.
 //
-// A field is a span of the line's own bytes; nothing is copied.
+// A field is a span of the line's own bytes: it holds as long as the line is neither changed nor freed, and
+// has no terminator. No function here fails, blocks or allocates.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 using field_t = std::string_view;
 
-static_assert(std::endian::native == std::endian::little,
-              "of bytes that are read as a word, the first is lowest");
-
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
-// A line is looked at in blocks, and every field of a block is taken: every second byte may begin one, and
-// behind the line's last blank begins one more.
-constexpr size_t BLOCK_BYTES = 64;
-constexpr size_t FIELDS_KEPT = FIELDS_MOST + BLOCK_BYTES / 2 + 1;
-
 struct fields_t {
-    int begun;             // fields whose beginning is known
-    int ended;             // fields whose end is known
-    uint64_t behind_blank; // does the next block follow a blank? blanks in front belong to no field
-    const char *next;      // the next block; NULL when the line is at its end
-    const char *line;
-    const char *end; // of the line
-    const char *begins[FIELDS_KEPT];
-    const char *ends[FIELDS_KEPT];
+    int found;        // fields below are set; one that the line does not have is empty
+    int begun;        // fields of the line whose beginning is known
+    const char *next; // behind what has been looked at: where the next field begins, or the line's end
+    const char *begins[FIELDS_MOST];
+    const char *ends[FIELDS_MOST];
 };
 
-// Takes the fields of the line's first block, and of each further one.
-void listparse_begin_line(fields_t *fields, const char *line);
-void listparse_take_next_block(fields_t *fields);
-
-// Makes the fields in front of field `last` known, and where that begins; it may be FIELDS_MOST - 1 at most.
-// Fields are numbered as FindField numbers them. What follows sees nothing behind it.
-static inline void find_fields(fields_t *fields, int last)
+// Begins with a line that ends in NUL and stays the caller's. Its fields are those of FindField: a line that
+// ends in blanks has an empty last field, and an empty line has one.
+static inline void begin_line(fields_t *fields, const char *line)
 {
-    while (fields->begun <= last && fields->next != nullptr)
-        listparse_take_next_block(fields);
+    while (*line == ' ')
+        ++line;
+    fields->found = 0;
+    fields->begun = 1;
+    fields->next = line;
 }
 
-static inline bool has_field(const fields_t &fields, int index) { return index < fields.begun; }
+// Finds the fields up to `last`, FIELDS_MOST - 1 at most.
+void listparse_find(fields_t *fields, int last);
 
-// Empty when the line has fewer fields.
-static inline field_t field(const fields_t &fields, int index)
+// Field `index`, 0 to FIELDS_MOST - 1; empty when the line has fewer.
+static inline field_t field(fields_t &fields, int index)
 {
-    if (index >= fields.ended)
-        return "";
+    if (index >= fields.found)
+        listparse_find(&fields, index);
     return {fields.begins[index], static_cast<size_t>(fields.ends[index] - fields.begins[index])};
 }
 
-// From where the field begins to the end of the line.
-static inline field_t field_to_end(const fields_t &fields, int index)
+static inline bool has_field(fields_t &fields, int index)
 {
-    const char *begin = has_field(fields, index) ? fields.begins[index] : fields.end;
-    return {begin, static_cast<size_t>(fields.end - begin)};
+    if (index > fields.found)
+        listparse_find(&fields, index - 1);
+    return index < fields.begun;
+}
+
+// From where field `index` begins to the end of the line, blanks included. The line must have it.
+static inline field_t field_to_end(fields_t &fields, int index)
+{
+    return index < fields.found ? fields.begins[index] : fields.next;
 }
 
 static inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
+static inline bool are_digits(field_t text, size_t at)
+{
+    return is_digit(text[at]) && is_digit(text[at + 1]);
+}
 static inline bool begins_with(field_t text, char c) { return !text.empty() && text.front() == c; }
 static inline bool begins_with_digit(field_t text) { return !text.empty() && is_digit(text.front()); }
 
+// How many digits the text begins with.
+static inline size_t count_digits(field_t text)
+{
+    size_t n = 0;
+    while (n < text.size() && is_digit(text[n]))
+        ++n;
+    return n;
+}
+
+// Where the first colon stands; the length of the text when there is none.
 static inline size_t find_colon(field_t text)
 {
     size_t at = 0;

@@ -89,5 +89,6 @@ int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9);
 
 // The number in the `ls -l` family of a line whose month was found `shift` fields (-2 to 2) from its common
 // place, or -1. base is -1 when the link count is glued to the permissions, else 0; day is the day that the
-// month field holds, 0 for none. buf is scratch as long as the line; what it holds is lost.
+// month field holds, 0 for none. buf is scratch as long as the line; it is not used. Nobody here calls this:
+// it is for those who drive the parser from outside.
 int CheckUnixType(const char *line, char *buf, int base, int shift, int day);

@@ -3,36 +3,29 @@
 #include <algorithm>
 #include <cstring>
 
-constexpr int FIRST_OTHER_FORMAT = 21;
-constexpr int LAST_OTHER_FORMAT = 41;
-
-// A line that is nothing but a name.
-static int resolve_name_only(const char *line, line_entry_t *entry)
-{
-    fields_t fields;
-    listparse_begin_line(&fields, line);
-    find_fields(&fields, 1);
-    entry->name = cut_name(field(fields, 0));
-    return FILE_TYPE_FILE;
-}
+constexpr int FIRST_OTHER_NUMBER = 21;
+constexpr int LAST_OTHER_NUMBER = 41;
 
 static int resolve(const char *line, list_format_t format, line_entry_t *entry)
 {
-    const int number = format_number(format);
-    if (number < FIRST_OTHER_FORMAT || number > LAST_OTHER_FORMAT)
-        return listparse_resolve_unix(line, format, entry);
+    fields_t fields;
+    begin_line(&fields, line);
+    const int number = format & 0xff;
+    if (number < FIRST_OTHER_NUMBER || number > LAST_OTHER_NUMBER)
+        return listparse_resolve_unix(fields, format, *line, entry);
     switch (number) {
     case 21:
     case 22:
     case 23:
-        return listparse_resolve_dos(line, number, entry);
+        return listparse_resolve_dos(fields, number, entry);
     case 24:
-        return listparse_resolve_dos24(line, entry);
+        return listparse_resolve_dos24(fields, entry);
     case 25:
-    case 35:
-        return resolve_name_only(line, entry);
+    case 35: // nothing but a name
+        take_name(fields, 0, ONE_FIELD, entry);
+        return FILE_TYPE_FILE;
     default:
-        return listparse_resolve_other(line, number, entry);
+        return listparse_resolve_other(fields, number, entry);
     }
 }
 
@@ -44,9 +37,9 @@ int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *
     *attributes = 0;
     *is_link = 0;
     *valid = 0;
-    memset(owner, 0, FILE_INFO_OWNER_SIZE);
     line_entry_t entry = {size, time, attributes, is_link, valid, "", ""};
     const int type = resolve(line, format, &entry);
+    memset(owner, 0, FILE_INFO_OWNER_SIZE);
     memcpy(owner, entry.owner.data(), std::min(entry.owner.size(), FILE_INFO_OWNER_SIZE - 1));
     memcpy(name, entry.name.data(), entry.name.size());
     name[entry.name.size()] = '\0';

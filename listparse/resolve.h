@@ -4,7 +4,9 @@
 #include "listparse/listparse.h"
 #include "listparse/values.h"
 
-// What a line gave: the caller's storage, and name and owner as spans of the line.
+#include <algorithm>
+
+// What a line gave: the caller's storage as ResolvFileInfo has it, and name and owner as spans of the line.
 struct line_entry_t {
     int64_t *size; // bytes
     file_time_t *time;
@@ -15,26 +17,30 @@ struct line_entry_t {
     field_t owner;
 };
 
-// The layout's number without the flags, 0 to 255.
-static inline int format_number(list_format_t format) { return format & 0xff; }
+// Each reads a line, split from its beginning, by a number that it does not doubt, and returns the entry
+// type. A line that cannot be read gives FILE_TYPE_NONE and an empty name.
+int listparse_resolve_unix(fields_t &fields, list_format_t format, char type, line_entry_t *entry);
+int listparse_resolve_dos(fields_t &fields, int number, line_entry_t *entry);   // 21 to 23
+int listparse_resolve_dos24(fields_t &fields, line_entry_t *entry);             // 24
+int listparse_resolve_other(fields_t &fields, int number, line_entry_t *entry); // 26 to 41
 
-// Each returns the entry type. A line that cannot be read gives FILE_TYPE_NONE and an empty name.
-int listparse_resolve_unix(const char *line, list_format_t format, line_entry_t *entry);
-int listparse_resolve_dos(const char *line, int number, line_entry_t *entry);   // 21 to 23
-int listparse_resolve_dos24(const char *line, line_entry_t *entry);             // 24
-int listparse_resolve_other(const char *line, int number, line_entry_t *entry); // 26 to 41
+enum name_extent_t : bool { ONE_FIELD, TO_END };
 
-// A name ends at the longest that the caller's buffer holds.
-static inline field_t cut_name(field_t name)
+// Takes the name from field `at`, cut to what the caller's buffer holds. False when the line has no such
+// field.
+static inline bool take_name(fields_t &fields, int at, name_extent_t extent, line_entry_t *entry)
 {
-    return name.size() < FILE_INFO_NAME_SIZE ? name : field_t(name.data(), FILE_INFO_NAME_SIZE - 1);
+    if (!has_field(fields, at))
+        return false;
+    const field_t name = extent == TO_END ? field_to_end(fields, at) : field(fields, at);
+    entry->name = {name.data(), std::min(name.size(), FILE_INFO_NAME_SIZE - 1)};
+    return true;
 }
 
-// A year of two digits (or three, "112"): below 60 it lies after 2000.
-static inline int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
-
-// The three numbers of a date field as DOS writes them, the year full; false when it is no date.
-struct date_t {
-    int year, month, day;
-};
-bool listparse_read_dos_date(field_t text, bool year_first, date_t *date);
+// Sets the date as it is, in or out of range, each number cut to 16 bits.
+static inline void set_date(const date_t &date, file_time_t *time)
+{
+    time->year = static_cast<uint16_t>(date.year);
+    time->month = static_cast<uint16_t>(date.month);
+    time->day = static_cast<uint16_t>(date.day);
+}

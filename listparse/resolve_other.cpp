@@ -5,13 +5,13 @@
 
 constexpr int8_t NO_FIELD = -1;
 
-struct other_layout_t {
+struct columns_t {
     int8_t number;
     int8_t name;
-    bool name_to_end = true;
+    name_extent_t extent = TO_END;
     int8_t size = NO_FIELD;
     int8_t date;
-    bool (*read_date)(const fields_t &fields, int at, date_t *date);
+    bool (*read_date)(fields_t &fields, int at, date_t *date);
     int8_t time = NO_FIELD;
     bool (*read_time)(field_t text, uint16_t *hour, uint16_t *minute) = nullptr;
     int8_t owner = NO_FIELD;
@@ -35,7 +35,7 @@ static bool read_three_numbers(field_t text, three_numbers_t *numbers)
     return true;
 }
 
-static bool read_year_first(const fields_t &fields, int at, date_t *date)
+static bool read_year_first(fields_t &fields, int at, date_t *date)
 {
     three_numbers_t numbers;
     if (!read_three_numbers(field(fields, at), &numbers))
@@ -44,13 +44,13 @@ static bool read_year_first(const fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_unless_masked(const fields_t &fields, int at, date_t *date)
+static bool read_unless_masked(fields_t &fields, int at, date_t *date)
 {
     return field(fields, at).find('*') == field_t::npos && read_year_first(fields, at, date);
 }
 
 // The order is guessed: "31.12.98" by its dots, "12/31/98" by what cannot be a month or day.
-static bool read_guessed_order(const fields_t &fields, int at, date_t *date)
+static bool read_guessed_order(fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
     three_numbers_t numbers;
@@ -66,12 +66,12 @@ static bool read_guessed_order(const fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_month_first(const fields_t &fields, int at, date_t *date)
+static bool read_month_first(fields_t &fields, int at, date_t *date)
 {
-    return listparse_read_dos_date(field(fields, at), false, date);
+    return listparse_read_dos_date(field(fields, at), MONTH_FIRST, date);
 }
 
-static bool read_long_date(const fields_t &fields, int at, date_t *date)
+static bool read_long_date(fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
     if (!listparse_has_shape(text, SHAPE_4_2_2))
@@ -80,19 +80,20 @@ static bool read_long_date(const fields_t &fields, int at, date_t *date)
     return true;
 }
 
-static bool read_spread(const fields_t &fields, int month_at, int year_at, date_t *date)
+static bool read_spread(fields_t &fields, int month_at, int year_at, date_t *date)
 {
     const field_t year = field(fields, year_at);
-    *date = {to_u16(year), read_month(field(fields, month_at)).month, to_u16(field(fields, month_at + 1))};
+    *date = {to_u16(year), listparse_read_month(field(fields, month_at)).month,
+             to_u16(field(fields, month_at + 1))};
     return begins_with_digit(year);
 }
 
-static bool read_month_day_year(const fields_t &fields, int at, date_t *date)
+static bool read_month_day_year(fields_t &fields, int at, date_t *date)
 {
     return read_spread(fields, at, at + 2, date);
 }
 
-static bool read_month_day_time_year(const fields_t &fields, int at, date_t *date)
+static bool read_month_day_time_year(fields_t &fields, int at, date_t *date)
 {
     return read_spread(fields, at, at + 3, date);
 }
@@ -133,7 +134,7 @@ static bool is_container(field_t type)
     return type == "*DIR" || type == "*LIB" || type == "*FLR" || type == "*DDIR";
 }
 
-constexpr other_layout_t OTHER_LAYOUTS[] = {
+constexpr columns_t COLUMNS[] = {
     {.number = 26,
      .name = 5,
      .size = 1,
@@ -148,7 +149,7 @@ constexpr other_layout_t OTHER_LAYOUTS[] = {
     {.number = 27, .name = 6, .date = 5, .read_date = read_unless_masked, .type = 4, .is_directory = is_po},
     {.number = 28,
      .name = 0,
-     .name_to_end = false,
+     .extent = ONE_FIELD,
      .size = 1,
      .date = 2,
      .read_date = read_month_day_year,
@@ -221,20 +222,18 @@ constexpr other_layout_t OTHER_LAYOUTS[] = {
 
 // --- one line
 
-static void take_date(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
+static void take_date(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     date_t date;
     if (!layout.read_date(fields, layout.date, &date))
         return;
     if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > 31)
         return;
-    entry->time->year = static_cast<uint16_t>(date.year);
-    entry->time->month = static_cast<uint16_t>(date.month);
-    entry->time->day = static_cast<uint16_t>(date.day);
+    set_date(date, entry->time);
     *entry->valid |= FILE_INFO_DATE;
 }
 
-static void take_time(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
+static void take_time(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     uint16_t hour, minute;
     if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
@@ -244,11 +243,10 @@ static void take_time(const fields_t &fields, const other_layout_t &layout, line
     *entry->valid |= FILE_INFO_TIME;
 }
 
-static void take_size_and_permissions(const fields_t &fields, const other_layout_t &layout,
-                                      line_entry_t *entry)
+static void take_size_and_permissions(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     if (layout.size != NO_FIELD && has_field(fields, layout.size)) {
-        *entry->size = listparse_read_size(fields, layout.size);
+        *entry->size = listparse_read_size(field(fields, layout.size));
         *entry->valid |= FILE_INFO_SIZE;
     }
     if (layout.has_permissions) {
@@ -257,7 +255,7 @@ static void take_size_and_permissions(const fields_t &fields, const other_layout
     }
 }
 
-static int take_type(const fields_t &fields, const other_layout_t &layout, line_entry_t *entry)
+static int take_type(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     bool directory = layout.is_directory != nullptr && layout.is_directory(field(fields, layout.type));
     if (layout.slash_is_directory && entry->name.ends_with('/')) {
@@ -267,28 +265,23 @@ static int take_type(const fields_t &fields, const other_layout_t &layout, line_
     return directory ? FILE_TYPE_DIRECTORY : FILE_TYPE_FILE;
 }
 
-static int resolve_by(const other_layout_t &layout, const char *line, line_entry_t *entry)
+static int resolve_by(const columns_t &layout, fields_t &fields, line_entry_t *entry)
 {
-    fields_t fields;
-    listparse_begin_line(&fields, line);
-    find_fields(&fields, FIELDS_MOST - 1);
     take_size_and_permissions(fields, layout, entry); // first: an endless number behind it must not spoil it
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
     if (layout.owner != NO_FIELD)
         entry->owner = field(fields, layout.owner);
-    if (!has_field(fields, layout.name))
+    if (!take_name(fields, layout.name, layout.extent, entry))
         return FILE_TYPE_NONE;
-    entry->name =
-        cut_name(layout.name_to_end ? field_to_end(fields, layout.name) : field(fields, layout.name));
     return take_type(fields, layout, entry);
 }
 
-int listparse_resolve_other(const char *line, int number, line_entry_t *entry)
+int listparse_resolve_other(fields_t &fields, int number, line_entry_t *entry)
 {
-    for (const auto &layout : OTHER_LAYOUTS) {
+    for (const auto &layout : COLUMNS) {
         if (layout.number == number)
-            return resolve_by(layout, line, entry);
+            return resolve_by(layout, fields, entry);
     }
     return FILE_TYPE_NONE;
 }

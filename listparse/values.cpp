@@ -1,8 +1,7 @@
 #include "listparse/values.h"
 #include "listparse/listparse.h"
 
-#include <array>
-#include <iterator>
+#include <cstring>
 
 // The CJK character behind a month's number in Shift_JIS, EUC-JP, GB2312 and UTF-8. (ISO-2022-JP's begins
 // with the digit 7, which belongs to the number.) A slash does the same.
@@ -13,23 +12,14 @@ constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
 
 constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
-static bool is_ascii(char c) { return (c & 0x80) == 0; }
 static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
-static size_t count_digits(field_t text)
-{
-    size_t n = 0;
-    while (n < text.size() && is_digit(text[n]))
-        ++n;
-    return n;
-}
 
 // How long the mark is that the text begins with, 0 for none.
 template <size_t N> static size_t mark_length(field_t text, const field_t (&marks)[N])
 {
     for (const field_t mark : marks) {
-        if (text.starts_with(mark))
+        if (begins_with(text, mark[0]) && text.starts_with(mark))
             return mark.size();
     }
     return 0;
@@ -37,8 +27,10 @@ template <size_t N> static size_t mark_length(field_t text, const field_t (&mark
 
 // --- dates
 
-[[gnu::noinline]] static month_day_t read_marked_month(field_t text, field_t mark)
+// "3/15", or a number and the mark of the month, with a day behind it or not.
+month_day_t listparse_read_marked_month(field_t text, size_t digits)
 {
+    const field_t mark = behind(text, digits);
     const size_t length = mark_length(mark, MONTH_MARKS);
     const uint16_t month = length != 0 ? to_u16(text) : 0;
     if (month < 1 || month > 12)
@@ -47,81 +39,39 @@ template <size_t N> static size_t mark_length(field_t text, const field_t (&mark
     return {month, day <= 31 ? day : uint16_t{0}};
 }
 
-// Nearly every number that is looked at is a day, a year or a time.
-month_day_t listparse_read_numbered_month(field_t text)
+uint16_t listparse_read_month_name(const char *three_letters)
 {
-    const field_t mark = behind(text, count_digits(text));
-    const bool may_be_mark = begins_with(mark, '/') || (!mark.empty() && !is_ascii(mark[0]));
-    return may_be_mark ? read_marked_month(text, mark) : month_day_t{0, 0};
-}
-
-static void fold_month_name(field_t text, char *folded)
-{
-    for (size_t at = 0; at < text.size(); ++at)
-        folded[at] = at == 0 ? to_upper(text[at]) : to_lower(text[at]);
-}
-
-// Three letters in lower case as one number.
-static constexpr uint32_t month_key(const char *letters)
-{
-    uint32_t key = 0x202020; // the bit that tells lower case
-    for (int at = 0; at < 3; ++at)
-        key |= static_cast<uint32_t>(static_cast<unsigned char>(letters[at])) << 8 * at;
-    return key;
-}
-
-constexpr uint32_t MONTH_SPREAD = 26597; // the least that gives each month a slot of its own
-static constexpr uint32_t month_slot(uint32_t key) { return (key * MONTH_SPREAD) >> 28; }
-
-struct month_slot_t {
-    uint32_t key;
-    uint16_t month;
-};
-
-constexpr std::array<month_slot_t, 16> MONTH_SLOTS = [] {
-    std::array<month_slot_t, 16> slots{};
-    for (uint16_t month = 1; month <= 12; ++month) {
-        const uint32_t key = month_key(MONTH_NAMES.data() + size_t{3} * (month - 1u));
-        slots[month_slot(key)] = {key, month};
+    for (const char *name = MONTH_NAMES.data(); *name != '\0'; name += 3) {
+        if (*name == three_letters[0] && name[1] == three_letters[1] && name[2] == three_letters[2])
+            return static_cast<uint16_t>((name - MONTH_NAMES.data()) / 3 + 1);
     }
-    return slots;
-}();
+    return 0;
+}
 
-// The month whose three letters the text is, which is how servers write it; 0 when it is not that plain.
-static uint16_t read_plain_month(field_t text)
+static char fold(field_t name, size_t at) { return at == 0 ? to_upper(name[at]) : to_lower(name[at]); }
+
+// The text is searched folded, or else as it came. Parts of names count, and an empty text.
+uint16_t listparse_search_month(field_t text)
 {
-    if (text.size() != 3)
+    char name[MONTH_NAMES.size()];
+    if (text.size() > sizeof name)
         return 0;
-    const uint32_t key = month_key(text.data());
-    const month_slot_t &slot = MONTH_SLOTS[month_slot(key)];
-    return slot.key == key ? slot.month : uint16_t{0};
-}
-
-// The month in whose name the text, folded or else as it came, is found. Parts of names count, and an empty
-// text.
-[[gnu::noinline]] static month_day_t search_month(field_t text)
-{
-    char folded[MONTH_NAMES.size()];
-    if (text.size() > sizeof folded)
-        return {0, 0};
-    fold_month_name(text, folded);
-    size_t at = MONTH_NAMES.find({folded, text.size()});
-    if (at == field_t::npos)
-        at = MONTH_NAMES.find(text);
-    return {at == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(at / 3 + 1), 0};
-}
-
-month_day_t listparse_read_named_month(field_t text)
-{
-    const uint16_t plain = read_plain_month(text);
-    return plain != 0 ? month_day_t{plain, 0} : search_month(text);
+    for (size_t at = 0; at < text.size(); ++at)
+        name[at] = fold(text, at);
+    size_t found = MONTH_NAMES.find({name, text.size()});
+    if (found == field_t::npos)
+        found = MONTH_NAMES.find(text);
+    return found == field_t::npos ? uint16_t{0} : static_cast<uint16_t>(found / 3 + 1);
 }
 
 void GetMonth(char *field, uint16_t *month, uint16_t *day)
 {
-    const month_day_t found = read_month(field);
-    if (!is_digit(field[0]))
-        fold_month_name(field, field);
+    const field_t text = field;
+    const month_day_t found = listparse_read_month(text);
+    if (!begins_with_digit(text)) {
+        for (size_t at = 0; at < text.size(); ++at)
+            field[at] = fold(text, at);
+    }
     *month = found.month;
     *day = found.day;
 }
@@ -141,17 +91,33 @@ bool listparse_has_shape(field_t text, field_t shape, char sym)
 
 int listparse_date_shape9(field_t text, char sym)
 {
-    if (listparse_has_shape(text, SHAPE_3_2_2, sym))
+    if (listparse_has_shape(text, "999-99-99", sym))
         return 2;
-    return listparse_has_shape(text, SHAPE_2_2_3, sym) ? 1 : 0;
+    return listparse_has_shape(text, "99-99-999", sym) ? 1 : 0;
 }
 
 int CheckYYMMDDformat(const char *field, unsigned char sym, int allow9)
 {
     const char digit = static_cast<char>(sym);
-    if (listparse_has_shape(field, SHAPE_2_2_2, digit))
+    if (listparse_has_shape(field, "99-99-99", digit))
         return 1;
     return allow9 == 1 ? listparse_date_shape9(field, digit) : 0;
+}
+
+bool listparse_read_dos_date(field_t text, date_order_t order, date_t *date)
+{
+    const int shape = date_shape(text);
+    if (shape == 0)
+        return false;
+    const size_t second = shape == 2 ? 4 : 3;
+    const int first_number = shape == 2 ? to_int(text) : two_digits(text, 0);
+    const int second_number = two_digits(text, second);
+    const int third_number = text.size() == 8 ? two_digits(text, 6) : to_int(behind(text, second + 3));
+    if (order == YEAR_FIRST)
+        *date = {full_year(first_number), second_number, third_number};
+    else
+        *date = {full_year(third_number), first_number, second_number};
+    return true;
 }
 
 // --- times
@@ -186,29 +152,13 @@ static bool read_hour_and_minute(field_t text, uint16_t *hour, uint16_t *minute)
     return !minutes.empty() && *minute < 60;
 }
 
-[[gnu::noinline]] static bool read_any_time(field_t text, uint16_t *hour, uint16_t *minute)
+bool listparse_read_any_time(field_t text, uint16_t *hour, uint16_t *minute)
 {
     if (read_hour_and_minute(text, hour, minute))
         return true;
     *hour = 0;
     *minute = 0;
     return is_half_day_token(text);
-}
-
-// "12:34", which nearly every time is.
-static bool is_plain_time(field_t text)
-{
-    return text.size() == 5 && text[2] == ':' && is_digit(text[0]) && is_digit(text[1]) &&
-           is_digit(text[3]) && is_digit(text[4]);
-}
-
-bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute)
-{
-    if (!is_plain_time(text) || two_digits(text, 0) > 24 || two_digits(text, 3) >= 60)
-        return read_any_time(text, hour, minute);
-    *hour = static_cast<uint16_t>(two_digits(text, 0));
-    *minute = static_cast<uint16_t>(two_digits(text, 3));
-    return true;
 }
 
 int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)
@@ -218,28 +168,32 @@ int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)
 
 // --- permissions
 
-// Owner, group and others: which hexadecimal digit is theirs, and the letter that in place of 'x' adds a bit.
-// In upper case it stands for that bit without 'x'.
-constexpr struct {
-    int shift;
-    char letter;
-    uint32_t special;
-} PERMISSIONS[] = {{8, 's', 0x4000}, {4, 's', 0x2000}, {0, 't', 0x1000}};
+static uint32_t bit_unless_dash(char c, uint32_t bit) { return c != '-' ? bit : 0; }
 
-static bool is_set(field_t text, size_t at) { return at < text.size() && text[at] != '-'; }
+// In place of 'x' the letter adds a bit; in upper case it stands for that bit without 'x'.
+static uint32_t execute_bits(char c, uint32_t bit, char letter, uint32_t special)
+{
+    if (c == letter)
+        return bit | special;
+    return c == to_upper(letter) ? special : bit_unless_dash(c, bit);
+}
 
 uint32_t listparse_read_permissions(field_t text)
 {
-    uint32_t value = 0;
-    for (const auto &who : PERMISSIONS) {
-        const char execute = text.size() > 2 ? text[2] : '-';
-        const bool special = to_lower(execute) == who.letter;
-        const uint32_t digit = (is_set(text, 0) ? 4u : 0u) | (is_set(text, 1) ? 2u : 0u) |
-                               (execute != '-' && !(special && execute != who.letter) ? 1u : 0u);
-        value |= digit << who.shift | (special ? who.special : 0u);
-        text = behind(text, 3);
+    constexpr field_t NOTHING = "---------";
+    char filled_up[NOTHING.size()];
+    const char *at = text.data();
+    if (text.size() < NOTHING.size()) {
+        memcpy(filled_up, NOTHING.data(), NOTHING.size());
+        memcpy(filled_up, at, text.size());
+        at = filled_up;
     }
-    return value;
+    return bit_unless_dash(at[0], 0x400) | bit_unless_dash(at[1], 0x200) |
+           execute_bits(at[2], 0x100, 's', 0x4000) | //
+           bit_unless_dash(at[3], 0x040) | bit_unless_dash(at[4], 0x020) |
+           execute_bits(at[5], 0x010, 's', 0x2000) | //
+           bit_unless_dash(at[6], 0x004) | bit_unless_dash(at[7], 0x002) |
+           execute_bits(at[8], 0x001, 't', 0x1000);
 }
 
 uint32_t AttrString2Value(const char *str) { return listparse_read_permissions(str); }

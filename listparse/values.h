@@ -1,42 +1,139 @@
-// Readers of one field: dates, times and permissions. The public helpers are the same over
-// NUL-terminated strings.
+// Readers of one field: numbers, dates, times and permissions. The public helpers are the same over
+// NUL-terminated strings. None of them blocks, allocates or keeps the text.
 #pragma once
 
-#include "listparse/numbers.h"
+#include "listparse/fields.h"
+
+// --- numbers
+
+struct number_t {
+    int64_t value;
+    size_t length; // bytes read, 0 when there is no number
+};
+
+// The number at the start of the text as strtoll reads it in base 10: white space, a sign, digits; cut to its
+// range with errno ERANGE. So it is on every machine, also where long has 32 bits.
+number_t listparse_read_number(field_t text);
+
+// The digits that a text begins with, and their number while there are no more than SAFE_DIGITS.
+constexpr size_t SAFE_DIGITS = 9;
+struct digits_t {
+    size_t count;
+    int value;
+};
+static inline digits_t read_digits(field_t text)
+{
+    unsigned value = 0;
+    size_t at = 0;
+    for (; at < text.size() && is_digit(text[at]); ++at)
+        value = value * 10 + static_cast<unsigned>(text[at] - '0');
+    return {at, static_cast<int>(value)};
+}
+
+// As atoi: the number at the start of the text cut to 32 or 16 bits, 0 when there is none.
+static inline int to_int(field_t text)
+{
+    const digits_t digits = read_digits(text);
+    if (digits.count == 0 || digits.count > SAFE_DIGITS)
+        return static_cast<int>(listparse_read_number(text).value);
+    return digits.value;
+}
+static inline uint16_t to_u16(field_t text) { return static_cast<uint16_t>(to_int(text)); }
+
+// A size in bytes, or any whole number, as _atoi64 reads it: 0 also when errno is ERANGE before the call.
+int64_t listparse_read_size(field_t text);
+
+// --- dates
+
+enum date_order_t : int8_t {
+    MONTH_FIRST,  // month, day, year or time
+    DAY_IN_MONTH, // the same with the day inside the month field
+    YEAR_FIRST,   // year, month, day; no time
+};
+
+struct date_t {
+    int year, month, day;
+};
 
 struct month_day_t {
     uint16_t month; // 0 = none
     uint16_t day;   // 0 = none
 };
 
-// As GetMonth, which folds, while this does not: "3/15" and the like, and names.
-month_day_t listparse_read_numbered_month(field_t text);
-month_day_t listparse_read_named_month(field_t text);
-static inline month_day_t read_month(field_t text)
-{
-    return begins_with_digit(text) ? listparse_read_numbered_month(text) : listparse_read_named_month(text);
-}
+// The parts of listparse_read_month that are seldom needed, and the one for "Jan" to "Dec", 0 for none.
+month_day_t listparse_read_marked_month(field_t text, size_t digits);
+uint16_t listparse_search_month(field_t text);
+uint16_t listparse_read_month_name(const char *three_letters);
 
-// As GetHourAndMinute and AttrString2Value.
-bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute);
-uint32_t listparse_read_permissions(field_t text);
+// As GetMonth, but leaves the text as it is. Nearly every text is a day, a year, a time or "Jan".
+static inline month_day_t listparse_read_month(field_t text)
+{
+    const size_t digits = count_digits(text);
+    if (digits > 0) {
+        if (digits == text.size() || text[digits] == ':')
+            return {0, 0};
+        return listparse_read_marked_month(text, digits);
+    }
+    const uint16_t month = text.size() == 3 ? listparse_read_month_name(text.data()) : uint16_t{0};
+    return {month != 0 ? month : listparse_search_month(text), 0};
+}
 
 // Is the text as long as `shape`, with digits (or `sym`, unless it is 0) where that has '9' and anything but
 // a digit where it has '-'?
 bool listparse_has_shape(field_t text, field_t shape, char sym = '\0');
 
-constexpr field_t SHAPE_2_2_2 = "99-99-99";
-constexpr field_t SHAPE_2_2_3 = "99-99-999";
-constexpr field_t SHAPE_3_2_2 = "999-99-99";
 constexpr field_t SHAPE_4_2_2 = "9999-99-99";
 
-// Has the text SHAPE_2_2_2, the commonest one?
+// "98-12-31" and the like, with any separators: dates, and times with seconds.
 static inline bool is_date(field_t text)
 {
-    constexpr uint64_t SEPARATORS = 0x0000800000800000;
-    return text.size() == SHAPE_2_2_2.size() && other_than_digits(digits_of_word(text.data())) == SEPARATORS;
+    return text.size() == 8 && are_digits(text, 0) && !is_digit(text[2]) && are_digits(text, 3) &&
+           !is_digit(text[5]) && are_digits(text, 6);
 }
 
-// As CheckYYMMDDformat with allow9: 0, 1 or 2.
+// The number of the two digits at `at`.
+static inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
+
+// As CheckYYMMDDformat with allow9: 2-2-2 and 2-2-3 digits give 1, 3-2-2 give 2, anything else 0.
 int listparse_date_shape9(field_t text, char sym); // of nine characters
 static inline int date_shape(field_t text) { return is_date(text) ? 1 : listparse_date_shape9(text, '\0'); }
+
+// A year of two digits (or three, "112"): below 60 it lies after 2000.
+static inline int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
+
+// The three numbers of a date field as DOS writes them, MONTH_FIRST or YEAR_FIRST, the year full; false when
+// it is no date.
+bool listparse_read_dos_date(field_t text, date_order_t order, date_t *date);
+
+// --- times and permissions
+
+// Whether the text begins with "12:34" and no third digit, as nearly every time does.
+static inline bool begins_with_time(field_t text)
+{
+    return text.size() >= 5 && are_digits(text, 0) && text[2] == ':' && are_digits(text, 3) &&
+           (text.size() == 5 || !is_digit(text[5]));
+}
+
+// As GetHourAndMinute.
+bool listparse_read_any_time(field_t text, uint16_t *hour, uint16_t *minute);
+static inline bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute)
+{
+    if (begins_with_time(text)) {
+        const int hours = two_digits(text, 0);
+        const int minutes = two_digits(text, 3);
+        if (hours <= 24 && minutes < 60) {
+            *hour = static_cast<uint16_t>(hours);
+            *minute = static_cast<uint16_t>(minutes);
+            return true;
+        }
+    }
+    if (text.size() == 4 && are_digits(text, 0) && are_digits(text, 2)) { // a year
+        *hour = 0;
+        *minute = 0;
+        return false;
+    }
+    return listparse_read_any_time(text, hour, minute);
+}
+
+// As AttrString2Value.
+uint32_t listparse_read_permissions(field_t text);
