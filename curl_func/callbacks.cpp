@@ -1,6 +1,5 @@
 #include "curl_func/callbacks.h"
 
-#include "curl_func/job.h"
 #include "curl_func/perform.h"
 #include "curl_func/sockets.h"
 #include "strutil/strutil.h"
@@ -48,9 +47,10 @@ size_t cb_read(char *buffer, size_t size, size_t count, void *context)
     return CURL_READFUNC_ABORT;
 }
 
-static void take_over(remote_file_t *remote_file, const list_info_t *entry)
+static void take_over(job_slot_t *job, const list_info_t *entry)
 {
-    const job_lock lock;
+    const job_lock lock(job);
+    remote_file_t *remote_file = &job->record.remote_file;
     remote_file->looked_up = 1;
     remote_file->exists = 1;
     remote_file->size = entry->size;
@@ -78,7 +78,7 @@ int cb_list(list_info_t *entry, void *context, int)
         wanted->name == nullptr)
         return 0;
     if (strcmp(entry->name, wanted->name) == 0)
-        take_over(wanted->remote_file, entry);
+        take_over(wanted->job, entry);
     log_info("curl_func(1778)", "%s, size: %lld", entry->name, static_cast<long long>(entry->size));
     return 0;
 }
@@ -138,7 +138,7 @@ static bool idle_too_long(const progress_info_t *info, double elapsed_s)
 // Under the lock. True when the job is to be cancelled.
 static bool cancel_seen(const progress_info_t *info)
 {
-    if (info->job->module_info.cancel == 0)
+    if (info->job->record.module_info.cancel == 0)
         return false;
     info->handle->error = FTPCD_ERR_CANCELED;
     return true;
@@ -147,8 +147,8 @@ static bool cancel_seen(const progress_info_t *info)
 // True when the job is to be cancelled. What is not above 0 is not known and not stored.
 static bool publish(const progress_info_t *info, const amount_t &amount, double elapsed_s)
 {
-    exec_info_t *shown = info->exec_info;
-    const job_lock lock;
+    exec_info_t *shown = &info->job->record.exec_info;
+    const job_lock lock(info->job);
     if (amount.total > 0)
         shown->total_size = amount.total;
     if (amount.now > shown->transferred_size)
@@ -161,9 +161,9 @@ static bool publish(const progress_info_t *info, const amount_t &amount, double 
 // libcurl takes leave of an SFTP server for a second at most; when that stays silent, it drops the session
 // with all the session holds, a megabyte in the middle of an upload. On a broken socket it ends at once, and
 // frees it.
-static int give_up()
+static int give_up(curl_job_t *job)
 {
-    sockets_break();
+    sockets_break(job);
     return 1;
 }
 
@@ -171,7 +171,7 @@ int cb_progress(void *context, double dltotal, double dlnow, double ultotal, dou
 {
     const auto *info = static_cast<const progress_info_t *>(context);
     timeout_info_t *timeout = info->timeout_info;
-    const uint32_t kind = info->job->module_info.exec;
+    const uint32_t kind = info->job->record.module_info.exec;
     const bool moves_data = kind == JOB_DOWNLOAD || kind == JOB_UPLOAD;
     const amount_t amount = amount_of(kind, {dltotal, dlnow}, {ultotal, ulnow});
 
@@ -187,7 +187,7 @@ int cb_progress(void *context, double dltotal, double dlnow, double ultotal, dou
     }
     if (publish(info, amount, elapsed_s))
         abort = true;
-    return abort ? give_up() : 0;
+    return abort ? give_up(info->job) : 0;
 }
 
 int cb_progress_null(void *context, double, double, double, double)
@@ -198,7 +198,7 @@ int cb_progress_null(void *context, double, double, double, double)
     }
     const auto *info = static_cast<const progress_info_t *>(context);
     if (info->handle->operation_timed_out != 0)
-        sockets_break();
-    const job_lock lock;
-    return cancel_seen(info) ? give_up() : 0;
+        sockets_break(info->job);
+    const job_lock lock(info->job);
+    return cancel_seen(info) ? give_up(info->job) : 0;
 }

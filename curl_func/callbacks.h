@@ -2,8 +2,8 @@
 // contexts live on the worker's stack, as long as the handle.
 #pragma once
 
+#include "curl_func/job.h"
 #include "curl_wrapper/curl_wrapper.h"
-#include "wire/job_record.h"
 
 #include <cstdio>
 
@@ -18,14 +18,13 @@ struct cb_file_info_t {
 // Context of cb_list.
 struct cb_list_info_t {
     const char *name; // wanted: the last component of remote_path
-    remote_file_t *remote_file;
+    job_slot_t *job;  // its remote_file is filled
 };
 
 // Context of cb_progress and cb_progress_null.
 struct progress_info_t {
     curl_e_handle_t *handle;
-    job_record_t *job;
-    exec_info_t *exec_info;
+    curl_job_t *job;
     timeout_info_t *timeout_info;
 };
 

@@ -1,6 +1,5 @@
 #include "curl_func/close_socket.h"
 
-#include "curl_func/job.h"
 #include "curl_func/sockets.h"
 
 #include <cerrno>
@@ -33,12 +32,12 @@ static bool is_tunnelled(const transfer_request_t &request)
     return request.proxy_type == PROXY_HTTP && request.protocol != PROTOCOL_FTP;
 }
 
-static void wait_for_delivery(const job_record_t *job, int fd)
+static void wait_for_delivery(job_slot_t *job, int fd)
 {
     int left = undelivered_bytes(fd);
     for (int idle = 0; idle < (left > 0 ? UNDELIVERED_POLLS : DELIVERED_POLLS); idle++) {
         pollfd readable{fd, POLLIN, 0};
-        if (job_cancelled(job) || (poll(&readable, 1, POLL_MS) > 0 && !drop_received(fd)))
+        if (job_is_cancelled(job) || (poll(&readable, 1, POLL_MS) > 0 && !drop_received(fd)))
             return;
         const int now = undelivered_bytes(fd);
         if (now < left)
@@ -49,11 +48,11 @@ static void wait_for_delivery(const job_record_t *job, int fd)
 
 int cb_close_socket(void *context, curl_socket_t fd)
 {
-    sockets_forget(fd);
-    const auto *job = static_cast<const job_record_t *>(context);
+    auto *job = static_cast<curl_job_t *>(context);
+    sockets_forget(job, fd);
     // A proxy may take the end of sending for the end of all, and reset the server's side. TLS has told the
     // server.
-    if (is_tunnelled(job->request))
+    if (is_tunnelled(job->record.request))
         wait_for_delivery(job, fd);
     // Refused by a socket that is not connected: nothing is on its way then.
     if (shutdown(fd, SHUT_WR) == 0)

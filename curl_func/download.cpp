@@ -1,4 +1,3 @@
-#include "curl_func/job.h"
 #include "curl_func/jobs.h"
 #include "curl_func/local_file.h"
 #include "curl_func/session.h"
@@ -39,7 +38,7 @@ static void end_download(worker_t *w, const char *path)
     const bool removable = local_file_is_removable(w->file.file, path);
     if (!close_download(w->file.file, path) && w->handle.error == FTPCD_ERR_NONE)
         w->handle.error = FTPCD_ERR_LOCAL_WRITE;
-    if (!job_cancelled(w->job) || !removable)
+    if (!job_is_cancelled(w->job) || !removable)
         return;
     if (remove(path) != 0)
         log_errno("curl_func(665)");
@@ -49,9 +48,10 @@ static void end_download(worker_t *w, const char *path)
 
 void download(worker_t *w)
 {
-    const char *path = w->job->request.local_path;
+    const transfer_request_t *request = &w->job->record.request;
+    const char *path = request->local_path;
     w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0)
+    if (curl_ftp_setting(&w->handle, request, &w->auth) != 0)
         return;
     w->file.file = local_file_create(path);
     if (w->file.file == nullptr) {

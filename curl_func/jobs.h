@@ -8,7 +8,7 @@
 
 // All that libcurl may still use until the handle is released.
 struct worker_t {
-    job_record_t *job;
+    curl_job_t *job;
     curl_e_handle_t handle;
     timeout_info_t timeout_info;
     cb_auth_info_t auth;
@@ -45,6 +45,6 @@ inline bool show_progress(worker_t *w, curl_progress_callback callback)
 // The tries; reset and begin_again as in perform_info_t.
 inline void run_transfer(worker_t *w, int (*reset)(void *), int (*begin_again)(void *))
 {
-    perform_info_t info{&w->timeout_info, &w->job->exec_info, w->job, reset, begin_again, &w->file};
+    perform_info_t info{&w->timeout_info, &w->job->record.exec_info, w->job, reset, begin_again, &w->file};
     curl_perform(&w->handle, &info);
 }

@@ -1,4 +1,3 @@
-#include "curl_func/job.h"
 #include "curl_func/jobs.h"
 #include "curl_func/session.h"
 #include "strutil/strutil.h"
@@ -10,7 +9,7 @@ constexpr int32_t HTTP_OK = 200;
 
 static bool prepare_look_up(worker_t *w)
 {
-    w->wanted = {basename_of(w->job->request.remote_path), &w->job->remote_file};
+    w->wanted = {basename_of(w->job->record.request.remote_path), w->job};
     curl_e_setopt_listfunc_data(&w->handle, cb_list, &w->wanted);
     return !failed(w) && show_progress(w, cb_progress_null);
 }
@@ -29,19 +28,20 @@ static void accept_missing_file(worker_t *w)
     handle->response_code = handle->response_code_type == RESPONSE_CODE_FTP    ? FTP_DONE
                             : handle->response_code_type == RESPONSE_CODE_HTTP ? HTTP_OK
                                                                                : 0;
-    const job_lock lock;
-    w->job->remote_file.looked_up = 1;
+    const job_lock lock(w->job);
+    w->job->record.remote_file.looked_up = 1;
 }
 
 void look_up(worker_t *w)
 {
     w->timeout_info.operation_limit = LOOK_UP_LIMIT_S;
     w->timeout_info.timeout_retry_limit = ANY_NUMBER;
-    if (w->job->request.proxy_type == PROXY_HTTP) {
+    const transfer_request_t *request = &w->job->record.request;
+    if (request->proxy_type == PROXY_HTTP) {
         fail(w, FTPCD_ERR_NOT_SUPPORTED);
         return;
     }
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0 || !prepare_look_up(w))
+    if (curl_ftp_setting(&w->handle, request, &w->auth) != 0 || !prepare_look_up(w))
         return;
     run_transfer(w, nullptr, nullptr);
     accept_missing_file(w);

@@ -1,7 +1,6 @@
 #include "curl_func/perform.h"
 
 #include "curl_func/callbacks.h"
-#include "curl_func/job.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
@@ -43,17 +42,17 @@ long whole_number(double value)
     return value > static_cast<double>(LONG_MIN) ? static_cast<long>(value) : LONG_MIN;
 }
 
-static double transferred_size(const exec_info_t *exec_info)
+static double transferred_size(const perform_info_t *info)
 {
-    const job_lock lock;
-    return exec_info->transferred_size;
+    const job_lock lock(info->job);
+    return info->exec_info->transferred_size;
 }
 
 static void show_retries(const perform_info_t *info, uint32_t retries)
 {
     if (info->exec_info == nullptr)
         return;
-    const job_lock lock;
+    const job_lock lock(info->job);
     info->exec_info->retry_count = retries;
 }
 
@@ -125,7 +124,7 @@ static bool short_enough_for_retry(const curl_e_handle_t *handle, const perform_
         log_too_long("curl_func(1242)", elapsed_s, limit_s);
         return false;
     }
-    if (transferred_size(info->exec_info) > 0) {
+    if (transferred_size(info) > 0) {
         log_too_long("curl_func(1248)", elapsed_s, limit_s);
         return false;
     }
@@ -160,9 +159,9 @@ static bool timeouts_left(timeout_info_t *timeout)
 }
 
 // A cancel ends the pause; the progress callback of the next try then aborts the job.
-static void pause_before_retry(const job_record_t *job)
+static void pause_before_retry(job_slot_t *job)
 {
-    for (int step = 0; step < PAUSE_STEPS && !job_cancelled(job); step++)
+    for (int step = 0; step < PAUSE_STEPS && !job_is_cancelled(job); step++)
         usleep(PAUSE_STEP_US);
 }
 
@@ -207,10 +206,10 @@ static double moved_bytes(const curl_e_handle_t *handle, uint32_t kind)
 
 static void check_completeness(curl_e_handle_t *handle, const perform_info_t *info)
 {
-    const double moved = moved_bytes(handle, info->job->module_info.exec);
+    const double moved = moved_bytes(handle, info->job->record.module_info.exec);
     if (moved < 0 || info->exec_info == nullptr)
         return;
-    const job_lock lock;
+    const job_lock lock(info->job);
     if (moved < info->exec_info->total_size) {
         handle->error = FTPCD_ERR_NETWORK;
         handle->curl_code = CURLE_PARTIAL_FILE;

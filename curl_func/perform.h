@@ -2,7 +2,7 @@
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
-#include "wire/job_record.h"
+#include "job_slot/job_slot.h"
 
 #include <cstdint>
 
@@ -20,7 +20,7 @@ struct timeout_info_t {
 struct perform_info_t {
     timeout_info_t *timeout_info; // NULL = no limits
     exec_info_t *exec_info;       // NULL = neither shown nor checked
-    job_record_t *job;
+    job_slot_t *job;
     int (*reset)(void *arg); // rewinds the local file after a failed try, 0 = done; NULL = nothing to do
     int (*begin_again)(void *arg); // when the next try begins; NULL = nothing to do
     void *reset_arg;               // of both; the cb_file_info_t

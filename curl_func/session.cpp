@@ -1,6 +1,5 @@
 #include "curl_func/session.h"
 
-#include "curl_func/job.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
@@ -141,9 +140,9 @@ std::span<const setting_fn> security_settings(const transfer_request_t *request)
 
 } // namespace
 
-int curl_ftp_setting(curl_e_handle_t *handle, cb_auth_info_t *auth)
+int curl_ftp_setting(curl_e_handle_t *handle, const transfer_request_t *request, cb_auth_info_t *auth)
 {
-    const session_t session{handle, &curlf_info_.request, auth};
+    const session_t session{handle, request, auth};
     if (session.request->protocol == PROTOCOL_FTPS_EXPLICIT && session.request->proxy_type == PROXY_HTTP) {
         log_error("curl_func(1061)", "Explicit FTPS through an HTTP proxy is not supported: no TLS.");
         return handle->error = FTPCD_ERR_NOT_SUPPORTED;

@@ -1,38 +1,26 @@
 #include "curl_func/sockets.h"
 
-#include "curl_func/job.h"
-
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
-
-// libcurl may close one without telling: the inode says whether the number still stands for the same.
-struct noted_t {
-    bool is_open;
-    curl_socket_t fd;
-    ino_t inode;
-};
-
-constexpr int NOTED_MAX = 8; // a control and a data connection, and attempts at further addresses
-
-noted_t noted_[NOTED_MAX]; // under the job's lock
-
-ino_t inode_of(curl_socket_t fd)
+static ino_t inode_of(curl_socket_t fd)
 {
     struct stat found;
     return fstat(fd, &found) == 0 ? found.st_ino : 0;
 }
 
-} // namespace
-
-int cb_note_socket(void *, curl_socket_t fd, curlsocktype)
+static bool is_same(const noted_socket_t &noted)
 {
-    const job_lock lock;
-    for (noted_t &each : noted_) {
-        if (each.is_open && inode_of(each.fd) == each.inode)
+    return noted.is_open && inode_of(noted.fd) == noted.inode;
+}
+
+int cb_note_socket(void *context, curl_socket_t fd, curlsocktype)
+{
+    auto *job = static_cast<curl_job_t *>(context);
+    const job_lock lock(job);
+    for (noted_socket_t &each : job->sockets) {
+        if (is_same(each))
             continue;
         each = {true, fd, inode_of(fd)};
         break;
@@ -40,31 +28,31 @@ int cb_note_socket(void *, curl_socket_t fd, curlsocktype)
     return CURL_SOCKOPT_OK;
 }
 
-void sockets_forget(curl_socket_t fd)
+void sockets_forget(curl_job_t *job, curl_socket_t fd)
 {
-    const job_lock lock;
-    for (noted_t &each : noted_)
+    const job_lock lock(job);
+    for (noted_socket_t &each : job->sockets)
         if (each.fd == fd)
             each = {};
 }
 
-void sockets_forget_all()
+void sockets_forget_all(curl_job_t *job)
 {
-    const job_lock lock;
-    for (noted_t &each : noted_)
+    const job_lock lock(job);
+    for (noted_socket_t &each : job->sockets)
         each = {};
 }
 
-int cb_close_noted(void *, curl_socket_t fd)
+int cb_close_noted(void *context, curl_socket_t fd)
 {
-    sockets_forget(fd);
+    sockets_forget(static_cast<curl_job_t *>(context), fd);
     return close(fd);
 }
 
-void sockets_break()
+void sockets_break(curl_job_t *job)
 {
-    const job_lock lock;
-    for (const noted_t &each : noted_)
-        if (each.is_open && inode_of(each.fd) == each.inode)
+    const job_lock lock(job);
+    for (const noted_socket_t &each : job->sockets)
+        if (is_same(each))
             shutdown(each.fd, SHUT_RDWR);
 }

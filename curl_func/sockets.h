@@ -1,19 +1,22 @@
-// The sockets of the running transfer, to break them where libcurl waits for a server that stays silent:
-// without asking anybody, in the TLS handshake of explicit FTPS for up to 60 s; or when it takes leave over
-// SFTP.
+// The sockets of the running transfer, to break them where libcurl waits for a silent server without asking
+// anybody: in the TLS handshake of explicit FTPS for up to 60 s, and at the end of an SFTP session. Every
+// call takes the job's lock, and none waits for anything else.
 #pragma once
 
-#include <curl/curl.h>
+#include "curl_func/job.h"
 
-// libcurl's CURLOPT_SOCKOPTFUNCTION: the socket is noted. Always CURL_SOCKOPT_OK.
+// libcurl's CURLOPT_SOCKOPTFUNCTION, context a curl_job_t: notes the socket; the ninth is not noted. Always
+// CURL_SOCKOPT_OK.
 int cb_note_socket(void *context, curl_socket_t fd, curlsocktype purpose);
 
-// libcurl's CURLOPT_CLOSESOCKETFUNCTION: the socket is forgotten and closed. What close() returns.
+// libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. What close()
+// returns.
 int cb_close_noted(void *context, curl_socket_t fd);
 
-// It is about to be closed: its number may come back as another descriptor's.
-void sockets_forget(curl_socket_t fd);
-void sockets_forget_all();
+// To be called before a socket is closed: its number may come back as another descriptor's.
+void sockets_forget(curl_job_t *job, curl_socket_t fd);
+void sockets_forget_all(curl_job_t *job);
 
-// Ends sending and receiving on all that are noted. Who waits for one of them goes on, and sees it broken.
-void sockets_break();
+// Ends sending and receiving on all that are noted: whoever waits for one of them goes on, and sees it
+// broken.
+void sockets_break(curl_job_t *job);

@@ -1,5 +1,4 @@
 #include "curl_func/close_socket.h"
-#include "curl_func/job.h"
 #include "curl_func/jobs.h"
 #include "curl_func/local_file.h"
 #include "curl_func/session.h"
@@ -10,10 +9,12 @@ constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // each one waits for the se
 // As good as 512 KiB for the processor. With that a slow line takes nothing for longer than the limit allows.
 constexpr long UPLOAD_BUFFER_BYTES = 256L << 10;
 
+static bool resumes(const worker_t *w) { return job_upload_flag(w->job) != 0; }
+
 // Goes on where an earlier upload of the same file ended, as far as the last look-up saw the remote file.
 static bool resume_upload(worker_t *w)
 {
-    const remote_file_t *remote_file = &w->job->remote_file;
+    const remote_file_t *remote_file = &w->job->record.remote_file;
     if (remote_file->looked_up == 0 || remote_file->size < 1) {
         log_error("curl_func(752)", "The last file size is invalid, abort resume mode.");
         return fail(w, FTPCD_ERR_INTERNAL);
@@ -34,14 +35,15 @@ static void enlarge_buffer(const worker_t *w)
 {
     curl_e_handle_t copy{};
     curl_e_copy_handle(&copy, &w->handle);
-    curl_e_setopt_upload_buffersize(
-        &copy, w->job->request.protocol == PROTOCOL_SFTP ? SFTP_UPLOAD_BUFFER_BYTES : UPLOAD_BUFFER_BYTES);
+    curl_e_setopt_upload_buffersize(&copy, w->job->record.request.protocol == PROTOCOL_SFTP
+                                               ? SFTP_UPLOAD_BUFFER_BYTES
+                                               : UPLOAD_BUFFER_BYTES);
 }
 
 // Without it a TLS 1.3 server's session tickets, coming when libcurl has closed, cut off what is on its way.
 static void close_after_delivery(const worker_t *w)
 {
-    const uint32_t protocol = w->job->request.protocol;
+    const uint32_t protocol = w->job->record.request.protocol;
     if (protocol != PROTOCOL_FTPS_IMPLICIT && protocol != PROTOCOL_FTPS_EXPLICIT)
         return;
     curl_e_handle_t copy{};
@@ -53,9 +55,9 @@ static bool prepare_upload(worker_t *w)
 {
     w->handle.resume = 0;
     w->handle.resume_offset = -1;
-    if (job_resumes(w->job) && !resume_upload(w))
+    if (resumes(w) && !resume_upload(w))
         return false;
-    curl_e_setopt_upload(&w->handle, w->job->request.local_path);
+    curl_e_setopt_upload(&w->handle, w->job->record.request.local_path);
     if (failed(w))
         return false;
     enlarge_buffer(w);
@@ -75,7 +77,7 @@ static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, in
 {
     const bool has_more = local_file_has_byte(w->file.file, end); // first: if it grows now, the size tells
     const int64_t size = local_file_size(w->file.file);
-    const bool repeated = begin != 0 && w->job->exec_info.retry_count != 0;
+    const bool repeated = begin != 0 && w->job->record.exec_info.retry_count != 0;
     return end >= size_at_first && end <= size && !repeated && (!has_more || end < size);
 }
 
@@ -97,15 +99,15 @@ void upload(worker_t *w)
 {
     w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
     w->timeout_info.timeout_retry_limit = ANY_NUMBER;
-    if (job_resumes(w->job) && w->job->request.proxy_type == PROXY_HTTP) {
+    if (resumes(w) && w->job->record.request.proxy_type == PROXY_HTTP) {
         log_error("curl_func(719)",
                   "Resume through an HTTP proxy is not supported: it would replace the file.");
         fail(w, FTPCD_ERR_NOT_SUPPORTED);
         return;
     }
-    if (curl_ftp_setting(&w->handle, &w->auth) != 0)
+    if (curl_ftp_setting(&w->handle, &w->job->record.request, &w->auth) != 0)
         return;
-    w->file.file = local_file_open(w->job->request.local_path);
+    w->file.file = local_file_open(w->job->record.request.local_path);
     if (w->file.file == nullptr) {
         log_errno("curl_func(729)");
         fail(w, FTPCD_ERR_LOCAL_READ);

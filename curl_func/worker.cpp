@@ -1,7 +1,6 @@
 #include "curl_func/worker.h"
 
 #include "curl_func/crypto_context.h"
-#include "curl_func/job.h"
 #include "curl_func/jobs.h"
 #include "curl_func/sockets.h"
 #include "strutil/strutil.h"
@@ -13,7 +12,7 @@
 
 static void transfer(worker_t *w)
 {
-    switch (w->job->module_info.exec) {
+    switch (w->job->record.module_info.exec) {
     case JOB_DOWNLOAD:
         download(w);
         break;
@@ -32,33 +31,33 @@ static void transfer(worker_t *w)
 
 static void store_outcome(const worker_t *w)
 {
-    const job_lock lock;
-    exec_info_t *exec_info = &w->job->exec_info;
+    const job_lock lock(w->job);
+    exec_info_t *exec_info = &w->job->record.exec_info;
     exec_info->curl_code = static_cast<uint32_t>(w->handle.curl_code);
     exec_info->response_code_type = static_cast<uint32_t>(w->handle.response_code_type);
     exec_info->response_code = static_cast<uint32_t>(w->handle.response_code);
-    w->job->module_info.result = static_cast<uint32_t>(w->handle.error);
+    w->job->record.module_info.result = static_cast<uint32_t>(w->handle.error);
 }
 
 // So that a cancel waits for no server, be it for names or files. A refusal is logged, and ignored.
 static void keep_cancel_quick(const worker_t *w)
 {
-    sockets_forget_all();
+    sockets_forget_all(w->job);
     curl_e_handle_t copy{};
     curl_e_copy_handle(&copy, &w->handle);
     curl_e_setopt_quick_exit(&copy, 1);
     curl_e_setopt_nosignal(&copy, 1);
     curl_e_clear_result(&copy);
-    curl_e_setopt_closesocketfunc_data(&copy, cb_close_noted, nullptr);
+    curl_e_setopt_closesocketfunc_data(&copy, cb_close_noted, w->job);
     if (!is_curl_error(&copy)) // who notes a socket must hear of its end
-        curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, nullptr);
+        curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, w->job);
 }
 
 // Nothing is lost: what an SFTP server was sent it has confirmed. libcurl's own farewell takes round trips.
 static void take_leave(worker_t *w)
 {
-    if (w->job->request.protocol == PROTOCOL_SFTP)
-        sockets_break();
+    if (w->job->record.request.protocol == PROTOCOL_SFTP)
+        sockets_break(w->job);
     curl_e_limit_farewell(&w->handle);
 }
 
@@ -76,13 +75,11 @@ static void run_with_libcurl(worker_t *w)
     curl_e_cleanup(&w->handle);
 }
 
-static void end_job(job_record_t *job)
+static void return_memory()
 {
 #ifdef __GLIBC__
     malloc_trim(0); // else the heap keeps what the job took: megabytes after an SFTP upload
 #endif
-    const job_lock lock;
-    job->module_info.running = 0;
 }
 
 // A peer that has gone, or the reader of a pipe, is an error of the write: libcurl does not see to it for us.
@@ -94,14 +91,14 @@ static void block_broken_pipe()
     pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
 }
 
-void *th_exec(void *record)
+void th_exec(job_slot_t *slot)
 {
     block_broken_pipe();
     worker_t w{};
-    w.job = static_cast<job_record_t *>(record);
-    w.auth = {&w.handle, &w.job->request.server_auth};
+    w.job = static_cast<curl_job_t *>(slot);
+    w.auth = {&w.handle, &w.job->record.request.server_auth};
     w.file = {&w.handle, nullptr};
-    w.progress = {&w.handle, w.job, &w.job->exec_info, &w.timeout_info};
+    w.progress = {&w.handle, w.job, &w.timeout_info};
 
     const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
     if (code == CURLE_OK) {
@@ -113,6 +110,5 @@ void *th_exec(void *record)
         log_error("curl_func(508)", "curl_global_init(CURL_GLOBAL_DEFAULT): Failed(%d)", code);
         job_store_result(w.job, FTPCD_ERR_INTERNAL);
     }
-    end_job(w.job);
-    return nullptr;
+    return_memory();
 }

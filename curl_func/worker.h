@@ -1,6 +1,8 @@
-// The thread of one job.
+// The work of one job.
 #pragma once
 
-// Runs the job in `record`, a job_record_t, from libcurl's global set-up to its clean-up. The outcome is in
-// the record before `running` becomes 0, which is the last thing the thread does. Returns NULL.
-void *th_exec(void *record);
+#include "job_slot/job_slot.h"
+
+// Runs the job of `slot`, a curl_job_t, from libcurl's global set-up to its clean-up, on the thread that
+// calls. The outcome is in the record when it returns.
+void th_exec(job_slot_t *slot);

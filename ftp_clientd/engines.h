@@ -1,6 +1,7 @@
 // The two transfer engines, seen alike. The protocol of the last job asked for says which one is active.
 #pragma once
 
+#include "job_slot/job_record.h"
 #include "wire/wire.h"
 
 using start_call = uint32_t (*)(const transfer_request_t *request);

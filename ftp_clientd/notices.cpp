@@ -2,6 +2,7 @@
 #include "curl_func/curl_func.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/reply.h"
+#include "job_slot/job_record.h"
 #include "strutil/strutil.h"
 #include "zixi_func/zixi_func.h"
 

@@ -5,7 +5,6 @@
 
 #include "wire/control.h"
 #include "wire/job_init.h"
-#include "wire/job_record.h"
 #include "wire/job_status.h"
 #include "wire/notice.h"
 #include "wire/result_codes.h"

@@ -4,7 +4,6 @@
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 #include "zixi_func/error_names.h"
-#include "zixi_func/job.h"
 #include "zixi_func/progress.h"
 
 #include <cstdio>
@@ -17,7 +16,6 @@
 namespace
 {
 
-constexpr uint32_t RESPONSE_CODE_ZIXI = 3; // told apart from the servers libcurl talks to
 constexpr int LOG_LEVEL = 3;
 constexpr int RETRY_BUDGET = 4;
 constexpr unsigned RETRY_PAUSE_S = 1;
@@ -29,16 +27,10 @@ enum class ending_t {
     settled // the result stands
 };
 
-void store_error(int error)
+void store_error(job_slot_t *slot, int error)
 {
-    const zixif_lock held;
-    zixif_info(held).job.exec_info.zixi_error = static_cast<uint32_t>(error);
-}
-
-void store_result(uint32_t result)
-{
-    const zixif_lock held;
-    zixif_info(held).job.module_info.result = result;
+    const job_lock lock(slot);
+    slot->record.exec_info.zixi_error = static_cast<uint32_t>(error);
 }
 
 // A line of the library's log goes to the console as it is.
@@ -48,53 +40,45 @@ void cb_log(void *, int, const char *line)
     fflush(stdout);
 }
 
-void set_up_failed(const char *id, const char *text, int error)
+void set_up_failed(job_slot_t *slot, const char *id, const char *text, int error)
 {
     log_error(id, "%s err=%d", text, error);
     zixif_log_error(error);
-    store_result(FTPCD_ERR_INTERNAL);
-    store_error(error);
+    job_store_result(slot, FTPCD_ERR_INTERNAL);
+    store_error(slot, error);
 }
 
-bool configure()
+bool configure(job_slot_t *slot)
 {
     int error = zixi_configure_logging(LOG_LEVEL, cb_log, nullptr);
     if (error != ZIXI_ERROR_OK) {
-        set_up_failed("zixi_func(557)", "Error configuring logging.", error);
+        set_up_failed(slot, "zixi_func(557)", "Error configuring logging.", error);
         return false;
     }
-    const auto request = reinterpret_cast<const char *>(&zixif_request());
+    const auto request = reinterpret_cast<const char *>(&slot->record.request);
     const char *user = request + ZIXI_USER_OFFSET;
     const char *password = request + ZIXI_PASSWORD_OFFSET;
     error = zixi_configure_credentials(user, static_cast<int>(strlen(user)), password,
                                        static_cast<int>(strlen(password)));
     if (error != ZIXI_ERROR_OK)
-        set_up_failed("zixi_func(575)", "Error configuring credentials.", error);
+        set_up_failed(slot, "zixi_func(575)", "Error configuring credentials.", error);
     return error == ZIXI_ERROR_OK;
 }
 
 // The library wants the directory; the file keeps the local file's name there. A path without one is "."
 // for dirname, which is then not in place.
-void cut_remote_path()
+void cut_remote_path(job_slot_t *slot)
 {
-    const zixif_lock held;
-    auto &path = zixif_info(held).job.request.remote_path;
+    const job_lock lock(slot);
+    auto &path = slot->record.request.remote_path;
     const char *directory = dirname(path);
     if (directory != path)
         copy_string(path, sizeof path, directory);
 }
 
-uint8_t overwrite_byte()
+int start_stream(const job_slot_t *slot, const uintptr_t configuration[2], void **stream)
 {
-    const zixif_lock held;
-    uint8_t overwrite;
-    memcpy(&overwrite, &zixif_info(held).job.remote_file, sizeof overwrite);
-    return overwrite;
-}
-
-int start_stream(const uintptr_t configuration[2], void **stream)
-{
-    const transfer_request_t &request = zixif_request();
+    const transfer_request_t &request = slot->record.request;
     zixi_upload_parameters parameters = {};
     parameters.port = static_cast<uint16_t>(request.port);
     parameters.setting_4 = 1430;
@@ -102,7 +86,7 @@ int start_stream(const uintptr_t configuration[2], void **stream)
     parameters.setting_24 = 50000000;
     parameters.setting_32 = 0;
     parameters.setting_36 = 3;
-    parameters.overwrite = overwrite_byte();
+    parameters.overwrite = job_upload_flag(slot);
     return zixi_upload_file(configuration[0], configuration[1], request.local_path, request.host, parameters,
                             stream);
 }
@@ -115,10 +99,10 @@ int64_t clock_ms()
 }
 
 // True when the job has been told to stop.
-bool store_progress(uint64_t sent_bytes, uint64_t total_bytes, int64_t elapsed_ms)
+bool store_progress(job_slot_t *slot, uint64_t sent_bytes, uint64_t total_bytes, int64_t elapsed_ms)
 {
-    const zixif_lock held;
-    job_record_t &job = zixif_info(held).job;
+    const job_lock lock(slot);
+    job_record_t &job = slot->record;
     if (total_bytes > 0)
         job.exec_info.total_size = static_cast<double>(total_bytes);
     if (sent_bytes > 0)
@@ -129,7 +113,7 @@ bool store_progress(uint64_t sent_bytes, uint64_t total_bytes, int64_t elapsed_m
 }
 
 // Follows the upload until the library has ended it, or it is told to stop.
-ending_t watch(void *stream)
+ending_t watch(job_slot_t *slot, void *stream)
 {
     zixif_progress_t progress = {clock_ms(), 0, 0};
     int state = 0;
@@ -141,23 +125,23 @@ ending_t watch(void *stream)
         if (error != ZIXI_ERROR_OK) {
             log_error("zixi_func(700)", "Error uploading.");
             zixif_log_error(error);
-            store_error(error);
+            store_error(slot, error);
             return ending_t::judge;
         }
         zixif_progress_sample(&progress, sent_bytes, total_bytes, clock_ms());
-        if (store_progress(sent_bytes, total_bytes, progress.elapsed_ms)) {
+        if (store_progress(slot, sent_bytes, total_bytes, progress.elapsed_ms)) {
             log_info("zixi_func(756)", "Zixi Upload : canceled.");
-            store_error(ZIXI_ERROR_OK);
-            store_result(FTPCD_ERR_CANCELED);
+            store_error(slot, ZIXI_ERROR_OK);
+            job_store_result(slot, FTPCD_ERR_CANCELED);
             return ending_t::settled;
         }
     } while (state == ZIXI_STATE_UPLOADING);
     return ending_t::judge;
 }
 
-ending_t follow(void *stream)
+ending_t follow(job_slot_t *slot, void *stream)
 {
-    const ending_t ending = watch(stream);
+    const ending_t ending = watch(slot, stream);
     const int error = zixi_close_stream(stream);
     if (error != ZIXI_ERROR_OK) {
         log_error("zixi_func(781)", "Error closing upload.");
@@ -173,64 +157,50 @@ bool may_pass(int error)
            (error >= ZIXI_ERROR_INVALID_PARAMETER && error <= ZIXI_ERROR_RECONNECTING);
 }
 
-ending_t give_up(int error)
+ending_t give_up(job_slot_t *slot, int error)
 {
     log_info("zixi_func(650)", "Upload Error:%d", error);
-    store_error(error);
+    store_error(slot, error);
     if (error != ZIXI_WARNING_REMOTE_FILE_EXISTS)
         return ending_t::judge;
-    store_result(FTPCD_ERR_REMOTE_FILE_EXISTS);
+    job_store_result(slot, FTPCD_ERR_REMOTE_FILE_EXISTS);
     return ending_t::settled;
 }
 
-bool is_cancelled()
+ending_t upload(job_slot_t *slot)
 {
-    const zixif_lock held;
-    return zixif_info(held).job.module_info.cancel != 0;
-}
-
-ending_t upload()
-{
-    store_error(ZIXI_ERROR_OK);
-    if (!configure())
+    store_error(slot, ZIXI_ERROR_OK);
+    if (!configure(slot))
         return ending_t::judge;
-    cut_remote_path();
+    cut_remote_path(slot);
     int error = ZIXI_ERROR_OK;
     for (int budget = RETRY_BUDGET; budget >= 0;) {
         uintptr_t configuration[2] = {};
         error = zixi_prepare_configuration(0, 0, configuration);
         if (error != ZIXI_ERROR_OK) {
-            set_up_failed("zixi_func(588)", "Error preparing configuration.", error);
+            set_up_failed(slot, "zixi_func(588)", "Error preparing configuration.", error);
             return ending_t::judge;
         }
         void *stream = nullptr;
-        error = start_stream(configuration, &stream);
+        error = start_stream(slot, configuration, &stream);
         if (error == ZIXI_ERROR_OK)
-            return follow(stream);
+            return follow(slot, stream);
         log_error("zixi_func(623)", "Error starting upload. err=%d", error);
         zixif_log_error(error);
         if (!may_pass(error))
             break;
         budget--;
-        if (!is_cancelled()) // who waits for the cancel shall not wait for every pause
+        if (!job_is_cancelled(slot)) // who waits for the cancel shall not wait for every pause
             sleep(RETRY_PAUSE_S);
     }
-    return give_up(error);
+    return give_up(slot, error);
 }
 
-uint32_t begin()
+ending_t run(job_slot_t *slot)
 {
-    const zixif_lock held;
-    job_record_t &job = zixif_info(held).job;
-    job.exec_info.response_code_type = RESPONSE_CODE_ZIXI;
-    return job.module_info.exec;
-}
-
-ending_t run(uint32_t kind)
-{
-    switch (kind) {
+    switch (slot->record.module_info.exec) {
     case JOB_UPLOAD:
-        return upload();
+        return upload(slot);
     case JOB_DOWNLOAD:
     case JOB_DL_FILE_INFO:
         return ending_t::settled;
@@ -239,23 +209,26 @@ ending_t run(uint32_t kind)
     }
 }
 
-void judge()
+void mark_as_zixi(job_slot_t *slot)
 {
-    const zixif_lock held;
-    job_record_t &job = zixif_info(held).job;
-    if (job.exec_info.zixi_error == ZIXI_ERROR_OK)
+    const job_lock lock(slot);
+    slot->record.exec_info.response_code_type = RESPONSE_CODE_ZIXI;
+}
+
+void judge(job_slot_t *slot)
+{
+    const job_lock lock(slot);
+    if (slot->record.exec_info.zixi_error == ZIXI_ERROR_OK)
         return;
-    job.module_info.result = FTPCD_ERR_NETWORK;
+    slot->record.module_info.result = FTPCD_ERR_NETWORK;
     log_error("zixi_func(502)", "FTPCD_ERR_NETWORK");
 }
 
 } // namespace
 
-void *zixif_worker(void *)
+void zixif_work(job_slot_t *slot)
 {
-    if (run(begin()) == ending_t::judge)
-        judge();
-    const zixif_lock held;
-    zixif_info(held).job.module_info.running = 0;
-    return nullptr;
+    mark_as_zixi(slot);
+    if (run(slot) == ending_t::judge)
+        judge(slot);
 }

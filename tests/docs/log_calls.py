@@ -13,8 +13,10 @@ import re
 from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+# Folders that are read together: one logs what stands in another's table.
 MODULES = (
-    "ftp_clientd", "curl_func", "curl_wrapper", "zixi_func", "listparse", "strutil", "platform",
+    ("ftp_clientd",), ("job_slot", "curl_func", "zixi_func"), ("curl_wrapper",), ("listparse",), ("strutil",),
+    ("platform",),
 )  # fmt: skip
 
 ID = re.compile(r'"[a-z_]+\(\d+\)"')
@@ -181,6 +183,9 @@ def rows_with(tokens, members, place):
         if token != "{":
             continue
         row = split(tokens[index + 1 : closing(tokens, index)])
+        if row and row[0][0] == ".":  # .member = "m(1)"
+            yield {part[1]: part[3] for part in row if len(part) == 4}
+            continue
         texts = [part[0] if len(part) == 1 else "" for part in row]
         if any(ID.fullmatch(text) for text in texts):
             if len(row) > len(members):
@@ -207,11 +212,15 @@ def members_of(tokens, name, place):
     raise Unreadable(f"{place}: no record has a member {name}")
 
 
-def lines_of_table(tokens, name, arguments, place):
-    """A log call whose id is a member, such as row->failed_id: one line for each such row."""
+def lines_of_table(files, name, arguments, place):
+    """A log call whose id is a member, such as row->failed_id: one line for each such row, in this file, or
+    else in the others of the module."""
     member = arguments[0][-1]
-    members = members_of(tokens, member, place)
-    for row in rows_with(tokens, members, place):
+    members = members_of(files[place], member, place)
+    rows = [(place, row) for row in rows_with(files[place], members, place)] or [
+        (other, row) for other, tokens in files.items() for row in rows_with(tokens, members, other)
+    ]
+    for place, row in rows:
         if not ID.fullmatch(row.get(member, "")):
             continue
         # command.name and exchange->command.name are the row's name
@@ -272,7 +281,7 @@ def lines_of_module(sources, headers=""):
             elif len(arguments[0]) == 1:
                 lines += lines_of_callers(files, place, call)
             else:
-                lines += lines_of_table(tokens, name, arguments, place)
+                lines += lines_of_table(files, name, arguments, place)
     explained = {line.id for line in lines}
     for place, tokens in files.items():
         for token in tokens:
@@ -286,9 +295,9 @@ def texts_without_id(tokens):
     return [literal(arguments[0]) for name, _, arguments in calls(tokens) if name == "log_text"]
 
 
-def sources_of(module):
+def sources_of(folders):
     """{place: text}, but for the log helpers themselves."""
-    paths = sorted((ROOT / module).glob("*.cpp"))
+    paths = [path for folder in folders for path in sorted((ROOT / folder).glob("*.cpp"))]
     places = {str(path.relative_to(ROOT)): path.read_text() for path in paths}
     places.pop("strutil/log.cpp", None)
     return places
@@ -296,7 +305,10 @@ def sources_of(module):
 
 def log_lines():
     """Every line with an id that the daemon can log."""
-    headers = {"curl_wrapper": (ROOT / "curl_wrapper/set_option.h").read_text()}
+    headers = {
+        ("job_slot", "curl_func", "zixi_func"): (ROOT / "job_slot/job_slot.h").read_text(),
+        ("curl_wrapper",): (ROOT / "curl_wrapper/set_option.h").read_text(),
+    }
     return [
         line
         for module in MODULES

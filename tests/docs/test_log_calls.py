@@ -67,6 +67,17 @@ def test_a_member_of_a_row_is_an_id():
     assert lines_in(text) == [("m(1)", "error", "one: %d"), ("m(2)", "error", "%s: %d")]
 
 
+def test_the_row_may_stand_in_another_file_and_name_its_members():
+    logs = """
+        struct row_t { int number; const char *id; const char *other_id; };
+        void f(row_t *row) { log_errno(row->id); log_if_failed(row->other_id, "pthread_x", rc); }"""
+    rows = 'constexpr row_t ROW = {.number = 1, .id = "m(1)", .other_id = "m(2)"};'
+    assert lines_in(logs, rows) == [
+        ("m(1)", "error", "errno(%d) %s"),
+        ("m(2)", "error", "pthread_x(): %d"),
+    ]
+
+
 def test_comments_are_no_code():
     assert lines_in('// log_errno("m(1)")\n/* log_errno("m(2)") */') == []
 

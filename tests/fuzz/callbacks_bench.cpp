@@ -1,6 +1,5 @@
 #include "callbacks_bench.h"
 
-#include "curl_func/job.h"
 #include "require.h"
 
 #include <algorithm>
@@ -39,19 +38,24 @@ bool shown_t::operator==(const shown_t &other) const
            memcmp(&remote_file, &other.remote_file, sizeof remote_file) == 0;
 }
 
+static constexpr job_engine_t SILENT = {nullptr,  unjoined_t::forgotten, "not recursive", "lock", "unlock",
+                                        "create", "not started",         nullptr,         "join"};
+curl_job_t job_;
+
 bench_t::bench_t(std::span<const uint8_t> input) : dice(input)
 {
-    curlf_info_ = {};
+    job_ = {{.engine = &SILENT}};
+    job_init(&job_);
     told_time_ = {};
     logged();
 }
 
 void bench_t::check()
 {
-    const exec_info_t &exec_info = curlf_info_.exec_info;
+    const exec_info_t &exec_info = job_.record.exec_info;
     const shown_t shown = {handle.error,           exec_info.total_size,      exec_info.transferred_size,
                            exec_info.elapsed_time, timeout.last_updated_time, timeout.timed_out,
-                           curlf_info_.remote_file};
+                           job_.record.remote_file};
     require(logged() == log, "what is logged is what must be");
     log.clear();
     require(shown == expected, "what is stored is what must be");

@@ -25,6 +25,9 @@ private:
     std::span<const uint8_t> left_;
 };
 
+// The job that the callbacks work for.
+extern curl_job_t job_;
+
 // The part of the job that callbacks may change.
 struct shown_t {
     int32_t error = 0;

@@ -3,7 +3,6 @@
 //
 // Input: the calls, each with what it is called with (see step). A call for which nothing is left gets zeros.
 #include "callbacks_bench.h"
-#include "curl_func/job.h"
 #include "local_file.h"
 #include "require.h"
 #include "wire/result_codes.h"
@@ -128,7 +127,7 @@ void expect_entry(bench_t *bench, const list_info_t &entry, const char *wanted)
 void step_list(bench_t *bench)
 {
     dice_t *dice = &bench->dice;
-    cb_list_info_t wanted = {name_from(dice), &curlf_info_.remote_file};
+    cb_list_info_t wanted = {name_from(dice), &job_};
     list_info_t entry = {};
     entry.name = const_cast<char *>(name_from(dice));
     entry.size = dice->word();
@@ -223,7 +222,7 @@ void step_job(bench_t *bench)
     const uint8_t drawn = bench->dice.byte();
     switch (drawn % 5) {
     case 0: // command 4
-        curlf_info_.module_info.cancel = drawn >= 128 ? 1 : 0;
+        job_.record.module_info.cancel = drawn >= 128 ? 1 : 0;
         break;
     case 1: // the next try
         bench->timeout.last_updated_time = bench->expected.last_updated_time = 0;
@@ -239,7 +238,7 @@ void step_job(bench_t *bench)
         bench->timeout.connection_limit = static_cast<int32_t>(bench->dice.byte()) * 8 - 16;
         break;
     default: // the next job
-        curlf_info_.module_info.exec = drawn >= 250 ? drawn : drawn / 5 % 4U;
+        job_.record.module_info.exec = drawn >= 250 ? drawn : drawn / 5 % 4U;
     }
 }
 
@@ -274,8 +273,6 @@ void step(bench_t *bench, written_file_t *written, read_file_t *read)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const bool initialised = job_mutex_init() == 0;
-    require(initialised, "there is a lock");
     bench_t bench({data, size});
     const size_t room_bytes = bench.dice.word() % MOST_BYTES;
     const size_t size_bytes = bench.dice.word() % MOST_BYTES;

@@ -1,6 +1,5 @@
 // The checks of certificate and host key, against a second reading. libsecure is played here.
 #include "callbacks_bench.h"
-#include "curl_func/job.h"
 #include "platform/secure.h"
 #include "require.h"
 #include "wire/result_codes.h"
@@ -32,7 +31,7 @@ struct {
 
 int save(const char *call, const char *path, const void *identity)
 {
-    require(path == curlf_info_.request.server_auth.save_path, "it is saved where the request says");
+    require(path == job_.record.request.server_auth.save_path, "it is saved where the request says");
     require(identity == secure_.identity, "what the server showed is saved");
     secure_.calls.push_back(call);
     return secure_.save_result;
@@ -40,7 +39,7 @@ int save(const char *call, const char *path, const void *identity)
 
 int compare(const char *call, const void *identity, const uint8_t *expected, int *differs)
 {
-    require(expected == curlf_info_.request.server_auth.digest, "the request's digest is compared with");
+    require(expected == job_.record.request.server_auth.digest, "the request's digest is compared with");
     require(identity == secure_.identity, "what the server showed is compared");
     secure_.calls.push_back(call);
     *differs = secure_.differs;
@@ -118,7 +117,7 @@ static int secure_result_from(dice_t *dice)
 
 static void arrange(bench_t *bench)
 {
-    server_auth_t &auth = curlf_info_.request.server_auth;
+    server_auth_t &auth = job_.record.request.server_auth;
     const uint8_t type = bench->dice.byte();
     auth.auth_type = type < 250 ? type % 4U : bench->dice.word();
     constexpr uint8_t LENGTHS[] = {16, 20, 0, 19, 15, 255};
@@ -149,7 +148,7 @@ static bool expect_secure_failure(bench_t *bench, int secure_result)
 // Whether the server must be accepted; `calls` gets what libsecure must be asked.
 static bool expect_identity(bench_t *bench, const kind_of_check_t &kind, lines *calls)
 {
-    const server_auth_t &auth = curlf_info_.request.server_auth;
+    const server_auth_t &auth = job_.record.request.server_auth;
     if (auth.save_path[0] != '\0') {
         calls->push_back(kind.save);
         if (secure_.save_result != 0)
@@ -180,7 +179,7 @@ static bool expect_identity(bench_t *bench, const kind_of_check_t &kind, lines *
 
 void step_ssl_ctx(bench_t *bench)
 {
-    cb_auth_info_t info = {&bench->handle, &curlf_info_.request.server_auth};
+    cb_auth_info_t info = {&bench->handle, &job_.record.request.server_auth};
     cb_auth_info_t *context = bench->dice.one_in(8) ? nullptr : &info;
     int stand_in = 0; // only handed through
     auto *ssl_ctx = bench->dice.one_in(8) ? nullptr : reinterpret_cast<SSL_CTX *>(&stand_in);
@@ -203,7 +202,7 @@ void step_verify(bench_t *bench)
     const std::unique_ptr<X509_STORE_CTX, void (*)(X509_STORE_CTX *)> store(X509_STORE_CTX_new(),
                                                                             X509_STORE_CTX_free);
     X509_STORE_CTX_set_cert(store.get(), certificate.get());
-    cb_auth_info_t info = {&bench->handle, &curlf_info_.request.server_auth};
+    cb_auth_info_t info = {&bench->handle, &job_.record.request.server_auth};
     arrange(bench);
     secure_.identity = certificate.get();
     if (bench->dice.one_in(8)) {
@@ -219,7 +218,7 @@ void step_verify(bench_t *bench)
 
 void step_sshkey(bench_t *bench)
 {
-    cb_auth_info_t info = {&bench->handle, &curlf_info_.request.server_auth};
+    cb_auth_info_t info = {&bench->handle, &job_.record.request.server_auth};
     arrange(bench);
     const std::string blob = bench->dice.text(bench->dice.byte() % 32);
     const curl_khkey found = {blob.data(), blob.size(), CURLKHTYPE_ED25519};

@@ -1,6 +1,5 @@
 // The progress callbacks, against a second reading.
 #include "callbacks_bench.h"
-#include "curl_func/job.h"
 #include "require.h"
 #include "wire/result_codes.h"
 
@@ -77,7 +76,7 @@ static bool expect_idle_limit(bench_t *bench, double elapsed_s)
 
 static bool expect_cancel(bench_t *bench)
 {
-    if (curlf_info_.module_info.cancel == 0)
+    if (job_.record.module_info.cancel == 0)
         return false;
     bench->expected.error = FTPCD_ERR_CANCELED;
     return true;
@@ -128,8 +127,8 @@ static bool expect_progress(bench_t *bench, uint32_t kind, double total, double 
 
 void step_progress(bench_t *bench)
 {
-    progress_info_t info = {&bench->handle, &curlf_info_, &curlf_info_.exec_info, &bench->timeout};
-    const uint32_t kind = curlf_info_.module_info.exec;
+    progress_info_t info = {&bench->handle, &job_, &bench->timeout};
+    const uint32_t kind = job_.record.module_info.exec;
     const double total = amount_from(bench);
     const double now = amount_from(bench);
     const double other_total = amount_from(bench); // of the other direction
@@ -148,7 +147,7 @@ void step_progress_null(bench_t *bench)
         require(cb_progress_null(nullptr, 1, 1, 1, 1) == 0, "without a context the transfer goes on");
         return;
     }
-    progress_info_t info = {&bench->handle, &curlf_info_, &curlf_info_.exec_info, &bench->timeout};
+    progress_info_t info = {&bench->handle, &job_, &bench->timeout};
     const double any = amount_from(bench);
     const bool aborts = expect_cancel(bench);
     require(cb_progress_null(&info, any, any, any, any) == (aborts ? 1 : 0),

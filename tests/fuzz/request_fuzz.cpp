@@ -6,6 +6,7 @@
 #include "curl_func/curl_func.h"
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/engines.h"
+#include "job_slot/job_record.h"
 #include "request_model.h"
 #include "require.h"
 #include "support/logged.h"

@@ -10,20 +10,20 @@
 class Progress : public JobFixture
 {
 protected:
-    void run(uint32_t kind) { curlf_info_.module_info.exec = kind; }
+    void run(uint32_t kind) { job_.record.module_info.exec = kind; }
 
     // One call of cb_progress with an amount of the running kind, `at_s` seconds into the try.
     int progress_at(double at_s, double total, double now)
     {
         wrapper_.total_time_s = at_s;
-        return curlf_info_.module_info.exec == JOB_DOWNLOAD ? cb_progress(&info, total, now, -7, -7)
+        return job_.record.module_info.exec == JOB_DOWNLOAD ? cb_progress(&info, total, now, -7, -7)
                                                             : cb_progress(&info, -7, -7, total, now);
     }
 
     curl_e_handle_t handle{};
-    exec_info_t &shown = curlf_info_.exec_info;
+    exec_info_t &shown = job_.record.exec_info;
     timeout_info_t timeout{60, 0, 0, 0, 0, 0, 0};
-    progress_info_t info{&handle, &curlf_info_, &curlf_info_.exec_info, &timeout};
+    progress_info_t info{&handle, &job_, &timeout};
 };
 
 // --- Activity
@@ -237,7 +237,7 @@ TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
     for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO}) {
         run(kind);
         handle.error = FTPCD_ERR_LOCAL_READ;
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         EXPECT_EQ(progress_at(1, 10, 5), 1);
         EXPECT_EQ(handle.error, 1);
     }
@@ -247,7 +247,7 @@ TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
 TEST_F(Progress, ACancelWinsOverASizeLimitInTheSameCall)
 {
     run(JOB_DOWNLOAD);
-    curlf_info_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_EQ(progress_at(1, 5000, 5), 1);
     EXPECT_EQ(handle.error, 1);
     EXPECT_EQ(logged().size(), 1u);
@@ -260,7 +260,7 @@ TEST_F(Progress, ALookUpWatchesForACancelOnly)
     EXPECT_EQ(cb_progress_null(&info, 9000, 8000, 9000, 8000), 0);
     EXPECT_EQ(handle.error, 0);
     EXPECT_EQ(shown.elapsed_time, 0);
-    curlf_info_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
     EXPECT_EQ(handle.error, 1);
 }
@@ -272,11 +272,11 @@ protected:
     void SetUp() override
     {
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends_), 0);
-        cb_note_socket(nullptr, ends_[0], CURLSOCKTYPE_IPCXN);
+        cb_note_socket(&job_, ends_[0], CURLSOCKTYPE_IPCXN);
     }
     void TearDown() override
     {
-        sockets_forget_all();
+        sockets_forget_all(&job_);
         close(ends_[0]);
         close(ends_[1]);
     }
@@ -309,7 +309,7 @@ TEST_F(Breaking, AStallBreaksTheSocket)
 TEST_F(Breaking, ACancelBreaksTheSocket)
 {
     run(JOB_DOWNLOAD);
-    curlf_info_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_EQ(progress_at(1, 50, 10), 1);
     EXPECT_TRUE(is_broken());
 }
@@ -317,7 +317,7 @@ TEST_F(Breaking, ACancelBreaksTheSocket)
 TEST_F(Breaking, ACancelledLookUpBreaksTheSocket)
 {
     run(JOB_DL_FILE_INFO);
-    curlf_info_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
     EXPECT_TRUE(is_broken());
 }

@@ -126,8 +126,8 @@ protected:
 
     int give(list_info_t entry) { return cb_list(&entry, &wanted, 1); }
 
-    remote_file_t &found = curlf_info_.remote_file;
-    cb_list_info_t wanted{"a.txt", &curlf_info_.remote_file};
+    remote_file_t &found = job_.record.remote_file;
+    cb_list_info_t wanted{"a.txt", &job_};
 };
 
 TEST_F(Listing, TheWantedFileIsKept)

@@ -70,7 +70,6 @@ protected:
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
 
-    job_record_t job_{};
     int client_ = -1;
     int server_ = -1;
 };
@@ -87,8 +86,8 @@ TEST_F(CloseSocket, InATunnelTheServerMayCloseFirst)
     for (const auto &row : table) {
         if (&row != table)
             SetUp();
-        job_.request.proxy_type = row.proxy_type;
-        job_.request.protocol = row.protocol;
+        job_.record.request.proxy_type = row.proxy_type;
+        job_.record.request.protocol = row.protocol;
         std::thread closing([this] { close_client(); });
         pollfd ended{server_, POLLIN, 0};
         EXPECT_EQ(poll(&ended, 1, 500), row.first ? 0 : 1) << row.proxy_type << ' ' << row.protocol;
@@ -100,8 +99,8 @@ TEST_F(CloseSocket, InATunnelTheServerMayCloseFirst)
 
 TEST_F(CloseSocket, InATunnelAServerThatStaysOpenIsLeftToo)
 {
-    job_.request.proxy_type = PROXY_HTTP;
-    job_.request.protocol = PROTOCOL_FTPS_IMPLICIT;
+    job_.record.request.proxy_type = PROXY_HTTP;
+    job_.record.request.protocol = PROTOCOL_FTPS_IMPLICIT;
     EXPECT_LT(close_client(), 4);
 }
 
@@ -139,7 +138,7 @@ TEST_F(CloseSocket, AServerThatKeepsADeliveredConnectionOpenIsWaitedForOneSecond
 TEST_F(CloseSocket, ACancelledJobDoesNotWait)
 {
     send_much();
-    job_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_LT(close_client(), 0.5);
 }
 

@@ -101,7 +101,7 @@ private:
 
 TEST_F(Engine, InitClearsTheHeadAndLogsLibcurlsVersion)
 {
-    curlf_info_.module_info = {1, 2, 3, 4};
+    EXPECT_EQ(curlf_cancel(), 2); // leaves its flag
     EXPECT_EQ(curlf_init(), 0);
     const module_info_t head = state().module_info;
     EXPECT_EQ(head.running, 0u);
@@ -122,88 +122,23 @@ TEST_F(Engine, InitFailsWithoutARecursiveMutex)
 
 // --- Start
 
-TEST_F(Engine, AStartCopiesTheRequestUpToResume)
+TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
 {
+    request.resume = 0x100;
     for (const auto &s : STARTERS) {
-        memset(&request, 'x', sizeof request);
-        request.proxy_type = PROXY_HTTP; // a look-up ends at once,
-        request.resume = 0xFFFFFF00;
-        request.host[255] = request.remote_path[511] = request.local_path[255] = '\0';
-        request.username[31] = request.password[223] = request.proxy_host[255] = '\0';
-        wrapper_.refused = "url_ex"; // and so do the others
-        curlf_info_.exec_info = {1, 2, 3, 4, 55, 6, 7, 8, 9};
-        ASSERT_EQ(s.start(&request), 0u);
-        const transfer_request_t sent = request;
-        memset(&request, 'y', sizeof request); // the caller's again at once
-        const job_record_t job = ended();
-        EXPECT_EQ(memcmp(&job.request, &sent, 2076), 0);
-        EXPECT_EQ(job.request.resume, 0u);
-        EXPECT_EQ(job.module_info.exec, s.kind);
-        EXPECT_EQ(job.exec_info.total_size, 0);
-        EXPECT_EQ(job.exec_info.transferred_size, 0);
-        EXPECT_EQ(job.exec_info.elapsed_time, 0);
-        EXPECT_EQ(job.exec_info.zixi_error, 55u); // another engine's
-        EXPECT_EQ(job.exec_info.retry_count, 0u);
-        EXPECT_EQ(curlf_finished(), 0);
-    }
-}
-
-TEST_F(Engine, AStartResetsTheHead)
-{
-    for (const auto &s : STARTERS) {
-        curlf_info_.module_info = {0, 9, 9, 1};
         start_and_hold(s.start);
-        const module_info_t head = state().module_info;
-        EXPECT_EQ(head.running, 1u);
-        EXPECT_EQ(head.exec, s.kind);
-        EXPECT_EQ(head.result, 0u);
-        EXPECT_EQ(head.cancel, 0u);
+        const job_record_t job = state();
+        EXPECT_EQ(job.module_info.exec, s.kind);
+        EXPECT_EQ(memcmp(&job.request, &request, 2076), 0);
+        EXPECT_EQ(job.remote_file.looked_up, 0u);
+        EXPECT_EQ(s.start(&request), 3u);
         let_go();
         ended();
         EXPECT_EQ(curlf_finished(), 0);
     }
-}
-
-TEST_F(Engine, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
-{
-    const remote_file_t known{1, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77};
-    struct {
-        starter start;
-        uint32_t resume;
-        remote_file_t expected;
-    } const table[] = {
-        {curlf_download, 1, known},
-        {curlf_upload, 0, {0, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
-        {curlf_upload, 0x1234, {0x34, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
-        {curlf_dl_file_info, 1, {0, 0, 0, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
-    };
-    for (const auto &row : table) {
-        curlf_info_.remote_file = known;
-        request.resume = row.resume;
-        start_and_hold(row.start);
-        const remote_file_t now = state().remote_file;
-        EXPECT_EQ(memcmp(&now, &row.expected, sizeof now), 0);
-        let_go();
-        ended();
-        EXPECT_EQ(curlf_finished(), 0);
-    }
-}
-
-TEST_F(Engine, AStartWhileAJobRunsIsBusyAndChangesNothing)
-{
-    wrapper_.size_upload = 10;
-    start_and_hold(curlf_upload);
-    const job_record_t before = state();
-    transfer_request_t other = request;
-    SET_TEXT(other.host, "other");
-    other.resume = 1;
-    for (const auto &s : STARTERS)
-        EXPECT_EQ(s.start(&other), 3u);
-    const job_record_t after = state();
-    EXPECT_EQ(memcmp(&before, &after, sizeof before), 0);
-    let_go();
-    EXPECT_EQ(ended().module_info.result, 0u);
-    EXPECT_EQ(logged(), lines{});
+    request.resume = 0x1234;
+    ASSERT_EQ(curlf_upload(&request), 0u);
+    EXPECT_EQ(ended().remote_file.looked_up, 0x34u);
 }
 
 TEST_F(Engine, AStartBeforeTheLastWorkerWasJoinedFailsAndForgetsIt)
@@ -224,7 +159,9 @@ TEST_F(Engine, AStartBeforeTheLastWorkerWasJoinedFailsAndForgetsIt)
     start_and_hold(curlf_upload);
     let_go();
     EXPECT_EQ(ended().module_info.result, 0u);
-    EXPECT_EQ(curlf_finished(), 0);
+    system.pthread_join = ESRCH;
+    EXPECT_EQ(curlf_finished(), ESRCH);
+    EXPECT_EQ(logged(), lines{"error: curl_func(2075): errno(3) No such process\n"});
 }
 
 TEST_F(Engine, AWorkerThatCannotBeCreatedIsLogged)
@@ -244,28 +181,17 @@ TEST_F(Engine, AWorkerThatCannotBeCreatedIsLogged)
     EXPECT_EQ(ended().module_info.result, 0u);
 }
 
-TEST_F(Engine, AStartRunsOnWhenItsLockFails)
+TEST_F(Engine, AFailedLockOrUnlockIsLogged)
 {
-    hold();
     system.lock = EINVAL;
-    EXPECT_EQ(curlf_download(&request), 0u);
+    state();
     EXPECT_EQ(logged(), lines{"error: curl_func(2124): pthread_mutex_lock(): 22\n"});
-    let_go();
-    EXPECT_EQ(ended().module_info.result, 0u);
+    system.unlock = EPERM;
+    state();
+    EXPECT_EQ(logged(), lines{"error: curl_func(2142): pthread_mutex_unlock(): 1\n"});
 }
 
 // --- Finished
-
-TEST_F(Engine, AFinishedJobIsReportedOnce)
-{
-    EXPECT_EQ(curlf_finished(), -1); // none yet
-    start_and_hold(curlf_download);
-    EXPECT_EQ(curlf_finished(), -1); // still running
-    let_go();
-    ended();
-    EXPECT_EQ(curlf_finished(), 0);
-    EXPECT_EQ(curlf_finished(), -1);
-}
 
 TEST_F(Engine, AFailedJobIsReportedLikeAnyOther)
 {
@@ -278,34 +204,7 @@ TEST_F(Engine, AFailedJobIsReportedLikeAnyOther)
     EXPECT_EQ(state().module_info.result, 16u); // kept until the next start
 }
 
-TEST_F(Engine, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
-{
-    start_and_hold(curlf_download);
-    let_go();
-    ended();
-    system.pthread_join = ESRCH;
-    EXPECT_EQ(curlf_finished(), ESRCH);
-    EXPECT_EQ(logged(), lines{"error: curl_func(2075): errno(3) No such process\n"});
-    EXPECT_EQ(curlf_finished(), -1);
-}
-
 // --- State
-
-TEST_F(Engine, TheStateIsTheWholeRecord)
-{
-    struct {
-        uint8_t before;
-        job_record_t record;
-        uint8_t after;
-    } out;
-    memset(&out, 0xEE, sizeof out);
-    memset(&curlf_info_, 0x11, sizeof curlf_info_);
-    curlf_get_state(&out.record);
-    EXPECT_EQ(memcmp(&out.record, &curlf_info_, 2192), 0);
-    EXPECT_EQ(out.before, 0xEE);
-    EXPECT_EQ(out.after, 0xEE);
-    curlf_info_ = {};
-}
 
 TEST_F(Engine, TheStateShowsTheProgressOfARunningJob)
 {
@@ -360,17 +259,6 @@ TEST_F(Engine, TheStateMayBeReadAtAnyMoment)
 }
 
 // --- Cancel
-
-TEST_F(Engine, ACancelWithoutAJobLeavesItsFlagUntilTheNextStart)
-{
-    EXPECT_EQ(curlf_cancel(), 2);
-    EXPECT_EQ(state().module_info.cancel, 1u);
-    EXPECT_EQ(system.naps, 0);
-    start_and_hold(curlf_download);
-    EXPECT_EQ(state().module_info.cancel, 0u);
-    let_go();
-    ended();
-}
 
 TEST_F(Engine, EveryKindOfJobCanBeCancelled)
 {

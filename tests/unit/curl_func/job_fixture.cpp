@@ -6,12 +6,16 @@
 #include <fstream>
 #include <iterator>
 
+static constexpr job_engine_t SILENT = {nullptr,  unjoined_t::forgotten, "not recursive", "lock", "unlock",
+                                        "create", "not started",         nullptr,         "join"};
+curl_job_t job_;
+
 JobFixture::JobFixture()
 {
-    curlf_info_ = {};
+    job_ = {{.engine = &SILENT}};
     wrapper_ = {};
     secure_ = {};
-    EXPECT_EQ(job_mutex_init(), 0);
+    EXPECT_EQ(job_init(&job_), 0);
     std::string name = (std::filesystem::temp_directory_path() / "curl_func.XXXXXX").string();
     folder_ = mkdtemp(name.data());
     system_ = &system;

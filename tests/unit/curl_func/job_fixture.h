@@ -11,6 +11,9 @@
 #include <gmock/gmock.h>
 #include <string>
 
+// The job of the running test. Its engine has log ids like the real one and no work.
+extern curl_job_t job_;
+
 class JobFixture : public testing::Test
 {
 protected:

@@ -10,7 +10,7 @@
 class Perform : public JobFixture
 {
 protected:
-    Perform() { curlf_info_.module_info.exec = JOB_UPLOAD; }
+    Perform() { job_.record.module_info.exec = JOB_UPLOAD; }
 
     // Runs the tries that were scripted; all of them must be made.
     void run()
@@ -42,9 +42,9 @@ protected:
     }
 
     curl_e_handle_t handle{};
-    exec_info_t &shown = curlf_info_.exec_info;
+    exec_info_t &shown = job_.record.exec_info;
     timeout_info_t timeout{60, 0, -1, 0, 0, 0, 0};
-    perform_info_t info{&timeout, &curlf_info_.exec_info, &curlf_info_, nullptr, nullptr, nullptr};
+    perform_info_t info{&timeout, &job_.record.exec_info, &job_, nullptr, nullptr, nullptr};
 };
 
 inline std::string retry_line(int error, int curl_code, int retry)

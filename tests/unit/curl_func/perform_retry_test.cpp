@@ -19,7 +19,7 @@ TEST_F(Perform, AnUploadThatKeepsStallingIsTriedFiveTimesWithDoubledLimits)
 
 TEST_F(Perform, ALookUpThatKeepsTimingOutDoublesItsOperationLimit)
 {
-    curlf_info_.module_info.exec = JOB_DL_FILE_INFO;
+    job_.record.module_info.exec = JOB_DL_FILE_INFO;
     timeout = {0, 180, -1, 0, 0, 0, 0};
     script(5, ends_with(16, 28));
     run();
@@ -41,7 +41,7 @@ TEST_F(Perform, LinesAboutRetriesAreErrorsTheNewLimitsAreNot)
 
 TEST_F(Perform, ADownloadThatTimesOutIsNotTriedAgain)
 {
-    curlf_info_.module_info.exec = JOB_DOWNLOAD;
+    job_.record.module_info.exec = JOB_DOWNLOAD;
     timeout.timeout_retry_limit = 0;
     script(1, stalls());
     run();
@@ -157,7 +157,7 @@ TEST_F(Perform, ACancelDuringThePauseEndsItAndTheNextTryMeetsIt)
 {
     system.while_asleep = [this] {
         if (system.naps == 3)
-            curlf_info_.module_info.cancel = 1;
+            job_.record.module_info.cancel = 1;
     };
     script(1, ends_with(16, 55));
     script(1, ends_with(1, 42)); // as the progress callback sees to it

@@ -196,7 +196,7 @@ TEST_F(Perform, ATransferShorterThanAnnouncedFails)
         handle = {};
         shown.total_size = row.total;
         shown.transferred_size = 7;
-        curlf_info_.module_info.exec = row.kind;
+        job_.record.module_info.exec = row.kind;
         wrapper_.size_download = row.downloaded;
         wrapper_.size_upload = row.uploaded;
         script(1, ends_with(0, 0, 226));

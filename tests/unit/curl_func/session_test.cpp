@@ -7,7 +7,7 @@ class Session : public JobFixture
 protected:
     Session()
     {
-        transfer_request_t &r = curlf_info_.request;
+        transfer_request_t &r = job_.record.request;
         SET_TEXT(r.host, "srv");
         SET_TEXT(r.remote_path, "/d/f.bin");
         SET_TEXT(r.username, "user");
@@ -22,10 +22,10 @@ protected:
     {
         wrapper_ = {};
         handle = {};
-        return curl_ftp_setting(&handle, &auth);
+        return curl_ftp_setting(&handle, &request, &auth);
     }
 
-    transfer_request_t &request = curlf_info_.request;
+    transfer_request_t &request = job_.record.request;
     curl_e_handle_t handle{};
     cb_auth_info_t auth{&handle, &request.server_auth};
 };
@@ -93,7 +93,7 @@ TEST_F(Session, AnOptionThatIsRefusedIsTheLastOne)
             wrapper_ = {};
             handle = {};
             wrapper_.refused = all[i].substr(0, all[i].find('('));
-            EXPECT_EQ(curl_ftp_setting(&handle, &auth), 5) << all[i];
+            EXPECT_EQ(curl_ftp_setting(&handle, &request, &auth), 5) << all[i];
             EXPECT_EQ(wrapper_.asked, calls(all.begin(), all.begin() + static_cast<ptrdiff_t>(i) + 1));
         }
     }
@@ -102,7 +102,7 @@ TEST_F(Session, AnOptionThatIsRefusedIsTheLastOne)
 TEST_F(Session, AnErrorFromBeforeStopsAtTheFirstOption)
 {
     handle.error = FTPCD_ERR_INTERNAL;
-    EXPECT_EQ(curl_ftp_setting(&handle, &auth), 5);
+    EXPECT_EQ(curl_ftp_setting(&handle, &request, &auth), 5);
     EXPECT_EQ(wrapper_.asked.size(), 1u);
 }
 

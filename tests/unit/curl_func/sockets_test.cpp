@@ -30,8 +30,8 @@ struct pair_t {
 class Sockets : public JobFixture
 {
 protected:
-    void TearDown() override { sockets_forget_all(); }
-    static void note(int fd) { EXPECT_EQ(cb_note_socket(nullptr, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
+    void TearDown() override { sockets_forget_all(&job_); }
+    static void note(int fd) { EXPECT_EQ(cb_note_socket(&job_, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
 };
 
 } // namespace
@@ -42,10 +42,10 @@ TEST_F(Sockets, AllThatAreNotedAreBroken)
     note(control.ends[0]);
     note(data.ends[0]);
     EXPECT_FALSE(control.is_broken());
-    sockets_break();
+    sockets_break(&job_);
     EXPECT_TRUE(control.is_broken());
     EXPECT_TRUE(data.is_broken());
-    sockets_break(); // again does no harm
+    sockets_break(&job_); // again does no harm
 }
 
 TEST_F(Sockets, OneThatIsForgottenIsLeftAlone)
@@ -53,8 +53,8 @@ TEST_F(Sockets, OneThatIsForgottenIsLeftAlone)
     const pair_t control, data;
     note(control.ends[0]);
     note(data.ends[0]);
-    sockets_forget(control.ends[0]);
-    sockets_break();
+    sockets_forget(&job_, control.ends[0]);
+    sockets_break(&job_);
     EXPECT_FALSE(control.is_broken());
     EXPECT_TRUE(data.is_broken());
 }
@@ -64,9 +64,9 @@ TEST_F(Sockets, ClosingForgetsAndCloses)
     const pair_t control;
     const int twin = dup(control.ends[0]);
     note(twin);
-    EXPECT_EQ(cb_close_noted(nullptr, twin), 0);
+    EXPECT_EQ(cb_close_noted(&job_, twin), 0);
     EXPECT_EQ(fcntl(twin, F_GETFD), -1);
-    sockets_break();
+    sockets_break(&job_);
     EXPECT_FALSE(control.is_broken());
 }
 
@@ -80,7 +80,7 @@ TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
         note(number);
     }
     ASSERT_EQ(dup2(other.ends[0], number), number);
-    sockets_break();
+    sockets_break(&job_);
     EXPECT_FALSE(other.is_broken());
     close(number);
 }
@@ -93,7 +93,7 @@ TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
     }
     const pair_t control;
     note(control.ends[0]);
-    sockets_break();
+    sockets_break(&job_);
     EXPECT_TRUE(control.is_broken());
 }
 
@@ -102,7 +102,7 @@ TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
     const pair_t pairs[9];
     for (const pair_t &each : pairs)
         note(each.ends[0]);
-    sockets_break();
+    sockets_break(&job_);
     EXPECT_TRUE(pairs[7].is_broken());
     EXPECT_FALSE(pairs[8].is_broken());
 }

@@ -113,7 +113,7 @@ TEST_F(Worker, ACancelledDownloadRemovesItsFile)
 {
     script([](curl_e_handle_t *handle) {
         receive("part");
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         EXPECT_EQ(progress(100, 4), 1);
         handle->curl_code = 42;
     });
@@ -125,7 +125,7 @@ TEST_F(Worker, ACancelledDownloadRemovesItsFile)
 
 TEST_F(Worker, ADownloadCancelledDuringThePauseIsAbortedByTheNextTry)
 {
-    system.while_asleep = [] { curlf_info_.module_info.cancel = 1; };
+    system.while_asleep = [] { job_.record.module_info.cancel = 1; };
     script(ends_with(16, 56));
     script([](curl_e_handle_t *handle) {
         EXPECT_EQ(progress(0, 0), 1);
@@ -140,7 +140,7 @@ TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
 {
     system.remove = EBUSY;
     script([](curl_e_handle_t *handle) {
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         ends_with(1, 42)(handle);
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
@@ -234,7 +234,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
 {
     set_local_path("/dev/null");
     script([](curl_e_handle_t *handle) {
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         ends_with(1, 42)(handle);
     });
     system.remove = EBUSY; // this machine's /dev/null is not put at risk
@@ -248,7 +248,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
         ASSERT_EQ(rename(write("other", "kept").c_str(), path("local").c_str()), 0);
         ends_with(1, 42)(handle);
     });
-    curlf_info_.module_info.cancel = 1;
+    job_.record.module_info.cancel = 1;
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(content(path("local")), "kept");
 }
@@ -257,7 +257,7 @@ TEST_F(Worker, ACancelThatComesWhenAllIsThereIsACancelAsTheFileIsGone)
 {
     script([](curl_e_handle_t *) {
         receive("abc");
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(content(path("local")), "<none>");

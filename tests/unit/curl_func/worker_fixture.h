@@ -13,7 +13,7 @@ class Worker : public JobFixture
 protected:
     Worker()
     {
-        curlf_info_.module_info.running = 1;
+        job_.record.module_info.running = 1;
         SET_TEXT(request.host, "srv");
         SET_TEXT(request.remote_path, "d/f.bin");
         request.passive_mode = 1;
@@ -24,11 +24,10 @@ protected:
 
     uint32_t run(uint32_t kind)
     {
-        curlf_info_.module_info.exec = kind;
-        EXPECT_EQ(th_exec(&curlf_info_), nullptr);
-        EXPECT_EQ(curlf_info_.module_info.running, 0u);
+        job_.record.module_info.exec = kind;
+        th_exec(&job_);
         EXPECT_TRUE(wrapper_.tries.empty()) << "a try was not made";
-        return curlf_info_.module_info.result;
+        return job_.record.module_info.result;
     }
 
     void script(std::function<void(curl_e_handle_t *)> play) { wrapper_.tries.push_back(std::move(play)); }
@@ -70,9 +69,9 @@ protected:
                   (calls{"limit_farewell()", "cleanup()", "global_cleanup()"}));
     }
 
-    transfer_request_t &request = curlf_info_.request;
-    exec_info_t &shown = curlf_info_.exec_info;
-    remote_file_t &remote_file = curlf_info_.remote_file;
+    transfer_request_t &request = job_.record.request;
+    exec_info_t &shown = job_.record.exec_info;
+    remote_file_t &remote_file = job_.record.remote_file;
 };
 
 inline const calls SETTINGS{

@@ -98,7 +98,7 @@ TEST_F(Worker, ALookUpWhoseOptionIsRefusedStopsThere)
 TEST_F(Worker, ACancelledLookUpIsCancelled)
 {
     script([](curl_e_handle_t *handle) {
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         EXPECT_EQ(progress(0, 0), 1);
         handle->curl_code = 42;
     });

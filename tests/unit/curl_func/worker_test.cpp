@@ -80,7 +80,7 @@ TEST_F(Worker, TheOutcomeIsStoredBeforeTheHandleIsReleased)
     script([](curl_e_handle_t *handle) {
         handle->response_code_type = RESPONSE_CODE_FTP;
         handle->response_code = 226;
-        EXPECT_EQ(curlf_info_.module_info.running, 1u);
+        EXPECT_EQ(job_.record.module_info.running, 1u);
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
     EXPECT_EQ(shown.curl_code, 0u);

@@ -236,7 +236,7 @@ TEST_F(Worker, ACancelledUploadKeepsItsLocalFile)
 {
     write("local", "0123456789");
     script([](curl_e_handle_t *handle) {
-        curlf_info_.module_info.cancel = 1;
+        job_.record.module_info.cancel = 1;
         EXPECT_EQ(progress(0, 0, 10, 5), 1);
         handle->curl_code = 42;
     });

@@ -1,6 +1,7 @@
 // Both transfer engines, played by the test: they do as arranged and remember what they were asked.
 #pragma once
 
+#include "job_slot/job_record.h"
 #include "wire/wire.h"
 
 #include <deque>

@@ -1,15 +1,14 @@
 #include "scene.h"
 
 #include "../curl_func/fake_wrapper.h"
-#include "curl_func/job.h"
 #include "ftp_clientd/daemonise.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/run_flag.h"
 #include "support/logged.h"
-#include "zixi_func/job.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -19,8 +18,23 @@ int ftp_clientd_main();
 
 scene_t *scene_;
 
+job_slot_t &slot_of(size_t engine)
+{
+    return *reinterpret_cast<job_slot_t *>(reinterpret_cast<char *>(scheduler_mutex(engine)) -
+                                           offsetof(job_slot_t, mutex));
+}
+
 namespace
 {
+
+// What an earlier run has left there.
+void clear_records()
+{
+    if (scheduler_mutex(0) == nullptr)
+        return;
+    slot_of(0).record = {};
+    slot_of(1).record = {};
+}
 
 bool is_among(char letter, std::string_view letters)
 {
@@ -54,13 +68,7 @@ uint32_t kind_of(char letter)
     return command == COMMAND_DL_FILE_INFO ? uint32_t{JOB_DL_FILE_INFO} : command;
 }
 
-zixif_info_t *zixi_record()
-{
-    return const_cast<zixif_info_t *>(reinterpret_cast<const zixif_info_t *>(
-        reinterpret_cast<const char *>(&zixif_request()) - offsetof(zixif_info_t, job.request)));
-}
-
-const job_record_t &record_of(size_t engine) { return engine == 0 ? curlf_info_ : zixi_record()->job; }
+const job_record_t &record_of(size_t engine) { return slot_of(engine).record; }
 
 size_t hash_of(const job_record_t &record)
 {
@@ -107,10 +115,11 @@ size_t leaving(int thread)
 // libcurl: the engine's own progress callback is called as often as the job takes.
 void transfer(curl_e_handle_t *handle)
 {
-    const bool endless = strcmp(curlf_info_.request.host, ENDLESS_HOST) == 0;
-    const bool upload = curlf_info_.module_info.exec == JOB_UPLOAD;
+    const transfer_request_t &request = record_of(0).request;
+    const bool endless = strcmp(request.host, ENDLESS_HOST) == 0;
+    const bool upload = record_of(0).module_info.exec == JOB_UPLOAD;
     if (upload) // the sample's unit is the byte: an upload must have moved the whole file
-        scene_->claim(truncate(curlf_info_.request.local_path, SAMPLES) == 0, "the local file is there");
+        scene_->claim(truncate(request.local_path, SAMPLES) == 0, "the local file is there");
     for (int sample = 1; (endless && !scene_->abandoned) || sample <= SAMPLES; sample++) {
         scheduler_at(endless ? "transfer" : "transfer " + std::to_string(sample));
         const double now = endless ? 1 : sample;
@@ -128,8 +137,7 @@ void begin_run()
     wrapper_.total_time_s = 1;
     wrapper_.size_download = wrapper_.size_upload = SAMPLES;
     wrapper_.tries.assign(scene_->script.size(), transfer);
-    curlf_info_ = {};
-    zixi_record()->job = {};
+    clear_records();
     engine_select(PROTOCOL_FTP);
     seen_t seen = std::move(scene_->seen);
     *scene_ = {.script = scene_->script, .local_path = scene_->local_path, .seen = std::move(seen)};

@@ -3,6 +3,7 @@
 
 #include "daemon.h"
 #include "expectation.h"
+#include "job_slot/job_slot.h"
 
 #include <string>
 #include <vector>
@@ -51,3 +52,6 @@ struct scene_t {
 };
 
 extern scene_t *scene_;
+
+// Of libcurl's engine (0) or Zixi's (1), which are initialised in this order.
+job_slot_t &slot_of(size_t engine);

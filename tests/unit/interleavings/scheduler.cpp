@@ -2,6 +2,7 @@
 
 #include "orders.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -55,6 +56,7 @@ struct thread_t {
 // What outlives a run.
 const program_t *program_;
 orders_t orders_;
+std::vector<pthread_mutex_t *> mutexes_in_order_;
 
 // This run.
 bool running_;
@@ -243,6 +245,11 @@ void scheduler_yield() { wait_as(state_t::ready); }
 
 void scheduler_at(const std::string &place) { self().seen = std::hash<std::string>{}(place); }
 
+pthread_mutex_t *scheduler_mutex(size_t n)
+{
+    return n < mutexes_in_order_.size() ? mutexes_in_order_[n] : nullptr;
+}
+
 bool scheduler_all_workers_ended() { return all_workers_ended(); }
 int scheduler_started_count() { return static_cast<int>(threads_.size()) - 1; }
 int scheduler_joined_count() { return joined_count_; }
@@ -302,8 +309,11 @@ int __wrap_pthread_detach(pthread_t id)
 
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes)
 {
-    if (running_ && attributes != nullptr)
+    if (running_ && attributes != nullptr) {
         mutexes_[mutex] = {};
+        if (std::ranges::find(mutexes_in_order_, mutex) == mutexes_in_order_.end())
+            mutexes_in_order_.push_back(mutex);
+    }
     return __real_pthread_mutex_init(mutex, attributes);
 }
 

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <pthread.h>
 #include <string>
 
 struct program_t {
@@ -34,6 +35,9 @@ explored_t explore(const program_t &program, const std::function<bool()> &enough
 
 // A turn may end here: for what stands in for a sleep.
 void scheduler_yield();
+
+// The n-th of the mutexes that are watched, in the order of their first initialisation; NULL before that.
+pthread_mutex_t *scheduler_mutex(size_t n);
 
 // The thread that calls is at this place of its program, and what it saw on its way is of no more interest:
 // what it does next depends on the place and the shared memory alone. Loops must say so, or never end.

@@ -1,7 +1,6 @@
 // What the daemon stands on, played: the feeder library, the sleeps, and what must not be the machine's own.
 #include "platform/zixiFeeder.h"
 #include "scene.h"
-#include "zixi_func/job.h"
 
 #include <cstring>
 #include <ctime>
@@ -27,7 +26,7 @@ int zixi_upload_file(uintptr_t, uintptr_t, const char *, const char *, zixi_uplo
 
 int zixi_get_upload_progress(void *, uint64_t *sent, uint64_t *total, int *state)
 {
-    const bool endless = strcmp(zixif_request().host, ENDLESS_HOST) == 0;
+    const bool endless = strcmp(slot_of(1).record.request.host, ENDLESS_HOST) == 0;
     *sent = static_cast<uint64_t>(stream_);
     *total = SAMPLES;
     *state = stream_ == SAMPLES && (!endless || scene_->abandoned) ? 3 : ZIXI_STATE_UPLOADING;

@@ -2,7 +2,6 @@
 
 #include "fake_feeder.h"
 #include "support/logged.h"
-#include "zixi_func/job.h"
 
 #include <algorithm>
 #include <cstring>
@@ -20,37 +19,30 @@ namespace
 constexpr const char *DONE = "zixi_func(784): Zixi FTP Done.\n";
 constexpr const char *NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n";
 
+constexpr job_engine_t SILENT = {nullptr,  unjoined_t::kept, "not recursive", "lock", "unlock",
+                                 "create", "not started",    "no thread",     "join"};
+
 // The worker, run by the test's own thread on a record as a start leaves it.
 struct Worker : testing::Test {
     fake_feeder_t feeder;
-    job_record_t job = {};
+    job_slot_t slot = {.engine = &SILENT};
+    job_record_t &job = slot.record;
 
     Worker()
     {
         feeder_ = &feeder;
-        zixif_job_init();
+        job_init(&slot);
         job.module_info = {1, JOB_UPLOAD, 0, 0};
         job.request = zixi_request();
         logged();
     }
-    void run()
-    {
-        {
-            const zixif_lock held;
-            zixif_info(held).job = job;
-        }
-        EXPECT_EQ(zixif_worker(nullptr), nullptr);
-        const zixif_lock held;
-        job = zixif_info(held).job;
-        EXPECT_EQ(job.module_info.running, 0u);
-    }
+    void run() { zixif_work(&slot); }
     void cancel_at(const std::string &stage, int time = 1)
     {
-        feeder.on_event = [stage, time, seen = 0](const std::string &event) mutable {
+        feeder.on_event = [this, stage, time, seen = 0](const std::string &event) mutable {
             if (event != stage || ++seen != time)
                 return;
-            const zixif_lock held;
-            zixif_info(held).job.module_info.cancel = 1;
+            job.module_info.cancel = 1;
         };
     }
     void expect_outcome(uint32_t result, int zixi_error)
@@ -119,7 +111,6 @@ TEST_F(Worker, AnUnknownKindIsJudgedByTheStoredError)
     run();
     expect_outcome(FTPCD_ERR_NONE, 0);
     EXPECT_EQ(logged(), lines{});
-    job.module_info.running = 1;
     job.exec_info.zixi_error = 5;
     run();
     expect_outcome(FTPCD_ERR_NETWORK, 5);
@@ -166,7 +157,6 @@ TEST_F(Worker, CredentialsMayFillTheirFieldsOrBeEmpty)
     EXPECT_EQ(feeder.user_length, 63);
     EXPECT_EQ(feeder.password, std::string(127, 'p'));
     EXPECT_EQ(feeder.password_length, 127);
-    job.module_info.running = 1;
     bytes[1092] = '\0';
     bytes[1156] = '\0';
     run();
@@ -332,9 +322,7 @@ TEST_F(Worker, TheParameterBlockIsExact)
     expected[1] = 0x23;
     expected[4] = 0x96; // 1430
     expected[5] = 0x05;
-    const zixif_lock held;
-    const char *remote_path =
-        reinterpret_cast<const char *>(&zixif_info(held)) + 16; // of the record's request
+    const char *remote_path = reinterpret_cast<const char *>(&slot) + 16; // of the record's request
     memcpy(&expected[8], &remote_path, sizeof remote_path);
     expected[24] = 0x80; // 50000000
     expected[25] = 0xf0;

@@ -1,0 +1,359 @@
+#include "job_slot/job_slot.h"
+
+#include "support/logged.h"
+#include "wire/wire.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <semaphore>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+
+// What the next call of the slot meets, once; the call does its work all the same, but for create.
+struct faults_t {
+    std::atomic<int> settype = 0, lock = 0, unlock = 0, create = 0, join = 0;
+};
+faults_t faults_;
+std::atomic<int> naps_;
+std::atomic<uint64_t> longest_nap_us_;
+
+int after(std::atomic<int> &fault, int rc)
+{
+    const int error = fault.exchange(0);
+    return error != 0 ? error : rc;
+}
+
+} // namespace
+
+extern "C" {
+int __real_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *), void *own);
+int __real_pthread_join(pthread_t id, void **result);
+int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
+
+int __wrap_usleep(useconds_t us)
+{
+    naps_++;
+    longest_nap_us_ = std::max<uint64_t>(longest_nap_us_, us);
+    std::this_thread::yield();
+    return 0;
+}
+int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *), void *own)
+{
+    const int error = faults_.create.exchange(0);
+    return error != 0 ? error : __real_pthread_create(id, attributes, run, own);
+}
+int __wrap_pthread_join(pthread_t id, void **result)
+{
+    return after(faults_.join, __real_pthread_join(id, result));
+}
+int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type)
+{
+    return after(faults_.settype, __real_pthread_mutexattr_settype(attributes, type));
+}
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
+{
+    return after(faults_.lock, __real_pthread_mutex_lock(mutex));
+}
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
+{
+    return after(faults_.unlock, __real_pthread_mutex_unlock(mutex));
+}
+}
+
+namespace
+{
+
+std::binary_semaphore reached_{0};
+std::binary_semaphore may_end_{0};
+
+// The work of a job: it lasts until let_go, or until it hears of a cancel.
+void held(job_slot_t *slot)
+{
+    reached_.release();
+    may_end_.acquire();
+    job_store_result(slot, job_is_cancelled(slot) ? FTPCD_ERR_CANCELED : FTPCD_ERR_NONE);
+}
+
+constexpr job_engine_t FORGETS = {
+    held, unjoined_t::forgotten, "m(1)", "m(2)", "m(3)", "m(4)", "m(5)", nullptr, "m(7)"};
+constexpr job_engine_t KEEPS = {held,   unjoined_t::kept, "m(1)", "m(2)", "m(3)",
+                                "m(4)", "m(5)",           "m(6)", "m(7)"};
+
+class JobSlot : public testing::TestWithParam<const job_engine_t *>
+{
+protected:
+    JobSlot()
+    {
+        slot.engine = GetParam();
+        naps_ = 0;
+        EXPECT_EQ(job_init(&slot), 0);
+        logged();
+    }
+    ~JobSlot() override { job_finished(&slot); }
+
+    uint32_t start(job_kind kind = JOB_DOWNLOAD) { return job_start(&slot, kind, &request, 0x34); }
+    void start_and_hold(job_kind kind = JOB_DOWNLOAD)
+    {
+        ASSERT_EQ(start(kind), 0u);
+        reached_.acquire();
+    }
+    void let_go()
+    {
+        may_end_.release();
+        while (state().module_info.running != 0)
+            std::this_thread::yield();
+    }
+    job_record_t state()
+    {
+        job_record_t copy;
+        job_get_state(&slot, &copy);
+        return copy;
+    }
+    void expect_head(uint32_t running, uint32_t exec, uint32_t result, uint32_t cancel)
+    {
+        const module_info_t head = state().module_info;
+        EXPECT_EQ((std::vector{head.running, head.exec, head.result, head.cancel}),
+                  (std::vector{running, exec, result, cancel}));
+    }
+    // What a start without a worker logs after errno's line of its own, if any.
+    lines refusal(const std::string &text) const
+    {
+        lines expected{"error: m(5): " + text};
+        if (GetParam() == &KEEPS)
+            expected.push_back("error: m(6): failed to create thread.\n");
+        return expected;
+    }
+
+    job_slot_t slot;
+    transfer_request_t request{};
+};
+INSTANTIATE_TEST_SUITE_P(BothEngines, JobSlot, testing::Values(&FORGETS, &KEEPS));
+
+const std::string NO_THREAD = "errno(11) Resource temporarily unavailable\n";
+
+} // namespace
+
+// --- Lock
+
+TEST_P(JobSlot, InitResetsTheHeadAndTheLockCanBeTakenTwice)
+{
+    slot.record.module_info = {1, 2, 3, 4};
+    slot.started = 1;
+    EXPECT_EQ(job_init(&slot), 0);
+    EXPECT_EQ(slot.started, 0u);
+    const job_lock outer(&slot);
+    expect_head(0, 0, 0, 0); // takes it again
+    EXPECT_EQ(logged(), lines{});
+}
+
+TEST_P(JobSlot, InitFailsWithoutARecursiveLock)
+{
+    faults_.settype = ENOTSUP;
+    EXPECT_EQ(job_init(&slot), -1);
+    EXPECT_EQ(logged(), lines{"error: m(1): pthread_mutexattr_settype(): 95\n"});
+}
+
+TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheScopeRunsOn)
+{
+    faults_.lock = EINVAL;
+    job_store_result(&slot, FTPCD_ERR_TIMEOUT);
+    EXPECT_EQ(logged(), lines{"error: m(2): pthread_mutex_lock(): 22\n"});
+    faults_.unlock = EPERM;
+    job_store_result(&slot, FTPCD_ERR_BUSY);
+    EXPECT_EQ(logged(), lines{"error: m(3): pthread_mutex_unlock(): 1\n"});
+    expect_head(0, 0, FTPCD_ERR_BUSY, 0);
+}
+
+TEST_P(JobSlot, TheLockKeepsOtherThreadsOut)
+{
+    constexpr uint32_t ROUNDS = 20000;
+    const auto count = [this] {
+        for (uint32_t i = 0; i < ROUNDS; i++) {
+            const job_lock lock(&slot);
+            slot.record.module_info.result++;
+        }
+    };
+    std::thread other(count);
+    count();
+    other.join();
+    EXPECT_EQ(state().module_info.result, 2 * ROUNDS);
+}
+
+// --- Start
+
+TEST_P(JobSlot, AStartCopiesTheRequestUpToResumeAndResetsTheFigures)
+{
+    for (const job_kind kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO}) {
+        memset(&request, 'x', sizeof request);
+        slot.record.module_info = {0, 9, 9, 1};
+        slot.record.exec_info = {1, 2, 3, 4, 55, 6, 7, 8, 9};
+        const transfer_request_t sent = request;
+        start_and_hold(kind);
+        memset(&request, 'y', sizeof request); // the caller's again at once
+        const job_record_t job = state();
+        expect_head(1, kind, 0, 0);
+        EXPECT_EQ(memcmp(&job.request, &sent, 2076), 0);
+        EXPECT_EQ(job.request.resume, 0u);
+        EXPECT_EQ(job.exec_info.total_size + job.exec_info.transferred_size + job.exec_info.elapsed_time, 0);
+        EXPECT_EQ(job.exec_info.retry_count, 0u);
+        EXPECT_EQ(job.exec_info.zixi_error, 55u); // each engine's own affair
+        let_go();
+        EXPECT_EQ(job_finished(&slot), 0);
+    }
+}
+
+TEST_P(JobSlot, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
+{
+    const remote_file_t known{0x01020301, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77};
+    struct {
+        job_kind kind;
+        remote_file_t expected;
+    } const table[] = {
+        {JOB_DOWNLOAD, known},
+        {JOB_UPLOAD, {0x01020334, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
+        {JOB_DL_FILE_INFO, {0, 0, 0, 2024, 12, 31, 23, 59, 0x755, 0, 77}},
+    };
+    for (const auto &row : table) {
+        slot.record.remote_file = known;
+        start_and_hold(row.kind);
+        const remote_file_t now = state().remote_file;
+        EXPECT_EQ(memcmp(&now, &row.expected, sizeof now), 0);
+        EXPECT_EQ(job_upload_flag(&slot), row.expected.looked_up & 0xFF);
+        let_go();
+        EXPECT_EQ(job_finished(&slot), 0);
+    }
+}
+
+TEST_P(JobSlot, AStartWhileAJobRunsIsBusyAndChangesNothing)
+{
+    start_and_hold(JOB_UPLOAD);
+    const job_record_t before = state();
+    strcpy(request.host, "other");
+    for (const job_kind kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO})
+        EXPECT_EQ(job_start(&slot, kind, &request, 1), 3u);
+    const job_record_t after = state();
+    EXPECT_EQ(memcmp(&before, &after, sizeof before), 0);
+    EXPECT_EQ(logged(), lines{});
+    let_go();
+}
+
+TEST_P(JobSlot, WithoutAThreadTheStartFailsWith5AndTheNextOneSucceeds)
+{
+    faults_.create = EAGAIN;
+    EXPECT_EQ(start(), 5u);
+    lines expected = refusal(NO_THREAD);
+    expected.insert(expected.begin(), "error: m(4): " + NO_THREAD);
+    EXPECT_EQ(logged(), expected);
+    expect_head(0, JOB_DOWNLOAD, 5, 0);
+    EXPECT_EQ(job_finished(&slot), -1);
+    start_and_hold();
+    let_go();
+}
+
+TEST_P(JobSlot, AStartBeforeTheJoinIsRefusedAndTheWorkerForgottenOrKept)
+{
+    start_and_hold(JOB_DOWNLOAD);
+    let_go();
+    errno = EAGAIN;
+    EXPECT_EQ(start(JOB_UPLOAD), 5u);
+    EXPECT_EQ(logged(), refusal(NO_THREAD));
+    expect_head(0, JOB_UPLOAD, 5, 0);
+    if (GetParam() == &KEEPS) {
+        EXPECT_EQ(start(JOB_UPLOAD), 5u) << "as long as it is not joined";
+        EXPECT_EQ(job_finished(&slot), 0);
+    }
+    EXPECT_EQ(job_finished(&slot), -1);
+    start_and_hold();
+    let_go();
+}
+
+// --- End
+
+TEST_P(JobSlot, AFinishedJobIsReportedOnceAndItsOutcomeKept)
+{
+    EXPECT_EQ(job_finished(&slot), -1); // none yet
+    start_and_hold();
+    EXPECT_EQ(job_finished(&slot), -1); // still running
+    let_go();
+    slot.record.module_info.result = 16;
+    EXPECT_EQ(job_finished(&slot), 0);
+    EXPECT_EQ(job_finished(&slot), -1);
+    expect_head(0, JOB_DOWNLOAD, 16, 0);
+}
+
+TEST_P(JobSlot, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
+{
+    start_and_hold();
+    let_go();
+    faults_.join = ESRCH;
+    EXPECT_EQ(job_finished(&slot), ESRCH);
+    EXPECT_EQ(logged(), lines{"error: m(7): errno(3) No such process\n"});
+    EXPECT_EQ(job_finished(&slot), -1);
+}
+
+TEST_P(JobSlot, TheStateIsTheWholeRecord)
+{
+    struct {
+        uint8_t before;
+        job_record_t record;
+        uint8_t after;
+    } out;
+    memset(&out, 0xEE, sizeof out);
+    memset(&slot.record, 0x11, sizeof slot.record);
+    job_get_state(&slot, &out.record);
+    EXPECT_EQ(memcmp(&out.record, &slot.record, 2192), 0);
+    EXPECT_EQ(out.before, 0xEE);
+    EXPECT_EQ(out.after, 0xEE);
+    slot.record = {};
+}
+
+// --- Cancel
+
+TEST_P(JobSlot, ACancelWithoutAJobIs2AndItsFlagStaysUntilTheNextStart)
+{
+    EXPECT_EQ(job_cancel(&slot, nullptr), 2);
+    expect_head(0, 0, 0, 1);
+    EXPECT_EQ(naps_, 0);
+    start_and_hold();
+    expect_head(1, JOB_DOWNLOAD, 0, 0);
+    let_go();
+}
+
+TEST_P(JobSlot, ACancelWaitsUntilTheJobHasEnded)
+{
+    start_and_hold();
+    std::thread job([] {
+        while (naps_ < 100) // without anything to be done, it goes on waiting
+            std::this_thread::yield();
+        may_end_.release();
+    });
+    EXPECT_EQ(job_cancel(&slot, nullptr), 0);
+    job.join();
+    expect_head(0, JOB_DOWNLOAD, 1, 1);
+    EXPECT_EQ(longest_nap_us_, 100'000u);
+    EXPECT_EQ(job_finished(&slot), 0);
+}
+
+TEST_P(JobSlot, WhatCanBeDoneAboutACancelIsDoneWhenItWasNotHeardFor1500Ms)
+{
+    static job_slot_t *asked;
+    asked = nullptr;
+    start_and_hold();
+    EXPECT_EQ(job_cancel(&slot,
+                         [](job_slot_t *slot_) {
+                             if (asked == nullptr) {
+                                 EXPECT_EQ(naps_, 15);
+                                 may_end_.release();
+                             }
+                             asked = slot_;
+                         }),
+              0);
+    EXPECT_EQ(asked, &slot);
+}
