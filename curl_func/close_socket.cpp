@@ -1,13 +1,13 @@
 #include "curl_func/close_socket.h"
 
 #include "curl_func/sockets.h"
+#include "strutil/guards.h"
 
 #include <cerrno>
 #include <linux/sockios.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 constexpr int POLL_MS = 100;
 constexpr int UNDELIVERED_POLLS = 50; // 5 s without a byte delivered
@@ -50,6 +50,7 @@ int cb_close_socket(void *context, curl_socket_t fd)
 {
     auto *job = static_cast<curl_job_t *>(context);
     sockets_forget(job, fd);
+    descriptor closing(fd);
     // A proxy may take the end of sending for the end of all, and reset the server's side. TLS has told the
     // server.
     if (is_tunnelled(job->record.request))
@@ -57,5 +58,5 @@ int cb_close_socket(void *context, curl_socket_t fd)
     // Refused by a socket that is not connected: nothing is on its way then.
     if (shutdown(fd, SHUT_WR) == 0)
         wait_for_delivery(job, fd);
-    return close(fd);
+    return closing.close();
 }

@@ -2,8 +2,8 @@
 
 #if OPENSSL_VERSION_NUMBER < 0x30000000L
 
-OSSL_LIB_CTX *crypto_context_enter() { return nullptr; }
-void crypto_context_leave(OSSL_LIB_CTX *) {}
+job_crypto::job_crypto() : context_(nullptr) {}
+job_crypto::~job_crypto() = default;
 process_crypto::process_crypto() : context_(nullptr) {}
 process_crypto::~process_crypto() = default;
 
@@ -18,22 +18,19 @@ static int is_default(OSSL_PROVIDER *provider, void *)
     return strcmp(OSSL_PROVIDER_get0_name(provider), "default") == 0 ? 1 : 0;
 }
 
-OSSL_LIB_CTX *crypto_context_enter()
+job_crypto::job_crypto()
+    : context_(OSSL_PROVIDER_do_all(nullptr, is_default, nullptr) == 0 ? nullptr : OSSL_LIB_CTX_new())
 {
-    if (OSSL_PROVIDER_do_all(nullptr, is_default, nullptr) == 0)
-        return nullptr;
-    OSSL_LIB_CTX *context = OSSL_LIB_CTX_new();
-    if (context != nullptr)
-        OSSL_LIB_CTX_set0_default(context);
-    return context;
+    if (context_ != nullptr)
+        OSSL_LIB_CTX_set0_default(context_);
 }
 
-void crypto_context_leave(OSSL_LIB_CTX *context)
+job_crypto::~job_crypto()
 {
-    if (context == nullptr)
+    if (context_ == nullptr)
         return;
     OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default());
-    OSSL_LIB_CTX_free(context);
+    OSSL_LIB_CTX_free(context_);
 }
 
 process_crypto::process_crypto() : context_(OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_get0_global_default())) {}

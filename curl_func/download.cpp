@@ -24,19 +24,19 @@ static bool is_stored(FILE *file, const char *path)
     return false;
 }
 
-static bool close_download(FILE *file, const char *path)
+static bool close_download(file_stream *file, const char *path)
 {
-    const bool stored = is_stored(file, path);
-    if (fclose(file) == 0)
+    const bool stored = is_stored(file->get(), path);
+    if (file->close() == 0)
         return stored;
     log_errno("curl_func(657)");
     return false;
 }
 
-static void end_download(worker_t *w, const char *path)
+static void end_download(worker_t *w, file_stream *file, const char *path)
 {
-    const bool removable = local_file_is_removable(w->file.file, path);
-    if (!close_download(w->file.file, path) && w->handle.error == FTPCD_ERR_NONE)
+    const bool removable = local_file_is_removable(file->get(), path);
+    if (!close_download(file, path) && w->handle.error == FTPCD_ERR_NONE)
         w->handle.error = FTPCD_ERR_LOCAL_WRITE;
     if (!job_is_cancelled(w->job) || !removable)
         return;
@@ -53,13 +53,14 @@ void download(worker_t *w)
     w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
     if (curl_ftp_setting(&w->handle, request, &w->auth) != 0)
         return;
-    w->file.file = local_file_create(path);
-    if (w->file.file == nullptr) {
+    file_stream file = local_file_create(path);
+    if (!file) {
         log_errno("curl_func(615)");
         fail(w, FTPCD_ERR_LOCAL_WRITE);
         return;
     }
+    w->file.file = file.get();
     if (prepare_download(w))
         run_transfer(w, curl_download_reset, curl_download_empty);
-    end_download(w, path);
+    end_download(w, &file, path);
 }

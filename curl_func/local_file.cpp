@@ -10,14 +10,12 @@ namespace
 
 constexpr mode_t NEW_FILE_MODE = 0666; // as fopen
 
-FILE *stream_of(int fd, const char *mode)
+// None with errno when there is no descriptor, or no memory.
+file_stream stream_of(descriptor fd, const char *mode)
 {
-    FILE *file = fdopen(fd, mode);
-    if (file == nullptr) {
-        const int kept = errno;
-        close(fd);
-        errno = kept;
-    }
+    file_stream file(fd ? fdopen(fd.get(), mode) : nullptr);
+    if (file)
+        fd.release();
     return file;
 }
 
@@ -36,30 +34,29 @@ bool is_same(const struct stat &one, const struct stat &other)
 
 } // namespace
 
-FILE *local_file_create(const char *path)
+file_stream local_file_create(const char *path)
 {
-    const int fd =
-        open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, NEW_FILE_MODE);
-    return fd == -1 ? nullptr : stream_of(fd, "wb");
+    constexpr int AS_FOPEN_WB = O_WRONLY | O_CREAT | O_TRUNC;
+    return stream_of(descriptor(open(path, AS_FOPEN_WB | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, NEW_FILE_MODE)),
+                     "wb");
 }
 
-FILE *local_file_open(const char *path)
+file_stream local_file_open(const char *path)
 {
     // Before it is opened: that starts a watchdog, rewinds a tape, wakes the writer of a pipe.
     struct stat found;
     if (stat(path, &found) == 0 && irregularity(found) != 0) {
         errno = irregularity(found);
-        return nullptr;
+        return file_stream();
     }
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd == -1)
-        return nullptr;
-    const int error = fstat(fd, &found) == 0 ? irregularity(found) : errno;
+    descriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!fd)
+        return file_stream();
+    const int error = fstat(fd.get(), &found) == 0 ? irregularity(found) : errno;
     if (error == 0)
-        return stream_of(fd, "rb");
-    close(fd);
+        return stream_of(std::move(fd), "rb");
     errno = error;
-    return nullptr;
+    return file_stream();
 }
 
 bool local_file_is_named(FILE *file, const char *path)

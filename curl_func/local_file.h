@@ -1,17 +1,18 @@
 // The local file of a download or an upload: how it is opened, and what is there at the end.
 #pragma once
 
+#include "strutil/guards.h"
+
 #include <cstdint>
 #include <cstdio>
 
 // As fopen(path, "wb"), but never waits for the other end of a pipe: nobody could cancel that. NULL with
-// errno when it cannot be opened; a pipe that nobody reads is ENXIO. The caller closes it.
-FILE *local_file_create(const char *path);
+// errno when it cannot be opened; a pipe that nobody reads is ENXIO.
+file_stream local_file_create(const char *path);
 
 // As fopen(path, "rb") for a regular file. NULL with errno for anything else, EISDIR for a directory and
-// EINVAL for the rest: it is not opened, or at once closed when it took the name meanwhile. The caller closes
-// it.
-FILE *local_file_open(const char *path);
+// EINVAL for the rest: it is not opened, or at once closed when it took the name meanwhile.
+file_stream local_file_open(const char *path);
 
 // True when `path` leads to the open file.
 bool local_file_is_named(FILE *file, const char *path);

@@ -1,8 +1,9 @@
 #include "curl_func/sockets.h"
 
+#include "strutil/guards.h"
+
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 static ino_t inode_of(curl_socket_t fd)
 {
@@ -46,7 +47,7 @@ void sockets_forget_all(curl_job_t *job)
 int cb_close_noted(void *context, curl_socket_t fd)
 {
     sockets_forget(static_cast<curl_job_t *>(context), fd);
-    return close(fd);
+    return descriptor(fd).close();
 }
 
 void sockets_break(curl_job_t *job)

@@ -107,17 +107,18 @@ void upload(worker_t *w)
     }
     if (curl_ftp_setting(&w->handle, &w->job->record.request, &w->auth) != 0)
         return;
-    w->file.file = local_file_open(w->job->record.request.local_path);
-    if (w->file.file == nullptr) {
+    file_stream file = local_file_open(w->job->record.request.local_path);
+    if (!file) {
         log_errno("curl_func(729)");
         fail(w, FTPCD_ERR_LOCAL_READ);
         return;
     }
-    const int64_t size = local_file_size(w->file.file);
+    w->file.file = file.get();
+    const int64_t size = local_file_size(file.get());
     if (prepare_upload(w))
         run_transfer(w, curl_upload_reset, nullptr);
     if (!failed(w))
         check_whole(w, size);
-    if (fclose(w->file.file) != 0)
+    if (file.close() != 0)
         log_errno("curl_func(804)");
 }

@@ -63,6 +63,7 @@ static void take_leave(worker_t *w)
 
 static void run_with_libcurl(worker_t *w)
 {
+    const job_crypto context;
     if (curl_e_init(&w->handle) != 0) {
         job_store_result(w->job, FTPCD_ERR_INTERNAL);
         return;
@@ -102,9 +103,7 @@ void th_exec(job_slot_t *slot)
 
     const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
     if (code == CURLE_OK) {
-        OSSL_LIB_CTX *context = crypto_context_enter();
         run_with_libcurl(&w);
-        crypto_context_leave(context);
         curl_global_cleanup();
     } else {
         log_error("curl_func(508)", "curl_global_init(CURL_GLOBAL_DEFAULT): Failed(%d)", code);

@@ -1,4 +1,3 @@
-#include "curl_wrapper/heap.h"
 #include "curl_wrapper/url.h"
 #include "strutil/strutil.h"
 #include "wire/job_status.h"

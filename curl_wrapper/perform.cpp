@@ -1,4 +1,3 @@
-#include "curl_wrapper/heap.h"
 #include "curl_wrapper/listing_capture.h"
 #include "curl_wrapper/redact.h"
 #include "curl_wrapper/url.h"

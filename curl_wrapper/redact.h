@@ -1,7 +1,7 @@
 // Keeps passwords out of the log.
 #pragma once
 
-#include "curl_wrapper/heap.h"
+#include "strutil/guards.h"
 
 #include <string_view>
 

@@ -2,7 +2,12 @@
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
-#include "curl_wrapper/heap.h"
+#include "strutil/guards.h"
+
+struct curl_deleter {
+    void operator()(char *text) const { curl_free(text); }
+};
+using curl_string = std::unique_ptr<char, curl_deleter>; // libcurl's own
 
 enum scheme_t {
     SCHEME_HTTP,

@@ -1,6 +1,7 @@
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/unix_address.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 #include <poll.h>
@@ -14,9 +15,9 @@ static int sockfd_ = -1;
 // Closes the listening socket; a failure is logged under `id`.
 static void close_listening(const char *id)
 {
-    if (close(sockfd_) == -1)
+    descriptor listening(std::exchange(sockfd_, -1)); // no owner is static: it would close at exit
+    if (listening.close() == -1)
         log_errno(id);
-    sockfd_ = -1;
 }
 
 static bool bind_and_listen()
@@ -91,5 +92,5 @@ int ftp_clientd_if_open_received_channel()
 void ftp_clientd_if_close_received_channel(int connection)
 {
     deadline_end(connection);
-    close(connection);
+    const descriptor closed_now(connection);
 }

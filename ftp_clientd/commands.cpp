@@ -1,9 +1,9 @@
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/heap_block.h"
 #include "ftp_clientd/reply.h"
 #include "ftp_clientd/request_check.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 namespace

@@ -1,4 +1,5 @@
 #include "ftp_clientd/daemonise.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 #include <cstdio>
@@ -9,11 +10,11 @@
 #include <unistd.h>
 
 // Logs errno under `id` and ends the process. The console is given back first when it is open.
-[[noreturn]] static void give_up(const char *id, FILE *console = nullptr)
+[[noreturn]] static void give_up(const char *id, file_stream *console = nullptr)
 {
     log_errno(id);
     if (console != nullptr)
-        fclose(console);
+        console->close();
     exit(1);
 }
 
@@ -30,18 +31,17 @@ int change_child_process()
 // Input from nowhere; output, where the Zixi library's lines go, to the console.
 static void redirect_standard_streams()
 {
-    FILE *console = fopen("/dev/console", "a");
-    if (console == nullptr)
+    file_stream console(fopen("/dev/console", "a"));
+    if (!console)
         give_up("ftp_clientd(967)");
     for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        close(fd);
+        descriptor(fd).close();
     if (open("/dev/null", O_RDWR) == -1) // takes the lowest number: descriptor 0
-        give_up("ftp_clientd(979)", console);
-    if (dup2(fileno(console), STDOUT_FILENO) == -1)
-        give_up("ftp_clientd(985)", console);
-    if (dup2(fileno(console), STDERR_FILENO) == -1)
-        give_up("ftp_clientd(991)", console);
-    fclose(console);
+        give_up("ftp_clientd(979)", &console);
+    if (dup2(fileno(console.get()), STDOUT_FILENO) == -1)
+        give_up("ftp_clientd(985)", &console);
+    if (dup2(fileno(console.get()), STDERR_FILENO) == -1)
+        give_up("ftp_clientd(991)", &console);
 }
 
 void daemonise()

@@ -1,7 +1,7 @@
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/heap_block.h"
 #include "ftp_clientd/whole.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 #include <algorithm>

@@ -2,11 +2,11 @@
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/unix_address.h"
 #include "ftp_clientd/whole.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 // A Unix socket's connect waits for a place in the listener's backlog: a network manager that hangs must not
 // make the daemon hang with it.
@@ -18,33 +18,33 @@ struct notice_t {
 };
 static_assert(sizeof(notice_t) == 512);
 
-// A connection to the network manager, -1 after a logged failure.
-static int connect_to_network_manager()
+// A connection to the network manager, none after a logged failure.
+static descriptor connect_to_network_manager()
 {
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    if (fd == -1) {
+    descriptor fd(socket(AF_UNIX, SOCK_STREAM, 0));
+    if (!fd) {
         log_errno("ftp_clientd_if(587)");
-        return -1;
+        return fd;
     }
     const timeval limit = {CONNECT_LIMIT_S, 0};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 
     sockaddr_un address;
     const socklen_t address_length = unix_address(&address, NETWORK_MANAGER_SOCKET_PATH);
-    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), address_length) == 0)
+    if (connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), address_length) == 0)
         return fd;
     log_errno("ftp_clientd_if(599)");
-    if (close(fd) == -1)
+    if (fd.close() == -1)
         log_errno("ftp_clientd_if(608)");
-    return -1;
+    return fd;
 }
 
 int ftp_clientd_if_notify(int code, const void *body, int length)
 {
     if (length < 0 || length > NOTICE_BODY_MAX)
         return -1;
-    const int fd = connect_to_network_manager();
-    if (fd == -1)
+    const descriptor fd = connect_to_network_manager();
+    if (!fd)
         return -1;
 
     notice_t notice = {};
@@ -56,11 +56,10 @@ int ftp_clientd_if_notify(int code, const void *body, int length)
         memcpy(notice.body, body, static_cast<size_t>(length));
 
     const size_t size = sizeof notice.header + static_cast<size_t>(length);
-    const moved_t moved = whole_send(fd, &notice, size, 0, deadline_of(fd));
+    const moved_t moved = whole_send(fd.get(), &notice, size, 0, deadline_of(fd.get()));
     const bool is_sent = moved.bytes == size;
     if (!is_sent)
         log_error("ftp_clientd_if(323)", "sendn(): incomplete(%d of %d)", static_cast<int>(moved.bytes),
                   static_cast<int>(size));
-    close(fd);
     return is_sent ? length : -1;
 }

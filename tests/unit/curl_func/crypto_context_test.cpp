@@ -54,10 +54,10 @@ void use_tls()
 long blocks_kept_by_a_job()
 {
     const long before = blocks_;
-    OSSL_LIB_CTX *context = crypto_context_enter();
-    EXPECT_NE(context, nullptr);
-    use_tls();
-    crypto_context_leave(context);
+    {
+        const job_crypto context;
+        use_tls();
+    }
     return blocks_ - before;
 }
 
@@ -66,11 +66,11 @@ long blocks_kept_by_a_job()
 TEST(CryptoContext, IsTheThreadsOwnUntilItIsLeft)
 {
     OSSL_LIB_CTX *process_context = current();
-    OSSL_LIB_CTX *context = crypto_context_enter();
-    ASSERT_NE(context, nullptr);
-    EXPECT_EQ(current(), context);
-    std::thread([process_context] { EXPECT_EQ(current(), process_context); }).join();
-    crypto_context_leave(context);
+    {
+        const job_crypto context;
+        EXPECT_NE(current(), process_context);
+        std::thread([process_context] { EXPECT_EQ(current(), process_context); }).join();
+    }
     EXPECT_EQ(current(), process_context);
 }
 
@@ -91,9 +91,10 @@ TEST(CryptoContext, IsTheProcesssWhenThatHasProvidersOfItsOwn)
     OSSL_LIB_CTX *process_context = current();
     OSSL_PROVIDER *base = OSSL_PROVIDER_try_load(nullptr, "base", 1);
     ASSERT_NE(base, nullptr);
-    EXPECT_EQ(crypto_context_enter(), nullptr);
-    EXPECT_EQ(current(), process_context);
-    crypto_context_leave(nullptr);
+    {
+        const job_crypto context;
+        EXPECT_EQ(current(), process_context);
+    }
     EXPECT_EQ(current(), process_context);
     OSSL_PROVIDER_unload(base);
 }

@@ -256,8 +256,9 @@ TEST_F(Identity, LibsecureGetsTheKeyItsLengthAndTheExpectedDigest)
 
 TEST_F(Identity, LibsecureWorksInTheProcesssCryptoContext)
 {
-    OSSL_LIB_CTX *jobs = crypto_context_enter();
-    ASSERT_NE(jobs, nullptr);
+    const job_crypto context;
+    OSSL_LIB_CTX *jobs = OSSL_LIB_CTX_set0_default(nullptr);
+    ASSERT_NE(jobs, OSSL_LIB_CTX_get0_global_default());
     const auto accepted = [&](int verdict, int good) {
         EXPECT_EQ(verdict, good);
         EXPECT_EQ(secure_.crypto, OSSL_LIB_CTX_get0_global_default());
@@ -275,7 +276,6 @@ TEST_F(Identity, LibsecureWorksInTheProcesssCryptoContext)
     auth.auth_type = SERVER_AUTH_MD5;
     auth.digest_length = 16;
     accepted(check_key(), CURLKHSTAT_FINE);
-    crypto_context_leave(jobs);
 }
 
 // --- What libcurl may leave out

@@ -1,7 +1,7 @@
 #include "fake_system.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/heap_block.h"
 #include "peer.h"
+#include "strutil/guards.h"
 #include "support/logged.h"
 
 #include <algorithm>
