@@ -2,7 +2,7 @@
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/unix_address.h"
 #include "strutil/guards.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -4,7 +4,7 @@
 #include "ftp_clientd/reply.h"
 #include "ftp_clientd/request_check.h"
 #include "strutil/guards.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 #include "ftp_clientd/daemonise.h"
 #include "strutil/guards.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <cstdio>
 #include <cstdlib>

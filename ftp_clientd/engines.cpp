@@ -1,6 +1,7 @@
 #include "ftp_clientd/engines.h"
+
 #include "curl_func/curl_func.h"
-#include "ftp_clientd/notices.h"
+#include "ftp_clientd/notice_content.h"
 #include "zixi_func/zixi_func.h"
 
 // The feeder library looks nothing up: no file, nothing known about it.
@@ -16,27 +17,35 @@ static constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
                                             .is_link = 0,
                                             .unused = 0};
 
-static constexpr engine_t LIBCURL = {.download = curlf_download,
+static constexpr engine_t LIBCURL = {.init = curlf_init,
+                                     .download = curlf_download,
                                      .upload = curlf_upload,
                                      .dl_file_info = curlf_dl_file_info,
                                      .finished = curlf_finished,
                                      .cancel = curlf_cancel,
                                      .get_state = curlf_get_state,
-                                     .notify = notify,
-                                     .fixed_file = nullptr};
+                                     .fixed_file = nullptr,
+                                     .library = "libcurl",
+                                     .no_kind_id = "ftp_clientd(661)"};
 
-static constexpr engine_t ZIXI = {.download = zixif_download,
+static constexpr engine_t ZIXI = {.init = zixif_init,
+                                  .download = zixif_download,
                                   .upload = zixif_ftp_upload,
                                   .dl_file_info = zixif_dl_file_info,
                                   .finished = zixif_finished,
                                   .cancel = zixif_cancel,
                                   .get_state = zixif_get_state,
-                                  .notify = notify_zixi,
-                                  .fixed_file = &ZIXI_FILE};
+                                  .fixed_file = &ZIXI_FILE,
+                                  .library = "libzixifeeder",
+                                  .no_kind_id = "ftp_clientd(797)"};
 
 static uint32_t protocol_state_ = PROTOCOL_FTP;
 
-bool engine_is_zixi(uint32_t protocol) { return protocol == PROTOCOL_ZIXI_4 || protocol == PROTOCOL_ZIXI_5; }
+int engines_init()
+{
+    const int failed = LIBCURL.init();
+    return failed != 0 ? failed : ZIXI.init();
+}
 
 const engine_t &engine_select(uint32_t protocol)
 {
@@ -44,7 +53,7 @@ const engine_t &engine_select(uint32_t protocol)
     return engine_active();
 }
 
-const engine_t &engine_active() { return engine_is_zixi(protocol_state_) ? ZIXI : LIBCURL; }
+const engine_t &engine_active() { return protocol_is_zixi(protocol_state_) ? ZIXI : LIBCURL; }
 
 job_record_t engine_state(const engine_t &engine)
 {
@@ -57,5 +66,5 @@ void engine_report_finished_job()
 {
     const engine_t &engine = engine_active();
     if (engine.finished() == 0)
-        engine.notify();
+        notify(engine);
 }

@@ -1,4 +1,5 @@
-// The two transfer engines, seen alike. The protocol of the last job asked for says which one is active.
+// The two transfer engines, seen alike: nothing else in this folder knows them. The protocol of the last job
+// asked for says which one is active. For the main thread only.
 #pragma once
 
 #include "job_slot/job_record.h"
@@ -7,18 +8,20 @@
 using start_call = uint32_t (*)(const transfer_request_t *request);
 
 struct engine_t {
+    int (*init)(); // once; 0, or -1 after a logged failure
     start_call download;
     start_call upload;
     start_call dl_file_info;
     int (*finished)(); // 0 once for each job that has ended
     int (*cancel)();   // waits until the job has stopped
     void (*get_state)(void *record);
-    void (*notify)();                // announces the job that has ended
     const remote_file_t *fixed_file; // what command 6 answers; NULL: what the last job found
+    const char *library;             // its name in the log
+    const char *no_kind_id;          // log id: a job of no kind has ended
 };
 
-// True for the protocols of the Zixi engine; every other value is libcurl's.
-bool engine_is_zixi(uint32_t protocol);
+// Prepares both engines: 0, or the first failure.
+int engines_init();
 
 // The engine for this protocol, which is the active one from now on.
 const engine_t &engine_select(uint32_t protocol);
@@ -29,5 +32,6 @@ const engine_t &engine_active();
 // A copy of the engine's job record.
 job_record_t engine_state(const engine_t &engine);
 
-// Announces the active engine's job when it has just ended.
+// Announces the active engine's job when it has just ended. Does not wait for a job; see notify for how long
+// the announcement may take.
 void engine_report_finished_job();

@@ -1,8 +1,8 @@
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/whole.h"
+#include "ftp_clientd/transfer_all.h"
 #include "strutil/guards.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <algorithm>
 
@@ -15,7 +15,7 @@ static bool is_whole(const moved_t &moved, size_t size, const char *id, const ch
 {
     if (moved.bytes == size)
         return true;
-    log_error(id, "%s(): incomplete(%d of %d)", loop, whole_count(moved, size), static_cast<int>(size));
+    log_error(id, "%s(): incomplete(%d of %d)", loop, moved_count(moved, size), static_cast<int>(size));
     return false;
 }
 
@@ -30,12 +30,12 @@ static void *no_request(message_header_t *header)
 // touched.
 static moved_t receive_body(int connection, char *body, size_t length, int64_t deadline_ms)
 {
-    moved_t moved = whole_receive(connection, body, std::min(length, KEPT_BYTES), 0, deadline_ms);
+    moved_t moved = receive_all(connection, body, std::min(length, KEPT_BYTES), 0, deadline_ms);
     if (moved.bytes < KEPT_BYTES)
         return moved;
     while (moved.bytes < length) {
         const size_t size = std::min(length - moved.bytes, DROPPED_AT_ONCE_BYTES);
-        const moved_t dropped = whole_receive(connection, body + KEPT_BYTES, size, 0, deadline_ms);
+        const moved_t dropped = receive_all(connection, body + KEPT_BYTES, size, 0, deadline_ms);
         moved.bytes += dropped.bytes;
         moved.failed = dropped.failed;
         if (dropped.bytes < size)
@@ -47,7 +47,7 @@ static moved_t receive_body(int connection, char *body, size_t length, int64_t d
 void *ftp_clientd_if_receive(int connection, message_header_t *header)
 {
     const int64_t deadline_ms = deadline_of(connection);
-    const moved_t head = whole_receive(connection, header, sizeof *header, 0, deadline_ms);
+    const moved_t head = receive_all(connection, header, sizeof *header, 0, deadline_ms);
     if (!is_whole(head, sizeof *header, "ftp_clientd_if(699)", "recvn"))
         return no_request(header);
 
@@ -68,14 +68,14 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header)
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body)
 {
     const int64_t deadline_ms = deadline_of(connection);
-    const moved_t head = whole_send(connection, header, sizeof *header, 0, deadline_ms);
+    const moved_t head = send_all(connection, header, sizeof *header, 0, deadline_ms);
     if (!is_whole(head, sizeof *header, "ftp_clientd_if(662)", "sendn"))
         return -1;
 
     const size_t length = header->length;
     if (length == 0)
         return sizeof *header;
-    const moved_t rest = whole_send(connection, body, length, 0, deadline_ms);
+    const moved_t rest = send_all(connection, body, length, 0, deadline_ms);
     if (!is_whole(rest, length, "ftp_clientd_if(670)", "sendn"))
         return -1;
     return static_cast<int>(length);

@@ -1,11 +1,9 @@
-#include "curl_func/curl_func.h"
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/daemonise.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/notices.h"
+#include "ftp_clientd/notice_content.h"
 #include "ftp_clientd/run_flag.h"
-#include "zixi_func/zixi_func.h"
 
 #include <csignal>
 #include <malloc.h>
@@ -15,24 +13,37 @@
 
 static constexpr useconds_t PASS_PAUSE_US = 100000;
 
+// glibc gives each thread an arena of its own, but trims only the main one: memory that a worker freed would
+// stay in its arena.
+static void use_one_arena()
+{
+#ifdef M_ARENA_MAX
+    mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
+// A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
+static void keep_openssl_at_exit() { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }
+
+static void serve_one_pass(reply_t *last_job)
+{
+    const signals_held until_the_end_of_the_pass;
+    serve_waiting_client(last_job);
+    engine_report_finished_job();
+}
+
 int main()
 {
-#ifdef M_ARENA_MAX // glibc's; others have one heap anyway
-    // A worker's heap of its own would keep what its job took: only of the first one the end is given back.
-    constexpr int ONE_HEAP = 1;
-    mallopt(M_ARENA_MAX, ONE_HEAP);
-#endif
-    // A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    use_one_arena();
+    keep_openssl_at_exit();
     openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
     daemonise();
 
-    if (ftp_clientd_if_init() != 0 || curlf_init() != 0 || zixif_init() != 0) {
+    if (ftp_clientd_if_init() != 0 || engines_init() != 0) {
         notify_start_up(FTPCD_ERR_INTERNAL);
         closelog();
         return 0;
     }
-
     exec_ = 1;
     for (const int number : ENDING_SIGNALS)
         signal(number, sighandler);
@@ -40,14 +51,9 @@ int main()
 
     reply_t last_job = {};
     while (exec_ != 0) {
-        {
-            const signals_held until_the_pause;
-            serve_waiting_client(&last_job);
-            engine_report_finished_job();
-        }
+        serve_one_pass(&last_job);
         usleep(PASS_PAUSE_US);
     }
-
     ftp_clientd_if_destory();
     closelog();
     return 0;

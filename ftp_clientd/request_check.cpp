@@ -1,5 +1,4 @@
 #include "ftp_clientd/request_check.h"
-#include "ftp_clientd/engines.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,19 +10,19 @@ namespace
 
 using condition = bool (*)(uint32_t command, const transfer_request_t &request);
 
-bool with_zixi(uint32_t, const transfer_request_t &request) { return engine_is_zixi(request.protocol); }
+bool with_zixi(uint32_t, const transfer_request_t &request)
+{
+    return protocol_is_zixi(request.protocol) != 0;
+}
 
-bool with_libcurl(uint32_t, const transfer_request_t &request) { return !engine_is_zixi(request.protocol); }
+bool with_libcurl(uint32_t, const transfer_request_t &request) { return !protocol_is_zixi(request.protocol); }
 
 bool with_local_file(uint32_t command, const transfer_request_t &request)
 {
-    return engine_is_zixi(request.protocol) || command != COMMAND_DL_FILE_INFO;
+    return protocol_is_zixi(request.protocol) || command != COMMAND_DL_FILE_INFO;
 }
 
-bool over_ftp(uint32_t command, const transfer_request_t &request)
-{
-    return with_libcurl(command, request) && request.protocol != PROTOCOL_SFTP;
-}
+bool over_ftp(uint32_t, const transfer_request_t &request) { return protocol_is_ftp(request.protocol) != 0; }
 
 bool through_proxy(uint32_t command, const transfer_request_t &request)
 {
@@ -50,7 +49,7 @@ bool uploaded_through_proxy(uint32_t command, const transfer_request_t &request)
 
 bool with_server_identity(uint32_t, const transfer_request_t &request)
 {
-    return request.protocol >= PROTOCOL_FTPS_IMPLICIT && request.protocol <= PROTOCOL_SFTP;
+    return protocol_has_tls(request.protocol) || request.protocol == PROTOCOL_SFTP;
 }
 
 struct string_rule_t {

@@ -14,6 +14,23 @@ enum transfer_protocol {
     PROTOCOL_ZIXI_5 = 5,
 };
 
+/* What a protocol value stands for; one that is not in the list is plain FTP. 1 or 0. */
+static inline int protocol_is_zixi(uint32_t protocol)
+{
+    return protocol == PROTOCOL_ZIXI_4 || protocol == PROTOCOL_ZIXI_5;
+}
+
+static inline int protocol_has_tls(uint32_t protocol)
+{
+    return protocol == PROTOCOL_FTPS_IMPLICIT || protocol == PROTOCOL_FTPS_EXPLICIT;
+}
+
+/* FTP and FTPS. */
+static inline int protocol_is_ftp(uint32_t protocol)
+{
+    return protocol != PROTOCOL_SFTP && !protocol_is_zixi(protocol);
+}
+
 enum proxy_kind { PROXY_NONE = 0, PROXY_HTTP = 1 };
 
 enum server_auth_type {

@@ -3,7 +3,7 @@
 A line's id is a literal such as "curl_func(615)", in one of four places:
 - an argument of a log call of strutil/log.h;
 - an argument of a function that hands it to a log call, perhaps with parts of the text;
-- an argument of a macro that makes it of a number;
+- an argument of a macro that hands it to such a function;
 - a member of a row of a table.
 Whatever is written in another way is an error here: then this file, or the source, has to change.
 """
@@ -109,11 +109,11 @@ def functions(tokens):
 
 
 def id_macros(text):
-    """{name: (parameters, body tokens)} of the macros that make an id."""
+    """{name: (parameters, body tokens)} of the macros that make a text of an argument."""
     macros = {}
     for match in re.finditer(r"#define (\w+)\(([^)]*)\)((?:[^\n]*\\\n)*[^\n]*)", text):
         body = match[3].replace("\\\n", " ")
-        if re.search(r'\("\s*#', body):
+        if re.search(r"#\s*\w", body):
             macros[match[1]] = ([name.strip() for name in match[2].split(",")], tokens_of(body))
     return macros
 
@@ -306,6 +306,7 @@ def sources_of(folders):
 def log_lines():
     """Every line with an id that the daemon can log."""
     headers = {
+        ("ftp_clientd",): (ROOT / "ftp_clientd/engines.h").read_text(),
         ("job_slot", "curl_func", "zixi_func"): (ROOT / "job_slot/job_slot.h").read_text(),
         ("curl_wrapper",): (ROOT / "curl_wrapper/set_option.h").read_text(),
     }

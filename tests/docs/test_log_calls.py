@@ -46,12 +46,12 @@ def test_but_not_in_one_that_has_a_function_of_that_name():
     assert lines_in(logs, own) == [("m(1)", "error", "own")]
 
 
-def test_a_number_in_a_macro_becomes_an_id():
+def test_a_macro_hands_its_arguments_on():
     text = """
-#define SET(rec, num, option) set(rec, "m(" #num ")", #option)
+#define SET(rec, id, option) set(rec, id, #option)
 template <int option> static bool set(record *rec, const char *id, const char *name)
 { log_error(id, "setopt(%s): Failed(%d)", name, rec->code); return false; }
-void f() { SET(&copy, 17, CURLOPT_URL) && SET(rec, 18, CURLOPT_PORT); }"""
+void f() { SET(&copy, "m(17)", CURLOPT_URL) && SET(rec, "m(18)", CURLOPT_PORT); }"""
     assert lines_in(text) == [
         ("m(17)", "error", "setopt(CURLOPT_URL): Failed(%d)"),
         ("m(18)", "error", "setopt(CURLOPT_PORT): Failed(%d)"),

@@ -74,6 +74,7 @@ void get_state(void *out) { memset(out, 0, sizeof(job_record_t)); }
 
 } // namespace
 
+int curlf_init() { return 0; }
 uint32_t curlf_download(const transfer_request_t *req) { return start("curlf_download", req); }
 uint32_t curlf_upload(const transfer_request_t *req) { return start("curlf_upload", req); }
 uint32_t curlf_dl_file_info(const transfer_request_t *req) { return start("curlf_dl_file_info", req); }
@@ -81,6 +82,7 @@ int curlf_finished() { return -1; }
 int curlf_cancel() { return cancel("curlf_cancel"); }
 void curlf_get_state(void *out) { get_state(out); }
 
+int zixif_init() { return 0; }
 uint32_t zixif_download(const transfer_request_t *req) { return start("zixif_download", req); }
 uint32_t zixif_ftp_upload(const transfer_request_t *req) { return start("zixif_ftp_upload", req); }
 uint32_t zixif_dl_file_info(const transfer_request_t *req) { return start("zixif_dl_file_info", req); }

@@ -27,7 +27,7 @@ TEST_F(Engines, ProtocolsFourAndFiveAreZixisAndAllOthersLibcurls)
         system.calls.clear();
         engine_select(protocol).upload(&request);
         EXPECT_THAT(system.calls, ElementsAre(is_zixi ? "zixif_ftp_upload()" : "curlf_upload()")) << protocol;
-        EXPECT_EQ(engine_is_zixi(protocol), is_zixi) << protocol;
+        EXPECT_EQ(protocol_is_zixi(protocol), is_zixi ? 1 : 0) << protocol;
     }
 }
 

@@ -1,6 +1,6 @@
 #include "fake_engines.h"
 #include "fake_system.h"
-#include "ftp_clientd/notices.h"
+#include "ftp_clientd/notice_content.h"
 #include "peer.h"
 #include "support/logged.h"
 
@@ -28,15 +28,15 @@ struct Notices : testing::Test {
 // Both engines' notices are alike but for the line about a job of no kind.
 struct notifier_t {
     const char *name;
-    void (*call)();
+    uint32_t protocol;
     fake_engine fake_engines::*engine;
     const char *none_line;
 };
 
 const notifier_t NOTIFIERS[] = {
-    {"notify", notify, &fake_engines::curl,
+    {"notify", PROTOCOL_FTP, &fake_engines::curl,
      "error: ftp_clientd(661): libcurl was executed, but 'exec' is none.\n"},
-    {"notify_zixi", notify_zixi, &fake_engines::zixi,
+    {"notify_zixi", PROTOCOL_ZIXI_4, &fake_engines::zixi,
      "error: ftp_clientd(797): libzixifeeder was executed, but 'exec' is none.\n"},
 };
 
@@ -69,7 +69,7 @@ TEST_P(CompletionNotice, ItsCodeFollowsTheKindOfTheJob)
     } const cases[] = {{1, 0}, {2, 1}, {3, 2}};
     for (const auto &c : cases) {
         engine().record.module_info = {0, c.kind, 0, 0};
-        GetParam().call();
+        notify(engine_select(GetParam().protocol));
         EXPECT_EQ(part(notice(), 0, 8), (bytes{10, c.code, 1, 0, 56, 0, 0, 0})) << c.kind;
     }
     EXPECT_EQ(logged(), lines{});
@@ -81,7 +81,7 @@ TEST_P(CompletionNotice, ItsBodyIsTheOutcomeAndTheProgressBlockWhole)
     memcpy(&engine().record.exec_info, progress.data(), progress.size());
     for (const uint32_t result : {0u, 1u, 5u, 16u, 23u}) {
         engine().record.module_info = {0, 1, result, 0};
-        GetParam().call();
+        notify(engine_select(GetParam().protocol));
         const bytes sent = notice();
         ASSERT_EQ(sent.size(), 68u);
         EXPECT_EQ(part(sent, 8, 60), words(0, result == 0 ? 0 : 1, result) + progress);
@@ -92,7 +92,7 @@ TEST_P(CompletionNotice, ACancelledJobIsNotAnnounced)
 {
     for (const uint32_t kind : {0u, 1u, 2u, 3u}) {
         engine().record.module_info = {0, kind, 1, 1};
-        GetParam().call();
+        notify(engine_select(GetParam().protocol));
     }
     EXPECT_TRUE(network_manager.is_nobody_waiting());
     EXPECT_EQ(logged(), lines{});
@@ -102,7 +102,7 @@ TEST_P(CompletionNotice, AJobOfNoKindIsLoggedAndNotAnnounced)
 {
     for (const uint32_t kind : {0u, 4u, 0xFFFFFFFFu}) {
         engine().record.module_info = {0, kind, 0, 0};
-        GetParam().call();
+        notify(engine_select(GetParam().protocol));
         EXPECT_EQ(logged(), lines{GetParam().none_line}) << kind;
     }
     EXPECT_TRUE(network_manager.is_nobody_waiting());
@@ -112,7 +112,7 @@ TEST_P(CompletionNotice, OneThatIsLostIsNotSentAgain)
 {
     engine().record.module_info = {0, 1, 0, 0};
     system.fails("connect", ECONNREFUSED);
-    GetParam().call();
+    notify(engine_select(GetParam().protocol));
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(111) Connection refused\n"});
     EXPECT_EQ(system.calls_of("connect").size(), 1u);
     EXPECT_TRUE(network_manager.is_nobody_waiting());

@@ -4,20 +4,20 @@
 #include <cstddef>
 #include <cstdint>
 
-// What came of moving a buffer: the bytes that went over, and whether recv or send failed (-1). Neither full
-// nor failed: the other side stopped.
+// What came of moving a buffer: the bytes that went over, and whether recv or send failed. Neither all nor
+// failed: the other side stopped.
 struct moved_t {
     size_t bytes;
     bool failed;
 };
 
-// Receive or send `size` bytes; a failure is logged. The deadline is one of deadline_of.
+// Receive or send `size` bytes; a failure is logged. They block until the deadline, one of deadline_of.
 //
 // Past it nothing more is received, but what can be sent without waiting still is: the reply to a cancel that
 // took long is still wanted. A peer that has gone is EPIPE, never a signal.
-moved_t whole_receive(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms);
-moved_t whole_send(int fd, const void *buffer, size_t size, int flags, int64_t deadline_ms);
+moved_t receive_all(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms);
+moved_t send_all(int fd, const void *buffer, size_t size, int flags, int64_t deadline_ms);
 
 // The count as callers and the log have it: after a failure one more than was asked for. It is an int there,
 // so one of 2 GiB and more shows negative.
-int whole_count(const moved_t &moved, size_t size);
+int moved_count(const moved_t &moved, size_t size);

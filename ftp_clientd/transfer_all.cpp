@@ -1,7 +1,7 @@
-#include "ftp_clientd/whole.h"
+#include "ftp_clientd/transfer_all.h"
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <cerrno>
 #include <poll.h>
@@ -19,7 +19,7 @@ static ssize_t receive_some(int fd, void *buffer, size_t size, int flags, int64_
     return got;
 }
 
-moved_t whole_receive(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms)
+moved_t receive_all(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms)
 {
     size_t received = 0;
     while (received < size) {
@@ -43,7 +43,7 @@ static ssize_t send_some(int fd, const void *buffer, size_t size, int flags, int
     }
 }
 
-moved_t whole_send(int fd, const void *buffer, size_t size, int flags, int64_t deadline_ms)
+moved_t send_all(int fd, const void *buffer, size_t size, int flags, int64_t deadline_ms)
 {
     size_t sent = 0;
     while (sent < size) {
@@ -60,7 +60,7 @@ moved_t whole_send(int fd, const void *buffer, size_t size, int flags, int64_t d
     return {sent, false};
 }
 
-int whole_count(const moved_t &moved, size_t size)
+int moved_count(const moved_t &moved, size_t size)
 {
     return static_cast<int>(moved.failed ? size + 1 : moved.bytes);
 }
@@ -74,7 +74,7 @@ static int peek_all(int fd, void *buffer, size_t size, int flags, int64_t deadli
             usleep(PEEK_PAUSE_US);
         const ssize_t got = receive_some(fd, buffer, size, flags, deadline_ms);
         if (got <= 0)
-            return whole_count({0, got == -1}, size);
+            return moved_count({0, got == -1}, size);
         if (static_cast<size_t>(got) == size)
             return static_cast<int>(got);
         same_count = got == seen ? same_count + 1 : 1;
@@ -93,7 +93,7 @@ int recvn(int fd, void *buffer, int len, int flags)
     const int64_t deadline_ms = deadline_of(fd);
     if ((flags & MSG_PEEK) != 0)
         return peek_all(fd, buffer, size, flags, deadline_ms);
-    return whole_count(whole_receive(fd, buffer, size, flags, deadline_ms), size);
+    return moved_count(receive_all(fd, buffer, size, flags, deadline_ms), size);
 }
 
 int sendn(int fd, const void *buffer, int len, int flags)
@@ -101,5 +101,5 @@ int sendn(int fd, const void *buffer, int len, int flags)
     if (len < 1)
         return 0;
     const size_t size = static_cast<size_t>(len);
-    return whole_count(whole_send(fd, buffer, size, flags, deadline_of(fd)), size);
+    return moved_count(send_all(fd, buffer, size, flags, deadline_of(fd)), size);
 }

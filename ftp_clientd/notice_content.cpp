@@ -1,10 +1,8 @@
-#include "ftp_clientd/notices.h"
-#include "curl_func/curl_func.h"
+#include "ftp_clientd/notice_content.h"
+
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/reply.h"
-#include "job_slot/job_record.h"
-#include "strutil/strutil.h"
-#include "zixi_func/zixi_func.h"
+#include "strutil/log.h"
 
 void notify_start_up(uint32_t code)
 {
@@ -27,22 +25,16 @@ static int notice_for(uint32_t kind)
     }
 }
 
-// Announces the job that `get_state` copies; one of no kind is logged under `id`, blamed on `library`.
-static void announce(void (*get_state)(void *), const char *id, const char *library)
+void notify(const engine_t &engine)
 {
-    job_record_t job = {};
-    get_state(&job);
+    const job_record_t job = engine_state(engine);
     if (job.module_info.cancel != 0)
         return;
     const int code = notice_for(job.module_info.exec);
     if (code == -1) {
-        log_error(id, "%s was executed, but 'exec' is none.", library);
+        log_error(engine.no_kind_id, "%s was executed, but 'exec' is none.", engine.library);
         return;
     }
     const completion_notice_t body = {reply_for(job.module_info.result), job.exec_info};
     ftp_clientd_if_notify(code, &body, sizeof body);
 }
-
-void notify() { announce(curlf_get_state, "ftp_clientd(661)", "libcurl"); }
-
-void notify_zixi() { announce(zixif_get_state, "ftp_clientd(797)", "libzixifeeder"); }

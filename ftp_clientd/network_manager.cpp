@@ -1,9 +1,9 @@
 #include "ftp_clientd/deadline.h"
 #include "ftp_clientd/ftp_clientd_if.h"
+#include "ftp_clientd/transfer_all.h"
 #include "ftp_clientd/unix_address.h"
-#include "ftp_clientd/whole.h"
 #include "strutil/guards.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -56,7 +56,7 @@ int ftp_clientd_if_notify(int code, const void *body, int length)
         memcpy(notice.body, body, static_cast<size_t>(length));
 
     const size_t size = sizeof notice.header + static_cast<size_t>(length);
-    const moved_t moved = whole_send(fd.get(), &notice, size, 0, deadline_of(fd.get()));
+    const moved_t moved = send_all(fd.get(), &notice, size, 0, deadline_of(fd.get()));
     const bool is_sent = moved.bytes == size;
     if (!is_sent)
         log_error("ftp_clientd_if(323)", "sendn(): incomplete(%d of %d)", static_cast<int>(moved.bytes),
