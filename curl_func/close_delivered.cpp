@@ -1,6 +1,6 @@
-#include "curl_func/close_socket.h"
+#include "curl_func/close_delivered.h"
 
-#include "curl_func/sockets.h"
+#include "curl_func/job_sockets.h"
 #include "strutil/guards.h"
 
 #include <cerrno>
@@ -27,9 +27,10 @@ static int undelivered_bytes(int fd)
     return ioctl(fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
 }
 
+// libcurl opens a tunnel for what it encrypts.
 static bool is_tunnelled(const transfer_request_t &request)
 {
-    return request.proxy_type == PROXY_HTTP && request.protocol != PROTOCOL_FTP;
+    return request.proxy_type == PROXY_HTTP && protocol_has_tls(request.protocol);
 }
 
 static void wait_for_delivery(job_slot_t *job, int fd)

@@ -1,8 +1,8 @@
 #include "curl_func/curl_func.h"
 
-#include "curl_func/sockets.h"
+#include "curl_func/job_sockets.h"
 #include "curl_func/worker.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <curl/curl.h>
 

@@ -1,7 +1,7 @@
 #include "curl_func/jobs.h"
 #include "curl_func/local_file.h"
 #include "curl_func/session.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 static bool prepare_download(worker_t *w)
@@ -50,7 +50,7 @@ void download(worker_t *w)
 {
     const transfer_request_t *request = &w->job->record.request;
     const char *path = request->local_path;
-    w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
+    w->timeout_info = DOWNLOAD_LIMITS;
     if (curl_ftp_setting(&w->handle, request, &w->auth) != 0)
         return;
     file_stream file = local_file_create(path);

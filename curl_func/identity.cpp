@@ -2,80 +2,149 @@
 
 #include "curl_func/crypto_context.h"
 #include "platform/secure.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
-constexpr int MD5_LENGTH = 16;  // bytes
-constexpr int SHA1_LENGTH = 20; // bytes
-
-int32_t err_secure_data_convert(int secure_result)
+namespace
 {
-    switch (secure_result) {
-    case 1:
-        return FTPCD_ERR_AUTH_UNSUPPORTED;
-    case 2:
-        return FTPCD_ERR_NO_MEMORY;
-    case 3:
-    case 4:
-        return FTPCD_ERR_SECURE_DATA;
-    case 5:
-        return FTPCD_ERR_SECURE_5;
-    case 6:
-        return FTPCD_ERR_SECURE_6;
-    case 7:
-        return FTPCD_ERR_SECURE_7;
-    default:
-        log_error("curl_func(2190)", "err_secure_data_convert(): unknown data: %d", secure_result);
-        return FTPCD_ERR_SECURE_UNKNOWN;
-    }
+
+// How one kind of identity is checked: a certificate (X509 *) or a host key (curl_khkey *).
+struct check_t {
+    uint32_t auth_type; // the one server_auth_type that names a digest of this kind
+    const char *digest; // its name
+    int digest_length;  // bytes
+    int32_t mismatch;   // ftpcd_err
+    const char *other_digest;
+    int (*save)(const char *path, const void *identity);                         // a libsecure_result
+    int (*compare)(const void *identity, const uint8_t *expected, int *differs); // a libsecure_result
+    const char *none_id;
+    const char *length_id;
+    const char *other_digest_id;
+    const char *unknown_id;
+};
+
+X509 *certificate_of(const void *identity) { return static_cast<X509 *>(const_cast<void *>(identity)); }
+
+int save_certificate(const char *path, const void *identity)
+{
+    return x509_cert_save(path, certificate_of(identity));
 }
 
-static bool reject(const cb_auth_info_t *info, int32_t error)
+int compare_certificate(const void *identity, const uint8_t *expected, int *differs)
+{
+    return x509_cert_digest_sha1_compare(certificate_of(identity), expected, differs);
+}
+
+int save_key(const char *path, const void *identity)
+{
+    const auto *key = static_cast<const curl_khkey *>(identity);
+    return ssh_public_key_save(path, 0, key->key, key->len);
+}
+
+int compare_key(const void *identity, const uint8_t *expected, int *differs)
+{
+    const auto *key = static_cast<const curl_khkey *>(identity);
+    return ssh_key_digest_md5_compare(key->key, key->len, expected, differs);
+}
+
+constexpr check_t CERTIFICATE = {
+    .auth_type = SERVER_AUTH_SHA1,
+    .digest = "SHA-1",
+    .digest_length = 20,
+    .mismatch = FTPCD_ERR_CERT_MISMATCH,
+    .other_digest = "MD5",
+    .save = save_certificate,
+    .compare = compare_certificate,
+    .none_id = "curl_func(1970)",
+    .length_id = "curl_func(1982)",
+    .other_digest_id = "curl_func(1975)",
+    .unknown_id = "curl_func(2003)",
+};
+
+constexpr check_t HOST_KEY = {
+    .auth_type = SERVER_AUTH_MD5,
+    .digest = "MD5",
+    .digest_length = 16,
+    .mismatch = FTPCD_ERR_HOSTKEY_MISMATCH,
+    .other_digest = "SHA-1",
+    .save = save_key,
+    .compare = compare_key,
+    .none_id = "curl_func(1841)",
+    .length_id = "curl_func(1847)",
+    .other_digest_id = "curl_func(1869)",
+    .unknown_id = "curl_func(1875)",
+};
+
+bool reject(const cb_auth_info_t *info, int32_t error)
 {
     info->handle->error = error;
     return false;
 }
 
-static bool secure_done(const cb_auth_info_t *info, int secure_result)
+bool is_done(const cb_auth_info_t *info, int secure_result)
 {
-    return secure_result == 0 || reject(info, err_secure_data_convert(secure_result));
+    return secure_result == LIBSECURE_DONE || reject(info, err_secure_data_convert(secure_result));
 }
 
-static bool saving_wanted(const cb_auth_info_t *info) { return info->server_auth->save_path[0] != '\0'; }
-
-static bool certificate_matches(const cb_auth_info_t *info, X509 *certificate)
+bool is_pinned(const cb_auth_info_t *info, const check_t &check, const void *identity)
 {
-    const server_auth_t *expected = info->server_auth;
-    if (expected->digest_length != SHA1_LENGTH) {
-        log_error("curl_func(1982)", "SHA-1 hash length is not valid: %d", expected->digest_length);
-        return reject(info, FTPCD_ERR_CERT_MISMATCH);
+    const server_auth_t *pin = info->server_auth;
+    if (pin->digest_length != check.digest_length) {
+        log_error(check.length_id, "%s hash length is not valid: %d", check.digest, pin->digest_length);
+        return reject(info, check.mismatch);
     }
     int differs = 1;
-    if (!secure_done(info, x509_cert_digest_sha1_compare(certificate, expected->digest, &differs)))
+    if (!is_done(info, check.compare(identity, pin->digest, &differs)))
         return false;
-    return differs == 0 || reject(info, FTPCD_ERR_CERT_MISMATCH);
+    return differs == 0 || reject(info, check.mismatch);
 }
 
-static bool certificate_accepted(const cb_auth_info_t *info, X509 *certificate)
+bool is_accepted(const cb_auth_info_t *info, const check_t &check, const void *identity)
 {
+    const process_crypto for_libsecure;
     const server_auth_t *auth = info->server_auth;
-    if (saving_wanted(info) && !secure_done(info, x509_cert_save(auth->save_path, certificate)))
+    if (auth->save_path[0] != '\0' && !is_done(info, check.save(auth->save_path, identity)))
         return false;
+    if (auth->auth_type == check.auth_type)
+        return is_pinned(info, check, identity);
     switch (auth->auth_type) {
     case SERVER_AUTH_NONE:
-        log_info("curl_func(1970)", "No authentication.");
+        log_info(check.none_id, "No authentication.");
         return true;
     case SERVER_AUTH_MD5:
-        log_error("curl_func(1975)", "MD5 digest check is not supported.");
-        return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
     case SERVER_AUTH_SHA1:
-        return certificate_matches(info, certificate);
-    default:
-        log_error("curl_func(2003)", "Unexpected authentication type: %d", static_cast<int>(auth->auth_type));
+        log_error(check.other_digest_id, "%s digest check is not supported.", check.other_digest);
         return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
+    default:
+        log_error(check.unknown_id, "Unexpected authentication type: %d", static_cast<int>(auth->auth_type));
+        return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
+    }
+}
+
+} // namespace
+
+int32_t err_secure_data_convert(int secure_result)
+{
+    switch (secure_result) {
+    case LIBSECURE_NOT_SUPPORTED:
+        return FTPCD_ERR_AUTH_UNSUPPORTED;
+    case LIBSECURE_NO_MEMORY:
+        return FTPCD_ERR_NO_MEMORY;
+    case LIBSECURE_BAD_ARGUMENT:
+    case LIBSECURE_BAD_DATA:
+        return FTPCD_ERR_SECURE_DATA;
+    case LIBSECURE_CANNOT_CREATE:
+        return FTPCD_ERR_SECURE_5;
+    case LIBSECURE_CANNOT_WRITE:
+        return FTPCD_ERR_SECURE_6;
+    case LIBSECURE_DIGEST_FAILED:
+        return FTPCD_ERR_SECURE_7;
+    default:
+        log_error("curl_func(2190)", "err_secure_data_convert(): unknown data: %d", secure_result);
+        return FTPCD_ERR_SECURE_UNKNOWN;
     }
 }
 
@@ -86,9 +155,8 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
         log_error("curl_func(1954)", "'struct cb_auth_info_t' has not been set.");
         return 0;
     }
-    const process_crypto for_libsecure;
     // The store context's error stays X509_V_OK: any other value makes libcurl refuse what is accepted here.
-    return certificate_accepted(info, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
+    return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
 
 CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
@@ -99,40 +167,6 @@ CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
     }
     SSL_CTX_set_cert_verify_callback(static_cast<SSL_CTX *>(ssl_ctx), cb_ssl_app_verify, context);
     return CURLE_OK;
-}
-
-static bool key_matches(const cb_auth_info_t *info, const curl_khkey *found)
-{
-    const server_auth_t *expected = info->server_auth;
-    if (expected->digest_length != MD5_LENGTH) {
-        log_error("curl_func(1847)", "MD5 hash length is not valid: %d", expected->digest_length);
-        return reject(info, FTPCD_ERR_HOSTKEY_MISMATCH);
-    }
-    int differs = 1;
-    if (!secure_done(info, ssh_key_digest_md5_compare(found->key, found->len, expected->digest, &differs)))
-        return false;
-    return differs == 0 || reject(info, FTPCD_ERR_HOSTKEY_MISMATCH);
-}
-
-static bool key_accepted(const cb_auth_info_t *info, const curl_khkey *found)
-{
-    const server_auth_t *auth = info->server_auth;
-    if (saving_wanted(info) &&
-        !secure_done(info, ssh_public_key_save(auth->save_path, 0, found->key, found->len)))
-        return false;
-    switch (auth->auth_type) {
-    case SERVER_AUTH_NONE:
-        log_info("curl_func(1841)", "No authentication.");
-        return true;
-    case SERVER_AUTH_MD5:
-        return key_matches(info, found);
-    case SERVER_AUTH_SHA1:
-        log_error("curl_func(1869)", "SHA-1 digest check is not supported.");
-        return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
-    default:
-        log_error("curl_func(1875)", "Unexpected authentication type: %d", static_cast<int>(auth->auth_type));
-        return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
-    }
 }
 
 int cb_sshkey(CURL *, const curl_khkey *, const curl_khkey *foundkey, curl_khmatch match, void *context)
@@ -146,6 +180,5 @@ int cb_sshkey(CURL *, const curl_khkey *, const curl_khkey *foundkey, curl_khmat
         log_error("curl_func(1823)", "'struct cb_auth_info_t' has not been set.");
         return CURLKHSTAT_REJECT;
     }
-    const process_crypto for_libsecure;
-    return key_accepted(info, foundkey) ? CURLKHSTAT_FINE : CURLKHSTAT_REJECT;
+    return is_accepted(info, HOST_KEY, foundkey) ? CURLKHSTAT_FINE : CURLKHSTAT_REJECT;
 }

@@ -2,9 +2,11 @@
 // the outcome there. They block until it has ended.
 #pragma once
 
-#include "curl_func/callbacks.h"
+#include "curl_func/data_callbacks.h"
 #include "curl_func/identity.h"
-#include "curl_func/perform.h"
+#include "curl_func/listing_callback.h"
+#include "curl_func/progress.h"
+#include "curl_func/retry.h"
 
 // All that libcurl may still use until the handle is released.
 struct worker_t {
@@ -22,9 +24,6 @@ void upload(worker_t *w);
 void look_up(worker_t *w);
 
 // Shared by them.
-
-constexpr int32_t CONNECTION_LIMIT_S = 60;
-constexpr int32_t ANY_NUMBER = -1; // of retries
 
 inline bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
 

@@ -1,9 +1,9 @@
 #include "curl_func/jobs.h"
 #include "curl_func/session.h"
+#include "strutil/log.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 
-constexpr int32_t LOOK_UP_LIMIT_S = 180;
 constexpr int32_t FTP_DONE = 226;
 constexpr int32_t HTTP_OK = 200;
 
@@ -34,8 +34,7 @@ static void accept_missing_file(worker_t *w)
 
 void look_up(worker_t *w)
 {
-    w->timeout_info.operation_limit = LOOK_UP_LIMIT_S;
-    w->timeout_info.timeout_retry_limit = ANY_NUMBER;
+    w->timeout_info = LOOK_UP_LIMITS;
     const transfer_request_t *request = &w->job->record.request;
     if (request->proxy_type == PROXY_HTTP) {
         fail(w, FTPCD_ERR_NOT_SUPPORTED);

@@ -1,10 +1,8 @@
-#include "curl_func/perform.h"
+#include "curl_func/retry.h"
 
-#include "curl_func/callbacks.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
-#include <climits>
 #include <unistd.h>
 
 constexpr int TRIES_MAX = 5;
@@ -14,32 +12,10 @@ constexpr long RETRY_BASE_S = 60; // for a job without limits
 constexpr long RETRY_GRACE_S = 60;
 constexpr int32_t HTTP_EXPECTATION_FAILED = 417;
 
-// Shares the transfer, keeps its own outcome: for calls that must not disturb the handle's.
-static curl_e_handle_t copy_of(const curl_e_handle_t *handle)
-{
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, handle);
-    return copy;
-}
-
 static void set_fresh_connect(const curl_e_handle_t *handle, long on)
 {
-    curl_e_handle_t copy = copy_of(handle);
+    curl_e_handle_t copy = curl_e_copy_of(handle);
     curl_e_setopt_curlopt_fresh_connect(&copy, on);
-}
-
-double elapsed_time_s(const curl_e_handle_t *handle)
-{
-    curl_e_handle_t copy = copy_of(handle);
-    const double elapsed_s = curl_e_getinfo_total_time(&copy);
-    return is_curl_error(&copy) ? -1 : elapsed_s;
-}
-
-long whole_number(double value)
-{
-    if (value >= static_cast<double>(LONG_MAX))
-        return LONG_MAX;
-    return value > static_cast<double>(LONG_MIN) ? static_cast<long>(value) : LONG_MIN;
 }
 
 static double transferred_size(const perform_info_t *info)
@@ -73,7 +49,7 @@ static bool set_limits(curl_e_handle_t *handle, timeout_info_t *timeout)
 // Some proxies refuse the "Expect: 100-continue" of HTTP/1.1.
 static bool use_http_1_0(const curl_e_handle_t *handle)
 {
-    curl_e_handle_t copy = copy_of(handle);
+    curl_e_handle_t copy = curl_e_copy_of(handle);
     curl_e_setopt_http_version(&copy, CURL_HTTP_VERSION_1_0);
     return !is_curl_error(&copy);
 }
@@ -165,11 +141,8 @@ static void pause_before_retry(job_slot_t *job)
         usleep(PAUSE_STEP_US);
 }
 
-static void prepare_next_try(curl_e_handle_t *handle, const perform_info_t *info)
+static void begin_again(const perform_info_t *info)
 {
-    set_fresh_connect(handle, 1);
-    curl_e_clear_result(handle);
-    pause_before_retry(info->job);
     if (info->begin_again != nullptr)
         info->begin_again(info->reset_arg);
 }
@@ -189,7 +162,10 @@ static void run_tries(curl_e_handle_t *handle, perform_info_t *info)
         if (retry == TRIES_MAX || !short_enough_for_retry(handle, info) || !local_file_reset(handle, info) ||
             !timeouts_left(info->timeout_info))
             return;
-        prepare_next_try(handle, info);
+        set_fresh_connect(handle, 1);
+        curl_e_clear_result(handle);
+        pause_before_retry(info->job);
+        begin_again(info);
     }
 }
 
@@ -198,7 +174,7 @@ static double moved_bytes(const curl_e_handle_t *handle, uint32_t kind)
 {
     if (kind != JOB_DOWNLOAD && kind != JOB_UPLOAD)
         return -1;
-    curl_e_handle_t copy = copy_of(handle);
+    curl_e_handle_t copy = curl_e_copy_of(handle);
     const double moved =
         kind == JOB_DOWNLOAD ? curl_e_getinfo_size_download(&copy) : curl_e_getinfo_size_upload(&copy);
     return is_curl_error(&copy) ? -1 : moved;
@@ -230,17 +206,3 @@ void curl_perform(curl_e_handle_t *handle, perform_info_t *info)
     if (!is_curl_error(handle))
         check_completeness(handle, info);
 }
-
-static int rewind_file(void *arg, const char *id)
-{
-    const int rc = fseeko(static_cast<cb_file_info_t *>(arg)->file, 0, SEEK_SET);
-    if (rc != 0)
-        log_errno(id);
-    return rc;
-}
-
-int curl_download_reset(void *arg) { return rewind_file(arg, "curl_func(688)"); }
-
-int curl_upload_reset(void *arg) { return rewind_file(arg, "curl_func(825)"); }
-
-int curl_download_empty(void *arg) { return ftruncate(fileno(static_cast<cb_file_info_t *>(arg)->file), 0); }

@@ -1,6 +1,6 @@
 #include "curl_func/session.h"
 
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <span>
@@ -19,11 +19,6 @@ struct session_t {
 };
 
 using setting_fn = void (*)(const session_t &);
-
-bool asks_for_tls(const transfer_request_t *request)
-{
-    return request->protocol == PROTOCOL_FTPS_IMPLICIT || request->protocol == PROTOCOL_FTPS_EXPLICIT;
-}
 
 // libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads go in clear.
 bool active_mode_loses_tls()
@@ -69,7 +64,7 @@ void set_mode(const session_t &s)
 {
     if (s.request->passive_mode != 0)
         return;
-    if (asks_for_tls(s.request) && active_mode_loses_tls())
+    if (protocol_has_tls(s.request->protocol) && active_mode_loses_tls())
         log_info("curl_func(1092)", "libcurl %s: no TLS in active mode, passive mode is used.",
                  curl_version_info(CURLVERSION_NOW)->version);
     else
@@ -131,7 +126,7 @@ bool apply(const session_t &session, std::span<const setting_fn> settings)
 
 std::span<const setting_fn> security_settings(const transfer_request_t *request)
 {
-    if (asks_for_tls(request))
+    if (protocol_has_tls(request->protocol))
         return FTPS;
     if (request->protocol == PROTOCOL_SFTP)
         return SFTP;

@@ -1,8 +1,8 @@
-#include "curl_func/close_socket.h"
+#include "curl_func/close_delivered.h"
 #include "curl_func/jobs.h"
 #include "curl_func/local_file.h"
 #include "curl_func/session.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // each one waits for the server to confirm it
@@ -33,8 +33,7 @@ static bool resume_upload(worker_t *w)
 // Speed only: a libcurl that refuses it uploads with its own buffer.
 static void enlarge_buffer(const worker_t *w)
 {
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
+    curl_e_handle_t copy = curl_e_copy_of(&w->handle);
     curl_e_setopt_upload_buffersize(&copy, w->job->record.request.protocol == PROTOCOL_SFTP
                                                ? SFTP_UPLOAD_BUFFER_BYTES
                                                : UPLOAD_BUFFER_BYTES);
@@ -43,11 +42,9 @@ static void enlarge_buffer(const worker_t *w)
 // Without it a TLS 1.3 server's session tickets, coming when libcurl has closed, cut off what is on its way.
 static void close_after_delivery(const worker_t *w)
 {
-    const uint32_t protocol = w->job->record.request.protocol;
-    if (protocol != PROTOCOL_FTPS_IMPLICIT && protocol != PROTOCOL_FTPS_EXPLICIT)
+    if (!protocol_has_tls(w->job->record.request.protocol))
         return;
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
+    curl_e_handle_t copy = curl_e_copy_of(&w->handle);
     curl_e_setopt_closesocketfunc_data(&copy, cb_close_socket, w->job);
 }
 
@@ -83,8 +80,7 @@ static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, in
 
 static void check_whole(worker_t *w, int64_t size_at_first)
 {
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
+    curl_e_handle_t copy = curl_e_copy_of(&w->handle);
     const auto sent = static_cast<int64_t>(curl_e_getinfo_size_upload(&copy));
     const int64_t begin = w->handle.resume != 0 ? w->handle.resume_offset : 0;
     if (is_curl_error(&copy) || is_whole(w, size_at_first, begin, begin + sent))
@@ -97,8 +93,7 @@ static void check_whole(worker_t *w, int64_t size_at_first)
 
 void upload(worker_t *w)
 {
-    w->timeout_info.connection_limit = CONNECTION_LIMIT_S;
-    w->timeout_info.timeout_retry_limit = ANY_NUMBER;
+    w->timeout_info = UPLOAD_LIMITS;
     if (resumes(w) && w->job->record.request.proxy_type == PROXY_HTTP) {
         log_error("curl_func(719)",
                   "Resume through an HTTP proxy is not supported: it would replace the file.");

@@ -1,9 +1,9 @@
 #include "curl_func/worker.h"
 
 #include "curl_func/crypto_context.h"
+#include "curl_func/job_sockets.h"
 #include "curl_func/jobs.h"
-#include "curl_func/sockets.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <csignal>
@@ -39,22 +39,22 @@ static void store_outcome(const worker_t *w)
     w->job->record.module_info.result = static_cast<uint32_t>(w->handle.error);
 }
 
-// So that a cancel waits for no server, be it for names or files. A refusal is logged, and ignored.
+// Lets a cancel interrupt DNS look-ups and socket waits; best effort: a refusal is logged, and ignored.
 static void keep_cancel_quick(const worker_t *w)
 {
     sockets_forget_all(w->job);
-    curl_e_handle_t copy{};
-    curl_e_copy_handle(&copy, &w->handle);
+    curl_e_handle_t copy = curl_e_copy_of(&w->handle);
     curl_e_setopt_quick_exit(&copy, 1);
     curl_e_setopt_nosignal(&copy, 1);
     curl_e_clear_result(&copy);
     curl_e_setopt_closesocketfunc_data(&copy, cb_close_noted, w->job);
-    if (!is_curl_error(&copy)) // who notes a socket must hear of its end
+    if (!is_curl_error(&copy)) // a socket that is noted must be forgotten when it is closed
         curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, w->job);
 }
 
-// Nothing is lost: what an SFTP server was sent it has confirmed. libcurl's own farewell takes round trips.
-static void take_leave(worker_t *w)
+// An SFTP server has confirmed all that it was sent, so breaking the connection loses nothing, and saves the
+// round trips of libcurl's own farewell.
+static void end_session(worker_t *w)
 {
     if (w->job->record.request.protocol == PROTOCOL_SFTP)
         sockets_break(w->job);
@@ -72,18 +72,18 @@ static void run_with_libcurl(worker_t *w)
     keep_cancel_quick(w);
     transfer(w);
     store_outcome(w);
-    take_leave(w);
+    end_session(w);
     curl_e_cleanup(&w->handle);
 }
 
 static void return_memory()
 {
 #ifdef __GLIBC__
-    malloc_trim(0); // else the heap keeps what the job took: megabytes after an SFTP upload
+    malloc_trim(0); // an SFTP upload would leave megabytes in the heap
 #endif
 }
 
-// A peer that has gone, or the reader of a pipe, is an error of the write: libcurl does not see to it for us.
+// With CURLOPT_NOSIGNAL libcurl does not ignore SIGPIPE: a peer that has gone is an error of the write.
 static void block_broken_pipe()
 {
     sigset_t broken_pipe;

@@ -103,6 +103,14 @@ int is_curl_error(const curl_e_handle_t *rec);
 // not disturb src's. A copy is dropped, never reset, cleaned up or moved onto.
 void curl_e_copy_handle(curl_e_handle_t *dst, const curl_e_handle_t *src);
 
+// The same as a value.
+inline curl_e_handle_t curl_e_copy_of(const curl_e_handle_t *src)
+{
+    curl_e_handle_t copy;
+    curl_e_copy_handle(&copy, src);
+    return copy;
+}
+
 // Hands src over to dst, whose own easy handle must have been released before.
 void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src);
 

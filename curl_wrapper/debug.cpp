@@ -16,8 +16,9 @@ static constexpr char HIDDEN[] = "****"; // when there is no memory to look clos
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
 {
     const curl_debug_callback callback = on != 0 ? debug_cb : nullptr;
-    SET(rec, 525, CURLOPT_VERBOSE, on) && SET(rec, 532, CURLOPT_DEBUGFUNCTION, callback) &&
-        SET(rec, 538, CURLOPT_DEBUGDATA, static_cast<void *>(rec));
+    SET(rec, "curl_wrapper(525)", CURLOPT_VERBOSE, on) &&
+        SET(rec, "curl_wrapper(532)", CURLOPT_DEBUGFUNCTION, callback) &&
+        SET(rec, "curl_wrapper(538)", CURLOPT_DEBUGDATA, static_cast<void *>(rec));
 }
 
 // libcurl repeats this one while it ends an aborted transfer: once for each perform is enough.
@@ -30,7 +31,7 @@ static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
     return repeated;
 }
 
-// Nothing but this line tells it before libcurl takes leave of the server.
+// libcurl reports a timeout before QUIT only by this line.
 static void note_time_out(curl_e_handle_t *rec, curl_infotype type, std::string_view line)
 {
     if (rec != nullptr && type == CURLINFO_TEXT && line.starts_with("Operation timed out"))

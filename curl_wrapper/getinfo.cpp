@@ -1,4 +1,5 @@
 #include "curl_wrapper/url.h"
+#include "strutil/log.h"
 #include "strutil/strutil.h"
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
@@ -33,26 +34,32 @@ static Value get_info(curl_e_handle_t *rec, const char *id, const char *name, Va
     return otherwise;
 }
 
-#define GET(rec, num, info, otherwise) get_info<info>(rec, "curl_wrapper(" #num ")", #info, otherwise)
+#define GET(rec, id, info, otherwise) get_info<info>(rec, id, #info, otherwise)
 
 double curl_e_getinfo_size_download(curl_e_handle_t *rec)
 {
-    return GET(rec, 1707, CURLINFO_SIZE_DOWNLOAD, -1.0);
+    return GET(rec, "curl_wrapper(1707)", CURLINFO_SIZE_DOWNLOAD, -1.0);
 }
 
-double curl_e_getinfo_size_upload(curl_e_handle_t *rec) { return GET(rec, 1726, CURLINFO_SIZE_UPLOAD, -1.0); }
+double curl_e_getinfo_size_upload(curl_e_handle_t *rec)
+{
+    return GET(rec, "curl_wrapper(1726)", CURLINFO_SIZE_UPLOAD, -1.0);
+}
 
 double curl_e_getinfo_total_time(curl_e_handle_t *rec)
 {
-    const double seconds = GET(rec, 1763, CURLINFO_TOTAL_TIME, -1.0);
+    const double seconds = GET(rec, "curl_wrapper(1763)", CURLINFO_TOTAL_TIME, -1.0);
     return is_curl_error(rec) != 0 ? seconds : seconds + rec->total_time;
 }
 
-long curl_e_getinfo_response_code(curl_e_handle_t *rec) { return GET(rec, 1822, CURLINFO_RESPONSE_CODE, 0L); }
+long curl_e_getinfo_response_code(curl_e_handle_t *rec)
+{
+    return GET(rec, "curl_wrapper(1822)", CURLINFO_RESPONSE_CODE, 0L);
+}
 
 const char *curl_e_getinfo_ftp_entry_path(curl_e_handle_t *rec)
 {
-    const char *path = GET(rec, 1841, CURLINFO_FTP_ENTRY_PATH, static_cast<char *>(nullptr));
+    const char *path = GET(rec, "curl_wrapper(1841)", CURLINFO_FTP_ENTRY_PATH, static_cast<char *>(nullptr));
     if (path == nullptr && rec->curl_code == CURLE_OK)
         log_error("curl_wrapper(1845)", "Could not get ftp entry path: NULL");
     return path;
@@ -60,7 +67,7 @@ const char *curl_e_getinfo_ftp_entry_path(curl_e_handle_t *rec)
 
 const char *curl_e_getinfo_effective_url(curl_e_handle_t *rec)
 {
-    const char *url = GET(rec, 1917, CURLINFO_EFFECTIVE_URL, static_cast<char *>(nullptr));
+    const char *url = GET(rec, "curl_wrapper(1917)", CURLINFO_EFFECTIVE_URL, static_cast<char *>(nullptr));
     if (url == nullptr && rec->curl_code == CURLE_OK)
         log_error("curl_wrapper(1921)", "Could not get effective URL: NULL");
     return url;

@@ -1,4 +1,5 @@
 #include "curl_wrapper/listing_capture.h"
+#include "curl_wrapper/record.h"
 #include "curl_wrapper/set_option.h"
 
 int curl_e_init(curl_e_handle_t *rec)
@@ -50,6 +51,21 @@ void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
     src->list_info = nullptr;
 }
 
+void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call)
+{
+    log_error(id, "%s(): NULL", call);
+    rec->error = FTPCD_ERR_NO_MEMORY;
+}
+
+CURLcode curl_e_perform_once(curl_e_handle_t *rec)
+{
+    rec->callback_aborted_logged = 0;
+    rec->operation_timed_out = 0;
+    const CURLcode code = curl_easy_perform(rec->curl);
+    rec->curl_code = code;
+    return code;
+}
+
 static void drop_list_setting(curl_e_handle_t *rec)
 {
     list_setting_free(rec->list_info);
@@ -67,12 +83,12 @@ void curl_e_limit_farewell(curl_e_handle_t *rec)
 {
     if (rec->curl == nullptr)
         return;
-    curl_e_handle_t copy;
-    curl_e_copy_handle(&copy, rec);
+    curl_e_handle_t copy = curl_e_copy_of(rec);
     // Not after a refusal: with its URL still set a perform would be a transfer.
-    if (SET(&copy, 171, CURLOPT_VERBOSE, 0L) && SET(&copy, 172, CURLOPT_NOPROGRESS, 1L) &&
-        SET(&copy, 173, CURLOPT_URL, static_cast<const char *>(nullptr)) &&
-        SET(&copy, 174, CURLOPT_SERVER_RESPONSE_TIMEOUT, 2L))
+    if (SET(&copy, "curl_wrapper(171)", CURLOPT_VERBOSE, 0L) &&
+        SET(&copy, "curl_wrapper(172)", CURLOPT_NOPROGRESS, 1L) &&
+        SET(&copy, "curl_wrapper(173)", CURLOPT_URL, static_cast<const char *>(nullptr)) &&
+        SET(&copy, "curl_wrapper(174)", CURLOPT_SERVER_RESPONSE_TIMEOUT, 2L))
         curl_easy_perform(copy.curl);
 }
 

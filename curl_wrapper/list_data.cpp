@@ -1,6 +1,6 @@
 // The bytes of a listing between their arrival and their parsing.
 #include "curl_wrapper/curl_wrapper.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -37,6 +37,7 @@ bool make_room(dynamic_buffer_t *buffer, uint64_t need)
 {
     if (need <= buffer->capacity)
         return true;
+    // Clears one bit and does not round: the capacity is `need`, or up to 256 bytes more. It is meant so.
     const uint64_t capacity = (need + 0x100) & ~UINT64_C(0x100);
     if (capacity > UINT32_MAX)
         return false;

@@ -1,7 +1,7 @@
 #include "curl_wrapper/listing_capture.h"
 
 #include "listparse/listparse.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 #include <cstdlib>
 #include <cstring>

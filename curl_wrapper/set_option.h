@@ -2,7 +2,7 @@
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <type_traits>
@@ -47,6 +47,6 @@ static bool set_option(curl_e_handle_t *rec, const char *id, const char *name, V
     return false;
 }
 
-#define SET(rec, num, option, value) set_option<option>(rec, "curl_wrapper(" #num ")", #option, value)
+#define SET(rec, id, option, value) set_option<option>(rec, id, #option, value)
 
 constexpr bool curl_e_is_port(long port) { return port >= 0 && port <= 65535; }

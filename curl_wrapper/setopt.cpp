@@ -5,7 +5,7 @@ static const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
 
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name)
 {
-    SET(rec, 741, CURLOPT_INTERFACE, name);
+    SET(rec, "curl_wrapper(741)", CURLOPT_INTERFACE, name);
 }
 
 void curl_e_setopt_port(curl_e_handle_t *rec, long port)
@@ -15,15 +15,16 @@ void curl_e_setopt_port(curl_e_handle_t *rec, long port)
         rec->error = FTPCD_ERR_INTERNAL;
         return;
     }
-    SET(rec, 832, CURLOPT_PORT, port);
+    SET(rec, "curl_wrapper(832)", CURLOPT_PORT, port);
 }
 
 void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user, const char *password)
 {
-    SET(rec, 856, CURLOPT_USERNAME, or_empty(user)) && SET(rec, 866, CURLOPT_PASSWORD, or_empty(password));
+    SET(rec, "curl_wrapper(856)", CURLOPT_USERNAME, or_empty(user)) &&
+        SET(rec, "curl_wrapper(866)", CURLOPT_PASSWORD, or_empty(password));
 }
 
-void curl_e_setopt_ftpport(curl_e_handle_t *rec) { SET(rec, 979, CURLOPT_FTPPORT, "-"); }
+void curl_e_setopt_ftpport(curl_e_handle_t *rec) { SET(rec, "curl_wrapper(979)", CURLOPT_FTPPORT, "-"); }
 
 // Its line tells the value that was refused, not the CURLcode.
 void curl_e_setopt_append(curl_e_handle_t *rec, long on)
@@ -34,112 +35,127 @@ void curl_e_setopt_append(curl_e_handle_t *rec, long on)
 
 void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes)
 {
-    SET(rec, 1045, CURLOPT_UPLOAD_BUFFERSIZE, bytes);
+    SET(rec, "curl_wrapper(1045)", CURLOPT_UPLOAD_BUFFERSIZE, bytes);
 }
 
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on)
 {
 #if LIBCURL_VERSION_NUM >= 0x075700
-    SET(rec, 545, CURLOPT_QUICK_EXIT, on);
+    SET(rec, "curl_wrapper(545)", CURLOPT_QUICK_EXIT, on);
 #else
     (void)rec, (void)on;
 #endif
 }
 
-void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on) { SET(rec, 552, CURLOPT_NOSIGNAL, on); }
+void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on)
+{
+    SET(rec, "curl_wrapper(552)", CURLOPT_NOSIGNAL, on);
+}
 
-void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { SET(rec, 1054, CURLOPT_FAILONERROR, on); }
+void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on)
+{
+    SET(rec, "curl_wrapper(1054)", CURLOPT_FAILONERROR, on);
+}
 
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version)
 {
-    SET(rec, 1070, CURLOPT_HTTP_VERSION, version);
+    SET(rec, "curl_wrapper(1070)", CURLOPT_HTTP_VERSION, version);
 }
 
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds)
 {
-    SET(rec, 1090, CURLOPT_TIMEOUT, seconds > 0 ? seconds : 0L);
+    SET(rec, "curl_wrapper(1090)", CURLOPT_TIMEOUT, seconds > 0 ? seconds : 0L);
 }
 
 void curl_e_setopt_connect_timeout(curl_e_handle_t *rec, long seconds)
 {
     const long limit_s = seconds > 0 ? seconds : 0;
     // libcurl refuses limits above 2147483 s, so what it has taken fits in milliseconds as well.
-    SET(rec, 1110, CURLOPT_CONNECTTIMEOUT, limit_s) &&
-        SET(rec, 1116, CURLOPT_ACCEPTTIMEOUT_MS, limit_s * 1000);
+    SET(rec, "curl_wrapper(1110)", CURLOPT_CONNECTTIMEOUT, limit_s) &&
+        SET(rec, "curl_wrapper(1116)", CURLOPT_ACCEPTTIMEOUT_MS, limit_s * 1000);
 }
 
 void curl_e_setopt_curlopt_connect_only(curl_e_handle_t *rec, long on)
 {
-    if (SET(rec, 1133, CURLOPT_CONNECT_ONLY, on))
+    if (SET(rec, "curl_wrapper(1133)", CURLOPT_CONNECT_ONLY, on))
         rec->connect_only = on != 0 ? 1 : 0;
 }
 
 void curl_e_setopt_curlopt_fresh_connect(curl_e_handle_t *rec, long on)
 {
-    SET(rec, 1152, CURLOPT_FRESH_CONNECT, on);
+    SET(rec, "curl_wrapper(1152)", CURLOPT_FRESH_CONNECT, on);
 }
 
 void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n)
 {
-    SET(rec, 1168, CURLOPT_MAXCONNECTS, n);
+    SET(rec, "curl_wrapper(1168)", CURLOPT_MAXCONNECTS, n);
 }
 
 void curl_e_setopt_curlopt_wildcardmatch(curl_e_handle_t *rec, long on)
 {
-    SET(rec, 1184, CURLOPT_WILDCARDMATCH, on);
+    SET(rec, "curl_wrapper(1184)", CURLOPT_WILDCARDMATCH, on);
 }
 
 void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on)
 {
-    SET(rec, 1200, CURLOPT_FTP_USE_EPRT, on) && SET(rec, 1206, CURLOPT_FTP_USE_EPSV, on);
+    SET(rec, "curl_wrapper(1200)", CURLOPT_FTP_USE_EPRT, on) &&
+        SET(rec, "curl_wrapper(1206)", CURLOPT_FTP_USE_EPSV, on);
 }
 
 void curl_e_setopt_tcp_keepalive(curl_e_handle_t *rec, long on, long idle, long interval)
 {
-    if (SET(rec, 1225, CURLOPT_TCP_KEEPALIVE, on != 0 ? 1L : 0L) && on != 0)
-        SET(rec, 1232, CURLOPT_TCP_KEEPIDLE, idle) && SET(rec, 1238, CURLOPT_TCP_KEEPINTVL, interval);
+    if (SET(rec, "curl_wrapper(1225)", CURLOPT_TCP_KEEPALIVE, on != 0 ? 1L : 0L) && on != 0)
+        SET(rec, "curl_wrapper(1232)", CURLOPT_TCP_KEEPIDLE, idle) &&
+            SET(rec, "curl_wrapper(1238)", CURLOPT_TCP_KEEPINTVL, interval);
 }
 
 void curl_e_setopt_ssh_knownhosts(curl_e_handle_t *rec, const char *path)
 {
-    SET(rec, 1257, CURLOPT_SSH_KNOWNHOSTS, path);
+    SET(rec, "curl_wrapper(1257)", CURLOPT_SSH_KNOWNHOSTS, path);
 }
 
 void curl_e_setopt_ssh_auth_types(curl_e_handle_t *rec, long mask)
 {
-    SET(rec, 1279, CURLOPT_SSH_AUTH_TYPES, mask);
+    SET(rec, "curl_wrapper(1279)", CURLOPT_SSH_AUTH_TYPES, mask);
 }
 
 void curl_e_setopt_ssh_keyfile(curl_e_handle_t *rec, const char *public_key, const char *private_key,
                                const char *pass_phrase)
 {
-    SET(rec, 1303, CURLOPT_SSH_PUBLIC_KEYFILE, or_empty(public_key)) &&
-        SET(rec, 1312, CURLOPT_SSH_PRIVATE_KEYFILE, or_empty(private_key)) &&
-        SET(rec, 1321, CURLOPT_KEYPASSWD, or_empty(pass_phrase));
+    SET(rec, "curl_wrapper(1303)", CURLOPT_SSH_PUBLIC_KEYFILE, or_empty(public_key)) &&
+        SET(rec, "curl_wrapper(1312)", CURLOPT_SSH_PRIVATE_KEYFILE, or_empty(private_key)) &&
+        SET(rec, "curl_wrapper(1321)", CURLOPT_KEYPASSWD, or_empty(pass_phrase));
 }
 
 void curl_e_setopt_use_ssl(curl_e_handle_t *rec, long level, long auth)
 {
-    SET(rec, 1348, CURLOPT_USE_SSL, level) && SET(rec, 1355, CURLOPT_FTPSSLAUTH, auth) &&
-        SET(rec, 1362, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_DEFAULT));
+    SET(rec, "curl_wrapper(1348)", CURLOPT_USE_SSL, level) &&
+        SET(rec, "curl_wrapper(1355)", CURLOPT_FTPSSLAUTH, auth) &&
+        SET(rec, "curl_wrapper(1362)", CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_DEFAULT));
 }
 
 void curl_e_setopt_ftp_skip_pasv_ip(curl_e_handle_t *rec, long on)
 {
-    SET(rec, 1380, CURLOPT_FTP_SKIP_PASV_IP, on);
+    SET(rec, "curl_wrapper(1380)", CURLOPT_FTP_SKIP_PASV_IP, on);
 }
 
-void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode) { SET(rec, 1399, CURLOPT_FTP_SSL_CCC, mode); }
+void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode)
+{
+    SET(rec, "curl_wrapper(1399)", CURLOPT_FTP_SSL_CCC, mode);
+}
 
-void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file) { SET(rec, 1416, CURLOPT_CAINFO, file); }
+void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file)
+{
+    SET(rec, "curl_wrapper(1416)", CURLOPT_CAINFO, file);
+}
 
 void curl_e_setopt_capath(curl_e_handle_t *rec, const char *directory)
 {
-    SET(rec, 1433, CURLOPT_CAPATH, directory);
+    SET(rec, "curl_wrapper(1433)", CURLOPT_CAPATH, directory);
 }
 
 void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host)
 {
-    SET(rec, 1453, CURLOPT_SSL_VERIFYPEER, peer) &&
-        SET(rec, 1462, CURLOPT_SSL_VERIFYHOST, host != 0 ? 2L : 0L);
+    SET(rec, "curl_wrapper(1453)", CURLOPT_SSL_VERIFYPEER, peer) &&
+        SET(rec, "curl_wrapper(1462)", CURLOPT_SSL_VERIFYHOST, host != 0 ? 2L : 0L);
 }

@@ -4,46 +4,54 @@
 
 void curl_e_setopt_writefunc_data(curl_e_handle_t *rec, curl_write_callback function, void *data)
 {
-    SET(rec, 1480, CURLOPT_WRITEFUNCTION, function) && SET(rec, 1486, CURLOPT_WRITEDATA, data);
+    SET(rec, "curl_wrapper(1480)", CURLOPT_WRITEFUNCTION, function) &&
+        SET(rec, "curl_wrapper(1486)", CURLOPT_WRITEDATA, data);
 }
 
 void curl_e_setopt_readfunc_data(curl_e_handle_t *rec, curl_read_callback function, void *data)
 {
-    SET(rec, 1504, CURLOPT_READFUNCTION, function) && SET(rec, 1510, CURLOPT_READDATA, data);
+    SET(rec, "curl_wrapper(1504)", CURLOPT_READFUNCTION, function) &&
+        SET(rec, "curl_wrapper(1510)", CURLOPT_READDATA, data);
 }
 
 void curl_e_setopt_progressfunc_data(curl_e_handle_t *rec, curl_progress_callback function, void *data)
 {
-    SET(rec, 1528, CURLOPT_PROGRESSFUNCTION, function) && SET(rec, 1534, CURLOPT_PROGRESSDATA, data) &&
-        SET(rec, 1540, CURLOPT_NOPROGRESS, 0L);
+    SET(rec, "curl_wrapper(1528)", CURLOPT_PROGRESSFUNCTION, function) &&
+        SET(rec, "curl_wrapper(1534)", CURLOPT_PROGRESSDATA, data) &&
+        SET(rec, "curl_wrapper(1540)", CURLOPT_NOPROGRESS, 0L);
 }
 
 void curl_e_setopt_chunkfunc_data(curl_e_handle_t *rec, curl_chunk_bgn_callback begin,
                                   curl_chunk_end_callback end, void *data)
 {
-    SET(rec, 1561, CURLOPT_CHUNK_BGN_FUNCTION, begin) && SET(rec, 1567, CURLOPT_CHUNK_END_FUNCTION, end) &&
-        SET(rec, 1573, CURLOPT_CHUNK_DATA, data);
+    SET(rec, "curl_wrapper(1561)", CURLOPT_CHUNK_BGN_FUNCTION, begin) &&
+        SET(rec, "curl_wrapper(1567)", CURLOPT_CHUNK_END_FUNCTION, end) &&
+        SET(rec, "curl_wrapper(1573)", CURLOPT_CHUNK_DATA, data);
 }
 
 void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback function, void *data)
 {
-    SET(rec, 1592, CURLOPT_SOCKOPTFUNCTION, function) && SET(rec, 1598, CURLOPT_SOCKOPTDATA, data);
+    SET(rec, "curl_wrapper(1592)", CURLOPT_SOCKOPTFUNCTION, function) &&
+        SET(rec, "curl_wrapper(1598)", CURLOPT_SOCKOPTDATA, data);
 }
 
 void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data)
 {
     // Its data first: the job goes on after a refusal, and the function must never run without them.
-    SET(rec, 1611, CURLOPT_CLOSESOCKETDATA, data) && SET(rec, 1605, CURLOPT_CLOSESOCKETFUNCTION, function);
+    SET(rec, "curl_wrapper(1611)", CURLOPT_CLOSESOCKETDATA, data) &&
+        SET(rec, "curl_wrapper(1605)", CURLOPT_CLOSESOCKETFUNCTION, function);
 }
 
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data)
 {
-    SET(rec, 1654, CURLOPT_SSH_KEYFUNCTION, function) && SET(rec, 1660, CURLOPT_SSH_KEYDATA, data);
+    SET(rec, "curl_wrapper(1654)", CURLOPT_SSH_KEYFUNCTION, function) &&
+        SET(rec, "curl_wrapper(1660)", CURLOPT_SSH_KEYDATA, data);
 }
 
 void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback function, void *data)
 {
-    SET(rec, 1680, CURLOPT_SSL_CTX_FUNCTION, function) && SET(rec, 1686, CURLOPT_SSL_CTX_DATA, data);
+    SET(rec, "curl_wrapper(1680)", CURLOPT_SSL_CTX_FUNCTION, function) &&
+        SET(rec, "curl_wrapper(1686)", CURLOPT_SSL_CTX_DATA, data);
 }
 
 void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback, void *context)

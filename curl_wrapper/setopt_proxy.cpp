@@ -21,6 +21,7 @@ static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
         return FTPCD_ERR_INTERNAL;
     }
     if (is_socks(scheme)) {
+        // The word is misspelt in the given text.
         log_error("curl_wrapper(916)", "'%s' proxy is not supprted", curl_e_scheme_prefix(scheme));
         return FTPCD_ERR_NOT_SUPPORTED;
     }
@@ -46,7 +47,8 @@ void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long 
     if (used && !set_http_type(rec))
         return;
     // An empty name, unlike none, also keeps libcurl from the environment's proxies.
-    if (SET(rec, 944, CURLOPT_PROXY, used ? host : "") &&
-        SET(rec, 952, CURLOPT_PROXYPORT, used ? port : 0L) && SET(rec, 960, CURLOPT_HTTPPROXYTUNNEL, 0L))
+    if (SET(rec, "curl_wrapper(944)", CURLOPT_PROXY, used ? host : "") &&
+        SET(rec, "curl_wrapper(952)", CURLOPT_PROXYPORT, used ? port : 0L) &&
+        SET(rec, "curl_wrapper(960)", CURLOPT_HTTPPROXYTUNNEL, 0L))
         rec->proxy_type = kind;
 }

@@ -11,16 +11,19 @@ void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
         return;
     }
     if (const heap_string escaped = curl_e_escaped_url(rec, url))
-        SET(rec, 766, CURLOPT_URL, static_cast<const char *>(escaped.get()));
+        SET(rec, "curl_wrapper(766)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
 void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url)
 {
     if (const heap_string escaped = curl_e_escaped_file_url(rec, url))
-        SET(rec, 771, CURLOPT_URL, static_cast<const char *>(escaped.get()));
+        SET(rec, "curl_wrapper(771)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
-void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on) { SET(rec, 776, CURLOPT_PATH_AS_IS, on); }
+void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on)
+{
+    SET(rec, "curl_wrapper(776)", CURLOPT_PATH_AS_IS, on);
+}
 
 static scheme_t scheme_of_protocol(int kind)
 {

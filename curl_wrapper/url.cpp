@@ -1,6 +1,6 @@
 #include "curl_wrapper/url.h"
 
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <cstring>

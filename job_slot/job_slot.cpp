@@ -1,6 +1,6 @@
 #include "job_slot/job_slot.h"
 
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+#include "strutil/log.h"
 #include "strutil/strutil.h"
 
 #include <cstdint>

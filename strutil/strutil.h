@@ -1,10 +1,10 @@
-// String, hex and number helpers over NUL-terminated byte strings, and the log.
+// String, hex and number helpers over NUL-terminated byte strings. The set is given: a few have no caller in
+// the daemon (malloc_str5, malloc_str6, hex_dump, the numbers among them) and exist for those who link the
+// library.
 //
-// None keeps state or logs (but hex_dump, whose output is the log). Results named malloc_* come from malloc
-// and belong to the caller, who releases them with free.
+// None keeps state, blocks or logs (but hex_dump, whose output is the log). Results named malloc_* come from
+// malloc and belong to the caller, who releases them with free.
 #pragma once
-
-#include "strutil/log.h"
 
 #include <cstddef>
 

@@ -1,7 +1,7 @@
 #include "zixi_func/error_names.h"
 
 #include "platform/zixiFeeder.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 #include "zixi_func/progress.h"
 
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 
 namespace
 {

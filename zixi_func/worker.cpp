@@ -1,6 +1,7 @@
 #include "zixi_func/worker.h"
 
 #include "platform/zixiFeeder.h"
+#include "strutil/log.h"
 #include "strutil/strutil.h"
 #include "wire/result_codes.h"
 #include "zixi_func/error_names.h"

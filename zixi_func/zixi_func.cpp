@@ -2,7 +2,7 @@
 
 #include "job_slot/job_slot.h"
 #include "platform/zixiFeeder.h"
-#include "strutil/strutil.h"
+#include "strutil/log.h"
 #include "zixi_func/error_names.h"
 #include "zixi_func/worker.h"
 

@@ -1,9 +1,10 @@
 // What the callbacks are driven with: the input, the job they work for, and what must have come of it.
 #pragma once
 
-#include "curl_func/callbacks.h"
+#include "curl_func/data_callbacks.h"
 #include "curl_func/identity.h"
-#include "curl_func/perform.h"
+#include "curl_func/listing_callback.h"
+#include "curl_func/progress.h"
 #include "support/logged.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "curl_func/close_socket.h"
+#include "curl_func/close_delivered.h"
 
 #include "job_fixture.h"
 

@@ -1,6 +1,8 @@
-#include "curl_func/callbacks.h"
+#include "curl_func/data_callbacks.h"
 
 #include "job_fixture.h"
+
+#include <cerrno>
 
 class Callbacks : public JobFixture
 {
@@ -101,122 +103,46 @@ TEST_F(Callbacks, AFileThatCannotBeReadAbortsTheUpload)
     EXPECT_EQ(logged(), lines{"error: curl_func(1504): errno(21) Is a directory\n"});
 }
 
-// --- cb_list
+// --- The resets
 
-class Listing : public JobFixture
+TEST_F(Callbacks, BothResetsGoToItsVeryStart)
 {
-protected:
-    static list_info_t entry_of(const char *name)
-    {
-        static char line[] = "";
-        list_info_t entry{};
-        entry.line = line;
-        entry.name = const_cast<char *>(name);
-        entry.owner = line;
-        entry.size = 5'000'000'000;
-        entry.year = 2024;
-        entry.month = 12;
-        entry.day = 31;
-        entry.hour = 23;
-        entry.minute = 59;
-        entry.attributes = 0x755;
-        entry.kind = LIST_KIND_FILE;
-        return entry;
+    file.file = fopen(write("f", "0123456789").c_str(), "rb");
+    for (const auto reset : {curl_download_reset, curl_upload_reset}) {
+        ASSERT_EQ(fseek(file.file, 7, SEEK_SET), 0);
+        EXPECT_EQ(reset(&file), 0);
+        EXPECT_EQ(ftell(file.file), 0);
+        EXPECT_EQ(fgetc(file.file), '0');
     }
-
-    int give(list_info_t entry) { return cb_list(&entry, &wanted, 1); }
-
-    remote_file_t &found = job_.record.remote_file;
-    cb_list_info_t wanted{"a.txt", &job_};
-};
-
-TEST_F(Listing, TheWantedFileIsKept)
-{
-    found.unused = 0xABCD;
-    EXPECT_EQ(give(entry_of("a.txt")), 0);
-    EXPECT_EQ(found.looked_up, 1u);
-    EXPECT_EQ(found.exists, 1u);
-    EXPECT_EQ(found.size, 5'000'000'000);
-    EXPECT_EQ(found.year, 2024);
-    EXPECT_EQ(found.month, 12);
-    EXPECT_EQ(found.day, 31);
-    EXPECT_EQ(found.hour, 23);
-    EXPECT_EQ(found.minute, 59);
-    EXPECT_EQ(found.attributes, 0x755);
-    EXPECT_EQ(found.is_link, 0);
-    EXPECT_EQ(found.unused, 0xABCDu);
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{6, "curl_func(1778): a.txt, size: 5000000000\n"}}));
-}
-
-TEST_F(Listing, UnknownFieldsKeepTheirValueWhenTheyAreWidened)
-{
-    list_info_t entry = entry_of("a.txt");
-    entry.size = -1;
-    entry.year = 65535;
-    entry.month = entry.day = entry.hour = entry.minute = 255;
-    entry.attributes = -1;
-    EXPECT_EQ(give(entry), 0);
-    EXPECT_EQ(found.size, -1);
-    EXPECT_EQ(found.year, 65535);
-    EXPECT_EQ(found.month, 255);
-    EXPECT_EQ(found.day, 255);
-    EXPECT_EQ(found.hour, 255);
-    EXPECT_EQ(found.minute, 255);
-    EXPECT_EQ(found.attributes, -1);
-    EXPECT_EQ(logged(), lines{"curl_func(1778): a.txt, size: -1\n"});
-}
-
-TEST_F(Listing, TheLastOfSeveralStays)
-{
-    list_info_t second = entry_of("a.txt");
-    second.size = 2;
-    EXPECT_EQ(give(entry_of("a.txt")), 0);
-    EXPECT_EQ(give(second), 0);
-    EXPECT_EQ(found.size, 2);
-}
-
-TEST_F(Listing, AnotherNameIsLoggedOnly)
-{
-    for (const char *name : {"A.txt", "a.txt ", "a.tx", "", "b"}) {
-        EXPECT_EQ(give(entry_of(name)), 0);
-        EXPECT_EQ(logged(), lines{"curl_func(1778): " + std::string(name) + ", size: 5000000000\n"});
-        EXPECT_EQ(found.looked_up, 0u);
-        EXPECT_EQ(found.exists, 0u);
-    }
-}
-
-TEST_F(Listing, DirectoriesLinksAndOthersOfTheNameAreNoFile)
-{
-    struct {
-        uint8_t is_link;
-        uint8_t kind;
-    } const table[] = {{0, 1}, {0, 0}, {0, 3}, {1, 2}, {1, 1}, {255, 2}};
-    for (const auto &row : table) {
-        list_info_t entry = entry_of("a.txt");
-        entry.is_link = row.is_link;
-        entry.kind = row.kind;
-        EXPECT_EQ(give(entry), 0);
-        EXPECT_EQ(found.looked_up, 0u);
-        EXPECT_EQ(found.exists, 0u);
-        EXPECT_EQ(logged(), lines{});
-    }
-}
-
-TEST_F(Listing, NamesThatAreMissingMatchNothing)
-{
-    EXPECT_EQ(give(entry_of(nullptr)), 0);
-    wanted.name = nullptr;
-    EXPECT_EQ(give(entry_of("a.txt")), 0);
-    EXPECT_EQ(found.exists, 0u);
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Listing, WithoutAnEntryItGoesOnWithoutAContextItEnds)
+TEST_F(Callbacks, AResetThatFailsIsLogged)
 {
-    EXPECT_EQ(cb_list(nullptr, &wanted, 1), 0);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1754): 'struct list_info_t' is not available.\n"});
-    list_info_t entry = entry_of("a.txt");
-    EXPECT_EQ(cb_list(&entry, nullptr, 1), 1);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1760): 'struct cb_list_info_t' has not been set.\n"});
+    file.file = fopen(write("f", "0").c_str(), "rb");
+    system.fseeko = EIO;
+    EXPECT_NE(curl_download_reset(&file), 0);
+    EXPECT_EQ(logged(), lines{"error: curl_func(688): errno(5) Input/output error\n"});
+    system.fseeko = ESPIPE;
+    EXPECT_NE(curl_upload_reset(&file), 0);
+    EXPECT_EQ(logged(), lines{"error: curl_func(825): errno(29) Illegal seek\n"});
+}
+
+TEST_F(Callbacks, AShorterSecondBodyKeepsNothingOfTheFirst)
+{
+    file.file = fopen(path("f").c_str(), "wb");
+    fputs("the long first body", file.file);
+    EXPECT_EQ(curl_download_reset(&file), 0);
+    EXPECT_EQ(content(path("f")), "the long first body"); // kept while no second try is sure
+    EXPECT_EQ(curl_download_empty(&file), 0);
+    fputs("short", file.file);
+    ASSERT_EQ(fflush(file.file), 0);
+    EXPECT_EQ(content(path("f")), "short");
+}
+
+TEST_F(Callbacks, ADeviceIsLeftAsItIs)
+{
+    file.file = fopen("/dev/null", "wb");
+    EXPECT_NE(curl_download_empty(&file), 0);
+    EXPECT_EQ(logged(), lines{});
 }

@@ -1,4 +1,4 @@
-#include "curl_func/sockets.h"
+#include "curl_func/job_sockets.h"
 
 #include "job_fixture.h"
 

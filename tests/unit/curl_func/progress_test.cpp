@@ -1,6 +1,5 @@
-#include "curl_func/callbacks.h"
-#include "curl_func/perform.h"
-#include "curl_func/sockets.h"
+#include "curl_func/job_sockets.h"
+#include "curl_func/progress.h"
 #include "job_fixture.h"
 
 #include <climits>

@@ -1,7 +1,7 @@
 // curl_perform over scripted tries.
 #pragma once
 
-#include "curl_func/perform.h"
+#include "curl_func/retry.h"
 #include "job_fixture.h"
 
 #include <functional>

@@ -1,6 +1,4 @@
-#include "perform_fixture.h"
-
-#include "curl_func/callbacks.h"
+#include "retry_fixture.h"
 
 #include <cerrno>
 
@@ -227,60 +225,4 @@ TEST_F(Perform, WithoutSizesNothingIsMeasured)
     script(1, ends_with(0));
     run();
     EXPECT_EQ(handle.error, 0);
-}
-
-// --- The resets
-
-class LocalFile : public JobFixture
-{
-protected:
-    ~LocalFile() override
-    {
-        if (file.file != nullptr)
-            fclose(file.file);
-    }
-
-    cb_file_info_t file{nullptr, nullptr};
-};
-
-TEST_F(LocalFile, BothResetsGoToItsVeryStart)
-{
-    file.file = fopen(write("f", "0123456789").c_str(), "rb");
-    for (const auto reset : {curl_download_reset, curl_upload_reset}) {
-        ASSERT_EQ(fseek(file.file, 7, SEEK_SET), 0);
-        EXPECT_EQ(reset(&file), 0);
-        EXPECT_EQ(ftell(file.file), 0);
-        EXPECT_EQ(fgetc(file.file), '0');
-    }
-    EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(LocalFile, AResetThatFailsIsLogged)
-{
-    file.file = fopen(write("f", "0").c_str(), "rb");
-    system.fseeko = EIO;
-    EXPECT_NE(curl_download_reset(&file), 0);
-    EXPECT_EQ(logged(), lines{"error: curl_func(688): errno(5) Input/output error\n"});
-    system.fseeko = ESPIPE;
-    EXPECT_NE(curl_upload_reset(&file), 0);
-    EXPECT_EQ(logged(), lines{"error: curl_func(825): errno(29) Illegal seek\n"});
-}
-
-TEST_F(LocalFile, AShorterSecondBodyKeepsNothingOfTheFirst)
-{
-    file.file = fopen(path("f").c_str(), "wb");
-    fputs("the long first body", file.file);
-    EXPECT_EQ(curl_download_reset(&file), 0);
-    EXPECT_EQ(content(path("f")), "the long first body"); // kept while no second try is sure
-    EXPECT_EQ(curl_download_empty(&file), 0);
-    fputs("short", file.file);
-    ASSERT_EQ(fflush(file.file), 0);
-    EXPECT_EQ(content(path("f")), "short");
-}
-
-TEST_F(LocalFile, ADeviceIsLeftAsItIs)
-{
-    file.file = fopen("/dev/null", "wb");
-    EXPECT_NE(curl_download_empty(&file), 0);
-    EXPECT_EQ(logged(), lines{});
 }

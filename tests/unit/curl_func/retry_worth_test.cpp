@@ -1,4 +1,4 @@
-#include "perform_fixture.h"
+#include "retry_fixture.h"
 
 // --- How often, how long, how far apart
 

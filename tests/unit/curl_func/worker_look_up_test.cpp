@@ -1,4 +1,4 @@
-#include "curl_func/callbacks.h"
+#include "curl_func/progress.h"
 #include "worker_fixture.h"
 
 TEST_F(Worker, ALookUpListsAndKeepsTheWantedFile)

@@ -1,4 +1,5 @@
-#include "curl_func/callbacks.h"
+#include "curl_func/data_callbacks.h"
+#include "curl_func/progress.h"
 #include "worker_fixture.h"
 
 #include <algorithm>

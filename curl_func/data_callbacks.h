@@ -1,0 +1,31 @@
+// The data between libcurl and the local file, on the worker thread. A failure is logged and stored as the
+// handle's error. They block as long as the disk does.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+
+#include <cstdio>
+
+// Context of all of them; lives as long as the handle.
+struct cb_file_info_t {
+    curl_e_handle_t *handle;
+    FILE *file;
+};
+
+// Data to the local file. Fewer than `count` items = failed (FTPCD_ERR_LOCAL_WRITE).
+size_t cb_write(char *data, size_t size, size_t count, void *context);
+
+// Takes everything and keeps nothing.
+size_t cb_write_null(char *data, size_t size, size_t count, void *context);
+
+// Data from the local file; 0 at its end, CURL_READFUNC_ABORT when it cannot be read (FTPCD_ERR_LOCAL_READ).
+size_t cb_read(char *buffer, size_t size, size_t count, void *context);
+
+// Back to the start of the local file for a retry, arg a cb_file_info_t. 0, or what fseeko returned. An
+// upload that resumes goes to the very start too.
+int curl_download_reset(void *arg);
+int curl_upload_reset(void *arg);
+
+// Empties the local file: a second body shorter than the first must not keep its tail. Not 0 for a file that
+// cannot be cut, such as a device: it stays as it is.
+int curl_download_empty(void *arg);

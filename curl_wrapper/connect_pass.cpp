@@ -1,0 +1,120 @@
+#include "curl_wrapper/connect_pass.h"
+
+#include "curl_wrapper/record.h"
+#include "strutil/log.h"
+#include "strutil/strutil.h"
+#include "wire/result_codes.h"
+
+#include <cctype>
+#include <cstring>
+#include <sys/socket.h>
+#include <utility>
+
+namespace
+{
+
+// libcurl does not use this connection again, but closes it, with some round trips, when the next perform
+// begins. It waits one second for a slow server and then leaks the session.
+void break_connection(const curl_e_handle_t *rec)
+{
+    curl_socket_t fd = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(rec->curl, CURLINFO_ACTIVESOCKET, &fd) == CURLE_OK && fd != CURL_SOCKET_BAD)
+        shutdown(fd, SHUT_RDWR);
+}
+
+// Connects and logs in, no more; its time is added to that of the transfer.
+bool connect_alone(curl_e_handle_t *rec)
+{
+    curl_e_setopt_curlopt_connect_only(rec, 1);
+    if (rec->curl_code != CURLE_OK || curl_e_perform_once(rec) != CURLE_OK)
+        return false;
+    break_connection(rec);
+    const double seconds = curl_e_getinfo_total_time(rec);
+    if (is_curl_error(rec) != 0)
+        return false;
+    rec->total_time += seconds;
+    curl_e_setopt_curlopt_connect_only(rec, 0);
+    return rec->curl_code == CURLE_OK;
+}
+
+// Left on, the next perform would only connect as well, and call that a success.
+void leave_connect_only(curl_e_handle_t *rec)
+{
+    curl_e_handle_t copy = curl_e_copy_of(rec);
+    curl_e_setopt_curlopt_connect_only(&copy, 0);
+    rec->connect_only = copy.connect_only;
+}
+
+// Some servers put blanks behind the directory and backslashes into it, so both are taken out. Where the
+// answer is an absolute path with slashes they belong to its name, and the URL would lead elsewhere.
+bool is_read_exactly(curl_e_handle_t *rec)
+{
+    const char *told = nullptr;
+    if (curl_easy_getinfo(rec->curl, CURLINFO_FTP_ENTRY_PATH, &told) != CURLE_OK || told == nullptr ||
+        told[0] != '/')
+        return true;
+    if (strchr(told, '\\') == nullptr && isspace(static_cast<unsigned char>(told[strlen(told) - 1])) == 0)
+        return true;
+    log_error("curl_wrapper(397)", "The login directory cannot be put into a URL: %s", told);
+    rec->error = FTPCD_ERR_INTERNAL;
+    return false;
+}
+
+// libcurl takes "/~" at the start of an SFTP path for the login directory; with "//~" it is what it says.
+heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
+{
+    const char *scheme_end = strstr(url.get(), "://");
+    const char *path = strchr(scheme_end != nullptr ? scheme_end + 3 : url.get(), '/');
+    if (path == nullptr || strncmp(path, "/~", 2) != 0 || (path[2] != '/' && path[2] != '\0'))
+        return url;
+    heap_string kept(malloc_ins_str1(url.get(), static_cast<size_t>(path - url.get()), "/"));
+    if (!kept)
+        curl_e_out_of_memory(rec, "curl_wrapper(411)", "malloc_ins_str1");
+    return kept;
+}
+
+// Sets the URL with the login directory in its path; `specified` is the URL before.
+bool set_absolute_url(perform_t &run, heap_string specified)
+{
+    curl_e_handle_t *rec = run.rec;
+    heap_string url(curl_e_getinfo_effective_sftp_url(rec));
+    if (is_curl_error(rec) != 0 || !is_read_exactly(rec))
+        return false;
+    if (!url)
+        return true;
+    if (!run.specified) {
+        if (!specified) {
+            curl_e_out_of_memory(rec, "curl_wrapper(405)", "malloc_str1");
+            return false;
+        }
+        run.plain = curl_e_plain_url(rec, specified.get());
+        if (!run.plain)
+            return false;
+        run.specified = std::move(specified);
+    }
+    url = tilde_kept(rec, std::move(url));
+    if (url)
+        curl_e_setopt_file_url(rec, url.get());
+    return is_curl_error(rec) == 0;
+}
+
+} // namespace
+
+bool curl_e_find_login_directory(perform_t &run)
+{
+    curl_e_handle_t *rec = run.rec;
+    if (rec->connect_only != 0)
+        return true;
+    const char *url = curl_e_getinfo_effective_url(rec);
+    if (url == nullptr)
+        return false;
+    if (curl_e_scheme_of(url) != SCHEME_SFTP)
+        return true;
+    // Now, since libcurl may free its own while it connects; that it is missing shows when it is needed.
+    heap_string specified(run.specified ? nullptr : malloc_str1(url));
+    if (connect_alone(rec))
+        return set_absolute_url(run, std::move(specified));
+    if (rec->connect_only != 0)
+        leave_connect_only(rec);
+    return false;
+}

@@ -1,0 +1,10 @@
+// What the wrapper's own files do to a handle record.
+#pragma once
+
+#include "curl_wrapper/curl_wrapper.h"
+
+// One curl_easy_perform, which blocks until it has ended; its code is stored.
+CURLcode curl_e_perform_once(curl_e_handle_t *rec);
+
+// Logs under `id` that `call` gave NULL; error FTPCD_ERR_NO_MEMORY.
+void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call);
