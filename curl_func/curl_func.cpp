@@ -6,7 +6,7 @@
 
 #include <curl/curl.h>
 
-static constexpr job_engine_t LIBCURL = {
+constexpr job_engine_t LIBCURL = {
     .work = th_exec,
     .unjoined = unjoined_t::forgotten,
     .not_recursive_id = "curl_func(2101)",

@@ -1,7 +1,8 @@
 // Is the server the one that the request names? The certificate (FTPS) or host key (SFTP) is judged by the
 // request's fingerprint alone: no CA store, no known-hosts file.
 //
-// A rejection ends the connection; its reason is then the handle's error.
+// On the worker thread. A rejection ends the connection; its reason is then the handle's error. Blocks as
+// long as libsecure writes a file.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"

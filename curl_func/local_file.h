@@ -14,7 +14,9 @@ file_stream local_file_create(const char *path);
 // EINVAL for the rest: it is not opened, or at once closed when it took the name meanwhile.
 file_stream local_file_open(const char *path);
 
-// True when `path` leads to the open file.
+// The rest examines an open file and neither closes it nor moves its position.
+
+// True when `path` leads to the open file; false when either cannot be examined.
 bool local_file_is_named(FILE *file, const char *path);
 
 // True unless the open file is a regular one that is longer or shorter than what was written to it. What
@@ -24,8 +26,8 @@ bool local_file_ends_here(FILE *file);
 // True when a cancelled download may remove `path`: it leads to a regular file, the open one, or nowhere.
 bool local_file_is_removable(FILE *file, const char *path);
 
-// True when a byte can be read at `offset`, whatever the size tells.
+// True when a byte can be read at `offset`, whatever its size is said to be.
 bool local_file_has_byte(FILE *file, int64_t offset);
 
-// Bytes; -1 when they cannot be told.
+// Bytes; -1 when the file cannot be examined.
 int64_t local_file_size(FILE *file);

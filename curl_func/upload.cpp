@@ -68,11 +68,11 @@ static bool prepare_upload(worker_t *w)
 
 // What was sent went to the server's bytes `begin` to `end`, behind what was there before. All that the file
 // held at first must be among it; what was appended meanwhile may be missing. A file that shrank may have
-// been sent as a mixture, and one that is longer than its size tells (as in /proc) is not whole. A resume
+// been sent as a mixture, and one that is longer than its stated size (as in /proc) is not whole. A resume
 // that was tried again has appended the file's start.
 static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
 {
-    const bool has_more = local_file_has_byte(w->file.file, end); // first: if it grows now, the size tells
+    const bool has_more = local_file_has_byte(w->file.file, end); // first: if it grows now, its size shows it
     const int64_t size = local_file_size(w->file.file);
     const bool repeated = begin != 0 && w->job->record.exec_info.retry_count != 0;
     return end >= size_at_first && end <= size && !repeated && (!has_more || end < size);

@@ -2,73 +2,17 @@
 //
 // Calls return nothing: each leaves its outcome in the handle record, to be tested with is_curl_error. A
 // failure is logged once, where it happens. Nothing is rolled back, and a call does not skip its work because
-// an earlier one failed. A record belongs to one thread.
+// an earlier one failed. A record belongs to one thread. Only curl_e_perform, curl_e_limit_farewell and
+// curl_e_cleanup wait for a server.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <curl/curl.h>
 
-// --- Listing capture -------------------------------------------------------------------------------------
-
-// One entry of a listing. Its strings last for one callback, which copies what it keeps.
-struct list_info_t {
-    char *line;
-    char *name;
-    char *owner;
-    int64_t size;  // bytes; -1 when the line gave none
-    uint16_t year; // 65535 when the line gave none
-    uint8_t month; // month to minute: 255 when the line gave none
-    uint8_t day;
-    uint8_t hour;
-    uint8_t minute;
-    int16_t attributes; // permissions as hexadecimal digits (rwxr-xr-x is 0x755); -1 when the line gave none
-    uint8_t is_link;
-    uint8_t kind; // LIST_KIND_*
-};
-
-constexpr uint8_t LIST_KIND_NONE = 0;
-constexpr uint8_t LIST_KIND_DIRECTORY = 1;
-constexpr uint8_t LIST_KIND_FILE = 2;
-constexpr uint8_t LIST_KIND_OTHER = 3;
-
-// Receives each entry that fits the search pattern; flag is always 1. A result other than 0 ends the parsing:
-// the rest of the listing is read and dropped, and the transfer still succeeds.
-using list_callback_fn = int (*)(list_info_t *entry, void *context, int flag);
-
-struct dynamic_buffer_t {
-    char *data;
-    uint32_t capacity; // bytes allocated; those behind `length` are zero
-    uint32_t length;   // bytes in use
-};
-
-// The state of one running capture.
-struct list_tmp_t {
-    dynamic_buffer_t *buffer; // NULL until the first byte arrives
-    int32_t stop;             // the callback's last result; while it is not 0, data is dropped
-    int32_t matched;          // 1 when an entry fitted the pattern
-};
-
-struct list_setting_info_t {
-    const char *pattern; // name searched for, '*' first = every entry; NULL outside a perform
-    list_callback_fn callback;
-    void *context;
-    list_tmp_t *tmp; // NULL outside a perform
-};
-
-// libcurl write callback of a listing: takes all size * nmemb bytes, or 0 to abort (a NULL pointer, no
-// memory).
-size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info);
-
-// Appends bytes, every CR and LF turned into NUL. 1, or 0 with the buffer as it was when memory is exhausted
-// or a line without an end exceeds 1 MiB.
-int list_data_add(list_tmp_t *tmp, const char *data, size_t len);
-
-// Takes the complete lines off the front and hands on the entries. Returns the callback's nonzero result, at
-// which it stops, or 0. One listing at a time: its entry is static.
-int parse_dynamic_buffer(list_setting_info_t *info);
-
 // --- Handle and result record ----------------------------------------------------------------------------
+
+struct list_setting_info_t; // see below
 
 struct curl_e_handle_t {
     CURL *curl;
@@ -132,6 +76,65 @@ void curl_e_setopt_verbose(curl_e_handle_t *rec, long on);
 // CURLOPT_DEBUGFUNCTION; user is the curl_e_handle_t. Logs text and protocol lines, one log line each. In a
 // build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****".
 int debug_cb(CURL *handle, curl_infotype type, char *data, size_t size, void *user);
+
+// --- Listing capture -------------------------------------------------------------------------------------
+
+// One entry of a listing. Its strings last for one callback, which copies what it keeps.
+struct list_info_t {
+    char *line;
+    char *name;
+    char *owner;
+    int64_t size;  // bytes; -1 when the line gave none
+    uint16_t year; // 65535 when the line gave none
+    uint8_t month; // month to minute: 255 when the line gave none
+    uint8_t day;
+    uint8_t hour;
+    uint8_t minute;
+    int16_t attributes; // permissions as hexadecimal digits (rwxr-xr-x is 0x755); -1 when the line gave none
+    uint8_t is_link;
+    uint8_t kind; // LIST_KIND_*
+};
+
+constexpr uint8_t LIST_KIND_NONE = 0;
+constexpr uint8_t LIST_KIND_DIRECTORY = 1;
+constexpr uint8_t LIST_KIND_FILE = 2;
+constexpr uint8_t LIST_KIND_OTHER = 3;
+
+// Receives each entry that fits the search pattern; flag is always 1. A result other than 0 ends the parsing:
+// the rest of the listing is read and dropped, and the transfer still succeeds.
+using list_callback_fn = int (*)(list_info_t *entry, void *context, int flag);
+
+struct dynamic_buffer_t {
+    char *data;
+    uint32_t capacity; // bytes allocated; those behind `length` are zero
+    uint32_t length;   // bytes in use
+};
+
+// The state of one running capture.
+struct list_tmp_t {
+    dynamic_buffer_t *buffer; // NULL until the first byte arrives
+    int32_t stop;             // the callback's last result; while it is not 0, data is dropped
+    int32_t matched;          // 1 when an entry fitted the pattern
+};
+
+struct list_setting_info_t {
+    const char *pattern; // name searched for, '*' first = every entry; NULL outside a perform
+    list_callback_fn callback;
+    void *context;
+    list_tmp_t *tmp; // NULL outside a perform
+};
+
+// libcurl write callback of a listing: takes all size * nmemb bytes, or 0 to abort (a NULL pointer, no
+// memory).
+size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info);
+
+// Appends bytes, every CR and LF turned into NUL. 1, or 0 with the buffer as it was when memory is exhausted
+// or a line without an end exceeds 1 MiB.
+int list_data_add(list_tmp_t *tmp, const char *data, size_t len);
+
+// Takes the complete lines off the front and hands on the entries. Returns the callback's nonzero result, at
+// which it stops, or 0. One listing at a time: its entry is static.
+int parse_dynamic_buffer(list_setting_info_t *info);
 
 // --- Option setters --------------------------------------------------------------------------------------
 // Each sets the libcurl options of its name, in their order, up to the first that libcurl refuses; libcurl

@@ -7,11 +7,11 @@
 #include <cstring>
 
 #ifdef FTP_CLIENTD_REDACT_PASSWORDS
-static constexpr bool REDACT = true;
+constexpr bool REDACT = true;
 #else
-static constexpr bool REDACT = false;
+constexpr bool REDACT = false;
 #endif
-static constexpr char HIDDEN[] = "****"; // when there is no memory to look closer
+constexpr char HIDDEN[] = "****"; // when there is no memory to look closer
 
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
 {

@@ -1,4 +1,4 @@
-// Making and freeing what a listing capture keeps.
+// Making and freeing what a listing capture keeps. Nothing here blocks.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -13,7 +13,7 @@ void list_setting_free(list_setting_info_t *info);
 // Starts an empty capture in place of the one that may be left. False when memory is exhausted.
 bool list_capture_start(list_setting_info_t *info);
 
-// Hands on the last line, which may lack an end. True when an entry of the listing fitted the pattern.
+// Hands on the last line, even without a line end. True when an entry of the listing fitted the pattern.
 bool list_capture_end(list_setting_info_t *info);
 
 // Frees the capture, if there is one.

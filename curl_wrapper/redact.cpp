@@ -3,10 +3,10 @@
 #include <cstring>
 #include <strings.h>
 
-static constexpr std::string_view HIDDEN = "****";
+constexpr std::string_view HIDDEN = "****";
 
 // A line that begins so is a credential from there to its end.
-static constexpr std::string_view LEADS[] = {"PASS ", "Authorization:", "Proxy-Authorization:"};
+constexpr std::string_view LEADS[] = {"PASS ", "Authorization:", "Proxy-Authorization:"};
 
 static bool begins_with(std::string_view line, std::string_view lead)
 {

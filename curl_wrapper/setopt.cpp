@@ -26,7 +26,7 @@ void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user, con
 
 void curl_e_setopt_ftpport(curl_e_handle_t *rec) { SET(rec, "curl_wrapper(979)", CURLOPT_FTPPORT, "-"); }
 
-// Its line tells the value that was refused, not the CURLcode.
+// Its line shows the value that was refused, not the CURLcode.
 void curl_e_setopt_append(curl_e_handle_t *rec, long on)
 {
     if (!try_option<CURLOPT_APPEND>(rec, on))

@@ -6,14 +6,14 @@
 #include <cstring>
 #include <strings.h>
 
-static constexpr const char *PREFIXES[] = {
+constexpr const char *PREFIXES[] = {
     "http://",    "ftp://",    "ftps://",    "sftp://",  "socks4://",
     "socks4a://", "socks5://", "socks5h://", "socks://",
 };
 static_assert(std::size(PREFIXES) == SCHEME_NONE);
 
-static constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
-static constexpr const char RESERVED_IN_PATH[] = "!$&'()*+,/:;=@[]";
+constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
+constexpr const char RESERVED_IN_PATH[] = "!$&'()*+,/:;=@[]";
 
 const char *curl_e_scheme_prefix(scheme_t scheme) { return PREFIXES[scheme]; }
 

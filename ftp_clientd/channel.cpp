@@ -8,8 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-static constexpr char sock_name_[] = CONTROL_SOCKET_PATH;
-static constexpr int BACKLOG = 5; // clients that may wait for their turn
+constexpr char sock_name_[] = CONTROL_SOCKET_PATH;
+constexpr int BACKLOG = 5; // clients that may wait for their turn
 static int sockfd_ = -1;
 
 // Closes the listening socket; a failure is logged under `id`.

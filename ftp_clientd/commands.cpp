@@ -97,14 +97,14 @@ void command_get_file_info(exchange_t *exchange)
 
 constexpr command_t COMMANDS[] = {
     {COMMAND_NONE, sizeof(reply_t), no_operation, "ftp_clientd(361)"},
-    {COMMAND_DOWNLOAD, sizeof(reply_t), start_job, "ftp_clientd(401)", //
-     &engine_t::download, "command_download", "ftp_clientd(393)"},
-    {COMMAND_UPLOAD, sizeof(reply_t), start_job, "ftp_clientd(441)", //
-     &engine_t::upload, "command_upload", "ftp_clientd(433)"},
+    {COMMAND_DOWNLOAD, sizeof(reply_t), start_job, "ftp_clientd(401)", &engine_t::download,
+     "command_download", "ftp_clientd(393)"},
+    {COMMAND_UPLOAD, sizeof(reply_t), start_job, "ftp_clientd(441)", &engine_t::upload, "command_upload",
+     "ftp_clientd(433)"},
     {COMMAND_GET_STATE, sizeof(state_reply_t), command_get_state, "ftp_clientd(486)"},
     {COMMAND_CANCEL, sizeof(cancel_reply_t), command_cancel, "ftp_clientd(539)"},
-    {COMMAND_DL_FILE_INFO, sizeof(reply_t), start_job, "ftp_clientd(578)", //
-     &engine_t::dl_file_info, "command_dl_file_info", "ftp_clientd(570)"},
+    {COMMAND_DL_FILE_INFO, sizeof(reply_t), start_job, "ftp_clientd(578)", &engine_t::dl_file_info,
+     "command_dl_file_info", "ftp_clientd(570)"},
     {COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t), command_get_file_info, "ftp_clientd(621)"},
 };
 

@@ -15,6 +15,6 @@ void deadline_end(int connection);
 // When the talk over fd must be over: as started for an accepted connection, else TALK_LIMIT_MS from now.
 int64_t deadline_of(int fd);
 
-// Waits until fd is ready for `events` (POLLIN, POLLOUT) or broken, which recv or send then tells. False with
-// errno ETIMEDOUT once the deadline has come, ready or not, and with poll's errno when poll fails.
+// Waits until fd is ready for `events` (POLLIN, POLLOUT) or broken, which recv or send then reports. False
+// with errno ETIMEDOUT once the deadline has come, ready or not, and with poll's errno when poll fails.
 bool deadline_wait(int fd, short events, int64_t deadline_ms);

@@ -5,39 +5,39 @@
 #include "zixi_func/zixi_func.h"
 
 // The feeder library looks nothing up: no file, nothing known about it.
-static constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
-                                            .exists = 0,
-                                            .size = -1,
-                                            .year = -1,
-                                            .month = -1,
-                                            .day = -1,
-                                            .hour = -1,
-                                            .minute = -1,
-                                            .attributes = 65535,
-                                            .is_link = 0,
-                                            .unused = 0};
+constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
+                                     .exists = 0,
+                                     .size = -1,
+                                     .year = -1,
+                                     .month = -1,
+                                     .day = -1,
+                                     .hour = -1,
+                                     .minute = -1,
+                                     .attributes = 65535,
+                                     .is_link = 0,
+                                     .unused = 0};
 
-static constexpr engine_t LIBCURL = {.init = curlf_init,
-                                     .download = curlf_download,
-                                     .upload = curlf_upload,
-                                     .dl_file_info = curlf_dl_file_info,
-                                     .finished = curlf_finished,
-                                     .cancel = curlf_cancel,
-                                     .get_state = curlf_get_state,
-                                     .fixed_file = nullptr,
-                                     .library = "libcurl",
-                                     .no_kind_id = "ftp_clientd(661)"};
+constexpr engine_t LIBCURL = {.init = curlf_init,
+                              .download = curlf_download,
+                              .upload = curlf_upload,
+                              .dl_file_info = curlf_dl_file_info,
+                              .finished = curlf_finished,
+                              .cancel = curlf_cancel,
+                              .get_state = curlf_get_state,
+                              .fixed_file = nullptr,
+                              .library = "libcurl",
+                              .no_kind_id = "ftp_clientd(661)"};
 
-static constexpr engine_t ZIXI = {.init = zixif_init,
-                                  .download = zixif_download,
-                                  .upload = zixif_ftp_upload,
-                                  .dl_file_info = zixif_dl_file_info,
-                                  .finished = zixif_finished,
-                                  .cancel = zixif_cancel,
-                                  .get_state = zixif_get_state,
-                                  .fixed_file = &ZIXI_FILE,
-                                  .library = "libzixifeeder",
-                                  .no_kind_id = "ftp_clientd(797)"};
+constexpr engine_t ZIXI = {.init = zixif_init,
+                           .download = zixif_download,
+                           .upload = zixif_ftp_upload,
+                           .dl_file_info = zixif_dl_file_info,
+                           .finished = zixif_finished,
+                           .cancel = zixif_cancel,
+                           .get_state = zixif_get_state,
+                           .fixed_file = &ZIXI_FILE,
+                           .library = "libzixifeeder",
+                           .no_kind_id = "ftp_clientd(797)"};
 
 static uint32_t protocol_state_ = PROTOCOL_FTP;
 

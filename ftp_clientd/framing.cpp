@@ -7,8 +7,8 @@
 #include <algorithm>
 
 // Of a longer body only so much is kept: no client may fill the device's memory.
-static constexpr size_t KEPT_BYTES = size_t{1} << 20;
-static constexpr size_t DROPPED_AT_ONCE_BYTES = 65536;
+constexpr size_t KEPT_BYTES = size_t{1} << 20;
+constexpr size_t DROPPED_AT_ONCE_BYTES = 65536;
 
 // True when all `size` bytes went over; else that is logged under `id` as the loop named `loop` reports it.
 static bool is_whole(const moved_t &moved, size_t size, const char *id, const char *loop)

@@ -14,6 +14,7 @@ void ftp_clientd_if_destory();
 // The connection of a waiting client, -1 when there is none. Does not wait, unless poll itself fails.
 int ftp_clientd_if_open_received_channel();
 
+// Closes a connection; what was sent is still delivered. Does not wait.
 void ftp_clientd_if_close_received_channel(int connection);
 
 // Reads one request: 8 header bytes, then as many body bytes as the header announces.

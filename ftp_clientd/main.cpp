@@ -11,7 +11,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-static constexpr useconds_t PASS_PAUSE_US = 100000;
+constexpr useconds_t PASS_PAUSE_US = 100000;
 
 // glibc gives each thread an arena of its own, but trims only the main one: memory that a worker freed would
 // stay in its arena.

@@ -10,7 +10,7 @@
 
 // A Unix socket's connect waits for a place in the listener's backlog: a network manager that hangs must not
 // make the daemon hang with it.
-static constexpr time_t CONNECT_LIMIT_S = 2;
+constexpr time_t CONNECT_LIMIT_S = 2;
 
 struct notice_t {
     notice_header_t header;

@@ -8,8 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-static constexpr int PEEKS_WITHOUT_GAIN = 10;
-static constexpr useconds_t PEEK_PAUSE_US = 100000;
+constexpr int PEEKS_WITHOUT_GAIN = 10;
+constexpr useconds_t PEEK_PAUSE_US = 100000;
 
 static ssize_t receive_some(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms)
 {

@@ -3,8 +3,8 @@
 
 #include <unistd.h>
 
-static constexpr useconds_t POLL_US = 100000;
-static constexpr int PATIENT_POLLS = 15; // libcurl asks about a cancel once a second, where it asks at all
+constexpr useconds_t POLL_US = 100000;
+constexpr int PATIENT_POLLS = 15; // libcurl asks about a cancel once a second, where it asks at all
 
 static bool is_running(job_slot_t *slot)
 {

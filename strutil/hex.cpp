@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <cstdlib>
 
-static constexpr char DIGITS[] = "0123456789ABCDEF";
-static constexpr char RULE[] = "---------------------------------";
-static constexpr size_t GROUP = 8;              // bytes between two gaps of a dump
-static constexpr size_t LINE = 2 * GROUP;       // bytes of a dump's line
-static constexpr size_t GROUP_TEXT = GROUP * 3; // pairs, the blanks between them, terminator
+constexpr char DIGITS[] = "0123456789ABCDEF";
+constexpr char RULE[] = "---------------------------------";
+constexpr size_t GROUP = 8;              // bytes between two gaps of a dump
+constexpr size_t LINE = 2 * GROUP;       // bytes of a dump's line
+constexpr size_t GROUP_TEXT = GROUP * 3; // pairs, the blanks between them, terminator
 
 void bin_to_hex(const void *data, size_t n, char sep, char *dst)
 {

@@ -51,7 +51,7 @@ WIRE_FIELD(exec_info_t, retry_count, 40, 4);
 WIRE_FIELD(exec_info_t, unused, 44, 4);
 WIRE_SIZE(exec_info_t, 48);
 
-/* What stands in a remote_file_t for what the listing did not tell. */
+/* What stands in a remote_file_t for what the listing left out. */
 enum remote_file_unknown {
     REMOTE_FILE_YEAR_UNKNOWN = 65535,
     REMOTE_FILE_UNKNOWN = 255,              /* month to minute */

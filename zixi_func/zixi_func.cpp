@@ -6,7 +6,7 @@
 #include "zixi_func/error_names.h"
 #include "zixi_func/worker.h"
 
-static constexpr job_engine_t ZIXI = {
+constexpr job_engine_t ZIXI = {
     .work = zixif_work,
     .unjoined = unjoined_t::kept,
     .not_recursive_id = "zixi_func(921)",
