@@ -1,6 +1,7 @@
 // feeder_user LOCAL_FILE
 // Uploads a file through the engine, with whichever libzixiFeeder.so the loader finds, and prints what was
 // logged and how it ended.
+#include "job_slot/job_record.h"
 #include "support/logged.h"
 #include "zixi_func/zixi_func.h"
 
