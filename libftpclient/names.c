@@ -60,12 +60,12 @@ FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const c
 FTPC int ftpc_check_remote_path(ftpclient_request_t *request, const char *path)
 {
     static const char *const WHAT = "remote path";
-    const int is_zixi = ftpc_is_zixi(request->wire.protocol);
+    const int is_zixi = protocol_is_zixi(request->wire.protocol);
     const int error =
         ftpc_check_text(request, WHAT, path, sizeof request->wire.remote_path, is_zixi ? "" : "#?\r\n");
     if (error != FTPCLIENT_OK)
         return error;
-    if (request->wire.protocol > PROTOCOL_FTPS_EXPLICIT)
+    if (!protocol_is_ftp(request->wire.protocol))
         return FTPCLIENT_OK;
     /* libcurl would take it off an FTP path and mean another file. */
     if (strcasestr(path, ";type="))

@@ -51,7 +51,7 @@ FTPC void ftpc_plan_begun(ftpc_run_t *run)
 FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
 {
     const ftpclient_outcome_t *outcome = &run->outcome;
-    if (!is_upload(run) || ftpc_is_zixi(run->request.wire.protocol) || outcome->local_bytes < 0)
+    if (!is_upload(run) || protocol_is_zixi(run->request.wire.protocol) || outcome->local_bytes < 0)
         return FTPCLIENT_UNKNOWN;
     return outcome->local_bytes - (run->goal == FTPC_GOAL_APPEND ? outcome->resumed_bytes : 0);
 }
@@ -59,7 +59,7 @@ FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
 /* A Zixi upload that must not overwrite would meet its own file. */
 FTPC int ftpc_plan_may_repeat(const ftpc_run_t *run)
 {
-    return !ftpc_is_zixi(run->request.wire.protocol) || run->request.wire.resume == 0;
+    return !protocol_is_zixi(run->request.wire.protocol) || run->request.wire.resume == 0;
 }
 
 /* The daemon appends from the size that its last look-up has found. When that may have been another

@@ -5,18 +5,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-FTPC int ftpc_is_zixi(uint32_t protocol)
-{
-    return protocol == PROTOCOL_ZIXI_4 || protocol == PROTOCOL_ZIXI_5;
-}
+static int is_zixi(const ftpclient_request_t *request) { return protocol_is_zixi(request->wire.protocol); }
 
-static int is_zixi(const ftpclient_request_t *request) { return ftpc_is_zixi(request->wire.protocol); }
-
-static int has_tls(const ftpclient_request_t *request)
-{
-    return request->wire.protocol == PROTOCOL_FTPS_IMPLICIT ||
-           request->wire.protocol == PROTOCOL_FTPS_EXPLICIT;
-}
+static int has_tls(const ftpclient_request_t *request) { return protocol_has_tls(request->wire.protocol); }
 
 int ftpclient_request_new(int protocol, ftpclient_request_t **request)
 {

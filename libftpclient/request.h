@@ -19,8 +19,6 @@ struct ftpclient_request {
     char complaint[FTPC_COMPLAINT_SIZE];
 };
 
-FTPC int ftpc_is_zixi(uint32_t protocol);
-
 /* FTPCLIENT_OK, or why this job cannot be started with this request. Without `wants_outcome` its wish to
  * resume or verify does not count. */
 FTPC int ftpc_check_job(int job, const ftpclient_request_t *request, int wants_outcome);

@@ -150,7 +150,7 @@ static int ask_for_start(ftpclient_call_t *call)
     ftpc_run_t *run = &call->run;
     const int job = ftpc_job_of_goal(run);
     transfer_request_t *wire = &run->request.wire;
-    if (!ftpc_is_zixi(wire->protocol))
+    if (!protocol_is_zixi(wire->protocol))
         wire->resume = run->goal == FTPC_GOAL_APPEND ? 1 : 0;
     int error = run->is_crowded ? ask_for_state(call) : FTPCLIENT_OK;
     if (error == FTPCLIENT_OK)
