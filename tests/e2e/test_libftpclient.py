@@ -196,6 +196,7 @@ def test_the_shared_library_shows_its_functions_alone_and_needs_libc_alone(insta
 def test_the_whole_project_installs_the_library_by_components(installed):
     folder = pathlib.Path(program()[-1]).resolve().parent.parent
     by_component = {}
+    wire = {header.name for header in (ROOT / "wire").glob("*.h")}
     for component in ("library", "development"):
         prefix = WORLD / "tmp" / f"component-{component}"
         run("cmake", "--install", folder, "--component", component, "--prefix", prefix)
@@ -207,8 +208,10 @@ def test_the_whole_project_installs_the_library_by_components(installed):
         return {re.sub(r"^ftpclientConfig-\w+", "ftpclientConfig-*", name) for name in names}
 
     assert without_build_type(by_component["development"]) == without_build_type(
-        installed.files() - by_component["library"]
+        (installed.files() - by_component["library"]) | wire | {"protocol.md", "fetch.c", "send.cpp"}
     )
+    (WORLD / "tmp" / "user.c").write_text('#include "wire/wire.h"\nint size = sizeof(transfer_request_t);\n')
+    run("cc", "-std=c11", f"-I{prefix}/include/ftp_clientd", "-c", WORLD / "tmp/user.c", "-o", WORLD / "tmp/user.o")
     assert {"ftpclient.h", "ftpclient.pc", "libftpclient.a", "libftpclient.so", "libftpclient.3.gz"} <= (
         by_component["development"]
     )

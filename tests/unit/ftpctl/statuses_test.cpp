@@ -74,7 +74,7 @@ TEST(Status, OfACauseComesBeforeTheResults)
 TEST(Status, EachThatIsEverGivenStandsInTheTable)
 {
     std::set<int> given;
-    for (int error = FTPCLIENT_ERR_DIFFERENT; error <= FTPCLIENT_OK; error++)
+    for (int error = FTPCLIENT_ERR_READ_ONLY; error <= FTPCLIENT_OK; error++)
         given.insert(status_of(error, FTPCLIENT_CAUSE_NONE));
     for (const int status : {STATUS_NO_FILE, STATUS_EXEC})
         given.insert(status);
