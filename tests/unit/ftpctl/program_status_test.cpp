@@ -4,6 +4,7 @@
 #include "ftpctl/statuses.h"
 
 #include <fcntl.h>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <nlohmann/json.hpp>
@@ -191,12 +192,24 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     chmod(std::filesystem::path(daemon.path()).parent_path().c_str(), 0755);
     chmod(daemon.path().c_str(), 0660);
     ASSERT_EQ(chown(daemon.path().c_str(), 0, 4322), 0);
-    const outcome_t outcome = run_as(4321, {"ping", "--json", "--socket", daemon.path()});
-    if (outcome.status == OUT_OF_REACH)
-        GTEST_SKIP() << "this checkout lies where no other user gets to";
-    expect(outcome, 11, "denied-socket");
-    EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
-                               "; it belongs to group 4322: add the user to it\n");
+    const temp_dir dir;
+    const char *ANONYMOUS = "ftp://host/file";
+    std::ofstream(daemon.path() + ".turn").close();
+    chmod((daemon.path() + ".turn").c_str(), 0666);
+    chmod((dir / ".").c_str(), 0755);
+    const std::vector<std::string> commands[] = {{"ping"},
+                                                 {"get", ANONYMOUS, "/tmp/"},
+                                                 {"put", dir.file("f", "0123456789"), ANONYMOUS},
+                                                 {"info", ANONYMOUS}};
+    for (std::vector<std::string> words : commands) {
+        words.insert(words.end(), {"--json", "--socket", daemon.path()});
+        const outcome_t outcome = run_as(4321, words);
+        if (outcome.status == OUT_OF_REACH)
+            GTEST_SKIP() << "this checkout lies where no other user gets to";
+        expect(outcome, 11, "denied-socket");
+        EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
+                                   "; it belongs to group 4322: add the user to it\n");
+    }
 }
 
 TEST(ExitStatus, Is12WhenTheRemoteFileHasAnotherSize)
