@@ -97,4 +97,4 @@ def test_a_start_that_comes_too_early_is_made_again(site, local, name):
         for _ in range(5):
             job = site.job("no-wait").start().wait()
             assert not job.wrong(), job
-    assert sum(strangers[0].said.values()) > 5
+    assert strangers[0].said.get((1, 5), 0) > 0  # it met such a start, as our five jobs may have
