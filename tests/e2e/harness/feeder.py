@@ -1,5 +1,6 @@
 """The Zixi side: a daemon whose feeder library puts uploads into a folder, and requests to it."""
 
+import contextlib
 import os
 import re
 from typing import NamedTuple
@@ -44,11 +45,12 @@ def file_info(remote_path="a", **fields):
 
 def stored():
     """{path below the server's folder: content}; unfinished ones too."""
-    return {
-        str(path.relative_to(FOLDER)): path.read_bytes()
-        for path in FOLDER.rglob("*")
-        if path.is_file()
-    }
+    found = {}
+    for path in FOLDER.rglob("*"):
+        with contextlib.suppress(FileNotFoundError):  # it has got its final name meanwhile
+            if path.is_file():
+                found[str(path.relative_to(FOLDER))] = path.read_bytes()
+    return found
 
 
 def make_file(path, size):
