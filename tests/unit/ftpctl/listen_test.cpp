@@ -92,28 +92,18 @@ TEST(Listen, TakesANoticeThatComesInPieces)
     EXPECT_THAT(listening.wait().out, EndsWith(" daemon started\n"));
 }
 
-TEST(Listen, EndsAndTidiesUpAtAnInterrupt)
+TEST(Listen, EndsAndTidiesUpAtAnInterruptOrAHangup)
 {
-    const temp_dir dir;
-    const std::string path = dir / "nm.sock";
-    program listening({"listen", "--notify-socket", path});
-    send_notice(path, STARTED);
-    ASSERT_TRUE(listening.has_printed("daemon started\n"));
-    listening.signal(SIGTERM);
-    EXPECT_EQ(listening.wait().status, 0);
-    EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST(Listen, TakesAHangupForAnInterrupt)
-{
-    const temp_dir dir;
-    const std::string path = dir / "nm.sock";
-    program listening({"listen", "--notify-socket", path});
-    send_notice(path, STARTED);
-    ASSERT_TRUE(listening.has_printed("daemon started\n"));
-    listening.signal(SIGHUP);
-    EXPECT_EQ(listening.wait().status, 0);
-    EXPECT_FALSE(std::filesystem::exists(path));
+    for (const int signal : {SIGTERM, SIGHUP}) {
+        const temp_dir dir;
+        const std::string path = dir / "nm.sock";
+        program listening({"listen", "--notify-socket", path});
+        send_notice(path, STARTED);
+        ASSERT_TRUE(listening.has_printed("daemon started\n"));
+        listening.signal(signal);
+        EXPECT_EQ(listening.wait().status, 0) << signal;
+        EXPECT_FALSE(std::filesystem::exists(path)) << signal;
+    }
 }
 
 TEST(Listen, TellsAFailedJobAsFailed)
