@@ -1,6 +1,5 @@
-#include "fake_system.h"
+#include "control_connection.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "peer.h"
 #include "strutil/guards.h"
 #include "support/logged.h"
 
@@ -17,19 +16,9 @@ using testing::IsEmpty;
 namespace
 {
 
-const char *const RECV_RESET = "error: ftp_clientd_if(776): errno(104) Connection reset by peer\n";
-const char *const RECV_LATE = "error: ftp_clientd_if(776): errno(110) Connection timed out\n";
-const char *const SEND_BROKEN = "error: ftp_clientd_if(843): errno(32) Broken pipe\n";
 const char *const SEND_LATE = "error: ftp_clientd_if(843): errno(110) Connection timed out\n";
-const char *const SEND_NOTHING = "error: ftp_clientd_if(849): Failed: Could not send.\n";
 
-struct Framing : testing::Test {
-    fake_system system;
-    control_pair pair = control_pair::connected();
-    const peer &client = pair.client;
-};
-
-struct Receive : Framing {
+struct Receive : control_connection {
     // The outcome is in `header` and `body`.
     void receives()
     {
@@ -55,7 +44,7 @@ struct Receive : Framing {
     heap_block body;
 };
 
-struct Send : Framing {
+struct Send : control_connection {
     int sends(const bytes &whole)
     {
         memcpy(&header, whole.data(), sizeof header);
