@@ -15,4 +15,5 @@ struct noted_socket_t {
 
 struct curl_job_t : job_slot_t {
     noted_socket_t sockets[8] = {}; // a control and a data connection, and attempts at further addresses
+    noted_socket_t newest = {};     // of these
 };

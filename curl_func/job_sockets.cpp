@@ -23,7 +23,7 @@ int cb_note_socket(void *context, curl_socket_t fd, curlsocktype)
     for (noted_socket_t &each : job->sockets) {
         if (is_same(each))
             continue;
-        each = {true, fd, inode_of(fd)};
+        each = job->newest = {true, fd, inode_of(fd)};
         break;
     }
     return CURL_SOCKOPT_OK;
@@ -35,11 +35,14 @@ void sockets_forget(curl_job_t *job, curl_socket_t fd)
     for (noted_socket_t &each : job->sockets)
         if (each.fd == fd)
             each = {};
+    if (job->newest.fd == fd)
+        job->newest = {};
 }
 
 void sockets_forget_all(curl_job_t *job)
 {
     const job_lock lock(job);
+    job->newest = {};
     for (noted_socket_t &each : job->sockets)
         each = {};
 }
@@ -50,10 +53,21 @@ int cb_close_noted(void *context, curl_socket_t fd)
     return descriptor(fd).close();
 }
 
+static void break_noted(const noted_socket_t &noted)
+{
+    if (is_same(noted))
+        shutdown(noted.fd, SHUT_RDWR);
+}
+
 void sockets_break(curl_job_t *job)
 {
     const job_lock lock(job);
     for (const noted_socket_t &each : job->sockets)
-        if (is_same(each))
-            shutdown(each.fd, SHUT_RDWR);
+        break_noted(each);
+}
+
+void sockets_break_newest(curl_job_t *job)
+{
+    const job_lock lock(job);
+    break_noted(job->newest);
 }

@@ -20,3 +20,6 @@ void sockets_forget_all(curl_job_t *job);
 // Ends sending and receiving on all that are noted: whoever waits for one of them goes on, and sees it
 // broken.
 void sockets_break(curl_job_t *job);
+
+// The same for the one that was noted last, the running transfer's own.
+void sockets_break_newest(curl_job_t *job);

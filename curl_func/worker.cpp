@@ -52,11 +52,22 @@ static void keep_cancel_quick(const worker_t *w)
         curl_e_setopt_sockoptfunc_data(&copy, cb_note_socket, w->job);
 }
 
-// An SFTP server has confirmed all that it was sent, so breaking the connection loses nothing, and saves the
-// round trips of libcurl's own farewell.
+static bool is_sftp(const worker_t *w) { return w->job->record.request.protocol == PROTOCOL_SFTP; }
+
+// At the end of a transfer an SFTP server has confirmed all that it was sent, so breaking the connection
+// loses nothing, and saves the round trips of libcurl's own farewell: as soon as libcurl closes the
+// transfer's own connection, and those that are left when the job ends.
+static void leave_without_farewell(worker_t *w)
+{
+    if (!is_sftp(w))
+        return;
+    w->handle.on_close = [](void *job) { sockets_break_newest(static_cast<curl_job_t *>(job)); };
+    w->handle.close_context = w->job;
+}
+
 static void end_session(worker_t *w)
 {
-    if (w->job->record.request.protocol == PROTOCOL_SFTP)
+    if (is_sftp(w))
         sockets_break(w->job);
     curl_e_limit_farewell(&w->handle);
 }
@@ -70,6 +81,7 @@ static void run_with_libcurl(worker_t *w)
     }
     curl_e_setopt_verbose(&w->handle, 1);
     keep_cancel_quick(w);
+    leave_without_farewell(w);
     transfer(w);
     store_outcome(w);
     end_session(w);

@@ -25,6 +25,10 @@ struct curl_e_handle_t {
     list_setting_info_t *list_info; // NULL when no listing is set up
     uint32_t callback_aborted_logged;
     uint32_t operation_timed_out; // 1 when libcurl has ended the current perform for its time
+    // The caller's, cleared by curl_e_init; NULL: none. Called from debug_cb with close_context when libcurl
+    // is about to close the connection of a transfer that has ended.
+    void (*on_close)(void *close_context);
+    void *close_context;
     // The result block.
     int32_t curl_code;          // CURLcode of the last libcurl call
     int32_t error;              // FTPCD_ERR_ code, 0 = none

@@ -38,6 +38,16 @@ static void note_time_out(curl_e_handle_t *rec, curl_infotype type, std::string_
         rec->operation_timed_out = 1;
 }
 
+// libcurl announces only by this line that it takes leave of the server; newer versions call the cache a
+// pool.
+static void announce_close(const curl_e_handle_t *rec, curl_infotype type, std::string_view line)
+{
+    if (rec == nullptr || rec->on_close == nullptr || type != CURLINFO_TEXT)
+        return;
+    if (line.starts_with("Connection cache is full") || line.starts_with("Connection pool is full"))
+        rec->on_close(rec->close_context);
+}
+
 static void log_line(char mark, std::string_view line)
 {
     if (REDACT) {
@@ -59,6 +69,7 @@ int debug_cb(CURL *, curl_infotype type, char *data, size_t size, void *user)
          end = rest.find_first_of("\r\n")) {
         const std::string_view line(rest.data(), end);
         note_time_out(rec, type, line);
+        announce_close(rec, type, line);
         if (!line.empty() && !is_repeated(rec, line))
             log_line(mark, line);
         rest.remove_prefix(end + 1);

@@ -10,6 +10,8 @@ int curl_e_init(curl_e_handle_t *rec)
     rec->list_borrowed = 0;
     rec->list_info = nullptr;
     rec->operation_timed_out = 0;
+    rec->on_close = nullptr;
+    rec->close_context = nullptr;
     curl_e_clear_result(rec);
     rec->curl = curl_easy_init();
     if (rec->curl == nullptr) {

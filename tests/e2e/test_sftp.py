@@ -12,6 +12,7 @@ from harness.ftp_servers import one_user_only
 from harness.relay import Relay
 from harness.sftp import HostKey, Sshd
 from harness.vsftpd import HOME
+from harness.waiting import wait_until
 from test_downloads import NAMES
 
 MIB = 1 << 20
@@ -20,6 +21,10 @@ SFTP = {"protocol": wire.SFTP, "port": 22}
 
 def content_of(size):
     return random.Random(size).randbytes(size)
+
+
+def sshd_log():
+    return (WORLD / "sshd.log").read_text()
 
 
 @pytest.fixture
@@ -221,12 +226,28 @@ def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, network_manager, l
     assert "* Disconnect timed out" not in log.texts
 
 
+def test_a_connection_is_broken_rather_than_said_good_bye_to(daemon, network_manager, local):
+    if one_user_only():
+        pytest.skip("sshd logs users in: needs root")
+    Sshd(HostKey(), LogLevel="VERBOSE").put("a", b"content")
+    (local / "u").write_bytes(b"upload")
+    for start, kind in (
+        (lambda: client.download("a", local / "b", **SFTP), wire.NOTICE_DOWNLOAD),
+        (lambda: client.upload(local / "u", "b", **SFTP), wire.NOTICE_UPLOAD),
+        (lambda: client.file_info("a", **SFTP), wire.NOTICE_FILE_INFO),
+    ):
+        assert start() == (0, 0)
+        assert network_manager.wait_for(kind).outcome == (0, 0)
+    wait_until(lambda: sshd_log().count("Close session") == 6, "sshd to see the end of both connections of each job")
+    assert "Received disconnect" not in sshd_log()
+
+
 def test_a_job_logs_in_twice(daemon, sshd, network_manager, local):
     """First for the login folder alone, then for the transfer: libcurl does not use the first connection again."""
     sshd.put("a", b"content")
     assert client.download("a", local / "b", **SFTP) == (0, 0)
     assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
-    said = (WORLD / "sshd.log").read_text()
+    said = sshd_log()
     assert len(re.findall("^Accepted password for alice ", said, re.MULTILINE)) == 2, said
 
 

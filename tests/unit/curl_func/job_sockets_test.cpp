@@ -106,3 +106,31 @@ TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
     EXPECT_TRUE(pairs[7].is_broken());
     EXPECT_FALSE(pairs[8].is_broken());
 }
+
+TEST_F(Sockets, TheNewestIsBrokenAlone)
+{
+    const pair_t first, second;
+    sockets_break_newest(&job_); // there is none
+    note(first.ends[0]);
+    note(second.ends[0]);
+    sockets_break_newest(&job_);
+    EXPECT_FALSE(first.is_broken());
+    EXPECT_TRUE(second.is_broken());
+}
+
+TEST_F(Sockets, TheNewestIsLeftAloneWhenItIsForgottenOrItsNumberStandsForAnother)
+{
+    const pair_t control, other;
+    note(control.ends[0]);
+    sockets_forget(&job_, control.ends[0]);
+    sockets_break_newest(&job_);
+    note(control.ends[0]);
+    sockets_forget_all(&job_);
+    sockets_break_newest(&job_);
+    EXPECT_FALSE(control.is_broken());
+
+    note(control.ends[0]);
+    ASSERT_EQ(dup2(other.ends[0], control.ends[0]), control.ends[0]);
+    sockets_break_newest(&job_);
+    EXPECT_FALSE(other.is_broken());
+}

@@ -43,6 +43,20 @@ TEST_F(Worker, AQuickCancelThatIsRefusedIsNoFailure)
     }
 }
 
+TEST_F(Worker, OnlyAnSftpTransferIsToldWhenItsConnectionIsClosed)
+{
+    for (const uint32_t protocol :
+         {PROTOCOL_FTP, PROTOCOL_FTPS_EXPLICIT, PROTOCOL_SFTP, PROTOCOL_FTPS_IMPLICIT}) {
+        wrapper_ = {};
+        request.protocol = protocol;
+        request.passive_mode = 1;
+        bool told = false;
+        script([&](curl_e_handle_t *handle) { told = handle->on_close != nullptr; });
+        EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
+        EXPECT_EQ(told, protocol == PROTOCOL_SFTP) << protocol;
+    }
+}
+
 TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
 {
     wrapper_.refused = "verbose";

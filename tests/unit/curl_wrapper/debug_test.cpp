@@ -110,6 +110,23 @@ TEST(DebugCb, NotesLibcurlsOwnTimeOut)
     EXPECT_EQ(rec.operation_timed_out, 1u);
 }
 
+TEST(DebugCb, TellsWhenLibcurlIsAboutToCloseTheConnection)
+{
+    int told = 0;
+    curl_e_handle_t rec{};
+    rec.close_context = &told;
+    shown(&rec, CURLINFO_TEXT, "Connection cache is full, closing the oldest one\n"); // nobody wants to know
+    rec.on_close = [](void *count) { ++*static_cast<int *>(count); };
+    shown(&rec, CURLINFO_HEADER_IN, "Connection cache is full, says the server\n");
+    shown(&rec, CURLINFO_TEXT, "Closing connection 1\nConnection #0 to host h left intact\n");
+    EXPECT_EQ(told, 0);
+    EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Connection cache is full, closing the oldest one\n"),
+              (std::vector<log_line>{{6, "* Connection cache is full, closing the oldest one"}}));
+    EXPECT_EQ(told, 1);
+    shown(&rec, CURLINFO_TEXT, "Connection pool is full, closing the oldest of 2/1\n");
+    EXPECT_EQ(told, 2);
+}
+
 TEST(DebugCb, LogsALongLineWhole)
 {
     const std::string text(100000, 'x');

@@ -20,6 +20,8 @@ static curl_e_handle_t full_record(fake_curl &curl)
             .list_info = nullptr,
             .callback_aborted_logged = 8,
             .operation_timed_out = 14,
+            .on_close = [](void *) { FAIL() << "called though nothing is closed"; },
+            .close_context = &curl,
             .curl_code = 9,
             .error = 10,
             .response_code_type = 11,
@@ -57,6 +59,8 @@ TEST(Init, GivesAnEasyHandleAndClearsAllButTheCallersFields)
     EXPECT_EQ(rec.list_borrowed, 0);
     EXPECT_EQ(rec.list_info, nullptr);
     EXPECT_EQ(rec.operation_timed_out, 0u);
+    EXPECT_EQ(rec.on_close, nullptr);
+    EXPECT_EQ(rec.close_context, nullptr);
     expect_clear_result(rec);
     expect_callers_fields(rec);
     EXPECT_EQ(curl.calls(), lines{"init"});
