@@ -26,25 +26,30 @@ struct check_t {
     const char *unknown_id;
 };
 
-X509 *certificate_of(const void *identity) { return static_cast<X509 *>(const_cast<void *>(identity)); }
+} // namespace
 
-int save_certificate(const char *path, const void *identity)
+static X509 *certificate_of(const void *identity)
+{
+    return static_cast<X509 *>(const_cast<void *>(identity));
+}
+
+static int save_certificate(const char *path, const void *identity)
 {
     return x509_cert_save(path, certificate_of(identity));
 }
 
-int compare_certificate(const void *identity, const uint8_t *expected, int *differs)
+static int compare_certificate(const void *identity, const uint8_t *expected, int *differs)
 {
     return x509_cert_digest_sha1_compare(certificate_of(identity), expected, differs);
 }
 
-int save_key(const char *path, const void *identity)
+static int save_key(const char *path, const void *identity)
 {
     const auto *key = static_cast<const curl_khkey *>(identity);
     return ssh_public_key_save(path, 0, key->key, key->len);
 }
 
-int compare_key(const void *identity, const uint8_t *expected, int *differs)
+static int compare_key(const void *identity, const uint8_t *expected, int *differs)
 {
     const auto *key = static_cast<const curl_khkey *>(identity);
     return ssh_key_digest_md5_compare(key->key, key->len, expected, differs);
@@ -78,18 +83,18 @@ constexpr check_t HOST_KEY = {
     .unknown_id = "curl_func(1875)",
 };
 
-bool reject(const cb_auth_info_t *info, int32_t error)
+static bool reject(const cb_auth_info_t *info, int32_t error)
 {
     info->handle->error = error;
     return false;
 }
 
-bool is_done(const cb_auth_info_t *info, int secure_result)
+static bool is_done(const cb_auth_info_t *info, int secure_result)
 {
     return secure_result == LIBSECURE_DONE || reject(info, err_secure_data_convert(secure_result));
 }
 
-bool is_pinned(const cb_auth_info_t *info, const check_t &check, const void *identity)
+static bool is_pinned(const cb_auth_info_t *info, const check_t &check, const void *identity)
 {
     const server_auth_t *pin = info->server_auth;
     if (pin->digest_length != check.digest_length) {
@@ -102,7 +107,7 @@ bool is_pinned(const cb_auth_info_t *info, const check_t &check, const void *ide
     return differs == 0 || reject(info, check.mismatch);
 }
 
-bool is_accepted(const cb_auth_info_t *info, const check_t &check, const void *identity)
+static bool is_accepted(const cb_auth_info_t *info, const check_t &check, const void *identity)
 {
     const process_crypto for_libsecure;
     const server_auth_t *auth = info->server_auth;
@@ -123,8 +128,6 @@ bool is_accepted(const cb_auth_info_t *info, const check_t &check, const void *i
         return reject(info, FTPCD_ERR_AUTH_UNSUPPORTED);
     }
 }
-
-} // namespace
 
 int32_t err_secure_data_convert(int secure_result)
 {

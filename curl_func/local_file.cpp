@@ -5,13 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr mode_t NEW_FILE_MODE = 0666; // as fopen
 
 // None with errno when there is no descriptor, or no memory.
-file_stream stream_of(descriptor fd, const char *mode)
+static file_stream stream_of(descriptor fd, const char *mode)
 {
     file_stream file(fd ? fdopen(fd.get(), mode) : nullptr);
     if (file)
@@ -20,19 +17,17 @@ file_stream stream_of(descriptor fd, const char *mode)
 }
 
 // 0, or the error number for what is no regular file.
-int irregularity(const struct stat &found)
+static int irregularity(const struct stat &found)
 {
     if (S_ISREG(found.st_mode))
         return 0;
     return S_ISDIR(found.st_mode) ? EISDIR : EINVAL;
 }
 
-bool is_same(const struct stat &one, const struct stat &other)
+static bool is_same(const struct stat &one, const struct stat &other)
 {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
-
-} // namespace
 
 file_stream local_file_create(const char *path)
 {

@@ -5,12 +5,12 @@
 
 #include <span>
 
-namespace
-{
-
 constexpr long KEEPALIVE_IDLE_S = 60;
 constexpr long KEEPALIVE_INTERVAL_S = 60;
 constexpr long CONNECTIONS_KEPT = 1;
+
+namespace
+{
 
 struct session_t {
     curl_e_handle_t *handle;
@@ -18,31 +18,33 @@ struct session_t {
     cb_auth_info_t *auth;
 };
 
+} // namespace
+
 using setting_fn = void (*)(const session_t &);
 
 // libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads go in clear.
-bool active_mode_loses_tls()
+static bool active_mode_loses_tls()
 {
     const unsigned version = curl_version_info(CURLVERSION_NOW)->version_num;
     return version >= 0x075700 && version <= 0x075801;
 }
 
-void take_paths_as_they_are(const session_t &s) { curl_e_setopt_path_as_is(s.handle, 1); }
+static void take_paths_as_they_are(const session_t &s) { curl_e_setopt_path_as_is(s.handle, 1); }
 
-void set_url(const session_t &s)
+static void set_url(const session_t &s)
 {
     const transfer_request_t *r = s.request;
     curl_e_setopt_url_ex(s.handle, static_cast<int>(r->protocol), r->host, r->remote_path);
 }
 
-void set_port(const session_t &s) { curl_e_setopt_port(s.handle, static_cast<long>(s.request->port)); }
+static void set_port(const session_t &s) { curl_e_setopt_port(s.handle, static_cast<long>(s.request->port)); }
 
-void set_login(const session_t &s)
+static void set_login(const session_t &s)
 {
     curl_e_setopt_username_password(s.handle, s.request->username, s.request->password);
 }
 
-void set_proxy(const session_t &s)
+static void set_proxy(const session_t &s)
 {
     const transfer_request_t *r = s.request;
     if (r->proxy_type == PROXY_NONE)
@@ -52,7 +54,7 @@ void set_proxy(const session_t &s)
                             static_cast<int32_t>(r->proxy_port));
 }
 
-void set_proxy_details(const session_t &s)
+static void set_proxy_details(const session_t &s)
 {
     if (s.request->proxy_type == PROXY_HTTP)
         curl_e_setopt_failonerror(s.handle, 1);
@@ -60,7 +62,7 @@ void set_proxy_details(const session_t &s)
         curl_e_setopt_tcp_keepalive(s.handle, 1, KEEPALIVE_IDLE_S, KEEPALIVE_INTERVAL_S);
 }
 
-void set_mode(const session_t &s)
+static void set_mode(const session_t &s)
 {
     if (s.request->passive_mode != 0)
         return;
@@ -71,29 +73,38 @@ void set_mode(const session_t &s)
         curl_e_setopt_ftpport(s.handle);
 }
 
-void set_connections_kept(const session_t &s)
+static void set_connections_kept(const session_t &s)
 {
     curl_e_setopt_curlopt_maxconnects(s.handle, CONNECTIONS_KEPT);
 }
 
-void set_plain_commands(const session_t &s) { curl_e_setopt_curlopt_ftp_use_eprt_epsv(s.handle, 0); }
+static void set_plain_commands(const session_t &s) { curl_e_setopt_curlopt_ftp_use_eprt_epsv(s.handle, 0); }
 
-void require_tls(const session_t &s) { curl_e_setopt_use_ssl(s.handle, CURLUSESSL_ALL, CURLFTPAUTH_DEFAULT); }
+static void require_tls(const session_t &s)
+{
+    curl_e_setopt_use_ssl(s.handle, CURLUSESSL_ALL, CURLFTPAUTH_DEFAULT);
+}
 
-void set_no_ca_file(const session_t &s) { curl_e_setopt_cainfo(s.handle, nullptr); }
+static void set_no_ca_file(const session_t &s) { curl_e_setopt_cainfo(s.handle, nullptr); }
 
-void set_no_ca_path(const session_t &s) { curl_e_setopt_capath(s.handle, nullptr); }
+static void set_no_ca_path(const session_t &s) { curl_e_setopt_capath(s.handle, nullptr); }
 
-void verify_peer_only(const session_t &s) { curl_e_setopt_ssl_verify(s.handle, 1, 0); }
+static void verify_peer_only(const session_t &s) { curl_e_setopt_ssl_verify(s.handle, 1, 0); }
 
-void judge_certificate(const session_t &s) { curl_e_setopt_ssl_ctxfunc_data(s.handle, cb_ssl_ctx, s.auth); }
+static void judge_certificate(const session_t &s)
+{
+    curl_e_setopt_ssl_ctxfunc_data(s.handle, cb_ssl_ctx, s.auth);
+}
 
 // Empty and not NULL: without a known-hosts file libcurl asks nobody and takes any host.
-void set_no_known_hosts(const session_t &s) { curl_e_setopt_ssh_knownhosts(s.handle, ""); }
+static void set_no_known_hosts(const session_t &s) { curl_e_setopt_ssh_knownhosts(s.handle, ""); }
 
-void judge_host_key(const session_t &s) { curl_e_setopt_ssh_keyfunc_data(s.handle, cb_sshkey, s.auth); }
+static void judge_host_key(const session_t &s)
+{
+    curl_e_setopt_ssh_keyfunc_data(s.handle, cb_sshkey, s.auth);
+}
 
-void allow_password_only(const session_t &s)
+static void allow_password_only(const session_t &s)
 {
     curl_e_setopt_ssh_auth_types(s.handle, CURLSSH_AUTH_PASSWORD);
 }
@@ -114,7 +125,7 @@ constexpr setting_fn FTPS[] = {
 };
 constexpr setting_fn SFTP[] = {set_no_known_hosts, judge_host_key, allow_password_only};
 
-bool apply(const session_t &session, std::span<const setting_fn> settings)
+static bool apply(const session_t &session, std::span<const setting_fn> settings)
 {
     for (const setting_fn set : settings) {
         set(session);
@@ -124,7 +135,7 @@ bool apply(const session_t &session, std::span<const setting_fn> settings)
     return true;
 }
 
-std::span<const setting_fn> security_settings(const transfer_request_t *request)
+static std::span<const setting_fn> security_settings(const transfer_request_t *request)
 {
     if (protocol_has_tls(request->protocol))
         return FTPS;
@@ -132,8 +143,6 @@ std::span<const setting_fn> security_settings(const transfer_request_t *request)
         return SFTP;
     return {};
 }
-
-} // namespace
 
 int curl_ftp_setting(curl_e_handle_t *handle, const transfer_request_t *request, cb_auth_info_t *auth)
 {

@@ -10,12 +10,9 @@
 #include <sys/socket.h>
 #include <utility>
 
-namespace
-{
-
 // libcurl does not use this connection again, but closes it, with some round trips, when the next perform
 // begins. It waits one second for a slow server and then leaks the session.
-void break_connection(const curl_e_handle_t *rec)
+static void break_connection(const curl_e_handle_t *rec)
 {
     curl_socket_t fd = CURL_SOCKET_BAD;
     if (curl_easy_getinfo(rec->curl, CURLINFO_ACTIVESOCKET, &fd) == CURLE_OK && fd != CURL_SOCKET_BAD)
@@ -23,7 +20,7 @@ void break_connection(const curl_e_handle_t *rec)
 }
 
 // Connects and logs in, no more; its time is added to that of the transfer.
-bool connect_alone(curl_e_handle_t *rec)
+static bool connect_alone(curl_e_handle_t *rec)
 {
     curl_e_setopt_curlopt_connect_only(rec, 1);
     if (rec->curl_code != CURLE_OK || curl_e_perform_once(rec) != CURLE_OK)
@@ -38,7 +35,7 @@ bool connect_alone(curl_e_handle_t *rec)
 }
 
 // Left on, the next perform would only connect as well, and call that a success.
-void leave_connect_only(curl_e_handle_t *rec)
+static void leave_connect_only(curl_e_handle_t *rec)
 {
     curl_e_handle_t copy = curl_e_copy_of(rec);
     curl_e_setopt_curlopt_connect_only(&copy, 0);
@@ -47,7 +44,7 @@ void leave_connect_only(curl_e_handle_t *rec)
 
 // Some servers put blanks behind the directory and backslashes into it, so both are taken out. Where the
 // answer is an absolute path with slashes they belong to its name, and the URL would lead elsewhere.
-bool is_read_exactly(curl_e_handle_t *rec)
+static bool is_read_exactly(curl_e_handle_t *rec)
 {
     const char *told = nullptr;
     if (curl_easy_getinfo(rec->curl, CURLINFO_FTP_ENTRY_PATH, &told) != CURLE_OK || told == nullptr ||
@@ -61,7 +58,7 @@ bool is_read_exactly(curl_e_handle_t *rec)
 }
 
 // libcurl takes "/~" at the start of an SFTP path for the login directory; with "//~" it is what it says.
-heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
+static heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
 {
     const char *scheme_end = strstr(url.get(), "://");
     const char *path = strchr(scheme_end != nullptr ? scheme_end + 3 : url.get(), '/');
@@ -74,7 +71,7 @@ heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
 }
 
 // Sets the URL with the login directory in its path; `specified` is the URL before.
-bool set_absolute_url(perform_t &run, heap_string specified)
+static bool set_absolute_url(perform_t &run, heap_string specified)
 {
     curl_e_handle_t *rec = run.rec;
     heap_string url(curl_e_getinfo_effective_sftp_url(rec));
@@ -97,8 +94,6 @@ bool set_absolute_url(perform_t &run, heap_string specified)
         curl_e_setopt_file_url(rec, url.get());
     return is_curl_error(rec) == 0;
 }
-
-} // namespace
 
 bool curl_e_find_login_directory(perform_t &run)
 {

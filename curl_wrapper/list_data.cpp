@@ -5,16 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace
-{
-
 // What a server may send without an end of line before the listing is given up.
 constexpr uint64_t LINE_LIMIT_BYTES = UINT64_C(1024) * 1024;
 
-bool ends_line(char byte) { return byte == '\r' || byte == '\n' || byte == '\0'; }
+static bool ends_line(char byte) { return byte == '\r' || byte == '\n' || byte == '\0'; }
 
 // Bytes behind the last end of line, once `len` more at `data` have arrived.
-uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *data, size_t len)
+static uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *data, size_t len)
 {
     for (size_t behind = 0; behind < len; ++behind) {
         if (ends_line(data[len - 1 - behind]))
@@ -27,13 +24,13 @@ uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *data, size
 }
 
 // The line is measured only where it can be too long: single bytes do not cost a scan each.
-bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
+static bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
 {
     return uint64_t{buffer->length} + len <= LINE_LIMIT_BYTES ||
            unfinished_bytes(buffer, data, len) <= LINE_LIMIT_BYTES;
 }
 
-bool make_room(dynamic_buffer_t *buffer, uint64_t need)
+static bool make_room(dynamic_buffer_t *buffer, uint64_t need)
 {
     if (need <= buffer->capacity)
         return true;
@@ -51,15 +48,13 @@ bool make_room(dynamic_buffer_t *buffer, uint64_t need)
     return true;
 }
 
-void append(dynamic_buffer_t *buffer, const char *data, size_t len)
+static void append(dynamic_buffer_t *buffer, const char *data, size_t len)
 {
     char *dst = buffer->data + buffer->length;
     for (size_t i = 0; i < len; ++i)
         dst[i] = data[i] == '\r' || data[i] == '\n' ? '\0' : data[i];
     buffer->length += static_cast<uint32_t>(len);
 }
-
-} // namespace
 
 int list_data_add(list_tmp_t *tmp, const char *data, size_t len)
 {

@@ -20,7 +20,9 @@ struct file_info_t {
     uint32_t valid;
 };
 
-uint8_t kind_of(int type)
+} // namespace
+
+static uint8_t kind_of(int type)
 {
     switch (type) {
     case FILE_TYPE_DIRECTORY:
@@ -34,12 +36,12 @@ uint8_t kind_of(int type)
     }
 }
 
-template <typename Number, typename Value> Number or_unset(bool given, Value value, Number unset)
+template <typename Number, typename Value> static Number or_unset(bool given, Value value, Number unset)
 {
     return given ? static_cast<Number>(value) : unset;
 }
 
-list_info_t entry_of(char *line, file_info_t &file, int type)
+static list_info_t entry_of(char *line, file_info_t &file, int type)
 {
     const bool dated = (file.valid & FILE_INFO_DATE) != 0;
     const bool timed = (file.valid & FILE_INFO_TIME) != 0;
@@ -60,13 +62,13 @@ list_info_t entry_of(char *line, file_info_t &file, int type)
     };
 }
 
-bool fits(const char *name, const char *pattern)
+static bool fits(const char *name, const char *pattern)
 {
     return pattern != nullptr && (pattern[0] == '*' || strcmp(name, pattern) == 0);
 }
 
 // The callback's result for the entry on this line; 0 when there is none that fits.
-int hand_on(list_setting_info_t *info, char *line)
+static int hand_on(list_setting_info_t *info, char *line)
 {
     static file_info_t file;
     const list_format_t format = AnalizeFileInfo(line);
@@ -87,7 +89,7 @@ int hand_on(list_setting_info_t *info, char *line)
     return info->callback != nullptr ? info->callback(&entry, info->context, 1) : 0;
 }
 
-void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
+static void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
 {
     buffer->length -= bytes;
     memmove(buffer->data, buffer->data + bytes, buffer->length);
@@ -95,12 +97,10 @@ void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
 }
 
 // False when the last `len` bytes bring no end of line: then no line has become complete.
-bool completes_line(const dynamic_buffer_t *buffer, size_t len)
+static bool completes_line(const dynamic_buffer_t *buffer, size_t len)
 {
     return memchr(buffer->data + buffer->length - len, '\0', len) != nullptr;
 }
-
-} // namespace
 
 list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *context)
 {

@@ -10,11 +10,8 @@
 
 #include <utility>
 
-namespace
-{
-
 // Takes over what a call on a copy of the record has met.
-void adopt_failure(curl_e_handle_t *rec, const curl_e_handle_t &copy, int32_t unexplained)
+static void adopt_failure(curl_e_handle_t *rec, const curl_e_handle_t &copy, int32_t unexplained)
 {
     if (copy.error != FTPCD_ERR_NONE)
         rec->error = copy.error;
@@ -23,7 +20,7 @@ void adopt_failure(curl_e_handle_t *rec, const curl_e_handle_t &copy, int32_t un
 }
 
 // Sets the URL of the file's directory and searches the file's name there.
-bool set_up_listing(perform_t &run)
+static bool set_up_listing(perform_t &run)
 {
     curl_e_handle_t *rec = run.rec;
     log_info("curl_wrapper(311)", "Setup to directory listening.");
@@ -57,13 +54,13 @@ bool set_up_listing(perform_t &run)
 }
 
 // A listing in which nothing fits is a missing file.
-void end_listing(curl_e_handle_t *rec, list_setting_info_t *list)
+static void end_listing(curl_e_handle_t *rec, list_setting_info_t *list)
 {
     if (!list_capture_end(list) && rec->curl_code == CURLE_OK)
         rec->curl_code = CURLE_REMOTE_FILE_NOT_FOUND;
 }
 
-bool read_response(curl_e_handle_t *rec)
+static bool read_response(curl_e_handle_t *rec)
 {
     curl_e_handle_t copy = curl_e_copy_of(rec);
     rec->response_code_type = curl_e_getinfo_response_code_type(&copy);
@@ -75,19 +72,19 @@ bool read_response(curl_e_handle_t *rec)
     return false;
 }
 
-bool is_refusal(int32_t type, int32_t code)
+static bool is_refusal(int32_t type, int32_t code)
 {
     return type != RESPONSE_CODE_OTHER && code != 0 && (code < 200 || code > 299);
 }
 
-void judge(curl_e_handle_t *rec)
+static void judge(curl_e_handle_t *rec)
 {
     if (rec->error == FTPCD_ERR_NONE &&
         (rec->curl_code != CURLE_OK || is_refusal(rec->response_code_type, rec->response_code)))
         rec->error = FTPCD_ERR_NETWORK;
 }
 
-void transfer(perform_t &run)
+static void transfer(perform_t &run)
 {
     curl_e_handle_t *rec = run.rec;
     const char *url = curl_e_getinfo_effective_url(rec);
@@ -104,7 +101,7 @@ void transfer(perform_t &run)
         judge(rec);
 }
 
-void restore_url(perform_t &run)
+static void restore_url(perform_t &run)
 {
     if (!run.specified)
         return;
@@ -113,15 +110,13 @@ void restore_url(perform_t &run)
     adopt_failure(run.rec, copy, FTPCD_ERR_URL_RESTORE);
 }
 
-void clean_up(perform_t &run)
+static void clean_up(perform_t &run)
 {
     if (run.list == nullptr)
         return;
     list_capture_free(run.list);
     run.list->pattern = nullptr; // it ends with run.plain
 }
-
-} // namespace
 
 void curl_e_perform(curl_e_handle_t *rec)
 {

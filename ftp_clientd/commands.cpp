@@ -40,14 +40,16 @@ struct command_t {
     const char *failed_id = nullptr;
 };
 
-void no_operation(exchange_t *exchange)
+} // namespace
+
+static void no_operation(exchange_t *exchange)
 {
     exchange->last_job->result = 0;
     exchange->answer.reply = *exchange->last_job;
 }
 
 // A request that is refused never selects its engine.
-uint32_t start_checked(const exchange_t &exchange)
+static uint32_t start_checked(const exchange_t &exchange)
 {
     const command_t &command = exchange.command;
     const transfer_request_t *request = request_check(command.number, exchange.body, exchange.length);
@@ -56,7 +58,7 @@ uint32_t start_checked(const exchange_t &exchange)
     return (engine_select(request->protocol).*command.start)(request);
 }
 
-void start_job(exchange_t *exchange)
+static void start_job(exchange_t *exchange)
 {
     const uint32_t code = start_checked(*exchange);
     if (code != FTPCD_ERR_NONE)
@@ -66,7 +68,7 @@ void start_job(exchange_t *exchange)
     exchange->answer.reply = *exchange->last_job;
 }
 
-void command_get_state(exchange_t *exchange)
+static void command_get_state(exchange_t *exchange)
 {
     const job_record_t job = engine_state(engine_active());
     state_reply_t &answer = exchange->answer.state;
@@ -77,7 +79,7 @@ void command_get_state(exchange_t *exchange)
         ftp_clientd_if_exec_info_init(&answer.exec_info);
 }
 
-void command_cancel(exchange_t *exchange)
+static void command_cancel(exchange_t *exchange)
 {
     const engine_t &engine = engine_active();
     const int rc = engine.cancel();
@@ -88,7 +90,7 @@ void command_cancel(exchange_t *exchange)
     answer.exec = engine_state(engine).module_info.exec;
 }
 
-void command_get_file_info(exchange_t *exchange)
+static void command_get_file_info(exchange_t *exchange)
 {
     const engine_t &engine = engine_active();
     exchange->answer.file_info.remote_file =
@@ -108,15 +110,13 @@ constexpr command_t COMMANDS[] = {
     {COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t), command_get_file_info, "ftp_clientd(621)"},
 };
 
-const command_t *find_command(uint32_t number)
+static const command_t *find_command(uint32_t number)
 {
     for (const command_t &command : COMMANDS)
         if (command.number == number)
             return &command;
     return nullptr;
 }
-
-} // namespace
 
 void serve_request(int connection, reply_t *last_job)
 {

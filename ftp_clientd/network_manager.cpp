@@ -12,10 +12,16 @@
 // make the daemon hang with it.
 constexpr time_t CONNECT_LIMIT_S = 2;
 
+namespace
+{
+
 struct notice_t {
     notice_header_t header;
     unsigned char body[NOTICE_BODY_MAX];
 };
+
+} // namespace
+
 static_assert(sizeof(notice_t) == 512);
 
 // A connection to the network manager, none after a logged failure.

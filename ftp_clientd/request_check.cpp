@@ -5,52 +5,58 @@
 #include <string_view>
 #include <strings.h>
 
-namespace
-{
-
 using condition = bool (*)(uint32_t command, const transfer_request_t &request);
 
-bool with_zixi(uint32_t, const transfer_request_t &request)
+static bool with_zixi(uint32_t, const transfer_request_t &request)
 {
     return protocol_is_zixi(request.protocol) != 0;
 }
 
-bool with_libcurl(uint32_t, const transfer_request_t &request) { return !protocol_is_zixi(request.protocol); }
+static bool with_libcurl(uint32_t, const transfer_request_t &request)
+{
+    return !protocol_is_zixi(request.protocol);
+}
 
-bool with_local_file(uint32_t command, const transfer_request_t &request)
+static bool with_local_file(uint32_t command, const transfer_request_t &request)
 {
     return protocol_is_zixi(request.protocol) || command != COMMAND_DL_FILE_INFO;
 }
 
-bool over_ftp(uint32_t, const transfer_request_t &request) { return protocol_is_ftp(request.protocol) != 0; }
+static bool over_ftp(uint32_t, const transfer_request_t &request)
+{
+    return protocol_is_ftp(request.protocol) != 0;
+}
 
-bool through_proxy(uint32_t command, const transfer_request_t &request)
+static bool through_proxy(uint32_t command, const transfer_request_t &request)
 {
     return with_libcurl(command, request) && request.proxy_type != PROXY_NONE;
 }
 
-bool begins_with(const char *text, std::string_view start)
+static bool begins_with(const char *text, std::string_view start)
 {
     return strncasecmp(text, start.data(), start.size()) == 0;
 }
 
 // The engine answers a SOCKS proxy, however it goes on, with FTPCD_ERR_NOT_SUPPORTED.
-bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
+static bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
 {
     constexpr std::string_view SOCKS[] = {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"};
     return through_proxy(command, request) &&
            std::ranges::none_of(SOCKS, [&](auto start) { return begins_with(request.proxy_host, start); });
 }
 
-bool uploaded_through_proxy(uint32_t command, const transfer_request_t &request)
+static bool uploaded_through_proxy(uint32_t command, const transfer_request_t &request)
 {
     return command == COMMAND_UPLOAD && through_other_than_socks(command, request);
 }
 
-bool with_server_identity(uint32_t, const transfer_request_t &request)
+static bool with_server_identity(uint32_t, const transfer_request_t &request)
 {
     return protocol_has_tls(request.protocol) || request.protocol == PROTOCOL_SFTP;
 }
+
+namespace
+{
 
 struct string_rule_t {
     size_t offset; // bytes from the start of the request
@@ -63,6 +69,8 @@ struct string_rule_t {
     bool may_log_in = false;            // behind that "user:password@" may stand
     bool names_a_file = false;          // one that ends in '/' is refused
 };
+
+} // namespace
 
 #define FIELD(member) offsetof(transfer_request_t, member), sizeof(transfer_request_t::member)
 
@@ -104,20 +112,20 @@ constexpr string_rule_t STRINGS[] = {
     {ZIXI_PASSWORD_OFFSET, ZIXI_PASSWORD_SIZE, with_zixi},
 };
 
-bool ends_in_slash(const char *text)
+static bool ends_in_slash(const char *text)
 {
     const size_t length = strlen(text);
     return length > 0 && text[length - 1] == '/';
 }
 
 // A '@' alone is no login: then the text stays as it is.
-const char *behind_login(const char *text)
+static const char *behind_login(const char *text)
 {
     const size_t length = strcspn(text, NOT_IN_HOST);
     return text[length] == '@' && memchr(text, ':', length) != nullptr ? text + length + 1 : text;
 }
 
-bool is_readable(const string_rule_t &rule, const void *body)
+static bool is_readable(const string_rule_t &rule, const void *body)
 {
     const char *text = static_cast<const char *>(body) + rule.offset;
     if (memchr(text, '\0', rule.size) == nullptr)
@@ -130,8 +138,6 @@ bool is_readable(const string_rule_t &rule, const void *body)
            (rule.refused_text == nullptr || strcasestr(text, rule.refused_text) == nullptr) &&
            (!rule.is_needed || *text != '\0') && (!rule.names_a_file || !ends_in_slash(text));
 }
-
-} // namespace
 
 const transfer_request_t *request_check(uint32_t command, const void *body, size_t length)
 {

@@ -7,13 +7,10 @@
 #include <cstddef>
 #include <cstring>
 
-namespace
-{
-
 constexpr size_t COPIED_BYTES = offsetof(transfer_request_t, resume);
 constexpr size_t LOOKED_UP_BYTES = offsetof(remote_file_t, year); // its flags and the size
 
-void *run_worker(void *own)
+static void *run_worker(void *own)
 {
     auto *slot = static_cast<job_slot_t *>(own);
     slot->engine->work(slot);
@@ -22,7 +19,7 @@ void *run_worker(void *own)
     return nullptr;
 }
 
-uint32_t refuse_start(job_slot_t *slot)
+static uint32_t refuse_start(job_slot_t *slot)
 {
     log_errno(slot->engine->not_started_id);
     if (slot->engine->no_thread_id != nullptr)
@@ -36,7 +33,7 @@ uint32_t refuse_start(job_slot_t *slot)
     return FTPCD_ERR_INTERNAL;
 }
 
-uint32_t start_worker(job_slot_t *slot)
+static uint32_t start_worker(job_slot_t *slot)
 {
     if (slot->started == 1)
         return refuse_start(slot);
@@ -49,8 +46,6 @@ uint32_t start_worker(job_slot_t *slot)
     slot->started = 1;
     return FTPCD_ERR_NONE;
 }
-
-} // namespace
 
 job_lock::job_lock(job_slot_t *slot) : slot_(slot)
 {

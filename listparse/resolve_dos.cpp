@@ -1,11 +1,17 @@
 #include "listparse/resolve.h"
 
+namespace
+{
+
 // Where a DOS line of formats 21, 22 and 23 keeps what.
 struct dos_layout_t {
     int time, date, size, name; // fields
     name_extent_t extent;
     date_order_t order;
 };
+
+} // namespace
+
 constexpr int FIRST_DOS_FORMAT = 21;
 constexpr dos_layout_t DOS_LAYOUTS[] = {
     {1, 0, 2, 3, TO_END, YEAR_FIRST},     // 21

@@ -5,27 +5,38 @@
 
 constexpr int8_t NO_FIELD = -1;
 
-struct columns_t {
-    int8_t number;
-    int8_t name;
-    name_extent_t extent = TO_END;
-    int8_t size = NO_FIELD;
-    int8_t date;
-    bool (*read_date)(fields_t &fields, int at, date_t *date);
-    int8_t time = NO_FIELD;
-    bool (*read_time)(field_t text, uint16_t *hour, uint16_t *minute) = nullptr;
-    int8_t owner = NO_FIELD;
-    bool has_permissions = false; // in field 0
-    int8_t type = NO_FIELD;
-    bool (*is_directory)(field_t type) = nullptr;
-    bool slash_is_directory = false; // a name that ends in '/' is a directory's; the slash is cut off
-};
-
-// --- dates
+namespace
+{
 
 struct three_numbers_t {
     int first, second, third;
 };
+
+struct columns_t {
+    int number;
+    int8_t name;
+    name_extent_t extent;
+    int8_t size;
+    struct {
+        int8_t at;
+        bool (*read)(fields_t &fields, int at, date_t *date);
+    } date;
+    struct {
+        int8_t at;
+        bool (*read)(field_t text, uint16_t *hour, uint16_t *minute);
+    } time;
+    struct {
+        int8_t at;
+        bool (*is_directory)(field_t type);
+    } type;
+    int8_t owner = NO_FIELD;
+    bool has_permissions = false;    // in field 0
+    bool slash_is_directory = false; // a name that ends in '/' is a directory's; the slash is cut off
+};
+
+} // namespace
+
+// --- dates
 
 static bool read_three_numbers(field_t text, three_numbers_t *numbers)
 {
@@ -134,90 +145,21 @@ static bool is_container(field_t type)
     return type == "*DIR" || type == "*LIB" || type == "*FLR" || type == "*DDIR";
 }
 
+constexpr decltype(columns_t::time) NO_TIME{NO_FIELD, nullptr};
+constexpr decltype(columns_t::type) ALL_FILES{NO_FIELD, nullptr};
+
+// number, name, extent, size, date, time, type, owner, has_permissions, slash_is_directory
 constexpr columns_t COLUMNS[] = {
-    {.number = 26,
-     .name = 5,
-     .size = 1,
-     .date = 2,
-     .read_date = read_guessed_order,
-     .time = 3,
-     .read_time = read_clock,
-     .owner = 0,
-     .type = 4,
-     .is_directory = is_container,
-     .slash_is_directory = true},
-    {.number = 27, .name = 6, .date = 5, .read_date = read_unless_masked, .type = 4, .is_directory = is_po},
-    {.number = 28,
-     .name = 0,
-     .extent = ONE_FIELD,
-     .size = 1,
-     .date = 2,
-     .read_date = read_month_day_year,
-     .time = 5,
-     .read_time = read_clock,
-     .type = 1,
-     .is_directory = begins_with_angle},
-    {.number = 29,
-     .name = 6,
-     .size = 5,
-     .date = 1,
-     .read_date = read_year_first,
-     .time = 2,
-     .read_time = read_clock,
-     .type = 0,
-     .is_directory = begins_with_d_or_D},
-    {.number = 30,
-     .name = 4,
-     .size = 1,
-     .date = 2,
-     .read_date = read_month_first,
-     .time = 3,
-     .read_time = read_clock},
-    {.number = 32,
-     .name = 3,
-     .date = 1,
-     .read_date = read_year_first,
-     .time = 2,
-     .read_time = read_clock,
-     .has_permissions = true,
-     .type = 0,
-     .is_directory = begins_with_d},
-    {.number = 33,
-     .name = 5,
-     .size = 2,
-     .date = 3,
-     .read_date = read_year_first,
-     .time = 4,
-     .read_time = read_clock,
-     .owner = 1,
-     .has_permissions = true,
-     .type = 0,
-     .is_directory = begins_with_d},
-    {.number = 37,
-     .name = 7,
-     .size = 0,
-     .date = 3,
-     .read_date = read_month_day_time_year,
-     .time = 5,
-     .read_time = read_clock,
-     .type = 0,
-     .is_directory = begins_with_angle},
-    {.number = 38,
-     .name = 6,
-     .size = 5,
-     .date = 1,
-     .read_date = read_year_first,
-     .time = 2,
-     .read_time = read_hhmm,
-     .owner = 0,
-     .type = 3,
-     .is_directory = begins_with_d_or_D},
-    {.number = 39,
-     .name = 9,
-     .date = 2,
-     .read_date = read_long_date,
-     .type = 8,
-     .is_directory = begins_with_po},
+    {26, 5, TO_END, 1, {2, read_guessed_order}, {3, read_clock}, {4, is_container}, 0, false, true},
+    {27, 6, TO_END, NO_FIELD, {5, read_unless_masked}, NO_TIME, {4, is_po}},
+    {28, 0, ONE_FIELD, 1, {2, read_month_day_year}, {5, read_clock}, {1, begins_with_angle}},
+    {29, 6, TO_END, 5, {1, read_year_first}, {2, read_clock}, {0, begins_with_d_or_D}},
+    {30, 4, TO_END, 1, {2, read_month_first}, {3, read_clock}, ALL_FILES},
+    {32, 3, TO_END, NO_FIELD, {1, read_year_first}, {2, read_clock}, {0, begins_with_d}, NO_FIELD, true},
+    {33, 5, TO_END, 2, {3, read_year_first}, {4, read_clock}, {0, begins_with_d}, 1, true},
+    {37, 7, TO_END, 0, {3, read_month_day_time_year}, {5, read_clock}, {0, begins_with_angle}},
+    {38, 6, TO_END, 5, {1, read_year_first}, {2, read_hhmm}, {3, begins_with_d_or_D}, 0},
+    {39, 9, TO_END, NO_FIELD, {2, read_long_date}, NO_TIME, {8, begins_with_po}},
 };
 
 // --- one line
@@ -225,7 +167,7 @@ constexpr columns_t COLUMNS[] = {
 static void take_date(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     date_t date;
-    if (!layout.read_date(fields, layout.date, &date))
+    if (!layout.date.read(fields, layout.date.at, &date))
         return;
     if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > 31)
         return;
@@ -236,7 +178,7 @@ static void take_date(fields_t &fields, const columns_t &layout, line_entry_t *e
 static void take_time(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
     uint16_t hour, minute;
-    if (layout.read_time == nullptr || !layout.read_time(field(fields, layout.time), &hour, &minute))
+    if (layout.time.read == nullptr || !layout.time.read(field(fields, layout.time.at), &hour, &minute))
         return;
     entry->time->hour = hour;
     entry->time->minute = minute;
@@ -257,7 +199,8 @@ static void take_size_and_permissions(fields_t &fields, const columns_t &layout,
 
 static int take_type(fields_t &fields, const columns_t &layout, line_entry_t *entry)
 {
-    bool directory = layout.is_directory != nullptr && layout.is_directory(field(fields, layout.type));
+    bool directory =
+        layout.type.is_directory != nullptr && layout.type.is_directory(field(fields, layout.type.at));
     if (layout.slash_is_directory && entry->name.ends_with('/')) {
         entry->name.remove_suffix(1);
         directory = true;

@@ -2,6 +2,7 @@
 
 #include "platform/secure_file.h"
 #include "platform/secure_key.h"
+#include "strutil/guards.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -15,9 +16,8 @@
 namespace
 {
 
-struct give_back {
+struct bio_free {
     void operator()(BIO *bio) const { BIO_free(bio); }
-    void operator()(char *text) const { free(text); }
 };
 
 // Takes back the errors that OpenSSL queues in this scope: the caller may stand in a handshake, and what is
@@ -29,17 +29,17 @@ struct error_queue_kept {
     error_queue_kept &operator=(const error_queue_kept &) = delete;
 };
 
-bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
+} // namespace
+
+static bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
 
 // A certificate in memory may lack parts; then it has no DER form.
-bool is_whole(X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
+static bool is_whole(X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
 
-bool differ(const unsigned char *digest, const uint8_t *expected, unsigned length)
+static bool differ(const unsigned char *digest, const uint8_t *expected, unsigned length)
 {
     return memcmp(digest, expected, length) != 0;
 }
-
-} // namespace
 
 int x509_cert_save(const char *path, X509 *certificate)
 {
@@ -48,7 +48,7 @@ int x509_cert_save(const char *path, X509 *certificate)
     const error_queue_kept kept;
     if (!is_whole(certificate))
         return LIBSECURE_BAD_DATA;
-    const std::unique_ptr<BIO, give_back> pem(BIO_new(BIO_s_mem()));
+    const std::unique_ptr<BIO, bio_free> pem(BIO_new(BIO_s_mem()));
     if (pem == nullptr || PEM_write_bio_X509(pem.get(), certificate) != 1)
         return LIBSECURE_NO_MEMORY;
     char *text = nullptr;
@@ -81,7 +81,7 @@ int ssh_public_key_save(const char *path, int reserved, const void *key, size_t 
     char *text = nullptr;
     size_t length = 0;
     const int result = secure_key_line(key, key_length, &text, &length);
-    const std::unique_ptr<char, give_back> line(text);
+    const heap_string line(text);
     return result != LIBSECURE_DONE ? result : secure_file_write(path, text, length);
 }
 

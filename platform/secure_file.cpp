@@ -2,6 +2,7 @@
 
 #include "platform/secure.h"
 #include "platform/write_all.h"
+#include "strutil/guards.h"
 
 #include <cerrno>
 #include <climits>
@@ -12,22 +13,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr mode_t NEW_FILE_MODE = 0644;
 constexpr mode_t PERMISSIONS = 0777;
 constexpr unsigned NAME_ATTEMPTS = 100; // a name is taken only by another writer, or one that was killed
 
+namespace
+{
+
 // A new, empty file beside the target. It is removed at the end of the scope, unless it was renamed.
 struct temporary_file {
     char path[PATH_MAX] = "";
-    int fd = -1;
+    descriptor file;
     temporary_file() = default;
     ~temporary_file()
     {
-        if (fd != -1)
-            close(fd);
         if (path[0] != '\0')
             unlink(path);
     }
@@ -35,15 +34,10 @@ struct temporary_file {
     temporary_file &operator=(const temporary_file &) = delete;
 };
 
-bool close_now(int *fd)
-{
-    const int closing = *fd;
-    *fd = -1;
-    return close(closing) == 0;
-}
+} // namespace
 
 // The name is short whatever the target's is: one of 255 bytes leaves no room for an ending.
-bool temporary_name(const char *target, unsigned attempt, char *name, size_t size)
+static bool temporary_name(const char *target, unsigned attempt, char *name, size_t size)
 {
     const char *slash = strrchr(target, '/');
     const int directory_length = slash == nullptr ? 0 : static_cast<int>(slash + 1 - target);
@@ -52,14 +46,14 @@ bool temporary_name(const char *target, unsigned attempt, char *name, size_t siz
     return length > 0 && static_cast<size_t>(length) < size;
 }
 
-int create_beside(const char *target, temporary_file *temporary)
+static int create_beside(const char *target, temporary_file *temporary)
 {
     char name[PATH_MAX];
     for (unsigned attempt = 0; attempt < NAME_ATTEMPTS; attempt++) {
         if (!temporary_name(target, attempt, name, sizeof name))
             return LIBSECURE_CANNOT_CREATE;
-        temporary->fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NEW_FILE_MODE);
-        if (temporary->fd != -1) {
+        temporary->file = descriptor(open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NEW_FILE_MODE));
+        if (temporary->file) {
             memcpy(temporary->path, name, sizeof name);
             return LIBSECURE_DONE;
         }
@@ -70,7 +64,7 @@ int create_beside(const char *target, temporary_file *temporary)
 }
 
 // `old` is what stands at `target`, NULL when nothing does.
-int replace_file(const char *target, const struct stat *old, const void *data, size_t length)
+static int replace_file(const char *target, const struct stat *old, const void *data, size_t length)
 {
     temporary_file temporary;
     const int result = create_beside(target, &temporary);
@@ -78,11 +72,12 @@ int replace_file(const char *target, const struct stat *old, const void *data, s
         return result;
     if (old != nullptr) {
         // Only root can give a file away; for others the new file is their own.
-        (void)!fchown(temporary.fd, old->st_uid, old->st_gid);
-        if (fchmod(temporary.fd, old->st_mode & PERMISSIONS) == -1)
+        (void)!fchown(temporary.file.get(), old->st_uid, old->st_gid);
+        if (fchmod(temporary.file.get(), old->st_mode & PERMISSIONS) == -1)
             return LIBSECURE_CANNOT_CREATE;
     }
-    if (!write_all(temporary.fd, data, length) || fsync(temporary.fd) == -1 || !close_now(&temporary.fd))
+    if (!write_all(temporary.file.get(), data, length) || fsync(temporary.file.get()) == -1 ||
+        temporary.file.close() == -1)
         return LIBSECURE_CANNOT_WRITE;
     if (rename(temporary.path, target) == -1)
         return LIBSECURE_CANNOT_CREATE;
@@ -91,16 +86,14 @@ int replace_file(const char *target, const struct stat *old, const void *data, s
 }
 
 // A rename would put a file in the device's place.
-int write_device(const char *path, const void *data, size_t length)
+static int write_device(const char *path, const void *data, size_t length)
 {
-    int fd = open(path, O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    if (fd == -1)
+    descriptor device(open(path, O_WRONLY | O_NOCTTY | O_CLOEXEC));
+    if (!device)
         return LIBSECURE_CANNOT_CREATE;
-    const bool written = write_all(fd, data, length);
-    return close_now(&fd) && written ? LIBSECURE_DONE : LIBSECURE_CANNOT_WRITE;
+    const bool written = write_all(device.get(), data, length);
+    return device.close() == 0 && written ? LIBSECURE_DONE : LIBSECURE_CANNOT_WRITE;
 }
-
-} // namespace
 
 int secure_file_write(const char *path, const void *data, size_t length)
 {

@@ -8,15 +8,12 @@
 #include <openssl/evp.h>
 #include <string_view>
 
-namespace
-{
-
 constexpr size_t KEY_MAX_BYTES = 65536; // an RSA key of 16384 bits has 2100
 constexpr size_t TYPE_MAX_BYTES = 64;   // RFC 4251, 6
 constexpr size_t LENGTH_BYTES = 4;
 
 // Takes one string, a big-endian length and as many bytes, off the front of `rest`.
-bool take_string(std::string_view *rest, std::string_view *string)
+static bool take_string(std::string_view *rest, std::string_view *string)
 {
     if (rest->size() < LENGTH_BYTES)
         return false;
@@ -31,7 +28,7 @@ bool take_string(std::string_view *rest, std::string_view *string)
     return true;
 }
 
-bool is_type(std::string_view type)
+static bool is_type(std::string_view type)
 {
     if (type.empty() || type.size() > TYPE_MAX_BYTES)
         return false;
@@ -42,7 +39,7 @@ bool is_type(std::string_view type)
 }
 
 // Every kind of public key is its type and one or more strings (numbers count as strings), and nothing else.
-bool key_type(std::string_view key, std::string_view *type)
+static bool key_type(std::string_view key, std::string_view *type)
 {
     std::string_view part;
     if (key.size() > KEY_MAX_BYTES || !take_string(&key, type) || !is_type(*type) || key.empty())
@@ -52,8 +49,6 @@ bool key_type(std::string_view key, std::string_view *type)
             return false;
     return true;
 }
-
-} // namespace
 
 int secure_key_line(const void *key, size_t key_length, char **line, size_t *line_length)
 {

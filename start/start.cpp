@@ -5,6 +5,7 @@
 // of the process that stays. Status 0 when the daemon answers; 1, told on standard error, when it has ended
 // or does not answer within 10 s; 2 when not called as above.
 
+#include "strutil/guards.h"
 #include "wire/control.h"
 
 #include <cerrno>
@@ -24,47 +25,31 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr int LIMIT_S = 10;
 constexpr int LOOK_MS = 10; // how often to see whether the daemon has ended
 constexpr mode_t SOCKET_MODE = 0660;
 constexpr mode_t PID_FILE_MODE = 0644;
 
-// Closes its descriptor at the end of its scope.
-struct descriptor {
-    int fd;
-    explicit descriptor(int opened) : fd(opened) {}
-    ~descriptor()
-    {
-        if (fd != -1)
-            close(fd);
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-};
-
-bool fail(const char *what)
+static bool fail(const char *what)
 {
     fprintf(stderr, "start: %s: %s\n", what, strerror(errno));
     return false;
 }
 
-bool fail_because(const char *why)
+static bool fail_because(const char *why)
 {
     fprintf(stderr, "start: %s\n", why);
     return false;
 }
 
-time_t now_s()
+static time_t now_s()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec;
 }
 
-bool find_group(const char *name, gid_t *id)
+static bool find_group(const char *name, gid_t *id)
 {
     errno = 0;
     const group *found = getgrnam(name);
@@ -78,7 +63,7 @@ bool find_group(const char *name, gid_t *id)
 }
 
 // A descriptor that becomes readable when something is made in the folder of the control socket.
-int watch_folder()
+static int watch_folder()
 {
     char folder[] = CONTROL_SOCKET_PATH;
     *strrchr(folder, '/') = '\0';
@@ -88,7 +73,7 @@ int watch_folder()
     return watch;
 }
 
-bool launch(const char *program)
+static bool launch(const char *program)
 {
     char *const arguments[] = {const_cast<char *>(program), nullptr};
     pid_t front;
@@ -97,7 +82,7 @@ bool launch(const char *program)
 }
 
 // The daemon leaves its starter by two forks; its orphans come to this process.
-bool daemon_has_ended()
+static bool daemon_has_ended()
 {
     pid_t ended;
     do
@@ -106,14 +91,14 @@ bool daemon_has_ended()
     return ended == -1 && errno == ECHILD;
 }
 
-bool socket_stands()
+static bool socket_stands()
 {
     struct stat seen;
     return lstat(CONTROL_SOCKET_PATH, &seen) == 0 && S_ISSOCK(seen.st_mode);
 }
 
 // False, and told, when the daemon has ended or the time is over.
-bool may_wait(time_t end_s)
+static bool may_wait(time_t end_s)
 {
     if (daemon_has_ended())
         return fail_because("the daemon has ended; its log says why");
@@ -122,7 +107,7 @@ bool may_wait(time_t end_s)
     return true;
 }
 
-bool await_socket(int watch, time_t end_s)
+static bool await_socket(int watch, time_t end_s)
 {
     while (!socket_stands()) {
         if (!may_wait(end_s))
@@ -136,7 +121,7 @@ bool await_socket(int watch, time_t end_s)
 }
 
 // The mode first: from then on nobody but root gets in, and then the group.
-bool restrict_socket(gid_t group)
+static bool restrict_socket(gid_t group)
 {
     return (chmod(CONTROL_SOCKET_PATH, SOCKET_MODE) == 0 &&
             chown(CONTROL_SOCKET_PATH, static_cast<uid_t>(-1), group) == 0) ||
@@ -144,42 +129,42 @@ bool restrict_socket(gid_t group)
 }
 
 // Clients go on without the file, so that a failure is told and no more.
-void make_turn_file(gid_t group)
+static void make_turn_file(gid_t group)
 {
     const descriptor file(
         open(CONTROL_TURN_PATH, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, SOCKET_MODE));
     struct stat made;
-    const bool is_open = file.fd != -1 && fstat(file.fd, &made) == 0;
+    const bool is_open = file && fstat(file.get(), &made) == 0;
     if (is_open && !S_ISREG(made.st_mode))
         fail_because(CONTROL_TURN_PATH " is no plain file");
-    else if (!is_open || fchmod(file.fd, SOCKET_MODE) == -1 ||
-             fchown(file.fd, static_cast<uid_t>(-1), group) == -1)
+    else if (!is_open || fchmod(file.get(), SOCKET_MODE) == -1 ||
+             fchown(file.get(), static_cast<uid_t>(-1), group) == -1)
         fail(CONTROL_TURN_PATH);
 }
 
 // Asks for nothing and waits for the reply. The process that answers, 0 when none did.
-pid_t ask()
+static pid_t ask()
 {
     const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const timeval limit = {LIMIT_S, 0};
-    setsockopt(connection.fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     sockaddr_un address = {AF_UNIX, CONTROL_SOCKET_PATH};
-    if (connect(connection.fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
+    if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
         return 0;
     ucred daemon;
     socklen_t size = sizeof daemon;
     const message_header_t nothing = {COMMAND_NONE, 0};
     message_header_t head;
     reply_t body;
-    if (getsockopt(connection.fd, SOL_SOCKET, SO_PEERCRED, &daemon, &size) == -1 ||
-        send(connection.fd, &nothing, sizeof nothing, MSG_NOSIGNAL) != sizeof nothing ||
-        recv(connection.fd, &head, sizeof head, MSG_WAITALL) != sizeof head ||
-        recv(connection.fd, &body, sizeof body, MSG_WAITALL) != sizeof body)
+    if (getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &daemon, &size) == -1 ||
+        send(connection.get(), &nothing, sizeof nothing, MSG_NOSIGNAL) != sizeof nothing ||
+        recv(connection.get(), &head, sizeof head, MSG_WAITALL) != sizeof head ||
+        recv(connection.get(), &body, sizeof body, MSG_WAITALL) != sizeof body)
         return 0;
     return daemon.pid;
 }
 
-pid_t await_answer(time_t end_s)
+static pid_t await_answer(time_t end_s)
 {
     for (;;) {
         const pid_t daemon = ask();
@@ -191,13 +176,13 @@ pid_t await_answer(time_t end_s)
     }
 }
 
-bool write_pid(const char *path, pid_t pid)
+static bool write_pid(const char *path, pid_t pid)
 {
     const descriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, PID_FILE_MODE));
-    return (file.fd != -1 && dprintf(file.fd, "%ld\n", static_cast<long>(pid)) > 0) || fail(path);
+    return (file && dprintf(file.get(), "%ld\n", static_cast<long>(pid)) > 0) || fail(path);
 }
 
-bool start(const char *group_name, const char *pid_file, const char *program)
+static bool start(const char *group_name, const char *pid_file, const char *program)
 {
     gid_t group;
     if (!find_group(group_name, &group))
@@ -209,7 +194,7 @@ bool start(const char *group_name, const char *pid_file, const char *program)
     const descriptor watch(watch_folder());
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const time_t end_s = now_s() + LIMIT_S;
-    if (!launch(program) || !await_socket(watch.fd, end_s))
+    if (!launch(program) || !await_socket(watch.get(), end_s))
         return false;
     if (!restrict_socket(group)) {
         unlink(CONTROL_SOCKET_PATH); // rather none than one for everybody
@@ -218,8 +203,6 @@ bool start(const char *group_name, const char *pid_file, const char *program)
     const pid_t daemon = await_answer(end_s);
     return daemon != 0 && write_pid(pid_file, daemon);
 }
-
-} // namespace
 
 int main(int argc, char **argv)
 {

@@ -16,8 +16,10 @@ struct piece_t {
 };
 using pieces_t = std::initializer_list<piece_t>;
 
+} // namespace
+
 // Bytes of the whole, terminator included; 0 when a piece is NULL or the sum overflows.
-size_t joined_size(pieces_t pieces)
+static size_t joined_size(pieces_t pieces)
 {
     size_t size = 1;
     for (const piece_t &piece : pieces) {
@@ -27,7 +29,7 @@ size_t joined_size(pieces_t pieces)
     return size;
 }
 
-void join(char *dst, pieces_t pieces)
+static void join(char *dst, pieces_t pieces)
 {
     for (const piece_t &piece : pieces) {
         memcpy(dst, piece.text.data(), piece.text.size());
@@ -36,7 +38,7 @@ void join(char *dst, pieces_t pieces)
     *dst = '\0';
 }
 
-char *malloc_joined(pieces_t pieces)
+static char *malloc_joined(pieces_t pieces)
 {
     const size_t size = joined_size(pieces);
     auto *whole = size == 0 ? nullptr : static_cast<char *>(malloc(size));
@@ -45,7 +47,7 @@ char *malloc_joined(pieces_t pieces)
     return whole;
 }
 
-int copy_joined(char *dst, size_t capacity, pieces_t pieces)
+static int copy_joined(char *dst, size_t capacity, pieces_t pieces)
 {
     const size_t size = joined_size(pieces);
     if (dst == nullptr || size == 0 || size > capacity)
@@ -53,8 +55,6 @@ int copy_joined(char *dst, size_t capacity, pieces_t pieces)
     join(dst, pieces);
     return 0;
 }
-
-} // namespace
 
 char *malloc_str1(const char *s) { return malloc_joined({s}); }
 

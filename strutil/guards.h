@@ -23,7 +23,11 @@ template <typename Handle, Handle NONE, int (*CLOSE)(Handle)> class closing_owne
 public:
     explicit closing_owner(Handle handle = NONE) : handle_(handle) {}
     closing_owner(closing_owner &&other) noexcept : handle_(other.release()) {}
-    closing_owner &operator=(closing_owner &&) = delete;
+    closing_owner &operator=(closing_owner &&other) noexcept
+    {
+        std::swap(handle_, other.handle_);
+        return *this;
+    }
     ~closing_owner()
     {
         const int kept = errno;

@@ -6,21 +6,23 @@
 #include <cstring>
 #include <syslog.h>
 
-namespace
-{
-
 constexpr size_t FORMAT_SIZE =
     256; // bytes: ids and formats are literals of this program, the longest has 170
+
+namespace
+{
 
 struct errno_kept {
     int value = errno;
     ~errno_kept() { errno = value; }
 };
 
-void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
+} // namespace
+
+static void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
     __attribute__((format(printf, 4, 0)));
 
-void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
+static void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
 {
     const errno_kept kept;
     char whole[FORMAT_SIZE];
@@ -28,8 +30,6 @@ void log_line(int priority, const char *prefix, const char *id, const char *form
     errno = kept.value;
     vsyslog(priority, whole, arguments);
 }
-
-} // namespace
 
 void log_error(const char *id, const char *format, ...)
 {

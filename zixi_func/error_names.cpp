@@ -11,6 +11,8 @@ struct error_name_t {
     const char *name;
 };
 
+} // namespace
+
 #define NAMED(error)                                                                                         \
     {                                                                                                        \
         error, #error                                                                                        \
@@ -49,15 +51,13 @@ constexpr error_name_t ERROR_NAMES[] = {
     NAMED(ZIXI_ERROR_RECONNECTING),
 };
 
-const char *name_of(int error)
+static const char *name_of(int error)
 {
     for (const error_name_t &known : ERROR_NAMES)
         if (known.error == error)
             return known.name;
     return "Unknown error";
 }
-
-} // namespace
 
 void zixif_log_error(int error)
 {

@@ -2,9 +2,6 @@
 
 #include "strutil/log.h"
 
-namespace
-{
-
 constexpr uint64_t BITS_A_BYTE = 8;
 constexpr uint64_t BYTES_A_MB = 1000000;
 constexpr uint64_t BITS_A_KBIT = 1000;
@@ -13,13 +10,18 @@ constexpr int64_t SECONDS_A_MINUTE = 60;
 constexpr int64_t MS_A_MINUTE = 60000;
 constexpr int64_t UNKNOWN_MINUTES = -1;
 
+namespace
+{
+
 struct pace_t {
     int64_t speed_kbits_s;
     int64_t remaining_minutes;
 };
 
+} // namespace
+
 // 0 for a divisor of 0. Numbers wrap round at 64 bits where they don't fit; nothing traps.
-int64_t quotient(uint64_t dividend, int64_t divisor)
+static int64_t quotient(uint64_t dividend, int64_t divisor)
 {
     if (divisor == 0)
         return 0;
@@ -28,12 +30,13 @@ int64_t quotient(uint64_t dividend, int64_t divisor)
     return static_cast<int64_t>(dividend) / divisor;
 }
 
-int64_t percent_of(uint64_t sent_bytes, uint64_t total_bytes)
+static int64_t percent_of(uint64_t sent_bytes, uint64_t total_bytes)
 {
     return total_bytes == 0 ? 0 : static_cast<int64_t>(sent_bytes * 100 / total_bytes);
 }
 
-pace_t pace_of(uint64_t sent_bytes, uint64_t total_bytes, uint64_t reference_bytes, int64_t interval_ms)
+static pace_t pace_of(uint64_t sent_bytes, uint64_t total_bytes, uint64_t reference_bytes,
+                      int64_t interval_ms)
 {
     pace_t pace = {0, UNKNOWN_MINUTES};
     if (sent_bytes == reference_bytes)
@@ -46,8 +49,6 @@ pace_t pace_of(uint64_t sent_bytes, uint64_t total_bytes, uint64_t reference_byt
     }
     return pace;
 }
-
-} // namespace
 
 void zixif_progress_sample(zixif_progress_t *progress, uint64_t sent_bytes, uint64_t total_bytes,
                            int64_t now_ms)

@@ -14,13 +14,13 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr int LOG_LEVEL = 3;
 constexpr int RETRY_BUDGET = 4;
 constexpr unsigned RETRY_PAUSE_S = 1;
 constexpr timespec PROGRESS_PERIOD = {1, 0};
+
+namespace
+{
 
 // What is left to do when an upload has ended.
 enum class ending_t {
@@ -28,20 +28,22 @@ enum class ending_t {
     settled // the result stands
 };
 
-void store_error(job_slot_t *slot, int error)
+} // namespace
+
+static void store_error(job_slot_t *slot, int error)
 {
     const job_lock lock(slot);
     slot->record.exec_info.zixi_error = static_cast<uint32_t>(error);
 }
 
 // A line of the library's log goes to the console as it is.
-void cb_log(void *, int, const char *line)
+static void cb_log(void *, int, const char *line)
 {
     fputs(line, stdout);
     fflush(stdout);
 }
 
-void set_up_failed(job_slot_t *slot, const char *id, const char *text, int error)
+static void set_up_failed(job_slot_t *slot, const char *id, const char *text, int error)
 {
     log_error(id, "%s err=%d", text, error);
     zixif_log_error(error);
@@ -49,7 +51,7 @@ void set_up_failed(job_slot_t *slot, const char *id, const char *text, int error
     store_error(slot, error);
 }
 
-bool configure(job_slot_t *slot)
+static bool configure(job_slot_t *slot)
 {
     int error = zixi_configure_logging(LOG_LEVEL, cb_log, nullptr);
     if (error != ZIXI_ERROR_OK) {
@@ -68,7 +70,7 @@ bool configure(job_slot_t *slot)
 
 // The library wants the directory; the file keeps the local file's name there. A path without one is "."
 // for dirname, which is then not in place.
-void cut_remote_path(job_slot_t *slot)
+static void cut_remote_path(job_slot_t *slot)
 {
     const job_lock lock(slot);
     auto &path = slot->record.request.remote_path;
@@ -77,7 +79,7 @@ void cut_remote_path(job_slot_t *slot)
         copy_string(path, sizeof path, directory);
 }
 
-int start_stream(const job_slot_t *slot, const uintptr_t configuration[2], void **stream)
+static int start_stream(const job_slot_t *slot, const uintptr_t configuration[2], void **stream)
 {
     const transfer_request_t &request = slot->record.request;
     zixi_upload_parameters parameters = {};
@@ -92,7 +94,7 @@ int start_stream(const job_slot_t *slot, const uintptr_t configuration[2], void 
                             stream);
 }
 
-int64_t clock_ms()
+static int64_t clock_ms()
 {
     timeval now;
     gettimeofday(&now, nullptr);
@@ -100,7 +102,7 @@ int64_t clock_ms()
 }
 
 // True when the job has been told to stop.
-bool store_progress(job_slot_t *slot, uint64_t sent_bytes, uint64_t total_bytes, int64_t elapsed_ms)
+static bool store_progress(job_slot_t *slot, uint64_t sent_bytes, uint64_t total_bytes, int64_t elapsed_ms)
 {
     const job_lock lock(slot);
     job_record_t &job = slot->record;
@@ -114,7 +116,7 @@ bool store_progress(job_slot_t *slot, uint64_t sent_bytes, uint64_t total_bytes,
 }
 
 // Follows the upload until the library has ended it, or it is told to stop.
-ending_t watch(job_slot_t *slot, void *stream)
+static ending_t watch(job_slot_t *slot, void *stream)
 {
     zixif_progress_t progress = {clock_ms(), 0, 0};
     int state = 0;
@@ -140,7 +142,7 @@ ending_t watch(job_slot_t *slot, void *stream)
     return ending_t::judge;
 }
 
-ending_t follow(job_slot_t *slot, void *stream)
+static ending_t follow(job_slot_t *slot, void *stream)
 {
     const ending_t ending = watch(slot, stream);
     const int error = zixi_close_stream(stream);
@@ -152,13 +154,13 @@ ending_t follow(job_slot_t *slot, void *stream)
     return ending;
 }
 
-bool may_pass(int error)
+static bool may_pass(int error)
 {
     return error == ZIXI_ERROR_FILE_REMOTE ||
            (error >= ZIXI_ERROR_INVALID_PARAMETER && error <= ZIXI_ERROR_RECONNECTING);
 }
 
-ending_t give_up(job_slot_t *slot, int error)
+static ending_t give_up(job_slot_t *slot, int error)
 {
     log_info("zixi_func(650)", "Upload Error:%d", error);
     store_error(slot, error);
@@ -168,7 +170,7 @@ ending_t give_up(job_slot_t *slot, int error)
     return ending_t::settled;
 }
 
-ending_t upload(job_slot_t *slot)
+static ending_t upload(job_slot_t *slot)
 {
     store_error(slot, ZIXI_ERROR_OK);
     if (!configure(slot))
@@ -197,7 +199,7 @@ ending_t upload(job_slot_t *slot)
     return give_up(slot, error);
 }
 
-ending_t run(job_slot_t *slot)
+static ending_t run(job_slot_t *slot)
 {
     switch (slot->record.module_info.exec) {
     case JOB_UPLOAD:
@@ -210,13 +212,13 @@ ending_t run(job_slot_t *slot)
     }
 }
 
-void mark_as_zixi(job_slot_t *slot)
+static void mark_as_zixi(job_slot_t *slot)
 {
     const job_lock lock(slot);
     slot->record.exec_info.response_code_type = RESPONSE_CODE_ZIXI;
 }
 
-void judge(job_slot_t *slot)
+static void judge(job_slot_t *slot)
 {
     const job_lock lock(slot);
     if (slot->record.exec_info.zixi_error == ZIXI_ERROR_OK)
@@ -224,8 +226,6 @@ void judge(job_slot_t *slot)
     slot->record.module_info.result = FTPCD_ERR_NETWORK;
     log_error("zixi_func(502)", "FTPCD_ERR_NETWORK");
 }
-
-} // namespace
 
 void zixif_work(job_slot_t *slot)
 {
