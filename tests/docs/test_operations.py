@@ -1,19 +1,18 @@
 """docs/operations.md tells of every log line and of every result code as the source has them."""
 
 import re
+import subprocess
 
 import pages
 from log_calls import ROOT, log_lines, log_texts
 
 PAGE = "docs/operations.md"
-MODULES = ["ftp_clientd", "ftp_clientd_if", "curl_func", "curl_wrapper", "zixi_func"]
 
 
 def told():
-    """{id: (level, text, meaning, remedy)}, and the ids in their order"""
+    """{id: (level, text, meaning, remedy)}"""
     rows = pages.rows(PAGE, re.compile(r"`([a-z_]+\(\d+\))`"), cells=5)
-    ids = [row[0].strip("`") for row in rows]
-    return {row[0].strip("`"): row[1:] for row in rows}, ids
+    return {row[0].strip("`"): row[1:] for row in rows}
 
 
 def codes_of_source():
@@ -24,18 +23,15 @@ def codes_of_source():
 
 def test_every_line_of_the_source_is_told_and_no_other():
     logged = {line.id: line for line in log_lines()}
-    lines, _ = told()
+    lines = told()
     assert len(logged) > 200
     assert sorted(logged.keys() - lines.keys()) == [], "the daemon logs these, the page lacks them"
     assert sorted(lines.keys() - logged.keys()) == [], "the page has these, nothing logs them"
 
 
-def test_a_line_is_told_with_its_level_and_text():
-    lines, _ = told()
-    for line in log_lines():
-        level, text, _, _ = lines[line.id]
-        assert level == {"error": "E", "info": "i"}[line.level], line
-        assert text == f"`{line.text.strip()}`", line
+def test_the_tables_of_lines_are_as_the_source_gives_them():
+    checked = subprocess.run([ROOT / "scripts/log-table", "--check"], capture_output=True, text=True)
+    assert checked.returncode == 0, f"scripts/log-table writes it anew:\n{checked.stdout}{checked.stderr}"
 
 
 def test_an_id_belongs_to_one_line():
@@ -44,15 +40,9 @@ def test_an_id_belongs_to_one_line():
 
 
 def test_every_line_has_a_meaning_and_a_remedy():
-    lines, _ = told()
+    lines = told()
     for id, (_, _, meaning, remedy) in lines.items():
         assert len(meaning) >= 6 and len(remedy) >= 5, id
-
-
-def test_the_lines_stand_by_module_then_number():
-    _, ids = told()
-    order = [(MODULES.index(id.split("(")[0]), int(re.search(r"\d+", id)[0])) for id in ids]
-    assert order == sorted(order)
 
 
 def test_ids_named_elsewhere_in_the_manual_exist():
