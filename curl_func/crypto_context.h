@@ -12,8 +12,8 @@ struct OSSL_LIB_CTX;
 
 // While one lives, OpenSSL works for this thread in a new context, which is freed at the end with all that
 // was fetched in it; nothing that was made in it may be used any more then. It stays in the process's context
-// for want of memory, or when that has other providers than OpenSSL's default: openssl.cnf(5) names them, and
-// a new context would not know them.
+// when there is no memory for a new one, or when that has other providers than OpenSSL's default:
+// openssl.cnf(5) names them, and a new context would not know them.
 class job_crypto
 {
 public:

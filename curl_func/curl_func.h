@@ -5,7 +5,7 @@
 
 #include "wire/wire.h"
 
-// Prepares the engine, once. 0, or -1 when its lock cannot be made recursive.
+// Prepares the engine, once. 0, or -1 (logged) when its lock cannot be made recursive.
 int curlf_init();
 
 // Start a job. The request is copied; nothing of it is needed afterwards. FTPCD_ERR_NONE when the worker
@@ -16,12 +16,14 @@ uint32_t curlf_download(const transfer_request_t *req);
 uint32_t curlf_upload(const transfer_request_t *req);
 uint32_t curlf_dl_file_info(const transfer_request_t *req);
 
-// 0 exactly once for each job that has ended, when its worker is joined; else -1.
+// 0 exactly once for each job that has ended, when its worker is joined; pthread_join's error (logged) when
+// that fails, and the job is then never reported; else -1.
 int curlf_finished();
 
-// Copies the job record, a job_record_t of 2192 bytes.
+// Copies the job record, a job_record_t of 2192 bytes, to the caller's `out`.
 void curlf_get_state(void *out);
 
 // Asks the running job to stop and waits, without a limit, until it has: 0. FTPCD_ERR_NOT_RUNNING when none
-// runs.
+// runs; the flag then stays set until the next start, and a job that has ended but was not yet announced is
+// not announced.
 int curlf_cancel();

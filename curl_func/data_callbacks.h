@@ -1,5 +1,6 @@
-// The data between libcurl and the local file, on the worker thread. A failure is logged and stored as the
-// handle's error. They block as long as the disk does.
+// The data between libcurl and the local file, on the worker thread. They block as long as the disk does. A
+// read or write that fails is logged and stored as the handle's error; a NULL pointer is only logged, and
+// counts as 0 items.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -21,11 +22,11 @@ size_t cb_write_null(char *data, size_t size, size_t count, void *context);
 // Data from the local file; 0 at its end, CURL_READFUNC_ABORT when it cannot be read (FTPCD_ERR_LOCAL_READ).
 size_t cb_read(char *buffer, size_t size, size_t count, void *context);
 
-// Back to the start of the local file for a retry, arg a cb_file_info_t. 0, or what fseeko returned. An
+// Back to the start of the local file for a retry, arg a cb_file_info_t. 0, or -1 (logged, not stored). An
 // upload that resumes goes to the very start too.
 int curl_download_reset(void *arg);
 int curl_upload_reset(void *arg);
 
-// Empties the local file: a second body shorter than the first must not keep its tail. Not 0 for a file that
-// cannot be cut, such as a device: it stays as it is.
+// Empties the local file: a second body shorter than the first must not keep its tail. 0, or -1 with errno
+// (not logged) for a file that cannot be cut, such as a device: it stays as it is.
 int curl_download_empty(void *arg);

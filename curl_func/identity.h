@@ -10,13 +10,15 @@
 
 #include <openssl/ossl_typ.h>
 
+// Lives as long as the handle.
 struct cb_auth_info_t {
     curl_e_handle_t *handle;
     const server_auth_t *server_auth;
 };
 
 // CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: lets cb_ssl_app_verify judge instead of OpenSSL. Runs
-// for every TLS connection of a job, those for data too.
+// for every TLS connection of a job, those for data too. CURLE_OK, or CURLE_ABORTED_BY_CALLBACK (logged)
+// without an ssl_ctx.
 CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
 
 // 1 = accept, 0 = reject. Saves the certificate first when save_path is set, so that a pin can be learnt even
@@ -24,8 +26,10 @@ CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
 int cb_ssl_app_verify(X509_STORE_CTX *store, void *context);
 
 // CURLOPT_SSH_KEYFUNCTION, context a cb_auth_info_t: CURLKHSTAT_FINE or CURLKHSTAT_REJECT. Saves as above.
+// Without a foundkey (logged) libcurl's own comparison decides: all below CURLKHMATCH_MISSING is fine.
 int cb_sshkey(CURL *curl, const curl_khkey *knownkey, const curl_khkey *foundkey, curl_khmatch match,
               void *context);
 
-// The FTPCD_ERR_ code for a libsecure result other than 0.
+// The FTPCD_ERR_ code for a libsecure result other than 0: FTPCD_ERR_SECURE_UNKNOWN (logged) for one without
+// a known meaning.
 int32_t err_secure_data_convert(int secure_result);

@@ -6,7 +6,8 @@
 #include <curl/curl.h>
 #include <sys/types.h>
 
-// libcurl may close one without the callback; the inode shows whether the descriptor was reused.
+// A socket of libcurl's, which may close it without the callback: another inode then shows that the number
+// was reused.
 struct noted_socket_t {
     bool is_open;
     curl_socket_t fd;
@@ -15,5 +16,5 @@ struct noted_socket_t {
 
 struct curl_job_t : job_slot_t {
     noted_socket_t sockets[8] = {}; // a control and a data connection, and attempts at further addresses
-    noted_socket_t newest = {};     // of these
+    noted_socket_t newest = {};     // the one of them that was noted last
 };

@@ -1,16 +1,16 @@
 // The sockets of the running transfer, to break them where libcurl waits for a silent server without asking
 // anybody: in the TLS handshake of explicit FTPS for up to 60 s, and at the end of an SFTP session. Every
-// call takes the job's lock, and none waits for anything else.
+// call takes the job's lock and waits for nothing else; any thread may call; none fails.
 #pragma once
 
 #include "curl_func/job.h"
 
-// libcurl's CURLOPT_SOCKOPTFUNCTION, context a curl_job_t: notes the socket; the ninth is not noted. Always
-// CURL_SOCKOPT_OK.
+// libcurl's CURLOPT_SOCKOPTFUNCTION, context a curl_job_t: notes the socket, unless eight are noted
+// already. Always returns CURL_SOCKOPT_OK.
 int cb_note_socket(void *context, curl_socket_t fd, curlsocktype purpose);
 
-// libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. What close()
-// returns.
+// libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. Returns
+// what close() returns.
 int cb_close_noted(void *context, curl_socket_t fd);
 
 // To be called before a socket is closed: its number may come back as another descriptor's.

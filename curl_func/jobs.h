@@ -27,7 +27,7 @@ void look_up(worker_t *w);
 
 inline bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
 
-// Always false.
+// Makes `error`, an ftpcd_err, the outcome. Always false.
 inline bool fail(worker_t *w, int32_t error)
 {
     w->handle.error = error;
@@ -41,7 +41,8 @@ inline bool show_progress(worker_t *w, curl_progress_callback callback)
     return !failed(w);
 }
 
-// The tries; reset and begin_again as in perform_info_t.
+// Runs the tries and blocks until the last has ended; the outcome is on w->handle. reset and begin_again are
+// those of perform_info_t.
 inline void run_transfer(worker_t *w, int (*reset)(void *), int (*begin_again)(void *))
 {
     perform_info_t info{&w->timeout_info, &w->job->record.exec_info, w->job, reset, begin_again, &w->file};

@@ -14,7 +14,7 @@ constexpr int32_t ANY_NUMBER = -1; // of retries
 
 // Limits of a job, and what the progress callback remembers of the current try.
 struct timeout_info_t {
-    int32_t connection_limit = NO_LIMIT; // seconds to connect, and without a byte moving
+    int32_t connection_limit = NO_LIMIT; // seconds that connecting may take, and that no byte may move
     int32_t operation_limit = NO_LIMIT;  // seconds for the whole try
     int32_t timeout_retry_limit = 0;     // retries left after time-outs, or ANY_NUMBER
     int32_t spare = 0;
@@ -33,15 +33,15 @@ struct amount_t {
     double now;
 };
 
-// True, with FTPCD_ERR_SIZE_LIMIT in the handle, when more than the limit is announced and something has
-// come, or more has come. The first time in a job it is logged.
+// True when more than the limit has come, or when more is announced and something has come. Then
+// FTPCD_ERR_SIZE_LIMIT is in the handle. Logged unless there is an error already.
 bool exceeds_download_limit(curl_e_handle_t *handle, const amount_t &amount);
 
 // True when something moved since the last call of the same try, or everything has moved already.
 bool is_active(timeout_info_t *timeout, const amount_t &amount);
 
 // True, with FTPCD_ERR_TIMEOUT in the handle and timed_out 1, when nothing has moved for longer than
-// connection_limit, `elapsed_s` into the try. Logged unless there is an error already.
+// connection_limit, `elapsed_s` into the try; never when that is 0. Logged unless there is an error already.
 bool is_idle_too_long(curl_e_handle_t *handle, timeout_info_t *timeout, double elapsed_s);
 
 // Seconds of the current transfer, -1 when they cannot be read. Leaves the handle's outcome alone.

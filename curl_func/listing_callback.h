@@ -10,6 +10,6 @@ struct cb_list_info_t {
 };
 
 // Takes one entry, context a cb_list_info_t, on the worker thread. The file of the wanted name, which is no
-// directory and no link, fills the job's remote_file; the last of several stays. 0, or 1 (no further entries)
-// without a context.
+// directory and no link, fills the job's remote_file; the last of several stays. Takes the job's lock for a
+// moment. 0, or 1 (no further entries) without a context; a NULL entry is only logged.
 int cb_list(list_info_t *entry, void *context, int flag);

@@ -19,11 +19,12 @@ file_stream local_file_open(const char *path);
 // True when `path` leads to the open file; false when either cannot be examined.
 bool local_file_is_named(FILE *file, const char *path);
 
-// True unless the open file is a regular one that is longer or shorter than what was written to it. What
-// `file` buffers must have been flushed.
+// True when the open file is as long as what was written to it, or is not a regular one. False when it cannot
+// be examined. What `file` buffers must have been flushed.
 bool local_file_ends_here(FILE *file);
 
-// True when a cancelled download may remove `path`: it leads to a regular file, the open one, or nowhere.
+// True when a cancelled download may remove `path`: the open file is a regular one, and `path` leads to it or
+// to nothing. False when the open file cannot be examined.
 bool local_file_is_removable(FILE *file, const char *path);
 
 // True when a byte can be read at `offset`, whatever its size is said to be.

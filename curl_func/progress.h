@@ -14,8 +14,10 @@ struct progress_info_t {
 
 // Download and upload: keeps sizes and time current, enforces the size limit of downloads
 // (FTPCD_ERR_SIZE_LIMIT) and the inactivity limit (FTPCD_ERR_TIMEOUT), turns a cancel into an abort
-// (FTPCD_ERR_CANCELED). 0 to go on, 1 to abort. Called up to thousands of times a second.
+// (FTPCD_ERR_CANCELED). 0 to go on, 1 to abort. Amounts are bytes. An abort first breaks the job's sockets.
+// Neither waits. Called up to thousands of times a second.
 int cb_progress(void *context, double dltotal, double dlnow, double ultotal, double ulnow);
 
-// File information: the cancel alone.
+// File information: a cancel aborts; a try whose time is over only has its sockets broken. 0 (logged) without
+// a context.
 int cb_progress_null(void *context, double dltotal, double dlnow, double ultotal, double ulnow);

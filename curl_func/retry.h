@@ -15,7 +15,9 @@ struct perform_info_t {
 
 // Runs the transfer that the handle is set up for, in up to five tries. Worth another try are time-outs, data
 // connections that break, and an HTTP proxy's 417. Between two tries lie 5 s, cut short by a cancel; a
-// time-out doubles the limits. A transfer that ended well but short of the size learnt on its way fails
-// (FTPCD_ERR_NETWORK, libcurl 18). The outcome is the handle's result block. Blocks until the last try has
-// ended.
+// time-out doubles the limits and uses up one of timeout_retry_limit. A try that moved bytes is the last one
+// when it took longer than 60 s plus connection_limit (or plus twice operation_limit, when that is the
+// greater). A failed reset is FTPCD_ERR_INTERNAL; what begin_again returns is ignored. A transfer that ended
+// well but short of the size learnt on its way fails (FTPCD_ERR_NETWORK, CURLE_PARTIAL_FILE). The outcome is
+// the handle's result block. Blocks until the last try has ended.
 void curl_perform(curl_e_handle_t *handle, perform_info_t *info);

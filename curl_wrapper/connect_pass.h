@@ -12,7 +12,7 @@ struct perform_t {
     curl_string plain = {};     // the same unescaped, to be set again; the search pattern is its end
 };
 
-// Does nothing for other schemes, or when the caller asked for a connection alone. Else run.rec has the URL
-// with the login directory, run.specified and run.plain the caller's, and total_time the seconds that it
-// took. False with the reason in run.rec. Blocks as long as a perform does.
+// True, with nothing done, for other schemes, or when the caller asked for a connection alone. Else true when
+// run.rec has the URL with the login directory, run.specified and run.plain the caller's, and total_time the
+// seconds that it took. False with the reason in run.rec. Blocks as long as a perform does.
 bool curl_e_find_login_directory(perform_t &run);

@@ -1,9 +1,9 @@
 // A thin, logged layer over the libcurl easy interface. No other module calls libcurl's easy functions.
 //
-// Calls return nothing: each leaves its outcome in the handle record, to be tested with is_curl_error. A
+// Most calls return nothing: each leaves its outcome in the handle record, to be tested with is_curl_error. A
 // failure is logged once, where it happens. Nothing is rolled back, and a call does not skip its work because
-// an earlier one failed. A record belongs to one thread. Only curl_e_perform, curl_e_limit_farewell and
-// curl_e_cleanup wait for a server.
+// an earlier one failed. A record belongs to one thread. Only curl_e_perform and curl_e_cleanup wait for a
+// server.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,8 @@ struct curl_e_handle_t {
 };
 
 // Creates the easy handle and clears the record, but for resume, resume_offset, callback_aborted_logged and
-// spare. 0, or 1 when libcurl gives no handle.
+// spare. 0, or 1 (logged) when libcurl gives no handle: the result block stays clear. To be released with
+// curl_e_cleanup.
 int curl_e_init(curl_e_handle_t *rec);
 
 // Zeroes the result block alone.
@@ -59,10 +60,12 @@ inline curl_e_handle_t curl_e_copy_of(const curl_e_handle_t *src)
     return copy;
 }
 
-// Hands src over to dst, whose own easy handle must have been released before.
+// Hands src's easy handle and listing settings over to dst, whose own easy handle must have been released
+// before. dst's own settings are freed, unless src shares them.
 void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src);
 
-// Back to libcurl's defaults, listing settings freed; the easy handle stays.
+// Back to libcurl's defaults, listing settings freed; the easy handle stays, and all else in the record. Not
+// for a copy.
 void curl_e_reset(curl_e_handle_t *rec);
 
 // Keeps the coming clean-up to about 2 s when the server does not answer QUIT (120 s otherwise): sets
@@ -74,11 +77,12 @@ void curl_e_limit_farewell(curl_e_handle_t *rec);
 // Releases the easy handle and the listing settings.
 void curl_e_cleanup(curl_e_handle_t *rec);
 
-// Makes libcurl's conversation with the server part of the log.
+// Makes libcurl's conversation with the server part of the log. libcurl keeps rec's address.
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on);
 
 // CURLOPT_DEBUGFUNCTION; user is the curl_e_handle_t. Logs text and protocol lines, one log line each. In a
-// build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****".
+// build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****". Sets operation_timed_out and
+// calls on_close when a line says so. Always 0.
 int debug_cb(CURL *handle, curl_infotype type, char *data, size_t size, void *user);
 
 // --- Listing capture -------------------------------------------------------------------------------------
@@ -128,21 +132,22 @@ struct list_setting_info_t {
     list_tmp_t *tmp; // NULL outside a perform
 };
 
-// libcurl write callback of a listing: takes all size * nmemb bytes, or 0 to abort (a NULL pointer, no
-// memory).
+// libcurl write callback of a listing: takes all size * nmemb bytes; or 0 to abort (logged, no error stored)
+// for a NULL pointer, without a running capture or memory, or when a line exceeds 1 MiB.
 size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info);
 
-// Appends bytes, every CR and LF turned into NUL. 1, or 0 with the buffer as it was when memory is exhausted
-// or a line without an end exceeds 1 MiB.
+// Appends bytes, every CR and LF turned into NUL. 1, or 0 (logged) with the buffer as it was when memory is
+// exhausted or a line without an end exceeds 1 MiB. list_capture_free frees the buffer.
 int list_data_add(list_tmp_t *tmp, const char *data, size_t len);
 
 // Takes the complete lines off the front and hands on the entries. Returns the callback's nonzero result, at
-// which it stops, or 0. One listing at a time: its entry is static.
+// which it stops, or 0, also (logged) without a running capture. One listing at a time: its entry is static.
 int parse_dynamic_buffer(list_setting_info_t *info);
 
 // --- Option setters --------------------------------------------------------------------------------------
-// Each sets the libcurl options of its name, in their order, up to the first that libcurl refuses; libcurl
-// copies strings. A refusal is error FTPCD_ERR_INTERNAL.
+// Each sets the libcurl options of its name, in their order, up to the first that libcurl refuses. libcurl
+// copies strings; a callback's data must live as long as the handle. A refusal is error FTPCD_ERR_INTERNAL,
+// exhausted memory FTPCD_ERR_NO_MEMORY (so is a NULL host or path of curl_e_setopt_url_ex).
 
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name);
 // Percent-escapes all but the reserved characters of RFC 3986, '%' included.
@@ -157,12 +162,14 @@ void curl_e_setopt_port(curl_e_handle_t *rec, long port); // 0 to 65535
 void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user,
                                      const char *password); // NULL = ""
 // kind is a proxy_kind. Kind 0 with any host that names no scheme switches every proxy off, that of the
-// environment too. A SOCKS host is error FTPCD_ERR_NOT_SUPPORTED.
+// environment too, and so does any kind but 1. FTPCD_ERR_INTERNAL: a kind without a host, an "http://" host
+// with a kind that is not 1, a port outside 0 to 65535. A SOCKS host is FTPCD_ERR_NOT_SUPPORTED.
 void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long port);
 void curl_e_setopt_ftpport(curl_e_handle_t *rec); // active mode, on the control connection's address
 void curl_e_setopt_append(curl_e_handle_t *rec, long on);
-// An upload of the local file `file`, whose size less resume_offset is announced. A file that cannot be
-// examined is error FTPCD_ERR_LOCAL_READ.
+// An upload of the local file `file`, which is examined, not opened: its size is announced, when resume is
+// set less resume_offset. Missing remote folders are made. A file that cannot be examined is error
+// FTPCD_ERR_LOCAL_READ.
 void curl_e_setopt_upload(curl_e_handle_t *rec, const char *file);
 // Bytes libcurl gathers before it sends. Over SFTP the default of 64 KiB makes a distant server slow.
 void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes);
@@ -172,7 +179,7 @@ void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on);
 // 1 = libcurl leaves signals alone: one that it sets aside for a moment it sets aside for every thread.
 void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on);
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on);
-void curl_e_setopt_http_version(curl_e_handle_t *rec, long version);
+void curl_e_setopt_http_version(curl_e_handle_t *rec, long version);      // CURL_HTTP_VERSION_*
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds); // negative = 0 = none
 // The accept limit of active mode too. Negative = 0 = none.
 void curl_e_setopt_connect_timeout(curl_e_handle_t *rec, long seconds);
@@ -182,29 +189,36 @@ void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n);
 void curl_e_setopt_curlopt_wildcardmatch(curl_e_handle_t *rec, long on);
 void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on);
 void curl_e_setopt_tcp_keepalive(curl_e_handle_t *rec, long on, long idle, long interval); // seconds
+// "" = no file: the key function judges. With NULL libcurl takes any host and asks nobody.
 void curl_e_setopt_ssh_knownhosts(curl_e_handle_t *rec, const char *path);
-void curl_e_setopt_ssh_auth_types(curl_e_handle_t *rec, long mask);
+void curl_e_setopt_ssh_auth_types(curl_e_handle_t *rec, long mask); // CURLSSH_AUTH_*
 void curl_e_setopt_ssh_keyfile(curl_e_handle_t *rec, const char *public_key, const char *private_key,
                                const char *pass_phrase); // NULL = ""
+// CURLUSESSL_* and CURLFTPAUTH_*; the TLS version is set to libcurl's default too.
 void curl_e_setopt_use_ssl(curl_e_handle_t *rec, long level, long auth);
 void curl_e_setopt_ftp_skip_pasv_ip(curl_e_handle_t *rec, long on);
-void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode);
+void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode); // CURLFTPSSL_CCC_*
 void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file);
 void curl_e_setopt_capath(curl_e_handle_t *rec, const char *directory);
-void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host);
+void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host); // 0 = not checked
 void curl_e_setopt_writefunc_data(curl_e_handle_t *rec, curl_write_callback function, void *data);
 void curl_e_setopt_readfunc_data(curl_e_handle_t *rec, curl_read_callback function, void *data);
+// Switches progress on, too.
 void curl_e_setopt_progressfunc_data(curl_e_handle_t *rec, curl_progress_callback function, void *data);
 void curl_e_setopt_chunkfunc_data(curl_e_handle_t *rec, curl_chunk_bgn_callback begin,
                                   curl_chunk_end_callback end, void *data);
 void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback function, void *data);
 void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data);
-// Captures the transfer as a listing. NULL callback = no listing any more.
+// Captures the transfer as a listing. The settings made here are freed by the next call, a reset or the
+// clean-up. NULL callback = no listing any more; libcurl still has the write function of the one before, so
+// another must be set before the next perform.
 void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback, void *context);
 void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data);
 void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback function, void *data);
 
 // --- Info getters ----------------------------------------------------------------------------------------
+// A refusal (logged) leaves its CURLcode and no error; a success makes curl_code 0: ask on a copy to keep an
+// outcome.
 
 double curl_e_getinfo_size_download(curl_e_handle_t *rec); // bytes, -1 on failure
 double curl_e_getinfo_size_upload(curl_e_handle_t *rec);   // bytes, -1 on failure
@@ -213,21 +227,21 @@ long curl_e_getinfo_response_code(curl_e_handle_t *rec); // 0 on failure
 // These two belong to libcurl and last until the next use of the handle. NULL on failure.
 const char *curl_e_getinfo_ftp_entry_path(curl_e_handle_t *rec);
 const char *curl_e_getinfo_effective_url(curl_e_handle_t *rec);
-// How the response code is to be read: 1 FTP, 2 HTTP, 0 not at all.
+// How the response code is to be read, a response_code_type; RESPONSE_CODE_OTHER also after a failure.
 int curl_e_getinfo_response_code_type(curl_e_handle_t *rec);
 // The login directory without blanks and slashes at its ends, '\' turned to '/'; NULL when that leaves
-// nothing or on failure. The caller frees it.
+// nothing or on failure. The caller frees it with free.
 char *curl_e_getinfo_trimmed_ftp_entry_path(curl_e_handle_t *rec);
-// The URL with the login directory put in front of its path, its escaping undone. The caller frees it. NULL
-// on failure.
+// The URL with the login directory put in front of its path, its escaping undone. The caller frees it with
+// free. NULL on failure, which the record need not show.
 char *curl_e_getinfo_effective_sftp_url(curl_e_handle_t *rec);
 
 // --- Perform ---------------------------------------------------------------------------------------------
 
 // Runs one transfer; blocks until it has ended. With a listing callback it lists the file's directory and
 // searches the file's name; over SFTP it first connects alone to learn the login directory. The URL is the
-// caller's again afterwards. The result block: curl_code (78 when a listing has no matching entry), error (16
-// for any failure of the transfer that nothing has explained, a last reply outside 200 to 299 included),
-// response_code_type, response_code. A failure before the transfer, a connection alone that fails among them,
-// leaves the error its cause has set, which may be none.
+// caller's again afterwards. The result block: curl_code (CURLE_REMOTE_FILE_NOT_FOUND when a listing has no
+// matching entry); error, which is FTPCD_ERR_NETWORK when the transfer failed or the last reply is not 200 to
+// 299, and nothing else has set one; response_code_type; response_code. When it fails before the transfer,
+// error is what the cause has set; when only connecting failed, that may be none.
 void curl_e_perform(curl_e_handle_t *rec);

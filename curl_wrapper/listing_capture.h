@@ -10,10 +10,12 @@ list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *contex
 // Frees the settings and the capture in them, but neither pattern nor context. NULL is ignored.
 void list_setting_free(list_setting_info_t *info);
 
-// Starts an empty capture in place of the one that may be left. False when memory is exhausted.
+// Starts an empty capture in place of the one that may be left. False (not logged) when memory is
+// exhausted.
 bool list_capture_start(list_setting_info_t *info);
 
-// Hands on the last line, even without a line end. True when an entry of the listing fitted the pattern.
+// Hands on the last line of the running capture, even without a line end; one for which there is no memory is
+// logged and dropped. True when an entry of the listing fitted the pattern.
 bool list_capture_end(list_setting_info_t *info);
 
 // Frees the capture, if there is one.

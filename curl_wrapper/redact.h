@@ -10,4 +10,5 @@
 heap_string curl_e_redacted(std::string_view line);
 
 // `text` as this build may log it: as it is, or else redacted in *memory, which must live as long.
+// "****" when memory is exhausted.
 const char *curl_e_loggable(const char *text, heap_string *memory);

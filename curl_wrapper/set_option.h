@@ -25,8 +25,8 @@ template <CURLoption option, typename Value> static constexpr bool option_takes(
     return false;
 }
 
-// True when libcurl took the value. The CURLcode is stored either way; a refusal is left to the caller to
-// log.
+// True when libcurl took the value. The CURLcode is stored either way; a refusal is error FTPCD_ERR_INTERNAL
+// and left to the caller to log.
 template <CURLoption option, typename Value> static bool try_option(curl_e_handle_t *rec, Value value)
 {
     static_assert(option_takes<option, Value>(), "libcurl expects another type in its argument list");

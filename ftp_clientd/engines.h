@@ -5,6 +5,7 @@
 #include "job_slot/job_record.h"
 #include "wire/wire.h"
 
+// Returns an ftpcd_err; see curl_func/curl_func.h.
 using start_call = uint32_t (*)(const transfer_request_t *request);
 
 struct engine_t {
@@ -12,9 +13,9 @@ struct engine_t {
     start_call download;
     start_call upload;
     start_call dl_file_info;
-    int (*finished)(); // 0 once for each job that has ended
-    int (*cancel)();   // waits until the job has stopped
-    void (*get_state)(void *record);
+    int (*finished)();               // 0 once for each job that has ended, else not 0
+    int (*cancel)();                 // waits until the job has stopped: 0, or FTPCD_ERR_NOT_RUNNING
+    void (*get_state)(void *record); // fills the caller's job_record_t
     const remote_file_t *fixed_file; // what command 6 answers; NULL: what the last job found
     const char *library;             // its name in the log
     const char *no_kind_id;          // log id: a job of no kind has ended

@@ -11,7 +11,8 @@ int ftp_clientd_if_init();
 // Closes the listening socket; its file stays.
 void ftp_clientd_if_destory();
 
-// The connection of a waiting client, -1 when there is none. Does not wait, unless poll itself fails.
+// The connection of a waiting client, for ftp_clientd_if_close_received_channel; -1 when there is none or it
+// cannot be accepted. Does not wait; only when poll itself fails is a client waited for.
 int ftp_clientd_if_open_received_channel();
 
 // Closes a connection; what was sent is still delivered. Does not wait.
@@ -24,8 +25,8 @@ void ftp_clientd_if_close_received_channel(int connection);
 void *ftp_clientd_if_receive(int connection, message_header_t *header);
 
 // Sends the header, then header->length bytes of body. Returns the body bytes sent (8 when length is 0) or
-// -1. Blocks until 10 s after the connection was accepted at most; what goes out without blocking goes out
-// even later, so that a cancel that took long is still answered.
+// -1. Blocks until 10 s after the connection was accepted at most; past that, what the socket takes at once
+// is still sent: a slow cancel gets its answer.
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body);
 
 // Sends one notice over a connection of its own: code is a notice_code, body has `length` bytes, at most
@@ -33,10 +34,10 @@ int ftp_clientd_if_send(int connection, const message_header_t *header, const vo
 // network manager does not take connections, for 10 s when it does not take what is sent.
 int ftp_clientd_if_notify(int code, const void *body, int length);
 
-// Receives exactly len bytes, within the same 10 s (any other descriptor has 10 s from the call). Returns the
-// count received: short when the peer closed, len + 1 after an error, 0 at once when len < 1. With MSG_PEEK
-// in flags: len when all is there, 0 when the peer closed; what has come so far when nothing more came for
-// ten looks 100 ms apart.
+// Receives exactly len bytes, within the same 10 s (any other descriptor has 10 s from the call). Returns
+// len; less when the peer closed; len + 1 after an error; 0 at once when len < 1. With MSG_PEEK in flags: len
+// when all is there; 0 when the peer closed; what has come so far when nothing more came for ten looks 100 ms
+// apart.
 int recvn(int fd, void *buffer, int len, int flags);
 
 // Sends exactly len bytes, blocking as long as ftp_clientd_if_send does. Returns the count sent, len + 1

@@ -7,5 +7,5 @@
 // How start-up ended: an ftpcd_err, 0 when the daemon now serves requests.
 void notify_start_up(uint32_t code);
 
-// The engine's job has ended: says so, unless it was cancelled.
+// The engine's job has ended: says so, unless it was cancelled. One of no kind is logged, not announced.
 void notify(const engine_t &engine);

@@ -15,9 +15,8 @@ void sighandler(int number);
 // In this order they get their handler.
 constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
 
-// While it lives these signals wait, for this thread and those it starts. One that interrupted the look for
-// waiting clients would leave the daemon waiting for the next client, which may never come, instead of
-// ending.
+// While it lives these signals wait, for this thread and those it starts. Else one could interrupt
+// poll, and accept would then wait for a client that may never come.
 class signals_held
 {
 public:

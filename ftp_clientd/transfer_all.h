@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// What came of moving a buffer: the bytes that went over, and whether recv or send failed. Neither all nor
-// failed: the other side stopped.
+// What came of moving a buffer: the bytes that went over, and whether recv or send failed. Fewer bytes and
+// not failed: the other side has closed.
 struct moved_t {
     size_t bytes;
     bool failed;

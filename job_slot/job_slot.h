@@ -74,11 +74,12 @@ int job_finished(job_slot_t *slot);
 void job_get_state(job_slot_t *slot, void *out);
 
 // Asks the running job to stop and waits, without a limit, until it has: 0. FTPCD_ERR_NOT_RUNNING when none
-// runs; the flag then stays set until the next start. `unheard` is called before each further look, every
-// 100 ms, once the job has not ended for 1.5 s; NULL = nothing to be done about it.
+// runs; the flag then stays set until the next start. `unheard` is called, on the calling thread and without
+// the lock, before each further look, every 100 ms, once the job has not ended for 1.5 s; NULL = nothing to
+// be done about it.
 int job_cancel(job_slot_t *slot, void (*unheard)(job_slot_t *slot));
 
 // For the worker; all but job_upload_flag take the lock.
 bool job_is_cancelled(job_slot_t *slot);
 void job_store_result(job_slot_t *slot, uint32_t result); // an ftpcd_err
-uint8_t job_upload_flag(const job_slot_t *slot);
+uint8_t job_upload_flag(const job_slot_t *slot);          // as job_start was given it

@@ -27,7 +27,8 @@ struct test_t {
     bool (*passes)(field_t text);
 };
 
-// Every other number. A line that satisfies all tests has this layout; without tests nothing has it.
+// Every other number. A line has the layout when it has least_fields fields and passes all tests. A row
+// without tests is never found.
 struct other_layout_t {
     int8_t number;
     int8_t least_fields;

@@ -49,7 +49,8 @@ list_format_t AnalizeFileInfo(char *line);
 
 // Reads `line` by `format` into the caller's storage: name[FILE_INFO_NAME_SIZE], owner[FILE_INFO_OWNER_SIZE],
 // and one object each. Returns the entry type. An empty name means that the line could not be read.
-// Permissions come as hexadecimal digits: rwxr-xr-x is 0x755.
+// *size is in bytes, -1 when the line gives none and 0 for a bad number. *attributes are permissions as
+// hexadecimal digits, rwxr-xr-x is 0x755, 0 when not given; *is_link is 1 or 0; *valid has FILE_INFO_ bits.
 int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *size, file_time_t *time,
                    uint32_t *attributes, char *owner, uint32_t *is_link, uint32_t *valid);
 

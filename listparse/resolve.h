@@ -17,8 +17,9 @@ struct line_entry_t {
     field_t owner;
 };
 
-// Each reads a line, split from its beginning, by a number that it does not doubt, and returns the entry
-// type. A line that cannot be read gives FILE_TYPE_NONE and an empty name.
+// Each reads a line, split from its beginning, by a layout number that it takes for right, and returns the
+// entry type. *size is -1 before, all else in `entry` 0 or empty; `type` is the line's first byte. A line
+// that cannot be read gives FILE_TYPE_NONE and an empty name.
 int listparse_resolve_unix(fields_t &fields, list_format_t format, char type, line_entry_t *entry);
 int listparse_resolve_dos(fields_t &fields, int number, line_entry_t *entry);   // 21 to 23
 int listparse_resolve_dos24(fields_t &fields, line_entry_t *entry);             // 24

@@ -15,7 +15,7 @@ struct number_t {
 // range with errno ERANGE. So it is on every machine, also where long has 32 bits.
 number_t listparse_read_number(field_t text);
 
-// The digits that a text begins with, and their number while there are no more than SAFE_DIGITS.
+// How many digits a text begins with, and their value, which is right up to SAFE_DIGITS of them.
 constexpr size_t SAFE_DIGITS = 9;
 struct digits_t {
     size_t count;
@@ -60,7 +60,8 @@ struct month_day_t {
     uint16_t day;   // 0 = none
 };
 
-// The parts of listparse_read_month that are seldom needed, and the one for "Jan" to "Dec", 0 for none.
+// The parts of listparse_read_month: a text that begins with so many digits, at least one; a name, searched
+// in the twelve joined ones; exactly "Jan" to "Dec", three bytes. A month of 0 is none.
 month_day_t listparse_read_marked_month(field_t text, size_t digits);
 uint16_t listparse_search_month(field_t text);
 uint16_t listparse_read_month_name(const char *three_letters);
@@ -91,18 +92,19 @@ static inline bool is_date(field_t text)
            !is_digit(text[5]) && are_digits(text, 6);
 }
 
-// The number of the two digits at `at`.
+// The number of the two digits that stand at `at`.
 static inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
 
 // As CheckYYMMDDformat with allow9: 2-2-2 and 2-2-3 digits give 1, 3-2-2 give 2, anything else 0.
 int listparse_date_shape9(field_t text, char sym); // of nine characters
 static inline int date_shape(field_t text) { return is_date(text) ? 1 : listparse_date_shape9(text, '\0'); }
 
-// A year of two digits (or three, "112"): below 60 it lies after 2000.
+// The year of two digits, or of three counted from 1900 ("112" is 2012): below 60 it is 2000 + year, else
+// 1900 + year.
 static inline int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
 
-// The three numbers of a date field as DOS writes them, MONTH_FIRST or YEAR_FIRST, the year full; false when
-// it is no date.
+// The three numbers of a date field as DOS writes them, MONTH_FIRST or YEAR_FIRST, the year full; false, with
+// *date as it was, when it is no date.
 bool listparse_read_dos_date(field_t text, date_order_t order, date_t *date);
 
 // --- times and permissions

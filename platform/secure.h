@@ -4,7 +4,7 @@
  * Each returns a libsecure_result. Nothing passed in is kept. A file is written whole or not at all: on
  * failure an earlier one of that name is as it was. A new file has mode 644; one that is replaced hands on
  * its mode and owner. A symbolic link is followed. A character device is written to as it is; no other kind
- * of file is touched. */
+ * of file is touched. Saving blocks until the file is on the disk. */
 #ifndef PLATFORM_SECURE_H
 #define PLATFORM_SECURE_H
 

@@ -4,5 +4,5 @@
 #include <cstddef>
 
 // Puts the bytes into the file `path` as platform/secure.h tells. A libsecure_result: done, cannot create,
-// cannot write.
+// cannot write. Blocks until it is on the disk.
 int secure_file_write(const char *path, const void *data, size_t length);

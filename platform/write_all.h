@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <unistd.h>
 
-// False, with errno, when not everything could be written.
+// False, with errno, when not everything could be written; a part may have been. Blocks as write does.
 inline bool write_all(int fd, const void *data, size_t length)
 {
     auto at = static_cast<const char *>(data);

@@ -100,8 +100,8 @@ static_assert(sizeof(zixi_upload_parameters) == 72, "zixi_upload_parameters chan
 /* The library's version. May be called before anything else. */
 int zixi_version(int *major, int *minor, int *patch, int *build);
 
-/* Sends log lines up to `level` to `callback`, with `user_data`; NULL stops them. A line ends as the library
- * ends it. */
+/* Sends log lines up to `level` to `callback`, with `user_data`; NULL stops them. A line comes as the library
+ * writes it. Callback and data must live until logging is stopped. */
 int zixi_configure_logging(int level, zixi_log_callback callback, void *user_data);
 
 /* Who uploads, from now on. The lengths count without a terminator. */
@@ -110,8 +110,8 @@ int zixi_configure_credentials(const char *user, int user_length, const char *pa
 /* Fills the two words that an upload is started with. */
 int zixi_prepare_configuration(int first, int second, uintptr_t configuration[2]);
 
-/* Starts an upload, which goes on by itself: *stream stands for it until zixi_close_stream, and so long the
- * strings stay where they are. On failure there is no stream. */
+/* Starts an upload, which goes on by itself: *stream stands for it until zixi_close_stream. Until then the
+ * strings must stay where they are. On failure there is no stream. What may block is the library's own. */
 int zixi_upload_file(uintptr_t configuration0, uintptr_t configuration1, const char *local_path,
                      const char *host, zixi_upload_parameters parameters, void **stream);
 

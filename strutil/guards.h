@@ -17,12 +17,13 @@ template <typename T> using heap_ptr = std::unique_ptr<T, heap_free>;
 using heap_string = heap_ptr<char>;
 using heap_block = heap_ptr<void>;
 
-// Of a handle that a call closes; NONE stands for no handle.
+// Of a handle that a call closes; NONE stands for no handle. Only close() shows whether closing failed.
 template <typename Handle, Handle NONE, int (*CLOSE)(Handle)> class closing_owner
 {
 public:
     explicit closing_owner(Handle handle = NONE) : handle_(handle) {}
     closing_owner(closing_owner &&other) noexcept : handle_(other.release()) {}
+    // Swaps: `other` closes what this one held.
     closing_owner &operator=(closing_owner &&other) noexcept
     {
         std::swap(handle_, other.handle_);

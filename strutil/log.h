@@ -1,4 +1,5 @@
-// The log: every line goes to syslog through one of these. None changes errno.
+// The log: every line goes to syslog through one of these, and may wait for it; one that is lost shows
+// nowhere. None changes errno.
 //
 // `id` is the place a line comes from, e.g. "curl_func(615)". It is fixed for good and spelt here exactly as
 // it is logged, so that searching the source for what a device logged finds the one place.

@@ -1,4 +1,4 @@
-// String, hex and number helpers over NUL-terminated byte strings. The set is given: a few have no caller in
+// String, hex and number helpers over NUL-terminated byte strings. The set is fixed: a few have no caller in
 // the daemon (malloc_str5, malloc_str6, hex_dump, the numbers among them) and exist for those who link the
 // library.
 //
@@ -30,7 +30,7 @@ int copy_string4(char *dst, size_t size, const char *a, const char *b, const cha
 // A new string: s with `ins` put in before byte `pos`, or behind its end when pos is at or past it. NULL when
 // s or ins is NULL or memory is exhausted.
 char *malloc_ins_str1(const char *s, size_t pos, const char *ins);
-// The same with ins1, then ins2. ins2 must not be NULL.
+// The same with ins1, then ins2; a NULL ins2 gives NULL too.
 char *malloc_ins_str2(const char *s, size_t pos, const char *ins1, const char *ins2);
 
 // In place: white space (as isspace has it in the C locale) off both ends. NULL is ignored.

@@ -10,7 +10,7 @@
 #define CONTROL_TURN_PATH CONTROL_SOCKET_PATH ".turn"
 
 enum control_command {
-    COMMAND_NONE = 0,     /* answers with the return code of the last command 1, 2 or 5 */
+    COMMAND_NONE = 0,     /* answers with the detail of the last command 1, 2 or 5; its result is 0 */
     COMMAND_DOWNLOAD = 1, /* body: transfer_request_t */
     COMMAND_UPLOAD = 2,   /* body: transfer_request_t */
     COMMAND_GET_STATE = 3,

@@ -29,11 +29,11 @@ enum response_code_type {
 
 /* Progress and outcome of a job. */
 typedef struct exec_info_t {
-    double total_size;       /* bytes; 0 while unknown */
-    double transferred_size; /* bytes */
-    double elapsed_time;     /* seconds */
-    uint32_t curl_code;      /* libcurl jobs: the transfer's CURLcode */
-    uint32_t zixi_error;     /* Zixi jobs: the library's last error; kept from job to job by libcurl jobs */
+    double total_size;           /* bytes; 0 while unknown */
+    double transferred_size;     /* bytes */
+    double elapsed_time;         /* seconds */
+    uint32_t curl_code;          /* libcurl jobs: the transfer's CURLcode */
+    uint32_t zixi_error;         /* Zixi jobs: the library's last error, an int32_t; libcurl jobs keep it */
     uint32_t response_code_type; /* enum response_code_type */
     uint32_t response_code;      /* libcurl jobs: the server's last reply code */
     uint32_t retry_count;        /* libcurl jobs: retries made */
@@ -59,7 +59,8 @@ enum remote_file_unknown {
 };
 
 /* What a file-information job learnt about a remote file. Only a file counts: a directory or link of the
- * wanted name leaves both flags at 0. */
+ * wanted name leaves both flags at 0. A libcurl upload overwrites the first byte of looked_up; after a Zixi
+ * job year to minute are -1. */
 typedef struct remote_file_t {
     uint32_t looked_up; /* 1 = a listing was read, or the file's absence was accepted */
     uint32_t exists;    /* 1 = the file was found */

@@ -14,7 +14,7 @@ enum notice_code {
 };
 
 enum notice_constant {
-    NOTICE_SENDER = 10, /* this daemon, to the network manager */
+    NOTICE_SENDER = 10, /* the daemon's number at the network manager */
     NOTICE_KIND = 1,
     NOTICE_BODY_MAX = 500, /* bytes */
 };

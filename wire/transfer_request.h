@@ -66,7 +66,8 @@ typedef struct transfer_request_t {
     uint32_t proxy_port;   /* 0 to 65535 */
     uint32_t proxy_type;   /* proxy_kind */
     server_auth_t server_auth;
-    uint32_t resume; /* upload: not 0 = append what the remote file lacks; Zixi: 0 = overwrite */
+    /* Upload: low byte not 0 = append what the remote file lacks. Zixi: all 0 = overwrite. */
+    uint32_t resume;
 } transfer_request_t;
 
 WIRE_FIELD(transfer_request_t, remote_path, 0, 512);

@@ -5,7 +5,7 @@
 
 struct zixif_progress_t {
     int64_t previous_ms;      // when the last sample was taken; at first, when the upload began
-    int64_t elapsed_ms;       // since then
+    int64_t elapsed_ms;       // since the upload began
     uint64_t reference_bytes; // what the next sample's speed is measured from
 };
 
