@@ -1,10 +1,12 @@
-#include "libftpclient/names.h"
+#include "libftpclient/request.h"
 
 #include <stdarg.h>
 #include <stdio.h>
 
 FTPC int ftpc_refuse(ftpclient_request_t *request, int error, const char *format, ...)
 {
+    if (!request)
+        return FTPCLIENT_ERR_ARGUMENT;
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(request->complaint, sizeof request->complaint, format, arguments);
@@ -27,7 +29,7 @@ static int refuse_character(ftpclient_request_t *request, const char *what, char
 FTPC int ftpc_check_text(ftpclient_request_t *request, const char *what, const char *text, size_t size,
                          const char *taboos)
 {
-    if (!text)
+    if (!request || !text)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "%s: is missing", what);
     const size_t length = strlen(text);
     if (length >= size)
@@ -60,6 +62,8 @@ FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const c
 FTPC int ftpc_check_remote_path(ftpclient_request_t *request, const char *path)
 {
     static const char *const WHAT = "remote path";
+    if (!request)
+        return FTPCLIENT_ERR_ARGUMENT;
     const int is_zixi = protocol_is_zixi(request->wire.protocol);
     const int error =
         ftpc_check_text(request, WHAT, path, sizeof request->wire.remote_path, is_zixi ? "" : "#?\r\n");

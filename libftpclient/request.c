@@ -1,7 +1,5 @@
 #include "libftpclient/request.h"
 
-#include "libftpclient/names.h"
-
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -41,8 +39,6 @@ const char *ftpclient_request_complaint(const ftpclient_request_t *request)
 
 int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
     int error = ftpc_check_host(request, "host", host, port);
     if (error == FTPCLIENT_OK && host[0] == '\0')
         error = ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "host: is missing");
@@ -76,7 +72,7 @@ int ftpclient_request_set_login(ftpclient_request_t *request, const char *user, 
 
 int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *path)
 {
-    const int error = request ? ftpc_check_remote_path(request, path) : FTPCLIENT_ERR_ARGUMENT;
+    const int error = ftpc_check_remote_path(request, path);
     if (error == FTPCLIENT_OK)
         ftpc_put(request->wire.remote_path, sizeof request->wire.remote_path, path);
     return error;
@@ -84,15 +80,12 @@ int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *
 
 int ftpclient_request_set_local_path(ftpclient_request_t *request, const char *path)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    char *field = request->wire.local_path;
     const size_t size = sizeof request->wire.local_path;
     int error = ftpc_check_local_path(request, "local path", path, size);
     if (error == FTPCLIENT_OK && path[0] == '\0')
         error = ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "local path: is missing");
     if (error == FTPCLIENT_OK)
-        ftpc_put(field, size, path);
+        ftpc_put(request->wire.local_path, size, path);
     return error;
 }
 
@@ -104,123 +97,90 @@ int ftpclient_request_set_passive(ftpclient_request_t *request, int passive)
     return FTPCLIENT_OK;
 }
 
+static int check_proxy_size(ftpclient_request_t *request, const char *login, const char *host)
+{
+    const size_t length = strlen(login) + strlen(host);
+    const size_t most = sizeof request->wire.proxy_host - 1;
+    if (length > most)
+        return ftpc_refuse(request, FTPCLIENT_ERR_TOO_LONG,
+                           "proxy: host and login take %zu bytes, at most %zu fit", length, most);
+    return FTPCLIENT_OK;
+}
+
 /* libcurl takes a proxy's login in front of its host, as in a URL (CURLOPT_PROXY). */
-static int put_proxy(ftpclient_request_t *request)
+static void put_proxy(ftpclient_request_t *request)
 {
     transfer_request_t *wire = &request->wire;
-    const size_t length = strlen(request->proxy_login) + strlen(request->proxy_host);
-    if (length >= sizeof wire->proxy_host)
-        return ftpc_refuse(request, FTPCLIENT_ERR_TOO_LONG,
-                           "proxy: host and login take %zu bytes, at most %zu fit", length,
-                           sizeof wire->proxy_host - 1);
-    explicit_bzero(wire->proxy_host, sizeof wire->proxy_host);
-    if (request->proxy_host[0] != '\0') {
-        memcpy(wire->proxy_host, request->proxy_login, strlen(request->proxy_login));
-        memcpy(wire->proxy_host + strlen(request->proxy_login), request->proxy_host,
-               strlen(request->proxy_host));
-    }
-    wire->proxy_type = request->proxy_host[0] != '\0' ? PROXY_HTTP : PROXY_NONE;
-    return FTPCLIENT_OK;
+    const int has_proxy = request->proxy_host[0] != '\0';
+    ftpc_put(wire->proxy_host, sizeof wire->proxy_host, has_proxy ? request->proxy_login : "");
+    memcpy(wire->proxy_host + strlen(wire->proxy_host), request->proxy_host, strlen(request->proxy_host));
+    wire->proxy_type = has_proxy ? PROXY_HTTP : PROXY_NONE;
 }
 
 int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, uint32_t port)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (is_zixi(request))
+    if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi goes through no proxy");
-    const int error = ftpc_check_host(request, "proxy host", host, port);
+    int error = ftpc_check_host(request, "proxy host", host, port);
+    if (error == FTPCLIENT_OK)
+        error = check_proxy_size(request, request->proxy_login, host);
     if (error != FTPCLIENT_OK)
         return error;
-    char before[sizeof request->proxy_host];
-    memcpy(before, request->proxy_host, sizeof before);
     ftpc_put(request->proxy_host, sizeof request->proxy_host, host);
-    const int put_error = put_proxy(request);
-    if (put_error != FTPCLIENT_OK)
-        memcpy(request->proxy_host, before, sizeof before);
-    else
-        request->wire.proxy_port = port;
-    return put_error;
+    put_proxy(request);
+    request->wire.proxy_port = port;
+    return FTPCLIENT_OK;
 }
 
 static int is_unreserved(char c)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           (c != '\0' && strchr("-._~", c));
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || strchr("-._~", c);
 }
 
-/* Appends `text` in URL escapes; 0 when it does not fit. */
-static int append_escaped(char *to, size_t size, const char *text)
+/* Writes `text` in URL escapes, which takes three bytes for one at most, and `mark`. Returns the end. */
+static char *put_escaped(char *to, const char *text, char mark)
 {
-    size_t length = strlen(to);
-    for (; *text; text++) {
-        if (length + (is_unreserved(*text) ? 1 : 3) >= size)
-            return 0;
-        if (is_unreserved(*text))
-            to[length++] = *text;
-        else
-            length += (size_t)snprintf(to + length, size - length, "%%%02X", (unsigned char)*text);
-        to[length] = '\0';
-    }
-    return 1;
-}
-
-static void append_mark(char *to, char mark)
-{
-    const size_t length = strlen(to);
-    to[length] = mark;
-    to[length + 1] = '\0';
+    for (; *text; text++)
+        to += snprintf(to, 4, is_unreserved(*text) ? "%c" : "%%%02X", (unsigned char)*text);
+    *to++ = mark;
+    *to = '\0';
+    return to;
 }
 
 int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *user, const char *password)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (is_zixi(request))
+    if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi goes through no proxy");
     if (!user || !password)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy login: is missing");
-    char before[sizeof request->proxy_login];
-    memcpy(before, request->proxy_login, sizeof before);
-    char *login = request->proxy_login;
-    const size_t room = sizeof request->proxy_login - 2; /* for ':' and '@' */
-    explicit_bzero(login, sizeof request->proxy_login);
-    int error = FTPCLIENT_OK;
-    if (user[0] != '\0' || password[0] != '\0') {
-        int fits = append_escaped(login, room, user);
-        append_mark(login, ':');
-        fits = fits && append_escaped(login, room, password);
-        append_mark(login, '@');
-        if (!fits)
-            error = ftpc_refuse(request, FTPCLIENT_ERR_TOO_LONG, "proxy: the login does not fit");
+    enum { LONGEST = sizeof request->proxy_login - 2 }; /* a host needs a byte */
+    char login[3 * LONGEST + sizeof ":@"] = "";
+    const int is_short = strlen(user) + strlen(password) <= LONGEST;
+    if (is_short && (user[0] != '\0' || password[0] != '\0'))
+        put_escaped(put_escaped(login, user, ':'), password, '@');
+    const int error = is_short && strlen(login) <= LONGEST
+                          ? check_proxy_size(request, login, request->proxy_host)
+                          : ftpc_refuse(request, FTPCLIENT_ERR_TOO_LONG, "proxy: the login does not fit");
+    if (error == FTPCLIENT_OK) {
+        ftpc_put(request->proxy_login, sizeof request->proxy_login, login);
+        put_proxy(request);
     }
-    if (error == FTPCLIENT_OK)
-        error = put_proxy(request);
-    if (error != FTPCLIENT_OK)
-        memcpy(login, before, sizeof before);
-    explicit_bzero(before, sizeof before);
+    explicit_bzero(login, sizeof login);
     return error;
 }
 
 static int is_pin_allowed(const ftpclient_request_t *request, int pin, const uint8_t *digest, size_t size)
 {
-    switch (pin) {
-    case FTPCLIENT_PIN_NONE:
-        return size == 0;
-    case FTPCLIENT_PIN_MD5:
-        return (digest || size == 0) && (size == 0 || size == 16) && request->wire.protocol == PROTOCOL_SFTP;
-    case FTPCLIENT_PIN_SHA1:
-        return (digest || size == 0) && (size == 0 || size == 20) && has_tls(request);
-    default:
-        return 0;
-    }
+    const int is_md5 = pin == FTPCLIENT_PIN_MD5 && request->wire.protocol == PROTOCOL_SFTP;
+    const int is_sha1 = pin == FTPCLIENT_PIN_SHA1 && has_tls(request);
+    if (size == 0)
+        return is_md5 || is_sha1 || pin == FTPCLIENT_PIN_NONE;
+    return digest && ((is_md5 && size == 16) || (is_sha1 && size == 20));
 }
 
 int ftpclient_request_set_pin(ftpclient_request_t *request, int pin, const uint8_t *digest, size_t size)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (!is_pin_allowed(request, pin, digest, size))
+    if (!request || !is_pin_allowed(request, pin, digest, size))
         return ftpc_refuse(
             request, FTPCLIENT_ERR_ARGUMENT,
             "pin: SFTP servers are pinned by 16 bytes of MD5, FTPS servers by 20 bytes of SHA-1");
@@ -235,24 +195,19 @@ int ftpclient_request_set_pin(ftpclient_request_t *request, int pin, const uint8
 
 int ftpclient_request_set_save_path(ftpclient_request_t *request, const char *path)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (!has_tls(request) && request->wire.protocol != PROTOCOL_SFTP)
+    if (!request || (!has_tls(request) && request->wire.protocol != PROTOCOL_SFTP))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT,
                            "identity file: only FTPS and SFTP servers have an identity");
-    char *field = request->wire.server_auth.save_path;
     const size_t size = sizeof request->wire.server_auth.save_path;
     const int error = ftpc_check_local_path(request, "identity file", path, size);
     if (error == FTPCLIENT_OK)
-        ftpc_put(field, size, path);
+        ftpc_put(request->wire.server_auth.save_path, size, path);
     return error;
 }
 
 int ftpclient_request_set_resume(ftpclient_request_t *request, int resume)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (is_zixi(request))
+    if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "resume: zixi cannot resume");
     request->resume = resume ? 1 : 0;
     return FTPCLIENT_OK;
@@ -260,9 +215,7 @@ int ftpclient_request_set_resume(ftpclient_request_t *request, int resume)
 
 int ftpclient_request_set_verify(ftpclient_request_t *request, int verify)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (is_zixi(request))
+    if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT,
                            "verify: zixi servers do not tell a remote file's size");
     request->verify = verify ? 1 : 0;
@@ -271,9 +224,7 @@ int ftpclient_request_set_verify(ftpclient_request_t *request, int verify)
 
 int ftpclient_request_set_overwrite(ftpclient_request_t *request, int overwrite)
 {
-    if (!request)
-        return FTPCLIENT_ERR_ARGUMENT;
-    if (!is_zixi(request))
+    if (!request || !is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "overwrite: only zixi has a choice");
     request->wire.resume = overwrite ? 0 : 1;
     return FTPCLIENT_OK;
