@@ -136,22 +136,17 @@ static const struct {
      "the SFTP server failed without a reason: its disk may be full, or the connection broke"},
     {FTPCLIENT_CAUSE_PROXY_REFUSED, "proxy-refused",
      "the proxy did not connect to the server: it may want a login, forbid the port, or find no way"},
+    {ANY, "unknown", "unknown cause"},
 };
 
-const char *ftpclient_cause_text(int cause)
+static size_t row_of(int cause)
 {
-    for (size_t i = 0; i < sizeof CAUSES / sizeof CAUSES[0]; i++) {
-        if (CAUSES[i].cause == cause)
-            return CAUSES[i].text;
-    }
-    return "unknown cause";
+    size_t row = 0;
+    while (CAUSES[row].cause != cause && CAUSES[row].cause != ANY)
+        row++;
+    return row;
 }
 
-const char *ftpclient_cause_name(int cause)
-{
-    for (size_t i = 0; i < sizeof CAUSES / sizeof CAUSES[0]; i++) {
-        if (CAUSES[i].cause == cause)
-            return CAUSES[i].name;
-    }
-    return "unknown";
-}
+const char *ftpclient_cause_text(int cause) { return CAUSES[row_of(cause)].text; }
+
+const char *ftpclient_cause_name(int cause) { return CAUSES[row_of(cause)].name; }

@@ -36,15 +36,22 @@ FTPC int ftpc_turn_open(ftpc_turn_t *turn, const char *path)
     return 0;
 }
 
+/* `length` bytes of the line from `from` on, 0: all of them. */
+static struct flock part_of_line(short type, int64_t from, int64_t length)
+{
+    struct flock part;
+    memset(&part, 0, sizeof part);
+    part.l_type = type;
+    part.l_whence = SEEK_SET;
+    part.l_start = from;
+    part.l_len = length;
+    return part;
+}
+
 /* What of the line is locked by others, from byte `from` on: the first such lock, or F_UNLCK. */
 static struct flock lock_at(int fd, int64_t from, int64_t length)
 {
-    struct flock lock;
-    memset(&lock, 0, sizeof lock);
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = from;
-    lock.l_len = length;
+    struct flock lock = part_of_line(F_WRLCK, from, length);
     if (fcntl(fd, F_OFD_GETLK, &lock) == -1)
         lock.l_type = F_UNLCK;
     return lock;
@@ -52,12 +59,7 @@ static struct flock lock_at(int fd, int64_t from, int64_t length)
 
 static int set_lock(int fd, short type, int64_t at)
 {
-    struct flock lock;
-    memset(&lock, 0, sizeof lock);
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = at;
-    lock.l_len = 1;
+    struct flock lock = part_of_line(type, at, 1);
     return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
