@@ -8,14 +8,7 @@
 
 FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index)
 {
-    return call->batch.exchanges[index].reply;
-}
-
-FTPC int ftpc_call_ask(ftpclient_call_t *call, uint32_t command, const void *body, size_t body_size,
-                       int limit_ms)
-{
-    call->batch_end_ms = ftpc_end_after(limit_ms);
-    return ftpc_batch_add(&call->batch, call->watcher, command, body, body_size);
+    return call->batch.exchanges[index].reply.body;
 }
 
 /* ---- The end ---- */
@@ -92,18 +85,15 @@ int ftpclient_call_finish(ftpclient_call_t *call)
 
 static int open_descriptors(ftpclient_call_t *call)
 {
-    struct epoll_event event;
-    memset(&event, 0, sizeof event);
-    event.events = EPOLLIN;
-    call->watcher = epoll_create1(EPOLL_CLOEXEC);
+    call->batch.watcher = epoll_create1(EPOLL_CLOEXEC);
     call->timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    if (call->watcher == -1 || call->timer == -1 ||
-        epoll_ctl(call->watcher, EPOLL_CTL_ADD, call->timer, &event) == -1)
+    if (call->batch.watcher == -1 || call->timer == -1 ||
+        ftpc_look_after(call->batch.watcher, EPOLL_CTL_ADD, call->timer, EPOLLIN) == -1)
         return FTPCLIENT_ERR_SYSTEM;
     return FTPCLIENT_OK;
 }
 
-/* A call that has done nothing yet, its timer set to now. */
+/* A call that has done nothing yet, its timer set to now; else *call is NULL. */
 static int new_call(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
 {
     ftpclient_call_t *made = (ftpclient_call_t *)calloc(1, sizeof *made);
@@ -114,14 +104,14 @@ static int new_call(const ftpclient_t *client, int timeout_ms, ftpclient_call_t 
     made->end_ms = ftpc_end_after(timeout_ms);
     made->run.turn.fd = -1;
     made->wake_ms = FTPC_NEVER;
+    made->batch_end_ms = FTPC_NEVER;
     ftpc_batch_clear(&made->batch);
     const int error = open_descriptors(made);
-    if (error != FTPCLIENT_OK) {
+    if (error == FTPCLIENT_OK)
+        *call = made;
+    else
         ftpclient_call_free(made);
-        return error;
-    }
-    *call = made;
-    return FTPCLIENT_OK;
+    return error;
 }
 
 static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeout_ms,
@@ -129,21 +119,19 @@ static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeo
 {
     if (call)
         *call = NULL;
-    if (!client || !call)
-        return FTPCLIENT_ERR_ARGUMENT;
-    ftpclient_call_t *made;
-    int error = new_call(client, timeout_ms, &made);
+    int error = client && call ? new_call(client, timeout_ms, call) : FTPCLIENT_ERR_ARGUMENT;
     if (error != FTPCLIENT_OK)
         return error;
-    made->command = command;
-    error = ftpc_call_ask(made, command, NULL, 0, -1);
-    if (error != FTPCLIENT_OK) {
-        ftpclient_call_free(made);
+    (*call)->command = command;
+    ftpc_batch_add(&(*call)->batch, command, NULL, 0);
+    error = (*call)->batch.error;
+    if (error == FTPCLIENT_OK) {
+        ftpclient_call_finish(*call); /* sends the request */
         return error;
     }
-    ftpclient_call_finish(made); /* sends the request */
-    *call = made;
-    return FTPCLIENT_OK;
+    ftpclient_call_free(*call);
+    *call = NULL;
+    return error;
 }
 
 int ftpclient_begin_ping(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
@@ -169,17 +157,14 @@ static int begin_run(const ftpclient_t *client, int job, const ftpclient_request
     if (!client || !request || !call)
         return FTPCLIENT_ERR_ARGUMENT;
     int error = ftpc_check_job(job, request, wants_outcome);
+    if (error == FTPCLIENT_OK)
+        error = new_call(client, timeout_ms, call);
     if (error != FTPCLIENT_OK)
         return error;
-    ftpclient_call_t *made;
-    error = new_call(client, timeout_ms, &made);
-    if (error != FTPCLIENT_OK)
-        return error;
-    made->is_run = 1;
-    made->run.request = *request;
-    ftpc_run_begin(made, job, wants_outcome);
-    ftpclient_call_finish(made);
-    *call = made;
+    (*call)->is_run = 1;
+    (*call)->run.request = *request;
+    ftpc_run_begin(*call, job, wants_outcome);
+    ftpclient_call_finish(*call);
     return FTPCLIENT_OK;
 }
 
@@ -197,7 +182,7 @@ int ftpclient_begin_start(const ftpclient_t *client, int job, const ftpclient_re
 
 /* ---- What a call tells ---- */
 
-int ftpclient_call_fd(const ftpclient_call_t *call) { return call ? call->watcher : -1; }
+int ftpclient_call_fd(const ftpclient_call_t *call) { return call ? call->batch.watcher : -1; }
 
 int ftpclient_call_stop(ftpclient_call_t *call)
 {
@@ -254,7 +239,7 @@ void ftpclient_call_free(ftpclient_call_t *call)
     ftpc_batch_end(&call->batch);
     ftpc_run_end(call);
     ftpc_close(&call->timer);
-    ftpc_close(&call->watcher);
+    ftpc_close(&call->batch.watcher);
     explicit_bzero(call, sizeof *call);
     free(call);
     errno = kept;

@@ -2,8 +2,8 @@
 #ifndef FTPC_CALL_H
 #define FTPC_CALL_H
 
-#include "libftpclient/batch.h"
 #include "libftpclient/evidence.h"
+#include "libftpclient/exchange.h"
 #include "libftpclient/request.h"
 #include "libftpclient/turn.h"
 
@@ -54,16 +54,15 @@ typedef struct ftpc_run {
 
 struct ftpclient_call {
     struct sockaddr_un address;
-    int watcher; /* epoll: the descriptor that the caller waits for */
     int timer;
     int is_run; /* else it is one exchange, of `command` */
     uint32_t command;
-    int result;           /* FTPCLIENT_PENDING until it is over */
-    int saved_errno;      /* of FTPCLIENT_ERR_SYSTEM */
-    int64_t end_ms;       /* when the caller's time is over */
-    int64_t wake_ms;      /* nothing is to be done before */
-    int64_t batch_end_ms; /* when the daemon must have answered */
-    ftpc_batch_t batch;
+    int result;              /* FTPCLIENT_PENDING until it is over */
+    int saved_errno;         /* of FTPCLIENT_ERR_SYSTEM */
+    int64_t end_ms;          /* when the caller's time is over */
+    int64_t wake_ms;         /* nothing is to be done before */
+    int64_t batch_end_ms;    /* when the daemon must have answered */
+    ftpc_batch_t batch;      /* its watcher is what the caller waits for */
     ftpclient_state_t state; /* the last that was seen */
     int32_t last_result;
     ftpc_run_t run;
@@ -86,11 +85,25 @@ FTPC void ftpc_run_end(ftpclient_call_t *call);
  * by itself first. */
 FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason);
 
-/* Queues a request for the daemon, body may be NULL, to be answered within `limit_ms`. */
-FTPC int ftpc_call_ask(ftpclient_call_t *call, uint32_t command, const void *body, size_t body_size,
-                       int limit_ms);
-
 /* The reply to the request at `index` of the batch. */
 FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index);
+
+/* ---- Between the files of a run ---- */
+
+enum {
+    FTPC_LOOK_MS = FTPC_PASS_MS - 30 /* from a reply to the next question: just in time for the next pass */
+};
+
+/* The ftpclient_job that is run for the present goal. */
+FTPC int ftpc_job_of_goal(const ftpc_run_t *run);
+
+/* Leaves what is under way and begins a stage after a pause. Always FTPCLIENT_PENDING. */
+FTPC int ftpc_enter(ftpclient_call_t *call, int stage, int pause_ms);
+
+/* Each takes an answered batch, or the reply in it at an index, and does what follows: FTPCLIENT_PENDING, or
+ * what the run has come to. */
+FTPC int ftpc_take_state(ftpclient_call_t *call, int index);
+FTPC int ftpc_take_file_info(ftpclient_call_t *call, int index);
+FTPC int ftpc_take_stop(ftpclient_call_t *call);
 
 #endif

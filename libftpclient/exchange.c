@@ -27,37 +27,24 @@ static size_t reply_size_of(uint32_t command)
     }
 }
 
-FTPC int ftpc_exchange_begin(ftpc_exchange_t *exchange, int watcher, uint32_t command, const void *body,
-                             size_t body_size)
+FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events)
 {
-    memset(exchange, 0, sizeof *exchange);
-    exchange->fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (exchange->fd == -1)
-        return FTPCLIENT_ERR_SYSTEM;
-    exchange->watcher = watcher;
-    exchange->connected_ms = FTPC_NEVER;
-    exchange->replied_ms = FTPC_NEVER;
-    exchange->head.command = command;
-    exchange->head.length = (uint32_t)body_size;
-    exchange->body = (const uint8_t *)body;
-    exchange->body_size = body_size;
-    exchange->reply_size = reply_size_of(command);
-    return FTPCLIENT_OK;
-}
-
-static int watch(ftpc_exchange_t *exchange, uint32_t events)
-{
-    if (exchange->watched_events == events)
-        return FTPCLIENT_OK;
     struct epoll_event event;
     memset(&event, 0, sizeof event);
     event.events = events;
+    return epoll_ctl(epoll, operation, fd, &event);
+}
+
+static int watch(const ftpc_batch_t *batch, ftpc_exchange_t *exchange, uint32_t events)
+{
+    if (exchange->watched_events == events)
+        return FTPCLIENT_OK;
     const int operation = exchange->watched_events == 0 ? EPOLL_CTL_ADD
                           : events == 0                 ? EPOLL_CTL_DEL
                                                         : EPOLL_CTL_MOD;
     exchange->watched_events = events;
-    return epoll_ctl(exchange->watcher, operation, exchange->fd, &event) == 0 ? FTPCLIENT_OK
-                                                                              : FTPCLIENT_ERR_SYSTEM;
+    return ftpc_look_after(batch->watcher, operation, exchange->fd, events) == 0 ? FTPCLIENT_OK
+                                                                                 : FTPCLIENT_ERR_SYSTEM;
 }
 
 /* Who called listen(); 0 when this program cannot see it, as from a container. */
@@ -92,39 +79,38 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
     return FTPCLIENT_OK;
 }
 
-/* After a send or recv that moved nothing. */
-static int transfer_error(ssize_t count)
+/* What a send or recv has moved is added to *done; FTPCLIENT_OK: go on. */
+static int take_count(ssize_t count, size_t *done)
 {
-    if (count == 0)
-        return FTPCLIENT_ERR_DISCONNECTED;
-    if (errno == EINTR)
+    if (count > 0)
+        *done += (size_t)count;
+    if (count > 0 || (count == -1 && errno == EINTR))
         return FTPCLIENT_OK;
-    if (errno == EAGAIN)
+    if (count == -1 && errno == EAGAIN)
         return FTPCLIENT_PENDING;
-    return errno == EPIPE || errno == ECONNRESET ? FTPCLIENT_ERR_DISCONNECTED : FTPCLIENT_ERR_SYSTEM;
+    return count == 0 || errno == EPIPE || errno == ECONNRESET ? FTPCLIENT_ERR_DISCONNECTED
+                                                               : FTPCLIENT_ERR_SYSTEM;
 }
 
 /* Head and body lie apart but travel as one. */
 static int send_request(ftpc_exchange_t *exchange)
 {
     const size_t head_size = sizeof exchange->head;
-    while (exchange->sent < head_size + exchange->body_size) {
+    const size_t size = head_size + exchange->head.length;
+    int error = FTPCLIENT_OK;
+    while (error == FTPCLIENT_OK && exchange->sent < size) {
         const int in_head = exchange->sent < head_size;
         const uint8_t *from = in_head ? (const uint8_t *)&exchange->head + exchange->sent
                                       : exchange->body + (exchange->sent - head_size);
-        const size_t size = (in_head ? head_size : head_size + exchange->body_size) - exchange->sent;
-        const ssize_t count = send(exchange->fd, from, size, MSG_NOSIGNAL);
-        const int error = count > 0 ? FTPCLIENT_OK : transfer_error(count);
-        if (error != FTPCLIENT_OK)
-            return error;
-        exchange->sent += count > 0 ? (size_t)count : 0;
+        const size_t left = (in_head ? head_size : size) - exchange->sent;
+        error = take_count(send(exchange->fd, from, left, MSG_NOSIGNAL), &exchange->sent);
     }
-    return FTPCLIENT_OK;
+    return error;
 }
 
 static int check_head(const ftpc_exchange_t *exchange)
 {
-    const message_header_t *head = &exchange->reply_head;
+    const message_header_t *head = &exchange->reply.head;
     if (head->command == COMMAND_NONE && exchange->head.command != COMMAND_NONE)
         return FTPCLIENT_ERR_UNREAD;
     if (head->command != exchange->head.command || head->length != exchange->reply_size)
@@ -134,21 +120,15 @@ static int check_head(const ftpc_exchange_t *exchange)
 
 static int receive_reply(ftpc_exchange_t *exchange)
 {
-    const size_t head_size = sizeof exchange->reply_head;
-    while (exchange->received < head_size + exchange->reply_size) {
-        const int in_head = exchange->received < head_size;
-        uint8_t *to = in_head ? (uint8_t *)&exchange->reply_head + exchange->received
-                              : exchange->reply + (exchange->received - head_size);
-        const size_t size = (in_head ? head_size : head_size + exchange->reply_size) - exchange->received;
-        const ssize_t count = recv(exchange->fd, to, size, 0);
-        int error = count > 0 ? FTPCLIENT_OK : transfer_error(count);
-        exchange->received += count > 0 ? (size_t)count : 0;
-        if (error == FTPCLIENT_OK && in_head && exchange->received == head_size)
+    const size_t size = sizeof exchange->reply.head + exchange->reply_size;
+    int error = FTPCLIENT_OK;
+    while (error == FTPCLIENT_OK && exchange->received < size) {
+        uint8_t *to = (uint8_t *)&exchange->reply + exchange->received;
+        error = take_count(recv(exchange->fd, to, size - exchange->received, 0), &exchange->received);
+        if (error == FTPCLIENT_OK && exchange->received >= sizeof exchange->reply.head)
             error = check_head(exchange);
-        if (error != FTPCLIENT_OK)
-            return error;
     }
-    return FTPCLIENT_OK;
+    return error;
 }
 
 /* Connects, sends and receives, as far as it goes; *waits_for is the event that it then waits for. */
@@ -166,25 +146,99 @@ static int advance(ftpc_exchange_t *exchange, const struct sockaddr_un *address,
     return receive_reply(exchange);
 }
 
-FTPC int ftpc_exchange_step(ftpc_exchange_t *exchange, const struct sockaddr_un *address)
+/* A child process may still have the descriptor, so closing it would not end the watch. */
+static void end_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange)
+{
+    const int kept = errno;
+    if (exchange->fd != -1)
+        watch(batch, exchange, 0);
+    ftpc_close(&exchange->fd);
+    errno = kept;
+}
+
+/* FTPCLIENT_PENDING, FTPCLIENT_OK when the reply is whole, or the error that ended it. */
+static int step_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange,
+                         const struct sockaddr_un *address)
 {
     uint32_t waits_for;
     int error = advance(exchange, address, &waits_for);
-    if (error == FTPCLIENT_PENDING && watch(exchange, waits_for) != FTPCLIENT_OK)
+    if (error == FTPCLIENT_PENDING && watch(batch, exchange, waits_for) != FTPCLIENT_OK)
         error = FTPCLIENT_ERR_SYSTEM;
     if (error == FTPCLIENT_OK)
         exchange->replied_ms = ftpc_now_ms();
     if (error != FTPCLIENT_PENDING)
-        ftpc_exchange_end(exchange);
+        end_exchange(batch, exchange);
     return error;
 }
 
-/* A child process may still have the descriptor, so closing it would not end the watch. */
-FTPC void ftpc_exchange_end(ftpc_exchange_t *exchange)
+FTPC void ftpc_batch_clear(ftpc_batch_t *batch)
 {
-    const int kept = errno;
-    if (exchange->fd != -1)
-        watch(exchange, 0);
-    ftpc_close(&exchange->fd);
-    errno = kept;
+    memset(batch, 0, sizeof *batch);
+    for (int i = 0; i < FTPC_BATCH_MAX; i++)
+        batch->exchanges[i].fd = -1;
+}
+
+FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body, size_t body_size)
+{
+    if (batch->error != FTPCLIENT_OK)
+        return;
+    ftpc_exchange_t *exchange = &batch->exchanges[batch->count];
+    memset(exchange, 0, sizeof *exchange);
+    exchange->fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    exchange->connected_ms = FTPC_NEVER;
+    exchange->replied_ms = FTPC_NEVER;
+    exchange->head.command = command;
+    exchange->head.length = (uint32_t)body_size;
+    exchange->body = (const uint8_t *)body;
+    exchange->reply_size = reply_size_of(command);
+    if (exchange->fd == -1)
+        batch->error = FTPCLIENT_ERR_SYSTEM;
+    else
+        batch->count++;
+}
+
+FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address)
+{
+    int answered = 0;
+    if (batch->error != FTPCLIENT_OK)
+        return batch->error;
+    for (int i = 0; i < batch->count; i++) {
+        ftpc_exchange_t *exchange = &batch->exchanges[i];
+        if (exchange->replied_ms != FTPC_NEVER) {
+            answered++;
+            continue;
+        }
+        const int error = step_exchange(batch, exchange, address);
+        if (error == FTPCLIENT_OK)
+            answered++;
+        else if (error != FTPCLIENT_PENDING)
+            return error;
+        else if (exchange->connected_ms == FTPC_NEVER)
+            break; /* the ones behind it must stay behind it */
+    }
+    return answered == batch->count ? FTPCLIENT_OK : FTPCLIENT_PENDING;
+}
+
+FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch)
+{
+    for (int i = 0; i < batch->count; i++) {
+        if (batch->exchanges[i].connected_ms == FTPC_NEVER)
+            return 1;
+    }
+    return 0;
+}
+
+FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index)
+{
+    enum { TOGETHER_MS = 5 };
+    return index > 0 &&
+           batch->exchanges[index].connected_ms - batch->exchanges[index - 1].connected_ms < TOGETHER_MS;
+}
+
+FTPC void ftpc_batch_end(ftpc_batch_t *batch)
+{
+    for (int i = 0; i < FTPC_BATCH_MAX; i++)
+        end_exchange(batch, &batch->exchanges[i]);
+    batch->count = 0;
+    batch->error = FTPCLIENT_OK;
 }

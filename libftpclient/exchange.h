@@ -1,4 +1,5 @@
-/* One request and its reply on a connection of its own, without ever waiting. */
+/* Requests that the daemon is to serve one right after the other, each on a connection of its own, without
+ * ever waiting. They are queued at once, so that no other program's request comes between. */
 #ifndef FTPC_EXCHANGE_H
 #define FTPC_EXCHANGE_H
 
@@ -8,37 +9,59 @@
 #include <sys/epoll.h>
 #include <sys/un.h>
 
+enum { FTPC_BATCH_MAX = 4, FTPC_BATCH_RETRY_MS = 10 };
+
+/* One request and its reply. */
 typedef struct ftpc_exchange {
-    int fd;      /* -1: no exchange is under way */
-    int watcher; /* the epoll descriptor that looks after fd */
+    int fd; /* -1: it is not under way */
     uint32_t watched_events;
     int64_t connected_ms; /* FTPC_NEVER: not yet, the daemon's queue is full */
     int64_t replied_ms;   /* FTPC_NEVER: not yet */
     pid_t daemon;         /* who listens; 0: not known */
     message_header_t head;
     const uint8_t *body; /* the caller's, until the exchange ends */
-    size_t body_size;
     size_t sent;
     size_t received;
-    message_header_t reply_head;
-    uint8_t reply[sizeof(state_reply_t)]; /* the longest reply */
     size_t reply_size;
+    struct {
+        message_header_t head;
+        uint8_t body[sizeof(state_reply_t)]; /* of the longest reply */
+    } reply;
 } ftpc_exchange_t;
+
+typedef struct ftpc_batch {
+    int watcher; /* the epoll descriptor that looks after the exchanges */
+    ftpc_exchange_t exchanges[FTPC_BATCH_MAX];
+    int count; /* 0: nothing is under way */
+    int error; /* of the first request that could not be added */
+} ftpc_batch_t;
 
 /* Fills `address`. FTPCLIENT_ERR_TOO_LONG for a path that no socket can have. */
 FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path);
 
-/* Opens a socket for `command`; `body` may be NULL. While the exchange waits, the epoll descriptor `watcher`
- * becomes readable when there is something to do. FTPCLIENT_ERR_SYSTEM when there is no socket to be had. */
-FTPC int ftpc_exchange_begin(ftpc_exchange_t *exchange, int watcher, uint32_t command, const void *body,
-                             size_t body_size);
+/* Changes what the epoll descriptor waits for at `fd`: as epoll_ctl(2), and fails as that. */
+FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events);
 
-/* Goes on as far as it can: FTPCLIENT_PENDING, FTPCLIENT_OK when `reply` is whole, or the error that ended
- * it. PENDING without a connection: try again in a moment, no event says when. Whatever but PENDING closes
- * the connection. */
-FTPC int ftpc_exchange_step(ftpc_exchange_t *exchange, const struct sockaddr_un *address);
+/* Empty, and safe to end. */
+FTPC void ftpc_batch_clear(ftpc_batch_t *batch);
 
-/* Gives up. Does nothing when no exchange is under way. */
-FTPC void ftpc_exchange_end(ftpc_exchange_t *exchange);
+/* Adds a request; `body` may be NULL and is the caller's until the batch ends. When there is no socket to be
+ * had, batch->error becomes FTPCLIENT_ERR_SYSTEM, and no further request is added. While an exchange waits,
+ * batch->watcher becomes readable when there is something to do. */
+FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body, size_t body_size);
+
+/* Goes on as far as it can: FTPCLIENT_PENDING (look again when the watcher says so, and after
+ * FTPC_BATCH_RETRY_MS while it cannot connect), FTPCLIENT_OK when all replies are there, or the first error.
+ */
+FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address);
+
+/* 1 while a request waits for room in the daemon's queue. */
+FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch);
+
+/* 1 when the request at `index` was queued so soon after the one before it that nobody came between. */
+FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index);
+
+/* Gives up whatever is under way. */
+FTPC void ftpc_batch_end(ftpc_batch_t *batch);
 
 #endif

@@ -4,7 +4,6 @@
 
 #include <poll.h>
 #include <stdlib.h>
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/timerfd.h>
@@ -39,14 +38,6 @@ static int is_abandoned(const struct sockaddr_un *address)
     return refused;
 }
 
-static int look_after(const ftpclient_notices_t *notices, int operation, int fd, uint32_t events)
-{
-    struct epoll_event event;
-    memset(&event, 0, sizeof event);
-    event.events = events;
-    return epoll_ctl(notices->epoll, operation, fd, &event);
-}
-
 static int listen_at(ftpclient_notices_t *notices)
 {
     const struct sockaddr_un *address = &notices->address;
@@ -56,8 +47,8 @@ static int listen_at(ftpclient_notices_t *notices)
         return errno == EADDRINUSE ? FTPCLIENT_ERR_IN_USE : FTPCLIENT_ERR_SYSTEM;
     if (lstat(address->sun_path, &notices->socket) == -1 ||
         listen(notices->listening, NOTICE_BACKLOG) == -1 ||
-        look_after(notices, EPOLL_CTL_ADD, notices->listening, EPOLLIN) == -1 ||
-        look_after(notices, EPOLL_CTL_ADD, notices->timer, EPOLLIN) == -1)
+        ftpc_look_after(notices->epoll, EPOLL_CTL_ADD, notices->listening, EPOLLIN) == -1 ||
+        ftpc_look_after(notices->epoll, EPOLL_CTL_ADD, notices->timer, EPOLLIN) == -1)
         return FTPCLIENT_ERR_SYSTEM;
     return FTPCLIENT_OK;
 }
@@ -103,18 +94,18 @@ static int take_sender(ftpclient_notices_t *notices)
                                                                           : FTPCLIENT_ERR_SYSTEM;
     notices->received = 0;
     limit_sender(notices, SENDER_S);
-    look_after(notices, EPOLL_CTL_MOD, notices->listening, 0);
-    if (look_after(notices, EPOLL_CTL_ADD, notices->connection, EPOLLIN) == -1)
+    ftpc_look_after(notices->epoll, EPOLL_CTL_MOD, notices->listening, 0);
+    if (ftpc_look_after(notices->epoll, EPOLL_CTL_ADD, notices->connection, EPOLLIN) == -1)
         return FTPCLIENT_ERR_SYSTEM;
     return FTPCLIENT_OK;
 }
 
 static void leave_sender(ftpclient_notices_t *notices)
 {
-    look_after(notices, EPOLL_CTL_DEL, notices->connection, 0);
+    ftpc_look_after(notices->epoll, EPOLL_CTL_DEL, notices->connection, 0);
     ftpc_close(&notices->connection);
     limit_sender(notices, 0);
-    look_after(notices, EPOLL_CTL_MOD, notices->listening, EPOLLIN);
+    ftpc_look_after(notices->epoll, EPOLL_CTL_MOD, notices->listening, EPOLLIN);
 }
 
 /* OK: the sender has said all that it will. ERR_TIMEOUT: not yet. */

@@ -3,13 +3,14 @@
 
 #include "libftpclient/plan.h"
 #include "libftpclient/records.h"
-#include "libftpclient/stages.h"
 
 #include <stdio.h>
 #include <sys/stat.h>
 
 enum {
-    STOP_MS = 10000, /* how much longer a call may take when its time is over */
+    ANSWER_MS = 10000, /* the daemon gives a client as long */
+    CANCEL_MS = 30000, /* a cancel is answered when the job has stopped */
+    STOP_MS = 10000,   /* how much longer a call may take when its time is over */
     REFUSALS_MAX = 4
 };
 
@@ -97,37 +98,18 @@ static int take_turn(ftpclient_call_t *call)
     return ftpc_enter(call, FTPC_SEE_IDLE, 0);
 }
 
-/* ---- The daemon's answers ---- */
-
-FTPC int ftpc_answered(ftpclient_call_t *call)
-{
-    const int error = ftpc_batch_step(&call->batch, &call->address);
-    return error == FTPCLIENT_PENDING && ftpc_is_over(call->batch_end_ms) ? FTPCLIENT_ERR_NO_ANSWER : error;
-}
-
-static int ask_for_state(ftpclient_call_t *call)
-{
-    return ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, FTPC_ANSWER_MS);
-}
-
 /* Before the start: a job that runs is a job of a program that takes no turns, or was left alone. The daemon
  * would also let a job of its other engine run on unseen, and it takes note of the end of an earlier job in
  * the pass that answers. */
-static int see_idle(ftpclient_call_t *call)
+static int take_idle(ftpclient_call_t *call)
 {
-    if (call->batch.count == 0) {
-        const int error = ask_for_state(call);
-        if (error != FTPCLIENT_OK)
-            return error;
-    }
-    const int error = ftpc_answered(call);
-    if (error != FTPCLIENT_OK)
-        return error;
-    call->run.daemon = call->batch.exchanges[0].daemon;
+    ftpc_run_t *run = &call->run;
+    run->daemon = call->batch.exchanges[0].daemon;
     const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
     if (state.running)
         return wait_for_others(call, FTPC_PASS_MS);
-    return ftpc_enter(call, FTPC_START, FTPC_LOOK_MS);
+    const int error = ftpc_plan_sight(run);
+    return error == FTPCLIENT_OK ? ftpc_enter(call, FTPC_START, FTPC_LOOK_MS) : error;
 }
 
 /* ---- The start ---- */
@@ -142,24 +124,29 @@ static uint32_t start_command(int job)
 /* Where in its batch the start is. */
 static int start_index(const ftpc_run_t *run) { return run->is_crowded ? 1 : 0; }
 
+static void ask_for(ftpclient_call_t *call, uint32_t command)
+{
+    ftpc_batch_add(&call->batch, command, NULL, 0);
+}
+
 /* The first look at the job, and for a file-information job at what it found, are queued with its start:
  * nobody can come between. Where somebody did, another look is queued before it: answering that, the daemon
  * takes note of a job that has ended. */
-static int ask_for_start(ftpclient_call_t *call)
+static void ask_for_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
     const int job = ftpc_job_of_goal(run);
     transfer_request_t *wire = &run->request.wire;
+    ftpc_plan_measure(run);
     if (!protocol_is_zixi(wire->protocol))
         wire->resume = run->goal == FTPC_GOAL_APPEND ? 1 : 0;
-    int error = run->is_crowded ? ask_for_state(call) : FTPCLIENT_OK;
-    if (error == FTPCLIENT_OK)
-        error = ftpc_call_ask(call, start_command(job), wire, sizeof *wire, FTPC_ANSWER_MS);
-    if (error == FTPCLIENT_OK && run->wants_outcome)
-        error = ask_for_state(call);
-    if (error == FTPCLIENT_OK && run->wants_outcome && job == FTPCLIENT_FILE_INFO)
-        error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
-    return error;
+    if (run->is_crowded)
+        ask_for(call, COMMAND_GET_STATE);
+    ftpc_batch_add(&call->batch, start_command(job), wire, sizeof *wire);
+    if (run->wants_outcome)
+        ask_for(call, COMMAND_GET_STATE);
+    if (run->wants_outcome && job == FTPCLIENT_FILE_INFO)
+        ask_for(call, COMMAND_GET_FILE_INFO);
 }
 
 /* The daemon was seen without a job in the pass before: it cannot start one at all. */
@@ -184,20 +171,9 @@ static int take_refusal(ftpclient_call_t *call, int result)
     return result;
 }
 
-static int start(ftpclient_call_t *call)
+static int take_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
-    if (call->batch.count == 0) {
-        ftpc_plan_measure(run);
-        int error = ftpc_plan_sight(run);
-        if (error == FTPCLIENT_OK)
-            error = ask_for_start(call);
-        if (error != FTPCLIENT_OK)
-            return error;
-    }
-    const int error = ftpc_answered(call);
-    if (error != FTPCLIENT_OK)
-        return error;
     const int index = start_index(run);
     const int result = ftpc_verdict(ftpc_call_reply(call, index));
     if (result != FTPCLIENT_OK)
@@ -211,7 +187,7 @@ static int start(ftpclient_call_t *call)
     ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
                         call->batch.exchanges[index].connected_ms);
     run->stage = FTPC_WATCH;
-    return ftpc_judge(call, index + 1);
+    return ftpc_take_state(call, index + 1);
 }
 
 /* ---- The early end ---- */
@@ -233,22 +209,49 @@ static int is_before_start(const ftpc_run_t *run)
 
 /* ---- All stages ---- */
 
-static int advance_stage(ftpclient_call_t *call)
+static void ask(ftpclient_call_t *call)
+{
+    const ftpc_run_t *run = &call->run;
+    call->batch_end_ms = ftpc_end_after(run->stage == FTPC_STOP ? CANCEL_MS : ANSWER_MS);
+    if (run->stage == FTPC_START) {
+        ask_for_start(call);
+        return;
+    }
+    if (run->stage == FTPC_STOP) /* answered when the job has stopped, and the look right behind it */
+        ask_for(call, COMMAND_CANCEL);
+    if (run->stage != FTPC_FETCH)
+        ask_for(call, COMMAND_GET_STATE);
+    const int is_doubtful = run->stage == FTPC_WATCH && run->doubts > 0;
+    if (run->stage == FTPC_FETCH || (is_doubtful && run->evidence.job == FTPCLIENT_FILE_INFO))
+        ask_for(call, COMMAND_GET_FILE_INFO);
+}
+
+static int take_answers(ftpclient_call_t *call)
 {
     switch (call->run.stage) {
-    case FTPC_TAKE_TURN:
-        return take_turn(call);
     case FTPC_SEE_IDLE:
-        return see_idle(call);
+        return take_idle(call);
     case FTPC_START:
-        return start(call);
+        return take_start(call);
     case FTPC_FETCH:
-        return ftpc_fetch(call);
+        return ftpc_take_file_info(call, 0);
     case FTPC_STOP:
-        return ftpc_stop(call);
+        return ftpc_take_stop(call);
     default:
-        return ftpc_watch(call);
+        return ftpc_take_state(call, 0);
     }
+}
+
+static int advance_stage(ftpclient_call_t *call)
+{
+    if (call->run.stage == FTPC_TAKE_TURN)
+        return take_turn(call);
+    if (call->batch.count == 0)
+        ask(call);
+    const int error = ftpc_batch_step(&call->batch, &call->address);
+    if (error == FTPCLIENT_PENDING && ftpc_is_over(call->batch_end_ms))
+        return FTPCLIENT_ERR_NO_ANSWER;
+    return error == FTPCLIENT_OK ? take_answers(call) : error;
 }
 
 /* A question that is under way is answered first: the daemon logs a client that hangs up. */

@@ -1,9 +1,6 @@
 /* A job that runs: is it ours, how far is it, has it ended? */
 #include "libftpclient/plan.h"
 #include "libftpclient/records.h"
-#include "libftpclient/stages.h"
-
-enum { CANCEL_MS = 30000 }; /* a cancel is answered when the job has stopped */
 
 static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
 {
@@ -39,7 +36,7 @@ static int conclude(ftpclient_call_t *call, const ftpclient_file_info_t *found)
 }
 
 /* What a file-information job has found: asked for behind the state that shows its end. */
-static int take_file_info(ftpclient_call_t *call, int index)
+FTPC int ftpc_take_file_info(ftpclient_call_t *call, int index)
 {
     const ftpc_look_t seen = look_at(call, index);
     if (!ftpc_evidence_follows(&call->run.evidence, &seen))
@@ -48,24 +45,13 @@ static int take_file_info(ftpclient_call_t *call, int index)
     return conclude(call, &found);
 }
 
-FTPC int ftpc_fetch(ftpclient_call_t *call)
-{
-    if (call->batch.count == 0) {
-        const int error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
-        if (error != FTPCLIENT_OK)
-            return error;
-    }
-    const int error = ftpc_answered(call);
-    return error == FTPCLIENT_OK ? take_file_info(call, 0) : error;
-}
-
-static int has_ended(ftpclient_call_t *call, int state_index)
+static int has_ended(ftpclient_call_t *call, int index)
 {
     const ftpc_run_t *run = &call->run;
     if (run->evidence.job != FTPCLIENT_FILE_INFO || run->evidence.last.result != FTPCLIENT_RESULT_NONE)
         return conclude(call, NULL);
-    if (state_index + 1 < call->batch.count) /* it was asked for already */
-        return take_file_info(call, state_index + 1);
+    if (index + 1 < call->batch.count) /* it was asked for already */
+        return ftpc_take_file_info(call, index + 1);
     return ftpc_enter(call, FTPC_FETCH, 0);
 }
 
@@ -85,39 +71,25 @@ static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
         call->run.outcome.progress = state->progress;
 }
 
-FTPC int ftpc_judge(ftpclient_call_t *call, int state_index)
+FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
 {
     ftpc_run_t *run = &call->run;
-    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, state_index));
-    const ftpc_look_t seen = look_at(call, state_index);
+    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, index));
+    const ftpc_look_t seen = look_at(call, index);
     const int verdict = ftpc_evidence_judge(&run->evidence, &state, &seen);
     if (verdict == FTPC_FOREIGN || (verdict == FTPC_UNSURE && !state.running))
         return doubt(call);
     if (verdict == FTPC_OWN)
         keep_state(call, &state);
     if (!state.running)
-        return has_ended(call, state_index);
-    if (verdict == FTPC_OWN &&
-        state_index + 1 < call->batch.count) { /* asked for too early: only a pass of ours */
-        const ftpc_look_t next = look_at(call, state_index + 1);
+        return has_ended(call, index);
+    if (verdict == FTPC_OWN && index + 1 < call->batch.count) { /* asked too early: only a pass of ours */
+        const ftpc_look_t next = look_at(call, index + 1);
         ftpc_evidence_follows(&run->evidence, &next);
     }
     if (run->stop_result == 0 && is_silent(run))
         ftpc_run_stop(call, FTPCLIENT_ERR_SILENT);
     return ftpc_enter(call, FTPC_WATCH, run->stop_result != 0 ? 0 : FTPC_LOOK_MS);
-}
-
-FTPC int ftpc_watch(ftpclient_call_t *call)
-{
-    if (call->batch.count == 0) {
-        int error = ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, FTPC_ANSWER_MS);
-        if (error == FTPCLIENT_OK && call->run.doubts > 0 && call->run.evidence.job == FTPCLIENT_FILE_INFO)
-            error = ftpc_call_ask(call, COMMAND_GET_FILE_INFO, NULL, 0, FTPC_ANSWER_MS);
-        if (error != FTPCLIENT_OK)
-            return error;
-    }
-    const int error = ftpc_answered(call);
-    return error == FTPCLIENT_OK ? ftpc_judge(call, 0) : error;
 }
 
 /* The state behind a cancel. A cancel that had to wait for a job to stop was not answered in the next pass,
@@ -130,19 +102,9 @@ static int judge_stopped(ftpclient_call_t *call, const ftpclient_state_t *state)
     return ftpc_evidence_judge(&call->run.evidence, state, &seen);
 }
 
-/* Cancel and a look, queued together: the daemon answers the first when the job has stopped. */
-FTPC int ftpc_stop(ftpclient_call_t *call)
+/* The answers to a cancel and to a look behind it. */
+FTPC int ftpc_take_stop(ftpclient_call_t *call)
 {
-    if (call->batch.count == 0) {
-        int error = ftpc_call_ask(call, COMMAND_CANCEL, NULL, 0, CANCEL_MS);
-        if (error == FTPCLIENT_OK)
-            error = ftpc_call_ask(call, COMMAND_GET_STATE, NULL, 0, CANCEL_MS);
-        if (error != FTPCLIENT_OK)
-            return error;
-    }
-    const int error = ftpc_answered(call);
-    if (error != FTPCLIENT_OK)
-        return error;
     const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 1));
     if (judge_stopped(call, &state) != FTPC_OWN)
         return call->run.stop_result;
