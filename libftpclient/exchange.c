@@ -79,8 +79,7 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
     return FTPCLIENT_OK;
 }
 
-/* What a send or recv has moved is added to *done; FTPCLIENT_OK: go on. */
-static int take_count(ssize_t count, size_t *done)
+FTPC int ftpc_take_count(ssize_t count, size_t *done)
 {
     if (count > 0)
         *done += (size_t)count;
@@ -103,7 +102,7 @@ static int send_request(ftpc_exchange_t *exchange)
         const uint8_t *from = in_head ? (const uint8_t *)&exchange->head + exchange->sent
                                       : exchange->body + (exchange->sent - head_size);
         const size_t left = (in_head ? head_size : size) - exchange->sent;
-        error = take_count(send(exchange->fd, from, left, MSG_NOSIGNAL), &exchange->sent);
+        error = ftpc_take_count(send(exchange->fd, from, left, MSG_NOSIGNAL), &exchange->sent);
     }
     return error;
 }
@@ -124,26 +123,27 @@ static int receive_reply(ftpc_exchange_t *exchange)
     int error = FTPCLIENT_OK;
     while (error == FTPCLIENT_OK && exchange->received < size) {
         uint8_t *to = (uint8_t *)&exchange->reply + exchange->received;
-        error = take_count(recv(exchange->fd, to, size - exchange->received, 0), &exchange->received);
+        error = ftpc_take_count(recv(exchange->fd, to, size - exchange->received, 0), &exchange->received);
         if (error == FTPCLIENT_OK && exchange->received >= sizeof exchange->reply.head)
             error = check_head(exchange);
     }
     return error;
 }
 
-/* Connects, sends and receives, as far as it goes; *waits_for is the event that it then waits for. */
-static int advance(ftpc_exchange_t *exchange, const struct sockaddr_un *address, uint32_t *waits_for)
+/* Connects, sends and receives, as far as it goes. */
+static int advance(ftpc_exchange_t *exchange, const struct sockaddr_un *address)
 {
-    *waits_for = 0;
     int error = exchange->connected_ms == FTPC_NEVER ? connect_to(exchange, address) : FTPCLIENT_OK;
-    if (error != FTPCLIENT_OK)
-        return error;
-    *waits_for = EPOLLOUT;
-    error = send_request(exchange);
-    if (error != FTPCLIENT_OK)
-        return error;
-    *waits_for = EPOLLIN;
-    return receive_reply(exchange);
+    if (error == FTPCLIENT_OK)
+        error = send_request(exchange);
+    return error == FTPCLIENT_OK ? receive_reply(exchange) : error;
+}
+
+static uint32_t awaited_event(const ftpc_exchange_t *exchange)
+{
+    if (exchange->connected_ms == FTPC_NEVER)
+        return 0;
+    return exchange->sent < sizeof exchange->head + exchange->head.length ? EPOLLOUT : EPOLLIN;
 }
 
 /* A child process may still have the descriptor, so closing it would not end the watch. */
@@ -160,9 +160,10 @@ static void end_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange)
 static int step_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange,
                          const struct sockaddr_un *address)
 {
-    uint32_t waits_for;
-    int error = advance(exchange, address, &waits_for);
-    if (error == FTPCLIENT_PENDING && watch(batch, exchange, waits_for) != FTPCLIENT_OK)
+    if (exchange->replied_ms != FTPC_NEVER)
+        return FTPCLIENT_OK;
+    int error = advance(exchange, address);
+    if (error == FTPCLIENT_PENDING && watch(batch, exchange, awaited_event(exchange)) != FTPCLIENT_OK)
         error = FTPCLIENT_ERR_SYSTEM;
     if (error == FTPCLIENT_OK)
         exchange->replied_ms = ftpc_now_ms();
@@ -199,33 +200,21 @@ FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body
 
 FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address)
 {
-    int answered = 0;
-    if (batch->error != FTPCLIENT_OK)
-        return batch->error;
-    for (int i = 0; i < batch->count; i++) {
-        ftpc_exchange_t *exchange = &batch->exchanges[i];
-        if (exchange->replied_ms != FTPC_NEVER) {
-            answered++;
-            continue;
-        }
-        const int error = step_exchange(batch, exchange, address);
-        if (error == FTPCLIENT_OK)
-            answered++;
-        else if (error != FTPCLIENT_PENDING)
-            return error;
-        else if (exchange->connected_ms == FTPC_NEVER)
+    int result = batch->error;
+    for (int i = 0; i < batch->count && (result == FTPCLIENT_OK || result == FTPCLIENT_PENDING); i++) {
+        const int error = step_exchange(batch, &batch->exchanges[i], address);
+        if (error != FTPCLIENT_OK)
+            result = error;
+        if (batch->exchanges[i].connected_ms == FTPC_NEVER)
             break; /* the ones behind it must stay behind it */
     }
-    return answered == batch->count ? FTPCLIENT_OK : FTPCLIENT_PENDING;
+    return result;
 }
 
+/* The last one is the last to connect. */
 FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch)
 {
-    for (int i = 0; i < batch->count; i++) {
-        if (batch->exchanges[i].connected_ms == FTPC_NEVER)
-            return 1;
-    }
-    return 0;
+    return batch->count > 0 && batch->exchanges[batch->count - 1].connected_ms == FTPC_NEVER;
 }
 
 FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index)

@@ -42,6 +42,10 @@ FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path);
 /* Changes what the epoll descriptor waits for at `fd`: as epoll_ctl(2), and fails as that. */
 FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events);
 
+/* Adds what a send or recv has moved, as it returned and before errno changes, to *done. FTPCLIENT_OK: go on,
+ * FTPCLIENT_PENDING: later, FTPCLIENT_ERR_DISCONNECTED or _SYSTEM. */
+FTPC int ftpc_take_count(ssize_t count, size_t *done);
+
 /* Empty, and safe to end. */
 FTPC void ftpc_batch_clear(ftpc_batch_t *batch);
 

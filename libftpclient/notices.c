@@ -111,21 +111,16 @@ static void leave_sender(ftpclient_notices_t *notices)
 /* OK: the sender has said all that it will. ERR_TIMEOUT: not yet. */
 static int hear_sender(ftpclient_notices_t *notices)
 {
-    while (notices->received < sizeof notices->bytes) {
-        const ssize_t count = recv(notices->connection, notices->bytes + notices->received,
-                                   sizeof notices->bytes - notices->received, MSG_DONTWAIT);
-        if (count > 0)
-            notices->received += (size_t)count;
-        else if (count == 0 || (errno != EAGAIN && errno != EINTR))
-            return FTPCLIENT_OK;
-        else if (errno == EAGAIN) {
-            uint64_t expirations;
-            return read(notices->timer, &expirations, sizeof expirations) == sizeof expirations
-                       ? FTPCLIENT_OK
-                       : FTPCLIENT_ERR_TIMEOUT;
-        }
-    }
-    return FTPCLIENT_OK;
+    int error = FTPCLIENT_OK;
+    while (error == FTPCLIENT_OK && notices->received < sizeof notices->bytes)
+        error = ftpc_take_count(recv(notices->connection, notices->bytes + notices->received,
+                                     sizeof notices->bytes - notices->received, 0),
+                                &notices->received);
+    uint64_t expirations;
+    return error == FTPCLIENT_PENDING &&
+                   read(notices->timer, &expirations, sizeof expirations) != sizeof expirations
+               ? FTPCLIENT_ERR_TIMEOUT
+               : FTPCLIENT_OK;
 }
 
 /* The notice in `size` bytes, which must be all of it. */

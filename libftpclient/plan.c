@@ -1,7 +1,8 @@
-#include "libftpclient/plan.h"
+#include "libftpclient/call.h"
 
 #include "libftpclient/sight.h"
 
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -30,15 +31,7 @@ FTPC int ftpc_plan_sight(const ftpc_run_t *run)
 {
     if (run->job == FTPCLIENT_FILE_INFO || run->outcome.jobs > 0)
         return FTPCLIENT_OK;
-    const int writes = run->job == FTPCLIENT_DOWNLOAD;
-    switch (ftpc_sight_of(run->daemon, run->request.wire.local_path, writes)) {
-    case FTPC_SIGHT_OTHER:
-        return FTPCLIENT_ERR_OUT_OF_SIGHT;
-    case FTPC_SIGHT_READ_ONLY:
-        return FTPCLIENT_ERR_READ_ONLY;
-    default:
-        return FTPCLIENT_OK;
-    }
+    return ftpc_sight_of(run->daemon, run->request.wire.local_path, run->job == FTPCLIENT_DOWNLOAD);
 }
 
 FTPC void ftpc_plan_begun(ftpc_run_t *run)
@@ -223,9 +216,7 @@ static int is_disk_full(const char *path)
     const char *slash = strrchr(path, '/');
     if (!slash)
         return 0;
-    const size_t length = slash == path ? 1 : (size_t)(slash - path);
-    memcpy(folder, path, length);
-    folder[length] = '\0';
+    snprintf(folder, sizeof folder, "%.*s", slash == path ? 1 : (int)(slash - path), path);
     struct statvfs disk;
     return statvfs(folder, &disk) == 0 && (disk.f_bavail == 0 || (disk.f_files > 0 && disk.f_favail == 0));
 }
@@ -240,8 +231,8 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run)
     if (outcome->result == FTPCLIENT_RESULT_LOCAL_WRITE && is_disk_full(path))
         return FTPCLIENT_CAUSE_LOCAL_FULL;
     const ftpclient_progress_t *progress = &outcome->progress;
-    const int could_not_store =
-        451; /* RFC 959: a local error, which is the server's disk where a file is stored */
+    /* RFC 959: a local error, which is the server's disk where a file is stored. */
+    const int could_not_store = 451;
     const int is_of_upload = is_upload(run) || run->failed_upload != 0;
     if (is_of_upload && outcome->result == FTPCLIENT_RESULT_NETWORK &&
         progress->response_type == RESPONSE_CODE_FTP && progress->response_code == could_not_store)

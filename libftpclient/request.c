@@ -154,7 +154,7 @@ int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *
     if (!user || !password)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy login: is missing");
     enum { LONGEST = sizeof request->proxy_login - 2 }; /* a host needs a byte */
-    char login[3 * LONGEST + sizeof ":@"] = "";
+    char login[3 * sizeof request->proxy_login] = "";   /* of escapes alone */
     const int is_short = strlen(user) + strlen(password) <= LONGEST;
     if (is_short && (user[0] != '\0' || password[0] != '\0'))
         put_escaped(put_escaped(login, user, ':'), password, '@');
@@ -246,12 +246,6 @@ int ftpclient_request_set_silence(ftpclient_request_t *request, int limit_ms)
     return FTPCLIENT_OK;
 }
 
-static int ends_in_slash(const char *path)
-{
-    const size_t length = strlen(path);
-    return length > 0 && path[length - 1] == '/';
-}
-
 static int can_use_its_proxy(int job, const ftpclient_request_t *request, int wants_outcome)
 {
     if (request->wire.proxy_type == PROXY_NONE)
@@ -261,7 +255,8 @@ static int can_use_its_proxy(int job, const ftpclient_request_t *request, int wa
         (wants_outcome && job == FTPCLIENT_UPLOAD && (request->resume || request->verify)))
         return 0;
     /* The proxy would have the server choose a name for the file. */
-    return job != FTPCLIENT_UPLOAD || !ends_in_slash(request->wire.remote_path);
+    const char *path = request->wire.remote_path; /* not empty */
+    return job != FTPCLIENT_UPLOAD || path[strlen(path) - 1] != '/';
 }
 
 FTPC int ftpc_check_job(int job, const ftpclient_request_t *request, int wants_outcome)

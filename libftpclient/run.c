@@ -1,7 +1,6 @@
 /* A job from the wait for its turn to its outcome, one stage after the other. */
 #include "libftpclient/call.h"
 
-#include "libftpclient/plan.h"
 #include "libftpclient/records.h"
 
 #include <stdio.h>
@@ -121,9 +120,6 @@ static uint32_t start_command(int job)
                                      : COMMAND_DL_FILE_INFO;
 }
 
-/* Where in its batch the start is. */
-static int start_index(const ftpc_run_t *run) { return run->is_crowded ? 1 : 0; }
-
 static void ask_for(ftpclient_call_t *call, uint32_t command)
 {
     ftpc_batch_add(&call->batch, command, NULL, 0);
@@ -174,7 +170,7 @@ static int take_refusal(ftpclient_call_t *call, int result)
 static int take_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
-    const int index = start_index(run);
+    const int index = run->is_crowded; /* a look comes before the start */
     const int result = ftpc_verdict(ftpc_call_reply(call, index));
     if (result != FTPCLIENT_OK)
         return take_refusal(call, result);
@@ -200,11 +196,6 @@ FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
     run->stop_result = reason;
     call->end_ms = ftpc_end_after(STOP_MS);
     call->wake_ms = ftpc_now_ms();
-}
-
-static int is_before_start(const ftpc_run_t *run)
-{
-    return run->stage == FTPC_TAKE_TURN || run->stage == FTPC_SEE_IDLE || run->stage == FTPC_START;
 }
 
 /* ---- All stages ---- */
@@ -254,17 +245,16 @@ static int advance_stage(ftpclient_call_t *call)
     return error == FTPCLIENT_OK ? take_answers(call) : error;
 }
 
-/* A question that is under way is answered first: the daemon logs a client that hangs up. */
-static int may_stop_now(const ftpclient_call_t *call)
-{
-    return call->run.stop_result != 0 && call->batch.count == 0;
-}
-
+/* A question that is under way is answered before the call is stopped: the daemon logs a client that hangs
+ * up.
+ */
 static int advance_once(ftpclient_call_t *call)
 {
-    if (may_stop_now(call) && is_before_start(&call->run))
-        return call->run.stop_result;
-    if (may_stop_now(call) && call->run.stage == FTPC_WATCH)
+    const ftpc_run_t *run = &call->run;
+    const int may_stop = run->stop_result != 0 && call->batch.count == 0;
+    if (may_stop && run->stage < FTPC_WATCH) /* before there is a job */
+        return run->stop_result;
+    if (may_stop && run->stage == FTPC_WATCH)
         return ftpc_enter(call, FTPC_STOP, 0);
     return advance_stage(call);
 }
@@ -292,8 +282,8 @@ FTPC int ftpc_run_advance(ftpclient_call_t *call)
     }
     if (result == FTPCLIENT_RESULT_CANCELED)
         outcome->result = result;
-    if (result != FTPCLIENT_PENDING &&
-        call->run.failed_upload != 0) /* the first failure is the one to tell */
+    /* The first failure is the one to tell. */
+    if (result != FTPCLIENT_PENDING && call->run.failed_upload != 0)
         result = outcome->result = call->run.failed_upload;
     if (result != FTPCLIENT_PENDING && outcome->result != 0)
         outcome->cause = ftpc_plan_cause(&call->run);

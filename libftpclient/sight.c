@@ -1,6 +1,5 @@
 #include "libftpclient/sight.h"
 
-#include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -152,8 +151,7 @@ static int resolve(const char *path, char resolved[PATH_MAX])
     const char *slash = strrchr(path, '/');
     if (errno != ENOENT || !slash || (size_t)(slash - path) >= sizeof folder)
         return 0;
-    memcpy(folder, path, (size_t)(slash - path));
-    folder[slash - path] = '\0';
+    snprintf(folder, sizeof folder, "%.*s", (int)(slash - path), path);
     return realpath(slash == path ? "/" : folder, resolved) != NULL;
 }
 
@@ -180,22 +178,13 @@ FTPC int ftpc_sight_compare(char *own_table, char *daemons_table, const char *pa
 /* The whole file, to be freed; NULL when it cannot be read. */
 static char *read_file(const char *path)
 {
-    enum { STEP = 16384 };
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
     char *text = NULL;
     size_t size = 0;
-    ssize_t count = fd == -1 ? -1 : 1;
-    while (count > 0) {
-        char *longer = (char *)realloc(text, size + STEP);
-        if (!longer)
-            break;
-        text = longer;
-        count = read(fd, text + size, STEP - 1);
-        size += count > 0 ? (size_t)count : 0;
-        text[size] = '\0';
-    }
-    ftpc_close(&fd);
-    if (count == 0)
+    FILE *file = fopen(path, "re");
+    const ssize_t length = file ? getdelim(&text, &size, '\0', file) : -1;
+    if (file)
+        fclose(file);
+    if (length > 0)
         return text;
     free(text);
     return NULL;

@@ -9,9 +9,9 @@
 #include <sys/types.h>
 
 enum ftpc_sight {
-    FTPC_SIGHT_CLEAR, /* the same, or nothing is known */
-    FTPC_SIGHT_OTHER, /* another file or folder, or none */
-    FTPC_SIGHT_READ_ONLY
+    FTPC_SIGHT_CLEAR = FTPCLIENT_OK,               /* the same, or nothing is known */
+    FTPC_SIGHT_OTHER = FTPCLIENT_ERR_OUT_OF_SIGHT, /* another file or folder, or none */
+    FTPC_SIGHT_READ_ONLY = FTPCLIENT_ERR_READ_ONLY
 };
 
 /* How the process `daemon` sees the absolute `path`; 0 for one that is not known. `writes`: it is to be

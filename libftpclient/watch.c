@@ -1,5 +1,5 @@
 /* A job that runs: is it ours, how far is it, has it ended? */
-#include "libftpclient/plan.h"
+#include "libftpclient/call.h"
 #include "libftpclient/records.h"
 
 static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
