@@ -9,7 +9,8 @@
  *   pointers to new objects become NULL.
  * - Time: timeout_ms limits the whole call, in milliseconds; a negative one never ends it, 0 does not wait at
  *   all. The daemon serves one request every 100 ms and gives a client 10 s: FTPCLIENT_TIMEOUT_MS is a good
- *   value. A signal ends no wait, and none is raised (no SIGPIPE).
+ *   value. A signal ends no wait, and none is raised (no SIGPIPE). Only these functions block:
+ *   ftpclient_connect(), _ping(), _poll(), _cancel(), _run(), _start() and ftpclient_notices_receive().
  * - Threads: there is no global state. A client may be used by many threads at once. A request, a call and a
  *   notice receiver belong to one thread at a time.
  * - Strings are NUL-terminated and copied. One that does not fit its field is refused, never cut. A setter
@@ -17,14 +18,15 @@
  * - Structures that are filled may get further members at their end: pass their sizeof. A program built
  *   against an older header gets what it knows, one built against a newer header gets zeros for the rest; a
  *   size below that of the header's first version is FTPCLIENT_ERR_ARGUMENT.
- * - NULL where an object or output is needed is FTPCLIENT_ERR_ARGUMENT.
+ * - NULL where an object or output is needed is FTPCLIENT_ERR_ARGUMENT; a function that returns no result
+ * says what it makes of NULL.
  *
  * Turns
  *   The daemon runs one job at a time, and its answers do not say whose. So programs take turns: the library
  *   holds an exclusive lock on the file "<control socket>.turn" from before it starts a job until it has read
  *   the outcome. Programs that wait get their turn in the order in which they came. A program that takes no
  *   turns can still come between; the library notices, runs the job again when that does no harm, and
- * otherwise answers FTPCLIENT_ERR_UNKNOWN_OUTCOME. It never takes another program's success for its own.
+ *   otherwise answers FTPCLIENT_ERR_UNKNOWN_OUTCOME. It never takes another program's success for its own.
  */
 #ifndef FTPCLIENT_H
 #define FTPCLIENT_H
@@ -250,7 +252,7 @@ typedef struct ftpclient_notice {
  * ftpclient_close(). ERR_TOO_LONG for the path, ERR_NO_MEMORY. */
 FTPCLIENT_API int ftpclient_open(const char *socket_path, ftpclient_t **client);
 
-/* ftpclient_open(), then ftpclient_ping(): fails as either does. */
+/* ftpclient_open(), then ftpclient_ping(): fails as either does. Free *client with ftpclient_close(). */
 FTPCLIENT_API int ftpclient_connect(const char *socket_path, int timeout_ms, ftpclient_t **client);
 
 /* Frees the client; calls that it began live on. NULL is a no-op. A running job continues. */
@@ -334,18 +336,20 @@ FTPCLIENT_API int ftpclient_begin_run(const ftpclient_t *client, int job, const 
  * the same one for the whole life of the call. It stays the call's: do not read or close it. -1 for NULL. */
 FTPCLIENT_API int ftpclient_call_fd(const ftpclient_call_t *call);
 
-/* Goes on as far as it can: FTPCLIENT_PENDING, or what the call has come to, each time again. */
+/* Goes on as far as it can: FTPCLIENT_PENDING, or what the call has come to, each time again: a result as the
+ * function of the same name returns it. */
 FTPCLIENT_API int ftpclient_call_finish(ftpclient_call_t *call);
 
 /* Ends the call early: while it waits for its turn at once, while its job runs by cancelling that. It is over
- * when ftpclient_call_finish() says so, as a rule with FTPCLIENT_RESULT_CANCELED. */
+ * when ftpclient_call_finish() says so, as a rule with FTPCLIENT_RESULT_CANCELED. FTPCLIENT_OK, also for a
+ * call that is over. */
 FTPCLIENT_API int ftpclient_call_stop(ftpclient_call_t *call);
 
-/* What the call is doing, an ftpclient_phase. */
+/* What the call is doing, an ftpclient_phase; FTPCLIENT_PHASE_DONE for NULL. */
 FTPCLIENT_API int ftpclient_call_phase(const ftpclient_call_t *call);
 
 /* 0, or the errno for which this call goes on without a turn: it may have to give ERR_UNKNOWN_OUTCOME more
- * often. Known when the call has left FTPCLIENT_PHASE_TURN. */
+ * often. Known when the call has left FTPCLIENT_PHASE_TURN; 0 for NULL. */
 FTPCLIENT_API int ftpclient_call_turn_error(const ftpclient_call_t *call);
 
 /* The state that was last seen: the answer of ftpclient_begin_poll(), the progress of a run. All zero before.
@@ -353,7 +357,8 @@ FTPCLIENT_API int ftpclient_call_turn_error(const ftpclient_call_t *call);
 FTPCLIENT_API int ftpclient_call_state(const ftpclient_call_t *call, ftpclient_state_t *state,
                                        size_t state_size);
 
-/* The answer of ftpclient_begin_ping(): the ftpclient_result of the daemon's last start of a job. */
+/* The answer of ftpclient_begin_ping(): the ftpclient_result of the daemon's last start of a job; 0 before.
+ */
 FTPCLIENT_API int ftpclient_call_last_result(const ftpclient_call_t *call, int32_t *last_result);
 
 /* The outcome of a run, as ftpclient_run() gives it; before the end, what is known so far. */
@@ -383,8 +388,9 @@ FTPCLIENT_API const char *ftpclient_request_complaint(const ftpclient_request_t 
  * 65535. */
 FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port);
 
-/* At most 31 and 223 bytes, for Zixi 63 and 127; both may be empty. ERR_CHARACTER for CR and LF. Neither is
- * set when one is refused. The caller's own copy of the password is the caller's to wipe. */
+/* User and password: at most 31 and 223 bytes, for Zixi 63 and 127; both may be empty. ERR_CHARACTER for CR
+ * and LF. Neither is set when one is refused. The caller's own copy of the password is the caller's to wipe.
+ */
 FTPCLIENT_API int ftpclient_request_set_login(ftpclient_request_t *request, const char *user,
                                               const char *password);
 
@@ -397,7 +403,7 @@ FTPCLIENT_API int ftpclient_request_set_remote_path(ftpclient_request_t *request
  * ERR_ARGUMENT when it does not begin with '/'. */
 FTPCLIENT_API int ftpclient_request_set_local_path(ftpclient_request_t *request, const char *path);
 
-/* FTP and FTPS: 0 = the server connects to the device for data. */
+/* FTP and FTPS: 0 = the server connects to the device for data; not 0, as it begins: the device connects. */
 FTPCLIENT_API int ftpclient_request_set_passive(ftpclient_request_t *request, int passive);
 
 /* An HTTP proxy; host and port as in ftpclient_request_set_server(), at most 255 bytes. An empty host: none.
@@ -427,23 +433,24 @@ FTPCLIENT_API int ftpclient_request_set_resume(ftpclient_request_t *request, int
  * so in any case. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_verify(ftpclient_request_t *request, int verify);
 
-/* How long the whole call may wait for other programs before it gives ERR_TURN: for the turn, and for jobs of
- * programs that take none. 0: not at all. Negative, as it begins: as long as its timeout_ms allows. */
+/* How many milliseconds the whole call may wait for other programs before it gives ERR_TURN: for the turn,
+ * and for jobs of programs that take none. 0: not at all. Negative, as it begins: as long as its timeout_ms
+ * allows. */
 FTPCLIENT_API int ftpclient_request_set_turn_timeout(ftpclient_request_t *request, int timeout_ms);
 
-/* A job in which no byte has moved for so long is cancelled: ERR_SILENT. Negative, as it begins: never; the
- * daemon has limits of its own. */
+/* A job in which no byte has moved for so many milliseconds is cancelled: ERR_SILENT. Negative, as it begins:
+ * never; the daemon has limits of its own. */
 FTPCLIENT_API int ftpclient_request_set_silence(ftpclient_request_t *request, int limit_ms);
 
-/* Zixi: 0 = fail with FTPCLIENT_RESULT_REMOTE_FILE_EXISTS when the remote file exists. ERR_ARGUMENT for
- * others. */
+/* Zixi: 0 = fail with FTPCLIENT_RESULT_REMOTE_FILE_EXISTS when the remote file exists; not 0, as it begins:
+ * replace it. ERR_ARGUMENT for others. */
 FTPCLIENT_API int ftpclient_request_set_overwrite(ftpclient_request_t *request, int overwrite);
 
 /* ---- Notices: one program at a time receives them, in the place of the network manager ---- */
 
 /* Listens at `socket_path` (NULL: FTPCLIENT_NOTICE_SOCKET); does not block. A socket left behind by a program
  * that is gone is replaced; ERR_IN_USE when somebody listens there. Also ERR_TOO_LONG, ERR_NO_MEMORY,
- * ERR_SYSTEM. */
+ * ERR_SYSTEM. Close *notices with ftpclient_notices_close(). */
 FTPCLIENT_API int ftpclient_notices_open(const char *socket_path, ftpclient_notices_t **notices);
 
 /* A descriptor that becomes readable (poll, select, epoll) when ftpclient_notices_receive() has something to
@@ -456,22 +463,24 @@ FTPCLIENT_API int ftpclient_notices_fd(const ftpclient_notices_t *notices);
 FTPCLIENT_API int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *notice,
                                             size_t notice_size, int timeout_ms);
 
-/* Stops listening, removes the socket unless it has been replaced, frees. NULL is a no-op. */
+/* Stops listening, removes the socket unless it has been replaced, frees; does not block. NULL is a no-op. */
 FTPCLIENT_API void ftpclient_notices_close(ftpclient_notices_t *notices);
 
 /* ---- Words. None of these returns NULL; the texts are constant. ---- */
 
-/* Why a job failed: an ftpclient_cause from its result and progress, as a state or a notice has them. Local
- * causes that need a look at the local file are known to an outcome alone. */
+/* Why a job failed: an ftpclient_cause from its result and progress, as a state or a notice has them;
+ * progress may be NULL where it is not known. Local causes that need a look at the local file are known to an
+ * outcome alone. */
 FTPCLIENT_API int ftpclient_cause_of(int result, const ftpclient_progress_t *progress);
 
-/* A sentence for an ftpclient_cause, such as "the server refused the login". */
+/* A sentence for an ftpclient_cause, such as "the connection broke"; for any other number "unknown cause". */
 FTPCLIENT_API const char *ftpclient_cause_text(int cause);
 
-/* A short name for programs, such as "login-refused". */
+/* A short name for programs, such as "login-refused"; for any other number "unknown". */
 FTPCLIENT_API const char *ftpclient_cause_name(int cause);
 
-/* A few words for an ftpclient_error or an ftpclient_result. */
+/* A few words for an ftpclient_error or an ftpclient_result; for any other number "unknown error" or, above
+ * 0, "unknown result". */
 FTPCLIENT_API const char *ftpclient_strerror(int code);
 
 /* The name that documentation and logs use for an ftpclient_result, e.g. "FTPCD_ERR_BUSY"; "unknown result".
