@@ -3,14 +3,12 @@
 #include "ftpctl/failure.h"
 #include "ftpctl/interrupts.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,62 +16,39 @@
 namespace
 {
 
-// This program's environment with the event's variables in the place of those of their names.
-std::vector<std::string> environment_for(const event_t &event)
-{
-    const std::vector<std::string> names = event_variable_names();
-    std::vector<std::string> all = event.variables;
-    for (char **variable = environ; *variable != nullptr; variable++) {
-        const std::string text = *variable;
-        if (std::ranges::find(names, text.substr(0, text.find('='))) == names.end())
-            all.push_back(text);
-    }
-    return all;
-}
+constexpr const char *SHELL = "/bin/sh";
 
-std::vector<char *> pointers_to(std::vector<std::string> &texts)
+// In the child: becomes the command. What this program does with signals is not its business.
+[[noreturn]] void become(const std::string &command, event_t event, const sigset_t &mask)
 {
-    std::vector<char *> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string &text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// What this program does with signals is not the command's business.
-void set_signals(posix_spawnattr_t *attributes, const sigset_t &mask)
-{
-    sigset_t defaults;
-    sigemptyset(&defaults);
+    setpgid(0, 0);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
-        sigaddset(&defaults, number);
-    posix_spawnattr_setsigdefault(attributes, &defaults);
-    posix_spawnattr_setsigmask(attributes, &mask);
-    posix_spawnattr_setpgroup(attributes, 0);
-    posix_spawnattr_setflags(attributes,
-                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+        signal(number, SIG_DFL);
+    for (const std::string &name : event_variable_names())
+        unsetenv(name.c_str());
+    for (std::string &variable : event.variables)
+        putenv(variable.data());
+    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    execl(SHELL, SHELL, "-c", command.c_str(), nullptr);
+    _exit(127);
 }
 
 // The child's process id. Throws failure when there can be no child.
 pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
 {
-    std::vector<std::string> words = {"/bin/sh", "-c", command};
-    std::vector<std::string> variables = environment_for(event);
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_t files;
-    posix_spawnattr_init(&attributes);
-    posix_spawn_file_actions_init(&files);
-    set_signals(&attributes, mask);
-    posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    pid_t child = 0;
-    const int error = posix_spawn(&child, "/bin/sh", &files, &attributes, pointers_to(words).data(),
-                                  pointers_to(variables).data());
-    posix_spawn_file_actions_destroy(&files);
-    posix_spawnattr_destroy(&attributes);
-    if (error != 0)
-        throw failure(STATUS_LOCAL, std::string("--exec: /bin/sh: ") + strerror(error));
-    setpgid(child, child); // an emulator goes on before the child has done so; kill() must find the group
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before); // a signal for the child must not run this program's handler
+    const pid_t child = access(SHELL, X_OK) == 0 ? fork() : -1;
+    if (child == 0)
+        become(command, event, mask);
+    const int error = errno;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (child == -1)
+        throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(error));
+    setpgid(child, child); // the child may not have done so yet; kill() must find the group
     return child;
 }
 

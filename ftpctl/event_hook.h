@@ -21,20 +21,22 @@ public:
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
 
-    // Prints the event as event_print() does, and runs the command for it in its turn.
+    // Prints the event as event_print() does, and then add(). Throws failure as either does.
     void tell(const event_t &event, const options_t &options);
 
-    // Runs the command for the event in its turn. Never waits.
+    // Runs the command for the event in its turn. Never waits. Throws failure (STATUS_LOCAL) when the system
+    // allows no further process.
     void add(const event_t &event);
 
     // Waits until `fd` (-1: none) can be read, an interrupt has come, a command has ended or `limit_ms` is
-    // over (-1: never). Starts the next command where one has ended.
+    // over (-1: never). Starts the next command where one has ended; throws failure as add() does.
     void wait(int fd, int limit_ms);
 
     bool busy() const { return child_ != 0 || !waiting_.empty(); }
 
     // Waits until all have run. At an interrupt the one that runs is asked to end (SIGTERM) and waited for,
     // the others are given up, which is told. False when a command has failed, which was told when it did.
+    // Throws failure as add() does.
     bool finish();
 
 private:
