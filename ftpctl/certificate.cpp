@@ -31,19 +31,13 @@ constexpr key_kind_t KEY_KINDS[] = {
     {EVP_PKEY_RSA_PSS, "RSA-PSS", 0}, {EVP_PKEY_ED25519, "Ed25519", 256}, {EVP_PKEY_ED448, "Ed448", 456},
 };
 
-bio_t source_of(std::string_view bytes)
-{
-    return bio_t(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
-}
-
 certificate_t read(std::string_view bytes)
 {
-    const bio_t pem = source_of(bytes);
-    certificate_t certificate(PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
-    if (certificate != nullptr)
-        return certificate;
-    const bio_t der = source_of(bytes);
-    return certificate_t(d2i_X509_bio(der.get(), nullptr));
+    const bio_t source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
+    certificate_t certificate(PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr));
+    if (certificate == nullptr && BIO_reset(source.get()) == 1)
+        certificate.reset(d2i_X509_bio(source.get(), nullptr));
+    return certificate;
 }
 
 octets_t der_of(X509 *certificate)

@@ -29,31 +29,19 @@ constexpr key_kind_t KINDS[] = {
 
 using bytes_view_t = std::span<const unsigned char>;
 
-// Takes one string, a big-endian length and as many bytes, off the front of `rest`.
-std::optional<bytes_view_t> take_string(bytes_view_t &rest)
-{
-    if (rest.size() < LENGTH_BYTES)
-        return std::nullopt;
-    size_t length = 0;
-    for (const unsigned char byte : rest.first(LENGTH_BYTES))
-        length = length << 8 | byte;
-    rest = rest.subspan(LENGTH_BYTES);
-    if (length > rest.size())
-        return std::nullopt;
-    const bytes_view_t string = rest.first(length);
-    rest = rest.subspan(length);
-    return string;
-}
-
-// The strings that a key is made of; none when it is no such sequence.
+// The strings that a key is made of, each a big-endian length and as many bytes; none when it is no such
+// sequence.
 std::vector<bytes_view_t> strings_of(bytes_view_t key)
 {
     std::vector<bytes_view_t> strings;
     while (!key.empty()) {
-        const auto string = take_string(key);
-        if (!string)
+        uint64_t length = 0;
+        for (const unsigned char byte : key.first(std::min(LENGTH_BYTES, key.size())))
+            length = length << 8 | byte;
+        if (LENGTH_BYTES + length > key.size())
             return {};
-        strings.push_back(*string);
+        strings.push_back(key.subspan(LENGTH_BYTES, static_cast<size_t>(length)));
+        key = key.subspan(LENGTH_BYTES + static_cast<size_t>(length));
     }
     return strings;
 }

@@ -1,6 +1,7 @@
 #include "ftpctl/password.h"
 
 #include "ftpctl/failure.h"
+#include "ftpctl/handles.h"
 #include "ftpctl/interrupts.h"
 #include "libftpclient/ftpclient.h"
 
@@ -20,15 +21,6 @@ namespace
 
 constexpr size_t LONGEST = 4096; // bytes; no field is nearly as long
 constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
-
-struct descriptor {
-    int fd;
-    ~descriptor()
-    {
-        if (fd > STDERR_FILENO)
-            close(fd);
-    }
-};
 
 // A terminal without echo for one scope, in which a Ctrl-Z (SIGTSTP) is heard on `stop_fd` instead of
 // stopping.
@@ -132,11 +124,12 @@ std::string without_return(std::string line)
 std::string from_file(const char *option, const std::string &file)
 {
     const std::string name = std::string(option) + " " + file;
-    const descriptor source = {file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (source.fd == -1)
+    const descriptor source(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                        : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!source.is_open())
         throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
     std::string line;
-    read_line(source.fd, -1, line, name);
+    read_line(source.fd(), -1, line, name);
     return without_return(line);
 }
 

@@ -110,33 +110,25 @@ constexpr cause_t CAUSES[] = {
 constexpr int HIGHEST_RESULT = 29; // what stands above would meet the causes
 constexpr int UNKNOWN_RESULT = 120;
 
-struct error_status_t {
-    int error;
+struct own_status_t {
     exit_status status;
+    std::initializer_list<int> codes; // ftpclient_error, ftpclient_result
 };
 
-// What is not named here is a fault on this side.
-constexpr error_status_t ERRORS[] = {
-    {FTPCLIENT_OK, STATUS_DONE},
-    {FTPCLIENT_ERR_ARGUMENT, STATUS_USAGE},
-    {FTPCLIENT_ERR_TOO_LONG, STATUS_USAGE},
-    {FTPCLIENT_ERR_CHARACTER, STATUS_USAGE},
-    {FTPCLIENT_ERR_INCOMPLETE, STATUS_USAGE},
-    {FTPCLIENT_ERR_NO_DAEMON, STATUS_NO_DAEMON},
-    {FTPCLIENT_ERR_DISCONNECTED, STATUS_NO_DAEMON},
-    {FTPCLIENT_ERR_NO_ANSWER, STATUS_NO_DAEMON},
-    {FTPCLIENT_ERR_TIMEOUT, STATUS_TIMEOUT},
-    {FTPCLIENT_ERR_SILENT, STATUS_TIMEOUT},
-    {FTPCLIENT_ERR_PROTOCOL, STATUS_BAD_ANSWER},
-    {FTPCLIENT_ERR_UNREAD, STATUS_BAD_ANSWER},
-    {FTPCLIENT_ERR_TURN, STATUS_BUSY},
-    {FTPCLIENT_RESULT_BUSY, STATUS_BUSY},
-    {FTPCLIENT_ERR_DENIED, STATUS_DENIED},
-    {FTPCLIENT_ERR_UNKNOWN_OUTCOME, STATUS_UNKNOWN},
-    {FTPCLIENT_ERR_NO_RESUME, STATUS_NO_RESUME},
-    {FTPCLIENT_ERR_DIFFERENT, STATUS_DIFFERENT},
-    {FTPCLIENT_ERR_OUT_OF_SIGHT, STATUS_UNSEEN},
-    {FTPCLIENT_ERR_READ_ONLY, STATUS_UNSEEN},
+// What is not named here is a fault on this side, or a failed job's.
+constexpr own_status_t STATUSES[] = {
+    {STATUS_DONE, {FTPCLIENT_OK}},
+    {STATUS_USAGE,
+     {FTPCLIENT_ERR_ARGUMENT, FTPCLIENT_ERR_TOO_LONG, FTPCLIENT_ERR_CHARACTER, FTPCLIENT_ERR_INCOMPLETE}},
+    {STATUS_NO_DAEMON, {FTPCLIENT_ERR_NO_DAEMON, FTPCLIENT_ERR_DISCONNECTED, FTPCLIENT_ERR_NO_ANSWER}},
+    {STATUS_BUSY, {FTPCLIENT_ERR_TURN, FTPCLIENT_RESULT_BUSY}},
+    {STATUS_BAD_ANSWER, {FTPCLIENT_ERR_PROTOCOL, FTPCLIENT_ERR_UNREAD}},
+    {STATUS_NO_RESUME, {FTPCLIENT_ERR_NO_RESUME}},
+    {STATUS_TIMEOUT, {FTPCLIENT_ERR_TIMEOUT, FTPCLIENT_ERR_SILENT}},
+    {STATUS_UNKNOWN, {FTPCLIENT_ERR_UNKNOWN_OUTCOME}},
+    {STATUS_DENIED, {FTPCLIENT_ERR_DENIED}},
+    {STATUS_DIFFERENT, {FTPCLIENT_ERR_DIFFERENT}},
+    {STATUS_UNSEEN, {FTPCLIENT_ERR_OUT_OF_SIGHT, FTPCLIENT_ERR_READ_ONLY}},
 };
 
 std::vector<status_t> make_table()
@@ -170,9 +162,10 @@ const status_t &status_find(int status)
 
 int status_of(int code, int cause)
 {
-    const auto *error = std::ranges::find(ERRORS, code, &error_status_t::error);
-    if (error != std::end(ERRORS))
-        return error->status;
+    for (const own_status_t &own : STATUSES) {
+        if (std::ranges::find(own.codes, code) != own.codes.end())
+            return own.status;
+    }
     if (code < 0)
         return STATUS_LOCAL;
     if (cause >= FTPCLIENT_CAUSE_LOGIN && cause <= FTPCLIENT_CAUSE_PROXY_REFUSED)
