@@ -1,8 +1,5 @@
-#include "ftpctl/cli.h"
-
 #include "ftpctl/commands.h"
 #include "ftpctl/duration.h"
-#include "ftpctl/listen.h"
 #include "ftpctl/report.h"
 #include "ftpctl/statuses.h"
 #include "ftpctl/watch.h"

@@ -3,8 +3,8 @@
 #include "ftpctl/duration.h"
 #include "ftpctl/interrupts.h"
 #include "ftpctl/json.h"
-#include "ftpctl/output.h"
 #include "ftpctl/progress.h"
+#include "ftpctl/report.h"
 #include "ftpctl/text.h"
 
 #include <chrono>
@@ -23,6 +23,13 @@ constexpr int STATE_MS = 1000;
 constexpr std::chrono::seconds WAITING_TOLD_AFTER{1};
 constexpr std::chrono::seconds OBJECT_EVERY{1};
 
+std::string size_of(const ftpclient_progress_t &progress)
+{
+    const std::string done = text_size(static_cast<double>(progress.transferred_bytes));
+    return progress.total_bytes > 0 ? done + " of " + text_size(static_cast<double>(progress.total_bytes))
+                                    : done;
+}
+
 // What people see of one call.
 class call_view
 {
@@ -32,7 +39,17 @@ public:
     {
     }
 
-    void look(const ftpclient_call_t *call);
+    void look(const ftpclient_call_t *call)
+    {
+        const int phase = ftpclient_call_phase(call);
+        if (phase == FTPCLIENT_PHASE_TURN || phase == FTPCLIENT_PHASE_BUSY)
+            tell_waiting(phase);
+        else if (phase == FTPCLIENT_PHASE_TRANSFER)
+            show(call);
+        else if (phase == FTPCLIENT_PHASE_STOPPING)
+            tell_stopping();
+    }
+
     void say(const std::string &line) { display_.say(line); }
 
 private:
@@ -44,78 +61,48 @@ private:
     bool is_stopping_told_ = false;
     steady_clock::time_point next_object_ = steady_clock::now();
 
-    void tell_waiting(int phase);
-    void tell_stopping();
-    void show(const ftpclient_call_t *call);
-};
-
-std::string size_of(const ftpclient_progress_t &progress)
-{
-    const std::string done = text_size(static_cast<double>(progress.transferred_bytes));
-    return progress.total_bytes > 0 ? done + " of " + text_size(static_cast<double>(progress.total_bytes))
-                                    : done;
-}
-
-void call_view::tell_waiting(int phase)
-{
-    const auto now = steady_clock::now();
-    if (!waiting_since_)
-        waiting_since_ = now;
-    if (options_.quiet || is_waiting_told_ || now - *waiting_since_ < WAITING_TOLD_AFTER)
-        return;
-    is_waiting_told_ = true;
-    std::string line = phase == FTPCLIENT_PHASE_BUSY ? "waiting for another program's job"
-                                                     : "waiting for another program's turn";
-    ftpclient_state_t state = {};
-    if (ftpclient_poll(client_, &state, sizeof state, STATE_MS) == FTPCLIENT_OK && state.running != 0) {
-        const char *kind = text_job_kind(state.job);
-        line +=
-            "; running: " + std::string(kind != nullptr ? kind : "a job") + ", " + size_of(state.progress);
+    void tell_waiting(int phase)
+    {
+        const auto now = steady_clock::now();
+        if (!waiting_since_)
+            waiting_since_ = now;
+        if (options_.quiet || is_waiting_told_ || now - *waiting_since_ < WAITING_TOLD_AFTER)
+            return;
+        is_waiting_told_ = true;
+        std::string line = phase == FTPCLIENT_PHASE_BUSY ? "waiting for another program's job"
+                                                         : "waiting for another program's turn";
+        ftpclient_state_t state = {};
+        if (ftpclient_poll(client_, &state, sizeof state, STATE_MS) == FTPCLIENT_OK && state.running != 0)
+            line += "; running: " + text_job(state.job) + ", " + size_of(state.progress);
+        say(line);
     }
-    display_.say(line);
-}
 
-// The call has come to the end of its time: nothing else makes it stop by itself.
-void call_view::tell_stopping()
-{
-    if (is_stopping_told_)
-        return;
-    is_stopping_told_ = true;
-    if (!interrupts_seen())
-        display_.say(options_.timeout
-                         ? "out of time, cancelling the job"
-                         : "nothing has moved for " + duration_text(SILENCE_LIMIT) + ", cancelling the job");
-}
+    // The call has come to the end of its time: nothing else makes it stop by itself.
+    void tell_stopping()
+    {
+        if (is_stopping_told_)
+            return;
+        is_stopping_told_ = true;
+        if (interrupts_seen())
+            return;
+        say(options_.timeout
+                ? "out of time, cancelling the job"
+                : "nothing has moved for " + duration_text(SILENCE_LIMIT) + ", cancelling the job");
+    }
 
-void call_view::show(const ftpclient_call_t *call)
-{
-    ftpclient_state_t state = {};
-    if (ftpclient_call_state(call, &state, sizeof state) != FTPCLIENT_OK || state.running == 0)
-        return;
-    display_.update(state.progress);
-    const auto now = steady_clock::now();
-    if (!options_.json || !options_.progress || now < next_object_)
-        return;
-    output_line(json_progress(options_.command, state.progress));
-    next_object_ = now + OBJECT_EVERY;
-}
-
-void call_view::look(const ftpclient_call_t *call)
-{
-    const int phase = ftpclient_call_phase(call);
-    if (phase == FTPCLIENT_PHASE_TURN || phase == FTPCLIENT_PHASE_BUSY)
-        tell_waiting(phase);
-    else if (phase == FTPCLIENT_PHASE_TRANSFER)
-        show(call);
-    else if (phase == FTPCLIENT_PHASE_STOPPING)
-        tell_stopping();
-}
-
-bool runs_job(const ftpclient_call_t *call)
-{
-    const int phase = ftpclient_call_phase(call);
-    return phase == FTPCLIENT_PHASE_TRANSFER || phase == FTPCLIENT_PHASE_LOOKING_UP;
-}
+    void show(const ftpclient_call_t *call)
+    {
+        ftpclient_state_t state = {};
+        if (ftpclient_call_state(call, &state, sizeof state) != FTPCLIENT_OK || state.running == 0)
+            return;
+        display_.update(state.progress);
+        const auto now = steady_clock::now();
+        if (!options_.json || !options_.progress || now < next_object_)
+            return;
+        output_line(json_progress(options_.command, state.progress));
+        next_object_ = now + OBJECT_EVERY;
+    }
+};
 
 } // namespace
 
@@ -135,7 +122,7 @@ void driver::tell_turn_error(const ftpclient_call_t *call)
 }
 
 // An interrupt stays readable, so it is looked for only until the call was stopped.
-int driver::run(ftpclient_call_t *call)
+int driver::drive(ftpclient_call_t *call)
 {
     call_view view(options_, client_.get());
     bool is_stopped = false;
@@ -144,7 +131,9 @@ int driver::run(ftpclient_call_t *call)
         tell_turn_error(call);
         view.look(call);
         if (interrupts_seen() && !is_stopped) {
-            view.say(runs_job(call) ? "interrupted, cancelling the job" : "interrupted");
+            const int phase = ftpclient_call_phase(call);
+            const bool has_job = phase == FTPCLIENT_PHASE_TRANSFER || phase == FTPCLIENT_PHASE_LOOKING_UP;
+            view.say(has_job ? "interrupted, cancelling the job" : "interrupted");
             ftpclient_call_stop(call);
             is_stopped = true;
             continue;

@@ -1,7 +1,7 @@
 #include "ftpctl/event.h"
 
 #include "ftpctl/json.h"
-#include "ftpctl/output.h"
+#include "ftpctl/report.h"
 #include "ftpctl/text.h"
 
 namespace
@@ -24,12 +24,14 @@ void set(event_t &event, const char *name, const std::string &value)
 
 void set(event_t &event, const char *name, int64_t value) { set(event, name, std::to_string(value)); }
 
-void set_common(event_t &event, const char *name, time_t now)
+event_t begin(const char *name, time_t now, const std::string &line, const std::string &json)
 {
+    event_t event = {line, json, {}};
     set(event, "EVENT", name);
     set(event, "TIME", static_cast<int64_t>(now));
-    set(event, "LINE", event.line);
-    set(event, "JSON", event.json);
+    set(event, "LINE", line);
+    set(event, "JSON", json);
+    return event;
 }
 
 void set_result(event_t &event, int result)
@@ -54,29 +56,16 @@ void set_job(event_t &event, int result, const ftpclient_progress_t &progress)
     set(event, "RETRY_COUNT", progress.retries);
 }
 
-// By notice code.
-struct completion_t {
-    const char *event;
-    int job;
-};
-constexpr completion_t COMPLETIONS[] = {
-    {"download", FTPCLIENT_DOWNLOAD}, {"upload", FTPCLIENT_UPLOAD}, {"info", FTPCLIENT_FILE_INFO}};
-
-event_t event_of_start(const ftpclient_notice_t &notice, time_t now)
+std::string line_of_start(const ftpclient_notice_t &notice)
 {
-    event_t event;
-    event.line = notice.result == FTPCLIENT_RESULT_NONE
-                     ? "daemon started"
-                     : "daemon failed to start, " + text_result(notice.result, notice.progress);
-    event.json = json_notice(notice, now);
-    set_common(event, "started", now);
-    set_result(event, notice.result);
-    return event;
+    return notice.result == FTPCLIENT_RESULT_NONE
+               ? "daemon started"
+               : "daemon failed to start, " + text_result(notice.result, notice.progress);
 }
 
 std::string line_of_end(int job, int result, const ftpclient_progress_t &progress)
 {
-    const std::string kind = text_job_kind(job);
+    const std::string kind = text_job(job);
     if (result == FTPCLIENT_RESULT_NONE)
         return kind + " done, " + text_outcome(progress);
     return kind + " failed, " + text_amount(progress) + ", " + text_result(result, progress);
@@ -101,26 +90,23 @@ void event_print(const event_t &event, const options_t &options)
 
 event_t event_of_notice(const ftpclient_notice_t &notice, time_t now)
 {
-    if (notice.code == FTPCLIENT_NOTICE_STARTED)
-        return event_of_start(notice, now);
-    const completion_t &kind = COMPLETIONS[notice.code];
-    event_t event;
-    event.line = line_of_end(kind.job, notice.result, notice.progress);
-    event.json = json_notice(notice, now);
-    set_common(event, kind.event, now);
+    const std::string json = json_notice(notice, now);
+    if (notice.code == FTPCLIENT_NOTICE_STARTED) {
+        event_t event = begin("started", now, line_of_start(notice), json);
+        set_result(event, notice.result);
+        return event;
+    }
+    const int job = text_job_of(notice);
+    event_t event = begin(text_job_word(job), now, line_of_end(job, notice.result, notice.progress), json);
     set_job(event, notice.result, notice.progress);
     return event;
 }
 
 event_t event_of_state(const ftpclient_state_t &state, time_t now)
 {
-    const char *kind = text_job_kind(state.job);
-    event_t event;
-    event.line = text_state(state);
-    event.json = json_state_event(state, now);
-    set_common(event, "state", now);
+    event_t event = begin("state", now, text_state(state), json_state_event(state, now));
     set(event, "RUNNING", state.running);
-    set(event, "JOB", kind != nullptr ? kind : "no job");
+    set(event, "JOB", text_job(state.job, "no job"));
     set(event, "CANCEL", state.cancelled);
     set_job(event, state.result, state.progress);
     return event;
@@ -129,10 +115,9 @@ event_t event_of_state(const ftpclient_state_t &state, time_t now)
 event_t event_of_daemon(int error, time_t now)
 {
     const bool is_there = error == FTPCLIENT_OK;
-    event_t event;
-    event.line = is_there ? "daemon back" : std::string("daemon gone, ") + ftpclient_strerror(error);
-    event.json = json_daemon_event(is_there, now);
-    set_common(event, "daemon", now);
+    const std::string line =
+        is_there ? "daemon back" : std::string("daemon gone, ") + ftpclient_strerror(error);
+    event_t event = begin("daemon", now, line, json_daemon_event(is_there, now));
     set(event, "RUNNING", is_there ? 1 : 0);
     return event;
 }

@@ -24,5 +24,6 @@ event_t event_of_state(const ftpclient_state_t &state, time_t now);
 // The daemon is back (FTPCLIENT_OK), or gone: the ftpclient_error that a question to it has met.
 event_t event_of_daemon(int error, time_t now);
 
-// Prints the event as the options want it; with --quiet only where no command of --exec takes it.
+// Prints the event as the options want it; with --quiet only where no command of --exec takes it. Throws
+// failure (STATUS_LOCAL) when it cannot be written.
 void event_print(const event_t &event, const options_t &options);

@@ -17,12 +17,6 @@ constexpr const char *NAME = "f"; // short, for the path has a limit
 
 std::string file_name(const options_t &options) { return options.files.empty() ? "" : options.files.front(); }
 
-void run(driver &driver, job_t &job, const logins_t &logins, report_t &report)
-{
-    request_set_logins(job, logins);
-    job_run(driver, job, report);
-}
-
 job_t build(const options_t &options, const url_t &url, const std::string &local)
 {
     return request_build(options, FTPCLIENT_DOWNLOAD, url, options.url, local);
@@ -38,7 +32,8 @@ void to_standard_output(const options_t &options, const url_t &url, report_t &re
     const private_folder folder(private_folder::pattern(), options.socket);
     const std::string local = folder.file(NAME);
     job_t job = build(options, url, local);
-    run(driver, job, logins, report);
+    request_set_logins(job, logins);
+    job_run(driver, job, report);
     const std::string content = file_content(local, DOWNLOAD_MAX);
     if (fwrite(content.data(), 1, content.size(), stdout) != content.size() || fflush(stdout) != 0)
         throw failure(STATUS_LOCAL, "cannot write to standard output");
@@ -71,7 +66,8 @@ void to_file(const options_t &options, const url_t &url, report_t &report)
     const std::string local = folder.file(NAME);
     job_t job = build(options, url, local);
     job.local = target; // for messages
-    run(driver, job, logins, report);
+    request_set_logins(job, logins);
+    job_run(driver, job, report);
     file_put_in_place(local, target);
     report.message = target + ": " + text_outcome(report.outcome->progress);
 }

@@ -1,7 +1,6 @@
 // identity: who a server is.
-#include "ftpctl/identity.h"
-
 #include "ftpctl/commands.h"
+
 #include "ftpctl/interrupts.h"
 #include "ftpctl/job.h"
 #include "ftpctl/local_file.h"

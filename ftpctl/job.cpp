@@ -1,31 +1,49 @@
 #include "ftpctl/job.h"
 
-#include "ftpctl/route.h"
-
 #include <cerrno>
+#include <netdb.h>
+#include <sys/socket.h>
 
 int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome)
 {
-    ftpclient_call_t *begun = nullptr;
-    const int error =
-        ftpclient_begin_run(driver.client(), job.kind, job.request.get(), driver.left_ms(), &begun);
-    const call_t call(begun);
-    if (error != FTPCLIENT_OK)
-        return error;
-    const int code = driver.run(call.get());
+    const auto [code, call] = driver.run(ftpclient_begin_run, job.kind, job.request.get());
     const int kept = errno;
     ftpclient_call_outcome(call.get(), outcome, sizeof *outcome);
     errno = kept;
     return code;
 }
 
+// To connect a datagram socket only chooses the route.
+static bool has_route(const addrinfo &address)
+{
+    const descriptor probe(socket(address.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return !probe.is_open() || connect(probe.fd(), address.ai_addr, address.ai_addrlen) == 0 ||
+           (errno != ENETUNREACH && errno != EHOSTUNREACH);
+}
+
+// False when this device knows no route to any address of the host. Sends nothing, but looks the name up,
+// which may take seconds. True when the name is not found: then nothing is known.
+static bool route_exists(const server_t &server)
+{
+    const bool is_literal = server.host.starts_with('[') && server.host.ends_with(']');
+    const std::string name = is_literal ? server.host.substr(1, server.host.size() - 2) : server.host;
+    addrinfo wanted = {};
+    wanted.ai_socktype = SOCK_DGRAM;
+    addrinfo *found = nullptr;
+    if (getaddrinfo(name.c_str(), std::to_string(server.port).c_str(), &wanted, &found) != 0)
+        return true;
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, freeaddrinfo);
+    for (const addrinfo *address = found; address != nullptr; address = address->ai_next) {
+        if (has_route(*address))
+            return true;
+    }
+    return false;
+}
+
 // libcurl says the same of a port where nobody listens and of a host without a route.
 static bool lacks_route(const job_t &job, const ftpclient_outcome_t &outcome)
 {
-    if (outcome.cause != FTPCLIENT_CAUSE_NOBODY)
-        return false;
-    return job.proxy ? !route_exists(job.proxy->host, job.proxy->port)
-                     : !route_exists(job.url.host, static_cast<uint32_t>(job.url.port));
+    return outcome.cause == FTPCLIENT_CAUSE_NOBODY && !route_exists(job.proxy ? *job.proxy : job.url);
 }
 
 void job_run(driver &driver, const job_t &job, report_t &report)
@@ -43,11 +61,7 @@ void job_run(driver &driver, const job_t &job, report_t &report)
 
 void job_start(driver &driver, const job_t &job)
 {
-    ftpclient_call_t *begun = nullptr;
-    int code = ftpclient_begin_start(driver.client(), job.kind, job.request.get(), driver.left_ms(), &begun);
-    const call_t call(begun);
-    if (code == FTPCLIENT_OK)
-        code = driver.run(call.get());
+    const auto [code, call] = driver.run(ftpclient_begin_start, job.kind, job.request.get());
     if (code != FTPCLIENT_OK)
         throw job_failure(driver.options(), job, code, {});
 }

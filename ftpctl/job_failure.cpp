@@ -8,15 +8,15 @@
 namespace
 {
 
-std::string server_of(const job_t &job) { return job.url.host + ":" + std::to_string(job.url.port); }
+std::string name_of(const server_t &server) { return server.host + ":" + std::to_string(server.port); }
 
 // libcurl connects to the proxy alone; only what that says of the name tells whose it is.
 std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
 {
     constexpr int SERVER_NAME_NOT_FOUND = 6;
     if (!job.proxy || progress.curl_code == SERVER_NAME_NOT_FOUND)
-        return server_of(job);
-    return "proxy " + job.proxy->host + ":" + std::to_string(job.proxy->port);
+        return name_of(job.url);
+    return "proxy " + name_of(*job.proxy);
 }
 
 // What the sentence is about.
@@ -24,14 +24,14 @@ std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     switch (outcome.cause) {
     case FTPCLIENT_CAUSE_LOGIN:
-        return job.user + "@" + server_of(job);
+        return job.user + "@" + name_of(job.url);
     case FTPCLIENT_CAUSE_NO_NAME:
     case FTPCLIENT_CAUSE_NOBODY:
     case FTPCLIENT_CAUSE_UNREACHABLE:
     case FTPCLIENT_CAUSE_PROXY_LOGIN:
         return peer_of(job, outcome.progress);
     case FTPCLIENT_CAUSE_HANDSHAKE:
-        return server_of(job);
+        return name_of(job.url);
     case FTPCLIENT_CAUSE_LOCAL_FULL:
     case FTPCLIENT_CAUSE_NO_LOCAL_FILE:
         return job.local;

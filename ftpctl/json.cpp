@@ -16,7 +16,7 @@ std::string printed(const json &object)
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-json or_null(const std::optional<std::string> &text) { return text ? json(*text) : json(nullptr); }
+json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
 json known(int64_t number) { return number >= 0 ? json(number) : json(nullptr); }
 
@@ -36,24 +36,13 @@ json object_of(const ftpclient_progress_t &progress)
     };
 }
 
-// The events of notices have the same names.
-json kind_of(int job)
-{
-    switch (job) {
-    case FTPCLIENT_DOWNLOAD:
-        return "download";
-    case FTPCLIENT_UPLOAD:
-        return "upload";
-    case FTPCLIENT_FILE_INFO:
-        return "info";
-    default:
-        return nullptr;
-    }
-}
+json or_null(const std::optional<std::string> &text) { return text ? json(*text) : json(nullptr); }
+
+json or_null(const char *text) { return text != nullptr ? json(text) : json(nullptr); }
 
 json object_of_job(int job, int result, const ftpclient_progress_t &progress)
 {
-    return {{"kind", kind_of(job)},
+    return {{"kind", or_null(text_job_word(job))},
             {"result", result},
             {"result_name", ftpclient_result_name(result)},
             {"progress", object_of(progress)}};
@@ -69,18 +58,8 @@ json job_of(const report_t &report)
 
 const char *sent_of(int upload)
 {
-    switch (upload) {
-    case FTPCLIENT_UPLOAD_WHOLE:
-        return "whole";
-    case FTPCLIENT_UPLOAD_REST:
-        return "rest";
-    case FTPCLIENT_UPLOAD_NOTHING:
-        return "nothing";
-    case FTPCLIENT_UPLOAD_MENDED:
-        return "mended";
-    default:
-        return nullptr;
-    }
+    constexpr const char *SENT[] = {nullptr, "whole", "rest", "nothing", "mended"}; // by ftpclient_upload
+    return SENT[upload];
 }
 
 json upload_of(const report_t &report)
@@ -88,14 +67,10 @@ json upload_of(const report_t &report)
     if (!report.outcome || report.job != FTPCLIENT_UPLOAD)
         return nullptr;
     const ftpclient_outcome_t &outcome = *report.outcome;
-    const char *sent = sent_of(outcome.upload);
     return {
-        {"sent", sent != nullptr ? json(sent) : json(nullptr)},
-        {"local_bytes", known(outcome.local_bytes)},
-        {"resumed_bytes", outcome.resumed_bytes},
-        {"remote_bytes", known(outcome.remote_bytes)},
-        {"verified", outcome.verified != 0},
-        {"may_be_spoiled", outcome.may_be_spoiled != 0},
+        {"sent", or_null(sent_of(outcome.upload))}, {"local_bytes", known(outcome.local_bytes)},
+        {"resumed_bytes", outcome.resumed_bytes},   {"remote_bytes", known(outcome.remote_bytes)},
+        {"verified", outcome.verified != 0},        {"may_be_spoiled", outcome.may_be_spoiled != 0},
     };
 }
 
@@ -107,18 +82,16 @@ json file_of(const report_t &report)
     const ftpclient_file_info_t &file = report.outcome->file;
     if (file.exists == 0)
         return {{"exists", false}};
-    const std::string modified = text_iso_time(file);
-    const std::string permissions = text_permissions(file);
     return {
         {"exists", true},
         {"size_bytes", known(file.size_bytes)},
-        {"modified", modified.empty() ? json(nullptr) : json(modified)},
+        {"modified", or_null(text_iso_time(file))},
         {"year", known(file.year)},
         {"month", known(file.month)},
         {"day", known(file.day)},
         {"hour", known(file.hour)},
         {"minute", known(file.minute)},
-        {"permissions", permissions.empty() ? json(nullptr) : json(permissions)},
+        {"permissions", or_null(text_permissions(file))},
         {"is_link", file.is_link > 0},
     };
 }
@@ -152,15 +125,13 @@ json identity_of(const report_t &report)
     return object;
 }
 
-// By notice code.
-struct completion_t {
-    const char *event;
-    int job;
-};
-constexpr completion_t COMPLETIONS[] = {
-    {"download", FTPCLIENT_DOWNLOAD}, {"upload", FTPCLIENT_UPLOAD}, {"info", FTPCLIENT_FILE_INFO}};
-
-json event(const char *name, time_t now) { return {{"event", name}, {"time", static_cast<int64_t>(now)}}; }
+// `more` stands behind what all events have.
+std::string event(const char *name, time_t now, const json &more)
+{
+    json object = {{"event", name}, {"time", static_cast<int64_t>(now)}};
+    object.update(more);
+    return printed(object);
+}
 
 } // namespace
 
@@ -169,9 +140,9 @@ std::string json_report(const report_t &report)
     const bool failed = report.status != STATUS_DONE;
     const status_t &row = status_find(report.status);
     return printed({
-        {"command", report.command.empty() ? json(nullptr) : json(report.command)},
+        {"command", or_null(report.command)},
         {"status", report.status},
-        {"error", failed ? json(row.name) : json(nullptr)},
+        {"error", or_null(failed ? row.name : "")},
         {"message", failed && report.message.empty() ? row.meaning : report.message},
         {"local", or_null(report.local)},
         {"remote", or_null(report.remote)},
@@ -190,28 +161,19 @@ std::string json_progress(const std::string &command, const ftpclient_progress_t
 
 std::string json_notice(const ftpclient_notice_t &notice, time_t now)
 {
-    if (notice.code == FTPCLIENT_NOTICE_STARTED) {
-        json started = event("started", now);
-        started["result"] = notice.result;
-        started["result_name"] = ftpclient_result_name(notice.result);
-        return printed(started);
-    }
-    const completion_t &kind = COMPLETIONS[notice.code];
-    json ended = event(kind.event, now);
-    ended["job"] = object_of_job(kind.job, notice.result, notice.progress);
-    return printed(ended);
+    const int result = notice.result;
+    if (notice.code == FTPCLIENT_NOTICE_STARTED)
+        return event("started", now, {{"result", result}, {"result_name", ftpclient_result_name(result)}});
+    const int job = text_job_of(notice);
+    return event(text_job_word(job), now, {{"job", object_of_job(job, result, notice.progress)}});
 }
 
 std::string json_state_event(const ftpclient_state_t &state, time_t now)
 {
-    json object = event("state", now);
-    object["state"] = object_of(state);
-    return printed(object);
+    return event("state", now, {{"state", object_of(state)}});
 }
 
 std::string json_daemon_event(bool is_there, time_t now)
 {
-    json object = event("daemon", now);
-    object["running"] = is_there;
-    return printed(object);
+    return event("daemon", now, {{"running", is_there}});
 }

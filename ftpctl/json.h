@@ -1,6 +1,6 @@
 // JSON, one object on one line. Every key is always there, null where there is nothing to tell. Sizes are
 // whole numbers of bytes, times seconds, results also have their names. zixi_error is null but after a Zixi
-// job.
+// job. What is not UTF-8 is replaced by U+FFFD.
 #pragma once
 
 #include "ftpctl/report.h"

@@ -1,12 +1,10 @@
-#include "ftpctl/listen.h"
+#include "ftpctl/commands.h"
 
 #include "ftpctl/deadline.h"
 #include "ftpctl/event.h"
 #include "ftpctl/event_hook.h"
-#include "ftpctl/failure.h"
 #include "ftpctl/handles.h"
 #include "ftpctl/interrupts.h"
-#include "ftpctl/report.h"
 #include "ftpctl/statuses.h"
 
 #include <cerrno>

@@ -1,5 +1,4 @@
 // ftpctl: hands jobs to the file-transfer daemon from a shell.
-#include "ftpctl/cli.h"
 #include "ftpctl/report.h"
 
 #include <csignal>

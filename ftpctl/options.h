@@ -47,5 +47,9 @@ struct options_t {
     unsigned long count = 0; // 0: for ever
 };
 
+// Fills `options`. Returns an exit status when there is nothing to run: help was asked for and printed, or
+// the command line is wrong, which is printed on standard error.
+std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options);
+
 // A job in which nothing moves for so long is cancelled, unless --timeout says how long it may take.
 constexpr std::chrono::milliseconds SILENCE_LIMIT = std::chrono::minutes(10);

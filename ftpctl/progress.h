@@ -14,6 +14,7 @@ public:
     progress_display(const progress_display &) = delete;
     progress_display &operator=(const progress_display &) = delete;
 
+    // Shows the progress as it is now: at once in a bar, as a line when one is due.
     void update(const ftpclient_progress_t &progress);
 
     // A line of its own; a bar begins anew below it.

@@ -12,6 +12,8 @@
 class rate_meter
 {
 public:
+    // `bytes` are all that have come by `now_s`, in seconds of a clock that only goes forward. Fewer than
+    // before begin a new measurement.
     void sample(double now_s, int64_t bytes);
     double bytes_per_s() const; // 0 while unknown
 

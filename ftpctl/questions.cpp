@@ -13,24 +13,19 @@ using std::chrono::steady_clock;
 namespace
 {
 
-// Finishes a call that was begun with `code`.
-call_t finished(driver &driver, int code, ftpclient_call_t *begun)
+// The call that asks, when it was answered. Throws failure.
+call_t answered(driver &driver, decltype(ftpclient_begin_ping) *begin)
 {
-    call_t call(begun);
-    if (code == FTPCLIENT_OK)
-        code = driver.run(call.get());
-    if (code != FTPCLIENT_OK)
-        throw daemon_failure(driver.options(), code);
-    return call;
+    driver::finished_t finished = driver.run(begin);
+    if (finished.code != FTPCLIENT_OK)
+        throw daemon_failure(driver.options(), finished.code);
+    return std::move(finished.call);
 }
 
 ftpclient_state_t state_of(driver &driver)
 {
-    ftpclient_call_t *begun = nullptr;
-    const int code = ftpclient_begin_poll(driver.client(), driver.left_ms(), &begun);
-    const call_t call = finished(driver, code, begun);
     ftpclient_state_t state = {};
-    ftpclient_call_state(call.get(), &state, sizeof state);
+    ftpclient_call_state(answered(driver, ftpclient_begin_poll).get(), &state, sizeof state);
     return state;
 }
 
@@ -50,9 +45,7 @@ void command_ping(const options_t &options, report_t &report)
 {
     driver driver(options);
     const auto before = steady_clock::now();
-    ftpclient_call_t *begun = nullptr;
-    const int code = ftpclient_begin_ping(driver.client(), driver.left_ms(), &begun);
-    const call_t call = finished(driver, code, begun);
+    const call_t call = answered(driver, ftpclient_begin_ping);
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - before);
     int32_t result = 0;
     ftpclient_call_last_result(call.get(), &result);
@@ -75,13 +68,9 @@ void command_state(const options_t &options, report_t &report)
 void command_cancel(const options_t &options, report_t &report)
 {
     driver driver(options);
-    const char *kind = text_job_kind(state_of(driver).job);
-    ftpclient_call_t *begun = nullptr;
-    int code = ftpclient_begin_cancel(driver.client(), driver.left_ms(), &begun);
-    const call_t call(begun);
-    if (code == FTPCLIENT_OK)
-        code = driver.run(call.get());
+    const std::string kind = text_job(state_of(driver).job);
+    const auto [code, call] = driver.run(ftpclient_begin_cancel);
     if (code != FTPCLIENT_OK)
         throw not_cancelled(options, code);
-    report.message = std::string("cancelled: ") + (kind != nullptr ? kind : "a job");
+    report.message = "cancelled: " + kind;
 }

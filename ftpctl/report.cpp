@@ -1,7 +1,6 @@
 #include "ftpctl/report.h"
 
 #include "ftpctl/json.h"
-#include "ftpctl/output.h"
 #include "ftpctl/statuses.h"
 
 #include <cstdio>

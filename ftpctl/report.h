@@ -5,6 +5,7 @@
 #include "ftpctl/options.h"
 #include "ftpctl/server_identity.h"
 
+#include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
@@ -43,10 +44,18 @@ template <typename Part> void report_failures(report_t &report, Part part)
     }
 }
 
+// Prints the line and its newline at once. Throws failure when it cannot be written.
+inline void output_line(const std::string &line)
+{
+    if (fprintf(stdout, "%s\n", line.c_str()) < 0 || fflush(stdout) != 0)
+        throw failure(STATUS_LOCAL, "cannot write to standard output");
+}
+
 // Prints the report: a failure's line on standard error, a success's on standard output, with --json an
 // object for either. With --quiet a success prints only what was asked for: state, file, identity. Returns
-// the exit status.
+// the exit status. Throws failure (STATUS_LOCAL) when standard output fails.
 int report_print(const options_t &options, const report_t &report);
 
-// Runs the command, prints its report and returns the exit status.
+// Runs the command, prints its report and returns the exit status. Throws nothing: what cannot be printed is
+// told on standard error.
 int report_run(const options_t &options);

@@ -79,9 +79,9 @@ void set_limits(const options_t &options, const request_t &request)
         ftpclient_request_set_silence(request.get(), limit_ms(SILENCE_LIMIT));
 }
 
-// What all jobs have: server, proxy, limits.
+// What all jobs have: server, proxy, limits, paths.
 job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
-            const std::string &local)
+            const std::string &remote, const std::string &local)
 {
     job_t job = {kind, url, shown_url, local, "", std::nullopt, nullptr};
     ftpclient_request_t *made = nullptr;
@@ -91,17 +91,14 @@ job_t begin(const options_t &options, int kind, const url_t &url, const std::str
     job.request.reset(made);
     check(job.request, ftpclient_request_set_server(made, url.host.c_str(), url.port));
     if (!options.proxy.empty()) {
-        job.proxy = proxy_parse(options.proxy);
+        job.proxy = url_parse_proxy(options.proxy);
         check(job.request, ftpclient_request_set_proxy(made, job.proxy->host.c_str(), job.proxy->port));
     }
     set_limits(options, job.request);
+    check(job.request, ftpclient_request_set_remote_path(made, remote.c_str()));
+    if (kind != FTPCLIENT_FILE_INFO)
+        check(job.request, ftpclient_request_set_local_path(made, local.c_str()));
     return job;
-}
-
-bool needs_password(const options_t &options, const url_t &url)
-{
-    const std::string user = request_user(options, url);
-    return !user.empty() && !(url_is_ftp(url) && user == ANONYMOUS);
 }
 
 } // namespace
@@ -109,12 +106,11 @@ bool needs_password(const options_t &options, const url_t &url)
 logins_t logins_find_proxys(const options_t &options)
 {
     logins_t logins;
-    const std::optional<proxy_t> proxy =
-        options.proxy.empty() ? std::nullopt : std::optional(proxy_parse(options.proxy));
-    if (proxy && proxy->user) {
-        logins.proxy_user = *proxy->user;
+    const server_t proxy = options.proxy.empty() ? server_t() : url_parse_proxy(options.proxy);
+    if (proxy.user) {
+        logins.proxy_user = *proxy.user;
         logins.proxy_password =
-            password_find(PROXY_PASSWORD, options.proxy_password_file, *proxy->user + "@" + proxy->host);
+            password_find(PROXY_PASSWORD, options.proxy_password_file, *proxy.user + "@" + proxy.host);
     } else if (!options.proxy_password_file.empty()) {
         refuse("--proxy-password-file: needs --proxy USER@HOST");
     }
@@ -125,10 +121,7 @@ job_t request_build(const options_t &options, int kind, const url_t &url, const 
                     const std::string &local)
 {
     check_protocol(options, kind, url);
-    job_t job = begin(options, kind, url, shown_url, local);
-    check(job.request, ftpclient_request_set_remote_path(job.request.get(), url.path.c_str()));
-    if (kind != FTPCLIENT_FILE_INFO)
-        check(job.request, ftpclient_request_set_local_path(job.request.get(), local.c_str()));
+    job_t job = begin(options, kind, url, shown_url, url.path, local);
     set_server_identity(options, job.request);
     set_wishes(options, job.request);
     return job;
@@ -140,10 +133,8 @@ job_t request_for_identity(const options_t &options, const url_t &url, const std
     const bool is_sftp = url.protocol == FTPCLIENT_SFTP;
     if (!is_sftp && url.protocol != FTPCLIENT_FTPS_IMPLICIT && url.protocol != FTPCLIENT_FTPS_EXPLICIT)
         refuse("identity: only ftps://, ftpes:// and sftp:// servers have one");
-    job_t job = begin(options, FTPCLIENT_DOWNLOAD, url, options.url, nothing);
+    job_t job = begin(options, FTPCLIENT_DOWNLOAD, url, options.url, "nothing", nothing);
     ftpclient_request_t *request = job.request.get();
-    check(job.request, ftpclient_request_set_remote_path(request, "nothing"));
-    check(job.request, ftpclient_request_set_local_path(request, nothing.c_str()));
     // No certificate and no key has a fingerprint of no length.
     check(job.request,
           ftpclient_request_set_pin(request, is_sftp ? FTPCLIENT_PIN_MD5 : FTPCLIENT_PIN_SHA1, nullptr, 0));
@@ -161,7 +152,7 @@ logins_t logins_find(const options_t &options, const url_t &url)
 {
     const std::string user = request_user(options, url);
     std::string password = url_is_ftp(url) ? ANONYMOUS_PASSWORD : "";
-    if (needs_password(options, url))
+    if (!user.empty() && !(url_is_ftp(url) && user == ANONYMOUS))
         password = password_find(SERVER_PASSWORD, options.password_file, user + "@" + url.host);
     else if (!options.password_file.empty())
         refuse("--password-file: needs a user");

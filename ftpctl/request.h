@@ -3,7 +3,6 @@
 
 #include "ftpctl/handles.h"
 #include "ftpctl/options.h"
-#include "ftpctl/proxy.h"
 #include "ftpctl/url.h"
 
 #include <optional>
@@ -16,7 +15,7 @@ struct job_t {
     std::string shown_url;
     std::string local; // absolute; empty for file information
     std::string user;  // known with the logins
-    std::optional<proxy_t> proxy;
+    std::optional<server_t> proxy;
     request_t request;
 };
 
@@ -43,13 +42,15 @@ struct logins_t {
     logins_t &operator=(logins_t &&) = delete;
 };
 
-// Finds the passwords that the logins want: see password.h. Throws failure.
+// Finds the passwords that the logins want: see password.h, may ask and wait for the user. Throws failure.
 logins_t logins_find(const options_t &options, const url_t &url);
 
-// The proxy's alone.
+// The proxy's alone; the same holds.
 logins_t logins_find_proxys(const options_t &options);
 
+// Throws failure (STATUS_USAGE) for a login that the library refuses.
 void request_set_logins(job_t &job, const logins_t &logins);
 
-// Whom the login names, e.g. "anna"; without one FTP logs in as "anonymous".
+// Whom the login names, e.g. "anna"; without one FTP logs in as "anonymous". Throws failure (STATUS_USAGE)
+// when option and URL name different users, and when SFTP has none.
 std::string request_user(const options_t &options, const url_t &url);

@@ -21,8 +21,13 @@ struct server_identity_t {
     std::string pin;      // what --pin takes
 };
 
-// Reads a certificate, PEM or DER. Nothing when it is none.
+// The lines for people; `server` is HOST:PORT.
+std::string identity_text(const std::string &server, const server_identity_t &identity);
+
+// Reads a certificate, PEM or DER. Nothing when it is none. Throws failure (STATUS_LOCAL) where the library
+// does not do a digest that is wanted.
 std::optional<server_identity_t> certificate_read(std::string_view bytes);
 
-// Reads an OpenSSH public-key line, "type base64 [comment]". Nothing when it is none.
+// Reads an OpenSSH public-key line, "type base64 [comment]". Nothing when it is none. Throws as
+// certificate_read().
 std::optional<server_identity_t> host_key_read(std::string_view line);

@@ -39,21 +39,17 @@ bool has_prefix(std::string_view text, std::string_view prefix)
 std::vector<uint8_t> bytes_of(std::string_view hex)
 {
     const bool with_colons = hex.size() > 2 && hex[2] == ':';
+    const size_t step = with_colons ? 3 : 2;
+    if ((hex.size() + (with_colons ? 1 : 0)) % step != 0)
+        refuse_hex();
     std::vector<uint8_t> bytes;
-    while (!hex.empty()) {
-        const std::string_view pair = hex.substr(0, 2);
-        const char *pair_end = pair.data() + pair.size();
+    for (size_t at = 0; at < hex.size(); at += step) {
+        const char *end = hex.data() + at + 2;
         uint8_t byte = 0;
-        const auto [end, error] = std::from_chars(pair.data(), pair_end, byte, 16);
-        if (pair.size() != 2 || error != std::errc() || end != pair_end)
+        if (std::from_chars(end - 2, end, byte, 16).ptr != end ||
+            (with_colons && at > 0 && hex[at - 1] != ':'))
             refuse_hex();
         bytes.push_back(byte);
-        hex.remove_prefix(2);
-        if (!with_colons || hex.empty())
-            continue;
-        if (hex[0] != ':' || hex.size() == 1)
-            refuse_hex();
-        hex.remove_prefix(1);
     }
     return bytes;
 }

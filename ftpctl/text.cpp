@@ -76,18 +76,22 @@ std::string text_duration(double seconds)
     return format("%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
-const char *text_job_kind(int job)
+std::string text_job(int job, const char *other)
 {
-    switch (job) {
-    case FTPCLIENT_DOWNLOAD:
-        return "download";
-    case FTPCLIENT_UPLOAD:
-        return "upload";
-    case FTPCLIENT_FILE_INFO:
-        return "file information";
-    default:
-        return nullptr;
-    }
+    const char *word = job == FTPCLIENT_FILE_INFO ? "file information" : text_job_word(job);
+    return word != nullptr ? word : other;
+}
+
+const char *text_job_word(int job)
+{
+    constexpr std::array<const char *, 4> WORDS = {nullptr, "download", "upload", "info"}; // by ftpclient_job
+    return job >= 0 && static_cast<size_t>(job) < WORDS.size() ? WORDS[static_cast<size_t>(job)] : nullptr;
+}
+
+int text_job_of(const ftpclient_notice_t &notice)
+{
+    constexpr int JOBS[] = {FTPCLIENT_DOWNLOAD, FTPCLIENT_UPLOAD, FTPCLIENT_FILE_INFO, FTPCLIENT_NO_JOB};
+    return JOBS[notice.code];
 }
 
 bool text_is_zixi(const ftpclient_progress_t &progress) { return progress.response_type == ZIXI; }
@@ -134,13 +138,12 @@ std::string text_result(int result, const ftpclient_progress_t &progress)
 
 std::string text_state(const ftpclient_state_t &state)
 {
-    const char *kind = text_job_kind(state.job);
-    if (kind == nullptr)
+    if (text_job_word(state.job) == nullptr)
         return "idle, no job since the daemon started";
     if (state.running != 0)
-        return (state.cancelled != 0 ? "cancelling: " : "running: ") + std::string(kind) + ", " +
+        return (state.cancelled != 0 ? "cancelling: " : "running: ") + text_job(state.job) + ", " +
                text_outcome(state.progress);
-    return "idle, last job: " + std::string(kind) + ", " + text_amount(state.progress) + ", " +
+    return "idle, last job: " + text_job(state.job) + ", " + text_amount(state.progress) + ", " +
            text_result(state.result, state.progress);
 }
 

@@ -11,8 +11,14 @@ std::string text_size(double bytes);
 // "0:07", "12:34", "1:02:03".
 std::string text_duration(double seconds);
 
-// "download", "upload", "file information"; NULL for anything else.
-const char *text_job_kind(int job);
+// "download", "upload", "file information"; `other` for anything else.
+std::string text_job(int job, const char *other = "a job");
+
+// The same for programs: "download", "upload", "info"; NULL for anything else.
+const char *text_job_word(int job);
+
+// The ftpclient_job whose end a notice tells; FTPCLIENT_NO_JOB for a start of the daemon.
+int text_job_of(const ftpclient_notice_t &notice);
 
 // True for the progress of a Zixi job, which has a library error instead of codes.
 bool text_is_zixi(const ftpclient_progress_t &progress);

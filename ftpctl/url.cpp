@@ -5,10 +5,15 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cctype>
 #include <charconv>
+#include <strings.h>
 
 namespace
 {
+
+constexpr uint32_t PROXY_PORT = 3128;
+constexpr std::string_view PROXY_SCHEME = "http://";
 
 struct scheme_t {
     std::string_view name;
@@ -17,31 +22,46 @@ struct scheme_t {
 };
 
 constexpr scheme_t SCHEMES[] = {
-    {"ftp", FTPCLIENT_FTP, 21},
-    {"ftps", FTPCLIENT_FTPS_IMPLICIT, 990},
-    {"ftpes", FTPCLIENT_FTPS_EXPLICIT, 21},
-    {"sftp", FTPCLIENT_SFTP, 22},
-    {"zixi", FTPCLIENT_ZIXI_4, 2088},
+    {"ftp://", FTPCLIENT_FTP, 21},
+    {"ftps://", FTPCLIENT_FTPS_IMPLICIT, 990},
+    {"ftpes://", FTPCLIENT_FTPS_EXPLICIT, 21},
+    {"sftp://", FTPCLIENT_SFTP, 22},
+    {"zixi://", FTPCLIENT_ZIXI_4, 2088},
 };
 
 [[noreturn]] void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool is_hex(char c) { return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'f'); }
-
 bool is_one_of(char c, std::string_view set) { return set.find(c) != set.npos; }
 
-bool is_alphanumeric(char c) { return (c >= '0' && c <= '9') || (lower(c) >= 'a' && lower(c) <= 'z'); }
+bool is_alphanumeric(char c) { return isalnum(static_cast<unsigned char>(c)) != 0; }
 
-const scheme_t &scheme_of(std::string_view text, size_t length)
+const scheme_t &scheme_of(std::string_view text)
 {
-    std::string name(text.substr(0, length == text.npos ? 0 : length));
-    std::ranges::transform(name, name.begin(), lower);
-    const auto *found = std::ranges::find(SCHEMES, name, &scheme_t::name);
+    const auto *found = std::ranges::find_if(SCHEMES, [&](const scheme_t &scheme) {
+        return text.size() >= scheme.name.size() &&
+               strncasecmp(text.data(), scheme.name.data(), scheme.name.size()) == 0;
+    });
     if (found == std::end(SCHEMES))
         refuse("URL: must begin with ftp://, ftps://, ftpes://, sftp:// or zixi://");
     return *found;
+}
+
+std::string decoded(std::string_view text, const std::string &what)
+{
+    std::string plain;
+    for (size_t i = 0; i < text.size(); i++) {
+        unsigned char byte = static_cast<unsigned char>(text[i]);
+        if (byte == '%') {
+            const char *end = text.data() + std::min(i + 3, text.size());
+            if (text.size() < i + 3 || std::from_chars(text.data() + i + 1, end, byte, 16).ptr != end)
+                refuse(what + ": '%' must be followed by two hex digits (write %25 for a '%')");
+            if (byte == 0)
+                refuse(what + ": %00 cannot be sent");
+            i += 2;
+        }
+        plain += static_cast<char>(byte);
+    }
+    return plain;
 }
 
 // "[...]": an IPv6 address, perhaps with a zone behind '%'.
@@ -79,13 +99,6 @@ uint32_t port_of(std::string_view digits, uint32_t default_port, const std::stri
     return port;
 }
 
-std::optional<std::string> user_of(std::string_view user_info)
-{
-    if (user_info.find(':') != user_info.npos)
-        refuse("URL: must not hold a password; use --password-file or FTPCTL_PASSWORD");
-    return url_decoded(user_info, "URL: user");
-}
-
 bool is_folder(const url_t &url) { return url.path.empty() || url.path.back() == '/'; }
 
 void check_names(const url_t &url, url_names names)
@@ -98,61 +111,47 @@ void check_names(const url_t &url, url_names names)
 
 } // namespace
 
-std::string url_decoded(std::string_view text, const std::string &what)
+server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
+                          const password_names_t &names)
 {
-    std::string plain;
-    while (!text.empty()) {
-        if (text[0] != '%') {
-            plain += text[0];
-            text.remove_prefix(1);
-            continue;
-        }
-        unsigned char byte = 0;
-        if (text.size() < 3 || !is_hex(text[1]) || !is_hex(text[2]))
-            refuse(what + ": '%' must be followed by two hex digits (write %25 for a '%')");
-        std::from_chars(text.data() + 1, text.data() + 3, byte, 16);
-        if (byte == 0)
-            refuse(what + ": %00 cannot be sent");
-        plain += static_cast<char>(byte);
-        text.remove_prefix(3);
+    server_t server;
+    if (const size_t at = text.rfind('@'); at != text.npos) {
+        const std::string_view user = text.substr(0, at);
+        if (user.find(':') != user.npos)
+            refuse(what + ": must not hold a password; use " + names.option + " or " + names.variable);
+        server.user = decoded(user, what + ": user");
+        text.remove_prefix(at + 1);
     }
-    return plain;
-}
-
-host_port_t url_parse_host_port(std::string_view text, uint32_t default_port, const std::string &what)
-{
-    const bool is_literal = !text.empty() && text[0] == '[';
+    const bool is_literal = text.starts_with('[');
     const size_t host_end = is_literal ? text.find(']') + 1 : std::min(text.find(':'), text.size());
     if (is_literal && host_end == 0)
         refuse(what + ": ']' is missing");
-    std::string_view host = text.substr(0, host_end);
-    std::string_view rest = text.substr(host_end);
+    const std::string_view rest = text.substr(host_end);
     if (!rest.empty() && rest[0] != ':')
         refuse(what + ": only ':' and a port may follow ']'");
-    const std::string name = url_decoded(host, what);
-    (is_literal ? check_ip_literal : check_host_name)(name, what);
-    return {name, port_of(rest.substr(rest.empty() ? 0 : 1), default_port, what)};
+    server.host = decoded(text.substr(0, host_end), what);
+    (is_literal ? check_ip_literal : check_host_name)(server.host, what);
+    server.port = port_of(rest.substr(rest.empty() ? 0 : 1), default_port, what);
+    return server;
+}
+
+server_t url_parse_proxy(std::string_view text)
+{
+    if (text.starts_with(PROXY_SCHEME))
+        text.remove_prefix(PROXY_SCHEME.size());
+    if (text.find("://") != text.npos)
+        refuse("--proxy: only HTTP proxies are supported");
+    return url_parse_server(text, PROXY_PORT, "--proxy", PROXY_PASSWORD);
 }
 
 url_t url_parse(std::string_view text, url_names names)
 {
-    const size_t scheme_length = text.find("://");
-    const scheme_t &scheme = scheme_of(text, scheme_length);
-    std::string_view rest = text.substr(scheme_length + 3);
-
-    url_t url;
-    url.protocol = scheme.protocol;
-    const size_t slash = std::min(rest.find('/'), rest.size());
-    std::string_view authority = rest.substr(0, slash);
-    std::string_view path = rest.substr(slash);
-    if (const size_t at = authority.rfind('@'); at != authority.npos) {
-        url.user = user_of(authority.substr(0, at));
-        authority.remove_prefix(at + 1);
-    }
-    const host_port_t server = url_parse_host_port(authority, scheme.port, "URL");
-    url.host = server.host;
-    url.port = server.port;
-    url.path = url_decoded(path.substr(path.empty() ? 0 : 1), "URL: path");
+    const scheme_t &scheme = scheme_of(text);
+    text.remove_prefix(scheme.name.size());
+    const size_t slash = std::min(text.find('/'), text.size());
+    const std::string_view path = text.substr(std::min(slash + 1, text.size()));
+    url_t url = {url_parse_server(text.substr(0, slash), scheme.port, "URL", SERVER_PASSWORD),
+                 scheme.protocol, decoded(path, "URL: path")};
     check_names(url, names);
     return url;
 }

@@ -5,16 +5,21 @@
 // relative to the login directory; ftp://h//dir/file and ftp://h/%2Fdir/file are "/dir/file".
 #pragma once
 
+#include "ftpctl/password.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-struct url_t {
-    int protocol = 0;                // ftpclient_protocol
-    std::optional<std::string> user; // absent when the URL names none
+struct server_t {
+    std::optional<std::string> user; // absent when none is named
     std::string host;                // an IPv6 address keeps its brackets
-    uint32_t port = 0;               // the scheme's own when the URL names none
+    uint32_t port = 0;
+};
+
+struct url_t : server_t { // the port is the scheme's own when the URL names none
+    int protocol = 0;     // ftpclient_protocol
     std::string path;
 };
 
@@ -33,13 +38,10 @@ std::string url_file_name(const url_t &url);
 // `text`, such as a file's name, as it is written in a URL.
 std::string url_encoded(std::string_view text);
 
-// Percent-decoded. `what` begins the line of a failure.
-std::string url_decoded(std::string_view text, const std::string &what);
+// [USER@]HOST[:PORT], percent-decoded. `what` begins the line of a failure, and `names` is what it offers in
+// place of a password, which every process could read here. Throws failure (STATUS_USAGE).
+server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
+                          const password_names_t &names);
 
-struct host_port_t {
-    std::string host;
-    uint32_t port;
-};
-
-// Splits and checks HOST[:PORT]. `what` begins the line of a failure.
-host_port_t url_parse_host_port(std::string_view text, uint32_t default_port, const std::string &what);
+// --proxy: [http://][USER@]HOST[:PORT], port 3128 without one. Throws failure (STATUS_USAGE).
+server_t url_parse_proxy(std::string_view text);

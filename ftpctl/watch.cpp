@@ -1,10 +1,8 @@
 #include "ftpctl/watch.h"
 
-#include "ftpctl/daemon.h"
-#include "ftpctl/deadline.h"
+#include "ftpctl/drive.h"
 #include "ftpctl/event.h"
 #include "ftpctl/event_hook.h"
-#include "ftpctl/failure.h"
 #include "ftpctl/interrupts.h"
 #include "ftpctl/report.h"
 
@@ -52,7 +50,20 @@ public:
     {
     }
 
-    void run();
+    void run()
+    {
+        try {
+            while (!interrupts_seen() && !deadline_.passed())
+                step();
+        } catch (const failure &) { // what was seen before still counts
+            hook_.finish();
+            throw;
+        }
+        if (!hook_.finish())
+            throw failure(STATUS_EXEC, ""); // each was told
+        if (daemon_ == daemon_t::UNKNOWN && !interrupts_seen())
+            throw daemon_failure(options_, FTPCLIENT_ERR_TIMEOUT);
+    }
 
 private:
     enum class daemon_t { UNKNOWN, THERE, GONE };
@@ -61,92 +72,69 @@ private:
     deadline_t deadline_;
     client_t client_;
     event_hook hook_;
-    call_t call_; // the question that is not answered yet
-    steady_clock::time_point next_ = steady_clock::now();
+    call_t call_;                      // the question that is not answered yet
+    deadline_t next_{milliseconds(0)}; // when to ask again
     watch_pace pace_;
     daemon_t daemon_ = daemon_t::UNKNOWN;
 
-    void ask();
-    void step();
-    void hear(int code);
-    void hear_state();
-    int wait_ms() const;
-};
-
-// One question at a time, at most one in the daemon's rhythm.
-void watcher::ask()
-{
-    if (call_ != nullptr || steady_clock::now() < next_)
-        return;
-    next_ = steady_clock::now() + RHYTHM;
-    ftpclient_call_t *call = nullptr;
-    if (const int error = ftpclient_begin_poll(client_.get(), FTPCLIENT_TIMEOUT_MS, &call);
-        error != FTPCLIENT_OK)
-        throw daemon_failure(options_, error);
-    call_.reset(call);
-}
-
-int watcher::wait_ms() const
-{
-    const int left_ms = deadline_.poll_ms();
-    if (call_ != nullptr)
-        return left_ms;
-    const auto rest = std::chrono::ceil<milliseconds>(next_ - steady_clock::now());
-    const int rest_ms = std::max(0, static_cast<int>(rest.count()));
-    return left_ms == -1 ? rest_ms : std::min(left_ms, rest_ms);
-}
-
-void watcher::hear_state()
-{
-    ftpclient_state_t state = {};
-    ftpclient_call_state(call_.get(), &state, sizeof state);
-    if (daemon_ == daemon_t::GONE)
-        hook_.tell(event_of_daemon(FTPCLIENT_OK, time(nullptr)), options_);
-    daemon_ = daemon_t::THERE;
-    const auto now = steady_clock::now().time_since_epoch();
-    if (pace_.is_due(std::chrono::duration<double>(now).count(), state))
-        hook_.tell(event_of_state(state, time(nullptr)), options_);
-}
-
-void watcher::hear(int code)
-{
-    if (code == FTPCLIENT_OK)
-        return hear_state();
-    if (daemon_ == daemon_t::UNKNOWN || !is_absence(code))
-        throw daemon_failure(options_, code);
-    if (daemon_ == daemon_t::THERE)
-        hook_.tell(event_of_daemon(code, time(nullptr)), options_);
-    daemon_ = daemon_t::GONE;
-    pace_ = {}; // what it shows when it is back is news
-}
-
-void watcher::step()
-{
-    ask();
-    hook_.wait(ftpclient_call_fd(call_.get()), wait_ms());
-    if (call_ == nullptr)
-        return;
-    const int code = ftpclient_call_finish(call_.get());
-    if (code == FTPCLIENT_PENDING)
-        return;
-    hear(code);
-    call_.reset();
-}
-
-void watcher::run()
-{
-    try {
-        while (!interrupts_seen() && !deadline_.passed())
-            step();
-    } catch (const failure &) { // what was seen before still counts
-        hook_.finish();
-        throw;
+    // One question at a time, at most one in the daemon's rhythm.
+    void ask()
+    {
+        if (call_ != nullptr || !next_.passed())
+            return;
+        next_ = deadline_t(RHYTHM);
+        ftpclient_call_t *call = nullptr;
+        if (const int error = ftpclient_begin_poll(client_.get(), FTPCLIENT_TIMEOUT_MS, &call);
+            error != FTPCLIENT_OK)
+            throw daemon_failure(options_, error);
+        call_.reset(call);
     }
-    if (!hook_.finish())
-        throw failure(STATUS_EXEC, ""); // each was told
-    if (daemon_ == daemon_t::UNKNOWN && !interrupts_seen())
-        throw daemon_failure(options_, FTPCLIENT_ERR_TIMEOUT);
-}
+
+    int wait_ms() const
+    {
+        const int left_ms = deadline_.poll_ms();
+        if (call_ != nullptr)
+            return left_ms;
+        return left_ms == -1 ? next_.poll_ms() : std::min(left_ms, next_.poll_ms());
+    }
+
+    void hear_state()
+    {
+        ftpclient_state_t state = {};
+        ftpclient_call_state(call_.get(), &state, sizeof state);
+        if (daemon_ == daemon_t::GONE)
+            hook_.tell(event_of_daemon(FTPCLIENT_OK, time(nullptr)), options_);
+        daemon_ = daemon_t::THERE;
+        const auto now = steady_clock::now().time_since_epoch();
+        if (pace_.is_due(std::chrono::duration<double>(now).count(), state))
+            hook_.tell(event_of_state(state, time(nullptr)), options_);
+    }
+
+    void hear(int code)
+    {
+        if (code == FTPCLIENT_OK)
+            return hear_state();
+        if (daemon_ == daemon_t::UNKNOWN || !is_absence(code))
+            throw daemon_failure(options_, code);
+        if (daemon_ == daemon_t::THERE)
+            hook_.tell(event_of_daemon(code, time(nullptr)), options_);
+        daemon_ = daemon_t::GONE;
+        pace_ = {}; // what it shows when it is back is news
+    }
+
+    void step()
+    {
+        ask();
+        hook_.wait(ftpclient_call_fd(call_.get()), wait_ms());
+        if (call_ == nullptr)
+            return;
+        const int code = ftpclient_call_finish(call_.get());
+        if (code == FTPCLIENT_PENDING)
+            return;
+        hear(code);
+        call_.reset();
+    }
+};
 
 } // namespace
 

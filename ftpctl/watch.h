@@ -11,7 +11,8 @@
 // when a command failed.
 void command_watch(const options_t &options, report_t &report);
 
-// Says when a line is due: at once for a change, but for mere progress once a second.
+// Says when a line is due: at once for a change, but for mere progress once a second. `now_s`: seconds of a
+// clock that only goes forward.
 class watch_pace
 {
 public:

@@ -1,7 +1,6 @@
-#include "ftpctl/cli.h"
+#include "ftpctl/options.h"
 
 #include "ftpctl/commands.h"
-#include "ftpctl/listen.h"
 #include "ftpctl/watch.h"
 #include "program.h"
 

@@ -1,5 +1,5 @@
 // `identity` against a scripted daemon.
-#include "ftpctl/identity.h"
+#include "ftpctl/server_identity.h"
 
 #include "fake_daemon.h"
 #include "program.h"

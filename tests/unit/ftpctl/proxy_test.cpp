@@ -1,4 +1,4 @@
-#include "ftpctl/proxy.h"
+#include "ftpctl/url.h"
 
 #include "refused.h"
 
@@ -19,7 +19,7 @@ TEST(Proxy, HasADefaultPortAndMayHaveItsSchemeAndAUser)
                  {"a%3Ab@proxy", "a:b", "proxy", 3128},
                  {"@proxy", "", "proxy", 3128}};
     for (const auto &c : cases) {
-        const proxy_t proxy = proxy_parse(c.text);
+        const server_t proxy = url_parse_proxy(c.text);
         EXPECT_EQ(proxy.user.value_or("(none)"), c.user == nullptr ? "(none)" : c.user) << c.text;
         EXPECT_EQ(proxy.host, c.host) << c.text;
         EXPECT_EQ(proxy.port, c.port) << c.text;
@@ -38,10 +38,10 @@ TEST(Proxy, IsRefusedWithOneClearLine)
                  {"anna:secret@proxy", "2 --proxy: must not hold a password; use --proxy-password-file"},
                  {":@proxy", "2 --proxy: must not hold a password"}};
     for (const auto &c : cases)
-        EXPECT_THAT(failure_of([&] { proxy_parse(c.text); }), StartsWith(c.line)) << c.text;
+        EXPECT_THAT(failure_of([&] { url_parse_proxy(c.text); }), StartsWith(c.line)) << c.text;
 }
 
 TEST(Proxy, APasswordInItIsNotRepeated)
 {
-    EXPECT_EQ(failure_of([] { proxy_parse("anna:secret@proxy"); }).find("secret"), std::string::npos);
+    EXPECT_EQ(failure_of([] { url_parse_proxy("anna:secret@proxy"); }).find("secret"), std::string::npos);
 }

@@ -160,9 +160,9 @@ TEST(Text, ATimeNeedsYearMonthAndDay)
 
 TEST(Text, JobKindsHaveNames)
 {
-    EXPECT_STREQ(text_job_kind(1), "download");
-    EXPECT_STREQ(text_job_kind(2), "upload");
-    EXPECT_STREQ(text_job_kind(3), "file information");
-    EXPECT_EQ(text_job_kind(0), nullptr);
-    EXPECT_EQ(text_job_kind(4), nullptr);
+    EXPECT_EQ(text_job(1), "download");
+    EXPECT_EQ(text_job(2), "upload");
+    EXPECT_EQ(text_job(3), "file information");
+    EXPECT_EQ(text_job(0), "a job");
+    EXPECT_EQ(text_job(4, "no job"), "no job");
 }
