@@ -26,12 +26,15 @@ struct key_kind_t {
     const char *name;
     int bits; // 0: as the library counts them; of an Edwards key it leaves out the fixed ones
 };
+
+} // namespace
+
 constexpr key_kind_t KEY_KINDS[] = {
     {EVP_PKEY_RSA, "RSA", 0},         {EVP_PKEY_EC, "ECDSA", 0},          {EVP_PKEY_DSA, "DSA", 0},
     {EVP_PKEY_RSA_PSS, "RSA-PSS", 0}, {EVP_PKEY_ED25519, "Ed25519", 256}, {EVP_PKEY_ED448, "Ed448", 456},
 };
 
-certificate_t read(std::string_view bytes)
+static certificate_t read(std::string_view bytes)
 {
     const bio_t source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
     certificate_t certificate(PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr));
@@ -40,7 +43,7 @@ certificate_t read(std::string_view bytes)
     return certificate;
 }
 
-octets_t der_of(X509 *certificate)
+static octets_t der_of(X509 *certificate)
 {
     unsigned char *der = nullptr;
     const int length = i2d_X509(certificate, &der);
@@ -48,7 +51,7 @@ octets_t der_of(X509 *certificate)
     return length > 0 ? octets_t(der, der + length) : octets_t();
 }
 
-std::string name_of(const X509_NAME *name)
+static std::string name_of(const X509_NAME *name)
 {
     const bio_t text(BIO_new(BIO_s_mem()));
     if (text == nullptr || X509_NAME_print_ex(text.get(), name, 0, XN_FLAG_ONELINE) < 0)
@@ -58,7 +61,7 @@ std::string name_of(const X509_NAME *name)
     return {data, static_cast<size_t>(length)};
 }
 
-std::string time_of(const ASN1_TIME *at)
+static std::string time_of(const ASN1_TIME *at)
 {
     tm parts = {};
     char text[32] = "";
@@ -67,7 +70,7 @@ std::string time_of(const ASN1_TIME *at)
     return text;
 }
 
-void set_key(server_identity_t &identity, const EVP_PKEY *key)
+static void set_key(server_identity_t &identity, const EVP_PKEY *key)
 {
     identity.key_type = "unknown";
     if (key == nullptr)
@@ -82,8 +85,6 @@ void set_key(server_identity_t &identity, const EVP_PKEY *key)
     if (kind->bits != 0)
         identity.key_bits = kind->bits;
 }
-
-} // namespace
 
 std::optional<server_identity_t> certificate_read(std::string_view bytes)
 {

@@ -11,9 +11,6 @@
 #include <span>
 #include <string_view>
 
-namespace
-{
-
 constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
     ftp     FTP, port 21                        sftp    SFTP, port 22
     ftps    FTP, TLS from the start, port 990   zixi    Zixi, upload only, port 2088
@@ -23,37 +20,37 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
   --password-file, from the environment's FTPCTL_PASSWORD, or is asked for on the terminal. FTP without a
   user logs in as anonymous.
 
-DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
+static DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
 
-Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
+static Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
 )";
 
 // These say it better than the ranges that CLI11 would print.
-std::string above_zero(const std::string &text)
+static std::string above_zero(const std::string &text)
 {
     char *end = nullptr;
     const double value = strtod(text.c_str(), &end);
     return end == text.c_str() || *end != '\0' || value <= 0 ? "must be a number above 0, not " + text : "";
 }
 
-std::string a_duration(const std::string &text)
+static std::string a_duration(const std::string &text)
 {
     return duration_parse(text) ? "" : "must be a duration such as 90, 500ms, 90s, 5m, 1h or 2d, not " + text;
 }
 
-std::string a_duration_above_zero(const std::string &text)
+static std::string a_duration_above_zero(const std::string &text)
 {
     const std::string wrong = a_duration(text);
     return wrong.empty() && duration_parse(text)->count() == 0 ? "must be above 0" : wrong;
 }
 
-std::string one_of_4_and_5(const std::string &text)
+static std::string one_of_4_and_5(const std::string &text)
 {
     return text == "4" || text == "5" ? "" : "must be 4 or 5, not " + text;
 }
 
-CLI::App *add_command(CLI::App &app, options_t &options, const char *name, const char *description,
-                      void (*run)(const options_t &, report_t &))
+static CLI::App *add_command(CLI::App &app, options_t &options, const char *name, const char *description,
+                             void (*run)(const options_t &, report_t &))
 {
     CLI::App *command = app.add_subcommand(name, description);
     command->fallthrough();
@@ -65,24 +62,24 @@ CLI::App *add_command(CLI::App &app, options_t &options, const char *name, const
     return command;
 }
 
-void add_text(CLI::App *command, const char *option, std::string &value, const char *kind,
-              const char *description)
+static void add_text(CLI::App *command, const char *option, std::string &value, const char *kind,
+                     const char *description)
 {
     command->add_option(option, value, description)->type_name(kind);
 }
 
-void add_word(CLI::App *command, const char *name, std::string &value)
+static void add_word(CLI::App *command, const char *name, std::string &value)
 {
     command->add_option(name, value)->type_name(" ")->required();
 }
 
-void add_exec(CLI::App *command, options_t &options)
+static void add_exec(CLI::App *command, options_t &options)
 {
     add_text(command, "--exec", options.exec, "COMMAND",
              "Shell command to run for each event, which it finds in its environment, FTPCTL_EVENT and more");
 }
 
-void add_proxy(CLI::App *command, options_t &options)
+static void add_proxy(CLI::App *command, options_t &options)
 {
     add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy, port 3128 without one");
     add_text(command, "--proxy-password-file", options.proxy_password_file, "FILE",
@@ -90,7 +87,7 @@ void add_proxy(CLI::App *command, options_t &options)
              "environment's FTPCTL_PROXY_PASSWORD is");
 }
 
-void add_wait_turn(CLI::App *command, options_t &options)
+static void add_wait_turn(CLI::App *command, options_t &options)
 {
     command
         ->add_option_function<std::string>(
@@ -101,7 +98,7 @@ void add_wait_turn(CLI::App *command, options_t &options)
         ->default_str("10m");
 }
 
-void add_job_options(CLI::App *command, options_t &options)
+static void add_job_options(CLI::App *command, options_t &options)
 {
     command->add_option("--user", options.user, "Login name, where the URL has none")->type_name("NAME");
     add_text(command, "--password-file", options.password_file, "FILE",
@@ -115,7 +112,7 @@ void add_job_options(CLI::App *command, options_t &options)
     add_wait_turn(command, options);
 }
 
-void add_transfer_options(CLI::App *command, options_t &options)
+static void add_transfer_options(CLI::App *command, options_t &options)
 {
     add_job_options(command, options);
     add_proxy(command, options);
@@ -124,7 +121,7 @@ void add_transfer_options(CLI::App *command, options_t &options)
                       "With --json: print progress objects, about one a second");
 }
 
-void add_get(CLI::App &app, options_t &options)
+static void add_get(CLI::App &app, options_t &options)
 {
     CLI::App *get = add_command(app, options, "get", "Download a file of at most 4096 bytes", command_get);
     add_word(get, "URL", options.url);
@@ -136,7 +133,7 @@ void add_get(CLI::App &app, options_t &options)
 }
 
 // The URL is the last word, behind any number of files: see split_words().
-void add_put(CLI::App &app, options_t &options)
+static void add_put(CLI::App &app, options_t &options)
 {
     CLI::App *put = add_command(app, options, "put", "Upload files", command_put);
     put->add_option("FILE", options.files,
@@ -153,7 +150,7 @@ void add_put(CLI::App &app, options_t &options)
         ->check(one_of_4_and_5);
 }
 
-void add_jobs(CLI::App &app, options_t &options)
+static void add_jobs(CLI::App &app, options_t &options)
 {
     add_get(app, options);
     add_put(app, options);
@@ -171,7 +168,7 @@ void add_jobs(CLI::App &app, options_t &options)
     add_wait_turn(who, options);
 }
 
-void add_questions(CLI::App &app, options_t &options)
+static void add_questions(CLI::App &app, options_t &options)
 {
     add_command(app, options, "ping", "Ask whether the daemon answers", command_ping);
     add_command(app, options, "state", "Show the running job, or how the last one ended", command_state);
@@ -191,7 +188,7 @@ void add_questions(CLI::App &app, options_t &options)
         ->check(above_zero);
 }
 
-void add_common_options(CLI::App &app, options_t &options)
+static void add_common_options(CLI::App &app, options_t &options)
 {
     app.set_version_flag("--version", std::string("ftpctl " FTPCTL_VERSION));
     app.add_option("--socket", options.socket, "The daemon's control socket")
@@ -207,7 +204,7 @@ void add_common_options(CLI::App &app, options_t &options)
 }
 
 // One line for what is wrong. A word that is not expected is named alone: what follows may be a password.
-std::string complaint(const CLI::App &app, const CLI::ParseError &error)
+static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
 {
     const auto chosen = app.get_subcommands();
     const std::string command = chosen.empty() ? "ftpctl" : "ftpctl " + chosen.front()->get_name();
@@ -224,7 +221,7 @@ std::string complaint(const CLI::App &app, const CLI::ParseError &error)
 }
 
 // As any other failure: what was parsed before the fault need not tell of --json.
-int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
+static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     options_t options;
     options.json = std::ranges::find(words, std::string_view("--json")) != words.end();
@@ -236,15 +233,13 @@ int refuse(std::span<const char *const> words, const CLI::App &app, const std::s
     return report_print(options, report);
 }
 
-void split_words(options_t &options)
+static void split_words(options_t &options)
 {
     if (options.command != "put")
         return;
     options.url = options.files.back();
     options.files.pop_back();
 }
-
-} // namespace
 
 std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options)
 {

@@ -15,20 +15,20 @@
 
 using std::chrono::steady_clock;
 
-namespace
-{
-
 constexpr int LOOK_MS = 200; // how often to see what the call does
 constexpr int STATE_MS = 1000;
 constexpr std::chrono::seconds WAITING_TOLD_AFTER{1};
 constexpr std::chrono::seconds OBJECT_EVERY{1};
 
-std::string size_of(const ftpclient_progress_t &progress)
+static std::string size_of(const ftpclient_progress_t &progress)
 {
     const std::string done = text_size(static_cast<double>(progress.transferred_bytes));
     return progress.total_bytes > 0 ? done + " of " + text_size(static_cast<double>(progress.total_bytes))
                                     : done;
 }
+
+namespace
+{
 
 // What people see of one call.
 class call_view

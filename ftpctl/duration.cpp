@@ -14,11 +14,11 @@ struct unit_t {
     int64_t length_ms;
 };
 
+} // namespace
+
 // The longest first.
 constexpr unit_t UNITS[] = {{"d", 86400000}, {"h", 3600000}, {"m", 60000}, {"s", 1000}, {"ms", 1}};
 constexpr double LONGEST_MS = 3650.0 * 86400000;
-
-} // namespace
 
 std::optional<milliseconds> duration_parse(std::string_view text)
 {

@@ -4,9 +4,6 @@
 #include "ftpctl/report.h"
 #include "ftpctl/text.h"
 
-namespace
-{
-
 // The names behind "FTPCTL_". Who adds one adds it to the manual as well.
 constexpr const char *NAMES[] = {
     "EVENT",         "TIME",        "LINE",       "JSON",
@@ -17,14 +14,14 @@ constexpr const char *NAMES[] = {
 };
 constexpr const char *PREFIX = "FTPCTL_";
 
-void set(event_t &event, const char *name, const std::string &value)
+static void set(event_t &event, const char *name, const std::string &value)
 {
     event.variables.push_back(PREFIX + std::string(name) + "=" + value);
 }
 
-void set(event_t &event, const char *name, int64_t value) { set(event, name, std::to_string(value)); }
+static void set(event_t &event, const char *name, int64_t value) { set(event, name, std::to_string(value)); }
 
-event_t begin(const char *name, time_t now, const std::string &line, const std::string &json)
+static event_t begin(const char *name, time_t now, const std::string &line, const std::string &json)
 {
     event_t event = {line, json, {}};
     set(event, "EVENT", name);
@@ -34,13 +31,13 @@ event_t begin(const char *name, time_t now, const std::string &line, const std::
     return event;
 }
 
-void set_result(event_t &event, int result)
+static void set_result(event_t &event, int result)
 {
     set(event, "RESULT", result);
     set(event, "RESULT_NAME", ftpclient_result_name(result));
 }
 
-void set_job(event_t &event, int result, const ftpclient_progress_t &progress)
+static void set_job(event_t &event, int result, const ftpclient_progress_t &progress)
 {
     set_result(event, result);
     if (result != FTPCLIENT_RESULT_NONE)
@@ -56,22 +53,20 @@ void set_job(event_t &event, int result, const ftpclient_progress_t &progress)
     set(event, "RETRY_COUNT", progress.retries);
 }
 
-std::string line_of_start(const ftpclient_notice_t &notice)
+static std::string line_of_start(const ftpclient_notice_t &notice)
 {
     return notice.result == FTPCLIENT_RESULT_NONE
                ? "daemon started"
                : "daemon failed to start, " + text_result(notice.result, notice.progress);
 }
 
-std::string line_of_end(int job, int result, const ftpclient_progress_t &progress)
+static std::string line_of_end(int job, int result, const ftpclient_progress_t &progress)
 {
     const std::string kind = text_job(job);
     if (result == FTPCLIENT_RESULT_NONE)
         return kind + " done, " + text_outcome(progress);
     return kind + " failed, " + text_amount(progress) + ", " + text_result(result, progress);
 }
-
-} // namespace
 
 std::vector<std::string> event_variable_names()
 {

@@ -13,13 +13,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr const char *SHELL = "/bin/sh";
 
 // In the child: becomes the command. What this program does with signals is not its business.
-[[noreturn]] void become(const std::string &command, event_t event, const sigset_t &mask)
+[[noreturn]] static void become(const std::string &command, event_t event, const sigset_t &mask)
 {
     setpgid(0, 0);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
@@ -35,7 +32,7 @@ constexpr const char *SHELL = "/bin/sh";
 }
 
 // The child's process id. Throws failure when there can be no child.
-pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
+static pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
 {
     sigset_t all;
     sigset_t before;
@@ -52,15 +49,13 @@ pid_t spawn(const std::string &command, const event_t &event, const sigset_t &ma
     return child;
 }
 
-std::string how_ended(int status)
+static std::string how_ended(int status)
 {
     if (WIFSIGNALED(status))
         return "was ended by signal " + std::to_string(WTERMSIG(status)) + " (" +
                strsignal(WTERMSIG(status)) + ")";
     return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
-
-} // namespace
 
 event_hook::event_hook(const std::string &command) : command_(command)
 {

@@ -9,20 +9,20 @@
 
 #include <cstdio>
 
-namespace
-{
-
 constexpr size_t DOWNLOAD_MAX = 4096;
 constexpr const char *NAME = "f"; // short, for the path has a limit
 
-std::string file_name(const options_t &options) { return options.files.empty() ? "" : options.files.front(); }
+static std::string file_name(const options_t &options)
+{
+    return options.files.empty() ? "" : options.files.front();
+}
 
-job_t build(const options_t &options, const url_t &url, const std::string &local)
+static job_t build(const options_t &options, const url_t &url, const std::string &local)
 {
     return request_build(options, FTPCLIENT_DOWNLOAD, url, options.url, local);
 }
 
-void to_standard_output(const options_t &options, const url_t &url, report_t &report)
+static void to_standard_output(const options_t &options, const url_t &url, report_t &report)
 {
     if (options.json)
         throw failure(STATUS_USAGE, "--json: standard output is the file's");
@@ -41,7 +41,7 @@ void to_standard_output(const options_t &options, const url_t &url, report_t &re
 }
 
 // The daemon writes the file itself: nobody is left to put it in its place.
-void without_waiting(const options_t &options, const url_t &url, report_t &report)
+static void without_waiting(const options_t &options, const url_t &url, report_t &report)
 {
     if (file_name(options).empty() || file_name(options) == "-")
         throw failure(STATUS_USAGE, "--no-wait: needs the name of a FILE");
@@ -54,7 +54,7 @@ void without_waiting(const options_t &options, const url_t &url, report_t &repor
     report.message = options.url + ": download started";
 }
 
-void to_file(const options_t &options, const url_t &url, report_t &report)
+static void to_file(const options_t &options, const url_t &url, report_t &report)
 {
     const std::string target = file_to_download(file_name(options), url_file_name(url));
     report.local = target;
@@ -71,8 +71,6 @@ void to_file(const options_t &options, const url_t &url, report_t &report)
     file_put_in_place(local, target);
     report.message = target + ": " + text_outcome(report.outcome->progress);
 }
-
-} // namespace
 
 void command_get(const options_t &options, report_t &report)
 {

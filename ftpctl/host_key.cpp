@@ -5,11 +5,11 @@
 #include <bit>
 #include <openssl/evp.h>
 
-namespace
-{
-
 constexpr size_t LENGTH_BYTES = 4;
 constexpr size_t LINE_MAX_BYTES = 1 << 20;
+
+namespace
+{
 
 // `number` is which string of the key tells its size, 0 when its type does.
 struct key_kind_t {
@@ -18,6 +18,9 @@ struct key_kind_t {
     int bits;
     int number;
 };
+
+} // namespace
+
 constexpr key_kind_t KINDS[] = {
     {"ssh-rsa", "RSA", 0, 2}, // type, exponent, modulus
     {"ssh-dss", "DSA", 0, 1}, // type, p, ...
@@ -31,7 +34,7 @@ using bytes_view_t = std::span<const unsigned char>;
 
 // The strings that a key is made of, each a big-endian length and as many bytes; none when it is no such
 // sequence.
-std::vector<bytes_view_t> strings_of(bytes_view_t key)
+static std::vector<bytes_view_t> strings_of(bytes_view_t key)
 {
     std::vector<bytes_view_t> strings;
     while (!key.empty()) {
@@ -46,7 +49,7 @@ std::vector<bytes_view_t> strings_of(bytes_view_t key)
     return strings;
 }
 
-int bits_of(bytes_view_t number)
+static int bits_of(bytes_view_t number)
 {
     while (!number.empty() && number[0] == 0)
         number = number.subspan(1);
@@ -56,7 +59,7 @@ int bits_of(bytes_view_t number)
 }
 
 // Nothing for what is no base64, whole and with its padding.
-std::optional<octets_t> base64_decoded(std::string_view text)
+static std::optional<octets_t> base64_decoded(std::string_view text)
 {
     const size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
     octets_t bytes(text.size() / 4 * 3);
@@ -69,7 +72,7 @@ std::optional<octets_t> base64_decoded(std::string_view text)
 }
 
 // As ssh-keygen prints digests: without padding.
-std::string base64_of(const octets_t &bytes)
+static std::string base64_of(const octets_t &bytes)
 {
     std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
     const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()), bytes.data(),
@@ -80,12 +83,12 @@ std::string base64_of(const octets_t &bytes)
     return text;
 }
 
-bool is_word(std::string_view text)
+static bool is_word(std::string_view text)
 {
     return !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
 }
 
-void set_key(server_identity_t &identity, const std::vector<bytes_view_t> &strings)
+static void set_key(server_identity_t &identity, const std::vector<bytes_view_t> &strings)
 {
     identity.key_type = identity.type;
     const auto *kind = std::ranges::find(KINDS, identity.type, &key_kind_t::type);
@@ -96,8 +99,6 @@ void set_key(server_identity_t &identity, const std::vector<bytes_view_t> &strin
     if (const auto number = static_cast<size_t>(kind->number); number != 0 && number < strings.size())
         identity.key_bits = bits_of(strings[number]);
 }
-
-} // namespace
 
 std::optional<server_identity_t> host_key_read(std::string_view line)
 {

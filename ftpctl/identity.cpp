@@ -8,23 +8,20 @@
 #include "ftpctl/statuses.h"
 #include "ftpctl/text.h"
 
-namespace
-{
-
 constexpr size_t IDENTITY_MAX_BYTES = 1 << 20;
 
-bool is_refused_by_pin(int code)
+static bool is_refused_by_pin(int code)
 {
     return code == FTPCLIENT_RESULT_CERT_MISMATCH || code == FTPCLIENT_RESULT_HOSTKEY_MISMATCH;
 }
 
-bool cannot_write(int code)
+static bool cannot_write(int code)
 {
     return code == FTPCLIENT_RESULT_LOCAL_WRITE || code == FTPCLIENT_RESULT_SECURE_5 ||
            code == FTPCLIENT_ERR_OUT_OF_SIGHT || code == FTPCLIENT_ERR_READ_ONLY;
 }
 
-std::string line_of(int code, const ftpclient_outcome_t &outcome, const std::string &folder)
+static std::string line_of(int code, const ftpclient_outcome_t &outcome, const std::string &folder)
 {
     const std::string line = "the daemon cannot write into " + folder +
                              "; set TMPDIR to a folder that it shares with this command";
@@ -32,8 +29,8 @@ std::string line_of(int code, const ftpclient_outcome_t &outcome, const std::str
 }
 
 // The job has ended as it must when the daemon has refused the server.
-void check(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome,
-           const std::string &folder)
+static void check(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome,
+                  const std::string &folder)
 {
     const failure why = job_failure(options, job, code, outcome);
     if (is_refused_by_pin(code))
@@ -45,7 +42,7 @@ void check(const options_t &options, const job_t &job, int code, const ftpclient
     throw failure(STATUS_BAD_ANSWER, "the daemon has not checked the server");
 }
 
-server_identity_t ask(const options_t &options, const url_t &url, report_t &report)
+static server_identity_t ask(const options_t &options, const url_t &url, report_t &report)
 {
     const logins_t logins = logins_find_proxys(options);
     interrupts_catch(); // before there is a folder to remove
@@ -68,14 +65,12 @@ server_identity_t ask(const options_t &options, const url_t &url, report_t &repo
     return *found;
 }
 
-void add(std::string &text, const char *name, const std::string &value)
+static void add(std::string &text, const char *name, const std::string &value)
 {
     std::string label(name);
     label.resize(9, ' ');
     text += "\n" + label + (value.empty() ? "none" : value);
 }
-
-} // namespace
 
 std::string identity_text(const std::string &server, const server_identity_t &identity)
 {

@@ -10,30 +10,27 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int64_t TWIN_MS = 1000; // the kernel's SIGHUP and the shell's are no further apart
 
-volatile sig_atomic_t seen_;
-int64_t first_ms_; // the handler's alone
-int fd_ = -1;
+static volatile sig_atomic_t seen_;
+static int64_t first_ms_; // the handler's alone
+static int fd_ = -1;
 
-int64_t now_ms()
+static int64_t now_ms()
 {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-void end_as_usual(int number)
+static void end_as_usual(int number)
 {
     signal(number, SIG_DFL);
     raise(number); // comes when the handler returns
 }
 
-void remember(int number)
+static void remember(int number)
 {
     const int kept = errno;
     const uint64_t one = 1;
@@ -48,13 +45,11 @@ void remember(int number)
     errno = kept;
 }
 
-bool is_ignored(int number)
+static bool is_ignored(int number)
 {
     struct sigaction now = {};
     return sigaction(number, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
 }
-
-} // namespace
 
 void interrupts_catch()
 {

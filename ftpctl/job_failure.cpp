@@ -5,13 +5,10 @@
 #include "ftpctl/statuses.h"
 #include "ftpctl/text.h"
 
-namespace
-{
-
-std::string name_of(const server_t &server) { return server.host + ":" + std::to_string(server.port); }
+static std::string name_of(const server_t &server) { return server.host + ":" + std::to_string(server.port); }
 
 // libcurl connects to the proxy alone; only what that says of the name tells whose it is.
-std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
+static std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
 {
     constexpr int SERVER_NAME_NOT_FOUND = 6;
     if (!job.proxy || progress.curl_code == SERVER_NAME_NOT_FOUND)
@@ -20,7 +17,7 @@ std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
 }
 
 // What the sentence is about.
-std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
+static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     switch (outcome.cause) {
     case FTPCLIENT_CAUSE_LOGIN:
@@ -41,13 +38,13 @@ std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
 }
 
 // The daemon could not open the file that this command could: it does not see it as this command does.
-bool is_out_of_sight(int result, const ftpclient_outcome_t &outcome)
+static bool is_out_of_sight(int result, const ftpclient_outcome_t &outcome)
 {
     return (result == FTPCLIENT_RESULT_LOCAL_READ || result == FTPCLIENT_RESULT_LOCAL_WRITE) &&
            outcome.cause <= FTPCLIENT_CAUSE_OTHER && outcome.progress.transferred_bytes == 0;
 }
 
-std::string result_line(const job_t &job, int result, const ftpclient_outcome_t &outcome)
+static std::string result_line(const job_t &job, int result, const ftpclient_outcome_t &outcome)
 {
     const std::string details = text_details(result, outcome.progress);
     if (result == FTPCLIENT_RESULT_CANCELED && outcome.jobs == 0)
@@ -60,7 +57,7 @@ std::string result_line(const job_t &job, int result, const ftpclient_outcome_t 
     return subject_of(job, outcome) + ": " + status_sentence(status_of(result, outcome.cause), details);
 }
 
-std::string resume_line(const ftpclient_outcome_t &outcome)
+static std::string resume_line(const ftpclient_outcome_t &outcome)
 {
     if (outcome.remote_bytes > outcome.local_bytes)
         return "cannot resume: the remote file has " + std::to_string(outcome.remote_bytes) +
@@ -70,7 +67,7 @@ std::string resume_line(const ftpclient_outcome_t &outcome)
 }
 
 // The daemon's mounts show it, so nothing was handed over.
-std::string sight_line(const job_t &job, int error)
+static std::string sight_line(const job_t &job, int error)
 {
     constexpr const char *REMEDY =
         "; use a folder that both share (its unit's ProtectHome and PrivateTmp, or a "
@@ -82,15 +79,15 @@ std::string sight_line(const job_t &job, int error)
            REMEDY;
 }
 
-std::string difference_line(const job_t &job, const ftpclient_outcome_t &outcome)
+static std::string difference_line(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     return job.shown_url + ": the remote file has " +
            (outcome.remote_bytes >= 0 ? std::to_string(outcome.remote_bytes) + " bytes" : "another size") +
            " after the upload, the local one " + std::to_string(outcome.local_bytes);
 }
 
-std::string error_line(const options_t &options, const job_t &job, int error,
-                       const ftpclient_outcome_t &outcome)
+static std::string error_line(const options_t &options, const job_t &job, int error,
+                              const ftpclient_outcome_t &outcome)
 {
     switch (error) {
     case FTPCLIENT_ERR_TURN:
@@ -120,7 +117,7 @@ std::string error_line(const options_t &options, const job_t &job, int error,
 }
 
 // What an upload that did not come to its end has left on the server, as far as that is known.
-std::string remains(int code, const ftpclient_outcome_t &outcome)
+static std::string remains(int code, const ftpclient_outcome_t &outcome)
 {
     const bool was_stopped =
         code == FTPCLIENT_RESULT_CANCELED || code == FTPCLIENT_ERR_TIMEOUT || code == FTPCLIENT_ERR_SILENT;
@@ -136,8 +133,8 @@ std::string remains(int code, const ftpclient_outcome_t &outcome)
     return "";
 }
 
-failure failure_itself(const options_t &options, const job_t &job, int code,
-                       const ftpclient_outcome_t &outcome)
+static failure failure_itself(const options_t &options, const job_t &job, int code,
+                              const ftpclient_outcome_t &outcome)
 {
     const failure daemons = daemon_failure(options, code);
     if (code == FTPCLIENT_RESULT_BUSY)
@@ -147,8 +144,6 @@ failure failure_itself(const options_t &options, const job_t &job, int code,
     const std::string line = error_line(options, job, code, outcome);
     return line.empty() ? daemons : failure(daemons.status, line);
 }
-
-} // namespace
 
 failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome)
 {

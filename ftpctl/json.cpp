@@ -7,22 +7,19 @@
 
 using json = nlohmann::ordered_json;
 
-namespace
-{
-
 // File names need not be UTF-8; what is not is replaced.
-std::string printed(const json &object)
+static std::string printed(const json &object)
 {
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
+static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
-json known(int64_t number) { return number >= 0 ? json(number) : json(nullptr); }
+static json known(int64_t number) { return number >= 0 ? json(number) : json(nullptr); }
 
-json seconds(int64_t elapsed_ms) { return static_cast<double>(elapsed_ms) / 1000; }
+static json seconds(int64_t elapsed_ms) { return static_cast<double>(elapsed_ms) / 1000; }
 
-json object_of(const ftpclient_progress_t &progress)
+static json object_of(const ftpclient_progress_t &progress)
 {
     return {
         {"total_bytes", progress.total_bytes},
@@ -36,11 +33,11 @@ json object_of(const ftpclient_progress_t &progress)
     };
 }
 
-json or_null(const std::optional<std::string> &text) { return text ? json(*text) : json(nullptr); }
+static json or_null(const std::optional<std::string> &text) { return text ? json(*text) : json(nullptr); }
 
-json or_null(const char *text) { return text != nullptr ? json(text) : json(nullptr); }
+static json or_null(const char *text) { return text != nullptr ? json(text) : json(nullptr); }
 
-json object_of_job(int job, int result, const ftpclient_progress_t &progress)
+static json object_of_job(int job, int result, const ftpclient_progress_t &progress)
 {
     return {{"kind", or_null(text_job_word(job))},
             {"result", result},
@@ -48,7 +45,7 @@ json object_of_job(int job, int result, const ftpclient_progress_t &progress)
             {"progress", object_of(progress)}};
 }
 
-json job_of(const report_t &report)
+static json job_of(const report_t &report)
 {
     // Not known is not told: the last state seen may be another program's.
     if (!report.outcome || report.outcome->jobs == 0 || report.status == STATUS_UNKNOWN)
@@ -56,13 +53,13 @@ json job_of(const report_t &report)
     return object_of_job(report.job, report.outcome->result, report.outcome->progress);
 }
 
-const char *sent_of(int upload)
+static const char *sent_of(int upload)
 {
     constexpr const char *SENT[] = {nullptr, "whole", "rest", "nothing", "mended"}; // by ftpclient_upload
     return SENT[upload];
 }
 
-json upload_of(const report_t &report)
+static json upload_of(const report_t &report)
 {
     if (!report.outcome || report.job != FTPCLIENT_UPLOAD)
         return nullptr;
@@ -74,7 +71,7 @@ json upload_of(const report_t &report)
     };
 }
 
-json file_of(const report_t &report)
+static json file_of(const report_t &report)
 {
     if (!report.outcome || report.job != FTPCLIENT_FILE_INFO ||
         (report.status != STATUS_DONE && report.status != STATUS_NO_FILE))
@@ -96,14 +93,14 @@ json file_of(const report_t &report)
     };
 }
 
-json object_of(const ftpclient_state_t &state)
+static json object_of(const ftpclient_state_t &state)
 {
     json object = {{"running", state.running != 0}, {"cancelled", state.cancelled != 0}};
     object.update(object_of_job(state.job, state.result, state.progress));
     return object;
 }
 
-json identity_of(const report_t &report)
+static json identity_of(const report_t &report)
 {
     if (!report.identity)
         return nullptr;
@@ -126,14 +123,12 @@ json identity_of(const report_t &report)
 }
 
 // `more` stands behind what all events have.
-std::string event(const char *name, time_t now, const json &more)
+static std::string event(const char *name, time_t now, const json &more)
 {
     json object = {{"event", name}, {"time", static_cast<int64_t>(now)}};
     object.update(more);
     return printed(object);
 }
-
-} // namespace
 
 std::string json_report(const report_t &report)
 {

@@ -12,16 +12,13 @@
 #include <cstring>
 #include <ctime>
 
-namespace
-{
-
-failure socket_failure(const std::string &path, int error)
+static failure socket_failure(const std::string &path, int error)
 {
     const std::string why = error == FTPCLIENT_ERR_SYSTEM ? strerror(errno) : ftpclient_strerror(error);
     return {status_of(error, FTPCLIENT_CAUSE_NONE), path + ": " + why};
 }
 
-notices_t open_notices(const std::string &path)
+static notices_t open_notices(const std::string &path)
 {
     ftpclient_notices_t *notices = nullptr;
     if (const int error = ftpclient_notices_open(path.c_str(), &notices); error != FTPCLIENT_OK)
@@ -30,7 +27,7 @@ notices_t open_notices(const std::string &path)
 }
 
 // Takes what has come and shows it; false when that is no whole notice.
-bool tell_next(ftpclient_notices_t *notices, const options_t &options, event_hook &hook)
+static bool tell_next(ftpclient_notices_t *notices, const options_t &options, event_hook &hook)
 {
     ftpclient_notice_t notice = {};
     switch (const int error = ftpclient_notices_receive(notices, &notice, sizeof notice, 0)) {
@@ -46,8 +43,6 @@ bool tell_next(ftpclient_notices_t *notices, const options_t &options, event_hoo
         throw socket_failure(options.notify_socket, error);
     }
 }
-
-} // namespace
 
 void command_listen(const options_t &options, report_t &report)
 {

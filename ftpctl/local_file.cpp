@@ -14,19 +14,16 @@
 
 namespace fs = std::filesystem;
 
-namespace
-{
-
 constexpr size_t LONGEST_PATH = 255; // bytes that the request holds
 constexpr size_t LONGEST_NAME = 255; // bytes that a folder holds
 constexpr int MOST_LINKS = 40;
 
-[[noreturn]] void fail(const std::string &path)
+[[noreturn]] static void fail(const std::string &path)
 {
     throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
 }
 
-std::optional<struct stat> found(const std::string &path)
+static std::optional<struct stat> found(const std::string &path)
 {
     struct stat status = {};
     if (stat(path.c_str(), &status) == 0)
@@ -37,7 +34,7 @@ std::optional<struct stat> found(const std::string &path)
 }
 
 // Where links lead, also one to a file that does not exist yet.
-fs::path behind_links(fs::path path)
+static fs::path behind_links(fs::path path)
 {
     for (int links = 0; links <= MOST_LINKS; links++) {
         std::error_code error;
@@ -50,14 +47,12 @@ fs::path behind_links(fs::path path)
     fail(path.string());
 }
 
-mode_t mode_of_new_file()
+static mode_t mode_of_new_file()
 {
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
 }
-
-} // namespace
 
 std::string file_content(const std::string &path, size_t most)
 {

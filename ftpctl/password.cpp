@@ -16,11 +16,11 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr size_t LONGEST = 4096; // bytes; no field is nearly as long
 constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
+
+namespace
+{
 
 // A terminal without echo for one scope, in which a Ctrl-Z (SIGTSTP) is heard on `stop_fd` instead of
 // stopping.
@@ -81,8 +81,10 @@ private:
 
 enum class input_t { BYTE, END, STOP };
 
+} // namespace
+
 // The next byte of `fd`, the end of the input, or something on `stop_fd`, which may be -1.
-input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
+static input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
 {
     pollfd waiting[] = {{fd, POLLIN, 0}, {stop_fd, POLLIN, 0}, {interrupts_fd(), POLLIN, 0}};
     while (!interrupts_seen()) {
@@ -100,7 +102,7 @@ input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
 }
 
 // Adds what comes up to the end of the line; says what ended it, BYTE for a newline or too long a line.
-input_t read_line(int fd, int stop_fd, std::string &line, const std::string &name)
+static input_t read_line(int fd, int stop_fd, std::string &line, const std::string &name)
 {
     while (line.size() <= LONGEST) {
         char c = 0;
@@ -114,14 +116,14 @@ input_t read_line(int fd, int stop_fd, std::string &line, const std::string &nam
     return input_t::BYTE;
 }
 
-std::string without_return(std::string line)
+static std::string without_return(std::string line)
 {
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
     return line;
 }
 
-std::string from_file(const char *option, const std::string &file)
+static std::string from_file(const char *option, const std::string &file)
 {
     const std::string name = std::string(option) + " " + file;
     const descriptor source(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
@@ -134,7 +136,7 @@ std::string from_file(const char *option, const std::string &file)
 }
 
 // Takes the password out of the environment, which the process list shows to this user and to root.
-std::optional<std::string> from_environment(const char *variable)
+static std::optional<std::string> from_environment(const char *variable)
 {
     char *value = getenv(variable);
     if (value == nullptr)
@@ -144,8 +146,6 @@ std::optional<std::string> from_environment(const char *variable)
     unsetenv(variable);
     return password;
 }
-
-} // namespace
 
 std::string password_prompt(int fd, const std::string &whom)
 {

@@ -18,7 +18,9 @@ struct upload_t {
     job_t job;
 };
 
-upload_t build(const options_t &options, const url_t &url, const std::string &name)
+} // namespace
+
+static upload_t build(const options_t &options, const url_t &url, const std::string &name)
 {
     const std::filesystem::path local = std::filesystem::absolute(name);
     url_t target = url;
@@ -35,7 +37,7 @@ upload_t build(const options_t &options, const url_t &url, const std::string &na
     return {name, request_build(options, FTPCLIENT_UPLOAD, target, shown, local.string())};
 }
 
-std::string line_of(const job_t &job, const ftpclient_outcome_t &outcome)
+static std::string line_of(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     if (outcome.upload == FTPCLIENT_UPLOAD_NOTHING)
         return job.shown_url + ": all " + std::to_string(outcome.local_bytes) + " bytes are there already";
@@ -47,7 +49,7 @@ std::string line_of(const job_t &job, const ftpclient_outcome_t &outcome)
     return outcome.verified != 0 ? line + ", verified" : line;
 }
 
-void upload(driver &driver, const upload_t &upload, report_t &report)
+static void upload(driver &driver, const upload_t &upload, report_t &report)
 {
     const job_t &job = upload.job;
     report.remote = job.shown_url;
@@ -63,14 +65,14 @@ void upload(driver &driver, const upload_t &upload, report_t &report)
 }
 
 // True for a failure that the next file would meet as well.
-bool ends_all(int status)
+static bool ends_all(int status)
 {
     return status == STATUS_USAGE || status == STATUS_NO_DAEMON || status == STATUS_DENIED ||
            status == STATUS_EXEC || interrupts_seen();
 }
 
 // Each file has its own report; the command's status is that of the first failure.
-void upload_all(driver &driver, const std::vector<upload_t> &uploads, report_t &all)
+static void upload_all(driver &driver, const std::vector<upload_t> &uploads, report_t &all)
 {
     const options_t &options = driver.options();
     all.is_printed = true;
@@ -85,8 +87,6 @@ void upload_all(driver &driver, const std::vector<upload_t> &uploads, report_t &
             break;
     }
 }
-
-} // namespace
 
 void command_put(const options_t &options, report_t &report)
 {

@@ -10,11 +10,8 @@
 
 using std::chrono::steady_clock;
 
-namespace
-{
-
 // The call that asks, when it was answered. Throws failure.
-call_t answered(driver &driver, decltype(ftpclient_begin_ping) *begin)
+static call_t answered(driver &driver, decltype(ftpclient_begin_ping) *begin)
 {
     driver::finished_t finished = driver.run(begin);
     if (finished.code != FTPCLIENT_OK)
@@ -22,14 +19,14 @@ call_t answered(driver &driver, decltype(ftpclient_begin_ping) *begin)
     return std::move(finished.call);
 }
 
-ftpclient_state_t state_of(driver &driver)
+static ftpclient_state_t state_of(driver &driver)
 {
     ftpclient_state_t state = {};
     ftpclient_call_state(answered(driver, ftpclient_begin_poll).get(), &state, sizeof state);
     return state;
 }
 
-failure not_cancelled(const options_t &options, int code)
+static failure not_cancelled(const options_t &options, int code)
 {
     if (code == FTPCLIENT_ERR_TIMEOUT)
         return {STATUS_TIMEOUT, "the job has not stopped yet; the daemon goes on stopping it"};
@@ -38,8 +35,6 @@ failure not_cancelled(const options_t &options, int code)
     const int status = status_of(code, FTPCLIENT_CAUSE_NONE);
     return {status, status_sentence(status, text_details(code, {}))};
 }
-
-} // namespace
 
 void command_ping(const options_t &options, report_t &report)
 {

@@ -9,16 +9,13 @@
 #include <cstring>
 #include <filesystem>
 
-namespace
-{
-
 constexpr const char *ANONYMOUS = "anonymous";
 constexpr const char *ANONYMOUS_PASSWORD = "ftpctl@";
 
-[[noreturn]] void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
+[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
 
 // The answer of a setter.
-void check(const request_t &request, int code)
+static void check(const request_t &request, int code)
 {
     if (code == FTPCLIENT_OK)
         return;
@@ -26,17 +23,17 @@ void check(const request_t &request, int code)
     refuse(complaint.empty() ? ftpclient_strerror(code) : complaint);
 }
 
-int limit_ms(std::chrono::milliseconds limit)
+static int limit_ms(std::chrono::milliseconds limit)
 {
     return static_cast<int>(std::min<int64_t>(limit.count(), INT_MAX));
 }
 
-bool asks_for_size(const options_t &options, int kind)
+static bool asks_for_size(const options_t &options, int kind)
 {
     return kind == FTPCLIENT_FILE_INFO || options.resume || options.verify;
 }
 
-void check_protocol(const options_t &options, int kind, const url_t &url)
+static void check_protocol(const options_t &options, int kind, const url_t &url)
 {
     if (url_is_zixi(url) && kind != FTPCLIENT_UPLOAD)
         refuse("zixi:// can only put");
@@ -48,7 +45,7 @@ void check_protocol(const options_t &options, int kind, const url_t &url)
         refuse("--no-wait: nobody would be left to compare the sizes for --resume or --verify");
 }
 
-void set_server_identity(const options_t &options, const request_t &request)
+static void set_server_identity(const options_t &options, const request_t &request)
 {
     if (!options.pin.empty()) {
         const server_pin_t pin = server_pin_parse(options.pin);
@@ -61,7 +58,7 @@ void set_server_identity(const options_t &options, const request_t &request)
     }
 }
 
-void set_wishes(const options_t &options, const request_t &request)
+static void set_wishes(const options_t &options, const request_t &request)
 {
     ftpclient_request_set_passive(request.get(), options.active ? 0 : 1);
     if (options.resume)
@@ -72,7 +69,7 @@ void set_wishes(const options_t &options, const request_t &request)
         check(request, ftpclient_request_set_overwrite(request.get(), 0));
 }
 
-void set_limits(const options_t &options, const request_t &request)
+static void set_limits(const options_t &options, const request_t &request)
 {
     ftpclient_request_set_turn_timeout(request.get(), limit_ms(options.wait_turn));
     if (!options.timeout)
@@ -80,8 +77,8 @@ void set_limits(const options_t &options, const request_t &request)
 }
 
 // What all jobs have: server, proxy, limits, paths.
-job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
-            const std::string &remote, const std::string &local)
+static job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
+                   const std::string &remote, const std::string &local)
 {
     job_t job = {kind, url, shown_url, local, "", std::nullopt, nullptr};
     ftpclient_request_t *made = nullptr;
@@ -100,8 +97,6 @@ job_t begin(const options_t &options, int kind, const url_t &url, const std::str
         check(job.request, ftpclient_request_set_local_path(made, local.c_str()));
     return job;
 }
-
-} // namespace
 
 logins_t logins_find_proxys(const options_t &options)
 {

@@ -16,6 +16,8 @@ struct kind_t {
     const char *wrong_length;
 };
 
+} // namespace
+
 constexpr const char *WRONG_SHA1 = "--pin: a SHA-1 fingerprint has 20 bytes, 40 hex digits";
 constexpr const char *WRONG_MD5 = "--pin: an MD5 fingerprint has 16 bytes, 32 hex digits";
 
@@ -25,18 +27,18 @@ constexpr kind_t KINDS[] = {
     {"md5:", FTPCLIENT_PIN_MD5, 16, WRONG_MD5},
 };
 
-bool has_prefix(std::string_view text, std::string_view prefix)
+static bool has_prefix(std::string_view text, std::string_view prefix)
 {
     return text.size() >= prefix.size() && strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
 }
 
-[[noreturn]] void refuse_hex()
+[[noreturn]] static void refuse_hex()
 {
     throw failure(STATUS_USAGE,
                   "--pin: after the kind come pairs of hex digits, all with ':' between or none");
 }
 
-std::vector<uint8_t> bytes_of(std::string_view hex)
+static std::vector<uint8_t> bytes_of(std::string_view hex)
 {
     const bool with_colons = hex.size() > 2 && hex[2] == ':';
     const size_t step = with_colons ? 3 : 2;
@@ -53,8 +55,6 @@ std::vector<uint8_t> bytes_of(std::string_view hex)
     }
     return bytes;
 }
-
-} // namespace
 
 server_pin_t server_pin_parse(std::string_view text)
 {

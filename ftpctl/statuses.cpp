@@ -14,6 +14,8 @@ struct own_t {
     const char *remedy;
 };
 
+} // namespace
+
 constexpr own_t OWN[] = {
     {STATUS_DONE, "done", "done", "nothing"},
     {STATUS_LOCAL, "local", "a file, a socket or the output on this side", "the message names it"},
@@ -83,11 +85,16 @@ constexpr own_t RESULTS[] = {
      "choose another name or leave --no-overwrite out"},
 };
 
+namespace
+{
+
 // By ftpclient_cause; the library has the name and the meaning.
 struct cause_t {
     int cause;
     const char *remedy;
 };
+
+} // namespace
 
 constexpr cause_t CAUSES[] = {
     {FTPCLIENT_CAUSE_LOGIN, "check user and password"},
@@ -110,10 +117,15 @@ constexpr cause_t CAUSES[] = {
 constexpr int HIGHEST_RESULT = 29; // what stands above would meet the causes
 constexpr int UNKNOWN_RESULT = 120;
 
+namespace
+{
+
 struct own_status_t {
     exit_status status;
     std::initializer_list<int> codes; // ftpclient_error, ftpclient_result
 };
+
+} // namespace
 
 // What is not named here is a fault on this side, or a failed job's.
 constexpr own_status_t STATUSES[] = {
@@ -131,7 +143,7 @@ constexpr own_status_t STATUSES[] = {
     {STATUS_UNSEEN, {FTPCLIENT_ERR_OUT_OF_SIGHT, FTPCLIENT_ERR_READ_ONLY}},
 };
 
-std::vector<status_t> make_table()
+static std::vector<status_t> make_table()
 {
     std::vector<status_t> table;
     for (const own_t &own : OWN)
@@ -145,8 +157,6 @@ std::vector<status_t> make_table()
                      "see whether daemon and ftpctl are of one version"});
     return table;
 }
-
-} // namespace
 
 const std::vector<status_t> &status_table()
 {

@@ -14,9 +14,11 @@ namespace
 // Of a progress's response_type.
 enum { FTP = 1, HTTP = 2, ZIXI = 3 };
 
-std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+} // namespace
 
-std::string format(const char *pattern, ...)
+static std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+
+static std::string format(const char *pattern, ...)
 {
     char text[256];
     va_list arguments;
@@ -26,19 +28,22 @@ std::string format(const char *pattern, ...)
     return text;
 }
 
-void add(std::string &list, const std::string &item) { list += ", " + item; }
+static void add(std::string &list, const std::string &item) { list += ", " + item; }
 
-bool is_in(int32_t value, int32_t low, int32_t high) { return value >= low && value <= high; }
+static bool is_in(int32_t value, int32_t low, int32_t high) { return value >= low && value <= high; }
 
-bool has_day(const ftpclient_file_info_t &file) { return is_in(file.month, 1, 12) && is_in(file.day, 1, 31); }
+static bool has_day(const ftpclient_file_info_t &file)
+{
+    return is_in(file.month, 1, 12) && is_in(file.day, 1, 31);
+}
 
 // Some servers count past midnight.
-bool has_time(const ftpclient_file_info_t &file)
+static bool has_time(const ftpclient_file_info_t &file)
 {
     return is_in(file.hour, 0, 36) && is_in(file.minute, 0, 59);
 }
 
-std::string date(const ftpclient_file_info_t &file)
+static std::string date(const ftpclient_file_info_t &file)
 {
     std::string text;
     if (has_day(file)) {
@@ -48,12 +53,10 @@ std::string date(const ftpclient_file_info_t &file)
     return has_time(file) ? text + format(" %02d:%02d", file.hour, file.minute) : text;
 }
 
-std::string retries(const ftpclient_progress_t &progress)
+static std::string retries(const ftpclient_progress_t &progress)
 {
     return format("%d ", progress.retries) + (progress.retries == 1 ? "retry" : "retries");
 }
-
-} // namespace
 
 std::string text_size(double bytes)
 {

@@ -9,17 +9,19 @@
 #include <charconv>
 #include <strings.h>
 
-namespace
-{
-
 constexpr uint32_t PROXY_PORT = 3128;
 constexpr std::string_view PROXY_SCHEME = "http://";
+
+namespace
+{
 
 struct scheme_t {
     std::string_view name;
     int protocol;
     uint32_t port;
 };
+
+} // namespace
 
 constexpr scheme_t SCHEMES[] = {
     {"ftp://", FTPCLIENT_FTP, 21},
@@ -29,13 +31,13 @@ constexpr scheme_t SCHEMES[] = {
     {"zixi://", FTPCLIENT_ZIXI_4, 2088},
 };
 
-[[noreturn]] void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
+[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
 
-bool is_one_of(char c, std::string_view set) { return set.find(c) != set.npos; }
+static bool is_one_of(char c, std::string_view set) { return set.find(c) != set.npos; }
 
-bool is_alphanumeric(char c) { return isalnum(static_cast<unsigned char>(c)) != 0; }
+static bool is_alphanumeric(char c) { return isalnum(static_cast<unsigned char>(c)) != 0; }
 
-const scheme_t &scheme_of(std::string_view text)
+static const scheme_t &scheme_of(std::string_view text)
 {
     const auto *found = std::ranges::find_if(SCHEMES, [&](const scheme_t &scheme) {
         return text.size() >= scheme.name.size() &&
@@ -46,7 +48,7 @@ const scheme_t &scheme_of(std::string_view text)
     return *found;
 }
 
-std::string decoded(std::string_view text, const std::string &what)
+static std::string decoded(std::string_view text, const std::string &what)
 {
     std::string plain;
     for (size_t i = 0; i < text.size(); i++) {
@@ -65,7 +67,7 @@ std::string decoded(std::string_view text, const std::string &what)
 }
 
 // "[...]": an IPv6 address, perhaps with a zone behind '%'.
-void check_ip_literal(std::string_view host, const std::string &what)
+static void check_ip_literal(std::string_view host, const std::string &what)
 {
     const std::string inside(host.substr(1, host.size() - 2));
     const size_t percent = inside.find('%');
@@ -77,7 +79,7 @@ void check_ip_literal(std::string_view host, const std::string &what)
         refuse(what + ": no IPv6 address stands between the brackets");
 }
 
-void check_host_name(std::string_view host, const std::string &what)
+static void check_host_name(std::string_view host, const std::string &what)
 {
     if (host.empty())
         refuse(what + ": the host is missing");
@@ -88,7 +90,7 @@ void check_host_name(std::string_view host, const std::string &what)
     }
 }
 
-uint32_t port_of(std::string_view digits, uint32_t default_port, const std::string &what)
+static uint32_t port_of(std::string_view digits, uint32_t default_port, const std::string &what)
 {
     if (digits.empty())
         return default_port;
@@ -99,17 +101,15 @@ uint32_t port_of(std::string_view digits, uint32_t default_port, const std::stri
     return port;
 }
 
-bool is_folder(const url_t &url) { return url.path.empty() || url.path.back() == '/'; }
+static bool is_folder(const url_t &url) { return url.path.empty() || url.path.back() == '/'; }
 
-void check_names(const url_t &url, url_names names)
+static void check_names(const url_t &url, url_names names)
 {
     if (names == url_names::A_FILE && is_folder(url))
         refuse("URL: names no file");
     if (names == url_names::A_FOLDER && !is_folder(url))
         refuse("URL: must end in '/', for several files go there");
 }
-
-} // namespace
 
 server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
                           const password_names_t &names)

@@ -13,19 +13,16 @@
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-namespace
-{
-
 constexpr milliseconds RHYTHM{100}; // the daemon's own
 constexpr double PROGRESS_S = 1;
 
-bool has_progressed(const ftpclient_progress_t &before, const ftpclient_progress_t &now)
+static bool has_progressed(const ftpclient_progress_t &before, const ftpclient_progress_t &now)
 {
     return before.total_bytes != now.total_bytes || before.transferred_bytes != now.transferred_bytes;
 }
 
 // zixi_error is left out: only a Zixi job sets it, and the job's result changes with it.
-bool has_changed(const ftpclient_state_t &before, const ftpclient_state_t &now)
+static bool has_changed(const ftpclient_state_t &before, const ftpclient_state_t &now)
 {
     const ftpclient_progress_t &a = before.progress;
     const ftpclient_progress_t &b = now.progress;
@@ -35,12 +32,15 @@ bool has_changed(const ftpclient_state_t &before, const ftpclient_state_t &now)
 }
 
 // What a daemon does that ends, or is not there yet.
-bool is_absence(int error)
+static bool is_absence(int error)
 {
     constexpr int ABSENCES[] = {FTPCLIENT_ERR_NO_DAEMON, FTPCLIENT_ERR_DISCONNECTED, FTPCLIENT_ERR_NO_ANSWER,
                                 FTPCLIENT_ERR_TIMEOUT,   FTPCLIENT_ERR_UNREAD,       FTPCLIENT_ERR_DENIED};
     return std::ranges::find(ABSENCES, error) != std::end(ABSENCES);
 }
+
+namespace
+{
 
 class watcher
 {
