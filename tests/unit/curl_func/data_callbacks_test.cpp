@@ -38,17 +38,17 @@ TEST_F(Callbacks, WritePutsTheDataIntoTheFile)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Callbacks, WriteRefusesNoData)
+TEST_F(Callbacks, WriteAndReadRefuseNoDataAndNoContext)
 {
     EXPECT_EQ(cb_write(nullptr, 1, 10, &file), 0u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1442): Download data pointer is null.\n"});
-    EXPECT_EQ(handle.error, 0);
-}
-
-TEST_F(Callbacks, WriteRefusesNoContext)
-{
     EXPECT_EQ(cb_write(data, 1, 10, nullptr), 0u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1448): CURLOPT_WRITEDATA has not been set.\n"});
+    EXPECT_EQ(cb_read(nullptr, 1, 6, &file), 0u);
+    EXPECT_EQ(cb_read(data, 1, 6, nullptr), 0u);
+    EXPECT_EQ(handle.error, 0);
+    EXPECT_EQ(logged(), (lines{"error: curl_func(1442): Download data pointer is null.\n",
+                               "error: curl_func(1448): CURLOPT_WRITEDATA has not been set.\n",
+                               "error: curl_func(1491): Upload data pointer is null.\n",
+                               "error: curl_func(1497): CURLOPT_READDATA has not been set.\n"}));
 }
 
 TEST_F(Callbacks, AFullDiskIsALocalWriteError)
@@ -81,18 +81,6 @@ TEST_F(Callbacks, ReadGivesTheFilesContentAndAShortPieceAtItsEnd)
     EXPECT_EQ(cb_read(data, 1, 6, &file), 0u);
     EXPECT_EQ(handle.error, 0);
     EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(Callbacks, ReadRefusesNoBuffer)
-{
-    EXPECT_EQ(cb_read(nullptr, 1, 6, &file), 0u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1491): Upload data pointer is null.\n"});
-}
-
-TEST_F(Callbacks, ReadRefusesNoContext)
-{
-    EXPECT_EQ(cb_read(data, 1, 6, nullptr), 0u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1497): CURLOPT_READDATA has not been set.\n"});
 }
 
 TEST_F(Callbacks, AFileThatCannotBeReadAbortsTheUpload)

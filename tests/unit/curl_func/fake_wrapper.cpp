@@ -110,9 +110,11 @@ void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_c
 {
     ask(rec, "closesocketfunc_data");
 }
-void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback, void *)
+void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback function, void *data)
 {
     ask(rec, "sockoptfunc_data");
+    wrapper_.note_socket = function;
+    wrapper_.socket_data = data;
 }
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on) { ask(rec, "quick_exit", on); }
 void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on) { ask(rec, "nosignal", on); }

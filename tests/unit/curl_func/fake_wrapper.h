@@ -34,6 +34,8 @@ struct fake_wrapper {
     void *read_data = nullptr;
     curl_progress_callback progress = nullptr;
     void *progress_data = nullptr;
+    curl_sockopt_callback note_socket = nullptr;
+    void *socket_data = nullptr;
     list_callback_fn list = nullptr;
     void *list_context = nullptr;
     curl_sshkeycallback sshkey = nullptr;

@@ -9,14 +9,41 @@
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
-class Identity : public JobFixture
-{
-protected:
+struct verdict_t {
+    uint32_t auth_type;
+    uint8_t digest_length;
+    bool equal;
+    bool accepted;
+    int32_t error;
+    log_line log; // empty text: none
+};
+
+// How a certificate and a host key are checked, each by the one digest of its kind.
+struct kind_t {
+    uint32_t auth_type;
+    uint8_t digest_length;
+    int32_t mismatch;
+    int rejection;    // acceptance is 1
+    const char *save; // of "/pin", as libsecure is asked
+    const char *compare;
+};
+static const kind_t CERTIFICATE{2, 20, 21, 0, "x509_cert_save(/pin)", "x509_cert_digest_sha1_compare"};
+static const kind_t HOST_KEY{1, 16, 22, 2, "ssh_public_key_save(/pin, 0)", "ssh_key_digest_md5_compare"};
+
+struct Identity : JobFixture {
     Identity()
     {
         auth.auth_type = SERVER_AUTH_NONE;
         X509_STORE_CTX_set_cert(store.get(), certificate.get());
         EXPECT_EQ(X509_STORE_CTX_get_error(store.get()), X509_V_OK);
+    }
+
+    // True when the server is accepted as this kind of identity.
+    bool accepts(const kind_t &kind)
+    {
+        const int verdict = kind.auth_type == SERVER_AUTH_SHA1 ? verify() : check_key();
+        EXPECT_TRUE(verdict == 1 || verdict == kind.rejection) << verdict;
+        return verdict == 1;
     }
 
     // The verdict, which must not touch the store context's error: libcurl would refuse what is accepted.
@@ -28,6 +55,31 @@ protected:
     }
 
     int check_key() { return cb_sshkey(nullptr, nullptr, &key, CURLKHMATCH_MISSING, &info); }
+
+    // Asks for the right digest of this kind.
+    void pin(const kind_t &kind)
+    {
+        auth.auth_type = kind.auth_type;
+        auth.digest_length = kind.digest_length;
+    }
+
+    void expect_verdicts(const kind_t &kind, const std::vector<verdict_t> &table)
+    {
+        for (const verdict_t &row : table) {
+            SCOPED_TRACE(std::to_string(row.auth_type) + ", " + std::to_string(row.digest_length));
+            auth.auth_type = row.auth_type;
+            auth.digest_length = row.digest_length;
+            secure_ = {};
+            secure_.equal = row.equal;
+            handle.error = 0;
+            EXPECT_EQ(accepts(kind), row.accepted);
+            EXPECT_EQ(handle.error, row.error);
+            EXPECT_EQ(logged_with_priority(),
+                      row.log.text.empty() ? std::vector<log_line>{} : std::vector<log_line>{row.log});
+            const bool compared = row.auth_type == kind.auth_type && row.digest_length == kind.digest_length;
+            EXPECT_EQ(secure_.asked, compared ? lines{kind.compare} : lines{});
+        }
+    }
 
     std::unique_ptr<X509, decltype(&X509_free)> certificate{X509_new(), X509_free};
     std::unique_ptr<X509_STORE_CTX, decltype(&X509_STORE_CTX_free)> store{X509_STORE_CTX_new(),
@@ -63,219 +115,126 @@ TEST_F(Identity, EveryLibsecureResultHasItsCodeAndAnUnknownOneIsLogged)
 
 // --- Which kind of digest each protocol takes
 
-struct verdict_t {
-    uint32_t auth_type;
-    uint8_t digest_length;
-    bool equal;
-    bool accepted;
-    int32_t error;
-    log_line log; // empty text: none
-};
-
 TEST_F(Identity, CertificatesArePinnedBySha1Only)
 {
-    const verdict_t table[] = {
-        {0, 0, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-        {0, 20, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-        {1, 16, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
-        {1, 20, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
-        {2, 20, true, true, 0, {}},
-        {2, 20, false, false, 21, {}},
-        {2, 0, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
-        {2, 16, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
-        {2, 19, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
-        {2, 21, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
-        {2, 255, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
-        {3, 20, true, false, 4, {3, "error: curl_func(2003): Unexpected authentication type: 3\n"}},
-        {0xFFFFFFFF, 20, true, false, 4, {3, "error: curl_func(2003): Unexpected authentication type: -1\n"}},
-    };
-    for (const auto &row : table) {
-        auth.auth_type = row.auth_type;
-        auth.digest_length = row.digest_length;
-        secure_ = {};
-        secure_.equal = row.equal;
-        handle.error = 0;
-        const std::string label = std::to_string(row.auth_type) + ", " + std::to_string(row.digest_length);
-        EXPECT_EQ(verify(), row.accepted ? 1 : 0) << label;
-        EXPECT_EQ(handle.error, row.error) << label;
-        EXPECT_EQ(logged_with_priority(),
-                  row.log.text.empty() ? std::vector<log_line>{} : std::vector<log_line>{row.log});
-        const bool compared = row.auth_type == 2 && row.digest_length == 20;
-        EXPECT_EQ(secure_.asked, compared ? lines{"x509_cert_digest_sha1_compare"} : lines{}) << label;
-    }
+    expect_verdicts(
+        CERTIFICATE,
+        {
+            {0, 0, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
+            {0, 20, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
+            {1, 16, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {1, 20, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {2, 20, true, true, 0, {}},
+            {2, 20, false, false, 21, {}},
+            {2, 0, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
+            {2, 16, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
+            {2, 19, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
+            {2, 21, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
+            {2, 255, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
+            {3, 20, true, false, 4, {3, "error: curl_func(2003): Unexpected authentication type: 3\n"}},
+            {0xFFFFFFFF,
+             20,
+             true,
+             false,
+             4,
+             {3, "error: curl_func(2003): Unexpected authentication type: -1\n"}},
+        });
 }
 
 TEST_F(Identity, HostKeysArePinnedByMd5Only)
 {
-    const verdict_t table[] = {
-        {0, 0, false, true, 0, {6, "curl_func(1841): No authentication.\n"}},
-        {1, 16, true, true, 0, {}},
-        {1, 16, false, false, 22, {}},
-        {1, 0, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
-        {1, 15, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
-        {1, 17, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
-        {1, 20, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
-        {2, 20, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-        {2, 16, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-        {3, 16, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 3\n"}},
-        {7, 0, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 7\n"}},
-    };
-    for (const auto &row : table) {
-        auth.auth_type = row.auth_type;
-        auth.digest_length = row.digest_length;
-        secure_ = {};
-        secure_.equal = row.equal;
-        handle.error = 0;
-        const std::string label = std::to_string(row.auth_type) + ", " + std::to_string(row.digest_length);
-        EXPECT_EQ(check_key(), row.accepted ? 1 : 2) << label;
-        EXPECT_EQ(handle.error, row.error) << label;
-        EXPECT_EQ(logged_with_priority(),
-                  row.log.text.empty() ? std::vector<log_line>{} : std::vector<log_line>{row.log});
-        const bool compared = row.auth_type == 1 && row.digest_length == 16;
-        EXPECT_EQ(secure_.asked, compared ? lines{"ssh_key_digest_md5_compare"} : lines{}) << label;
-    }
+    expect_verdicts(
+        HOST_KEY,
+        {
+            {0, 0, false, true, 0, {6, "curl_func(1841): No authentication.\n"}},
+            {1, 16, true, true, 0, {}},
+            {1, 16, false, false, 22, {}},
+            {1, 0, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
+            {1, 15, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
+            {1, 17, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
+            {1, 20, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
+            {2, 20, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {2, 16, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {3, 16, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 3\n"}},
+            {7, 0, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 7\n"}},
+        });
 }
 
 // --- libsecure
 
-TEST_F(Identity, ACertificateThatCannotBeComparedIsRejectedWithLibsecuresReason)
+class EachIdentity : public Identity, public testing::WithParamInterface<kind_t>
 {
-    auth.auth_type = SERVER_AUTH_SHA1;
-    auth.digest_length = 20;
+};
+INSTANTIATE_TEST_SUITE_P(OfBothKinds, EachIdentity, testing::Values(CERTIFICATE, HOST_KEY));
+
+TEST_P(EachIdentity, ThatCannotBeComparedIsRejectedWithLibsecuresReason)
+{
+    pin(GetParam());
     for (const auto &row : SECURE_RESULTS) {
         secure_.compare_result = row.result;
-        EXPECT_EQ(verify(), 0);
+        EXPECT_FALSE(accepts(GetParam()));
         EXPECT_EQ(handle.error, row.code) << row.result;
         EXPECT_EQ(logged(), unknown_data(row.result));
     }
 }
 
-TEST_F(Identity, AHostKeyThatCannotBeComparedIsRejectedWithLibsecuresReason)
+TEST_P(EachIdentity, ThatCannotBeSavedIsRejectedUncompared)
 {
-    auth.auth_type = SERVER_AUTH_MD5;
-    auth.digest_length = 16;
-    for (const auto &row : SECURE_RESULTS) {
-        secure_.compare_result = row.result;
-        EXPECT_EQ(check_key(), CURLKHSTAT_REJECT);
-        EXPECT_EQ(handle.error, row.code) << row.result;
-        EXPECT_EQ(logged(), unknown_data(row.result));
-    }
-}
-
-TEST_F(Identity, ACertificateThatCannotBeSavedIsRejectedUncompared)
-{
-    SET_TEXT(auth.save_path, "/pin.pem");
-    for (const uint32_t type : {SERVER_AUTH_NONE, SERVER_AUTH_SHA1}) {
-        auth.auth_type = type;
-        auth.digest_length = 20;
+    pin(GetParam());
+    SET_TEXT(auth.save_path, "/pin");
+    for (const uint32_t type : {static_cast<uint32_t>(SERVER_AUTH_NONE), GetParam().auth_type})
         for (const auto &row : SECURE_RESULTS) {
+            auth.auth_type = type;
             secure_ = {};
             secure_.save_result = row.result;
-            EXPECT_EQ(verify(), 0);
+            EXPECT_FALSE(accepts(GetParam()));
             EXPECT_EQ(handle.error, row.code) << row.result;
             EXPECT_EQ(logged(), unknown_data(row.result));
-            EXPECT_EQ(secure_.asked, lines{"x509_cert_save(/pin.pem)"});
+            EXPECT_EQ(secure_.asked, lines{GetParam().save});
         }
-    }
 }
 
-TEST_F(Identity, AHostKeyThatCannotBeSavedIsRejectedUncompared)
+TEST_P(EachIdentity, IsSavedBeforeItIsRejected)
 {
-    SET_TEXT(auth.save_path, "/key.pub");
-    for (const uint32_t type : {SERVER_AUTH_NONE, SERVER_AUTH_MD5}) {
-        auth.auth_type = type;
-        auth.digest_length = 16;
-        for (const auto &row : SECURE_RESULTS) {
-            secure_ = {};
-            secure_.save_result = row.result;
-            EXPECT_EQ(check_key(), CURLKHSTAT_REJECT);
-            EXPECT_EQ(handle.error, row.code) << row.result;
-            EXPECT_EQ(logged(), unknown_data(row.result));
-            EXPECT_EQ(secure_.asked, lines{"ssh_public_key_save(/key.pub, 0)"});
-        }
-    }
-}
-
-TEST_F(Identity, ACertificateIsSavedBeforeItIsRejected)
-{
-    SET_TEXT(auth.save_path, "/pin.pem");
-    auth.auth_type = SERVER_AUTH_SHA1;
-    auth.digest_length = 20;
+    SET_TEXT(auth.save_path, "/pin");
+    pin(GetParam());
     secure_.equal = false;
-    EXPECT_EQ(verify(), 0);
-    EXPECT_EQ(handle.error, 21);
-    EXPECT_EQ(secure_.asked, (lines{"x509_cert_save(/pin.pem)", "x509_cert_digest_sha1_compare"}));
+    EXPECT_FALSE(accepts(GetParam()));
+    EXPECT_EQ(handle.error, GetParam().mismatch);
+    EXPECT_EQ(secure_.asked, (lines{GetParam().save, GetParam().compare}));
 
     secure_ = {};
-    auth.auth_type = SERVER_AUTH_MD5;
-    EXPECT_EQ(verify(), 0);
-    EXPECT_EQ(secure_.asked, lines{"x509_cert_save(/pin.pem)"});
-}
-
-TEST_F(Identity, AHostKeyIsSavedBeforeItIsRejected)
-{
-    SET_TEXT(auth.save_path, "/key.pub");
-    auth.auth_type = SERVER_AUTH_MD5;
-    auth.digest_length = 16;
-    secure_.equal = false;
-    EXPECT_EQ(check_key(), CURLKHSTAT_REJECT);
-    EXPECT_EQ(handle.error, 22);
-    EXPECT_EQ(secure_.asked, (lines{"ssh_public_key_save(/key.pub, 0)", "ssh_key_digest_md5_compare"}));
+    auth.digest_length = 0;
+    EXPECT_FALSE(accepts(GetParam()));
+    EXPECT_EQ(secure_.asked, lines{GetParam().save});
 
     secure_ = {};
-    auth.digest_length = 20;
-    EXPECT_EQ(check_key(), CURLKHSTAT_REJECT);
-    EXPECT_EQ(secure_.asked, lines{"ssh_public_key_save(/key.pub, 0)"});
+    auth.auth_type = 3;
+    EXPECT_FALSE(accepts(GetParam()));
+    EXPECT_EQ(secure_.asked, lines{GetParam().save});
 }
 
-TEST_F(Identity, LibsecureGetsTheLeafCertificateAndTheExpectedDigest)
-{
-    auth.auth_type = SERVER_AUTH_SHA1;
-    auth.digest_length = 20;
-    EXPECT_EQ(verify(), 1);
-    EXPECT_EQ(secure_.subject, certificate.get());
-    EXPECT_EQ(secure_.expected, auth.digest);
-}
-
-TEST_F(Identity, LibsecureGetsTheKeyItsLengthAndTheExpectedDigest)
-{
-    SET_TEXT(auth.save_path, "/key.pub");
-    EXPECT_EQ(check_key(), CURLKHSTAT_FINE);
-    EXPECT_EQ(secure_.subject, key.key);
-    EXPECT_EQ(secure_.key_length, 9u);
-
-    secure_ = {};
-    auth = {};
-    auth.auth_type = SERVER_AUTH_MD5;
-    auth.digest_length = 16;
-    EXPECT_EQ(check_key(), CURLKHSTAT_FINE);
-    EXPECT_EQ(secure_.subject, key.key);
-    EXPECT_EQ(secure_.key_length, 9u);
-    EXPECT_EQ(secure_.expected, auth.digest);
-}
-
-TEST_F(Identity, LibsecureWorksInTheProcesssCryptoContext)
+TEST_P(EachIdentity, ReachesLibsecureWithTheExpectedDigestInTheProcesssCryptoContext)
 {
     const job_crypto context;
     OSSL_LIB_CTX *jobs = OSSL_LIB_CTX_set0_default(nullptr);
     ASSERT_NE(jobs, OSSL_LIB_CTX_get0_global_default());
-    const auto accepted = [&](int verdict, int good) {
-        EXPECT_EQ(verdict, good);
+    const bool is_key = GetParam().auth_type == SERVER_AUTH_MD5;
+    const auto expect_asked = [&](const std::string &call) {
+        secure_ = {};
+        EXPECT_TRUE(accepts(GetParam()));
+        EXPECT_EQ(secure_.asked, lines{call});
+        EXPECT_EQ(secure_.subject, is_key ? static_cast<const void *>(key.key) : certificate.get());
+        EXPECT_EQ(secure_.key_length, is_key ? 9u : 0u);
         EXPECT_EQ(secure_.crypto, OSSL_LIB_CTX_get0_global_default());
         EXPECT_EQ(OSSL_LIB_CTX_set0_default(nullptr), jobs);
-        secure_.crypto = nullptr;
     };
-    auth.save_path[0] = '/';
-    accepted(verify(), 1);
-    accepted(check_key(), CURLKHSTAT_FINE);
-
-    auth.save_path[0] = '\0';
-    auth.auth_type = SERVER_AUTH_SHA1;
-    auth.digest_length = 20;
-    accepted(verify(), 1);
-    auth.auth_type = SERVER_AUTH_MD5;
-    auth.digest_length = 16;
-    accepted(check_key(), CURLKHSTAT_FINE);
+    pin(GetParam());
+    expect_asked(GetParam().compare);
+    EXPECT_EQ(secure_.expected, auth.digest);
+    auth.auth_type = SERVER_AUTH_NONE;
+    SET_TEXT(auth.save_path, "/pin");
+    expect_asked(GetParam().save);
 }
 
 // --- What libcurl may leave out

@@ -1,31 +1,9 @@
 #include "curl_func/job_sockets.h"
 
 #include "job_fixture.h"
+#include "socket_pair.h"
 
-#include <cerrno>
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-namespace
-{
-
-struct pair_t {
-    pair_t() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0); }
-    ~pair_t()
-    {
-        for (const int end : ends)
-            close(end);
-    }
-    // The other end sees what has become of ours.
-    bool is_broken() const
-    {
-        char byte;
-        return recv(ends[1], &byte, 1, MSG_DONTWAIT) == 0;
-    }
-    int ends[2];
-};
 
 class Sockets : public JobFixture
 {
@@ -34,34 +12,23 @@ protected:
     static void note(int fd) { EXPECT_EQ(cb_note_socket(&job_, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
 };
 
-} // namespace
-
-TEST_F(Sockets, AllThatAreNotedAreBroken)
+TEST_F(Sockets, AllThatAreNotedAreBrokenButForOnesThatWereForgotten)
 {
-    const pair_t control, data;
-    note(control.ends[0]);
-    note(data.ends[0]);
+    const socket_pair control, data, forgotten;
+    for (const socket_pair *each : {&control, &forgotten, &data})
+        note(each->ends[0]);
+    sockets_forget(&job_, forgotten.ends[0]);
     EXPECT_FALSE(control.is_broken());
     sockets_break(&job_);
     EXPECT_TRUE(control.is_broken());
     EXPECT_TRUE(data.is_broken());
+    EXPECT_FALSE(forgotten.is_broken());
     sockets_break(&job_); // again does no harm
-}
-
-TEST_F(Sockets, OneThatIsForgottenIsLeftAlone)
-{
-    const pair_t control, data;
-    note(control.ends[0]);
-    note(data.ends[0]);
-    sockets_forget(&job_, control.ends[0]);
-    sockets_break(&job_);
-    EXPECT_FALSE(control.is_broken());
-    EXPECT_TRUE(data.is_broken());
 }
 
 TEST_F(Sockets, ClosingForgetsAndCloses)
 {
-    const pair_t control;
+    const socket_pair control;
     const int twin = dup(control.ends[0]);
     note(twin);
     EXPECT_EQ(cb_close_noted(&job_, twin), 0);
@@ -72,10 +39,10 @@ TEST_F(Sockets, ClosingForgetsAndCloses)
 
 TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
 {
-    const pair_t other;
+    const socket_pair other;
     int number;
     {
-        const pair_t closed_silently;
+        const socket_pair closed_silently;
         number = closed_silently.ends[0];
         note(number);
     }
@@ -88,10 +55,10 @@ TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
 TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
 {
     for (int round = 0; round < 100; round++) {
-        const pair_t closed_silently;
+        const socket_pair closed_silently;
         note(closed_silently.ends[0]);
     }
-    const pair_t control;
+    const socket_pair control;
     note(control.ends[0]);
     sockets_break(&job_);
     EXPECT_TRUE(control.is_broken());
@@ -99,8 +66,8 @@ TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
 
 TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
 {
-    const pair_t pairs[9];
-    for (const pair_t &each : pairs)
+    const socket_pair pairs[9];
+    for (const socket_pair &each : pairs)
         note(each.ends[0]);
     sockets_break(&job_);
     EXPECT_TRUE(pairs[7].is_broken());

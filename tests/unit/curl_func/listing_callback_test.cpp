@@ -2,6 +2,8 @@
 
 #include "job_fixture.h"
 
+#include <cstring>
+
 class Listing : public JobFixture
 {
 protected:
@@ -25,6 +27,11 @@ protected:
 
     int give(list_info_t entry) { return cb_list(&entry, &wanted, 1); }
 
+    void expect_found(const remote_file_t &expected) const
+    {
+        EXPECT_EQ(memcmp(&found, &expected, sizeof found), 0) << testing::PrintToString(found);
+    }
+
     remote_file_t &found = job_.record.remote_file;
     cb_list_info_t wanted{"a.txt", &job_};
 };
@@ -33,17 +40,7 @@ TEST_F(Listing, TheWantedFileIsKept)
 {
     found.unused = 0xABCD;
     EXPECT_EQ(give(entry_of("a.txt")), 0);
-    EXPECT_EQ(found.looked_up, 1u);
-    EXPECT_EQ(found.exists, 1u);
-    EXPECT_EQ(found.size, 5'000'000'000);
-    EXPECT_EQ(found.year, 2024);
-    EXPECT_EQ(found.month, 12);
-    EXPECT_EQ(found.day, 31);
-    EXPECT_EQ(found.hour, 23);
-    EXPECT_EQ(found.minute, 59);
-    EXPECT_EQ(found.attributes, 0x755);
-    EXPECT_EQ(found.is_link, 0);
-    EXPECT_EQ(found.unused, 0xABCDu);
+    expect_found({1, 1, 5'000'000'000, 2024, 12, 31, 23, 59, 0x755, 0, 0xABCD});
     EXPECT_EQ(logged_with_priority(),
               (std::vector<log_line>{{6, "curl_func(1778): a.txt, size: 5000000000\n"}}));
 }
@@ -56,13 +53,7 @@ TEST_F(Listing, UnknownFieldsKeepTheirValueWhenTheyAreWidened)
     entry.month = entry.day = entry.hour = entry.minute = 255;
     entry.attributes = -1;
     EXPECT_EQ(give(entry), 0);
-    EXPECT_EQ(found.size, -1);
-    EXPECT_EQ(found.year, 65535);
-    EXPECT_EQ(found.month, 255);
-    EXPECT_EQ(found.day, 255);
-    EXPECT_EQ(found.hour, 255);
-    EXPECT_EQ(found.minute, 255);
-    EXPECT_EQ(found.attributes, -1);
+    expect_found({1, 1, -1, 65535, 255, 255, 255, 255, -1, 0, 0});
     EXPECT_EQ(logged(), lines{"curl_func(1778): a.txt, size: -1\n"});
 }
 
@@ -80,8 +71,7 @@ TEST_F(Listing, AnotherNameIsLoggedOnly)
     for (const char *name : {"A.txt", "a.txt ", "a.tx", "", "b"}) {
         EXPECT_EQ(give(entry_of(name)), 0);
         EXPECT_EQ(logged(), lines{"curl_func(1778): " + std::string(name) + ", size: 5000000000\n"});
-        EXPECT_EQ(found.looked_up, 0u);
-        EXPECT_EQ(found.exists, 0u);
+        expect_found({});
     }
 }
 
@@ -96,8 +86,7 @@ TEST_F(Listing, DirectoriesLinksAndOthersOfTheNameAreNoFile)
         entry.is_link = row.is_link;
         entry.kind = row.kind;
         EXPECT_EQ(give(entry), 0);
-        EXPECT_EQ(found.looked_up, 0u);
-        EXPECT_EQ(found.exists, 0u);
+        expect_found({});
         EXPECT_EQ(logged(), lines{});
     }
 }

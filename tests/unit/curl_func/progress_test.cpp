@@ -1,10 +1,9 @@
 #include "curl_func/job_sockets.h"
 #include "curl_func/progress.h"
 #include "job_fixture.h"
+#include "socket_pair.h"
 
 #include <climits>
-#include <sys/socket.h>
-#include <unistd.h>
 
 class Progress : public JobFixture
 {
@@ -65,6 +64,7 @@ TEST_F(Progress, AStallBelowTheMarkOfAnEarlierTryIsAStall)
     EXPECT_EQ(shown.transferred_size, 1000); // what is shown never goes back
 }
 
+// An error from before is overwritten, and was logged then.
 TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
 {
     struct {
@@ -73,30 +73,25 @@ TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
         bool ends;
     } const table[] = {{60, 65, false},  {60, 65.001, true}, {60, 64.9, false}, {120, 100, false},
                        {120, 126, true}, {0, 1e9, false},    {-1, 1e9, false}};
-    for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD})
+    const struct {
+        uint32_t kind;
+        int32_t error; // from before
+    } jobs[] = {{JOB_DOWNLOAD, 0}, {JOB_UPLOAD, 0}, {JOB_UPLOAD, FTPCD_ERR_LOCAL_READ}};
+    for (const auto &job : jobs)
         for (const auto &row : table) {
-            run(kind);
-            handle.error = 0;
+            run(job.kind);
+            handle.error = job.error;
             timeout = {row.limit, 0, 0, 0, 5, 0, 10};
             EXPECT_EQ(progress_at(row.at_s, 0, 10), row.ends ? 1 : 0) << row.limit << ' ' << row.at_s;
             EXPECT_EQ(timeout.timed_out, row.ends ? 1u : 0u);
-            EXPECT_EQ(handle.error, row.ends ? 14 : 0);
+            EXPECT_EQ(handle.error, row.ends ? 14 : job.error);
             EXPECT_EQ(timeout.last_updated_time, 5);
             EXPECT_EQ(logged(),
-                      row.ends
+                      row.ends && job.error == 0
                           ? lines{"error: curl_func(1619): Timeout has occurred: [elapsed_time] " +
                                   std::to_string(static_cast<long>(row.at_s)) + ", [last_updated_time] 5\n"}
                           : lines{});
         }
-}
-
-TEST_F(Progress, ATimeoutOverwritesAnEarlierErrorWithoutALogLine)
-{
-    run(JOB_UPLOAD);
-    handle.error = FTPCD_ERR_LOCAL_READ;
-    EXPECT_EQ(progress_at(61, 0, 0), 1);
-    EXPECT_EQ(handle.error, 14);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Progress, WithoutAnElapsedTimeNothingTimesOut)
@@ -114,6 +109,7 @@ TEST_F(Progress, WithoutAnElapsedTimeNothingTimesOut)
 
 // --- The size limit
 
+// An error from before is overwritten, and was logged then; a cancel goes before both.
 TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
 {
     struct {
@@ -144,14 +140,12 @@ TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
                                         row.size + ", limit: 4096\n"}
                                 : lines{});
     }
-}
-
-TEST_F(Progress, TheSizeLimitOverwritesAnEarlierErrorWithoutALogLine)
-{
-    run(JOB_DOWNLOAD);
     handle.error = FTPCD_ERR_LOCAL_WRITE;
     EXPECT_EQ(progress_at(1, 0, 5000), 1);
     EXPECT_EQ(handle.error, 12);
+    job_.record.module_info.cancel = 1;
+    EXPECT_EQ(progress_at(1, 0, 5000), 1);
+    EXPECT_EQ(handle.error, 1);
     EXPECT_EQ(logged(), lines{});
 }
 
@@ -243,15 +237,6 @@ TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Progress, ACancelWinsOverASizeLimitInTheSameCall)
-{
-    run(JOB_DOWNLOAD);
-    job_.record.module_info.cancel = 1;
-    EXPECT_EQ(progress_at(1, 5000, 5), 1);
-    EXPECT_EQ(handle.error, 1);
-    EXPECT_EQ(logged().size(), 1u);
-}
-
 TEST_F(Progress, ALookUpWatchesForACancelOnly)
 {
     run(JOB_DL_FILE_INFO);
@@ -264,70 +249,34 @@ TEST_F(Progress, ALookUpWatchesForACancelOnly)
     EXPECT_EQ(handle.error, 1);
 }
 
-// The one socket of the transfer, and what has become of it.
-class Breaking : public Progress
+TEST_F(Progress, OnlyTheEndOfATransferBreaksItsSockets)
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends_), 0);
-        cb_note_socket(&job_, ends_[0], CURLSOCKTYPE_IPCXN);
-    }
-    void TearDown() override
-    {
+    const struct {
+        uint32_t kind;
+        double at_s;
+        uint32_t cancel;
+        uint32_t operation_timed_out; // libcurl ends it, and goes on by itself
+        int result;
+        bool broken;
+    } table[] = {
+        {JOB_UPLOAD, 60, 0, 0, 0, false},     {JOB_UPLOAD, 61, 0, 0, 1, true},
+        {JOB_DOWNLOAD, 1, 1, 0, 1, true},     {JOB_DL_FILE_INFO, 61, 0, 0, 0, false},
+        {JOB_DL_FILE_INFO, 1, 1, 0, 1, true}, {JOB_DL_FILE_INFO, 1, 0, 1, 0, true},
+    };
+    for (const auto &row : table) {
+        const socket_pair transfer;
+        cb_note_socket(&job_, transfer.ends[0], CURLSOCKTYPE_IPCXN);
+        job_.record.module_info = {1, row.kind, 0, row.cancel};
+        handle.error = 0;
+        handle.operation_timed_out = row.operation_timed_out;
+        timeout = {60, 0, 0, 0, 0, 0, 0};
+        EXPECT_EQ(row.kind == JOB_DL_FILE_INFO ? cb_progress_null(&info, 0, 0, 0, 0)
+                                               : progress_at(row.at_s, 50, 0),
+                  row.result);
+        EXPECT_EQ(handle.error == 0, row.result == 0);
+        EXPECT_EQ(transfer.is_broken(), row.broken);
         sockets_forget_all(&job_);
-        close(ends_[0]);
-        close(ends_[1]);
     }
-    bool is_broken() const
-    {
-        char byte;
-        return recv(ends_[1], &byte, 1, MSG_DONTWAIT) == 0;
-    }
-
-private:
-    int ends_[2] = {-1, -1};
-};
-
-TEST_F(Breaking, WhatGoesOnIsLeftAlone)
-{
-    run(JOB_UPLOAD);
-    EXPECT_EQ(progress_at(60, 5000, 0), 0);
-    run(JOB_DL_FILE_INFO);
-    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 0);
-    EXPECT_FALSE(is_broken());
-}
-
-TEST_F(Breaking, AStallBreaksTheSocket)
-{
-    run(JOB_UPLOAD);
-    EXPECT_EQ(progress_at(61, 5000, 0), 1);
-    EXPECT_TRUE(is_broken());
-}
-
-TEST_F(Breaking, ACancelBreaksTheSocket)
-{
-    run(JOB_DOWNLOAD);
-    job_.record.module_info.cancel = 1;
-    EXPECT_EQ(progress_at(1, 50, 10), 1);
-    EXPECT_TRUE(is_broken());
-}
-
-TEST_F(Breaking, ACancelledLookUpBreaksTheSocket)
-{
-    run(JOB_DL_FILE_INFO);
-    job_.record.module_info.cancel = 1;
-    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 1);
-    EXPECT_TRUE(is_broken());
-}
-
-TEST_F(Breaking, ALookUpThatLibcurlEndsBreaksTheSocketAndGoesOn)
-{
-    run(JOB_DL_FILE_INFO);
-    handle.operation_timed_out = 1;
-    EXPECT_EQ(cb_progress_null(&info, 0, 0, 0, 0), 0);
-    EXPECT_EQ(handle.error, 0);
-    EXPECT_TRUE(is_broken());
 }
 
 TEST_F(Progress, ALookUpWithoutAContextGoesOn)

@@ -35,16 +35,21 @@ protected:
         };
     }
 
-    static int count_reset(void *arg)
-    {
-        ++*static_cast<int *>(arg);
-        return 0;
-    }
+    struct local_file {
+        int resets;  // between two tries
+        int emptied; // when the next one begins
+    };
 
     curl_e_handle_t handle{};
     exec_info_t &shown = job_.record.exec_info;
     timeout_info_t timeout{60, 0, -1, 0, 0, 0, 0};
-    perform_info_t info{&timeout, &job_.record.exec_info, &job_, nullptr, nullptr, nullptr};
+    local_file file{0, 0};
+    perform_info_t info{&timeout,
+                        &job_.record.exec_info,
+                        &job_,
+                        [](void *arg) { return static_cast<local_file *>(arg)->resets++, 0; },
+                        [](void *arg) { return static_cast<local_file *>(arg)->emptied++, 0; },
+                        &file};
 };
 
 inline std::string retry_line(int error, int curl_code, int retry)

@@ -39,18 +39,15 @@ TEST_F(Perform, WithoutLimitsNoneAreSet)
 
 TEST_F(Perform, ALimitThatIsRefusedEndsItBeforeTheTransfer)
 {
-    wrapper_.refused = "connect_timeout";
-    run();
-    EXPECT_EQ(handle.error, 5);
-    EXPECT_EQ(wrapper_.asked, (calls{"copy.fresh_connect(0)", "connect_timeout(60)"}));
-
-    wrapper_ = {};
-    handle = {};
-    wrapper_.refused = "operation_timeout";
-    run();
-    EXPECT_EQ(handle.error, 5);
-    EXPECT_EQ(wrapper_.asked,
-              (calls{"copy.fresh_connect(0)", "connect_timeout(60)", "operation_timeout(0)"}));
+    const calls asked{"copy.fresh_connect(0)", "connect_timeout(60)", "operation_timeout(0)"};
+    for (const ptrdiff_t last : {1, 2}) {
+        wrapper_ = {};
+        handle = {};
+        wrapper_.refused = last == 1 ? "connect_timeout" : "operation_timeout";
+        run();
+        EXPECT_EQ(handle.error, 5);
+        EXPECT_EQ(wrapper_.asked, calls(asked.begin(), asked.begin() + last + 1));
+    }
 }
 
 TEST_F(Perform, AFreshConnectionThatIsRefusedIsNoFailureOfTheTransfer)
@@ -93,7 +90,8 @@ TEST_F(Perform, OnlyTimeoutsBrokenDataConnectionsAndAProxys417AreTriedAgain)
     for (const auto &row : table) {
         wrapper_ = {};
         handle = {};
-        timeout = {60, 0, -1, 0, 0, 0, 0};
+        const bool is_timeout = row.timed_out || row.curl_code == 28;
+        timeout = {60, 0, is_timeout ? ANY_NUMBER : 0, 0, 0, 0, 0};
         wrapper_.tries.push_back([&](curl_e_handle_t *h) {
             timeout.timed_out = row.timed_out ? 1 : 0;
             ends_with(row.error, row.curl_code, row.response_code)(h);
@@ -105,48 +103,24 @@ TEST_F(Perform, OnlyTimeoutsBrokenDataConnectionsAndAProxys417AreTriedAgain)
         EXPECT_EQ(handle.error, row.again ? 0 : row.error) << label;
         EXPECT_EQ(handle.curl_code, row.again ? 0 : row.curl_code) << label;
         EXPECT_EQ(shown.retry_count, row.again ? 1u : 0u) << label;
-        const lines log = logged();
+        lines log;
         if (row.again)
-            EXPECT_THAT(log, testing::Contains(retry_line(row.error, row.curl_code, 1)));
-        else
-            EXPECT_EQ(log, lines{}) << label;
+            log.push_back(retry_line(row.error, row.curl_code, 1));
+        if (row.again && is_timeout)
+            log.push_back(limits_line(120, 0));
+        EXPECT_EQ(logged(), log) << label;
+        EXPECT_EQ(timeout.connection_limit, row.again && is_timeout ? 120 : 60) << label;
     }
 }
 
-TEST_F(Perform, AnAbortWithoutLimitsIsNotTriedAgain)
+TEST_F(Perform, WithoutLimitsATimeoutIsTriedAgainAndAnAbortIsNot)
 {
     info.timeout_info = nullptr;
+    script(1, ends_with(16, 28));
     script(1, ends_with(14, 42));
     run();
     EXPECT_EQ(handle.error, 14);
-}
-
-TEST_F(Perform, ATimeoutWithoutLimitsIs)
-{
-    info.timeout_info = nullptr;
-    script(1, ends_with(16, 28));
-    script(1, ends_with(0));
-    run();
     EXPECT_EQ(logged(), lines{retry_line(16, 28, 1)});
-}
-
-TEST_F(Perform, LibcurlsOwnTimeoutCountsAsOne)
-{
-    script(1, ends_with(16, 28));
-    script(1, ends_with(0));
-    run();
-    EXPECT_EQ(logged(), (lines{retry_line(16, 28, 1), limits_line(120, 0)}));
-    EXPECT_EQ(wrapper_.asked_of("connect_timeout"), (calls{"connect_timeout(60)", "connect_timeout(120)"}));
-}
-
-TEST_F(Perform, ABrokenDataConnectionLeavesTheLimitsAsTheyAre)
-{
-    timeout.timeout_retry_limit = 0;
-    script(1, ends_with(16, 56));
-    script(1, ends_with(0));
-    run();
-    EXPECT_EQ(logged(), lines{retry_line(16, 56, 1)});
-    EXPECT_EQ(wrapper_.asked_of("connect_timeout"), (calls{"connect_timeout(60)", "connect_timeout(60)"}));
 }
 
 TEST_F(Perform, EveryProxy417IsTriedAgainWithHttp10)

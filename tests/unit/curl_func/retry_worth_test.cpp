@@ -49,6 +49,8 @@ TEST_F(Perform, ADownloadThatTimesOutIsNotTriedAgain)
     EXPECT_EQ(handle.curl_code, 42);
     EXPECT_EQ(logged(),
               (lines{retry_line(14, 42, 1), "error: curl_func(1272): Timeout retry limit reached.\n"}));
+    EXPECT_EQ(file.resets, 1); // before the budget is asked
+    EXPECT_EQ(file.emptied, 0);
     EXPECT_EQ(system.naps, 0);
     EXPECT_EQ(wrapper_.asked_of("copy.fresh_connect"), calls{"copy.fresh_connect(0)"});
 }
@@ -66,10 +68,11 @@ TEST_F(Perform, ABudgetOfTimeoutsIsUsedUp)
 
 TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
 {
+    const timeout_info_t none{};
     struct {
-        timeout_info_t timeout;
+        timeout_info_t timeout; // `none`: NULL in its place
         double elapsed_s;
-        double moved;
+        double moved; // -1: sizes are not known
         long limit_s; // not allowed because of it, 0 = allowed
     } const table[] = {
         {{60, 0, -1, 0, 0, 0, 0}, 120, 1, 0},
@@ -87,6 +90,9 @@ TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
         {{60, 61, -1, 0, 0, 0, 0}, 182, 1, 0},
         {{60, 61, -1, 0, 0, 0, 0}, 183, 1, 182},
         {{0, 0, -1, 0, 0, 0, 0}, 61, 1, 60},
+        {none, 121, 1, 120},
+        {none, 121, -1, 120},
+        {none, 120, -1, 0},
     };
     for (const auto &row : table) {
         wrapper_ = {};
@@ -94,6 +100,9 @@ TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
         timeout = row.timeout;
         shown = {};
         shown.transferred_size = row.moved;
+        file.emptied = 0;
+        info.timeout_info = row.timeout.timeout_retry_limit == 0 ? nullptr : &timeout;
+        info.exec_info = row.moved == -1 ? nullptr : &shown;
         wrapper_.total_time_s = row.elapsed_s;
         script(1, ends_with(16, 56));
         if (row.limit_s == 0)
@@ -101,45 +110,14 @@ TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
         run();
         lines expected{retry_line(16, 56, 1)};
         if (row.limit_s != 0)
-            expected.push_back("error: curl_func(1248): Retry is not allowed. (last elapsed time: " +
+            expected.push_back("error: curl_func(" + std::string(row.moved == -1 ? "1242" : "1248") +
+                               "): Retry is not allowed. (last elapsed time: " +
                                std::to_string(static_cast<long>(row.elapsed_s)) +
                                " > retry time limit: " + std::to_string(row.limit_s) + ")\n");
         EXPECT_EQ(logged(), expected) << row.elapsed_s;
         EXPECT_EQ(handle.error, row.limit_s == 0 ? 0 : 16);
+        EXPECT_EQ(file.emptied, row.limit_s == 0 ? 1 : 0);
     }
-}
-
-TEST_F(Perform, WithoutSizesALongTryIsNotTriedAgain)
-{
-    info.timeout_info = nullptr;
-    info.exec_info = nullptr;
-    wrapper_.total_time_s = 121;
-    script(1, ends_with(16, 56));
-    run();
-    EXPECT_EQ(logged(),
-              (lines{retry_line(16, 56, 1), "error: curl_func(1242): Retry is not allowed. (last elapsed "
-                                            "time: 121 > retry time limit: 120)\n"}));
-    EXPECT_EQ(handle.error, 16);
-
-    wrapper_ = {};
-    handle = {};
-    wrapper_.total_time_s = 120;
-    script(1, ends_with(16, 56));
-    script(1, ends_with(0));
-    run();
-    EXPECT_EQ(logged(), lines{retry_line(16, 56, 1)});
-}
-
-TEST_F(Perform, WithoutLimitsTheRetryTimeIsTwoMinutes)
-{
-    info.timeout_info = nullptr;
-    shown.transferred_size = 1;
-    wrapper_.total_time_s = 121;
-    script(1, ends_with(16, 56));
-    run();
-    EXPECT_EQ(logged(),
-              (lines{retry_line(16, 56, 1), "error: curl_func(1248): Retry is not allowed. (last elapsed "
-                                            "time: 121 > retry time limit: 120)\n"}));
 }
 
 TEST_F(Perform, FiveSecondsLieBetweenTwoTriesAndTheSecondConnectsAfresh)
@@ -171,12 +149,9 @@ TEST_F(Perform, ACancelDuringThePauseEndsItAndTheNextTryMeetsIt)
 
 TEST_F(Perform, TheLocalFileIsResetBeforeEveryRetry)
 {
-    int resets = 0;
-    info.reset = count_reset;
-    info.reset_arg = &resets;
     script(5, ends_with(16, 56));
     run();
-    EXPECT_EQ(resets, 4);
+    EXPECT_EQ(file.resets, 4);
 }
 
 TEST_F(Perform, AResetThatFailsIsAnInternalError)
@@ -192,44 +167,11 @@ TEST_F(Perform, AResetThatFailsIsAnInternalError)
     EXPECT_EQ(system.naps, 0);
 }
 
-TEST_F(Perform, AFileIsResetBeforeTheBudgetOfTimeoutsIsAsked)
-{
-    int resets = 0;
-    info.reset = count_reset;
-    info.reset_arg = &resets;
-    timeout.timeout_retry_limit = 0;
-    script(1, stalls());
-    run();
-    EXPECT_EQ(resets, 1);
-}
-
 TEST_F(Perform, TheFileIsEmptiedWhenTheNextTryBeginsAndNotBefore)
 {
-    int emptied = 0;
-    info.begin_again = count_reset;
-    info.reset_arg = &emptied;
-    system.while_asleep = [&] { EXPECT_EQ(emptied, 0); };
+    system.while_asleep = [this] { EXPECT_EQ(file.emptied, 0); };
     script(1, ends_with(16, 56));
-    script(1, [&](curl_e_handle_t *) { EXPECT_EQ(emptied, 1); });
+    script(1, [this](curl_e_handle_t *) { EXPECT_EQ(file.emptied, 1); });
     run();
-    EXPECT_EQ(emptied, 1);
-}
-
-TEST_F(Perform, AFileThatIsNotTriedAgainIsNotEmptied)
-{
-    int emptied = 0;
-    info.begin_again = count_reset;
-    info.reset_arg = &emptied;
-    timeout.timeout_retry_limit = 0;
-    script(1, stalls());
-    run();
-
-    wrapper_ = {};
-    handle = {};
-    timeout = {60, 0, -1, 0, 0, 0, 0};
-    shown.transferred_size = 1;
-    wrapper_.total_time_s = 121;
-    script(1, ends_with(16, 56));
-    run();
-    EXPECT_EQ(emptied, 0);
+    EXPECT_EQ(file.emptied, 1);
 }

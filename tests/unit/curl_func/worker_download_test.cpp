@@ -36,27 +36,24 @@ TEST_F(Worker, ADownloadWhoseSettingsAreRefusedLeavesTheLocalFileAlone)
     expect_all_given_back();
 }
 
-TEST_F(Worker, ADownloadThatCannotCreateItsFileFails)
+TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsAndWaitsForNobody)
 {
-    set_local_path(path("no/such/folder"));
-    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(2) No such file or directory\n"});
-    EXPECT_EQ(wrapper_.performed, 0);
-    expect_all_given_back();
-}
-
-TEST_F(Worker, AStreamThatCannotBeMadeIsAFileThatCannotBeOpened)
-{
-    system.fdopen = ENOMEM;
-    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(12) Cannot allocate memory\n"});
-}
-
-TEST_F(Worker, ADownloadIntoAPipeThatNobodyReadsDoesNotWaitForAReader)
-{
-    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
-    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(615): errno(6) No such device or address\n"});
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // that nobody reads
+    const struct {
+        const char *name;
+        int stream_error;
+        const char *error;
+    } table[] = {{"no/such/folder", 0, "errno(2) No such file or directory"},
+                 {"pipe", 0, "errno(6) No such device or address"},
+                 {"local", ENOMEM, "errno(12) Cannot allocate memory"}};
+    for (const auto &row : table) {
+        set_local_path(path(row.name));
+        system.fdopen = row.stream_error;
+        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
+        EXPECT_EQ(logged(), lines{"error: curl_func(615): " + std::string(row.error) + "\n"});
+        EXPECT_EQ(wrapper_.performed, 0);
+        expect_all_given_back();
+    }
 }
 
 TEST_F(Worker, ADownloadWhoseCallbackIsRefusedStopsThere)
@@ -72,24 +69,17 @@ TEST_F(Worker, ADownloadWhoseCallbackIsRefusedStopsThere)
     }
 }
 
-TEST_F(Worker, ADownloadThatFailsLeavesItsPartialFile)
+TEST_F(Worker, ADownloadThatFailsOrTimesOutKeepsItsPartialFileWhole)
 {
-    script([](curl_e_handle_t *handle) {
-        receive("part");
-        ends_with(16, 18)(handle);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
-    EXPECT_EQ(content(path("local")), "part");
-}
-
-TEST_F(Worker, ADownloadThatTimesOutKeepsItsPartialFileWhole)
-{
-    script([](curl_e_handle_t *handle) {
-        receive("part");
-        ends_with(16, 28)(handle);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
-    EXPECT_EQ(content(path("local")), "part");
+    for (const int curl_code : {18, 28}) {
+        wrapper_ = {};
+        script([curl_code](curl_e_handle_t *handle) {
+            receive("part");
+            ends_with(16, curl_code)(handle);
+        });
+        EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
+        EXPECT_EQ(content(path("local")), "part");
+    }
     EXPECT_THAT(logged(), testing::Contains("error: curl_func(1272): Timeout retry limit reached.\n"));
 }
 
@@ -113,9 +103,7 @@ TEST_F(Worker, ACancelledDownloadRemovesItsFile)
 {
     script([](curl_e_handle_t *handle) {
         receive("part");
-        job_.record.module_info.cancel = 1;
-        EXPECT_EQ(progress(100, 4), 1);
-        handle->curl_code = 42;
+        meets_a_cancel(handle);
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(shown.curl_code, 42u);
@@ -139,41 +127,31 @@ TEST_F(Worker, ADownloadCancelledDuringThePauseIsAbortedByTheNextTry)
 TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
 {
     system.remove = EBUSY;
-    script([](curl_e_handle_t *handle) {
-        job_.record.module_info.cancel = 1;
-        ends_with(1, 42)(handle);
-    });
+    script(meets_a_cancel);
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(logged(), lines{"error: curl_func(665): errno(16) Device or resource busy\n"});
 }
 
-TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteError)
+TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteErrorUnlessItFailedBefore)
 {
-    struct {
+    const struct {
         std::atomic<int> fake_system::*fault;
-        std::string log;
-    } const table[] = {
-        {&fake_system::fflush, "error: curl_func(653): errno(28) No space left on device\n"},
-        {&fake_system::fclose, "error: curl_func(657): errno(28) No space left on device\n"},
-    };
+        int32_t error; // of the transfer
+        uint32_t result;
+        const char *id;
+    } table[] = {{&fake_system::fflush, 0, 9, "653"},
+                 {&fake_system::fclose, 0, 9, "657"},
+                 {&fake_system::fflush, 16, 16, "653"}};
     for (const auto &row : table) {
-        script([&](curl_e_handle_t *) {
+        script([&](curl_e_handle_t *handle) {
             receive("abc");
-            (system.*row.fault) = ENOSPC;
+            system.*row.fault = ENOSPC;
+            ends_with(row.error, row.error == 0 ? 0 : 18)(handle);
         });
-        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-        EXPECT_EQ(logged(), lines{row.log});
+        EXPECT_EQ(run(JOB_DOWNLOAD), row.result);
+        EXPECT_EQ(logged(), lines{"error: curl_func(" + std::string(row.id) +
+                                  "): errno(28) No space left on device\n"});
     }
-}
-
-TEST_F(Worker, AFailedFlushDoesNotHideWhatFailedBefore)
-{
-    script([&](curl_e_handle_t *handle) {
-        system.fflush = ENOSPC;
-        ends_with(16, 18)(handle);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(28) No space left on device\n"});
 }
 
 TEST_F(Worker, ADownloadWhoseFileIsNotThereAtTheEndIsALocalWriteError)
@@ -190,11 +168,8 @@ TEST_F(Worker, ADownloadWhoseFileIsNotThereAtTheEndIsALocalWriteError)
             change();
         });
         EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-        const lines said = logged();
-        if (said !=
-            lines{"error: curl_func(655): The local file was changed or replaced while it was written.\n"})
-            ADD_FAILURE() << testing::PrintToString(said);
-        unlink(local.c_str());
+        EXPECT_THAT(logged(), testing::ElementsAre("error: curl_func(655): The local file was changed or "
+                                                   "replaced while it was written.\n"));
     }
 }
 
@@ -206,37 +181,31 @@ TEST_F(Worker, ADownloadThroughALinkIsStoredInItsTarget)
     EXPECT_EQ(content(path("target")), "abc");
 }
 
-TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneFailsAndEndsNothing)
+TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneOrTakesNothingFailsAndDoesNotWait)
 {
     ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
-    const int reader = open(path("local").c_str(), O_RDONLY | O_NONBLOCK);
+    const auto open_reader = [this] { return open(path("local").c_str(), O_RDONLY | O_NONBLOCK); };
+    const int gone = open_reader();
     script([&](curl_e_handle_t *) {
         receive("abc");
-        close(reader);
+        close(gone);
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
     EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(32) Broken pipe\n"});
-}
 
-TEST_F(Worker, ADownloadIntoAPipeThatIsFullDoesNotWait)
-{
-    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
-    const int reader = open(path("local").c_str(), O_RDONLY | O_NONBLOCK);
+    const int idle = open_reader();
     script([&](curl_e_handle_t *handle) {
         EXPECT_LT(receive(std::string(1 << 20, 'x')), size_t(1) << 20);
         handle->curl_code = 23;
     });
     EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    close(reader);
+    close(idle);
 }
 
 TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
 {
     set_local_path("/dev/null");
-    script([](curl_e_handle_t *handle) {
-        job_.record.module_info.cancel = 1;
-        ends_with(1, 42)(handle);
-    });
+    script(meets_a_cancel);
     system.remove = EBUSY; // this machine's /dev/null is not put at risk
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(system.remove, EBUSY) << "something was removed";
@@ -246,9 +215,8 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
     set_local_path(path("local"));
     script([this](curl_e_handle_t *handle) {
         ASSERT_EQ(rename(write("other", "kept").c_str(), path("local").c_str()), 0);
-        ends_with(1, 42)(handle);
+        meets_a_cancel(handle);
     });
-    job_.record.module_info.cancel = 1;
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(content(path("local")), "kept");
 }

@@ -8,6 +8,12 @@
 #include <string>
 #include <utility>
 
+inline const calls END{"limit_farewell()", "cleanup()", "global_cleanup()"};
+
+inline const calls SETTINGS{
+    "path_as_is(1)",     "url_ex(0, \"srv\", \"d/f.bin\")", "port(0)",        "username_password(\"\", \"\")",
+    "proxy(0, \"\", 0)", "tcp_keepalive(1, 60, 60)",        "maxconnects(1)", "ftp_use_eprt_epsv(0)"};
+
 class Worker : public JobFixture
 {
 protected:
@@ -52,6 +58,14 @@ protected:
         return wrapper_.progress(wrapper_.progress_data, dltotal, dlnow, ultotal, ulnow);
     }
 
+    // A try during which the job is cancelled.
+    static void meets_a_cancel(curl_e_handle_t *handle)
+    {
+        job_.record.module_info.cancel = 1;
+        EXPECT_EQ(progress(10, 5, 10, 5), 1);
+        handle->curl_code = 42;
+    }
+
     static int list(const char *name, int64_t size)
     {
         list_info_t entry{};
@@ -65,8 +79,7 @@ protected:
     {
         const calls &asked = wrapper_.asked;
         ASSERT_GE(asked.size(), 3u);
-        EXPECT_EQ(calls(asked.end() - 3, asked.end()),
-                  (calls{"limit_farewell()", "cleanup()", "global_cleanup()"}));
+        EXPECT_EQ(calls(asked.end() - 3, asked.end()), END);
     }
 
     transfer_request_t &request = job_.record.request;
@@ -74,18 +87,20 @@ protected:
     remote_file_t &remote_file = job_.record.remote_file;
 };
 
-inline const calls SETTINGS{
-    "path_as_is(1)",     "url_ex(0, \"srv\", \"d/f.bin\")", "port(0)",        "username_password(\"\", \"\")",
-    "proxy(0, \"\", 0)", "tcp_keepalive(1, 60, 60)",        "maxconnects(1)", "ftp_use_eprt_epsv(0)"};
-
-inline calls story(const calls &middle)
+// What every job asks before and behind its transfer.
+inline calls frame(const calls &transfer)
 {
     calls all{"global_init(3)",         "init()",           "verbose(1)",
               "copy.quick_exit(1)",     "copy.nosignal(1)", "copy.closesocketfunc_data()",
               "copy.sockoptfunc_data()"};
-    all.insert(all.end(), SETTINGS.begin(), SETTINGS.end());
-    all.insert(all.end(), middle.begin(), middle.end());
-    for (const char *end : {"limit_farewell()", "cleanup()", "global_cleanup()"})
-        all.emplace_back(end);
+    for (const calls &part : {transfer, END})
+        all.insert(all.end(), part.begin(), part.end());
     return all;
+}
+
+// The same for a transfer with the settings of plain FTP.
+inline calls story(calls transfer)
+{
+    transfer.insert(transfer.begin(), SETTINGS.begin(), SETTINGS.end());
+    return frame(transfer);
 }

@@ -23,10 +23,7 @@ TEST_F(Worker, AJobWithoutAHandleFailsAndTouchesNothing)
 TEST_F(Worker, AJobOfAnotherKindTransfersNothing)
 {
     EXPECT_EQ(run(9), 0u);
-    EXPECT_EQ(wrapper_.asked,
-              (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)", "copy.nosignal(1)",
-                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", "limit_farewell()",
-                     "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked, frame({}));
 }
 
 TEST_F(Worker, AQuickCancelThatIsRefusedIsNoFailure)
@@ -61,10 +58,7 @@ TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
 {
     wrapper_.refused = "verbose";
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
-    EXPECT_EQ(wrapper_.asked,
-              (calls{"global_init(3)", "init()", "verbose(1)", "copy.quick_exit(1)", "copy.nosignal(1)",
-                     "copy.closesocketfunc_data()", "copy.sockoptfunc_data()", SETTINGS[0],
-                     "limit_farewell()", "cleanup()", "global_cleanup()"}));
+    EXPECT_EQ(wrapper_.asked, frame({SETTINGS[0]}));
     EXPECT_EQ(content(path("local")), "<none>");
 }
 
@@ -89,29 +83,22 @@ TEST_F(Worker, AFileThatIsMissingBeforeTheListingIsNoAnswer)
     EXPECT_EQ(remote_file.looked_up, 0u);
 }
 
-TEST_F(Worker, TheOutcomeIsStoredBeforeTheHandleIsReleased)
+TEST_F(Worker, TheOutcomeIsShownWithLibcurlsCodeAndTheServersReply)
 {
-    script([](curl_e_handle_t *handle) {
-        handle->response_code_type = RESPONSE_CODE_FTP;
-        handle->response_code = 226;
-        EXPECT_EQ(job_.record.module_info.running, 1u);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
-    EXPECT_EQ(shown.curl_code, 0u);
-    EXPECT_EQ(shown.response_code_type, 1u);
-    EXPECT_EQ(shown.response_code, 226u);
-}
-
-TEST_F(Worker, AFailureIsShownWithLibcurlsCodeAndTheServersReply)
-{
-    script([](curl_e_handle_t *handle) {
-        ends_with(16, 78, 550)(handle);
-        handle->response_code_type = RESPONSE_CODE_FTP;
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 16u);
-    EXPECT_EQ(shown.curl_code, 78u);
-    EXPECT_EQ(shown.response_code_type, 1u);
-    EXPECT_EQ(shown.response_code, 550u);
+    const struct {
+        int32_t error, curl_code, response_code;
+    } table[] = {{0, 0, 226}, {16, 78, 550}};
+    for (const auto &row : table) {
+        script([&](curl_e_handle_t *handle) {
+            ends_with(row.error, row.curl_code, row.response_code)(handle);
+            handle->response_code_type = RESPONSE_CODE_FTP;
+            EXPECT_EQ(job_.record.module_info.running, 1u);
+        });
+        EXPECT_EQ(run(JOB_DOWNLOAD), static_cast<uint32_t>(row.error));
+        EXPECT_EQ(shown.curl_code, static_cast<uint32_t>(row.curl_code));
+        EXPECT_EQ(shown.response_code_type, 1u);
+        EXPECT_EQ(shown.response_code, static_cast<uint32_t>(row.response_code));
+    }
 }
 
 TEST_F(Worker, TheIdentityCheckGetsTheHandleAndThePinOfTheRequest)

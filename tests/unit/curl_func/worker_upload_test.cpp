@@ -7,9 +7,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-TEST_F(Worker, AnUploadSendsTheLocalFile)
+class Upload : public Worker
 {
+protected:
+    // The job resumes behind so many bytes.
+    void resume_at(int64_t size) { remote_file = {1, 1, size, 0, 0, 0, 0, 0, 0, 0, 0}; }
+
     const std::string local = write("local", "0123456789");
+    const std::string upload_from_start = "upload(\"" + local + "\", 0, -1)";
+};
+
+static lines changed(const std::string &bytes)
+{
+    return {"error: curl_func(797): The local file was changed while it was sent: " + bytes + " bytes\n"};
+}
+
+TEST_F(Upload, SendsTheLocalFile)
+{
     script([](curl_e_handle_t *) {
         std::string noise = "reply";
         EXPECT_EQ(wrapper_.write, cb_write_null);
@@ -21,66 +35,39 @@ TEST_F(Worker, AnUploadSendsTheLocalFile)
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(shown.total_size, 10);
     EXPECT_EQ(shown.transferred_size, 10);
-    EXPECT_EQ(wrapper_.asked,
-              story({"upload(\"" + local + "\", 0, -1)", "copy.upload_buffersize(262144)", "writefunc_data()",
-                     "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)", "connect_timeout(60)",
-                     "operation_timeout(0)", "perform()"}));
+    EXPECT_EQ(wrapper_.asked, story({upload_from_start, "copy.upload_buffersize(262144)", "writefunc_data()",
+                                     "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
+                                     "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(content(local), "0123456789");
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Worker, AnUploadGathersTwoMebibytesAtATimeOverSftpAndLessElsewhere)
+TEST_F(Upload, GathersMoreOverSftpAndClosesItsSocketsAfterDeliveryOverTls)
 {
-    write("local", "x");
-    for (const uint32_t protocol : {0u, 1u, 2u, 3u, 6u}) {
+    const calls plain{"copy.upload_buffersize(262144)"};
+    const calls over_tls{"copy.upload_buffersize(262144)", "copy.closesocketfunc_data()"};
+    const calls over_ssh{"copy.upload_buffersize(2097152)"};
+    const calls expected[] = {plain, over_tls, over_tls, over_ssh, plain};
+    for (uint32_t protocol = 0; protocol < std::size(expected); protocol++) {
         wrapper_ = {};
         request.protocol = protocol;
         script(send_all);
         EXPECT_EQ(run(JOB_UPLOAD), 0u);
-        const auto &asked = wrapper_.asked;
-        const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
+        const calls &asked = wrapper_.asked;
+        const auto upload = std::find(asked.begin(), asked.end(), upload_from_start);
         ASSERT_NE(upload, asked.end());
-        EXPECT_EQ(upload[1],
-                  protocol == 3 ? "copy.upload_buffersize(2097152)" : "copy.upload_buffersize(262144)");
+        EXPECT_EQ(calls(upload + 1, std::find(upload, asked.end(), "writefunc_data()")), expected[protocol]);
     }
 }
 
-TEST_F(Worker, AnUploadOverTlsClosesItsSocketsAfterDelivery)
+TEST_F(Upload, ABufferThatIsRefusedIsNoFailure)
 {
-    write("local", "x");
-    for (const uint32_t protocol : {PROTOCOL_FTPS_IMPLICIT, PROTOCOL_FTPS_EXPLICIT}) {
-        request.protocol = protocol;
-        script(send_all);
-        EXPECT_EQ(run(JOB_UPLOAD), 0u);
-        const auto &asked = wrapper_.asked;
-        const auto upload = std::find(asked.begin(), asked.end(), "upload(\"" + path("local") + "\", 0, -1)");
-        ASSERT_NE(upload, asked.end());
-        EXPECT_EQ(upload[2], "copy.closesocketfunc_data()");
-        wrapper_ = {};
-    }
+    wrapper_.refused = "copy.upload_buffersize";
+    script(send_all);
+    EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Worker, ABufferThatIsRefusedIsNoFailure)
-{
-    write("local", "x");
-    for (const uint32_t protocol : {PROTOCOL_FTP, PROTOCOL_SFTP}) {
-        wrapper_ = {};
-        request.protocol = protocol;
-        wrapper_.refused = "copy.upload_buffersize";
-        script(send_all);
-        EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    }
-}
-
-TEST_F(Worker, AnUploadWithoutALocalFileFails)
-{
-    EXPECT_EQ(run(JOB_UPLOAD), 10u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(729): errno(2) No such file or directory\n"});
-    EXPECT_EQ(wrapper_.performed, 0);
-    expect_all_given_back();
-}
-
-TEST_F(Worker, AnUploadOfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
+TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
 {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
@@ -88,9 +75,9 @@ TEST_F(Worker, AnUploadOfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
         std::string path;
         const char *error;
     } table[] = {
-        {path("."), "errno(21) Is a directory"},      {path("pipe"), "errno(22) Invalid argument"},
-        {path("link"), "errno(22) Invalid argument"}, {"/dev/null", "errno(22) Invalid argument"},
-        {"/dev/zero", "errno(22) Invalid argument"},
+        {path("none"), "errno(2) No such file or directory"}, {path("."), "errno(21) Is a directory"},
+        {path("pipe"), "errno(22) Invalid argument"},         {path("link"), "errno(22) Invalid argument"},
+        {"/dev/null", "errno(22) Invalid argument"},          {"/dev/zero", "errno(22) Invalid argument"},
     };
     for (const auto &row : table) {
         wrapper_ = {};
@@ -102,91 +89,62 @@ TEST_F(Worker, AnUploadOfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
     }
 }
 
-TEST_F(Worker, ALinkToARegularFileIsUploaded)
+TEST_F(Upload, OfALinkToARegularFileSendsThat)
 {
-    write("target", "0123");
-    ASSERT_EQ(symlink("target", path("local").c_str()), 0);
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(100), "0123"); });
+    ASSERT_EQ(symlink("local", path("link").c_str()), 0);
+    set_local_path(path("link"));
+    script([](curl_e_handle_t *) { EXPECT_EQ(send(100), "0123456789"); });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Worker, AnUploadOfAFileThatGrewIsWholeWithAllThatItHeldAtFirst)
+TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShrank)
 {
-    const std::string local = write("local", "0123456789");
-    script([&](curl_e_handle_t *) {
-        EXPECT_EQ(send(10), "0123456789");
-        append(local, "more");
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(Worker, AnUploadThatEndsBeforeWhatTheFileHeldAtFirstIsPartial)
-{
-    const std::string local = write("local", "0123456789");
-    script([&](curl_e_handle_t *) {
-        EXPECT_EQ(send(9), "012345678");
-        append(local, "more");
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 16u);
-    EXPECT_EQ(shown.curl_code, 18u);
-    EXPECT_EQ(logged(),
-              lines{"error: curl_func(797): The local file was changed while it was sent: 9 of 14 bytes\n"});
-}
-
-TEST_F(Worker, AnUploadOfAFileThatGrewAndWasSentToItsEndIsWhole)
-{
-    const std::string local = write("local", "0123456789");
-    script([&](curl_e_handle_t *) {
-        send(10);
-        append(local, "more");
-        EXPECT_EQ(send(10), "more");
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-}
-
-TEST_F(Worker, AnUploadOfAFileThatShrankIsPartial)
-{
-    const std::string local = write("local", "0123456789");
-    script([&](curl_e_handle_t *) {
-        send(10);
-        ASSERT_EQ(truncate(local.c_str(), 3), 0);
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 16u);
-    EXPECT_EQ(logged(),
-              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 3 bytes\n"});
-}
-
-TEST_F(Worker, AnUploadWhoseNameHasGoneToAnotherFileSendsTheOneThatWasOpened)
-{
-    const std::string local = write("local", "0123456789");
-    script([&](curl_e_handle_t *) {
+    const auto grow = [this] { append(local, "more"); };
+    const auto shrink = [this] { ASSERT_EQ(truncate(local.c_str(), 3), 0); };
+    const auto give_the_name_to_another = [this] {
         ASSERT_EQ(rename(write("other", "x").c_str(), local.c_str()), 0);
-        EXPECT_EQ(send(100), "0123456789");
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    };
+    const struct {
+        size_t before; // bytes sent before the change
+        std::function<void()> change;
+        size_t after;
+        std::string sent;
+        lines log; // none = whole
+    } table[] = {
+        {10, grow, 0, "0123456789", {}},
+        {10, grow, 10, "0123456789more", {}},
+        {9, grow, 0, "012345678", changed("9 of 14")},
+        {10, shrink, 0, "0123456789", changed("10 of 3")},
+        {0, give_the_name_to_another, 100, "0123456789", {}},
+    };
+    for (const auto &row : table) {
+        wrapper_ = {};
+        write("local", "0123456789");
+        script([&](curl_e_handle_t *) {
+            const std::string before = send(row.before);
+            row.change();
+            EXPECT_EQ(before + send(row.after), row.sent);
+        });
+        EXPECT_EQ(run(JOB_UPLOAD), row.log.empty() ? 0u : 16u) << row.sent;
+        EXPECT_EQ(shown.curl_code, row.log.empty() ? 0u : 18u);
+        EXPECT_EQ(logged(), row.log);
+    }
 }
 
-TEST_F(Worker, AFileThatSaysItIsEmptyAndOfWhichNothingWasSentIsPartial)
+TEST_F(Upload, OfAFileThatSaysItIsEmptyAndIsNotIsPartial)
 {
     set_local_path("/proc/self/status");
-    script([](curl_e_handle_t *) {});
-    EXPECT_EQ(run(JOB_UPLOAD), 16u);
+    for (const size_t size : {0u, 10u}) {
+        wrapper_ = {};
+        script([size](curl_e_handle_t *) { EXPECT_EQ(send(size).size(), size); });
+        EXPECT_EQ(run(JOB_UPLOAD), 16u);
+        EXPECT_EQ(logged(), changed(std::to_string(size) + " of 0"));
+    }
 }
 
-TEST_F(Worker, AFileThatSaysItIsEmptyAndIsNotIsPartial)
+TEST_F(Upload, StopsAtTheOptionThatIsRefused)
 {
-    set_local_path("/proc/self/status");
-    script([](curl_e_handle_t *) { EXPECT_NE(send(10), ""); });
-    EXPECT_EQ(run(JOB_UPLOAD), 16u);
-    EXPECT_EQ(logged(),
-              lines{"error: curl_func(797): The local file was changed while it was sent: 10 of 0 bytes\n"});
-}
-
-TEST_F(Worker, AnUploadWhoseOptionIsRefusedStopsThere)
-{
-    write("local", "x");
-    for (const char *refused : {"upload", "writefunc_data", "readfunc_data", "progressfunc_data"}) {
+    for (const char *refused : {"port", "upload", "writefunc_data", "readfunc_data", "progressfunc_data"}) {
         wrapper_ = {};
         wrapper_.refused = refused;
         EXPECT_EQ(run(JOB_UPLOAD), 5u) << refused;
@@ -195,15 +153,10 @@ TEST_F(Worker, AnUploadWhoseOptionIsRefusedStopsThere)
         const auto &asked = wrapper_.asked;
         EXPECT_EQ(asked[asked.size() - 4].substr(0, std::string(refused).size()), refused);
     }
-    wrapper_ = {};
-    wrapper_.refused = "port";
-    EXPECT_EQ(run(JOB_UPLOAD), 5u);
-    EXPECT_EQ(wrapper_.performed, 0);
 }
 
-TEST_F(Worker, AnUploadThatIsTriedAgainSendsTheFileFromItsStart)
+TEST_F(Upload, ThatIsTriedAgainSendsTheFileFromItsStart)
 {
-    write("local", "0123456789");
     script([](curl_e_handle_t *handle) {
         send(7);
         ends_with(16, 55)(handle);
@@ -213,12 +166,11 @@ TEST_F(Worker, AnUploadThatIsTriedAgainSendsTheFileFromItsStart)
         EXPECT_EQ(send(20), "0123456789");
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    EXPECT_EQ(content(path("local")), "0123456789");
+    EXPECT_EQ(content(local), "0123456789");
 }
 
-TEST_F(Worker, AnUploadThatStallsIsTriedAgainWithoutALimitOfTimeouts)
+TEST_F(Upload, ThatStallsIsTriedAgainWithoutALimitOfTimeouts)
 {
-    write("local", "0123456789");
     for (int i = 0; i < 5; i++)
         script([](curl_e_handle_t *handle) {
             wrapper_.total_time_s = 0;
@@ -233,44 +185,29 @@ TEST_F(Worker, AnUploadThatStallsIsTriedAgainWithoutALimitOfTimeouts)
     EXPECT_EQ(shown.curl_code, 42u);
 }
 
-TEST_F(Worker, ACancelledUploadKeepsItsLocalFile)
+TEST_F(Upload, ThatIsCancelledKeepsItsLocalFile)
 {
-    write("local", "0123456789");
-    script([](curl_e_handle_t *handle) {
-        job_.record.module_info.cancel = 1;
-        EXPECT_EQ(progress(0, 0, 10, 5), 1);
-        handle->curl_code = 42;
-    });
+    script(meets_a_cancel);
     EXPECT_EQ(run(JOB_UPLOAD), 1u);
-    EXPECT_EQ(content(path("local")), "0123456789");
+    EXPECT_EQ(content(local), "0123456789");
 }
 
-TEST_F(Worker, AnUploadsFileThatCannotBeClosedIsLoggedOnly)
+TEST_F(Upload, AFileThatCannotBeClosedIsLoggedOnlyAlsoAfterARefusedOption)
 {
-    write("local", "x");
-    script([&](curl_e_handle_t *) {
-        send(1);
+    script(send_all);
+    for (const uint32_t result : {0u, 5u}) {
+        wrapper_.refused = result == 0 ? "" : "upload";
         system.fclose = EIO;
-    });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(804): errno(5) Input/output error\n"});
-}
-
-TEST_F(Worker, ARefusedOptionStillClosesTheFile)
-{
-    write("local", "x");
-    wrapper_.refused = "upload";
-    system.fclose = EIO;
-    EXPECT_EQ(run(JOB_UPLOAD), 5u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(804): errno(5) Input/output error\n"});
+        EXPECT_EQ(run(JOB_UPLOAD), result);
+        EXPECT_EQ(logged(), lines{"error: curl_func(804): errno(5) Input/output error\n"});
+    }
 }
 
 // --- Resume
 
-TEST_F(Worker, AResumedUploadAppendsWhatIsMissing)
+TEST_F(Upload, ThatResumesAppendsWhatIsMissing)
 {
-    write("local", "0123456789");
-    remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
+    resume_at(4);
     script([](curl_e_handle_t *handle) {
         EXPECT_EQ(handle->resume, 1);
         EXPECT_EQ(handle->resume_offset, 4);
@@ -278,7 +215,7 @@ TEST_F(Worker, AResumedUploadAppendsWhatIsMissing)
     });
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
     EXPECT_EQ(wrapper_.asked,
-              story({"append(1)", "upload(\"" + path("local") + "\", 1, 4)", "copy.upload_buffersize(262144)",
+              story({"append(1)", "upload(\"" + local + "\", 1, 4)", "copy.upload_buffersize(262144)",
                      "writefunc_data()", "readfunc_data()", "progressfunc_data()", "copy.fresh_connect(0)",
                      "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
     EXPECT_EQ(logged_with_priority(),
@@ -286,29 +223,29 @@ TEST_F(Worker, AResumedUploadAppendsWhatIsMissing)
     EXPECT_EQ(remote_file.size, 4);
 }
 
-TEST_F(Worker, AnyByteThatIsNotZeroIsAResumeFlag)
+TEST_F(Upload, ResumesWithAnyLowByteThatIsNotZeroAndNotBehindTheFilesEnd)
 {
-    write("local", "0123456789");
-    remote_file = {0x80, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0};
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(20), "123456789"); });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
+    const struct {
+        uint32_t looked_up;
+        int64_t size;
+        const char *sent;
+        uint32_t result;
+    } table[] = {{0x80, 1, "123456789", 0}, {0x100, 4, "0123456789", 0}, {1, 11, "", 16}};
+    for (const auto &row : table) {
+        wrapper_ = {};
+        resume_at(row.size);
+        remote_file.looked_up = row.looked_up;
+        script([&](curl_e_handle_t *) { EXPECT_EQ(send(20), row.sent); });
+        EXPECT_EQ(run(JOB_UPLOAD), row.result) << row.sent;
+        EXPECT_EQ(wrapper_.asked_of("append").size(), row.looked_up == 0x100 ? 0u : 1u);
+    }
 }
 
-TEST_F(Worker, AnUploadWithoutTheResumeFlagIgnoresTheRemoteFile)
+TEST_F(Upload, WithoutAKnownSizeToResumeAtFailsWithoutConnecting)
 {
-    write("local", "0123456789");
-    remote_file = {0x100, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(20), "0123456789"); });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-    EXPECT_EQ(wrapper_.asked_of("append"), calls{});
-}
-
-TEST_F(Worker, AResumeWithoutAKnownSizeFailsWithoutConnecting)
-{
-    write("local", "0123456789");
     for (const int64_t size : {0, -1}) {
         wrapper_ = {};
-        remote_file = {1, 0, size, 0, 0, 0, 0, 0, 0, 0, 0};
+        resume_at(size);
         EXPECT_EQ(run(JOB_UPLOAD), 5u);
         EXPECT_EQ(wrapper_.performed, 0);
         EXPECT_EQ(logged_with_priority(),
@@ -318,18 +255,9 @@ TEST_F(Worker, AResumeWithoutAKnownSizeFailsWithoutConnecting)
     }
 }
 
-TEST_F(Worker, AResumeBehindTheEndOfTheFileIsNoSuccess)
+TEST_F(Upload, OfAFileThatCannotBePositionedIsALocalReadError)
 {
-    write("local", "0123456789");
-    remote_file = {1, 1, 11, 0, 0, 0, 0, 0, 0, 0, 0};
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(20), ""); });
-    EXPECT_EQ(run(JOB_UPLOAD), 16u);
-}
-
-TEST_F(Worker, AFileThatCannotBePositionedIsALocalReadError)
-{
-    write("local", "0123456789");
-    remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
+    resume_at(4);
     system.fseeko = EINVAL;
     EXPECT_EQ(run(JOB_UPLOAD), 10u);
     EXPECT_EQ(wrapper_.performed, 0);
@@ -337,38 +265,36 @@ TEST_F(Worker, AFileThatCannotBePositionedIsALocalReadError)
                                "error: curl_func(742): errno(22) Invalid argument\n"}));
 }
 
-TEST_F(Worker, AnAppendThatIsRefusedStopsTheUpload)
+TEST_F(Upload, StopsAtAnAppendThatIsRefused)
 {
-    write("local", "0123456789");
-    remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
+    resume_at(4);
     wrapper_.refused = "append";
     EXPECT_EQ(run(JOB_UPLOAD), 5u);
     EXPECT_EQ(wrapper_.performed, 0);
     EXPECT_EQ(wrapper_.asked_of("upload"), calls{});
 }
 
-TEST_F(Worker, AResumedUploadThatIsTriedAgainAppendsTheWholeFileAndFailsForThat)
+TEST_F(Upload, ThatResumesAndIsTriedAgainAppendsTheWholeFileAndFailsForThat)
 {
-    write("local", "0123456789");
-    remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
+    resume_at(4);
     script(ends_with(16, 55));
-    script([](curl_e_handle_t *handle) {
+    script([this](curl_e_handle_t *handle) {
         EXPECT_EQ(send(20), "0123456789");
+        append(local, "more"); // now what was sent behind the first 4 bytes is as long as the file
         EXPECT_EQ(handle->resume, 1);
     });
     EXPECT_EQ(run(JOB_UPLOAD), 16u);
     EXPECT_EQ(wrapper_.asked_of("append").size(), 1u);
 }
 
-TEST_F(Worker, AResumeThroughAnHttpProxyIsRefusedSinceItWouldReplaceTheFile)
+TEST_F(Upload, ThatResumesThroughAnHttpProxyIsRefusedSinceItWouldReplaceTheFile)
 {
-    write("local", "0123456789");
     request.proxy_type = PROXY_HTTP;
     SET_TEXT(request.proxy_host, "proxy");
-    for (const uint32_t protocol : {0u, 1u, 2u, 3u}) {
+    for (const uint32_t protocol : {3u, 2u, 1u, 0u}) {
         wrapper_ = {};
         request.protocol = protocol;
-        remote_file = {1, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0};
+        resume_at(4);
         EXPECT_EQ(run(JOB_UPLOAD), 15u);
         EXPECT_EQ(wrapper_.performed, 0);
         EXPECT_EQ(logged(),
@@ -377,8 +303,7 @@ TEST_F(Worker, AResumeThroughAnHttpProxyIsRefusedSinceItWouldReplaceTheFile)
         expect_all_given_back();
     }
     wrapper_ = {};
-    request.protocol = 0;
     remote_file.looked_up = 0;
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(20), "0123456789"); });
+    script(send_all);
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
