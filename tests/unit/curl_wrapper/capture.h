@@ -2,6 +2,7 @@
 #pragma once
 
 #include "curl_wrapper/listing_capture.h"
+#include "entry_text.h"
 #include "fake_parser.h"
 #include "support/logged.h"
 
@@ -13,8 +14,8 @@ public:
     fake_parser parser;
     list_setting_info_t *info = list_setting_malloc(cb_entry, this);
     lines names;
-    list_info_t last{};
-    std::string line; // last.line as it was during the callback
+    std::string line;  // of the last one
+    std::string entry; // what that held
     int flag = 0;
     std::string stop_at; // the callback ends the listing here
     int stop_with = 0;
@@ -30,11 +31,10 @@ public:
     capture_t &operator=(const capture_t &) = delete;
 
     size_t write(std::string data) { return cb_list_write(data.data(), 1, data.size(), info); }
-    const list_info_t &entry_of(const std::string &text)
+    void entry_of(const std::string &text)
     {
         write(text + "\n");
-        EXPECT_EQ(names.size(), 1u);
-        return last;
+        EXPECT_EQ(names, lines{text});
     }
     std::string buffered() const
     {
@@ -47,8 +47,8 @@ private:
     {
         auto *self = static_cast<capture_t *>(context);
         self->names.emplace_back(entry->name);
-        self->last = *entry;
         self->line = entry->line;
+        self->entry = text_of(*entry);
         self->flag = flag;
         return entry->name == self->stop_at ? self->stop_with : 0;
     }

@@ -4,21 +4,19 @@
 
 TEST(SetoptVerbose, InstallsTheDebugCallbackOrTakesItBack)
 {
-    fake_curl curl;
-    curl.name(debug_cb, "debug_cb");
-    record_t rec(curl);
-    curl.name(static_cast<curl_e_handle_t *>(&rec), "the record");
+    record_t rec;
+    rec.fake.name(debug_cb, "debug_cb");
+    rec.fake.name(static_cast<curl_e_handle_t *>(&rec), "the record");
     curl_e_setopt_verbose(&rec, 1);
-    EXPECT_EQ(curl.calls(), (lines{"VERBOSE 1", "DEBUGFUNCTION debug_cb", "DEBUGDATA the record"}));
+    EXPECT_EQ(rec.fake.calls(), (lines{"VERBOSE 1", "DEBUGFUNCTION debug_cb", "DEBUGDATA the record"}));
     curl_e_setopt_verbose(&rec, 0);
-    EXPECT_EQ(curl.calls(), (lines{"VERBOSE 0", "DEBUGFUNCTION NULL", "DEBUGDATA the record"}));
+    EXPECT_EQ(rec.fake.calls(), (lines{"VERBOSE 0", "DEBUGFUNCTION NULL", "DEBUGDATA the record"}));
     EXPECT_EQ(is_curl_error(&rec), 0);
 }
 
 TEST(SetoptVerbose, EndsAtTheFirstRefusal)
 {
-    check_setter({"verbose",
-                  [](curl_e_handle_t *r) { curl_e_setopt_verbose(r, 1); },
+    check_setter({[](curl_e_handle_t *r) { curl_e_setopt_verbose(r, 1); },
                   {{"VERBOSE", "1", 525}, {"DEBUGFUNCTION", "debug_cb", 532}, {"DEBUGDATA", "pointer", 538}}},
                  [](fake_curl &curl) { curl.name(debug_cb, "debug_cb"); });
 }

@@ -16,15 +16,14 @@ static std::string owned(char *text)
 
 TEST(Getinfo, GivesWhatLibcurlTells)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.curl_code = CURLE_COULDNT_CONNECT; // of an earlier call
-    curl.tell(CURLINFO_SIZE_DOWNLOAD, 1.5);
-    curl.tell(CURLINFO_SIZE_UPLOAD, 6e9);
-    curl.tell(CURLINFO_TOTAL_TIME, 2.25);
-    curl.tell(CURLINFO_RESPONSE_CODE, 226L);
-    curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home/joe");
-    curl.tell(CURLINFO_EFFECTIVE_URL, "ftp://h/f");
+    rec.fake.tell(CURLINFO_SIZE_DOWNLOAD, 1.5);
+    rec.fake.tell(CURLINFO_SIZE_UPLOAD, 6e9);
+    rec.fake.tell(CURLINFO_TOTAL_TIME, 2.25);
+    rec.fake.tell(CURLINFO_RESPONSE_CODE, 226L);
+    rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, "/home/joe");
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, "ftp://h/f");
     EXPECT_EQ(curl_e_getinfo_size_download(&rec), 1.5);
     EXPECT_EQ(rec.curl_code, CURLE_OK);
     EXPECT_EQ(curl_e_getinfo_size_upload(&rec), 6e9);
@@ -66,12 +65,11 @@ TEST(Getinfo, FailureIsLoggedAndGivesTheFallback)
          [](rec_t *r) { return curl_e_getinfo_effective_sftp_url(r) == nullptr; }},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
+        record_t rec;
         rec.total_time = 3;
-        curl.tell(CURLINFO_EFFECTIVE_URL, "ftp://h/f");
-        curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
-        curl.withhold(c.info, CURLE_UNKNOWN_OPTION);
+        rec.fake.tell(CURLINFO_EFFECTIVE_URL, "ftp://h/f");
+        rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
+        rec.fake.withhold(c.info, CURLE_UNKNOWN_OPTION);
         EXPECT_TRUE(c.gives_fallback(&rec)) << c.line;
         EXPECT_EQ(rec.curl_code, CURLE_UNKNOWN_OPTION);
         EXPECT_EQ(rec.error, FTPCD_ERR_NONE);
@@ -82,9 +80,8 @@ TEST(Getinfo, FailureIsLoggedAndGivesTheFallback)
 
 TEST(Getinfo, NullInPlaceOfAStringIsLogged)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.tell(CURLINFO_EFFECTIVE_URL, nullptr);
+    record_t rec;
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
     EXPECT_EQ(curl_e_getinfo_ftp_entry_path(&rec), nullptr);
     EXPECT_EQ(curl_e_getinfo_effective_url(&rec), nullptr);
     EXPECT_EQ(is_curl_error(&rec), 0);
@@ -94,10 +91,9 @@ TEST(Getinfo, NullInPlaceOfAStringIsLogged)
 
 TEST(GetinfoTotalTime, CountsTheConnectPassUnlessThereIsAnError)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.total_time = 1.5;
-    curl.tell(CURLINFO_TOTAL_TIME, 2.0);
+    rec.fake.tell(CURLINFO_TOTAL_TIME, 2.0);
     EXPECT_EQ(curl_e_getinfo_total_time(&rec), 3.5);
     rec.error = FTPCD_ERR_TIMEOUT;
     EXPECT_EQ(curl_e_getinfo_total_time(&rec), 2.0);
@@ -127,24 +123,22 @@ TEST(GetinfoResponseCodeType, FollowsTheSchemeUnlessAnHttpProxyAnswers)
         {"ftp://h/f", 2, RESPONSE_CODE_FTP},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
+        record_t rec;
         rec.proxy_type = c.proxy_type;
-        curl.tell(CURLINFO_EFFECTIVE_URL, c.url);
+        rec.fake.tell(CURLINFO_EFFECTIVE_URL, c.url);
         EXPECT_EQ(curl_e_getinfo_response_code_type(&rec), c.type) << c.url;
     }
 }
 
 TEST(GetinfoResponseCodeType, IsOtherAfterAnErrorOrWithoutUrl)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.proxy_type = PROXY_HTTP;
     rec.error = FTPCD_ERR_TIMEOUT;
-    curl.tell(CURLINFO_EFFECTIVE_URL, "http://h");
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, "http://h");
     EXPECT_EQ(curl_e_getinfo_response_code_type(&rec), RESPONSE_CODE_OTHER);
     rec.error = FTPCD_ERR_NONE;
-    curl.tell(CURLINFO_EFFECTIVE_URL, nullptr);
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
     EXPECT_EQ(curl_e_getinfo_response_code_type(&rec), RESPONSE_CODE_OTHER);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1921): Could not get effective URL: NULL\n"});
 }
@@ -168,9 +162,8 @@ TEST(GetinfoTrimmedEntryPath, LosesBlanksAndSlashesAtItsEnds)
         {"/a b/c d/", "a b/c d"},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.tell(CURLINFO_FTP_ENTRY_PATH, c.path);
+        record_t rec;
+        rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, c.path);
         EXPECT_EQ(owned(curl_e_getinfo_trimmed_ftp_entry_path(&rec)), c.trimmed) << c.path;
         EXPECT_EQ(is_curl_error(&rec), 0);
     }
@@ -178,9 +171,8 @@ TEST(GetinfoTrimmedEntryPath, LosesBlanksAndSlashesAtItsEnds)
 
 TEST(GetinfoTrimmedEntryPath, IsNullAfterAnErrorAndWithoutMemory)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
+    record_t rec;
+    rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
     {
         const failing_heap heap(1);
         EXPECT_EQ(curl_e_getinfo_trimmed_ftp_entry_path(&rec), nullptr);
@@ -211,10 +203,9 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
         {"sftp://host/%C3%BC", "/", "sftp://host/\xc3\xbc"},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.tell(CURLINFO_EFFECTIVE_URL, c.url);
-        curl.tell(CURLINFO_FTP_ENTRY_PATH, c.entry_path);
+        record_t rec;
+        rec.fake.tell(CURLINFO_EFFECTIVE_URL, c.url);
+        rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, c.entry_path);
         EXPECT_EQ(owned(curl_e_getinfo_effective_sftp_url(&rec)), c.whole) << c.url;
         EXPECT_EQ(is_curl_error(&rec), 0);
         logged();
@@ -223,9 +214,8 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
 
 TEST(GetinfoSftpUrl, NoUrlIsAnInternalError)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.tell(CURLINFO_EFFECTIVE_URL, nullptr);
+    record_t rec;
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
     EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
     EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1921): Could not get effective URL: NULL\n"});
@@ -233,12 +223,11 @@ TEST(GetinfoSftpUrl, NoUrlIsAnInternalError)
 
 TEST(GetinfoSftpUrl, IsNullAfterAnErrorWithoutAskingOn)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.error = FTPCD_ERR_TIMEOUT;
-    curl.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f");
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f");
     EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
-    EXPECT_EQ(curl.asked(), lines{"EFFECTIVE_URL"});
+    EXPECT_EQ(rec.fake.asked(), lines{"EFFECTIVE_URL"});
 }
 
 TEST(GetinfoSftpUrl, IsNullWithoutMemory)
@@ -253,10 +242,9 @@ TEST(GetinfoSftpUrl, IsNullWithoutMemory)
         {"sftp://h", "error: curl_wrapper(1982): malloc_str3(): NULL\n", 2},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.tell(CURLINFO_EFFECTIVE_URL, c.url);
-        curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
+        record_t rec;
+        rec.fake.tell(CURLINFO_EFFECTIVE_URL, c.url);
+        rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
         const failing_heap heap(c.nth);
         EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
         EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
@@ -266,10 +254,9 @@ TEST(GetinfoSftpUrl, IsNullWithoutMemory)
 
 TEST(GetinfoSftpUrl, IsNullWhenItCannotBeUnescaped)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/a%20b");
-    curl.fail_unescape();
+    record_t rec;
+    rec.fake.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/a%20b");
+    rec.fake.fail_unescape();
     EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/a%20b)\n"});

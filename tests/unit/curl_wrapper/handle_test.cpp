@@ -7,10 +7,12 @@
 
 static int cb_entry(list_info_t *, void *, int) { return 0; }
 
+using numbers = std::vector<int64_t>;
+
 // A record with every field set.
-static curl_e_handle_t full_record(fake_curl &curl)
+static curl_e_handle_t full_record(fake_curl &fake)
 {
-    return {.curl = curl.handle(),
+    return {.curl = fake.handle(),
             .proxy_type = 1,
             .connect_only = 2,
             .resume = 3,
@@ -29,67 +31,62 @@ static curl_e_handle_t full_record(fake_curl &curl)
             .spare = 13};
 }
 
-static void expect_clear_result(const curl_e_handle_t &rec)
+static numbers result_of(const curl_e_handle_t &rec)
 {
-    EXPECT_EQ(rec.curl_code, 0);
-    EXPECT_EQ(rec.error, 0);
-    EXPECT_EQ(rec.response_code_type, 0);
-    EXPECT_EQ(rec.response_code, 0);
+    return {rec.curl_code, rec.error, rec.response_code_type, rec.response_code};
 }
 
-static void expect_callers_fields(const curl_e_handle_t &rec)
+// Of the connection, and whether the listing is borrowed.
+static numbers own_fields_of(const curl_e_handle_t &rec)
 {
-    EXPECT_EQ(rec.resume, 3);
-    EXPECT_EQ(rec.resume_offset, 4);
-    EXPECT_EQ(rec.callback_aborted_logged, 8u);
-    EXPECT_EQ(rec.spare, 13);
+    return {rec.proxy_type, rec.connect_only, static_cast<int64_t>(rec.total_time), rec.list_borrowed};
 }
+
+static numbers callers_fields_of(const curl_e_handle_t &rec)
+{
+    return {rec.resume, rec.resume_offset, rec.callback_aborted_logged, rec.spare};
+}
+static const numbers CALLERS{3, 4, 8, 13};
 
 TEST(Init, GivesAnEasyHandleAndClearsAllButTheCallersFields)
 {
-    fake_curl curl;
-    curl_e_handle_t rec = full_record(curl);
+    fake_curl fake;
+    curl_e_handle_t rec = full_record(fake);
     rec.curl = nullptr;
     rec.list_info = reinterpret_cast<list_setting_info_t *>(&rec); // never looked at
     EXPECT_EQ(curl_e_init(&rec), 0);
-    EXPECT_EQ(rec.curl, curl.handle());
-    EXPECT_EQ(rec.proxy_type, 0);
-    EXPECT_EQ(rec.connect_only, 0);
-    EXPECT_EQ(rec.total_time, 0);
-    EXPECT_EQ(rec.list_borrowed, 0);
+    EXPECT_EQ(rec.curl, fake.handle());
+    EXPECT_EQ(own_fields_of(rec), numbers(4, 0));
     EXPECT_EQ(rec.list_info, nullptr);
     EXPECT_EQ(rec.operation_timed_out, 0u);
     EXPECT_EQ(rec.on_close, nullptr);
     EXPECT_EQ(rec.close_context, nullptr);
-    expect_clear_result(rec);
-    expect_callers_fields(rec);
-    EXPECT_EQ(curl.calls(), lines{"init"});
+    EXPECT_EQ(result_of(rec), numbers(4, 0));
+    EXPECT_EQ(callers_fields_of(rec), CALLERS);
+    EXPECT_EQ(fake.calls(), lines{"init"});
     EXPECT_EQ(logged(), lines{});
 }
 
 TEST(Init, FailsWithoutAHandle)
 {
-    fake_curl curl;
-    curl.have_no_handle();
-    curl_e_handle_t rec = full_record(curl);
+    fake_curl fake;
+    fake.have_no_handle();
+    curl_e_handle_t rec = full_record(fake);
     EXPECT_EQ(curl_e_init(&rec), 1);
     EXPECT_EQ(rec.curl, nullptr);
-    expect_clear_result(rec);
+    EXPECT_EQ(result_of(rec), numbers(4, 0));
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(140): curl_easy_init(): NULL\n"});
 }
 
 TEST(ClearResult, ClearsTheResultBlockAlone)
 {
-    fake_curl curl;
-    curl_e_handle_t rec = full_record(curl);
+    fake_curl fake;
+    curl_e_handle_t rec = full_record(fake);
     curl_e_clear_result(&rec);
-    expect_clear_result(rec);
-    expect_callers_fields(rec);
-    EXPECT_EQ(rec.curl, curl.handle());
-    EXPECT_EQ(rec.proxy_type, 1);
-    EXPECT_EQ(rec.connect_only, 2);
-    EXPECT_EQ(rec.total_time, 5);
-    EXPECT_EQ(rec.list_borrowed, 6);
+    EXPECT_EQ(result_of(rec), numbers(4, 0));
+    EXPECT_EQ(callers_fields_of(rec), CALLERS);
+    EXPECT_EQ(rec.curl, fake.handle());
+    EXPECT_EQ(own_fields_of(rec), (numbers{1, 2, 5, 6}));
 }
 
 TEST(IsCurlError, IsSetByACurlCodeOrAnError)
@@ -110,90 +107,61 @@ TEST(IsCurlError, IsSetByACurlCodeOrAnError)
 
 TEST(CopyHandle, BorrowsEverythingAndStartsWithAClearResult)
 {
-    fake_curl curl;
-    curl_e_handle_t rec = full_record(curl);
+    fake_curl fake;
+    curl_e_handle_t rec = full_record(fake);
     list_setting_info_t settings{};
     rec.list_borrowed = 0;
     rec.list_info = &settings;
     curl_e_handle_t copy;
     curl_e_copy_handle(&copy, &rec);
-    EXPECT_EQ(copy.curl, curl.handle());
-    EXPECT_EQ(copy.proxy_type, 1);
-    EXPECT_EQ(copy.connect_only, 2);
-    EXPECT_EQ(copy.total_time, 5);
-    EXPECT_EQ(copy.list_borrowed, 1);
+    EXPECT_EQ(copy.curl, fake.handle());
+    EXPECT_EQ(own_fields_of(copy), (numbers{1, 2, 5, 1}));
     EXPECT_EQ(copy.list_info, &settings);
-    expect_callers_fields(copy);
-    expect_clear_result(copy);
+    EXPECT_EQ(callers_fields_of(copy), CALLERS);
+    EXPECT_EQ(result_of(copy), numbers(4, 0));
     EXPECT_EQ(rec.list_borrowed, 0);
-    EXPECT_EQ(rec.error, 10);
+    EXPECT_EQ(result_of(rec), (numbers{9, 10, 11, 12}));
 }
 
-TEST(MoveHandle, HandsEverythingOverAndLeavesTheSourceEmpty)
+TEST(MoveHandle, HandsEverythingOverAndFreesWhatTheDestinationHadThoughItIsMarkedBorrowed)
 {
-    fake_curl curl;
-    curl_e_handle_t src = full_record(curl);
+    record_t dst; // the leak check would tell
+    curl_e_setopt_listfunc_data(&dst, cb_entry, &dst);
+    dst.list_borrowed = 1;
+    curl_e_handle_t src = full_record(dst.fake);
     src.list_borrowed = 0;
     curl_e_setopt_listfunc_data(&src, cb_entry, nullptr);
     src.curl_code = 9;
     src.error = 10;
     list_setting_info_t *settings = src.list_info;
-    curl_e_handle_t dst{};
-    curl_e_setopt_listfunc_data(&(dst.curl = curl.handle(), dst), cb_entry, &dst); // freed by the move
     curl_e_move_handle(&dst, &src);
-    EXPECT_EQ(dst.curl, curl.handle());
+    EXPECT_EQ(dst.curl, dst.fake.handle());
     EXPECT_EQ(dst.list_info, settings);
-    EXPECT_EQ(dst.list_borrowed, 0);
-    EXPECT_EQ(dst.curl_code, 9);
-    EXPECT_EQ(dst.error, 10);
-    EXPECT_EQ(dst.response_code_type, 11);
-    EXPECT_EQ(dst.response_code, 12);
-    expect_callers_fields(dst);
+    EXPECT_EQ(own_fields_of(dst), (numbers{1, 2, 5, 0}));
+    EXPECT_EQ(result_of(dst), (numbers{9, 10, 11, 12}));
+    EXPECT_EQ(callers_fields_of(dst), CALLERS);
     EXPECT_EQ(src.curl, nullptr);
     EXPECT_EQ(src.list_info, nullptr);
     EXPECT_EQ(src.list_borrowed, 0);
     curl_e_cleanup(&dst);
-    logged();
 }
 
-TEST(MoveHandle, FreesTheDestinationsSettingsEvenWhenTheyAreMarkedBorrowed)
+TEST(MoveHandle, KeepsSettingsThatBothHoldAndOwnsThemThenButNotThoseOfAThird)
 {
-    fake_curl curl;
-    record_t dst(curl);
-    record_t src(curl);
-    curl_e_setopt_listfunc_data(&dst, cb_entry, nullptr);
-    dst.list_borrowed = 1;
-    curl_e_move_handle(&dst, &src); // the leak check would tell
-    EXPECT_EQ(dst.list_info, nullptr);
-    EXPECT_EQ(dst.list_borrowed, 0);
-}
-
-TEST(MoveHandle, KeepsSettingsThatBothHoldAndOwnsThemThen)
-{
-    fake_curl curl;
-    record_t rec(curl);
-    curl_e_setopt_listfunc_data(&rec, cb_entry, &curl);
-    curl_e_handle_t copy;
-    curl_e_copy_handle(&copy, &rec);
-    curl_e_move_handle(&rec, &copy);
-    ASSERT_NE(rec.list_info, nullptr);
-    EXPECT_EQ(rec.list_info->context, &curl);
-    EXPECT_EQ(rec.list_borrowed, 0);
-    EXPECT_EQ(copy.list_info, nullptr);
-    curl_e_cleanup(&rec);
-}
-
-TEST(MoveHandle, KeepsTheBorrowedMarkOfASourceWithOtherSettings)
-{
-    fake_curl curl;
-    record_t owner(curl);
-    curl_e_setopt_listfunc_data(&owner, cb_entry, nullptr);
+    record_t owner;
+    curl_e_setopt_listfunc_data(&owner, cb_entry, &owner);
     curl_e_handle_t copy;
     curl_e_copy_handle(&copy, &owner);
-    record_t dst(curl);
-    curl_e_move_handle(&dst, &copy);
-    EXPECT_EQ(dst.list_info, owner.list_info);
-    EXPECT_EQ(dst.list_borrowed, 1);
+    curl_e_handle_t third{};
+    curl_e_move_handle(&third, &copy);
+    EXPECT_EQ(third.list_info, owner.list_info);
+    EXPECT_EQ(third.list_borrowed, 1);
+    EXPECT_EQ(copy.list_info, nullptr);
+    curl_e_move_handle(&owner, &third);
+    ASSERT_NE(owner.list_info, nullptr);
+    EXPECT_EQ(owner.list_info->context, &owner);
+    EXPECT_EQ(owner.list_borrowed, 0);
+    EXPECT_EQ(third.list_info, nullptr);
     curl_e_cleanup(&owner);
 }
 
@@ -207,34 +175,32 @@ static void give_listing(curl_e_handle_t &rec)
 
 TEST(Reset, GoesBackToTheDefaultsAndKeepsTheHandle)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     give_listing(rec);
     rec.list_borrowed = 1; // freed all the same: the leak check would tell
     rec.error = 5;
     rec.total_time = 2;
-    curl.calls();
+    rec.fake.calls();
     curl_e_reset(&rec);
-    EXPECT_EQ(curl.calls(), lines{"reset"});
-    EXPECT_EQ(rec.curl, curl.handle());
+    EXPECT_EQ(rec.fake.calls(), lines{"reset"});
+    EXPECT_EQ(rec.curl, rec.fake.handle());
     EXPECT_EQ(rec.list_info, nullptr);
     EXPECT_EQ(rec.list_borrowed, 0);
     EXPECT_EQ(rec.error, 5);
     EXPECT_EQ(rec.total_time, 2);
     curl_e_reset(&rec); // without a listing
-    EXPECT_EQ(curl.calls(), lines{"reset"});
+    EXPECT_EQ(rec.fake.calls(), lines{"reset"});
 }
 
 TEST(Cleanup, ReleasesTheHandleAndTheListing)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     give_listing(rec);
     rec.list_borrowed = 1;
     rec.error = 5;
-    curl.calls();
+    rec.fake.calls();
     curl_e_cleanup(&rec);
-    EXPECT_EQ(curl.calls(), lines{"cleanup"});
+    EXPECT_EQ(rec.fake.calls(), lines{"cleanup"});
     EXPECT_EQ(rec.curl, nullptr);
     EXPECT_EQ(rec.list_info, nullptr);
     EXPECT_EQ(rec.list_borrowed, 0);
@@ -243,13 +209,12 @@ TEST(Cleanup, ReleasesTheHandleAndTheListing)
 
 TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrl)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.curl_code = CURLE_OPERATION_TIMEDOUT;
     rec.error = FTPCD_ERR_TIMEOUT;
-    curl.will_perform(CURLE_URL_MALFORMAT);
+    rec.fake.will_perform(CURLE_URL_MALFORMAT);
     curl_e_limit_farewell(&rec);
-    EXPECT_EQ(curl.calls(),
+    EXPECT_EQ(rec.fake.calls(),
               (lines{"VERBOSE 0", "NOPROGRESS 1", "URL NULL", "SERVER_RESPONSE_TIMEOUT 2", "perform"}));
     EXPECT_EQ(rec.curl_code, CURLE_OPERATION_TIMEDOUT);
     EXPECT_EQ(rec.error, FTPCD_ERR_TIMEOUT);
@@ -260,11 +225,10 @@ TEST(LimitFarewell, NeverPerformsAfterARefusal)
 {
     const char *options[] = {"VERBOSE", "NOPROGRESS", "URL", "SERVER_RESPONSE_TIMEOUT"};
     for (int nth = 1; nth <= 4; ++nth) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.refuse(nth, CURLE_UNKNOWN_OPTION);
+        record_t rec;
+        rec.fake.refuse(nth, CURLE_UNKNOWN_OPTION);
         curl_e_limit_farewell(&rec);
-        EXPECT_EQ(curl.calls().size(), static_cast<size_t>(nth));
+        EXPECT_EQ(rec.fake.calls().size(), static_cast<size_t>(nth));
         EXPECT_EQ(is_curl_error(&rec), 0);
         EXPECT_EQ(logged(), lines{failed(170 + nth, "curl_easy_setopt",
                                          "CURLOPT_" + std::string(options[nth - 1]), 48)});
@@ -273,9 +237,8 @@ TEST(LimitFarewell, NeverPerformsAfterARefusal)
 
 TEST(LimitFarewell, LeavesARecordWithoutHandleAlone)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.curl = nullptr;
     curl_e_limit_farewell(&rec);
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
 }

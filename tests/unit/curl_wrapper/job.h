@@ -1,6 +1,7 @@
 // A record with its URL set, before its perform.
 #pragma once
 
+#include "failing_heap.h"
 #include "fake_parser.h"
 #include "record.h"
 
@@ -9,11 +10,12 @@
 class job_t
 {
 public:
-    fake_curl curl;
     fake_parser parser;
-    record_t rec{curl};
+    record_t rec;
+    fake_curl &curl = rec.fake;
     lines entries; // names that reached the list callback
     int stop_with = 0;
+    int failing_allocation = 0; // of its perform; 0 = none
 
     explicit job_t(const char *url)
     {
@@ -45,7 +47,11 @@ public:
             return CURLE_OK;
         });
     }
-    void perform() { curl_e_perform(&rec); }
+    void perform()
+    {
+        const failing_heap heap(failing_allocation);
+        curl_e_perform(&rec);
+    }
     void expect_result(int curl_code, int error)
     {
         EXPECT_EQ(rec.curl_code, curl_code);
@@ -73,5 +79,44 @@ private:
         return self->stop_with;
     }
 };
+
+// What makes a job fail.
+using preparation = std::function<void(job_t &)>;
+
+inline preparation refuse(int nth, CURLcode code)
+{
+    return [=](job_t &job) { job.curl.refuse(nth, code); };
+}
+inline preparation withhold(CURLINFO info, int nth = 1)
+{
+    return [=](job_t &job) { job.curl.withhold(info, CURLE_UNKNOWN_OPTION, nth); };
+}
+inline preparation fail_unescape(int nth)
+{
+    return [=](job_t &job) { job.curl.fail_unescape(nth); };
+}
+inline preparation fail_allocation(int nth)
+{
+    return [=](job_t &job) { job.failing_allocation = nth; };
+}
+
+// How it then ends before its transfer.
+struct failure_t {
+    preparation prepare;
+    int curl_code;
+    int error;
+    lines calls;
+    lines log;
+};
+
+inline void expect_failure(job_t &job, const failure_t &expected)
+{
+    job.perform();
+    job.expect_result(expected.curl_code, expected.error);
+    EXPECT_EQ(job.curl.calls(), expected.calls);
+    EXPECT_EQ(logged(), expected.log);
+    EXPECT_EQ(job.rec.response_code, 0);
+    job.expect_nothing_left();
+}
 
 inline constexpr char SET_UP[] = "curl_wrapper(311): Setup to directory listening.\n";

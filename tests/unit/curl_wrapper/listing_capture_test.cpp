@@ -28,24 +28,18 @@ TEST(ParseDynamicBuffer, ZeroesTheBytesItHasTaken)
     EXPECT_EQ(std::string(buffer->data, 9), std::string("rest\0\0\0\0\0", 9));
 }
 
-TEST(ParseDynamicBuffer, IsDoneWithoutData)
+TEST(ParseDynamicBuffer, IsDoneWithoutDataAndWithABufferThatNeverGotItsMemory)
 {
     capture_t capture;
     EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
-    list_data_add(capture.info->tmp, "\n\r", 2);
-    EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
-    EXPECT_EQ(capture.buffered(), "");
-    EXPECT_EQ(capture.names, lines{});
-}
-
-TEST(ParseDynamicBuffer, IsDoneWithABufferThatNeverGotItsMemory)
-{
-    capture_t capture;
     {
         const failing_heap heap(2);
         list_data_add(capture.info->tmp, "a\n", 2);
     }
     EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
+    list_data_add(capture.info->tmp, "\n\r", 2);
+    EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
+    EXPECT_EQ(capture.buffered(), "");
     EXPECT_EQ(capture.names, lines{});
     logged();
 }
@@ -84,22 +78,15 @@ TEST(ParseDynamicBuffer, LogsAndSkipsWhatTheParserCannotRead)
                                {3, "error: curl_wrapper(2320): Parsing line has been failed: !odd\n"}}));
 }
 
-TEST(ParseDynamicBuffer, PassesTheLayoutOnToTheResolver)
+TEST(ParseDynamicBuffer, TakesTheWholeLineThoughTheParserShortensItAndPassesTheLayoutOn)
 {
     capture_t capture;
     capture.parser.format = LIST_FMT_FLAG_LNK | 7;
-    list_data_add(capture.info->tmp, "a\n", 2);
-    parse_dynamic_buffer(capture.info);
-    EXPECT_EQ(capture.parser.resolved, std::vector<list_format_t>{LIST_FMT_FLAG_LNK | 7});
-}
-
-TEST(ParseDynamicBuffer, TakesTheWholeLineThoughTheParserShortensIt)
-{
-    capture_t capture;
     capture.parser.takes_blank_out = true;
     list_data_add(capture.info->tmp, "d rwx\nnext\n", 11);
     parse_dynamic_buffer(capture.info);
     EXPECT_EQ(capture.names, (lines{"drwx", "next"}));
+    EXPECT_EQ(capture.parser.resolved, std::vector<list_format_t>(2, LIST_FMT_FLAG_LNK | 7));
     EXPECT_EQ(capture.buffered(), "");
 }
 
@@ -133,86 +120,36 @@ TEST(ParseDynamicBuffer, CountsAMatchWithoutACallback)
 
 // --- the entry
 
-static file_time_t time_of(uint16_t year, uint16_t month, uint16_t day, uint16_t hour, uint16_t minute)
+TEST(Entry, HoldsWhatTheLineGaveAndTellsWhatItDidNotGive)
 {
-    file_time_t time{};
-    time.year = year;
-    time.month = month;
-    time.day = day;
-    time.hour = hour;
-    time.minute = minute;
-    return time;
-}
-
-TEST(Entry, HoldsWhatTheLineGave)
-{
-    capture_t capture;
-    capture.parser.size = 5000000000;
-    capture.parser.time = time_of(2024, 12, 31, 23, 59);
-    capture.parser.attributes = 0x7755;
-    capture.parser.owner = "joe";
-    capture.parser.is_link = 1;
-    capture.parser.valid = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE | FILE_INFO_ATTR;
-    const list_info_t &entry = capture.entry_of("the name");
-    EXPECT_EQ(capture.line, "the name");
-    EXPECT_STREQ(entry.name, "the name");
-    EXPECT_STREQ(entry.owner, "joe");
-    EXPECT_EQ(entry.size, 5000000000);
-    EXPECT_EQ(entry.year, 2024);
-    EXPECT_EQ(entry.month, 12);
-    EXPECT_EQ(entry.day, 31);
-    EXPECT_EQ(entry.hour, 23);
-    EXPECT_EQ(entry.minute, 59);
-    EXPECT_EQ(entry.attributes, 0x7755);
-    EXPECT_EQ(entry.is_link, 1);
-    EXPECT_EQ(entry.kind, LIST_KIND_FILE);
-}
-
-TEST(Entry, TellsWhatTheLineDidNotGive)
-{
-    capture_t capture;
-    capture.parser.size = 1;
-    capture.parser.time = time_of(1, 1, 1, 1, 1);
-    capture.parser.attributes = 1;
-    const list_info_t &entry = capture.entry_of("f");
-    EXPECT_EQ(entry.size, -1);
-    EXPECT_EQ(entry.year, 65535);
-    EXPECT_EQ(entry.month, 255);
-    EXPECT_EQ(entry.day, 255);
-    EXPECT_EQ(entry.hour, 255);
-    EXPECT_EQ(entry.minute, 255);
-    EXPECT_EQ(entry.attributes, -1);
-    EXPECT_EQ(entry.is_link, 0);
-}
-
-TEST(Entry, TakesAZeroInADateForNotGivenAndInATimeForMidnight)
-{
-    capture_t capture;
-    capture.parser.valid = FILE_INFO_DATE | FILE_INFO_TIME;
-    const list_info_t &entry = capture.entry_of("f");
-    EXPECT_EQ(entry.year, 65535);
-    EXPECT_EQ(entry.month, 255);
-    EXPECT_EQ(entry.day, 255);
-    EXPECT_EQ(entry.hour, 0);
-    EXPECT_EQ(entry.minute, 0);
-}
-
-TEST(Entry, EachBitStandsForItsOwnMembers)
-{
-    for (const uint32_t bit : {FILE_INFO_DATE, FILE_INFO_TIME, FILE_INFO_SIZE, FILE_INFO_ATTR}) {
+    const file_time_t none{};
+    const file_time_t time{2024, 12, 0, 31, 23, 59, 0, 0};
+    const struct {
+        uint32_t valid;
+        file_time_t time;
+        const char *entry;
+    } cases[] = {
+        {FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE | FILE_INFO_ATTR, time,
+         "the name, joe, 5000000000, 2024-12-31 23:59, 7755, 1, 2"},
+        {0, time, "the name, joe, -1, 65535-255-255 255:255, -1, 1, 2"},
+        {FILE_INFO_DATE, time, "the name, joe, -1, 2024-12-31 255:255, -1, 1, 2"},
+        {FILE_INFO_TIME, time, "the name, joe, -1, 65535-255-255 23:59, -1, 1, 2"},
+        {FILE_INFO_SIZE, time, "the name, joe, 5000000000, 65535-255-255 255:255, -1, 1, 2"},
+        {FILE_INFO_ATTR, time, "the name, joe, -1, 65535-255-255 255:255, 7755, 1, 2"},
+        // A zero in a date is not given, in a time it is midnight.
+        {FILE_INFO_DATE | FILE_INFO_TIME, none, "the name, joe, -1, 65535-255-255 0:0, -1, 1, 2"},
+    };
+    for (const auto &c : cases) {
         capture_t capture;
-        capture.parser.size = 10;
-        capture.parser.time = time_of(2000, 2, 3, 4, 5);
-        capture.parser.attributes = 6;
-        capture.parser.valid = bit;
-        const list_info_t &entry = capture.entry_of("f");
-        EXPECT_EQ(entry.year, bit == FILE_INFO_DATE ? 2000 : 65535);
-        EXPECT_EQ(entry.month, bit == FILE_INFO_DATE ? 2 : 255);
-        EXPECT_EQ(entry.day, bit == FILE_INFO_DATE ? 3 : 255);
-        EXPECT_EQ(entry.hour, bit == FILE_INFO_TIME ? 4 : 255);
-        EXPECT_EQ(entry.minute, bit == FILE_INFO_TIME ? 5 : 255);
-        EXPECT_EQ(entry.size, bit == FILE_INFO_SIZE ? 10 : -1);
-        EXPECT_EQ(entry.attributes, bit == FILE_INFO_ATTR ? 6 : -1);
+        capture.parser.size = 5000000000;
+        capture.parser.time = c.time;
+        capture.parser.attributes = 0x7755;
+        capture.parser.owner = "joe";
+        capture.parser.is_link = 1;
+        capture.parser.valid = c.valid;
+        capture.entry_of("the name");
+        EXPECT_EQ(capture.line, "the name");
+        EXPECT_EQ(capture.entry, c.entry);
     }
 }
 
@@ -220,50 +157,18 @@ TEST(Entry, KindFollowsTheParsersType)
 {
     const struct {
         int type;
-        int kind;
-    } cases[] = {{0, 1}, {1, 2}, {2, 3}, {-1, 0}, {3, 0}};
+        char kind;
+    } cases[] = {{0, '1'}, {1, '2'}, {2, '3'}, {-1, '0'}, {3, '0'}};
     for (const auto &c : cases) {
         capture_t capture;
         capture.parser.type = c.type;
-        EXPECT_EQ(capture.entry_of("f").kind, c.kind) << c.type;
+        capture.entry_of("f");
+        EXPECT_EQ(capture.entry.back(), c.kind) << c.type;
+        EXPECT_EQ(capture.info->tmp->matched, 1); // also when the line failed but gave a name
     }
-}
-
-TEST(Entry, OfALineThatFailedButGaveANameIsAMatchOfNoKind)
-{
-    capture_t capture;
-    capture.parser.type = -1;
-    EXPECT_EQ(capture.entry_of("f").kind, 0);
-    EXPECT_EQ(capture.names, lines{"f"});
-    EXPECT_EQ(capture.info->tmp->matched, 1);
 }
 
 // --- cb_list_write
-
-TEST(CbListWrite, YieldsALineOnceHoweverItArrives)
-{
-    const std::string listing = "first\r\n\r\nsecond\nthird\rfourth\r\n";
-    for (size_t cut = 0; cut <= listing.size(); ++cut) {
-        for (size_t second_cut = cut; second_cut <= listing.size(); ++second_cut) {
-            capture_t capture;
-            EXPECT_EQ(capture.write(listing.substr(0, cut)), cut);
-            EXPECT_EQ(capture.write(listing.substr(cut, second_cut - cut)), second_cut - cut);
-            EXPECT_EQ(capture.write(listing.substr(second_cut)), listing.size() - second_cut);
-            EXPECT_EQ(capture.names, (lines{"first", "second", "third", "fourth"}))
-                << cut << " " << second_cut;
-            EXPECT_EQ(capture.buffered(), "");
-        }
-    }
-    EXPECT_EQ(logged(), lines{});
-}
-
-TEST(CbListWrite, YieldsLinesByteByByte)
-{
-    capture_t capture;
-    for (const char byte : std::string("one\r\ntwo\r\n"))
-        EXPECT_EQ(capture.write(std::string(1, byte)), 1u);
-    EXPECT_EQ(capture.names, (lines{"one", "two"}));
-}
 
 TEST(CbListWrite, CountsItemsOfAnySize)
 {

@@ -1,4 +1,3 @@
-#include "failing_heap.h"
 #include "job.h"
 #include "wire/result_codes.h"
 
@@ -38,16 +37,6 @@ TEST(PerformListing, SearchesThePlainNameAndNeverEscapesTwice)
     EXPECT_EQ(job.entries, (lines{name, name, name}));
 }
 
-TEST(PerformListing, ParsesALastLineWithoutAnEnd)
-{
-    job_t job("ftp://h/a");
-    job.list();
-    job.sends("b\r\na");
-    job.perform();
-    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
-    EXPECT_EQ(job.entries, lines{"a"});
-}
-
 TEST(PerformListing, AStarTakesEveryEntry)
 {
     job_t job("ftp://h/dir/*.txt");
@@ -59,7 +48,7 @@ TEST(PerformListing, AStarTakesEveryEntry)
 
 TEST(PerformListing, WithoutAMatchIsAMissingFile)
 {
-    for (const char *listing : {"b\r\nc\r\n", "?total 0\r\n", "\r\n", "b"}) {
+    for (const char *listing : {"b\r\nc\r\n", "?total 0\r\n", "\r\n", "b", ""}) {
         job_t job("ftp://h/a");
         job.list();
         job.sends(listing);
@@ -70,26 +59,12 @@ TEST(PerformListing, WithoutAMatchIsAMissingFile)
     }
 }
 
-TEST(PerformListing, WithoutAByteIsAMissingFile)
-{
-    job_t job("ftp://h/a");
-    job.list();
-    job.curl.tell(CURLINFO_RESPONSE_CODE, 226L);
-    job.perform();
-    EXPECT_EQ(job.rec.curl_code, 78);
-    EXPECT_EQ(job.rec.error, 16);
-    job.expect_nothing_left();
-}
-
 TEST(PerformListing, KeepsLibcurlsOwnFailure)
 {
     for (const char *listing : {"", "b\r\n", "a\r\n"}) {
         job_t job("ftp://h/a");
         job.list();
-        if (*listing == '\0')
-            job.curl.will_perform(CURLE_REMOTE_ACCESS_DENIED);
-        else
-            job.sends(listing, CURLE_REMOTE_ACCESS_DENIED);
+        job.sends(listing, CURLE_REMOTE_ACCESS_DENIED);
         job.perform();
         job.expect_result(CURLE_REMOTE_ACCESS_DENIED, FTPCD_ERR_NETWORK);
         job.expect_nothing_left();
@@ -117,92 +92,33 @@ TEST(PerformListing, AUrlWithoutSlashIsTakenWholeForBoth)
     EXPECT_EQ(job.entries, lines{"h"});
 }
 
-TEST(PerformListing, NeedsTheUrl)
+TEST(PerformListing, EndsBeforeTheTransferAtTheFirstFailureAndRestoresWhatItHasChanged)
 {
-    job_t job("ftp://h/a");
-    job.list();
-    job.curl.withhold(CURLINFO_EFFECTIVE_URL, CURLE_UNKNOWN_OPTION);
-    job.perform();
-    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
-    EXPECT_EQ(job.curl.calls(), lines{});
-    EXPECT_EQ(logged(), (lines{SET_UP, failed(1917, "curl_easy_getinfo", "CURLINFO_EFFECTIVE_URL", 48)}));
-    job.expect_nothing_left();
-}
-
-TEST(PerformListing, EndsWithoutMemoryAndRestoresWhatItHasChanged)
-{
-    const char *pattern = "curl_wrapper(344): Search pattern: a\n";
-    const struct {
-        int nth; // allocation
-        lines calls;
-        lines log;
-    } cases[] = {
-        {1, {}, {SET_UP, "error: curl_wrapper(322): malloc_directory_of(): NULL\n"}},
-        {2, {}, {SET_UP, "error: curl_wrapper(330): malloc_str1(): NULL\n"}},
-        {3, {"URL 'ftp://h/a'"}, {SET_UP, "error: curl_wrapper(2717): malloc(): NULL\n"}},
-        {4,
-         {"URL 'ftp://h/'", "URL 'ftp://h/a'"},
-         {SET_UP, pattern, "error: curl_wrapper(2096): list_tmp_alloc(): NULL\n"}},
+    const std::string no_url = failed(1917, "curl_easy_getinfo", "CURLINFO_EFFECTIVE_URL", 48);
+    const std::string pattern = "curl_wrapper(344): Search pattern: a\n";
+    const std::string refused = failed(766, "curl_easy_setopt", "CURLOPT_URL", 27);
+    const std::string not_unescaped = "error: curl_wrapper(2745): curl_easy_unescape(): Failed(ftp://h/a)\n";
+    const lines changed{"URL 'ftp://h/'", "URL 'ftp://h/a'"};
+    const auto fail_before = [](job_t &job) { job.rec.error = FTPCD_ERR_NO_MEMORY; };
+    const failure_t table[] = {
+        {withhold(CURLINFO_EFFECTIVE_URL), 48, 0, {}, {SET_UP, no_url}},
+        {fail_allocation(1), 0, 11, {}, {SET_UP, gave_null(322, "malloc_directory_of")}},
+        {fail_allocation(2), 0, 11, {}, {SET_UP, gave_null(330, "malloc_str1")}},
+        {fail_allocation(3), 0, 11, {"URL 'ftp://h/a'"}, {SET_UP, gave_null(2717, "malloc")}},
+        {fail_allocation(4), 0, 11, changed, {SET_UP, pattern, gave_null(2096, "list_tmp_alloc")}},
+        {fail_unescape(1), 0, 11, {}, {SET_UP, not_unescaped}},
+        {refuse(1, CURLE_OUT_OF_MEMORY), 27, 5, changed, {SET_UP, refused}},
+        {withhold(CURLINFO_EFFECTIVE_URL, 2), 48, 0, changed, {SET_UP, pattern, no_url}},
+        {withhold(CURLINFO_EFFECTIVE_URL, 3), 48, 0, changed, {SET_UP, pattern, no_url}},
+        {fail_before, 0, 11, changed, {SET_UP}},
     };
-    for (const auto &c : cases) {
+    for (const failure_t &row : table) {
+        SCOPED_TRACE(&row - table);
         job_t job("ftp://h/a");
         job.list();
-        const failing_heap heap(c.nth);
-        job.perform();
-        job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-        EXPECT_EQ(job.curl.calls(), c.calls);
-        EXPECT_EQ(logged(), c.log);
-        job.expect_nothing_left();
+        row.prepare(job);
+        expect_failure(job, row);
     }
-}
-
-TEST(PerformListing, EndsWhenTheUrlCannotBeUnescaped)
-{
-    job_t job("ftp://h/a");
-    job.list();
-    job.curl.fail_unescape();
-    job.perform();
-    job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(job.curl.calls(), lines{});
-    EXPECT_EQ(logged(),
-              (lines{SET_UP, "error: curl_wrapper(2745): curl_easy_unescape(): Failed(ftp://h/a)\n"}));
-    job.expect_nothing_left();
-}
-
-TEST(PerformListing, EndsWhenTheDirectoryIsRefused)
-{
-    job_t job("ftp://h/a");
-    job.list();
-    job.curl.refuse(1, CURLE_OUT_OF_MEMORY);
-    job.perform();
-    job.expect_result(CURLE_OUT_OF_MEMORY, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(job.curl.calls(), (lines{"URL 'ftp://h/'", "URL 'ftp://h/a'"}));
-    EXPECT_EQ(logged(), (lines{SET_UP, failed(766, "curl_easy_setopt", "CURLOPT_URL", CURLE_OUT_OF_MEMORY)}));
-    job.expect_nothing_left();
-}
-
-TEST(PerformListing, EndsWhenTheUrlCannotBeReadAgain)
-{
-    for (int nth = 2; nth <= 3; ++nth) { // before the SFTP pass, before the transfer
-        job_t job("ftp://h/a");
-        job.list();
-        job.curl.withhold(CURLINFO_EFFECTIVE_URL, CURLE_UNKNOWN_OPTION, nth);
-        job.perform();
-        job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
-        EXPECT_EQ(job.curl.calls(), (lines{"URL 'ftp://h/'", "URL 'ftp://h/a'"}));
-        job.expect_nothing_left();
-    }
-}
-
-TEST(PerformListing, AnEarlierErrorEndsItOnceTheUrlIsChanged)
-{
-    job_t job("ftp://h/a");
-    job.list();
-    job.rec.error = FTPCD_ERR_NO_MEMORY;
-    job.perform();
-    job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(job.curl.calls(), (lines{"URL 'ftp://h/'", "URL 'ftp://h/a'"}));
-    job.expect_nothing_left();
 }
 
 TEST(PerformListing, AUrlThatCannotBePutBackIsAnErrorOfItsOwnCause)

@@ -1,4 +1,3 @@
-#include "failing_heap.h"
 #include "job.h"
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
@@ -100,6 +99,7 @@ TEST(PerformSftp, ATildeIsAName)
         {"sftp://h/f", "/~", "URL 'sftp://h//~/f'"},
         {"sftp://h/~f", "/", "URL 'sftp://h/~f'"},
         {"sftp://h/~", "/", "URL 'sftp://h//~'"},
+        {"sftp://h/f", "C:\\data\\ ", "URL 'sftp://h/C:/data/f'"}, // of another system: as it always was
     };
     for (const auto &c : cases) {
         job_t job(c.url);
@@ -108,29 +108,6 @@ TEST(PerformSftp, ATildeIsAName)
         job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
         EXPECT_EQ(job.curl.calls()[3], c.set) << c.url << " in " << c.login;
     }
-}
-
-TEST(PerformSftp, ALoginDirectoryThatAUrlCannotNameFailsTheJobBeforeTheTransfer)
-{
-    for (const std::string directory : {"/home/u ", "/home/a\\b", "/home/u\t", "/ "}) {
-        job_t job("sftp://h/f");
-        job.logs_in(directory.c_str(), 0);
-        job.perform();
-        job.expect_result(CURLE_OK, FTPCD_ERR_INTERNAL);
-        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-        EXPECT_EQ(logged(), lines{"error: curl_wrapper(397): The login directory cannot be put into a URL: " +
-                                  directory + '\n'});
-        job.expect_nothing_left();
-    }
-}
-
-TEST(PerformSftp, ALoginDirectoryOfAnotherSystemIsReadAsBefore)
-{
-    job_t job("sftp://h/f");
-    job.logs_in("C:\\data\\ ", 0);
-    job.perform();
-    job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
-    EXPECT_EQ(job.curl.calls()[3], "URL 'sftp://h/C:/data/f'");
 }
 
 TEST(PerformSftp, PutsTheCallersUrlBackThoughLibcurlHasChangedIt)
@@ -190,150 +167,77 @@ TEST(PerformSftp, MakesNoConnectPassForOtherSchemesOrWhenTheCallerOnlyConnects)
     EXPECT_EQ(job.rec.connect_only, 1);
 }
 
-TEST(PerformSftp, EndsWhenConnectOnlyIsRefused)
-{
-    job_t job("sftp://h/f");
-    job.curl.refuse(1, CURLE_UNKNOWN_OPTION);
-    job.perform();
-    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(job.curl.calls(), lines{"CONNECT_ONLY 1"});
-    EXPECT_EQ(logged(), lines{failed(1133, "curl_easy_setopt", "CURLOPT_CONNECT_ONLY", 48)});
-    job.expect_nothing_left();
-}
-
-// Were it left on, the next try would only connect and call that a success.
-TEST(PerformSftp, SwitchesConnectOnlyOffAfterAFailedConnectPass)
-{
-    job_t job("sftp://h/f");
-    job.curl.will_perform([&] {
-        job.rec.error = FTPCD_ERR_TIMEOUT;
-        return CURLE_ABORTED_BY_CALLBACK;
-    });
-    job.perform();
-    job.expect_result(CURLE_ABORTED_BY_CALLBACK, FTPCD_ERR_TIMEOUT);
-    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-    EXPECT_EQ(job.rec.response_code, 0);
-    EXPECT_EQ(logged(), lines{});
-    job.expect_nothing_left();
-}
-
-TEST(PerformSftp, AFailedConnectPassLeavesTheErrorToItsCause)
-{
-    job_t job("sftp://h/a");
-    job.list();
-    job.curl.will_perform(CURLE_LOGIN_DENIED);
-    job.perform();
-    job.expect_result(CURLE_LOGIN_DENIED, FTPCD_ERR_NONE);
-    EXPECT_EQ(job.curl.calls(),
-              (lines{"URL 'sftp://h/'", "CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/a'"}));
-    job.expect_nothing_left();
-}
-
-TEST(PerformSftp, EndsWhenTheTimeOfTheConnectPassCannotBeRead)
-{
-    job_t job("sftp://h/f");
-    job.curl.withhold(CURLINFO_TOTAL_TIME, CURLE_UNKNOWN_OPTION);
-    job.perform();
-    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
-    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-    EXPECT_EQ(logged(), lines{failed(1763, "curl_easy_getinfo", "CURLINFO_TOTAL_TIME", 48)});
-    EXPECT_EQ(job.rec.total_time, 0);
-    job.expect_nothing_left();
-}
-
-TEST(PerformSftp, EndsWhenConnectOnlyCannotBeSwitchedOff)
-{
-    job_t job("sftp://h/f");
-    job.curl.refuse(2, CURLE_UNKNOWN_OPTION);
-    job.perform();
-    job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "CONNECT_ONLY 0"}));
-    job.expect_nothing_left();
-}
-
-TEST(PerformSftp, EndsWhenUrlOrEntryPathCannotBeRead)
-{
-    const struct {
-        CURLINFO info;
-        const char *name;
-        int line;
-        int nth;
-    } cases[] = {{CURLINFO_EFFECTIVE_URL, "CURLINFO_EFFECTIVE_URL", 1917, 2},
-                 {CURLINFO_FTP_ENTRY_PATH, "CURLINFO_FTP_ENTRY_PATH", 1841, 1}};
-    for (const auto &c : cases) {
-        job_t job("sftp://h/f");
-        job.curl.withhold(c.info, CURLE_UNKNOWN_OPTION, c.nth);
-        job.perform();
-        job.expect_result(CURLE_UNKNOWN_OPTION, FTPCD_ERR_NONE);
-        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-        EXPECT_EQ(logged(), lines{failed(c.line, "curl_easy_getinfo", c.name, 48)});
-        job.expect_nothing_left();
-    }
-}
-
-TEST(PerformSftp, EndsWithoutMemory)
-{
-    const struct {
-        int nth;
-        const char *line;
-    } cases[] = {
-        {1, "error: curl_wrapper(405): malloc_str1(): NULL\n"},
-        {2, "error: curl_wrapper(1888): malloc_str1(): NULL\n"},
-        {3, "error: curl_wrapper(1991): malloc_ins_str2(): NULL\n"},
-    };
-    for (const auto &c : cases) {
-        job_t job("sftp://h/f");
-        job.logs_in("/home/u", 0);
-        const failing_heap heap(c.nth);
-        job.perform();
-        job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-        EXPECT_EQ(logged(), lines{c.line});
-        job.expect_nothing_left();
-    }
-    job_t job("sftp://h/f");
-    job.logs_in("/home/u", 0);
-    const failing_heap heap(4);
-    job.perform();
-    job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/f'"}));
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2717): malloc(): NULL\n"});
-}
-
 // The copy of a URL that needs no directory has no line of its own: the transfer goes on with the URL as it
 // is.
 TEST(PerformSftp, TransfersTheUrlAsItIsWhenOnlyItsCopyFails)
 {
     job_t job("sftp://h/f");
     job.logs_in("/", 0);
-    const failing_heap heap(3); // the caller's URL, the entry path, the copy
+    job.failing_allocation = 3; // the caller's URL, the entry path, the copy
     job.perform();
     job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
     EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "perform"}));
     EXPECT_EQ(logged(), lines{"curl_wrapper(429): Actual URL   : sftp://h/f\n"});
 }
 
-TEST(PerformSftp, EndsWhenTheUrlCannotBeUnescaped)
+// A CONNECT_ONLY that were left on would make the next try only connect, and call that a success.
+TEST(PerformSftp, EndsBeforeTheTransferAtTheFirstFailureAndLeavesNothingBehind)
 {
-    for (int nth = 1; nth <= 2; ++nth) { // to put the directory in, to put it back later
+    const lines connected{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"};
+    const lines connected_twice_off{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "CONNECT_ONLY 0"};
+    const lines put_back{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/f'"};
+    const lines set_and_put_back{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/home/u/f'",
+                                 "URL 'sftp://h/f'"};
+    const auto no_info = [](int line, const char *name) {
+        return lines{failed(line, "curl_easy_getinfo", name, 48)};
+    };
+    const lines refused{failed(1133, "curl_easy_setopt", "CURLOPT_CONNECT_ONLY", 48)};
+    const lines not_unescaped{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/f)\n"};
+    const auto deny_login = [](job_t &job) { job.curl.will_perform(CURLE_LOGIN_DENIED); };
+    const auto abort = [](job_t &job) {
+        job.curl.will_perform([&job] {
+            job.rec.error = FTPCD_ERR_TIMEOUT;
+            return CURLE_ABORTED_BY_CALLBACK;
+        });
+    };
+    const auto refuse_url = [](job_t &job) { job.curl.refuse(CURLOPT_URL, CURLE_OUT_OF_MEMORY); };
+    const failure_t table[] = {
+        {refuse(1, CURLE_UNKNOWN_OPTION), 48, 5, {"CONNECT_ONLY 1"}, refused},
+        {deny_login, 67, 0, connected, {}},
+        {abort, 42, 14, connected, {}},
+        {withhold(CURLINFO_TOTAL_TIME), 48, 0, connected, no_info(1763, "CURLINFO_TOTAL_TIME")},
+        {refuse(2, CURLE_UNKNOWN_OPTION), 48, 5, connected_twice_off, refused},
+        {withhold(CURLINFO_EFFECTIVE_URL, 2), 48, 0, connected, no_info(1917, "CURLINFO_EFFECTIVE_URL")},
+        {withhold(CURLINFO_FTP_ENTRY_PATH), 48, 0, connected, no_info(1841, "CURLINFO_FTP_ENTRY_PATH")},
+        {fail_allocation(1), 0, 11, connected, {gave_null(405, "malloc_str1")}},
+        {fail_allocation(2), 0, 11, connected, {gave_null(1888, "malloc_str1")}},
+        {fail_allocation(3), 0, 11, connected, {gave_null(1991, "malloc_ins_str2")}},
+        {fail_allocation(4), 0, 11, put_back, {gave_null(2717, "malloc")}},
+        {fail_unescape(1), 0, 11, connected, not_unescaped}, // to put the directory in
+        {fail_unescape(2), 0, 11, connected, not_unescaped}, // to put it back later
+        {refuse_url, 27, 5, set_and_put_back, {failed(771, "curl_easy_setopt", "CURLOPT_URL", 27)}},
+    };
+    for (const failure_t &row : table) {
+        SCOPED_TRACE(&row - table);
         job_t job("sftp://h/f");
-        job.logs_in("/home/u", 0);
-        job.curl.fail_unescape(nth);
-        job.perform();
-        job.expect_result(CURLE_OK, FTPCD_ERR_NO_MEMORY);
-        EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"}));
-        EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/f)\n"});
+        row.prepare(job);
+        job.logs_in("/home/u", 1);
+        expect_failure(job, row);
+        EXPECT_GE(job.rec.total_time, 0);
+    }
+    for (const std::string directory : {"/home/u ", "/home/a\\b", "/home/u\t", "/ "}) {
+        job_t job("sftp://h/f");
+        job.logs_in(directory.c_str(), 0);
+        const std::string text = "The login directory cannot be put into a URL: " + directory + '\n';
+        expect_failure(job, {{}, 0, 5, connected, {"error: curl_wrapper(397): " + text}});
     }
 }
 
-TEST(PerformSftp, EndsWhenTheAbsoluteUrlIsRefused)
+TEST(PerformSftp, AListingWhoseConnectPassFailsEndsThere)
 {
-    job_t job("sftp://h/f");
-    job.logs_in("/home/u", 0);
-    job.curl.refuse(CURLOPT_URL, CURLE_OUT_OF_MEMORY);
-    job.perform();
-    job.expect_result(CURLE_OUT_OF_MEMORY, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(job.curl.calls(), (lines{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0",
-                                       "URL 'sftp://h/home/u/f'", "URL 'sftp://h/f'"}));
-    job.expect_nothing_left();
+    job_t job("sftp://h/a");
+    job.list();
+    job.curl.will_perform(CURLE_LOGIN_DENIED);
+    const lines calls{"URL 'sftp://h/'", "CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "URL 'sftp://h/a'"};
+    expect_failure(job, {{}, 67, 0, calls, {SET_UP, "curl_wrapper(344): Search pattern: a\n"}});
 }

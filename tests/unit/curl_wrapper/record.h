@@ -1,16 +1,23 @@
-// A handle record in front of the fake libcurl, for the length of one test.
+// A handle record in front of a fake libcurl of its own.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
 #include "fake_curl.h"
 
 struct record_t : curl_e_handle_t {
-    explicit record_t(fake_curl &fake) : curl_e_handle_t{}
+    fake_curl fake;
+
+    record_t() : curl_e_handle_t{}
     {
         curl = fake.handle();
         logged(); // nothing of an earlier test
     }
 };
+
+inline std::string gave_null(int line, const std::string &call)
+{
+    return "error: curl_wrapper(" + std::to_string(line) + "): " + call + "(): NULL\n";
+}
 
 inline std::string failed(int line, const char *call, const std::string &name, int code)
 {

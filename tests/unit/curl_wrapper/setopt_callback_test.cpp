@@ -41,36 +41,27 @@ TEST(SetoptCallback, SetsFunctionThenContextAndEndsAtTheFirstRefusal)
 {
     using rec_t = curl_e_handle_t;
     const setter_t setters[] = {
-        {"write",
-         [](rec_t *r) { curl_e_setopt_writefunc_data(r, cb_write, &data_); },
+        {[](rec_t *r) { curl_e_setopt_writefunc_data(r, cb_write, &data_); },
          {{"WRITEFUNCTION", "cb_write", 1480}, {"WRITEDATA", "data", 1486}}},
-        {"read",
-         [](rec_t *r) { curl_e_setopt_readfunc_data(r, cb_read, &data_); },
+        {[](rec_t *r) { curl_e_setopt_readfunc_data(r, cb_read, &data_); },
          {{"READFUNCTION", "cb_read", 1504}, {"READDATA", "data", 1510}}},
-        {"progress",
-         [](rec_t *r) { curl_e_setopt_progressfunc_data(r, cb_progress, &data_); },
+        {[](rec_t *r) { curl_e_setopt_progressfunc_data(r, cb_progress, &data_); },
          {{"PROGRESSFUNCTION", "cb_progress", 1528},
           {"PROGRESSDATA", "data", 1534},
           {"NOPROGRESS", "0", 1540}}},
-        {"chunk",
-         [](rec_t *r) { curl_e_setopt_chunkfunc_data(r, cb_begin, cb_end, &data_); },
+        {[](rec_t *r) { curl_e_setopt_chunkfunc_data(r, cb_begin, cb_end, &data_); },
          {{"CHUNK_BGN_FUNCTION", "cb_begin", 1561},
           {"CHUNK_END_FUNCTION", "cb_end", 1567},
           {"CHUNK_DATA", "data", 1573}}},
-        {"sockopt",
-         [](rec_t *r) { curl_e_setopt_sockoptfunc_data(r, cb_sockopt, &data_); },
+        {[](rec_t *r) { curl_e_setopt_sockoptfunc_data(r, cb_sockopt, &data_); },
          {{"SOCKOPTFUNCTION", "cb_sockopt", 1592}, {"SOCKOPTDATA", "data", 1598}}},
-        {"close socket",
-         [](rec_t *r) { curl_e_setopt_closesocketfunc_data(r, cb_close, &data_); },
+        {[](rec_t *r) { curl_e_setopt_closesocketfunc_data(r, cb_close, &data_); },
          {{"CLOSESOCKETDATA", "data", 1611}, {"CLOSESOCKETFUNCTION", "cb_close", 1605}}},
-        {"ssh key",
-         [](rec_t *r) { curl_e_setopt_ssh_keyfunc_data(r, cb_key, &data_); },
+        {[](rec_t *r) { curl_e_setopt_ssh_keyfunc_data(r, cb_key, &data_); },
          {{"SSH_KEYFUNCTION", "cb_key", 1654}, {"SSH_KEYDATA", "data", 1660}}},
-        {"tls context",
-         [](rec_t *r) { curl_e_setopt_ssl_ctxfunc_data(r, cb_context, &data_); },
+        {[](rec_t *r) { curl_e_setopt_ssl_ctxfunc_data(r, cb_context, &data_); },
          {{"SSL_CTX_FUNCTION", "cb_context", 1680}, {"SSL_CTX_DATA", "data", 1686}}},
-        {"write, taken back",
-         [](rec_t *r) { curl_e_setopt_writefunc_data(r, nullptr, nullptr); },
+        {[](rec_t *r) { curl_e_setopt_writefunc_data(r, nullptr, nullptr); },
          {{"WRITEFUNCTION", "NULL", 1480}, {"WRITEDATA", "NULL", 1486}}},
     };
     for (const setter_t &setter : setters)
@@ -79,14 +70,13 @@ TEST(SetoptCallback, SetsFunctionThenContextAndEndsAtTheFirstRefusal)
 
 TEST(SetoptListfunc, InstallsTheCaptureWithNewSettings)
 {
-    fake_curl curl;
-    name_all(curl);
-    record_t rec(curl);
+    record_t rec;
+    name_all(rec.fake);
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
-    EXPECT_EQ(curl.calls(), (lines{"WRITEFUNCTION cb_list_write", "WRITEDATA pointer"}));
+    EXPECT_EQ(rec.fake.calls(), (lines{"WRITEFUNCTION cb_list_write", "WRITEDATA pointer"}));
     EXPECT_EQ(is_curl_error(&rec), 0);
     ASSERT_NE(rec.list_info, nullptr);
-    EXPECT_EQ(curl.data(CURLOPT_WRITEDATA), rec.list_info);
+    EXPECT_EQ(rec.fake.data(CURLOPT_WRITEDATA), rec.list_info);
     EXPECT_EQ(rec.list_info->pattern, nullptr);
     EXPECT_EQ(rec.list_info->callback, cb_entry);
     EXPECT_EQ(rec.list_info->context, &data_);
@@ -98,8 +88,7 @@ TEST(SetoptListfunc, InstallsTheCaptureWithNewSettings)
 
 TEST(SetoptListfunc, ReplacesItsOwnSettings)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
     curl_e_setopt_listfunc_data(&rec, cb_entry,
                                 &data_); // the first ones are freed: the leak check would tell
@@ -109,19 +98,17 @@ TEST(SetoptListfunc, ReplacesItsOwnSettings)
 
 TEST(SetoptListfunc, WithoutACallbackThereIsNoListingAnyMore)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
-    curl.calls();
+    rec.fake.calls();
     curl_e_setopt_listfunc_data(&rec, nullptr, &data_);
     EXPECT_EQ(rec.list_info, nullptr);
-    EXPECT_EQ(curl.calls(), lines{}); // the write callback stays
+    EXPECT_EQ(rec.fake.calls(), lines{}); // the write callback stays
 }
 
 TEST(SetoptListfunc, LeavesBorrowedSettingsToTheirOwner)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
     curl_e_handle_t copy;
     curl_e_copy_handle(&copy, &rec);
@@ -135,11 +122,10 @@ TEST(SetoptListfunc, LeavesBorrowedSettingsToTheirOwner)
 
 TEST(SetoptListfunc, FailsWithoutMemory)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     const failing_heap heap(1);
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.list_info, nullptr);
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1626): list_setting_info_alloc(): NULL\n"});
@@ -150,9 +136,8 @@ TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefuses)
     const char *names[] = {"CURLOPT_WRITEFUNCTION", "CURLOPT_WRITEDATA"};
     const int ids[] = {1480, 1486};
     for (int nth = 1; nth <= 2; ++nth) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.refuse(nth, CURLE_UNKNOWN_OPTION);
+        record_t rec;
+        rec.fake.refuse(nth, CURLE_UNKNOWN_OPTION);
         curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
         EXPECT_NE(rec.list_info, nullptr);
         EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
@@ -165,8 +150,7 @@ TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefuses)
 
 TEST(SetoptListfunc, TellsAnErrorThatWasThereBefore)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     rec.error = FTPCD_ERR_NO_MEMORY;
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
     EXPECT_NE(rec.list_info, nullptr);

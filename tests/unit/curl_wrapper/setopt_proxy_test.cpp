@@ -6,8 +6,7 @@
 
 static void check_proxy(int kind, const char *host, long port, const std::vector<setting_t> &settings)
 {
-    check_setter({host != nullptr ? host : "NULL",
-                  [&](curl_e_handle_t *r) { curl_e_setopt_proxy(r, kind, host, port); }, settings});
+    check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_proxy(r, kind, host, port); }, settings});
 }
 
 TEST(SetoptProxy, SwitchesOffWhatIsNoHttpProxy)
@@ -28,11 +27,10 @@ TEST(SetoptProxy, SwitchesOffWhatIsNoHttpProxy)
 TEST(SetoptProxy, SetsAnHttpProxyAndNeverTunnels)
 {
     for (const char *host : {"h", "http://h", "h:8080", "ftp://h", ""}) {
-        fake_curl curl;
-        record_t rec(curl);
+        record_t rec;
         curl_e_setopt_proxy(&rec, PROXY_HTTP, host, 3128);
-        EXPECT_EQ(curl.calls(), (lines{"PROXYTYPE 0", "PROXY '" + std::string(host) + "'", "PROXYPORT 3128",
-                                       "HTTPPROXYTUNNEL 0"}));
+        EXPECT_EQ(rec.fake.calls(), (lines{"PROXYTYPE 0", "PROXY '" + std::string(host) + "'",
+                                           "PROXYPORT 3128", "HTTPPROXYTUNNEL 0"}));
         EXPECT_EQ(is_curl_error(&rec), 0);
         EXPECT_EQ(rec.proxy_type, PROXY_HTTP);
         EXPECT_EQ(logged(), lines{});
@@ -45,11 +43,10 @@ TEST(SetoptProxy, EndsAtTheFirstRefusal)
     const int ids[] = {928, 944, 952, 960};
     const lines calls{"PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 8080", "HTTPPROXYTUNNEL 0"};
     for (int nth = 1; nth <= 4; ++nth) {
-        fake_curl curl;
-        record_t rec(curl);
-        curl.refuse(nth, CURLE_UNKNOWN_OPTION);
+        record_t rec;
+        rec.fake.refuse(nth, CURLE_UNKNOWN_OPTION);
         curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 8080);
-        EXPECT_EQ(curl.calls(), lines(calls.begin(), calls.begin() + nth));
+        EXPECT_EQ(rec.fake.calls(), lines(calls.begin(), calls.begin() + nth));
         EXPECT_EQ(rec.curl_code, CURLE_UNKNOWN_OPTION);
         EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
         EXPECT_EQ(rec.proxy_type, PROXY_NONE);
@@ -85,11 +82,10 @@ TEST(SetoptProxy, RefusesWhatItCannotUse)
         {2, "HTTP://h", 8080, FTPCD_ERR_INTERNAL, "(906): Specified proxy is not a http proxy: 2\n"},
     };
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
+        record_t rec;
         rec.proxy_type = 77;
         curl_e_setopt_proxy(&rec, c.kind, c.host, c.port);
-        EXPECT_EQ(curl.calls(), lines{});
+        EXPECT_EQ(rec.fake.calls(), lines{});
         EXPECT_EQ(rec.error, c.error);
         EXPECT_EQ(rec.curl_code, CURLE_OK);
         EXPECT_EQ(rec.proxy_type, 77);
@@ -99,8 +95,7 @@ TEST(SetoptProxy, RefusesWhatItCannotUse)
 
 TEST(SetoptProxy, RemembersTheKindThatWasSet)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_proxy(&rec, 2, "h", 0);
     EXPECT_EQ(rec.proxy_type, 2);
     curl_e_setopt_proxy(&rec, PROXY_NONE, nullptr, 0);
@@ -109,10 +104,9 @@ TEST(SetoptProxy, RemembersTheKindThatWasSet)
 
 TEST(SetoptProxy, PortReachesTo65535)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 65535);
     curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 0);
-    EXPECT_EQ(curl.calls(), (lines{"PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 65535", "HTTPPROXYTUNNEL 0",
-                                   "PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 0", "HTTPPROXYTUNNEL 0"}));
+    EXPECT_EQ(rec.fake.calls(), (lines{"PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 65535", "HTTPPROXYTUNNEL 0",
+                                       "PROXYTYPE 0", "PROXY 'h'", "PROXYPORT 0", "HTTPPROXYTUNNEL 0"}));
 }

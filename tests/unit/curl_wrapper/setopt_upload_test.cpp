@@ -30,8 +30,7 @@ TEST(SetoptUpload, AnnouncesTheSizeOfTheFile)
 {
     for (const off_t size : {off_t{0}, off_t{1000}, off_t{6000000000}}) {
         const local_file_t file(size);
-        check_setter({"upload",
-                      [&](curl_e_handle_t *r) { curl_e_setopt_upload(r, file.path); },
+        check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_upload(r, file.path); },
                       {{"UPLOAD", "1", 1013},
                        {"FTP_CREATE_MISSING_DIRS", "1", 1019},
                        {"INFILESIZE_LARGE", std::to_string(size), 1035}}});
@@ -43,10 +42,9 @@ TEST(SetoptUpload, TakesAFileDatedAfter2038)
     const local_file_t file(1000);
     const timespec dates[2] = {{4102444800, 0}, {4102444800, 0}}; // 2100-01-01
     ASSERT_EQ(utimensat(AT_FDCWD, file.path, dates, 0), 0);
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_upload(&rec, file.path);
-    EXPECT_EQ(curl.calls().back(), "INFILESIZE_LARGE 1000");
+    EXPECT_EQ(rec.fake.calls().back(), "INFILESIZE_LARGE 1000");
     EXPECT_EQ(is_curl_error(&rec), 0);
 }
 
@@ -62,23 +60,21 @@ TEST(SetoptUpload, AnnouncesTheRestWhenItResumes)
     };
     const local_file_t file(1000);
     for (const auto &c : cases) {
-        fake_curl curl;
-        record_t rec(curl);
+        record_t rec;
         rec.resume = c.resume;
         rec.resume_offset = c.offset;
         curl_e_setopt_upload(&rec, file.path);
-        EXPECT_EQ(curl.calls(), (lines{"UPLOAD 1", "FTP_CREATE_MISSING_DIRS 1",
-                                       "INFILESIZE_LARGE " + std::string(c.announced)}));
+        EXPECT_EQ(rec.fake.calls(), (lines{"UPLOAD 1", "FTP_CREATE_MISSING_DIRS 1",
+                                           "INFILESIZE_LARGE " + std::string(c.announced)}));
         EXPECT_EQ(is_curl_error(&rec), 0);
     }
 }
 
 TEST(SetoptUpload, AFileThatCannotBeExaminedIsALocalError)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_upload(&rec, "/nowhere/at/all");
-    EXPECT_EQ(curl.calls(), (lines{"UPLOAD 1", "FTP_CREATE_MISSING_DIRS 1"}));
+    EXPECT_EQ(rec.fake.calls(), (lines{"UPLOAD 1", "FTP_CREATE_MISSING_DIRS 1"}));
     EXPECT_EQ(rec.curl_code, CURLE_OK);
     EXPECT_EQ(rec.error, FTPCD_ERR_LOCAL_READ);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1024): errno(2) No such file or directory\n"});

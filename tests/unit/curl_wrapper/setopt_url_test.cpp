@@ -7,45 +7,40 @@
 
 TEST(SetoptUrl, SetsTheEscapedUrl)
 {
-    check_setter({"url",
-                  [](curl_e_handle_t *r) { curl_e_setopt_url(r, "ftp://h/a b%41"); },
+    check_setter({[](curl_e_handle_t *r) { curl_e_setopt_url(r, "ftp://h/a b%41"); },
                   {{"URL", "'ftp://h/a%20b%2541'", 766}}});
 }
 
 TEST(SetoptFileUrl, EscapesWhatWouldEndThePathAsWell)
 {
-    check_setter({"file_url",
-                  [](curl_e_handle_t *r) { curl_e_setopt_file_url(r, "sftp://h/a?b#c%d/;e"); },
+    check_setter({[](curl_e_handle_t *r) { curl_e_setopt_file_url(r, "sftp://h/a?b#c%d/;e"); },
                   {{"URL", "'sftp://h/a%3Fb%23c%25d/;e'", 771}}});
 }
 
 TEST(SetoptFileUrl, NothingIsSetWithoutMemoryToEscape)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     const failing_heap heap(1);
     curl_e_setopt_file_url(&rec, "sftp://h/f");
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
 }
 
 TEST(SetoptUrl, NullIsRefused)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     curl_e_setopt_url(&rec, nullptr);
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(758): url: NULL\n"});
 }
 
 TEST(SetoptUrl, NothingIsSetWithoutMemoryToEscape)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     const failing_heap heap(1);
     curl_e_setopt_url(&rec, "ftp://h/f");
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.curl_code, CURLE_OK);
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2717): malloc(): NULL\n"});
@@ -53,11 +48,10 @@ TEST(SetoptUrl, NothingIsSetWithoutMemoryToEscape)
 
 TEST(SetoptUrl, NothingIsSetWhenLibcurlCannotEscape)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.fail_escape(3);
+    record_t rec;
+    rec.fake.fail_escape(3);
     curl_e_setopt_url(&rec, "ftp://h/a b");
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2734): curl_easy_escape(): Failed(ftp://h/a b)\n"});
 }
@@ -81,19 +75,17 @@ TEST(SetoptUrlEx, JoinsSchemeHostAndPath)
         {PROTOCOL_FTP, "", "", "'ftp:///'"},
     };
     for (const auto &c : cases) {
-        check_setter({c.url,
-                      [&](curl_e_handle_t *r) { curl_e_setopt_url_ex(r, c.kind, c.host, c.path); },
+        check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_url_ex(r, c.kind, c.host, c.path); },
                       {{"URL", c.url, 766}}});
     }
 }
 
 TEST(SetoptUrlEx, NothingIsSetWithoutMemory)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     const failing_heap heap(1);
     curl_e_setopt_url_ex(&rec, PROTOCOL_FTP, "h", "f");
-    EXPECT_EQ(curl.calls(), lines{});
+    EXPECT_EQ(rec.fake.calls(), lines{});
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(807): malloc_str4(): NULL\n"});
 }

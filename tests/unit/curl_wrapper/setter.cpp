@@ -14,19 +14,18 @@ static lines calls_of(const setter_t &setter, size_t count)
 
 void check_setter(const setter_t &setter, const std::function<void(fake_curl &)> &prepare)
 {
-    SCOPED_TRACE(setter.name);
+    SCOPED_TRACE(setter.settings.front().option + " " + setter.settings.front().value);
     constexpr CURLcode REFUSAL = CURLE_BAD_FUNCTION_ARGUMENT;
     for (size_t refused = 0; refused <= setter.settings.size(); ++refused) {
         const bool all_taken = refused == setter.settings.size();
-        fake_curl curl;
+        record_t rec;
         if (prepare)
-            prepare(curl);
-        record_t rec(curl);
+            prepare(rec.fake);
         rec.curl_code = CURLE_COULDNT_CONNECT; // of an earlier call
         if (!all_taken)
-            curl.refuse(static_cast<int>(refused) + 1, REFUSAL);
+            rec.fake.refuse(static_cast<int>(refused) + 1, REFUSAL);
         setter.call(&rec);
-        EXPECT_EQ(curl.calls(), calls_of(setter, all_taken ? refused : refused + 1));
+        EXPECT_EQ(rec.fake.calls(), calls_of(setter, all_taken ? refused : refused + 1));
         EXPECT_EQ(rec.curl_code, all_taken ? CURLE_OK : REFUSAL);
         EXPECT_EQ(rec.error, all_taken ? FTPCD_ERR_NONE : FTPCD_ERR_INTERNAL);
         if (all_taken)

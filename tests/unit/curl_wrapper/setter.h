@@ -15,7 +15,6 @@ struct setting_t {
 };
 
 struct setter_t {
-    const char *name;
     std::function<void(curl_e_handle_t *)> call;
     std::vector<setting_t> settings;
 };

@@ -7,8 +7,7 @@
 
 static std::string escaped(const std::string &url)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     const heap_string text = curl_e_escaped_url(&rec, url.c_str());
     return text ? text.get() : "(null)";
 }
@@ -47,8 +46,7 @@ TEST(EscapedUrl, HasRoomForAUrlThatIsEscapedWhole)
 
 TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
 {
-    fake_curl curl;
-    record_t rec(curl);
+    record_t rec;
     std::string all;
     for (int byte = 1; byte < 256; ++byte)
         all += static_cast<char>(byte);
@@ -63,9 +61,8 @@ TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
 
 TEST(PlainUrl, FailureIsExhaustedMemory)
 {
-    fake_curl curl;
-    record_t rec(curl);
-    curl.fail_unescape();
+    record_t rec;
+    rec.fake.fail_unescape();
     EXPECT_EQ(curl_e_plain_url(&rec, "ftp://h/a%20b"), nullptr);
     EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(ftp://h/a%20b)\n"});
