@@ -3,6 +3,7 @@
 
 #include "job_fixture.h"
 #include "socket_pair.h"
+#include "support/failing_threads.h"
 
 #include <atomic>
 #include <cerrno>
@@ -69,7 +70,7 @@ TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
             may_end.acquire();
         });
         ASSERT_EQ(s.start(&request), 0u);
-        reached.acquire();
+        ASSERT_TRUE(reached.try_acquire_for(std::chrono::seconds(30)));
         EXPECT_EQ(state().module_info.exec, s.kind);
         EXPECT_EQ(state().remote_file.looked_up, 0u);
         EXPECT_EQ(s.start(&request), 3u);
@@ -85,23 +86,23 @@ TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
 TEST_F(Engine, WhatItsLockAndThreadsRefuseIsLoggedByItsOwnIds)
 {
     const std::string no_thread = "errno(11) Resource temporarily unavailable\n";
-    system.pthread_create = EAGAIN;
+    threads_.create = EAGAIN;
     EXPECT_EQ(curlf_download(&request), 5u);
     EXPECT_EQ(logged(),
               (lines{"error: curl_func(2046): " + no_thread, "error: curl_func(458): " + no_thread}));
     wrapper_.tries.push_back(ends_with(16, 7));
     ASSERT_EQ(curlf_download(&request), 0u);
     EXPECT_EQ(ended().module_info.result, 16u);
-    system.pthread_join = ESRCH;
+    threads_.join = ESRCH;
     EXPECT_EQ(curlf_finished(), ESRCH);
     EXPECT_EQ(logged(), lines{"error: curl_func(2075): errno(3) No such process\n"});
-    system.lock = EINVAL;
+    threads_.lock = EINVAL;
     state();
     EXPECT_EQ(logged(), lines{"error: curl_func(2124): pthread_mutex_lock(): 22\n"});
-    system.unlock = EPERM;
+    threads_.unlock = EPERM;
     state();
     EXPECT_EQ(logged(), lines{"error: curl_func(2142): pthread_mutex_unlock(): 1\n"});
-    system.settype = ENOTSUP;
+    threads_.settype = ENOTSUP;
     EXPECT_EQ(curlf_init(), -1);
     EXPECT_EQ(logged(), lines{"error: curl_func(2101): pthread_mutexattr_settype(): 95\n"});
 }

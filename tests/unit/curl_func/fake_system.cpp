@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <ctime>
 #include <openssl/ssl.h>
-#include <pthread.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -30,12 +29,6 @@ static int failing(std::atomic<int> fake_system::*fault)
 extern "C" {
 
 int __real_usleep(useconds_t us);
-int __real_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *),
-                          void *argument);
-int __real_pthread_join(pthread_t id, void **result);
-int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type);
-int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
-int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
 FILE *__real_fdopen(int fd, const char *mode);
 int __real_fclose(FILE *file);
 int __real_fflush(FILE *file);
@@ -53,40 +46,6 @@ int __wrap_usleep(useconds_t us)
     if (system_->while_asleep)
         system_->while_asleep();
     return 0;
-}
-
-int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *),
-                          void *argument)
-{
-    const int error = taken(&fake_system::pthread_create);
-    return error != 0 ? error : __real_pthread_create(id, attributes, run, argument);
-}
-
-int __wrap_pthread_join(pthread_t id, void **result)
-{
-    const int rc = __real_pthread_join(id, result);
-    const int error = taken(&fake_system::pthread_join);
-    return error != 0 ? error : rc;
-}
-
-int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type)
-{
-    const int error = taken(&fake_system::settype);
-    return error != 0 ? error : __real_pthread_mutexattr_settype(attributes, type);
-}
-
-int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
-{
-    const int rc = __real_pthread_mutex_lock(mutex);
-    const int error = taken(&fake_system::lock);
-    return error != 0 ? error : rc;
-}
-
-int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
-{
-    const int error = taken(&fake_system::unlock);
-    const int rc = __real_pthread_mutex_unlock(mutex);
-    return error != 0 ? error : rc;
 }
 
 FILE *__wrap_fdopen(int fd, const char *mode)

@@ -9,11 +9,6 @@
 
 // An error number: the next call fails with it, once. 0: the calls do their work.
 struct fake_system {
-    std::atomic<int> pthread_create = 0;
-    std::atomic<int> pthread_join = 0;
-    std::atomic<int> settype = 0;
-    std::atomic<int> lock = 0;   // the mutex is locked all the same
-    std::atomic<int> unlock = 0; // and unlocked
     std::atomic<int> fdopen = 0;
     std::atomic<int> fclose = 0; // the file is closed all the same
     std::atomic<int> fflush = 0;

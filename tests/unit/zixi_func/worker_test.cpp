@@ -32,8 +32,14 @@ struct Worker : testing::Test {
     {
         feeder_ = &feeder;
         job_init(&slot);
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
         job.request = zixi_request();
+        start_anew();
+    }
+    // Another job with a library that does as it should.
+    void start_anew(uint32_t kind = JOB_UPLOAD)
+    {
+        feeder = {};
+        job.module_info = {1, kind, 0, 0};
         logged();
     }
     void run() { zixif_work(&slot); }
@@ -73,6 +79,7 @@ std::string named(const std::string &name, int code)
 
 TEST_F(Worker, UploadsInOneRoad)
 {
+    job.exec_info.zixi_error = 5; // an earlier job's
     feeder.progress = {{0, 1000000, 2000000, 2}, {0, 2000000, 2000000, 3}};
     run();
     EXPECT_THAT(feeder.events,
@@ -95,7 +102,7 @@ TEST_F(Worker, UploadsInOneRoad)
 TEST_F(Worker, DownloadAndFileInformationEndAtOnce)
 {
     for (const uint32_t kind : {JOB_DOWNLOAD, JOB_DL_FILE_INFO}) {
-        job.module_info = {1, kind, 0, 0};
+        start_anew(kind);
         job.exec_info.zixi_error = 5; // an earlier job's
         run();
         EXPECT_EQ(job.exec_info.response_code_type, 3u);
@@ -118,13 +125,6 @@ TEST_F(Worker, AnUnknownKindIsJudgedByTheStoredError)
     EXPECT_THAT(feeder.events, IsEmpty());
 }
 
-TEST_F(Worker, AnEarlierJobsErrorIsCleared)
-{
-    job.exec_info.zixi_error = 5;
-    run();
-    expect_outcome(FTPCD_ERR_NONE, 0);
-}
-
 TEST_F(Worker, LogsOfTheLibraryGoToStandardOutputUnchanged)
 {
     run();
@@ -138,30 +138,20 @@ TEST_F(Worker, LogsOfTheLibraryGoToStandardOutputUnchanged)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "100% of %s\nno newline");
 }
 
-TEST_F(Worker, CredentialsLieAtTheirOwnPlaces)
-{
-    run();
-    EXPECT_EQ(feeder.user, "ann");
-    EXPECT_EQ(feeder.user_length, 3);
-    EXPECT_EQ(feeder.password, "open sesame");
-    EXPECT_EQ(feeder.password_length, 11);
-}
-
-TEST_F(Worker, CredentialsMayFillTheirFieldsOrBeEmpty)
+TEST_F(Worker, CredentialsLieAtTheirOwnPlacesAndMayFillThemOrBeEmpty)
 {
     const auto bytes = reinterpret_cast<char *>(&job.request);
-    strcpy(bytes + 1092, std::string(63, 'u').c_str());
-    strcpy(bytes + 1156, std::string(127, 'p').c_str());
-    run();
-    EXPECT_EQ(feeder.user, std::string(63, 'u'));
-    EXPECT_EQ(feeder.user_length, 63);
-    EXPECT_EQ(feeder.password, std::string(127, 'p'));
-    EXPECT_EQ(feeder.password_length, 127);
-    bytes[1092] = '\0';
-    bytes[1156] = '\0';
-    run();
-    EXPECT_EQ(feeder.user_length, 0);
-    EXPECT_EQ(feeder.password_length, 0);
+    const std::string users[] = {"ann", std::string(63, 'u'), ""};
+    const std::string passwords[] = {"open sesame", std::string(127, 'p'), ""};
+    for (int i = 0; i < 3; i++) {
+        strcpy(bytes + 1092, users[i].c_str());
+        strcpy(bytes + 1156, passwords[i].c_str());
+        run();
+        EXPECT_EQ(feeder.user, users[i]);
+        EXPECT_EQ(feeder.user_length, static_cast<int>(users[i].size()));
+        EXPECT_EQ(feeder.password, passwords[i]);
+        EXPECT_EQ(feeder.password_length, static_cast<int>(passwords[i].size()));
+    }
 }
 
 TEST_F(Worker, AFailedSetUpEndsTheJob)
@@ -179,9 +169,8 @@ TEST_F(Worker, AFailedSetUpEndsTheJob)
          "zixi_prepare_configuration"},
     };
     for (const auto &row : rows) {
-        feeder = {};
+        start_anew();
         feeder.*row.answers = {-3};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
         run();
         EXPECT_EQ(logged(), (lines{row.line, named("ZIXI_ERROR_NOT_INITIALIZED", -3), NETWORK}));
         expect_outcome(FTPCD_ERR_NETWORK, -3); // 16 replaces the 5 of the set-up
@@ -190,55 +179,63 @@ TEST_F(Worker, AFailedSetUpEndsTheJob)
     }
 }
 
-// Only the start of the upload knows a remote file that exists.
-TEST_F(Worker, ASetUpThatFailsWithTheWarningIsANetworkErrorToo)
+TEST_F(Worker, TheLastFailureIsTheOutcomeAndOnlyAStartKnowsOfARemoteFile)
 {
-    feeder.prepare = {-22};
-    run();
-    expect_outcome(FTPCD_ERR_NETWORK, -22);
-}
-
-TEST_F(Worker, ASetUpThatFailsInALaterAttemptEndsTheJob)
-{
-    feeder.upload = {-21, -21};
-    feeder.prepare = {0, 0, 7};
-    run();
-    EXPECT_EQ(feeder.uploads.size(), 2u);
-    expect_outcome(FTPCD_ERR_NETWORK, 7);
-}
-
-TEST_F(Worker, PassingStartFailuresAreTriedFiveTimesASecondApart)
-{
-    for (const int code : {-21, 1, 2, 3, 4, 5, 6, 7}) {
-        feeder = {};
-        feeder.upload = std::deque<int>(9, code);
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+    const struct {
+        std::deque<int> prepare, upload;
+        std::deque<progress_step_t> progress;
+        uint32_t result;
+        int zixi_error;
+        size_t uploads;
+    } rows[] = {
+        {{-22}, {}, {}, FTPCD_ERR_NETWORK, -22, 0},
+        {{0, 0, 7}, {-21, -21}, {}, FTPCD_ERR_NETWORK, 7, 2},
+        {{}, {-21, 1, 7, 4, 0}, {}, FTPCD_ERR_NONE, 0, 5},
+        {{}, {-21, -22}, {}, FTPCD_ERR_REMOTE_FILE_EXISTS, -22, 2},
+        {{}, {}, {{-22, 0, 0, 0}}, FTPCD_ERR_NETWORK, -22, 1},
+    };
+    for (const auto &row : rows) {
+        start_anew();
+        feeder.prepare = row.prepare;
+        feeder.upload = row.upload;
+        feeder.progress = row.progress;
         run();
-        std::vector<std::string> attempts = {"zixi_configure_logging", "zixi_configure_credentials"};
-        for (int i = 0; i < 5; i++)
-            attempts.insert(attempts.end(), {"zixi_prepare_configuration", "zixi_upload_file", "sleep(1)"});
-        EXPECT_THAT(feeder.events, ElementsAreArray(attempts)) << code;
-        expect_outcome(FTPCD_ERR_NETWORK, code);
-        const lines told = logged();
-        EXPECT_EQ(std::count(told.begin(), told.end(), start_failure(code)), 5) << code;
-        EXPECT_EQ(std::count(told.begin(), told.end(), given_up(code)), 1) << code;
-        EXPECT_EQ(told.back(), NETWORK);
+        expect_outcome(row.result, row.zixi_error);
+        EXPECT_EQ(feeder.uploads.size(), row.uploads);
+        EXPECT_EQ(feeder.count("zixi_close_stream"), feeder.count("nanosleep(1.000000000)"));
     }
 }
 
-TEST_F(Worker, OtherStartFailuresAreNotTriedAgain)
+TEST_F(Worker, OnlyPassingStartFailuresAreTriedAgain)
 {
     for (int code = -23; code <= 9; code++) {
-        if (code == -22 || code == -21 || (code >= 0 && code <= 7))
+        const bool passes = code == -21 || (code >= 1 && code <= 7);
+        if (code == 0)
             continue;
-        feeder = {};
-        feeder.upload = {code};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        start_anew();
+        feeder.upload = std::deque<int>(9, code);
         run();
-        EXPECT_EQ(feeder.uploads.size(), 1u) << code;
-        EXPECT_EQ(feeder.count("sleep(1)"), 0) << code;
-        expect_outcome(FTPCD_ERR_NETWORK, code);
+        EXPECT_EQ(feeder.uploads.size(), passes ? 5u : 1u) << code;
+        EXPECT_EQ(feeder.count("sleep(1)"), passes ? 5 : 0) << code;
+        expect_outcome(code == -22 ? FTPCD_ERR_REMOTE_FILE_EXISTS : FTPCD_ERR_NETWORK, code);
     }
+}
+
+TEST_F(Worker, FiveAttemptsLieASecondApartAndCutTheRemotePathOnce)
+{
+    strcpy(job.request.remote_path, "a/b/c/d/e/film.ts");
+    feeder.upload = std::deque<int>(9, -21);
+    run();
+    std::vector<std::string> attempts = {"zixi_configure_logging", "zixi_configure_credentials"};
+    for (int i = 0; i < 5; i++)
+        attempts.insert(attempts.end(), {"zixi_prepare_configuration", "zixi_upload_file", "sleep(1)"});
+    EXPECT_THAT(feeder.events, ElementsAreArray(attempts));
+    for (const upload_call_t &call : feeder.uploads)
+        EXPECT_EQ(call.remote_directory, "a/b/c/d/e");
+    const lines told = logged();
+    EXPECT_EQ(std::count(told.begin(), told.end(), start_failure(-21)), 5);
+    EXPECT_EQ(std::count(told.begin(), told.end(), given_up(-21)), 1);
+    EXPECT_EQ(told.back(), NETWORK);
 }
 
 TEST_F(Worker, AStartFailureIsLoggedLineByLine)
@@ -252,23 +249,17 @@ TEST_F(Worker, AStartFailureIsLoggedLineByLine)
                                      {LOG_ERR, named("ZIXI_ERROR_NETWORK", -17)},
                                      {LOG_INFO, given_up(-17)},
                                      {LOG_ERR, NETWORK}}));
-}
-
-TEST_F(Worker, TheFifthAttemptMaySucceed)
-{
-    feeder.upload = {-21, 1, 7, 4, 0};
+    start_anew();
+    feeder.upload = {-22};
     run();
-    EXPECT_EQ(feeder.uploads.size(), 5u);
-    EXPECT_EQ(feeder.count("sleep(1)"), 4);
-    EXPECT_EQ(feeder.count("zixi_close_stream"), 1);
-    expect_outcome(FTPCD_ERR_NONE, 0);
+    EXPECT_EQ(logged(),
+              (lines{start_failure(-22), named("ZIXI_WARNING_REMOTE_FILE_EXISTS", -22), given_up(-22)}));
 }
 
 TEST_F(Worker, ACancelShortensTheAttemptsAndLeavesTheirResult)
 {
     for (const int attempt : {1, 2, 5}) {
-        feeder = {};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        start_anew();
         feeder.upload = {3, 3, 3, 3, 3};
         cancel_at("zixi_upload_file", attempt);
         run();
@@ -291,23 +282,6 @@ TEST_F(Worker, EveryAttemptHasAConfigurationOfItsOwn)
     }
 }
 
-TEST_F(Worker, ARemoteFileThatExistsIsAResultOfItsOwn)
-{
-    feeder.upload = {-22};
-    run();
-    expect_outcome(FTPCD_ERR_REMOTE_FILE_EXISTS, -22);
-    EXPECT_EQ(logged(),
-              (lines{start_failure(-22), named("ZIXI_WARNING_REMOTE_FILE_EXISTS", -22), given_up(-22)}));
-    EXPECT_EQ(feeder.uploads.size(), 1u);
-}
-
-TEST_F(Worker, ARemoteFileThatExistsInALaterAttemptIsAsWell)
-{
-    feeder.upload = {-21, -22};
-    run();
-    expect_outcome(FTPCD_ERR_REMOTE_FILE_EXISTS, -22);
-}
-
 // The block, byte by byte as it arrives; the fake leaves 0xee on the stack before each upload.
 TEST_F(Worker, TheParameterBlockIsExact)
 {
@@ -316,7 +290,7 @@ TEST_F(Worker, TheParameterBlockIsExact)
     memcpy(&job.remote_file, &overwrite, 1);
     run();
     ASSERT_EQ(feeder.uploads.size(), 1u);
-    const upload_call_t &call = feeder.uploads[0];
+    const upload_call_t call = feeder.uploads[0];
     std::array<uint8_t, BLOCK_BYTES> expected = {};
     expected[0] = 0x45;
     expected[1] = 0x23;
@@ -334,13 +308,9 @@ TEST_F(Worker, TheParameterBlockIsExact)
     EXPECT_EQ(call.local_path, "/data/film.ts");
     EXPECT_EQ(call.host, "zixi.test");
     EXPECT_EQ(call.remote_directory, "in/box");
-}
-
-TEST_F(Worker, TheOverwriteByteIsTheFirstOfTheFileInformation)
-{
-    job.remote_file.looked_up = 0xffffff00;
+    job.remote_file.looked_up = 0xffffff00; // its first byte is what overwrites
     run();
-    EXPECT_EQ(feeder.uploads[0].block[45], 0);
+    EXPECT_EQ(feeder.uploads.at(1).block[45], 0);
 }
 
 TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
@@ -362,8 +332,7 @@ TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
         {"../film.ts", ".."},
     };
     for (const auto &row : rows) {
-        feeder = {};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        start_anew();
         strcpy(job.request.remote_path, row.path);
         run();
         EXPECT_EQ(feeder.uploads[0].remote_directory, row.directory) << row.path;
@@ -371,21 +340,10 @@ TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
     }
 }
 
-TEST_F(Worker, TheRemotePathIsCutOncePerJob)
-{
-    strcpy(job.request.remote_path, "a/b/c/d/e/film.ts");
-    feeder.upload = std::deque<int>(5, -21);
-    run();
-    ASSERT_EQ(feeder.uploads.size(), 5u);
-    for (const upload_call_t &call : feeder.uploads)
-        EXPECT_EQ(call.remote_directory, "a/b/c/d/e");
-}
-
 TEST_F(Worker, OnlyState2GoesOn)
 {
     for (const int state : {0, 1, 3, -1}) {
-        feeder = {};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        start_anew();
         feeder.progress = {{0, 1, 2, 2}, {0, 1, 2, state}};
         run();
         EXPECT_EQ(feeder.count("zixi_get_upload_progress"), 2) << state;
@@ -393,17 +351,9 @@ TEST_F(Worker, OnlyState2GoesOn)
     }
 }
 
-TEST_F(Worker, FiguresThatAre0LeaveWhatWasKnown)
+TEST_F(Worker, SizesAbove4GiBAreStoredWholeAndFiguresThatAre0LeaveThem)
 {
-    feeder.progress = {{0, 5, 10, 2}, {0, 0, 0, 3}};
-    run();
-    EXPECT_EQ(job.exec_info.total_size, 10.0);
-    EXPECT_EQ(job.exec_info.transferred_size, 5.0);
-}
-
-TEST_F(Worker, SizesAbove4GiBAreStoredWhole)
-{
-    feeder.progress = {{0, (uint64_t{1} << 33) + 1, (uint64_t{1} << 52) + 1, 3}};
+    feeder.progress = {{0, (uint64_t{1} << 33) + 1, (uint64_t{1} << 52) + 1, 2}, {0, 0, 0, 3}};
     run();
     EXPECT_EQ(job.exec_info.transferred_size, 8589934593.0);
     EXPECT_EQ(job.exec_info.total_size, 4503599627370497.0);
@@ -432,13 +382,6 @@ TEST_F(Worker, AFailedProgressEndsTheUpload)
                                             named("ZIXI_ERROR_NETWORK_ERRORS", -9), DONE, NETWORK}));
     EXPECT_EQ(feeder.events.back(), "zixi_close_stream");
     EXPECT_EQ(job.exec_info.transferred_size, 5.0);
-}
-
-TEST_F(Worker, AFailedProgressWithTheWarningIsANetworkError)
-{
-    feeder.progress = {{-22, 0, 0, 0}};
-    run();
-    expect_outcome(FTPCD_ERR_NETWORK, -22);
 }
 
 TEST_F(Worker, AFailedCloseIsLoggedOnly)
@@ -470,8 +413,7 @@ TEST_F(Worker, ACancelIsSeenAtTheNextSample)
         {"zixi_get_upload_progress", 4, 4}, // the 4th is the last anyhow
     };
     for (const auto &row : rows) {
-        feeder = {};
-        job.module_info = {1, JOB_UPLOAD, 0, 0};
+        start_anew();
         feeder.upload = {-21};
         feeder.progress = {{0, 1, 9, 2}, {0, 2, 9, 2}, {0, 3, 9, 2}, {0, 9, 9, 3}};
         cancel_at(row.stage, row.time);
@@ -498,8 +440,7 @@ TEST_F(Worker, AnErrorBeforeTheNextSampleGoesBeforeACancel)
     cancel_at("zixi_upload_file");
     run();
     expect_outcome(FTPCD_ERR_NETWORK, -17);
-    feeder = {};
-    job.module_info = {1, JOB_UPLOAD, 0, 0};
+    start_anew();
     feeder.progress = {{0, 1, 9, 2}, {-9, 0, 0, 0}};
     cancel_at("zixi_get_upload_progress", 2);
     run();
