@@ -1,21 +1,20 @@
-// A listing capture behind the fake parser, whose callback keeps what it is given.
+// A listing capture whose callback keeps what it is given.
 #pragma once
 
 #include "curl_wrapper/listing_capture.h"
 #include "entry_text.h"
-#include "fake_parser.h"
 #include "support/logged.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
 
 class capture_t
 {
 public:
-    fake_parser parser;
     list_setting_info_t *info = list_setting_malloc(cb_entry, this);
     lines names;
-    std::string line;  // of the last one
-    std::string entry; // what that held
+    lines entries;
+    std::string line, last_owner;
     int flag = 0;
     std::string stop_at; // the callback ends the listing here
     int stop_with = 0;
@@ -25,6 +24,7 @@ public:
         info->pattern = pattern;
         EXPECT_TRUE(list_capture_start(info));
         logged();
+        errno = 0; // an ERANGE from before would make every size 0
     }
     ~capture_t() { list_setting_free(info); }
     capture_t(const capture_t &) = delete;
@@ -48,7 +48,8 @@ private:
         auto *self = static_cast<capture_t *>(context);
         self->names.emplace_back(entry->name);
         self->line = entry->line;
-        self->entry = text_of(*entry);
+        self->last_owner = entry->owner;
+        self->entries.push_back(text_of(*entry));
         self->flag = flag;
         return entry->name == self->stop_at ? self->stop_with : 0;
     }

@@ -4,21 +4,15 @@
 
 TEST(SetoptVerbose, InstallsTheDebugCallbackOrTakesItBack)
 {
+    for (const long on : {1, 0})
+        check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_verbose(r, on); },
+                      {{"VERBOSE", std::to_string(on), 525},
+                       {"DEBUGFUNCTION", on == 1 ? "debug_cb" : "NULL", 532},
+                       {"DEBUGDATA", "pointer", 538}}},
+                     [](fake_curl &curl) { curl.name(debug_cb, "debug_cb"); });
     record_t rec;
-    rec.fake.name(debug_cb, "debug_cb");
-    rec.fake.name(static_cast<curl_e_handle_t *>(&rec), "the record");
     curl_e_setopt_verbose(&rec, 1);
-    EXPECT_EQ(rec.fake.calls(), (lines{"VERBOSE 1", "DEBUGFUNCTION debug_cb", "DEBUGDATA the record"}));
-    curl_e_setopt_verbose(&rec, 0);
-    EXPECT_EQ(rec.fake.calls(), (lines{"VERBOSE 0", "DEBUGFUNCTION NULL", "DEBUGDATA the record"}));
-    EXPECT_EQ(is_curl_error(&rec), 0);
-}
-
-TEST(SetoptVerbose, EndsAtTheFirstRefusal)
-{
-    check_setter({[](curl_e_handle_t *r) { curl_e_setopt_verbose(r, 1); },
-                  {{"VERBOSE", "1", 525}, {"DEBUGFUNCTION", "debug_cb", 532}, {"DEBUGDATA", "pointer", 538}}},
-                 [](fake_curl &curl) { curl.name(debug_cb, "debug_cb"); });
+    EXPECT_EQ(rec.fake.data(CURLOPT_DEBUGDATA), &rec);
 }
 
 static std::vector<log_line> shown(curl_e_handle_t *rec, int type, std::string data)

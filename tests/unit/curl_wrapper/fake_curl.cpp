@@ -2,10 +2,8 @@
 
 #include <cstdarg>
 #include <gtest/gtest.h>
-#include <utility>
 
 static fake_curl *fake_;
-static char handle_;
 
 fake_curl::fake_curl()
 {
@@ -15,48 +13,14 @@ fake_curl::fake_curl()
 
 fake_curl::~fake_curl() { fake_ = nullptr; }
 
-CURL *fake_curl::handle() { return &handle_; }
-
-void fake_curl::have_no_handle() { no_handle_ = true; }
-
-lines fake_curl::calls() { return std::exchange(calls_, {}); }
-
-lines fake_curl::asked() { return std::exchange(asked_, {}); }
-
-void fake_curl::refuse(int nth, CURLcode code) { refusals_.push_back({ANY, nth, code}); }
-
-void fake_curl::refuse(CURLoption option, CURLcode code, int nth)
-{
-    refusals_.push_back({option, nth, code});
-}
-
-void fake_curl::tell(CURLINFO info, long value) { longs_[info] = value; }
-
-void fake_curl::tell(CURLINFO info, double value) { doubles_[info] = value; }
-
-void fake_curl::tell_socket(curl_socket_t value) { socket_ = value; }
-
 void fake_curl::tell(CURLINFO info, const char *value)
 {
     texts_[info] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-void fake_curl::withhold(CURLINFO info, CURLcode code, int nth) { withheld_.push_back({info, nth, code}); }
-
-void fake_curl::will_perform(std::function<CURLcode()> act) { performs_.push_back(std::move(act)); }
-
-void fake_curl::will_perform(CURLcode code)
-{
-    performs_.push_back([code] { return code; });
-}
-
-void fake_curl::fail_escape(int nth) { escape_ = nth; }
-
-void fake_curl::fail_unescape(int nth) { unescape_ = nth; }
-
 size_t fake_curl::deliver(std::string text)
 {
-    auto *write = function<size_t(char *, size_t, size_t, void *)>(CURLOPT_WRITEFUNCTION);
+    const auto write = reinterpret_cast<curl_write_callback>(data(CURLOPT_WRITEFUNCTION));
     return write(text.data(), 1, text.size(), data(CURLOPT_WRITEDATA));
 }
 
@@ -94,17 +58,9 @@ std::string fake_curl::text_of(CURLoption option, void *value)
     return names_.contains(value) ? names_[value] : "pointer";
 }
 
-CURLcode fake_curl::set(CURLoption option, long value)
+CURLcode fake_curl::set(CURLoption option, curl_off_t value)
 {
     note(name_of(option) + " " + std::to_string(value));
-    numbers_[option] = value;
-    return outcome(refusals_, option);
-}
-
-CURLcode fake_curl::set(CURLoption option, curl_off_t value, int)
-{
-    note(name_of(option) + " " + std::to_string(value));
-    numbers_[option] = value;
     return outcome(refusals_, option);
 }
 
@@ -120,28 +76,6 @@ CURLcode fake_curl::set(CURLoption option, void *value)
     return code;
 }
 
-static const char *name_of(CURLINFO info)
-{
-    switch (static_cast<int>(info)) {
-    case CURLINFO_EFFECTIVE_URL:
-        return "EFFECTIVE_URL";
-    case CURLINFO_RESPONSE_CODE:
-        return "RESPONSE_CODE";
-    case CURLINFO_TOTAL_TIME:
-        return "TOTAL_TIME";
-    case CURLINFO_SIZE_UPLOAD:
-        return "SIZE_UPLOAD";
-    case CURLINFO_SIZE_DOWNLOAD:
-        return "SIZE_DOWNLOAD";
-    case CURLINFO_ACTIVESOCKET:
-        return "ACTIVESOCKET";
-    case CURLINFO_FTP_ENTRY_PATH:
-        return "FTP_ENTRY_PATH";
-    default:
-        return "an info that this fake does not know";
-    }
-}
-
 const char *fake_curl::told_text(CURLINFO info)
 {
     const auto found = texts_.find(info);
@@ -152,7 +86,6 @@ const char *fake_curl::told_text(CURLINFO info)
 
 CURLcode fake_curl::get(CURLINFO info, void *value)
 {
-    asked_.push_back(name_of(info));
     const CURLcode code = outcome(withheld_, info);
     if (code != CURLE_OK)
         return code;
@@ -215,10 +148,10 @@ CURLcode __wrap_curl_easy_setopt(CURL *curl, int number, ...)
     va_start(arguments, number);
     switch (number / 10000) {
     case 0:
-        code = fake.set(option, va_arg(arguments, long));
+        code = fake.set(option, curl_off_t{va_arg(arguments, long)});
         break;
     case 3:
-        code = fake.set(option, va_arg(arguments, curl_off_t), 0);
+        code = fake.set(option, va_arg(arguments, curl_off_t));
         break;
     default:
         code = fake.set(option, va_arg(arguments, void *));

@@ -10,7 +10,6 @@ fake_parser::~fake_parser() { fake_ = nullptr; }
 
 list_format_t AnalizeFileInfo(char *line)
 {
-    fake_->analized.emplace_back(line);
     if (fake_->takes_blank_out && line[0] != '\0' && line[1] == ' ')
         memmove(line + 1, line + 2, strlen(line + 2) + 1);
     return line[0] == '?' ? LIST_FMT_UNKNOWN : fake_->format;

@@ -23,6 +23,5 @@ struct fake_parser {
     uint32_t valid = 0;
     bool takes_blank_out = false; // a blank at position 1, as the real one behind a detached type character
 
-    std::vector<std::string> analized;
     std::vector<list_format_t> resolved;
 };

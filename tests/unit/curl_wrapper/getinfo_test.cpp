@@ -212,52 +212,42 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
     }
 }
 
-TEST(GetinfoSftpUrl, NoUrlIsAnInternalError)
+TEST(GetinfoSftpUrl, NoUrlIsAnInternalErrorAndAnEarlierErrorEndsItWithoutAskingOn)
 {
     record_t rec;
     rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
     EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
     EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1921): Could not get effective URL: NULL\n"});
-}
-
-TEST(GetinfoSftpUrl, IsNullAfterAnErrorWithoutAskingOn)
-{
-    record_t rec;
-    rec.error = FTPCD_ERR_TIMEOUT;
     rec.fake.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f");
+    rec.fake.withhold(CURLINFO_FTP_ENTRY_PATH, CURLE_UNKNOWN_OPTION);
     EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
-    EXPECT_EQ(rec.fake.asked(), lines{"EFFECTIVE_URL"});
+    EXPECT_EQ(rec.curl_code, CURLE_OK);
+    EXPECT_EQ(logged(), lines{});
 }
 
 TEST(GetinfoSftpUrl, IsNullWithoutMemory)
 {
+    const std::string not_unescaped =
+        "error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/a%20b)\n";
     const struct {
         const char *url;
-        const char *line;
-        int nth;
+        int nth; // allocation; 0 = libcurl's own
+        std::string line;
     } cases[] = {
-        {"sftp://h/f", "error: curl_wrapper(1888): malloc_str1(): NULL\n", 1},
-        {"sftp://h/f", "error: curl_wrapper(1991): malloc_ins_str2(): NULL\n", 2},
-        {"sftp://h", "error: curl_wrapper(1982): malloc_str3(): NULL\n", 2},
+        {"sftp://h/f", 1, gave_null(1888, "malloc_str1")},
+        {"sftp://h/f", 2, gave_null(1991, "malloc_ins_str2")},
+        {"sftp://h", 2, gave_null(1982, "malloc_str3")},
+        {"sftp://h/a%20b", 0, not_unescaped},
     };
     for (const auto &c : cases) {
         record_t rec;
         rec.fake.tell(CURLINFO_EFFECTIVE_URL, c.url);
         rec.fake.tell(CURLINFO_FTP_ENTRY_PATH, "/home");
+        rec.fake.fail_unescape(c.nth == 0 ? 1 : 0);
         const failing_heap heap(c.nth);
         EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
         EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
         EXPECT_EQ(logged(), lines{c.line});
     }
-}
-
-TEST(GetinfoSftpUrl, IsNullWhenItCannotBeUnescaped)
-{
-    record_t rec;
-    rec.fake.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/a%20b");
-    rec.fake.fail_unescape();
-    EXPECT_EQ(curl_e_getinfo_effective_sftp_url(&rec), nullptr);
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/a%20b)\n"});
 }

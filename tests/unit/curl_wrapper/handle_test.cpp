@@ -207,7 +207,7 @@ TEST(Cleanup, ReleasesTheHandleAndTheListing)
     EXPECT_EQ(rec.error, 5);
 }
 
-TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrl)
+TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrlIfThereIsAHandle)
 {
     record_t rec;
     rec.curl_code = CURLE_OPERATION_TIMEDOUT;
@@ -219,6 +219,9 @@ TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrl)
     EXPECT_EQ(rec.curl_code, CURLE_OPERATION_TIMEDOUT);
     EXPECT_EQ(rec.error, FTPCD_ERR_TIMEOUT);
     EXPECT_EQ(logged(), lines{});
+    rec.curl = nullptr;
+    curl_e_limit_farewell(&rec);
+    EXPECT_EQ(rec.fake.calls(), lines{});
 }
 
 TEST(LimitFarewell, NeverPerformsAfterARefusal)
@@ -233,12 +236,4 @@ TEST(LimitFarewell, NeverPerformsAfterARefusal)
         EXPECT_EQ(logged(), lines{failed(170 + nth, "curl_easy_setopt",
                                          "CURLOPT_" + std::string(options[nth - 1]), 48)});
     }
-}
-
-TEST(LimitFarewell, LeavesARecordWithoutHandleAlone)
-{
-    record_t rec;
-    rec.curl = nullptr;
-    curl_e_limit_farewell(&rec);
-    EXPECT_EQ(rec.fake.calls(), lines{});
 }

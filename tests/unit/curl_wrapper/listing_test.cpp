@@ -1,11 +1,5 @@
 // The capture together with the real listing parser.
-#include "curl_wrapper/listing_capture.h"
-#include "entry_text.h"
-#include "support/logged.h"
-
-#include <gtest/gtest.h>
-
-#include <cerrno>
+#include "capture.h"
 
 namespace
 {
@@ -25,41 +19,6 @@ constexpr struct {
      "abcdefghijklmn, joe, 5, 65535-1-15 12:34, 644, 0, 2"},
     {"01-15-12  03:04PM                 1234 a.lnk", "a.lnk, , 1234, 2012-1-15 15:4, -1, 0, 2"},
     {"2012-01-15 10:20:30 <DIR> docs -> x", "docs -> x, , 0, 2012-1-15 10:20, -1, 0, 1"},
-};
-
-class listing_t
-{
-public:
-    lines entries;
-    std::string name, owner; // of the last one
-
-    listing_t()
-    {
-        info_->pattern = "*";
-        EXPECT_TRUE(list_capture_start(info_));
-        logged();
-        errno = 0; // an ERANGE from before would make every size 0
-    }
-    ~listing_t() { list_setting_free(info_); }
-    listing_t(const listing_t &) = delete;
-    listing_t &operator=(const listing_t &) = delete;
-
-    void write(std::string piece)
-    {
-        ASSERT_EQ(cb_list_write(piece.data(), 1, piece.size(), info_), piece.size());
-    }
-    bool end() { return list_capture_end(info_); }
-
-private:
-    static int cb_entry(list_info_t *entry, void *context, int)
-    {
-        auto *self = static_cast<listing_t *>(context);
-        self->entries.push_back(text_of(*entry));
-        self->name = entry->name;
-        self->owner = entry->owner;
-        return 0;
-    }
-    list_setting_info_t *info_ = list_setting_malloc(cb_entry, this);
 };
 
 // All lines with that end behind each, also behind the last one or not.
@@ -90,12 +49,12 @@ protected:
 TEST_P(Cuts, InTwoPlacesChangeNothing)
 {
     for (size_t cut = 0; cut <= text.size(); ++cut) {
-        listing_t listing;
+        capture_t listing;
         listing.write(text.substr(0, cut));
         listing.write(text.substr(cut, 1));
         if (cut < text.size())
             listing.write(text.substr(cut + 1));
-        EXPECT_TRUE(listing.end());
+        EXPECT_TRUE(list_capture_end(listing.info));
         ASSERT_EQ(listing.entries, expected()) << "cut at " << cut;
     }
     EXPECT_EQ(logged(), lines{});
@@ -104,10 +63,10 @@ TEST_P(Cuts, InTwoPlacesChangeNothing)
 TEST_P(Cuts, IntoPiecesOfAnySizeChangeNothing)
 {
     for (size_t size = 1; size <= text.size(); ++size) {
-        listing_t listing;
+        capture_t listing;
         for (size_t at = 0; at < text.size(); at += size)
             listing.write(text.substr(at, size));
-        EXPECT_TRUE(listing.end());
+        EXPECT_TRUE(list_capture_end(listing.info));
         ASSERT_EQ(listing.entries, expected()) << "pieces of " << size;
     }
     EXPECT_EQ(logged(), lines{});
@@ -119,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(LineEnds, Cuts,
 
 TEST(Listing, SkipsLinesOfNoKnownLayout)
 {
-    listing_t listing;
+    capture_t listing;
     listing.write("hello world\r\n-rw-r--r-- 1 joe users 11 Jan  2  2023 a\r\n");
     EXPECT_EQ(listing.entries.size(), 1u);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2313): Unknown 'LIST' format: hello world\n"});
@@ -129,9 +88,9 @@ TEST(Listing, CutsALongNameAndOverrunsNothing)
 {
     const std::string before = "-rw-r--r-- 1 joe users 11 Jan  2  2023 ";
     for (const size_t length : {1023u, 1024u, 1025u, 4096u, 1000000u}) {
-        listing_t listing;
+        capture_t listing;
         listing.write(before + std::string(length, 'n') + "\n");
-        EXPECT_EQ(listing.name, std::string(std::min<size_t>(length, 1024), 'n'));
+        EXPECT_EQ(listing.names, lines{std::string(std::min<size_t>(length, 1024), 'n')});
     }
 }
 
@@ -140,14 +99,15 @@ TEST(Listing, SurvivesFieldsOfAnyLength)
     const char *fields[] = {"-rw-r--r--", "1", "joe", "users", "11", "Jan", "2", "2023", "name"};
     for (size_t longest = 0; longest < std::size(fields); ++longest) {
         for (const char filler : {'x', '9', '/', ':', '-'}) {
-            listing_t listing;
+            capture_t listing;
             std::string line;
             for (size_t i = 0; i < std::size(fields); ++i)
                 line += std::string(fields[i]) + (i == longest ? std::string(100000, filler) : "") + " ";
             listing.write(line + "\r\n");
-            listing.end(); // no overrun: the sanitizers would tell
-            EXPECT_LE(listing.name.size(), 1024u);
-            EXPECT_LE(listing.owner.size(), 40u);
+            list_capture_end(listing.info); // no overrun: the sanitizers would tell
+            for (const std::string &name : listing.names)
+                EXPECT_LE(name.size(), 1024u);
+            EXPECT_LE(listing.last_owner.size(), 40u);
         }
     }
 }

@@ -86,30 +86,12 @@ TEST(SetoptListfunc, InstallsTheCaptureWithNewSettings)
     curl_e_cleanup(&rec);
 }
 
-TEST(SetoptListfunc, ReplacesItsOwnSettings)
+TEST(SetoptListfunc, FreesItsOwnSettingsAndLeavesBorrowedOnesToTheirOwner)
 {
-    record_t rec;
+    record_t rec; // the leak check would tell
     curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
-    curl_e_setopt_listfunc_data(&rec, cb_entry,
-                                &data_); // the first ones are freed: the leak check would tell
+    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
     EXPECT_EQ(rec.list_info->context, &data_);
-    curl_e_cleanup(&rec);
-}
-
-TEST(SetoptListfunc, WithoutACallbackThereIsNoListingAnyMore)
-{
-    record_t rec;
-    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
-    rec.fake.calls();
-    curl_e_setopt_listfunc_data(&rec, nullptr, &data_);
-    EXPECT_EQ(rec.list_info, nullptr);
-    EXPECT_EQ(rec.fake.calls(), lines{}); // the write callback stays
-}
-
-TEST(SetoptListfunc, LeavesBorrowedSettingsToTheirOwner)
-{
-    record_t rec;
-    curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
     curl_e_handle_t copy;
     curl_e_copy_handle(&copy, &rec);
     curl_e_setopt_listfunc_data(&copy, nullptr, nullptr);
@@ -117,7 +99,10 @@ TEST(SetoptListfunc, LeavesBorrowedSettingsToTheirOwner)
     EXPECT_EQ(copy.list_borrowed, 0);
     ASSERT_NE(rec.list_info, nullptr);
     EXPECT_EQ(rec.list_info->callback, cb_entry);
-    curl_e_cleanup(&rec);
+    rec.fake.calls();
+    curl_e_setopt_listfunc_data(&rec, nullptr, &data_); // no listing any more
+    EXPECT_EQ(rec.list_info, nullptr);
+    EXPECT_EQ(rec.fake.calls(), lines{}); // the write callback stays
 }
 
 TEST(SetoptListfunc, FailsWithoutMemory)
@@ -131,10 +116,10 @@ TEST(SetoptListfunc, FailsWithoutMemory)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1626): list_setting_info_alloc(): NULL\n"});
 }
 
-TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefuses)
+TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefusesOrThereWasAnErrorBefore)
 {
-    const char *names[] = {"CURLOPT_WRITEFUNCTION", "CURLOPT_WRITEDATA"};
-    const int ids[] = {1480, 1486};
+    const std::string lines_of_refusals[] = {failed(1480, "curl_easy_setopt", "CURLOPT_WRITEFUNCTION", 48),
+                                             failed(1486, "curl_easy_setopt", "CURLOPT_WRITEDATA", 48)};
     for (int nth = 1; nth <= 2; ++nth) {
         record_t rec;
         rec.fake.refuse(nth, CURLE_UNKNOWN_OPTION);
@@ -142,14 +127,10 @@ TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefuses)
         EXPECT_NE(rec.list_info, nullptr);
         EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
         EXPECT_EQ(logged(),
-                  (lines{failed(ids[nth - 1], "curl_easy_setopt", names[nth - 1], 48),
+                  (lines{lines_of_refusals[nth - 1],
                          "error: curl_wrapper(1635): curl_e_setopt_listfunc_data(): Failed(48, 5)\n"}));
         curl_e_cleanup(&rec);
     }
-}
-
-TEST(SetoptListfunc, TellsAnErrorThatWasThereBefore)
-{
     record_t rec;
     rec.error = FTPCD_ERR_NO_MEMORY;
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);

@@ -14,6 +14,7 @@ TEST(Setopt, SetsItsOptionsInOrderAndEndsAtTheFirstRefusal)
         {[](rec_t *r) { curl_e_setopt_username_password(r, nullptr, nullptr); },
          {{"USERNAME", "''", 856}, {"PASSWORD", "''", 866}}},
         {[](rec_t *r) { curl_e_setopt_ftpport(r); }, {{"FTPPORT", "'-'", 979}}},
+        {[](rec_t *r) { curl_e_setopt_append(r, 7); }, {{"APPEND", "7", 994, "7"}}},
         {[](rec_t *r) { curl_e_setopt_upload_buffersize(r, 2097152); },
          {{"UPLOAD_BUFFERSIZE", "2097152", 1045}}},
         {[](rec_t *r) { curl_e_setopt_quick_exit(r, 1); }, {{"QUICK_EXIT", "1", 545}}},
@@ -81,19 +82,6 @@ TEST(Setopt, PortReachesFrom0To65535)
     }
 }
 
-TEST(Setopt, AppendTellsTheRefusedValueInPlaceOfTheCode)
-{
-    record_t rec;
-    curl_e_setopt_append(&rec, 1);
-    EXPECT_EQ(is_curl_error(&rec), 0);
-    rec.fake.refuse(CURLOPT_APPEND, CURLE_UNKNOWN_OPTION);
-    curl_e_setopt_append(&rec, 7);
-    EXPECT_EQ(rec.fake.calls(), (lines{"APPEND 1", "APPEND 7"}));
-    EXPECT_EQ(rec.curl_code, CURLE_UNKNOWN_OPTION);
-    EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(994): curl_easy_setopt(CURLOPT_APPEND): Failed(7)\n"});
-}
-
 TEST(Setopt, ConnectOnlyIsRememberedOnceLibcurlHasTakenIt)
 {
     record_t rec;
@@ -105,16 +93,6 @@ TEST(Setopt, ConnectOnlyIsRememberedOnceLibcurlHasTakenIt)
     curl_e_setopt_curlopt_connect_only(&rec, 0);
     EXPECT_EQ(rec.connect_only, 0);
     logged();
-}
-
-TEST(Setopt, RefusalsAreErrorsOfTheLog)
-{
-    record_t rec;
-    rec.fake.refuse(1, CURLE_UNKNOWN_OPTION);
-    curl_e_setopt_failonerror(&rec, 1);
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{
-                  {3, "error: curl_wrapper(1054): curl_easy_setopt(CURLOPT_FAILONERROR): Failed(48)\n"}}));
 }
 
 TEST(Setopt, ALaterSuccessLeavesTheErrorOfAnEarlierRefusal)

@@ -17,45 +17,6 @@ TEST(SetoptFileUrl, EscapesWhatWouldEndThePathAsWell)
                   {{"URL", "'sftp://h/a%3Fb%23c%25d/;e'", 771}}});
 }
 
-TEST(SetoptFileUrl, NothingIsSetWithoutMemoryToEscape)
-{
-    record_t rec;
-    const failing_heap heap(1);
-    curl_e_setopt_file_url(&rec, "sftp://h/f");
-    EXPECT_EQ(rec.fake.calls(), lines{});
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-}
-
-TEST(SetoptUrl, NullIsRefused)
-{
-    record_t rec;
-    curl_e_setopt_url(&rec, nullptr);
-    EXPECT_EQ(rec.fake.calls(), lines{});
-    EXPECT_EQ(rec.error, FTPCD_ERR_INTERNAL);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(758): url: NULL\n"});
-}
-
-TEST(SetoptUrl, NothingIsSetWithoutMemoryToEscape)
-{
-    record_t rec;
-    const failing_heap heap(1);
-    curl_e_setopt_url(&rec, "ftp://h/f");
-    EXPECT_EQ(rec.fake.calls(), lines{});
-    EXPECT_EQ(rec.curl_code, CURLE_OK);
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2717): malloc(): NULL\n"});
-}
-
-TEST(SetoptUrl, NothingIsSetWhenLibcurlCannotEscape)
-{
-    record_t rec;
-    rec.fake.fail_escape(3);
-    curl_e_setopt_url(&rec, "ftp://h/a b");
-    EXPECT_EQ(rec.fake.calls(), lines{});
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2734): curl_easy_escape(): Failed(ftp://h/a b)\n"});
-}
-
 TEST(SetoptUrlEx, JoinsSchemeHostAndPath)
 {
     const struct {
@@ -80,12 +41,31 @@ TEST(SetoptUrlEx, JoinsSchemeHostAndPath)
     }
 }
 
-TEST(SetoptUrlEx, NothingIsSetWithoutMemory)
+TEST(SetoptUrl, NothingIsSetWithoutAUrlOrMemoryToEscapeIt)
 {
-    record_t rec;
-    const failing_heap heap(1);
-    curl_e_setopt_url_ex(&rec, PROTOCOL_FTP, "h", "f");
-    EXPECT_EQ(rec.fake.calls(), lines{});
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(807): malloc_str4(): NULL\n"});
+    using rec_t = curl_e_handle_t;
+    const struct {
+        void (*call)(rec_t *rec);
+        int allocation; // that fails; 0 = none
+        int escape;     // likewise
+        int error;
+        std::string line;
+    } cases[] = {
+        {[](rec_t *r) { curl_e_setopt_url(r, nullptr); }, 0, 0, 5, "error: curl_wrapper(758): url: NULL\n"},
+        {[](rec_t *r) { curl_e_setopt_url(r, "ftp://h/f"); }, 1, 0, 11, gave_null(2717, "malloc")},
+        {[](rec_t *r) { curl_e_setopt_file_url(r, "sftp://h/f"); }, 1, 0, 11, gave_null(2717, "malloc")},
+        {[](rec_t *r) { curl_e_setopt_url_ex(r, 0, "h", "f"); }, 1, 0, 11, gave_null(807, "malloc_str4")},
+        {[](rec_t *r) { curl_e_setopt_url(r, "ftp://h/a b"); }, 0, 3, 11,
+         "error: curl_wrapper(2734): curl_easy_escape(): Failed(ftp://h/a b)\n"},
+    };
+    for (const auto &c : cases) {
+        record_t rec;
+        rec.fake.fail_escape(c.escape);
+        const failing_heap heap(c.allocation);
+        c.call(&rec);
+        EXPECT_EQ(rec.fake.calls(), lines{});
+        EXPECT_EQ(rec.curl_code, CURLE_OK);
+        EXPECT_EQ(rec.error, c.error);
+        EXPECT_EQ(logged(), lines{c.line});
+    }
 }

@@ -28,10 +28,15 @@ void check_setter(const setter_t &setter, const std::function<void(fake_curl &)>
         EXPECT_EQ(rec.fake.calls(), calls_of(setter, all_taken ? refused : refused + 1));
         EXPECT_EQ(rec.curl_code, all_taken ? CURLE_OK : REFUSAL);
         EXPECT_EQ(rec.error, all_taken ? FTPCD_ERR_NONE : FTPCD_ERR_INTERNAL);
-        if (all_taken)
+        if (all_taken) {
             EXPECT_EQ(logged(), lines{});
-        else
-            EXPECT_EQ(logged(), lines{failed(setter.settings[refused].line, "curl_easy_setopt",
-                                             "CURLOPT_" + setter.settings[refused].option, REFUSAL)});
+            continue;
+        }
+        const setting_t &setting = setter.settings[refused];
+        const std::string told = setting.told.empty() ? std::to_string(REFUSAL) : setting.told;
+        EXPECT_EQ(logged_with_priority(),
+                  (std::vector<log_line>{{3, "error: curl_wrapper(" + std::to_string(setting.line) +
+                                                 "): curl_easy_setopt(CURLOPT_" + setting.option +
+                                                 "): Failed(" + told + ")\n"}}));
     }
 }

@@ -9,9 +9,10 @@
 #include "record.h"
 
 struct setting_t {
-    std::string option; // without CURLOPT_
-    std::string value;  // as fake_curl writes it
-    int line;           // of the log, when it is refused
+    std::string option;    // without CURLOPT_
+    std::string value;     // as fake_curl writes it
+    int line;              // of the log, when it is refused
+    std::string told = ""; // by that line in place of the code; "" = the code
 };
 
 struct setter_t {

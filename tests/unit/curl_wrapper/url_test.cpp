@@ -59,15 +59,6 @@ TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(PlainUrl, FailureIsExhaustedMemory)
-{
-    record_t rec;
-    rec.fake.fail_unescape();
-    EXPECT_EQ(curl_e_plain_url(&rec, "ftp://h/a%20b"), nullptr);
-    EXPECT_EQ(rec.error, FTPCD_ERR_NO_MEMORY);
-    EXPECT_EQ(logged(), lines{"error: curl_wrapper(2745): curl_easy_unescape(): Failed(ftp://h/a%20b)\n"});
-}
-
 TEST(SchemeOf, IsTheFirstThatTheUrlBeginsWith)
 {
     const struct {
