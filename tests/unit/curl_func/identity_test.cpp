@@ -248,23 +248,15 @@ TEST_F(Identity, TheTlsContextIsToldToAskUsAlone)
     EXPECT_EQ(system.verify_argument, &info);
 }
 
-TEST_F(Identity, WithoutATlsContextTheConnectionIsAborted)
+TEST_F(Identity, WithoutATlsContextOrAContextOfItsOwnEachRejects)
 {
     EXPECT_EQ(cb_ssl_ctx(nullptr, nullptr, &info), 42);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1924): 'ssl_ctx' is not available.\n"});
     EXPECT_EQ(system.verify, nullptr);
-}
-
-TEST_F(Identity, ACertificateWithoutAContextIsRejected)
-{
     EXPECT_EQ(cb_ssl_app_verify(store.get(), nullptr), 0);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1954): 'struct cb_auth_info_t' has not been set.\n"});
-}
-
-TEST_F(Identity, AHostKeyWithoutAContextIsRejected)
-{
     EXPECT_EQ(cb_sshkey(nullptr, nullptr, &key, CURLKHMATCH_OK, nullptr), CURLKHSTAT_REJECT);
-    EXPECT_EQ(logged(), lines{"error: curl_func(1823): 'struct cb_auth_info_t' has not been set.\n"});
+    EXPECT_EQ(logged(), (lines{"error: curl_func(1924): 'ssl_ctx' is not available.\n",
+                               "error: curl_func(1954): 'struct cb_auth_info_t' has not been set.\n",
+                               "error: curl_func(1823): 'struct cb_auth_info_t' has not been set.\n"}));
 }
 
 TEST_F(Identity, WithoutAKeyLibcurlsVerdictDecides)

@@ -1,10 +1,6 @@
 #include "job_fixture.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 static constexpr job_engine_t SILENT = {nullptr,  unjoined_t::forgotten, "not recursive", "lock", "unlock",
                                         "create", "not started",         nullptr,         "join"};
@@ -16,21 +12,15 @@ JobFixture::JobFixture()
     wrapper_ = {};
     secure_ = {};
     EXPECT_EQ(job_init(&job_), 0);
-    std::string name = (std::filesystem::temp_directory_path() / "curl_func.XXXXXX").string();
-    folder_ = mkdtemp(name.data());
     system_ = &system;
     logged();
 }
 
-JobFixture::~JobFixture()
-{
-    system_ = nullptr;
-    std::filesystem::remove_all(folder_);
-}
+JobFixture::~JobFixture() { system_ = nullptr; }
 
 std::string JobFixture::write(const std::string &name, const std::string &content) const
 {
-    std::ofstream(path(name), std::ios::binary) << content;
+    fill(path(name), content);
     return path(name);
 }
 
@@ -41,10 +31,7 @@ void JobFixture::append(const std::string &path, const std::string &more)
 
 std::string JobFixture::content(const std::string &path)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        return "<none>";
-    return {std::istreambuf_iterator<char>(file), {}};
+    return std::filesystem::exists(path) ? content_of(path) : "<none>";
 }
 
 void set_text(char *field, size_t size, const std::string &text)

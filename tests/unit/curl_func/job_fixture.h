@@ -6,6 +6,7 @@
 #include "fake_system.h"
 #include "fake_wrapper.h"
 #include "support/logged.h"
+#include "support/scratch.h"
 #include "wire/wire.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +21,7 @@ protected:
     JobFixture();
     ~JobFixture() override;
 
-    std::string path(const std::string &name) const { return folder_ + '/' + name; }
+    std::string path(const std::string &name) const { return folder_ / name; }
     std::string write(const std::string &name, const std::string &content) const; // its path
     static void append(const std::string &path, const std::string &more);
     static std::string content(const std::string &path); // "<none>" when there is no such file
@@ -28,7 +29,7 @@ protected:
     fake_system system;
 
 private:
-    std::string folder_;
+    scratch_t folder_;
 };
 
 void set_text(char *field, size_t size, const std::string &text);

@@ -119,25 +119,17 @@ TEST_F(Session, TheIdentityChecksGetTheirContext)
     EXPECT_EQ(wrapper_.auth, &auth);
 }
 
-TEST_F(Session, PortsReachTheWrapperAsTheyAre)
-{
-    struct {
-        uint32_t port;
-        std::string asked;
-    } const table[] = {{0, "port(0)"}, {65535, "port(65535)"}, {65536, "port(65536)"}};
-    for (const auto &row : table) {
-        request.port = row.port;
-        ASSERT_EQ(set(), 0);
-        EXPECT_EQ(wrapper_.asked[2], row.asked);
-    }
-}
-
-TEST_F(Session, TheProxysPortIsSigned)
+TEST_F(Session, PortsReachTheWrapperAsTheyAreTheProxysSigned)
 {
     request.proxy_type = PROXY_HTTP;
-    request.proxy_port = 0xFFFFFFFF;
-    ASSERT_EQ(set(), 0);
-    EXPECT_EQ(wrapper_.asked[4], "proxy(1, \"proxy\", -1)");
+    for (const uint32_t port : {0u, 65535u, 65536u, 0xFFFFFFFFu}) {
+        request.port = port;
+        request.proxy_port = port;
+        ASSERT_EQ(set(), 0);
+        EXPECT_EQ(wrapper_.asked[2], "port(" + std::to_string(port) + ")");
+        EXPECT_EQ(wrapper_.asked[4],
+                  "proxy(1, \"proxy\", " + std::to_string(static_cast<int32_t>(port)) + ")");
+    }
 }
 
 TEST_F(Session, ExplicitFtpsThroughAnHttpProxyIsRefusedSinceItWouldGoInClear)

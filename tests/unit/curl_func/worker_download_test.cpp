@@ -111,19 +111,6 @@ TEST_F(Worker, ACancelledDownloadRemovesItsFile)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Worker, ADownloadCancelledDuringThePauseIsAbortedByTheNextTry)
-{
-    system.while_asleep = [] { job_.record.module_info.cancel = 1; };
-    script(ends_with(16, 56));
-    script([](curl_e_handle_t *handle) {
-        EXPECT_EQ(progress(0, 0), 1);
-        handle->curl_code = 42;
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
-    EXPECT_EQ(system.naps, 1);
-    EXPECT_EQ(content(path("local")), "<none>");
-}
-
 TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
 {
     system.remove = EBUSY;
@@ -231,15 +218,6 @@ TEST_F(Worker, ACancelThatComesWhenAllIsThereIsACancelAsTheFileIsGone)
     EXPECT_EQ(content(path("local")), "<none>");
 }
 
-TEST_F(Worker, ADownloadThatIsTooLargeIsRefused)
-{
-    script([](curl_e_handle_t *handle) {
-        EXPECT_EQ(progress(5000, 1), 1);
-        handle->curl_code = 42;
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 12u);
-}
-
 TEST_F(Worker, ADownloadIgnoresTheResumeFlagAndTheRemoteFile)
 {
     remote_file = {1, 1, 500, 0, 0, 0, 0, 0, 0, 0, 0};
@@ -247,15 +225,4 @@ TEST_F(Worker, ADownloadIgnoresTheResumeFlagAndTheRemoteFile)
     EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
     EXPECT_EQ(remote_file.looked_up, 1u);
     EXPECT_EQ(remote_file.size, 500);
-}
-
-TEST_F(Worker, ExplicitFtpsThroughAnHttpProxyDoesNotConnect)
-{
-    write("local", "old");
-    request.protocol = PROTOCOL_FTPS_EXPLICIT;
-    request.proxy_type = PROXY_HTTP;
-    EXPECT_EQ(run(JOB_DOWNLOAD), 15u);
-    EXPECT_EQ(run(JOB_UPLOAD), 15u);
-    EXPECT_EQ(wrapper_.performed, 0);
-    EXPECT_EQ(content(path("local")), "old");
 }

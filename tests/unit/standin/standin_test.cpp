@@ -93,9 +93,13 @@ struct StandIn : testing::Test {
 
 } // namespace
 
-TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectory)
+TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectoryAndReportsState2WhileItRuns)
 {
+    set("RATE", "200000");
     ASSERT_EQ(start(), 0);
+    const sample_t first = sample();
+    EXPECT_EQ(first.state, 2);
+    EXPECT_LT(first.sent, 100000u);
     const sample_t end = at_end();
     EXPECT_EQ(end.code, 0);
     EXPECT_NE(end.state, ZIXI_STATE_UPLOADING);
@@ -105,14 +109,21 @@ TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectory)
     EXPECT_EQ(content_of(root + "/in/box/file.bin"), content_of(local));
 }
 
-TEST_F(StandIn, ReportsState2AndAGrowingAmountWhileItRuns)
+TEST_F(StandIn, ReportsSizesAbove4GiBWithoutThatMuchDataAndScalesWhatWasSentToThem)
 {
-    set("RATE", "200000");
+    set("TOTAL", std::to_string(FOUR_GIB + 5));
+    set("RATE", "100000");
     ASSERT_EQ(start(), 0);
-    const sample_t first = sample();
-    EXPECT_EQ(first.state, 2);
-    EXPECT_LT(first.sent, 100000u);
-    EXPECT_EQ(at_end().sent, 100000u);
+    sample_t taken;
+    while ((taken = sample()).sent == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    EXPECT_EQ(taken.state, 2);
+    EXPECT_EQ(taken.total, FOUR_GIB + 5);
+    EXPECT_GE(taken.sent, FOUR_GIB / 20) << "one twentieth of the file is copied at a time";
+    EXPECT_LT(taken.sent, FOUR_GIB);
+    const sample_t end = at_end();
+    EXPECT_EQ(end.sent, FOUR_GIB + 5);
+    EXPECT_EQ(end.total, FOUR_GIB + 5);
     EXPECT_EQ(zixi_close_stream(stream), 0);
 }
 
@@ -137,32 +148,6 @@ TEST_F(StandIn, WithoutADirectoryOrAConfigurationNothingStarts)
     unsetenv("ZIXI_FEEDER_DIR");
     EXPECT_EQ(start(), ZIXI_ERROR_NOT_CONNECTED);
     EXPECT_EQ(stream, nullptr);
-}
-
-TEST_F(StandIn, ReportsSizesAbove4GiBWithoutThatMuchData)
-{
-    set("TOTAL", std::to_string(FOUR_GIB + 5));
-    set("RATE", "200000");
-    ASSERT_EQ(start(), 0);
-    EXPECT_EQ(sample().total, FOUR_GIB + 5);
-    const sample_t end = at_end();
-    EXPECT_EQ(end.sent, FOUR_GIB + 5);
-    EXPECT_EQ(end.total, FOUR_GIB + 5);
-    EXPECT_EQ(zixi_close_stream(stream), 0);
-}
-
-TEST_F(StandIn, ScalesWhatWasSentToTheTotalThatIsReported)
-{
-    set("TOTAL", std::to_string(FOUR_GIB));
-    set("RATE", "100000");
-    ASSERT_EQ(start(), 0);
-    sample_t taken;
-    while ((taken = sample()).sent == 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(taken.state, 2);
-    EXPECT_GE(taken.sent, FOUR_GIB / 20) << "one twentieth of the file is copied at a time";
-    EXPECT_LT(taken.sent, FOUR_GIB);
-    EXPECT_EQ(zixi_close_stream(stream), 0);
 }
 
 TEST_F(StandIn, ANumberThatIsNoneIsReportedAndCountsAsNotSet)
@@ -216,20 +201,14 @@ TEST_F(StandIn, LogsThroughTheCallbackUpToTheLevel)
     EXPECT_EQ(start(), -5);
 }
 
-TEST_F(StandIn, ClosingFailsOnDemandAndReleasesAllTheSame)
+TEST_F(StandIn, ClosedEarlyNothingOfTheFileStaysThoughClosingFailsOnDemand)
 {
+    set("RATE", "1000"); // would take 100 s
     ASSERT_EQ(start(), 0);
     set("FAIL", "zixi_close_stream:-9");
     const size_t descriptors = open_descriptors();
     EXPECT_EQ(zixi_close_stream(stream), -9);
     EXPECT_EQ(open_descriptors(), descriptors - 3) << "source, target, place";
-}
-
-TEST_F(StandIn, ClosedEarlyNothingOfTheFileStays)
-{
-    set("RATE", "1000"); // would take 100 s
-    ASSERT_EQ(start(), 0);
-    EXPECT_EQ(zixi_close_stream(stream), 0);
     EXPECT_THAT(names_in(root + "/in/box"), IsEmpty());
 }
 
@@ -252,19 +231,16 @@ TEST_F(StandIn, KeepsNoThreadAndNoDescriptor)
     const size_t descriptors = open_descriptors();
     const size_t threads_before = threads();
     parameters.overwrite = 1;
-    for (int i = 0; i < 50; i++) {
+    for (int i = 0; i < 75; i++) {
         set("RATE", i % 2 == 0 ? "0" : "2000000");
+        parameters.remote_directory = "in/box";
         ASSERT_EQ(start(), 0);
         if (i % 3 == 0) {
             EXPECT_EQ(at_end().code, 0);
         }
         EXPECT_EQ(zixi_close_stream(stream), 0);
-        parameters.remote_directory = i % 2 == 0 ? ".." : "in/box";
-        EXPECT_EQ(start(), i % 2 == 0 ? ZIXI_ERROR_BAD_URL : 0);
-        if (i % 2 != 0) {
-            EXPECT_EQ(zixi_close_stream(stream), 0);
-        }
-        parameters.remote_directory = "in/box";
+        parameters.remote_directory = "..";
+        EXPECT_EQ(start(), ZIXI_ERROR_BAD_URL);
     }
     EXPECT_EQ(open_descriptors(), descriptors);
     // of 75 uploads; one thread may be a sanitizer's, one on its way out
