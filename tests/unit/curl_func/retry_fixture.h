@@ -40,16 +40,23 @@ protected:
         int emptied; // when the next one begins
     };
 
+    static int count_reset(void *arg)
+    {
+        static_cast<local_file *>(arg)->resets++;
+        return 0;
+    }
+
+    static int count_emptied(void *arg)
+    {
+        static_cast<local_file *>(arg)->emptied++;
+        return 0;
+    }
+
     curl_e_handle_t handle{};
     exec_info_t &shown = job_.record.exec_info;
     timeout_info_t timeout{60, 0, -1, 0, 0, 0, 0};
     local_file file{0, 0};
-    perform_info_t info{&timeout,
-                        &job_.record.exec_info,
-                        &job_,
-                        [](void *arg) { return static_cast<local_file *>(arg)->resets++, 0; },
-                        [](void *arg) { return static_cast<local_file *>(arg)->emptied++, 0; },
-                        &file};
+    perform_info_t info{&timeout, &job_.record.exec_info, &job_, count_reset, count_emptied, &file};
 };
 
 inline std::string retry_line(int error, int curl_code, int retry)

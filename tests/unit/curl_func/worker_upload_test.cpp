@@ -169,14 +169,20 @@ TEST_F(Upload, ThatIsTriedAgainSendsTheFileFromItsStart)
     EXPECT_EQ(content(local), "0123456789");
 }
 
-TEST_F(Upload, ThatTimesOutIsTriedAgainWithoutALimitOfTimeouts)
+TEST_F(Upload, ThatStallsIsTriedAgainWithoutALimitOfTimeouts)
 {
     for (int i = 0; i < 5; i++)
-        script(ends_with(14, 28));
+        script([](curl_e_handle_t *handle) {
+            wrapper_.total_time_s = 0;
+            EXPECT_EQ(progress(0, 0, 10, 0), 0);
+            wrapper_.total_time_s = 961;
+            EXPECT_EQ(progress(0, 0, 10, 0), 1);
+            handle->curl_code = 42;
+        });
     EXPECT_EQ(run(JOB_UPLOAD), 14u);
     EXPECT_EQ(wrapper_.performed, 5);
     EXPECT_EQ(shown.retry_count, 4u);
-    EXPECT_EQ(shown.curl_code, 28u);
+    EXPECT_EQ(shown.curl_code, 42u);
 }
 
 TEST_F(Upload, ThatIsCancelledKeepsItsLocalFile)
