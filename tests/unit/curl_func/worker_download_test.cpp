@@ -58,15 +58,7 @@ TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsAndWaitsForNobody)
 
 TEST_F(Worker, ADownloadWhoseCallbackIsRefusedStopsThere)
 {
-    for (const char *refused : {"writefunc_data", "progressfunc_data"}) {
-        wrapper_ = {};
-        wrapper_.refused = refused;
-        EXPECT_EQ(run(JOB_DOWNLOAD), 5u) << refused;
-        EXPECT_EQ(wrapper_.performed, 0);
-        expect_all_given_back();
-        const auto &asked = wrapper_.asked;
-        EXPECT_EQ(asked[asked.size() - 4], std::string(refused) + "()");
-    }
+    expect_stops_at_each(JOB_DOWNLOAD, {"writefunc_data", "progressfunc_data"});
 }
 
 TEST_F(Worker, ADownloadThatFailsOrTimesOutKeepsItsPartialFileWhole)

@@ -82,6 +82,20 @@ protected:
         EXPECT_EQ(calls(asked.end() - 3, asked.end()), END);
     }
 
+    // Each of these options, when it is refused, is the last thing that the job asks for.
+    void expect_stops_at_each(uint32_t kind, const calls &options)
+    {
+        for (const std::string &refused : options) {
+            wrapper_ = {};
+            wrapper_.refused = refused;
+            EXPECT_EQ(run(kind), 5u) << refused;
+            EXPECT_EQ(wrapper_.performed, 0);
+            expect_all_given_back();
+            const std::string &last = wrapper_.asked[wrapper_.asked.size() - 1 - END.size()];
+            EXPECT_EQ(last.substr(0, last.find('(')), refused);
+        }
+    }
+
     transfer_request_t &request = job_.record.request;
     exec_info_t &shown = job_.record.exec_info;
     remote_file_t &remote_file = job_.record.remote_file;

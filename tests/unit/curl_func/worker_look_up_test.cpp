@@ -29,48 +29,36 @@ TEST_F(Worker, ALookUpSearchesTheLastComponentOfTheRemotePath)
     }
 }
 
-TEST_F(Worker, AMissingRemoteFileIsAnAnswer)
+TEST_F(Worker, AMissingRemoteFileIsAnAnswerAndOtherFailuresAreFailures)
 {
     struct {
         int32_t type;
-        int32_t curl_code;
-        uint32_t response_code; // shown
-    } const table[] = {
-        {RESPONSE_CODE_FTP, 78, 226}, {RESPONSE_CODE_FTP, 9, 226},  {RESPONSE_CODE_HTTP, 78, 200},
-        {RESPONSE_CODE_HTTP, 9, 200}, {RESPONSE_CODE_OTHER, 78, 0}, {RESPONSE_CODE_OTHER, 9, 0},
-    };
-    for (const auto &row : table) {
-        remote_file = {};
-        script([&](curl_e_handle_t *handle) {
-            ends_with(16, row.curl_code, 550)(handle);
-            handle->response_code_type = row.type;
-        });
-        EXPECT_EQ(run(JOB_DL_FILE_INFO), 0u);
-        EXPECT_EQ(remote_file.looked_up, 1u);
-        EXPECT_EQ(remote_file.exists, 0u);
-        EXPECT_EQ(shown.curl_code, 0u);
-        EXPECT_EQ(shown.response_code_type, static_cast<uint32_t>(row.type));
-        EXPECT_EQ(shown.response_code, row.response_code);
-        EXPECT_EQ(logged_with_priority(),
-                  (std::vector<log_line>{
-                      {6, "curl_func(905): Ignore error(" + std::to_string(row.curl_code) + ")\n"}}));
-    }
-}
-
-TEST_F(Worker, OtherFailuresOfALookUpAreFailures)
-{
-    struct {
         int32_t error;
         int32_t curl_code;
-    } const table[] = {{16, 19}, {16, 67}, {16, 7}, {16, 18}, {7, 78}, {11, 9}, {1, 42}};
+        uint32_t shown; // in place of the server's 550
+    } const table[] = {
+        {RESPONSE_CODE_FTP, 16, 78, 226}, {RESPONSE_CODE_FTP, 16, 9, 226},  {RESPONSE_CODE_HTTP, 16, 78, 200},
+        {RESPONSE_CODE_HTTP, 16, 9, 200}, {RESPONSE_CODE_OTHER, 16, 78, 0}, {RESPONSE_CODE_OTHER, 16, 9, 0},
+        {RESPONSE_CODE_FTP, 16, 19, 550}, {RESPONSE_CODE_FTP, 16, 67, 550}, {RESPONSE_CODE_FTP, 16, 7, 550},
+        {RESPONSE_CODE_FTP, 16, 18, 550}, {RESPONSE_CODE_FTP, 7, 78, 550},  {RESPONSE_CODE_FTP, 11, 9, 550},
+        {RESPONSE_CODE_FTP, 1, 42, 550},
+    };
     for (const auto &row : table) {
+        SCOPED_TRACE(row.curl_code);
+        const bool answer = row.shown != 550;
         remote_file = {};
-        script(ends_with(row.error, row.curl_code, 550));
-        EXPECT_EQ(run(JOB_DL_FILE_INFO), static_cast<uint32_t>(row.error));
-        EXPECT_EQ(shown.curl_code, static_cast<uint32_t>(row.curl_code));
-        EXPECT_EQ(shown.response_code, 550u);
-        EXPECT_EQ(remote_file.looked_up, 0u);
-        EXPECT_EQ(logged(), lines{});
+        script([&](curl_e_handle_t *handle) {
+            ends_with(row.error, row.curl_code, 550)(handle);
+            handle->response_code_type = row.type;
+        });
+        EXPECT_EQ(run(JOB_DL_FILE_INFO), answer ? 0 : static_cast<uint32_t>(row.error));
+        EXPECT_EQ(remote_file.looked_up, answer ? 1u : 0u);
+        EXPECT_EQ(remote_file.exists, 0u);
+        EXPECT_EQ(shown.curl_code, answer ? 0 : static_cast<uint32_t>(row.curl_code));
+        EXPECT_EQ(shown.response_code_type, static_cast<uint32_t>(row.type));
+        EXPECT_EQ(shown.response_code, row.shown);
+        const log_line ignored{6, "curl_func(905): Ignore error(" + std::to_string(row.curl_code) + ")\n"};
+        EXPECT_EQ(logged_with_priority(), std::vector<log_line>(answer ? 1 : 0, ignored));
     }
 }
 
@@ -83,13 +71,7 @@ TEST_F(Worker, ALookUpThroughAnHttpProxyIsNotSupported)
 
 TEST_F(Worker, ALookUpWhoseOptionIsRefusedStopsThere)
 {
-    for (const char *refused : {"port", "listfunc_data", "progressfunc_data"}) {
-        wrapper_ = {};
-        wrapper_.refused = refused;
-        EXPECT_EQ(run(JOB_DL_FILE_INFO), 5u) << refused;
-        EXPECT_EQ(wrapper_.performed, 0);
-        expect_all_given_back();
-    }
+    expect_stops_at_each(JOB_DL_FILE_INFO, {"port", "listfunc_data", "progressfunc_data"});
 }
 
 TEST_F(Worker, ACancelledLookUpIsCancelled)

@@ -144,15 +144,8 @@ TEST_F(Upload, OfAFileThatSaysItIsEmptyAndIsNotIsPartial)
 
 TEST_F(Upload, StopsAtTheOptionThatIsRefused)
 {
-    for (const char *refused : {"port", "upload", "writefunc_data", "readfunc_data", "progressfunc_data"}) {
-        wrapper_ = {};
-        wrapper_.refused = refused;
-        EXPECT_EQ(run(JOB_UPLOAD), 5u) << refused;
-        EXPECT_EQ(wrapper_.performed, 0);
-        expect_all_given_back();
-        const auto &asked = wrapper_.asked;
-        EXPECT_EQ(asked[asked.size() - 4].substr(0, std::string(refused).size()), refused);
-    }
+    expect_stops_at_each(JOB_UPLOAD,
+                         {"port", "upload", "writefunc_data", "readfunc_data", "progressfunc_data"});
 }
 
 TEST_F(Upload, ThatIsTriedAgainSendsTheFileFromItsStart)

@@ -165,46 +165,28 @@ TEST(MoveHandle, KeepsSettingsThatBothHoldAndOwnsThemThenButNotThoseOfAThird)
     curl_e_cleanup(&owner);
 }
 
-// Settings with a running capture that holds data.
-static void give_listing(curl_e_handle_t &rec)
+TEST(ResetAndCleanup, FreeTheListingThoughItIsMarkedBorrowedAndResetKeepsTheHandle)
 {
-    curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
-    rec.list_info->tmp = static_cast<list_tmp_t *>(calloc(1, sizeof(list_tmp_t)));
-    list_data_add(rec.list_info->tmp, "line", 4);
-}
-
-TEST(Reset, GoesBackToTheDefaultsAndKeepsTheHandle)
-{
+    for (const auto release : {curl_e_reset, curl_e_cleanup}) {
+        record_t rec; // the leak check would tell
+        curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
+        rec.list_info->tmp = static_cast<list_tmp_t *>(calloc(1, sizeof(list_tmp_t)));
+        list_data_add(rec.list_info->tmp, "line", 4);
+        rec.list_borrowed = 1;
+        rec.error = 5;
+        rec.total_time = 2;
+        rec.fake.calls();
+        release(&rec);
+        EXPECT_EQ(rec.fake.calls(), lines{release == curl_e_reset ? "reset" : "cleanup"});
+        EXPECT_EQ(rec.curl, release == curl_e_reset ? rec.fake.handle() : nullptr);
+        EXPECT_EQ(rec.list_info, nullptr);
+        EXPECT_EQ(rec.list_borrowed, 0);
+        EXPECT_EQ(rec.error, 5);
+        EXPECT_EQ(rec.total_time, 2);
+    }
     record_t rec;
-    give_listing(rec);
-    rec.list_borrowed = 1; // freed all the same: the leak check would tell
-    rec.error = 5;
-    rec.total_time = 2;
-    rec.fake.calls();
-    curl_e_reset(&rec);
-    EXPECT_EQ(rec.fake.calls(), lines{"reset"});
-    EXPECT_EQ(rec.curl, rec.fake.handle());
-    EXPECT_EQ(rec.list_info, nullptr);
-    EXPECT_EQ(rec.list_borrowed, 0);
-    EXPECT_EQ(rec.error, 5);
-    EXPECT_EQ(rec.total_time, 2);
     curl_e_reset(&rec); // without a listing
     EXPECT_EQ(rec.fake.calls(), lines{"reset"});
-}
-
-TEST(Cleanup, ReleasesTheHandleAndTheListing)
-{
-    record_t rec;
-    give_listing(rec);
-    rec.list_borrowed = 1;
-    rec.error = 5;
-    rec.fake.calls();
-    curl_e_cleanup(&rec);
-    EXPECT_EQ(rec.fake.calls(), lines{"cleanup"});
-    EXPECT_EQ(rec.curl, nullptr);
-    EXPECT_EQ(rec.list_info, nullptr);
-    EXPECT_EQ(rec.list_borrowed, 0);
-    EXPECT_EQ(rec.error, 5);
 }
 
 TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrlIfThereIsAHandle)
