@@ -23,7 +23,7 @@ static curl_e_handle_t full_record(fake_curl &fake)
             .callback_aborted_logged = 8,
             .operation_timed_out = 14,
             .on_close = [](void *) { FAIL() << "called though nothing is closed"; },
-            .close_context = &curl,
+            .close_context = &fake,
             .curl_code = 9,
             .error = 10,
             .response_code_type = 11,
