@@ -2,6 +2,7 @@
  * hex_dumps.py puts into the page, and what it compares the page with. */
 #include "wire/wire.h"
 
+#include <inttypes.h>
 #include <stdio.h>
 
 enum { BYTES_A_LINE = 16, ZEROS_SHOWN = 16 };
@@ -14,27 +15,29 @@ static void begin(const char *name)
     offset_ = 0;
 }
 
+static void print_line(const char *text, const char *note, size_t count)
+{
+    if (note[0] != '\0')
+        printf("%04zx  %-*s %s\n", offset_, BYTES_A_LINE * 3, text, note);
+    else
+        printf("%04zx  %s\n", offset_, text);
+    offset_ += count;
+}
+
 static void print_bytes(const uint8_t *bytes, size_t count, const char *note)
 {
-    char hex[BYTES_A_LINE * 3 + 1] = "";
+    char hex[BYTES_A_LINE * 3 + 1];
+    size_t length = 0;
     for (size_t i = 0; i < count; i++)
-        snprintf(hex + i * 3, sizeof hex - i * 3, "%02x ", bytes[i]);
-    if (note[0] != '\0')
-        printf("%04zx  %-*s %s\n", offset_, BYTES_A_LINE * 3, hex, note);
-    else
-        printf("%04zx  %.*s\n", offset_, (int)(count * 3 - 1), hex);
-    offset_ += count;
+        length += (size_t)snprintf(hex + length, sizeof hex - length, i == 0 ? "%02x" : " %02x", bytes[i]);
+    print_line(hex, note, count);
 }
 
 static void print_zeros(size_t count, const char *note)
 {
     char text[BYTES_A_LINE * 3 + 1];
-    const int length = snprintf(text, sizeof text, "00 (%zu times)", count);
-    if (note[0] != '\0')
-        printf("%04zx  %-*s %s\n", offset_, BYTES_A_LINE * 3, text, note);
-    else
-        printf("%04zx  %.*s\n", offset_, length, text);
-    offset_ += count;
+    snprintf(text, sizeof text, "00 (%zu times)", count);
+    print_line(text, note, count);
 }
 
 /* One field. Its zeros at the end are counted, not shown, when there are many; `kept` of them always are. */
@@ -57,18 +60,21 @@ static void show(const char *name, const void *at, size_t size, size_t kept, con
         print_zeros(size - end, end == 0 ? note : "");
 }
 
-static void word(const char *name, const uint32_t *at, const char *meaning)
+static void show_number(const char *name, const void *at, size_t size, int64_t value, const char *meaning)
 {
     char text[80];
-    snprintf(text, sizeof text, meaning[0] != '\0' ? "%u: %s" : "%u", *at, meaning);
-    show(name, at, sizeof *at, 0, text);
+    snprintf(text, sizeof text, meaning[0] != '\0' ? "%" PRId64 ": %s" : "%" PRId64, value, meaning);
+    show(name, at, size, 0, text);
+}
+
+static void word(const char *name, const uint32_t *at, const char *meaning)
+{
+    show_number(name, at, sizeof *at, *at, meaning);
 }
 
 static void number(const char *name, const int32_t *at, const char *meaning)
 {
-    char text[80];
-    snprintf(text, sizeof text, meaning[0] != '\0' ? "%d: %s" : "%d", *at, meaning);
-    show(name, at, sizeof *at, 0, text);
+    show_number(name, at, sizeof *at, *at, meaning);
 }
 
 static void real(const char *name, const double *at, const char *unit)
@@ -121,10 +127,8 @@ static void show_request(const transfer_request_t *request, const char *protocol
     word("proxy_port", &request->proxy_port, "");
     word("proxy_type", &request->proxy_type, "none");
     const server_auth_t *server_auth = &request->server_auth;
-    char length[8];
-    snprintf(length, sizeof length, "%u", server_auth->digest_length);
     word("auth_type", &server_auth->auth_type, auth);
-    show("digest_length", &server_auth->digest_length, 1, 0, length);
+    show_number("digest_length", &server_auth->digest_length, 1, server_auth->digest_length, "");
     show("digest", server_auth->digest, sizeof server_auth->digest, 0, digest);
     STRING(server_auth, save_path);
     word("resume", &request->resume, "");
@@ -249,16 +253,11 @@ static void show_notice_head(uint8_t code, uint16_t length, const char *meaning)
 {
     const notice_header_t head = {
         .sender = NOTICE_SENDER, .code = code, .kind = NOTICE_KIND, .length = length};
-    char text[80];
-    snprintf(text, sizeof text, "%u", head.sender);
-    show("sender", &head.sender, sizeof head.sender, 0, text);
-    snprintf(text, sizeof text, "%u: %s", head.code, meaning);
-    show("code", &head.code, sizeof head.code, 0, text);
-    snprintf(text, sizeof text, "%u", head.kind);
-    show("kind", &head.kind, sizeof head.kind, 0, text);
+    show_number("sender", &head.sender, sizeof head.sender, head.sender, "");
+    show_number("code", &head.code, sizeof head.code, head.code, meaning);
+    show_number("kind", &head.kind, sizeof head.kind, head.kind, "");
     ignored(&head.unused1, sizeof head.unused1);
-    snprintf(text, sizeof text, "%u: bytes of body", head.length);
-    show("length", &head.length, sizeof head.length, 0, text);
+    show_number("length", &head.length, sizeof head.length, head.length, "bytes of body");
     ignored(&head.unused2, sizeof head.unused2);
     word("-", &head.zero, "");
 }

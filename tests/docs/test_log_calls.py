@@ -9,20 +9,18 @@ def lines_in(text, other=""):
     return [line[:3] for line in lines_of_module({"a.cpp": text, "b.cpp": other})]
 
 
+LITERALS = [
+    ('log_errno("m(1)");', ("m(1)", "error", "errno(%d) %s")),
+    ('log_info("m(2)", "%s is \\"%d\\"", s, n);', ("m(2)", "info", '%s is "%d"')),
+    ('log_if_failed("m(3)", "pthread_x", rc);', ("m(3)", "error", "pthread_x(): %d")),
+    # Literals in a row are one.
+    ('log_error("m(4)", "one "\n "two");', ("m(4)", "error", "one two")),
+]
+
+
 def test_a_literal_id_is_seen():
-    assert lines_in('void f() { log_errno("m(1)"); }') == [("m(1)", "error", "errno(%d) %s")]
-    assert lines_in('void f() { log_info("m(2)", "%s is \\"%d\\"", s, n); }') == [
-        ("m(2)", "info", '%s is "%d"')
-    ]
-    assert lines_in('void f() { log_if_failed("m(3)", "pthread_x", rc); }') == [
-        ("m(3)", "error", "pthread_x(): %d")
-    ]
-
-
-def test_a_literal_in_two_parts_is_one_text():
-    assert lines_in('void f() { log_error("m(1)", "one "\n "two"); }') == [
-        ("m(1)", "error", "one two")
-    ]
+    for call, line in LITERALS:
+        assert lines_in(f"void f() {{ {call} }}") == [line]
 
 
 def test_an_id_that_a_function_hands_on_is_seen_at_each_call():
