@@ -4,22 +4,25 @@ import os
 
 import pytest
 
-from harness import processes
+from harness import client, feeder, processes, wire
+from harness.content import MIB
 from harness.daemon import SPEED, WORLD, Daemon, is_emulated, sanitizer_reports
+from harness.installed import Installed
+from harness.jobs import Jobs
 from harness.log import ConsoleReader, LogReader
 from harness.network_manager import NetworkManager
-from harness.scripted import ScriptedServer
+from harness.relay import Relay
+from harness.scripted import Plan, ScriptedServer, take_slowly
+from harness.sftp import HostKey, Sshd
+from harness.squid import HttpProxy
 from harness.vsftpd import Vsftpd
-from harness.wire import NOTICE_STARTED
 
 
 LOG_LINES = 120  # shown after a failure
 
 
 def pytest_configure(config):
-    config.addinivalue_line(
-        "markers", "timeout(seconds): the longest that tests/e2e/run lets a test take"
-    )
+    config.addinivalue_line("markers", "timeout(seconds): the longest that tests/e2e/run lets a test take")
     config.addinivalue_line("markers", "native(reason): cannot hold with an emulated daemon")
 
 
@@ -41,11 +44,7 @@ def pytest_runtest_makereport(item):
     seen = getattr(item, "funcargs", {})
     if report.failed and "log" in seen:
         lines = [line.text.rstrip("\n") for line in seen["log"].lines]
-        title = (
-            f"log of the daemon, the last {LOG_LINES} lines"
-            if len(lines) > LOG_LINES
-            else "log of the daemon"
-        )
+        title = f"log of the daemon, the last of its {len(lines)} lines"
         report.sections.append((title, "\n".join(lines[-LOG_LINES:])))
         report.sections.append(("console", seen["console"].text))
 
@@ -63,6 +62,26 @@ def console():
 @pytest.fixture
 def network_manager():
     return NetworkManager()
+
+
+@pytest.fixture
+def jobs(network_manager):
+    """Starts jobs one after the other, each to its notice."""
+    return Jobs(network_manager)
+
+
+@pytest.fixture
+def look(jobs):
+    """A function that looks a file up, which must be announced as successful: the reply to command 6."""
+
+    def look_up(remote_path, **fields):
+        notice = jobs.file_info(remote_path, **fields)
+        assert notice.head == (10, 2, 1, 56, 0)
+        assert notice.outcome == (0, 0)
+        assert (notice.exec_info.curl_code, notice.exec_info.response_code) == (0, 226)
+        return client.get_file_info()
+
+    return look_up
 
 
 @pytest.fixture(autouse=True)
@@ -86,43 +105,101 @@ def unstarted(log, console):
 
 
 @pytest.fixture
-def daemon(unstarted, network_manager):
-    """A daemon that has told the network manager of its start."""
-    unstarted.launch()
-    unstarted.find()
-    network_manager.wait_for(NOTICE_STARTED)
-    return unstarted
+def launch(unstarted, network_manager):
+    """Launches the daemon with these options, and waits until it has told the network manager of its start."""
+
+    def launch_it(**options):
+        unstarted.start(**options)
+        network_manager.wait_for(wire.NOTICE_STARTED)
+        return unstarted
+
+    return launch_it
 
 
 @pytest.fixture
-def fast_daemon(unstarted, network_manager):
+def daemon(launch):
+    """A daemon that has told the network manager of its start."""
+    return launch()
+
+
+@pytest.fixture
+def fast_daemon(launch):
     """The same with its clock running 10 times faster; servers and test keep the real time."""
-    unstarted.launch(speed=SPEED)
-    unstarted.find()
-    network_manager.wait_for(NOTICE_STARTED)
-    return unstarted
+    return launch(speed=SPEED)
+
+
+@pytest.fixture
+def feed(launch):
+    """Launches a fast daemon whose Zixi library does as it is told: see feeder.knobs()."""
+    return lambda speed=SPEED, **knobs: launch(speed=speed, **feeder.knobs(**knobs))
 
 
 @pytest.fixture
 def vsftpd():
-    # A world made without root has one user id: vsftpd could not become alice.
-    if int(open("/proc/self/uid_map").read().split()[2]) == 1:
-        pytest.skip("vsftpd logs users in: needs root")
     return Vsftpd()
+
+
+@pytest.fixture
+def sshd():
+    return Sshd(HostKey())
+
+
+def maker(make):
+    """A fixture's generator of a function that makes servers, which are stopped in the end."""
+    servers = []
+
+    def make_one(*plans, **options):
+        servers.append(make(*plans, **options))
+        return servers[-1]
+
+    yield make_one
+    for server in servers:
+        server.stop()
 
 
 @pytest.fixture
 def scripted():
     """Makes scripted servers: scripted(Plan(...), Plan(...), files={...})."""
-    servers = []
+    yield from maker(ScriptedServer)
 
-    def make(*plans, **options):
-        servers.append(ScriptedServer(*plans, **options))
-        return servers[-1]
 
-    yield make
-    for server in servers:
-        server.stop()
+@pytest.fixture
+def scripted_tls():
+    """The same with TLS: scripted_tls(Plan(...), control=Certificate(), ...)."""
+    from harness.tls import TlsServer  # only here: it takes its time
+
+    yield from maker(TlsServer)
+
+
+@pytest.fixture
+def slow(request, scripted, scripted_tls):
+    """The fields of a server that takes uploads slowly; its parameter is a name of wire.PROTOCOLS."""
+    from harness.tls import Certificate
+
+    protocol = wire.PROTOCOLS[request.param]
+    relay, plan = None, Plan(take=take_slowly(4 * MIB))
+    if protocol == wire.SFTP:
+        Sshd(HostKey(), port=2022)
+        relay = Relay(22, 2022, up_bytes_per_s=4 * MIB)
+    elif protocol == wire.FTP:
+        scripted(plan)
+    else:
+        scripted_tls(plan, control=Certificate(), protocol=protocol)
+    yield wire.by(protocol)
+    if relay:
+        relay.stop()
+
+
+@pytest.fixture
+def proxy():
+    """Makes scripted HTTP proxies: proxy(answer(200), ...)."""
+    yield from maker(HttpProxy)
+
+
+@pytest.fixture
+def installed():
+    """The client library as another project finds it."""
+    return Installed()
 
 
 @pytest.fixture

@@ -7,73 +7,71 @@ import time
 import pytest
 
 from harness import client, wire
+from harness.content import MIB, sparse
 from harness.scripted import Plan, Silence, send_then, take_slowly, take_then
 from harness.waiting import HELD_UP_S, wait_until
 
-MIB = 1 << 20
 ANSWERED_S = 3 + HELD_UP_S
 
 
 def is_cancelled(kind):
     begin = time.monotonic()
-    assert client.ask_raw(client.head(4, 0)) == client.head(4, 12) + bytes(8) + kind.to_bytes(
-        4, "little"
-    )
+    assert client.ask_raw(client.head(4, 0)) == client.head(4, 12) + bytes(8) + kind.to_bytes(4, "little")
     taken_s = time.monotonic() - begin
-    state = client.state()
-    assert state[:6] == (0, 0, 0, kind, wire.CANCELED, 1)
+    assert client.state()[:6] == (0, 0, 0, kind, wire.CANCELED, 1)
     return taken_s
 
 
-def only_the_next_job_is_announced(network_manager, local):
-    """Notices keep their order: when the next job's has come, no earlier one is on its way."""
-    (local / "next").write_bytes(b"")
-    assert client.upload(local / "next", "next", port=1) == (0, 0)
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert [notice.code for notice in network_manager.notices] == [
-        wire.NOTICE_STARTED,
-        wire.NOTICE_UPLOAD,
-    ]
+@pytest.fixture
+def only_the_next_job_is_announced(jobs, network_manager, local):
+    """To be called. Notices keep their order: when the next job's has come, no earlier one is on its way."""
+
+    def play():
+        (local / "next").write_bytes(b"")
+        jobs.upload(local / "next", "next", port=1)
+        assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED, wire.NOTICE_UPLOAD]
+
+    return play
 
 
 def test_a_cancelled_download_removes_its_file_and_sends_no_notice(
-    daemon, scripted, network_manager, local
+    daemon, scripted, only_the_next_job_is_announced, local
 ):
     server = scripted(Plan(send=send_then("stall", 1000)), files={"a": bytes(2000)})
     client.download("a", local / "a")
     server.stalled.wait(30)
     wait_until(lambda: client.state().exec_info.transferred_size == 1000, "the first 1000 bytes")
+    state = client.state()
+    assert (state[:6], state.exec_info.total_size) == ((0, 0, 1, 1, 0, 0), 2000)
+    assert state.exec_info.retry_count == 0
     assert (local / "a").exists()
     assert is_cancelled(1) < ANSWERED_S
     assert not (local / "a").exists()
-    only_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
 def test_a_cancelled_upload_keeps_its_file_and_sends_no_notice(
-    daemon, scripted, network_manager, local
+    daemon, scripted, only_the_next_job_is_announced, local
 ):
     server = scripted(Plan(take=take_slowly(10 * MIB)))
-    with open(local / "a", "wb") as file:
-        file.truncate(512 * MIB)
-    client.upload(local / "a", "a")
+    client.upload(sparse(local / "a", 512 * MIB), "a")
     server.wait_for_command("STOR")
     wait_until(lambda: client.state().exec_info.transferred_size > 0, "some data on its way")
     assert is_cancelled(2) < ANSWERED_S
     assert os.stat(local / "a").st_size == 512 * MIB
-    only_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
-@pytest.mark.parametrize(
-    "plan",
-    [
-        Plan(greeting=Silence),
-        Plan(replies={"PASS": Silence}),
-        Plan(replies={"RETR": Silence}),
-        Plan(closing=Silence),
-        Plan(replies={"QUIT": Silence, "RETR": "150 wait"}),
-    ],
-    ids=["greeting", "PASS", "RETR", "226", "QUIT"],
-)
+STALLS = {
+    "greeting": Plan(greeting=Silence),
+    "PASS": Plan(replies={"PASS": Silence}),
+    "RETR": Plan(replies={"RETR": Silence}),
+    "226": Plan(closing=Silence),
+    "QUIT": Plan(replies={"QUIT": Silence, "RETR": "150 wait"}),
+}
+
+
+@pytest.mark.parametrize("plan", STALLS.values(), ids=STALLS)
 def test_a_cancel_is_quick_wherever_the_server_stalls(daemon, scripted, local, plan):
     server = scripted(plan, files={"a": b"1"})
     client.download("a", local / "a")
@@ -88,10 +86,9 @@ def test_a_cancel_right_after_the_start_is_heard(daemon, scripted, local):
         assert is_cancelled(1) < ANSWERED_S
 
 
-def test_a_cancelled_job_is_not_tried_again(daemon, scripted, network_manager, log, local):
+def test_a_cancelled_job_is_not_tried_again(daemon, scripted, log, local):
     server = scripted(Plan(take=take_then("stall", 1000)))
-    (local / "a").write_bytes(bytes(64 * MIB))
-    client.upload(local / "a", "a")
+    client.upload(sparse(local / "a", 64 * MIB), "a")
     server.stalled.wait(30)
     is_cancelled(2)
     assert len(server.sessions) == 1
@@ -99,49 +96,45 @@ def test_a_cancelled_job_is_not_tried_again(daemon, scripted, network_manager, l
 
 
 def test_a_cancel_during_the_pause_before_a_retry_is_heard(
-    daemon, scripted, network_manager, log, local
+    daemon, scripted, only_the_next_job_is_announced, log, local
 ):
     server = scripted(Plan(send=send_then("reset", 100)), files={"a": bytes(1000)})
     client.download("a", local / "a")
     log.wait_for(r"retry\(1\)\n$")
     assert is_cancelled(1) < ANSWERED_S
     assert len(server.sessions) <= 2
-    only_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
-def test_a_file_information_job_can_be_cancelled(daemon, scripted, network_manager, local):
+def test_a_file_information_job_can_be_cancelled(daemon, scripted, only_the_next_job_is_announced):
     server = scripted(Plan(replies={"LIST": Silence}))
     client.file_info("a")
     server.wait_for_command("LIST")
     assert is_cancelled(3) < ANSWERED_S
-    only_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
-def test_the_daemon_takes_jobs_after_a_cancel(daemon, scripted, network_manager, local):
+def test_the_daemon_takes_jobs_after_a_cancel(daemon, scripted, jobs, local):
     server = scripted(Plan(send=send_then("stall", 1)), Plan(), files={"a": b"whole"})
     client.download("a", local / "a")
     server.stalled.wait(30)
     is_cancelled(1)
-    assert client.download("a", local / "a") == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("a", local / "a").outcome == (0, 0)
     assert (local / "a").read_bytes() == b"whole"
     assert client.state()[:6] == (0, 0, 0, 1, 0, 0)
 
 
-def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(
-    daemon, scripted, network_manager, local
-):
+def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(daemon, scripted, jobs, local):
     scripted(files={"a": b"1"})
     assert client.cancel() == (1, 2, 0)
     assert client.state().cancel == 1
-    client.download("a", local / "a")
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("a", local / "a").outcome == (0, 0)
     assert client.state().cancel == 0
 
 
 @pytest.mark.timeout(240)
 def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_job(
-    daemon, scripted, network_manager, log, local
+    daemon, scripted, jobs, network_manager, log, local
 ):
     """The loop serves a request before it looks for a finished job: a request that waits when the
     worker ends meets it unjoined. To hit that, the job is let go right behind a reply, when the
@@ -164,9 +157,7 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
         assert answer in ((0, 0), (1, wire.BUSY))
         expected = before + (2 if answer == (0, 0) else 1)
         wait_until(lambda: len(network_manager.notices) == expected, "the reports of this attempt")
-        client.download(
-            "a", local / "a", protocol=wire.ZIXI_4
-        )  # so that the next reply is not (0, 3)
+        client.download("a", local / "a", protocol=wire.ZIXI_4)  # so that the next reply is not (0, 3)
         assert client.download("a", local / "a", port=1) == (0, 0)
         wait_until(lambda: len(network_manager.notices) == expected + 1, "a report")
     else:
@@ -177,12 +168,11 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
     assert (state.running, state.kind, state.job_result) == (0, 1, wire.INTERNAL)
     # The job that had ended is forgotten: the next one starts, and its report is the only one.
     (local / "b").write_bytes(b"")
-    assert client.upload(local / "b", "b", port=1) == (0, 0)
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    jobs.upload(local / "b", "b", port=1)
     assert len(network_manager.notices) == before + 1
 
 
-def test_a_cancel_is_heard_in_a_tls_handshake_that_the_server_leaves(daemon, network_manager, local):
+def test_a_cancel_is_heard_in_a_tls_handshake_that_the_server_leaves(daemon, only_the_next_job_is_announced, local):
     """libcurl waits there without asking anybody."""
     listener = socket.create_server(("127.0.0.1", 21))
     client.download("a", local / "a", protocol=wire.FTPS_EXPLICIT)
@@ -193,4 +183,4 @@ def test_a_cancel_is_heard_in_a_tls_handshake_that_the_server_leaves(daemon, net
     assert connection.recv(4096)[0] == 22  # its hello
     assert is_cancelled(1) < ANSWERED_S
     client.read_to_end(connection)  # it has hung up
-    only_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()

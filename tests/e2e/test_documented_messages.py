@@ -9,10 +9,9 @@ import subprocess
 import pytest
 
 from harness import client, wire
-from harness.ftp_servers import one_user_only
 from harness.scripted import Plan
 from harness.sftp import HostKey, Sshd
-from harness.vsftpd import Vsftpd
+from harness.vsftpd import Vsftpd, needs_users
 
 PAGE = pathlib.Path(__file__).resolve().parents[2] / "docs" / "protocol.md"
 DUMP = re.compile(r"<!-- dump: ([\w-]+) -->\n```\n(.*?)```\n", re.DOTALL)
@@ -50,8 +49,7 @@ def without_elapsed(message, exec_info_at):
 @pytest.fixture
 def server():
     """Gives this world the page's server; its programs are started by the test."""
-    if one_user_only():
-        pytest.skip("the servers log users in: needs root")
+    needs_users()
     subprocess.run(["ip", "address", "add", f"{ADDRESS}/32", "dev", "lo"], check=True)
 
 

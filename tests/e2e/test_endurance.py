@@ -1,7 +1,5 @@
 """Many jobs: nothing grows."""
 
-import os
-
 import pytest
 
 from harness import client, wire
@@ -12,37 +10,24 @@ ROUNDS = 75
 JOBS_OF_A_ROUND = 4
 
 
-def threads(daemon):
-    return len(os.listdir(f"/proc/{daemon.pid}/task"))
-
-
-def one_of_each(network_manager, local, number):
+def one_of_each(jobs, local):
     """A download, an upload, a look and a download that fails."""
-    client.download("a", local / "a")
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD, 2 * number + 1)
-    client.upload(local / "a", "up/b")
-    network_manager.wait_for(wire.NOTICE_UPLOAD, number + 1)
-    client.file_info("a")
-    network_manager.wait_for(wire.NOTICE_FILE_INFO, number + 1)
-    client.download("missing", local / "c")
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD, 2 * number + 2)
+    return [notice.outcome for notice in (*jobs.each(local), jobs.download("missing", local / "c"))]
 
 
 @pytest.mark.timeout(240)
 def test_descriptors_threads_and_memory_stay_flat_over_hundreds_of_jobs(
-    fast_daemon, vsftpd, network_manager, local
+    fast_daemon, vsftpd, jobs, network_manager, local
 ):
     vsftpd.put("a", b"content")
-    one_of_each(network_manager, local, 0)
+    one_of_each(jobs, local)
     descriptors, before_kib = fast_daemon.descriptors(), fast_daemon.resident_kib()
-    idle_threads = threads(fast_daemon)  # a sanitizer has one of its own
-    for number in range(1, ROUNDS):
-        one_of_each(network_manager, local, number)
+    idle_threads = fast_daemon.threads()  # a sanitizer has one of its own
+    for _ in range(1, ROUNDS):
+        assert one_of_each(jobs, local) == [(0, 0), (0, 0), (0, 0), (1, wire.NETWORK)]
     assert fast_daemon.descriptors().keys() == descriptors.keys()
-    assert threads(fast_daemon) == idle_threads
+    assert fast_daemon.threads() == idle_threads
     assert len(network_manager.notices) == 1 + ROUNDS * JOBS_OF_A_ROUND
-    outcomes = [notice.outcome for notice in network_manager.notices]
-    assert outcomes == [(0, 0)] + [(0, 0), (0, 0), (0, 0), (1, wire.NETWORK)] * ROUNDS
     assert fast_daemon.grew_less_than(2048, before_kib)
 
 
@@ -54,7 +39,7 @@ def test_descriptors_and_threads_stay_flat_over_cancelled_jobs(fast_daemon, scri
         server.wait_for_command("RETR", times=number + 1)
         assert client.cancel() == (0, 0, 1)
         assert client.nothing() == (0, 0)
-        idle_threads = idle_threads or threads(fast_daemon)
+        idle_threads = idle_threads or fast_daemon.threads()
         descriptors = descriptors or fast_daemon.descriptors().keys()
-    wait_until(lambda: threads(fast_daemon) == idle_threads, "the last worker joined")
+    wait_until(lambda: fast_daemon.threads() == idle_threads, "the last worker joined")
     assert fast_daemon.descriptors().keys() == descriptors

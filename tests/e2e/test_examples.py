@@ -6,15 +6,10 @@ import pytest
 
 from harness import client, processes
 from harness.daemon import WORLD
-from harness.installed import EXAMPLES, STRICT, Installed, build, place, run
+from harness.installed import EXAMPLES, STRICT, build, place, run
 from harness.scripted import Plan, Silence
 
 pytestmark = pytest.mark.timeout(600)  # compilers take their time on a machine that does other things as well
-
-
-@pytest.fixture
-def installed():
-    return Installed()
 
 
 def compiled(installed, name):
@@ -84,8 +79,7 @@ def test_the_examples_built_by_find_package_send_and_fetch(
     unstarted, vsftpd, local, installed, static
 ):
     folder = configured(installed, f"static-{static}", static)
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     (local / "a").write_bytes(bytes(5_000_000))
     said = installed.run(
         folder / "send", "127.0.0.1", "alice", local / "a", "sent.bin", SEND_PASSWORD="secret"
@@ -102,8 +96,7 @@ def test_the_cxx_example_says_why_it_failed(unstarted, scripted, local, installe
     arguments = ["127.0.0.1", "alice", local / "a", "sent.bin"]
     with pytest.raises(AssertionError, match="send: upload: no daemon listens"):
         installed.run(send, *arguments)
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     with pytest.raises(AssertionError, match="send: local path: must begin with '/'"):
         installed.run(send, *arguments[:2], "a", "sent.bin")
     with pytest.raises(AssertionError, match="send: upload: "):  # there is no such file

@@ -4,7 +4,6 @@ import pytest
 
 from harness.pieces import send_cut
 from harness.scripted import Plan
-from test_file_info import looked_up
 
 # Lines of several layouts, {} for the name; all are files of 1234 bytes.
 LAYOUTS = [
@@ -28,15 +27,13 @@ def listing_cut_everywhere(layout, line_end):
 
 @pytest.mark.parametrize("passive_mode", [1, 0], ids=["passive", "active"])
 @pytest.mark.parametrize("line_end", LINE_ENDS)
-def test_each_place_of_a_line_may_be_a_cut(
-    daemon, scripted, network_manager, log, line_end, passive_mode
-):
+def test_each_place_of_a_line_may_be_a_cut(daemon, scripted, look, log, line_end, passive_mode):
     listings = [listing_cut_everywhere(layout, LINE_ENDS[line_end]) for layout in LAYOUTS]
     scripted(*(Plan(listing=listing, send=send_cut(cuts)) for listing, cuts, _ in listings))
-    for times, (_, _, names) in enumerate(listings, 1):
+    for _, _, names in listings:
         already = len(entries(log))
         # A star lets all entries through: each is logged.
-        looked_up(network_manager, "*", times, passive_mode=passive_mode)
+        look("*", passive_mode=passive_mode)
         assert entries(log)[already:] == [f"{name}, size: 1234\n" for name in names]
     assert not log.errors()
 
@@ -46,21 +43,22 @@ def entries(log):
     return [text.removeprefix(start) for text in log.texts if text.startswith(start)]
 
 
-def test_each_place_of_the_last_line_may_be_a_cut(fast_daemon, scripted, network_manager, log):
+@pytest.mark.parametrize("line_end", ["CRLF", "LF", "CR"])
+def test_each_place_of_the_last_line_may_be_a_cut(fast_daemon, scripted, look, line_end):
     """It has no end, so what is left when the connection closes counts."""
     line = "-rwsr-xr-t   1 user group   5000000000 Jan 15 12:34 last"
-    listing = f"total 1\r\n{LAYOUTS[0].format('first')}\r\n{line}".encode()
+    listing = LINE_ENDS[line_end].join(["total 1", LAYOUTS[0].format("first"), line]).encode()
     places = range(len(listing) - len(line) - 1, len(listing) + 1)
     scripted(*(Plan(listing=listing, send=send_cut([place])) for place in places))
-    for times, place in enumerate(places, 1):
-        assert looked_up(network_manager, "last", times) == (
+    for place in places:
+        assert look("last") == (
             (0, 0, 1, 1, 5000000000) + (65535, 1, 15, 12, 34) + (0x5755, 0)
         ), place
 
 
-def test_every_byte_may_come_alone(daemon, scripted, network_manager, log):
+def test_every_byte_may_come_alone(daemon, scripted, look, log):
     listing = "\r\n".join(layout.format(NAME.format(7)) for layout in LAYOUTS).encode()
     scripted(Plan(listing=listing, send=send_cut(range(1, len(listing)))))
-    looked_up(network_manager, "*")
+    look("*")
     assert entries(log) == [f"{NAME.format(7)}, size: 1234\n"] * len(LAYOUTS)
     assert not log.errors()

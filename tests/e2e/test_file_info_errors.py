@@ -5,30 +5,35 @@ import time
 import pytest
 
 from harness import client, wire
+from harness.content import MIB
 from harness.daemon import SPEED
 from harness.pieces import send_cut
 from harness.scripted import HangUp, Plan, Reset, Silence, send_then
-from harness.waiting import HELD_UP_S, wait_until
-from test_file_info import looked_up
+from harness.waiting import HELD_UP_S, wait_until, within
 
 LINE = "-rw-r--r--   1 user group   {} Jan 15  2012 {}\r\n"
 LISTING = (LINE.format(5, "a") + LINE.format(6, "b")).encode()
 FIRST_LINE_BYTES = LISTING.index(b"\n") + 1
 
-MIB = 1 << 20
+STALLED = Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING)
+RETRY = r"^error: curl_func\(1364\): curl_perform\({}\) \.\.\. retry\({}\)\n$"
 
 # looked_up, exists
 FOUND, ABSENT, UNKNOWN = (1, 1), (1, 0), (0, 0)
 
 
-def failed(network_manager, remote_path="a", **fields):
-    """(libcurl's code, response code, tries made) of a look that ends with a network error."""
-    assert client.file_info(remote_path, **fields) == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO, deadline_s=60)
-    assert notice.head == (10, 2, 1, 56, 0)
-    assert notice.outcome == (1, wire.NETWORK)
-    done = notice.exec_info
-    return done.curl_code, done.response_code, done.retry_count + 1
+@pytest.fixture
+def failed(jobs):
+    """A function that looks a file up, which must end with a network error: (libcurl's code, response code, tries)."""
+
+    def look_up(remote_path="a"):
+        notice = jobs.file_info(remote_path)
+        assert notice.head == (10, 2, 1, 56, 0)
+        assert notice.outcome == (1, wire.NETWORK)
+        done = notice.exec_info
+        return done.curl_code, done.response_code, done.retry_count + 1
+
+    return look_up
 
 
 def told():
@@ -37,25 +42,22 @@ def told():
     return (information.looked_up, information.exists), information.size
 
 
-REFUSALS = {
-    "USER": ("530 no", 67, 530),
-    "PASS": ("530 no", 67, 530),
-    "PASV": ("500 no", 13, 500),
-    "TYPE": ("500 no", 17, 500),
-    "LIST-550": ("550 no", 19, 550),
-    "LIST-425": ("425 no", 19, 425),
-}
+REFUSALS = [
+    ("USER", "530 no", 67, 530),
+    ("PASS", "530 no", 67, 530),
+    ("PASV", "500 no", 13, 500),
+    ("TYPE", "500 no", 17, 500),
+    ("LIST", "550 no", 19, 550),
+    ("LIST", "425 no", 19, 425),
+]
 
 
-@pytest.mark.parametrize("refusal", REFUSALS)
-def test_a_refusal_is_a_network_error_and_not_tried_again(
-    daemon, scripted, network_manager, refusal
-):
-    reply, curl_code, response_code = REFUSALS[refusal]
-    server = scripted(Plan(replies={refusal.split("-")[0]: reply}, listing=LISTING))
-    assert failed(network_manager) == (curl_code, response_code, 1)
-    assert told() == (UNKNOWN, 0)
-    assert len(server.sessions) == 1
+def test_a_refusal_is_a_network_error_and_not_tried_again(daemon, scripted, failed):
+    server = scripted(*(Plan(replies={verb: reply}, listing=LISTING) for verb, reply, _, _ in REFUSALS))
+    for number, (verb, _, curl_code, response_code) in enumerate(REFUSALS, 1):
+        assert failed() == (curl_code, response_code, 1), verb
+        assert told() == (UNKNOWN, 0)
+        assert len(server.sessions) == number
 
 
 # The folder is not there, or a server's way to say that no file is.
@@ -67,15 +69,13 @@ ABSENCES = [
 ]
 
 
-def test_a_refusal_that_means_absence_is_a_successful_answer(
-    daemon, scripted, network_manager, log
-):
+def test_a_refusal_that_means_absence_is_a_successful_answer(daemon, scripted, look, log):
     scripted(*(Plan(replies={verb: reply}, listing=LISTING) for verb, reply, _ in ABSENCES))
-    for times, (verb, reply, code) in enumerate(ABSENCES, 1):
-        looked_up(network_manager, "d/a", times)
+    for verb, reply, _ in ABSENCES:
+        look("d/a")
         assert told() == (ABSENT, 0), (verb, reply)
-        wanted = sum(other == code for _, _, other in ABSENCES[:times])
-        log.wait_for(rf"^curl_func\(905\): Ignore error\({code}\)\n$", wanted)
+    ignored = [text for text in log.texts if text.startswith("curl_func(905)")]
+    assert ignored == [f"curl_func(905): Ignore error({code})\n" for _, _, code in ABSENCES]
 
 
 BROKEN = {
@@ -87,57 +87,49 @@ BROKEN = {
 
 
 @pytest.mark.parametrize("where", BROKEN)
-def test_a_connection_that_breaks_is_made_anew(fast_daemon, scripted, network_manager, log, where):
+def test_a_connection_that_breaks_is_made_anew(fast_daemon, scripted, look, log, where):
     server = scripted(BROKEN[where], Plan(listing=LISTING))
-    assert looked_up(network_manager, "b").size == 6
-    assert network_manager.of_code(wire.NOTICE_FILE_INFO)[0].exec_info.retry_count == 1
-    log.wait_for(r"^error: curl_func\(1364\): curl_perform\(16, 56\) \.\.\. retry\(1\)\n$")
+    assert look("b").size == 6
+    assert client.state().exec_info.retry_count == 1
+    log.wait_for(RETRY.format("16, 56", 1))
     assert len(server.sessions) == 2
 
 
-def test_a_connection_that_always_breaks_is_given_up_after_five_tries(
-    fast_daemon, scripted, network_manager, log
-):
+def test_a_connection_that_always_breaks_is_given_up_after_five_tries(fast_daemon, scripted, failed, log):
     server = scripted(BROKEN["data"])
-    assert failed(network_manager, "b") == (56, 150, 5)
+    assert failed("b") == (56, 150, 5)
     assert told() == (UNKNOWN, 0)
     assert len(server.sessions) == 5
-    assert (
-        log.count(r"^error: curl_func\(1364\): curl_perform\(16, 56\) \.\.\. retry\(\d\)\n$") == 5
-    )
+    assert log.count(RETRY.format("16, 56", r"\d")) == 5
 
 
-def test_what_was_found_stays_when_the_listing_fails_afterwards(daemon, scripted, network_manager):
+def test_what_was_found_stays_when_the_listing_fails_afterwards(daemon, scripted, failed):
     server = scripted(Plan(closing="426 broken off", listing=LISTING))
-    assert failed(network_manager) == (18, 426, 1)
+    assert failed() == (18, 426, 1)
     assert told() == (FOUND, 5)
     assert len(server.sessions) == 1
 
 
-def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, network_manager, log):
+def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, look, log):
     speed = 30
-    unstarted.launch(speed=speed)
-    unstarted.find()
-    stalled = Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING)
-    server = scripted(stalled, stalled, Plan(listing=LISTING))
+    unstarted.start(speed=speed)
+    server = scripted(STALLED, STALLED, Plan(listing=LISTING))
     begin = time.monotonic()
-    assert looked_up(network_manager, "b").size == 6
+    assert look("b").size == 6
     assert len(server.sessions) == 3
     # 180 and 360 seconds, and 5 before each further try; a third limit would be 720.
     assert 548 < (time.monotonic() - begin) * speed < 720
     for limit_s in (360, 720):
         line = rf"^curl_func\(1283\): \[connection_limit\] 0, \[operation_limit\] {limit_s}\n$"
         assert log.count(line) == 1
-    assert (
-        log.count(r"^error: curl_func\(1364\): curl_perform\(16, 28\) \.\.\. retry\([12]\)\n$") == 2
-    )
+    assert log.count(RETRY.format("16, 28", "[12]")) == 2
 
 
-def test_a_server_that_falls_silent_is_asked_again(fast_daemon, scripted, network_manager):
+def test_a_server_that_falls_silent_is_asked_again(fast_daemon, scripted, look):
     """libcurl itself waits 120 seconds for a reply."""
     server = scripted(Plan(replies={"LIST": Silence}), Plan(listing=LISTING))
     begin = time.monotonic()
-    assert looked_up(network_manager, "b").size == 6
+    assert look("b").size == 6
     assert len(server.sessions) == 2
     # With 5 seconds before the second try. The limit for the whole would be 180.
     assert 124 < (time.monotonic() - begin) * SPEED < 180
@@ -157,30 +149,35 @@ class ForEver:
             self.sent_bytes += len(self._piece)
 
 
-def test_a_line_that_never_ends_ends_the_job_only(daemon, scripted, network_manager, log):
+def test_a_line_that_never_ends_ends_the_job_only(daemon, scripted, look, failed, log):
     server = scripted(Plan(send=ForEver(b"x" * 16384), listing=LISTING), Plan(listing=LISTING))
-    curl_code, _, tries = failed(network_manager, "c")
+    before_kib = daemon.resident_kib()
+    curl_code, _, tries = failed("c")
     assert (curl_code, tries) == (23, 1)
+    assert daemon.grew_less_than(8192, before_kib)
     assert told() == (UNKNOWN, 0)
     log.wait_for(r"^error: curl_wrapper\(2458\): dynamic_buffer_realloc\(\): Failed\n$")
     log.wait_for(r"^error: curl_wrapper\(2214\): add_list_data\(\): Failed\n$")
-    assert looked_up(network_manager, "b", times=2).size == 6
+    assert look("b").size == 6
     assert len(server.sessions) == 2
 
 
 @pytest.mark.parametrize("unfinished_bytes", [MIB, MIB + 1])
-def test_a_line_may_grow_to_a_mebibyte(daemon, scripted, network_manager, unfinished_bytes):
+def test_a_line_may_grow_to_a_mebibyte(daemon, scripted, look, failed, unfinished_bytes):
     long = LINE.format(7, "")[:-2].encode().ljust(unfinished_bytes, b"n")
     scripted(Plan(send=send_cut([MIB - 1, unfinished_bytes]), listing=long + b"\r\n" + LISTING))
     if unfinished_bytes == MIB:
-        assert looked_up(network_manager, "b").size == 6
+        assert look("b").size == 6
     else:
-        assert failed(network_manager, "b")[0] == 23
+        assert failed("b")[0] == 23
 
 
-def test_an_endless_listing_is_cancelled_within_three_seconds(
-    daemon, scripted, network_manager, log
-):
+def is_cancelled():
+    with within(3 + HELD_UP_S):
+        assert client.cancel() == (0, 0, 3)
+
+
+def test_an_endless_listing_is_cancelled_within_three_seconds(daemon, scripted, network_manager, log):
     send = ForEver(LINE.format(9, "other").encode() * 1000)
     scripted(Plan(send=send, listing=LISTING))
     client.file_info("a")
@@ -188,9 +185,7 @@ def test_an_endless_listing_is_cancelled_within_three_seconds(
     before_kib = daemon.resident_kib()
     wait_until(lambda: send.sent_bytes > 32 * MIB, "32 MiB of listing")
     assert daemon.grew_less_than(4096, before_kib)
-    begin = time.monotonic()
-    assert client.cancel() == (0, 0, 3)
-    assert time.monotonic() - begin < 3 + HELD_UP_S
+    is_cancelled()
     state = client.state()
     assert state[:6] == (0, 0, 0, 3, wire.CANCELED, 1)
     assert state.exec_info.curl_code == 42
@@ -199,13 +194,11 @@ def test_an_endless_listing_is_cancelled_within_three_seconds(
     assert not network_manager.of_code(wire.NOTICE_FILE_INFO)
 
 
-def test_a_stalled_listing_is_cancelled_within_three_seconds(daemon, scripted, network_manager):
-    server = scripted(Plan(send=send_then("stall", FIRST_LINE_BYTES + 10), listing=LISTING))
+def test_a_stalled_listing_is_cancelled_within_three_seconds(daemon, scripted):
+    server = scripted(STALLED)
     client.file_info("b")
     server.stalled.wait(30)
-    begin = time.monotonic()
-    assert client.cancel() == (0, 0, 3)
-    assert time.monotonic() - begin < 3 + HELD_UP_S
+    is_cancelled()
     assert told() == (UNKNOWN, 0)
 
 
@@ -228,20 +221,14 @@ def test_a_look_that_is_under_way_refuses_others_and_goes_on(
     assert told() == (FOUND, 5)
     assert len(server.sessions) == 1
     assert not (local / "b").exists()
-    for line in (
-        r"\(570\): command_dl_file_info\(\)",
-        r"\(393\): command_download\(\)",
-        r"\(433\): command_upload\(\)",
-    ):
-        log.wait_for(rf"^error: ftp_clientd{line}: Failed\(3\)\n$")
+    for start in wire.STARTS.values():
+        assert f"error: {start.named}: Failed(3)\n" in log.errors()
 
 
-def test_a_size_beyond_64_bits_is_0_and_those_right_behind_it_are_too(
-    daemon, scripted, network_manager
-):
+def test_a_size_beyond_64_bits_is_0_and_those_right_behind_it_are_too(daemon, scripted, look):
     """The overflow stays in errno, where each number is judged by it; the next job starts afresh."""
     line = LINE.format(1 << 64, "huge").encode()
     scripted(Plan(listing=line + LISTING), Plan(listing=line), Plan(listing=LISTING))
-    for times, (name, size) in enumerate([("b", 0), ("huge", 0), ("b", 6)], 1):
-        looked_up(network_manager, name, times)
+    for name, size in [("b", 0), ("huge", 0), ("b", 6)]:
+        look(name)
         assert told() == (FOUND, size)

@@ -9,10 +9,10 @@ from datetime import datetime, timedelta, timezone
 import pytest
 
 from harness import client, wire
-from harness.ftp_servers import UNIX_STYLE, DosServer, one_user_only
-from harness.vsftpd import HOME
+from harness.ftp_servers import UNIX_STYLE, DosServer
+from harness.vsftpd import HOME, needs_users
 from test_downloads import NAMES
-from test_file_info import UNKNOWN, UNKNOWN_YEAR, looked_up
+from test_file_info import UNKNOWN, UNKNOWN_YEAR
 
 BOTH_MODES = pytest.mark.parametrize("passive_mode", [1, 0], ids=["passive", "active"])
 
@@ -22,18 +22,12 @@ FOUND, ABSENT, NO_FILE = (1, 1), (1, 0), (0, 0)
 
 @pytest.fixture
 def root():
-    if one_user_only():
-        pytest.skip("the server logs users in: needs root")
+    needs_users()
 
 
 @pytest.fixture(params=UNIX_STYLE)
 def server(request, root):
     return UNIX_STYLE[request.param]()
-
-
-def look(network_manager, remote_path, **fields):
-    times = len(network_manager.of_code(wire.NOTICE_FILE_INFO)) + 1
-    return looked_up(network_manager, remote_path, times, **fields)
 
 
 def put(server, name, size=0, mode=0o644, modified=None):
@@ -81,13 +75,11 @@ def reply_to_command_6(size, mode, when):
 
 
 @BOTH_MODES
-def test_size_date_and_permissions_of_each_unix_style(
-    daemon, server, network_manager, log, passive_mode
-):
+def test_size_date_and_permissions_of_each_unix_style(daemon, server, look, log, passive_mode):
     for number, (size, mode, when) in enumerate(FILES):
         put(server, f"f{number}", size, mode, when)
     for number, file in enumerate(FILES):
-        look(network_manager, f"f{number}", passive_mode=passive_mode)
+        look(f"f{number}", passive_mode=passive_mode)
         reply = client.ask_raw(client.head(wire.GET_FILE_INFO, 0))
         assert len(reply) == 64
         assert reply[:60] == reply_to_command_6(*file), file
@@ -98,14 +90,11 @@ def test_size_date_and_permissions_of_each_unix_style(
     assert not log.errors()
 
 
-def test_the_notice_tells_of_no_amount_and_no_time(daemon, vsftpd, network_manager):
+def test_the_notice_tells_of_no_amount_and_no_time(daemon, vsftpd, jobs):
     put(vsftpd, "a", 5)
-    look(network_manager, "a")
-    (notice,) = network_manager.of_code(wire.NOTICE_FILE_INFO)
-    done = notice.exec_info
-    assert (done.total_size, done.transferred_size, done.elapsed_time) == (0, 0, 0)
-    assert (done.curl_code, done.response_code_type, done.response_code) == (0, 1, 226)
-    assert done.retry_count == 0
+    notice = jobs.file_info("a")
+    assert (notice.sizes, notice.exec_info.elapsed_time) == ((0, 0), 0)
+    assert notice.codes == (0, 1, 226, 0)
 
 
 UNUSUAL_NAMES = [
@@ -128,13 +117,16 @@ UNUSUAL_NAMES = [
 ]
 
 
-def test_a_name_is_found_as_it_is_in_each_unix_style(fast_daemon, server, network_manager):
+def finds_each_name(server, look):
     names = NAMES + UNUSUAL_NAMES
     for size, name in enumerate(names, 1):
         put(server, name, size, modified=RECENT)
     for size, name in enumerate(names, 1):
-        information = look(network_manager, name)
-        assert (information[2:4], information.size) == (FOUND, size), name
+        assert look(name)[2:5] == (*FOUND, size), name
+
+
+def test_a_name_is_found_as_it_is_in_each_unix_style(fast_daemon, server, look):
+    finds_each_name(server, look)
 
 
 # (wanted, looked_up and exists, size)
@@ -177,13 +169,10 @@ def put_what_is_searched(server):
     server.path("linked").symlink_to("folder")
 
 
-def test_what_is_no_file_or_has_another_name_in_each_unix_style(
-    fast_daemon, server, network_manager, log
-):
+def test_what_is_no_file_or_has_another_name_in_each_unix_style(fast_daemon, server, look, log):
     put_what_is_searched(server)
     for wanted, flags, size in SEARCHED:
-        information = look(network_manager, wanted)
-        assert (information[2:4], information.size) == (flags, size), wanted
+        assert look(wanted)[2:5] == (*flags, size), wanted
     assert log.count(r"^curl_func\(905\): Ignore error\(9\)\n$") == 1
     absent = sum(flags == ABSENT for _, flags, _ in SEARCHED)
     assert log.count(r"^curl_func\(905\): Ignore error\(78\)\n$") == absent - 1
@@ -192,31 +181,31 @@ def test_what_is_no_file_or_has_another_name_in_each_unix_style(
     )
 
 
-def test_the_largest_size_of_all_is_told(daemon, vsftpd, network_manager):
+def test_the_largest_size_of_all_is_told(daemon, vsftpd, look):
     put(vsftpd, "a", (1 << 63) - 1)
-    assert look(network_manager, "a").size == (1 << 63) - 1
+    assert look("a").size == (1 << 63) - 1
 
 
 @pytest.mark.parametrize("server", ["vsftpd", "pure-ftpd", "proftpd"], indirect=True)
-def test_a_folder_that_may_not_be_read_holds_nothing(daemon, server, network_manager, log):
+def test_a_folder_that_may_not_be_read_holds_nothing(daemon, server, look, log):
     for mode, code in ((0o311, 78), (0o000, 9)):  # entered but not listed; not even entered
         put(server, f"{mode:o}/a", 1)
         server.path(f"{mode:o}").chmod(mode)
-        assert look(network_manager, f"{mode:o}/a")[2:5] == (*ABSENT, 0)
+        assert look(f"{mode:o}/a")[2:5] == (*ABSENT, 0)
         log.wait_for(rf"^curl_func\(905\): Ignore error\({code}\)\n$")
 
 
-def test_a_file_that_the_server_does_not_list_is_absent(daemon, vsftpd, network_manager):
+def test_a_file_that_the_server_does_not_list_is_absent(daemon, vsftpd, look):
     """The listing is asked for as it comes; vsftpd leaves out what begins with a dot."""
     put(vsftpd, ".hidden", 1)
     put(vsftpd, "seen", 2)
-    assert look(network_manager, ".hidden")[2:5] == (*ABSENT, 0)
-    assert look(network_manager, "seen")[2:5] == (*FOUND, 2)
+    assert look(".hidden")[2:5] == (*ABSENT, 0)
+    assert look("seen")[2:5] == (*FOUND, 2)
 
 
-def test_an_absolute_path_is_one(daemon, vsftpd, network_manager, log):
+def test_an_absolute_path_is_one(daemon, vsftpd, look, log):
     put(vsftpd, "d d/ü", 9)
-    assert look(network_manager, HOME / "d d" / "ü").size == 9
+    assert look(HOME / "d d" / "ü").size == 9
     log.wait_for(r"^> CWD /$")
 
 
@@ -234,19 +223,19 @@ DOS_STYLES = {
 
 @BOTH_MODES
 @pytest.mark.parametrize("style", DOS_STYLES)
-def test_size_and_date_of_each_dos_style(daemon, root, network_manager, log, style, passive_mode):
+def test_size_and_date_of_each_dos_style(daemon, root, look, log, style, passive_mode):
     date_format, when, told = DOS_STYLES[style]
     server = DosServer(date_format)
     put(server, "a b", 5 << 30, modified=when)
     (HOME / "folder").mkdir()
-    information = look(network_manager, "a b", passive_mode=passive_mode)
+    information = look("a b", passive_mode=passive_mode)
     if told is None:
         assert information[2:5] == (*ABSENT, 0)
         log.wait_for(r"^error: curl_wrapper\(2313\): Unknown 'LIST' format: 01-15-2014 .* a b\n$")
         return
     # Neither permissions nor links are listed.
     assert information == (0, 0, *FOUND, 5 << 30, *told, -1, 0)
-    assert look(network_manager, "folder")[2:5] == (*NO_FILE, 0)
+    assert look("folder")[2:5] == (*NO_FILE, 0)
     assert not log.errors()
 
 
@@ -263,12 +252,12 @@ DOS_DATES = [
 ]
 
 
-def test_dates_of_the_dos_style(fast_daemon, root, network_manager):
+def test_dates_of_the_dos_style(fast_daemon, root, look):
     server = DosServer()
     for number, (when, _) in enumerate(DOS_DATES):
         put(server, f"f{number}", number, modified=when)
     for number, (_, told) in enumerate(DOS_DATES):
-        assert look(network_manager, f"f{number}")[5:10] == told
+        assert look(f"f{number}")[5:10] == told
 
 
 # As SEARCHED: here a link looks like what it points to, and of a name only leading blanks are lost.
@@ -290,18 +279,12 @@ SEARCHED_DOS = [
 ]
 
 
-def test_names_of_the_dos_style(fast_daemon, root, network_manager):
+def test_names_of_the_dos_style(fast_daemon, root, look):
     server = DosServer()
     put_what_is_searched(server)
     for wanted, flags, size in SEARCHED_DOS:
-        information = look(network_manager, wanted)
-        assert (information[2:4], information.size) == (flags, size), wanted
-    names = NAMES + UNUSUAL_NAMES
-    for size, name in enumerate(names, 1):
-        put(server, name, size)
-    for size, name in enumerate(names, 1):
-        information = look(network_manager, name)
-        assert (information[2:4], information.size) == (FOUND, size), name
+        assert look(wanted)[2:5] == (*flags, size), wanted
+    finds_each_name(server, look)
 
 
 def peak_kib(daemon, action):
@@ -309,18 +292,17 @@ def peak_kib(daemon, action):
     with open(f"/proc/{daemon.pid}/clear_refs", "w") as peaks:
         peaks.write("5")
     action()
-    with open(f"/proc/{daemon.pid}/status") as status:
-        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM:"))
+    return daemon.peak_kib()
 
 
-def test_memory_does_not_grow_with_the_folder(daemon, vsftpd, network_manager):
+def test_memory_does_not_grow_with_the_folder(daemon, vsftpd, look):
     put(vsftpd, "small/a", 1)
     put(vsftpd, "large/zzz", 2)
     for number in range(100_000):
         vsftpd.path(f"large/file-{number}").touch()
-    look(network_manager, "small/a")  # libraries are in memory from now on
-    small_kib = peak_kib(daemon, lambda: look(network_manager, "small/a"))
-    large_kib = peak_kib(daemon, lambda: look(network_manager, "large/zzz"))
+    look("small/a")  # libraries are in memory from now on
+    small_kib = peak_kib(daemon, lambda: look("small/a"))
+    large_kib = peak_kib(daemon, lambda: look("large/zzz"))
     assert client.get_file_info()[2:5] == (*FOUND, 2)
     # The listing is 7 MB long. ThreadSanitizer remembers what was read and written.
     assert abs(large_kib - small_kib) < 512 or daemon.has_sanitizer("t")

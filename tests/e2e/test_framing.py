@@ -1,7 +1,9 @@
 """Clients of the control socket that do not behave."""
 
+import concurrent.futures
+import contextlib
+import re
 import socket
-import threading
 import time
 
 import pytest
@@ -14,11 +16,8 @@ HASTY = 2  # the clock of a hasty daemon: a client that is held up a little does
 
 
 @pytest.fixture
-def hasty_daemon(unstarted, network_manager):
-    unstarted.launch(speed=HASTY)
-    unstarted.find()
-    network_manager.wait_for(wire.NOTICE_STARTED)
-    return unstarted
+def hasty_daemon(launch):
+    return launch(speed=HASTY)
 
 
 def served(daemon):
@@ -26,44 +25,43 @@ def served(daemon):
     assert daemon.running
 
 
+def incomplete(number, moved):
+    """A line of the log."""
+    return f"error: ftp_clientd_if({number}): recvn(): incomplete({moved})\n"
+
+
 def test_a_client_that_sends_nothing_and_closes_is_logged(daemon, log):
     client.connect().close()
-    log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(0 of 8\)\n$")
+    log.wait_for(re.escape(incomplete(699, "0 of 8")))
     served(daemon)
 
 
-def test_a_header_cut_short_is_answered_as_no_operation(daemon, log):
-    assert client.ask_raw(client.head(3, 0)[:5], shut=True) == NO_OPERATION
-    log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(5 of 8\)\n$")
+# {what comes before the client closes: the line of the log}
+CUT_SHORT = {
+    "in-the-header": (client.head(3, 0)[:5], incomplete(699, "5 of 8")),
+    "in-a-download": (client.head(1, 2080) + bytes(100), incomplete(737, "100 of 2080")),
+    "in-a-state": (client.head(3, 2080) + bytes(100), incomplete(737, "100 of 2080")),
+    "in-nothing-known": (client.head(7, 2080) + bytes(100), incomplete(737, "100 of 2080")),
+    "before-the-body": (client.head(2, 2080), incomplete(737, "0 of 2080")),
+}
+
+
+@pytest.mark.parametrize("sent, line", CUT_SHORT.values(), ids=CUT_SHORT)
+def test_a_request_cut_short_is_answered_as_no_operation(daemon, log, sent, line):
+    assert client.ask_raw(sent, shut=True) == NO_OPERATION
+    assert log.errors() == [line]
     served(daemon)
 
 
-@pytest.mark.parametrize("command", [1, 3, 7])
-def test_a_body_cut_short_is_answered_as_no_operation(daemon, log, command):
-    assert client.ask_raw(client.head(command, 2080) + bytes(100), shut=True) == NO_OPERATION
-    log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(100 of 2080\)\n$")
-    served(daemon)
-
-
-def test_a_body_that_never_comes_is_answered_as_no_operation(daemon, log):
-    assert client.ask_raw(client.head(2, 2080), shut=True) == NO_OPERATION
-    log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(0 of 2080\)\n$")
-
-
-def test_bytes_behind_the_body_are_ignored(daemon, network_manager, local):
+def test_a_request_in_single_bytes_is_put_together_and_bytes_behind_its_body_are_ignored(daemon, local):
     body = wire.request(remote_path="a", local_path=local / "a", port=1)
-    reply = client.ask_raw(client.head(1, len(body)) + body + b"and more" * 50)
-    assert reply == client.head(1, 8) + bytes(8)
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD)
-
-
-def test_a_request_in_single_bytes_is_put_together(daemon, network_manager, local):
-    body = wire.request(remote_path="a", local_path=local / "a", port=1)
+    request = client.head(1, len(body)) + body
     with client.connect() as connection:
-        for byte in client.head(1, len(body)) + body:
+        for byte in request:
             connection.send(bytes([byte]))
         assert client.read_to_end(connection) == client.head(1, 8) + bytes(8)
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD)
+    wait_until(lambda: not client.state().running, "the end of the job")
+    assert client.ask_raw(request + b"and more" * 50) == client.head(1, 8) + bytes(8)
 
 
 @pytest.mark.parametrize(
@@ -79,10 +77,7 @@ def test_a_client_that_stalls_is_given_up_after_ten_seconds(hasty_daemon, log, s
         taken_s = (time.monotonic() - begin) * HASTY
     assert 8 < taken_s < 11 + HELD_UP_S * HASTY
     log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
-    if len(sent) < 8:
-        log.wait_for(r"^error: ftp_clientd_if\(699\): recvn\(\): incomplete\(9 of 8\)\n$")
-    else:
-        log.wait_for(r"^error: ftp_clientd_if\(737\): recvn\(\): incomplete\(2081 of 2080\)\n$")
+    assert log.errors()[-1] == (incomplete(699, "9 of 8") if len(sent) < 8 else incomplete(737, "2081 of 2080"))
     served(hasty_daemon)
 
 
@@ -129,30 +124,18 @@ def test_a_client_that_leaves_before_the_reply_is_logged_as_a_broken_pipe(daemon
     served(daemon)
 
 
-@pytest.mark.parametrize(
-    "command, number", [(1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)]
-)
-def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log, command, number):
+def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log):
     # Starts are refused: their body is empty.
-    with client.connect() as connection:
-        connection.sendall(client.head(command, 0))
-    log.wait_for(rf"^error: ftp_clientd\({number}\): Could not send return data\.\n$")
-    assert client.state().result == 0
+    for command, number in ((1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)):
+        with client.connect() as connection:
+            connection.sendall(client.head(command, 0))
+        log.wait_for(rf"^error: ftp_clientd\({number}\): Could not send return data\.\n$")
+        assert client.state().result == 0
 
 
 def test_clients_at_once_are_all_answered(daemon):
-    answers = []
-
-    def ask_often():
-        for _ in range(10):
-            answers.append(client.nothing())
-
-    threads = [threading.Thread(target=ask_often) for _ in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join(60)
-    assert answers == [(0, 0)] * 40
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
+        assert list(pool.map(lambda _: client.nothing(), range(40))) == [(0, 0)] * 40
 
 
 def test_a_silent_client_delays_the_next_one_but_does_not_lose_it(hasty_daemon):
@@ -183,17 +166,12 @@ def test_one_connection_carries_one_request(daemon):
 
 def test_a_full_queue_of_clients_is_worked_off(daemon):
     """The backlog is 5: more clients than that wait in connect, and all are served."""
-    connections = []
-    try:
-        for _ in range(6):
-            connections.append(client.connect())
+    with contextlib.ExitStack() as open_ones:
+        connections = [open_ones.enter_context(client.connect()) for _ in range(6)]
         for connection in connections:
             connection.sendall(client.head(3, 0))
         for connection in connections:
             assert len(client.read_to_end(connection)) == 80
-    finally:
-        for connection in connections:
-            connection.close()
     wait_until(lambda: client.nothing() == (0, 0), "an answer afterwards")
 
 

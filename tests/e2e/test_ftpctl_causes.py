@@ -11,7 +11,7 @@ from harness.sftp import HostKey, Sshd
 from harness.squid import PORT, Squid
 from harness.scripted import Plan
 
-SERVER = "ftp://alice@127.0.0.1"
+SERVER, SFTP = "ftp://alice@127.0.0.1", "sftp://alice@127.0.0.1"
 
 
 UNKNOWN = 10
@@ -32,26 +32,26 @@ def fails(status, *words, name=None, sentence=None, **variables):
     told = sure(*words, **variables)
     assert told.status == status, told
     assert sentence is None or sentence in told.err, told.err
-    object_ = sure("--json", *words, **variables).json
+    told_programs = sure("--json", *words, **variables)
+    object_ = told_programs.json
     assert (object_["status"], object_["error"]) == (status, name)
+    assert f"ftpctl: {object_['message']}" in told_programs.err.splitlines()
+    assert words[0] != "get" or not words[-1].exists()
     reason = object_["message"].split(" (")[0]  # the details may differ: retries
     lines = [line.split(" (")[0] for line in told.err.splitlines()]
     assert f"ftpctl: {reason}" in lines
 
 
 def test_a_login_that_the_server_refuses(daemon, vsftpd, local):
-    for command in (["get", f"{SERVER}/a", local / "a"], ["info", f"{SERVER}/a"]):
-        fails(50, *command, name="login-refused", sentence="refused the user name or the password", FTPCTL_PASSWORD="wrong")
-
-
-def test_a_login_that_an_sftp_server_refuses(daemon, local):
+    refused = {"name": "login-refused", "sentence": "refused the user name or the password", "FTPCTL_PASSWORD": "wrong"}
     Sshd(HostKey())
-    fails(50, "get", "sftp://alice@127.0.0.1/a", local / "a", name="login-refused", FTPCTL_PASSWORD="wrong")
+    for command in (["get", f"{SERVER}/a", local / "a"], ["info", f"{SERVER}/a"], ["get", f"{SFTP}/a", local / "a"]):
+        fails(50, *command, **refused)
 
 
 def test_a_file_or_folder_that_the_server_does_not_have(daemon, vsftpd, local):
     Sshd(HostKey())
-    for url in (f"{SERVER}/none", f"{SERVER}/none/a", "sftp://alice@127.0.0.1/none", "sftp://alice@127.0.0.1/none/a"):
+    for url in (f"{SERVER}/none", f"{SERVER}/none/a", f"{SFTP}/none", f"{SFTP}/none/a"):
         fails(51, "get", url, local / "a", name="no-such-file", sentence="has no such file or folder")
     fails(6, "info", f"{SERVER}/none", name="not-found")
 
@@ -60,7 +60,7 @@ def test_what_the_server_does_not_allow(daemon, vsftpd, local):
     Sshd(HostKey())
     (vsftpd.home / "locked").mkdir(mode=0o555)
     (local / "a").write_bytes(b"x")
-    for url in (f"{SERVER}/locked/a", "sftp://alice@127.0.0.1/locked/a"):
+    for url in (f"{SERVER}/locked/a", f"{SFTP}/locked/a"):
         fails(52, "put", local / "a", url, name="denied", sentence="does not allow it")
 
 
@@ -85,7 +85,7 @@ def test_a_secure_connection_that_does_not_come_about(daemon, vsftpd, local):
 
 def test_an_ssh_server_that_agrees_on_nothing(daemon, local):
     Sshd(HostKey(), Ciphers="chacha20-poly1305@openssh.com")  # which this libssh2 does not have
-    fails(56, "get", "sftp://alice@127.0.0.1/a", local / "a", name="handshake-failed")
+    fails(56, "get", f"{SFTP}/a", local / "a", name="handshake-failed")
 
 
 def full_disk():
@@ -105,7 +105,7 @@ def test_an_sftp_server_whose_disk_is_full_does_not_say_so(daemon, local):
     Sshd(HostKey())
     full_disk()
     (local / "a").write_bytes(bytes(1 << 20))
-    url = "sftp://alice@127.0.0.1/small/a"
+    url = f"{SFTP}/small/a"
     fails(63, "put", local / "a", url, name="sftp-failed", sentence="its disk may be full")
     arrived = (WORLD / "home" / "alice" / "small" / "a").stat().st_size
     assert 0 < arrived <= 64 << 10
@@ -138,20 +138,13 @@ def through(user=None):
     return ["--proxy", (f"{user}@" if user else "") + f"127.0.0.1:{PORT}"]
 
 
-def test_a_proxy_takes_a_login(daemon, guarded, vsftpd, local, log):
-    vsftpd.put("a", b"hello")
-    told = ftpctl.run("get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="p:1@")
-    assert told.status == 0, told
-    assert (local / "a").read_bytes() == b"hello"
-
-
-def test_a_tunnel_through_a_proxy_takes_a_login(daemon, guarded, local):
+def test_a_proxy_and_a_tunnel_through_it_take_a_login(daemon, guarded, vsftpd, local):
     Sshd(HostKey(), port=443).put("a", b"hello")  # a port that squid connects to
-    told = ftpctl.run(
-        "get", *through("anna"), "sftp://alice@127.0.0.1:443/a", local / "a", FTPCTL_PROXY_PASSWORD="p:1@"
-    )
-    assert told.status == 0, told
-    assert (local / "a").read_bytes() == b"hello"
+    for url in (f"{SERVER}/a", f"{SFTP}:443/a"):
+        (local / "a").unlink(missing_ok=True)
+        told = ftpctl.run("get", *through("anna"), url, local / "a", FTPCTL_PROXY_PASSWORD="p:1@")
+        assert told.status == 0, told
+        assert (local / "a").read_bytes() == b"hello"
 
 
 def test_a_proxy_that_wants_a_login_or_another_one(daemon, guarded, vsftpd, local):

@@ -9,7 +9,7 @@ import pytest
 
 from harness import client, ftpctl
 from harness.network_manager import SOCKET
-from harness.scripted import Plan, send_then
+from harness.scripted import Plan
 from harness.waiting import wait_until
 
 
@@ -111,16 +111,3 @@ def test_watch_needs_a_daemon_to_begin_with(unstarted):
     assert watching.status == 3
     assert watching.json["status"] == 3
     assert watching.err.startswith("ftpctl: ")
-
-
-@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
-def test_a_signal_cancels_the_job_that_a_command_waits_for(daemon, scripted, local, number):
-    server = scripted(Plan(send=send_then("stall", 100)), files={"a": bytes(200)})
-    getting = ftpctl.start("get", "ftp://127.0.0.1/a", local / "a")
-    assert server.stalled.wait(30)
-    getting.send_signal(number)
-    _, err = getting.communicate(timeout=30)
-    assert getting.returncode == 21
-    assert "interrupted" in err
-    assert client.state().running == 0
-    assert os.listdir(local) == []

@@ -6,8 +6,8 @@ import pytest
 
 from harness import client, contention, ftpctl
 from harness.daemon import WORLD
-from harness.ftp_servers import one_user_only
 from harness.sftp import HostKey, Sshd
+from harness.vsftpd import one_user_only
 from harness.waiting import DEADLINE_S
 from harness.wire import NOTICE_STARTED
 
@@ -28,8 +28,7 @@ def apart(unstarted, network_manager, local):
 
     def start(setting):
         unshare = ["unshare", "--mount", "--propagation", "private", "sh", "-c"]
-        unstarted.launch(wrapper=[*unshare, f'{SETTINGS[setting]} && exec "$@"', local])
-        unstarted.find()
+        unstarted.start(wrapper=[*unshare, f'{SETTINGS[setting]} && exec "$@"', local])
         network_manager.wait_for(NOTICE_STARTED)
 
     return start

@@ -8,26 +8,25 @@ import pytest
 
 from harness import client, wire
 from harness.daemon import WORLD, program
-from harness.ftp_servers import one_user_only
 from harness.relay import Relay
 from harness.scripted import HangUp, Plan, take_then
 from harness.sftp import HostKey, Sshd
 from harness.sftp import digest_of as digest_of_key
-from harness.tls import PORTS, Certificate, TlsServer
+from harness.tls import Certificate, TlsServer
 from harness.tls import context as tls_context
 from harness.tls import digest_of as digest_of_certificate
+from harness.wire import auth
 
 REJECTED = 60  # CURLE_PEER_FAILED_VERIFICATION, of certificates and host keys alike
 SECRET = b"only for the right server"
-FTPS = {"implicit": wire.FTPS_IMPLICIT, "explicit": wire.FTPS_EXPLICIT}
-PROTOCOLS = FTPS | {"sftp": wire.SFTP}
+PROTOCOLS = wire.FTPS | {"sftp": wire.SFTP}
 
 
 class Side:
     """A server with one file, the protocol to reach it, and what is known of its identity."""
 
     def __init__(self, protocol):
-        self.fields = {"protocol": protocol, "port": PORTS.get(protocol, 22)}
+        self.fields = wire.by(protocol)
         self.sftp = protocol == wire.SFTP
         self.kind = wire.AUTH_MD5 if self.sftp else wire.AUTH_SHA1
         self.mismatch = wire.HOSTKEY_MISMATCH if self.sftp else wire.CERT_MISMATCH
@@ -37,9 +36,7 @@ class Side:
             self._server.put("a", b"content")
         else:
             self.identity = Certificate()
-            self._server = TlsServer(
-                control=self.identity, protocol=protocol, files={"a": b"content"}
-            )
+            self._server = TlsServer(control=self.identity, protocol=protocol, files={"a": b"content"})
 
     @property
     def digest(self):
@@ -60,37 +57,10 @@ class Side:
 
 @pytest.fixture
 def side(request):
-    protocol = PROTOCOLS[request.param]
-    if protocol == wire.SFTP and one_user_only():
-        pytest.skip("sshd logs users in: needs root")
-    return Side(protocol)
+    return Side(PROTOCOLS[request.param])
 
 
 on_every_side = pytest.mark.parametrize("side", PROTOCOLS, indirect=True)
-
-
-def auth(kind, digest=b"", length=None, save_path=""):
-    length = len(digest) if length is None else length
-    return {
-        "auth_type": kind,
-        "digest": digest,
-        "digest_length": bytes([length]),
-        "save_path": save_path,
-    }
-
-
-def downloads(network_manager, side):
-    """A function that downloads with these fields: (outcome, curl code, response code, retries)."""
-    taken = []
-
-    def download(local_path, **fields):
-        taken.append(local_path)
-        assert client.download("a", local_path, **side.fields | fields) == (0, 0)
-        notice = network_manager.wait_for(wire.NOTICE_DOWNLOAD, len(taken))
-        done = notice.exec_info
-        return notice.outcome, done.curl_code, done.response_code, done.retry_count
-
-    return download
 
 
 def changed(digest, at):
@@ -127,87 +97,65 @@ def verdicts(side):
 
 
 @on_every_side
-def test_the_verdict_on_each_kind_of_expectation(daemon, side, network_manager, log, local):
-    download = downloads(network_manager, side)
+def test_the_verdict_on_each_kind_of_expectation_and_the_identity_that_is_saved_whatever_it_is(
+    daemon, side, jobs, log, local
+):
+    path = local / "identity ü"
     for kind, digest, length, result, line in verdicts(side):
         case = (kind, digest, length)
-        (local / "a").unlink(missing_ok=True)
+        for file in (local / "a", path):
+            file.unlink(missing_ok=True)
         begin = len(log.texts)
-        outcome, curl_code, response_code, retries = download(
-            local / "a", **auth(kind, digest, length)
-        )
-        assert outcome == (int(result != 0), result), case
+        notice = jobs.download("a", local / "a", **side.fields | auth(*case, path))
+        assert notice.outcome == (int(result != 0), result), case
         said = [text for text in log.texts[begin:] if "curl_func(" in text]
         assert (line in said) if line else not said, case
         if result == 0:
             assert (local / "a").read_bytes() == b"content", case
         else:
-            assert (curl_code, retries) == (REJECTED, 0), case
+            assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (REJECTED, 0), case
             assert (local / "a").read_bytes() == b"", case
-
-
-@on_every_side
-def test_a_rejected_server_gets_no_upload_and_answers_no_look(daemon, side, network_manager, local):
-    wrong = auth(side.kind, changed(side.digest, 0))
-    (local / "a").write_bytes(SECRET)
-    client.upload(local / "a", "up", **side.fields | wrong)
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, side.mismatch)
-    assert not side.stored("up")
-    client.file_info("a", **side.fields | wrong)
-    assert network_manager.wait_for(wire.NOTICE_FILE_INFO).outcome == (1, side.mismatch)
-    found = client.get_file_info()
-    assert (found.looked_up, found.exists) == (0, 0)
-
-
-@on_every_side
-def test_an_expected_server_gets_the_upload(daemon, side, network_manager, local):
-    (local / "a").write_bytes(SECRET)
-    client.upload(local / "a", "up", **side.fields | auth(side.kind, side.digest))
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
-    assert side.stored("up")
-
-
-@on_every_side
-def test_the_identity_is_saved_whatever_the_verdict(daemon, side, network_manager, local):
-    download = downloads(network_manager, side)
-    path = local / "identity ü"
-    for kind, digest, length, result, _ in verdicts(side):
-        path.unlink(missing_ok=True)
-        outcome = download(local / "a", **auth(kind, digest, length, path))[0]
-        assert outcome == (int(result != 0), result)
-        assert side.names(path), (kind, digest, length)
+        assert side.names(path), case
         assert path.stat().st_mode & 0o777 == 0o644
         assert sorted(os.listdir(local)) == ["a", "identity ü"]
 
 
-@pytest.mark.parametrize("key", ["rsa", "ecdsa"])
-def test_certificates_with_each_kind_of_key_are_pinned(daemon, network_manager, local, key):
-    certificate = Certificate(key=key)
-    TlsServer(control=certificate, files={"a": b"content"})
-    fields = {"protocol": wire.FTPS_EXPLICIT}
-    for number, (digest, outcome) in enumerate(
-        [(certificate.sha1, (0, 0)), (changed(certificate.sha1, 19), (1, 21))], 1
-    ):
-        wanted = auth(wire.AUTH_SHA1, digest, save_path=local / f"saved {number}")
-        client.download("a", local / "a", **fields | wanted)
-        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == outcome
-        assert digest_of_certificate(local / f"saved {number}") == certificate.sha1
+@on_every_side
+def test_a_rejected_server_gets_no_upload_and_answers_no_look(daemon, side, jobs, local):
+    wrong = side.fields | auth(side.kind, changed(side.digest, 0))
+    (local / "a").write_bytes(SECRET)
+    assert jobs.upload(local / "a", "up", **wrong).outcome == (1, side.mismatch)
+    assert not side.stored("up")
+    assert jobs.file_info("a", **wrong).outcome == (1, side.mismatch)
+    assert client.get_file_info()[2:4] == (0, 0)
 
 
-@pytest.mark.parametrize("key", ["ed25519", "ecdsa"])
-def test_host_keys_of_each_kind_are_pinned(daemon, network_manager, local, key):
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
-    host_key = HostKey(key)
-    Sshd(host_key).put("a", b"content")
-    fields = {"protocol": wire.SFTP, "port": 22}
-    for number, (digest, outcome) in enumerate(
-        [(host_key.md5, (0, 0)), (changed(host_key.md5, 15), (1, 22))], 1
-    ):
-        wanted = auth(wire.AUTH_MD5, digest, save_path=local / f"saved {number}")
-        client.download("a", local / "a", **fields | wanted)
-        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == outcome
-        assert (local / f"saved {number}").read_text().split() == host_key.fields
+@on_every_side
+def test_an_expected_server_gets_the_upload(daemon, side, jobs, local):
+    (local / "a").write_bytes(SECRET)
+    assert jobs.upload(local / "a", "up", **side.fields | side.identity.pin).outcome == (0, 0)
+    assert side.stored("up")
+
+
+@pytest.mark.parametrize("kind", ["tls-rsa", "tls-ecdsa", "ssh-ed25519", "ssh-ecdsa"])
+def test_identities_with_each_kind_of_key_are_pinned(daemon, jobs, local, kind):
+    layer, key = kind.split("-")
+    if layer == "tls":
+        identity, protocol, mismatch = Certificate(key=key), wire.FTPS_EXPLICIT, wire.CERT_MISMATCH
+        TlsServer(control=identity, files={"a": b"content"})
+    else:
+        identity, protocol, mismatch = HostKey(key), wire.SFTP, wire.HOSTKEY_MISMATCH
+        Sshd(identity).put("a", b"content")
+    pin = identity.pin
+    wrong = pin | {"digest": changed(pin["digest"], len(pin["digest"]) - 1)}
+    for expected, outcome in ((pin, (0, 0)), (wrong, (1, mismatch))):
+        saved = local / f"saved {outcome}"
+        fields = wire.by(protocol) | expected | {"save_path": saved}
+        assert jobs.download("a", local / "a", **fields).outcome == outcome
+        if layer == "tls":
+            assert digest_of_certificate(saved) == identity.sha1
+        else:
+            assert saved.read_text().split() == identity.fields
 
 
 def mount(*arguments):
@@ -215,7 +163,7 @@ def mount(*arguments):
 
 
 @on_every_side
-def test_an_identity_that_cannot_be_saved_rejects_the_server(daemon, side, network_manager, local):
+def test_an_identity_that_cannot_be_saved_rejects_the_server(daemon, side, jobs, local):
     read_only, full = local / "read only", local / "full"
     for folder in (read_only, full):
         folder.mkdir()
@@ -229,123 +177,90 @@ def test_an_identity_that_cannot_be_saved_rejects_the_server(daemon, side, netwo
         full / "identity": wire.SECURE_6,
         "/dev/full": wire.SECURE_6,
     }
-    download = downloads(network_manager, side)
     for path, result in cases.items():
-        for expected in (auth(wire.AUTH_NONE), auth(side.kind, side.digest)):
-            outcome, curl_code, _, retries = download(local / "a", **expected | {"save_path": path})
-            assert outcome == (1, result), path
-            assert (curl_code, retries) == (REJECTED, 0), path
+        for expected in (auth(wire.AUTH_NONE), side.identity.pin):
+            notice = jobs.download("a", local / "a", **side.fields | expected | {"save_path": path})
+            assert notice.outcome == (1, result), path
+            assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (REJECTED, 0), path
     assert not os.listdir(read_only)
     assert os.listdir(full) == ["filling"]
     assert sorted(os.listdir(local)) == ["a", "full", "read only"]
 
 
-def test_plain_ftp_looks_at_none_of_it(daemon, scripted, network_manager, local):
+def test_plain_ftp_looks_at_none_of_it(daemon, scripted, jobs, local):
     scripted(files={"a": b"1"})
-    client.download("a", local / "a", **auth(9, b"x" * 20, 1, local / "identity"))
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    fields = auth(9, b"x" * 20, 1, local / "identity")
+    assert jobs.download("a", local / "a", **fields).outcome == (0, 0)
     assert os.listdir(local) == ["a"]
 
 
 # --- Another certificate on the data connection
 
 
-@pytest.fixture(params=FTPS)
-def two_faced(request):
+@pytest.fixture(params=wire.FTPS)
+def two_faced(request, scripted_tls):
     """A server whose data connections show another certificate than its control connections."""
     shown, other = Certificate("shown"), Certificate("other")
-    protocol = FTPS[request.param]
-    listing = b"-rw-r--r-- 1 alice alice 1 Jan 15 2012 a\r\n"
-    server = TlsServer(
-        Plan(listing=listing), control=shown, data=other, protocol=protocol, files={"a": SECRET}
-    )
-    server.fields = {"protocol": protocol, "port": PORTS[protocol]}
+    protocol = wire.FTPS[request.param]
+    plan = Plan(listing=b"-rw-r--r-- 1 alice alice 1 Jan 15 2012 a\r\n")
+    server = scripted_tls(plan, control=shown, data=other, protocol=protocol, files={"a": SECRET})
+    server.fields = wire.by(protocol)
     server.shown, server.other = shown, other
-    yield server
-    server.stop()
+    return server
 
 
-def assert_no_data(server):
-    assert server.data_refused.wait(30)
-    assert len(server.wires) == 1
-    assert SECRET not in server.wires[0].up + server.wires[0].down
-    assert not server.stored
-
-
-def test_a_data_connection_of_another_server_gives_no_byte(
-    daemon, two_faced, network_manager, local
-):
-    pin = auth(wire.AUTH_SHA1, two_faced.shown.sha1, save_path=local / "saved")
-    client.download("a", local / "a", **two_faced.fields | pin)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (1, wire.CERT_MISMATCH)
-    assert (local / "a").read_bytes() == b""
-    assert_no_data(two_faced)
+@pytest.mark.parametrize("kind", ["download", "upload", "look"])
+def test_a_data_connection_of_another_server_gives_and_gets_no_byte(daemon, two_faced, jobs, local, kind):
+    fields = two_faced.fields | two_faced.shown.pin | {"save_path": local / "saved"}
+    (local / "b").write_bytes(SECRET)
+    job = {
+        "download": lambda: jobs.download("a", local / "a", **fields),
+        "upload": lambda: jobs.upload(local / "b", "up", **fields),
+        "look": lambda: jobs.file_info("a", **fields),
+    }
+    assert job[kind]().outcome == (1, wire.CERT_MISMATCH)
+    assert two_faced.data_refused.wait(30)
+    assert len(two_faced.wires) == 1
+    assert SECRET not in two_faced.wires[0].up + two_faced.wires[0].down
+    assert not two_faced.stored
+    if kind == "download":
+        assert (local / "a").read_bytes() == b""
+    assert client.get_file_info()[2:4] == (0, 0)
     # Saved is what was checked last.
     assert digest_of_certificate(local / "saved") == two_faced.other.sha1
 
 
-def test_a_data_connection_of_another_server_gets_no_byte(
-    daemon, two_faced, network_manager, local
-):
-    (local / "a").write_bytes(SECRET)
-    pin = auth(wire.AUTH_SHA1, two_faced.shown.sha1)
-    client.upload(local / "a", "up", **two_faced.fields | pin)
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.CERT_MISMATCH)
-    assert_no_data(two_faced)
-
-
-def test_a_data_connection_of_another_server_tells_nothing_of_a_file(
-    daemon, two_faced, network_manager
-):
-    pin = auth(wire.AUTH_SHA1, two_faced.shown.sha1)
-    client.file_info("a", **two_faced.fields | pin)
-    assert network_manager.wait_for(wire.NOTICE_FILE_INFO).outcome == (1, wire.CERT_MISMATCH)
-    found = client.get_file_info()
-    assert (found.looked_up, found.exists) == (0, 0)
-    assert_no_data(two_faced)
-
-
-def test_without_an_expectation_another_certificate_on_the_data_connection_will_do(
-    daemon, two_faced, network_manager, local
-):
-    client.download("a", local / "a", **two_faced.fields)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+def test_without_an_expectation_another_certificate_on_the_data_connection_will_do(daemon, two_faced, jobs, local):
+    assert jobs.download("a", local / "a", **two_faced.fields).outcome == (0, 0)
     assert (local / "a").read_bytes() == SECRET
 
 
 # --- Another server on a later connection
 
 
-@pytest.mark.parametrize("protocol", FTPS.values(), ids=FTPS)
+@pytest.mark.parametrize("protocol", wire.FTPS.values(), ids=wire.FTPS)
 def test_another_server_that_takes_over_before_a_retry_is_rejected(
-    fast_daemon, network_manager, local, protocol
+    fast_daemon, scripted_tls, jobs, local, protocol
 ):
     shown, other = Certificate("shown"), Certificate("other")
     breaking = Plan(take=take_then("close", 1000), closing=HangUp)
-    server = TlsServer(breaking, Plan(), control=shown, protocol=protocol)
+    server = scripted_tls(breaking, Plan(), control=shown, protocol=protocol)
     server.after_session(0, lambda: setattr(server, "control", tls_context(other)))
     (local / "a").write_bytes(SECRET * 100000)
-    fields = {"protocol": protocol, "port": PORTS[protocol]}
-    client.upload(local / "a", "a", **fields | auth(wire.AUTH_SHA1, shown.sha1))
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    notice = jobs.upload(local / "a", "a", **wire.by(protocol) | shown.pin)
     assert notice.outcome == (1, wire.CERT_MISMATCH)
     assert notice.exec_info.retry_count == 1
     assert [len(session.commands) > 1 for session in server.sessions] == [True, False]
-    server.stop()
 
 
-def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, network_manager, local):
+def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, jobs, local):
     """The first connection only asks for the login folder."""
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
     shown, other = HostKey("ed25519"), HostKey("ecdsa")
     server = Sshd(shown, port=2022)
     Sshd(other, port=2023)
     relay = Relay(22, 2022, 2023)
     (local / "a").write_bytes(SECRET)
-    fields = {"protocol": wire.SFTP, "port": 22} | auth(wire.AUTH_MD5, shown.md5)
-    client.upload(local / "a", "up", **fields)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    notice = jobs.upload(local / "a", "up", **wire.by(wire.SFTP) | shown.pin)
     assert notice.outcome == (1, wire.HOSTKEY_MISMATCH)
     assert relay.connections == 2
     assert not server.path("up").exists()
@@ -369,16 +284,13 @@ RESULTS = {
 
 
 @pytest.fixture
-def judge(unstarted, network_manager):
+def judge(launch):
     """A daemon with a library that answers as judge(save, compare, differs) says."""
     folder = pathlib.Path(program()[-1]).parent.parent / "tests" / "scripted_secure"
     assert (folder / "libsecure.so").exists(), "not built: scripted_secure"
     script = WORLD / "secure.script"
-    unstarted.launch(LD_LIBRARY_PATH=str(folder), SCRIPTED_SECURE=str(script))
-    unstarted.find()
-    network_manager.wait_for(wire.NOTICE_STARTED)
-    maps = pathlib.Path(f"/proc/{unstarted.pid}/maps").read_text()
-    assert str(folder / "libsecure.so") in maps
+    daemon = launch(LD_LIBRARY_PATH=str(folder), SCRIPTED_SECURE=str(script))
+    assert str(folder / "libsecure.so") in pathlib.Path(f"/proc/{daemon.pid}/maps").read_text()
     return lambda *numbers: script.write_text(" ".join(map(str, numbers)))
 
 
@@ -391,29 +303,23 @@ def unknown_line(answer):
 
 
 @on_every_side
-def test_every_answer_of_the_library_becomes_its_result(judge, side, network_manager, log, local):
-    download = downloads(network_manager, side)
-    saving, comparing = auth(wire.AUTH_NONE, save_path=local / "x"), auth(side.kind, side.digest)
+def test_every_answer_of_the_library_becomes_its_result(judge, side, jobs, log, local):
+    saving, comparing = auth(wire.AUTH_NONE, save_path=local / "x"), side.identity.pin
     for answer, result in RESULTS.items():
         for script, fields in (((answer, 0, 0), saving), ((0, answer, 0), comparing)):
             judge(*script)
             begin = len(said_unknown(log))
-            outcome, curl_code, _, retries = download(local / "a", **fields)
-            assert outcome == (1, result), script
-            assert (curl_code, retries) == (REJECTED, 0), script
+            notice = jobs.download("a", local / "a", **side.fields | fields)
+            assert notice.outcome == (1, result), script
+            assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (REJECTED, 0), script
             unknown = [unknown_line(answer)] if result == wire.SECURE_UNKNOWN else []
             assert said_unknown(log)[begin:] == unknown, script
 
 
 @on_every_side
-def test_the_library_decides_what_differs(judge, side, network_manager, local):
-    download = downloads(network_manager, side)
-    wrong = auth(side.kind, changed(side.digest, 0), save_path=local / "x")
-    for differs, outcome in (
-        (0, (0, 0)),
-        (1, (1, side.mismatch)),
-        (-1, (1, side.mismatch)),
-        (256, (1, side.mismatch)),
-    ):
+def test_the_library_decides_what_differs(judge, side, jobs, local):
+    wrong = side.fields | auth(side.kind, changed(side.digest, 0), save_path=local / "x")
+    for differs in (0, 1, -1, 256):
         judge(0, 0, differs)
-        assert download(local / "a", **wrong)[0] == outcome, differs
+        outcome = (1, side.mismatch) if differs else (0, 0)
+        assert jobs.download("a", local / "a", **wrong).outcome == outcome, differs

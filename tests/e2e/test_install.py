@@ -15,6 +15,7 @@ import pytest
 from harness import client, feeder, processes, wire
 from harness.client import CONTROL_SOCKET
 from harness.daemon import WORLD, program
+from harness.vsftpd import needs_users
 
 ROOT = WORLD / "root"
 PRIVATE = "lib/ftp_clientd"
@@ -50,9 +51,7 @@ def installed(monkeypatch):
 @pytest.fixture
 def start(installed, monkeypatch):
     """The command before the daemon's."""
-    # A world made without root has one group id.
-    if int(open("/proc/self/gid_map").read().split()[2]) == 1:
-        pytest.skip("it gives a file to another group: needs root")
+    needs_users()
     *emulator, daemon = program()
     if emulator:  # the kernel runs what `start` names: a script, called as the process will be
         script = WORLD / "emulated" / os.path.basename(emulator[0])
@@ -97,38 +96,28 @@ def test_the_unit_names_the_place_that_it_was_installed_for(installed):
     assert "@" not in re.sub("@[a-z-]+", "", unit)  # sets of system calls are written so
 
 
-def test_an_installed_daemon_finds_its_libraries_and_does_a_job(
-    installed, unstarted, network_manager, scripted, local
-):
+def test_an_installed_daemon_finds_its_libraries_and_does_a_job(installed, launch, jobs, scripted, local):
     scripted(files={"a.txt": b"installed"})
-    unstarted.launch()
-    unstarted.find()
-    assert loaded(unstarted) == {name: installed / PRIVATE / name for name in LIBRARIES}
-    assert client.download("a.txt", local / "a") == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert loaded(launch()) == {name: installed / PRIVATE / name for name in LIBRARIES}
+    assert jobs.download("a.txt", local / "a").outcome == (0, 0)
     assert (local / "a").read_bytes() == b"installed"
 
 
-def test_the_installed_zixi_library_connects_to_nobody(installed, unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager)  # with the folder in which the stand-in would store
-    feeder.make_file(local / "a", 10)
-    assert feeder.upload(local / "a", "a") == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+def test_the_installed_zixi_library_connects_to_nobody(installed, feed, jobs, log, local):
+    feed()  # with the folder in which the stand-in would store
+    notice = jobs.zixi_upload(feeder.make_file(local / "a", 10), "a")
     assert notice.outcome == (1, wire.NETWORK)
     assert feeder.signed(notice.exec_info.zixi_error) == -4
     log.wait_for(r"^error: zixi_func\(\d+\): .*ZIXI_ERROR_NOT_CONNECTED")
     assert feeder.stored() == {}
 
 
-def test_the_library_path_of_the_environment_comes_first(installed, unstarted, network_manager):
+def test_the_library_path_of_the_environment_comes_first(installed, launch):
     closed = WORLD / "closed"
     closed.mkdir()
     for name in LIBRARIES:
         (installed / PRIVATE / name).rename(closed / name)
-    unstarted.launch(LD_LIBRARY_PATH=str(closed))
-    unstarted.find()
-    network_manager.wait_for(wire.NOTICE_STARTED)
-    assert loaded(unstarted) == {name: closed / name for name in LIBRARIES}
+    assert loaded(launch(LD_LIBRARY_PATH=str(closed))) == {name: closed / name for name in LIBRARIES}
 
 
 def connect_as(groups):
@@ -144,49 +133,6 @@ def connect_as(groups):
     )
 
 
-def test_a_started_daemon_answers_its_group_and_nobody_else(start, unstarted, network_manager):
-    unstarted.launch(wrapper=start)
-    assert unstarted.front_status() == 0
-    # Everything is as it shall be by now.
-    status = os.stat(CONTROL_SOCKET)
-    group = grp.getgrnam("alice").gr_gid
-    assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (0o660, 0, group)
-    assert int(PID_FILE.read_text()) == unstarted.find()
-    assert client.nothing() == (0, 0)
-    assert connect_as([group]).returncode == 0
-    assert "PermissionError" in connect_as([]).stderr
-
-
-def test_clients_of_the_group_may_take_turns_and_nobody_else(start, unstarted):
-    turn = pathlib.Path(CONTROL_SOCKET + ".turn")
-    turn.touch(0o644)  # made by a client before the start
-    unstarted.launch(wrapper=start)
-    assert unstarted.front_status() == 0
-    unstarted.find()
-    status = turn.stat()
-    group = grp.getgrnam("alice").gr_gid
-    assert (stat.S_IMODE(status.st_mode), status.st_gid, status.st_size) == (0o660, group, 0)
-
-
-def test_a_start_without_a_file_for_turns_is_told_and_goes_on(start, unstarted):
-    os.symlink("/dev/null", CONTROL_SOCKET + ".turn")
-    status, said = started_with([*start, program()[-1]])
-    assert (status, said) == (0, "start: /var/run/ftp.sock.turn: Too many levels of symbolic links\n")
-    unstarted.find()
-    assert client.nothing() == (0, 0)
-
-
-def test_a_start_replaces_the_socket_that_an_earlier_run_left(start, unstarted):
-    with socket.socket(socket.AF_UNIX) as stale:
-        stale.bind(CONTROL_SOCKET)
-        inode = os.stat(CONTROL_SOCKET).st_ino
-        unstarted.launch(wrapper=start)
-        assert unstarted.front_status() == 0
-        unstarted.find()
-        assert os.stat(CONTROL_SOCKET).st_ino != inode
-    assert client.nothing() == (0, 0)
-
-
 def started_with(command):
     """(exit status, what it said)"""
     said = WORLD / "said"  # no pipe: what was started may hold it open
@@ -195,36 +141,86 @@ def started_with(command):
     return status, said.read_text()
 
 
+@pytest.fixture
+def started(start, unstarted):
+    """To be called: a daemon that was started for alice's group."""
+
+    def call():
+        unstarted.launch(wrapper=start)
+        assert unstarted.front_status() == 0
+        return grp.getgrnam("alice").gr_gid
+
+    return call
+
+
+def test_a_started_daemon_answers_its_group_and_nobody_else(started, unstarted):
+    group = started()
+    # Everything is as it shall be by now.
+    status = os.stat(CONTROL_SOCKET)
+    assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (0o660, 0, group)
+    assert int(PID_FILE.read_text()) == unstarted.find()
+    assert client.nothing() == (0, 0)
+    assert connect_as([group]).returncode == 0
+    assert "PermissionError" in connect_as([]).stderr
+
+
+def test_clients_of_the_group_may_take_turns_and_nobody_else(started, unstarted):
+    turn = pathlib.Path(CONTROL_SOCKET + ".turn")
+    turn.touch(0o644)  # made by a client before the start
+    group = started()
+    unstarted.find()
+    status = turn.stat()
+    assert (stat.S_IMODE(status.st_mode), status.st_gid, status.st_size) == (0o660, group, 0)
+
+
+def test_a_start_without_a_file_for_turns_is_told_and_goes_on(start, unstarted):
+    os.symlink("/dev/null", CONTROL_SOCKET + ".turn")
+    said = "start: /var/run/ftp.sock.turn: Too many levels of symbolic links\n"
+    assert started_with([*start, program()[-1]]) == (0, said)
+    unstarted.find()
+    assert client.nothing() == (0, 0)
+
+
+def test_a_start_replaces_the_socket_that_an_earlier_run_left(started, unstarted):
+    with socket.socket(socket.AF_UNIX) as stale:
+        stale.bind(CONTROL_SOCKET)
+        inode = os.stat(CONTROL_SOCKET).st_ino
+        started()
+        unstarted.find()
+        assert os.stat(CONTROL_SOCKET).st_ino != inode
+    assert client.nothing() == (0, 0)
+
+
+ENDED = (1, "start: the daemon has ended; its log says why\n")
+
+
 def test_a_daemon_that_ends_is_told_at_once(start, log):
     os.unlink("/dev/console")
     os.mkdir("/dev/console")
-    status, said = started_with([*start, program()[-1]])
+    assert started_with([*start, program()[-1]]) == ENDED
     log.wait_for(r"^error: ftp_clientd\(967\)")
-    assert (status, said) == (1, "start: the daemon has ended; its log says why\n")
     assert not PID_FILE.exists()
 
 
+def script(text):
+    """In place of the daemon."""
+    path = WORLD / "script"
+    path.write_text(text)
+    path.chmod(0o755)
+    return str(path)
+
+
 def test_a_daemon_that_does_not_answer_is_waited_for_ten_seconds(start):
-    silent = WORLD / "silent"
-    silent.write_text("#!/bin/sh\nexec sleep 1000\n")
-    silent.chmod(0o755)
+    silent = script("#!/bin/sh\nexec sleep 1000\n")
     began = time.monotonic()
-    status, said = started_with([*start, str(silent)])
-    assert (status, said) == (1, "start: the daemon does not answer\n")
+    assert started_with([*start, silent]) == (1, "start: the daemon does not answer\n")
     assert time.monotonic() - began > 8.9  # whole seconds are counted
     assert not PID_FILE.exists()
 
 
 def test_a_daemon_that_ends_behind_its_socket_is_told_at_once(start):
-    dying = WORLD / "dying"
-    dying.write_text(
-        f"#!/usr/bin/python3\nimport socket\nsocket.socket(socket.AF_UNIX).bind({CONTROL_SOCKET!r})\n"
-    )
-    dying.chmod(0o755)
-    assert started_with([*start, str(dying)]) == (
-        1,
-        "start: the daemon has ended; its log says why\n",
-    )
+    dying = script(f"#!/usr/bin/python3\nimport socket\nsocket.socket(socket.AF_UNIX).bind({CONTROL_SOCKET!r})\n")
+    assert started_with([*start, dying]) == ENDED
     assert not PID_FILE.exists()
 
 
@@ -233,8 +229,7 @@ def test_a_file_that_cannot_be_made_or_taken_away_is_told(start, unstarted):
     assert started_with([*start, program()[-1]]) == (1, "start: /var/run/ftp.sock: Is a directory\n")
     os.rmdir(CONTROL_SOCKET)
     start[2] = str(WORLD / "none" / "daemon.pid")
-    status, said = started_with([*start, program()[-1]])
-    assert (status, said) == (1, f"start: {start[2]}: No such file or directory\n")
+    assert started_with([*start, program()[-1]]) == (1, f"start: {start[2]}: No such file or directory\n")
     unstarted.find()
 
 

@@ -6,17 +6,10 @@ import re
 import shutil
 import subprocess
 
-import pytest
-
 from harness import wire
 from harness.daemon import WORLD, program
-from harness.installed import EXAMPLES, ROOT, STRICT, Installed, run
+from harness.installed import EXAMPLES, ROOT, STRICT, run
 from harness.scripted import Plan, Silence
-
-
-@pytest.fixture
-def installed():
-    return Installed()
 
 
 def promised(installed):
@@ -52,6 +45,12 @@ def library(installed):
     return loaded
 
 
+def fill(lib, request, **settings):
+    """Calls the setter of each name with its values."""
+    for name, values in settings.items():
+        assert getattr(lib, f"ftpclient_request_set_{name}")(request, *values) == 0, name
+
+
 def test_python_hands_over_jobs_and_takes_the_notices(unstarted, vsftpd, scripted, local, installed):
     lib = library(installed)
     notices, handle, request = ctypes.c_void_p(), ctypes.c_void_p(), ctypes.c_void_p()
@@ -72,18 +71,15 @@ def test_python_hands_over_jobs_and_takes_the_notices(unstarted, vsftpd, scripte
     assert lib.ftpclient_connect(None, 10000, ctypes.byref(handle)) == -7
     assert handle.value is None
     assert lib.ftpclient_notices_open(None, ctypes.byref(notices)) == 0
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     assert next_notice() == (3, 0)
     assert lib.ftpclient_connect(None, 10000, ctypes.byref(handle)) == 0
     assert (poll().running, state.job) == (0, 0)
 
     vsftpd.put("a.bin", b"y" * 100)
     assert lib.ftpclient_request_new(wire.FTP, ctypes.byref(request)) == 0
-    assert lib.ftpclient_request_set_server(request, b"127.0.0.1", 21) == 0
-    assert lib.ftpclient_request_set_login(request, b"alice", b"secret") == 0
-    assert lib.ftpclient_request_set_remote_path(request, b"a.bin") == 0
-    assert lib.ftpclient_request_set_local_path(request, bytes(local / "a")) == 0
+    fill(lib, request, server=[b"127.0.0.1", 21], login=[b"alice", b"secret"])
+    fill(lib, request, remote_path=[b"a.bin"], local_path=[bytes(local / "a")])
     assert lib.ftpclient_start(handle, 1, request, 10000) == 0
     assert next_notice() == (0, 0)
     assert (notice.progress.total_bytes, notice.progress.transferred_bytes) == (100, 100)
@@ -117,11 +113,8 @@ def test_a_request_is_the_bytes_that_the_protocol_tells(daemon, network_manager,
     handle, request = ctypes.c_void_p(), ctypes.c_void_p()
     assert lib.ftpclient_connect(None, 10000, ctypes.byref(handle)) == 0
     assert lib.ftpclient_request_new(wire.SFTP, ctypes.byref(request)) == 0
-    assert lib.ftpclient_request_set_server(request, b"127.0.0.1", 1) == 0
-    assert lib.ftpclient_request_set_login(request, b"u" * 31, b"p" * 223) == 0
-    assert lib.ftpclient_request_set_remote_path(request, b"r" * 511) == 0
-    assert lib.ftpclient_request_set_local_path(request, b"/" + b"l" * 254) == 0
-    assert lib.ftpclient_request_set_save_path(request, b"/" + b"s" * 257) == 0
+    fill(lib, request, server=[b"127.0.0.1", 1], login=[b"u" * 31, b"p" * 223], remote_path=[b"r" * 511])
+    fill(lib, request, local_path=[b"/" + b"l" * 254], save_path=[b"/" + b"s" * 257])
     assert lib.ftpclient_start(handle, 2, request, 10000) == 0
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.LOCAL_READ)
     assert lib.ftpclient_ping(handle, None, 10000) == 0

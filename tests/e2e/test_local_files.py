@@ -6,19 +6,17 @@ import random
 import socket
 import stat
 import threading
-import time
 
 import pytest
 
 from harness import client, wire
-from harness.ftp_servers import one_user_only
 from harness.relay import Relay
 from harness.scripted import Plan, finish, take_all
 from harness.squid import PORT as PROXY_PORT
 from harness.squid import Squid
 from harness.sftp import HostKey, Sshd
 from harness.tls import Certificate, TlsServer
-from harness.waiting import HELD_UP_S, wait_until
+from harness.waiting import HELD_UP_S, wait_until, within
 
 MIB = 1 << 20
 LOCAL_READ, LOCAL_WRITE = (1, wire.LOCAL_READ), (1, wire.LOCAL_WRITE)
@@ -29,17 +27,6 @@ PROTOCOLS = {"ftp": {}, "sftp": SFTP}
 
 def content_of(size):
     return random.Random(size).randbytes(size)
-
-
-def outcome_of(network_manager, code, number=1):
-    return network_manager.wait_for(code, number).outcome
-
-
-@pytest.fixture
-def sshd():
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
-    return Sshd(HostKey())
 
 
 # --- Uploads
@@ -68,44 +55,36 @@ def irregular_files(folder):
 
 
 @pytest.mark.parametrize("port", [21, 22, 3128], ids=["ftp", "sftp", "proxy"])
-def test_what_is_no_regular_file_is_not_uploaded(
-    daemon, scripted, network_manager, log, local, port
-):
+def test_what_is_no_regular_file_is_not_uploaded(daemon, scripted, jobs, log, local, port):
     server = scripted(port=port)
     fields = {22: SFTP, 3128: {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": 3128}}
-    for number, (path, error) in enumerate(irregular_files(local).items(), 1):
-        assert client.upload(path, "a", **fields.get(port, {})) == (0, 0)
-        assert outcome_of(network_manager, wire.NOTICE_UPLOAD, number) == LOCAL_READ, path
+    for path, error in irregular_files(local).items():
+        assert jobs.upload(path, "a", **fields.get(port, {})).outcome == LOCAL_READ, path
         assert f"curl_func(729): errno({error})" in log.errors()[-1], path
     assert not server.sessions
 
 
-def test_a_pipes_writer_is_not_woken_by_an_upload(daemon, network_manager, local):
+def test_a_pipes_writer_is_not_woken_by_an_upload(daemon, jobs, local):
     os.mkfifo(local / "pipe")
-    client.upload(local / "pipe", "a")
-    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == LOCAL_READ
+    assert jobs.upload(local / "pipe", "a").outcome == LOCAL_READ
     with pytest.raises(OSError):  # nobody reads, nobody has read
         os.open(local / "pipe", os.O_WRONLY | os.O_NONBLOCK)
 
 
 @pytest.mark.parametrize("protocol", PROTOCOLS)
-def test_a_link_is_followed(daemon, request, network_manager, local, protocol):
+def test_a_link_is_followed(daemon, request, jobs, local, protocol):
     server = request.getfixturevalue("sshd" if protocol == "sftp" else "vsftpd")
     (local / "target").write_bytes(b"target")
     (local / "link").symlink_to("target")
-    client.upload(local / "link", "a", **PROTOCOLS[protocol])
-    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == (0, 0)
+    assert jobs.upload(local / "link", "a", **PROTOCOLS[protocol]).outcome == (0, 0)
     assert server.read("a") == b"target"
 
 
 @pytest.mark.parametrize("protocol", PROTOCOLS)
-def test_a_file_whose_size_says_nothing_is_partial(
-    daemon, request, network_manager, protocol
-):
+def test_a_file_whose_size_says_nothing_is_partial(daemon, request, jobs, protocol):
     request.getfixturevalue("sshd" if protocol == "sftp" else "vsftpd")
-    for number, path in enumerate(["/proc/version", "/proc/cpuinfo", "/proc/1/cmdline"], 1):
-        client.upload(path, "a", **PROTOCOLS[protocol])
-        assert outcome_of(network_manager, wire.NOTICE_UPLOAD, number) == PARTIAL, path
+    for path in ["/proc/version", "/proc/cpuinfo", "/proc/1/cmdline"]:
+        assert jobs.upload(path, "a", **PROTOCOLS[protocol]).outcome == PARTIAL, path
 
 
 def grow(path):
@@ -173,9 +152,7 @@ def test_a_file_that_changes_its_size_during_an_sftp_upload(
     assert_honest(notice, may_be_whole, sshd.read("a"), content_of(8 * MIB), local / "a")
 
 
-def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(
-    daemon, scripted, network_manager, local
-):
+def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(daemon, scripted, jobs, local):
     (local / "a").write_bytes(content_of(100_000))
 
     def take(session, data):
@@ -184,14 +161,11 @@ def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(
         return received
 
     server = scripted(Plan(take=take))
-    client.upload(local / "a", "a")
-    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == (0, 0)
+    assert jobs.upload(local / "a", "a").outcome == (0, 0)
     assert server.stored == [("STOR", "a", content_of(100_000))]
 
 
-def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(
-    daemon, scripted, network_manager, log, local
-):
+def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(daemon, scripted, jobs, log, local):
     (local / "a").write_bytes(content_of(100_000))
 
     def take(session, data):
@@ -200,8 +174,7 @@ def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(
         return received
 
     scripted(Plan(take=take))
-    client.upload(local / "a", "a")
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    notice = jobs.upload(local / "a", "a")
     assert (notice.outcome, notice.exec_info.curl_code) == (PARTIAL, 18)
     log.wait_for(
         r"^error: curl_func\(797\): The local file was changed while it was sent: "
@@ -209,13 +182,10 @@ def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(
     )
 
 
-def test_a_file_whose_size_says_nothing_is_partial_through_a_proxy(
-    daemon, vsftpd, network_manager
-):
+def test_a_file_whose_size_says_nothing_is_partial_through_a_proxy(daemon, vsftpd, jobs):
     Squid()
     proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PROXY_PORT}
-    client.upload("/proc/version", "a", **proxy)
-    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == PARTIAL
+    assert jobs.upload("/proc/version", "a", **proxy).outcome == PARTIAL
 
 
 def test_a_name_that_goes_to_another_file_does_not_change_what_is_sent(
@@ -229,30 +199,26 @@ def test_a_name_that_goes_to_another_file_does_not_change_what_is_sent(
     server.wait_for_command("STOR")
     (local / "other").rename(local / "a")
     may_store.set()
-    assert outcome_of(network_manager, wire.NOTICE_UPLOAD) == (0, 0)
+    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
     assert server.stored == [("STOR", "a", content_of(100_000))]
 
 
 # --- Downloads
 
 
-def test_a_download_into_a_pipe_without_a_reader_fails_at_once(
-    daemon, scripted, network_manager, log, local
-):
+def test_a_download_into_a_pipe_without_a_reader_fails_at_once(daemon, scripted, jobs, log, local):
     server = scripted(files={"a": b"1"})
     os.mkfifo(local / "pipe")
-    client.download("a", local / "pipe")
-    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    assert jobs.download("a", local / "pipe").outcome == LOCAL_WRITE
     log.wait_for(r"^error: curl_func\(615\): errno\(6\) No such device or address\n$")
     assert not server.sessions
 
 
-def test_a_download_into_a_pipe_reaches_its_reader(daemon, scripted, network_manager, local):
+def test_a_download_into_a_pipe_reaches_its_reader(daemon, scripted, jobs, local):
     scripted(files={"a": content_of(4096)})
     os.mkfifo(local / "pipe")
     reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
-    client.download("a", local / "pipe")
-    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == (0, 0)
+    assert jobs.download("a", local / "pipe").outcome == (0, 0)
     assert os.read(reader, 65536) == content_of(4096)
 
 
@@ -268,11 +234,11 @@ def test_a_pipes_reader_that_goes_away_ends_the_job_and_not_the_daemon(
     server.wait_for_command("RETR")
     os.close(reader)
     may_send.set()
-    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == LOCAL_WRITE
     assert client.nothing() == (0, 0)
 
 
-def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, network_manager, local):
+def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, jobs, local):
     scripted(files={"a": bytes(4096)})
     os.mkfifo(local / "pipe")
     reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
@@ -280,8 +246,7 @@ def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, network_mana
     with pytest.raises(BlockingIOError):
         while True:
             os.write(writer, bytes(4096))
-    client.download("a", local / "pipe")
-    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    assert jobs.download("a", local / "pipe").outcome == LOCAL_WRITE
     os.close(reader)
 
 
@@ -297,9 +262,8 @@ def test_a_cancel_is_answered_and_removes_regular_files_alone(
         reader = os.open(path, os.O_RDONLY | os.O_NONBLOCK)
     client.download("a", path)
     assert server.stalled.wait(30)
-    begin = time.monotonic()
-    assert client.cancel() == (0, 0, 1)
-    assert time.monotonic() - begin < 3 + HELD_UP_S
+    with within(3 + HELD_UP_S):
+        assert client.cancel() == (0, 0, 1)
     assert client.state().job_result == wire.CANCELED
     assert os.path.exists(path) == (kind != "file")
     if kind == "pipe":
@@ -340,11 +304,11 @@ def test_a_download_whose_file_is_changed_meanwhile_fails_with_9(
     server.wait_for_command("RETR")
     change(local / "a")
     may_send.set()
-    assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD) == LOCAL_WRITE
+    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == LOCAL_WRITE
     log.wait_for(r"^error: curl_func\(655\): The local file was changed or replaced while it was")
 
 
-def test_where_a_download_can_go(daemon, scripted, network_manager, local):
+def test_where_a_download_can_go(daemon, scripted, jobs, local):
     scripted(files={"a": b"content"})
     socket.socket(socket.AF_UNIX).bind(str(local / "socket"))
     for name, target in {"link": "target", "circle": "circle", "out": "missing/target"}.items():
@@ -363,9 +327,8 @@ def test_where_a_download_can_go(daemon, scripted, network_manager, local):
         "/proc/self/mem": LOCAL_WRITE,
         "": LOCAL_WRITE,
     }
-    for number, (path, expected) in enumerate(cases.items(), 1):
-        client.download("a", path)
-        assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD, number) == expected, path
+    for path, expected in cases.items():
+        assert jobs.download("a", path).outcome == expected, path
     assert (local / "target").read_bytes() == (local / "old").read_bytes() == b"content"
     assert stat.S_ISCHR(os.stat("/dev/null").st_mode)
 
@@ -374,10 +337,8 @@ def test_where_a_download_can_go(daemon, scripted, network_manager, local):
 
 
 @pytest.mark.parametrize("protocol", [wire.FTPS_EXPLICIT, wire.SFTP])
-def test_where_an_identity_can_be_saved(daemon, network_manager, local, protocol):
+def test_where_an_identity_can_be_saved(daemon, jobs, local, protocol):
     if protocol == wire.SFTP:
-        if one_user_only():
-            pytest.skip("sshd logs users in: needs root")
         Sshd(HostKey()).put("a", b"content")
     else:
         TlsServer(control=Certificate(), protocol=protocol, files={"a": b"content"})
@@ -398,9 +359,8 @@ def test_where_an_identity_can_be_saved(daemon, network_manager, local, protocol
         "/proc/version": cannot,
     }
     fields = {"protocol": protocol, "port": 22 if protocol == wire.SFTP else 21}
-    for number, (path, expected) in enumerate(cases.items(), 1):
-        assert client.download("a", local / "a", **fields, save_path=path) == (0, 0)
-        assert outcome_of(network_manager, wire.NOTICE_DOWNLOAD, number) == expected, path
+    for path, expected in cases.items():
+        assert jobs.download("a", local / "a", **fields, save_path=path).outcome == expected, path
     said = (local / "target").read_text()
     assert said.startswith("ssh-" if protocol == wire.SFTP else "-----BEGIN CERTIFICATE-----")
     assert (local / "link").is_symlink() and (local / "pipe").is_fifo()

@@ -2,25 +2,20 @@
 
 import pytest
 
-from harness import client, wire
-from harness.ftp_servers import one_user_only
+from harness import wire
+from harness.content import MIB
 from harness.sftp import HostKey, Sshd
 from harness.waiting import wait_until
 
-MIB = 1 << 20
-
 
 @pytest.mark.native("it keeps what the end of the heap gives back to the system")
-def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, network_manager, local):
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
+def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, jobs, local):
     if daemon.grew_less_than(-MIB, 0):  # as only a daemon with a sanitizer says
         pytest.skip("a sanitizer keeps what was freed")
     Sshd(HostKey())
     (local / "a").write_bytes(bytes(MIB))
     idle_kib = daemon.private_kib()
-    for number in range(1, 4):
-        assert client.upload(local / "a", "a", protocol=wire.SFTP, port=22) == (0, 0)
-        assert network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome == (0, 0)
+    for _ in range(3):
+        assert jobs.upload(local / "a", "a", **wire.by(wire.SFTP)).outcome == (0, 0)
     # libcurl's buffer for such an upload has 2 MiB, and OpenSSL fetches some 300 KiB for its first session.
     wait_until(lambda: daemon.private_kib() < idle_kib + 300, "the memory given back", 5)

@@ -8,7 +8,6 @@ import pytest
 
 from harness import client, wire
 from harness.daemon import WORLD
-from harness.ftp_servers import one_user_only
 from harness.name_jobs import RIGHT
 from harness.name_logins import move_home
 from harness.name_rows import ROWS, again, make_trial
@@ -21,8 +20,6 @@ USUAL = 36
 
 @pytest.mark.parametrize("row", ROWS)
 def test_a_job_touches_the_file_that_was_named_or_none(fast_daemon, network_manager, local, row):
-    if one_user_only() and row != "bytes":
-        pytest.skip("servers log users in: needs root")
     trial = make_trial(row, network_manager, local)
     for number in range(NAMES.get(row, USUAL)):
         wrong = trial.try_number(SEED, number)
@@ -30,10 +27,8 @@ def test_a_job_touches_the_file_that_was_named_or_none(fast_daemon, network_mana
     assert any(times for (_, what), times in trial.counts.items() if what == RIGHT)
 
 
-def test_a_login_directory_that_is_the_root(fast_daemon, network_manager, local):
+def test_a_login_directory_that_is_the_root(fast_daemon, jobs, local):
     """Nothing is put before the path then, and "/~" is the login directory to libcurl."""
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
     jail = WORLD / "jail"
     jail.mkdir()
     move_home(b"/")
@@ -47,7 +42,7 @@ def test_a_login_directory_that_is_the_root(fast_daemon, network_manager, local)
     for name in ("~/f", "/~/f", "./~/f", "d/f", "f", "~/", "~", "/~"):
         for path, content in contents.items():
             (jail / path).write_bytes(content)
-        play_all_three(name, network_manager, local, contents)
+        play_all_three(name, jobs, local, contents)
         after = {path: (jail / path).read_bytes() for path in contents}
         assert after == contents | {path: b"uploaded" for path in contents if path == meant_by(name)}, name
 
@@ -56,19 +51,15 @@ def meant_by(name):
     return os.path.normpath(name.lstrip("/"))
 
 
-def play_all_three(name, network_manager, local, contents):
+def play_all_three(name, jobs, local, contents):
     """Over SFTP. What names no file gets an error, but for a path that ends in '/': a listing."""
     fields = {"protocol": wire.SFTP, "port": 22}
     content = contents.get(meant_by(name))
     due = (1, wire.NETWORK) if content is None else (0, 0)
-    del network_manager.notices[:]
-    client.download(name, local / "target", **fields)
-    downloaded = network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome
+    downloaded = jobs.download(name, local / "target", **fields).outcome
     assert downloaded == due or name.endswith("/"), (name, downloaded)
     assert content is None or (local / "target").read_bytes() == content, name
-    client.file_info(name, **fields)
-    network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    jobs.file_info(name, **fields)
     info = client.get_file_info()
     assert (info.exists, info.size) == ((0, 0) if content is None else (1, len(content))), name
-    client.upload(local / "source", name, **fields)
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == due, name
+    assert jobs.upload(local / "source", name, **fields).outcome == due, name

@@ -1,18 +1,8 @@
 """A network manager that is away, that hangs up or that hangs."""
 
-import pytest
-
 from harness import client, wire
 from harness.network_manager import DeafNetworkManager, NetworkManager
 from harness.waiting import HELD_UP_S, wait_until
-
-
-@pytest.fixture
-def quiet_daemon(unstarted):
-    """A daemon whose network manager is the test's own business."""
-    unstarted.launch()
-    unstarted.find()
-    return unstarted
 
 
 def run_job(local):
@@ -21,24 +11,30 @@ def run_job(local):
     wait_until(lambda: not client.state().running, "the job's end")
 
 
-def test_jobs_run_without_a_network_manager(quiet_daemon, log, local):
+REFUSED = r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$"
+
+
+def test_jobs_run_without_a_network_manager_and_one_that_comes_later_gets_the_next_notice(unstarted, log, local):
+    unstarted.start()
+    for times in (2, 3):  # one for the start, one for each job
+        run_job(local)
+        log.wait_for(REFUSED, times)
+    manager = NetworkManager()
     run_job(local)
-    # One for the start, one for the job.
-    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$", times=2)
-    run_job(local)
-    log.wait_for(r"^error: ftp_clientd_if\(599\)", times=3)
+    notice = manager.wait_for(wire.NOTICE_DOWNLOAD)
+    assert (len(notice.raw), notice.outcome) == (68, (1, wire.NETWORK))
+    assert len(manager.notices) == 1
 
 
 def test_a_network_manager_that_died_refuses(daemon, network_manager, log, local):
     network_manager.stop()
     run_job(local)
-    log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$")
+    log.wait_for(REFUSED)
 
 
 def test_a_network_manager_that_hangs_up_does_not_harm(unstarted, log, local):
     manager = NetworkManager(hang_up=True)
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     for times in range(2, 12):
         run_job(local)
         wait_until(lambda: manager.connections == times, "the job's notice")
@@ -53,8 +49,7 @@ def test_a_network_manager_that_hangs_up_does_not_harm(unstarted, log, local):
 
 def test_a_network_manager_that_hangs_does_not_stop_the_daemon(unstarted, log, local):
     manager = DeafNetworkManager()
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     assert client.nothing() == (0, 0)
     run_job(local)
     assert client.nothing() == (0, 0)
@@ -62,23 +57,9 @@ def test_a_network_manager_that_hangs_does_not_stop_the_daemon(unstarted, log, l
     del manager
 
 
-def test_a_network_manager_that_comes_later_gets_the_next_notice(quiet_daemon, log, local):
-    log.wait_for(r"^error: ftp_clientd_if\(599\)")
-    manager = NetworkManager()
-    run_job(local)
-    notice = manager.wait_for(wire.NOTICE_DOWNLOAD)
-    assert (len(notice.raw), notice.outcome) == (68, (1, wire.NETWORK))
-    assert len(manager.notices) == 1
-
-
-def test_each_notice_has_a_connection_of_its_own(daemon, network_manager, local):
+def test_each_notice_has_a_connection_of_its_own_and_comes_within_moments(daemon, network_manager, local):
     for times in range(1, 4):
         run_job(local)
-        network_manager.wait_for(wire.NOTICE_DOWNLOAD, times)
+        network_manager.wait_for(wire.NOTICE_DOWNLOAD, times, deadline_s=1 + HELD_UP_S)
     assert network_manager.connections == 4
     assert [len(notice.raw) for notice in network_manager.notices] == [20, 68, 68, 68]
-
-
-def test_a_notice_comes_within_moments_of_the_jobs_end(daemon, network_manager, local):
-    run_job(local)
-    network_manager.wait_for(wire.NOTICE_DOWNLOAD, deadline_s=1 + HELD_UP_S)

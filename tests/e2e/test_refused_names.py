@@ -6,7 +6,6 @@ import pytest
 
 from harness import client, wire
 from harness.daemon import WORLD
-from harness.ftp_servers import one_user_only
 from harness.scripted import Plan
 from harness.sftp import HostKey, Sshd
 from harness.vsftpd import HOME
@@ -47,26 +46,23 @@ def test_they_are_answered_with_5_and_nothing_crosses_the_wire(daemon, scripted,
     assert not [server for server in servers if server.sessions]
 
 
-def test_a_proxys_name_is_not_looked_at_without_a_proxy(daemon, scripted, network_manager, local):
+def test_a_proxys_name_is_not_looked_at_without_a_proxy(daemon, scripted, jobs, local):
     scripted(files={"a": b"1"})
-    for number, name in enumerate(["", "a/b", "u@h", "a b"], 1):
-        assert client.download("a", local / "a", proxy_host=name) == (0, 0)
-        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == (0, 0)
+    for name in ("", "a/b", "u@h", "a b"):
+        assert jobs.download("a", local / "a", proxy_host=name).outcome == (0, 0)
 
 
 @pytest.mark.parametrize("host", ["127.0.0.1", "127.0.0.1:2121", "localhost"])
-def test_a_host_may_hold_a_port(daemon, scripted, network_manager, local, host):
+def test_a_host_may_hold_a_port(daemon, scripted, jobs, local, host):
     server = scripted(files={"a": b"1"}, port=2121)
     port = 0 if ":" in host else 2121
-    assert client.download("a", local / "a", host=host, port=port) == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("a", local / "a", host=host, port=port).outcome == (0, 0)
     assert len(server.sessions) == 1
 
 
-def test_a_host_may_be_an_ipv6_address_in_brackets(daemon, network_manager, local):
+def test_a_host_may_be_an_ipv6_address_in_brackets(daemon, jobs, local):
     # Nobody listens: that it was understood shows in libcurl's code.
-    assert client.download("a", local / "a", host="[::1]") == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).exec_info.curl_code == 7
+    assert jobs.download("a", local / "a", host="[::1]").exec_info.curl_code == 7
 
 
 # --- Names that look as if, and are taken as they are
@@ -82,17 +78,15 @@ DOTS = {
 
 
 @pytest.mark.parametrize("verb", ["RETR", "STOR"])
-def test_dot_segments_reach_an_ftp_server(daemon, scripted, network_manager, local, verb):
+def test_dot_segments_reach_an_ftp_server(daemon, scripted, jobs, local, verb):
     server = scripted(Plan(), files={"f": b"1"})
     (local / "b").write_bytes(b"1")
     for path, (*folders, name) in DOTS.items():
         begin = len(server.sessions)
         if verb == "RETR":
-            assert client.download(path, local / "a") == (0, 0)
-            network_manager.wait_for(wire.NOTICE_DOWNLOAD, begin + 1)
+            jobs.download(path, local / "a")
         else:
-            assert client.upload(local / "b", path) == (0, 0)
-            network_manager.wait_for(wire.NOTICE_UPLOAD, begin + 1)
+            jobs.upload(local / "b", path)
         said = server.sessions[begin].commands
         assert [command for command in said if command.startswith("CWD")] == folders, path
         if verb == "STOR" or name == "f":
@@ -101,35 +95,28 @@ def test_dot_segments_reach_an_ftp_server(daemon, scripted, network_manager, loc
 
 @pytest.fixture
 def sshd_with(request):
-    if one_user_only():
-        pytest.skip("sshd logs users in: needs root")
     return lambda **settings: Sshd(HostKey(), **settings)
 
 
-def test_dot_segments_and_types_reach_an_sftp_server(daemon, sshd_with, network_manager, local):
+def test_dot_segments_and_types_reach_an_sftp_server(daemon, sshd_with, jobs, local):
     sshd = sshd_with()
     sshd.put("d/inside", b"1")
     names = ["d/../up", "./here", "d/./deep", "f;type=i", "f;type=a/g", "~/home"]
-    for number, name in enumerate(names, 1):
+    for name in names:
         (local / "b").write_bytes(name.encode())
-        assert client.upload(local / "b", name, **SFTP) == (0, 0)
-        assert network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome == (0, 0), name
+        assert jobs.upload(local / "b", name, **SFTP).outcome == (0, 0), name
         assert sshd.read(name) == name.encode()
-        assert client.download(name, local / "a", **SFTP) == (0, 0)
-        assert network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome == (0, 0), name
+        assert jobs.download(name, local / "a", **SFTP).outcome == (0, 0), name
         assert (local / "a").read_bytes() == name.encode()
     assert set(os.listdir(sshd.home)) == {"d", "up", "here", "f;type=i", "f;type=a", "~"}
 
 
-def all_three(network_manager, local, number):
+def all_three(jobs, local):
     """An upload of "f", its look-up and its download: their outcomes."""
     (local / "b").write_bytes(b"content")
-    client.upload(local / "b", "x/f", **SFTP)
-    yield network_manager.wait_for(wire.NOTICE_UPLOAD, number).outcome
-    client.file_info("x/f", **SFTP)
-    yield network_manager.wait_for(wire.NOTICE_FILE_INFO, number).outcome
-    client.download("x/f", local / "a", **SFTP)
-    yield network_manager.wait_for(wire.NOTICE_DOWNLOAD, number).outcome
+    yield jobs.upload(local / "b", "x/f", **SFTP).outcome
+    yield jobs.file_info("x/f", **SFTP).outcome
+    yield jobs.download("x/f", local / "a", **SFTP).outcome
 
 
 def login_at(sshd_with, name):
@@ -145,9 +132,9 @@ def login_at(sshd_with, name):
 
 
 @pytest.mark.parametrize("name", ["a?b", "a#b", "100%", "%41", "a b", "ü", ";type=i", "a?b#c%3f"])
-def test_a_login_directory_may_have_any_name(daemon, sshd_with, network_manager, local, name):
+def test_a_login_directory_may_have_any_name(daemon, sshd_with, jobs, local, name):
     folder = login_at(sshd_with, name)
-    assert list(all_three(network_manager, local, 1)) == [(0, 0)] * 3
+    assert list(all_three(jobs, local)) == [(0, 0)] * 3
     assert client.get_file_info()[2:5] == (1, 1, 7)
     assert (folder / "x" / "f").read_bytes() == b"content"
     assert (local / "a").read_bytes() == b"content"
@@ -156,16 +143,16 @@ def test_a_login_directory_may_have_any_name(daemon, sshd_with, network_manager,
 
 @pytest.mark.parametrize("name", ["blank ", "back\\slash"])
 def test_a_login_directory_that_a_url_cannot_name_is_left_alone(
-    daemon, sshd_with, network_manager, log, local, name
+    daemon, sshd_with, jobs, log, local, name
 ):
     folder = login_at(sshd_with, name)
-    assert list(all_three(network_manager, local, 1)) == [REFUSED] * 3
+    assert list(all_three(jobs, local)) == [REFUSED] * 3
     log.wait_for(r"^error: curl_wrapper\(397\): The login directory cannot be put into a URL: ", 3)
     assert os.listdir(folder) == []
     assert os.listdir(WORLD / "logins") == [name]
 
 
-def test_a_tilde_below_the_root_is_a_name(daemon, sshd_with, network_manager, local):
+def test_a_tilde_below_the_root_is_a_name(daemon, sshd_with, jobs, local):
     jail = WORLD / "jail"
     for folder in (jail, jail / "~", jail / "~" / "x"):
         folder.mkdir(mode=0o755)
@@ -173,9 +160,7 @@ def test_a_tilde_below_the_root_is_a_name(daemon, sshd_with, network_manager, lo
     (jail / "~" / "f").write_bytes(b"below")
     (jail / "f").write_bytes(b"above")
     sshd_with(ChrootDirectory=jail, ForceCommand="internal-sftp -d /")
-    client.download("~/f", local / "a", **SFTP)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("~/f", local / "a", **SFTP).outcome == (0, 0)
     assert (local / "a").read_bytes() == b"below"
-    client.file_info("~/f", **SFTP)
-    assert network_manager.wait_for(wire.NOTICE_FILE_INFO).outcome == (0, 0)
+    assert jobs.file_info("~/f", **SFTP).outcome == (0, 0)
     assert client.get_file_info().size == 5

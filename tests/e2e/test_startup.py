@@ -32,15 +32,14 @@ def strace(*injections):
     return ["strace", "-f", "-qq", "-o", "/dev/null", *options]
 
 
-NO_LEAK_CHECK = {
-    "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"
-}  # it cannot run under strace
+NO_LEAK_CHECK = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}  # it cannot run under strace
 
 
-def test_the_start_is_announced_with_twenty_bytes(daemon, network_manager):
+def test_the_start_is_announced_with_twenty_bytes_and_nothing_but_the_versions_is_logged(daemon, network_manager, log):
     (notice,) = network_manager.notices
     assert len(notice.raw) == 20
     assert without_reserved(notice.raw) == STARTED
+    assert not log.errors()
 
 
 def test_the_daemon_detaches_itself(daemon):
@@ -66,10 +65,6 @@ def test_the_log_names_the_daemon_its_pid_and_facility(daemon, log):
     assert line.text.endswith("\n")
 
 
-def test_nothing_but_the_versions_is_logged_at_the_start(daemon, log):
-    assert not log.errors()
-
-
 def test_the_control_socket_is_a_socket_file(daemon):
     assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
     assert os.path.realpath(CONTROL_SOCKET) == "/run/ftp.sock"
@@ -82,8 +77,7 @@ def test_what_an_earlier_run_left_at_the_socket_path_is_replaced(unstarted, netw
             stale.bind(CONTROL_SOCKET)
     else:
         open(CONTROL_SOCKET, "w").close()
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == STARTED
     assert client.nothing() == (0, 0)
 
@@ -100,8 +94,7 @@ def test_a_control_socket_that_cannot_be_bound_is_announced_and_ends_with_status
 
 
 def test_a_start_needs_no_network_manager(unstarted, log):
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     log.wait_for(r"^error: ftp_clientd_if\(599\): errno\(2\) No such file or directory\n$")
     assert client.nothing() == (0, 0)
     assert len(log.errors()) == 1
@@ -123,86 +116,59 @@ def test_without_a_log_socket_the_console_gets_the_lines(unstarted, network_mana
 
 def test_a_missing_console_becomes_a_plain_file(unstarted, network_manager):
     os.unlink("/dev/console")
-    unstarted.launch()
-    unstarted.find()
+    unstarted.start()
     assert client.nothing() == (0, 0)
     status = os.lstat("/dev/console")
     assert stat.S_ISREG(status.st_mode) and stat.S_IMODE(status.st_mode) == 0o666
     assert os.readlink(f"/proc/{unstarted.pid}/fd/1") == "/dev/console"
 
 
-def test_a_missing_console_ends_the_start_where_none_can_be_made(unstarted, log):
+def no_console_and_no_room_for_one():
     os.unlink("/dev/console")
     subprocess.run(["mount", "--no-mtab", "-o", "remount,bind,ro", "/dev"], check=True)
-    unstarted.launch()
-    assert unstarted.statuses_of_all() == [0, 0, 1]
-    log.wait_for(r"^error: ftp_clientd\(967\): errno\(30\) Read-only file system\n$")
 
 
-def test_a_console_that_cannot_be_opened_ends_the_start(unstarted, log):
+def a_folder_as_console():
     os.unlink("/dev/console")
     os.mkdir("/dev/console")
-    unstarted.launch()
-    assert unstarted.statuses_of_all() == [0, 0, 1]
-    log.wait_for(r"^error: ftp_clientd\(967\): errno\(21\) Is a directory\n$")
-    assert not os.path.exists(CONTROL_SOCKET)
 
 
-def test_a_missing_null_device_ends_the_start(unstarted, log):
+def no_null_device():
     subprocess.run(["umount", "--lazy", "/dev/null"], check=True)
     # Somebody may still need it; the daemon looks for this name.
     shutil.move("/dev/null", "/dev/null.away")
-    unstarted.launch()
-    assert unstarted.statuses_of_all() == [0, 0, 1]
-    log.wait_for(r"^error: ftp_clientd\(979\): errno\(2\) No such file or directory\n$")
 
 
-@pytest.mark.parametrize(
-    "injection, statuses, line",
-    [
-        (
-            "clone,clone3,fork,vfork:error=EAGAIN",
-            [1],
-            r"^error: ftp_clientd\(935\): errno\(11\) Resource temporarily unavailable\n$",
-        ),
-        (
-            "setsid:error=EPERM",
-            [0, 1],
-            r"^error: ftp_clientd\(892\): errno\(1\) Operation not permitted\n$",
-        ),
-        (
-            "chdir:error=EACCES",
-            [0, 0, 1],
-            r"^error: ftp_clientd\(907\): errno\(13\) Permission denied\n$",
-        ),
-        (
-            "dup2,dup3:error=EBUSY:when=1",
-            [0, 0, 1],
-            r"^error: ftp_clientd\(985\): errno\(16\) Device or resource busy\n$",
-        ),
-        (
-            "dup2,dup3:error=EBUSY:when=2",
-            [0, 0, 1],
-            r"^error: ftp_clientd\(991\): errno\(16\) Device or resource busy\n$",
-        ),
-    ],
-    ids=["fork", "setsid", "chdir", "dup2-1", "dup2-2"],
-)
-def test_a_daemonising_failure_is_logged_and_ends_with_status_1(
-    unstarted, log, injection, statuses, line
-):
-    if is_emulated():
-        injection = injection.replace("clone3,", "")  # its own threads need that one
-    unstarted.launch(wrapper=strace(injection), **NO_LEAK_CHECK)
+# (what is wrong: the machine or a system call; statuses; what is logged)
+FATAL = {
+    "missing-console": (no_console_and_no_room_for_one, [0, 0, 1], "967): errno(30) Read-only file system"),
+    "odd-console": (a_folder_as_console, [0, 0, 1], "967): errno(21) Is a directory"),
+    "null": (no_null_device, [0, 0, 1], "979): errno(2) No such file or directory"),
+    "fork": ("clone,clone3,fork,vfork:error=EAGAIN", [1], "935): errno(11) Resource temporarily unavailable"),
+    "setsid": ("setsid:error=EPERM", [0, 1], "892): errno(1) Operation not permitted"),
+    "chdir": ("chdir:error=EACCES", [0, 0, 1], "907): errno(13) Permission denied"),
+    "dup2-1": ("dup2,dup3:error=EBUSY:when=1", [0, 0, 1], "985): errno(16) Device or resource busy"),
+    "dup2-2": ("dup2,dup3:error=EBUSY:when=2", [0, 0, 1], "991): errno(16) Device or resource busy"),
+}
+
+
+@pytest.mark.parametrize("wrong, statuses, line", FATAL.values(), ids=FATAL)
+def test_a_daemonising_failure_is_logged_and_ends_with_status_1(unstarted, log, wrong, statuses, line):
+    if callable(wrong):
+        wrong()
+        unstarted.launch()
+    else:
+        if is_emulated():
+            wrong = wrong.replace("clone3,", "")  # its own threads need that one
+        unstarted.launch(wrapper=strace(wrong), **NO_LEAK_CHECK)
     assert unstarted.statuses_of_all() == statuses
-    log.wait_for(line)
+    log.wait_for(f"^error: ftp_clientd{re.escape('(' + line)}\\n$")
     assert not os.path.exists(CONTROL_SOCKET)
 
 
 def test_a_failed_socket_call_leaves_a_daemon_that_hears_nothing(unstarted, network_manager, log):
     # The first socket of the process is the control socket; the log's comes with the first line.
-    unstarted.launch(wrapper=strace("socket:error=EMFILE:when=1"), **NO_LEAK_CHECK)
-    unstarted.find()
+    unstarted.start(wrapper=strace("socket:error=EMFILE:when=1"), **NO_LEAK_CHECK)
     assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == STARTED
     log.wait_for(r"^error: ftp_clientd_if\(108\): errno\(24\) Too many open files\n$")
     assert holds_for(lambda: unstarted.running and not os.path.exists(CONTROL_SOCKET), 0.5)
@@ -215,11 +181,10 @@ def test_a_failed_listen_is_announced(unstarted, network_manager, log):
     log.wait_for(r"^error: ftp_clientd_if\(125\): errno\(95\) Operation not supported\n$")
 
 
-def test_no_signal_but_the_three_that_end_it_is_caught_or_ignored(daemon, network_manager, local):
+def test_no_signal_but_the_three_that_end_it_is_caught_or_ignored(daemon, jobs, local):
     """A broken pipe above all: what sends says itself that it wants no signal. A job changes nothing of this."""
     (local / "a").write_bytes(b"1")
-    client.upload(local / "a", "a", port=1)
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    jobs.upload(local / "a", "a", port=1)
     status = pathlib.Path(f"/proc/{daemon.pid}/status").read_text()
     masks = dict(re.findall(r"^(Sig\w{3}):\s*(\w+)$", status, re.MULTILINE))
     usual = (1 << 31) - 1  # above it are those that the C library keeps for its threads

@@ -11,32 +11,29 @@ from harness.waiting import wait_until
 DONE = "zixi_func(784): Zixi FTP Done.\n"
 ZIXI = 3  # in the place of the response code's type
 
+each_protocol = pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
+
 
 @pytest.fixture
-def zixi(unstarted, network_manager):
+def zixi(feed):
     """A fast daemon with an obliging library."""
-    feeder.start(unstarted, network_manager)
-    return unstarted
+    return feed()
 
 
-def is_announced(network_manager, size, times=1):
-    """The notice of an upload that went well."""
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times)
+def tells_of(notice, size):
+    """An upload that went well."""
     assert notice.head == (10, 1, 1, 56, 0)
     assert notice.outcome == (0, 0)
-    total, sent, elapsed_s, *words = notice.exec_info
-    assert (total, sent) == (size, size)
-    assert elapsed_s >= 1  # of the daemon's clock: the first look is a second after the start
-    assert words == [0, 0, ZIXI, 0, 0]
-    return notice
+    assert notice.sizes == (size, size)
+    assert notice.exec_info.elapsed_time >= 1  # of the daemon's clock: the first look is a second after the start
+    assert notice.exec_info[3:] == (0, 0, ZIXI, 0, 0)
 
 
-@pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-def test_the_server_gets_the_local_file_whole(zixi, network_manager, log, local, protocol):
+@each_protocol
+def test_the_server_gets_the_local_file_whole(zixi, jobs, log, local, protocol):
     for times, size in enumerate([0, 1, 65536, 65537, 3 << 20], 1):
         content = make_file(local / "a", size).read_bytes()
-        assert feeder.upload(local / "a", "d/e/a", protocol=protocol) == (0, 0)
-        is_announced(network_manager, size, times)
+        tells_of(jobs.zixi_upload(local / "a", "d/e/a", protocol=protocol), size)
         assert feeder.stored() == {"d/e/a": content}
         assert (local / "a").read_bytes() == content
         assert feeder.said(log) == [DONE] * times
@@ -57,20 +54,16 @@ PLACES = [
 ]
 
 
-def test_only_the_directory_of_the_remote_path_counts(zixi, network_manager, local):
-    for times, (remote_path, name, expected) in enumerate(PLACES, 1):
-        make_file(local / name, 10 + times)
-        assert feeder.upload(local / name, remote_path) == (0, 0), remote_path
-        is_announced(network_manager, 10 + times, times)
+def test_only_the_directory_of_the_remote_path_counts(zixi, jobs, local):
+    for size, (remote_path, name, expected) in enumerate(PLACES, 10):
+        make_file(local / name, size)
+        tells_of(jobs.zixi_upload(local / name, remote_path), size)
         assert (FOLDER / expected).read_bytes() == (local / name).read_bytes(), remote_path
 
 
-def test_the_console_shows_each_line_of_the_library_unchanged(
-    zixi, network_manager, console, local
-):
+def test_the_console_shows_each_line_of_the_library_unchanged(zixi, jobs, console, local):
     make_file(local / "a", 5)
-    assert feeder.upload(local / "a", "d/b", host="broadcaster", port=65535) == (0, 0)
-    is_announced(network_manager, 5)
+    tells_of(jobs.zixi_upload(local / "a", "d/b", host="broadcaster", port=65535), 5)
     console.drain()
     wait_until(lambda: console.text.endswith("closed\n"), "the library's last line")
     assert console.text == (
@@ -83,46 +76,41 @@ def test_the_start_names_the_library_and_its_version(zixi, log):
     log.wait_for(r"^zixi_func\(180\): libZixifeeder/0\.1\.0\.0\n$")
 
 
-def test_a_library_without_version_is_logged_and_the_daemon_starts(
-    unstarted, network_manager, log, local
-):
-    feeder.start(unstarted, network_manager, fail="zixi_version:-3")
+def test_a_library_without_version_is_logged_and_the_daemon_starts(feed, jobs, network_manager, log, local):
+    feed(fail="zixi_version:-3")
     assert network_manager.of_code(wire.NOTICE_STARTED)[0].outcome == (0, 0)
     assert log.errors() == ["error: zixi_func(1170): ZIXI_ERROR_NOT_INITIALIZED(-3) \n"]
     assert log.count(r"zixi_func\(180\)") == 0
     make_file(local / "a", 5)
-    feeder.upload(local / "a", "a")
-    is_announced(network_manager, 5)
+    tells_of(jobs.zixi_upload(local / "a", "a"), 5)
 
 
 # (overwrite word of the request, whether an existing file is replaced)
 OVERWRITE = [(0, True), (1, False), (2, False), (256, False), (0xFFFFFFFF, False)]
+EXISTS = [
+    "error: zixi_func(623): Error starting upload. err=-22\n",
+    "error: zixi_func(1170): ZIXI_WARNING_REMOTE_FILE_EXISTS(-22) \n",
+    "zixi_func(650): Upload Error:-22\n",
+]
 
 
-def test_an_existing_remote_file_is_replaced_for_0_only(zixi, network_manager, log, local):
+def test_an_existing_remote_file_is_replaced_for_0_only(zixi, jobs, log, local):
     (FOLDER / "d").mkdir(parents=True)
     (local / "a").write_bytes(b"new one")
-    for times, (word, replaced) in enumerate(OVERWRITE, 1):
+    for word, replaced in OVERWRITE:
         (FOLDER / "d" / "a").write_bytes(b"old")
         before = len(feeder.said(log))
-        assert feeder.upload(local / "a", "d/a", resume=word) == (0, 0)
-        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times)
+        notice = jobs.zixi_upload(local / "a", "d/a", resume=word)
         assert notice.outcome == ((0, 0) if replaced else (1, 23)), word
         assert feeder.signed(notice.exec_info.zixi_error) == (0 if replaced else -22), word
-        refused = [
-            "error: zixi_func(623): Error starting upload. err=-22\n",
-            "error: zixi_func(1170): ZIXI_WARNING_REMOTE_FILE_EXISTS(-22) \n",
-            "zixi_func(650): Upload Error:-22\n",
-        ]
-        assert feeder.said(log)[before:] == ([DONE] if replaced else refused), word
+        assert feeder.said(log)[before:] == ([DONE] if replaced else EXISTS), word
         assert feeder.stored() == {"d/a": b"new one" if replaced else b"old"}, word
 
 
-def test_a_new_remote_file_needs_no_leave_to_overwrite(zixi, network_manager, local):
-    for times, (word, _) in enumerate(OVERWRITE, 1):
+def test_a_new_remote_file_needs_no_leave_to_overwrite(zixi, jobs, local):
+    for word, _ in OVERWRITE:
         make_file(local / f"{word}", 9)
-        assert feeder.upload(local / f"{word}", "a", resume=word) == (0, 0)
-        is_announced(network_manager, 9, times)
+        tells_of(jobs.zixi_upload(local / f"{word}", "a", resume=word), 9)
         assert (FOLDER / f"{word}").read_bytes() == (local / f"{word}").read_bytes()
 
 
@@ -134,65 +122,56 @@ LOGINS = [
     ("", "", False),
     ("alice", "secrets", False),
 ]
+REFUSED = [
+    "error: zixi_func(623): Error starting upload. err=-7\n",
+    "error: zixi_func(1170): ZIXI_ERROR_AUTHORIZATION_FAILED(-7) \n",
+    "zixi_func(650): Upload Error:-7\n",
+    "error: zixi_func(502): FTPCD_ERR_NETWORK\n",
+]
 
 
-def test_only_the_right_credentials_are_let_in(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, user="alice", password="secret")
+def test_only_the_right_credentials_are_let_in(feed, jobs, log, local):
+    feed(user="alice", password="secret")
     make_file(local / "a", 9)
-    for times, (user, password, right) in enumerate(LOGINS, 1):
+    for user, password, right in LOGINS:
         before = len(feeder.said(log))
-        assert feeder.upload(local / "a", "a", user=user, password=password) == (0, 0)
-        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times)
+        notice = jobs.zixi_upload(local / "a", "a", user=user, password=password)
         assert notice.outcome == ((0, 0) if right else (1, wire.NETWORK)), (user, password)
         assert feeder.signed(notice.exec_info.zixi_error) == (0 if right else -7)
-        refused = [
-            "error: zixi_func(623): Error starting upload. err=-7\n",
-            "error: zixi_func(1170): ZIXI_ERROR_AUTHORIZATION_FAILED(-7) \n",
-            "zixi_func(650): Upload Error:-7\n",
-            "error: zixi_func(502): FTPCD_ERR_NETWORK\n",
-        ]
-        assert feeder.said(log)[before:] == ([DONE] if right else refused)
+        assert feeder.said(log)[before:] == ([DONE] if right else REFUSED)
 
 
-def test_the_longest_credentials_arrive_whole(unstarted, network_manager, local):
-    user, password = "u" * 63, "p" * 127
-    feeder.start(unstarted, network_manager, user=user, password=password)
+def test_the_longest_credentials_arrive_whole(feed, jobs, local):
+    login = {"user": "u" * 63, "password": "p" * 127}
+    feed(**login)
     make_file(local / "a", 9)
-    assert feeder.upload(local / "a", "a", user=user, password=password) == (0, 0)
-    is_announced(network_manager, 9)
+    tells_of(jobs.zixi_upload(local / "a", "a", **login), 9)
 
 
-def test_credentials_come_from_the_zixi_fields_only(unstarted, network_manager, local):
+def test_credentials_come_from_the_zixi_fields_only(feed, jobs, local):
     """What other protocols read as user, and the password's first 32 bytes, do not matter here."""
-    feeder.start(unstarted, network_manager, user="zoe", password="key")
+    feed(user="zoe", password="key")
     make_file(local / "a", 9)
     field = b"x" * 32 + feeder.credentials("zoe", "key")[32:]
-    request = {"protocol": wire.ZIXI_4, "username": "u" * 32, "password": field}
-    assert client.upload(local / "a", "a", **request) == (0, 0)
-    is_announced(network_manager, 9)
+    tells_of(jobs.upload(local / "a", "a", protocol=wire.ZIXI_4, username="u" * 32, password=field), 9)
 
 
-@pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-def test_a_download_is_refused_and_starts_nothing(zixi, network_manager, log, local, protocol):
+@each_protocol
+def test_a_download_is_refused_and_starts_nothing(zixi, jobs, network_manager, log, local, protocol):
     assert client.download("a", local / "a", protocol=protocol) == (1, 15)
     assert feeder.said(log) == ["error: ftp_clientd(393): command_download(): Failed(15)\n"]
     assert client.nothing() == (0, 15)
-    state = client.state()
-    assert state[:6] == (0, 0, 0, 0, 0, 0)
+    assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
     # A later job's notice is the first one: the refused download sent none, and made no file.
     make_file(local / "b", 4)
-    feeder.upload(local / "b", "b", protocol=protocol)
-    is_announced(network_manager, 4)
+    tells_of(jobs.zixi_upload(local / "b", "b", protocol=protocol), 4)
     assert [notice.code for notice in network_manager.notices] == [3, 1]
     assert not (local / "a").exists()
 
 
-@pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-def test_file_information_ends_at_once_and_tells_a_fixed_block(
-    zixi, network_manager, log, protocol
-):
-    assert feeder.file_info(protocol=protocol) == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO)
+@each_protocol
+def test_file_information_ends_at_once_and_tells_a_fixed_block(zixi, jobs, log, protocol):
+    notice = jobs.zixi_file_info(protocol=protocol)
     assert notice.head == (10, 2, 1, 56, 0)
     assert notice.outcome == (0, 0)
     assert notice.exec_info == (0, 0, 0, 0, 0, ZIXI, 0, 0)
@@ -205,23 +184,12 @@ def test_file_information_ends_at_once_and_tells_a_fixed_block(
     assert not FOLDER.exists()
 
 
-def test_the_librarys_error_stays_until_the_next_upload(unstarted, network_manager, local):
+def test_the_librarys_error_stays_until_the_next_upload(feed, jobs, local):
     """The word is not reset at a start, so file information repeats it; an upload clears it."""
-    feeder.start(unstarted, network_manager, fail="zixi_upload_file:-17:1")
+    feed(fail="zixi_upload_file:-17:1")
     make_file(local / "a", 5)
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
-    feeder.file_info()
-    notice = network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    assert jobs.zixi_upload(local / "a", "a").outcome == (1, wire.NETWORK)
+    notice = jobs.zixi_file_info()
     assert notice.outcome == (0, 0)
     assert feeder.signed(notice.exec_info.zixi_error) == -17
-    feeder.upload(local / "a", "a")
-    is_announced(network_manager, 5, times=2)
-
-
-def test_jobs_follow_one_another(zixi, network_manager, local):
-    for times in range(1, 21):
-        make_file(local / "a", times)
-        assert feeder.upload(local / "a", "a") == (0, 0)
-        is_announced(network_manager, times, times)
-        assert (FOLDER / "a").read_bytes() == (local / "a").read_bytes()
+    tells_of(jobs.zixi_upload(local / "a", "a"), 5)

@@ -7,21 +7,27 @@ import pytest
 
 from harness import client, feeder, wire
 from harness.feeder import FOLDER, make_file
-from harness.waiting import HELD_UP_S, wait_until
+from harness.waiting import HELD_UP_S, wait_until, within
 
 CANCELED = "zixi_func(756): Zixi Upload : canceled.\n"
 DONE = "zixi_func(784): Zixi FTP Done.\n"
-NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n"
 PERIOD_S = 1.0  # between two looks at the progress
 PASS_S = 0.1  # of the daemon's loop, and of the cancel's own look
 SLOW = 0.2  # a clock with five true seconds between two looks: time for a test that is held up
 CANCELED_S = (PERIOD_S + 2 * PASS_S) / SLOW + HELD_UP_S
 
 
-def start_slow_upload(daemon, network_manager, local, speed=1, **knobs):
-    feeder.start(daemon, network_manager, **({"rate": 10000, "speed": speed} | knobs))
-    make_file(local / "a", 10000000)
-    assert feeder.upload(local / "a", "d/a") == (0, 0)
+@pytest.fixture
+def start_slow_upload(feed, local):
+    """Starts the daemon as well."""
+
+    def start(speed=1, **knobs):
+        daemon = feed(rate=10000, speed=speed, **knobs)
+        make_file(local / "a", 10000000)
+        assert feeder.upload(local / "a", "d/a") == (0, 0)
+        return daemon
+
+    return start
 
 
 def cancel_s(result=wire.CANCELED):
@@ -33,21 +39,23 @@ def cancel_s(result=wire.CANCELED):
     return taken_s
 
 
-def nothing_but_the_next_job_is_announced(network_manager, local):
-    """Notices keep their order: when the next job's has come, no earlier one is on its way."""
-    make_file(local / "next", 10)
-    assert feeder.upload(local / "next", "next") == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert notice.exec_info[:2] == (10, 10)
-    assert [notice.code for notice in network_manager.notices] == [3, 1]
-    assert notice.outcome == (0, 0)
+@pytest.fixture
+def only_the_next_job_is_announced(jobs, network_manager, local):
+    """To be called. Notices keep their order: when the next job's has come, no earlier one is on its way."""
+
+    def play():
+        notice = jobs.zixi_upload(make_file(local / "next", 10), "next")
+        assert (notice.outcome, notice.sizes) == ((0, 0), (10, 10))
+        assert [notice.code for notice in network_manager.notices] == [3, 1]
+
+    return play
 
 
 @pytest.mark.parametrize("looks", [0, 1, 2], ids=["before_the_first_look", "after_1", "after_2"])
 def test_a_running_upload_is_cancelled_within_a_period(
-    unstarted, network_manager, log, local, looks
+    start_slow_upload, only_the_next_job_is_announced, log, local, looks
 ):
-    start_slow_upload(unstarted, network_manager, local, speed=SLOW)
+    start_slow_upload(speed=SLOW)
     if looks:
         log.wait_for(r"^zixi_func\(731\)", looks)
     assert cancel_s() < CANCELED_S
@@ -59,27 +67,26 @@ def test_a_running_upload_is_cancelled_within_a_period(
     assert exec_info[3:] == (0, 0, 3, 0, 0)
     assert feeder.stored() == {}
     assert (local / "a").stat().st_size == 10000000
-    nothing_but_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
 def test_an_upload_that_is_whole_but_not_looked_at_yet_can_be_cancelled(
-    unstarted, network_manager, log, local
+    feed, only_the_next_job_is_announced, log, local
 ):
-    feeder.start(unstarted, network_manager, speed=SLOW)
-    make_file(local / "a", 10)
-    feeder.upload(local / "a", "a")
+    feed(speed=SLOW)
+    feeder.upload(make_file(local / "a", 10), "a")
     wait_until(lambda: (FOLDER / "a").exists(), "the whole file at the server")
     assert cancel_s() < CANCELED_S
     assert [sample.percent for sample in feeder.samples(log)] == [100]
     assert feeder.said(log) == [CANCELED, DONE]
-    nothing_but_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
 def test_a_cancel_between_attempts_takes_effect_in_the_upload_that_follows(
-    unstarted, network_manager, log, local
+    start_slow_upload, only_the_next_job_is_announced, log
 ):
     """The flag is looked at with the progress, nowhere else."""
-    start_slow_upload(unstarted, network_manager, local, speed=0.5, fail="zixi_upload_file:-21:3")
+    start_slow_upload(speed=0.5, fail="zixi_upload_file:-21:3")
     log.wait_for(r"zixi_func\(623\)")
     cancel_s()
     refused = [
@@ -90,38 +97,32 @@ def test_a_cancel_between_attempts_takes_effect_in_the_upload_that_follows(
     assert len(feeder.samples(log)) == 1
     assert client.state().exec_info.zixi_error == 0
     assert feeder.stored() == {}
-    nothing_but_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
-def test_a_cancel_of_attempts_that_all_fail_sends_no_notice(
-    unstarted, network_manager, log, local
+# (speed, calls of the library that fail, the line after which the cancel comes, longest time, error, failed starts)
+LEFT_WITH_16 = {
+    # It waits for the last attempt.
+    "all-attempts-fail": (0.5, "zixi_upload_file:3:5", r"zixi_func\(623\)", 60, 3, 5),
+    "connection-lost": (SLOW, "zixi_get_upload_progress:-17:1:1", r"^zixi_func\(731\)", CANCELED_S, -17, 0),
+}
+
+
+@pytest.mark.parametrize("speed, fail, seen, most_s, error, failed", LEFT_WITH_16.values(), ids=LEFT_WITH_16)
+def test_a_cancel_of_an_upload_that_fails_sends_no_notice(
+    start_slow_upload, only_the_next_job_is_announced, log, speed, fail, seen, most_s, error, failed
 ):
-    """It waits for the last of them, which leaves the job with 16."""
-    start_slow_upload(unstarted, network_manager, local, speed=0.5, fail="zixi_upload_file:3:5")
-    log.wait_for(r"zixi_func\(623\)")
-    cancel_s(result=wire.NETWORK)
-    assert log.count(r"zixi_func\(623\)") == 5
+    start_slow_upload(speed=speed, fail=fail)
+    log.wait_for(seen)
+    assert cancel_s(result=wire.NETWORK) < most_s
+    assert log.count(r"zixi_func\(623\)") == failed
     assert log.count(r"zixi_func\(756\)") == 0
-    assert feeder.signed(client.state().exec_info.zixi_error) == 3
-    nothing_but_the_next_job_is_announced(network_manager, local)
+    assert feeder.signed(client.state().exec_info.zixi_error) == error
+    only_the_next_job_is_announced()
 
 
-def test_a_connection_lost_after_the_cancel_leaves_16_and_sends_no_notice(
-    unstarted, network_manager, log, local
-):
-    start_slow_upload(
-        unstarted, network_manager, local, speed=SLOW, fail="zixi_get_upload_progress:-17:1:1"
-    )
-    log.wait_for(r"^zixi_func\(731\)")
-    assert cancel_s(result=wire.NETWORK) < CANCELED_S
-    assert log.count(r"zixi_func\(756\)") == 0
-    nothing_but_the_next_job_is_announced(network_manager, local)
-
-
-def test_a_failing_end_leaves_a_cancelled_upload_cancelled(unstarted, network_manager, log, local):
-    start_slow_upload(
-        unstarted, network_manager, local, speed=10, fail="zixi_close_stream:-1:1"
-    )
+def test_a_failing_end_leaves_a_cancelled_upload_cancelled(start_slow_upload, only_the_next_job_is_announced, log):
+    start_slow_upload(speed=10, fail="zixi_close_stream:-1:1")
     cancel_s()
     assert feeder.said(log) == [
         CANCELED,
@@ -129,75 +130,58 @@ def test_a_failing_end_leaves_a_cancelled_upload_cancelled(unstarted, network_ma
         "error: zixi_func(1170): ZIXI_ERROR_FAILED(-1) \n",
         DONE,
     ]
-    nothing_but_the_next_job_is_announced(network_manager, local)
+    only_the_next_job_is_announced()
 
 
-def test_a_cancel_clears_the_librarys_error_of_a_job_before(unstarted, network_manager, log, local):
-    feeder.start(
-        unstarted, network_manager, speed=10, rate=10000, fail="zixi_upload_file:-17:1"
-    )
+def test_a_cancel_clears_the_librarys_error_of_a_job_before(feed, jobs, local):
+    feed(rate=10000, fail="zixi_upload_file:-17:1")
     make_file(local / "a", 10000000)
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
+    assert jobs.zixi_upload(local / "a", "a").outcome == (1, wire.NETWORK)
     feeder.upload(local / "a", "a")
     cancel_s()
     assert client.state().exec_info.zixi_error == 0
 
 
-def test_a_cancel_of_an_idle_engine_is_refused_with_2(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager)
-    make_file(local / "a", 10)
-    refused = "error: ftp_clientd(515): curlf_cancel(): Failed(2)\n"
-    feeder.upload(local / "a", "a")
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
+def test_a_cancel_of_an_idle_engine_is_refused_with_2(feed, jobs, log, local):
+    feed()
+    jobs.zixi_upload(make_file(local / "a", 10), "a")
     assert client.cancel() == (1, 2, 2)
-    assert feeder.said(log) == [DONE, refused]
+    assert feeder.said(log) == [DONE, "error: ftp_clientd(515): curlf_cancel(): Failed(2)\n"]
     assert client.state()[:6] == (0, 0, 0, 2, 0, 1)
-    feeder.file_info()
-    network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    jobs.zixi_file_info()
     assert client.cancel() == (1, 2, 3)
     # The mark that it leaves is gone with the next start.
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD, times=2).outcome == (0, 0)
+    assert jobs.zixi_upload(local / "a", "a").outcome == (0, 0)
     assert client.state().cancel == 0
 
 
-@pytest.mark.parametrize(
-    "number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"]
-)
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP], ids=["INT", "TERM", "HUP"])
 def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(
-    unstarted, network_manager, log, local, number
+    start_slow_upload, network_manager, log, number
 ):
-    start_slow_upload(unstarted, network_manager, local)
+    daemon = start_slow_upload()
     log.wait_for(r"^zixi_func\(731\)")
     before = feeder.said(log)
-    begin = time.monotonic()
-    assert unstarted.stop(number) == 0
-    assert time.monotonic() - begin < 2 + HELD_UP_S
+    with within(2 + HELD_UP_S):
+        assert daemon.stop(number) == 0
     assert feeder.said(log) == before == []
     assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED]
     assert not (FOLDER / "d" / "a").exists()
 
 
-def test_a_signal_between_attempts_ends_with_status_0_at_once(
-    unstarted, network_manager, log, local
-):
-    start_slow_upload(unstarted, network_manager, local, fail="zixi_upload_file:3")
+def test_a_signal_between_attempts_ends_with_status_0_at_once(start_slow_upload, log):
+    daemon = start_slow_upload(fail="zixi_upload_file:3")
     log.wait_for(r"zixi_func\(623\)")
-    begin = time.monotonic()
-    assert unstarted.stop() == 0
-    assert time.monotonic() - begin < 2 + HELD_UP_S
+    with within(2 + HELD_UP_S):
+        assert daemon.stop() == 0
 
 
 @pytest.mark.timeout(200)
-def test_ending_in_the_middle_of_an_upload_never_crashes(
-    unstarted, network_manager, log, console, local
-):
+def test_ending_in_the_middle_of_an_upload_never_crashes(unstarted, network_manager, log, console, local):
     """Each time a little later in the transfer: library and engine run on threads of their own."""
     make_file(local / "a", 10000000)
     for ending in range(15):
-        unstarted.launch(ZIXI_FEEDER_DIR=str(FOLDER), speed=20)
-        unstarted.find()
+        unstarted.start(speed=20, **feeder.knobs())
         network_manager.wait_for(wire.NOTICE_STARTED, times=ending + 1)
         assert feeder.upload(local / "a", "a") == (0, 0)
         time.sleep(ending / 100)  # not a wait: spreads the moments of the signal

@@ -1,7 +1,5 @@
 """Two engines, one daemon: it asks the engine of the last request, and that one only."""
 
-import os
-
 import pytest
 
 from harness import client, feeder, wire
@@ -13,19 +11,14 @@ PASSES_S = 0.5  # in which the daemon's loop goes round several times
 
 
 @pytest.fixture
-def zixi(unstarted, network_manager):
+def zixi(feed):
     """A daemon whose Zixi uploads of a few bytes take a second, of more take long."""
-    feeder.start(unstarted, network_manager, speed=1, rate=10000)
-    return unstarted
+    return feed(speed=1, rate=10000)
 
 
 @pytest.fixture
 def idle_threads(zixi):
-    return len(threads(zixi))
-
-
-def threads(daemon):
-    return os.listdir(f"/proc/{daemon.pid}/task")
+    return zixi.threads()
 
 
 @pytest.fixture
@@ -51,7 +44,7 @@ def start_long_upload(local):
 
 def workers_end(daemon, idle_threads):
     its_own = 1 if daemon.has_sanitizer("t") else 0  # ThreadSanitizer's thread comes with the first worker
-    wait_until(lambda: len(threads(daemon)) <= idle_threads + its_own, "the end of all workers")
+    wait_until(lambda: daemon.threads() <= idle_threads + its_own, "the end of all workers")
 
 
 def codes(network_manager):
@@ -63,7 +56,7 @@ def is_of_zixi(notice):
 
 
 def test_both_run_side_by_side_and_only_the_last_ones_job_is_announced(
-    zixi, idle_threads, held, network_manager, log, local
+    zixi, idle_threads, held, jobs, network_manager, log, local
 ):
     start_held_upload(held, local)
     make_file(local / "zixi", 5)
@@ -79,41 +72,39 @@ def test_both_run_side_by_side_and_only_the_last_ones_job_is_announced(
     assert client.upload(local / "curl", "again") == (1, wire.INTERNAL)
     log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
     assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
-    assert client.upload(local / "curl", "again") == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD, times=2)
+    notice = jobs.upload(local / "curl", "again")
     assert notice.outcome == (0, 0) and not is_of_zixi(notice)
     assert codes(network_manager) == [3, 1, 1]
 
 
-@pytest.mark.parametrize("kind, code", [("upload", 1), ("file_info", 2)])
+STARTS = {
+    wire.UPLOAD: lambda path: feeder.upload(path, "again"),
+    wire.DL_FILE_INFO: lambda _: feeder.file_info(),
+}
+
+
+@pytest.mark.parametrize("command", STARTS)
 def test_a_zixi_job_that_ended_unasked_is_met_by_the_next_start(
-    zixi, idle_threads, scripted, network_manager, log, local, kind, code
+    zixi, idle_threads, scripted, jobs, network_manager, log, local, command
 ):
     scripted(files={"a": b"1"})
     make_file(local / "zixi", 5)
     assert feeder.upload(local / "zixi", "zixi") == (0, 0)
-    assert client.download("a", local / "a") == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("a", local / "a").outcome == (0, 0)
     workers_end(zixi, idle_threads)
     assert (FOLDER / "zixi").exists()
     assert holds_for(lambda: codes(network_manager) == [3, 0], PASSES_S)
     # The start fails, and with the engine active again the worker is joined and reported:
     # as a job of the kind that was asked for now, with the result of that.
-    if kind == "upload":
-        assert feeder.upload(local / "zixi", "again") == (1, wire.INTERNAL)
-    else:
-        assert feeder.file_info() == (1, wire.INTERNAL)
+    assert STARTS[command](local / "zixi") == (1, wire.INTERNAL)
+    code = wire.STARTS[command].notice
     notice = network_manager.wait_for(code)
     assert notice.outcome == (1, wire.INTERNAL)
     assert notice.exec_info[:3] == (0, 0, 0)
     first, second, refused = [text for text in log.errors() if "(5)" in text or "zixi" in text]
     assert first.startswith("error: zixi_func(394): errno(")
     assert second == "error: zixi_func(401): failed to create thread.\n"
-    command = {
-        "upload": "error: ftp_clientd(433): command_upload(): Failed(5)\n",
-        "file_info": "error: ftp_clientd(570): command_dl_file_info(): Failed(5)\n",
-    }
-    assert refused == command[kind]
+    assert refused == f"error: {wire.STARTS[command].named}: Failed(5)\n"
     assert feeder.upload(local / "zixi", "zixi") == (0, 0)
     expected = [3, 0, code, 1]
     wait_until(lambda: codes(network_manager) == expected, "the report of the next upload")
@@ -127,11 +118,8 @@ def test_a_busy_zixi_engine_refuses_with_3_and_goes_on(zixi, network_manager, lo
     assert feeder.file_info() == (1, wire.BUSY)
     # A download is not supported, busy or not.
     assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, wire.NOT_SUPPORTED)
-    assert feeder.said(log) == [
-        "error: ftp_clientd(433): command_upload(): Failed(3)\n",
-        "error: ftp_clientd(570): command_dl_file_info(): Failed(3)\n",
-        "error: ftp_clientd(393): command_download(): Failed(15)\n",
-    ]
+    refused = [(wire.UPLOAD, 3), (wire.DL_FILE_INFO, 3), (wire.DOWNLOAD, 15)]
+    assert feeder.said(log) == [f"error: {wire.STARTS[command].named}: Failed({why})\n" for command, why in refused]
     log.wait_for(r"^zixi_func\(731\)")
     state = client.state()
     assert state[:6] == (0, 0, 1, 2, 0, 0)
@@ -139,7 +127,7 @@ def test_a_busy_zixi_engine_refuses_with_3_and_goes_on(zixi, network_manager, lo
     assert client.cancel() == (0, 0, 2)
 
 
-def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, network_manager, local):
+def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, jobs, network_manager, local):
     start_held_upload(held, local)
     start_long_upload(local)
     assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
@@ -149,19 +137,19 @@ def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, networ
     assert client.cancel() == (0, 0, 2)
     assert client.nothing() == (0, wire.BUSY)
     scripted(files={"a": b"1"}, port=2100)
-    assert client.download("a", local / "a", port=2100) == (0, 0)
-    assert network_manager.wait_for(wire.NOTICE_DOWNLOAD).outcome == (0, 0)
+    assert jobs.download("a", local / "a", port=2100).outcome == (0, 0)
     assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
     assert client.cancel() == (0, 0, 2)
     assert codes(network_manager) == [3, 0]
 
 
+@pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
 def test_a_refused_zixi_download_turns_the_daemons_eyes_from_libcurl(
-    zixi, idle_threads, held, network_manager, log, local
+    zixi, idle_threads, held, network_manager, log, local, protocol
 ):
     start_held_upload(held, local)
     assert client.state().running == 1
-    assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, wire.NOT_SUPPORTED)
+    assert client.download("a", local / "a", protocol=protocol) == (1, wire.NOT_SUPPORTED)
     # Nothing ever ran there.
     assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
     assert client.cancel() == (1, wire.NOT_RUNNING, 0)
@@ -209,17 +197,12 @@ def test_a_cancel_reaches_the_engine_of_the_last_request_only(
     assert codes(network_manager) == [3, 1]
 
 
-def test_file_information_is_that_of_the_engine_of_the_last_request(
-    zixi, scripted, network_manager, local
-):
+def test_file_information_is_that_of_the_engine_of_the_last_request(zixi, scripted, jobs):
     scripted(Plan(listing=b"-rw-r--r--   1 user group   77 Dec 31  2012 a\r\n"))
-    assert client.file_info("a") == (0, 0)
-    network_manager.wait_for(wire.NOTICE_FILE_INFO)
+    jobs.file_info("a")
     assert client.get_file_info()[:5] == (0, 0, 1, 1, 77)
-    assert feeder.file_info() == (0, 0)
-    network_manager.wait_for(wire.NOTICE_FILE_INFO, times=2)
+    jobs.zixi_file_info()
     assert client.get_file_info()[:6] == (0, 0, 1, 0, -1, -1)
     # libcurl's engine has kept what it found.
-    assert client.upload("/missing", "b") == (0, 0)
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
+    jobs.upload("/missing", "b")
     assert client.get_file_info()[4:6] == (77, 2012)

@@ -10,6 +10,7 @@ from harness.waiting import HELD_UP_S, wait_until
 
 DONE = "zixi_func(784): Zixi FTP Done.\n"
 NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n"
+FAILED, EXISTS = (1, wire.NETWORK), (1, 23)
 ATTEMPTS = 5
 
 NAMES = {
@@ -57,44 +58,37 @@ def closing(code):
     return ["error: zixi_func(781): Error closing upload.\n", named(code)]
 
 
+def for_good(code):
+    """A start that is not tried again."""
+    return [*not_started(code), given_up(code), NETWORK]
+
+
 # calls of the library that fail: (what is logged, (result, detail), the library's error)
 AT_EACH_CALL = {
-    "zixi_configure_logging:-13": (
-        [*set_up(557, "configuring logging", -13), NETWORK],
-        (1, 16),
-        -13,
-    ),
-    "zixi_configure_credentials:-7": (
-        [*set_up(575, "configuring credentials", -7), NETWORK],
-        (1, 16),
-        -7,
-    ),
-    "zixi_prepare_configuration:-5": (
-        [*set_up(588, "preparing configuration", -5), NETWORK],
-        (1, 16),
-        -5,
-    ),
+    "zixi_configure_logging:-13": ([*set_up(557, "configuring logging", -13), NETWORK], FAILED, -13),
+    "zixi_configure_credentials:-7": ([*set_up(575, "configuring credentials", -7), NETWORK], FAILED, -7),
+    "zixi_prepare_configuration:-5": ([*set_up(588, "preparing configuration", -5), NETWORK], FAILED, -5),
     # It is prepared anew for each attempt.
     "zixi_upload_file:-21:1,zixi_prepare_configuration:3:1:1": (
         [*not_started(-21), *set_up(588, "preparing configuration", 3), NETWORK],
-        (1, 16),
+        FAILED,
         3,
     ),
-    "zixi_upload_file:-17": ([*not_started(-17), given_up(-17), NETWORK], (1, 16), -17),
-    "zixi_upload_file:-20": ([*not_started(-20), given_up(-20), NETWORK], (1, 16), -20),
-    "zixi_upload_file:-22": ([*not_started(-22), given_up(-22)], (1, 23), -22),
-    "zixi_upload_file:-23": ([*not_started(-23), given_up(-23), NETWORK], (1, 16), -23),
-    "zixi_upload_file:8": ([*not_started(8), given_up(8), NETWORK], (1, 16), 8),
+    "zixi_upload_file:-17": (for_good(-17), FAILED, -17),
+    "zixi_upload_file:-20": (for_good(-20), FAILED, -20),
+    "zixi_upload_file:-22": ([*not_started(-22), given_up(-22)], EXISTS, -22),
+    "zixi_upload_file:-23": (for_good(-23), FAILED, -23),
+    "zixi_upload_file:8": (for_good(8), FAILED, 8),
     # Tried again, and then not.
     "zixi_upload_file:-21:2,zixi_upload_file:-22:1:2": (
         [*not_started(-21) * 2, *not_started(-22), given_up(-22)],
-        (1, 23),
+        EXISTS,
         -22,
     ),
-    "zixi_get_upload_progress:-17": ([*uploading(-17), DONE, NETWORK], (1, 16), -17),
+    "zixi_get_upload_progress:-17": ([*uploading(-17), DONE, NETWORK], FAILED, -17),
     "zixi_get_upload_progress:-17,zixi_close_stream:-1": (
         [*uploading(-17), *closing(-1), DONE, NETWORK],
-        (1, 16),
+        FAILED,
         -17,
     ),
     # The end alone does not make a failure.
@@ -104,43 +98,38 @@ AT_EACH_CALL = {
 
 
 @pytest.mark.parametrize("fail", AT_EACH_CALL)
-def test_a_failing_call_is_logged_named_and_told(unstarted, network_manager, log, local, fail):
+def test_a_failing_call_is_logged_named_and_told(feed, jobs, log, local, fail):
     lines, outcome, error = AT_EACH_CALL[fail]
-    feeder.start(unstarted, network_manager, fail=fail)
-    make_file(local / "a", 1000)
-    assert feeder.upload(local / "a", "a") == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    feed(fail=fail)
+    notice = jobs.zixi_upload(make_file(local / "a", 1000), "a")
     assert feeder.said(log) == lines
     assert notice.outcome == outcome
     assert feeder.signed(notice.exec_info.zixi_error) == error
-    assert notice.exec_info.response_code_type == 3
-    assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (0, 0)
+    assert notice.codes == (0, 3, 0, 0)
     assert client.state()[:6] == (0, 0, 0, 2, outcome[1], 0)
 
 
-def test_a_start_that_may_pass_is_tried_five_times_a_second_apart(
-    unstarted, network_manager, log, local
-):
+def test_a_start_that_may_pass_is_tried_five_times_a_second_apart(feed, network_manager, log, local):
     speed = 10
     codes = [-21, 1, 2, 3, 4, 5, 6, 7]
     plan = (f"zixi_upload_file:{code}:{ATTEMPTS}:{i * ATTEMPTS}" for i, code in enumerate(codes))
-    feeder.start(unstarted, network_manager, speed=speed, fail=",".join(plan))
+    feed(speed=speed, fail=",".join(plan))
     make_file(local / "a", 1000)
-    for job, code in enumerate(codes):
+    for job, code in enumerate(codes, 1):
         before, begin = len(feeder.said(log)), time.monotonic()  # before the first: a line may be seen late
         assert feeder.upload(local / "a", "a") == (0, 0)
-        log.wait_for(r"zixi_func\(623\)", (job + 1) * ATTEMPTS)
+        log.wait_for(r"zixi_func\(623\)", job * ATTEMPTS)
         assert time.monotonic() - begin >= (ATTEMPTS - 1) / speed, code
-        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, job + 1)
-        assert notice.outcome == (1, wire.NETWORK), code
+        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, job)
+        assert notice.outcome == FAILED, code
         assert feeder.signed(notice.exec_info.zixi_error) == code
         lines = [*not_started(code) * ATTEMPTS, given_up(code), NETWORK]
         assert feeder.said(log)[before:] == lines, code
     assert not FOLDER.exists()
 
 
-def test_the_second_between_attempts_is_a_real_one(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, speed=1, fail="zixi_upload_file:-21:1")
+def test_the_second_between_attempts_is_a_real_one(feed, network_manager, log, local):
+    feed(speed=1, fail="zixi_upload_file:-21:1")
     make_file(local / "a", 1000)
     begin = time.monotonic()
     feeder.upload(local / "a", "a")
@@ -151,40 +140,29 @@ def test_the_second_between_attempts_is_a_real_one(unstarted, network_manager, l
 
 
 @pytest.mark.parametrize("failures", [1, ATTEMPTS - 1])
-def test_an_attempt_that_works_makes_good_the_ones_before(
-    unstarted, network_manager, log, local, failures
-):
-    feeder.start(unstarted, network_manager, fail=f"zixi_upload_file:-21:{failures}")
+def test_an_attempt_that_works_makes_good_the_ones_before(feed, jobs, log, local, failures):
+    feed(fail=f"zixi_upload_file:-21:{failures}")
     content = make_file(local / "a", 70000).read_bytes()
     # Its directory part is taken once, not again for each attempt.
-    feeder.upload(local / "a", "d/e/f/a")
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    notice = jobs.zixi_upload(local / "a", "d/e/f/a")
     assert notice.outcome == (0, 0)
     assert notice.exec_info.zixi_error == 0
     assert feeder.said(log) == [*not_started(-21) * failures, DONE]
     assert feeder.stored() == {"d/e/f/a": content}
 
 
-def test_the_next_job_has_five_attempts_of_its_own(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, fail=f"zixi_upload_file:3:{2 * ATTEMPTS - 1}")
+def test_the_next_job_has_five_attempts_of_its_own(feed, jobs, log, local):
+    feed(fail=f"zixi_upload_file:3:{2 * ATTEMPTS - 1}")
     make_file(local / "a", 10)
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD, times=2).outcome == (0, 0)
+    assert jobs.zixi_upload(local / "a", "a").outcome == FAILED
+    assert jobs.zixi_upload(local / "a", "a").outcome == (0, 0)
     assert log.count(r"zixi_func\(623\)") == 2 * ATTEMPTS - 1
 
 
-def test_a_connection_lost_on_the_way_ends_the_upload_with_16(
-    unstarted, network_manager, log, local
-):
-    feeder.start(
-        unstarted, network_manager, speed=10, rate=1000, fail="zixi_get_upload_progress:-17:1:3"
-    )
-    make_file(local / "a", 100000)
-    feeder.upload(local / "a", "a")
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert notice.outcome == (1, wire.NETWORK)
+def test_a_connection_lost_on_the_way_ends_the_upload_with_16(feed, jobs, log, local):
+    feed(rate=1000, fail="zixi_get_upload_progress:-17:1:3")
+    notice = jobs.zixi_upload(make_file(local / "a", 100000), "a")
+    assert notice.outcome == FAILED
     assert feeder.signed(notice.exec_info.zixi_error) == -17
     assert notice.exec_info.total_size == 100000
     assert 0 < notice.exec_info.transferred_size < 100000
@@ -193,53 +171,31 @@ def test_a_connection_lost_on_the_way_ends_the_upload_with_16(
     assert feeder.said(log) == [*uploading(-17), DONE, NETWORK]
     assert feeder.stored() == {}
     # The stream was closed: the next upload has the library to itself.
-    make_file(local / "b", 10)
-    feeder.upload(local / "b", "b")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD, times=2).outcome == (0, 0)
+    assert jobs.zixi_upload(make_file(local / "b", 10), "b").outcome == (0, 0)
 
 
-def no_such_file(local):
-    return local / "missing", "a"
+# local path, remote path, the library's error, attempts
+NOT_TO_BE_DONE = {
+    "no-such-file": ("missing", "a", -20, 1),
+    "a-folder": ("", "a", -20, 1),
+    "a-way-out": ("a", "../../a/b", -19, 1),
+    "below-a-file": ("a", "taken/a", -21, ATTEMPTS),
+}
 
 
-def a_folder(local):
-    return local, "a"
-
-
-def a_way_out(local):
-    return make_file(local / "a", 10), "../../a/b"
-
-
-def below_a_file(local):
+@pytest.mark.parametrize("name, remote_path, code, attempts", NOT_TO_BE_DONE.values(), ids=NOT_TO_BE_DONE)
+def test_what_cannot_be_read_or_stored_fails_with_16(feed, jobs, log, local, name, remote_path, code, attempts):
+    feed()
+    make_file(local / "a", 10)
     FOLDER.mkdir()
     (FOLDER / "taken").write_bytes(b"")
-    return make_file(local / "a", 10), "taken/a"
-
-
-@pytest.mark.parametrize(
-    "make, code, attempts",
-    [
-        (no_such_file, -20, 1),
-        (a_folder, -20, 1),
-        (a_way_out, -19, 1),
-        (below_a_file, -21, ATTEMPTS),
-    ],
-)
-def test_what_cannot_be_read_or_stored_fails_with_16(
-    unstarted, network_manager, log, local, make, code, attempts
-):
-    feeder.start(unstarted, network_manager)
-    local_path, remote_path = make(local)
-    assert feeder.upload(local_path, remote_path) == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert notice.outcome == (1, wire.NETWORK)
+    notice = jobs.zixi_upload(local / name, remote_path)
+    assert notice.outcome == FAILED
     assert feeder.signed(notice.exec_info.zixi_error) == code
     assert feeder.said(log) == [*not_started(code) * attempts, given_up(code), NETWORK]
 
 
-def test_a_library_without_server_fails_the_job_with_16(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, dir="")
-    make_file(local / "a", 10)
-    feeder.upload(local / "a", "a")
-    assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.NETWORK)
-    assert feeder.said(log) == [*not_started(-4), given_up(-4), NETWORK]
+def test_a_library_without_server_fails_the_job_with_16(feed, jobs, log, local):
+    feed(dir="")
+    assert jobs.zixi_upload(make_file(local / "a", 10), "a").outcome == FAILED
+    assert feeder.said(log) == for_good(-4)

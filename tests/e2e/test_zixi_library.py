@@ -4,7 +4,7 @@ import pathlib
 
 import pytest
 
-from harness import client, feeder, wire
+from harness import client, feeder
 from harness.daemon import SPEED, program
 from harness.waiting import wait_until
 
@@ -21,11 +21,8 @@ def other_library():
 
 
 @pytest.fixture
-def daemon_with_it(unstarted, other_library, network_manager):
-    unstarted.launch(speed=SPEED, LD_LIBRARY_PATH=str(other_library))
-    unstarted.find()
-    network_manager.wait_for(wire.NOTICE_STARTED)
-    return unstarted
+def daemon_with_it(launch, other_library):
+    return launch(speed=SPEED, LD_LIBRARY_PATH=str(other_library))
 
 
 def loaded(daemon):
@@ -58,13 +55,12 @@ def parameter_block(console):
 
 @pytest.mark.parametrize("resume, overwrite", [(0, 1), (1, 0), (7, 0)])
 def test_it_gets_and_gives_what_the_one_built_here_does(
-    daemon_with_it, network_manager, log, console, local, resume, overwrite
+    daemon_with_it, jobs, log, console, local, resume, overwrite
 ):
     request = {"host": "broadcaster", "port": 65535, "resume": resume}
-    feeder.upload(local / "clip.ts", "d/e/x", user="ünal", password="p w", **request)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
+    notice = jobs.zixi_upload(local / "clip.ts", "d/e/x", user="ünal", password="p w", **request)
     assert notice.outcome == (0, 0)
-    assert notice.exec_info[:2] == (6 * GB, 6 * GB)
+    assert notice.sizes == (6 * GB, 6 * GB)
     assert notice.exec_info[3:] == (0, 0, 3, 0, 0)
     assert client.state()[:6] == (0, 0, 0, 2, 0, 0)
     wait_until(lambda: "closed\n" in console.text, "the library's last line")

@@ -11,14 +11,17 @@ GB = 1000 * MB
 TRUE = 1  # so that a second is long beside what a busy machine makes a thread wait
 
 
-def uploaded(daemon, network_manager, local, size, **knobs):
-    """The notice of an upload that ran to its end."""
-    feeder.start(daemon, network_manager, **knobs)
-    make_file(local / "a", size)
-    assert feeder.upload(local / "a", "a") == (0, 0)
-    notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
-    assert notice.outcome == (0, 0)
-    return notice
+@pytest.fixture
+def uploaded(feed, jobs, local):
+    """A function that runs an upload of so many bytes to its end: the notice. Starts the daemon as well."""
+
+    def upload(size, **knobs):
+        feed(**knobs)
+        notice = jobs.zixi_upload(make_file(local / "a", size), "a")
+        assert notice.outcome == (0, 0)
+        return notice
+
+    return upload
 
 
 def milliseconds(sample, bits):
@@ -26,12 +29,10 @@ def milliseconds(sample, bits):
     return bits / sample.speed_kbits_s
 
 
-def test_each_second_has_its_line(unstarted, network_manager, log, local):
+def test_each_second_has_its_line(uploaded, log):
     """The speed is that of the first second only; from then on it is what lacks, negative."""
     size = 9 * MB
-    notice = uploaded(
-        unstarted, network_manager, local, size, rate=MB, speed=TRUE
-    )
+    notice = uploaded(size, rate=MB, speed=TRUE)
     seen = samples(log)
     first, *middle, last = seen
     assert len(seen) >= 3
@@ -58,9 +59,9 @@ def test_each_second_has_its_line(unstarted, network_manager, log, local):
     assert len(seen) <= notice.exec_info.elapsed_time < 60
 
 
-def test_a_small_file_has_one_line(unstarted, network_manager, log, local):
+def test_a_small_file_has_one_line(uploaded, log):
     """1000 bytes are 8 kilobits: the places behind the dot are filled with blanks."""
-    uploaded(unstarted, network_manager, local, 1000)
+    uploaded(1000)
     (line,) = [text for text in log.texts if text.startswith("zixi_func(731)")]
     sample = feeder.Sample.of(line)
     assert sample.percent == 100 and 0 <= sample.speed_kbits_s <= 8
@@ -72,18 +73,16 @@ def test_a_small_file_has_one_line(unstarted, network_manager, log, local):
     assert sample.remaining_minutes == (0 if sample.speed_kbits_s >= 1 else -1)
 
 
-def test_an_empty_file_has_no_total(unstarted, network_manager, log, local):
-    notice = uploaded(unstarted, network_manager, local, 0)
+def test_an_empty_file_has_no_total(uploaded, log):
+    notice = uploaded(0)
     assert samples(log) == [(0, 0, 0, 0, 0, -1)]
     assert notice.exec_info[:2] == (0, 0)
     assert feeder.stored() == {"a": b""}
 
 
-def test_a_total_of_0_shows_0_percent(unstarted, network_manager, log, local):
+def test_a_total_of_0_shows_0_percent(uploaded, log):
     """The library does not know the size: what it sent is told, the total stays as it was."""
-    notice = uploaded(
-        unstarted, network_manager, local, 3 * MB, rate=MB, total=0, speed=TRUE
-    )
+    notice = uploaded(3 * MB, rate=MB, total=0, speed=TRUE)
     seen = samples(log)
     assert {(sample.percent, sample.total_mb) for sample in seen} == {(0, 0)}
     assert seen[-1].sent_mb == 3
@@ -94,9 +93,8 @@ def test_a_total_of_0_shows_0_percent(unstarted, network_manager, log, local):
 
 
 @pytest.mark.parametrize("total", [(4 << 30) - 1, 4 << 30, 6 * GB, 1500 * GB])
-def test_sizes_above_4_gib_are_told_exactly(unstarted, network_manager, log, local, total):
-    knobs = {"rate": 10000, "total": total, "speed": TRUE}
-    notice = uploaded(unstarted, network_manager, local, 90000, **knobs)
+def test_sizes_above_4_gib_are_told_exactly(uploaded, log, total):
+    notice = uploaded(90000, rate=10000, total=total, speed=TRUE)
     assert notice.exec_info[:2] == (total, total)
     seen = samples(log)
     assert len(seen) >= 2
@@ -108,17 +106,17 @@ def test_sizes_above_4_gib_are_told_exactly(unstarted, network_manager, log, loc
     assert len(feeder.stored()["a"]) == 90000
 
 
-def test_minutes_are_told_when_they_have_passed(unstarted, network_manager, log, local):
+def test_minutes_are_told_when_they_have_passed(uploaded, log):
     """70 seconds of the daemon's clock."""
-    notice = uploaded(unstarted, network_manager, local, 70000, rate=1000)
+    notice = uploaded(70000, rate=1000)
     assert notice.exec_info.elapsed_time >= 69
     minutes = [sample.elapsed_minutes for sample in samples(log)]
     assert minutes[0] == 0 and minutes == sorted(minutes)
     assert minutes[-1] == int(notice.exec_info.elapsed_time // 60) >= 1
 
 
-def test_the_first_line_tells_the_minutes_that_are_left(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, rate=100000, total=2000 * MB)
+def test_the_first_line_tells_the_minutes_that_are_left(feed, network_manager, log, local):
+    feed(rate=100000, total=2000 * MB)
     make_file(local / "a", 100 * MB)
     feeder.upload(local / "a", "a")
     log.wait_for(r"^zixi_func\(731\)")
@@ -131,13 +129,14 @@ def test_the_first_line_tells_the_minutes_that_are_left(unstarted, network_manag
     client.cancel()
 
 
-def test_command_3_follows_the_upload(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, rate=100000, speed=TRUE)
+def test_command_3_follows_the_upload_whose_file_has_its_name_when_it_is_whole(feed, network_manager, local):
+    feed(rate=100000, speed=TRUE)
     make_file(local / "a", MB)
     assert feeder.upload(local / "a", "d/a") == (0, 0)
     state = client.state()
     assert (state.result, state.detail, state.running, state.kind) == (0, 0, 1, 2)
     wait_until(lambda: client.state().exec_info.transferred_size > 0, "progress")
+    assert not (FOLDER / "d" / "a").exists()
     states = []
     while (state := client.state()).running:
         states.append(state)
@@ -154,13 +153,4 @@ def test_command_3_follows_the_upload(unstarted, network_manager, log, local):
     # What the notice tells is what command 3 goes on telling.
     notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
     assert client.state().exec_info == notice.exec_info == states[-1].exec_info
-
-
-def test_the_file_has_its_name_when_it_is_whole(unstarted, network_manager, log, local):
-    feeder.start(unstarted, network_manager, rate=50000, speed=TRUE)
-    make_file(local / "a", 400000)
-    feeder.upload(local / "a", "d/a")
-    log.wait_for(r"^zixi_func\(731\)")
-    assert not (FOLDER / "d" / "a").exists()
-    network_manager.wait_for(wire.NOTICE_UPLOAD)
     assert feeder.stored() == {"d/a": (local / "a").read_bytes()}

@@ -7,6 +7,10 @@ import struct
 import threading
 
 import rig as world
+from harness import client, wire
+from harness.sftp import HostKey, Sshd
+from harness.tls import Certificate, VsftpdTls
+from harness.vsftpd import Vsftpd
 
 BIG = 64 << 20
 PORT = 2100
@@ -119,11 +123,6 @@ class Sessions:
 
 def server_of(protocol):
     """(the server, the port it listens at, fields of requests)"""
-    from harness import wire
-    from harness.sftp import HostKey, Sshd
-    from harness.tls import Certificate, VsftpdTls
-    from harness.vsftpd import Vsftpd
-
     if protocol == "sftp":
         return Sshd(HostKey(), port=2022), 2022, {"protocol": wire.SFTP}
     if protocol == "ftp":
@@ -138,23 +137,17 @@ class Row:
     """One kind of job over one protocol."""
 
     def __init__(self, name, rig):
-        from harness.vsftpd import HOME
-
         protocol, self.job = name.split("-")
         self.rig = rig
         server, port, self.fields = server_of(protocol)
         self.sessions = Sessions(server._process)
         self.gate = Gate(PORT, port)
         self.fields |= {"port": PORT}
-        os.chown(HOME, 4000, 4000)
-        (HOME / "file").write_bytes(bytes(4000))
-        (HOME / "file").chmod(0o644)
+        world.serve_file("file", bytes(4000))
         (rig.local / "source").write_bytes(b"")
         os.truncate(rig.local / "source", BIG)
 
     def start(self):
-        from harness import client
-
         if self.job == "download":
             return client.download("file", self.rig.local / "target", **self.fields)
         if self.job == "upload":

@@ -2,8 +2,8 @@
 
 A program that imports this runs under scripts/private; `enter` starts it again there by itself."""
 
+import argparse
 import concurrent.futures
-import glob
 import os
 import pathlib
 import subprocess
@@ -14,6 +14,12 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 sys.path.insert(0, str(HERE.parent / "e2e"))
 sys.dont_write_bytecode = True
+
+from harness import processes, wire  # noqa: E402
+from harness.daemon import REPORTS, WORLD, Daemon, fast_clock, sanitizer_reports  # noqa: E402
+from harness.log import ConsoleReader, LogReader  # noqa: E402
+from harness.network_manager import NetworkManager  # noqa: E402
+from harness.vsftpd import HOME  # noqa: E402
 
 FASTER = 10  # how much faster the daemon's clock runs
 
@@ -55,36 +61,68 @@ def default_daemon():
     return str(ROOT / "build" / "release" / "bin" / "ftp_clientd")
 
 
+def options(doc):
+    """A parser of the program's command line, which has --daemon so far."""
+    parser = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--daemon", default=default_daemon())
+    return parser
+
+
+def play_rows(parser, rows, one_row, head):
+    """A program that plays rows of a table, each in a world of its own: one_row(name, arguments) is true where all was
+    well. Arguments beside the parser's: -j, and names of rows. Ends the program."""
+    parser.add_argument("-j", dest="jobs", type=int, default=2, help="rows at a time: they mostly wait")
+    parser.add_argument("rows", nargs="*")
+    arguments = parser.parse_args()
+    if os.environ.get("FTP_CLIENTD_WORLD"):
+        sys.exit(0 if one_row(arguments.rows[0], arguments) else 1)
+    unknown = set(arguments.rows) - set(rows)
+    if unknown:
+        parser.error(f"no such row: {unknown}")
+    own = [word for word in sys.argv if word not in arguments.rows]
+    play_all([[*own, row] for row in arguments.rows or rows], arguments, head)
+
+
+def serve_file(name, content):
+    """A file of alice's, and her home is hers."""
+    os.chown(HOME, 4000, 4000)
+    (HOME / name).write_bytes(content)
+    (HOME / name).chmod(0o644)
+
+
 def preloads(daemon):
     """{variable: value} that puts fail_nth under the daemon, with its clock faster."""
     build = pathlib.Path(daemon).resolve().parent.parent
     fail_nth = build / "tests" / "torture" / "fail_nth.so"
     assert fail_nth.exists(), f"not built: {fail_nth}"
-    libraries = glob.glob("/usr/lib/*/faketime/libfaketimeMT.so.1")
-    assert libraries, "faketime is not installed"
-    return {"LD_PRELOAD": f"{fail_nth}:{libraries[0]}", "FAKETIME": f"+0 x{FASTER}"}
+    return {"LD_PRELOAD": f"{fail_nth}:{fast_clock()[0]}", "FAKETIME": f"+0 x{FASTER}"}
+
+
+def in_private(command):
+    """The Python program, run in a private world, when it has ended; all that it said is in stdout."""
+    return output_of([str(ROOT / "scripts" / "private"), "/usr/bin/python3", "-u", *command])
+
+
+def output_of(command):
+    """The command when it has ended; all that it said is in stdout."""
+    return subprocess.run(
+        command,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        errors="backslashreplace",
+    )
 
 
 def play_all(commands, arguments, head):
     """Runs the commands, each in a world of its own, some at a time; prints what they say, in order. Ends the program."""
     unpack_servers()
     os.environ["FTP_CLIENTD"] = str(pathlib.Path(arguments.daemon).resolve())
-    private = str(ROOT / "scripts" / "private")
-
-    def play(command):
-        return subprocess.run(
-            [private, "/usr/bin/python3", "-u", *command],
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT,
-            text=True,
-            errors="backslashreplace",
-        )
-
     print(head, flush=True)
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        for command, done in zip(commands, pool.map(play, commands)):
+        for command, done in zip(commands, pool.map(in_private, commands)):
             print(done.stdout, end="", flush=True)
             if done.returncode != 0:
                 print(f"failed: {' '.join(command)}", flush=True)
@@ -96,10 +134,6 @@ class Rig:
     """The daemon and its peers. Restart it when a test has killed the daemon."""
 
     def __init__(self, speed=1, **environment):
-        from harness.daemon import REPORTS, WORLD
-        from harness.log import ConsoleReader, LogReader
-        from harness.network_manager import NetworkManager
-
         self.log = LogReader()
         self.console = ConsoleReader()
         self.manager = NetworkManager()
@@ -115,9 +149,6 @@ class Rig:
         }
 
     def start(self):
-        from harness import wire
-        from harness.daemon import Daemon
-
         self.forget()
         self.daemon = Daemon()
         self.daemon.launch(speed=self._speed, **self.environment)
@@ -128,8 +159,6 @@ class Rig:
 
     def forget(self):
         """What was logged, announced and left behind until now; thousands of jobs would fill the memory."""
-        from harness import processes
-
         del self.log.lines[:]
         del self.manager.notices[:]
         for server in ("sshd", "vsftpd", "pure-ftpd", "proftpd"):
@@ -148,16 +177,13 @@ class Rig:
         return {fd: kind.split(":")[0] for fd, kind in self.daemon.descriptors().items()}
 
     def threads(self):
-        return len(os.listdir(f"/proc/{self.daemon.pid}/task"))
+        return self.daemon.threads()
 
     def is_sanitized(self):
-        maps = pathlib.Path(f"/proc/{self.daemon.pid}/maps").read_text()
-        return "libasan" in maps or "libtsan" in maps
+        return self.daemon.has_sanitizer("[at]")
 
     def stop(self):
         """What was wrong at the end, as a list of texts."""
-        from harness.daemon import sanitizer_reports
-
         wrong = []
         if not self.alive:
             wrong.append(f"the daemon had ended: status {self.daemon.wait_end()}")

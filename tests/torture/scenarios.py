@@ -4,21 +4,16 @@ import os
 import struct
 import time
 
+import rig as world
 from harness import client, feeder, wire
 from harness.scripted import Plan, ScriptedServer, send_then
 from harness.sftp import HostKey, Sshd
-from harness.tls import IMPLICIT_PORT, Certificate, VsftpdTls
+from harness.tls import Certificate, VsftpdTls
 from harness.vsftpd import HOME, Vsftpd
 
 CONTENT = bytes(range(256)) * 12  # small enough for a download
 BIG = CONTENT * 60  # several buffers of an upload
 RESUME_AT = 100000
-
-STARTS = {
-    wire.DOWNLOAD: wire.NOTICE_DOWNLOAD,
-    wire.UPLOAD: wire.NOTICE_UPLOAD,
-    wire.DL_FILE_INFO: wire.NOTICE_FILE_INFO,
-}
 
 # The result codes that a failed call may end a job with, beside 0 where it does no harm.
 # libssh2 waits for ever after some failed allocations: the inactivity limit ends the job.
@@ -30,51 +25,27 @@ LOCAL_FILE = {wire.LOCAL_WRITE, wire.LOCAL_READ}
 SAVED_FILE = {wire.SECURE_5, wire.SECURE_6}
 MAY_END_WITH = {
     "malloc": MEMORY,
-    "curl_global_init": {wire.INTERNAL},
-    "curl_easy_init": {wire.INTERNAL},
     "curl_easy_setopt": SETTING,
     "curl_easy_getinfo": READING,
-    "curl_easy_perform": {wire.NETWORK},
-    "curl_easy_escape": {wire.NO_MEMORY},
-    "curl_easy_unescape": {wire.NO_MEMORY},
-    "socket": NETWORK,
-    "socketpair": NETWORK,
-    "bind": NETWORK,
-    "listen": NETWORK,
-    "connect": NETWORK,
-    "accept": NETWORK,
-    "poll": NETWORK,
-    "recv": NETWORK,
-    "send": NETWORK,
-    "shutdown": NETWORK,
-    "setsockopt": NETWORK,
-    "getsockopt": NETWORK,
-    "getsockname": NETWORK,
-    "getpeername": NETWORK,
     "open": LOCAL_FILE | SAVED_FILE | {wire.NETWORK},
-    "fopen": LOCAL_FILE,
-    "fdopen": LOCAL_FILE,
     "read": {wire.NETWORK},  # of the Zixi library: it sends the file itself
-    "write": SAVED_FILE | {wire.NETWORK},
-    "fwrite": {wire.LOCAL_WRITE},
-    "fread": {wire.LOCAL_READ},
-    "fflush": {wire.LOCAL_WRITE},
-    "fclose": {wire.LOCAL_WRITE},
-    "close": SAVED_FILE | {wire.NETWORK},
     "fseek": {wire.LOCAL_READ, wire.INTERNAL},
-    "ftruncate": set(),
     "stat": {wire.LOCAL_READ, wire.NETWORK} | SAVED_FILE,
-    "remove": set(),
-    "rename": SAVED_FILE | {wire.NETWORK},
     "fsync": SAVED_FILE,
-    "dup2": set(),
+    "fread": {wire.LOCAL_READ},
     "pthread_create": {wire.INTERNAL, wire.NETWORK},
-    "pthread_join": set(),
-    "pthread_mutexattr_init": set(),
-    "pthread_mutexattr_settype": set(),
-    "pthread_mutex_init": {wire.NETWORK},
-    "pthread_mutex_lock": set(),
-    "pthread_mutex_unlock": set(),
+    **dict.fromkeys(("fopen", "fdopen"), LOCAL_FILE),
+    **dict.fromkeys(("fwrite", "fflush", "fclose"), {wire.LOCAL_WRITE}),
+    **dict.fromkeys(("write", "close", "rename"), SAVED_FILE | {wire.NETWORK}),
+    **dict.fromkeys(("curl_global_init", "curl_easy_init"), {wire.INTERNAL}),
+    **dict.fromkeys(("curl_easy_perform", "pthread_mutex_init"), {wire.NETWORK}),
+    **dict.fromkeys(("curl_easy_escape", "curl_easy_unescape"), {wire.NO_MEMORY}),
+    **dict.fromkeys(("socket", "socketpair", "bind", "listen", "connect", "accept", "shutdown"), NETWORK),
+    **dict.fromkeys(("poll", "recv", "send", "setsockopt", "getsockopt", "getsockname", "getpeername"), NETWORK),
+    # What does no harm to a job.
+    **dict.fromkeys(("ftruncate", "remove", "dup2", "pthread_join"), set()),
+    **dict.fromkeys(("pthread_mutexattr_init", "pthread_mutexattr_settype"), set()),
+    **dict.fromkeys(("pthread_mutex_lock", "pthread_mutex_unlock"), set()),
 }
 
 
@@ -83,8 +54,7 @@ class Job:
 
     def __init__(self, rig, command, **fields):
         self.rig, self.command, self.fields = rig, command, fields
-        self.kind = {wire.DOWNLOAD: 1, wire.UPLOAD: 2, wire.DL_FILE_INFO: 3}[command]
-        self.notice_code = STARTS[command]
+        self.kind, self.notice_code, _ = wire.STARTS[command]
 
     def prepare(self):
         """Brings the world to its beginning."""
@@ -103,8 +73,7 @@ class Download(Job):
         self._target = rig.local / "target"
         fields = {"remote_path": "source", "local_path": self._target} | fields
         super().__init__(rig, wire.DOWNLOAD, **fields)
-        (HOME / "source").write_bytes(CONTENT)
-        (HOME / "source").chmod(0o644)
+        world.serve_file("source", CONTENT)
 
     def prepare(self):
         self._target.unlink(missing_ok=True)
@@ -161,8 +130,7 @@ class Resume(Upload):
 class FileInfo(Job):
     def __init__(self, rig, **fields):
         super().__init__(rig, wire.DL_FILE_INFO, **({"remote_path": "source"} | fields))
-        (HOME / "source").write_bytes(CONTENT)
-        (HOME / "source").chmod(0o644)
+        world.serve_file("source", CONTENT)
 
     def wrong_effect(self):
         info = client.get_file_info()
@@ -259,15 +227,13 @@ def ftp_fields(passive=1):
 def _tls():
     certificate = Certificate()
     VsftpdTls(certificate, wire.FTPS_IMPLICIT)
-    pin = {"auth_type": wire.AUTH_SHA1, "digest_length": bytes([20]), "digest": certificate.sha1}
-    return {"protocol": wire.FTPS_IMPLICIT, "port": IMPLICIT_PORT} | pin
+    return wire.by(wire.FTPS_IMPLICIT) | certificate.pin
 
 
 def _ssh():
     key = HostKey()
     Sshd(key)
-    pin = {"auth_type": wire.AUTH_MD5, "digest_length": bytes([16]), "digest": key.md5}
-    return {"protocol": wire.SFTP, "port": 22} | pin
+    return wire.by(wire.SFTP) | key.pin
 
 
 def servers_of(name):
@@ -313,5 +279,5 @@ def make(name, rig):
         return CancelOfARunningJob(rig, 2100)
     fields = servers_of(name)
     if name in PINNED:
-        return Download(rig, save_path=rig.local / "saved", **fields)
+        return Download(rig, **fields | {"save_path": rig.local / "saved"})
     return JOBS[name.split("-")[1]](rig, **fields)

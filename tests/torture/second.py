@@ -4,6 +4,8 @@ import contextlib
 import subprocess
 
 import rig as world
+from harness import ftpctl, turns, wire
+from harness.scripted import ScriptedServer
 
 FASTER_CLOCK = "libfaketimeMT"
 PORT = 2101
@@ -18,8 +20,6 @@ class SecondClient:
     that its outcome is not known, it runs the command again."""
 
     def __init__(self, rig, preloads):
-        from harness.scripted import ScriptedServer
-
         self._rig = rig
         faketime = [path for path in preloads["LD_PRELOAD"].split(":") if FASTER_CLOCK in path]
         self._clock = {"LD_PRELOAD": faketime[0], "FAKETIME": preloads["FAKETIME"]}
@@ -30,8 +30,6 @@ class SecondClient:
     @contextlib.contextmanager
     def waiting(self):
         """The block has the turn. Afterwards `wrong` tells what was wrong with the second's own job, or is None."""
-        from harness import turns
-
         self._target.unlink(missing_ok=True)
         with turns.Turn():
             process = self._start()
@@ -44,14 +42,10 @@ class SecondClient:
         del self._server.sessions[:]
 
     def _heard(self):
-        from harness import wire
-
         whole = [notice for notice in self._rig.manager.notices if notice.raw]  # nothing could be sent over some
         return sum(notice.code == wire.NOTICE_DOWNLOAD for notice in whole)
 
     def _start(self):
-        from harness import ftpctl
-
         words = ["--quiet", "get", f"ftp://alice@127.0.0.1:{PORT}/second", self._target]
         return subprocess.Popen(
             [*ftpctl.command(), *words],

@@ -9,8 +9,11 @@ import time
 from typing import NamedTuple
 
 import rig as world
+import scenarios
 from fault import ERRORS, ROLES, Page
 from second import SecondClient
+from start_up import StartUp
+from harness import client, wire
 
 HANG_S = 60
 ASK_AFTER_S = 0.25  # a job that has met its fault and is not announced yet: has it ended?
@@ -50,8 +53,6 @@ def points_of(counts, every_error, share):
 
 def ask_anyhow(data):
     """All that comes back; b"" also for a connection that breaks."""
-    from harness import client
-
     try:
         with client.connect() as connection:
             connection.settimeout(HANG_S)
@@ -80,9 +81,6 @@ def libraries_own(wrong, name, hit_by, is_ssh, lines):
 
 class Torture:
     def __init__(self, name, rig, page):
-        import scenarios
-
-        self.scenarios = scenarios
         self.name, self.rig, self.page = name, rig, page
         self.tally = Tally(name)
         rig.start()
@@ -170,17 +168,15 @@ class Torture:
         reply = ask_anyhow(self.scenario.request())
         if reply is None:
             return "no answer"
-        if isinstance(self.scenario, self.scenarios.Job):
+        if isinstance(self.scenario, scenarios.Job):
             return self._judge_job(reply, point)
-        if isinstance(self.scenario, self.scenarios.CancelOfARunningJob):
+        if isinstance(self.scenario, scenarios.CancelOfARunningJob):
             return self._judge_cancel(reply)
         return self.scenario.wrong_answer(reply)
 
     # --- Jobs
 
     def _judge_job(self, reply, point):
-        from harness import client
-
         head = client.head(self.scenario.command, 8)
         if reply == client.head(0, 8) + bytes(8) or (not reply and point is None):
             return "the request was not heard" if point is None else self._no_notice("not heard")
@@ -209,12 +205,12 @@ class Torture:
         if detail == 0:
             self.page.disarm()
             return self.scenario.wrong_effect()
-        allowed = self.scenarios.MAY_END_WITH[point.name] if point else set()
+        allowed = scenarios.MAY_END_WITH[point.name] if point else set()
         return None if detail in allowed else f"ended with {detail}"
 
     def _looks(self):
         """Notices of the look before a resume."""
-        return 1 if isinstance(self.scenario, self.scenarios.Resume) else 0
+        return 1 if isinstance(self.scenario, scenarios.Resume) else 0
 
     def _why_unannounced(self):
         said = self.rig.log.texts
@@ -260,8 +256,6 @@ class Torture:
         return True
 
     def _is_idle(self):
-        from harness import client, wire
-
         reply = ask_anyhow(client.head(wire.GET_STATE, 0))
         time.sleep(0.03)
         return bool(reply) and len(reply) == 80 and wire.State.of(reply[8:]).running == 0
@@ -345,8 +339,6 @@ def try_scenario(arguments, rig, page):
 
 
 def try_start_up(arguments, rig, page):
-    from start_up import StartUp
-
     start_up = StartUp(rig, page)
     counts = start_up.count_calls()
     start_up.endings.clear()

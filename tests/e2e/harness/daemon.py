@@ -112,6 +112,11 @@ class Daemon:
         self.pid = wait_until(stayed, "a daemon that left its starter")
         return self.pid
 
+    def start(self, **options):
+        """launch(**options), and find()."""
+        self.launch(**options)
+        return self.find()
+
     def statuses_of_all(self):
         """Waits until all its processes have ended; their exit statuses, eldest first."""
         statuses = [self.front_status()]
@@ -143,6 +148,15 @@ class Daemon:
         """{number: target} of its open files."""
         folder = f"/proc/{self.pid}/fd"
         return {int(number): os.readlink(f"{folder}/{number}") for number in os.listdir(folder)}
+
+    def threads(self):
+        """How many."""
+        return len(os.listdir(f"/proc/{self.pid}/task"))
+
+    def peak_kib(self):
+        """The most memory that it has held."""
+        status = pathlib.Path(f"/proc/{self.pid}/status").read_text()
+        return int(re.search(r"^VmHWM:\s*(\d+) kB$", status, re.MULTILINE)[1])
 
     def resident_kib(self):
         return memory_kib(self.pid, "Rss")

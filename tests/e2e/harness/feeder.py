@@ -6,7 +6,7 @@ import re
 from typing import NamedTuple
 
 from . import client, wire
-from .daemon import SPEED, WORLD
+from .daemon import WORLD
 
 FOLDER = WORLD / "zixi"  # plays the server
 USER_WIDTH, PASSWORD_WIDTH = 64, 128
@@ -17,12 +17,10 @@ PROGRESS = re.compile(
 )
 
 
-def start(daemon, network_manager, speed=SPEED, **knobs):
-    """Launches the daemon. knobs, for its library: fail, rate, total, user, password, dir."""
+def knobs(**knobs):
+    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir."""
     variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
-    daemon.launch(speed=speed, **({"ZIXI_FEEDER_DIR": str(FOLDER)} | variables))
-    daemon.find()
-    network_manager.wait_for(wire.NOTICE_STARTED)
+    return {"ZIXI_FEEDER_DIR": str(FOLDER)} | variables
 
 
 def credentials(user, password):

@@ -9,7 +9,7 @@ import warnings
 
 from . import processes
 from .daemon import WORLD
-from .vsftpd import HOME, Vsftpd, listens
+from .vsftpd import HOME, Vsftpd, listens, needs_users
 from .waiting import wait_until
 
 with warnings.catch_warnings():
@@ -22,16 +22,11 @@ with warnings.catch_warnings():
 UTC = os.environ | {"TZ": "UTC"}
 
 
-def one_user_only():
-    """A world made without root has one user id: no server could become alice there."""
-    with open("/proc/self/uid_map") as ids:
-        return int(ids.read().split()[2]) == 1
-
-
 class Program(Vsftpd):
     """A server that is a program of its own; its files are handled as vsftpd's are."""
 
     def __init__(self, command, port=21):
+        needs_users()
         self.home = HOME
         self._process = processes.spawn(command, env=UTC)
         wait_until(lambda: listens(port) or self._process.poll() is not None, f"{command[0]}")

@@ -5,7 +5,7 @@ from .ftp_servers import Proftpd, PureFtpd
 from .name_jobs import Server
 from .sftp import HostKey, Sshd
 from .squid import PORT, Squid
-from .tls import PORTS, Certificate, ProftpdTls, PureFtpdTls, VsftpdTls
+from .tls import Certificate, ProftpdTls, PureFtpdTls, VsftpdTls
 from .vsftpd import Vsftpd
 
 PLAIN_PORT = 2021
@@ -57,10 +57,6 @@ def _squid_reads_otherwise(job, before, fetched):
     return None
 
 
-def _fields(protocol):
-    return {"protocol": protocol, "port": PORTS.get(protocol, 21)}
-
-
 def _plain(name, start, carries):
     def make():
         start(21)
@@ -75,7 +71,7 @@ def _secure(name, start, start_plain, protocol, carries):
     def make():
         start(Certificate(), protocol)
         start_plain(PLAIN_PORT)
-        return Server(name, _fields(protocol), active_too=True, plain_port=PLAIN_PORT, carries=carries)
+        return Server(name, wire.by(protocol), active_too=True, plain_port=PLAIN_PORT, carries=carries)
 
     return make
 

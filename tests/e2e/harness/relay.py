@@ -4,10 +4,12 @@ import socket
 import threading
 import time
 
+from .listener import Listener
+
 PIECE = 16384
 
 
-class Relay:
+class Relay(Listener):
     """Takes the first connection to the first port, and so on; all further ones to the last.
 
     up_bytes_per_s: how fast the client's bytes go on; 0 = as they come.
@@ -23,24 +25,16 @@ class Relay:
         self._delay_s = delay_s
         self._stops = stops or {}
         self._pause_s = PIECE / up_bytes_per_s if up_bytes_per_s else 0
-        self._listener = socket.create_server(("127.0.0.1", port))
-        threading.Thread(target=self._serve, daemon=True).start()
+        super().__init__(port)
 
-    def _serve(self):
-        while True:
-            try:
-                outer, _ = self._listener.accept()
-            except OSError:
-                return
-            target = self._targets[min(self.connections, len(self._targets) - 1)]
-            self.connections += 1
-            most = self._stops.get(self.connections)
-            time.sleep(self._hold_s)
-            inner = socket.create_connection(("127.0.0.1", target))
-            for ends in ((outer, inner, self._pause_s, most), (inner, outer, 0, None)):
-                threading.Thread(
-                    target=self._pump, args=(self._delay_s, *ends), daemon=True
-                ).start()
+    def take(self, outer):
+        target = self._targets[min(self.connections, len(self._targets) - 1)]
+        self.connections += 1
+        most = self._stops.get(self.connections)
+        time.sleep(self._hold_s)
+        inner = socket.create_connection(("127.0.0.1", target))
+        for ends in ((outer, inner, self._pause_s, most), (inner, outer, 0, None)):
+            threading.Thread(target=self._pump, args=(self._delay_s, *ends), daemon=True).start()
 
     @staticmethod
     def _pump(delay_s, source, target, pause_s, most):
@@ -59,7 +53,3 @@ class Relay:
             target.shutdown(socket.SHUT_WR)
         except OSError:
             pass
-
-    def stop(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()

@@ -7,6 +7,7 @@ import time
 from dataclasses import dataclass, field
 from typing import Callable
 
+from .listener import Listener
 from .waiting import DEADLINE_S, wait_until
 
 PIECE = 16384
@@ -101,6 +102,17 @@ def finish(session, data, action):
         assert action == "close", action
 
 
+# Of verbs that ask for nothing else.
+USUAL_REPLIES = {
+    "USER": "331 password?",
+    "PASS": "230 logged in",
+    "PWD": '257 "/" it is',
+    "CWD": "250 there",
+    "MKD": '257 "it" made',
+    "QUIT": "221 bye",
+}
+
+
 @dataclass
 class Plan:
     """How one control connection is treated; by itself a friendly server that has the files."""
@@ -176,25 +188,7 @@ class Session(threading.Thread):
         if method:
             method(argument)
         else:
-            self.reply("200 fine")
-
-    def on_user(self, _):
-        self.reply("331 password?")
-
-    def on_pass(self, _):
-        self.reply("230 logged in")
-
-    def on_pwd(self, _):
-        self.reply('257 "/" it is')
-
-    def on_cwd(self, _):
-        self.reply("250 there")
-
-    def on_mkd(self, name):
-        self.reply(f'257 "{name}" made')
-
-    def on_quit(self, _):
-        self.reply("221 bye")
+            self.reply(USUAL_REPLIES.get(verb, "200 fine"))
 
     def on_size(self, name):
         if self.plan.announced_size is not None:
@@ -250,7 +244,7 @@ class Session(threading.Thread):
         self.reply(self.plan.closing)
 
 
-class ScriptedServer:
+class ScriptedServer(Listener):
     """Treats the first connection by the first plan, and so on; all further ones by the last."""
 
     session_class = Session
@@ -264,24 +258,17 @@ class ScriptedServer:
         self.closing = threading.Event()
         self.held = {}
         self._afterwards = {}
-        self._listener = socket.create_server((address, port))
-        threading.Thread(target=self._serve, daemon=True).start()
+        super().__init__(port, address)
 
-    def _serve(self):
-        while True:
-            try:
-                connection, _ = self._listener.accept()
-            except OSError:
-                return
-            plan = self.plans[min(len(self.sessions), len(self.plans) - 1)]
-            session = self.session_class(self, connection, plan)
-            self.sessions.append(session)
-            session.start()
+    def take(self, connection):
+        plan = self.plans[min(len(self.sessions), len(self.plans) - 1)]
+        session = self.session_class(self, connection, plan)
+        self.sessions.append(session)
+        session.start()
 
     def stop(self):
         self.closing.set()
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
+        super().stop()
 
     def hold(self, verb):
         """The event that lets the server answer this command; until it is set, it waits."""

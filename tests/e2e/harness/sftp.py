@@ -2,9 +2,9 @@
 
 import subprocess
 
-from . import processes
+from . import processes, wire
 from .daemon import WORLD
-from .vsftpd import HOME, Vsftpd, listens
+from .vsftpd import HOME, Vsftpd, listens, needs_users
 from .waiting import wait_until
 
 CONFIGURATION = {
@@ -42,15 +42,26 @@ class HostKey:
         return digest_of(self.public)
 
     @property
+    def pin(self):
+        """The fields of a request that expects it."""
+        return wire.auth(wire.AUTH_MD5, self.md5)
+
+    @property
     def fields(self):
         """Kind and key, as they stand in the public key's line."""
         return self.public.read_text().split()[:2]
+
+
+def log():
+    """What the server has said."""
+    return (WORLD / "sshd.log").read_text()
 
 
 class Sshd(Vsftpd):
     """settings: sshd's own. Files are handled as vsftpd's are."""
 
     def __init__(self, key, port=22, **settings):
+        needs_users()
         self.home = HOME
         file = WORLD / f"sshd_config.{port}"
         address = {"ListenAddress": f"127.0.0.1:{port}"}
@@ -59,4 +70,4 @@ class Sshd(Vsftpd):
         with open(WORLD / "sshd.log", "wb") as said:
             self._process = processes.spawn(["/usr/sbin/sshd", "-D", "-e", "-f", file], stderr=said)
         wait_until(lambda: listens(port) or self._process.poll() is not None, "sshd to listen")
-        assert self._process.poll() is None, (WORLD / "sshd.log").read_text()
+        assert self._process.poll() is None, log()

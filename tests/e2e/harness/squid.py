@@ -1,10 +1,10 @@
 """HTTP proxies: squid, which speaks FTP to servers, and a scripted one."""
 
 import socket
-import threading
 
 from . import processes
 from .daemon import WORLD
+from .listener import Listener
 from .vsftpd import listens
 from .waiting import wait_until
 
@@ -89,7 +89,7 @@ class Squid:
         self._process.wait()
 
 
-class HttpProxy:
+class HttpProxy(Listener):
     """Answers the first request with the first answer, and so on; all further ones with the last.
 
     heads: what came, head by head, as bytes; bodies: what followed each."""
@@ -98,21 +98,15 @@ class HttpProxy:
         self.answers = answers
         self.heads, self.bodies = [], []
         self.connections = 0
-        self._listener = socket.create_server(("127.0.0.1", port))
-        threading.Thread(target=self._serve, daemon=True).start()
+        super().__init__(port)
 
-    def _serve(self):
-        while True:
+    def take(self, connection):
+        self.connections += 1
+        with connection, connection.makefile("rb") as incoming:
             try:
-                connection, _ = self._listener.accept()
+                self._treat(connection, incoming)
             except OSError:
-                return
-            self.connections += 1
-            with connection, connection.makefile("rb") as incoming:
-                try:
-                    self._treat(connection, incoming)
-                except OSError:
-                    pass  # the client hung up
+                pass  # the client hung up
 
     def _treat(self, connection, incoming):
         head = b""
@@ -138,10 +132,6 @@ class HttpProxy:
         connection.shutdown(socket.SHUT_WR)
         while connection.recv(4096):  # a close with bytes unread would reset the connection
             pass
-
-    def stop(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
 
 
 def answer(status, body=b"", version="1.1"):

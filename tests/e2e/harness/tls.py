@@ -16,9 +16,6 @@ with warnings.catch_warnings():
     warnings.simplefilter("ignore", DeprecationWarning)
     from pyftpdlib.handlers import TLS_DTPHandler, TLS_FTPHandler
 
-IMPLICIT_PORT = 990
-PORTS = {wire.FTPS_EXPLICIT: 21, wire.FTPS_IMPLICIT: IMPLICIT_PORT}
-
 KEYS = {
     "rsa": ["-newkey", "rsa:2048"],
     "ecdsa": ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1"],
@@ -31,9 +28,9 @@ def openssl(*arguments):
     return done.stdout
 
 
-def digest_of(file, kind="sha1"):
-    """The digest of a PEM certificate, by openssl."""
-    said = openssl("x509", "-in", file, "-noout", "-fingerprint", f"-{kind}")
+def digest_of(file):
+    """The SHA-1 digest of a PEM certificate, by openssl."""
+    said = openssl("x509", "-in", file, "-noout", "-fingerprint", "-sha1")
     return bytes.fromhex(said.split("=")[1].strip().replace(":", ""))
 
 
@@ -50,11 +47,12 @@ class Certificate:
 
     @property
     def sha1(self):
-        return digest_of(self.file, "sha1")
+        return digest_of(self.file)
 
     @property
-    def md5(self):
-        return digest_of(self.file, "md5")
+    def pin(self):
+        """The fields of a request that expects it."""
+        return wire.auth(wire.AUTH_SHA1, self.sha1)
 
 
 class VsftpdTls(Vsftpd):
@@ -64,7 +62,7 @@ class VsftpdTls(Vsftpd):
         super().__init__(
             ssl_enable="YES",
             implicit_ssl="YES" if protocol == wire.FTPS_IMPLICIT else "NO",
-            listen_port=PORTS[protocol],
+            listen_port=wire.PORTS[protocol],
             force_local_logins_ssl="YES",
             force_local_data_ssl="YES",
             rsa_cert_file=certificate.file,
@@ -79,7 +77,7 @@ class ProftpdTls(Proftpd):
     def __init__(self, certificate, protocol, **settings):
         implicit = {"TLSOptions": "UseImplicitSSL"} if protocol == wire.FTPS_IMPLICIT else {}
         super().__init__(
-            PORTS[protocol],
+            wire.PORTS[protocol],
             LoadModule="mod_tls.c",
             TLSEngine="on",
             TLSRequired="on",
@@ -126,7 +124,7 @@ class PyftpdlibTls(Pyftpdlib):
     def __init__(self, certificate, protocol):
         handler = _handler(certificate, protocol == wire.FTPS_IMPLICIT)
         handler.ssl_context = handler.get_ssl_context()
-        super().__init__(handler=handler, port=PORTS[protocol])
+        super().__init__(handler=handler, port=wire.PORTS[protocol])
 
 
 class Wire:
@@ -217,7 +215,7 @@ class TlsServer(ScriptedServer):
         self.implicit = protocol == wire.FTPS_IMPLICIT
         self.wires = []
         self.data_refused = threading.Event()
-        super().__init__(*plans, files=files, port=PORTS[protocol])
+        super().__init__(*plans, files=files, port=wire.PORTS[protocol])
 
 
 class _LateSession(TlsSession):

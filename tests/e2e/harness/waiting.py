@@ -1,5 +1,6 @@
 """Waiting for a condition, never for a length of time."""
 
+import contextlib
 import time
 
 DEADLINE_S = 60.0
@@ -27,3 +28,12 @@ def holds_for(condition, seconds):
             return False
         time.sleep(POLL_S)
     return True
+
+
+@contextlib.contextmanager
+def within(seconds):
+    """A block that takes less time than that."""
+    begin = time.monotonic()
+    yield
+    taken_s = time.monotonic() - begin
+    assert taken_s < seconds, taken_s

@@ -11,6 +11,9 @@ SIZE_LIMIT, TIMEOUT, NOT_SUPPORTED, NETWORK = 12, 14, 15, 16
 SECURE_7, SECURE_UNKNOWN, SECURE_6, SECURE_5, CERT_MISMATCH, HOSTKEY_MISMATCH = range(17, 23)
 
 FTP, FTPS_IMPLICIT, FTPS_EXPLICIT, SFTP, ZIXI_4, ZIXI_5 = range(6)
+FTPS = {"explicit": FTPS_EXPLICIT, "implicit": FTPS_IMPLICIT}
+PROTOCOLS = {"ftp": FTP, "sftp": SFTP} | FTPS
+PORTS = {FTP: 21, FTPS_IMPLICIT: 990, FTPS_EXPLICIT: 21, SFTP: 22}
 
 AUTH_NONE, AUTH_MD5, AUTH_SHA1 = range(3)
 
@@ -35,6 +38,22 @@ REQUEST_FIELDS = {
     "save_path": (1817, 259, ""),
     "resume": (2076, None, 0),
 }
+
+
+def widths(*names):
+    """[(name, bytes)] of fields that are strings."""
+    return [(name, REQUEST_FIELDS[name][1]) for name in names]
+
+
+def by(protocol):
+    """The fields of a request that reach a server of the protocol at its usual port."""
+    return {"protocol": protocol, "port": PORTS[protocol]}
+
+
+def auth(kind, digest=b"", length=None, save_path=""):
+    """The fields of a request that tell who the server must be. length: the digest's own, if None."""
+    length = bytes([len(digest) if length is None else length])
+    return {"auth_type": kind, "digest": digest, "digest_length": length, "save_path": save_path}
 
 
 def as_bytes(text):
@@ -70,6 +89,14 @@ class ExecInfo(NamedTuple):
     retry_count: int
 
     LAYOUT = "3d5I4x"
+
+    @property
+    def sizes(self):
+        return self.total_size, self.transferred_size
+
+    @property
+    def codes(self):
+        return self.curl_code, self.response_code_type, self.response_code, self.retry_count
 
 
 class State(NamedTuple):
@@ -115,6 +142,21 @@ class FileInfo(NamedTuple):
 NOTICE_DOWNLOAD, NOTICE_UPLOAD, NOTICE_FILE_INFO, NOTICE_STARTED = range(4)
 
 
+class Start(NamedTuple):
+    """A command that starts a job."""
+
+    kind: int  # of the job
+    notice: int  # its code
+    named: str  # how the log names a request that was refused
+
+
+STARTS = {
+    DOWNLOAD: Start(1, NOTICE_DOWNLOAD, "ftp_clientd(393): command_download()"),
+    UPLOAD: Start(2, NOTICE_UPLOAD, "ftp_clientd(433): command_upload()"),
+    DL_FILE_INFO: Start(3, NOTICE_FILE_INFO, "ftp_clientd(570): command_dl_file_info()"),
+}
+
+
 class Notice(NamedTuple):
     """One notice as the network manager received it."""
 
@@ -142,3 +184,13 @@ class Notice(NamedTuple):
     def exec_info(self):
         assert len(self.raw) == 68
         return ExecInfo(*struct.unpack("<" + ExecInfo.LAYOUT, self.body[8:]))
+
+    @property
+    def sizes(self):
+        """(total, transferred)"""
+        return self.exec_info.sizes
+
+    @property
+    def codes(self):
+        """(libcurl's code, kind of response code, response code, retries)"""
+        return self.exec_info.codes
