@@ -83,23 +83,16 @@ TEST(Edges, BlanksInFrontMoveNothingButTheTypeCharacter)
 
 TEST(Edges, FieldsOfAnyLengthMoveNothing)
 {
+    const entry_t usual = file("").bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644);
     for (size_t length = 1; length <= FAR_BYTES; length++) {
         std::string text(length, 'o');
         std::string line = "-rw-r--r-- 1 " + text + " " + text + " 1234 Jan 15 12:34 " + text + " " + text;
-        ASSERT_EQ(detect(line), 0x200) << line;
-        ASSERT_EQ(resolve(line, 0x200), (entry_t{.type = FILE_TYPE_FILE,
-                                                 .name = text + " " + text,
-                                                 .size = 1234,
-                                                 .date = {0, 1, 15},
-                                                 .time = {12, 34},
-                                                 .attributes = RW_R_R,
-                                                 .owner = text.substr(0, 40),
-                                                 .valid = ALL_GIVEN}))
-            << line;
-        line = text + "  1234 01-15-12 10:20";
-        ASSERT_EQ(detect(line), 23) << line;
-        ASSERT_EQ(resolve(line, 23).name, text);
-        ASSERT_EQ(resolve(line, 23).size, 1234);
+        expect_read({
+            {"owner, group and name", line, 0x200,
+             usual.owned(text.substr(0, 40)).with(&entry_t::name, text + " " + text)},
+            {"name first", text + "  1234 01-15-12 10:20", 23,
+             file(text).bytes(1234).dated(2012, 1, 15).at(10, 20)},
+        });
         ASSERT_EQ(resolve("01-15-12 10:20 1234 " + text, 22).name, text);
     }
 }

@@ -99,104 +99,91 @@ TEST(FindField, NegativeIndexIntoNoLineFindsNothing)
     EXPECT_STREQ(out, "");
 }
 
+void expect_permissions(std::initializer_list<std::pair<const char *, uint32_t>> table)
+{
+    for (const auto &[text, value] : table)
+        EXPECT_EQ(AttrString2Value(text), value) << text;
+}
+
 TEST(AttrString2Value, EachPositionHasItsHexadecimalBit)
 {
-    struct {
-        const char *text;
-        uint32_t value;
-    } const table[] = {
-        {"r--------", 0x400}, {"-w-------", 0x200}, {"--x------", 0x100}, {"---r-----", 0x40},
-        {"----w----", 0x20},  {"-----x---", 0x10},  {"------r--", 0x4},   {"-------w-", 0x2},
-        {"--------x", 0x1},   {"---------", 0},     {"rwxrwxrwx", 0x777}, {"rwxr-xr-x", 0x755},
-        {"rw-r--r--", 0x644},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+    expect_permissions({{"r--------", 0x400},
+                        {"-w-------", 0x200},
+                        {"--x------", 0x100},
+                        {"---r-----", 0x40},
+                        {"----w----", 0x20},
+                        {"-----x---", 0x10},
+                        {"------r--", 0x4},
+                        {"-------w-", 0x2},
+                        {"--------x", 0x1},
+                        {"---------", 0},
+                        {"rwxrwxrwx", 0x777},
+                        {"rwxr-xr-x", 0x755},
+                        {"rw-r--r--", 0x644}});
 }
 
 TEST(AttrString2Value, SpecialLettersCountOnlyInTheirOwnPlace)
 {
-    struct {
-        const char *text;
-        uint32_t value;
-    } const table[] = {
-        {"--s------", 0x4100},
-        {"--S------", 0x4000},
-        {"-----s---", 0x2010},
-        {"-----S---", 0x2000},
-        {"--------t", 0x1001},
-        {"--------T", 0x1000},
-        {"rwsr-sr-t", 0x7755},
-        {"rwSr-Sr-T", 0x7644},
-        // elsewhere they are set like any letter
-        {"--t------", 0x100},
-        {"--T------", 0x100},
-        {"-----t---", 0x10},
-        {"-----T---", 0x10},
-        {"--------s", 0x1},
-        {"--------S", 0x1},
-        {"s--------", 0x400},
-        {"-S-------", 0x200},
-        {"---s-----", 0x40},
-        {"----S----", 0x20},
-        {"------t--", 0x4},
-        {"-------T-", 0x2},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+    expect_permissions({{"--s------", 0x4100},
+                        {"--S------", 0x4000},
+                        {"-----s---", 0x2010},
+                        {"-----S---", 0x2000},
+                        {"--------t", 0x1001},
+                        {"--------T", 0x1000},
+                        {"rwsr-sr-t", 0x7755},
+                        {"rwSr-Sr-T", 0x7644}});
+    // elsewhere they are set like any letter
+    expect_permissions({{"--t------", 0x100},
+                        {"--T------", 0x100},
+                        {"-----t---", 0x10},
+                        {"-----T---", 0x10},
+                        {"--------s", 0x1},
+                        {"--------S", 0x1},
+                        {"s--------", 0x400},
+                        {"-S-------", 0x200},
+                        {"---s-----", 0x40},
+                        {"----S----", 0x20},
+                        {"------t--", 0x4},
+                        {"-------T-", 0x2}});
 }
 
 TEST(AttrString2Value, EveryByteButTheDashIsSet)
 {
-    struct {
-        const char *text;
-        uint32_t value;
-    } const table[] = {
-        {"?????????", 0x777},    {"xxxxxxxxx", 0x777},       {"         ", 0x777},  {"-----l---", 0x10},
-        {"--\xFF------", 0x100}, {"r-xrwx\xD4\xC2-", 0x576}, {"[RWCEAFMS]", 0x777},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+    expect_permissions({{"?????????", 0x777},
+                        {"xxxxxxxxx", 0x777},
+                        {"         ", 0x777},
+                        {"-----l---", 0x10},
+                        {"--\xFF------", 0x100},
+                        {"r-xrwx\xD4\xC2-", 0x576},
+                        {"[RWCEAFMS]", 0x777}});
 }
 
 TEST(AttrString2Value, ShortTextIsFilledWithDashesAndLongTextCut)
 {
-    struct {
-        const char *text;
-        uint32_t value;
-    } const table[] = {
-        {"", 0},
-        {"r", 0x400},
-        {"rwS", 0x4600},
-        {"rwxr-xr-", 0x754},
-        {"rwxr-xr-x+", 0x755},
-        {"rwxr-xr--12", 0x754},
-        {"---------rwx", 0},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(AttrString2Value(row.text), row.value) << row.text;
+    expect_permissions({{"", 0},
+                        {"r", 0x400},
+                        {"rwS", 0x4600},
+                        {"rwxr-xr-", 0x754},
+                        {"rwxr-xr-x+", 0x755},
+                        {"rwxr-xr--12", 0x754},
+                        {"---------rwx", 0}});
 }
 
 TEST(Atoi64, ConvertsAWholeDecimalNumber)
 {
-    struct {
-        const char *text;
-        int64_t value;
-    } const table[] = {
-        {"0", 0},
-        {"1234", 1234},
-        {"007", 7},
-        {"-5", -5},
-        {"+7", 7},
-        {" 42", 42},
-        {"\t 42", 42},
-        {"4294967296", 4294967296},
-        {"9223372036854775807", INT64_MAX},
-        {"-9223372036854775808", INT64_MIN},
-    };
-    for (const auto &row : table) {
+    const std::pair<const char *, int64_t> table[] = {{"0", 0},
+                                                      {"1234", 1234},
+                                                      {"007", 7},
+                                                      {"-5", -5},
+                                                      {"+7", 7},
+                                                      {" 42", 42},
+                                                      {"\t 42", 42},
+                                                      {"4294967296", 4294967296},
+                                                      {"9223372036854775807", INT64_MAX},
+                                                      {"-9223372036854775808", INT64_MIN}};
+    for (const auto &[text, value] : table) {
         errno = 0;
-        EXPECT_EQ(_atoi64(row.text), row.value) << row.text;
+        EXPECT_EQ(_atoi64(text), value) << text;
     }
 }
 

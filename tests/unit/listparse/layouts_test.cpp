@@ -16,8 +16,8 @@ TEST(Layouts, EachSampleOfTheUnixFamilyIsDetectedAsItsNumberAndResolves)
         const entry_t entry = resolve(layout.sample, layout.number | LIST_FMT_FLAG_LNK);
         EXPECT_EQ(entry.name, "name") << layout.sample;
         EXPECT_TRUE(entry.size == 1234 || entry.size == 4096) << layout.sample;
-        EXPECT_EQ(entry.date.month, 1) << layout.sample;
-        EXPECT_EQ(entry.date.day, 15) << layout.sample;
+        EXPECT_EQ(entry.date[1], 1) << layout.sample;
+        EXPECT_EQ(entry.date[2], 15) << layout.sample;
         EXPECT_STRNE(layout.sent_by, "");
     }
 }

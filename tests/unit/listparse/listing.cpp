@@ -63,15 +63,15 @@ entry_t resolve(std::string_view line, list_format_t format, int stale_errno)
     std::string name_read(name.bytes.data(), strnlen(name.bytes.data(), FILE_INFO_NAME_SIZE));
     EXPECT_LT(name_read.size(), FILE_INFO_NAME_SIZE);
 
-    return {.type = type,
-            .name = std::move(name_read),
-            .size = size,
-            .date = {time.year, time.month, time.day},
-            .time = {time.hour, time.minute},
-            .attributes = attributes,
-            .owner = std::move(owner_read),
-            .is_link = is_link,
-            .valid = valid};
+    return {type,
+            std::move(name_read),
+            size,
+            {time.year, time.month, time.day},
+            {time.hour, time.minute},
+            attributes,
+            std::move(owner_read),
+            is_link,
+            valid};
 }
 
 list_format_t detect(std::string_view line, std::string *left)
@@ -84,11 +84,34 @@ list_format_t detect(std::string_view line, std::string *left)
     return format;
 }
 
+void expect_entries(entry_rows rows)
+{
+    for (const entry_row &row : rows)
+        EXPECT_EQ(resolve(row.line, row.format), row.entry) << row.name << ": " << row.line;
+}
+
+void expect_read(entry_rows rows)
+{
+    for (const entry_row &row : rows) {
+        std::string left;
+        EXPECT_EQ(detect(row.line, &left), row.format) << row.name << ": " << row.line;
+        EXPECT_EQ(resolve(left, row.format), row.entry) << row.name << ": " << row.line;
+    }
+}
+
+void expect_format(list_format_t format, text_list lines)
+{
+    for (const char *line : lines) {
+        std::string left;
+        EXPECT_EQ(detect(line, &left), format) << testing::PrintToString(line);
+        EXPECT_EQ(left, line) << "the line was changed";
+    }
+}
+
 void PrintTo(const entry_t &entry, std::ostream *out)
 {
     *out << "type " << entry.type << " name " << testing::PrintToString(entry.name) << " size " << entry.size
-         << " date " << entry.date.year << '-' << entry.date.month << '-' << entry.date.day << " time "
-         << entry.time.hour << ':' << entry.time.minute << " attributes 0x" << std::hex << entry.attributes
-         << std::dec << " owner " << testing::PrintToString(entry.owner) << " is_link " << entry.is_link
-         << " valid " << entry.valid;
+         << " date " << testing::PrintToString(entry.date) << " time " << testing::PrintToString(entry.time)
+         << " attributes 0x" << std::hex << entry.attributes << std::dec << " owner "
+         << testing::PrintToString(entry.owner) << " is_link " << entry.is_link << " valid " << entry.valid;
 }

@@ -3,6 +3,8 @@
 
 #include "listparse/listparse.h"
 
+#include <array>
+#include <initializer_list>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -27,34 +29,42 @@
 #define MINUTE_EUC "\xCA\xAC"
 #define MINUTE_UTF8 "\xE5\x88\x86"
 
-struct date_given {
-    int year;
-    int month;
-    int day;
-    bool operator==(const date_given &) const = default;
-};
-
-struct time_given {
-    int hour;
-    int minute;
-    bool operator==(const time_given &) const = default;
-};
-
-// What ResolvFileInfo made of a line. The defaults are what it leaves of a member that the line does not
-// give.
+// What ResolvFileInfo made of a line. A new one has what it leaves of a member that the line does not give;
+// `valid` follows from what is said behind the name: file("a").bytes(5).dated(2012, 1, 15).
 struct entry_t {
-    int type = FILE_TYPE_FILE;
-    std::string name{};
+    int type;
+    std::string name;
     int64_t size = -1;
-    date_given date{};
-    time_given time{};
+    std::array<int, 3> date{}; // year, month, day
+    std::array<int, 2> time{}; // hour, minute
     uint32_t attributes = 0;
     std::string owner{};
     uint32_t is_link = 0;
     uint32_t valid = 0;
+
     bool operator==(const entry_t &) const = default;
+    template <typename Value> entry_t with(Value entry_t::*member, Value value, uint32_t bit = 0) const
+    {
+        entry_t changed = *this;
+        changed.*member = value;
+        changed.valid |= bit;
+        return changed;
+    }
+    entry_t bytes(int64_t given) const { return with(&entry_t::size, given, FILE_INFO_SIZE); }
+    entry_t dated(int year, int month, int day) const
+    {
+        return with(&entry_t::date, {year, month, day}, FILE_INFO_DATE);
+    }
+    entry_t at(int hour, int minute) const { return with(&entry_t::time, {hour, minute}, FILE_INFO_TIME); }
+    entry_t mode(uint32_t given) const { return with(&entry_t::attributes, given, FILE_INFO_ATTR); }
+    entry_t owned(const std::string &by) const { return with(&entry_t::owner, by); }
+    entry_t linked() const { return with(&entry_t::is_link, 1u); }
 };
 void PrintTo(const entry_t &entry, std::ostream *out);
+
+inline entry_t file(const std::string &name) { return {FILE_TYPE_FILE, name}; }
+inline entry_t directory(const std::string &name) { return {FILE_TYPE_DIRECTORY, name}; }
+inline entry_t no_entry(const std::string &name = "") { return {FILE_TYPE_NONE, name}; }
 
 // Resolves a copy of the line that ends with its heap block, into outputs full of rubbish. A byte written
 // behind name or owner, or a member left as it was found, fails the test. Starts with errno 0 unless told
@@ -64,9 +74,20 @@ entry_t resolve(std::string_view line, list_format_t format, int stale_errno = 0
 // The layout of a copy of the line; *left gets the line as detection leaves it.
 list_format_t detect(std::string_view line, std::string *left = nullptr);
 
-// The permission string of most lines, and its value.
-constexpr uint32_t RW_R_R = 0x644;
+struct entry_row {
+    const char *name;
+    std::string line;
+    list_format_t format;
+    entry_t entry;
+};
+using entry_rows = std::initializer_list<entry_row>;
 
-constexpr uint32_t ALL_GIVEN = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE | FILE_INFO_ATTR;
-constexpr uint32_t ALL_BUT_TIME = FILE_INFO_DATE | FILE_INFO_SIZE | FILE_INFO_ATTR;
-constexpr uint32_t DATE_TIME_SIZE = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_SIZE;
+// Each line, read by its format, gives its entry.
+void expect_entries(entry_rows rows);
+// The same, and each line is detected as its format before.
+void expect_read(entry_rows rows);
+
+using text_list = std::initializer_list<const char *>;
+
+// Each line is detected as this format and left as it was.
+void expect_format(list_format_t format, text_list lines);

@@ -1,320 +1,320 @@
+// Formats 26 to 39: the layouts beside Unix and DOS.
 #include "listing.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
-#include <initializer_list>
 #include <string>
 
 namespace
 {
 
-struct entry_row {
-    const char *line;
-    entry_t entry;
-};
+const entry_t DATED = file("name").bytes(1234).dated(2012, 1, 15);
+const entry_t TIMED = DATED.at(10, 20);
 
-void expect_entries(list_format_t format, std::initializer_list<entry_row> table)
+// The same under another name or as another type.
+entry_t called(const entry_t &entry, const std::string &name) { return entry.with(&entry_t::name, name); }
+entry_t of_directory(const entry_t &entry, const std::string &name)
 {
-    for (const entry_row &row : table)
-        EXPECT_EQ(resolve(row.line, format), row.entry) << testing::PrintToString(row.line);
+    return called(entry, name).with(&entry_t::type, FILE_TYPE_DIRECTORY);
 }
 
 TEST(ResolveOther, Format26GivesOwnerSizeDateTimeAndAStarredType)
 {
-    auto given = [](int type, const char *name) {
-        return entry_t{.type = type,
-                       .name = name,
-                       .size = 1234,
-                       .date = {2012, 1, 15},
-                       .time = {10, 20},
-                       .owner = "QSYSOPR",
-                       .valid = DATE_TIME_SIZE};
-    };
-    expect_entries(26, {
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *FILE NAME.TXT", given(1, "NAME.TXT")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *STMF two  words", given(1, "two  words")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *MEM QGPL.FILE/MBR", given(1, "QGPL.FILE/MBR")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *DIR docs", given(0, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *DIR docs/", given(0, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *LIB docs", given(0, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *FLR docs", given(0, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *DDIR docs", given(0, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *DIRX docs", given(1, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 DIR docs", given(1, "docs")},
-                           {"QSYSOPR 1234 12/01/15 10:20:30 *FILE docs/", given(0, "docs")},
-                       });
+    const entry_t owned = TIMED.owned("QSYSOPR");
+    const std::string line = "QSYSOPR 1234 12/01/15 10:20:30 ";
+    expect_entries({
+        {"file", line + "*FILE NAME.TXT", 26, called(owned, "NAME.TXT")},
+        {"stream file", line + "*STMF two  words", 26, called(owned, "two  words")},
+        {"member", line + "*MEM QGPL.FILE/MBR", 26, called(owned, "QGPL.FILE/MBR")},
+        {"directory with its slash", line + "*DIR docs/", 26, of_directory(owned, "docs")},
+        {"a slash makes a directory", line + "*FILE docs/", 26, of_directory(owned, "docs")},
+        {"longer than a type", line + "*DIRX docs", 26, called(owned, "docs")},
+        {"no star", line + "DIR docs", 26, called(owned, "docs")},
+    });
+    for (const char *type : {"*DIR", "*LIB", "*FLR", "*DDIR"})
+        expect_entries({{type, line + type + " docs", 26, of_directory(owned, "docs")}});
 }
 
 TEST(ResolveOther, Format27GivesADateUnlessStarred)
 {
-    expect_entries(27,
-                   {
-                       {"WRK1 3390 12 34 PO 12/01/15 MY.DATA",
-                        {.type = 0, .name = "MY.DATA", .date = {2012, 1, 15}, .valid = FILE_INFO_DATE}},
-                       {"WRK1 3390 12 34 PS 98/12/31 two  words",
-                        {.type = 1, .name = "two  words", .date = {1998, 12, 31}, .valid = FILE_INFO_DATE}},
-                       {"WRK1 3390 ** ** PS **/**/** MY.DATA", {.type = 1, .name = "MY.DATA"}},
-                       {"WRK1 3390 ** ** PO 12/01/1* MY.DATA", {.type = 0, .name = "MY.DATA"}},
-                       {"WRK1 3390 12 34 POE 12/01/15 MY.DATA",
-                        {.type = 1, .name = "MY.DATA", .date = {2012, 1, 15}, .valid = FILE_INFO_DATE}},
-                   });
+    expect_entries({
+        {"partitioned", "WRK1 3390 12 34 PO 12/01/15 MY.DATA", 27, directory("MY.DATA").dated(2012, 1, 15)},
+        {"sequential", "WRK1 3390 12 34 PS 98/12/31 two  words", 27, file("two  words").dated(1998, 12, 31)},
+        {"stars", "WRK1 3390 ** ** PS **/**/** MY.DATA", 27, file("MY.DATA")},
+        {"one star", "WRK1 3390 ** ** PO 12/01/1* MY.DATA", 27, directory("MY.DATA")},
+        {"another type", "WRK1 3390 12 34 POE 12/01/15 MY.DATA", 27, file("MY.DATA").dated(2012, 1, 15)},
+    });
 }
 
 TEST(ResolveOther, Format28GivesANameOfOneFieldSizeDateAndTime)
 {
-    expect_entries(28, {
-                           {"name 1234 Jan 15 2012 10:20",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .valid = DATE_TIME_SIZE}},
-                           {"docs <DIR> DEC 31 1998 7:05 and more",
-                            {.type = 0,
-                             .name = "docs",
-                             .size = 0,
-                             .date = {1998, 12, 31},
-                             .time = {7, 5},
-                             .valid = DATE_TIME_SIZE}},
-                           {"name 1234 3" MONTH_UTF8 " 15 2012 24:00",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {2012, 3, 15},
-                             .time = {24, 0},
-                             .valid = DATE_TIME_SIZE}},
-                       });
+    expect_entries({
+        {"file", "name 1234 Jan 15 2012 10:20", 28, TIMED},
+        {"directory", "docs <DIR> DEC 31 1998 7:05 and more", 28,
+         directory("docs").bytes(0).dated(1998, 12, 31).at(7, 5)},
+        {"mark", "name 1234 3" MONTH_UTF8 " 15 2012 24:00", 28, TIMED.dated(2012, 3, 15).at(24, 0)},
+    });
 }
 
 TEST(ResolveOther, Format29GivesTypeDateTimeAndSize)
 {
-    auto given = [](int type, const char *name) {
-        return entry_t{.type = type,
-                       .name = name,
-                       .size = 1234,
-                       .date = {2012, 1, 15},
-                       .time = {10, 20},
-                       .valid = DATE_TIME_SIZE};
-    };
-    expect_entries(29, {
-                           {"F 12-01-15 10:20:30 xx xx 1234 name", given(1, "name")},
-                           {"D 12-01-15 10:20:30 xx xx 1234 two  words", given(0, "two  words")},
-                           {"dir 12-01-15 10:20:30 xx xx 1234 name/", given(0, "name/")},
-                           {"- 12-01-15 10:20:30 xx xx 1234 name", given(1, "name")},
-                       });
+    expect_entries({
+        {"F", "F 12-01-15 10:20:30 xx xx 1234 name", 29, TIMED},
+        {"D", "D 12-01-15 10:20:30 xx xx 1234 two  words", 29, of_directory(TIMED, "two  words")},
+        {"dir", "dir 12-01-15 10:20:30 xx xx 1234 name/", 29, of_directory(TIMED, "name/")},
+        {"-", "- 12-01-15 10:20:30 xx xx 1234 name", 29, TIMED},
+    });
 }
 
 // Detection hands its lines to 23, but the number is understood.
 TEST(ResolveOther, Format30GivesSizeDateTimeAndAFile)
 {
-    expect_entries(30, {
-                           {"xx 1234 01-15-12 10:20 two  words",
-                            {.type = 1,
-                             .name = "two  words",
-                             .size = 1234,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .valid = DATE_TIME_SIZE}},
-                           {"xx 1234 12-31-98 00:05 name",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {1998, 12, 31},
-                             .time = {0, 5},
-                             .valid = DATE_TIME_SIZE}},
-                           {"xx 1234 01-15-112 10:20 name",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .valid = DATE_TIME_SIZE}},
-                       });
+    expect_entries({
+        {"file", "xx 1234 01-15-12 10:20 two  words", 30, called(TIMED, "two  words")},
+        {"year of three digits", "xx 1234 01-15-112 00:05 name", 30, TIMED.at(0, 5)},
+    });
 }
 
 TEST(ResolveOther, Format32GivesPermissionsDateAndTime)
 {
-    constexpr uint32_t DATE_TIME_ATTR = FILE_INFO_DATE | FILE_INFO_TIME | FILE_INFO_ATTR;
-    expect_entries(32, {
-                           {"-rw-r--r-- 12-01-15 10:20:30 name",
-                            {.type = 1,
-                             .name = "name",
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .attributes = 0x644,
-                             .valid = DATE_TIME_ATTR}},
-                           {"drwxr-x--t 98/12/31 23:59:59 two  words",
-                            {.type = 0,
-                             .name = "two  words",
-                             .date = {1998, 12, 31},
-                             .time = {23, 59},
-                             .attributes = 0x1751,
-                             .valid = DATE_TIME_ATTR}},
-                       });
+    expect_entries({
+        {"file", "-rw-r--r-- 12-01-15 10:20:30 name", 32,
+         file("name").dated(2012, 1, 15).at(10, 20).mode(0x644)},
+        {"directory", "drwxr-x--t 98/12/31 23:59:59 two  words", 32,
+         directory("two  words").dated(1998, 12, 31).at(23, 59).mode(0x1751)},
+    });
 }
 
 TEST(ResolveOther, Format33GivesPermissionsOwnerSizeDateAndTime)
 {
-    expect_entries(33, {
-                           {"-rw-r--r-- owner 1234 12-01-15 10:20:30 name",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .attributes = 0x644,
-                             .owner = "owner",
-                             .valid = ALL_GIVEN}},
-                           {"drwxr-xr-x owner 4096 12-01-15 10:20:30 two  words",
-                            {.type = 0,
-                             .name = "two  words",
-                             .size = 4096,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .attributes = 0x755,
-                             .owner = "owner",
-                             .valid = ALL_GIVEN}},
-                       });
-    std::string owner(60, 'o');
-    EXPECT_EQ(resolve("-rw-r--r-- " + owner + " 1234 12-01-15 10:20:30 name", 33).owner, owner.substr(0, 40));
-    EXPECT_EQ(resolve(owner + " 1234 12/01/15 10:20:30 *FILE name", 26).owner, owner.substr(0, 40));
-    EXPECT_EQ(resolve(owner + " 12-01-15 1020 F xx 1234 name", 38).owner, owner.substr(0, 40));
+    expect_entries({
+        {"file", "-rw-r--r-- owner 1234 12-01-15 10:20:30 name", 33, TIMED.mode(0x644).owned("owner")},
+        {"directory", "drwxr-xr-x owner 4096 12-01-15 10:20:30 two  words", 33,
+         of_directory(TIMED.bytes(4096).mode(0x755).owned("owner"), "two  words")},
+    });
 }
 
 TEST(ResolveOther, Format37GivesSizeDateAndTime)
 {
-    expect_entries(37, {
-                           {"1234 xx yy Jan 15 10:20 2012 name",
-                            {.type = 1,
-                             .name = "name",
-                             .size = 1234,
-                             .date = {2012, 1, 15},
-                             .time = {10, 20},
-                             .valid = DATE_TIME_SIZE}},
-                           {"<DIR> xx yy Dec 31 7:05 1998 two  words",
-                            {.type = 0,
-                             .name = "two  words",
-                             .size = 0,
-                             .date = {1998, 12, 31},
-                             .time = {7, 5},
-                             .valid = DATE_TIME_SIZE}},
-                       });
+    expect_entries({
+        {"file", "1234 xx yy Jan 15 10:20 2012 name", 37, TIMED},
+        {"directory", "<DIR> xx yy Dec 31 7:05 1998 two  words", 37,
+         directory("two  words").bytes(0).dated(1998, 12, 31).at(7, 5)},
+    });
 }
 
 TEST(ResolveOther, Format38GivesOwnerDateFourDigitTimeAndSize)
 {
-    auto given = [](int type, const char *name) {
-        return entry_t{.type = type,
-                       .name = name,
-                       .size = 1234,
-                       .date = {2012, 1, 15},
-                       .time = {10, 20},
-                       .owner = "owner",
-                       .valid = DATE_TIME_SIZE};
-    };
-    expect_entries(38, {
-                           {"owner 12-01-15 1020 F xx 1234 name", given(1, "name")},
-                           {"owner 12-01-15 1020 D xx 1234 two  words", given(0, "two  words")},
-                           {"owner 12-01-15 1020 dir xx 1234 name", given(0, "name")},
-                       });
+    const entry_t owned = TIMED.owned("owner");
+    expect_entries({
+        {"F", "owner 12-01-15 1020 F xx 1234 name", 38, owned},
+        {"D", "owner 12-01-15 1020 D xx 1234 two  words", 38, of_directory(owned, "two  words")},
+        {"dir", "owner 12-01-15 1020 dir xx 1234 name", 38, of_directory(owned, "name")},
+    });
 }
 
 TEST(ResolveOther, Format39GivesADateAlone)
 {
-    expect_entries(39,
-                   {
-                       {"WRK001 3390 2012/01/15 1 15 FB 80 27920 PO MY.DATA",
-                        {.type = 0, .name = "MY.DATA", .date = {2012, 1, 15}, .valid = FILE_INFO_DATE}},
-                       {"WRK001 3390 1998/12/31 1 15 FB 80 27920 PO-E MY.DATA",
-                        {.type = 0, .name = "MY.DATA", .date = {1998, 12, 31}, .valid = FILE_INFO_DATE}},
-                       {"WRK001 3390 2012/01/15 1 15 FB 80 27920 PS two  words",
-                        {.type = 1, .name = "two  words", .date = {2012, 1, 15}, .valid = FILE_INFO_DATE}},
-                       {"WRK001 3390 2012/13/15 1 15 FB 80 27920 PS MY.DATA", {.type = 1, .name = "MY.DATA"}},
-                       {"WRK001 3390 2012/01/32 1 15 FB 80 27920 PS MY.DATA", {.type = 1, .name = "MY.DATA"}},
-                   });
+    const entry_t undated = file("MY.DATA");
+    expect_entries({
+        {"partitioned", "WRK001 3390 2012/01/15 1 15 FB 80 27920 PO MY.DATA", 39,
+         directory("MY.DATA").dated(2012, 1, 15)},
+        {"extended", "WRK001 3390 1998/12/31 1 15 FB 80 27920 PO-E MY.DATA", 39,
+         directory("MY.DATA").dated(1998, 12, 31)},
+        {"sequential", "WRK001 3390 2012/01/15 1 15 FB 80 27920 PS two  words", 39,
+         file("two  words").dated(2012, 1, 15)},
+        {"month 13", "WRK001 3390 2012/13/15 1 15 FB 80 27920 PS MY.DATA", 39, undated},
+        {"day 32", "WRK001 3390 2012/01/32 1 15 FB 80 27920 PS MY.DATA", 39, undated},
+    });
+}
+
+// --- What holds for each format
+
+// A file called "name" of 1234 bytes, of January 15th 2012 at 10:20; `date` and `time` are what the tests
+// below put others in the place of.
+struct layout_t {
+    list_format_t format;
+    std::string line;
+    const char *date;
+    const char *time = nullptr;
+};
+const layout_t LAYOUTS[] = {
+    {26, "owner 1234 12/01/15 10:20:30 *FILE name", "12/01/15", "10:20:30"},
+    {27, "WRK1 3390 12 34 PS 12/01/15 name", "12/01/15"},
+    {28, "name 1234 Jan 15 2012 10:20", "15 2012", "10:20"},
+    {29, "F 12-01-15 10:20:30 xx xx 1234 name", "12-01-15", "10:20:30"},
+    {30, "xx 1234 01-15-12 10:20 name", "01-15-12", "10:20"},
+    {32, "-rw-r--r-- 12-01-15 10:20:30 name", "12-01-15", "10:20:30"},
+    {33, "-rw-r--r-- owner 1234 12-01-15 10:20:30 name", "12-01-15", "10:20:30"},
+    {37, "1234 xx yy Jan 15 10:20 2012 name", "15 10:20 2012", "10:20"},
+    {38, "owner 12-01-15 1020 F xx 1234 name", "12-01-15", "1020"},
+    {39, "WRK001 3390 2012/01/15 1 15 FB 80 27920 PS name", "2012/01/15"},
+};
+
+std::vector<layout_t> layouts_with(const std::string &text)
+{
+    std::vector<layout_t> found;
+    std::ranges::copy_if(LAYOUTS, std::back_inserter(found),
+                         [&](const layout_t &layout) { return layout.line.find(text) != std::string::npos; });
+    return found;
+}
+
+// The layout's line with `text` in the place of `was`, read by its format and these flags.
+entry_t changed(const layout_t &layout, const std::string &was, const std::string &text,
+                list_format_t flags = 0)
+{
+    std::string line = layout.line;
+    return resolve(line.replace(line.find(was), was.size(), text), layout.format | flags);
 }
 
 TEST(ResolveOther, SizeThatIsNoCleanNumberIsNoughtAndStillGiven)
 {
-    struct {
-        list_format_t format;
-        const char *line;
-    } const table[] = {
-        {26, "owner 12K 12/01/15 10:20:30 *FILE name"},      {28, "name 12K Jan 15 2012 10:20"},
-        {29, "F 12-01-15 10:20:30 xx xx 1,234 name"},        {30, "xx 12K 01-15-12 10:20 name"},
-        {33, "-rw-r--r-- owner 12K 12-01-15 10:20:30 name"}, {37, "12K xx yy Jan 15 10:20 2012 name"},
-        {38, "owner 12-01-15 1020 F xx 12K name"},
-    };
-    for (const auto &row : table) {
-        entry_t entry = resolve(row.line, row.format);
-        EXPECT_EQ(entry.size, 0) << row.line;
-        EXPECT_NE(entry.valid & FILE_INFO_SIZE, 0u) << row.line;
-        EXPECT_EQ(entry.type, FILE_TYPE_FILE) << row.line;
-    }
+    for (const layout_t &layout : layouts_with("1234"))
+        for (const char *size : {"12K", "1,234"})
+            EXPECT_EQ(changed(layout, "1234", size), changed(layout, "", "").bytes(0)) << layout.line;
 }
 
-// A line of each format up to its name.
-struct {
-    list_format_t format;
-    const char *up_to_name;
-    const char *behind_name;
-} const layouts[] = {
-    {26, "owner 1234 12/01/15 10:20:30 *FILE ", ""},
-    {27, "WRK1 3390 12 34 PS 12/01/15 ", ""},
-    {28, "", " 1234 Jan 15 2012 10:20"},
-    {29, "F 12-01-15 10:20:30 xx xx 1234 ", ""},
-    {30, "xx 1234 01-15-12 10:20 ", ""},
-    {32, "-rw-r--r-- 12-01-15 10:20:30 ", ""},
-    {33, "-rw-r--r-- owner 1234 12-01-15 10:20:30 ", ""},
-    {37, "1234 xx yy Jan 15 10:20 2012 ", ""},
-    {38, "owner 12-01-15 1020 F xx 1234 ", ""},
-    {39, "WRK001 3390 2012/01/15 1 15 FB 80 27920 PS ", ""},
-};
+TEST(ResolveOther, LongOwnerIsCutTo40Characters)
+{
+    for (const layout_t &layout : layouts_with("owner"))
+        EXPECT_EQ(changed(layout, "owner", std::string(60, 'o')).owner, std::string(40, 'o')) << layout.line;
+}
 
 TEST(ResolveOther, ThisAndTheParentDirectoryAreNoEntries)
 {
-    for (const auto &row : layouts)
+    for (const layout_t &layout : LAYOUTS)
         for (const char *name : {".", ".."}) {
-            entry_t entry = resolve(row.up_to_name + std::string(name) + row.behind_name, row.format);
-            EXPECT_EQ(entry.type, FILE_TYPE_NONE) << row.format;
-            EXPECT_EQ(entry.name, name) << row.format;
+            const entry_t entry = changed(layout, "name", name);
+            EXPECT_EQ(entry.type, FILE_TYPE_NONE) << layout.line;
+            EXPECT_EQ(entry.name, name) << layout.line;
         }
 }
 
 TEST(ResolveOther, MissingNameIsNoEntry)
 {
-    for (const auto &row : layouts) {
-        if (row.format == 28) // its name is the first field of the line
-            continue;
-        std::string line = row.up_to_name;
-        line.pop_back(); // the blank in front of the name
-        entry_t entry = resolve(line, row.format);
-        EXPECT_EQ(entry.type, FILE_TYPE_NONE) << row.format;
-        EXPECT_EQ(entry.name, "") << row.format;
+    for (const layout_t &layout : layouts_with(" name")) {
+        const entry_t entry = changed(layout, " name", "");
+        EXPECT_EQ(entry.type, FILE_TYPE_NONE) << layout.line;
+        EXPECT_EQ(entry.name, "") << layout.line;
     }
 }
 
-TEST(ResolveOther, NameFlagsAreNotApplied)
+TEST(ResolveOther, NameFlagsAreNotAppliedAndALongNameIsCutTo1024Bytes)
 {
-    for (const auto &row : layouts)
+    for (const layout_t &layout : LAYOUTS) {
         for (list_format_t flags : {0, 0x100, 0x200, 0x300})
-            for (const char *name : {"a.lnk", "ABCDEFGHIJKLMNOPQ", "a->b", "dir\\"}) {
-                entry_t entry =
-                    resolve(row.up_to_name + std::string(name) + row.behind_name, row.format | flags);
-                EXPECT_EQ(entry.name, name) << row.format;
-                EXPECT_EQ(entry.type, FILE_TYPE_FILE) << row.format;
-                EXPECT_EQ(entry.is_link, 0u) << row.format;
-            }
+            for (const char *name : {"a.lnk", "ABCDEFGHIJKLMNOPQ", "a->b", "dir\\"})
+                EXPECT_EQ(changed(layout, "name", name, flags), called(changed(layout, "", ""), name));
+        for (size_t length : {1023u, 1024u, 1025u, 100000u})
+            EXPECT_EQ(changed(layout, "name", std::string(length, 'n')).name,
+                      std::string(std::min<size_t>(length, 1024), 'n'));
+    }
 }
 
-TEST(ResolveOther, LongNameIsCutTo1024Bytes)
+// --- Dates and times at the ends of their ranges
+
+struct date_row {
+    const char *text;
+    std::array<int, 3> date = {0, 0, 0}; // as it is when it is left out
+};
+
+// In a line of each of these formats.
+void expect_dates(std::initializer_list<list_format_t> formats, std::initializer_list<date_row> table)
 {
-    for (const auto &row : layouts)
-        for (size_t length : {1023u, 1024u, 1025u, 100000u}) {
-            std::string name(length, 'n');
-            EXPECT_EQ(resolve(row.up_to_name + name + row.behind_name, row.format).name, name.substr(0, 1024))
-                << row.format;
+    for (const layout_t &layout : LAYOUTS)
+        for (const date_row &row : table) {
+            if (std::ranges::find(formats, layout.format) == formats.end())
+                continue;
+            const entry_t entry = changed(layout, layout.date, row.text);
+            EXPECT_EQ(entry.date, row.date) << layout.format << ' ' << row.text;
+            EXPECT_EQ((entry.valid & FILE_INFO_DATE) != 0, row.date[0] != 0)
+                << layout.format << ' ' << row.text;
+            EXPECT_EQ(entry.name, "name") << layout.format << ' ' << row.text;
+            EXPECT_EQ(entry.type, FILE_TYPE_FILE) << layout.format << ' ' << row.text;
         }
+}
+
+TEST(ResolveOther, Format26KnowsTheOrderOfItsDateByTheSeparatorAndTheNumbers)
+{
+    expect_dates({26}, {
+                           // a point: day, month, year
+                           {"15.01.12", {2012, 1, 15}},
+                           {"01.02.03", {2003, 2, 1}},
+                           {"31.12.98", {1998, 12, 31}},
+                           {"01.13.12"},
+                           // a second number above 12 or a third above 31: month, day, year
+                           {"01/15/12", {2012, 1, 15}},
+                           {"12/13/11", {2011, 12, 13}},
+                           {"01/02/98", {1998, 1, 2}},
+                           {"01/02/32", {2032, 1, 2}},
+                           {"12/31/59", {2059, 12, 31}},
+                           {"12/31/60", {1960, 12, 31}},
+                           // else: year, month, day
+                           {"12/01/15", {2012, 1, 15}},
+                           {"98/12/31", {1998, 12, 31}},
+                           {"59-02-03", {2059, 2, 3}},
+                           {"60-02-03", {1960, 2, 3}},
+                           {"12/12/12", {2012, 12, 12}},
+                           // outside the calendar
+                           {"12/00/15"},
+                           {"12/01/00"},
+                           {"13/15/12"}, // month 13
+                           {"01/32/12"}, // day 32
+                           {"00/15/12"},
+                       });
+}
+
+TEST(ResolveOther, DateOutsideTheCalendarIsLeftOut)
+{
+    expect_dates({27, 29, 32, 33, 38}, {
+                                           {"12-01-15", {2012, 1, 15}},
+                                           {"59-12-31", {2059, 12, 31}},
+                                           {"60-01-01", {1960, 1, 1}},
+                                           {"99/12/31", {1999, 12, 31}},
+                                           {"00/02/03", {2000, 2, 3}},
+                                           {"12-00-15"},
+                                           {"12-13-15"},
+                                           {"12-01-00"},
+                                           {"12-01-32"},
+                                       });
+    expect_dates({30}, {
+                           {"01-15-12", {2012, 1, 15}},
+                           {"12-31-60", {1960, 12, 31}},
+                           {"00-15-12"},
+                           {"13-15-12"},
+                           {"01-00-12"},
+                           {"01-32-12"},
+                       });
+    expect_dates({28}, {{"31 1998", {1998, 1, 31}}, {"0 2012"}, {"32 2012"}, {"xx 2012"}});
+    expect_dates({37}, {{"31 10:20 1998", {1998, 1, 31}}, {"0 10:20 2012"}, {"32 10:20 2012"}});
+    EXPECT_EQ(resolve("1234 xx yy xx 15 10:20 2012 name", 37), file("name").bytes(1234).at(10, 20));
+}
+
+// The times that each of these formats takes, and those that it leaves out.
+void expect_times(std::initializer_list<list_format_t> formats, text_list taken, text_list left_out)
+{
+    for (const layout_t &layout : LAYOUTS) {
+        if (std::ranges::find(formats, layout.format) == formats.end())
+            continue;
+        const entry_t usual = changed(layout, "", "");
+        const std::array<int, 2> expected[] = {{0, 0}, {23, 59}, {24, 0}};
+        for (size_t at = 0; at < taken.size(); at++)
+            EXPECT_EQ(changed(layout, layout.time, taken.begin()[at]),
+                      usual.with(&entry_t::time, expected[at]))
+                << layout.line;
+        for (const char *text : left_out)
+            EXPECT_EQ(changed(layout, layout.time, text),
+                      usual.with(&entry_t::time, {0, 0}).with(&entry_t::valid, usual.valid & ~FILE_INFO_TIME))
+                << text << ' ' << layout.line;
+    }
+}
+
+TEST(ResolveOther, TimeOutsideTheDayIsLeftOut)
+{
+    expect_times({26, 29, 32, 33}, {"00:00:00", "23:59:59", "24:00:00"},
+                 {"25:00:00", "10:60:00", "99:99:99"});
+    expect_times({28, 30, 37}, {"0:00", "23:59", "24:00"}, {"25:00", "10:60"});
+    expect_times({38}, {"0000", "2359", "2400"}, {"2500", "1060", "10xx"});
 }
 
 } // namespace

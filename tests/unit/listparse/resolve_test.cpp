@@ -1,7 +1,6 @@
 #include "listing.h"
 
 #include <gtest/gtest.h>
-#include <initializer_list>
 #include <string>
 
 namespace
@@ -15,38 +14,23 @@ std::string line_of(char type, const std::string &name)
 struct name_row {
     char type;
     const char *text; // the line from the name on
-    int result;
-    const char *name;
-    uint32_t is_link;
+    entry_t entry;
 };
 
 // All but type, name and is_link must come out as ever.
 void expect_names(list_format_t format, std::initializer_list<name_row> table)
 {
-    for (const name_row &row : table) {
-        entry_t expected{.type = row.result,
-                         .name = row.name,
-                         .size = 1234,
-                         .date = {0, 1, 15},
-                         .time = {12, 34},
-                         .attributes = RW_R_R,
-                         .owner = "own",
-                         .is_link = row.is_link,
-                         .valid = ALL_GIVEN};
-        EXPECT_EQ(resolve(line_of(row.type, row.text), format), expected) << row.type << ' ' << row.text;
-    }
+    for (const name_row &row : table)
+        EXPECT_EQ(resolve(line_of(row.type, row.text), format),
+                  row.entry.bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644).owned("own"))
+            << row.type << ' ' << row.text;
 }
 
-TEST(Resolve, RunsToTheEndOfTheLineWithItsBlanks)
+TEST(Resolve, NameRunsToTheEndOfTheLineWithItsBlanks)
 {
-    expect_names(0x200, {
-                            {'-', "name", 1, "name", 0},
-                            {'-', "a  b   c", 1, "a  b   c", 0},
-                            {'-', "   name", 1, "name", 0}, // blanks in front separate
-                            {'-', "name  ", 1, "name  ", 0},
-                            {'-', "\tname", 1, "\tname", 0},
-                            {'-', "\xE6\x97\xA5\xE6\x9C\xAC.txt", 1, "\xE6\x97\xA5\xE6\x9C\xAC.txt", 0},
-                        });
+    for (const std::string name : {"name", "a  b   c", "name  ", "\tname", "\xE6\x97\xA5\xE6\x9C\xAC.txt"})
+        expect_names(0x200, {{'-', name.c_str(), file(name)}});
+    expect_names(0x200, {{'-', "   name", file("name")}}); // blanks in front separate
 }
 
 TEST(Resolve, MissingNameIsNoEntry)
@@ -61,115 +45,89 @@ TEST(Resolve, MissingNameIsNoEntry)
 
 TEST(Resolve, EmptyNameBehindATrailingBlankKeepsTheType)
 {
-    expect_names(0x200, {
-                            {'-', "", 1, "", 0},
-                            {'d', "", 0, "", 0},
-                            {'l', "", 0, "", 1},
-                            {'b', "", -1, "", 0},
-                        });
+    expect_names(0x200, {{'-', "", file("")},
+                         {'d', "", directory("")},
+                         {'l', "", directory("").linked()},
+                         {'b', "", no_entry("")}});
 }
 
 TEST(Resolve, ThisAndTheParentDirectoryAreNoEntries)
 {
     expect_names(0x200, {
-                            {'d', ".", -1, ".", 0},
-                            {'d', "..", -1, "..", 0},
-                            {'-', ".", -1, ".", 0},
-                            {'d', "./", -1, ".", 0},
-                            {'d', "..\\", -1, "..", 0},
-                            {'d', "...", 0, "...", 0},
-                            {'d', ". ", 0, ". ", 0},
-                            {'d', ".a", 0, ".a", 0},
-                            {'-', "..lnk", -1, ".", 1}, // what is left without its suffix
+                            {'d', ".", no_entry(".")},
+                            {'d', "..", no_entry("..")},
+                            {'-', ".", no_entry(".")},
+                            {'d', "./", no_entry(".")},
+                            {'d', "..\\", no_entry("..")},
+                            {'d', "...", directory("...")},
+                            {'d', ". ", directory(". ")},
+                            {'d', ".a", directory(".a")},
+                            {'-', "..lnk", no_entry(".").linked()}, // what is left without its suffix
                         });
 }
 
 TEST(Resolve, FirstByteOfTheLineIsTheType)
 {
-    expect_names(0x200, {
-                            {'d', "name", 0, "name", 0},
-                            {'l', "name", 0, "name", 1},
-                            {'-', "name", 1, "name", 0},
-                            {'+', "name", 1, "name", 0},
-                            {'f', "name", 1, "name", 0},
-                            {'D', "name", -1, "name", 0}, // though detection takes these two
-                            {'L', "name", -1, "name", 0},
-                            {'F', "name", -1, "name", 0},
-                            {'b', "name", -1, "name", 0},
-                            {'c', "name", -1, "name", 0},
-                            {'p', "name", -1, "name", 0},
-                            {'s', "name", -1, "name", 0},
-                            {'\xFF', "name", -1, "name", 0},
-                        });
+    expect_names(0x200, {{'d', "name", directory("name")}, {'l', "name", directory("name").linked()}});
+    for (const char type : {'-', '+', 'f'})
+        expect_names(0x200, {{type, "name", file("name")}});
+    for (const char type :
+         {'D', 'L', 'F', 'b', 'c', 'p', 's', '\xFF'}) // though detection takes the first two
+        expect_names(0x200, {{type, "name", no_entry("name")}});
 }
 
 TEST(Resolve, BlankInFrontIsAnUnknownType)
 {
-    entry_t entry = resolve(" -rw-r--r-- 1 own group 1234 Jan 15 12:34 name", 0x200);
-    EXPECT_EQ(entry.type, FILE_TYPE_NONE);
-    EXPECT_EQ(entry.name, "name");
-    EXPECT_EQ(entry.owner, "own");
-    EXPECT_EQ(entry.attributes, RW_R_R);
+    expect_entries({{"blank", " " + line_of('-', "name"), 0x200,
+                     no_entry("name").bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644).owned("own")}});
 }
 
 TEST(Resolve, OneTrailingSlashOfADirectoryGoes)
 {
     expect_names(0x200, {
-                            {'d', "dir/", 0, "dir", 0},
-                            {'d', "dir\\", 0, "dir", 0},
-                            {'d', "dir//", 0, "dir/", 0},
-                            {'d', "dir/\\", 0, "dir/", 0},
-                            {'d', "a/b", 0, "a/b", 0},
-                            {'d', "dir/ ", 0, "dir/ ", 0},
-                            {'l', "link/", 0, "link", 1},
-                            {'l', "link -> target/", 0, "link -> target", 1},
-                            {'-', "file/", 1, "file/", 0},
-                            {'b', "disk/", -1, "disk/", 0},
+                            {'d', "dir/", directory("dir")},
+                            {'d', "dir\\", directory("dir")},
+                            {'d', "dir//", directory("dir/")},
+                            {'d', "dir/\\", directory("dir/")},
+                            {'d', "a/b", directory("a/b")},
+                            {'d', "dir/ ", directory("dir/ ")},
+                            {'l', "link/", directory("link").linked()},
+                            {'l', "link -> target/", directory("link -> target").linked()},
+                            {'-', "file/", file("file/")},
+                            {'b', "disk/", no_entry("disk/")},
                         });
 }
 
-TEST(Resolve, LnkSuffixMakesALinkUnderItsFlag)
+TEST(Resolve, LnkSuffixMakesALinkUnderItsFlagAndAnArrowStays)
 {
     expect_names(0x200, {
-                            {'-', "shortcut.lnk", 1, "shortcut", 1},
-                            {'d', "shortcut.lnk", 0, "shortcut", 1},
-                            {'l', "shortcut.lnk", 0, "shortcut", 1},
-                            {'b', "shortcut.lnk", -1, "shortcut", 1},
-                            {'-', "a.lnk.lnk", 1, "a.lnk", 1},
-                            {'-', "a -> b.lnk", 1, "a -> b", 1},
-                            {'-', ".lnk", 1, "", 1},
-                            {'-', "a.lnk.txt", 1, "a.lnk.txt", 0},
-                            {'-', "a.LNK", 1, "a.LNK", 0},
-                            {'-', "a.lnk ", 1, "a.lnk ", 0},
-                            {'-', "alnk", 1, "alnk", 0},
-                            {'d', "dir.lnk/", 0, "dir.lnk", 0}, // the slash goes after the search
-                            // shorter than the suffix
-                            {'-', "a", 1, "a", 0},
-                            {'-', "lnk", 1, "lnk", 0},
-                            {'-', ".ln", 1, ".ln", 0},
+                            {'-', "shortcut.lnk", file("shortcut").linked()},
+                            {'d', "shortcut.lnk", directory("shortcut").linked()},
+                            {'l', "shortcut.lnk", directory("shortcut").linked()},
+                            {'b', "shortcut.lnk", no_entry("shortcut").linked()},
+                            {'-', "a.lnk.lnk", file("a.lnk").linked()},
+                            {'-', "a -> b.lnk", file("a -> b").linked()},
+                            {'-', ".lnk", file("").linked()},
+                            {'d', "dir.lnk/", directory("dir.lnk")}, // the slash goes after the search
+                            {'l', "link -> target", directory("link -> target").linked()},
                         });
-}
-
-TEST(Resolve, ArrowStaysUnderTheLnkFlag)
-{
-    expect_names(0x200, {
-                            {'l', "link -> target", 0, "link -> target", 1},
-                            {'-', "a -> b", 1, "a -> b", 0},
-                        });
+    // elsewhere in the name, or shorter than the suffix
+    for (const char *name : {"a.lnk.txt", "a.LNK", "a.lnk ", "alnk", "a", "lnk", ".ln", "a -> b"})
+        expect_names(0x200, {{'-', name, file(name)}});
 }
 
 TEST(Resolve, ArrowIsCutWithoutFlags)
 {
     expect_names(0, {
-                        {'l', "link -> target", 0, "link", 1},
-                        {'l', "a -> b -> c", 0, "a", 1},
-                        {'l', "dir/ -> target", 0, "dir", 1},
-                        {'-', "a -> b", 1, "a", 0},
-                        {'l', "a->b", 0, "a->b", 1},
-                        {'l', "a ->", 0, "a ->", 1},
-                        {'l', "a -> ", 0, "a", 1},
-                        {'l', ". -> b", -1, ".", 1},
-                        {'-', "shortcut.lnk", 1, "shortcut.lnk", 0},
+                        {'l', "link -> target", directory("link").linked()},
+                        {'l', "a -> b -> c", directory("a").linked()},
+                        {'l', "dir/ -> target", directory("dir").linked()},
+                        {'-', "a -> b", file("a")},
+                        {'l', "a->b", directory("a->b").linked()},
+                        {'l', "a ->", directory("a ->").linked()},
+                        {'l', "a -> ", directory("a").linked()},
+                        {'l', ". -> b", no_entry(".").linked()},
+                        {'-', "shortcut.lnk", file("shortcut.lnk")},
                     });
 }
 
@@ -177,20 +135,20 @@ TEST(Resolve, FourteenCharacterFlagCutsTheNameAndStripsBlanks)
 {
     for (list_format_t format : {0x100, 0x300})
         expect_names(format, {
-                                 {'d', "ABCDEFGHIJKLMNOPQ", 0, "ABCDEFGHIJKLMN", 0},
-                                 {'d', "ABCDEFGHIJKLMN", 0, "ABCDEFGHIJKLMN", 0},
-                                 {'d', "ABC", 0, "ABC", 0},
-                                 {'d', "ABC   ", 0, "ABC", 0},
-                                 {'d', "ABC           OPQ", 0, "ABC", 0},
-                                 {'d', "A             OPQ", 0, "A", 0},
-                                 {'d', "A B C", 0, "A B C", 0},
-                                 {'d', "ABCDEFGHIJKLM/OPQ", 0, "ABCDEFGHIJKLM", 0},
-                                 {'d', "ABC/", 0, "ABC", 0},
-                                 {'d', "..            OPQ", -1, "..", 0},
-                                 {'l', "ABC", 0, "ABC", 1},
+                                 {'d', "ABCDEFGHIJKLMNOPQ", directory("ABCDEFGHIJKLMN")},
+                                 {'d', "ABCDEFGHIJKLMN", directory("ABCDEFGHIJKLMN")},
+                                 {'d', "ABC", directory("ABC")},
+                                 {'d', "ABC   ", directory("ABC")},
+                                 {'d', "ABC           OPQ", directory("ABC")},
+                                 {'d', "A             OPQ", directory("A")},
+                                 {'d', "A B C", directory("A B C")},
+                                 {'d', "ABCDEFGHIJKLM/OPQ", directory("ABCDEFGHIJKLM")},
+                                 {'d', "ABC/", directory("ABC")},
+                                 {'d', "..            OPQ", no_entry("..")},
+                                 {'l', "ABC", directory("ABC").linked()},
                                  // neither suffix nor arrow are looked for
-                                 {'d', "ABC.lnk", 0, "ABC.lnk", 0},
-                                 {'l', "a -> b", 0, "a -> b", 1},
+                                 {'d', "ABC.lnk", directory("ABC.lnk")},
+                                 {'l', "a -> b", directory("a -> b").linked()},
                              });
 }
 
@@ -198,52 +156,46 @@ TEST(Resolve, FourteenCharacterFlagWantsABBehindTheNameOfAFile)
 {
     for (list_format_t format : {0x100, 0x300})
         expect_names(format, {
-                                 {'-', "ABCDEFGHIJKLMNB", 1, "ABCDEFGHIJKLMN", 0},
-                                 {'-', "ABCDEFGHIJKLMNBxyz", 1, "ABCDEFGHIJKLMN", 0},
-                                 {'+', "ABC           B", 1, "ABC", 0},
-                                 {'f', "ABCDEFGHIJKLMNB", 1, "ABCDEFGHIJKLMN", 0},
-                                 {'-', "ABCDEFGHIJKLMNC", -1, "ABCDEFGHIJKLMN", 0},
-                                 {'-', "ABCDEFGHIJKLMNb", -1, "ABCDEFGHIJKLMN", 0},
-                                 {'-', "ABCDEFGHIJKLMNOB", -1, "ABCDEFGHIJKLMN", 0},
-                                 // no byte there at all
-                                 {'-', "ABCDEFGHIJKLMN", -1, "ABCDEFGHIJKLMN", 0},
-                                 {'-', "ABC", -1, "ABC", 0},
-                                 {'-', "B", -1, "B", 0},
+                                 {'-', "ABCDEFGHIJKLMNB", file("ABCDEFGHIJKLMN")},
+                                 {'-', "ABCDEFGHIJKLMNBxyz", file("ABCDEFGHIJKLMN")},
+                                 {'+', "ABC           B", file("ABC")},
+                                 {'f', "ABCDEFGHIJKLMNB", file("ABCDEFGHIJKLMN")},
+                                 {'-', "ABCDEFGHIJKLMNC", no_entry("ABCDEFGHIJKLMN")},
+                                 {'-', "ABCDEFGHIJKLMNb", no_entry("ABCDEFGHIJKLMN")},
+                                 {'-', "ABCDEFGHIJKLMNOB", no_entry("ABCDEFGHIJKLMN")},
+                                 // no byte there at all, and none taken from the line before
+                                 {'-', "ABCDEFGHIJKLMNB", file("ABCDEFGHIJKLMN")},
+                                 {'-', "ABCDEFGHIJKLMN", no_entry("ABCDEFGHIJKLMN")},
+                                 {'-', "ABC", no_entry("ABC")},
+                                 {'-', "B", no_entry("B")},
                              });
 }
 
-TEST(Resolve, ByteBehindAShortNameIsNotTakenFromTheLineBefore)
+TEST(Resolve, LongNameIsCutTo1024Bytes)
 {
-    resolve(line_of('-', "ABCDEFGHIJKLMNB"), 0x300);
-    EXPECT_EQ(resolve(line_of('-', "short"), 0x300).type, FILE_TYPE_NONE);
-}
-
-TEST(Resolve, LongLinkNameIsCutToWhatTheBufferHolds)
-{
-    entry_t entry = resolve(line_of('l', std::string(3000, 'n') + " -> target"), 0x200);
-    EXPECT_EQ(entry.name, std::string(1024, 'n'));
-    EXPECT_EQ(entry.is_link, 1u);
-    EXPECT_EQ(entry.type, FILE_TYPE_DIRECTORY);
+    for (size_t length : {1023u, 1024u, 1025u, 5000u, 1000000u}) {
+        const std::string name(length, 'n');
+        expect_names(0x200, {{'-', name.c_str(), file(name.substr(0, 1024))},
+                             {'l', (name + " -> target").c_str(),
+                              directory((name + " -> target").substr(0, 1024)).linked()}});
+    }
 }
 
 TEST(Resolve, DetachedTypeAndGluedLinkCountGiveTheSamePermissions)
 {
     struct {
-        const char *line;
+        const char *mode;
         uint32_t attributes;
     } const table[] = {
-        {"drwxr-xr-x12 own group 1234 Jan 15 12:34 name", 0x755},
-        {"- rwsr-sr-t 1 own group 1234 Jan 15 12:34 name", 0x7755},
-        {"d rwxr-x---12 own group 1234 Jan 15 12:34 name", 0x750},
-        {"drwxr-xr-x+ 1 own group 1234 Jan 15 12:34 name", 0x755},
-        {"drwxrwxrw 1 own group 1234 Jan 15 12:34 name", 0x776}, // the ninth is missing: a dash
-        {"  drwxr-xr-x 1 own group 1234 Jan 15 12:34 name", 0x755},
+        {"drwxr-xr-x12", 0x755},   {"- rwsr-sr-t 1", 0x7755}, {"d rwxr-x---12", 0x750},
+        {"drwxr-xr-x+ 1", 0x755},  {"drwxrwxrw 1", 0x776}, // the ninth is missing: a dash
+        {"  drwxr-xr-x 1", 0x755},
     };
     for (const auto &row : table) {
         std::string left;
-        list_format_t format = detect(row.line, &left);
-        EXPECT_NE(format, LIST_FMT_UNKNOWN) << row.line;
-        EXPECT_EQ(resolve(left, format).attributes, row.attributes) << row.line;
+        list_format_t format = detect(row.mode + std::string(" own group 1234 Jan 15 12:34 name"), &left);
+        EXPECT_NE(format, LIST_FMT_UNKNOWN) << row.mode;
+        EXPECT_EQ(resolve(left, format).attributes, row.attributes) << row.mode;
     }
 }
 
