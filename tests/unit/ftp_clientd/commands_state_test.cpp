@@ -3,7 +3,6 @@
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
 
-#include <cerrno>
 #include <cstring>
 #include <gmock/gmock.h>
 
@@ -45,15 +44,6 @@ TEST_P(StateCommand, GetStateAnswersTheEnginesBlocks)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_P(StateCommand, AStateThatCannotBeSentIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(3, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n",
-                               "error: ftp_clientd(486): Could not send return data.\n"}));
-}
-
 // Command 4
 
 TEST_P(StateCommand, CancelAnswersTheKindOfTheJobAsItIsAfterwards)
@@ -87,15 +77,6 @@ TEST_P(StateCommand, CancelWithoutAJobAnswersOneAndTwo)
     EXPECT_EQ(logged(), lines{"error: ftp_clientd(515): curlf_cancel(): Failed(2)\n"});
 }
 
-TEST_P(StateCommand, ACancelThatCannotBeAnsweredIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(4, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(13 of 12)\n",
-                               "error: ftp_clientd(539): Could not send return data.\n"}));
-}
-
 // Command 6
 
 TEST_P(StateCommand, GetFileInfoAnswersLibcurlsBlockOrZixisFixedOne)
@@ -110,13 +91,4 @@ TEST_P(StateCommand, GetFileInfoAnswersLibcurlsBlockOrZixisFixedOne)
     if (is_zixi()) {
         EXPECT_THAT(engine_calls(), Not(Contains("zixif_get_state()")));
     }
-}
-
-TEST_P(StateCommand, AFileInformationThatCannotBeSentIsLogged)
-{
-    system.fails("send", EPIPE, 1);
-    answer(words(6, 0));
-    EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
-                               "error: ftp_clientd_if(670): sendn(): incomplete(57 of 56)\n",
-                               "error: ftp_clientd(621): Could not send return data.\n"}));
 }

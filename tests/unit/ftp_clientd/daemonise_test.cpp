@@ -25,17 +25,6 @@ void daemonise_with(void (*arrange)(fake_system *))
 
 } // namespace
 
-TEST(Daemonise, TakesItsStepsInTheirOrder)
-{
-    fake_system system;
-    daemonise();
-    EXPECT_THAT(system.calls,
-                ElementsAre("fork()", "setsid()", "fork()", "chdir(/)", "umask(0)", "fopen(/dev/console, a)",
-                            "close(0)", "close(1)", "close(2)", "open(/dev/null, 2)", "dup2(console, 1)",
-                            "dup2(console, 2)", "fclose(console)"));
-    EXPECT_EQ(logged(), lines{});
-}
-
 TEST(Daemonise, TheParentsEndWithStatusZero)
 {
     EXPECT_EXIT(daemonise_with([](fake_system *system) { system->gives("fork", 4711); }), ExitedWithCode(0),

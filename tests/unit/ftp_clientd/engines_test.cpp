@@ -15,49 +15,9 @@ struct Engines : testing::Test {
     fake_system system;
     fake_engines engines;
     listener network_manager{system.path_of("/var/run/marlox_nm.sock")};
-    const transfer_request_t request = {};
 };
 
 } // namespace
-
-TEST_F(Engines, ProtocolsFourAndFiveAreZixisAndAllOthersLibcurls)
-{
-    for (const uint32_t protocol : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 255u, 260u, 0x10004u, 0xFFFFFFFFu}) {
-        const bool is_zixi = protocol == 4 || protocol == 5;
-        system.calls.clear();
-        engine_select(protocol).upload(&request);
-        EXPECT_THAT(system.calls, ElementsAre(is_zixi ? "zixif_ftp_upload()" : "curlf_upload()")) << protocol;
-        EXPECT_EQ(protocol_is_zixi(protocol), is_zixi ? 1 : 0) << protocol;
-    }
-}
-
-TEST_F(Engines, EachCallGoesToItsOwnFunctionOfTheEngine)
-{
-    struct {
-        uint32_t protocol;
-        std::vector<std::string> calls;
-    } const cases[] = {
-        {0,
-         {"curlf_download()", "curlf_upload()", "curlf_dl_file_info()", "curlf_finished()", "curlf_cancel()",
-          "curlf_get_state()"}},
-        {4,
-         {"zixif_download()", "zixif_ftp_upload()", "zixif_dl_file_info()", "zixif_finished()",
-          "zixif_cancel()", "zixif_get_state()"}},
-    };
-    for (const auto &c : cases) {
-        system.calls.clear();
-        const engine_t &engine = engine_select(c.protocol);
-        engine.download(&request);
-        engine.upload(&request);
-        engine.dl_file_info(&request);
-        engine.finished();
-        engine.cancel();
-        engine_state(engine);
-        EXPECT_EQ(system.calls, c.calls);
-    }
-}
-
-TEST_F(Engines, AtFirstLibcurlsIsActive) { EXPECT_EQ(&engine_active(), &engine_select(0)); }
 
 TEST_F(Engines, TheOneSelectedStaysActiveUntilAnotherIs)
 {

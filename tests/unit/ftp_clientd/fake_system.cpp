@@ -1,22 +1,17 @@
 #include "fake_system.h"
+#include "real_calls.h"
 #include "support/logged.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <openssl/crypto.h>
-#include <poll.h>
 #include <string_view>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 static fake_system *fake_;
 
@@ -97,10 +92,13 @@ static bool take_outcome(const char *name, intptr_t *result)
     return false;
 }
 
-// One call while a fake_system lives: noted, then the arranged outcome, or else what `otherwise` does.
+// One call: while a fake_system lives it is noted and has the arranged outcome, or else what `otherwise`
+// does.
 template <typename Otherwise>
 static auto faked(const char *name, const std::string &call, Otherwise otherwise)
 {
+    if (fake_ == nullptr)
+        return otherwise();
     fake_->calls.push_back(call);
     intptr_t result;
     if (!take_outcome(name, &result))
@@ -126,7 +124,7 @@ static std::string address_text(const char *name, const sockaddr *address, sockl
     return call_text(name, "%s, %u", reinterpret_cast<const sockaddr_un *>(address)->sun_path, length);
 }
 
-// Every wrapped function begins with this: outside of a fake_system it is the real one.
+// What else is done while a fake_system lives than otherwise begins with this.
 #define REAL_WITHOUT_FAKE(call)                                                                              \
     if (fake_ == nullptr)                                                                                    \
     return __real_##call
@@ -135,8 +133,6 @@ extern "C" {
 
 // Time.
 
-int __real_clock_gettime(clockid_t clock, timespec *time);
-int __wrap_clock_gettime(clockid_t clock, timespec *time);
 int __wrap_clock_gettime(clockid_t clock, timespec *time)
 {
     if (fake_ == nullptr || clock != CLOCK_MONOTONIC)
@@ -146,8 +142,6 @@ int __wrap_clock_gettime(clockid_t clock, timespec *time)
     return 0;
 }
 
-int __real_usleep(useconds_t time_us);
-int __wrap_usleep(useconds_t time_us);
 int __wrap_usleep(useconds_t time_us)
 {
     REAL_WITHOUT_FAKE(usleep(time_us));
@@ -158,8 +152,6 @@ int __wrap_usleep(useconds_t time_us)
     return 0;
 }
 
-int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
-int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms);
 int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms)
 {
     REAL_WITHOUT_FAKE(poll(fds, count, timeout_ms));
@@ -180,7 +172,6 @@ int __wrap_poll(pollfd *fds, nfds_t count, int timeout_ms)
     return faked("poll", call_text("poll", "%d, %d", fds[0].events, timeout_ms), otherwise);
 }
 
-int __wrap___poll_chk(pollfd *fds, nfds_t count, int timeout_ms, size_t);
 int __wrap___poll_chk(pollfd *fds, nfds_t count, int timeout_ms, size_t)
 {
     return __wrap_poll(fds, count, timeout_ms);
@@ -188,17 +179,12 @@ int __wrap___poll_chk(pollfd *fds, nfds_t count, int timeout_ms, size_t)
 
 // Sockets.
 
-int __real_socket(int domain, int type, int protocol);
-int __wrap_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol)
 {
-    REAL_WITHOUT_FAKE(socket(domain, type, protocol));
     return faked("socket", call_text("socket", "%d, %d, %d", domain, type, protocol),
                  [&] { return __real_socket(domain, type, protocol); });
 }
 
-int __real_unlink(const char *path);
-int __wrap_unlink(const char *path);
 int __wrap_unlink(const char *path)
 {
     REAL_WITHOUT_FAKE(unlink(path));
@@ -206,8 +192,6 @@ int __wrap_unlink(const char *path)
                  [&] { return __real_unlink(fake_->path_of(path).c_str()); });
 }
 
-int __real_bind(int fd, const sockaddr *address, socklen_t length);
-int __wrap_bind(int fd, const sockaddr *address, socklen_t length);
 int __wrap_bind(int fd, const sockaddr *address, socklen_t length)
 {
     REAL_WITHOUT_FAKE(bind(fd, address, length));
@@ -217,8 +201,6 @@ int __wrap_bind(int fd, const sockaddr *address, socklen_t length)
     });
 }
 
-int __real_connect(int fd, const sockaddr *address, socklen_t length);
-int __wrap_connect(int fd, const sockaddr *address, socklen_t length);
 int __wrap_connect(int fd, const sockaddr *address, socklen_t length)
 {
     REAL_WITHOUT_FAKE(connect(fd, address, length));
@@ -228,8 +210,6 @@ int __wrap_connect(int fd, const sockaddr *address, socklen_t length)
     });
 }
 
-int __real_setsockopt(int fd, int level, int option, const void *value, socklen_t length);
-int __wrap_setsockopt(int fd, int level, int option, const void *value, socklen_t length);
 int __wrap_setsockopt(int fd, int level, int option, const void *value, socklen_t length)
 {
     REAL_WITHOUT_FAKE(setsockopt(fd, level, option, value, length));
@@ -242,51 +222,36 @@ int __wrap_setsockopt(int fd, int level, int option, const void *value, socklen_
     return faked("setsockopt", call, [&] { return __real_setsockopt(fd, level, option, &limit, length); });
 }
 
-int __real_listen(int fd, int backlog);
-int __wrap_listen(int fd, int backlog);
 int __wrap_listen(int fd, int backlog)
 {
-    REAL_WITHOUT_FAKE(listen(fd, backlog));
     return faked("listen", call_text("listen", "%d", backlog), [&] { return __real_listen(fd, backlog); });
 }
 
-int __real_accept(int fd, sockaddr *address, socklen_t *length);
-int __wrap_accept(int fd, sockaddr *address, socklen_t *length);
 int __wrap_accept(int fd, sockaddr *address, socklen_t *length)
 {
-    REAL_WITHOUT_FAKE(accept(fd, address, length));
     return faked("accept",
                  call_text("accept", "%s", address == nullptr && length == nullptr ? "" : "address"),
                  [&] { return __real_accept(fd, address, length); });
 }
 
-ssize_t __real_recv(int fd, void *buffer, size_t size, int flags);
-ssize_t __wrap_recv(int fd, void *buffer, size_t size, int flags);
 ssize_t __wrap_recv(int fd, void *buffer, size_t size, int flags)
 {
-    REAL_WITHOUT_FAKE(recv(fd, buffer, size, flags));
     return faked("recv", call_text("recv", "%zu, %d", size, flags),
                  [&] { return __real_recv(fd, buffer, size, flags); });
 }
 
-ssize_t __wrap___recv_chk(int fd, void *buffer, size_t size, size_t, int flags);
 ssize_t __wrap___recv_chk(int fd, void *buffer, size_t size, size_t, int flags)
 {
     return __wrap_recv(fd, buffer, size, flags);
 }
 
-ssize_t __real_send(int fd, const void *buffer, size_t size, int flags);
-ssize_t __wrap_send(int fd, const void *buffer, size_t size, int flags);
 ssize_t __wrap_send(int fd, const void *buffer, size_t size, int flags)
 {
-    REAL_WITHOUT_FAKE(send(fd, buffer, size, flags));
     return faked("send", call_text("send", "%zu, %#x", size, static_cast<unsigned>(flags)),
                  [&] { return __real_send(fd, buffer, size, flags); });
 }
 
 // A failed close has closed the descriptor all the same, as Linux does.
-int __real_close(int fd);
-int __wrap_close(int fd);
 int __wrap_close(int fd)
 {
     REAL_WITHOUT_FAKE(close(fd));
@@ -295,8 +260,6 @@ int __wrap_close(int fd)
     return faked("close", is_standard ? call_text("close", "%d", fd) : "close()", [&] { return rc; });
 }
 
-void *__real_malloc(size_t size);
-void *__wrap_malloc(size_t size);
 void *__wrap_malloc(size_t size)
 {
     REAL_WITHOUT_FAKE(malloc(size));
@@ -305,40 +268,30 @@ void *__wrap_malloc(size_t size)
 
 // The process.
 
-pid_t __real_fork();
-pid_t __wrap_fork();
 pid_t __wrap_fork()
 {
     REAL_WITHOUT_FAKE(fork());
     return faked("fork", "fork()", [] { return pid_t{0}; });
 }
 
-pid_t __real_setsid();
-pid_t __wrap_setsid();
 pid_t __wrap_setsid()
 {
     REAL_WITHOUT_FAKE(setsid());
     return faked("setsid", "setsid()", [] { return pid_t{4711}; });
 }
 
-int __real_chdir(const char *path);
-int __wrap_chdir(const char *path);
 int __wrap_chdir(const char *path)
 {
     REAL_WITHOUT_FAKE(chdir(path));
     return faked("chdir", call_text("chdir", "%s", path), [] { return 0; });
 }
 
-mode_t __real_umask(mode_t mask);
-mode_t __wrap_umask(mode_t mask);
 mode_t __wrap_umask(mode_t mask)
 {
     REAL_WITHOUT_FAKE(umask(mask));
     return faked("umask", call_text("umask", "%o", mask), [] { return mode_t{022}; });
 }
 
-FILE *__real_fopen64(const char *path, const char *mode);
-FILE *__wrap_fopen64(const char *path, const char *mode);
 FILE *__wrap_fopen64(const char *path, const char *mode)
 {
     REAL_WITHOUT_FAKE(fopen64(path, mode));
@@ -346,8 +299,6 @@ FILE *__wrap_fopen64(const char *path, const char *mode)
                  [&] { return fake_->console = __real_fopen64("/dev/null", mode); });
 }
 
-int __real_fclose(FILE *file);
-int __wrap_fclose(FILE *file);
 int __wrap_fclose(FILE *file)
 {
     REAL_WITHOUT_FAKE(fclose(file));
@@ -355,16 +306,12 @@ int __wrap_fclose(FILE *file)
     return __real_fclose(file);
 }
 
-int __real_open64(const char *path, int flags, ...);
-int __wrap_open64(const char *path, int flags, ...);
 int __wrap_open64(const char *path, int flags, ...)
 {
     REAL_WITHOUT_FAKE(open64(path, flags));
     return faked("open", call_text("open", "%s, %d", path, flags & ~O_LARGEFILE), [] { return 0; });
 }
 
-int __real_dup2(int from, int to);
-int __wrap_dup2(int from, int to);
 int __wrap_dup2(int from, int to)
 {
     REAL_WITHOUT_FAKE(dup2(from, to));
@@ -374,8 +321,6 @@ int __wrap_dup2(int from, int to)
 }
 
 // What a process that ends had done and logged goes to its standard error, for the test that lets it end.
-[[noreturn]] void __real_exit(int status);
-[[noreturn]] void __wrap_exit(int status);
 [[noreturn]] void __wrap_exit(int status)
 {
     if (fake_ != nullptr) {
@@ -388,16 +333,12 @@ int __wrap_dup2(int from, int to)
     __real_exit(status);
 }
 
-void __real_openlog(const char *ident, int options, int facility);
-void __wrap_openlog(const char *ident, int options, int facility);
 void __wrap_openlog(const char *ident, int options, int facility)
 {
     REAL_WITHOUT_FAKE(openlog(ident, options, facility));
     fake_->calls.push_back(call_text("openlog", "%s, %d, %d", ident, options, facility));
 }
 
-void __real_closelog();
-void __wrap_closelog();
 void __wrap_closelog()
 {
     REAL_WITHOUT_FAKE(closelog());
@@ -405,8 +346,6 @@ void __wrap_closelog()
 }
 
 // Which handler it is, the test finds out by calling it.
-sighandler_t __real_signal(int number, sighandler_t handler);
-sighandler_t __wrap_signal(int number, sighandler_t handler);
 sighandler_t __wrap_signal(int number, sighandler_t handler)
 {
     REAL_WITHOUT_FAKE(signal(number, handler));
@@ -415,7 +354,6 @@ sighandler_t __wrap_signal(int number, sighandler_t handler)
     return SIG_DFL;
 }
 
-int __wrap_OPENSSL_init_crypto(uint64_t options, const OPENSSL_INIT_SETTINGS *settings);
 int __wrap_OPENSSL_init_crypto(uint64_t options, const OPENSSL_INIT_SETTINGS *settings)
 {
     note_call(call_text("OPENSSL_init_crypto", "%#llx, %s", static_cast<unsigned long long>(options),

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -31,6 +32,17 @@ struct Receive : control_connection {
         EXPECT_EQ(header.command, 0u);
         EXPECT_EQ(header.length, 0u);
         EXPECT_EQ(logged(), expected);
+    }
+    // Lets the client say these bytes piece by piece, and then stop.
+    void will_say(const bytes &whole)
+    {
+        system.on_wait = [this, whole, said = size_t{0}]() mutable {
+            const size_t piece = std::min<size_t>(50000, whole.size() - said);
+            if (piece == 0)
+                return client.stops_saying();
+            client.says(part(whole, said, piece));
+            said += piece;
+        };
     }
     // What malloc gives for a body to which nothing will be written.
     static intptr_t small_block() { return reinterpret_cast<intptr_t>(strdup("")); }
@@ -125,46 +137,60 @@ TEST_F(Receive, AClientThatClosesInsideTheHeaderIsNoRequest)
     }
 }
 
-TEST_F(Receive, AFailureInsideTheHeaderCountsNineOfEight)
+TEST_F(Receive, ARequestThatBreaksOffIsNone)
 {
-    client.says(words(1, 0));
-    system.fails("recv", ECONNRESET);
-    receives();
-    expect_no_request({RECV_RESET, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
-}
-
-TEST_F(Receive, AShortBodyIsNoRequest)
-{
-    client.says(words(1, 2080) + pattern(100, 1));
-    client.stops_saying();
-    receives();
-    expect_no_request({"error: ftp_clientd_if(737): recvn(): incomplete(100 of 2080)\n"});
-}
-
-TEST_F(Receive, AFailureInsideTheBodyCountsOneMoreThanItsLength)
-{
-    client.says(words(1, 2080) + pattern(100, 1));
-    client.stops_saying();
-    system.fails("recv", ECONNRESET, 2);
-    receives();
-    expect_no_request({RECV_RESET, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
-}
-
-TEST_F(Receive, ABodyThatFindsNoMemoryIsNoRequest)
-{
-    client.says(words(1, 2080) + pattern(2080, 1));
-    system.fails("malloc", ENOMEM);
-    receives();
-    expect_no_request({"error: ftp_clientd_if(725): Failed: malloc()\n"});
-}
-
-TEST_F(Receive, FourGibibytesAnnouncedAreAskedFor)
-{
-    client.says(words(1, 0xFFFFFFFF));
-    system.fails("malloc", ENOMEM);
-    receives();
-    EXPECT_THAT(system.calls_of("malloc"), ElementsAre("malloc(4294967295)"));
-    expect_no_request({"error: ftp_clientd_if(725): Failed: malloc()\n"});
+    const std::string head = "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n";
+    const std::string body_2081 = "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n";
+    const bytes in_body = words(1, 2080) + pattern(100, 1);
+    struct {
+        const char *name;
+        bytes said;
+        bool stops;       // or else it stays silent, for ten seconds at most
+        const char *call; // fails, `after` calls later; NULL = none
+        int error, after;
+        lines expected;
+    } const cases[] = {
+        {"failure inside the header", words(1, 0), true, "recv", ECONNRESET, 0, {RECV_RESET, head}},
+        {"failed poll",
+         words(1, 0),
+         true,
+         "poll",
+         ENOMEM,
+         0,
+         {"error: ftp_clientd_if(776): errno(12) Cannot allocate memory\n", head}},
+        {"short body",
+         in_body,
+         true,
+         nullptr,
+         0,
+         0,
+         {"error: ftp_clientd_if(737): recvn(): incomplete(100 of 2080)\n"}},
+        {"failure inside the body", in_body, true, "recv", ECONNRESET, 2, {RECV_RESET, body_2081}},
+        {"no memory",
+         words(1, 0xFFFFFFFF),
+         true,
+         "malloc",
+         ENOMEM,
+         0,
+         {"error: ftp_clientd_if(725): Failed: malloc()\n"}},
+        {"silence", {}, false, nullptr, 0, 0, {RECV_LATE, head}},
+        {"silence inside the header", words(1), false, nullptr, 0, 0, {RECV_LATE, head}},
+        {"silence inside the body", in_body, false, nullptr, 0, 0, {RECV_LATE, body_2081}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        const int64_t start_ms = system.now_ms;
+        pair = control_pair::connected();
+        client.says(c.said);
+        if (c.stops)
+            client.stops_saying();
+        if (c.call != nullptr)
+            system.fails(c.call, c.error, c.after);
+        receives();
+        expect_no_request(c.expected);
+        EXPECT_EQ(system.now_ms, start_ms + (c.stops ? 0 : 10000));
+    }
+    EXPECT_THAT(system.calls_of("malloc"), Contains("malloc(4294967295)")); // all of it was asked for
 }
 
 TEST_F(Receive, CountsAboveTwoGibibytesAreLoggedAsInts)
@@ -200,18 +226,10 @@ TEST_F(Receive, WhatLiesBeyondAMebibyteIsReadAndNotKept)
 {
     constexpr size_t MIB = size_t{1} << 20;
     const bytes sent = pattern(3 * MIB + 5, 3);
-    size_t said = 0;
-    system.on_wait = [&] {
-        const size_t piece = std::min<size_t>(50000, sent.size() - said);
-        client.says(part(sent, said, piece));
-        said += piece;
-    };
-    client.says(words(1, static_cast<uint32_t>(sent.size())));
-    const intptr_t block = reinterpret_cast<intptr_t>(calloc(1, sent.size()));
-    system.gives("malloc", block);
+    will_say(words(1, static_cast<uint32_t>(sent.size())) + sent);
+    system.gives("malloc", reinterpret_cast<intptr_t>(calloc(1, sent.size())));
     receives();
     ASSERT_NE(body, nullptr);
-    EXPECT_EQ(said, sent.size());
     EXPECT_EQ(header.length, sent.size());
     const bytes got = body_bytes();
     EXPECT_TRUE(std::equal(sent.begin(), sent.begin() + MIB, got.begin()));
@@ -219,49 +237,21 @@ TEST_F(Receive, WhatLiesBeyondAMebibyteIsReadAndNotKept)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Receive, ALongBodyThatEndsBeyondWhatIsKeptCountsAllThatCame)
+TEST_F(Receive, ALongBodyThatEndsBeyondWhatIsKeptCountsAllThatCameOrOneMoreThanItsLength)
 {
     constexpr uint32_t MIB = 1 << 20;
-    const bytes sent = pattern(MIB + 70000, 3);
-    size_t said = 0;
-    system.on_wait = [&] {
-        const size_t piece = std::min<size_t>(50000, sent.size() - said);
-        if (piece == 0) {
-            client.stops_saying();
-            return;
-        }
-        client.says(part(sent, said, piece));
-        said += piece;
-    };
-    client.says(words(1, 2 * MIB));
+    will_say(words(1, 2 * MIB) + pattern(MIB + 70000, 3));
     receives();
     expect_no_request({"error: ftp_clientd_if(737): recvn(): incomplete(1118576 of 2097152)\n"});
+
+    pair = control_pair::connected();
+    will_say(words(1, 2 * MIB) + pattern(MIB + 70000, 3));
+    system.fails("recv", ECONNRESET, static_cast<int>(system.calls_of("recv").size()) - 1);
+    receives();
+    expect_no_request({RECV_RESET, "error: ftp_clientd_if(737): recvn(): incomplete(2097153 of 2097152)\n"});
 }
 
 // Its time
-
-TEST_F(Receive, ASilentClientIsGivenUpAfterTenSeconds)
-{
-    receives();
-    EXPECT_EQ(system.now_ms, 15000);
-    expect_no_request({RECV_LATE, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
-}
-
-TEST_F(Receive, AClientThatStopsInsideTheHeaderIsGivenUpAfterTenSeconds)
-{
-    client.says(words(1));
-    receives();
-    EXPECT_EQ(system.now_ms, 15000);
-    expect_no_request({RECV_LATE, "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
-}
-
-TEST_F(Receive, AClientThatStopsInsideTheBodyIsGivenUpAfterTenSeconds)
-{
-    client.says(words(1, 2080) + pattern(100, 1));
-    receives();
-    EXPECT_EQ(system.now_ms, 15000);
-    expect_no_request({RECV_LATE, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
-}
 
 TEST_F(Receive, AClientThatFeedsByteByByteHasNoMoreThanTenSecondsInAll)
 {
@@ -284,14 +274,6 @@ TEST_F(Receive, ASignalDoesNotEndARequest)
     ASSERT_NE(body, nullptr);
     EXPECT_EQ(body_bytes(), words(9));
     EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(Receive, AFailedPollIsAFailedRecv)
-{
-    system.fails("poll", ENOMEM);
-    receives();
-    expect_no_request({"error: ftp_clientd_if(776): errno(12) Cannot allocate memory\n",
-                       "error: ftp_clientd_if(699): recvn(): incomplete(9 of 8)\n"});
 }
 
 // A reply
@@ -324,28 +306,26 @@ TEST_F(Send, FlagsNeitherSignalNorBlock)
     EXPECT_EQ(MSG_NOSIGNAL | MSG_DONTWAIT, 0x4040);
 }
 
-TEST_F(Send, APeerThatGoesInsideTheBodyCountsOneMoreThanItsLength)
+TEST_F(Send, AReplyThatBreaksOffIsAFailure)
 {
-    system.fails("send", EPIPE, 1);
-    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
-    EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n"}));
-}
-
-TEST_F(Send, NothingSentOfTheHeaderIsAFailure)
-{
-    system.gives("send", 3);
-    system.gives("send", 0);
-    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
-    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(662): sendn(): incomplete(3 of 8)\n"}));
-}
-
-TEST_F(Send, NothingSentOfTheBodyIsAFailure)
-{
-    system.gives("send", 8);
-    system.gives("send", 40);
-    system.gives("send", 0);
-    EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
-    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(670): sendn(): incomplete(40 of 72)\n"}));
+    struct {
+        std::vector<int> sent; // by each call; -1 fails
+        lines expected;
+    } const cases[] = {
+        {{8, -1}, {SEND_BROKEN, "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n"}},
+        {{3, 0}, {SEND_NOTHING, "error: ftp_clientd_if(662): sendn(): incomplete(3 of 8)\n"}},
+        {{8, 40, 0}, {SEND_NOTHING, "error: ftp_clientd_if(670): sendn(): incomplete(40 of 72)\n"}},
+    };
+    for (const auto &c : cases) {
+        for (const int sent : c.sent) {
+            if (sent == -1)
+                system.fails("send", EPIPE);
+            else
+                system.gives("send", sent);
+        }
+        EXPECT_EQ(sends(words(3, 72) + pattern(72, 5)), -1);
+        EXPECT_EQ(logged(), c.expected);
+    }
 }
 
 TEST_F(Send, AReplyThatDoesNotFitWaitsForTheClientToListen)

@@ -1,22 +1,8 @@
 #include "peer.h"
+#include "real_calls.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/un.h>
-
-extern "C" {
-int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
-int __real_socket(int domain, int type, int protocol);
-int __real_bind(int fd, const sockaddr *address, socklen_t length);
-int __real_connect(int fd, const sockaddr *address, socklen_t length);
-int __real_listen(int fd, int backlog);
-int __real_accept(int fd, sockaddr *address, socklen_t *length);
-ssize_t __real_recv(int fd, void *buffer, size_t size, int flags);
-ssize_t __real_send(int fd, const void *buffer, size_t size, int flags);
-int __real_setsockopt(int fd, int level, int option, const void *value, socklen_t length);
-int __real_close(int fd);
-}
 
 void peer::says(const bytes &message) const
 {

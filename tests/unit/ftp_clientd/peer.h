@@ -10,7 +10,11 @@
 struct peer {
     explicit peer(int descriptor) : fd(descriptor) {}
     peer(peer &&other) noexcept : fd(std::exchange(other.fd, -1)) {}
-    peer &operator=(peer &&) = delete;
+    peer &operator=(peer &&other) noexcept
+    {
+        std::swap(fd, other.fd);
+        return *this;
+    }
     ~peer() { closes(); }
 
     void says(const bytes &message) const;

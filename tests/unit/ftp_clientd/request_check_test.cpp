@@ -1,6 +1,7 @@
 #include "ftp_clientd/request_check.h"
 #include "wire_bytes.h"
 
+#include <functional>
 #include <gmock/gmock.h>
 
 namespace
@@ -18,13 +19,24 @@ bool is_taken(uint32_t command, const bytes &body)
     return request != nullptr;
 }
 
-std::string where(uint32_t command, uint32_t protocol)
-{
-    return "command " + std::to_string(command) + ", protocol " + std::to_string(protocol);
-}
-
 constexpr uint32_t PROTOCOLS[] = {0, 1, 2, 3, 4, 5, 6, 0xFFFFFFFF};
 bool is_zixi(uint32_t protocol) { return protocol == 4 || protocol == 5; }
+bool is_ftp(uint32_t protocol) { return protocol != 3 && !is_zixi(protocol); }
+
+using judge = std::function<bool(uint32_t command, uint32_t protocol)>;
+
+// Whether the request, with each protocol, is refused for each command that starts a job.
+void expect_refused(const std::string &what, raw_request request, const judge &refused)
+{
+    for (const uint32_t command : START_COMMANDS)
+        for (const uint32_t protocol : PROTOCOLS)
+            EXPECT_EQ(is_taken(command, request.protocol(protocol).body), !refused(command, protocol))
+                << testing::PrintToString(what) << ", command " << command << ", protocol " << protocol;
+}
+
+bool never(uint32_t, uint32_t) { return false; }
+bool unless_zixi(uint32_t, uint32_t protocol) { return !is_zixi(protocol); }
+bool over_ftp(uint32_t, uint32_t protocol) { return is_ftp(protocol); }
 
 struct field_t {
     const char *name;
@@ -49,12 +61,7 @@ const field_t FIELDS[] = {
 
 } // namespace
 
-TEST(RequestCheck, ARequestThatNamesAHostAndNothingElseIsTaken)
-{
-    for (const uint32_t command : START_COMMANDS)
-        for (const uint32_t protocol : PROTOCOLS)
-            EXPECT_TRUE(is_taken(command, raw_request().protocol(protocol).body)) << where(command, protocol);
-}
+TEST(RequestCheck, ARequestThatNamesAHostAndNothingElseIsTaken) { expect_refused("usual", {}, never); }
 
 TEST(RequestCheck, AnAbsentBodyIsRefused)
 {
@@ -84,40 +91,24 @@ TEST(RequestCheck, ALongerBodyIsTaken)
 TEST(RequestCheck, AStringThatFillsItsFieldIsRefusedWhereTheJobReadsIt)
 {
     for (const field_t &field : FIELDS)
-        for (const uint32_t command : START_COMMANDS)
-            for (const uint32_t protocol : PROTOCOLS) {
-                const raw_request request = raw_request().filled(field.offset, field.size).protocol(protocol);
-                EXPECT_EQ(is_taken(command, request.body), !field.is_read(command, protocol))
-                    << field.name << ", " << where(command, protocol);
-            }
+        expect_refused(field.name, raw_request().filled(field.offset, field.size), field.is_read);
 }
 
 TEST(RequestCheck, AStringMayFillItsFieldButForTheTerminator)
 {
     for (const field_t &field : FIELDS)
-        for (const uint32_t command : START_COMMANDS)
-            for (const uint32_t protocol : PROTOCOLS) {
-                const raw_request request = raw_request()
-                                                .text(1292, "p")
-                                                .filled(field.offset, field.size - 1)
-                                                .protocol(protocol)
-                                                .proxy_type(1);
-                const bool fills_zixi_fields = field.offset == 1060 && is_zixi(protocol);
-                EXPECT_EQ(is_taken(command, request.body), !fills_zixi_fields)
-                    << field.name << ", " << where(command, protocol);
-            }
+        expect_refused(field.name,
+                       raw_request().text(1292, "p").filled(field.offset, field.size - 1).proxy_type(1),
+                       [&](uint32_t, uint32_t protocol) { // it fills the Zixi fields
+                           return field.offset == 1060 && is_zixi(protocol);
+                       });
 }
 
 TEST(RequestCheck, TheProxysNameCountsWhereAProxyIsUsed)
 {
-    for (const uint32_t command : START_COMMANDS)
-        for (const uint32_t protocol : PROTOCOLS)
-            for (const uint32_t proxy_type : {0u, 1u, 7u, 0xFFFFFFFFu}) {
-                const raw_request request =
-                    raw_request().filled(1292, 256).protocol(protocol).proxy_type(proxy_type);
-                EXPECT_EQ(is_taken(command, request.body), proxy_type == 0 || is_zixi(protocol))
-                    << "proxy_type " << proxy_type << ", " << where(command, protocol);
-            }
+    expect_refused("no proxy", raw_request().filled(1292, 256), never);
+    for (const uint32_t proxy_type : {1u, 7u, 0xFFFFFFFFu})
+        expect_refused("proxy", raw_request().filled(1292, 256).proxy_type(proxy_type), unless_zixi);
 }
 
 TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
@@ -133,20 +124,13 @@ TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
         {"username", 1028, "\r\n", "#? %@:"},
         {"password", 1060, "\r\n", "#? %@:"},
     };
-    for (const auto &c : cases)
-        for (const uint32_t command : START_COMMANDS)
-            for (const uint32_t protocol : PROTOCOLS) {
-                for (const char *at = c.refused; *at != '\0'; at++)
-                    for (const char *before : {"", "abc"}) {
-                        raw_request request;
-                        request.protocol(protocol).text(c.offset, std::string(before) + *at + "z");
-                        EXPECT_EQ(is_taken(command, request.body), is_zixi(protocol))
-                            << c.name << " with " << int{*at} << ", " << where(command, protocol);
-                    }
-                raw_request request;
-                request.protocol(protocol).text(c.offset, c.taken);
-                EXPECT_TRUE(is_taken(command, request.body)) << c.name << ", " << where(command, protocol);
-            }
+    for (const auto &c : cases) {
+        for (const char *at = c.refused; *at != '\0'; at++)
+            for (const std::string before : {"", "abc"})
+                expect_refused(c.name + before + *at, raw_request().text(c.offset, before + *at + "z"),
+                               unless_zixi);
+        expect_refused(c.name, raw_request().text(c.offset, c.taken), never);
+    }
 }
 
 TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
@@ -162,156 +146,111 @@ TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
 namespace
 {
 
-struct named_t {
-    std::string name;
-    bool is_refused;
-};
+using names_t = std::vector<std::string>;
 
-void expect_judged(size_t offset, uint32_t protocol, const named_t &named, uint32_t proxy_type = 0)
+void expect_names(size_t offset, const names_t &names, const judge &refused, uint32_t proxy_type = 0)
 {
-    for (const uint32_t command : START_COMMANDS) {
-        raw_request request;
-        request.protocol(protocol).proxy_type(proxy_type).text(offset, named.name + std::string(1, 0));
-        EXPECT_EQ(is_taken(command, request.body), !named.is_refused)
-            << testing::PrintToString(named.name) << ", " << where(command, protocol);
-    }
+    for (const std::string &name : names)
+        expect_refused(
+            name, raw_request().proxy_type(proxy_type).text(1292, "p").text(offset, name + std::string(1, 0)),
+            refused);
 }
 
-std::vector<named_t> each_control_character_in(const std::string &front)
+names_t behind(const std::string &front, names_t names)
 {
-    std::vector<named_t> all;
-    for (int byte = 1; byte < 256; byte++)
+    for (std::string &name : names)
+        name = front + name;
+    return names;
+}
+
+const names_t HOSTS = {"127.0.0.1",
+                       "ftp.example.com",
+                       "localhost.",
+                       "[::1]",
+                       "[::1]:2121",
+                       "[fe80::1%eth0]",
+                       "a:2121",
+                       "::1",
+                       std::string("b\xc3\xbc") + "cher.example",
+                       "a_b-c"};
+
+names_t no_hosts()
+{
+    names_t all = {"", "a/b", "/", "a/", "a?b", "a#", "127.0.0.1#", "user@a", "a\\b", "a b", " a", "a "};
+    for (int byte = 1; byte < 128; byte++)
         if (byte < 32 || byte == 127)
-            all.push_back({front + static_cast<char>(byte) + "x", true});
+            all.push_back(std::string("a") + static_cast<char>(byte) + "x");
     return all;
 }
-
-const named_t HOSTS[] = {
-    {"", true},
-    {"a/b", true},
-    {"/", true},
-    {"a/", true},
-    {"a?b", true},
-    {"a#", true},
-    {"127.0.0.1#", true},
-    {"user@a", true},
-    {"u:p@a", true},
-    {"a\\b", true},
-    {"a b", true},
-    {" a", true},
-    {"a ", true},
-    {"http://a", true},
-    {"127.0.0.1", false},
-    {"ftp.example.com", false},
-    {"localhost.", false},
-    {"[::1]", false},
-    {"[::1]:2121", false},
-    {"[fe80::1%eth0]", false},
-    {"a:2121", false},
-    {"::1", false},
-    {"b\xc3\xbc"
-     "cher.example",
-     false},
-    {"a_b-c", false},
-};
 
 } // namespace
 
 TEST(RequestCheck, AnFtpPathWithATypeIsRefusedWhereverItStandsAndHoweverItIsWritten)
 {
-    const named_t paths[] = {
-        {"f;type=i", true},  {"f;type=a", true},   {"f;type=d", true},    {"f;TYPE=I", true},
-        {"f;Type=x", true},  {"d;type=i/f", true}, {";type=", true},      {"f;type=i;type=a", true},
-        {"f;type", false},   {"f;typ=i", false},   {"f;type =i", false},  {"ftype=i", false},
-        {"f;;type=i", true}, {"f;mode=i", false},  {"f%3Btype=i", false},
-    };
-    for (const named_t &path : paths)
-        for (const uint32_t protocol : PROTOCOLS) {
-            const bool is_ftp = protocol != 3 && !is_zixi(protocol);
-            expect_judged(0, protocol, {path.name, path.is_refused && is_ftp});
-        }
+    expect_names(0,
+                 {"f;type=i", "f;type=a", "f;type=d", "f;TYPE=I", "f;Type=x", "d;type=i/f",
+                  ";type=", "f;type=i;type=a", "f;;type=i"},
+                 over_ftp);
+    expect_names(0, {"f;type", "f;typ=i", "f;type =i", "ftype=i", "f;mode=i", "f%3Btype=i"}, never);
 }
 
 TEST(RequestCheck, AnFtpPathWithTheByteThatBeginsATelnetCommandIsRefused)
 {
-    for (const char *path : {"\xff", "a\xff", "\xff/b",
-                             "a\xff\xff"
-                             "b"})
-        for (const uint32_t protocol : PROTOCOLS)
-            expect_judged(0, protocol, {path, protocol != 3 && !is_zixi(protocol)});
+    expect_names(0, {"\xff", "a\xff", "\xff/b", std::string("a\xff\xff") + "b"}, over_ftp);
 }
 
 TEST(RequestCheck, AnUploadThroughAProxyMustNameAFile)
 {
-    for (const char *path : {"", "/", "d/", "a/b/"})
-        for (const uint32_t command : START_COMMANDS)
-            for (const uint32_t protocol : PROTOCOLS)
-                for (const uint32_t proxy_type : {0u, 1u}) {
-                    raw_request request;
-                    request.protocol(protocol)
-                        .proxy_type(proxy_type)
-                        .text(1292, "p")
-                        .text(0, path + std::string(1, 0));
-                    const bool is_refused = command == 2 && proxy_type != 0 && !is_zixi(protocol);
-                    EXPECT_EQ(is_taken(command, request.body), !is_refused)
-                        << path << ", " << where(command, protocol);
-                }
+    const names_t folders = {"", "/", "d/", "a/b/"};
+    expect_names(0, folders, never);
+    expect_names(
+        0, folders,
+        [](uint32_t command, uint32_t protocol) { return command == UPLOAD && !is_zixi(protocol); }, 1);
 }
 
 TEST(RequestCheck, ALoginMayStandInFrontOfAProxysHost)
 {
-    const named_t proxies[] = {
-        {"u:p@proxy", false}, {"u:@proxy", false},  {":p@proxy", false},  {"u%40x:p%3A@proxy:3128", false},
-        {"u@proxy", true},    {"u:p@", true},       {"u:p@a@b", true},    {"u p:x@proxy", true},
-        {"u/:p@proxy", true}, {"u:p#@proxy", true}, {"u:p?@proxy", true}, {"u:p\\@proxy", true},
-        {"@:proxy", true},    {"u:p@pro xy", true},
-    };
-    for (const named_t &proxy : proxies)
-        for (const std::string front : {"", "http://", "HTTP://"})
-            expect_judged(1292, 0, {front + proxy.name, proxy.is_refused}, 1);
+    for (const char *front : {"", "http://", "HTTP://"}) {
+        expect_names(1292,
+                     behind(front, {"u:p@proxy", "u:@proxy", ":p@proxy", "u%40x:p%3A@proxy:3128", "u:p@a"}),
+                     never, 1);
+        expect_names(1292,
+                     behind(front, {"u@proxy", "u:p@", "u:p@a@b", "u p:x@proxy", "u/:p@proxy", "u:p#@proxy",
+                                    "u:p?@proxy", "u:p\\@proxy", "@:proxy", "u:p@pro xy"}),
+                     unless_zixi, 1);
+    }
 }
 
 TEST(RequestCheck, DotSegmentsAndBlanksInAPathAreTaken)
 {
-    for (const char *path : {"../f", "./f", "a/../b", "..", "/..//f", " f ", "", "d/", "~/f", "%2e%2e/f"})
-        for (const uint32_t protocol : PROTOCOLS)
-            expect_judged(0, protocol, {path, false});
+    expect_names(0, {"../f", "./f", "a/../b", "..", "/..//f", " f ", "", "d/", "~/f", "%2e%2e/f"}, never);
 }
 
 TEST(RequestCheck, AHostThatWouldEndBeforeItsNameOrIsEmptyIsRefused)
 {
-    std::vector<named_t> hosts(std::begin(HOSTS), std::end(HOSTS));
-    for (const named_t &host : each_control_character_in("a"))
-        hosts.push_back(host);
-    for (const named_t &host : hosts)
-        for (const uint32_t protocol : PROTOCOLS)
-            expect_judged(768, protocol, {host.name, host.is_refused && !is_zixi(protocol)});
+    expect_names(768, HOSTS, never);
+    expect_names(768, no_hosts(), unless_zixi);
+    expect_names(768, {"u:p@a", "http://a"}, unless_zixi);
 }
 
 TEST(RequestCheck, AProxysNameIsHeldToTheSameRuleWhereAProxyIsUsed)
 {
-    std::vector<named_t> hosts(std::begin(HOSTS), std::end(HOSTS));
-    for (const named_t &host : each_control_character_in("a"))
-        hosts.push_back(host);
-    for (const named_t &host : hosts) {
-        const bool names_a_scheme = host.name == "http://a";
-        for (const std::string front : {"", "http://", "HTTP://", "Http://"})
-            for (const uint32_t proxy_type : {0u, 1u, 2u, 0xFFFFFFFFu})
-                for (const uint32_t protocol : PROTOCOLS) {
-                    const bool logs_in = host.name == "u:p@a";
-                    const bool is_refused = names_a_scheme ? !front.empty() : host.is_refused && !logs_in;
-                    const bool is_read = proxy_type != 0 && !is_zixi(protocol);
-                    expect_judged(1292, protocol, {front + host.name, is_refused && is_read}, proxy_type);
-                }
+    for (const char *front : {"", "http://", "HTTP://", "Http://"}) {
+        for (const uint32_t proxy_type : {1u, 2u, 0xFFFFFFFFu}) {
+            expect_names(1292, behind(front, HOSTS), never, proxy_type);
+            expect_names(1292, behind(front, no_hosts()), unless_zixi, proxy_type);
+        }
+        expect_names(1292, behind(front, no_hosts()), never);
     }
+    expect_names(1292, {"http://a"}, never, 1);
+    expect_names(1292, {"http://http://a", "HTTP://http://a"}, unless_zixi, 1);
 }
 
 TEST(RequestCheck, AProxyOfAnotherSchemeIsRefusedButSocksIsLeftToTheEngine)
 {
     for (const char *scheme : {"https://", "ftp://", "ftps://", "sftp://", "http:/", "socks6://", "socks:/"})
-        expect_judged(1292, 0, {scheme + std::string("a"), true}, 1);
+        expect_names(1292, {scheme + std::string("a")}, unless_zixi, 1);
     for (const char *scheme :
          {"socks4://", "socks4a://", "socks5://", "socks5h://", "socks://", "SOCKS5://", "Socks://"})
-        for (const char *host : {"a", "a/b", "u:p@a", ""})
-            expect_judged(1292, 0, {scheme + std::string(host), false}, 1);
+        expect_names(1292, behind(scheme, {"a", "a/b", "u:p@a", ""}), never, 1);
 }

@@ -1,6 +1,7 @@
 #include "listing.h"
 
 #include <array>
+#include <climits>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -8,54 +9,40 @@
 namespace
 {
 
+void expect_shape(int shape, unsigned char sym, int allow9, std::initializer_list<std::string> fields)
+{
+    for (const std::string &field : fields)
+        EXPECT_EQ(CheckYYMMDDformat(field.c_str(), sym, allow9), shape)
+            << testing::PrintToString(field) << ' ' << sym << ' ' << allow9;
+}
+
 TEST(CheckYYMMDDformat, KnowsTheShapesOfANumericDate)
 {
-    struct {
-        const char *field;
-        unsigned char sym;
-        int allow9;
-        int shape;
-    } const table[] = {
-        {"98-12-31", 0, 0, 1},
-        {"12/31/98", 0, 0, 1},
-        {"98-12-31", 0, 1, 1},
-        {"10:20:30", 0, 0, 1},
-        {"99/99/99", 0, 0, 1}, // the shape alone counts
-        {"12a31 98", 0, 0, 1},
-        {"12\xFF"
-         "31\xFF"
-         "98",
-         0, 0, 1},
-        // nine characters
-        {"123-12-31", 0, 1, 2},
-        {"12-31-198", 0, 1, 1},
-        {"123-12-31", 0, 0, 0},
-        {"12-31-198", 0, 0, 0},
-        {"12-131-98", 0, 1, 0},
-        {"123-12-3x", 0, 1, 0},
-        {"123456789", 0, 1, 0},
-        // a byte that stands in for a digit
-        {"1*-31-98", '*', 0, 1},
-        {"1*-31-98", 0, 0, 0},
-        {"**/**/**", '*', 0, 1},
-        {"********", '*', 0, 1}, // it is no digit, so it separates as well
-        {"***-**-**", '*', 1, 2},
-        {"**-**-***", '*', 1, 1},
-        {"\xD4\xD4-12-31", 0xD4, 0, 1},
-        {"\xD4\xD4-12-31", '*', 0, 0},
-        // no date
-        {"", 0, 1, 0},
-        {"1-1-2012", 0, 1, 0},
-        {"98-12-3", 0, 1, 0},
-        {"98-12-3x", 0, 1, 0},
-        {"x8-12-31", 0, 1, 0},
-        {"98-x2-31", 0, 1, 0},
-        {"98012031", 0, 1, 0},
-        {"2012-01-15", 0, 1, 0},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(CheckYYMMDDformat(row.field, row.sym, row.allow9), row.shape)
-            << testing::PrintToString(row.field) << ' ' << row.sym << ' ' << row.allow9;
+    // the shape alone counts
+    for (int allow9 : {0, 1})
+        expect_shape(1, 0, allow9,
+                     {"98-12-31", "12/31/98", "10:20:30", "99/99/99", "12a31 98",
+                      std::string("12\xFF") + "31\xFF" + "98"});
+    expect_shape(0, 0, 1,
+                 {"", "1-1-2012", "98-12-3", "98-12-3x", "x8-12-31", "98-x2-31", "98012031", "2012-01-15"});
+}
+
+TEST(CheckYYMMDDformat, NineCharactersAreADateOnlyWhereTheyAreAllowed)
+{
+    expect_shape(2, 0, 1, {"123-12-31"});
+    expect_shape(1, 0, 1, {"12-31-198"});
+    expect_shape(0, 0, 0, {"123-12-31", "12-31-198"});
+    expect_shape(0, 0, 1, {"12-131-98", "123-12-3x", "123456789"});
+}
+
+TEST(CheckYYMMDDformat, AByteMayStandInForADigit)
+{
+    expect_shape(1, '*', 0, {"1*-31-98", "**/**/**", "********"}); // it is no digit, so it separates as well
+    expect_shape(0, 0, 0, {"1*-31-98"});
+    expect_shape(2, '*', 1, {"***-**-**"});
+    expect_shape(1, '*', 1, {"**-**-***"});
+    expect_shape(1, 0xD4, 0, {"\xD4\xD4-12-31"});
+    expect_shape(0, '*', 0, {"\xD4\xD4-12-31"});
 }
 
 int check_unix_type(const std::string &line, int base, int shift, int day)
@@ -115,77 +102,55 @@ TEST(CheckUnixType, EachShiftAndOrderHasItsNumber)
     }
 }
 
+// Each text behind permissions, links, owner, group and size gives this number.
+void expect_number(int number, int day, text_list texts)
+{
+    for (const char *text : texts)
+        EXPECT_EQ(check_unix_type("p 1 u g 5 " + std::string(text), 0, 0, day), number)
+            << testing::PrintToString(text);
+}
+
 TEST(CheckUnixType, WesternOrderNeedsADayAYearOrTimeAndAName)
 {
-    struct {
-        const char *line;
-        int day;
-        int number;
-    } const table[] = {
-        {"p 1 u g 5 Jan 1 12:34 name", 0, 0},
-        {"p 1 u g 5 Jan 31 12:34 name", 0, 0},
-        {"p 1 u g 5 Jan 0 12:34 name", 0, -1},
-        {"p 1 u g 5 Jan 32 12:34 name", 0, -1},
-        {"p 1 u g 5 Jan x 12:34 name", 0, -1},
-        {"p 1 u g 5 Jan 15, 12:34 name", 0, 0}, // atoi stops at what is no digit
-        {"p 1 u g 5 Jan 15 1900 name", 0, 0},
-        {"p 1 u g 5 Jan 15 1899 name", 0, -1},
-        {"p 1 u g 5 Jan 15 2012x name", 0, 0},
-        {"p 1 u g 5 Jan 15 24:00 name", 0, 0},
-        {"p 1 u g 5 Jan 15 25:00 name", 0, -1},
-        {"p 1 u g 5 Jan 15 P:M name", 0, 0},
-        {"p 1 u g 5 Jan 15 12" HOUR_UTF8 "34 name", 0, 0},
-        {"p 1 u g 5 Jan 15 12" HOUR_GB "34 name", 0, -1},
-        {"p 1 u g 5 Jan 15 12:34", 0, -1},
-        {"p 1 u g 5 Jan 15 12:34 ", 0, 0}, // an empty last field is there
-        {"p 1 u g 5 Jan 15", 0, -1},
-        {"  p  1  u  g  5  Jan  15  12:34  name", 0, 0},
-        {"p 1 u g 5 3/15 12:34 name", 15, 1},
-        {"p 1 u g 5 3/15 1899 name", 15, -1},
-        {"p 1 u g 5 3/15 12:34", 15, -1},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(check_unix_type(row.line, 0, 0, row.day), row.number) << row.line;
+    // atoi stops at what is no digit; an empty last field is there
+    expect_number(0, 0,
+                  {"Jan 1 12:34 name", "Jan 31 12:34 name", "Jan 15, 12:34 name", "Jan 15 1900 name",
+                   "Jan 15 2012x name", "Jan 15 24:00 name", "Jan 15 P:M name",
+                   "Jan 15 12" HOUR_UTF8 "34 name", "Jan 15 12:34 ", "  Jan  15  12:34  name"});
+    expect_number(-1, 0,
+                  {"Jan 0 12:34 name", "Jan 32 12:34 name", "Jan x 12:34 name", "Jan 15 1899 name",
+                   "Jan 15 25:00 name", "Jan 15 12" HOUR_GB "34 name", "Jan 15 12:34", "Jan 15"});
+    expect_number(1, 15, {"3/15 12:34 name"});
+    expect_number(-1, 15, {"3/15 1899 name", "3/15 12:34"});
 }
 
 TEST(CheckUnixType, ChineseOrderNeedsAYearAMonthWithItsMarkADayAndAName)
 {
-    struct {
-        const char *line;
-        int number;
-    } const table[] = {
-        {"p 1 u g 5 2012 1" MONTH_GB " 15 name", 4},
-        {"p 1 u g 5 2012 9" MONTH_GB " 15 name", 4},
-        {"p 1 u g 5 2012 10" MONTH_GB " 15 name", 4},
-        {"p 1 u g 5 2012 12" MONTH_GB " 15 name", 4},
-        {"p 1 u g 5 2012 12" MONTH_GB "x 15 name", 4},
-        {"p 1 u g 5 1900 1" MONTH_GB " 31" DAY_GB " name", 4},
-        {"p 1 u g 5 2012 1" MONTH_GB " 15 ", 4},
-        {"p 1 u g 5 1899 1" MONTH_GB " 15 name", -1},
-        {"p 1 u g 5 2012 0" MONTH_GB " 15 name", -1},
-        {"p 1 u g 5 2012 13" MONTH_GB " 15 name", -1},
-        {"p 1 u g 5 2012 01" MONTH_GB " 15 name", -1}, // the mark must stand right behind a single digit
-        {"p 1 u g 5 2012 1 " MONTH_GB " name", -1},
-        {"p 1 u g 5 2012 1 15 name", -1},
-        {"p 1 u g 5 2012 12 15 name", -1},
-        {"p 1 u g 5 2012 1\xD4 15 name", -1},
-        {"p 1 u g 5 2012 12\xD4 15 name", -1},
-        {"p 1 u g 5 2012 1" MONTH_UTF8 " 15 name", -1},
-        {"p 1 u g 5 2012 1" MONTH_SJIS " 15 name", -1},
-        {"p 1 u g 5 2012 1" MONTH_GB " 0 name", -1},
-        {"p 1 u g 5 2012 1" MONTH_GB " 32 name", -1},
-        {"p 1 u g 5 2012 1" MONTH_GB " 15", -1},
-        {"p 1 u g 5 2012 1" MONTH_GB, -1},
-    };
-    for (const auto &row : table)
-        EXPECT_EQ(check_unix_type(row.line, 0, 0, 0), row.number) << testing::PrintToString(row.line);
+    expect_number(4, 0,
+                  {"2012 1" MONTH_GB " 15 name", "2012 9" MONTH_GB " 15 name", "2012 10" MONTH_GB " 15 name",
+                   "2012 12" MONTH_GB " 15 name", "2012 12" MONTH_GB "x 15 name",
+                   "1900 1" MONTH_GB " 31" DAY_GB " name", "2012 1" MONTH_GB " 15 "});
+    // the mark must stand right behind a single digit
+    expect_number(-1, 0,
+                  {"1899 1" MONTH_GB " 15 name", "2012 0" MONTH_GB " 15 name", "2012 13" MONTH_GB " 15 name",
+                   "2012 01" MONTH_GB " 15 name", "2012 1 " MONTH_GB " name", "2012 1 15 name",
+                   "2012 12 15 name", "2012 1\xD4 15 name", "2012 12\xD4 15 name",
+                   "2012 1" MONTH_UTF8 " 15 name", "2012 1" MONTH_SJIS " 15 name",
+                   "2012 1" MONTH_GB " 0 name", "2012 1" MONTH_GB " 32 name", "2012 1" MONTH_GB " 15",
+                   "2012 1" MONTH_GB});
 }
 
 TEST(CheckUnixType, WesternOrderWinsWhereBothFit)
 {
     // 15:30 is a time to the one and a day to the other.
-    EXPECT_EQ(check_unix_type("p 1 u g 5 2012 1" MONTH_GB " 15:30 name", 0, 0, 0), 0);
-    EXPECT_EQ(check_unix_type("p 1 u g 5 2012 1" MONTH_GB " 32:30 name", 0, 0, 0), -1);
+    expect_number(0, 0, {"2012 1" MONTH_GB " 15:30 name"});
+    expect_number(-1, 0, {"2012 1" MONTH_GB " 32:30 name"});
+}
+
+TEST(CheckUnixType, NoLineHasAnotherShift)
+{
+    for (int shift : {INT_MIN, -1000, -3, 3, 1000, INT_MAX})
+        EXPECT_EQ(check_unix_type(fields(8) + "Jan 15 12:34 name", 0, shift, 0), -1) << shift;
 }
 
 } // namespace

@@ -82,7 +82,8 @@ TEST(DetectUnix, GluedLineWithoutOwnerAndGroupIsReadBeside)
 
 TEST(DetectUnix, FirstMonthPositionThatFitsWins)
 {
-    // field 7 before field 4
+    // field 7 before field 6, whose day is its 3, and before field 4
+    expect_format(0x210, {"-rw-r--r-- 1 user group x1 1234 Jan 3/15 12:34 name"});
     expect_format(0x20F, {"-rw-r--r-- 1 user 1234 Jan 15 12:34 May 3 2012 name"});
     // field 6 with shift 0 before field 6 with shift 1
     expect_format(0x204, {"-rw-r--r-- 1 user group x1 2012 3" MONTH_GB " 15 12:34 name"});

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
 
 namespace
 {
@@ -194,6 +195,26 @@ TEST(Atoi64, AnythingBehindTheNumberGivesNought)
           "12\xD4\xC2", "9223372036854775808", "-9223372036854775809", "99999999999999999999999999"}) {
         errno = 0;
         EXPECT_EQ(_atoi64(text), 0) << '"' << text << '"';
+    }
+}
+
+TEST(Atoi64, NumberOfAnyLengthIsReadWholeAndAByteThatIsNoDigitMakesItNought)
+{
+    const std::string digits = "9081726354192837465";
+    int64_t value = 0;
+    for (size_t length = 1; length <= digits.size(); length++) {
+        const std::string text = digits.substr(0, length);
+        value = value * 10 + (text.back() - '0');
+        errno = 0;
+        EXPECT_EQ(_atoi64(text.c_str()), value);
+        EXPECT_EQ(_atoi64(("000" + text).c_str()), value);
+        EXPECT_EQ(_atoi64(("-" + text).c_str()), -value);
+        for (size_t at = 0; at < length; at++)
+            for (char byte : {'/', ':', '.', 'K', '\xB9', '\x7F'}) {
+                std::string broken = text;
+                broken[at] = byte;
+                EXPECT_EQ(_atoi64(broken.c_str()), 0) << broken;
+            }
     }
 }
 
