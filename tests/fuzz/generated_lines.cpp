@@ -8,180 +8,80 @@
 #include "listparse/listparse.h"
 #include "reading.h"
 
-#include <algorithm>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <map>
 #include <random>
-#include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace
 {
 
-using texts_t = std::span<const char *const>;
-
 // --- what a line is made of
 
 // A letter of a layout stands for one of its texts, half of the time for the first, which is a usual one; all
-// else stands for itself.
-constexpr const char *MODES[] = {"-rw-r--r--",  "drwxr-xr-x", "lrwxrwxrwx", "-rwsr-sr-t",
-                                 "-rwSr-Sr-T",  "drwx------", "crw-rw-rw-", "-rwxrwx--",
-                                 "drwxrwxr-x+", "----------", "Lrwxrwxrwx", "-RW-R--R--"};
-constexpr const char *BARE_MODES[] = {"rw-r--r--", "rwxr-xr-x", "r--------", "rw-r--r--1", "rwxrwxrwxt"};
-constexpr const char *OWNERS[] = {"root", "1000", "ftp", "a", "an-owner-of-more-than-forty-characters-in-all",
-                                  "Jan",  "1"};
-constexpr const char *NUMBERS[] = {"1",
-                                   "0",
-                                   "12",
-                                   "4096",
-                                   "123456789",
-                                   "12345678",
-                                   "1234567890123456",
-                                   "12345678901234567",
-                                   "9223372036854775807",
-                                   "9223372036854775808",
-                                   "12a",
-                                   "-5",
-                                   "+7"};
-constexpr const char *SIZES[] = {"0",     "77824", "4294967296", "1234567890123456",    "<DIR>",
-                                 "<DIR>", "512",   "5x",         "99999999999999999999"};
-constexpr const char *MONTHS[] = {"Jan", "feb",  "MAR", "Sep", "Dec",  "an",
-                                  "Ma",  "nFeb", "13",  "5",   "Juli", "\xe6\x9c\x88"};
-constexpr const char *MONTHS_WITH_DAY[] = {"3/15",
-                                           "12/31",
-                                           "1\xe6\x9c\x88"
-                                           "15",
-                                           "4\xb7\xee"
-                                           "2",
-                                           "5\x8c\x8e"
-                                           "31",
-                                           "6\xd4\xc2"
-                                           "7",
-                                           "2/32",
-                                           "0/1",
-                                           "13/1",
-                                           "7/",
-                                           "8\xd4"};
-constexpr const char *CHINESE_MONTHS[] = {"1\xd4\xc2",  "12\xd4\xc2", "0\xd4\xc2",
-                                          "13\xd4\xc2", "7\xd4",      "3\xd4\xc2x"};
-constexpr const char *DAYS[] = {"1", "15", "31", "32", "0", "07", "9\xc8\xd5", "28"};
-constexpr const char *YEARS[] = {"2024", "1999", "1900", "1899", "70", "2100", "2012\xc4\xea"};
-constexpr const char *TIMES[] = {"12:34",
-                                 "00:00",
-                                 "24:00",
-                                 "24:59",
-                                 "25:00",
-                                 "12:60",
-                                 "1:2",
-                                 "12:34:56",
-                                 "9:05",
-                                 "a:m",
-                                 "P:M",
-                                 "3\xe6\x99\x82"
-                                 "4",
-                                 "10\xbb\xfe"
-                                 "20",
-                                 "11;~30",
-                                 "7\x8e\x9e"
-                                 "8",
-                                 "12:"};
-constexpr const char *CLOCKS[] = {"09:18AM", "12:00PM",  "12:00AM", "11:59PM", "03:04pm",
-                                  "10:20",   "10:20:30", "7:05P",   "12:5am"};
-constexpr const char *DATES[] = {"98-12-31", "01-15-12", "12/31/98", "12-31-70",
-                                 "13-01-15", "00.01.02", "15-01-12", "69-01-01"};
-constexpr const char *NINES[] = {"01-15-112", "112-01-15", "999-99-99", "12-31-199", "98-12-31", "01-15-12"};
-constexpr const char *LONG_DATES[] = {"2012-01-15", "2012/01/15", "1999.12.31", "2012-1-15", "12-01-15"};
-constexpr const char *MASKED[] = {"0001", "****", "1", "**", "98/12/31", "**/**/**", "9*/12/31"};
-constexpr const char *NAMES[] = {
-    "clip.mxf", "a b  c",      " lead",    "link -> target",    "x.lnk",          "Report.LNK",           ".",
-    "..",       "a -> b -> c", "name/",    "\xc3\xa9t\xc3\xa9", "fourteen_chars", "0123456789abcdefghij", "",
-    "*",        "docs\\",      "'q uoted'"};
-constexpr const char *WORDS[] = {"*DIR", "*FILE", "VOL",  "PO",    "d",       "-",
-                                 "b",    "abcd",  "3390", "<DIR>", "DATA.SET"};
-
+// else stands for itself. Texts are parted by '|'; a digit right behind a byte in
+// hexadecimal is one too.
 struct letter_t {
     char letter;
-    texts_t texts;
+    const char *texts;
 };
-const letter_t LETTERS[] = {
-    {'P', MODES},  {'p', BARE_MODES},      {'O', OWNERS},         {'N', NUMBERS}, {'S', SIZES},
-    {'M', MONTHS}, {'m', MONTHS_WITH_DAY}, {'C', CHINESE_MONTHS}, {'D', DAYS},    {'Y', YEARS},
-    {'T', TIMES},  {'A', CLOCKS},          {'8', DATES},          {'9', NINES},   {'L', LONG_DATES},
-    {'K', MASKED}, {'F', NAMES},           {'W', WORDS},
+constexpr letter_t LETTERS[] = {
+    {'P',
+     "-rw-r--r--|drwxr-xr-x|lrwxrwxrwx|-rwsr-sr-t|-rwSr-Sr-T|drwx------|crw-rw-rw-|-rwxrwx--|drwxrwxr-x+|"
+     "----------|Lrwxrwxrwx|-RW-R--R--"},
+    {'p', "rw-r--r--|rwxr-xr-x|r--------|rw-r--r--1|rwxrwxrwxt"},
+    {'O', "root|1000|ftp|a|an-owner-of-more-than-forty-characters-in-all|Jan|1"},
+    {'N', "1|0|12|4096|123456789|12345678|1234567890123456|12345678901234567|9223372036854775807|"
+          "9223372036854775808|12a|-5|+7"},
+    {'S', "0|77824|4294967296|1234567890123456|<DIR>|<DIR>|512|5x|99999999999999999999"},
+    {'M', "Jan|feb|MAR|Sep|Dec|an|Ma|nFeb|13|5|Juli|\xe6\x9c\x88"},
+    {'m',
+     "3/15|12/31|1\xe6\x9c\x88\x31\x35|4\xb7\xee\x32|5\x8c\x8e\x33\x31|6\xd4\xc2\x37|2/32|0/1|13/1|7/|8\xd4"},
+    {'C', "1\xd4\xc2|12\xd4\xc2|0\xd4\xc2|13\xd4\xc2|7\xd4|3\xd4\xc2x"},
+    {'D', "1|15|31|32|0|07|9\xc8\xd5|28"},
+    {'Y', "2024|1999|1900|1899|70|2100|2012\xc4\xea"},
+    {'T',
+     "12:34|00:00|24:00|24:59|25:00|12:60|1:2|12:34:56|9:05|a:m|P:M|3\xe6\x99\x82\x34|10\xbb\xfe\x32\x30|"
+     "11;~30|7\x8e\x9e\x38|12:"},
+    {'A', "09:18AM|12:00PM|12:00AM|11:59PM|03:04pm|10:20|10:20:30|7:05P|12:5am"},
+    {'8', "98-12-31|01-15-12|12/31/98|12-31-70|13-01-15|00.01.02|15-01-12|69-01-01"},
+    {'9', "01-15-112|112-01-15|999-99-99|12-31-199|98-12-31|01-15-12"},
+    {'L', "2012-01-15|2012/01/15|1999.12.31|2012-1-15|12-01-15"},
+    {'K', "0001|****|1|**|98/12/31|**/**/**|9*/12/31"},
+    {'F', "clip.mxf|a b  c| lead|link -> target|x.lnk|Report.LNK|.|..|a -> b -> c|name/|\xc3\xa9t\xc3\xa9|"
+          "fourteen_chars|0123456789abcdefghij||*|docs\\|'q uoted'"},
+    {'W', "*DIR|*FILE|VOL|PO|d|-|b|abcd|3390|<DIR>|DATA.SET"},
 };
 
-constexpr const char *LAYOUTS[] = {
-    // permissions, links, owner, group, size: all, more, fewer, glued, or a type by itself
-    "P   N O O S M D T F",
-    "P N O O S M D Y F",
-    "P N O O S m T F",
-    "P N O O S m Y F",
-    "P N O O S Y C D F",
-    "P N O O O O S M D T F",
-    "P N O O O S M D T F",
-    "P N O O O O S m T F",
-    "P N O O O S m Y F",
-    "P N O O O O S Y C D F",
-    "P N O O O S Y C D F",
-    "P N O S M D T F",
-    "P N O S m Y F",
-    "P N O S Y C D F",
-    "P N S M D T F",
-    "P N S m T F",
-    "P N S Y C D F",
-    "PN O O S M D T F",
-    "PN O O S m T F",
-    "PN O O S Y C D F",
-    "PN O S M D T F",
-    "PN O S m Y F",
-    "PN O S Y C D F",
-    "PN O O O S M D T F",
-    "PN O O O S m T F",
-    "PN O O O S Y C D F",
-    "PN O O O O S M D T F",
-    "PN O O O O S m T F",
-    "PN O O O O S Y C D F",
-    "PN S M D T F",
-    "P S M D T F",
-    "- p N O O S M D T F",
-    "d p N O O S M D Y F",
-    "- p O O S M D T F",
-    "l p N O O S m T F",
-    // the others
-    "8  A  S F",
-    "9  A  S F",
-    "F S 8 A",
-    "F S 9 A F",
-    "L T S F",
-    "L A S F",
-    "L 8 S F",
-    "O N 8 8 W F",
-    "O N 8 T W F",
-    "WWWW N K K W 8 F",
-    "abcd VOL K K x K F",
-    "W 8 8 W W N F",
-    "F S M D Y T",
-    "F S m D Y T",
-    "P O N 8 8 F",
-    "drwxr-xr-x O N 8 T F",
-    "P 8 8 F",
-    "-rw-r--r-- 8 8 F",
-    "N a b M D T Y F",
-    "S a b M D T Y F",
-    "O 8 1020 W W N F",
-    "O 8 N d b N F",
-    "W N L N N W N N W F",
-    "total N",
-    "F",
-    "O O O",
-    " P N O O S M D T F",
-    "O N 8 A W F",
-    "W N 8 A F",
+// Lines of the Unix family, what stands in front of their dates: owner, group and size, more, fewer, glued
+// links, or a type by itself.
+constexpr const char *FRONTS[] = {
+    "P   N O O S ", "P N O O O S ", "P N O O O O S ", "P N O S ",      "P N S ",  "P S ",
+    " P N O O S ",  "PN O O S ",    "PN O O O S ",    "PN O O O O S ", "PN O S ", "PN S ",
+    "- p N O O S ", "d p N O O S ", "- p O O S ",     "l p N O O S ",
 };
+constexpr const char *DATES[] = {"M D T F", "M D Y F", "m T F", "m Y F", "Y C D F"};
+
+// All other layouts, parted by '|'.
+constexpr const char *OTHERS =
+    "8  A  S F|9  A  S F|F S 8 A|F S 9 A F|L T S F|L A S F|L 8 S F|O N 8 8 W F|O N 8 T W F|"
+    "WWWW N K K W 8 F|abcd VOL K K x K F|W 8 8 W W N F|F S M D Y T|F S m D Y T|P O N 8 8 F|"
+    "drwxr-xr-x O N 8 T F|P 8 8 F|-rw-r--r-- 8 8 F|N a b M D T Y F|S a b M D T Y F|"
+    "O 8 1020 W W N F|O 8 N d b N F|W N L N N W N N W F|total N|F|O O O|O N 8 A W F|W N 8 A F";
+
+std::vector<std::string_view> parted(std::string_view texts)
+{
+    std::vector<std::string_view> parts;
+    for (size_t end; (end = texts.find('|')) != texts.npos; texts.remove_prefix(end + 1))
+        parts.push_back(texts.substr(0, end));
+    parts.push_back(texts);
+    return parts;
+}
 
 // --- a line
 
@@ -192,11 +92,24 @@ struct maker_t {
 
     std::string any_of(char letter)
     {
-        const auto *found = std::find_if(std::begin(LETTERS), std::end(LETTERS),
-                                         [letter](const letter_t &known) { return known.letter == letter; });
-        if (found == std::end(LETTERS))
+        static const std::map<char, std::vector<std::string_view>> TEXTS = [] {
+            std::map<char, std::vector<std::string_view>> texts;
+            for (const letter_t &known : LETTERS)
+                texts[known.letter] = parted(known.texts);
+            return texts;
+        }();
+        const auto found = TEXTS.find(letter);
+        if (found == TEXTS.end())
             return std::string(1, letter);
-        return found->texts[below(2) == 0 ? 0 : below(found->texts.size())];
+        return std::string(found->second[below(2) == 0 ? 0 : below(found->second.size())]);
+    }
+
+    std::string layout()
+    {
+        static const std::vector<std::string_view> LAYOUTS = parted(OTHERS);
+        if (below(2) == 0)
+            return std::string(LAYOUTS[below(LAYOUTS.size())]);
+        return std::string(FRONTS[below(std::size(FRONTS))]) + DATES[below(std::size(DATES))];
     }
 
     void damage(std::string *line)
@@ -222,7 +135,7 @@ struct maker_t {
     std::string line()
     {
         std::string line;
-        for (const char letter : std::string_view(LAYOUTS[below(std::size(LAYOUTS))]))
+        for (const char letter : layout())
             line += any_of(letter);
         if (below(3) == 0) {
             for (size_t times = 1 + below(3); times > 0; --times)
