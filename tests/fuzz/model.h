@@ -32,6 +32,8 @@ struct entry_t {
 
 // All fields of a line: field i is there when fields.size() > i.
 std::vector<std::string> split(const std::string &line);
+// Field `index`, empty when there is none.
+std::string at(const std::vector<std::string> &fields, int index);
 // What is left of the line from the beginning of field `index`; false when the line has fewer fields.
 bool rest_from(const std::string &line, size_t index, std::string *rest);
 
@@ -39,6 +41,7 @@ bool is_digit(char byte);
 int number(const std::string &text); // as atoi reads it
 int64_t whole_number(const std::string &text);
 uint32_t permissions(const std::string &text);
+int full_year(int year); // below 60 of this century
 int date_shape(const std::string &field, unsigned char sym, bool allow9);
 void read_month(std::string *field, uint16_t *month, uint16_t *day);
 bool read_time(const std::string &field, uint16_t *hour, uint16_t *minute);

@@ -11,10 +11,6 @@ static bool has(const fields_t &fields, int index)
 {
     return index >= 0 && fields.size() > static_cast<size_t>(index);
 }
-static std::string at(const fields_t &fields, int index)
-{
-    return has(fields, index) ? fields[static_cast<size_t>(index)] : "";
-}
 
 static bool is_day(const fields_t &fields, int index)
 {

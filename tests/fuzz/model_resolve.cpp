@@ -11,17 +11,12 @@ static constexpr uint32_t TIME = 2;
 static constexpr uint32_t SIZE = 4;
 static constexpr uint32_t ATTR = 8;
 
-static std::string field_of(const std::string &line, int index)
-{
-    std::vector<std::string> fields = split(line);
-    return index >= 0 && static_cast<size_t>(index) < fields.size() ? fields[static_cast<size_t>(index)] : "";
-}
+static std::string field_of(const std::string &line, int index) { return at(split(line), index); }
 
 static int number_at(const std::string &text, size_t at)
 {
     return number(text.substr(std::min(at, text.size())));
 }
-static int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
 static bool one_of(int number, std::initializer_list<int> numbers)
 {
     return std::find(numbers.begin(), numbers.end(), number) != numbers.end();

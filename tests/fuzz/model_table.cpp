@@ -5,11 +5,6 @@
 namespace model
 {
 
-static std::string at(const std::vector<std::string> &fields, size_t index)
-{
-    return index < fields.size() ? fields[index] : "";
-}
-
 static bool begins(const std::string &field, const char *letters)
 {
     return !field.empty() && std::string(letters).find(field[0]) != std::string::npos;
@@ -43,8 +38,6 @@ static void give_time(int hour, int minute, entry_t *entry)
     entry->minute = static_cast<uint16_t>(minute);
     entry->valid |= 2;
 }
-
-static int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
 
 struct numbers_t {
     int first;
@@ -172,32 +165,17 @@ static bool read_columns(const std::vector<std::string> &f, int format, entry_t 
     }
 }
 
-static size_t name_field_of(int format)
-{
-    switch (format) {
-    case 26:
-    case 33:
-        return 5;
-    case 32:
-        return 3;
-    case 37:
-        return 7;
-    case 39:
-        return 9;
-    default: // 27, 29, 38
-        return 6;
-    }
-}
-
 // A layout of detection other than those of the Unix family and 21 to 24.
 entry_t resolve_table(const std::string &line, int format)
 {
+    // of 26 to 39
+    constexpr size_t NAME_FIELDS[] = {5, 6, 0, 6, 0, 0, 3, 5, 0, 0, 0, 7, 6, 9};
     std::vector<std::string> fields = split(line);
     entry_t entry;
     bool directory = read_columns(fields, format, &entry);
     if (format == 28)
         entry.name = fields[0];
-    else if (!rest_from(line, name_field_of(format), &entry.name))
+    else if (!rest_from(line, NAME_FIELDS[format - 26], &entry.name))
         return entry;
     if (format == 26 && entry.name.ends_with('/')) {
         entry.name.pop_back();

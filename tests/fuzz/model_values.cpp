@@ -33,6 +33,13 @@ std::vector<std::string> split(const std::string &line)
     }
 }
 
+std::string at(const std::vector<std::string> &fields, int index)
+{
+    return index >= 0 && static_cast<size_t>(index) < fields.size() ? fields[static_cast<size_t>(index)] : "";
+}
+
+int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
+
 bool rest_from(const std::string &line, size_t index, std::string *rest)
 {
     rest->clear();
@@ -117,11 +124,17 @@ int date_shape(const std::string &field, unsigned char sym, bool allow9)
     return has_shape(field, "ddsddsddd", sym) ? 1 : 0;
 }
 
-static void read_numeric_month(const std::string &field, uint16_t *month, uint16_t *day)
+static size_t behind_digits(const std::string &field)
 {
     size_t at = 0;
     while (at < field.size() && is_digit(field[at]))
         at++;
+    return at;
+}
+
+static void read_numeric_month(const std::string &field, uint16_t *month, uint16_t *day)
+{
+    const size_t at = behind_digits(field);
     if (at == field.size())
         return;
     // A mark that begins with a digit has been stepped over.
@@ -169,9 +182,7 @@ static bool find_minutes(const std::string &field, std::string *minutes)
         *minutes = field.substr(colon + 1);
         return !minutes->empty() && is_digit((*minutes)[0]);
     }
-    size_t at = 0;
-    while (at < field.size() && is_digit(field[at]))
-        at++;
+    const size_t at = behind_digits(field);
     for (const std::string mark : {"\x8E\x9E", ";~", "\xBB\xFE", "\xE6\x99\x82"})
         if (at < field.size() && field.compare(at, mark.size(), mark) == 0) {
             *minutes = field.substr(at + mark.size());

@@ -27,7 +27,8 @@ endfunction()
 replay(listparse SOURCES ${reading} NEEDS listparse CORPUS listparse)
 replay(helpers SOURCES ${reading} NEEDS listparse CORPUS listparse)
 replay(capture NEEDS curl_wrapper strutil listparse unit_support CORPUS capture)
-replay(request SOURCES ${fuzz}/request_model.cpp NEEDS ftp_clientd_core ftp_clientd_if strutil unit_support
+replay(request SOURCES ${fuzz}/request_model.cpp ${fuzz}/../unit/ftp_clientd/fake_engines.cpp
+  NEEDS ftp_clientd_core ftp_clientd_if strutil unit_support
   WRAP poll __poll_chk malloc CORPUS request)
 replay(callbacks
   SOURCES ${fuzz}/callbacks_bench.cpp ${fuzz}/callbacks_identity.cpp ${fuzz}/callbacks_progress.cpp ${fuzz}/local_file.cpp

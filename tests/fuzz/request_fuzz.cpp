@@ -3,14 +3,12 @@
 //
 // Input: 4 bytes that seed the piece sizes, 1 byte for what the engines answer, 3 bytes for one change to the
 // request (see change), the rest is what the client sends before it stops.
-#include "curl_func/curl_func.h"
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/engines.h"
-#include "job_slot/job_record.h"
+#include "ftp_clientd/fake_engines.h"
 #include "request_model.h"
 #include "require.h"
 #include "support/logged.h"
-#include "zixi_func/zixi_func.h"
 
 #include <algorithm>
 #include <cstring>
@@ -51,44 +49,16 @@ struct client_t {
 client_t *client_;
 bool memory_is_scarce_;
 
-// The engines.
-std::vector<std::string> calls_;
-uint32_t start_code_;
-int cancel_code_;
-transfer_request_t handed_on_;
-
-uint32_t start(const char *name, const transfer_request_t *request)
-{
-    calls_.push_back(name);
-    handed_on_ = *request;
-    return start_code_;
-}
-
-int cancel(const char *name)
-{
-    calls_.push_back(name);
-    return cancel_code_;
-}
-
-void get_state(void *out) { memset(out, 0, sizeof(job_record_t)); }
+std::vector<std::string> calls_; // of the engines
 
 } // namespace
 
-int curlf_init() { return 0; }
-uint32_t curlf_download(const transfer_request_t *req) { return start("curlf_download", req); }
-uint32_t curlf_upload(const transfer_request_t *req) { return start("curlf_upload", req); }
-uint32_t curlf_dl_file_info(const transfer_request_t *req) { return start("curlf_dl_file_info", req); }
-int curlf_finished() { return -1; }
-int curlf_cancel() { return cancel("curlf_cancel"); }
-void curlf_get_state(void *out) { get_state(out); }
-
-int zixif_init() { return 0; }
-uint32_t zixif_download(const transfer_request_t *req) { return start("zixif_download", req); }
-uint32_t zixif_ftp_upload(const transfer_request_t *req) { return start("zixif_ftp_upload", req); }
-uint32_t zixif_dl_file_info(const transfer_request_t *req) { return start("zixif_dl_file_info", req); }
-int zixif_finished() { return -1; }
-int zixif_cancel() { return cancel("zixif_cancel"); }
-void zixif_get_state(void *out) { get_state(out); }
+// The engines are asked for their state at will.
+void note_call(const std::string &call)
+{
+    if (!call.ends_with("get_state()"))
+        calls_.push_back(call);
+}
 
 extern "C" {
 int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
@@ -159,13 +129,6 @@ void check_reply(const std::string &reply, const model::outcome_t &expected)
     require(word_of(reply, 12) == expected.detail, "the detail is the model's");
 }
 
-struct place_t {
-    size_t at;
-    size_t size;
-};
-constexpr place_t STRINGS[] = {{0, 512},    {512, 256},  {768, 256}, {1028, 32}, {1060, 224},
-                               {1292, 256}, {1817, 259}, {1092, 64}, {1156, 128}};
-
 constexpr const char *NAMES[] = {
     ";type=i",   ";TYPE=",     ";Type=a/f", ";typ=e",  "../f",      "127.0.0.1", "[::1]:21",  "a@b",
     "http://h",  "HTTP://h",   "http://",   "http:/h", "socks://h", "SOCKS5://", "socks5h:/", "https://h",
@@ -187,25 +150,19 @@ void put_name(std::string *sent, size_t at, size_t end, size_t which)
 void change(std::string *sent, const uint8_t *by)
 {
     const size_t which = by[0] % 16;
-    if (which >= std::size(STRINGS) || sent->size() < 8 + model::REQUEST_BYTES)
+    if (which >= std::size(model::STRINGS) || sent->size() < 8 + model::REQUEST_BYTES)
         return;
-    const place_t place = STRINGS[which];
+    const model::field_t place = model::STRINGS[which];
     const size_t at = 8 + place.at;
     const size_t inside = at + (by[1] + 256U * by[2]) % place.size;
     constexpr char SPECIAL[] = {'#', '?', '\r', '\n', '\0'};
-    switch (by[0] / 16) {
+    const unsigned what = by[0] / 16;
+    switch (what) {
     case 1:
         sent->replace(at, place.size, place.size, 'a');
         break;
     case 2:
         sent->replace(at, place.size, place.size - 1, 'a').insert(at + place.size - 1, 1, '\0');
-        break;
-    case 3:
-    case 4:
-    case 5:
-    case 6:
-    case 7:
-        (*sent)[inside] = SPECIAL[by[0] / 16 - 3];
         break;
     case 8:
         put_name(sent, at, at + place.size, by[1]);
@@ -213,26 +170,30 @@ void change(std::string *sent, const uint8_t *by)
     case 9: // behind what stands there
         put_name(sent, at + by[2] % place.size, at + place.size, by[1]);
         break;
-    default:
-        break;
+    default: // 3 to 7
+        if (what >= 3 && what < 3 + std::size(SPECIAL))
+            (*sent)[inside] = SPECIAL[what - 3];
     }
 }
 
-model::surroundings_t arrange(uint8_t choice)
+model::surroundings_t arrange(uint8_t choice, fake_engines *engines)
 {
     constexpr uint32_t CODES[] = {FTPCD_ERR_NONE, FTPCD_ERR_BUSY, FTPCD_ERR_INTERNAL,
                                   FTPCD_ERR_NOT_SUPPORTED};
-    start_code_ = CODES[choice & 3];
-    cancel_code_ = (choice & 4) != 0 ? FTPCD_ERR_NOT_RUNNING : 0;
-    const bool zixi_active = (choice & 8) != 0;
-    engine_select(zixi_active ? PROTOCOL_ZIXI_4 : PROTOCOL_FTP);
+    const model::surroundings_t around = {.memory_bytes = MEMORY_BYTES,
+                                          .start_code = CODES[choice & 3],
+                                          .cancel_code =
+                                              (choice & 4) != 0 ? uint32_t{FTPCD_ERR_NOT_RUNNING} : 0,
+                                          .last_detail = static_cast<uint32_t>(choice >> 4),
+                                          .zixi_active = (choice & 8) != 0};
+    for (fake_engine *engine : {&engines->curl, &engines->zixi}) {
+        engine->start_result = around.start_code;
+        engine->cancel_result = static_cast<int>(around.cancel_code);
+    }
+    engine_select(around.zixi_active ? PROTOCOL_ZIXI_4 : PROTOCOL_FTP);
     calls_.clear();
     logged();
-    return {.memory_bytes = MEMORY_BYTES,
-            .start_code = start_code_,
-            .cancel_code = static_cast<uint32_t>(cancel_code_),
-            .last_detail = static_cast<uint32_t>(choice >> 4),
-            .zixi_active = zixi_active};
+    return around;
 }
 
 } // namespace
@@ -246,7 +207,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string sent(reinterpret_cast<const char *>(data) + INPUT_HEAD_BYTES, size - INPUT_HEAD_BYTES);
     change(&sent, data + 5);
 
-    const model::surroundings_t around = arrange(data[4]);
+    fake_engines engines;
+    const model::surroundings_t around = arrange(data[4], &engines);
     const model::outcome_t expected = model::serve(sent, around);
     reply_t last_job = {.result = around.last_detail != 0 ? 1U : 0U, .detail = around.last_detail};
     check_reply(served(sent, seed, &last_job), expected);
@@ -255,7 +217,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     require((engine_active().fixed_file != nullptr) == expected.zixi_active,
             "a refused request selects nothing");
     const bool started = !calls_.empty() && expected.command != COMMAND_CANCEL;
-    require(!started || memcmp(&handed_on_, sent.data() + 8, sizeof handed_on_) == 0,
+    const transfer_request_t &handed_on = expected.zixi_active ? engines.zixi.request : engines.curl.request;
+    require(!started || memcmp(&handed_on, sent.data() + 8, sizeof handed_on) == 0,
             "the engine gets the request as it was sent");
 
     const std::string asked(8, '\0'); // a no-operation

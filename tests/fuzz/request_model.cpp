@@ -11,20 +11,6 @@ namespace
 
 constexpr size_t HEAD_BYTES = 8;
 
-struct field_t {
-    size_t at;
-    size_t size;
-};
-
-constexpr field_t REMOTE_PATH = {0, 512};
-constexpr field_t LOCAL_PATH = {512, 256};
-constexpr field_t HOST = {768, 256};
-constexpr field_t USERNAME = {1028, 32};
-constexpr field_t PASSWORD = {1060, 224};
-constexpr field_t PROXY_HOST = {1292, 256};
-constexpr field_t SAVE_PATH = {1817, 259};
-constexpr field_t ZIXI_USER = {1092, 64};
-constexpr field_t ZIXI_PASSWORD = {1156, 128};
 constexpr size_t PROTOCOL_AT = 1288;
 constexpr size_t PROXY_TYPE_AT = 1552;
 
@@ -151,7 +137,7 @@ void start_job(uint32_t command, std::string_view body, const surroundings_t &ar
                            : command == 5                          ? "dl_file_info"
                            : is_zixi(number_at(body, PROTOCOL_AT)) ? "ftp_upload"
                                                                    : "upload";
-        outcome->calls.push_back((outcome->zixi_active ? "zixif_" : "curlf_") + std::string(kind));
+        outcome->calls.push_back(std::string(outcome->zixi_active ? "zixif_" : "curlf_") + kind + "()");
         code = around.start_code;
     }
     if (code != 0)
@@ -166,7 +152,7 @@ void start_job(uint32_t command, std::string_view body, const surroundings_t &ar
 
 void cancel(const surroundings_t &around, outcome_t *outcome)
 {
-    outcome->calls.push_back(around.zixi_active ? "zixif_cancel" : "curlf_cancel");
+    outcome->calls.push_back(around.zixi_active ? "zixif_cancel()" : "curlf_cancel()");
     outcome->body_bytes = 12;
     outcome->result = around.cancel_code == 0 ? 0 : 1;
     outcome->detail = around.cancel_code;

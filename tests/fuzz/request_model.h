@@ -20,7 +20,7 @@ struct surroundings_t {
 };
 
 struct outcome_t {
-    std::vector<std::string> calls; // of the engines, e.g. "curlf_download"
+    std::vector<std::string> calls; // of the engines, e.g. "curlf_download()"
     std::vector<std::string> log;
     bool answered = true;
     uint32_t command = 0; // of the reply
@@ -32,6 +32,23 @@ struct outcome_t {
 };
 
 constexpr size_t REQUEST_BYTES = 2080;
+
+// The strings of a request.
+struct field_t {
+    size_t at;
+    size_t size;
+};
+constexpr field_t REMOTE_PATH = {0, 512};
+constexpr field_t LOCAL_PATH = {512, 256};
+constexpr field_t HOST = {768, 256};
+constexpr field_t USERNAME = {1028, 32};
+constexpr field_t PASSWORD = {1060, 224};
+constexpr field_t PROXY_HOST = {1292, 256};
+constexpr field_t SAVE_PATH = {1817, 259};
+constexpr field_t ZIXI_USER = {1092, 64};
+constexpr field_t ZIXI_PASSWORD = {1156, 128};
+constexpr field_t STRINGS[] = {REMOTE_PATH, LOCAL_PATH, HOST,      USERNAME,     PASSWORD,
+                               PROXY_HOST,  SAVE_PATH,  ZIXI_USER, ZIXI_PASSWORD};
 
 // `sent` is everything the client sends before it stops.
 outcome_t serve(std::string_view sent, const surroundings_t &around);

@@ -202,6 +202,15 @@ TEST_F(SecureFile, EveryFaultIsToldAndLeavesNothing)
     }
 }
 
+TEST_F(SecureFile, ATemporaryNameThatIsTakenIsLeftAloneAndTheNextOneTried)
+{
+    const std::string taken = ".secure-" + std::to_string(getpid()) + "-0";
+    fill(scratch / taken, "another's");
+    EXPECT_EQ(put("content"), LIBSECURE_DONE);
+    EXPECT_EQ(content_of(scratch / taken), "another's");
+    EXPECT_THAT(names_in(scratch.path), ElementsAre(taken, "saved"));
+}
+
 TEST_F(SecureFile, ADeviceThatCannotBeOpenedIsCannotCreate)
 {
     EXPECT_EQ(put("/dev/null", "content", {.open_errno = EACCES}), LIBSECURE_CANNOT_CREATE);

@@ -56,6 +56,11 @@ TEST(SecureKey, ABlobCutAnywhereButBetweenItsPartsIsBadData)
     }
 }
 
+TEST(SecureKey, ATypeMayHave64Characters)
+{
+    EXPECT_EQ(line_of(ssh_string(std::string(64, 'a')) + ssh_string("x")).result, LIBSECURE_DONE);
+}
+
 TEST(SecureKey, WhatIsNoKeyIsBadData)
 {
     const std::vector<std::string> blobs = {

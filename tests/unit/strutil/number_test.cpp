@@ -48,7 +48,7 @@ TEST(AscToNum, IsTheValueOfExactlyNDigits)
 TEST(AscToNum, CountsATextThatIsNoNumberOnce)
 {
     int errors = 0;
-    for (const char *text : {"12a4", "123x", "x123", "ab/:", "-123", " 123"}) {
+    for (const char *text : {"12a4", "123x", "x123", "123/", "123:", "-123", " 123"}) {
         const int before = errors;
         EXPECT_EQ(asc_to_num(text, 4, &errors), 0u) << text;
         EXPECT_EQ(errors, before + 1) << text;

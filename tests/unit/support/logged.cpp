@@ -3,6 +3,7 @@
 
 #include "support/logged.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -22,6 +23,7 @@ static void keep(int priority, const char *format, va_list arguments)
     vsnprintf(text.data(), text.size() + 1, format, arguments);
     std::lock_guard guard(mutex_);
     lines_.push_back({priority, std::move(text)});
+    errno = ENOTCONN; // as the C library's may do
 }
 
 // The C library's entry points to the log, the fortified ones too.
