@@ -20,107 +20,57 @@ struct Deadline : testing::Test {
 
 } // namespace
 
-TEST_F(Deadline, IsTenSecondsAfterTheAcceptAndDoesNotMove)
-{
-    deadline_start(CONNECTION);
-    EXPECT_EQ(deadline_of(CONNECTION), 15000);
-    system.now_ms = 12345;
-    EXPECT_EQ(deadline_of(CONNECTION), 15000);
-}
-
-TEST_F(Deadline, OfADescriptorThatWasNotAcceptedIsTenSecondsFromNow)
-{
-    deadline_start(CONNECTION);
-    EXPECT_EQ(deadline_of(CONNECTION + 1), 15000);
-    system.now_ms = 12345;
-    EXPECT_EQ(deadline_of(CONNECTION + 1), 22345);
-}
-
-TEST_F(Deadline, BelongsToTheConnectionAcceptedLast)
+TEST_F(Deadline, IsTenSecondsAfterTheLastAcceptUntilItsEndAndOfAnyOtherDescriptorTenSecondsFromNow)
 {
     deadline_start(CONNECTION + 1);
     system.now_ms = 7000;
     deadline_start(CONNECTION);
-    system.now_ms = 8000;
+    for (const int64_t now_ms : {7000, 12345}) {
+        system.now_ms = now_ms;
+        EXPECT_EQ(deadline_of(CONNECTION), 17000);
+        EXPECT_EQ(deadline_of(CONNECTION + 1), now_ms + 10000);
+    }
+    deadline_end(CONNECTION + 1); // of another descriptor
     EXPECT_EQ(deadline_of(CONNECTION), 17000);
-    EXPECT_EQ(deadline_of(CONNECTION + 1), 18000);
-}
-
-TEST_F(Deadline, IsForgottenWhenItsConnectionCloses)
-{
-    deadline_start(CONNECTION);
     deadline_end(CONNECTION);
-    system.now_ms = 12345;
     EXPECT_EQ(deadline_of(CONNECTION), 22345);
 }
 
-TEST_F(Deadline, StaysWhenAnotherDescriptorCloses)
+// The deadline of these waits is 15000.
+TEST_F(Deadline, AWaitEndsWithWhatComesFirst)
 {
-    deadline_start(CONNECTION);
-    deadline_end(CONNECTION + 1);
-    system.now_ms = 12345;
-    EXPECT_EQ(deadline_of(CONNECTION), 15000);
-}
-
-TEST_F(Deadline, AWaitEndsAtOnceWhenDataIsThere)
-{
-    pair.client.says({1});
-    EXPECT_TRUE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-    EXPECT_EQ(system.now_ms, 5000);
+    struct {
+        const char *name;
+        int64_t now_ms;
+        bool data_is_there;
+        std::vector<int> poll_errors;
+        int error; // 0 = the wait succeeds
+        int64_t end_ms;
+    } const cases[] = {
+        {"data", 5000, true, {}, 0, 5000},
+        {"data in the last millisecond", 14999, true, {}, 0, 14999},
+        {"data at the deadline is too late", 15000, true, {}, ETIMEDOUT, 15000},
+        {"data past the deadline", 999999, true, {}, ETIMEDOUT, 999999},
+        {"nothing", 5000, false, {}, ETIMEDOUT, 15000},
+        {"signals, then data", 5000, true, {EINTR, EINTR}, 0, 5000},
+        {"a signal, then only the time that is left", 9000, false, {EINTR}, ETIMEDOUT, 15000},
+        {"a failed poll", 5000, true, {ENOMEM}, ENOMEM, 5000},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        pair = control_pair::connected();
+        if (c.data_is_there)
+            pair.client.says({1});
+        system.now_ms = c.now_ms;
+        for (const int error : c.poll_errors)
+            system.fails("poll", error);
+        EXPECT_EQ(deadline_wait(pair.daemon.fd, POLLIN, 15000) ? 0 : errno, c.error);
+        EXPECT_EQ(system.now_ms, c.end_ms);
+    }
 }
 
 TEST_F(Deadline, AWaitEndsWhenTheOtherSideHasGone)
 {
     pair.client.closes();
     EXPECT_TRUE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-}
-
-TEST_F(Deadline, AWaitForNothingTimesOutAtTheDeadlineAndNotBefore)
-{
-    EXPECT_FALSE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-    EXPECT_EQ(errno, ETIMEDOUT);
-    EXPECT_EQ(system.now_ms, 15000);
-}
-
-TEST_F(Deadline, PastItEvenDataThatIsThereIsTooLate)
-{
-    pair.client.says({1});
-    for (const int64_t now_ms : {15000, 15001, 999999}) {
-        system.now_ms = now_ms;
-        errno = 0;
-        EXPECT_FALSE(deadline_wait(pair.daemon.fd, POLLIN, 15000)) << now_ms;
-        EXPECT_EQ(errno, ETIMEDOUT) << now_ms;
-    }
-}
-
-TEST_F(Deadline, OneMillisecondBeforeItDataIsInTime)
-{
-    pair.client.says({1});
-    system.now_ms = 14999;
-    EXPECT_TRUE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-}
-
-TEST_F(Deadline, ASignalDoesNotEndAWait)
-{
-    pair.client.says({1});
-    system.fails("poll", EINTR);
-    system.fails("poll", EINTR);
-    EXPECT_TRUE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-    EXPECT_EQ(system.calls_of("poll").size(), 3u);
-}
-
-TEST_F(Deadline, AWaitAfterASignalIsOnlyForTheTimeThatIsLeft)
-{
-    system.fails("poll", EINTR);
-    system.now_ms = 9000;
-    EXPECT_FALSE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-    EXPECT_EQ(errno, ETIMEDOUT);
-    EXPECT_EQ(system.now_ms, 15000);
-}
-
-TEST_F(Deadline, AFailedPollIsAFailedWaitWithItsErrno)
-{
-    system.fails("poll", ENOMEM);
-    EXPECT_FALSE(deadline_wait(pair.daemon.fd, POLLIN, 15000));
-    EXPECT_EQ(errno, ENOMEM);
 }

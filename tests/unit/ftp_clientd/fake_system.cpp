@@ -47,6 +47,12 @@ void fake_system::gives(const char *name, intptr_t result, int after)
     outcomes.push_back({name, after, result, 0});
 }
 
+void fake_system::sends(const std::vector<int> &results)
+{
+    for (const int result : results)
+        outcomes.push_back({"send", 0, result, EPIPE});
+}
+
 std::string fake_system::path_of(const std::string &path)
 {
     constexpr std::string_view replaced = "/var/run/";

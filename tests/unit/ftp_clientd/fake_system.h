@@ -25,6 +25,8 @@ struct fake_system {
     void fails(const char *name, int error, int after = 0);
     // The same with a result of the test's choice; the call itself does nothing.
     void gives(const char *name, intptr_t result, int after = 0);
+    // What the next calls of send give, and do nothing; -1 = one fails, its peer has gone.
+    void sends(const std::vector<int> &results);
     // What poll puts into revents when it `gives` a 1.
     short revents = 0;
 

@@ -1,6 +1,5 @@
-#include "fake_system.h"
+#include "control_connection.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "peer.h"
 #include "support/logged.h"
 
 #include <cerrno>
@@ -11,9 +10,6 @@ using testing::IsEmpty;
 
 namespace
 {
-
-const char *const SEND_BROKEN = "error: ftp_clientd_if(843): errno(32) Broken pipe\n";
-const char *const SEND_NOTHING = "error: ftp_clientd_if(849): Failed: Could not send.\n";
 
 struct Notify : testing::Test {
     fake_system system;
@@ -77,31 +73,26 @@ TEST_F(Notify, EachNoticeHasAConnectionOfItsOwnWithABoundedConnect)
                             "connect(/var/run/marlox_nm.sock, 26)", "send(20, 0x4040)", "close()"));
 }
 
-TEST_F(Notify, GoesOnAfterAPart)
+TEST_F(Notify, GoesOnAfterAPartAndAFailureIsLoggedWithWhatWasSentAndClosesTheConnection)
 {
     const bytes body = pattern(8, 1);
-    system.gives("send", 12);
-    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), 8);
-    EXPECT_EQ(network_manager.accepts().hears(), body);
-}
-
-TEST_F(Notify, AFailureIsLoggedWithWhatWasSentAndClosesTheConnection)
-{
-    const bytes body(56);
-    system.gives("send", 30);
-    system.fails("send", EPIPE);
-    EXPECT_EQ(ftp_clientd_if_notify(0, body.data(), 56), -1);
-    EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(323): sendn(): incomplete(30 of 68)\n"}));
-    EXPECT_TRUE(network_manager.accepts().is_hung_up());
-}
-
-TEST_F(Notify, NothingSentIsAFailure)
-{
-    const bytes body(8);
-    system.gives("send", 0);
-    EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
-    EXPECT_EQ(logged(), (lines{SEND_NOTHING, "error: ftp_clientd_if(323): sendn(): incomplete(0 of 20)\n"}));
-    EXPECT_TRUE(network_manager.accepts().is_hung_up());
+    struct {
+        std::vector<int> sent; // by the first calls; -1 fails
+        int result;
+        lines expected;
+    } const cases[] = {
+        {{12}, 8, {}},
+        {{15, -1}, -1, {SEND_BROKEN, "error: ftp_clientd_if(323): sendn(): incomplete(15 of 20)\n"}},
+        {{0}, -1, {SEND_NOTHING, "error: ftp_clientd_if(323): sendn(): incomplete(0 of 20)\n"}},
+    };
+    for (const auto &c : cases) {
+        system.sends(c.sent);
+        EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), c.result);
+        EXPECT_EQ(logged(), c.expected);
+        const peer heard = network_manager.accepts();
+        EXPECT_EQ(heard.hears(), c.result == 8 ? body : bytes{});
+        EXPECT_TRUE(heard.is_hung_up());
+    }
 }
 
 TEST_F(Notify, ANetworkManagerIsGivenTenSecondsToTakeANotice)

@@ -122,33 +122,25 @@ TEST_F(Sendn, NothingAskedForIsNothingSent)
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST_F(Sendn, ReturnsTheCountSent)
+TEST_F(Sendn, ReturnsTheCountSentAndOneMoreThanAskedForAfterAFailure)
 {
-    EXPECT_EQ(sendn(pair.daemon.fd, "abc", 3, 0), 3);
-    EXPECT_EQ(client.hears(), text_bytes("abc"));
-}
-
-TEST_F(Sendn, GoesOnAfterAPart)
-{
-    system.gives("send", 2);
-    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 5);
-    EXPECT_EQ(client.hears(), text_bytes("cde"));
-}
-
-TEST_F(Sendn, AFailureIsOneMoreThanAskedFor)
-{
-    system.gives("send", 2);
-    system.fails("send", EPIPE);
-    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 6);
-    EXPECT_EQ(logged(), lines{SEND_BROKEN});
-}
-
-TEST_F(Sendn, NothingSentEndsItWithTheCountSoFar)
-{
-    system.gives("send", 2);
-    system.gives("send", 0);
-    EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), 2);
-    EXPECT_EQ(logged(), lines{SEND_NOTHING});
+    struct {
+        std::vector<int> sent; // by the first calls; -1 fails
+        int count;
+        lines expected;
+        const char *heard;
+    } const cases[] = {
+        {{}, 5, {}, "abcde"},
+        {{2}, 5, {}, "cde"}, // it goes on after a part
+        {{2, -1}, 6, {SEND_BROKEN}, ""},
+        {{2, 0}, 2, {SEND_NOTHING}, ""},
+    };
+    for (const auto &c : cases) {
+        system.sends(c.sent);
+        EXPECT_EQ(sendn(pair.daemon.fd, "abcde", 5, 0), c.count);
+        EXPECT_EQ(logged(), c.expected);
+        EXPECT_EQ(client.hears(), text_bytes(c.heard));
+    }
 }
 
 TEST_F(Sendn, TheFlagsOfTheCallerAreKept)
