@@ -276,9 +276,3 @@ TEST_F(WaitingClient, ThatIsSilentIsHungUpAfterTenSecondsAndTheNextOneServed)
     EXPECT_EQ(next.hears(), words(0, 8, 0, 0));
     EXPECT_EQ(system.now_ms, 15000);
 }
-
-TEST_F(WaitingClient, ThatIsNotThereCostsNothing)
-{
-    serve_waiting_client(&last_job);
-    EXPECT_THAT(system.calls, ElementsAre("poll(1, 0)"));
-}

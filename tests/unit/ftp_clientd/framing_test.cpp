@@ -80,24 +80,19 @@ TEST_F(Receive, ARequestWithoutABodyIsItsHeader)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Receive, ABodyComesInABlockOfItsOwn)
+TEST_F(Receive, ABodyComesInABlockOfItsOwnAndWhatFollowsIsLeftAlone)
 {
     const bytes sent = pattern(2080, 3);
-    client.says(words(1, 2080) + sent);
+    client.says(words(1, 2080) + sent + pattern(100, 1));
     receives();
     ASSERT_NE(body, nullptr);
     EXPECT_EQ(header.command, 1u);
     EXPECT_EQ(header.length, 2080u);
     EXPECT_EQ(body_bytes(), sent);
     EXPECT_THAT(system.calls_of("malloc"), ElementsAre("malloc(2080)"));
+    EXPECT_THAT(system.calls_of("recv"), ElementsAre("recv(8, 0)", "recv(2080, 0)"));
+    EXPECT_EQ(pair.daemon.hears(), pattern(100, 1));
     EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(Receive, TheFlagsOfRecvAreZero)
-{
-    client.says(words(1, 4) + words(9));
-    receives();
-    EXPECT_THAT(system.calls_of("recv"), ElementsAre("recv(8, 0)", "recv(4, 0)"));
 }
 
 TEST_F(Receive, ARequestMayComeByteByByte)
@@ -112,15 +107,6 @@ TEST_F(Receive, ARequestMayComeByteByByte)
     ASSERT_NE(body, nullptr);
     EXPECT_EQ(header.command, 5u);
     EXPECT_EQ(body_bytes(), part(whole, 8, 20));
-    EXPECT_EQ(logged(), lines{});
-}
-
-TEST_F(Receive, WhatFollowsTheBodyIsLeftAlone)
-{
-    client.says(words(2, 4) + words(11) + pattern(100, 1));
-    receives();
-    ASSERT_NE(body, nullptr);
-    EXPECT_EQ(body_bytes(), words(11));
     EXPECT_EQ(logged(), lines{});
 }
 
@@ -283,6 +269,8 @@ TEST_F(Send, AReplyIsItsHeaderAndItsBody)
     const bytes reply = words(3, 72) + pattern(72, 5);
     EXPECT_EQ(sends(reply), 72);
     EXPECT_EQ(client.hears(), reply);
+    EXPECT_THAT(system.calls_of("send"), ElementsAre("send(8, 0x4040)", "send(72, 0x4040)"));
+    EXPECT_EQ(MSG_NOSIGNAL | MSG_DONTWAIT, 0x4040);
     EXPECT_EQ(logged(), lines{});
 }
 
@@ -297,13 +285,6 @@ TEST_F(Send, APeerThatHasGoneRaisesNoSignal)
     pair.client.closes();
     EXPECT_EQ(sends(words(0, 8, 0, 0)), -1);
     EXPECT_EQ(logged(), (lines{SEND_BROKEN, "error: ftp_clientd_if(662): sendn(): incomplete(9 of 8)\n"}));
-}
-
-TEST_F(Send, FlagsNeitherSignalNorBlock)
-{
-    sends(words(0, 8, 0, 0));
-    EXPECT_THAT(system.calls_of("send"), ElementsAre("send(8, 0x4040)", "send(8, 0x4040)"));
-    EXPECT_EQ(MSG_NOSIGNAL | MSG_DONTWAIT, 0x4040);
 }
 
 TEST_F(Send, AReplyThatBreaksOffIsAFailure)

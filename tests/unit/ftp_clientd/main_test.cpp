@@ -94,14 +94,6 @@ TEST_F(Main, TakesItsStepsInTheirOrder)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Main, AnnouncesItsStart)
-{
-    ends_in_pass(1);
-    EXPECT_EQ(ftp_clientd_main(), 0);
-    EXPECT_EQ(notice(), STARTED);
-    EXPECT_TRUE(network_manager.is_nobody_waiting());
-}
-
 TEST_F(Main, StartsWithoutANetworkManager)
 {
     system.fails("connect", ENOENT);

@@ -64,15 +64,6 @@ TEST_F(Notify, ABodyThatCannotBeOneIsNotSent)
     EXPECT_TRUE(network_manager.is_nobody_waiting());
 }
 
-TEST_F(Notify, EachNoticeHasAConnectionOfItsOwnWithABoundedConnect)
-{
-    const bytes body(8);
-    ftp_clientd_if_notify(3, body.data(), 8);
-    EXPECT_THAT(system.calls,
-                ElementsAre("socket(1, 1, 0)", "setsockopt(SO_SNDTIMEO, 2 s)",
-                            "connect(/var/run/marlox_nm.sock, 26)", "send(20, 0x4040)", "close()"));
-}
-
 TEST_F(Notify, GoesOnAfterAPartAndAFailureIsLoggedWithWhatWasSentAndClosesTheConnection)
 {
     const bytes body = pattern(8, 1);

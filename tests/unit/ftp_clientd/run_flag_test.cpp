@@ -15,17 +15,6 @@ TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(RunFlag, ASignalThatArrivesClearsIt)
-{
-    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
-        exec_ = 1;
-        const auto before = signal(number, sighandler);
-        raise(number);
-        signal(number, before);
-        EXPECT_EQ(exec_, 0) << "signal " << number;
-    }
-}
-
 TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
 {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) {

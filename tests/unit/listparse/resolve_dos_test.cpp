@@ -7,25 +7,6 @@
 namespace
 {
 
-TEST(ResolveDos, CommonLinesAreReadWhole)
-{
-    expect_entries({
-        {"directory", "01-15-12  03:04PM       <DIR>          My Dir", 22,
-         directory("My Dir").bytes(0).dated(2012, 1, 15).at(15, 4)},
-        {"file", "01-15-98  12:05AM              1234 a.txt", 22,
-         file("a.txt").bytes(1234).dated(1998, 1, 15).at(0, 5)},
-        {"year first", "15-01-12  10:00  555 b c", 21, file("b c").bytes(555).dated(2015, 1, 12).at(10, 0)},
-        {"name first", "a.txt 1234 01-15-12 10:20", 23,
-         file("a.txt").bytes(1234).dated(2012, 1, 15).at(10, 20)},
-        {"name first, and more behind", "docs <DIR> 01-15-12 10:20 and more", 23,
-         directory("docs").bytes(0).dated(2012, 1, 15).at(10, 20)},
-        {"long date, directory", "2012-01-15 10:20:30 <DIR> docs", 24,
-         directory("docs").bytes(0).dated(2012, 1, 15).at(10, 20)},
-        {"long date, file", "2012-01-15 10:20:30 555 two  words ", 24,
-         file("two  words ").bytes(555).dated(2012, 1, 15).at(10, 20)},
-    });
-}
-
 TEST(ResolveDos, NameAloneGivesAFileAndNothingElse)
 {
     for (list_format_t format : {25, 35})

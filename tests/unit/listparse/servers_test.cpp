@@ -10,6 +10,10 @@ namespace
 TEST(Servers, UnixServersWithTimeOrYear)
 {
     expect_read({
+        {"time", "-rw-r--r--   1 user group   1234 Jan 15 12:34 my file.txt", 0x200,
+         file("my file.txt").bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644).owned("user")},
+        {"slash of a directory", "drwxr-xr-x   2 user group   4096 Jan 15  2012 dir/", 0x200,
+         directory("dir").bytes(4096).dated(2012, 1, 15).mode(0x755).owned("user")},
         {"numeric owner", "-rw-r--r--    1 1000     1000        12345 Nov 20 09:18 report.txt", 0x200,
          file("report.txt").bytes(12345).dated(0, 11, 20).at(9, 18).mode(0x644).owned("1000")},
         {"year", "-rw-rw-rw-   1 ftp      ftp       1048576 Dec  3  2010 image.bin", 0x200,
@@ -18,14 +22,8 @@ TEST(Servers, UnixServersWithTimeOrYear)
          directory("tmp").bytes(4096).dated(0, 7, 1).at(0, 0).mode(0x1777).owned("root")},
         {"set user", "-rwsr-xr-x   1 root     wheel       31337 Feb 29  2008 su", 0x200,
          file("su").bytes(31337).dated(2008, 2, 29).mode(0x4755).owned("root")},
-        {"link", "lrwxrwxrwx    1 root     root            11 May  9 23:01 current -> releases/12", 0x200,
-         directory("current -> releases/12")
-             .bytes(11)
-             .dated(0, 5, 9)
-             .at(23, 1)
-             .mode(0x777)
-             .owned("root")
-             .linked()},
+        {"link", "lrwxrwxrwx 1 user group 7 Jan 15 12:34 link -> target", 0x200,
+         directory("link -> target").linked().bytes(7).dated(0, 1, 15).at(12, 34).mode(0x777).owned("user")},
         {"capital months, more than 4 GiB", "-RW-R--R--   1 USER GROUP 5368709120 AUG 31 17:45 MOVIE.MXF",
          0x200, file("MOVIE.MXF").bytes(5368709120).dated(0, 8, 31).at(17, 45).mode(0x644).owned("USER")},
     });
@@ -124,22 +122,16 @@ TEST(Servers, WindowsServers)
         {"year counted from 1900", "01-15-112  03:04PM       <DIR>          docs", 22,
          docs.dated(2012, 1, 15).at(15, 4)},
         {"four digits of year", "2012-01-15 10:20:30 <DIR> docs", 24, docs.dated(2012, 1, 15).at(10, 20)},
+        {"after midnight", "01-15-98  12:05AM              1234 a.txt", 22,
+         file("a.txt").bytes(1234).dated(1998, 1, 15).at(0, 5)},
+        {"day first passes for a year", "15-01-12  10:00  555 b c", 21,
+         file("b c").bytes(555).dated(2015, 1, 12).at(10, 0)},
+        {"four digits of year, a name with blanks", "2012-01-15 10:20:30 555 two  words ", 24,
+         file("two  words ").bytes(555).dated(2012, 1, 15).at(10, 20)},
+        {"name first, and more behind", "docs <DIR> 01-15-12 10:20 and more", 23,
+         docs.dated(2012, 1, 15).at(10, 20)},
         {"name first", "CONFIG.SYS     1234 01-15-12 10:20", 23,
          file("CONFIG.SYS").bytes(1234).dated(2012, 1, 15).at(10, 20)},
-    });
-}
-
-TEST(Servers, MainframesAndMidrangeSystems)
-{
-    expect_read({
-        {"file", "QSYSOPR        1234 01/15/12 10:20:30 *FILE      REPORT.FILE", 26,
-         file("REPORT.FILE").bytes(1234).dated(2012, 1, 15).at(10, 20).owned("QSYSOPR")},
-        {"directory", "QSYS           4096 15.01.12 10:20:30 *DIR       docs/", 26,
-         directory("docs").bytes(4096).dated(2012, 1, 15).at(10, 20).owned("QSYS")},
-        {"partitioned data set", "WRK001 3390   2012/01/15  1   15  FB      80 27920  PO  MY.DATA", 39,
-         directory("MY.DATA").dated(2012, 1, 15)},
-        {"sequential data set", "WRK001 3390   2012/01/15  1   15  FB      80 27920  PS  MY.DATA", 39,
-         file("MY.DATA").dated(2012, 1, 15)},
     });
 }
 

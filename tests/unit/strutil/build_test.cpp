@@ -1,5 +1,5 @@
-#include "heap_string.h"
 #include "scarce_memory.h"
+#include "strutil/guards.h"
 #include "strutil/strutil.h"
 
 #include <array>
