@@ -74,6 +74,12 @@ void bench_t::expect_error_line(const char *id, const std::string &text)
     log.push_back("error: " + std::string(id) + ": " + text + "\n");
 }
 
+void bench_t::refuses(const char *id, const char *text, bool answers_right)
+{
+    expect_error_line(id, text);
+    require(answers_right, text);
+}
+
 void bench_t::expect_errno_line(const char *id, int number)
 {
     expect_error_line(id, "errno(" + std::to_string(number) + ") " + strerror(number));

@@ -58,6 +58,8 @@ struct bench_t {
 
     void check();
     void expect_error_line(const char *id, const std::string &text);
+    // A call that lacks something logs this line and answers as it must.
+    void refuses(const char *id, const char *text, bool answers_right);
     void expect_errno_line(const char *id, int number);
     void expect_info_line(const char *id, const std::string &text);
 };

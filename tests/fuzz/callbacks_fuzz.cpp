@@ -38,16 +38,12 @@ void step_write(bench_t *bench, written_file_t *file)
     const size_t count = count_from(&bench->dice);
     const uint8_t lacking = bench->dice.byte();
     std::string data(item_bytes * count, static_cast<char>(lacking));
-    if (lacking == 1) {
-        bench->expect_error_line("curl_func(1442)", "Download data pointer is null.");
-        require(cb_write(nullptr, item_bytes, count, &info) == 0, "no data: nothing is taken");
-        return;
-    }
-    if (lacking == 2) {
-        bench->expect_error_line("curl_func(1448)", "CURLOPT_WRITEDATA has not been set.");
-        require(cb_write(data.data(), item_bytes, count, nullptr) == 0, "no file: nothing is taken");
-        return;
-    }
+    if (lacking == 1)
+        return bench->refuses("curl_func(1442)", "Download data pointer is null.",
+                              cb_write(nullptr, item_bytes, count, &info) == 0);
+    if (lacking == 2)
+        return bench->refuses("curl_func(1448)", "CURLOPT_WRITEDATA has not been set.",
+                              cb_write(data.data(), item_bytes, count, nullptr) == 0);
     const std::string before = file->content();
     errno = 0;
     const size_t written = cb_write(data.data(), item_bytes, count, &info);
@@ -78,16 +74,12 @@ void step_read(bench_t *bench, read_file_t *file)
     const size_t count = count_from(&bench->dice);
     const uint8_t lacking = bench->dice.byte();
     const auto buffer = std::make_unique<char[]>(item_bytes * count); // ends with its block
-    if (lacking == 1) {
-        bench->expect_error_line("curl_func(1491)", "Upload data pointer is null.");
-        require(cb_read(nullptr, item_bytes, count, &info) == 0, "no buffer: nothing is read");
-        return;
-    }
-    if (lacking == 2) {
-        bench->expect_error_line("curl_func(1497)", "CURLOPT_READDATA has not been set.");
-        require(cb_read(buffer.get(), item_bytes, count, nullptr) == 0, "no file: nothing is read");
-        return;
-    }
+    if (lacking == 1)
+        return bench->refuses("curl_func(1491)", "Upload data pointer is null.",
+                              cb_read(nullptr, item_bytes, count, &info) == 0);
+    if (lacking == 2)
+        return bench->refuses("curl_func(1497)", "CURLOPT_READDATA has not been set.",
+                              cb_read(buffer.get(), item_bytes, count, nullptr) == 0);
     const std::string_view next = file->take(item_bytes * count);
     const size_t whole_items = item_bytes == 0 ? 0 : next.size() / item_bytes;
     errno = 0;
@@ -140,16 +132,12 @@ void step_list(bench_t *bench)
     entry.attributes = static_cast<int16_t>(dice->word());
     entry.is_link = dice->one_in(4) ? dice->byte() : 0;
     entry.kind = dice->one_in(4) ? dice->byte() : 2;
-    if (dice->one_in(8)) {
-        bench->expect_error_line("curl_func(1754)", "'struct list_info_t' is not available.");
-        require(cb_list(nullptr, &wanted, 1) == 0, "no entry: the listing goes on");
-        return;
-    }
-    if (dice->one_in(8)) {
-        bench->expect_error_line("curl_func(1760)", "'struct cb_list_info_t' has not been set.");
-        require(cb_list(&entry, nullptr, 1) == 1, "nothing wanted: no further entries");
-        return;
-    }
+    if (dice->one_in(8))
+        return bench->refuses("curl_func(1754)", "'struct list_info_t' is not available.",
+                              cb_list(nullptr, &wanted, 1) == 0);
+    if (dice->one_in(8))
+        return bench->refuses("curl_func(1760)", "'struct cb_list_info_t' has not been set.",
+                              cb_list(&entry, nullptr, 1) == 1);
     expect_entry(bench, entry, wanted.name);
     require(cb_list(&entry, &wanted, 1) == 0, "the listing goes on");
 }

@@ -185,12 +185,9 @@ void step_ssl_ctx(bench_t *bench)
     auto *ssl_ctx = bench->dice.one_in(8) ? nullptr : reinterpret_cast<SSL_CTX *>(&stand_in);
     registered_ = {};
     const CURLcode result = cb_ssl_ctx(nullptr, ssl_ctx, context);
-    if (ssl_ctx == nullptr) {
-        bench->expect_error_line("curl_func(1924)", "'ssl_ctx' is not available.");
-        require(result == CURLE_ABORTED_BY_CALLBACK && registered_.verify == nullptr,
-                "without TLS it aborts");
-        return;
-    }
+    if (ssl_ctx == nullptr)
+        return bench->refuses("curl_func(1924)", "'ssl_ctx' is not available.",
+                              result == CURLE_ABORTED_BY_CALLBACK && registered_.verify == nullptr);
     require(result == CURLE_OK && registered_.context == ssl_ctx && registered_.argument == context &&
                 registered_.verify == cb_ssl_app_verify,
             "the check is registered with its context");
@@ -205,11 +202,9 @@ void step_verify(bench_t *bench)
     cb_auth_info_t info = {&bench->handle, &job_.record.request.server_auth};
     arrange(bench);
     secure_.identity = certificate.get();
-    if (bench->dice.one_in(8)) {
-        bench->expect_error_line("curl_func(1954)", "'struct cb_auth_info_t' has not been set.");
-        require(cb_ssl_app_verify(store.get(), nullptr) == 0, "without a context nothing is accepted");
-        return;
-    }
+    if (bench->dice.one_in(8))
+        return bench->refuses("curl_func(1954)", "'struct cb_auth_info_t' has not been set.",
+                              cb_ssl_app_verify(store.get(), nullptr) == 0);
     lines calls;
     const bool accepted = expect_identity(bench, CERTIFICATE, &calls);
     require(cb_ssl_app_verify(store.get(), &info) == (accepted ? 1 : 0), "the certificate is judged right");
@@ -225,17 +220,12 @@ void step_sshkey(bench_t *bench)
     secure_.identity = blob.data();
     secure_.identity_size = blob.size();
     const auto match = static_cast<curl_khmatch>(bench->dice.byte() % 4);
-    if (bench->dice.one_in(8)) {
-        bench->expect_error_line("curl_func(1814)", "'foundkey' is not available.");
-        require(cb_sshkey(nullptr, nullptr, nullptr, match, &info) == (match < 2 ? 1 : 2),
-                "without a key libcurl's own match counts");
-        return;
-    }
-    if (bench->dice.one_in(8)) {
-        bench->expect_error_line("curl_func(1823)", "'struct cb_auth_info_t' has not been set.");
-        require(cb_sshkey(nullptr, nullptr, &found, match, nullptr) == 2, "without a context it is rejected");
-        return;
-    }
+    if (bench->dice.one_in(8))
+        return bench->refuses("curl_func(1814)", "'foundkey' is not available.",
+                              cb_sshkey(nullptr, nullptr, nullptr, match, &info) == (match < 2 ? 1 : 2));
+    if (bench->dice.one_in(8))
+        return bench->refuses("curl_func(1823)", "'struct cb_auth_info_t' has not been set.",
+                              cb_sshkey(nullptr, nullptr, &found, match, nullptr) == 2);
     lines calls;
     const bool accepted = expect_identity(bench, HOST_KEY, &calls);
     require(cb_sshkey(nullptr, nullptr, &found, match, &info) == (accepted ? 1 : 2),

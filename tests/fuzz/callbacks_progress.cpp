@@ -13,26 +13,14 @@ static constexpr double LIMIT_BYTES = 4096;
 // Amounts near what the callback looks at.
 static double amount_from(bench_t *bench)
 {
-    switch (bench->dice.byte() % 9) {
-    case 0:
-        return 0;
-    case 1:
-        return LIMIT_BYTES;
-    case 2:
-        return LIMIT_BYTES + 1;
-    case 3:
-        return bench->last_amount;
-    case 4:
-        return bench->last_amount + 1;
-    case 5:
-        return bench->last_amount < 1 ? 0 : bench->last_amount - 1;
-    case 6:
-        return bench->last_amount + bench->dice.byte() / 64.0;
-    case 7:
-        return bench->dice.byte();
-    default:
-        return bench->dice.word() * 4096.0;
-    }
+    const double last = bench->last_amount;
+    const double near_by[] = {0, LIMIT_BYTES, LIMIT_BYTES + 1, last, last + 1, last < 1 ? 0 : last - 1};
+    const unsigned drawn = bench->dice.byte() % 9U;
+    if (drawn < std::size(near_by))
+        return near_by[drawn];
+    if (drawn == 6)
+        return last + bench->dice.byte() / 64.0;
+    return drawn == 7 ? bench->dice.byte() : bench->dice.word() * 4096.0;
 }
 
 static void arrange_time(bench_t *bench)
@@ -142,11 +130,9 @@ void step_progress(bench_t *bench)
 
 void step_progress_null(bench_t *bench)
 {
-    if (bench->dice.one_in(8)) {
-        bench->expect_error_line("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.");
-        require(cb_progress_null(nullptr, 1, 1, 1, 1) == 0, "without a context the transfer goes on");
-        return;
-    }
+    if (bench->dice.one_in(8))
+        return bench->refuses("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.",
+                              cb_progress_null(nullptr, 1, 1, 1, 1) == 0);
     progress_info_t info = {&bench->handle, &job_, &bench->timeout};
     const double any = amount_from(bench);
     const bool aborts = expect_cancel(bench);

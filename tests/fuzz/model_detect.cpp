@@ -20,13 +20,6 @@ static bool is_day(const fields_t &fields, int index)
 
 static bool is_year(const fields_t &fields, int index) { return number(at(fields, index)) >= 1900; }
 
-static bool is_time(const fields_t &fields, int index)
-{
-    uint16_t hour;
-    uint16_t minute;
-    return read_time(at(fields, index), &hour, &minute);
-}
-
 static bool is_gb_month(const fields_t &fields, int index)
 {
     std::string field = at(fields, index);
@@ -67,7 +60,9 @@ int unix_number(const std::string &line, int base, int shift, int day)
     int d = day != 0 ? -1 : 0;
     int s = base + shift;
     bool day_fits = day != 0 || is_day(fields, s + 6);
-    if (day_fits && (is_year(fields, s + 7 + d) || is_time(fields, s + 7 + d)) && has(fields, s + 8 + d))
+    uint16_t ignored;
+    if (day_fits && (is_year(fields, s + 7 + d) || read_time(at(fields, s + 7 + d), &ignored, &ignored)) &&
+        has(fields, s + 8 + d))
         return day != 0 ? numbers.western_day : numbers.western;
     if (is_day(fields, s + 7 + d) && is_year(fields, s + 5 + d) && is_gb_month(fields, s + 6 + d) &&
         has(fields, s + 8 + d))

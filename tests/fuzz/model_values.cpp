@@ -91,12 +91,9 @@ uint32_t permissions(const std::string &text)
         char small = i == 8 ? 't' : 's';
         char capital = i == 8 ? 'T' : 'S';
         uint32_t special = i == 2 ? 0x4000 : i == 5 ? 0x2000 : i == 8 ? 0x1000 : 0;
-        if (special != 0 && nine[i] == small)
-            value |= special | BITS[i];
-        else if (special != 0 && nine[i] == capital)
-            value |= special;
-        else
-            value |= BITS[i];
+        const bool is_special = nine[i] == small || nine[i] == capital;
+        value |= is_special ? special : 0;
+        value |= special != 0 && nine[i] == capital ? 0 : BITS[i];
     }
     return value;
 }

@@ -49,9 +49,8 @@ std::string in_small_letters(std::string_view text)
 // The name of the file reaches the server as it is.
 bool is_path(std::string_view path, bool over_ftp)
 {
-    for (const char byte : path)
-        if (byte == '#' || byte == '?' || byte == '\r' || byte == '\n')
-            return false;
+    if (path.find_first_of("#?\r\n") != path.npos)
+        return false;
     return !over_ftp || (!holds(in_small_letters(path), ";type=") && !holds(path, "\xff"));
 }
 
