@@ -1,5 +1,7 @@
+#include "ftpctl/deadline.h"
 #include "ftpctl/duration.h"
 
+#include <climits>
 #include <gtest/gtest.h>
 
 using std::chrono::milliseconds;
@@ -37,4 +39,29 @@ TEST(Duration, IsWrittenShort)
                  {600000, "10m"}, {3600000, "1h"}, {86400000, "1d"}, {5400000, "90m"}};
     for (const auto &c : cases)
         EXPECT_EQ(duration_text(milliseconds(c.length_ms)), c.text);
+}
+
+TEST(Deadline, WithoutALimitNeverPasses)
+{
+    const deadline_t deadline(std::nullopt);
+    EXPECT_FALSE(deadline.passed());
+    EXPECT_EQ(deadline.poll_ms(), -1);
+}
+
+TEST(Deadline, CountsDownToZero)
+{
+    const deadline_t later(std::chrono::hours(1));
+    EXPECT_FALSE(later.passed());
+    EXPECT_GT(later.poll_ms(), 3599000);
+    EXPECT_LE(later.poll_ms(), 3600000);
+    const deadline_t past(milliseconds(0));
+    EXPECT_TRUE(past.passed());
+    EXPECT_EQ(past.poll_ms(), 0);
+}
+
+TEST(Deadline, HoldsTheLongestLimit)
+{
+    const deadline_t deadline(milliseconds::max());
+    EXPECT_FALSE(deadline.passed());
+    EXPECT_EQ(deadline.poll_ms(), INT_MAX);
 }

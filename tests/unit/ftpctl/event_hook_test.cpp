@@ -23,15 +23,20 @@ event_t event_named(const std::string &name)
     return {"line of " + name, "{}", {"FTPCTL_EVENT=" + name, "FTPCTL_RESULT=0"}};
 }
 
+class EventHook : public testing::Test
+{
+protected:
+    temp_dir dir;
+    const std::string out = dir / "out";
+};
+
 bool has_children() { return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD; }
 
 } // namespace
 
-TEST(EventHook, RunsOneCommandAfterTheOtherInOrder)
+TEST_F(EventHook, RunsOneCommandAfterTheOtherInOrder)
 {
-    const temp_dir dir;
-    event_hook hook("echo begin $FTPCTL_EVENT >>" + (dir / "out") +
-                    "; sleep 0.02; echo end $FTPCTL_EVENT >>" + (dir / "out"));
+    event_hook hook("echo begin $FTPCTL_EVENT >>" + out + "; sleep 0.02; echo end $FTPCTL_EVENT >>" + out);
     std::string expected;
     for (int i = 0; i < 5; i++) {
         const std::string name = std::to_string(i);
@@ -41,64 +46,59 @@ TEST(EventHook, RunsOneCommandAfterTheOtherInOrder)
     EXPECT_TRUE(hook.busy());
     EXPECT_TRUE(hook.finish());
     EXPECT_FALSE(hook.busy());
-    EXPECT_EQ(content_of(dir / "out"), expected);
+    EXPECT_EQ(content_of(out), expected);
     EXPECT_FALSE(has_children());
 }
 
-TEST(EventHook, DoesNotWaitForASlowCommand)
+TEST_F(EventHook, DoesNotWaitForASlowCommand)
 {
-    const temp_dir dir;
     ASSERT_EQ(mkfifo((dir / "gate").c_str(), 0600), 0);
     const int gate = open((dir / "gate").c_str(), O_RDWR | O_CLOEXEC);
-    event_hook hook("read x <" + (dir / "gate") + "; echo e >>" + (dir / "out"));
+    event_hook hook("read x <" + (dir / "gate") + "; echo e >>" + out);
     for (int i = 0; i < 50; i++)
         hook.add(event_named("e"));
     hook.wait(-1, 0);
     EXPECT_TRUE(hook.busy());
-    EXPECT_EQ(content_of(dir / "out"), "") << "the first one still waits at the gate";
+    EXPECT_EQ(content_of(out), "") << "the first one still waits at the gate";
     for (int i = 0; i < 50; i++)
         EXPECT_EQ(write(gate, "go\n", 3), 3);
     EXPECT_TRUE(hook.finish());
     close(gate);
-    EXPECT_EQ(content_of(dir / "out").size(), 100u);
+    EXPECT_EQ(content_of(out).size(), 100u);
 }
 
-TEST(EventHook, GivesTheEventsVariablesInThePlaceOfInheritedOnes)
+TEST_F(EventHook, GivesTheEventsVariablesInThePlaceOfInheritedOnes)
 {
-    const temp_dir dir;
     setenv("FTPCTL_EVENT", "stale", 1);
     setenv("FTPCTL_CURL_CODE", "stale", 1);
     setenv("FTPCTL_TEST_OTHER", "kept", 1);
-    event_hook hook("env >" + (dir / "out"));
+    event_hook hook("env >" + out);
     hook.add(event_named("upload"));
     EXPECT_TRUE(hook.finish());
-    unsetenv("FTPCTL_EVENT");
-    unsetenv("FTPCTL_CURL_CODE");
-    unsetenv("FTPCTL_TEST_OTHER");
-    const std::string variables = content_of(dir / "out");
+    for (const char *name : {"FTPCTL_EVENT", "FTPCTL_CURL_CODE", "FTPCTL_TEST_OTHER"})
+        unsetenv(name);
+    const std::string variables = content_of(out);
     EXPECT_THAT(variables, HasSubstr("FTPCTL_EVENT=upload\n"));
     EXPECT_THAT(variables, HasSubstr("FTPCTL_TEST_OTHER=kept\n"));
     EXPECT_THAT(variables, Not(HasSubstr("stale")));
 }
 
-TEST(EventHook, ACommandReadsNothingAndHasTheUsualSignals)
+TEST_F(EventHook, ACommandReadsNothingAndHasTheUsualSignals)
 {
-    const temp_dir dir;
     signal(SIGPIPE, SIG_IGN); // as main does
-    event_hook hook("cat >" + (dir / "in") + "; sed -n s/SigIgn:.0*/0/p /proc/self/status >" + (dir / "out") +
+    event_hook hook("cat >" + (dir / "in") + "; sed -n s/SigIgn:.0*/0/p /proc/self/status >" + out +
                     "; sed -n s/SigBlk:.0*/0/p /proc/self/status >" + (dir / "blocked"));
     hook.add(event_named("e"));
     EXPECT_TRUE(hook.finish());
     signal(SIGPIPE, SIG_DFL);
     EXPECT_EQ(content_of(dir / "in"), "");
-    const unsigned long long ignored =
-        std::stoull(content_of(dir / "out"), nullptr, 16); // others may be inherited
+    const unsigned long long ignored = std::stoull(content_of(out), nullptr, 16); // others may be inherited
     EXPECT_EQ(std::stoull(content_of(dir / "blocked"), nullptr, 16), 0U);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
         EXPECT_EQ(ignored >> (number - 1) & 1, 0U) << strsignal(number);
 }
 
-TEST(EventHook, TellsOfACommandThatFails)
+TEST_F(EventHook, TellsOfACommandThatFails)
 {
     event_hook hook(
         "case $FTPCTL_EVENT in a) exit 3;; b) kill -9 $$;; c) true;; *) no-such-command;; esac 2>&-");
@@ -112,38 +112,30 @@ TEST(EventHook, TellsOfACommandThatFails)
               "ftpctl: --exec: the command ended with status 127 for: line of d\n");
 }
 
-TEST(EventHook, WithoutACommandDoesNothing)
+TEST_F(EventHook, LeavesNoProcessBehindWhenItIsGivenUpAndMakesNoneWithoutACommand)
 {
-    event_hook hook("");
-    hook.add(event_named("e"));
-    EXPECT_FALSE(hook.busy());
-    EXPECT_TRUE(hook.finish());
-}
-
-TEST(EventHook, LeavesNoProcessBehindWhenItIsGivenUp)
-{
-    {
-        event_hook hook("sleep 1000");
+    for (const char *command : {"sleep 1000", ""}) {
+        event_hook hook(command);
         hook.add(event_named("e"));
-        EXPECT_TRUE(has_children());
+        EXPECT_EQ(has_children(), hook.busy());
+        EXPECT_EQ(hook.busy(), *command != '\0');
     }
     EXPECT_FALSE(has_children());
 }
 
-TEST(EventHook, AWaitEndsWhenACommandDoes)
+TEST_F(EventHook, AWaitEndsWhenACommandDoes)
 {
-    const temp_dir dir;
-    event_hook hook("echo $FTPCTL_EVENT >>" + (dir / "out"));
+    event_hook hook("sleep 0.5; echo $FTPCTL_EVENT >>" + out);
     hook.add(event_named("a"));
     hook.add(event_named("b"));
     hook.wait(-1, 10000);
     EXPECT_TRUE(hook.busy()) << "the second one runs";
     hook.wait(-1, 10000);
     EXPECT_FALSE(hook.busy());
-    EXPECT_EQ(content_of(dir / "out"), "a\nb\n");
+    EXPECT_EQ(content_of(out), "a\nb\n");
 }
 
-TEST(EventHook, AWaitEndsWhenTheDescriptorCanBeRead)
+TEST_F(EventHook, AWaitEndsWhenTheDescriptorCanBeRead)
 {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -156,23 +148,16 @@ TEST(EventHook, AWaitEndsWhenTheDescriptorCanBeRead)
     close(ends[1]);
 }
 
-TEST(EventHook, LearnsOfEndsAlsoWhereTheyWereIgnored)
+TEST_F(EventHook, LearnsOfEndsAlsoWhereTheyWereIgnoredAndLeavesTheSignalsAsTheyWere)
 {
     signal(SIGCHLD, SIG_IGN);
-    event_hook hook("exit 3");
-    hook.add(event_named("e"));
-    EXPECT_FALSE(hook.finish());
-}
-
-TEST(EventHook, LeavesTheSignalsAsTheyWere)
-{
     sigset_t before;
     sigset_t after;
     sigprocmask(SIG_BLOCK, nullptr, &before);
     {
-        event_hook hook("true");
+        event_hook hook("exit 3");
         hook.add(event_named("e"));
-        EXPECT_TRUE(hook.finish());
+        EXPECT_FALSE(hook.finish());
     }
     sigprocmask(SIG_BLOCK, nullptr, &after);
     EXPECT_EQ(sigismember(&after, SIGCHLD), sigismember(&before, SIGCHLD));

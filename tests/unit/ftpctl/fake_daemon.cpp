@@ -4,11 +4,13 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-const bytes_t fake_daemon::HANG = {0xDE, 0xAD};
+static constexpr int BACKLOG = 5; // as the real one's
+
+const bytes_t daemon_socket::HANG = {0xDE, 0xAD};
 
 bytes_t message_bytes(uint32_t command, const bytes_t &body)
 {
@@ -18,74 +20,100 @@ bytes_t message_bytes(uint32_t command, const bytes_t &body)
     return bytes;
 }
 
-fake_daemon::fake_daemon(answer_t answer, manner_t manner)
-    : answer_(std::move(answer)), manner_(manner), listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+transfer_request_t request_of(const message_t &message)
+{
+    transfer_request_t request = {};
+    memcpy(&request, message.body.data(), std::min(message.body.size(), sizeof request));
+    return request;
+}
+
+sockaddr_un address_of(const std::string &path)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, path().data(), path().size());
-    if (bind(listening_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listening_, 5) != 0 || pipe2(wake_, O_CLOEXEC) != 0)
-        abort();
-    thread_ = std::thread([this] { serve(); });
+    memcpy(address.sun_path, path.data(), path.size());
+    return address;
 }
 
-fake_daemon::~fake_daemon()
+int connected_to(const std::string &path)
 {
-    close(wake_[1]);
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un address = address_of(path);
+    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        return fd;
+    close(fd);
+    return -1;
+}
+
+daemon_socket::daemon_socket() : listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+{
+    const sockaddr_un address = address_of(path());
+    if (bind(listening_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listening_, BACKLOG) != 0 || pipe2(end_, O_CLOEXEC) != 0)
+        abort();
+}
+
+void daemon_socket::stop()
+{
+    if (!thread_.joinable())
+        return;
+    close(end_[1]);
     thread_.join();
-    close(wake_[0]);
+    close(end_[0]);
     close(listening_);
     for (const int fd : hanging_)
         close(fd);
 }
 
-void fake_daemon::serve()
+void daemon_socket::run(const std::function<void()> &passes) { thread_ = std::thread(passes); }
+
+bool daemon_socket::rests(int ms) const
 {
-    pollfd waiting[] = {{listening_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
-    while (poll(waiting, 2, -1) > 0 && waiting[1].revents == 0) {
-        const int fd = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd != -1)
-            serve_one(fd);
-    }
+    pollfd end = {end_[0], POLLIN, 0};
+    return poll(&end, 1, ms) == 0;
 }
 
-void fake_daemon::serve_one(int fd)
+bool daemon_socket::waits_for_somebody() const
 {
+    pollfd waiting[] = {{listening_, POLLIN, 0}, {end_[0], POLLIN, 0}};
+    return poll(waiting, 2, -1) > 0 && waiting[1].revents == 0;
+}
+
+void daemon_socket::serve(const std::function<bytes_t(const message_t &)> &answer)
+{
+    const int fd = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
     message_header_t head = {};
-    message_t message;
-    if (recv(fd, &head, sizeof head, MSG_WAITALL) == sizeof head) {
-        message = {head.command, bytes_t(head.length)};
-        if (head.length > 0)
-            recv(fd, message.body.data(), head.length, MSG_WAITALL);
+    if (fd == -1 || recv(fd, &head, sizeof head, MSG_WAITALL) != sizeof head) {
+        close(fd);
+        return;
     }
-    bytes_t answer;
+    message_t message = {head.command, bytes_t(head.length)};
+    if (head.length > 0)
+        recv(fd, message.body.data(), head.length, MSG_WAITALL);
     {
         const std::lock_guard guard(mutex_);
         messages_.push_back(message);
-        answer = answer_(message);
-        came_.notify_all();
     }
-    if (answer == HANG) {
+    const bytes_t bytes = answer(message);
+    came_.notify_all();
+    if (bytes == HANG) {
         hanging_.push_back(fd);
         return;
     }
-    const size_t piece = manner_ == BYTE_BY_BYTE ? 1 : answer.size();
-    for (size_t at = 0; at < answer.size(); at += piece) {
-        send(fd, answer.data() + at, piece, MSG_NOSIGNAL);
-        if (manner_ == BYTE_BY_BYTE)
-            usleep(200);
-    }
+    const size_t half = bytes.size() / 2; // a client puts the pieces together
+    send(fd, bytes.data(), half, MSG_NOSIGNAL);
+    usleep(200);
+    send(fd, bytes.data() + half, bytes.size() - half, MSG_NOSIGNAL);
     close(fd);
 }
 
-std::vector<message_t> fake_daemon::messages()
+std::vector<message_t> daemon_socket::messages()
 {
     const std::lock_guard guard(mutex_);
     return messages_;
 }
 
-std::vector<uint32_t> fake_daemon::commands()
+std::vector<uint32_t> daemon_socket::commands()
 {
     std::vector<uint32_t> commands;
     for (const message_t &message : messages())
@@ -93,16 +121,39 @@ std::vector<uint32_t> fake_daemon::commands()
     return commands;
 }
 
-bool fake_daemon::has_got(uint32_t command, size_t count)
+std::vector<transfer_request_t> daemon_socket::requests()
+{
+    std::vector<transfer_request_t> requests;
+    for (const message_t &message : messages()) {
+        if (!message.body.empty())
+            requests.push_back(request_of(message));
+    }
+    return requests;
+}
+
+bool daemon_socket::has_got(uint32_t command, size_t count)
 {
     std::unique_lock lock(mutex_);
     return came_.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(10), [&] {
-        size_t got = 0;
-        for (const message_t &message : messages_)
-            got += message.command == command ? 1 : 0;
-        return got >= count;
+        return size_t(std::ranges::count(messages_, command, &message_t::command)) >= count;
     });
 }
+
+fake_daemon::fake_daemon(const answer_t &answer)
+{
+    run([this, answer] {
+        while (waits_for_somebody())
+            serve(answer);
+    });
+}
+
+turn_holder::turn_holder(const daemon_socket &daemon)
+    : fd_(open(daemon.turn_path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)),
+      is_held_(flock(fd_, LOCK_EX | LOCK_NB) == 0)
+{
+}
+
+turn_holder::~turn_holder() { close(fd_); }
 
 bytes_t job_script::operator()(const message_t &message)
 {
@@ -132,6 +183,20 @@ bytes_t job_script::operator()(const message_t &message)
         refusals.pop_front();
         return message_bytes(message.command, bytes_of(refusal));
     }
+}
+
+job_script script_of(std::deque<state_reply_t> states)
+{
+    job_script script;
+    script.states = std::move(states);
+    return script;
+}
+
+fake_daemon::answer_t hanging_at_cancel(job_script script)
+{
+    return [script](const message_t &message) mutable {
+        return message.command == COMMAND_CANCEL ? daemon_socket::HANG : script(message);
+    };
 }
 
 state_reply_t idle() { return {}; }

@@ -8,10 +8,10 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <sys/un.h>
 #include <thread>
 #include <vector>
 
@@ -31,43 +31,93 @@ template <typename Record> bytes_t bytes_of(const Record &record)
     return {first, first + sizeof record};
 }
 
-class fake_daemon
+transfer_request_t request_of(const message_t &message);
+
+inline uint32_t word_at(const bytes_t &bytes, size_t at)
+{
+    return bytes[at] | uint32_t(bytes[at + 1]) << 8 | uint32_t(bytes[at + 2]) << 16 |
+           uint32_t(bytes[at + 3]) << 24;
+}
+
+inline std::string text_at(const bytes_t &bytes, size_t at)
+{
+    return reinterpret_cast<const char *>(bytes.data()) + at;
+}
+
+sockaddr_un address_of(const std::string &path);
+
+// A socket that is connected to the one at `path`; -1 when nobody listens there.
+int connected_to(const std::string &path);
+
+// What every played daemon has: a socket in a folder of its own, a thread that serves one request after the
+// other.
+class daemon_socket
 {
 public:
-    // Gives the bytes that answer a message; nothing closes the connection, HANG keeps it open without a
-    // word.
-    using answer_t = std::function<bytes_t(const message_t &)>;
-    static const bytes_t HANG;
-
-    enum manner_t { AT_ONCE, BYTE_BY_BYTE };
-    explicit fake_daemon(answer_t answer, manner_t manner = AT_ONCE);
-    ~fake_daemon();
-    fake_daemon(const fake_daemon &) = delete;
-    fake_daemon &operator=(const fake_daemon &) = delete;
+    daemon_socket(const daemon_socket &) = delete;
+    daemon_socket &operator=(const daemon_socket &) = delete;
 
     std::string path() const { return dir_ / "ftp.sock"; }
+    std::string turn_path() const { return path() + ".turn"; }
 
     // What came so far.
     std::vector<message_t> messages();
     std::vector<uint32_t> commands();
+    std::vector<transfer_request_t> requests(); // of the starts
+    size_t starts() { return requests().size(); }
 
     // Waits until `count` messages of `command` have come; false after 10 s.
     bool has_got(uint32_t command, size_t count);
 
+    // It ends: its socket refuses from now on.
+    void stop();
+
+    // An answer that keeps the connection open without a word.
+    static const bytes_t HANG;
+
+protected:
+    daemon_socket();
+    ~daemon_socket() = default; // who derives stops it before its own members go
+
+    void run(const std::function<void()> &passes);
+    bool rests(int ms) const;        // false: the end has come
+    bool waits_for_somebody() const; // likewise
+    // Answers who waits first in the queue, if anybody does. Nothing closes the connection.
+    void serve(const std::function<bytes_t(const message_t &)> &answer);
+
 private:
     temp_dir dir_;
-    answer_t answer_;
-    manner_t manner_;
     int listening_;
-    int wake_[2];
+    int end_[2];
     std::vector<int> hanging_;
     std::mutex mutex_;
     std::condition_variable came_;
     std::vector<message_t> messages_;
     std::thread thread_;
+};
 
-    void serve();
-    void serve_one(int fd);
+class fake_daemon : public daemon_socket
+{
+public:
+    // Gives the bytes that answer a message.
+    using answer_t = std::function<bytes_t(const message_t &)>;
+    explicit fake_daemon(const answer_t &answer);
+    ~fake_daemon() { stop(); }
+};
+
+// Another program that takes the turn for one scope; false when it was not free.
+class turn_holder
+{
+public:
+    explicit turn_holder(const daemon_socket &daemon);
+    ~turn_holder();
+    explicit operator bool() const { return is_held_; }
+    turn_holder(const turn_holder &) = delete;
+    turn_holder &operator=(const turn_holder &) = delete;
+
+private:
+    int fd_;
+    bool is_held_;
 };
 
 // The usual answers: starts succeed, each state is the next of `states` (the last one for ever), cancel makes
@@ -83,6 +133,11 @@ struct job_script {
 
     bytes_t operator()(const message_t &message);
 };
+
+job_script script_of(std::deque<state_reply_t> states);
+
+// Answers as the script, but no cancel.
+fake_daemon::answer_t hanging_at_cancel(job_script script);
 
 state_reply_t idle();
 state_reply_t running(uint32_t exec, double total, double transferred);

@@ -1,20 +1,7 @@
 // `identity` against a scripted daemon.
 #include "ftpctl/server_identity.h"
 
-#include "fake_daemon.h"
-#include "program.h"
-
-#include <atomic>
-#include <csignal>
-#include <cstring>
-#include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
-#include <sys/stat.h>
-
-using json = nlohmann::json;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
+#include "played.h"
 
 namespace
 {
@@ -23,14 +10,6 @@ constexpr const char *KEY =
     "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAINPn7G9vM7XfgwrymICcgDutHoagWuu3ZeQaQg42Z6Pi\n";
 constexpr const char *PIN = "md5:ac:d8:8f:60:47:fe:fc:c9:5d:52:f2:08:6a:59:50:b4";
 
-transfer_request_t request_of(const message_t &message)
-{
-    transfer_request_t request = {};
-    EXPECT_EQ(message.body.size(), sizeof request);
-    memcpy(&request, message.body.data(), sizeof request);
-    return request;
-}
-
 // A daemon that saves `identity` where the request says, and ends the job with `result`.
 struct saving_daemon {
     temp_dir dir;
@@ -38,7 +17,8 @@ struct saving_daemon {
     fake_daemon daemon;
 
     saving_daemon(const std::string &identity, uint32_t result)
-        : daemon([this, identity, script = script_of(result)](const message_t &message) mutable {
+        : daemon([this, identity, script = script_of({idle(), running(1, 0, 0), ended(1, result, 0, 0)})](
+                     const message_t &message) mutable {
               if (message.command == COMMAND_DOWNLOAD && !identity.empty())
                   save(request_of(message), identity);
               return script(message);
@@ -54,13 +34,6 @@ struct saving_daemon {
         folder_mode = status.st_mode;
         std::ofstream(path, std::ios::binary) << identity;
         std::ofstream(request.local_path, std::ios::binary) << "";
-    }
-
-    static job_script script_of(uint32_t result)
-    {
-        job_script script;
-        script.states = {idle(), running(1, 0, 0), ended(1, result, 0, 0)};
-        return script;
     }
 
     outcome_t ask(std::vector<std::string> words)
@@ -95,36 +68,20 @@ TEST(Identity, PrintsThePinOfTheKeyThatTheDaemonSaved)
 TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
 {
     saving_daemon play(KEY, 22);
-    play.ask({"sftp://anna@host:2022/some/file"});
+    EXPECT_EQ(play.ask({"--proxy", "http://gate:3129", "sftp://anna@host:2022/some/file"}).status, 0);
     ASSERT_THAT(play.daemon.commands(), ElementsAre(3u, 1u, 3u, 3u));
-    const transfer_request_t request = request_of(play.daemon.messages()[1]);
+    const transfer_request_t request = play.daemon.requests().at(0);
     EXPECT_STREQ(request.host, "host");
     EXPECT_EQ(request.port, 2022u);
     EXPECT_STREQ(request.username, "");
     EXPECT_STREQ(request.password, "") << "no server gets it, whatever happens";
     EXPECT_EQ(request.server_auth.auth_type, 1u);
     EXPECT_EQ(request.server_auth.digest_length, 0) << "no key has a digest of that length";
-    const std::string folder = std::filesystem::path(request.server_auth.save_path).parent_path();
-    EXPECT_EQ(std::filesystem::path(request.local_path).parent_path(), folder);
-}
-
-TEST(Identity, OfAServerBehindAProxyIsAskedForThroughIt)
-{
-    saving_daemon play(KEY, 22);
-    EXPECT_EQ(play.ask({"--proxy", "http://gate:3129", "sftp://host"}).status, 0);
-    const transfer_request_t request = request_of(play.daemon.messages()[1]);
     EXPECT_STREQ(request.proxy_host, "gate");
     EXPECT_EQ(request.proxy_port, 3129u);
     EXPECT_EQ(request.proxy_type, 1u);
-}
-
-TEST(Identity, ThatCouldNotBeReadIsTheJobForScripts)
-{
-    const outcome_t outcome = saving_daemon("", 16).ask({"--json", "ftps://host"});
-    EXPECT_EQ(outcome.status, 36);
-    EXPECT_EQ(json::parse(outcome.out)["error"], "network");
-    EXPECT_EQ(json::parse(outcome.out)["job"]["result_name"], "FTPCD_ERR_NETWORK");
-    EXPECT_EQ(json::parse(outcome.out)["identity"], nullptr);
+    const std::string folder = std::filesystem::path(request.server_auth.save_path).parent_path();
+    EXPECT_EQ(std::filesystem::path(request.local_path).parent_path(), folder);
 }
 
 TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
@@ -134,67 +91,44 @@ TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
     EXPECT_EQ(json::parse(object.out)["identity"]["pin"], PIN);
     EXPECT_EQ(json::parse(object.out)["identity"]["server"], "host:22");
     EXPECT_EQ(saving_daemon(KEY, 22).ask({"--quiet", "sftp://host"}).out, std::string(PIN) + "\n");
+    const outcome_t unread = saving_daemon("", 16).ask({"--json", "ftps://host"});
+    EXPECT_EQ(json::parse(unread.out)["error"], "network");
+    EXPECT_EQ(json::parse(unread.out)["job"]["result_name"], "FTPCD_ERR_NETWORK");
+    EXPECT_EQ(json::parse(unread.out)["identity"], nullptr);
 }
 
-TEST(Identity, ThatCouldNotBeReadEndsWithTheJobsResult)
+TEST(Identity, ThatCannotBeToldIsOneClearLine)
 {
-    saving_daemon play("", 16);
-    const outcome_t outcome = play.ask({"ftps://host"});
-    EXPECT_EQ(outcome.status, 36);
-    EXPECT_THAT(outcome.err, StartsWith("ftpctl: ftps://host: the transfer failed; "));
-    EXPECT_TRUE(play.left_nothing());
-}
-
-TEST(Identity, ADaemonThatCannotWriteThereIsToldWhere)
-{
-    for (const uint32_t result : {9u, 20u}) {
-        const outcome_t outcome = saving_daemon("", result).ask({"ftps://host"});
-        EXPECT_EQ(outcome.status, 20 + static_cast<int>(result));
-        EXPECT_THAT(outcome.err, HasSubstr("set TMPDIR to a folder"));
-    }
-}
-
-TEST(Identity, OfAServerThatWasNotRefusedIsABadAnswer)
-{
-    EXPECT_EQ(saving_daemon(KEY, 0).ask({"sftp://host"}).status, 5);
-}
-
-TEST(Identity, ThatIsNeitherCertificateNorKeyIsABadAnswer)
-{
-    saving_daemon play("what is this\n", 22);
-    const outcome_t outcome = play.ask({"sftp://host"});
-    EXPECT_EQ(outcome.status, 5);
-    EXPECT_EQ(outcome.err, "ftpctl: what the daemon has saved is no certificate and no host key\n");
-    EXPECT_TRUE(play.left_nothing());
-}
-
-TEST(Identity, ThatWasNotSavedIsOneClearLine)
-{
-    const outcome_t outcome = saving_daemon("", 22).ask({"sftp://host"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("/identity: No such file or directory\n"));
-}
-
-TEST(Identity, IsRefusedForServersWithoutOne)
-{
-    for (const char *url : {"ftp://host", "zixi://host"}) {
-        const outcome_t outcome = saving_daemon("", 22).ask({url});
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(outcome.err, "ftpctl: identity: only ftps://, ftpes:// and sftp:// servers have one\n");
+    const struct {
+        const char *saved;
+        uint32_t result;
+        int status;
+        Matcher<std::string> err;
+    } rows[] = {
+        {"", 16, 36, StartsWith("ftpctl: sftp://host: the transfer failed; ")},
+        {"", 9, 29, HasSubstr("set TMPDIR to a folder")},
+        {"", 20, 40, HasSubstr("set TMPDIR to a folder")},
+        {"", 22, 1, HasSubstr("/identity: No such file or directory\n")},
+        {KEY, 0, 5, "ftpctl: the daemon has not checked the server\n"},
+        {"what is this\n", 22, 5, "ftpctl: what the daemon has saved is no certificate and no host key\n"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.status);
+        saving_daemon play(row.saved, row.result);
+        const outcome_t outcome = play.ask({"sftp://host"});
+        EXPECT_EQ(outcome.status, row.status);
+        EXPECT_THAT(outcome.err, row.err);
+        EXPECT_TRUE(play.left_nothing());
     }
 }
 
 TEST(Identity, LeavesNothingBehindAtAnInterrupt)
 {
     const temp_dir dir;
-    job_script script;
-    script.states = {idle(), running(1, 0, 0)};
-    script.cancelled = ended(1, 1, 0, 0);
-    fake_daemon daemon(script);
-    program asking({"identity", "ftps://host", "--socket", daemon.path()}, {"TMPDIR=" + (dir / "")});
-    ASSERT_TRUE(daemon.has_got(3, 3));
-    asking.signal(SIGINT);
-    EXPECT_EQ(asking.wait().status, 21);
+    fake_daemon daemon(endless(1));
+    setenv("TMPDIR", (dir / "").c_str(), 1);
+    EXPECT_EQ(interrupted(daemon, {"identity", "ftps://host"}, SIGINT).status, 21);
+    unsetenv("TMPDIR");
     EXPECT_TRUE(daemon.has_got(4, 1));
     EXPECT_TRUE(std::filesystem::is_empty(dir / ""));
 }

@@ -1,7 +1,6 @@
 #include "ftpctl/interrupts.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -45,30 +44,30 @@ template <int NUMBER> void play_one()
 
 } // namespace
 
-TEST(Interrupts, AreRememberedAndWakeAPoll)
+TEST(Interrupts, AreRememberedAndWakeAPollAndTheSecondOneEndsOfWhateverKind)
 {
-    EXPECT_EQ(status_of(play_one<SIGINT>), 0);
-    EXPECT_EQ(status_of(play_one<SIGTERM>), 0);
-    EXPECT_EQ(status_of(play_one<SIGHUP>), 0);
-}
-
-TEST(Interrupts, AreNothingToWaitForBeforeTheyAreCaught)
-{
-    EXPECT_EQ(status_of([] { expect(interrupts_fd() == -1 && !interrupts_seen()); }), 0);
-}
-
-TEST(Interrupts, TheSecondOneEndsOfWhateverKind)
-{
-    EXPECT_EQ(status_of([] {
-                  play_one<SIGINT>();
-                  raise(SIGINT);
-              }),
-              128 + SIGINT);
-    EXPECT_EQ(status_of([] {
-                  play_one<SIGHUP>();
-                  raise(SIGTERM);
-              }),
-              128 + SIGTERM);
+    const struct {
+        void (*play)();
+        int status;
+    } rows[] = {
+        {[] { expect(interrupts_fd() == -1 && !interrupts_seen()); }, 0},
+        {[] { // a hang-up stays ignored where it was
+             signal(SIGHUP, SIG_IGN);
+             interrupts_catch();
+             raise(SIGHUP);
+             expect(!interrupts_seen());
+             raise(SIGTERM);
+             expect(interrupts_seen());
+         },
+         0},
+        {play_one<SIGINT>, 0},
+        {play_one<SIGTERM>, 0},
+        {play_one<SIGHUP>, 0},
+        {[] { play_one<SIGINT>(), raise(SIGINT); }, 128 + SIGINT},
+        {[] { play_one<SIGHUP>(), raise(SIGTERM); }, 128 + SIGTERM},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(status_of(row.play), row.status) << "row " << &row - rows;
 }
 
 TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
@@ -87,17 +86,4 @@ TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
                   raise(SIGHUP);
               }),
               128 + SIGHUP);
-}
-
-TEST(Interrupts, AHangupStaysIgnoredWhereItWas)
-{
-    EXPECT_EQ(status_of([] {
-                  signal(SIGHUP, SIG_IGN);
-                  interrupts_catch();
-                  raise(SIGHUP);
-                  expect(!interrupts_seen());
-                  raise(SIGTERM);
-                  expect(interrupts_seen());
-              }),
-              0);
 }

@@ -7,6 +7,7 @@
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Matcher;
 using testing::Not;
 using testing::StartsWith;
 
@@ -15,80 +16,132 @@ namespace
 
 const options_t OPTIONS;
 
-failure of(int code, const ftpclient_outcome_t &outcome = {}, int kind = FTPCLIENT_UPLOAD)
+failure of(int code, const ftpclient_outcome_t &outcome = {}, int kind = FTPCLIENT_UPLOAD,
+           const std::optional<proxy_t> &proxy = std::nullopt)
 {
     job_t job;
     job.kind = kind;
+    job.url.host = "host";
+    job.url.port = 2121;
+    job.user = "anna";
+    job.proxy = proxy;
     job.shown_url = "ftp://host/f";
     job.local = "/home/me/f";
     return job_failure(OPTIONS, job, code, outcome);
 }
 
-// An upload of 1000 bytes that was to be resumed behind 400.
-ftpclient_outcome_t appended(int result, int may_be_spoiled)
-{
-    ftpclient_outcome_t outcome = {};
-    outcome.result = result;
-    outcome.jobs = 2;
-    outcome.local_bytes = 1000;
-    outcome.resumed_bytes = 400;
-    outcome.may_be_spoiled = may_be_spoiled;
-    return outcome;
-}
-
-constexpr const char *GOES_ON =
-    "; the remote file had 400 bytes before, --resume goes on from what it has now";
-constexpr const char *SPOILED =
-    "; the remote file had 400 bytes before and may now hold a part twice: upload "
-    "it whole, without --resume";
-
 } // namespace
 
 TEST(JobFailure, OfAPathThatTheDaemonDoesNotSeeHasItsOwnStatusAndSentence)
 {
-    const failure hidden = of(FTPCLIENT_ERR_OUT_OF_SIGHT);
-    EXPECT_EQ(hidden.status, 13);
-    EXPECT_THAT(hidden.what(),
-                AllOf(StartsWith("/home/me/f: the daemon finds another file or none at this path"),
-                      HasSubstr("ProtectHome and PrivateTmp"), EndsWith("; no job was started")));
-    const failure read_only = of(FTPCLIENT_ERR_READ_ONLY, {}, FTPCLIENT_DOWNLOAD);
-    EXPECT_EQ(read_only.status, 13);
-    EXPECT_THAT(read_only.what(),
-                AllOf(StartsWith("/home/me/f: the daemon may not write there"), HasSubstr("read-only"),
-                      HasSubstr("ProtectHome and PrivateTmp"), EndsWith("; no job was started")));
-}
-
-TEST(JobFailure, OfAStoppedAppendTellsWhatIsThereAndThatItCanBeResumed)
-{
-    for (const int code :
-         {int(FTPCLIENT_RESULT_CANCELED), int(FTPCLIENT_ERR_TIMEOUT), int(FTPCLIENT_ERR_SILENT)}) {
-        const failure why = of(code, appended(FTPCLIENT_RESULT_CANCELED, 0));
-        EXPECT_THAT(why.what(), EndsWith(GOES_ON)) << code;
-        EXPECT_EQ(why.status, status_of(code, 0));
+    const struct {
+        int error;
+        int kind;
+        const char *begins;
+    } rows[] = {
+        {FTPCLIENT_ERR_OUT_OF_SIGHT, FTPCLIENT_UPLOAD, "the daemon finds another file or none at this path"},
+        {FTPCLIENT_ERR_READ_ONLY, FTPCLIENT_DOWNLOAD,
+         "the daemon may not write there: it is mounted read-only"},
+    };
+    for (const auto &row : rows) {
+        const failure why = of(row.error, {}, row.kind);
+        EXPECT_EQ(why.status, 13);
+        EXPECT_THAT(why.what(),
+                    AllOf(StartsWith(std::string("/home/me/f: ") + row.begins),
+                          HasSubstr("ProtectHome and PrivateTmp"), EndsWith("; no job was started")));
     }
 }
 
-TEST(JobFailure, OfAnAppendThatMayHaveSpoiledTheFileTellsToUploadItWhole)
+TEST(JobFailure, OfAFileThatTheDaemonCannotOpenTellsOfItsView)
 {
-    for (const int code :
-         {int(FTPCLIENT_RESULT_CANCELED), int(FTPCLIENT_ERR_TIMEOUT), int(FTPCLIENT_ERR_SILENT),
-          int(FTPCLIENT_ERR_UNKNOWN_OUTCOME), int(FTPCLIENT_ERR_NO_DAEMON), int(FTPCLIENT_ERR_DISCONNECTED),
-          int(FTPCLIENT_ERR_NO_ANSWER), int(FTPCLIENT_RESULT_NETWORK)}) {
-        const failure why = of(code, appended(FTPCLIENT_RESULT_CANCELED, 1));
-        EXPECT_THAT(why.what(), EndsWith(SPOILED)) << code;
-        EXPECT_EQ(why.status, status_of(code, 0));
+    for (const auto &[result, name] :
+         {std::pair{9, "FTPCD_ERR_LOCAL_WRITE 9"}, {10, "FTPCD_ERR_LOCAL_READ 10"}}) {
+        ftpclient_outcome_t outcome = {};
+        outcome.cause = FTPCLIENT_CAUSE_OTHER;
+        const failure why = of(result, outcome);
+        EXPECT_EQ(why.status, 20 + result);
+        EXPECT_EQ(why.what(),
+                  "the daemon cannot see or write /home/me/f: it runs with rights and a view of the "
+                  "file system of its own (ProtectHome, PrivateTmp, another mount namespace) (" +
+                      std::string(name) + ")");
+        outcome.progress.transferred_bytes = 1;
+        EXPECT_THAT(of(result, outcome).what(), StartsWith("ftp://host/f: the daemon cannot "));
     }
 }
 
-TEST(JobFailure, OfAWholeUploadTellsNothingOfWhatWasThere)
+TEST(JobFailure, OfACauseNamesWhomItIsAbout)
 {
-    for (const int code : {int(FTPCLIENT_RESULT_CANCELED), int(FTPCLIENT_ERR_TIMEOUT)}) {
-        ftpclient_outcome_t whole = appended(FTPCLIENT_RESULT_CANCELED, 0);
-        whole.resumed_bytes = 0;
-        EXPECT_THAT(of(code, whole).what(), Not(HasSubstr("bytes before")));
-        ftpclient_outcome_t mended = appended(FTPCLIENT_RESULT_CANCELED, 0);
-        mended.upload = FTPCLIENT_UPLOAD_MENDED;
-        EXPECT_THAT(of(code, mended).what(), Not(HasSubstr("--resume goes on")));
+    const proxy_t gate = {std::nullopt, "gate", 8080};
+    const struct {
+        int cause;
+        const char *subject;
+        std::optional<proxy_t> proxy = std::nullopt;
+        int curl_code = 0;
+    } rows[] = {
+        {FTPCLIENT_CAUSE_LOGIN, "anna@host:2121"},
+        {FTPCLIENT_CAUSE_NO_FILE, "ftp://host/f"},
+        {FTPCLIENT_CAUSE_DENIED, "ftp://host/f"},
+        {FTPCLIENT_CAUSE_NO_NAME, "host:2121"},
+        {FTPCLIENT_CAUSE_NOBODY, "host:2121"},
+        {FTPCLIENT_CAUSE_UNREACHABLE, "host:2121"},
+        {FTPCLIENT_CAUSE_HANDSHAKE, "host:2121"},
+        {FTPCLIENT_CAUSE_SERVER_FULL, "ftp://host/f"},
+        {FTPCLIENT_CAUSE_LOCAL_FULL, "/home/me/f"},
+        {FTPCLIENT_CAUSE_BROKEN, "ftp://host/f"},
+        {FTPCLIENT_CAUSE_STALLED, "ftp://host/f"},
+        {FTPCLIENT_CAUSE_PROXY_LOGIN, "proxy gate:8080", gate},
+        {FTPCLIENT_CAUSE_NOBODY, "proxy gate:8080", gate},
+        {FTPCLIENT_CAUSE_NO_NAME, "host:2121", gate, 6},
+    };
+    for (const auto &row : rows) {
+        ftpclient_outcome_t outcome = {};
+        outcome.cause = row.cause;
+        outcome.progress.curl_code = row.curl_code;
+        const failure why = of(FTPCLIENT_RESULT_NETWORK, outcome, FTPCLIENT_UPLOAD, row.proxy);
+        EXPECT_EQ(why.status, STATUS_CAUSE + row.cause);
+        EXPECT_THAT(why.what(), StartsWith(row.subject + (": " + status_find(why.status).meaning) + "; " +
+                                           status_find(why.status).remedy + " (FTPCD_ERR_NETWORK 16"));
+    }
+}
+
+TEST(JobFailure, OfAnAppendTellsWhatItHasLeft)
+{
+    const Matcher<std::string> goes_on =
+        EndsWith("; the remote file had 400 bytes before, --resume goes on from what it has now");
+    const Matcher<std::string> spoiled =
+        EndsWith("; the remote file had 400 bytes before and may now hold a part twice: upload it whole, "
+                 "without --resume");
+    const Matcher<std::string> nothing = Not(HasSubstr("bytes before"));
+    const std::vector<int> stopped = {FTPCLIENT_RESULT_CANCELED, FTPCLIENT_ERR_TIMEOUT, FTPCLIENT_ERR_SILENT};
+    const std::vector<int> unseen = {FTPCLIENT_ERR_UNKNOWN_OUTCOME, FTPCLIENT_ERR_NO_DAEMON,
+                                     FTPCLIENT_ERR_DISCONNECTED, FTPCLIENT_ERR_NO_ANSWER,
+                                     FTPCLIENT_RESULT_NETWORK};
+    const struct {
+        std::vector<int> codes;
+        int64_t resumed_bytes;
+        int may_be_spoiled;
+        int upload;
+        const Matcher<std::string> &line;
+    } rows[] = {
+        {stopped, 400, 0, 0, goes_on},
+        {stopped, 400, 1, 0, spoiled},
+        {unseen, 400, 1, 0, spoiled},
+        {stopped, 0, 0, 0, nothing},
+        {stopped, 400, 0, FTPCLIENT_UPLOAD_MENDED, nothing},
+    };
+    for (const auto &row : rows) {
+        for (const int code : row.codes) {
+            ftpclient_outcome_t outcome = {};
+            outcome.result = FTPCLIENT_RESULT_CANCELED;
+            outcome.jobs = 2;
+            outcome.local_bytes = 1000;
+            outcome.resumed_bytes = row.resumed_bytes;
+            outcome.may_be_spoiled = row.may_be_spoiled;
+            outcome.upload = row.upload;
+            const failure why = of(code, outcome);
+            EXPECT_THAT(why.what(), row.line) << code;
+            EXPECT_EQ(why.status, status_of(code, 0));
+        }
     }
 }
 

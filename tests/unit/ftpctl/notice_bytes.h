@@ -4,6 +4,9 @@
 #include "fake_daemon.h"
 
 #include <algorithm>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 // 12 bytes of head, reserved ones not zero.
 inline bytes_t notice(uint8_t code, uint8_t length, const bytes_t &body)
@@ -16,6 +19,13 @@ inline bytes_t notice(uint8_t code, uint8_t length, const bytes_t &body)
 
 inline const bytes_t STARTED = notice(3, 8, {0, 0, 0, 0, 0, 0, 0, 0});
 inline const bytes_t FAILED_START = notice(3, 8, {1, 0, 0, 0, 5, 0, 0, 0});
+
+// One sender and all that it says.
+inline void announce(int fd, const bytes_t &bytes)
+{
+    EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    close(fd);
+}
 
 inline bytes_t completion(uint8_t code, uint32_t result)
 {

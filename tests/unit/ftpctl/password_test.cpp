@@ -31,10 +31,8 @@ protected:
 
 TEST_F(Password, IsTheFirstLineOfItsFile)
 {
-    EXPECT_EQ(from_file("secret"), "secret");
-    EXPECT_EQ(from_file("secret\n"), "secret");
-    EXPECT_EQ(from_file("secret\r\n"), "secret");
-    EXPECT_EQ(from_file("secret\nmore\n"), "secret");
+    for (const char *content : {"secret", "secret\n", "secret\r\n", "secret\nmore\n"})
+        EXPECT_EQ(from_file(content), "secret") << content;
     EXPECT_EQ(from_file(" a b \n"), " a b ");
     EXPECT_EQ(from_file(""), "");
     EXPECT_EQ(from_file("\n"), "");
@@ -47,25 +45,17 @@ TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
     EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "");
 }
 
-TEST_F(Password, WithANulByteIsRefused)
+TEST_F(Password, AFileThatHoldsNoneIsOneClearLine)
 {
     EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
                 AllOf(StartsWith("2 "), HasSubstr("NUL")));
-}
-
-TEST_F(Password, AFileThatCannotBeReadIsOneClearLine)
-{
     EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/nonexistent/p", "anna@host"); }),
               "1 --password-file /nonexistent/p: No such file or directory");
     EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/", "anna@host"); }),
               "1 --password-file /: Is a directory");
-}
-
-TEST_F(Password, AFileWithoutAnEndIsNotReadForEver)
-{
-    const std::string password = from_file(std::string(100000, 'x'));
-    EXPECT_GT(password.size(), 223u) << "the request refuses what is longer than its field";
-    EXPECT_LT(password.size(), 100000u);
+    const std::string endless = from_file(std::string(100000, 'x'));
+    EXPECT_GT(endless.size(), 223u) << "the request refuses what is longer than its field";
+    EXPECT_LT(endless.size(), 100000u);
 }
 
 TEST_F(Password, IsTakenOutOfTheEnvironment)
@@ -87,23 +77,14 @@ TEST_F(Password, OfTheProxyHasAFileAndAVariableOfItsOwn)
               "1 --proxy-password-file /nonexistent/p: No such file or directory");
 }
 
-TEST_F(Password, ThatIsNowhereIsUsage)
-{
-    const int terminal = dup(STDIN_FILENO);
-    ASSERT_EQ(dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO), STDIN_FILENO);
-    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "", "bert@proxy"); }),
-              "2 no password for bert@proxy: use --proxy-password-file or FTPCTL_PROXY_PASSWORD");
-    dup2(terminal, STDIN_FILENO);
-    close(terminal);
-}
-
-TEST_F(Password, TwoComeFromStandardInputInTwoLines)
+TEST_F(Password, TwoComeFromStandardInputInTwoLinesAndFromNowhereWithoutAFile)
 {
     const int before = dup(STDIN_FILENO);
-    const std::string path = dir_.file("both", "first\nsecond\n");
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = open(dir_.file("both", "first\nsecond\n").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(dup2(file, STDIN_FILENO), STDIN_FILENO);
     close(file);
+    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "", "bert@proxy"); }),
+              "2 no password for bert@proxy: use --proxy-password-file or FTPCTL_PROXY_PASSWORD");
     EXPECT_EQ(password_find(SERVER_PASSWORD, "-", "anna@host"), "first");
     EXPECT_EQ(password_find(PROXY_PASSWORD, "-", "bert@proxy"), "second");
     dup2(before, STDIN_FILENO);

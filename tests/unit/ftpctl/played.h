@@ -5,14 +5,21 @@
 #include "libftpclient/ftpclient.h"
 #include "program.h"
 
-#include <cstring>
+#include <atomic>
+#include <csignal>
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <unistd.h>
 
-inline job_script script_of(std::deque<state_reply_t> states)
-{
-    job_script script;
-    script.states = std::move(states);
-    return script;
-}
+using json = nlohmann::json;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Matcher;
+using testing::MatchesRegex;
+using testing::StartsWith;
 
 // What the daemon says of a job that failed: libcurl's result and the server's reply to FTP.
 inline state_reply_t failed(uint32_t exec, uint32_t result, uint32_t curl_code, uint32_t reply = 0)
@@ -26,23 +33,20 @@ inline state_reply_t failed(uint32_t exec, uint32_t result, uint32_t curl_code, 
 
 inline remote_file_t remote(int64_t size) { return {1, size >= 0, size, 2023, 2, 9, 255, 255, 0x644, 0, 0}; }
 
-inline transfer_request_t request_of(const message_t &message)
+// A look-up that finds a file of that size; -1: none.
+inline job_script finding(int64_t size)
 {
-    transfer_request_t request = {};
-    if (message.body.size() == sizeof request)
-        memcpy(&request, message.body.data(), sizeof request);
-    return request;
+    job_script script = script_of({idle(), ended(3, 0, 0, 0)});
+    script.remote_file = remote(size);
+    return script;
 }
 
-// The starts of jobs among the messages.
-inline std::vector<message_t> starts(fake_daemon &daemon)
+// A job that runs until it is cancelled.
+inline job_script endless(uint32_t exec)
 {
-    std::vector<message_t> found;
-    for (const message_t &message : daemon.messages()) {
-        if (!message.body.empty())
-            found.push_back(message);
-    }
-    return found;
+    job_script script = script_of({idle(), running(exec, 10, 4)});
+    script.cancelled = ended(exec, 1, 10, 4);
+    return script;
 }
 
 // A daemon whose downloads write `content`.
@@ -65,3 +69,13 @@ struct played {
         outcome = run(words, {"FTPCTL_PASSWORD=secret"});
     }
 };
+
+// Runs ftpctl until its job is seen to run, then sends it the signal.
+inline outcome_t interrupted(fake_daemon &daemon, std::vector<std::string> words, int signal)
+{
+    words.insert(words.end(), {"--socket", daemon.path()});
+    program running(words);
+    EXPECT_TRUE(daemon.has_got(COMMAND_GET_STATE, 3));
+    running.signal(signal);
+    return running.wait();
+}

@@ -4,7 +4,6 @@
 #include "temp_dir.h"
 
 #include <cstdlib>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,8 +38,10 @@ TEST_F(PrivateFolder, OnlyItsOwnerMayEnterAndItIsGoneAtTheEnd)
         EXPECT_THAT(path, StartsWith(dir_ / ""));
         EXPECT_EQ(status_of(path).st_mode, S_IFDIR | 0700u);
         EXPECT_EQ(status_of(path).st_uid, geteuid());
-        close(open((path + "/file").c_str(), O_WRONLY | O_CREAT, 0600));
-        EXPECT_TRUE(std::filesystem::exists(path + "/file"));
+        EXPECT_EQ(folder.file("f"), path + "/f");
+        EXPECT_EQ(status_of(path + "/f").st_mode, S_IFREG | 0600u);
+        EXPECT_EQ(status_of(path + "/f").st_size, 0);
+        EXPECT_THAT(failure_of([&] { folder.file("f"); }), StartsWith("1 " + path + "/f: File exists"));
     }
     EXPECT_FALSE(std::filesystem::exists(path));
 }
@@ -57,25 +58,11 @@ TEST_F(PrivateFolder, BelongsToTheDaemonsUserWhenRootMakesIt)
     EXPECT_EQ(status_of(folder.file("f")).st_uid, 4321u);
 }
 
-TEST_F(PrivateFolder, AFileInItIsEmptyAndItsOwnersAlone)
-{
-    const private_folder folder(private_folder::pattern(), "/nonexistent/ftp.sock");
-    const std::string path = folder.file("f");
-    EXPECT_EQ(path, folder.path() + "/f");
-    EXPECT_EQ(status_of(path).st_mode, S_IFREG | 0600u);
-    EXPECT_EQ(status_of(path).st_size, 0);
-    EXPECT_THAT(failure_of([&] { folder.file("f"); }), StartsWith("1 " + path + ": File exists"));
-}
-
-TEST_F(PrivateFolder, IsAbsoluteAlsoBelowARelativePlace)
+TEST_F(PrivateFolder, IsAbsoluteAlsoBelowARelativePlaceAndOneClearLineWhereItCannotBeMade)
 {
     setenv("TMPDIR", ".", 1);
     EXPECT_THAT(private_folder(private_folder::pattern(), "/nonexistent").path(), StartsWith("/"));
-}
-
-TEST_F(PrivateFolder, ThatCannotBeMadeIsOneClearLine)
-{
     setenv("TMPDIR", "/nonexistent", 1);
-    EXPECT_THAT(failure_of([] { private_folder folder(private_folder::pattern(), "/nonexistent/ftp.sock"); }),
-                std::string("1 /nonexistent: No such file or directory"));
+    EXPECT_EQ(failure_of([] { private_folder folder(private_folder::pattern(), "/nonexistent/ftp.sock"); }),
+              "1 /nonexistent: No such file or directory");
 }

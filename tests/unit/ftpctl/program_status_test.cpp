@@ -1,35 +1,15 @@
-// Each exit status, by the daemon's answer that leads to it.
+// Each exit status, by what leads to it; it, the name for scripts and the line on standard error belong
+// together.
 #include "played.h"
-
-#include "ftpctl/statuses.h"
-
-#include <fcntl.h>
-#include <fstream>
-#include <gmock/gmock.h>
-#include <grp.h>
-#include <nlohmann/json.hpp>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-using json = nlohmann::json;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace
 {
 
 constexpr const char *URL = "ftp://anna@host:2121/dir/file";
+constexpr const char *NOWHERE = "/nonexistent/ftp.sock";
 
-outcome_t get(const fake_daemon::answer_t &answer, std::vector<std::string> more = {})
-{
-    const temp_dir dir;
-    more.insert(more.begin(), {"get", "--json", URL, dir / "f"});
-    return played(answer, more).outcome;
-}
+using words_t = std::vector<std::string>;
 
-// Status, "error" and the line on standard error belong together.
 void expect(const outcome_t &outcome, int status, const std::string &name)
 {
     EXPECT_EQ(outcome.status, status) << outcome.err;
@@ -41,147 +21,124 @@ void expect(const outcome_t &outcome, int status, const std::string &name)
 
 } // namespace
 
-TEST(ExitStatus, OfAResultWithoutAKnownCause)
+TEST(ExitStatus, IsThatOfTheDaemonsAnswer)
 {
+    const temp_dir dir;
+    const words_t get = {"get", URL, dir / "f"};
+    const std::string file = dir.file("g", "0123456789");
+    job_script refusing = script_of({idle()});
+    refusing.started = {1, 3};
+    job_script refusing_for_good = script_of({idle()});
+    refusing_for_good.started = {1, 5};
+    job_script idle_one = script_of({idle()});
+    idle_one.cancel = {{1, 2}, 0};
+    job_script cut_short = script_of({idle(), ended(2, 0, 10, 10), idle(), ended(3, 0, 0, 0)});
+    cut_short.remote_file = remote(9);
+    const auto silence = [](const message_t &) { return bytes_t(); };
+    const auto hanging = [](const message_t &) { return fake_daemon::HANG; };
+    const auto nonsense = [](const message_t &) { return bytes_t(24, 0xEE); };
     const struct {
-        uint32_t result;
+        const char *what;
+        fake_daemon::answer_t answer;
+        words_t words;
         int status;
         const char *name;
-    } cases[] = {
-        {4, 24, "auth-unsupported"},   {5, 25, "internal"},        {6, 26, "response-code"},
-        {7, 27, "url-restore"},        {8, 28, "secure-data"},     {9, 29, "local-write"},
-        {10, 30, "local-read"},        {11, 31, "no-memory"},      {12, 32, "size-limit"},
-        {15, 35, "not-supported"},     {16, 36, "network"},        {17, 37, "fingerprint"},
-        {18, 38, "secure-unknown"},    {19, 39, "identity-write"}, {20, 40, "identity-create"},
-        {21, 41, "wrong-certificate"}, {22, 42, "wrong-host-key"}, {23, 43, "remote-file-exists"},
-        {99, 120, "unknown-result"},
+    } rows[] = {
+        {"the daemon breaks off", silence, {"ping"}, 3, "no-daemon"},
+        {"a job runs",
+         script_of({running(2, 10, 4)}),
+         {"get", URL, dir / "f", "--wait-turn", "0"},
+         4,
+         "busy"},
+        {"others are faster", refusing, {"get", URL, dir / "f", "--wait-turn", "300ms"}, 4, "busy"},
+        {"nonsense", nonsense, {"ping"}, 5, "bad-answer"},
+        {"nonsense of a state", nonsense, {"state"}, 5, "bad-answer"},
+        {"nonsense of a cancel", nonsense, {"cancel"}, 5, "bad-answer"},
+        {"no remote file", finding(-1), {"info", URL}, 6, "not-found"},
+        {"sizes that forbid it", finding(11), {"put", "--resume", file, URL}, 7, "no-resume"},
+        {"out of time", hanging, {"ping", "--timeout", "200ms"}, 8, "timeout"},
+        {"out of time for a state", hanging, {"state", "--timeout", "200ms"}, 8, "timeout"},
+        {"whose upload is that?", script_of({idle(), ended(2, 0, 10, 10)}), get, 10, "unknown-outcome"},
+        {"another size", cut_short, {"put", "--verify", file, URL}, 12, "different-size"},
+        {"nothing to cancel", idle_one, {"cancel"}, 22, "not-running"},
+        {"refused for good", refusing_for_good, get, 25, "internal"},
+        {"a result", script_of({idle(), ended(1, 12, 0, 0)}), get, 32, "size-limit"},
+        {"a cause", script_of({idle(), failed(1, 16, 78, 550)}), get, 51, "no-such-file"},
+        {"a result of a later daemon", script_of({idle(), ended(1, 99, 0, 0)}), get, 120, "unknown-result"},
     };
-    for (const auto &c : cases)
-        expect(get(script_of({idle(), ended(1, c.result, 0, 0)})), c.status, c.name);
-}
-
-TEST(ExitStatus, OfACauseAndWhomItNames)
-{
-    const struct {
-        uint32_t result;
-        uint32_t curl_code;
-        uint32_t reply;
-        int status;
-        const char *name;
-        const char *subject;
-    } cases[] = {
-        {16, 67, 530, 50, "login-refused", "anna@host:2121"},
-        {16, 78, 550, 51, "no-such-file", URL},
-        {16, 25, 553, 52, "denied", URL},
-        {16, 6, 0, 53, "name-not-found", "host:2121"},
-        {16, 7, 0, 54, "nobody-listens", "host:2121"},
-        {16, 28, 0, 55, "unreachable", "host:2121"},
-        {16, 35, 0, 56, "handshake-failed", "host:2121"},
-        {16, 70, 452, 57, "server-full", URL},
-        {16, 56, 226, 61, "connection-broken", URL},
-        {14, 28, 150, 62, "stalled", URL},
-    };
-    for (const auto &c : cases) {
-        const outcome_t outcome = get(script_of({idle(), failed(1, c.result, c.curl_code, c.reply)}));
-        expect(outcome, c.status, c.name);
-        EXPECT_THAT(outcome.err,
-                    StartsWith(std::string("ftpctl: ") + c.subject + ": " + status_find(c.status).meaning +
-                               "; " + status_find(c.status).remedy + " (FTPCD_ERR_"));
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.what);
+        words_t words = row.words;
+        words.emplace_back("--json");
+        expect(played(row.answer, words).outcome, row.status, row.name);
     }
 }
 
-TEST(ExitStatus, OfAProxyThatWantsALoginIs60AndNamesTheProxy)
-{
-    state_reply_t refused = failed(1, 16, 56, 407);
-    refused.exec_info.response_code_type = 2;
-    const outcome_t outcome = get(script_of({idle(), refused}), {"--proxy", "gate:8080"});
-    expect(outcome, 60, "proxy-login");
-    EXPECT_THAT(outcome.err, StartsWith("ftpctl: proxy gate:8080: "));
-}
-
-TEST(ExitStatus, OfAProxyThatIsNotThereNamesTheProxy)
-{
-    const outcome_t outcome = get(script_of({idle(), failed(1, 16, 7)}), {"--proxy", "gate:8080"});
-    expect(outcome, 54, "nobody-listens");
-    EXPECT_THAT(outcome.err, StartsWith("ftpctl: proxy gate:8080: "));
-}
-
-TEST(ExitStatus, Is59WithoutTheLocalFile)
+TEST(ExitStatus, OfWhatIsRefusedBeforeAnythingIsSent)
 {
     const temp_dir dir;
-    expect(played(script_of({idle()}), {"put", "--json", dir / "none", URL}).outcome, 59, "no-local-file");
+    const std::string file = dir.file("f", "");
+    const auto is = [](const std::string &line) -> Matcher<std::string> { return "ftpctl: " + line + "\n"; };
+    const std::string unlike = "identity: only ftps://, ftpes:// and sftp:// servers have one";
+    const struct {
+        words_t words;
+        int status; // 1: a file on this side, 2: usage, 59: the local file
+        Matcher<std::string> err;
+    } rows[] = {
+        {{"get", URL, "-"}, 2, is("--json: standard output is the file's")},
+        {{"get", "--no-wait", URL}, 2, is("--no-wait: needs the name of a FILE")},
+        {{"get", "--no-wait", URL, "-"}, 2, is("--no-wait: needs the name of a FILE")},
+        {{"get", URL, "/dev/null"}, 1, HasSubstr("ftpctl get URL - >/dev/null")},
+        {{"get", URL, dir / "a/f"}, 1, is((dir / "a") + ": No such file or directory")},
+        {{"get", URL, "/" + std::string(255, 'x')},
+         2,
+         is("local path: 256 bytes are too many, at most 255 fit")},
+        {{"put", dir / "a", URL}, 59, is((dir / "a") + ": the local file does not exist")},
+        {{"put", dir / "", URL}, 1, is((dir / "") + ": is a folder; only files can be uploaded")},
+        {{"put", "/dev/null", URL}, 1, is("/dev/null: is no regular file")},
+        {{"put", file, "ftp://host/a%0Db"}, 2, is("remote path: must not hold a carriage return")},
+        {{"put", dir.file("a#b", ""), "ftp://host/dir/"}, 2, is("remote path: must not hold '#'")},
+        {{"put", file, dir.file("b?", ""), "ftp://host/"}, 2, is("remote path: must not hold '?'")},
+        {{"put", file, file, "ftp://host/d"}, 2, is("URL: must end in '/', for several files go there")},
+        {{"info", "ftp://host/f", "--password-file", "/dev/null"}, 2, is("--password-file: needs a user")},
+        {{"identity", "ftp://host"}, 2, is(unlike)},
+        {{"identity", "zixi://host"}, 2, is(unlike)},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.words));
+        words_t words = row.words;
+        words.emplace_back("--json");
+        played play(script_of({idle()}), words);
+        expect(play.outcome, row.status,
+               row.status == 1   ? "local"
+               : row.status == 2 ? "usage"
+                                 : "no-local-file");
+        EXPECT_THAT(play.outcome.err, row.err);
+        EXPECT_THAT(play.daemon.commands(), testing::IsEmpty());
+    }
 }
 
-TEST(ExitStatus, Is1ForAFileOnThisSide)
+TEST(ExitStatus, Is3WithoutADaemonForEachCommand)
 {
     const temp_dir dir;
-    expect(played(script_of({idle()}), {"put", "--json", dir / "", URL}).outcome, 1, "local");
-}
-
-TEST(ExitStatus, Is2ForWhatTheDaemonWouldRefuse)
-{
-    expect(played(script_of({idle()}), {"info", "--json", "ftp://anna@host/a%23b"}).outcome, 2, "usage");
-}
-
-TEST(ExitStatus, Is3WithoutADaemon)
-{
-    for (const char *command : {"ping", "state", "cancel", "watch"})
-        expect(run({command, "--json", "--socket", "/nonexistent/ftp.sock"}), 3, "no-daemon");
-    const temp_dir dir;
-    expect(run({"get", "--json", "ftp://host/f", dir / "f", "--socket", "/nonexistent/ftp.sock"}), 3,
-           "no-daemon");
-    expect(run({"info", "--json", "ftp://host/f", "--socket", "/nonexistent/ftp.sock"}), 3, "no-daemon");
-}
-
-TEST(ExitStatus, Is3WhenTheDaemonBreaksOff)
-{
-    expect(played([](const message_t &) { return bytes_t(); }, {"ping", "--json"}).outcome, 3, "no-daemon");
-}
-
-TEST(ExitStatus, Is4WhenOthersHaveTheDaemonForTooLong)
-{
-    expect(get(script_of({running(2, 10, 4)}), {"--wait-turn", "0"}), 4, "busy");
-    job_script refusing = script_of({idle()});
-    refusing.started = {1, 3};
-    expect(get(refusing, {"--wait-turn", "300ms"}), 4, "busy");
-}
-
-TEST(ExitStatus, Is5ForAnAnswerThatMakesNoSense)
-{
-    const auto nonsense = [](const message_t &) { return bytes_t(24, 0xEE); };
-    for (const char *command : {"ping", "state", "cancel"})
-        expect(played(nonsense, {command, "--json"}).outcome, 5, "bad-answer");
-}
-
-TEST(ExitStatus, Is6ForARemoteFileThatIsNotThere)
-{
-    job_script script = script_of({idle(), ended(3, 0, 0, 0)});
-    script.remote_file = remote(-1);
-    expect(played(script, {"info", "--json", URL}).outcome, 6, "not-found");
-}
-
-TEST(ExitStatus, Is7WhenTheSizesForbidToResume)
-{
-    const temp_dir dir;
-    job_script script = script_of({idle(), ended(3, 0, 0, 0)});
-    script.remote_file = remote(11);
-    expect(played(script, {"put", "--json", "--resume", dir.file("f", "0123456789"), URL}).outcome, 7,
-           "no-resume");
-}
-
-TEST(ExitStatus, Is8WhenTheTimeIsOver)
-{
-    fake_daemon hanging([](const message_t &) { return fake_daemon::HANG; });
-    for (const char *command : {"ping", "state"})
-        expect(run({command, "--json", "--timeout", "200ms", "--socket", hanging.path()}), 8, "timeout");
-}
-
-TEST(ExitStatus, Is10WhenAnotherProgramCameBetween)
-{
-    const temp_dir dir;
-    const outcome_t outcome = get(script_of({idle(), ended(2, 0, 10, 10)})); // whose upload is that?
-    expect(outcome, 10, "unknown-outcome");
-    EXPECT_EQ(json::parse(outcome.out)["job"], nullptr);
+    const words_t commands[] = {{"get", "ftp://host/f", dir / "f"},
+                                {"put", dir.file("g", ""), "ftp://host/f"},
+                                {"info", "ftp://host/f"},
+                                {"identity", "ftps://host"},
+                                {"ping"},
+                                {"state"},
+                                {"cancel"},
+                                {"watch"}};
+    for (words_t words : commands) {
+        SCOPED_TRACE(words[0]);
+        words.insert(words.end(), {"--json", "--socket", NOWHERE});
+        const outcome_t outcome = run(words);
+        expect(outcome, 3, "no-daemon");
+        EXPECT_EQ(outcome.err, "ftpctl: " + std::string(NOWHERE) +
+                                   ": no daemon listens there; see whether ftp_clientd runs\n");
+        EXPECT_EQ(json::parse(outcome.out)["command"], words[0]);
+        EXPECT_EQ(json::parse(outcome.out)["job"], nullptr);
+    }
 }
 
 TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
@@ -197,11 +154,11 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     std::ofstream(daemon.path() + ".turn").close();
     chmod((daemon.path() + ".turn").c_str(), 0666);
     chmod((dir / ".").c_str(), 0755);
-    const std::vector<std::string> commands[] = {{"ping"},
-                                                 {"get", ANONYMOUS, "/tmp/"},
-                                                 {"put", dir.file("f", "0123456789"), ANONYMOUS},
-                                                 {"info", ANONYMOUS}};
-    for (std::vector<std::string> words : commands) {
+    const words_t commands[] = {{"ping"},
+                                {"get", ANONYMOUS, "/tmp/"},
+                                {"put", dir.file("f", "0123456789"), ANONYMOUS},
+                                {"info", ANONYMOUS}};
+    for (words_t words : commands) {
         words.insert(words.end(), {"--json", "--socket", daemon.path()});
         const outcome_t outcome = run_as(4321, words);
         if (outcome.status == OUT_OF_REACH)
@@ -210,20 +167,4 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
         EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
                                    "; it belongs to group 4322: add the user to it\n");
     }
-}
-
-TEST(ExitStatus, Is12WhenTheRemoteFileHasAnotherSize)
-{
-    const temp_dir dir;
-    job_script script = script_of({idle(), ended(2, 0, 10, 10), idle(), ended(3, 0, 0, 0)});
-    script.remote_file = remote(9);
-    expect(played(script, {"put", "--json", "--verify", dir.file("f", "0123456789"), URL}).outcome, 12,
-           "different-size");
-}
-
-TEST(ExitStatus, Is22WithoutAJobToCancel)
-{
-    job_script script = script_of({idle()});
-    script.cancel = {{1, 2}, 0};
-    expect(played(script, {"cancel", "--json"}).outcome, 22, "not-running");
 }

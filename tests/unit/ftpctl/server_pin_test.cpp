@@ -2,7 +2,6 @@
 
 #include "refused.h"
 
-#include <algorithm>
 #include <string>
 
 using testing::ElementsAre;

@@ -36,10 +36,11 @@ public:
     terminal(const terminal &) = delete;
     terminal &operator=(const terminal &) = delete;
 
-    // Reads until `text` is seen; false after 10 s or at the program's end.
+    // Reads until `text` is seen behind what was waited for before; false after 10 s or at the program's end.
     bool shows(const std::string &text)
     {
-        while (seen_.find(text) == std::string::npos) {
+        size_t at = 0;
+        while ((at = seen_.find(text, shown_)) == std::string::npos) {
             pollfd waiting = {fd_, POLLIN, 0};
             char buffer[512];
             if (poll(&waiting, 1, 10000) != 1)
@@ -49,15 +50,8 @@ public:
                 return false;
             seen_.append(buffer, static_cast<size_t>(count));
         }
+        shown_ = at + text.size();
         return true;
-    }
-
-    // The same for what comes from now on.
-    bool shows_again(const std::string &text)
-    {
-        seen_before_ += seen_;
-        seen_.clear();
-        return shows(text);
     }
 
     void type(const std::string &keys) const
@@ -85,11 +79,11 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
-    std::string seen() const { return seen_before_ + seen_; }
+    const std::string &seen() const { return seen_; }
 
 private:
     int fd_ = -1;
     pid_t pid_ = -1;
     std::string seen_;
-    std::string seen_before_;
+    size_t shown_ = 0; // of what was seen, bytes that were waited for
 };

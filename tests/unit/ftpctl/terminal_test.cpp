@@ -2,10 +2,7 @@
 #include "played.h"
 #include "terminal.h"
 
-#include <gmock/gmock.h>
-
 using testing::ContainsRegex;
-using testing::HasSubstr;
 using testing::Not;
 
 namespace
@@ -23,6 +20,17 @@ protected:
     }
 };
 
+const std::string QUESTION = "Password for anna@host: ";
+
+class PasswordPrompt : public Terminal
+{
+protected:
+    fake_daemon daemon_{script_of({idle()})};
+    std::vector<std::string> words_ = put("ftp://anna@host/f", daemon_);
+
+    void expect_nothing_was_started() { EXPECT_EQ(daemon_.starts(), 0u); }
+};
+
 } // namespace
 
 TEST_F(Terminal, IsAskedForThePasswordWithoutEcho)
@@ -34,8 +42,7 @@ TEST_F(Terminal, IsAskedForThePasswordWithoutEcho)
     screen.type("top secret\n");
     EXPECT_EQ(screen.wait(), 0);
     EXPECT_THAT(screen.seen(), Not(HasSubstr("secret")));
-    ASSERT_EQ(starts(daemon).size(), 1U);
-    EXPECT_STREQ(request_of(starts(daemon).front()).password, "top secret");
+    EXPECT_STREQ(daemon.requests().at(0).password, "top secret");
 }
 
 TEST_F(Terminal, ShowsABarThatIsGoneAtTheEnd)
@@ -59,4 +66,62 @@ TEST_F(Terminal, CtrlCCancelsTheJobAndSaysSo)
     EXPECT_EQ(screen.wait(), 21);
     EXPECT_THAT(screen.seen(), HasSubstr("\r\033[Kinterrupted, cancelling the job\r\n"));
     EXPECT_TRUE(daemon.has_got(4, 1));
+}
+
+TEST_F(PasswordPrompt, CtrlCAndCtrlDEndItWithALineOfTheirOwn)
+{
+    const std::string ended = "no password for anna@host: the input ended";
+    const struct {
+        const char *keys;
+        int status; // 21: as a cancelled job
+        std::string seen;
+    } rows[] = {{"half a secr\x03", 21, QUESTION + "\r\nftpctl: interrupted"},
+                {"\x04", 2, QUESTION + "\r\nftpctl: " + ended},
+                {"secret\x04\x04", 2, ended}};
+    for (const auto &row : rows) {
+        terminal screen(words_);
+        ASSERT_TRUE(screen.shows(QUESTION));
+        EXPECT_FALSE(screen.echoes());
+        screen.type(row.keys);
+        EXPECT_EQ(screen.wait(), row.status);
+        EXPECT_TRUE(screen.echoes());
+        EXPECT_THAT(screen.seen(), HasSubstr(row.seen));
+        EXPECT_THAT(screen.seen(), Not(HasSubstr("secr")));
+    }
+    expect_nothing_was_started();
+}
+
+TEST_F(PasswordPrompt, EverySignalThatEndsGivesTheEchoBack)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        terminal screen(words_);
+        ASSERT_TRUE(screen.shows(QUESTION));
+        EXPECT_FALSE(screen.echoes());
+        screen.signal(number);
+        EXPECT_EQ(screen.wait(), 21) << number;
+        EXPECT_TRUE(screen.echoes()) << number;
+        EXPECT_THAT(screen.seen(), HasSubstr("\r\nftpctl: interrupted")) << number;
+    }
+    expect_nothing_was_started();
+}
+
+TEST_F(PasswordPrompt, CtrlZGivesTheEchoBackUntilItGoesOn)
+{
+    std::string command = FTPCTL;
+    for (const std::string &word : words_)
+        command += " " + word;
+    terminal screen({"-mc", command + "; echo is stopped; read x; fg; echo ended with $?"}, "sh");
+    ASSERT_TRUE(screen.shows(QUESTION));
+    EXPECT_FALSE(screen.echoes());
+    screen.type("half a secr\x1A");
+    ASSERT_TRUE(screen.shows("is stopped"));
+    EXPECT_TRUE(screen.echoes());
+    screen.type("go\n");
+    ASSERT_TRUE(screen.shows(QUESTION));
+    EXPECT_FALSE(screen.echoes());
+    screen.type("\x03");
+    ASSERT_TRUE(screen.shows("ended with 21"));
+    EXPECT_EQ(screen.wait(), 0);
+    EXPECT_THAT(screen.seen(), Not(HasSubstr("secr")));
+    expect_nothing_was_started();
 }

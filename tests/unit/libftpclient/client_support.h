@@ -7,40 +7,29 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+#include <poll.h>
 #include <string>
 
-class client_holder
+// What a test owns of the library's.
+template <typename T, void (*GIVE_BACK)(T *)> class owner
 {
 public:
-    explicit client_holder(const fake_daemon &daemon)
-    {
-        const int error = ftpclient_connect(daemon.path().c_str(), 10000, &client_);
-        EXPECT_EQ(error, FTPCLIENT_OK) << ftpclient_strerror(error);
-    }
-    ~client_holder() { ftpclient_close(client_); }
-    client_holder(const client_holder &) = delete;
-    client_holder &operator=(const client_holder &) = delete;
-    operator ftpclient_t *() const { return client_; }
+    ~owner() { GIVE_BACK(made_); }
+    owner(const owner &) = delete;
+    owner &operator=(const owner &) = delete;
+    operator T *() const { return made_; }
 
-private:
-    ftpclient_t *client_ = nullptr;
+protected:
+    owner() = default;
+    T *made_ = nullptr;
 };
 
-// One that asks nobody before it is used.
-class open_client
-{
-public:
+struct open_client : owner<ftpclient_t, ftpclient_close> {
     explicit open_client(const std::string &path)
     {
-        EXPECT_EQ(ftpclient_open(path.c_str(), &client_), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_open(path.c_str(), &made_), FTPCLIENT_OK);
     }
-    ~open_client() { ftpclient_close(client_); }
-    open_client(const open_client &) = delete;
-    open_client &operator=(const open_client &) = delete;
-    operator ftpclient_t *() const { return client_; }
-
-private:
-    ftpclient_t *client_ = nullptr;
 };
 
 // A job must have these three: each request of a test begins with them.
@@ -49,51 +38,93 @@ constexpr struct {
     const char *text;
 } NEEDED[] = {{0, "needed/remote"}, {512, "/needed/local"}, {768, "needed.host"}};
 
-class request_holder
-{
-public:
+struct request_holder : owner<ftpclient_request_t, ftpclient_request_free> {
     explicit request_holder(int protocol)
     {
-        EXPECT_EQ(ftpclient_request_new(protocol, &request_), FTPCLIENT_OK);
-        EXPECT_EQ(ftpclient_request_set_remote_path(request_, NEEDED[0].text), FTPCLIENT_OK);
-        EXPECT_EQ(ftpclient_request_set_local_path(request_, NEEDED[1].text), FTPCLIENT_OK);
-        EXPECT_EQ(ftpclient_request_set_server(request_, NEEDED[2].text, 0), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_new(protocol, &made_), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_set_remote_path(made_, NEEDED[0].text), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_set_local_path(made_, NEEDED[1].text), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_set_server(made_, NEEDED[2].text, 0), FTPCLIENT_OK);
     }
-    ~request_holder() { ftpclient_request_free(request_); }
-    request_holder(const request_holder &) = delete;
-    request_holder &operator=(const request_holder &) = delete;
-    operator ftpclient_request_t *() const { return request_; }
-
-private:
-    ftpclient_request_t *request_ = nullptr;
 };
 
-inline uint32_t word_at(const bytes_t &bytes, size_t at)
-{
-    return bytes[at] | uint32_t(bytes[at + 1]) << 8 | uint32_t(bytes[at + 2]) << 16 |
-           uint32_t(bytes[at + 3]) << 24;
-}
-
-inline std::string text_at(const bytes_t &bytes, size_t at)
-{
-    return reinterpret_cast<const char *>(bytes.data()) + at;
-}
-
-inline void clear_needed(bytes_t &bytes)
-{
-    for (const auto &needed : NEEDED) {
-        for (size_t i = 0; needed.text[i] != '\0'; i++)
-            bytes[needed.at + i] = 0;
+// A call under way.
+struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
+    call_holder(const std::string &socket_path, int job, ftpclient_request_t *request, int timeout_ms = 30000)
+    {
+        const open_client client(socket_path); // closed before the call is over: that must not matter
+        EXPECT_EQ(ftpclient_begin_run(client, job, request, timeout_ms, &made_), FTPCLIENT_OK);
     }
+    call_holder(int (*begin)(const ftpclient_t *, int, ftpclient_call_t **), const ftpclient_t *client,
+                int timeout_ms)
+    {
+        EXPECT_EQ(begin(client, timeout_ms, &made_), FTPCLIENT_OK);
+    }
+
+    // Goes on as an event loop does, until `is_enough` or the end: what finish said last.
+    int go_on(const std::function<bool()> &is_enough) const
+    {
+        for (;;) {
+            const int result = ftpclient_call_finish(made_);
+            if (result != FTPCLIENT_PENDING || is_enough())
+                return result;
+            pollfd waiting = {ftpclient_call_fd(made_), POLLIN, 0};
+            EXPECT_EQ(poll(&waiting, 1, 30000), 1) << "nothing wakes it";
+        }
+    }
+    int go_on_to(int phase) const
+    {
+        return go_on([&] { return ftpclient_call_phase(made_) == phase; });
+    }
+    int go_on_until_it_runs() const
+    {
+        return go_on([&] { return state().running != 0; });
+    }
+    int to_the_end() const
+    {
+        return go_on([] { return false; });
+    }
+    ftpclient_outcome_t outcome() const
+    {
+        ftpclient_outcome_t outcome = {};
+        EXPECT_EQ(ftpclient_call_outcome(made_, &outcome, sizeof outcome), FTPCLIENT_OK);
+        return outcome;
+    }
+    ftpclient_state_t state() const
+    {
+        ftpclient_state_t state = {};
+        EXPECT_EQ(ftpclient_call_state(made_, &state, sizeof state), FTPCLIENT_OK);
+        return state;
+    }
+};
+
+// How many descriptors this process has.
+inline auto open_descriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// A structure of a later header, which is larger: `fill` is given it and its size, and must not write beyond.
+template <typename T> T filled_as_later(const std::function<int(T *, size_t)> &fill)
+{
+    struct {
+        T known;
+        char later[16];
+        char beyond[8];
+    } wide;
+    memset(&wide, 0x55, sizeof wide);
+    void *start = &wide;
+    EXPECT_EQ(fill(static_cast<T *>(start), sizeof wide.known + sizeof wide.later), FTPCLIENT_OK);
+    EXPECT_EQ(std::string(wide.later, 16), std::string(16, '\0'));
+    EXPECT_EQ(std::string(wide.beyond, 8), std::string(8, 0x55));
+    return wide.known;
 }
 
 // The 2080 bytes that an upload with the request sends.
 inline bytes_t sent(ftpclient_request_t *request)
 {
-    job_script script;
-    script.states = {idle()};
-    fake_daemon daemon(script);
-    const client_holder client(daemon);
+    fake_daemon daemon(script_of({idle()}));
+    const open_client client(daemon.path());
     EXPECT_EQ(ftpclient_start(client, FTPCLIENT_UPLOAD, request, 10000), FTPCLIENT_OK);
     const auto messages = daemon.messages();
     return messages.back().command == COMMAND_UPLOAD ? messages.back().body : bytes_t(2080, 0xEE);

@@ -3,14 +3,6 @@
 
 #include "notice_bytes.h"
 
-#include <map>
-#include <sys/epoll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
 class Loop : public run_fixture
 {
 protected:
@@ -18,16 +10,6 @@ protected:
     {
         pollfd waiting = {fd, POLLIN, 0};
         return poll(&waiting, 1, timeout_ms) == 1;
-    }
-    static void announce(const std::string &path, const bytes_t &bytes)
-    {
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        memcpy(address.sun_path, path.data(), path.size());
-        if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
-            send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        close(fd);
     }
 };
 
@@ -37,79 +19,61 @@ TEST_F(Loop, TwoCallsAndTheNoticesInOneThread)
     const std::string notice_path = files / "nm.sock";
     server.twist = [&](played_job_t &job, uint32_t, const transfer_request_t &) {
         job.lasts_ms = 150;
-        job.when_done = [&] { announce(notice_path, completion(NOTICE_UPLOAD_DONE, 0)); };
+        job.when_done = [&] { announce(connected_to(notice_path), completion(NOTICE_UPLOAD_DONE, 0)); };
     };
     played_daemon daemon(played_daemon::REAL, server.plan());
     ftpclient_notices_t *notices = nullptr;
     ASSERT_EQ(ftpclient_notices_open(notice_path.c_str(), &notices), FTPCLIENT_OK);
     const call_holder calls[] = {{daemon.path(), FTPCLIENT_UPLOAD, request},
                                  {daemon.path(), FTPCLIENT_UPLOAD, request}};
-    const int loop = epoll_create1(EPOLL_CLOEXEC);
-    for (uint32_t i = 0; i < 3; i++) {
-        epoll_event event = {};
-        event.events = EPOLLIN;
-        event.data.u32 = i;
-        const int fd = i < 2 ? ftpclient_call_fd(calls[i]) : ftpclient_notices_fd(notices);
-        ASSERT_EQ(epoll_ctl(loop, EPOLL_CTL_ADD, fd, &event), 0);
-    }
-    int results[2] = {FTPCLIENT_PENDING, FTPCLIENT_PENDING};
-    int told = 0;
-    while (results[0] == FTPCLIENT_PENDING || results[1] == FTPCLIENT_PENDING || told < 2) {
-        epoll_event event = {};
-        ASSERT_EQ(epoll_wait(loop, &event, 1, 20000), 1) << "nothing happens any more";
-        if (event.data.u32 == 2) {
-            ftpclient_notice_t notice;
-            const int error = ftpclient_notices_receive(notices, &notice, sizeof notice, 0);
-            told += error == FTPCLIENT_OK && notice.code == FTPCLIENT_NOTICE_UPLOAD_DONE ? 1 : 0;
-            continue;
+    pollfd waiting[] = {{ftpclient_call_fd(calls[0]), POLLIN, 0},
+                        {ftpclient_call_fd(calls[1]), POLLIN, 0},
+                        {ftpclient_notices_fd(notices), POLLIN, 0}};
+    for (int told = 0; told < 2 || waiting[0].fd != -1 || waiting[1].fd != -1;) {
+        ASSERT_GE(poll(waiting, 3, 20000), 1) << "nothing happens any more";
+        for (int i = 0; i < 2; i++) {
+            if (waiting[i].revents != 0 && ftpclient_call_finish(calls[i]) != FTPCLIENT_PENDING)
+                waiting[i].fd = -1;
         }
-        const call_holder &call = calls[event.data.u32];
-        const int result = ftpclient_call_finish(call);
-        results[event.data.u32] = result;
-        if (result != FTPCLIENT_PENDING) {
-            ASSERT_EQ(epoll_ctl(loop, EPOLL_CTL_DEL, ftpclient_call_fd(call), nullptr), 0);
-        }
+        ftpclient_notice_t notice;
+        told += waiting[2].revents != 0 && ftpclient_notices_receive(notices, &notice, sizeof notice, 0) == 0;
     }
-    EXPECT_EQ(results[0], FTPCLIENT_OK);
-    EXPECT_EQ(results[1], FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_call_finish(calls[0]), FTPCLIENT_OK);
+    EXPECT_EQ(ftpclient_call_finish(calls[1]), FTPCLIENT_OK);
     EXPECT_EQ(daemon.starts(), 2u);
-    close(loop);
     ftpclient_notices_close(notices);
 }
 
+// How often a call wakes its program until it is over.
+static int wakings_of(const call_holder &call)
+{
+    int wakings = 0;
+    const int fd = ftpclient_call_fd(call);
+    EXPECT_NE(call.go_on([&] {
+        wakings++;
+        EXPECT_EQ(ftpclient_call_fd(call), fd);
+        return false;
+    }),
+              FTPCLIENT_PENDING);
+    return wakings;
+}
+
 // Each look of a job needs a few wake-ups; a descriptor that is readable for nothing would give thousands.
-TEST_F(Loop, AJobOfTwoSecondsWakesItsProgramRarely)
+TEST_F(Loop, ACallWakesItsProgramRarely)
 {
     server.lasts_ms = 2000;
     played_daemon daemon(played_daemon::REAL, server.plan());
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-    const int fd = ftpclient_call_fd(call);
-    int wakings = 0;
-    while (ftpclient_call_finish(call) == FTPCLIENT_PENDING) {
-        ASSERT_EQ(ftpclient_call_fd(call), fd);
-        ASSERT_TRUE(is_readable(fd, 20000));
-        wakings++;
-    }
+    EXPECT_LE(wakings_of(call), 300);
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_OK);
     const auto looks = daemon.commands().size();
     EXPECT_LE(looks, 30u) << "one in each pass of the daemon";
     EXPECT_GE(looks, 5u) << "progress is seen";
-    EXPECT_LE(wakings, 300);
-}
-
-TEST_F(Loop, ACallThatWaitsForItsTurnSleeps)
-{
-    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const call_holder first(daemon.path(), FTPCLIENT_UPLOAD,
                             request); // holds the turn: it is not gone on with
     const call_holder second(daemon.path(), FTPCLIENT_UPLOAD, request, 1000);
-    int wakings = 0;
-    while (ftpclient_call_finish(second) == FTPCLIENT_PENDING) {
-        ASSERT_TRUE(is_readable(ftpclient_call_fd(second), 20000));
-        wakings++;
-    }
+    EXPECT_LE(wakings_of(second), 60) << "1 s, one try in 50 ms";
     EXPECT_EQ(ftpclient_call_finish(second), FTPCLIENT_ERR_TIMEOUT);
-    EXPECT_LE(wakings, 60) << "1 s, one try in 50 ms";
 }
 
 TEST_F(Loop, WhileTheDaemonIsSilentThereIsNothingToDo)
@@ -117,9 +81,8 @@ TEST_F(Loop, WhileTheDaemonIsSilentThereIsNothingToDo)
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     daemon.fall_silent();
     const open_client client(daemon.path());
-    ftpclient_call_t *call = nullptr;
     const auto before = steady_clock::now();
-    ASSERT_EQ(ftpclient_begin_ping(client, 400, &call), FTPCLIENT_OK);
+    const call_holder call(ftpclient_begin_ping, client, 400);
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
     if (steady_clock::now() - before < milliseconds(300)) {
         EXPECT_FALSE(is_readable(ftpclient_call_fd(call)));
@@ -127,7 +90,6 @@ TEST_F(Loop, WhileTheDaemonIsSilentThereIsNothingToDo)
     EXPECT_TRUE(is_readable(ftpclient_call_fd(call), 20000));
     EXPECT_GE(steady_clock::now() - before, milliseconds(400));
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_TIMEOUT);
-    ftpclient_call_free(call);
 }
 
 TEST_F(Loop, AFinishedCallStaysReadableAndSaysTheSame)
@@ -138,34 +100,26 @@ TEST_F(Loop, AFinishedCallStaysReadableAndSaysTheSame)
     ASSERT_EQ(call.to_the_end(), FTPCLIENT_OK);
     for (int i = 0; i < 3; i++) {
         EXPECT_TRUE(is_readable(ftpclient_call_fd(call)));
+        EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
         EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_OK);
         EXPECT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_DONE);
+        EXPECT_EQ(call.outcome().result, 0);
         EXPECT_EQ(call.outcome().upload, FTPCLIENT_UPLOAD_WHOLE);
     }
 }
 
-TEST_F(Loop, ACallThatEndedWhenItBeganIsReadable)
+TEST_F(Loop, ACallThatEndedWhenItBeganOrWasStoppedIsReadableAtOnce)
 {
-    const open_client client(files / "no.sock");
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_ping(client, 10000, &call), FTPCLIENT_OK);
-    EXPECT_TRUE(is_readable(ftpclient_call_fd(call)));
-    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_NO_DAEMON);
-    ftpclient_call_free(call);
-}
-
-TEST_F(Loop, AStoppedCallIsReadableAtOnce)
-{
+    const call_holder over(ftpclient_begin_ping, open_client(files / "no.sock"), 10000);
+    EXPECT_TRUE(is_readable(ftpclient_call_fd(over)));
+    EXPECT_EQ(ftpclient_call_finish(over), FTPCLIENT_ERR_NO_DAEMON);
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     daemon.fall_silent();
-    const open_client client(daemon.path());
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_poll(client, -1, &call), FTPCLIENT_OK);
+    const call_holder call(ftpclient_begin_poll, open_client(daemon.path()), -1);
     EXPECT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_ASKING);
     ASSERT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
     EXPECT_TRUE(is_readable(ftpclient_call_fd(call)));
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
-    ftpclient_call_free(call);
 }
 
 // The phases of a resumed upload that first waits for its turn, in their order.
@@ -196,13 +150,13 @@ TEST_F(Loop, ArgumentsAreChecked)
     int32_t last = 0;
     EXPECT_EQ(ftpclient_call_fd(nullptr), -1);
     EXPECT_EQ(ftpclient_call_finish(nullptr), FTPCLIENT_ERR_ARGUMENT);
+    EXPECT_EQ(ftpclient_call_stop(nullptr), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_state(nullptr, &state, sizeof state), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_last_result(nullptr, &last), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_outcome(nullptr, &outcome, sizeof outcome), FTPCLIENT_ERR_ARGUMENT);
     ftpclient_call_free(nullptr);
     const open_client client(files / "no.sock");
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_poll(client, 10000, &call), FTPCLIENT_OK);
+    const call_holder call(ftpclient_begin_poll, client, 10000);
     EXPECT_EQ(ftpclient_call_state(call, &state, 63), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_state(call, nullptr, 64), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_last_result(call, nullptr), FTPCLIENT_ERR_ARGUMENT);
@@ -210,5 +164,4 @@ TEST_F(Loop, ArgumentsAreChecked)
     EXPECT_EQ(ftpclient_call_outcome(call, nullptr, 152), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_state(call, &state, sizeof state), FTPCLIENT_OK);
     EXPECT_EQ(state.job, FTPCLIENT_NO_JOB) << "all zero before an answer";
-    ftpclient_call_free(call);
 }

@@ -1,22 +1,11 @@
 #include "libftpclient/ftpclient.h"
 
-#include "temp_dir.h"
-#include "wire/wire.h"
+#include "notice_bytes.h"
+#include "process.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <chrono>
-#include <csignal>
-#include <cstring>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
-#include <vector>
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -44,31 +33,10 @@ protected:
     ftpclient_notice_t notice;
 };
 
-static int sender_to(const std::string &path)
-{
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, path.data(), path.size());
-    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0)
-        << strerror(errno);
-    return fd;
-}
-
-using bytes_t = std::vector<uint8_t>;
-
-template <typename Body> static bytes_t notice_bytes(uint8_t code, const Body &body)
-{
-    const notice_header_t head = {NOTICE_SENDER, code, NOTICE_KIND, 0xEE, sizeof body, 0xEEEE, 0};
-    bytes_t bytes(sizeof head + sizeof body);
-    memcpy(bytes.data(), &head, sizeof head);
-    memcpy(bytes.data() + sizeof head, &body, sizeof body);
-    return bytes;
-}
-
 static bytes_t completion(uint8_t code, uint32_t result, uint32_t detail)
 {
-    return notice_bytes(code, completion_notice_t{{result, detail}, {5e9, 4e9, 2.5, 56, 0, 1, 426, 4, 0}});
+    return notice(code, 56,
+                  bytes_of(completion_notice_t{{result, detail}, {5e9, 4e9, 2.5, 56, 0, 1, 426, 4, 0}}));
 }
 
 static void send_from(int fd, const bytes_t &bytes)
@@ -76,50 +44,40 @@ static void send_from(int fd, const bytes_t &bytes)
     EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), ssize_t(bytes.size()));
 }
 
-static void send_whole(const std::string &path, const bytes_t &bytes)
-{
-    const int fd = sender_to(path);
-    send_from(fd, bytes);
-    close(fd);
-}
-
 TEST_F(Notices, TheEndOfAJobComesWithItsFigures)
 {
     for (const uint8_t code : bytes_t{0, 1, 2}) {
-        send_whole(path, completion(code, 1, 16));
+        announce(connected_to(path), completion(code, 1, 16));
         ASSERT_EQ(receive(), FTPCLIENT_OK);
         EXPECT_EQ(notice.code, code);
         EXPECT_EQ(notice.result, FTPCLIENT_RESULT_NETWORK);
-        EXPECT_EQ(notice.progress.total_bytes, 5000000000);
-        EXPECT_EQ(notice.progress.transferred_bytes, 4000000000);
-        EXPECT_EQ(notice.progress.elapsed_ms, 2500);
-        EXPECT_EQ(notice.progress.curl_code, 56);
-        EXPECT_EQ(notice.progress.response_type, 1);
-        EXPECT_EQ(notice.progress.response_code, 426);
-        EXPECT_EQ(notice.progress.retries, 4);
+        EXPECT_EQ(bytes_of(notice.progress),
+                  bytes_of(ftpclient_progress_t{5000000000, 4000000000, 2500, 56, 0, 1, 426, 4, 0}));
     }
-    send_whole(path, completion(0, 0, 0));
+    announce(connected_to(path), completion(0, 0, 0));
     ASSERT_EQ(receive(), FTPCLIENT_OK);
     EXPECT_EQ(notice.result, FTPCLIENT_RESULT_NONE);
 }
 
 TEST_F(Notices, TheDaemonsStartComesWithoutFigures)
 {
-    send_whole(path, notice_bytes(3, reply_t{0, 0}));
-    send_whole(path, notice_bytes(3, reply_t{1, 5}));
-    ASSERT_EQ(receive(), FTPCLIENT_OK);
-    EXPECT_EQ(notice.code, FTPCLIENT_NOTICE_STARTED);
-    EXPECT_EQ(notice.result, 0);
-    EXPECT_EQ(notice.progress.total_bytes, 0);
-    ASSERT_EQ(receive(), FTPCLIENT_OK);
-    EXPECT_EQ(notice.result, FTPCLIENT_RESULT_INTERNAL);
+    for (const auto &[bytes, result] :
+         {std::pair{STARTED, 0}, {FAILED_START, int(FTPCLIENT_RESULT_INTERNAL)}}) {
+        announce(connected_to(path), bytes);
+        ASSERT_EQ(receive(), FTPCLIENT_OK);
+        EXPECT_EQ(notice.code, FTPCLIENT_NOTICE_STARTED);
+        EXPECT_EQ(notice.result, result);
+        EXPECT_EQ(notice.progress.total_bytes, 0);
+    }
 }
 
 TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
 {
+    const auto before = steady_clock::now();
     EXPECT_FALSE(is_readable());
-    EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT);
-    const int fd = sender_to(path);
+    EXPECT_EQ(receive(100), FTPCLIENT_ERR_TIMEOUT);
+    EXPECT_GE(steady_clock::now() - before, milliseconds(100));
+    const int fd = connected_to(path);
     EXPECT_TRUE(is_readable());
     EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT); // it has not said anything yet
     EXPECT_FALSE(is_readable());
@@ -135,7 +93,7 @@ TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
     EXPECT_EQ(receive(0), FTPCLIENT_OK);
     EXPECT_EQ(notice.code, FTPCLIENT_NOTICE_UPLOAD_DONE);
     EXPECT_FALSE(is_readable());
-    send_whole(path, bytes); // and again for the next one
+    announce(connected_to(path), bytes); // and again for the next one
     EXPECT_TRUE(is_readable());
     EXPECT_EQ(receive(0), FTPCLIENT_OK);
     EXPECT_FALSE(is_readable());
@@ -143,9 +101,9 @@ TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
 
 TEST_F(Notices, OneThatWaitsBehindASlowSenderIsNotLost)
 {
-    const int slow = sender_to(path);
+    const int slow = connected_to(path);
     EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT);
-    send_whole(path, completion(2, 0, 0));
+    announce(connected_to(path), completion(2, 0, 0));
     EXPECT_EQ(receive(20), FTPCLIENT_ERR_TIMEOUT);
     send_from(slow, completion(1, 0, 0));
     close(slow);
@@ -157,8 +115,8 @@ TEST_F(Notices, OneThatWaitsBehindASlowSenderIsNotLost)
 
 TEST_F(Notices, ASenderThatSaysNothingIsLeftAfterTenSeconds)
 {
-    const int silent = sender_to(path);
-    send_whole(path, completion(0, 0, 0));
+    const int silent = connected_to(path);
+    announce(connected_to(path), completion(0, 0, 0));
     const auto before = steady_clock::now();
     EXPECT_EQ(receive(20000), FTPCLIENT_ERR_PROTOCOL);
     const auto took = steady_clock::now() - before;
@@ -171,24 +129,25 @@ TEST_F(Notices, ASenderThatSaysNothingIsLeftAfterTenSeconds)
 TEST_F(Notices, WhatIsNoNoticeOfTheDaemonIsDroppedAndTold)
 {
     const bytes_t good = completion(0, 1, 16);
-    auto altered = [&](size_t at, uint8_t value) {
+    const auto altered = [&](size_t at, uint8_t value) {
         bytes_t bytes = good;
         bytes[at] = value;
         return bytes;
     };
-    bytes_t shorter(good.begin(), good.end() - 1);
-    bytes_t longer = good;
-    longer.push_back(0);
-    bytes_t started_with_figures = altered(1, 3);
+    const auto of_size = [&](size_t size) {
+        bytes_t bytes = good;
+        bytes.resize(size);
+        return bytes;
+    };
     const bytes_t bad[] = {
         {},
         {10},
-        bytes_t(good.begin(), good.begin() + 11),
-        bytes_t(good.begin(), good.begin() + 12),
-        shorter,
-        longer,
-        started_with_figures,
+        of_size(11),
+        of_size(12),
+        of_size(good.size() - 1),
+        of_size(good.size() + 1),
         altered(0, 11),
+        altered(1, 3), // a start with figures
         altered(1, 4),
         altered(2, 2),
         altered(4, 55),
@@ -199,23 +158,16 @@ TEST_F(Notices, WhatIsNoNoticeOfTheDaemonIsDroppedAndTold)
         bytes_t(512, 10),
     };
     for (const bytes_t &bytes : bad) {
-        send_whole(path, bytes);
+        announce(connected_to(path), bytes);
         EXPECT_EQ(receive(), FTPCLIENT_ERR_PROTOCOL) << bytes.size() << " bytes";
     }
     // More than any notice has: the sender may not even be able to say it all.
-    const int fd = sender_to(path);
+    const int fd = connected_to(path);
     send(fd, bytes_t(100000, 10).data(), 100000, MSG_NOSIGNAL | MSG_DONTWAIT);
     EXPECT_EQ(receive(), FTPCLIENT_ERR_PROTOCOL);
     close(fd);
-    send_whole(path, good);
+    announce(connected_to(path), good);
     EXPECT_EQ(receive(), FTPCLIENT_OK);
-}
-
-TEST_F(Notices, NoneInTimeIsATimeout)
-{
-    const auto before = steady_clock::now();
-    EXPECT_EQ(receive(100), FTPCLIENT_ERR_TIMEOUT);
-    EXPECT_GE(steady_clock::now() - before, milliseconds(100));
 }
 
 TEST_F(Notices, ArgumentsAreChecked)
@@ -234,52 +186,34 @@ TEST_F(Notices, ASecondReceiverIsRefusedAndDisturbsNothing)
     EXPECT_EQ(ftpclient_notices_open(path.c_str(), &second), FTPCLIENT_ERR_IN_USE);
     EXPECT_EQ(second, nullptr);
     EXPECT_FALSE(is_readable());
-    send_whole(path, completion(0, 0, 0));
+    announce(connected_to(path), completion(0, 0, 0));
     EXPECT_EQ(receive(), FTPCLIENT_OK);
 }
 
-TEST_F(Notices, TheSocketGoesWithTheReceiver)
+TEST_F(Notices, TheSocketGoesWithTheReceiverUnlessAnotherReplacedIt)
 {
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
     ftpclient_notices_close(notices);
-    notices = nullptr;
     EXPECT_EQ(access(path.c_str(), F_OK), -1);
-}
-
-TEST_F(Notices, ASocketThatReplacedOursStays)
-{
+    ASSERT_EQ(ftpclient_notices_open(path.c_str(), &notices), FTPCLIENT_OK);
     ASSERT_EQ(rename(path.c_str(), (path + ".old").c_str()), 0);
     ftpclient_notices_t *newer = nullptr;
     ASSERT_EQ(ftpclient_notices_open(path.c_str(), &newer), FTPCLIENT_OK);
     ftpclient_notices_close(notices);
-    notices = nullptr;
+    notices = newer;
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
-    ftpclient_notices_close(newer);
 }
 
-TEST(NoticesOpen, ASocketLeftBehindIsReplaced)
+TEST(NoticesOpen, ASocketLeftBehindIsReplacedAndAFileStays)
 {
     const temp_dir dir;
     const std::string path = dir / "nm.sock";
-    const pid_t child = fork();
-    if (child == 0) {
-        ftpclient_notices_t *gone = nullptr;
-        _exit(ftpclient_notices_open(path.c_str(), &gone) == FTPCLIENT_OK ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    ASSERT_EQ(status, 0);
-    ASSERT_EQ(access(path.c_str(), F_OK), 0);
     ftpclient_notices_t *notices = nullptr;
+    ASSERT_EQ(in_process([&] { return ftpclient_notices_open(path.c_str(), &notices); }), FTPCLIENT_OK);
+    ASSERT_EQ(access(path.c_str(), F_OK), 0);
     EXPECT_EQ(ftpclient_notices_open(path.c_str(), &notices), FTPCLIENT_OK);
     ftpclient_notices_close(notices);
-}
-
-TEST(NoticesOpen, AFileInThePlaceOfTheSocketStays)
-{
-    const temp_dir dir;
-    const std::string path = dir.file("nm.sock", "precious");
-    ftpclient_notices_t *notices = nullptr;
+    dir.file("nm.sock", "precious");
     EXPECT_EQ(ftpclient_notices_open(path.c_str(), &notices), FTPCLIENT_ERR_IN_USE);
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
 }

@@ -23,7 +23,7 @@ struct played_job_t {
     std::function<void()> when_done; // on the server
 };
 
-class played_daemon
+class played_daemon : public daemon_socket
 {
 public:
     enum rhythm_t { REAL, AT_ONCE };
@@ -34,18 +34,7 @@ public:
 
     explicit played_daemon(rhythm_t rhythm, plan_t plan, stranger_t stranger = nullptr);
     ~played_daemon() { stop(); }
-    played_daemon(const played_daemon &) = delete;
-    played_daemon &operator=(const played_daemon &) = delete;
 
-    std::string path() const { return dir_ / "ftp.sock"; }
-    std::string turn_path() const { return path() + ".turn"; }
-    std::vector<uint32_t> commands();
-    std::vector<transfer_request_t> requests(); // of the starts
-    size_t starts() { return requests().size(); }
-    bool has_got(uint32_t command, size_t count = 1); // waits; false after 10 s
-
-    // It ends: its socket refuses from now on.
-    void stop();
     // From now on it takes requests and answers none.
     void fall_silent() { silent_ = true; }
 
@@ -59,14 +48,10 @@ public:
 
 private:
     using clock_t = std::chrono::steady_clock;
-    temp_dir dir_;
     rhythm_t rhythm_;
     plan_t plan_;
     stranger_t stranger_;
-    int listening_;
-    int end_[2];
     std::atomic<bool> silent_ = false;
-    std::vector<int> held_;
 
     module_info_t info_ = {};
     exec_info_t exec_ = {};
@@ -75,17 +60,9 @@ private:
     clock_t::time_point began_;
     bool noted_ = true;
 
-    std::mutex mutex_;
-    std::condition_variable came_;
-    std::vector<uint32_t> served_;
-    std::vector<transfer_request_t> requests_;
-    std::thread thread_;
-
-    void run();
-    bool rests(int ms) const; // false: the end has come
-    void serve(int fd);
-    bytes_t answer(uint32_t command, const bytes_t &body);
-    bytes_t answer_start(uint32_t command, const bytes_t &body);
+    void pass();
+    bytes_t answer(const message_t &message);
+    bytes_t answer_start(const message_t &message);
     void advance();
     void end_job(uint32_t result);
 };

@@ -53,6 +53,8 @@ TEST(ProxyLogin, MayTakeAllTheRoomThatTheHostLeaves)
                   FTPCLIENT_ERR_TOO_LONG);
         EXPECT_EQ(ftpclient_request_set_proxy(request, (host + "h").c_str(), 1), FTPCLIENT_ERR_TOO_LONG);
         EXPECT_EQ(sent(request), before) << "a refusal leaves the request as it was";
+        EXPECT_EQ(ftpclient_request_set_proxy_login(request, "", ""), FTPCLIENT_OK);
+        EXPECT_EQ(text_at(sent(request), 1292), host);
     }
 }
 

@@ -75,6 +75,7 @@ TEST_F(Append, ThatIsStoppedBeforeItBeginsHasSentNothing)
     ASSERT_EQ(call.go_on([&] { return call.outcome().remote_bytes == BEGUN; }), FTPCLIENT_PENDING);
     EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
     EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
+    EXPECT_EQ(count(daemon, COMMAND_UPLOAD), 0u);
     EXPECT_EQ(call.outcome().may_be_spoiled, 0);
 }
 

@@ -4,7 +4,11 @@
 #include "client_support.h"
 #include "played_server.h"
 
-#include <poll.h>
+#include <algorithm>
+#include <chrono>
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 class run_fixture : public testing::Test
 {
@@ -28,54 +32,20 @@ protected:
         memset(&outcome, 0x55, sizeof outcome);
         return ftpclient_run(client, job, request, &outcome, sizeof outcome, timeout_ms);
     }
-};
-
-// A call under way, freed at the end.
-class call_holder
-{
-public:
-    call_holder(const std::string &socket_path, int job, ftpclient_request_t *request, int timeout_ms = 30000)
+    static size_t count(played_daemon &daemon, uint32_t command)
     {
-        const open_client client(socket_path); // closed before the call is over: that must not matter
-        EXPECT_EQ(ftpclient_begin_run(client, job, request, timeout_ms, &call_), FTPCLIENT_OK);
+        return size_t(std::ranges::count(daemon.commands(), command));
     }
-    ~call_holder() { ftpclient_call_free(call_); }
-    call_holder(const call_holder &) = delete;
-    call_holder &operator=(const call_holder &) = delete;
-    operator ftpclient_call_t *() const { return call_; }
-
-    // Goes on as an event loop does, until `is_enough` or the end: what finish said last.
-    int go_on(const std::function<bool()> &is_enough) const
+    // A job of a program that takes no turns runs already.
+    static played_daemon::stranger_t busy_for(int lasts_ms)
     {
-        for (;;) {
-            const int result = ftpclient_call_finish(call_);
-            if (result != FTPCLIENT_PENDING || is_enough())
-                return result;
-            pollfd waiting = {ftpclient_call_fd(call_), POLLIN, 0};
-            poll(&waiting, 1, 20000);
-        }
+        return [lasts_ms, was_begun = false](played_daemon &daemon, const auto &) mutable {
+            played_job_t job;
+            job.lasts_ms = lasts_ms;
+            if (!was_begun)
+                daemon.start(JOB_DOWNLOAD, job);
+            was_begun = true;
+            return false;
+        };
     }
-    int go_on_to(int phase) const
-    {
-        return go_on([&] { return ftpclient_call_phase(call_) == phase; });
-    }
-    int to_the_end() const
-    {
-        return go_on([] { return false; });
-    }
-    ftpclient_outcome_t outcome() const
-    {
-        ftpclient_outcome_t outcome = {};
-        EXPECT_EQ(ftpclient_call_outcome(call_, &outcome, sizeof outcome), FTPCLIENT_OK);
-        return outcome;
-    }
-    ftpclient_state_t state() const
-    {
-        ftpclient_state_t state = {};
-        EXPECT_EQ(ftpclient_call_state(call_, &state, sizeof state), FTPCLIENT_OK);
-        return state;
-    }
-
-private:
-    ftpclient_call_t *call_ = nullptr;
 };

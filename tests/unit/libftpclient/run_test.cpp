@@ -1,9 +1,6 @@
 // Whole jobs that nobody disturbs, in the daemon's real rhythm and with one that answers at once.
 #include "run_fixture.h"
 
-#include <sys/file.h>
-
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 class Run : public run_fixture, public testing::WithParamInterface<played_daemon::rhythm_t>
@@ -21,18 +18,11 @@ TEST_P(Run, ADownload)
     server.lasts_ms = 250;
     played_daemon daemon(GetParam(), server.plan());
     EXPECT_EQ(run(daemon, FTPCLIENT_DOWNLOAD), FTPCLIENT_OK);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_NONE);
-    EXPECT_EQ(outcome.jobs, 1);
-    EXPECT_EQ(outcome.upload, 0);
-    EXPECT_EQ(outcome.local_bytes, FTPCLIENT_UNKNOWN);
-    EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
-    EXPECT_EQ(outcome.resumed_bytes, 0);
-    EXPECT_EQ(outcome.verified, 0);
-    EXPECT_EQ(outcome.progress.total_bytes, 5000000000);
-    EXPECT_EQ(outcome.progress.transferred_bytes, 5000000000);
-    EXPECT_EQ(outcome.progress.elapsed_ms, 250);
-    EXPECT_EQ(outcome.progress.response_code, 226);
+    ftpclient_outcome_t expected = {};
+    expected.jobs = 1;
+    expected.local_bytes = expected.remote_bytes = FTPCLIENT_UNKNOWN;
+    expected.progress = {5000000000, 5000000000, 250, 0, 0, RESPONSE_CODE_FTP, 226, 0, 0};
+    EXPECT_EQ(bytes_of(outcome), bytes_of(expected));
     EXPECT_EQ(daemon.starts(), 1u);
 }
 
@@ -67,9 +57,13 @@ TEST_P(Run, FileInformation)
     EXPECT_EQ(outcome.file.modified_s, 1356998340); // date -u -d '2012-12-31 23:59' +%s
     EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
     EXPECT_EQ(daemon.starts(), 1u);
+    server.size = -1;
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK) << "a file that does not exist is no failure";
+    EXPECT_EQ(outcome.file.looked_up, 1);
+    EXPECT_EQ(outcome.file.exists, 0);
 }
 
-TEST_P(Run, JobsThatEndAtOnce)
+TEST_P(Run, JobsThatEndAtOnceAskNoMoreThanTheyMust)
 {
     server.size = 77;
     played_daemon daemon(GetParam(), server.plan());
@@ -79,15 +73,8 @@ TEST_P(Run, JobsThatEndAtOnce)
     EXPECT_EQ(outcome.progress.total_bytes, 77);
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
     EXPECT_EQ(server.size, LOCAL_BYTES);
-    EXPECT_EQ(daemon.starts(), 3u);
-}
-
-TEST_P(Run, AFileThatDoesNotExistIsNoFailureOfFileInformation)
-{
-    played_daemon daemon(GetParam(), server.plan());
-    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
-    EXPECT_EQ(outcome.file.looked_up, 1);
-    EXPECT_EQ(outcome.file.exists, 0);
+    // A look at the daemon, then the start: with its first look at once, and with what a look-up found.
+    EXPECT_THAT(daemon.commands(), ElementsAreArray({3, 5, 3, 6, 3, 1, 3, 3, 2, 3}));
 }
 
 TEST_P(Run, AFailureIsTheJobsResultWithItsCause)
@@ -111,93 +98,55 @@ TEST_P(Run, AFailureIsTheJobsResultWithItsCause)
     EXPECT_EQ(daemon.starts(), 3u) << "a failure that is known is not tried again";
 }
 
-// A look at the daemon, then the start: with its first look at once, and with what a file-information job
-// found.
-TEST_P(Run, AsksNoMoreThanItMust)
+TEST_P(Run, RequestAndClientMayBeFreedOnceItHasBegunAndARequestBeUsedAgain)
 {
-    server.size = 77;
     played_daemon daemon(GetParam(), server.plan());
-    ASSERT_EQ(run(daemon, FTPCLIENT_DOWNLOAD), FTPCLIENT_OK);
-    ASSERT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
-    EXPECT_THAT(daemon.commands(), ElementsAreArray({3, 1, 3, 3, 5, 3, 6}));
+    auto own = std::make_unique<request_holder>(FTPCLIENT_FTP);
+    ASSERT_EQ(ftpclient_request_set_local_path(*own, local.c_str()), FTPCLIENT_OK);
+    const call_holder first(daemon.path(), FTPCLIENT_UPLOAD, *own, -1);
+    EXPECT_EQ(first.to_the_end(), FTPCLIENT_OK);
+    const call_holder second(daemon.path(), FTPCLIENT_UPLOAD, *own, -1);
+    own.reset();
+    EXPECT_EQ(second.to_the_end(), FTPCLIENT_OK);
+    const auto requests = daemon.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_STREQ(requests[0].local_path, local.c_str());
+    EXPECT_EQ(bytes_of(requests[0]), bytes_of(requests[1]));
 }
 
-TEST_P(Run, TheTurnIsHeldFromTheFirstLookToTheLast)
+using RunOnce = run_fixture;
+
+TEST_F(RunOnce, TheTurnIsHeldFromTheFirstLookToTheLast)
 {
     server.size = 77;
     int held = 0;
     int free = 0;
     auto look = [&](played_daemon &daemon, const std::vector<uint32_t> &) {
-        const int fd = open(daemon.turn_path().c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd == -1)
+        if (!std::filesystem::exists(daemon.turn_path()))
             return false; // nobody has come yet
         pollfd unused = {};
         poll(&unused, 0, 1);
-        (flock(fd, LOCK_EX | LOCK_NB) == 0 ? free : held)++;
-        close(fd);
+        (turn_holder(daemon) ? free : held)++;
         return false;
     };
     {
         played_daemon daemon(played_daemon::AT_ONCE, server.plan(), look);
         ASSERT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
-        const int fd = open(daemon.turn_path().c_str(), O_RDONLY | O_CLOEXEC);
-        EXPECT_EQ(flock(fd, LOCK_EX | LOCK_NB), 0) << "it was given back";
-        close(fd);
+        EXPECT_TRUE(turn_holder(daemon)) << "it was given back";
     }
     EXPECT_EQ(held, 4);
     EXPECT_EQ(free, 0);
 }
-
-TEST_P(Run, RequestAndClientMayBeFreedOnceItHasBegun)
-{
-    played_daemon daemon(GetParam(), server.plan());
-    ftpclient_call_t *call = nullptr;
-    {
-        const open_client client(daemon.path());
-        const request_holder own(FTPCLIENT_FTP);
-        ASSERT_EQ(ftpclient_request_set_local_path(own, local.c_str()), FTPCLIENT_OK);
-        ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, own, -1, &call), FTPCLIENT_OK);
-    }
-    int result = FTPCLIENT_PENDING;
-    while ((result = ftpclient_call_finish(call)) == FTPCLIENT_PENDING) {
-        pollfd waiting = {ftpclient_call_fd(call), POLLIN, 0};
-        ASSERT_EQ(poll(&waiting, 1, 20000), 1);
-    }
-    EXPECT_EQ(result, FTPCLIENT_OK);
-    EXPECT_STREQ(daemon.requests().at(0).local_path, local.c_str());
-    ftpclient_call_free(call);
-}
-
-TEST_P(Run, ARequestMayBeUsedAgain)
-{
-    played_daemon daemon(GetParam(), server.plan());
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
-    const auto requests = daemon.requests();
-    ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(bytes_of(requests[0]), bytes_of(requests[1]));
-}
-
-using RunOnce = run_fixture;
 
 TEST_F(RunOnce, TheOutcomeMayBeLeftOutOrOfALaterHeader)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const open_client client(daemon.path());
     EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 30000), FTPCLIENT_OK);
-    struct {
-        ftpclient_outcome_t outcome;
-        char later[16];
-        char beyond[8];
-    } wide;
-    memset(&wide, 0x55, sizeof wide);
-    void *as_wide = &wide;
-    EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, static_cast<ftpclient_outcome_t *>(as_wide),
-                            sizeof wide.outcome + sizeof wide.later, 30000),
-              FTPCLIENT_OK);
-    EXPECT_EQ(wide.outcome.upload, FTPCLIENT_UPLOAD_WHOLE);
-    EXPECT_EQ(std::string(wide.later, 16), std::string(16, '\0'));
-    EXPECT_EQ(std::string(wide.beyond, 8), std::string(8, 0x55));
+    const auto filled = filled_as_later<ftpclient_outcome_t>([&](auto *wide, size_t size) {
+        return ftpclient_run(client, FTPCLIENT_UPLOAD, request, wide, size, 30000);
+    });
+    EXPECT_EQ(filled.upload, FTPCLIENT_UPLOAD_WHOLE);
     const size_t starts = daemon.starts();
     EXPECT_EQ(ftpclient_run(client, FTPCLIENT_UPLOAD, request, &outcome, 151, 30000), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(daemon.starts(), starts);
@@ -222,10 +171,9 @@ TEST_F(RunOnce, AMissingLocalFileIsACauseOfItsOwn)
 TEST_F(RunOnce, AFileThatGrowsWhileItIsSentIsAsLongAsTheDaemonFoundIt)
 {
     server.lasts_ms = 200;
-    server.twist = [this](played_job_t &job, uint32_t command, const transfer_request_t &) {
+    server.twist = [this](played_job_t &, uint32_t command, const transfer_request_t &) {
         if (command == COMMAND_UPLOAD)
             files.file("local", std::string(LOCAL_BYTES + 500, 'x'));
-        (void)job;
     };
     ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
@@ -233,4 +181,15 @@ TEST_F(RunOnce, AFileThatGrowsWhileItIsSentIsAsLongAsTheDaemonFoundIt)
     EXPECT_EQ(outcome.local_bytes, LOCAL_BYTES);
     EXPECT_EQ(outcome.remote_bytes, LOCAL_BYTES);
     EXPECT_EQ(outcome.verified, 1);
+}
+
+TEST_F(RunOnce, AZixiUploadIsAsLongAsTheDaemonFoundTheFile)
+{
+    const request_holder zixi(FTPCLIENT_ZIXI_4);
+    ASSERT_EQ(ftpclient_request_set_local_path(zixi, local.c_str()), FTPCLIENT_OK);
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.total = 1500; };
+    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
+    const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, zixi);
+    EXPECT_EQ(call.to_the_end(), FTPCLIENT_OK);
+    EXPECT_EQ(call.outcome().local_bytes, 1500);
 }

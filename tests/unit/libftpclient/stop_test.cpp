@@ -1,26 +1,11 @@
 // The early end of a run: on request, by a time limit, by silence, and with the daemon.
 #include "run_fixture.h"
 
-#include <algorithm>
-#include <sys/file.h>
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 using testing::ElementsAre;
 
 class Stop : public run_fixture
 {
 protected:
-    static size_t count(const std::vector<uint32_t> &commands, uint32_t command)
-    {
-        return size_t(std::ranges::count(commands, command));
-    }
-    static int hold_turn(const played_daemon &daemon)
-    {
-        const int fd = open(daemon.turn_path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-        EXPECT_EQ(flock(fd, LOCK_EX | LOCK_NB), 0) << "the turn is not free";
-        return fd;
-    }
     // Until the daemon's job has ended, whosever it is.
     static ftpclient_state_t until_idle(const played_daemon &daemon)
     {
@@ -36,7 +21,7 @@ protected:
 TEST_F(Stop, WhileItWaitsForItsTurnItEndsAtOnce)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    const int other = hold_turn(daemon);
+    auto other = std::make_unique<turn_holder>(daemon);
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
     ASSERT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_TURN);
     ASSERT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
@@ -46,110 +31,81 @@ TEST_F(Stop, WhileItWaitsForItsTurnItEndsAtOnce)
     EXPECT_EQ(call.outcome().result, FTPCLIENT_RESULT_CANCELED);
     EXPECT_EQ(call.outcome().jobs, 0);
     EXPECT_THAT(daemon.commands(), ElementsAre());
-    close(other);
-    close(hold_turn(daemon));
+    other.reset();
+    EXPECT_TRUE(turn_holder(daemon));
 }
 
 TEST_F(Stop, WhileAnotherProgramsJobRunsThatIsLeftAlone)
 {
-    auto busy = [was_begun = false](played_daemon &daemon, const auto &) mutable {
-        played_job_t job;
-        job.lasts_ms = 60000;
-        if (!was_begun)
-            daemon.start(JOB_DOWNLOAD, job);
-        was_begun = true;
-        return false;
-    };
-    played_daemon daemon(played_daemon::REAL, server.plan(), busy);
+    played_daemon daemon(played_daemon::REAL, server.plan(), busy_for(60000));
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
     ASSERT_EQ(call.go_on_to(FTPCLIENT_PHASE_BUSY), FTPCLIENT_PENDING);
     EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
     EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-    EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 0u);
+    EXPECT_EQ(count(daemon, COMMAND_CANCEL), 0u);
     EXPECT_EQ(daemon.starts(), 0u);
-    close(hold_turn(daemon));
+    EXPECT_TRUE(turn_holder(daemon));
 }
 
 TEST_F(Stop, ARunningJobIsCancelled)
 {
-    for (const auto rhythm : {played_daemon::REAL, played_daemon::AT_ONCE}) {
-        server.lasts_ms = 60000;
-        played_daemon daemon(rhythm, server.plan());
-        const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-        ASSERT_EQ(call.go_on([&] { return call.state().running != 0; }), FTPCLIENT_PENDING);
-        EXPECT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_TRANSFER);
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 60000; };
+    const struct {
+        played_daemon::rhythm_t rhythm;
+        int job;
+        int phase;
+    } cases[] = {{played_daemon::REAL, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
+                 {played_daemon::AT_ONCE, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
+                 {played_daemon::AT_ONCE, FTPCLIENT_FILE_INFO, FTPCLIENT_PHASE_LOOKING_UP}};
+    for (const auto &c : cases) {
+        played_daemon daemon(c.rhythm, server.plan());
+        const call_holder call(daemon.path(), c.job, request);
+        ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
+        EXPECT_EQ(ftpclient_call_phase(call), c.phase);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK) << "once more changes nothing";
-        if (rhythm == played_daemon::REAL) { // the other may have answered before anybody could look
+        if (c.rhythm == played_daemon::REAL) { // the other may have answered before anybody could look
             EXPECT_EQ(call.go_on_to(FTPCLIENT_PHASE_STOPPING), FTPCLIENT_PENDING);
         }
         EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-        EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 1u);
+        EXPECT_EQ(count(daemon, COMMAND_CANCEL), 1u);
         EXPECT_EQ(call.outcome().result, FTPCLIENT_RESULT_CANCELED);
         EXPECT_EQ(call.outcome().jobs, 1);
         EXPECT_EQ(until_idle(daemon).result, FTPCLIENT_RESULT_CANCELED);
-        close(hold_turn(daemon));
-    }
-}
-
-TEST_F(Stop, ALookUpIsCancelledToo)
-{
-    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 60000; };
-    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    const call_holder call(daemon.path(), FTPCLIENT_FILE_INFO, request);
-    ASSERT_EQ(call.go_on([&] { return call.state().running != 0; }), FTPCLIENT_PENDING);
-    EXPECT_EQ(ftpclient_call_phase(call), FTPCLIENT_PHASE_LOOKING_UP);
-    EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-    EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-    EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 1u);
-}
-
-TEST_F(Stop, BetweenTheJobsOfAResumedUploadNoneFollows)
-{
-    server.size = 400;
-    server.lasts_ms = 60000;
-    ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
-    played_daemon daemon(played_daemon::REAL, server.plan());
-    const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-    ASSERT_EQ(call.go_on([&] { return call.outcome().remote_bytes == 400; }), FTPCLIENT_PENDING);
-    EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-    EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-    EXPECT_EQ(count(daemon.commands(), COMMAND_UPLOAD), 0u);
-    EXPECT_EQ(server.size, 400);
-}
-
-TEST_F(Stop, AJobThatEndedByItselfKeepsItsOwnOutcome)
-{
-    for (const uint32_t result : {uint32_t(FTPCD_ERR_NETWORK), 0u}) {
-        server.lasts_ms = 1500; // long against the time in which another could have come between
-        server.twist = [result](played_job_t &job, uint32_t, const transfer_request_t &) {
-            job.result = result;
-        };
-        played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-        const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-        ASSERT_EQ(call.go_on([&] { return call.state().progress.elapsed_ms >= 1200; }), FTPCLIENT_PENDING);
-        until_idle(daemon);
-        EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-        EXPECT_EQ(call.to_the_end(), int(result));
-        EXPECT_EQ(call.outcome().result, int(result));
-        EXPECT_EQ(call.outcome().progress.total_bytes, LOCAL_BYTES);
+        EXPECT_TRUE(turn_holder(daemon));
     }
 }
 
 // What a look-up found is not asked for any more: without it there is no outcome, and nothing to go on with.
-TEST_F(Stop, ALookUpThatEndedByItselfIsCancelledAllTheSame)
+TEST_F(Stop, AJobThatEndedByItselfKeepsItsOwnOutcomeButALookUpIsCancelled)
 {
-    for (const int resume : {0, 1}) {
+    const struct {
+        int job;
+        int resume;
+        uint32_t result;
+        int expected;
+    } cases[] = {{FTPCLIENT_UPLOAD, 0, FTPCD_ERR_NETWORK, FTPCLIENT_RESULT_NETWORK},
+                 {FTPCLIENT_UPLOAD, 0, 0, FTPCLIENT_OK},
+                 {FTPCLIENT_UPLOAD, 1, 0, FTPCLIENT_RESULT_CANCELED},
+                 {FTPCLIENT_FILE_INFO, 0, 0, FTPCLIENT_RESULT_CANCELED}};
+    for (const auto &c : cases) {
         server.size = 400;
-        server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 700; };
-        ASSERT_EQ(ftpclient_request_set_resume(request, resume), FTPCLIENT_OK);
+        server.twist = [&c](played_job_t &job, uint32_t, const transfer_request_t &) {
+            job.lasts_ms = 1500; // long against the time in which another could have come between
+            job.result = c.result;
+        };
+        ASSERT_EQ(ftpclient_request_set_resume(request, c.resume), FTPCLIENT_OK);
         played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-        const call_holder call(daemon.path(), resume ? FTPCLIENT_UPLOAD : FTPCLIENT_FILE_INFO, request);
-        ASSERT_EQ(call.go_on([&] { return call.state().progress.elapsed_ms >= 450; }), FTPCLIENT_PENDING);
+        const call_holder call(daemon.path(), c.job, request);
+        ASSERT_EQ(call.go_on([&] { return call.state().progress.elapsed_ms >= 1200; }), FTPCLIENT_PENDING);
         until_idle(daemon);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-        EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-        EXPECT_EQ(count(daemon.commands(), COMMAND_UPLOAD), 0u);
+        EXPECT_EQ(call.to_the_end(), c.expected);
+        EXPECT_EQ(call.outcome().result, c.expected);
+        EXPECT_EQ(daemon.starts(), 1u);
+        if (c.expected != FTPCLIENT_RESULT_CANCELED) {
+            EXPECT_EQ(call.outcome().progress.total_bytes, LOCAL_BYTES);
+        }
     }
 }
 
@@ -170,23 +126,12 @@ TEST_F(Stop, AnotherProgramsSuccessIsNotOurs)
     };
     played_daemon daemon(played_daemon::REAL, server.plan(), comes);
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-    ASSERT_EQ(call.go_on([&] { return call.state().running != 0; }), FTPCLIENT_PENDING);
+    ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
     while (!has_come)
         until_idle(daemon);
     ASSERT_EQ(until_idle(daemon).result, 0);
     EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
     EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
-}
-
-TEST_F(Stop, AfterTheEndItChangesNothing)
-{
-    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-    ASSERT_EQ(call.to_the_end(), FTPCLIENT_OK);
-    EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_OK);
-    EXPECT_EQ(call.outcome().result, 0);
-    EXPECT_EQ(ftpclient_call_stop(nullptr), FTPCLIENT_ERR_ARGUMENT);
 }
 
 TEST_F(Stop, WhenTheTimeIsOverTheJobIsCancelled)
@@ -196,7 +141,7 @@ TEST_F(Stop, WhenTheTimeIsOverTheJobIsCancelled)
     const auto before = steady_clock::now();
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 4000), FTPCLIENT_ERR_TIMEOUT); // by then it runs
     EXPECT_GE(steady_clock::now() - before, milliseconds(4000));
-    EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 1u);
+    EXPECT_EQ(count(daemon, COMMAND_CANCEL), 1u);
     EXPECT_EQ(outcome.jobs, 1);
     EXPECT_EQ(outcome.progress.total_bytes, LOCAL_BYTES);
     EXPECT_EQ(until_idle(daemon).result, FTPCLIENT_RESULT_CANCELED);
@@ -206,30 +151,22 @@ TEST_F(Stop, WhenTheTimeIsOverTheJobIsCancelled)
 
 TEST_F(Stop, AJobInWhichNothingMovesIsCancelled)
 {
-    server.lasts_ms = 60000;
-    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.moves = false; };
-    ASSERT_EQ(ftpclient_request_set_silence(request, 400), FTPCLIENT_OK);
-    played_daemon daemon(played_daemon::REAL, server.plan());
     const auto before = steady_clock::now();
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_ERR_SILENT);
+    const auto run_upload = [this](int lasts_ms, bool moves, int limit_ms, played_daemon::rhythm_t rhythm) {
+        server.lasts_ms = lasts_ms;
+        server.twist = [moves](played_job_t &job, uint32_t, const transfer_request_t &) {
+            job.moves = moves;
+        };
+        EXPECT_EQ(ftpclient_request_set_silence(request, limit_ms), FTPCLIENT_OK);
+        played_daemon daemon(rhythm, server.plan());
+        const int result = run(daemon, FTPCLIENT_UPLOAD);
+        EXPECT_EQ(count(daemon, COMMAND_CANCEL), result == FTPCLIENT_ERR_SILENT ? 1u : 0u);
+        return result;
+    };
+    EXPECT_EQ(run_upload(60000, false, 400, played_daemon::REAL), FTPCLIENT_ERR_SILENT);
     EXPECT_GE(steady_clock::now() - before, milliseconds(400));
-    EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 1u);
-}
-
-TEST_F(Stop, AJobThatMovesIsNotSilent)
-{
-    server.lasts_ms = 4500;
-    ASSERT_EQ(ftpclient_request_set_silence(request, 3500), FTPCLIENT_OK);
-    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
-}
-
-TEST_F(Stop, WithoutALimitSilenceIsBorne)
-{
-    server.lasts_ms = 900;
-    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.moves = false; };
-    played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
+    EXPECT_EQ(run_upload(4500, true, 3500, played_daemon::AT_ONCE), FTPCLIENT_OK) << "it moves";
+    EXPECT_EQ(run_upload(900, false, -1, played_daemon::AT_ONCE), FTPCLIENT_OK) << "silence without a limit";
 }
 
 TEST_F(Stop, ADaemonThatEndsInTheMiddleIsTold)
@@ -238,14 +175,14 @@ TEST_F(Stop, ADaemonThatEndsInTheMiddleIsTold)
     for (const auto rhythm : {played_daemon::REAL, played_daemon::AT_ONCE}) {
         played_daemon daemon(rhythm, server.plan());
         const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-        ASSERT_EQ(call.go_on([&] { return call.state().running != 0; }), FTPCLIENT_PENDING);
+        ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
         daemon.stop();
         const int result = call.to_the_end();
         EXPECT_TRUE(result == FTPCLIENT_ERR_NO_DAEMON || result == FTPCLIENT_ERR_DISCONNECTED)
             << ftpclient_strerror(result);
         EXPECT_EQ(call.outcome().jobs, 1);
         EXPECT_EQ(call.outcome().progress.total_bytes, LOCAL_BYTES);
-        close(hold_turn(daemon));
+        EXPECT_TRUE(turn_holder(daemon));
     }
 }
 
@@ -255,8 +192,8 @@ TEST_F(Stop, ACallThatIsFreedGivesItsTurnBackAndLetsItsJobRun)
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     {
         const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
-        ASSERT_EQ(call.go_on([&] { return call.state().running != 0; }), FTPCLIENT_PENDING);
+        ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
     }
-    close(hold_turn(daemon));
-    EXPECT_EQ(count(daemon.commands(), COMMAND_CANCEL), 0u);
+    EXPECT_TRUE(turn_holder(daemon));
+    EXPECT_EQ(count(daemon, COMMAND_CANCEL), 0u);
 }

@@ -2,32 +2,16 @@
 #include "client_support.h"
 #include "wrapped.h"
 
+extern "C" {
+#include "libftpclient/turn.h"
+}
+
 #include <cerrno>
-#include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-static fake_daemon::answer_t idle_daemon()
-{
-    job_script script;
-    script.states = {idle()};
-    return script;
-}
+static bytes_t silence(const message_t &) { return fake_daemon::HANG; }
 
-static behaviour_t failing(const char *call, int error)
-{
-    behaviour_t broken;
-    broken.failing = call;
-    broken.failing_errno = error;
-    return broken;
-}
-
-static behaviour_t later(int64_t ms)
-{
-    behaviour_t behaviour;
-    behaviour.skipped_ms = ms;
-    return behaviour;
-}
+static behaviour_t failing(const char *call, int error) { return {.failing_errno = error, .failing = call}; }
 
 TEST(System, ARequestIsWipedBeforeItIsFreed)
 {
@@ -47,14 +31,12 @@ TEST(System, ACallIsWipedBeforeItIsFreed)
 {
     const request_holder request(FTPCLIENT_FTP);
     ASSERT_EQ(ftpclient_request_set_login(request, "anna", "Swordfish"), FTPCLIENT_OK);
-    fake_daemon silent([](const message_t &) { return fake_daemon::HANG; });
-    fake_daemon quick(idle_daemon());
+    fake_daemon silent(silence);
+    fake_daemon quick(script_of({idle()}));
     for (const fake_daemon *daemon : {&silent, &quick}) {
-        const open_client client(daemon->path());
-        ftpclient_call_t *call = nullptr;
-        ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, 10000, &call), FTPCLIENT_OK);
+        auto call = std::make_unique<call_holder>(daemon->path(), FTPCLIENT_UPLOAD, request);
         look_for_in_freed("Swordfish");
-        ftpclient_call_free(call);
+        call.reset();
         EXPECT_GE(freed_blocks(), 1);
         EXPECT_EQ(found_in_freed(), 0);
         look_for_in_freed("");
@@ -63,15 +45,12 @@ TEST(System, ACallIsWipedBeforeItIsFreed)
 
 TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
 {
-    fake_daemon daemon(idle_daemon());
-    const client_holder client(daemon);
+    fake_daemon daemon(script_of({idle()}));
+    const open_client client(daemon.path());
     request_holder request(FTPCLIENT_FTP);
     const bytes_t expected = sent(request);
     for (const size_t piece : {size_t(1), size_t(3), size_t(8), size_t(2079)}) {
-        behaviour_t slow;
-        slow.piece = piece;
-        slow.interruptions = 2;
-        const with slowness(slow);
+        const with slowness({.piece = piece, .interruptions = 2});
         EXPECT_EQ(ftpclient_start(client, FTPCLIENT_UPLOAD, request, 10000), FTPCLIENT_OK) << piece;
     }
     EXPECT_TRUE(daemon.has_got(COMMAND_UPLOAD, 4));
@@ -84,8 +63,8 @@ TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
 
 TEST(System, EachFailureIsToldWithItsErrno)
 {
-    fake_daemon daemon(idle_daemon());
-    const client_holder client(daemon);
+    fake_daemon daemon(script_of({idle()}));
+    const open_client client(daemon.path());
     const request_holder request(FTPCLIENT_FTP);
     const struct {
         const char *call;
@@ -100,89 +79,65 @@ TEST(System, EachFailureIsToldWithItsErrno)
         {"recv", ECONNRESET, FTPCLIENT_ERR_DISCONNECTED},   {"recv", ENOMEM, FTPCLIENT_ERR_SYSTEM},
     };
     for (const auto &c : cases) {
-        int results[2] = {};
-        int errors[2] = {};
-        for (int i = 0; i < 2; i++) {
+        for (const bool is_run : {false, true}) {
+            SCOPED_TRACE(c.call);
             const with breakage(failing(c.call, c.error));
             errno = 0;
-            results[i] = i == 0 ? ftpclient_ping(client, nullptr, 10000)
-                                : ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 10000);
-            errors[i] = errno;
-        }
-        for (int i = 0; i < 2; i++) {
-            EXPECT_EQ(results[i], c.result) << c.call << " " << c.error;
-            if (c.result == FTPCLIENT_ERR_SYSTEM) {
-                EXPECT_EQ(errors[i], c.error) << c.call;
-            }
+            EXPECT_EQ(is_run ? ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 10000)
+                             : ftpclient_ping(client, nullptr, 10000),
+                      c.result);
+            EXPECT_TRUE(c.result != FTPCLIENT_ERR_SYSTEM || errno == c.error) << errno;
         }
     }
 }
 
 TEST(System, AWaitThatFailsIsToldWithItsErrno)
 {
-    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
+    fake_daemon daemon(silence);
     const open_client client(daemon.path());
     const with breakage(failing("poll", ENOMEM));
     EXPECT_EQ(ftpclient_ping(client, nullptr, 10000), FTPCLIENT_ERR_SYSTEM);
     EXPECT_EQ(errno, ENOMEM);
 }
 
-TEST(System, AQueueThatIsFullIsATimeout)
-{
-    fake_daemon daemon(idle_daemon());
-    const client_holder client(daemon);
-    const with breakage(failing("connect", EAGAIN));
-    EXPECT_EQ(ftpclient_ping(client, nullptr, 100), FTPCLIENT_ERR_TIMEOUT);
-}
-
 // What begins fails before there is a call, or its failure comes from finish, errno each time again.
 TEST(System, ACallThatCannotBeMadeIsNone)
 {
-    fake_daemon daemon(idle_daemon());
-    const client_holder client(daemon);
-    const int before = dup(0);
-    close(before);
+    fake_daemon daemon(script_of({idle()}));
+    const open_client client(daemon.path());
+    const auto before = open_descriptors();
     for (const char *call_name : {"epoll_create1", "timerfd_create", "socket"}) {
         auto *call = reinterpret_cast<ftpclient_call_t *>(1);
+        auto *notices = reinterpret_cast<ftpclient_notices_t *>(1);
         {
             const with breakage(failing(call_name, EMFILE));
             EXPECT_EQ(ftpclient_begin_ping(client, 1000, &call), FTPCLIENT_ERR_SYSTEM);
             EXPECT_EQ(errno, EMFILE);
+            errno = 0;
+            EXPECT_EQ(ftpclient_notices_open("/nonexistent/x", &notices), FTPCLIENT_ERR_SYSTEM);
+            EXPECT_EQ(errno, EMFILE);
         }
         EXPECT_EQ(call, nullptr);
-        const int after = dup(0);
-        close(after);
-        EXPECT_EQ(after, before);
+        EXPECT_EQ(notices, nullptr);
+        EXPECT_EQ(open_descriptors(), before);
     }
-    ftpclient_call_t *call = nullptr;
+    std::optional<call_holder> call;
     {
         const with breakage(failing("recv", ENOMEM));
-        ASSERT_EQ(ftpclient_begin_ping(client, 1000, &call), FTPCLIENT_OK);
+        call.emplace(ftpclient_begin_ping, client, 1000);
     }
     for (int i = 0; i < 2; i++) {
         errno = 0;
-        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_SYSTEM);
+        EXPECT_EQ(ftpclient_call_finish(*call), FTPCLIENT_ERR_SYSTEM);
         EXPECT_EQ(errno, ENOMEM);
     }
-    ftpclient_call_free(call);
-}
-
-TEST(System, AReceiverWithoutASocketTellsTheErrno)
-{
-    const with breakage(failing("socket", EMFILE));
-    ftpclient_notices_t *notices = nullptr;
-    EXPECT_EQ(ftpclient_notices_open("/nonexistent/x", &notices), FTPCLIENT_ERR_SYSTEM);
-    EXPECT_EQ(errno, EMFILE);
-    EXPECT_EQ(notices, nullptr);
 }
 
 TEST(System, ABrokenConnectionRaisesNoSignal)
 {
-    fake_daemon daemon(idle_daemon());
-    const client_holder client(daemon);
-    behaviour_t broken;
-    broken.shut_when_connected = true;
-    const with breakage(broken);
+    fake_daemon daemon(script_of({idle()}));
+    const open_client client(daemon.path());
+    const with breakage({.shut_when_connected = true});
     EXPECT_EQ(ftpclient_ping(client, nullptr, 10000),
               FTPCLIENT_ERR_DISCONNECTED); // SIGPIPE would end this test
 }
@@ -197,9 +152,7 @@ TEST(System, WithoutMemoryNothingIsMade)
     const request_holder filled(FTPCLIENT_FTP);
     int results[6];
     {
-        behaviour_t poor;
-        poor.without_memory = true;
-        const with poverty(poor);
+        const with poverty({.without_memory = true});
         results[0] = ftpclient_connect(nullptr, 1000, &client);
         results[1] = ftpclient_request_new(FTPCLIENT_FTP, &request);
         results[2] = ftpclient_notices_open("/nonexistent/x", &notices);
@@ -215,66 +168,65 @@ TEST(System, WithoutMemoryNothingIsMade)
     EXPECT_EQ(call, nullptr);
 }
 
-TEST(System, ARunIsNotAnsweredForTenSeconds)
+TEST(System, ARunIsNotAnsweredForTenSecondsAndAPingWithoutALimitForEver)
 {
-    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
-    const open_client client(daemon.path());
+    fake_daemon daemon(silence);
     const request_holder request(FTPCLIENT_FTP);
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, -1, &call), FTPCLIENT_OK);
+    const call_holder run(daemon.path(), FTPCLIENT_UPLOAD, request, -1);
+    const call_holder ping(ftpclient_begin_ping, open_client(daemon.path()), -1);
     ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 1));
-    {
-        const with patience(later(8000));
-        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    const struct {
+        const call_holder &call;
+        int64_t skipped_ms;
+        int result;
+    } cases[] = {{run, 8000, FTPCLIENT_PENDING},
+                 {run, 11000, FTPCLIENT_ERR_NO_ANSWER},
+                 {ping, int64_t(100) * 86400 * 1000, FTPCLIENT_PENDING}};
+    for (const auto &c : cases) {
+        const with patience({.skipped_ms = c.skipped_ms});
+        EXPECT_EQ(ftpclient_call_finish(c.call), c.result) << c.skipped_ms;
     }
-    {
-        const with patience(later(11000));
-        EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_NO_ANSWER);
-    }
-    ftpclient_call_free(call);
-}
-
-TEST(System, WithoutALimitAPingWaitsForEver)
-{
-    fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
-    const open_client client(daemon.path());
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_ping(client, -1, &call), FTPCLIENT_OK);
-    const with patience(later(int64_t(100) * 86400 * 1000));
-    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
-    ftpclient_call_free(call);
 }
 
 // A job that does not even let itself be cancelled: ten seconds more, and the caller is told what it waited
 // for.
 TEST(System, StoppingHasALimitToo)
 {
-    job_script script;
-    script.states = {idle(), running(JOB_DOWNLOAD, 100, 40)};
-    fake_daemon daemon([script](const message_t &message) mutable {
-        return message.command == COMMAND_CANCEL ? fake_daemon::HANG : script(message);
-    });
-    const open_client client(daemon.path());
+    fake_daemon daemon(hanging_at_cancel(script_of({idle(), running(JOB_DOWNLOAD, 100, 40)})));
     const request_holder request(FTPCLIENT_FTP);
-    ftpclient_call_t *call = nullptr;
-    ASSERT_EQ(ftpclient_begin_run(client, FTPCLIENT_DOWNLOAD, request, -1, &call), FTPCLIENT_OK);
-    auto go_on = [call] {
-        pollfd waiting = {ftpclient_call_fd(call), POLLIN, 0};
-        poll(&waiting, 1, 10000);
-        return ftpclient_call_finish(call);
-    };
-    ftpclient_state_t state = {};
-    while (state.running == 0) {
-        ASSERT_EQ(go_on(), FTPCLIENT_PENDING);
-        ASSERT_LE(daemon.commands().size(), 10u) << "its job is not seen";
-        ftpclient_call_state(call, &state, sizeof state);
-    }
+    const call_holder call(daemon.path(), FTPCLIENT_DOWNLOAD, request, -1);
+    ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
+    ASSERT_LE(daemon.commands().size(), 10u);
     ftpclient_call_stop(call);
-    while (ftpclient_call_phase(call) != FTPCLIENT_PHASE_STOPPING)
-        ASSERT_EQ(go_on(), FTPCLIENT_PENDING);
+    ASSERT_EQ(call.go_on_to(FTPCLIENT_PHASE_STOPPING), FTPCLIENT_PENDING);
     ASSERT_TRUE(daemon.has_got(COMMAND_CANCEL, 1));
     ASSERT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
-    const with patience(later(11000));
+    const with patience({.skipped_ms = 11000});
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
-    ftpclient_call_free(call);
+}
+
+// Turns where the kernel has no locks that belong to an open file (before Linux 3.15).
+TEST(OldKernel, TheTurnStillExcludes)
+{
+    const temp_dir dir;
+    const std::string path = dir / "ftp.sock.turn";
+    const with kernel({.without_ofd_locks = true});
+    ftpc_turn_t first = {};
+    ftpc_turn_t second = {};
+    ASSERT_EQ(ftpc_turn_open(&first, path.c_str()), 0);
+    ASSERT_EQ(ftpc_turn_open(&second, path.c_str()), 0);
+    for (int round = 0; round < 3; round++) {
+        ASSERT_TRUE(ftpc_turn_try(&first));
+        EXPECT_FALSE(ftpc_turn_try(&second));
+        EXPECT_FALSE(ftpc_turn_try(&second));
+        ftpc_turn_give_back(&first);
+        EXPECT_TRUE(ftpc_turn_try(&second));
+        ASSERT_EQ(ftpc_turn_open(&first, path.c_str()), 0);
+        EXPECT_FALSE(ftpc_turn_try(&first));
+        ftpc_turn_give_back(&second);
+        ASSERT_EQ(ftpc_turn_open(&second, path.c_str()), 0);
+    }
+    EXPECT_GT(refused_ofd_locks(), 0) << "the library asks for such locks where there are some";
+    ftpc_turn_give_back(&first);
+    ftpc_turn_give_back(&second);
 }
