@@ -140,7 +140,9 @@ TEST_F(Put, ManyEndWithoutADaemonOrAtAnInterrupt)
     EXPECT_EQ(outcome.status, 3);
     EXPECT_EQ(objects(outcome.out).size(), 1u);
     fake_daemon daemon(endless(2));
-    EXPECT_EQ(interrupted(daemon, {"put", path, second, "ftp://host/"}, SIGINT).status, 21);
+    const outcome_t stopped = interrupted(daemon, {"put", path, second, "ftp://host/"}, SIGINT);
+    EXPECT_EQ(stopped.status, 21);
+    EXPECT_THAT(stopped.err, testing::Not(HasSubstr("before the job was started"))) << "the second one";
     EXPECT_THAT(remote_paths(daemon), ElementsAre("f"));
 }
 
