@@ -17,7 +17,7 @@ namespace
 const options_t OPTIONS;
 
 failure of(int code, const ftpclient_outcome_t &outcome = {}, int kind = FTPCLIENT_UPLOAD,
-           const std::optional<proxy_t> &proxy = std::nullopt)
+           const std::optional<server_t> &proxy = std::nullopt)
 {
     job_t job;
     job.kind = kind;
@@ -71,11 +71,11 @@ TEST(JobFailure, OfAFileThatTheDaemonCannotOpenTellsOfItsView)
 
 TEST(JobFailure, OfACauseNamesWhomItIsAbout)
 {
-    const proxy_t gate = {std::nullopt, "gate", 8080};
+    const server_t gate = {std::nullopt, "gate", 8080};
     const struct {
         int cause;
         const char *subject;
-        std::optional<proxy_t> proxy = std::nullopt;
+        std::optional<server_t> proxy = std::nullopt;
         int curl_code = 0;
     } rows[] = {
         {FTPCLIENT_CAUSE_LOGIN, "anna@host:2121"},
