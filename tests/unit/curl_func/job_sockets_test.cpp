@@ -76,7 +76,7 @@ TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
 
 TEST_F(Sockets, TheNewestIsBrokenAlone)
 {
-    const pair_t first, second;
+    const socket_pair first, second;
     sockets_break_newest(&job_); // there is none
     note(first.ends[0]);
     note(second.ends[0]);
@@ -87,7 +87,7 @@ TEST_F(Sockets, TheNewestIsBrokenAlone)
 
 TEST_F(Sockets, TheNewestIsLeftAloneWhenItIsForgottenOrItsNumberStandsForAnother)
 {
-    const pair_t control, other;
+    const socket_pair control, other;
     note(control.ends[0]);
     sockets_forget(&job_, control.ends[0]);
     sockets_break_newest(&job_);

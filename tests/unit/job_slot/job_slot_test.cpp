@@ -1,5 +1,6 @@
 #include "job_slot/job_slot.h"
 
+#include "support/failing_threads.h"
 #include "support/logged.h"
 #include "wire/wire.h"
 
@@ -11,60 +12,15 @@
 #include <thread>
 #include <unistd.h>
 
-namespace
-{
+static std::atomic<int> naps_;
+static std::atomic<uint64_t> longest_nap_us_;
 
-// What the next call of the slot meets, once; the call does its work all the same, but for create.
-struct faults_t {
-    std::atomic<int> settype = 0, lock = 0, unlock = 0, create = 0, join = 0;
-};
-faults_t faults_;
-std::atomic<int> naps_;
-std::atomic<uint64_t> longest_nap_us_;
-
-int after(std::atomic<int> &fault, int rc)
-{
-    const int error = fault.exchange(0);
-    return error != 0 ? error : rc;
-}
-
-} // namespace
-
-extern "C" {
-int __real_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *), void *own);
-int __real_pthread_join(pthread_t id, void **result);
-int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type);
-int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
-int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
-
-int __wrap_usleep(useconds_t us)
+extern "C" int __wrap_usleep(useconds_t us)
 {
     naps_++;
     longest_nap_us_ = std::max<uint64_t>(longest_nap_us_, us);
     std::this_thread::yield();
     return 0;
-}
-int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *), void *own)
-{
-    const int error = faults_.create.exchange(0);
-    return error != 0 ? error : __real_pthread_create(id, attributes, run, own);
-}
-int __wrap_pthread_join(pthread_t id, void **result)
-{
-    return after(faults_.join, __real_pthread_join(id, result));
-}
-int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type)
-{
-    return after(faults_.settype, __real_pthread_mutexattr_settype(attributes, type));
-}
-int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
-{
-    return after(faults_.lock, __real_pthread_mutex_lock(mutex));
-}
-int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
-{
-    return after(faults_.unlock, __real_pthread_mutex_unlock(mutex));
-}
 }
 
 namespace
@@ -155,17 +111,17 @@ TEST_P(JobSlot, InitResetsTheHeadAndTheLockCanBeTakenTwice)
 
 TEST_P(JobSlot, InitFailsWithoutARecursiveLock)
 {
-    faults_.settype = ENOTSUP;
+    threads_.settype = ENOTSUP;
     EXPECT_EQ(job_init(&slot), -1);
     EXPECT_EQ(logged(), lines{"error: m(1): pthread_mutexattr_settype(): 95\n"});
 }
 
 TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheScopeRunsOn)
 {
-    faults_.lock = EINVAL;
+    threads_.lock = EINVAL;
     job_store_result(&slot, FTPCD_ERR_TIMEOUT);
     EXPECT_EQ(logged(), lines{"error: m(2): pthread_mutex_lock(): 22\n"});
-    faults_.unlock = EPERM;
+    threads_.unlock = EPERM;
     job_store_result(&slot, FTPCD_ERR_BUSY);
     EXPECT_EQ(logged(), lines{"error: m(3): pthread_mutex_unlock(): 1\n"});
     expect_head(0, 0, FTPCD_ERR_BUSY, 0);
@@ -246,7 +202,7 @@ TEST_P(JobSlot, AStartWhileAJobRunsIsBusyAndChangesNothing)
 
 TEST_P(JobSlot, WithoutAThreadTheStartFailsWith5AndTheNextOneSucceeds)
 {
-    faults_.create = EAGAIN;
+    threads_.create = EAGAIN;
     EXPECT_EQ(start(), 5u);
     lines expected = refusal(NO_THREAD);
     expected.insert(expected.begin(), "error: m(4): " + NO_THREAD);
@@ -292,7 +248,7 @@ TEST_P(JobSlot, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
 {
     start_and_hold();
     let_go();
-    faults_.join = ESRCH;
+    threads_.join = ESRCH;
     EXPECT_EQ(job_finished(&slot), ESRCH);
     EXPECT_EQ(logged(), lines{"error: m(7): errno(3) No such process\n"});
     EXPECT_EQ(job_finished(&slot), -1);
