@@ -66,8 +66,8 @@ event_hook::event_hook(const std::string &command) : command_(command)
     sigemptyset(&ends);
     sigaddset(&ends, SIGCHLD);
     sigprocmask(SIG_BLOCK, &ends, &mask_before_);
-    child_fd_ = signalfd(-1, &ends, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (child_fd_ == -1)
+    child_fd_ = descriptor(signalfd(-1, &ends, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!child_fd_)
         throw failure(STATUS_LOCAL, std::string("signalfd: ") + strerror(errno));
 }
 
@@ -77,9 +77,9 @@ event_hook::~event_hook()
         kill(-child_, SIGTERM);
         waitpid(child_, nullptr, 0);
     }
-    if (child_fd_ == -1)
+    if (!child_fd_)
         return;
-    close(child_fd_);
+    child_fd_.close();
     sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
 }
 
@@ -100,11 +100,11 @@ void event_hook::add(const event_t &event)
 void event_hook::wait(int fd, int limit_ms)
 {
     pollfd waiting[] = {
-        {fd, POLLIN, 0}, {child_fd_, POLLIN, 0}, {is_ending_ ? -1 : interrupts_fd(), POLLIN, 0}};
+        {fd, POLLIN, 0}, {child_fd_.get(), POLLIN, 0}, {is_ending_ ? -1 : interrupts_fd(), POLLIN, 0}};
     if (poll(waiting, 3, limit_ms) < 1 || waiting[1].revents == 0)
         return;
     signalfd_siginfo ended; // many ends can be one signal: waitpid() tells
-    while (read(child_fd_, &ended, sizeof ended) == sizeof ended) {}
+    while (read(child_fd_.get(), &ended, sizeof ended) == sizeof ended) {}
     step();
 }
 

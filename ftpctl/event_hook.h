@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ftpctl/event.h"
+#include "strutil/guards.h"
 
 #include <csignal>
 #include <deque>
@@ -43,7 +44,7 @@ private:
     std::string command_;
     std::deque<event_t> waiting_; // the first one's command runs when child_ is not 0
     pid_t child_ = 0;
-    int child_fd_ = -1; // readable when a child has ended
+    descriptor child_fd_; // readable when a child has ended
     sigset_t mask_before_ = {};
     bool has_failed_ = false;
     bool is_ending_ = false;

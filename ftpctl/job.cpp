@@ -17,7 +17,7 @@ int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome)
 static bool has_route(const addrinfo &address)
 {
     const descriptor probe(socket(address.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    return !probe.is_open() || connect(probe.fd(), address.ai_addr, address.ai_addrlen) == 0 ||
+    return !probe || connect(probe.get(), address.ai_addr, address.ai_addrlen) == 0 ||
            (errno != ENETUNREACH && errno != EHOSTUNREACH);
 }
 

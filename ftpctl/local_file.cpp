@@ -1,8 +1,9 @@
 #include "ftpctl/local_file.h"
 
 #include "ftpctl/failure.h"
-#include "ftpctl/handles.h"
 #include "ftpctl/statuses.h"
+#include "libftpclient/ftpclient.h"
+#include "strutil/guards.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -57,12 +58,12 @@ static mode_t mode_of_new_file()
 std::string file_content(const std::string &path, size_t most)
 {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (!file.is_open())
+    if (!file)
         fail(path);
     std::string content;
     char piece[4096];
     ssize_t count = 0;
-    while (content.size() <= most && (count = read(file.fd(), piece, sizeof piece)) > 0)
+    while (content.size() <= most && (count = read(file.get(), piece, sizeof piece)) > 0)
         content.append(piece, static_cast<size_t>(count));
     if (count == -1)
         fail(path);
@@ -82,7 +83,7 @@ void file_check_upload(const std::string &name)
                       name + (S_ISDIR(status->st_mode) ? ": is a folder; only files can be uploaded"
                                                        : ": is no regular file"));
     const descriptor readable(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!readable.is_open())
+    if (!readable)
         fail(name);
 }
 
@@ -125,12 +126,12 @@ void file_put_in_place(const std::string &from, const std::string &to)
 {
     const std::optional<struct stat> old = found(to);
     const descriptor file(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (!file.is_open())
+    if (!file)
         fail(from);
     if (geteuid() == 0 &&
-        fchown(file.fd(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0)
+        fchown(file.get(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0)
         fail(from);
-    if (fchmod(file.fd(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.fd()) != 0)
+    if (fchmod(file.get(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.get()) != 0)
         fail(from);
     if (rename(from.c_str(), to.c_str()) != 0)
         fail(to);

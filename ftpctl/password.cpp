@@ -1,9 +1,9 @@
 #include "ftpctl/password.h"
 
 #include "ftpctl/failure.h"
-#include "ftpctl/handles.h"
 #include "ftpctl/interrupts.h"
 #include "libftpclient/ftpclient.h"
+#include "strutil/guards.h"
 
 #include <cerrno>
 #include <csignal>
@@ -32,7 +32,7 @@ public:
         sigemptyset(&stops_);
         sigaddset(&stops_, SIGTSTP);
         sigprocmask(SIG_BLOCK, &stops_, &mask_before_);
-        stop_fd = signalfd(-1, &stops_, SFD_CLOEXEC | SFD_NONBLOCK); // -1: stopping has to wait
+        stop_fd = descriptor(signalfd(-1, &stops_, SFD_CLOEXEC | SFD_NONBLOCK)); // none: stopping has to wait
         tcgetattr(fd_, &before_);
         silence();
     }
@@ -41,8 +41,7 @@ public:
         tcsetattr(fd_, TCSAFLUSH, &before_);
         if (!has_new_line)
             dprintf(fd_, "\n");
-        if (stop_fd != -1)
-            close(stop_fd);
+        stop_fd.close();
         sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
     }
     silent_terminal(const silent_terminal &) = delete;
@@ -52,7 +51,7 @@ public:
     void stop() const
     {
         signalfd_siginfo heard;
-        while (read(stop_fd, &heard, sizeof heard) == sizeof heard) {}
+        while (read(stop_fd.get(), &heard, sizeof heard) == sizeof heard) {}
         dprintf(fd_, "\n");
         tcsetattr(fd_, TCSAFLUSH, &before_);
         sigprocmask(SIG_UNBLOCK, &stops_, nullptr);
@@ -61,7 +60,7 @@ public:
         silence();
     }
 
-    int stop_fd = -1;
+    descriptor stop_fd;
     bool has_new_line = false; // the user's own
 
 private:
@@ -128,10 +127,10 @@ static std::string from_file(const char *option, const std::string &file)
     const std::string name = std::string(option) + " " + file;
     const descriptor source(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                         : open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!source.is_open())
+    if (!source)
         throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
     std::string line;
-    read_line(source.fd(), -1, line, name);
+    read_line(source.get(), -1, line, name);
     return without_return(line);
 }
 
@@ -154,7 +153,7 @@ std::string password_prompt(int fd, const std::string &whom)
     for (;;) {
         std::string line;
         dprintf(fd, "Password for %s: ", whom.c_str());
-        switch (read_line(fd, terminal.stop_fd, line, "terminal")) {
+        switch (read_line(fd, terminal.stop_fd.get(), line, "terminal")) {
         case input_t::BYTE:
             terminal.has_new_line = true;
             return without_return(line);

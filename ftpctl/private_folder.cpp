@@ -1,7 +1,7 @@
 #include "ftpctl/private_folder.h"
 
 #include "ftpctl/failure.h"
-#include "ftpctl/handles.h"
+#include "strutil/guards.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -45,7 +45,7 @@ std::string private_folder::file(const std::string &name) const
 {
     std::string path = path_ + "/" + name;
     const descriptor made(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!made.is_open() || !give_to_daemon(path, control_socket_))
+    if (!made || !give_to_daemon(path, control_socket_))
         throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
     return path;
 }
