@@ -88,8 +88,8 @@ TEST(FileToUpload, ThatThisUserCannotReadIsRefused)
     chmod((dir / ".").c_str(), 0755); // so that it is the file which is denied
     const std::string path = dir.file("f", "");
     chmod(path.c_str(), 0);
-    const uid_t own = geteuid(); // root would read it all the same
-    if (own == 0 && seteuid(4321) != 0)
+    const uid_t own = geteuid();        // root would read it all the same
+    if (own == 0 && seteuid(4321) != 0) // root of a user namespace that holds one user
         GTEST_SKIP() << "there is no second user here";
     const std::string failure = failure_of([&] { file_check_upload(path); });
     ASSERT_EQ(seteuid(own), 0);

@@ -161,7 +161,7 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     for (words_t words : commands) {
         words.insert(words.end(), {"--json", "--socket", daemon.path()});
         const outcome_t outcome = run_as(4321, words);
-        if (outcome.status == OUT_OF_REACH)
+        if (outcome.status == OUT_OF_REACH) // the other user cannot even run ftpctl: below /root, say
             GTEST_SKIP() << "this checkout lies where no other user gets to";
         expect(outcome, 11, "denied-socket");
         EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +

@@ -130,7 +130,7 @@ TEST(WithoutATurn, TheJobGoesOnAndThatIsToldOnce)
               0755); // no turn's file can be made there
         chmod(daemon.path().c_str(), 0666);
         const outcome_t outcome = run_as(4321, info(daemon, options));
-        if (outcome.status == OUT_OF_REACH)
+        if (outcome.status == OUT_OF_REACH) // the other user cannot even run ftpctl: below /root, say
             GTEST_SKIP() << "this checkout lies where no other user gets to";
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, !options.empty() ? ""
