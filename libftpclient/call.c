@@ -26,21 +26,23 @@ static void end(ftpclient_call_t *call, int result)
 /* The descriptor stays readable once the call is over: whoever waits for it is told at once. */
 static void set_timer(const ftpclient_call_t *call)
 {
-    int64_t at_ms = 1; /* long ago */
+    const int64_t now_ms = ftpc_now_ms();
+    int64_t at_ms = now_ms;
     if (call->result == FTPCLIENT_PENDING) {
         at_ms = ftpc_earlier(call->end_ms, call->wake_ms);
         if (call->batch.count > 0)
             at_ms = ftpc_earlier(at_ms, call->batch_end_ms);
         if (ftpc_batch_cannot_connect(&call->batch))
-            at_ms = ftpc_earlier(at_ms, ftpc_now_ms() + FTPC_BATCH_RETRY_MS);
+            at_ms = ftpc_earlier(at_ms, now_ms + FTPC_BATCH_RETRY_MS);
     }
-    struct itimerspec when;
-    memset(&when, 0, sizeof when); /* no time: it rests */
+    struct itimerspec wait;
+    memset(&wait, 0, sizeof wait); /* no time: it rests */
     if (at_ms != FTPC_NEVER) {
-        when.it_value.tv_sec = (time_t)(at_ms / 1000);
-        when.it_value.tv_nsec = (long)(at_ms % 1000) * 1000000L + 1;
+        const int64_t left_ms = at_ms > now_ms ? at_ms - now_ms : 0;
+        wait.it_value.tv_sec = (time_t)(left_ms / 1000);
+        wait.it_value.tv_nsec = (long)(left_ms % 1000) * 1000000L + 1;
     }
-    timerfd_settime(call->timer, TFD_TIMER_ABSTIME, &when, NULL);
+    timerfd_settime(call->timer, 0, &wait, NULL);
 }
 
 /* ---- Calls that are one exchange ---- */

@@ -56,14 +56,14 @@ class SecondClient:
         )
 
     def _wrong(self, process):
-        for _ in range(TRIES):
+        for tries_left in reversed(range(TRIES)):
             try:
                 _, err = process.communicate(timeout=ENDS_WITHIN_S)
             except subprocess.TimeoutExpired:
                 process.kill()
                 process.communicate()
                 return "a second program waits for ever"
-            if process.returncode != UNKNOWN:
+            if process.returncode != UNKNOWN or not tries_left:
                 break
             process = self._start()
         if process.returncode != 0:
