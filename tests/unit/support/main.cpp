@@ -1,5 +1,6 @@
 // The main function of every unit test program: a test that fails is followed by the command that repeats it.
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,6 +24,7 @@ struct how_to_repeat : testing::EmptyTestEventListener {
 
 int main(int argc, char **argv)
 {
+    signal(SIGHUP, SIG_DFL); // nohup leaves it ignored, for the programs that tests start as well
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new how_to_repeat);
     return RUN_ALL_TESTS();
