@@ -126,7 +126,7 @@ TEST_F(Session, PortsReachTheWrapperAsTheyAreTheProxysSigned)
         request.port = port;
         request.proxy_port = port;
         ASSERT_EQ(set(), 0);
-        EXPECT_EQ(wrapper_.asked[2], "port(" + std::to_string(port) + ")");
+        EXPECT_EQ(wrapper_.asked[2], "port(" + std::to_string(static_cast<long>(port)) + ")");
         EXPECT_EQ(wrapper_.asked[4],
                   "proxy(1, \"proxy\", " + std::to_string(static_cast<int32_t>(port)) + ")");
     }
