@@ -34,18 +34,16 @@ static std::optional<struct stat> found(const std::string &path)
     return std::nullopt;
 }
 
-// Where links lead, also one to a file that does not exist yet.
+// Where links lead, also one to a file that does not exist yet. stat() has refused more than MOST_LINKS before.
 static fs::path behind_links(fs::path path)
 {
-    for (int links = 0; links <= MOST_LINKS; links++) {
-        std::error_code error;
+    std::error_code error;
+    for (int links = 0; links <= MOST_LINKS && !error; links++) {
         const fs::path target = fs::read_symlink(path, error);
-        if (error)
-            return path; // no link
-        path = target.is_absolute() ? target : path.parent_path() / target;
+        if (!error)
+            path = target.is_absolute() ? target : path.parent_path() / target;
     }
-    errno = ELOOP;
-    fail(path.string());
+    return path;
 }
 
 static mode_t mode_of_new_file()
@@ -128,10 +126,9 @@ void file_put_in_place(const std::string &from, const std::string &to)
     const descriptor file(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file)
         fail(from);
-    if (geteuid() == 0 &&
-        fchown(file.get(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0)
-        fail(from);
-    if (fchmod(file.get(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.get()) != 0)
+    if ((geteuid() == 0 &&
+         fchown(file.get(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0) ||
+        fchmod(file.get(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.get()) != 0)
         fail(from);
     if (rename(from.c_str(), to.c_str()) != 0)
         fail(to);

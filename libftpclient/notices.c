@@ -102,10 +102,12 @@ static int take_sender(ftpclient_notices_t *notices)
 
 static void leave_sender(ftpclient_notices_t *notices)
 {
+    const int kept = errno;
     ftpc_look_after(notices->epoll, EPOLL_CTL_DEL, notices->connection, 0);
     ftpc_close(&notices->connection);
     limit_sender(notices, 0);
     ftpc_look_after(notices->epoll, EPOLL_CTL_MOD, notices->listening, EPOLLIN);
+    errno = kept;
 }
 
 /* OK: the sender has said all that it will. ERR_TIMEOUT: not yet. */

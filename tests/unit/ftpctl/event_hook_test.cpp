@@ -1,6 +1,7 @@
 #include "ftpctl/event_hook.h"
 
 #include "program.h"
+#include "refused.h"
 
 #include <cerrno>
 #include <csignal>
@@ -121,6 +122,12 @@ TEST_F(EventHook, LeavesNoProcessBehindWhenItIsGivenUpAndMakesNoneWithoutAComman
         EXPECT_EQ(hook.busy(), *command != '\0');
     }
     EXPECT_FALSE(has_children());
+}
+
+TEST_F(EventHook, ThatCannotLearnOfEndsIsOneClearLine)
+{
+    EXPECT_EQ(failure_without_descriptors([] { event_hook hook("true"); }),
+              "1 signalfd: Too many open files");
 }
 
 TEST_F(EventHook, AWaitEndsWhenACommandDoes)

@@ -1,9 +1,11 @@
 #include "ftpctl/interrupts.h"
 
+#include "program.h"
+#include "refused.h"
+
 #include <csignal>
-#include <gtest/gtest.h>
+#include <cstdlib>
 #include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -15,17 +17,15 @@ bool is_readable(int fd)
     return poll(&waiting, 1, 0) == 1;
 }
 
-// Runs `play` in a process of its own; its exit status, or 128 + the signal that ended it.
-int status_of(void (*play)())
+// Runs `play` in a process of its own.
+int status_of_playing(void (*play)())
 {
     const pid_t child = fork();
     if (child == 0) {
         play();
-        _exit(0);
+        exit(0);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return status_of(child);
 }
 
 void expect(bool right)
@@ -67,7 +67,12 @@ TEST(Interrupts, AreRememberedAndWakeAPollAndTheSecondOneEndsOfWhateverKind)
         {[] { play_one<SIGHUP>(), raise(SIGTERM); }, 128 + SIGTERM},
     };
     for (const auto &row : rows)
-        EXPECT_EQ(status_of(row.play), row.status) << "row " << &row - rows;
+        EXPECT_EQ(status_of_playing(row.play), row.status) << "row " << &row - rows;
+}
+
+TEST(Interrupts, ThatCannotBeCaughtAreOneClearLine)
+{
+    EXPECT_EQ(failure_without_descriptors(interrupts_catch), "1 eventfd: Too many open files");
 }
 
 TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
@@ -78,9 +83,9 @@ TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
     };
     int status = -1;
     for (int tries = 0; tries < 5 && status != 0; tries++) // held up between the two, they are two
-        status = status_of(two_in_a_row);
+        status = status_of_playing(two_in_a_row);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(status_of([] {
+    EXPECT_EQ(status_of_playing([] {
                   play_one<SIGHUP>();
                   usleep(1100000);
                   raise(SIGHUP);

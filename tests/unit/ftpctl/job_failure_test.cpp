@@ -34,20 +34,13 @@ failure of(int code, const ftpclient_outcome_t &outcome = {}, int kind = FTPCLIE
 
 TEST(JobFailure, OfAPathThatTheDaemonDoesNotSeeHasItsOwnStatusAndSentence)
 {
-    const struct {
-        int error;
-        int kind;
-        const char *begins;
-    } rows[] = {
-        {FTPCLIENT_ERR_OUT_OF_SIGHT, FTPCLIENT_UPLOAD, "the daemon finds another file or none at this path"},
-        {FTPCLIENT_ERR_READ_ONLY, FTPCLIENT_DOWNLOAD,
-         "the daemon may not write there: it is mounted read-only"},
-    };
-    for (const auto &row : rows) {
-        const failure why = of(row.error, {}, row.kind);
+    for (const auto &[error, begins] :
+         {std::pair{FTPCLIENT_ERR_OUT_OF_SIGHT, "the daemon finds another file or none at this path"},
+          {FTPCLIENT_ERR_READ_ONLY, "the daemon may not write there: it is mounted read-only"}}) {
+        const failure why = of(error, {}, FTPCLIENT_DOWNLOAD);
         EXPECT_EQ(why.status, 13);
         EXPECT_THAT(why.what(),
-                    AllOf(StartsWith(std::string("/home/me/f: ") + row.begins),
+                    AllOf(StartsWith(std::string("/home/me/f: ") + begins),
                           HasSubstr("ProtectHome and PrivateTmp"), EndsWith("; no job was started")));
     }
 }
@@ -143,6 +136,12 @@ TEST(JobFailure, OfAnAppendTellsWhatItHasLeft)
             EXPECT_EQ(why.status, status_of(code, 0));
         }
     }
+}
+
+TEST(JobFailure, OfADaemonThatStaysBusyIsThatOfTheTurn)
+{
+    EXPECT_EQ(of(FTPCLIENT_RESULT_BUSY).status, 4);
+    EXPECT_STREQ(of(FTPCLIENT_RESULT_BUSY).what(), of(FTPCLIENT_ERR_TURN).what());
 }
 
 TEST(JobFailure, BehindSftpTellsWhatHasArrived)

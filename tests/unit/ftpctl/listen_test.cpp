@@ -107,8 +107,10 @@ TEST_F(Listen, LeavesASocketInUseAlone)
 {
     program first = listening({"--count", "1"});
     close(sender());
-    const outcome_t second = ended();
+    const outcome_t second = ended({"--json"});
     EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(json::parse(second.out)["command"], "listen");
+    EXPECT_EQ(json::parse(second.out)["error"], "local");
     EXPECT_EQ(second.err, "ftpctl: " + path + ": " + ftpclient_strerror(FTPCLIENT_ERR_IN_USE) + "\n");
     announce(sender(), STARTED);
     const outcome_t outcome = first.wait();

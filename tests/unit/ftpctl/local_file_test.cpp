@@ -146,6 +146,22 @@ TEST(FileContent, IsAllOfItButNoMore)
                 HasSubstr("is too large"));
     EXPECT_THAT(failure_of([&] { file_content(dir / "none", 4096); }),
                 HasSubstr("No such file or directory"));
+    EXPECT_EQ(failure_of([&] { file_content(dir / "", 4096); }), "1 " + (dir / "") + ": Is a directory");
     std::filesystem::create_symlink("f", dir / "link");
     EXPECT_NE(failure_of([&] { file_content(dir / "link", 4096); }), "");
+}
+
+TEST(FileInPlace, ThatCannotGoThereIsRefusedByItsNameAndStays)
+{
+    const temp_dir dir;
+    const std::string from = dir.file("from", "");
+    const std::string pipe = dir / "pipe";
+    const std::string folder = dir / "folder";
+    std::filesystem::create_directory(folder);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0); // which cannot be written to a disk
+    EXPECT_EQ(failure_of([&] { file_put_in_place(dir / "none", dir / "to"); }),
+              "1 " + (dir / "none") + ": No such file or directory");
+    EXPECT_EQ(failure_of([&] { file_put_in_place(pipe, dir / "to"); }), "1 " + pipe + ": Invalid argument");
+    EXPECT_EQ(failure_of([&] { file_put_in_place(from, folder); }), "1 " + folder + ": Is a directory");
+    EXPECT_EQ(names_in(dir.path), (std::vector<std::string>{"folder", "from", "pipe"}));
 }

@@ -5,12 +5,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <grp.h>
-#include <iterator>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
-static std::vector<char *> pointers(std::vector<std::string> &texts)
+std::vector<char *> pointers(std::vector<std::string> &texts)
 {
     std::vector<char *> all;
     for (std::string &text : texts)
@@ -78,13 +77,14 @@ bool program::has_printed(const std::string &text, size_t times) const
 
 bool program::has_said(const std::string &text) const { return comes_to_hold(dir_ / "err", text, 1); }
 
-outcome_t program::wait()
+int status_of(pid_t pid)
 {
     int status = 0;
-    waitpid(pid_, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), content_of(dir_ / "out"),
-            content_of(dir_ / "err")};
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
+
+outcome_t program::wait() { return {status_of(pid_), content_of(dir_ / "out"), content_of(dir_ / "err")}; }
 
 outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::string> &environment)
 {
@@ -94,10 +94,4 @@ outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::
 outcome_t run_as(uid_t user, const std::vector<std::string> &arguments)
 {
     return program(arguments, {}, user).wait();
-}
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }

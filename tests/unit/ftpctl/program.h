@@ -7,6 +7,12 @@
 #include <sys/types.h>
 #include <vector>
 
+// As execve() wants them.
+std::vector<char *> pointers(std::vector<std::string> &texts);
+
+// Waits for the end of a process: its exit status; 128 + the signal that ended it.
+int status_of(pid_t pid);
+
 struct outcome_t {
     int status; // exit status; 128 + the signal that ended it
     std::string out;
@@ -43,5 +49,3 @@ outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::
 // The same as another user; OUT_OF_REACH where that user cannot get to the program.
 constexpr int OUT_OF_REACH = 99;
 outcome_t run_as(uid_t user, const std::vector<std::string> &arguments);
-
-std::string content_of(const std::string &path);

@@ -13,14 +13,7 @@ protected:
 
     static job_script done() { return script_of({idle(), running(1, 0, 0), ended(1, 0, 7, 7)}); }
 
-    std::vector<std::string> names() const
-    {
-        std::vector<std::string> names;
-        for (const auto &entry : std::filesystem::directory_iterator(dir / ""))
-            names.push_back(entry.path().filename());
-        std::ranges::sort(names);
-        return names;
-    }
+    std::vector<std::string> names() const { return names_in(dir.path); }
 
     outcome_t get(const fake_daemon::answer_t &answer) const
     {
@@ -98,6 +91,15 @@ TEST_F(Get, WithoutANameMakesTheUrlsNameHere)
     EXPECT_EQ(system(command.c_str()), 0);
     EXPECT_EQ(content_of(dir / "a b"), "content");
     EXPECT_THAT(names(), ElementsAre("a b"));
+}
+
+TEST_F(Get, FromWithinAFolderThatIsGoneIsAFailureOfThisSide)
+{
+    const std::string command =
+        "cd " + (dir / "") + " && mkdir gone && cd gone && rmdir ../gone && " FTPCTL " get ftp://host/f 2>" +
+        (dir / "err");
+    EXPECT_EQ(WEXITSTATUS(system(command.c_str())), 1);
+    EXPECT_THAT(content_of(dir / "err"), MatchesRegex("ftpctl: .*No such file or directory.*\n"));
 }
 
 TEST_F(Get, ToStandardOutputPrintsTheFileAndNothingElse)

@@ -70,38 +70,20 @@ TEST_F(ForScripts, ASuccessOfEachCommandIsOneObject)
     }
 }
 
-TEST_F(ForScripts, AListenThatCannotIsOneObject)
+TEST_F(ForScripts, AFailedDownloadIsToldQuietlyAsWellWithBothEndsAndItsJob)
 {
-    const outcome_t outcome = run({"listen", "--json", "--notify-socket", "/nonexistent/nm.sock"});
-    EXPECT_EQ(outcome.status, 1);
-    const json object = object_of(outcome);
-    EXPECT_EQ(object["command"], "listen");
-    EXPECT_EQ(object["error"], "local");
-}
-
-TEST_F(ForScripts, ADownloadNamesBothEndsAndItsJob)
-{
-    const played play(script_of({idle(), ended(1, 0, 7, 7)}),
-                      {"--json", "get", "ftp://anna@host/f", dir / "f"});
+    const played play(script_of({idle(), failed(1, 16, 67, 530)}),
+                      {"--quiet", "--json", "get", "ftp://anna@host/f", dir / "f"});
     const json object = object_of(play.outcome);
+    EXPECT_EQ(object["error"], "login-refused");
     EXPECT_EQ(object["local"], dir / "f");
     EXPECT_EQ(object["remote"], "ftp://anna@host/f");
     EXPECT_EQ(object["job"]["kind"], "download");
-    EXPECT_EQ(object["job"]["result_name"], "FTPCD_ERR_NONE");
-    EXPECT_EQ(object["job"]["progress"]["transferred_bytes"], 7);
-    EXPECT_EQ(object["upload"], nullptr);
-    EXPECT_EQ(object["file"], nullptr);
-}
-
-TEST_F(ForScripts, AFailedJobIsToldQuietlyAsWellWithItsProgress)
-{
-    const played play(script_of({idle(), failed(2, 16, 67, 530)}),
-                      {"--quiet", "--json", "put", file, "ftp://anna@host/f"});
-    const json object = object_of(play.outcome);
-    EXPECT_EQ(object["error"], "login-refused");
     EXPECT_EQ(object["job"]["result"], 16);
     EXPECT_EQ(object["job"]["progress"]["curl_code"], 67);
     EXPECT_EQ(object["job"]["progress"]["response_code"], 530);
+    EXPECT_EQ(object["upload"], nullptr);
+    EXPECT_EQ(object["file"], nullptr);
 }
 
 TEST_F(ForScripts, ProgressIsToldOnRequest)

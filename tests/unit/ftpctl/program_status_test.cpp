@@ -1,6 +1,9 @@
 // Each exit status, by what leads to it; it, the name for scripts and the line on standard error belong
 // together.
+#include "ftpctl/drive.h"
+
 #include "played.h"
+#include "refused.h"
 
 namespace
 {
@@ -37,6 +40,10 @@ TEST(ExitStatus, IsThatOfTheDaemonsAnswer)
     const auto silence = [](const message_t &) { return bytes_t(); };
     const auto hanging = [](const message_t &) { return fake_daemon::HANG; };
     const auto nonsense = [](const message_t &) { return bytes_t(24, 0xEE); };
+    const auto nonsense_then = [nonsense,
+                                script = script_of({running(2, 10, 4)})](const message_t &message) mutable {
+        return message.command == COMMAND_CANCEL ? nonsense(message) : script(message);
+    };
     const struct {
         const char *what;
         fake_daemon::answer_t answer;
@@ -53,7 +60,7 @@ TEST(ExitStatus, IsThatOfTheDaemonsAnswer)
         {"others are faster", refusing, {"get", URL, dir / "f", "--wait-turn", "300ms"}, 4, "busy"},
         {"nonsense", nonsense, {"ping"}, 5, "bad-answer"},
         {"nonsense of a state", nonsense, {"state"}, 5, "bad-answer"},
-        {"nonsense of a cancel", nonsense, {"cancel"}, 5, "bad-answer"},
+        {"nonsense of a cancel", nonsense_then, {"cancel"}, 5, "bad-answer"},
         {"no remote file", finding(-1), {"info", URL}, 6, "not-found"},
         {"sizes that forbid it", finding(11), {"put", "--resume", file, URL}, 7, "no-resume"},
         {"out of time", hanging, {"ping", "--timeout", "200ms"}, 8, "timeout"},
@@ -96,6 +103,7 @@ TEST(ExitStatus, OfWhatIsRefusedBeforeAnythingIsSent)
         {{"put", dir / "a", URL}, 59, is((dir / "a") + ": the local file does not exist")},
         {{"put", dir / "", URL}, 1, is((dir / "") + ": is a folder; only files can be uploaded")},
         {{"put", "/dev/null", URL}, 1, is("/dev/null: is no regular file")},
+        {{"put", "..", "ftp://host/dir/"}, 2, is("..: is no name of a file")},
         {{"put", file, "ftp://host/a%0Db"}, 2, is("remote path: must not hold a carriage return")},
         {{"put", dir.file("a#b", ""), "ftp://host/dir/"}, 2, is("remote path: must not hold '#'")},
         {{"put", file, dir.file("b?", ""), "ftp://host/"}, 2, is("remote path: must not hold '?'")},
@@ -139,6 +147,18 @@ TEST(ExitStatus, Is3WithoutADaemonForEachCommand)
         EXPECT_EQ(json::parse(outcome.out)["command"], words[0]);
         EXPECT_EQ(json::parse(outcome.out)["job"], nullptr);
     }
+    const std::string longer(108, 'x');
+    EXPECT_EQ(run({"ping", "--socket", longer}).err,
+              "ftpctl: " + longer + ": too long for a socket's path\n");
+}
+
+TEST(ExitStatus, Is1WhereThisSideHasNoDescriptors)
+{
+    const options_t options;
+    driver driver(options);
+    EXPECT_EQ(failure_without_descriptors(
+                  [&] { throw daemon_failure(options, driver.run(ftpclient_begin_ping).code); }),
+              "1 Too many open files");
 }
 
 TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
@@ -167,4 +187,8 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
         EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
                                    "; it belongs to group 4322: add the user to it\n");
     }
+    chmod(std::filesystem::path(daemon.path()).parent_path().c_str(), 0700);
+    EXPECT_EQ(run_as(4321, {"ping", "--socket", daemon.path()}).err,
+              "ftpctl: this user may not use " + daemon.path() + "\n")
+        << "whose it is cannot be seen";
 }

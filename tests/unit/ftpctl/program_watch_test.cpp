@@ -36,6 +36,7 @@ TEST(Watch, EndsWhenItsTimeIsOver)
     EXPECT_EQ(play.outcome.status, 0);
     EXPECT_THAT(play.outcome.out,
                 MatchesRegex("....-..-.. ..:..:.. idle, no job since the daemon started\n"));
+    EXPECT_EQ(played(script_of({idle()}), {"watch", "--timeout", "4", "--exec", "exit 7"}).outcome.status, 9);
 }
 
 TEST(Watch, ADaemonThatNeverAnswersIsAFailureAtTheEndOfTheTime)

@@ -7,11 +7,7 @@ namespace
 
 ftpclient_progress_t at(int64_t total, int64_t transferred, int32_t retries = 0)
 {
-    ftpclient_progress_t progress = {};
-    progress.total_bytes = total;
-    progress.transferred_bytes = transferred;
-    progress.retries = retries;
-    return progress;
+    return {total, transferred, 0, 0, 0, 0, 0, retries, 0};
 }
 
 } // namespace

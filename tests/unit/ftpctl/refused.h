@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <string>
+#include <sys/resource.h>
 
 // Runs `call`; what it fails with as "<status> <line>", "" when it does not fail.
 template <typename Call> std::string failure_of(Call call)
@@ -15,4 +16,16 @@ template <typename Call> std::string failure_of(Call call)
         return std::to_string(error.status) + " " + error.what();
     }
     return "";
+}
+
+// The same where no descriptor can be had.
+template <typename Call> std::string failure_without_descriptors(Call call)
+{
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const std::string failure = failure_of(call);
+    setrlimit(RLIMIT_NOFILE, &before);
+    return failure;
 }

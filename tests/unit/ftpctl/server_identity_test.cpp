@@ -1,6 +1,8 @@
 // The certificates were made, and their fingerprints printed, by openssl; the keys by ssh-keygen.
 #include "ftpctl/server_identity.h"
 
+#include "platform/identities.h"
+
 #include <gtest/gtest.h>
 
 static const std::string ECDSA_PEM = "-----BEGIN CERTIFICATE-----\n"
@@ -15,20 +17,6 @@ static const std::string ECDSA_PEM = "-----BEGIN CERTIFICATE-----\n"
                                      "zJGre54JqlpK6Y0=\n"
                                      "-----END CERTIFICATE-----\n";
 
-static const std::string RSA_PEM = "-----BEGIN CERTIFICATE-----\n"
-                                   "MIIB9DCCAV2gAwIBAgIUAnVOwi+48Kz974yvuy654ZQNzlkwDQYJKoZIhvcNAQEL\n"
-                                   "BQAwDDEKMAgGA1UEAwwBcjAeFw0yNjExMjExNDMwMjdaFw0zNjExMTgxNDMwMjda\n"
-                                   "MAwxCjAIBgNVBAMMAXIwgZ8wDQYJKoZIhvcNAQEBBQADgY0AMIGJAoGBAKtNWqVD\n"
-                                   "aojf7Gu7zuijXNFrkcOg8Jq1MFpif11gWFYBukRiD3MpSqWyBlZhIzDDiCl5PGTg\n"
-                                   "xyt9jsv2THiW+omMDbnKnnCReVnCrAsGZMTeSK557Ds0ZY7h+WVgjErbBlMpXeiN\n"
-                                   "bFcqmv/BT7CzsYMInIkp+ghnm2FMyAp/Buo3AgMBAAGjUzBRMB0GA1UdDgQWBBQd\n"
-                                   "SFAdpRmLnMFzedRMLeV+0pDGFDAfBgNVHSMEGDAWgBQdSFAdpRmLnMFzedRMLeV+\n"
-                                   "0pDGFDAPBgNVHRMBAf8EBTADAQH/MA0GCSqGSIb3DQEBCwUAA4GBAEymmcWAn4UF\n"
-                                   "I4mdcRUeBTgfmIWwRQjsMww8E/t6LjpdV4cJnurzqH2OBYlCmgjDrVq0rkoOdckg\n"
-                                   "PC5HaN3Y9Dx0nJ42Yr3WeajAS2Skjl4zu4NjTOrYTwLe/1xVjc4Rok+jT8nHv/Ah\n"
-                                   "ImzDppliJaqicniBqPKBL9B797MvgCNM\n"
-                                   "-----END CERTIFICATE-----\n";
-
 static const std::string ED25519_PEM = "-----BEGIN CERTIFICATE-----\n"
                                        "MIIBLDCB36ADAgECAhQ6ioLQgMUW6JJJlJija8qxuMBKJjAFBgMrZXAwDDEKMAgG\n"
                                        "A1UEAwwBZTAeFw0yNjExMjExNDMwMjdaFw0zNjExMTgxNDMwMjdaMAwxCjAIBgNV\n"
@@ -38,6 +26,12 @@ static const std::string ED25519_PEM = "-----BEGIN CERTIFICATE-----\n"
                                        "oimo+sEoU3hEl1uw1yUfNk+6d1zw5UrYkX4xcUAuQVqn9rKop46HxCV8O0YBxkTm\n"
                                        "NRYiMEWlgblo/f2x004eAg==\n"
                                        "-----END CERTIFICATE-----\n";
+
+// The certificate with one part of its base64 in the place of another.
+static std::string altered(std::string pem, const std::string &part, const std::string &by)
+{
+    return pem.replace(pem.find(part), part.size(), by);
+}
 
 TEST(Certificate, TellsWhoItIs)
 {
@@ -58,14 +52,19 @@ TEST(Certificate, TellsWhoItIs)
 TEST(Certificate, TellsTheKindAndSizeOfItsKey)
 {
     const struct {
-        const std::string &pem;
+        std::string pem;
         const char *type;
         int bits;
         const char *sha1;
     } cases[] = {
         {ECDSA_PEM, "ECDSA", 256, "14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9"},
-        {RSA_PEM, "RSA", 1024, "8A:62:D8:8E:B9:F0:1B:37:59:B7:A8:96:CB:B4:5D:72:6E:30:B7:8B"},
         {ED25519_PEM, "Ed25519", 256, "2A:BD:22:72:B6:FA:E7:6A:1A:62:78:30:0E:8F:3A:F1:BC:A8:47:8E"},
+        // The object identifier of its key is another: that of a kind without a name here, and of none at
+        // all.
+        {altered(ED25519_PEM, "ZXAD", "ZW4D"), "X25519", 253,
+         "73:27:EA:6C:CB:69:EB:D6:F1:8A:0E:D7:A5:0B:DD:49:61:8D:99:23"},
+        {altered(ED25519_PEM, "ZXAD", "ZX8D"), "unknown", 0,
+         "85:D7:F7:81:63:A7:A4:04:13:5C:FC:7A:C4:A1:CD:C2:A8:4D:41:F6"},
     };
     for (const auto &c : cases) {
         const auto identity = certificate_read(c.pem);
@@ -74,6 +73,17 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
         EXPECT_EQ(identity->key_bits, c.bits) << c.type;
         EXPECT_EQ(identity->digest, c.sha1) << c.type;
     }
+}
+
+TEST(Certificate, MayBeInBytesOfItsOwn)
+{
+    unsigned char *der = nullptr;
+    const int length = i2d_X509(make_certificate({"RSA", ""}).get(), &der);
+    const auto identity = certificate_read({reinterpret_cast<char *>(der), static_cast<size_t>(length)});
+    OPENSSL_free(der);
+    ASSERT_TRUE(identity);
+    EXPECT_EQ(identity->key_type, "RSA");
+    EXPECT_EQ(identity->key_bits, 1024);
 }
 
 TEST(Certificate, MayHaveTextAroundItButWhatIsNoneIsNone)
@@ -136,13 +146,16 @@ TEST(HostKey, TellsItsTypeSizeAndFingerprints)
     }
 }
 
-TEST(HostKey, OfAKindThatIsNotKnownGoesByItsOwnName)
+TEST(HostKey, OfAKindThatIsNotKnownGoesByItsOwnNameAndANumberOfNothingHasNoBits)
 {
-    // Two strings: "x-new" and "abc".
-    const auto identity = host_key_read("x-new AAAABXgtbmV3AAAAA2FiYw==\n");
-    ASSERT_TRUE(identity);
-    EXPECT_EQ(identity->key_type, "x-new");
-    EXPECT_EQ(identity->key_bits, 0);
+    // Two strings: "x-new" and "abc". Three: "ssh-rsa" and two empty ones.
+    for (const auto &[line, type] : {std::pair{"x-new AAAABXgtbmV3AAAAA2FiYw==\n", "x-new"},
+                                     {"ssh-rsa AAAAB3NzaC1yc2EAAAAAAAAAAA==\n", "RSA"}}) {
+        const auto identity = host_key_read(line);
+        ASSERT_TRUE(identity) << line;
+        EXPECT_EQ(identity->key_type, type);
+        EXPECT_EQ(identity->key_bits, 0) << line;
+    }
 }
 
 TEST(HostKey, WhatIsNoneIsNone)

@@ -42,15 +42,10 @@ TEST(Status, OfAResultIs20AndItsCodeWhereNoCauseIsKnown)
 
 TEST(Status, OfACauseComesBeforeTheResults)
 {
-    const int causes[] = {
-        FTPCLIENT_CAUSE_LOGIN,         FTPCLIENT_CAUSE_NO_FILE,     FTPCLIENT_CAUSE_DENIED,
-        FTPCLIENT_CAUSE_NO_NAME,       FTPCLIENT_CAUSE_NOBODY,      FTPCLIENT_CAUSE_UNREACHABLE,
-        FTPCLIENT_CAUSE_HANDSHAKE,     FTPCLIENT_CAUSE_SERVER_FULL, FTPCLIENT_CAUSE_LOCAL_FULL,
-        FTPCLIENT_CAUSE_NO_LOCAL_FILE, FTPCLIENT_CAUSE_PROXY_LOGIN, FTPCLIENT_CAUSE_BROKEN,
-        FTPCLIENT_CAUSE_STALLED,       FTPCLIENT_CAUSE_SFTP,        FTPCLIENT_CAUSE_PROXY_REFUSED};
     int status = 50; // that of the first one
-    for (const int cause : causes)
+    for (int cause = FTPCLIENT_CAUSE_LOGIN; cause <= FTPCLIENT_CAUSE_PROXY_REFUSED; cause++)
         EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, cause), status++);
+    EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, FTPCLIENT_CAUSE_PROXY_REFUSED), 64);
     EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, 999), 36) << "a cause of a later library";
 }
 

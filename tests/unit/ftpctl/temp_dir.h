@@ -1,34 +1,13 @@
-// A directory for one scope.
+// A directory for one scope, in which files are made.
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include "support/scratch.h"
 
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        char name[] = "/tmp/ftpctl.XXXXXX";
-        if (mkdtemp(name) == nullptr)
-            abort();
-        path_ = name;
-    }
-    ~temp_dir() { std::filesystem::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return path_ + "/" + name; }
-
+struct temp_dir : scratch_t {
     // Writes a file; returns its path.
     std::string file(const std::string &name, const std::string &content) const
     {
-        std::ofstream(*this / name, std::ios::binary) << content;
+        fill(*this / name, content);
         return *this / name;
     }
-
-private:
-    std::string path_;
 };

@@ -1,13 +1,14 @@
 // A program, as a rule ftpctl, with a terminal of its own as input, output and error.
 #pragma once
 
+#include "program.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <string>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 #include <vector>
@@ -19,10 +20,7 @@ public:
     explicit terminal(std::vector<std::string> words, const std::string &program = FTPCTL)
     {
         words.insert(words.begin(), program);
-        std::vector<char *> argv;
-        for (std::string &word : words)
-            argv.push_back(word.data());
-        argv.push_back(nullptr);
+        const std::vector<char *> argv = pointers(words);
         winsize size = {24, 80, 0, 0};
         pid_ = forkpty(&fd_, nullptr, nullptr, &size);
         if (pid_ == 0) {
@@ -74,9 +72,7 @@ public:
     {
         while (shows(std::string(1, '\0')))
             ;
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return status_of(pid_);
     }
 
     const std::string &seen() const { return seen_; }

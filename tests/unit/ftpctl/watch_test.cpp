@@ -4,10 +4,7 @@
 
 static ftpclient_state_t upload(int running, int64_t transferred)
 {
-    ftpclient_state_t state = {running, FTPCLIENT_UPLOAD, 0, 0, {}};
-    state.progress.total_bytes = 100;
-    state.progress.transferred_bytes = transferred;
-    return state;
+    return {running, FTPCLIENT_UPLOAD, 0, 0, {100, transferred, 0, 0, 0, 0, 0, 0, 0}};
 }
 
 TEST(WatchPace, ShowsTheFirstStateAndThenOnlyChanges)

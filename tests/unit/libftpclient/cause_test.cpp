@@ -5,16 +5,9 @@
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 static ftpclient_progress_t progress_of(int curl_code, int type, int reply)
 {
-    ftpclient_progress_t progress;
-    memset(&progress, 0, sizeof progress);
-    progress.curl_code = curl_code;
-    progress.response_type = type;
-    progress.response_code = reply;
-    return progress;
+    return {0, 0, 0, curl_code, 0, type, reply, 0, 0};
 }
 
 enum { NO_REPLY = 0, FTP = 1, HTTP = 2, ZIXI = 3 };

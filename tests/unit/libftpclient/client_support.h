@@ -98,12 +98,6 @@ struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
     }
 };
 
-// How many descriptors this process has.
-inline auto open_descriptors()
-{
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 // A structure of a later header, which is larger: `fill` is given it and its size, and must not write beyond.
 template <typename T> T filled_as_later(const std::function<int(T *, size_t)> &fill)
 {

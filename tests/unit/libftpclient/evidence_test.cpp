@@ -11,22 +11,12 @@ extern "C" {
 
 static ftpclient_state_t state_of(int job, int64_t total, int64_t moved, int64_t elapsed, int retries = 0)
 {
-    ftpclient_state_t state = {};
-    state.running = 1;
-    state.job = job;
-    state.progress.total_bytes = total;
-    state.progress.transferred_bytes = moved;
-    state.progress.elapsed_ms = elapsed;
-    state.progress.retries = retries;
-    return state;
+    return {1, job, 0, 0, {total, moved, elapsed, 0, 0, 0, 0, retries, 0}};
 }
 
 static ftpclient_state_t ended_of(int job, int64_t total, int64_t moved, int64_t elapsed, int result = 0)
 {
-    ftpclient_state_t state = state_of(job, total, moved, elapsed);
-    state.running = 0;
-    state.result = result;
-    return state;
+    return {0, job, result, 0, {total, moved, elapsed, 0, 0, 0, 0, 0, 0}};
 }
 
 struct seen_t {

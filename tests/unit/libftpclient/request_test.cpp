@@ -105,6 +105,7 @@ TEST(Request, WhatWouldChangeAStringsMeaningIsRefused)
         for (const char *text : row.texts) {
             request_holder request(row.protocol);
             EXPECT_EQ(row.set(request, text), row.result) << text;
+            EXPECT_EQ(strlen(ftpclient_request_complaint(request)) > 0, row.result != FTPCLIENT_OK) << text;
         }
     }
 }
@@ -180,7 +181,7 @@ TEST(Request, OverwriteIsTheOppositeOfTheLastWord)
     EXPECT_EQ(word_at(sent(zixi), 2076), 0u);
 }
 
-TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSize)
+TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSizeAndClearedLeavesNothing)
 {
     const uint8_t digest[21] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
     const struct {
@@ -218,17 +219,10 @@ TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSize)
         EXPECT_EQ(word_at(bytes, 1556), is_set ? uint32_t(c.pin) : 0u);
         EXPECT_EQ(bytes[1560], is_set ? c.size : 0u);
         EXPECT_EQ(bytes_t(bytes.begin() + 1561, bytes.begin() + 1817), expected);
+        ASSERT_EQ(ftpclient_request_set_pin(request, FTPCLIENT_PIN_NONE, nullptr, 0), FTPCLIENT_OK);
+        const bytes_t cleared = sent(request);
+        EXPECT_EQ(bytes_t(cleared.begin() + 1556, cleared.begin() + 1817), bytes_t(261, 0));
     }
-}
-
-TEST(Request, ClearingAPinLeavesNoneOfIt)
-{
-    const uint8_t digest[16] = {9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9};
-    request_holder request(FTPCLIENT_SFTP);
-    ASSERT_EQ(ftpclient_request_set_pin(request, FTPCLIENT_PIN_MD5, digest, 16), FTPCLIENT_OK);
-    ASSERT_EQ(ftpclient_request_set_pin(request, FTPCLIENT_PIN_NONE, nullptr, 0), FTPCLIENT_OK);
-    const bytes_t bytes = sent(request);
-    EXPECT_EQ(bytes_t(bytes.begin() + 1556, bytes.begin() + 1817), bytes_t(261, 0));
 }
 
 TEST(Request, EachRefusalHasAReasonOfItsOwn)
@@ -245,21 +239,17 @@ TEST(Request, EachRefusalHasAReasonOfItsOwn)
         {ftp, [](auto *r) { return ftpclient_request_set_remote_path(r, "a#b"); },
          "remote path: must not hold '#'"},
         {ftp, [](auto *r) { return set_user(r, "a\rb"); }, "user name: must not hold a carriage return"},
-        {ftp, [](auto *r) { return set_password(r, "a\rb"); }, "password: must not hold a carriage return"},
         {ftp, [](auto *r) { return ftpclient_request_set_remote_path(r, ";type=a"); },
          "remote path: must not hold ';type='"},
         {ftp, [](auto *r) { return ftpclient_request_set_server(r, "h", 65536); }, "host"},
         {ftp, [](auto *r) { return set_host(r, "a b"); }, "host: must not hold a blank"},
         {ftp, [](auto *r) { return set_user(r, "a\n"); }, "user name: must not hold a line feed"},
         {ftp, [](auto *r) { return set_password(r, "secret\n"); }, "password: must not hold a line feed"},
-        {ftp, [](auto *r) { return ftpclient_request_set_local_path(r, "relative"); }, "local path"},
-        {ftp, [](auto *r) { return ftpclient_request_set_proxy(r, "a/b", 1); }, "proxy"},
         {ftp, [](auto *r) { return ftpclient_request_set_proxy_login(r, nullptr, ""); }, "proxy"},
         {ftp, [](auto *r) { return ftpclient_request_set_proxy_login(r, "", nullptr); }, "proxy"},
         {ftp, [&](auto *r) { return ftpclient_request_set_proxy_login(r, "", long_secret.c_str()); },
          "proxy"},
         {ftp, [&](auto *r) { return ftpclient_request_set_pin(r, FTPCLIENT_PIN_MD5, digest, 16); }, "pin"},
-        {ftp, [](auto *r) { return ftpclient_request_set_save_path(r, "/key"); }, "identity"},
         {ftp, [](auto *r) { return ftpclient_request_set_overwrite(r, 1); }, "overwrite"},
         {zixi, [](auto *r) { return ftpclient_request_set_resume(r, 1); }, "resume"},
         {zixi, [](auto *r) { return ftpclient_request_set_verify(r, 1); }, "verify"},

@@ -18,11 +18,33 @@ extern "C" {
 namespace
 {
 
-enum class field { REMOTE_PATH, LOCAL_PATH, SAVE_PATH, HOST, USER, PASSWORD, PROXY };
-
 struct place_t {
     size_t at;   // byte of the request
     size_t size; // bytes, with the terminator
+};
+
+enum field { REMOTE_PATH, LOCAL_PATH, SAVE_PATH, HOST, USER, PASSWORD, PROXY };
+
+const struct {
+    place_t place;
+    place_t zixi_place;
+    int (*set)(ftpclient_request_t *, const char *);
+} FIELDS[] = {
+    {{0, 512}, {0, 512}, ftpclient_request_set_remote_path},
+    {{512, 256}, {512, 256}, ftpclient_request_set_local_path},
+    {{1817, 259}, {1817, 259}, ftpclient_request_set_save_path},
+    {{768, 256},
+     {768, 256},
+     [](auto *r, const char *text) { return ftpclient_request_set_server(r, text, 0); }},
+    {{1028, 32},
+     {1092, 64},
+     [](auto *r, const char *text) { return ftpclient_request_set_login(r, text, ""); }},
+    {{1060, 224},
+     {1156, 128},
+     [](auto *r, const char *text) { return ftpclient_request_set_login(r, "", text); }},
+    {{1292, 256},
+     {1292, 256},
+     [](auto *r, const char *text) { return ftpclient_request_set_proxy(r, text, 3128); }},
 };
 
 bool is_zixi(int protocol) { return protocol == FTPCLIENT_ZIXI_4 || protocol == FTPCLIENT_ZIXI_5; }
@@ -31,44 +53,12 @@ bool has_identity(int protocol) { return protocol >= FTPCLIENT_FTPS_IMPLICIT && 
 
 place_t place_of(field which, int protocol)
 {
-    switch (which) {
-    case field::REMOTE_PATH:
-        return {0, 512};
-    case field::LOCAL_PATH:
-        return {512, 256};
-    case field::HOST:
-        return {768, 256};
-    case field::USER:
-        return is_zixi(protocol) ? place_t{1092, 64} : place_t{1028, 32};
-    case field::PASSWORD:
-        return is_zixi(protocol) ? place_t{1156, 128} : place_t{1060, 224};
-    case field::PROXY:
-        return {1292, 256};
-    case field::SAVE_PATH:
-        break;
-    }
-    return {1817, 259};
+    return is_zixi(protocol) ? FIELDS[which].zixi_place : FIELDS[which].place;
 }
 
 int set(ftpclient_request_t *request, field which, const char *text)
 {
-    switch (which) {
-    case field::REMOTE_PATH:
-        return ftpclient_request_set_remote_path(request, text);
-    case field::LOCAL_PATH:
-        return ftpclient_request_set_local_path(request, text);
-    case field::HOST:
-        return ftpclient_request_set_server(request, text, 0);
-    case field::USER:
-        return ftpclient_request_set_login(request, text, "");
-    case field::PASSWORD:
-        return ftpclient_request_set_login(request, "", text);
-    case field::PROXY:
-        return ftpclient_request_set_proxy(request, text, 3128);
-    case field::SAVE_PATH:
-        break;
-    }
-    return ftpclient_request_set_save_path(request, text);
+    return FIELDS[which].set(request, text);
 }
 
 struct case_t {
@@ -86,14 +76,14 @@ bool is_the_librarys_own(const case_t &one)
 {
     const std::string &text = one.text;
     switch (one.which) {
-    case field::REMOTE_PATH:
+    case REMOTE_PATH:
         return text.empty();
-    case field::LOCAL_PATH:
-    case field::SAVE_PATH:
+    case LOCAL_PATH:
+    case SAVE_PATH:
         return text[0] != '/';
-    case field::HOST:
+    case HOST:
         return is_zixi(one.protocol) || text.find_first_of(":%[]") != std::string::npos;
-    case field::PROXY:
+    case PROXY:
         return text.find_first_of(":%[]@") != std::string::npos;
     default:
         return false;
@@ -107,10 +97,10 @@ struct request_t {
     explicit request_t(const case_t &one)
     {
         EXPECT_EQ(ftpclient_request_new(one.protocol, &made), FTPCLIENT_OK);
-        EXPECT_EQ(set(made, field::REMOTE_PATH, "f"), FTPCLIENT_OK);
-        EXPECT_EQ(set(made, field::LOCAL_PATH, "/f"), FTPCLIENT_OK);
-        EXPECT_EQ(set(made, field::HOST, "h"), FTPCLIENT_OK);
-        EXPECT_EQ(one.proxied ? set(made, field::PROXY, "p") : FTPCLIENT_OK, FTPCLIENT_OK);
+        EXPECT_EQ(set(made, REMOTE_PATH, "f"), FTPCLIENT_OK);
+        EXPECT_EQ(set(made, LOCAL_PATH, "/f"), FTPCLIENT_OK);
+        EXPECT_EQ(set(made, HOST, "h"), FTPCLIENT_OK);
+        EXPECT_EQ(one.proxied ? set(made, PROXY, "p") : FTPCLIENT_OK, FTPCLIENT_OK);
     }
     ~request_t() { ftpclient_request_free(made); }
     request_t(const request_t &) = delete;
@@ -158,16 +148,15 @@ public:
         one.job = is_zixi(one.protocol)
                       ? FTPCLIENT_UPLOAD
                       : pick<int>({FTPCLIENT_DOWNLOAD, FTPCLIENT_UPLOAD, FTPCLIENT_FILE_INFO});
-        one.which = pick<field>({field::REMOTE_PATH, field::LOCAL_PATH, field::HOST, field::USER,
-                                 field::PASSWORD, field::PROXY, field::SAVE_PATH});
-        if (one.which == field::LOCAL_PATH && one.job == FTPCLIENT_FILE_INFO)
+        one.which = pick<field>({REMOTE_PATH, LOCAL_PATH, HOST, USER, PASSWORD, PROXY, SAVE_PATH});
+        if (one.which == LOCAL_PATH && one.job == FTPCLIENT_FILE_INFO)
             one.job = FTPCLIENT_DOWNLOAD; // a look has no local file
         // Neither has a meaning there; a look through a proxy is another refusal.
         const bool may_be_proxied = !is_zixi(one.protocol) && one.job != FTPCLIENT_FILE_INFO;
-        if ((one.which == field::PROXY && !may_be_proxied) ||
-            (one.which == field::SAVE_PATH && !has_identity(one.protocol)))
-            one.which = field::REMOTE_PATH;
-        one.proxied = one.which == field::PROXY || (may_be_proxied && pick<int>({0, 1}) == 1);
+        if ((one.which == PROXY && !may_be_proxied) ||
+            (one.which == SAVE_PATH && !has_identity(one.protocol)))
+            one.which = REMOTE_PATH;
+        one.proxied = one.which == PROXY || (may_be_proxied && pick<int>({0, 1}) == 1);
         one.text = text(place_of(one.which, one.protocol).size);
         return one;
     }
@@ -208,9 +197,9 @@ TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndNothingElseButWhatIsItsO
     int taken = 0;
     for (int number = 0; number < 200000 && !HasFailure(); number++) {
         const case_t one = cases.next();
-        SCOPED_TRACE(testing::Message() << "protocol " << one.protocol << ", job " << one.job << ", field "
-                                        << static_cast<int>(one.which) << (one.proxied ? ", proxy" : "")
-                                        << ", \"" << one.text << '"');
+        SCOPED_TRACE(testing::Message()
+                     << "protocol " << one.protocol << ", job " << one.job << ", field " << one.which
+                     << (one.proxied ? ", proxy" : "") << ", \"" << one.text << '"');
         request_t request(one);
         if (library_refuses(one, request)) {
             refused++;

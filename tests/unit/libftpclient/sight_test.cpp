@@ -131,8 +131,10 @@ TEST(Sight, IsClearWhereNothingIsKnown)
         view.daemons = table;
         EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR) << table;
     }
-    view.daemons = SHARED;
-    EXPECT_EQ(view.of("/nonexistent/folder/f", 1), FTPC_SIGHT_CLEAR);
+    view.daemons = SHARED + "40 27 0:50 / / rw - tmpfs tmpfs rw\n";
+    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_OTHER);
+    for (const std::string &nowhere : {std::string("/nonexistent/folder/f"), view.file + "/below"})
+        EXPECT_EQ(view.of(nowhere, 1), FTPC_SIGHT_CLEAR) << nowhere;
     EXPECT_EQ(ftpc_sight_of(0, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
     EXPECT_EQ(ftpc_sight_of(INT32_MAX, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
     EXPECT_EQ(ftpc_sight_of(getpid(), view.file.c_str(), 1), FTPC_SIGHT_CLEAR);

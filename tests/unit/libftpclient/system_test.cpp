@@ -100,13 +100,47 @@ TEST(System, AWaitThatFailsIsToldWithItsErrno)
     EXPECT_EQ(errno, ENOMEM);
 }
 
+TEST(System, AReceiverOfNoticesThatCannotWaitOrListenToASenderTellsItsErrno)
+{
+    const temp_dir dir;
+    ftpclient_notices_t *notices = nullptr;
+    ASSERT_EQ(ftpclient_notices_open((dir / "nm.sock").c_str(), &notices), FTPCLIENT_OK);
+    ftpclient_notice_t notice;
+    for (const char *call : {"poll", "epoll_ctl"}) {
+        {
+            const with breakage(failing(call, ENOMEM));
+            EXPECT_EQ(ftpclient_notices_receive(notices, &notice, sizeof notice, 10000),
+                      FTPCLIENT_ERR_SYSTEM);
+            EXPECT_EQ(errno, ENOMEM);
+        }
+        close(connected_to(dir / "nm.sock"));
+    }
+    EXPECT_EQ(ftpclient_notices_receive(notices, &notice, sizeof notice, 10000), FTPCLIENT_ERR_PROTOCOL)
+        << "the next sender is listened to";
+    ftpclient_notices_close(notices);
+}
+
+TEST(System, ARunThatBreaksBehindItsFirstLookEndsWithTheErrno)
+{
+    const request_holder request(FTPCLIENT_FTP);
+    for (const char *call_name : {"socket", "epoll_ctl"}) {
+        fake_daemon daemon(script_of({idle()}));
+        const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
+        ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 1));
+        const with breakage(failing(call_name, EMFILE));
+        EXPECT_EQ(call.to_the_end(), FTPCLIENT_ERR_SYSTEM) << call_name;
+        EXPECT_EQ(errno, EMFILE) << call_name;
+    }
+}
+
 // What begins fails before there is a call, or its failure comes from finish, errno each time again.
 TEST(System, ACallThatCannotBeMadeIsNone)
 {
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
+    const temp_dir dir;
     const auto before = open_descriptors();
-    for (const char *call_name : {"epoll_create1", "timerfd_create", "socket"}) {
+    for (const char *call_name : {"epoll_create1", "epoll_ctl", "timerfd_create", "socket"}) {
         auto *call = reinterpret_cast<ftpclient_call_t *>(1);
         auto *notices = reinterpret_cast<ftpclient_notices_t *>(1);
         {
@@ -114,8 +148,9 @@ TEST(System, ACallThatCannotBeMadeIsNone)
             EXPECT_EQ(ftpclient_begin_ping(client, 1000, &call), FTPCLIENT_ERR_SYSTEM);
             EXPECT_EQ(errno, EMFILE);
             errno = 0;
-            EXPECT_EQ(ftpclient_notices_open("/nonexistent/x", &notices), FTPCLIENT_ERR_SYSTEM);
+            EXPECT_EQ(ftpclient_notices_open((dir / "x").c_str(), &notices), FTPCLIENT_ERR_SYSTEM);
             EXPECT_EQ(errno, EMFILE);
+            EXPECT_EQ(entries_of(dir.path), 0u);
         }
         EXPECT_EQ(call, nullptr);
         EXPECT_EQ(notices, nullptr);

@@ -5,10 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <atomic>
 #include <memory>
-#include <sys/mman.h>
-#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -80,76 +79,52 @@ TEST_F(Line, WhoHadItGoesToTheEnd)
     EXPECT_TRUE(first->tries());
 }
 
-TEST_F(Line, WhoIsKilledLeavesAGapThatNobodyWaitsFor)
+TEST_F(Line, WhoIsKilledOrGivesUpLeavesAGapThatNobodyWaitsFor)
 {
-    for (size_t victim = 0; victim < 4; victim++) {
-        SCOPED_TRACE(victim);
-        takers.clear();
-        arrive(4);
-        takers[victim]->is_killed();
-        takers.erase(takers.begin() + long(victim));
-        if (victim > 0)
+    for (const bool is_killed : {true, false}) {
+        for (size_t gone = 0; gone < 4; gone++) {
+            SCOPED_TRACE(gone);
+            takers.clear();
+            arrive(4);
+            if (is_killed)
+                takers[gone]->is_killed();
+            else
+                takers[gone]->gives_back();
+            takers.erase(takers.begin() + long(gone));
+            if (gone > 0)
+                leave_first();
+            expect_first_alone();
             leave_first();
-        expect_first_alone();
-        leave_first();
-        expect_first_alone();
+            expect_first_alone();
+        }
     }
 }
 
-TEST_F(Line, WhoGivesUpWaitingLeavesAGapThatNobodyWaitsFor)
-{
-    for (size_t tired = 1; tired < 4; tired++) {
-        SCOPED_TRACE(tired);
-        takers.clear();
-        arrive(4);
-        takers[tired]->gives_back();
-        takers.erase(takers.begin() + long(tired));
-        leave_first();
-        expect_first_alone();
-        leave_first();
-        expect_first_alone();
-    }
-}
-
-// Many processes at once, for real: never two of them hold the turn, and all come to it.
+// Many at once, for real: never two of them hold the turn, and all come to it. Turns belong to an open file,
+// so threads are to each other what processes are.
 TEST_F(Line, NeverTwoAtOnceInTheCrowd)
 {
-    enum { PROCESSES = 6, ROUNDS = 40 };
-    struct shared_t {
-        int inside;
-        int together;
-        int turns;
-    };
-    void *memory = mmap(nullptr, sizeof(shared_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(memory, MAP_FAILED);
-    auto *shared = static_cast<shared_t *>(memory);
-    std::vector<pid_t> crowd;
-    for (int i = 0; i < PROCESSES; i++) {
-        const pid_t pid = fork();
-        if (pid == 0) {
+    enum { THREADS = 6, ROUNDS = 40 };
+    std::atomic<int> inside = 0;
+    std::atomic<int> together = 0;
+    std::atomic<int> turns = 0;
+    std::vector<std::thread> crowd;
+    for (int i = 0; i < THREADS; i++)
+        crowd.emplace_back([&] {
             for (int round = 0; round < ROUNDS; round++) {
                 ftpc_turn_t turn = {};
-                if (ftpc_turn_open(&turn, path.c_str()) != 0)
-                    _exit(1);
+                ASSERT_EQ(ftpc_turn_open(&turn, path.c_str()), 0);
                 while (!ftpc_turn_try(&turn))
                     usleep(100);
-                if (__atomic_add_fetch(&shared->inside, 1, __ATOMIC_SEQ_CST) != 1)
-                    __atomic_add_fetch(&shared->together, 1, __ATOMIC_SEQ_CST);
+                together += ++inside != 1;
                 usleep(50); // long enough for another to slip in
-                __atomic_sub_fetch(&shared->inside, 1, __ATOMIC_SEQ_CST);
-                __atomic_add_fetch(&shared->turns, 1, __ATOMIC_SEQ_CST);
+                inside--;
+                turns++;
                 ftpc_turn_give_back(&turn);
             }
-            _exit(0);
-        }
-        crowd.push_back(pid);
-    }
-    for (const pid_t pid : crowd) {
-        int status = -1;
-        EXPECT_EQ(waitpid(pid, &status, 0), pid);
-        EXPECT_EQ(status, 0);
-    }
-    EXPECT_EQ(shared->together, 0);
-    EXPECT_EQ(shared->turns, PROCESSES * ROUNDS);
-    munmap(memory, sizeof(shared_t));
+        });
+    for (std::thread &one : crowd)
+        one.join();
+    EXPECT_EQ(together, 0);
+    EXPECT_EQ(turns, THREADS * ROUNDS);
 }

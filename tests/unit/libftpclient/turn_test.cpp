@@ -46,23 +46,6 @@ protected:
     }
 };
 
-TEST_F(Turn, OneOfManyProcessesHasIt)
-{
-    turn_taker first(path);
-    turn_taker second(path);
-    turn_taker third(path);
-    for (const turn_taker *taker : {&first, &second, &third})
-        ASSERT_EQ(taker->open(), 0);
-    EXPECT_TRUE(first.tries());
-    EXPECT_FALSE(second.tries());
-    EXPECT_FALSE(third.tries());
-    first.gives_back();
-    EXPECT_TRUE(second.tries());
-    EXPECT_FALSE(third.tries());
-    second.gives_back();
-    EXPECT_TRUE(third.tries());
-}
-
 TEST_F(Turn, TheFileIsMadeEmptyForAllAndStays)
 {
     const mode_t before = umask(022);
@@ -182,19 +165,12 @@ TEST_F(Turn, WhatIsNoFileIsNone)
 TEST_F(Turn, WithoutRightsItIsTold)
 {
     let_all_in();
-    EXPECT_EQ(without_rights([&] {
-                  ftpc_turn_t turn = {};
-                  return ftpc_turn_open(&turn, path.c_str());
-              }),
+    EXPECT_EQ(without_rights([this] { return opened(); }),
               geteuid() == 0 ? EACCES : 0) // the owner of the folder has them after all
         << "no file there, and none may be made";
     dir.file("ftp.sock.turn", "");
     ASSERT_EQ(chmod(path.c_str(), 0), 0);
-    EXPECT_EQ(without_rights([&] {
-                  ftpc_turn_t turn = {};
-                  return ftpc_turn_open(&turn, path.c_str());
-              }),
-              EACCES);
+    EXPECT_EQ(without_rights([this] { return opened(); }), EACCES);
 }
 
 TEST_F(Turn, WithoutItsFolderItIsTold)

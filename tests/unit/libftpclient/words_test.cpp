@@ -10,18 +10,28 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <vector>
+
+// What the groups of a pattern match in each line of a file that it matches.
+static std::vector<std::vector<std::string>> rows_of(const char *path, const std::string &pattern)
+{
+    std::vector<std::vector<std::string>> rows;
+    std::ifstream file(path);
+    const std::regex wanted(pattern);
+    std::smatch match;
+    for (std::string line; std::getline(file, line);) {
+        if (std::regex_match(line, match, wanted))
+            rows.emplace_back(match.begin() + 1, match.end());
+    }
+    return rows;
+}
 
 // {code: (name, meaning)}, from the table of the protocol's page.
 static std::map<int, std::pair<std::string, std::string>> documented()
 {
     std::map<int, std::pair<std::string, std::string>> table;
-    std::ifstream page(PROTOCOL_PAGE);
-    const std::regex row(R"(\| (\d+) \| `(FTPCD_ERR_\w+)` \| (.*) \|)");
-    std::smatch match;
-    for (std::string line; std::getline(page, line);) {
-        if (std::regex_match(line, match, row))
-            table[std::stoi(match[1])] = {match[2], match[3]};
-    }
+    for (const auto &row : rows_of(PROTOCOL_PAGE, R"(\| (\d+) \| `(FTPCD_ERR_\w+)` \| (.*) \|)"))
+        table[std::stoi(row[0])] = {row[1], row[2]};
     return table;
 }
 
@@ -43,13 +53,8 @@ TEST(Words, EveryResultHasItsDocumentedNameAndMeaning)
 static std::map<std::string, int> members(const std::string &prefix)
 {
     std::map<std::string, int> found;
-    std::ifstream header(PUBLIC_HEADER);
-    const std::regex member("\\s+(" + prefix + "\\w*) = (-?\\d+),?.*");
-    std::smatch match;
-    for (std::string line; std::getline(header, line);) {
-        if (std::regex_match(line, match, member))
-            found[match[1]] = std::stoi(match[2]);
-    }
+    for (const auto &row : rows_of(PUBLIC_HEADER, "\\s+(" + prefix + "\\w*) = (-?\\d+),?.*"))
+        found[row[0]] = std::stoi(row[1]);
     return found;
 }
 

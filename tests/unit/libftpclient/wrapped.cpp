@@ -68,6 +68,7 @@ int __real_poll(pollfd *fds, nfds_t count, int timeout_ms);
 int __real_connect(int fd, const sockaddr *address, socklen_t size);
 int __real_socket(int domain, int type, int protocol);
 int __real_epoll_create1(int flags);
+int __real_epoll_ctl(int epoll, int operation, int fd, epoll_event *event);
 int __real_timerfd_create(int clock, int flags);
 int __real_clock_gettime(clockid_t clock, timespec *now);
 void *__real_malloc(size_t size);
@@ -102,6 +103,11 @@ int __wrap_socket(int domain, int type, int protocol)
 int __wrap_epoll_create1(int flags)
 {
     return fails("epoll_create1", false) ? -1 : __real_epoll_create1(flags);
+}
+int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event *event)
+{
+    const bool is_refused = operation == EPOLL_CTL_ADD && fails("epoll_ctl", false);
+    return is_refused ? -1 : __real_epoll_ctl(epoll, operation, fd, event);
 }
 int __wrap_timerfd_create(int clock, int flags)
 {
