@@ -34,7 +34,7 @@ static std::optional<struct stat> found(const std::string &path)
     return std::nullopt;
 }
 
-// Where links lead, also one to a file that does not exist yet. stat() has refused more than MOST_LINKS before.
+// Where links lead, also one to a file that does not exist yet. stat() refused more links than MOST_LINKS.
 static fs::path behind_links(fs::path path)
 {
     std::error_code error;
