@@ -24,8 +24,8 @@ offsets='512|768|1024|1028|1060|1092|1156|1284|1288|1292|1548|1552|1556|1560|156
     { echo "offsets of its own" && exit 1; }
 
 cd "$folder"
-g++ -std=c++20 -D_GNU_SOURCE -I. -I"$source/tests/unit/ftpctl" -I"$source" -c "$here/single_file.cpp" -o program.o
-g++ -std=c++20 -D_GNU_SOURCE -I"$source" -c "$source/tests/unit/ftpctl/fake_daemon.cpp" -o daemon.o
+g++ -std=c++20 -D_GNU_SOURCE -I. -I"$source/tests/unit/ftpctl" -I"$source/tests/unit" -I"$source" -c "$here/single_file.cpp" -o program.o
+g++ -std=c++20 -D_GNU_SOURCE -I"$source/tests/unit" -I"$source" -c "$source/tests/unit/ftpctl/fake_daemon.cpp" -o daemon.o
 compile() { # NAME COMPILER OPTION...
     name=$1
     shift
