@@ -76,12 +76,12 @@ static void add_word(CLI::App *command, const char *name, std::string &value)
 static void add_exec(CLI::App *command, options_t &options)
 {
     add_text(command, "--exec", options.exec, "COMMAND",
-             "Shell command to run for each event, which it finds in its environment, FTPCTL_EVENT and more");
+             "Shell command to run for each event; FTPCTL_EVENT and other variables describe the event");
 }
 
 static void add_proxy(CLI::App *command, options_t &options)
 {
-    add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy, port 3128 without one");
+    add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy; the default port is 3128");
     add_text(command, "--proxy-password-file", options.proxy_password_file, "FILE",
              "File whose first line is the proxy's password; - reads standard input; without it the "
              "environment's FTPCTL_PROXY_PASSWORD is");
@@ -100,7 +100,7 @@ static void add_wait_turn(CLI::App *command, options_t &options)
 
 static void add_job_options(CLI::App *command, options_t &options)
 {
-    command->add_option("--user", options.user, "Login name, where the URL has none")->type_name("NAME");
+    command->add_option("--user", options.user, "Login name, if the URL has none")->type_name("NAME");
     add_text(command, "--password-file", options.password_file, "FILE",
              "File whose first line is the password; - reads standard input");
     command->add_flag("--active", options.active, "FTP: the server connects back for the data");
@@ -126,7 +126,7 @@ static void add_get(CLI::App &app, options_t &options)
     CLI::App *get = add_command(app, options, "get", "Download a file of at most 4096 bytes", command_get);
     add_word(get, "URL", options.url);
     get->add_option("FILE", options.files,
-                    "File, folder, or - for standard output; without it the URL's name")
+                    "File, folder, or - for standard output; by default the name in the URL")
         ->type_name(" ")
         ->expected(0, 1);
     add_transfer_options(get, options);
@@ -142,7 +142,7 @@ static void add_put(CLI::App &app, options_t &options)
         ->required()
         ->expected(2, CLI::detail::expected_max_vector_size);
     add_transfer_options(put, options);
-    put->add_flag("--resume", options.resume, "Send only what the remote file lacks");
+    put->add_flag("--resume", options.resume, "Send only what is missing in the remote file");
     put->add_flag("--verify", options.verify, "Compare the remote file's size when the upload has ended");
     put->add_flag("--no-overwrite", options.no_overwrite, "zixi: keep a remote file that exists");
     put->add_option("--protocol", options.protocol, "zixi: protocol number 4 or 5")

@@ -10,10 +10,10 @@ enum exit_status {
     STATUS_LOCAL = 1,      // something on this side: a file, a socket, the output
     STATUS_USAGE = 2,      // the command line, the URL, or a request that the daemon would refuse
     STATUS_NO_DAEMON = 3,  // nobody listens, or no answer came
-    STATUS_BUSY = 4,       // other programs had the daemon for too long
+    STATUS_BUSY = 4,       // other programs kept the daemon busy for too long
     STATUS_BAD_ANSWER = 5, // an answer that is not of this protocol
     STATUS_NO_FILE = 6,    // info: there is no such file
-    STATUS_NO_RESUME = 7,  // put --resume: the sizes forbid it
+    STATUS_NO_RESUME = 7,  // put --resume: the file sizes do not allow it
     STATUS_TIMEOUT = 8,    // --timeout or the limit for silence has passed
     STATUS_EXEC = 9,       // watch, listen: a command of --exec failed
     STATUS_UNKNOWN = 10,   // how the job ended is not known

@@ -61,7 +61,7 @@ static server_identity_t ask(const options_t &options, const url_t &url, report_
     const std::string content = file_content(saved, IDENTITY_MAX_BYTES);
     const auto found = url.protocol == FTPCLIENT_SFTP ? host_key_read(content) : certificate_read(content);
     if (!found)
-        throw failure(STATUS_BAD_ANSWER, "what the daemon has saved is no certificate and no host key");
+        throw failure(STATUS_BAD_ANSWER, "what the daemon has saved is neither a certificate nor a host key");
     return *found;
 }
 

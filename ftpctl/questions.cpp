@@ -29,7 +29,7 @@ static ftpclient_state_t state_of(driver &driver)
 static failure not_cancelled(const options_t &options, int code)
 {
     if (code == FTPCLIENT_ERR_TIMEOUT)
-        return {STATUS_TIMEOUT, "the job has not stopped yet; the daemon goes on stopping it"};
+        return {STATUS_TIMEOUT, "the job has not stopped yet; the daemon is still stopping it"};
     if (code < 0)
         return daemon_failure(options, code);
     const int status = status_of(code, FTPCLIENT_CAUSE_NONE);

@@ -36,9 +36,9 @@ static bool asks_for_size(const options_t &options, int kind)
 static void check_protocol(const options_t &options, int kind, const url_t &url)
 {
     if (url_is_zixi(url) && kind != FTPCLIENT_UPLOAD)
-        refuse("zixi:// can only put");
+        refuse("zixi:// supports only put");
     if (!url_is_zixi(url) && options.protocol)
-        refuse("--protocol: only zixi:// has a choice");
+        refuse("--protocol: only for zixi://");
     if (!options.proxy.empty() && asks_for_size(options, kind))
         refuse("--proxy: a remote file's size cannot be asked for through a proxy");
     if (options.no_wait && (options.resume || options.verify))

@@ -65,20 +65,20 @@ enum ftpclient_error {
     FTPCLIENT_ERR_SYSTEM = -6,       /* a system call failed: see errno */
     FTPCLIENT_ERR_NO_DAEMON = -7,    /* nobody listens at the control socket */
     FTPCLIENT_ERR_TIMEOUT = -8,      /* timeout_ms has passed; a job of this call was cancelled */
-    FTPCLIENT_ERR_DISCONNECTED = -9, /* the daemon broke off; what was asked for may have happened */
+    FTPCLIENT_ERR_DISCONNECTED = -9, /* the daemon hung up; the request may have been carried out */
     FTPCLIENT_ERR_PROTOCOL = -10,    /* an answer or a notice that makes no sense */
     FTPCLIENT_ERR_UNREAD = -11,      /* the daemon could not read the request; nothing has happened */
     FTPCLIENT_ERR_IN_USE = -12,      /* another program receives the notices */
     FTPCLIENT_PENDING = -13,         /* no failure: not finished yet, wait for the descriptor */
     FTPCLIENT_ERR_DENIED = -14,      /* this user may not use the control socket */
     FTPCLIENT_ERR_NO_ANSWER = -15,   /* the daemon did not answer a request for 10 s */
-    FTPCLIENT_ERR_TURN = -16,        /* other programs had the daemon for longer than the turn's time limit */
-    FTPCLIENT_ERR_UNKNOWN_OUTCOME = -17, /* another program came between: how this job ended is not known */
+    FTPCLIENT_ERR_TURN = -16,        /* other programs kept the daemon busy beyond the turn's time limit */
+    FTPCLIENT_ERR_UNKNOWN_OUTCOME = -17, /* another program interfered: how this job ended is not known */
     FTPCLIENT_ERR_SILENT = -18,          /* nothing moved for the silence limit; the job was cancelled */
-    FTPCLIENT_ERR_NO_RESUME = -19,       /* the remote file is no beginning of the local one */
+    FTPCLIENT_ERR_NO_RESUME = -19,       /* the remote file is not a prefix of the local one */
     FTPCLIENT_ERR_DIFFERENT = -20,       /* the upload has ended, but the remote file has another size */
-    FTPCLIENT_ERR_OUT_OF_SIGHT = -21,    /* the daemon finds another file, or none, at the local path */
-    FTPCLIENT_ERR_READ_ONLY = -22,       /* the daemon may only read where the download is to go */
+    FTPCLIENT_ERR_OUT_OF_SIGHT = -21,    /* at the local path the daemon finds another file, or none */
+    FTPCLIENT_ERR_READ_ONLY = -22,       /* the daemon cannot write to the folder of the local path */
 };
 
 /* What became of a job or a call, as the daemon says it. A later daemon may know more. */
@@ -148,7 +148,7 @@ enum ftpclient_cause {
     FTPCLIENT_CAUSE_NOBODY = 6,         /* nobody listens at this address and port, or there is no route */
     FTPCLIENT_CAUSE_UNREACHABLE = 7,    /* no way to the server, or it does not answer */
     FTPCLIENT_CAUSE_HANDSHAKE = 8,      /* TLS or the SSH key exchange failed */
-    FTPCLIENT_CAUSE_SERVER_FULL = 9,    /* the server has no room left, or no more for this user */
+    FTPCLIENT_CAUSE_SERVER_FULL = 9,    /* the server has no space left, or no more for this user */
     FTPCLIENT_CAUSE_LOCAL_FULL = 10,    /* the local disk is full */
     FTPCLIENT_CAUSE_NO_LOCAL_FILE = 11, /* the local file does not exist */
     FTPCLIENT_CAUSE_PROXY_LOGIN = 12,   /* the proxy wants a login, or another one (407) */

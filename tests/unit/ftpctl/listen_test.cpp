@@ -19,7 +19,7 @@ using testing::HasSubstr;
 namespace
 {
 
-const std::string IGNORED = "ftpctl: ignored: what came is no notice of the daemon\n";
+const std::string IGNORED = "ftpctl: ignored: not a notice of the daemon\n";
 
 class Listen : public testing::Test
 {
