@@ -22,6 +22,6 @@ std::string file_to_download(const std::string &name, const std::string &remote_
 // with a one-letter name in it still fits the request's field. Throws failure (STATUS_USAGE).
 std::string file_beside(const std::string &target);
 
-// Renames `from` to `to`. Mode and owner are those of the replaced file, or of a new file. Throws failure
-// (STATUS_LOCAL).
+// Renames `from` to `to`. The mode is that of the replaced file, or of a new file; if this user is root, so
+// is the owner. Throws failure (STATUS_LOCAL).
 void file_put_in_place(const std::string &from, const std::string &to);
