@@ -25,7 +25,7 @@ static DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
 static Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
 )";
 
-// These say it better than the ranges that CLI11 would print.
+// These messages are clearer than the ranges that CLI11 would print.
 static std::string above_zero(const std::string &text)
 {
     char *end = nullptr;
@@ -132,7 +132,7 @@ static void add_get(CLI::App &app, options_t &options)
     add_transfer_options(get, options);
 }
 
-// The URL is the last word, behind any number of files: see split_words().
+// The URL is the last word, after any number of files: see split_words().
 static void add_put(CLI::App &app, options_t &options)
 {
     CLI::App *put = add_command(app, options, "put", "Upload files", command_put);
@@ -203,7 +203,7 @@ static void add_common_options(CLI::App &app, options_t &options)
     app.add_flag("--quiet", options.quiet, "Print neither progress nor success");
 }
 
-// One line for what is wrong. A word that is not expected is named alone: what follows may be a password.
+// A one-line message. It quotes only the unexpected word, because the next one may be a password.
 static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
 {
     const auto chosen = app.get_subcommands();
@@ -220,7 +220,8 @@ static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
     return line + "; see " + command + " --help";
 }
 
-// As any other failure: what was parsed before the fault need not tell of --json.
+// Handled like any other failure. --json may stand after the fault, so the parsed options need not contain
+// it.
 static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     options_t options;

@@ -17,7 +17,7 @@ static std::string group_of(const std::string &path)
     return found != nullptr ? found->gr_name : std::to_string(status.st_gid);
 }
 
-// Whom to ask when the socket cannot be used.
+// A hint for a socket that this user may not use.
 static std::string denied(const std::string &socket)
 {
     const std::string group = group_of(socket);

@@ -1,4 +1,4 @@
-// identity: who a server is.
+// identity: shows a server's certificate or host key.
 #include "ftpctl/commands.h"
 
 #include "ftpctl/interrupts.h"
@@ -28,7 +28,7 @@ static std::string line_of(int code, const ftpclient_outcome_t &outcome, const s
     return code > 0 ? line + " (" + text_details(code, outcome.progress) + ")" : line;
 }
 
-// The job has ended as it must when the daemon has refused the server.
+// True when the job ended as it does after the daemon has rejected the server.
 static void check(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome,
                   const std::string &folder)
 {

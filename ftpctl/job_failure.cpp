@@ -1,4 +1,4 @@
-// Why a job failed, in words.
+// Messages for failed jobs.
 #include "ftpctl/job.h"
 
 #include "ftpctl/duration.h"
@@ -16,7 +16,7 @@ static std::string peer_of(const job_t &job, const ftpclient_progress_t &progres
     return "proxy " + name_of(*job.proxy);
 }
 
-// What the sentence is about.
+// The subject of the message.
 static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     switch (outcome.cause) {
@@ -37,7 +37,7 @@ static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outco
     }
 }
 
-// The daemon could not open the file that this command could: it does not see it as this command does.
+// The daemon could not open a file that this command could open, so it sees another file system.
 static bool is_out_of_sight(int result, const ftpclient_outcome_t &outcome)
 {
     return (result == FTPCLIENT_RESULT_LOCAL_READ || result == FTPCLIENT_RESULT_LOCAL_WRITE) &&
@@ -66,7 +66,7 @@ static std::string resume_line(const ftpclient_outcome_t &outcome)
                                     : "cannot resume: the remote path is not a file";
 }
 
-// The daemon's mounts show it, so nothing was handed over.
+// The daemon's mounts showed it, so no job was started.
 static std::string sight_line(const job_t &job, int error)
 {
     constexpr const char *REMEDY =
@@ -117,7 +117,7 @@ static std::string error_line(const options_t &options, const job_t &job, int er
     }
 }
 
-// What an upload that did not come to its end has left on the server, as far as that is known.
+// What an unfinished upload has left on the server, as far as known.
 static std::string remains(int code, const ftpclient_outcome_t &outcome)
 {
     const bool was_stopped =

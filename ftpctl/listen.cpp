@@ -26,7 +26,7 @@ static notices_t open_notices(const std::string &path)
     return notices_t(notices);
 }
 
-// Takes what has come and shows it; false when that is no whole notice.
+// Receives and shows a notice; false when none is complete.
 static bool tell_next(ftpclient_notices_t *notices, const options_t &options, event_hook &hook)
 {
     ftpclient_notice_t notice = {};

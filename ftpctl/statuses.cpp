@@ -43,7 +43,7 @@ constexpr own_t OWN[] = {
      "use a folder that both share; its unit's ProtectHome and PrivateTmp hide others"},
 };
 
-// By ftpclient_result. What failed and what to do, where no cause is known.
+// By ftpclient_result: meaning and remedy when no cause is known.
 constexpr own_t RESULTS[] = {
     {FTPCLIENT_RESULT_CANCELED, "cancelled", "the job was cancelled", "start it again"},
     {FTPCLIENT_RESULT_NOT_RUNNING, "not-running", "there is no job to cancel", "nothing"},
@@ -115,7 +115,7 @@ constexpr cause_t CAUSES[] = {
     {FTPCLIENT_CAUSE_PROXY_REFUSED, "the daemon's log has the proxy's answer"},
 };
 
-constexpr int HIGHEST_RESULT = 29; // what stands above would meet the causes
+constexpr int HIGHEST_RESULT = 29; // higher ones would overlap with the causes
 constexpr int UNKNOWN_RESULT = 120;
 
 namespace
@@ -128,7 +128,7 @@ struct own_status_t {
 
 } // namespace
 
-// What is not named here is a fault on this side, or a failed job's.
+// Codes not listed here are local failures, or results of failed jobs.
 constexpr own_status_t STATUSES[] = {
     {STATUS_DONE, {FTPCLIENT_OK}},
     {STATUS_USAGE,

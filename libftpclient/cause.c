@@ -1,7 +1,7 @@
 /* Why a job failed, from libcurl's result and the server's reply. */
 #include "libftpclient/records.h"
 
-/* Results of libcurl that this file knows (CURLcode, curl/curl.h). */
+/* libcurl's results used here (CURLcode, curl/curl.h). */
 enum {
     CURL_FAILED_INIT = 2,
     CURL_COULDNT_RESOLVE_PROXY = 5,
@@ -29,7 +29,7 @@ enum {
 
 enum { ANY = -1 };
 
-/* From the top: the first row that fits counts. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110.
+/* The first matching row from the top decides. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110.
  */
 static const struct {
     int curl_code;
@@ -72,7 +72,8 @@ static const struct {
     {CURL_SSH, ANY, ANY, FTPCLIENT_CAUSE_SFTP},
 };
 
-/* A refused connection fails at once; a host that does not answer is given up by the network after some 3 s.
+/* A refused connection fails at once; for a host that does not answer, the network reports a failure after
+ * about 3 s.
  */
 static int cause_of_connect(const ftpclient_progress_t *progress)
 {
@@ -80,7 +81,7 @@ static int cause_of_connect(const ftpclient_progress_t *progress)
     return progress->elapsed_ms < ANSWERED_MS ? FTPCLIENT_CAUSE_NOBODY : FTPCLIENT_CAUSE_UNREACHABLE;
 }
 
-/* libcurl calls it a time-out at once when the server takes its leave (421). */
+/* libcurl reports a timeout at once when the server closes the control connection (421). */
 static int cause_of_silence(const ftpclient_progress_t *progress)
 {
     if (progress->response_type == RESPONSE_CODE_FTP && progress->response_code == 421)

@@ -1,4 +1,4 @@
-/* Codes in words. */
+/* Texts for codes. */
 #include "libftpclient/ftpc.h"
 
 #define RESULT(name) FTPCLIENT_RESULT_##name, "FTPCD_ERR_" #name
