@@ -73,7 +73,7 @@ def test_nobody_listens_there(daemon, local):
         fails(54, "get", f"{scheme}://alice@127.0.0.1:9/a", local / "a", name="nobody-listens", sentence="127.0.0.1:9")
 
 
-def test_no_way_there(daemon, local):
+def test_an_unreachable_server(daemon, local):
     subprocess.run(["ip", "route", "add", "unreachable", "192.0.2.0/24"], check=True)
     fails(55, "get", "ftp://alice@192.0.2.1/a", local / "a", name="unreachable", sentence="cannot be reached")
 

@@ -159,7 +159,7 @@ TEST(JobFailure, BehindSftpTellsWhatHasArrived)
     EXPECT_THAT(of(FTPCLIENT_RESULT_NETWORK, outcome).what(), Not(HasSubstr("the remote file has")));
 }
 
-TEST(JobFailure, OfAResumeTellsWhyItCannotBe)
+TEST(JobFailure, OfAResumeSaysWhyItIsImpossible)
 {
     ftpclient_outcome_t outcome = {};
     outcome.local_bytes = 1000;

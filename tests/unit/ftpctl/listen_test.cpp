@@ -69,7 +69,7 @@ TEST_F(Listen, PrintsEachNoticeAtOnceAndEndsAfterItsCount)
     EXPECT_EQ(json::parse(second.wait().out)["job"]["result"], 12);
 }
 
-TEST_F(Listen, EndsAndTidiesUpAtASignalAlsoBehindASilentSender)
+TEST_F(Listen, EndsAndCleansUpOnASignalEvenAfterASilentSender)
 {
     for (const int signal : {SIGTERM, SIGHUP}) {
         program ending = listening();

@@ -39,7 +39,7 @@ static const std::string ED25519_PEM = "-----BEGIN CERTIFICATE-----\n"
                                        "NRYiMEWlgblo/f2x004eAg==\n"
                                        "-----END CERTIFICATE-----\n";
 
-TEST(Certificate, TellsWhoItIs)
+TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
 {
     const auto identity = certificate_read(ECDSA_PEM);
     ASSERT_TRUE(identity);
@@ -76,7 +76,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     }
 }
 
-TEST(Certificate, MayHaveTextAroundItButWhatIsNoneIsNone)
+TEST(Certificate, MayHaveTextAroundItButOtherTextIsNoCertificate)
 {
     EXPECT_TRUE(certificate_read("subject=CN = x\n" + ECDSA_PEM + "more\n"));
     for (const std::string &bytes :
@@ -145,7 +145,7 @@ TEST(HostKey, OfAKindThatIsNotKnownGoesByItsOwnName)
     EXPECT_EQ(identity->key_bits, 0);
 }
 
-TEST(HostKey, WhatIsNoneIsNone)
+TEST(HostKey, IsNothingForOtherText)
 {
     const char *cases[] = {
         "",

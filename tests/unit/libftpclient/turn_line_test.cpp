@@ -53,7 +53,7 @@ TEST_F(Line, TheTurnGoesRoundInTheOrderOfArrival)
     }
 }
 
-TEST_F(Line, WhoComesLaterIsBehindAllWhoWait)
+TEST_F(Line, ALaterProgramIsBehindAllThatWait)
 {
     arrive(3);
     for (int i = 0; i < 4; i++) {
@@ -65,7 +65,7 @@ TEST_F(Line, WhoComesLaterIsBehindAllWhoWait)
     }
 }
 
-TEST_F(Line, WhoHadItGoesToTheEnd)
+TEST_F(Line, AProgramThatHadItsTurnGoesToTheEnd)
 {
     arrive(3);
     turn_taker *first = takers.front().get();
@@ -80,7 +80,7 @@ TEST_F(Line, WhoHadItGoesToTheEnd)
     EXPECT_TRUE(first->tries());
 }
 
-TEST_F(Line, WhoIsKilledLeavesAGapThatNobodyWaitsFor)
+TEST_F(Line, AKilledProgramLeavesAGapThatIsSkipped)
 {
     for (size_t victim = 0; victim < 4; victim++) {
         SCOPED_TRACE(victim);
@@ -96,7 +96,7 @@ TEST_F(Line, WhoIsKilledLeavesAGapThatNobodyWaitsFor)
     }
 }
 
-TEST_F(Line, WhoGivesUpWaitingLeavesAGapThatNobodyWaitsFor)
+TEST_F(Line, AProgramThatStopsWaitingLeavesAGapThatIsSkipped)
 {
     for (size_t tired = 1; tired < 4; tired++) {
         SCOPED_TRACE(tired);
