@@ -144,7 +144,7 @@ def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, jobs, 
 
 
 @pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-def test_a_refused_zixi_download_turns_the_daemons_eyes_from_libcurl(
+def test_a_refused_zixi_download_makes_the_zixi_engine_active(
     zixi, idle_threads, held, network_manager, log, local, protocol
 ):
     start_held_upload(held, local)
