@@ -27,7 +27,7 @@ static int undelivered_bytes(int fd)
     return ioctl(fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
 }
 
-// libcurl opens a tunnel for what it encrypts.
+// libcurl uses a tunnel for encrypted connections.
 static bool is_tunnelled(const transfer_request_t &request)
 {
     return request.proxy_type == PROXY_HTTP && protocol_has_tls(request.protocol);
@@ -52,11 +52,11 @@ int cb_close_socket(void *context, curl_socket_t fd)
     auto *job = static_cast<curl_job_t *>(context);
     sockets_forget(job, fd);
     descriptor closing(fd);
-    // A proxy may take the end of sending for the end of all, and reset the server's side. TLS has told the
-    // server.
+    // A proxy may treat the end of sending as the end of the connection and reset the server's side. The
+    // server knows the end from TLS.
     if (is_tunnelled(job->record.request))
         wait_for_delivery(job, fd);
-    // Refused by a socket that is not connected: nothing is on its way then.
+    // Fails for a socket that is not connected, which has no data in flight.
     if (shutdown(fd, SHUT_WR) == 0)
         wait_for_delivery(job, fd);
     return closing.close();

@@ -12,7 +12,7 @@ process_crypto::~process_crypto() = default;
 #include <cstring>
 #include <openssl/provider.h>
 
-// Asked for each provider until it returns 0, which OSSL_PROVIDER_do_all() then returns.
+// Called for each provider until it returns 0, which OSSL_PROVIDER_do_all() then returns.
 static int is_default(OSSL_PROVIDER *provider, void *)
 {
     return strcmp(OSSL_PROVIDER_get0_name(provider), "default") == 0 ? 1 : 0;

@@ -1,7 +1,7 @@
-// OpenSSL's memory: what it fetches for the first session (ciphers, digests, decoders; 300 KiB) it keeps in
-// its library context for good. A job works in a context of its own, so that all of it is given back with the
-// job. OpenSSL before 3.0 knows no contexts: it keeps its memory, and both classes do nothing. Else they
-// change the context of the thread that they live on; they never fail.
+// OpenSSL library contexts. OpenSSL keeps what it fetches for the first session (ciphers, digests, decoders;
+// 300 KiB) in its library context until that is freed. So each job has its own context, freed with the job.
+// Before OpenSSL 3.0 there are no contexts, and both classes do nothing. Otherwise they change the context of
+// the current thread; they never fail.
 #pragma once
 
 #include <openssl/crypto.h>
@@ -10,10 +10,10 @@
 struct OSSL_LIB_CTX;
 #endif
 
-// While one lives, OpenSSL works for this thread in a new context, which is freed at the end with all that
-// was fetched in it; nothing that was made in it may be used any more then. It stays in the process's context
-// when there is no memory for a new one, or when that has other providers than OpenSSL's default:
-// openssl.cnf(5) names them, and a new context would not know them.
+// During its lifetime this thread uses a new OpenSSL context. The destructor frees it with everything fetched
+// in it; objects created in it must not be used afterwards. The process's context is kept when there is no
+// memory for a new one, or when openssl.cnf(5) configures providers other than the default: a new context
+// would not have them.
 class job_crypto
 {
 public:
@@ -26,8 +26,8 @@ private:
     OSSL_LIB_CTX *context_; // NULL = the process's
 };
 
-// While one lives, the thread works in the process's context: for closed libraries, which may keep things of
-// OpenSSL's from job to job.
+// During its lifetime the thread uses the process's context: for closed libraries, which may keep OpenSSL
+// objects between jobs.
 class process_crypto
 {
 public:

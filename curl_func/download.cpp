@@ -10,8 +10,8 @@ static bool prepare_download(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// The last bytes reach the disk here: what does not get there is a failed write like any other. So is a file
-// that somebody has cut, lengthened or moved away.
+// The last bytes are written here; a failure counts as a failed write. So does a file that was truncated,
+// extended or moved meanwhile.
 static bool is_stored(FILE *file, const char *path)
 {
     if (fflush(file) != 0) {

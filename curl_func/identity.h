@@ -1,8 +1,8 @@
-// Is the server the one that the request names? The certificate (FTPS) or host key (SFTP) is judged by the
-// request's fingerprint alone: no CA store, no known-hosts file.
+// Checks the server's identity. The certificate (FTPS) or host key (SFTP) is compared only with the request's
+// fingerprint: no CA store, no known-hosts file.
 //
-// On the worker thread. A rejection ends the connection; its reason is then the handle's error. Blocks as
-// long as libsecure writes a file.
+// On the worker thread. A rejection ends the connection and sets the handle's error. Blocks while libsecure
+// writes a file.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -16,17 +16,18 @@ struct cb_auth_info_t {
     const server_auth_t *server_auth;
 };
 
-// CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: lets cb_ssl_app_verify judge instead of OpenSSL. Runs
-// for every TLS connection of a job, those for data too. CURLE_OK, or CURLE_ABORTED_BY_CALLBACK (logged)
-// without an ssl_ctx.
+// CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: replaces OpenSSL's verification by cb_ssl_app_verify.
+// Called for every TLS connection of a job, including data connections. CURLE_OK, or
+// CURLE_ABORTED_BY_CALLBACK (logged) without an ssl_ctx.
 CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
 
-// 1 = accept, 0 = reject. Saves the certificate first when save_path is set, so that a pin can be learnt even
-// from a server that is then rejected. May run several times in a job.
+// 1 = accept, 0 = reject. If save_path is set, saves the certificate first, so that a client can learn the
+// pin of a server that is then rejected. May be called several times in a job.
 int cb_ssl_app_verify(X509_STORE_CTX *store, void *context);
 
 // CURLOPT_SSH_KEYFUNCTION, context a cb_auth_info_t: CURLKHSTAT_FINE or CURLKHSTAT_REJECT. Saves as above.
-// Without a foundkey (logged) libcurl's own comparison decides: all below CURLKHMATCH_MISSING is fine.
+// Without a foundkey (logged) libcurl's own comparison decides: everything below CURLKHMATCH_MISSING is
+// accepted.
 int cb_sshkey(CURL *curl, const curl_khkey *knownkey, const curl_khkey *foundkey, curl_khmatch match,
               void *context);
 

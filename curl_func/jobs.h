@@ -1,5 +1,5 @@
-// The three kinds of job, as the worker runs them: each sets its transfer up on w->handle, runs it and leaves
-// the outcome there. They block until it has ended.
+// The three kinds of job. Each function sets up its transfer on w->handle, runs it and leaves the outcome
+// there. They block until the transfer has ended.
 #pragma once
 
 #include "curl_func/data_callbacks.h"
@@ -8,7 +8,7 @@
 #include "curl_func/progress.h"
 #include "curl_func/retry.h"
 
-// All that libcurl may still use until the handle is released.
+// Everything that libcurl may use until the handle is released.
 struct worker_t {
     curl_job_t *job;
     curl_e_handle_t handle;
@@ -23,7 +23,7 @@ void download(worker_t *w);
 void upload(worker_t *w);
 void look_up(worker_t *w);
 
-// Shared by them.
+// Helpers of the three.
 
 inline bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
 
@@ -34,7 +34,7 @@ inline bool fail(worker_t *w, int32_t error)
     return false;
 }
 
-// False when the callback was refused; the refusal is the outcome.
+// False when the callback was refused; the outcome is then the refusal.
 inline bool show_progress(worker_t *w, curl_progress_callback callback)
 {
     curl_e_setopt_progressfunc_data(&w->handle, callback, &w->progress);

@@ -9,7 +9,7 @@ struct cb_list_info_t {
     job_slot_t *job;  // its remote_file is filled
 };
 
-// Takes one entry, context a cb_list_info_t, on the worker thread. The file of the wanted name, which is no
-// directory and no link, fills the job's remote_file; the last of several stays. Takes the job's lock for a
-// moment. 0, or 1 (no further entries) without a context; a NULL entry is only logged.
+// Receives one entry, context a cb_list_info_t, on the worker thread. If the entry has the wanted name and is
+// neither a directory nor a link, it fills the job's remote_file; the last of several wins. Holds the job's
+// lock briefly. 0, or 1 (no further entries) without a context; a NULL entry is only logged.
 int cb_list(list_info_t *entry, void *context, int flag);

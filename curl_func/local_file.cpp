@@ -16,7 +16,7 @@ static file_stream stream_of(descriptor fd, const char *mode)
     return file;
 }
 
-// 0, or the error number for what is no regular file.
+// 0, or the error number for anything except a regular file.
 static int irregularity(const struct stat &found)
 {
     if (S_ISREG(found.st_mode))
@@ -38,7 +38,8 @@ file_stream local_file_create(const char *path)
 
 file_stream local_file_open(const char *path)
 {
-    // Before it is opened: that starts a watchdog, rewinds a tape, wakes the writer of a pipe.
+    // Checked before it is opened: opening could start a watchdog, rewind a tape or wake the writer of a
+    // pipe.
     struct stat found;
     if (stat(path, &found) == 0 && irregularity(found) != 0) {
         errno = irregularity(found);

@@ -14,7 +14,7 @@ static bool prepare_look_up(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress_null);
 }
 
-// That there is no such file is an answer, too.
+// A missing file is a successful answer.
 static void accept_missing_file(worker_t *w)
 {
     curl_e_handle_t *handle = &w->handle;

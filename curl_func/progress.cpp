@@ -25,7 +25,7 @@ static bool cancel_seen(const progress_info_t *info)
     return true;
 }
 
-// True when the job is to be cancelled. What is not above 0 is not known and not stored.
+// True when the job is to be cancelled. Amounts that are not above 0 are unknown and not stored.
 static bool publish(const progress_info_t *info, const amount_t &amount, double elapsed_s)
 {
     exec_info_t *shown = &info->job->record.exec_info;
@@ -39,8 +39,8 @@ static bool publish(const progress_info_t *info, const amount_t &amount, double 
     return cancel_seen(info);
 }
 
-// libcurl gives an SFTP server one second to end the session; if it stays silent, libcurl leaks the session:
-// a megabyte in the middle of an upload. On a broken socket it ends at once, and frees it.
+// libcurl gives an SFTP server one second to end the session, and leaks the session if the server stays
+// silent: a megabyte in the middle of an upload. With a broken socket it ends at once and frees the session.
 static int give_up(curl_job_t *job)
 {
     sockets_break(job);

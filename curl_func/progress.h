@@ -1,4 +1,4 @@
-// What libcurl calls while a transfer runs, to show how far it is and to hear whether it is to end. On the
+// libcurl's progress callbacks: they publish the progress and abort the transfer when necessary. On the
 // worker thread; a failure is stored as the handle's error.
 #pragma once
 
@@ -14,10 +14,10 @@ struct progress_info_t {
 
 // Download and upload: keeps sizes and time current, enforces the size limit of downloads
 // (FTPCD_ERR_SIZE_LIMIT) and the inactivity limit (FTPCD_ERR_TIMEOUT), turns a cancel into an abort
-// (FTPCD_ERR_CANCELED). 0 to go on, 1 to abort. Amounts are bytes. An abort first breaks the job's sockets.
-// Neither waits. Called up to thousands of times a second.
+// (FTPCD_ERR_CANCELED). 0 to continue, 1 to abort. Amounts are bytes. Before an abort the job's sockets are
+// shut down. Neither callback waits. Called up to thousands of times a second.
 int cb_progress(void *context, double dltotal, double dlnow, double ultotal, double ulnow);
 
-// File information: a cancel aborts; a try whose time is over only has its sockets broken. 0 (logged) without
-// a context.
+// File information: a cancel aborts; when the try's time limit expires, only its sockets are shut down. 0
+// (logged) without a context.
 int cb_progress_null(void *context, double dltotal, double dlnow, double ultotal, double ulnow);

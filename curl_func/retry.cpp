@@ -89,7 +89,7 @@ static void log_too_long(const char *id, long elapsed_s, long limit_s)
               limit_s);
 }
 
-// A long try is repeated only when it moved nothing: then nothing is lost by it.
+// A long try is repeated only if it moved nothing, so that no progress is lost.
 static bool short_enough_for_retry(const curl_e_handle_t *handle, const perform_info_t *info)
 {
     const long elapsed_s = whole_number(elapsed_time_s(handle));
@@ -169,7 +169,7 @@ static void run_tries(curl_e_handle_t *handle, perform_info_t *info)
     }
 }
 
-// Bytes that went across, -1 when they cannot be read or are of no interest.
+// Transferred bytes, -1 when they are unknown or not needed.
 static double moved_bytes(const curl_e_handle_t *handle, uint32_t kind)
 {
     if (kind != JOB_DOWNLOAD && kind != JOB_UPLOAD)

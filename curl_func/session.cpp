@@ -22,7 +22,8 @@ struct session_t {
 
 using setting_fn = void (*)(const session_t &);
 
-// libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads go in clear.
+// libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads are not
+// encrypted.
 static bool active_mode_loses_tls()
 {
     const unsigned version = curl_version_info(CURLVERSION_NOW)->version_num;
@@ -48,7 +49,7 @@ static void set_proxy(const session_t &s)
 {
     const transfer_request_t *r = s.request;
     if (r->proxy_type == PROXY_NONE)
-        curl_e_setopt_proxy(s.handle, PROXY_NONE, "", 0); // not that of the environment either
+        curl_e_setopt_proxy(s.handle, PROXY_NONE, "", 0); // also disables a proxy of the environment
     else
         curl_e_setopt_proxy(s.handle, static_cast<int>(r->proxy_type), r->proxy_host,
                             static_cast<int32_t>(r->proxy_port));
@@ -96,7 +97,7 @@ static void judge_certificate(const session_t &s)
     curl_e_setopt_ssl_ctxfunc_data(s.handle, cb_ssl_ctx, s.auth);
 }
 
-// Empty and not NULL: without a known-hosts file libcurl asks nobody and takes any host.
+// Empty, not NULL: with NULL libcurl accepts any host without calling the key function.
 static void set_no_known_hosts(const session_t &s) { curl_e_setopt_ssh_knownhosts(s.handle, ""); }
 
 static void judge_host_key(const session_t &s)

@@ -1,12 +1,13 @@
-// The settings of a job's connection, from its request.
+// Sets up a job's connection from its request.
 #pragma once
 
 #include "curl_func/identity.h"
 
-// Sets URL, port, login, proxy, mode and security on the handle, stopping at the first option that is
-// refused: 0, or the handle's error. Does not connect. `auth`, which judges the server, must live as long as
-// the handle.
+// Sets URL, port, login, proxy, mode and security on the handle and stops at the first refused option: 0, or
+// the handle's error. Does not connect. `auth`, the context of the identity check, must live as long as the
+// handle.
 //
-// TLS that was asked for is never dropped silently. FTPCD_ERR_NOT_SUPPORTED for explicit FTPS through an HTTP
-// proxy, which would go in clear; a libcurl that puts no TLS on active data connections runs FTPS passive.
+// Requested TLS is never dropped silently. Explicit FTPS through an HTTP proxy, which would be unencrypted,
+// is FTPCD_ERR_NOT_SUPPORTED; with a libcurl that does not encrypt active data connections FTPS uses passive
+// mode.
 int curl_ftp_setting(curl_e_handle_t *handle, const transfer_request_t *request, cb_auth_info_t *auth);

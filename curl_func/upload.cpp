@@ -5,13 +5,13 @@
 #include "strutil/log.h"
 #include "wire/result_codes.h"
 
-constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // each one waits for the server to confirm it
-// As good as 512 KiB for the processor. With that a slow line takes nothing for longer than the limit allows.
+constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // the server confirms each buffer
+// Costs as little CPU as 512 KiB, with which a slow line could move nothing for longer than the limit allows.
 constexpr long UPLOAD_BUFFER_BYTES = 256L << 10;
 
 static bool resumes(const worker_t *w) { return job_upload_flag(w->job) != 0; }
 
-// Goes on where an earlier upload of the same file ended, as far as the last look-up saw the remote file.
+// Continues an earlier upload of the same file at the remote size found by the last look-up.
 static bool resume_upload(worker_t *w)
 {
     const remote_file_t *remote_file = &w->job->record.remote_file;
@@ -30,7 +30,7 @@ static bool resume_upload(worker_t *w)
     return !failed(w);
 }
 
-// Speed only: a libcurl that refuses it uploads with its own buffer.
+// Only for speed: a libcurl that refuses it uses its default buffer.
 static void enlarge_buffer(const worker_t *w)
 {
     curl_e_handle_t copy = curl_e_copy_of(&w->handle);
@@ -39,7 +39,8 @@ static void enlarge_buffer(const worker_t *w)
                                                : UPLOAD_BUFFER_BYTES);
 }
 
-// Without it a TLS 1.3 server's session tickets, coming when libcurl has closed, cut off what is on its way.
+// Without this, session tickets of a TLS 1.3 server that arrive after libcurl's close would discard data in
+// flight.
 static void close_after_delivery(const worker_t *w)
 {
     if (!protocol_has_tls(w->job->record.request.protocol))
@@ -66,13 +67,14 @@ static bool prepare_upload(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// What was sent went to the server's bytes `begin` to `end`, behind what was there before. All that the file
-// held at first must be among it; what was appended meanwhile may be missing. A file that shrank may have
-// been sent as a mixture, and one that is longer than its stated size (as in /proc) is not whole. A resume
-// that was tried again has appended the file's start.
+// The sent data are bytes `begin` to `end` on the server, after any earlier part. They must include
+// everything that the file contained at first; data appended meanwhile may be missing. A file that shrank may
+// have been sent as a mixture, and a file longer than its reported size (as in /proc) is incomplete. A
+// retried resume has appended the beginning of the file.
 static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
 {
-    const bool has_more = local_file_has_byte(w->file.file, end); // first: if it grows now, its size shows it
+    const bool has_more = local_file_has_byte(
+        w->file.file, end); // before the size is read, so that growth in between is noticed
     const int64_t size = local_file_size(w->file.file);
     const bool repeated = begin != 0 && w->job->record.exec_info.retry_count != 0;
     return end >= size_at_first && end <= size && !repeated && (!has_more || end < size);

@@ -54,9 +54,9 @@ static void keep_cancel_quick(const worker_t *w)
 
 static bool is_sftp(const worker_t *w) { return w->job->record.request.protocol == PROTOCOL_SFTP; }
 
-// At the end of a transfer an SFTP server has confirmed all that it was sent, so breaking the connection
-// loses nothing, and saves the round trips of libcurl's own farewell: as soon as libcurl closes the
-// transfer's own connection, and those that are left when the job ends.
+// At the end of a transfer an SFTP server has confirmed all data, so the connection can be broken without
+// loss, which saves the round trips of an orderly disconnect: for the transfer's connection when libcurl
+// closes it, for the others when the job ends.
 static void leave_without_farewell(worker_t *w)
 {
     if (!is_sftp(w))
@@ -95,7 +95,8 @@ static void return_memory()
 #endif
 }
 
-// With CURLOPT_NOSIGNAL libcurl does not ignore SIGPIPE: a peer that has gone is an error of the write.
+// With CURLOPT_NOSIGNAL libcurl does not ignore SIGPIPE. Blocked, a write to a closed peer fails with an
+// error instead.
 static void block_broken_pipe()
 {
     sigset_t broken_pipe;

@@ -3,6 +3,6 @@
 
 #include "job_slot/job_slot.h"
 
-// Runs the job of `slot`, a curl_job_t, from libcurl's global set-up to its clean-up, on the thread that
-// calls, where SIGPIPE stays blocked. The outcome is in the record when it returns.
+// Runs the job of `slot`, a curl_job_t, from libcurl's global set-up to its clean-up, on the calling thread,
+// where SIGPIPE stays blocked. On return the outcome is in the record.
 void th_exec(job_slot_t *slot);

@@ -10,8 +10,8 @@
 #include <sys/socket.h>
 #include <utility>
 
-// libcurl does not use this connection again, but closes it, with some round trips, when the next perform
-// begins. It waits one second for a slow server and then leaks the session.
+// libcurl does not reuse this connection. It would close it when the next perform begins, which takes some
+// round trips, wait one second for a slow server and then leak the session.
 static void break_connection(const curl_e_handle_t *rec)
 {
     curl_socket_t fd = CURL_SOCKET_BAD;
@@ -19,7 +19,7 @@ static void break_connection(const curl_e_handle_t *rec)
         shutdown(fd, SHUT_RDWR);
 }
 
-// Connects and logs in, no more; its time is added to that of the transfer.
+// Only connects and logs in; the time is added to that of the transfer.
 static bool connect_alone(curl_e_handle_t *rec)
 {
     curl_e_setopt_curlopt_connect_only(rec, 1);
@@ -34,7 +34,7 @@ static bool connect_alone(curl_e_handle_t *rec)
     return rec->curl_code == CURLE_OK;
 }
 
-// Left on, the next perform would only connect as well, and call that a success.
+// If it stayed on, the next perform would also only connect, and report success.
 static void leave_connect_only(curl_e_handle_t *rec)
 {
     curl_e_handle_t copy = curl_e_copy_of(rec);
@@ -42,8 +42,8 @@ static void leave_connect_only(curl_e_handle_t *rec)
     rec->connect_only = copy.connect_only;
 }
 
-// Some servers put blanks behind the directory and backslashes into it, so both are taken out. Where the
-// answer is an absolute path with slashes they belong to its name, and the URL would lead elsewhere.
+// Some servers append blanks to the directory or write backslashes in it, so these are removed or replaced.
+// In an absolute path with slashes they belong to the name, and the URL would lead elsewhere.
 static bool is_read_exactly(curl_e_handle_t *rec)
 {
     const char *told = nullptr;
@@ -57,7 +57,7 @@ static bool is_read_exactly(curl_e_handle_t *rec)
     return false;
 }
 
-// libcurl takes "/~" at the start of an SFTP path for the login directory; with "//~" it is what it says.
+// libcurl takes "/~" at the start of an SFTP path for the login directory; it takes "//~" literally.
 static heap_string tilde_kept(curl_e_handle_t *rec, heap_string url)
 {
     const char *scheme_end = strstr(url.get(), "://");
@@ -105,7 +105,8 @@ bool curl_e_find_login_directory(perform_t &run)
         return false;
     if (curl_e_scheme_of(url) != SCHEME_SFTP)
         return true;
-    // Now, since libcurl may free its own while it connects; that it is missing shows when it is needed.
+    // Read it now, because libcurl may free its copy while it connects; a missing URL is reported when it is
+    // needed.
     heap_string specified(run.specified ? nullptr : malloc_str1(url));
     if (connect_alone(rec))
         return set_absolute_url(run, std::move(specified));

@@ -11,7 +11,7 @@ constexpr bool REDACT = true;
 #else
 constexpr bool REDACT = false;
 #endif
-constexpr char HIDDEN[] = "****"; // when there is no memory to look closer
+constexpr char HIDDEN[] = "****"; // when there is no memory for a redacted copy
 
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
 {
@@ -21,7 +21,7 @@ void curl_e_setopt_verbose(curl_e_handle_t *rec, long on)
         SET(rec, "curl_wrapper(538)", CURLOPT_DEBUGDATA, static_cast<void *>(rec));
 }
 
-// libcurl repeats this one while it ends an aborted transfer: once for each perform is enough.
+// libcurl repeats this line while it ends an aborted transfer: log it once per perform.
 static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
 {
     if (rec == nullptr || !line.starts_with("Callback aborted"))
@@ -38,8 +38,7 @@ static void note_time_out(curl_e_handle_t *rec, curl_infotype type, std::string_
         rec->operation_timed_out = 1;
 }
 
-// libcurl announces only by this line that it takes leave of the server; newer versions call the cache a
-// pool.
+// libcurl announces only with this line that it is about to close the connection; newer versions say "pool".
 static void announce_close(const curl_e_handle_t *rec, curl_infotype type, std::string_view line)
 {
     if (rec == nullptr || rec->on_close == nullptr || type != CURLINFO_TEXT)

@@ -21,7 +21,7 @@ template <CURLINFO info, typename Value> static constexpr bool info_gives()
     return false;
 }
 
-// What libcurl answers, or `otherwise` when it refuses: logged, and the CURLcode stored either way.
+// libcurl's value, or `otherwise` (logged) when it refuses; the CURLcode is stored either way.
 template <CURLINFO info, typename Value>
 static Value get_info(curl_e_handle_t *rec, const char *id, const char *name, Value otherwise)
 {

@@ -44,7 +44,7 @@ void curl_e_copy_handle(curl_e_handle_t *dst, const curl_e_handle_t *src)
 void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
 {
     if (dst->list_info == src->list_info)
-        src->list_borrowed = 0; // what dst lent to src comes back to it
+        src->list_borrowed = 0; // dst gets back the settings that src borrowed from it
     else
         list_setting_free(dst->list_info);
     *dst = *src;
@@ -86,7 +86,7 @@ void curl_e_limit_farewell(curl_e_handle_t *rec)
     if (rec->curl == nullptr)
         return;
     curl_e_handle_t copy = curl_e_copy_of(rec);
-    // Not after a refusal: with its URL still set a perform would be a transfer.
+    // Not after a refusal: if the URL is still set, a perform would start a transfer.
     if (SET(&copy, "curl_wrapper(171)", CURLOPT_VERBOSE, 0L) &&
         SET(&copy, "curl_wrapper(172)", CURLOPT_NOPROGRESS, 1L) &&
         SET(&copy, "curl_wrapper(173)", CURLOPT_URL, static_cast<const char *>(nullptr)) &&

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-// What a server may send without an end of line before the listing is given up.
+// The longest line of a listing; a longer one aborts it.
 constexpr uint64_t LINE_LIMIT_BYTES = UINT64_C(1024) * 1024;
 
 static bool ends_line(char byte) { return byte == '\r' || byte == '\n' || byte == '\0'; }
@@ -23,7 +23,7 @@ static uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *dat
     return uint64_t{before} + len;
 }
 
-// The line is measured only where it can be too long: single bytes do not cost a scan each.
+// Scans for the line's start only when it can be too long, so that single bytes do not cost a scan each.
 static bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
 {
     return uint64_t{buffer->length} + len <= LINE_LIMIT_BYTES ||
@@ -34,7 +34,7 @@ static bool make_room(dynamic_buffer_t *buffer, uint64_t need)
 {
     if (need <= buffer->capacity)
         return true;
-    // Clears one bit and does not round: the capacity is `need`, or up to 256 bytes more. It is meant so.
+    // Intended: this clears one bit and does not round. The capacity is `need` or up to 256 bytes more.
     const uint64_t capacity = (need + 0x100) & ~UINT64_C(0x100);
     if (capacity > UINT32_MAX)
         return false;

@@ -67,7 +67,7 @@ static bool fits(const char *name, const char *pattern)
     return pattern != nullptr && (pattern[0] == '*' || strcmp(name, pattern) == 0);
 }
 
-// The callback's result for the entry on this line; 0 when there is none that fits.
+// The callback's result for the entry on this line; 0 if it does not match.
 static int hand_on(list_setting_info_t *info, char *line)
 {
     static file_info_t file;
@@ -96,7 +96,7 @@ static void drop_front(dynamic_buffer_t *buffer, uint32_t bytes)
     memset(buffer->data + buffer->length, 0, bytes);
 }
 
-// False when the last `len` bytes bring no end of line: then no line has become complete.
+// False when the last `len` bytes contain no end of line, so that no line is complete.
 static bool completes_line(const dynamic_buffer_t *buffer, size_t len)
 {
     return memchr(buffer->data + buffer->length - len, '\0', len) != nullptr;

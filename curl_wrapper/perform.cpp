@@ -10,7 +10,7 @@
 
 #include <utility>
 
-// Takes over what a call on a copy of the record has met.
+// Takes over the result of a call on a copy of the record.
 static void adopt_failure(curl_e_handle_t *rec, const curl_e_handle_t &copy, int32_t unexplained)
 {
     if (copy.error != FTPCD_ERR_NONE)
@@ -19,7 +19,7 @@ static void adopt_failure(curl_e_handle_t *rec, const curl_e_handle_t &copy, int
         rec->error = unexplained;
 }
 
-// Sets the URL of the file's directory and searches the file's name there.
+// Sets the URL of the file's directory, and the file's name as the search pattern.
 static bool set_up_listing(perform_t &run)
 {
     curl_e_handle_t *rec = run.rec;
@@ -53,7 +53,7 @@ static bool set_up_listing(perform_t &run)
     return true;
 }
 
-// A listing in which nothing fits is a missing file.
+// A listing without a match means a missing file.
 static void end_listing(curl_e_handle_t *rec, list_setting_info_t *list)
 {
     if (!list_capture_end(list) && rec->curl_code == CURLE_OK)

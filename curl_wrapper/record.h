@@ -1,4 +1,4 @@
-// What the wrapper's own files do to a handle record.
+// Operations on a handle record for the wrapper's own files.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -6,5 +6,5 @@
 // One curl_easy_perform, which blocks until it has ended; its code is stored.
 CURLcode curl_e_perform_once(curl_e_handle_t *rec);
 
-// Logs under `id` that `call` gave NULL; error FTPCD_ERR_NO_MEMORY.
+// Logs under `id` that `call` returned NULL, and sets FTPCD_ERR_NO_MEMORY.
 void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call);

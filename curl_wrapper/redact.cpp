@@ -5,7 +5,7 @@
 
 constexpr std::string_view HIDDEN = "****";
 
-// A line that begins so is a credential from there to its end.
+// The rest of a line that begins with one of these is a credential.
 constexpr std::string_view LEADS[] = {"PASS ", "Authorization:", "Proxy-Authorization:"};
 
 static bool begins_with(std::string_view line, std::string_view lead)
@@ -18,7 +18,8 @@ static char *put(char *dst, std::string_view text)
     return static_cast<char *>(mempcpy(dst, text.data(), text.size()));
 }
 
-// Takes the first URL with a user part off the front of `rest` and writes it without one; else takes it all.
+// Moves text up to and including the first URL with a user part from `rest` to the output, redacted; without
+// such a URL, moves all of it.
 static char *put_redacted_url(char *dst, std::string_view &rest)
 {
     constexpr std::string_view AUTHORITY = "://";

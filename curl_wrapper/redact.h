@@ -5,10 +5,10 @@
 
 #include <string_view>
 
-// `line` with every credential in it replaced by "****": what a PASS command, an Authorization or a
-// Proxy-Authorization header holds, and the user:password of each URL. NULL when memory is exhausted.
+// `line` with every credential replaced by "****": the value of a PASS command, an Authorization or a
+// Proxy-Authorization header, and the user:password of each URL. NULL when memory is exhausted.
 heap_string curl_e_redacted(std::string_view line);
 
-// `text` as this build may log it: as it is, or else redacted in *memory, which must live as long.
+// `text` as this build may log it: unchanged, or redacted in *memory, which must live as long as the result.
 // "****" when memory is exhausted.
 const char *curl_e_loggable(const char *text, heap_string *memory);

@@ -1,4 +1,4 @@
-// Set, store, log, give up: what every option setter does.
+// The common part of every option setter: set the option, store the result, log a refusal.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -7,8 +7,8 @@
 
 #include <type_traits>
 
-// libcurl reads its argument list by the option's number, unchecked: an int in place of a long is a wrong
-// value on one machine and a right one on the next.
+// libcurl reads its variable argument list by the option's number, unchecked: an int instead of a long is a
+// wrong value on some machines only.
 template <CURLoption option, typename Value> static constexpr bool option_takes()
 {
     using target = std::remove_pointer_t<Value>;
@@ -25,8 +25,8 @@ template <CURLoption option, typename Value> static constexpr bool option_takes(
     return false;
 }
 
-// True when libcurl took the value. The CURLcode is stored either way; a refusal is error FTPCD_ERR_INTERNAL
-// and left to the caller to log.
+// True when libcurl accepted the value. The CURLcode is stored either way; a refusal sets FTPCD_ERR_INTERNAL,
+// and the caller logs it.
 template <CURLoption option, typename Value> static bool try_option(curl_e_handle_t *rec, Value value)
 {
     static_assert(option_takes<option, Value>(), "libcurl expects another type in its argument list");
@@ -37,7 +37,7 @@ template <CURLoption option, typename Value> static bool try_option(curl_e_handl
     return false;
 }
 
-// The same, a refusal logged under `id`.
+// The same, but logs a refusal under `id`.
 template <CURLoption option, typename Value>
 static bool set_option(curl_e_handle_t *rec, const char *id, const char *name, Value value)
 {

@@ -26,7 +26,7 @@ void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user, con
 
 void curl_e_setopt_ftpport(curl_e_handle_t *rec) { SET(rec, "curl_wrapper(979)", CURLOPT_FTPPORT, "-"); }
 
-// Its line shows the value that was refused, not the CURLcode.
+// This log line has the refused value, not the CURLcode.
 void curl_e_setopt_append(curl_e_handle_t *rec, long on)
 {
     if (!try_option<CURLOPT_APPEND>(rec, on))
@@ -70,7 +70,7 @@ void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds)
 void curl_e_setopt_connect_timeout(curl_e_handle_t *rec, long seconds)
 {
     const long limit_s = seconds > 0 ? seconds : 0;
-    // libcurl refuses limits above 2147483 s, so what it has taken fits in milliseconds as well.
+    // libcurl refuses limits above 2147483 s, so an accepted limit also fits in milliseconds.
     SET(rec, "curl_wrapper(1110)", CURLOPT_CONNECTTIMEOUT, limit_s) &&
         SET(rec, "curl_wrapper(1116)", CURLOPT_ACCEPTTIMEOUT_MS, limit_s * 1000);
 }

@@ -37,7 +37,8 @@ void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback 
 
 void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data)
 {
-    // Its data first: the job goes on after a refusal, and the function must never run without them.
+    // Set the data first: after a refusal the job continues, and the function must never run without its
+    // data.
     SET(rec, "curl_wrapper(1611)", CURLOPT_CLOSESOCKETDATA, data) &&
         SET(rec, "curl_wrapper(1605)", CURLOPT_CLOSESOCKETFUNCTION, function);
 }
@@ -68,7 +69,7 @@ void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback
         rec->error = FTPCD_ERR_NO_MEMORY;
         return;
     }
-    // libcurl passes the settings as the void pointer it was given: the call is the same.
+    // libcurl passes the settings as a void pointer, which is the same call.
     curl_e_setopt_writefunc_data(rec, reinterpret_cast<curl_write_callback>(cb_list_write), info);
     if (is_curl_error(rec))
         log_error("curl_wrapper(1635)", "curl_e_setopt_listfunc_data(): Failed(%d, %d)", rec->curl_code,

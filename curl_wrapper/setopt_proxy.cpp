@@ -1,11 +1,11 @@
-// Only an HTTP proxy is ever used. Any other one that is named is refused, or switches proxies off.
+// Only HTTP proxies are supported. Any other proxy is refused, or turns proxies off.
 #include "curl_wrapper/set_option.h"
 #include "curl_wrapper/url.h"
 #include "wire/transfer_request.h"
 
 static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme <= SCHEME_SOCKS; }
 
-// FTPCD_ERR_NONE, or why these arguments name no proxy; logged.
+// FTPCD_ERR_NONE, or the reason (logged) why these arguments are not a valid proxy.
 static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
 {
     if (!curl_e_is_port(port)) {
@@ -21,7 +21,7 @@ static int refusal_of(int kind, const char *host, scheme_t scheme, long port)
         return FTPCD_ERR_INTERNAL;
     }
     if (is_socks(scheme)) {
-        // The word is misspelt in the given text.
+        // The spelling "supprted" is fixed: devices log it so.
         log_error("curl_wrapper(916)", "'%s' proxy is not supprted", curl_e_scheme_prefix(scheme));
         return FTPCD_ERR_NOT_SUPPORTED;
     }
@@ -46,7 +46,7 @@ void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long 
     const bool used = kind == PROXY_HTTP;
     if (used && !set_http_type(rec))
         return;
-    // An empty name, unlike none, also keeps libcurl from the environment's proxies.
+    // An empty name, unlike NULL, also disables the proxies of the environment.
     if (SET(rec, "curl_wrapper(944)", CURLOPT_PROXY, used ? host : "") &&
         SET(rec, "curl_wrapper(952)", CURLOPT_PROXYPORT, used ? port : 0L) &&
         SET(rec, "curl_wrapper(960)", CURLOPT_HTTPPROXYTUNNEL, 0L))

@@ -25,8 +25,8 @@ scheme_t curl_e_scheme_of(const char *url)
     return static_cast<scheme_t>(scheme);
 }
 
-// Writes `url`, all but the `kept` characters escaped, to dst, which holds three bytes for each of it and a
-// terminator.
+// Writes `url` to dst with everything except the `kept` characters escaped; dst has three bytes for each
+// character and a terminator.
 static bool escape(CURL *curl, const char *url, const char *kept, char *dst)
 {
     while (*url != '\0') {

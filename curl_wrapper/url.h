@@ -1,4 +1,4 @@
-// What the wrapper knows of URLs: their schemes and their escaping.
+// URL schemes and URL escaping.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -7,7 +7,7 @@
 struct curl_deleter {
     void operator()(char *text) const { curl_free(text); }
 };
-using curl_string = std::unique_ptr<char, curl_deleter>; // libcurl's own
+using curl_string = std::unique_ptr<char, curl_deleter>; // allocated by libcurl
 
 enum scheme_t {
     SCHEME_HTTP,
@@ -18,23 +18,23 @@ enum scheme_t {
     SCHEME_SOCKS4A,
     SCHEME_SOCKS5,
     SCHEME_SOCKS5H,
-    SCHEME_SOCKS, // libcurl takes it for SOCKS4
+    SCHEME_SOCKS, // libcurl treats it as SOCKS4
     SCHEME_NONE,  // any other, or none at all
 };
 
-// What a URL of the scheme begins with, "://" included. Not for SCHEME_NONE.
+// The scheme with its "://". Not for SCHEME_NONE.
 const char *curl_e_scheme_prefix(scheme_t scheme);
 
-// The scheme that `url` begins with, in any case of letters.
+// The scheme of `url`, ignoring case.
 scheme_t curl_e_scheme_of(const char *url);
 
 // `url` with everything but the reserved characters of RFC 3986 percent-escaped, '%' too. NULL when memory is
 // exhausted: logged, and recorded as FTPCD_ERR_NO_MEMORY.
 heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url);
 
-// The same for a URL of which all behind the host is path: '#' and '?' are escaped as well.
+// The same for a URL in which everything after the host is the path: '#' and '?' are escaped too.
 heap_string curl_e_escaped_file_url(curl_e_handle_t *rec, const char *url);
 
-// The exact inverse, for a URL that libcurl gave back: whoever cuts it, extends it or sets it again starts
-// from this, or its names are escaped twice. NULL as above.
+// The exact inverse, for a URL returned by libcurl. Unescape such a URL before you change it or set it again;
+// otherwise its names are escaped twice. NULL as above.
 curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped);

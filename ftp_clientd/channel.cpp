@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 constexpr char sock_name_[] = CONTROL_SOCKET_PATH;
-constexpr int BACKLOG = 5; // clients that may wait for their turn
+constexpr int BACKLOG = 5; // clients that may be queued
 static int sockfd_ = -1;
 
 // Closes the listening socket; a failure is logged under `id`.
@@ -55,8 +55,8 @@ void ftp_clientd_if_destory()
         close_listening("ftp_clientd_if(151)");
 }
 
-// Whether accept is to be called: for a waiting client, and after trouble with the socket, which accept then
-// waits out or names.
+// True when accept should be called: for a waiting client, and after an error of the socket, which accept
+// then reports or waits for to end.
 static bool is_accept_due()
 {
     pollfd listening = {sockfd_, POLLIN, 0};

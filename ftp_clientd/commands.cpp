@@ -20,7 +20,7 @@ static_assert(sizeof(reply_body_t) == sizeof(state_reply_t));
 
 struct command_t;
 
-// One request while it is answered.
+// The state of one request.
 struct exchange_t {
     const command_t &command;
     const void *body;    // NULL when there is none

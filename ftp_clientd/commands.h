@@ -3,11 +3,11 @@
 
 #include "wire/wire.h"
 
-// Serves the client that waits at the control socket, if any: one request, one reply. `last_job` is the reply
-// to the last command 1, 2 or 5 (0, 0 before the first); a no-operation repeats its detail. Keep it from call
-// to call. Does not wait for a client; for one that is there it blocks as serve_request does.
+// Serves one waiting client of the control socket, if any: one request, one reply. `last_job` is the reply to
+// the last command 1, 2 or 5 (0, 0 before the first), whose detail a no-operation repeats; pass the same
+// object each time. Does not wait for a client; blocks as serve_request does while it serves one.
 void serve_waiting_client(reply_t *last_job);
 
-// The same over a connection that is open already, and stays open. Blocks for its deadline at most, 10 s
-// after it was accepted, but in command 4 also until the job has stopped. A failure is only logged.
+// The same over an open connection, which stays open. Blocks until the connection's deadline at most, 10 s
+// after it was accepted; command 4 also blocks until the job has stopped. A failure is only logged.
 void serve_request(int connection, reply_t *last_job);

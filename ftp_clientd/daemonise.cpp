@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Logs errno under `id` and ends the process. The console is given back first when it is open.
+// Logs errno under `id` and ends the process. Closes the console first if it is open.
 [[noreturn]] static void give_up(const char *id, file_stream *console = nullptr)
 {
     log_errno(id);
@@ -28,7 +28,7 @@ int change_child_process()
     return 0;
 }
 
-// Input from nowhere; output, where the Zixi library's lines go, to the console.
+// Input from /dev/null; output to the console, where the Zixi library prints its messages.
 static void redirect_standard_streams()
 {
     file_stream console(fopen("/dev/console", "a"));

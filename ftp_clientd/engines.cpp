@@ -4,7 +4,7 @@
 #include "ftp_clientd/notice_content.h"
 #include "zixi_func/zixi_func.h"
 
-// The feeder library looks nothing up: no file, nothing known about it.
+// The feeder library has no look-up: no file, and nothing known about it.
 constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
                                      .exists = 0,
                                      .size = -1,

@@ -6,11 +6,11 @@
 
 #include <algorithm>
 
-// Of a longer body only so much is kept: no client may fill the device's memory.
+// Only this much of a body is kept, so that a client cannot exhaust memory.
 constexpr size_t KEPT_BYTES = size_t{1} << 20;
 constexpr size_t DROPPED_AT_ONCE_BYTES = 65536;
 
-// True when all `size` bytes went over; else that is logged under `id` as the loop named `loop` reports it.
+// True when all `size` bytes were transferred; otherwise logs under `id` in the words of `loop`.
 static bool is_whole(const moved_t &moved, size_t size, const char *id, const char *loop)
 {
     if (moved.bytes == size)
@@ -19,14 +19,14 @@ static bool is_whole(const moved_t &moved, size_t size, const char *id, const ch
     return false;
 }
 
-// A request that could not be read is answered like one for command 0.
+// An unreadable request is answered as command 0.
 static void *no_request(message_header_t *header)
 {
     *header = {};
     return nullptr;
 }
 
-// Receives `length` bytes. Those beyond what is kept go one over the other, so that their memory is never
+// Receives `length` bytes. Those beyond the kept part overwrite each other, so that their memory is never
 // touched.
 static moved_t receive_body(int connection, char *body, size_t length, int64_t deadline_ms)
 {

@@ -13,8 +13,8 @@
 
 constexpr useconds_t PASS_PAUSE_US = 100000;
 
-// glibc gives each thread an arena of its own, but trims only the main one: memory that a worker freed would
-// stay in its arena.
+// glibc gives each thread its own arena, but trims only the main one: memory freed by a worker would stay in
+// its arena.
 static void use_one_arena()
 {
 #ifdef M_ARENA_MAX
@@ -22,7 +22,7 @@ static void use_one_arena()
 #endif
 }
 
-// A transfer may still run in OpenSSL when main returns: nothing of it may be torn down then.
+// When main returns, a transfer may still run in OpenSSL, so OpenSSL must not clean up.
 static void keep_openssl_at_exit() { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }
 
 static void serve_one_pass(reply_t *last_job)

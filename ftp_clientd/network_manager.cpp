@@ -8,8 +8,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-// A Unix socket's connect waits for a place in the listener's backlog: a network manager that hangs must not
-// make the daemon hang with it.
+// A Unix socket's connect waits for a place in the listener's backlog: a hanging network manager must not
+// block the daemon.
 constexpr time_t CONNECT_LIMIT_S = 2;
 
 namespace

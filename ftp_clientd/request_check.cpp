@@ -37,7 +37,7 @@ static bool begins_with(const char *text, std::string_view start)
     return strncasecmp(text, start.data(), start.size()) == 0;
 }
 
-// The engine answers a SOCKS proxy, however it goes on, with FTPCD_ERR_NOT_SUPPORTED.
+// The engine itself refuses every SOCKS proxy, with FTPCD_ERR_NOT_SUPPORTED.
 static bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
 {
     constexpr std::string_view SOCKS[] = {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"};
@@ -63,10 +63,10 @@ struct string_rule_t {
     size_t size;   // bytes, terminator included
     condition is_read;
     const char *refused = "";           // characters it must not hold
-    const char *refused_text = nullptr; // what it must not hold in any case of letters
+    const char *refused_text = nullptr; // text it must not contain, in any case
     bool is_needed = false;             // an empty one is refused
-    std::string_view start = "";        // may stand in front, in any case of letters; the rest is checked
-    bool may_log_in = false;            // behind that "user:password@" may stand
+    std::string_view start = "";        // optional prefix, in any case; the rest is checked
+    bool may_log_in = false;            // "user:password@" may follow the prefix
     bool names_a_file = false;          // one that ends in '/' is refused
 };
 
@@ -82,17 +82,17 @@ constexpr const char *NOT_IN_LOGIN = "\r\n";
 // On an FTP connection the byte 255 begins a TELNET command (RFC 854): some servers take it out of a name.
 constexpr const char *NOT_IN_FTP_PATH = "\xff";
 
-// libcurl cuts an FTP path there, wherever it stands; an HTTP proxy may, whatever the case of its letters.
+// libcurl cuts an FTP path at this text; an HTTP proxy may do so in upper or lower case.
 constexpr const char *FTP_TYPE = ";type=";
 
-// What would end the host of a URL, so that its path began there, and what no host's name holds.
+// Characters that would end the host of a URL and begin its path, and those that no host name contains.
 constexpr const char *NOT_IN_HOST = "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10"
                                     "\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x7f";
 
 constexpr string_rule_t STRINGS[] = {
     {FIELD(remote_path), with_libcurl, NOT_IN_PATH},
     {FIELD(remote_path), over_ftp, NOT_IN_FTP_PATH, FTP_TYPE},
-    // A proxy makes a file there whose name the server chooses.
+    // A proxy would create a file there with a name chosen by the server.
     {.offset = offsetof(transfer_request_t, remote_path),
      .size = sizeof(transfer_request_t::remote_path),
      .is_read = uploaded_through_proxy,
@@ -118,7 +118,7 @@ static bool ends_in_slash(const char *text)
     return length > 0 && text[length - 1] == '/';
 }
 
-// A '@' alone is no login: then the text stays as it is.
+// A '@' without ':' is not a login: the text is then checked unchanged.
 static const char *behind_login(const char *text)
 {
     const size_t length = strcspn(text, NOT_IN_HOST);

@@ -65,7 +65,7 @@ int moved_count(const moved_t &moved, size_t size)
     return static_cast<int>(moved.failed ? size + 1 : moved.bytes);
 }
 
-// Looks until `size` bytes are there. Each look sees them from the first on.
+// Peeks until `size` bytes have arrived. Each peek starts at the first byte.
 static int peek_all(int fd, void *buffer, size_t size, int flags, int64_t deadline_ms)
 {
     ssize_t seen = 0;

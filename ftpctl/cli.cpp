@@ -25,7 +25,7 @@ static DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
 static Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
 )";
 
-// These say it better than the ranges that CLI11 would print.
+// These messages are clearer than the ranges that CLI11 would print.
 static std::string above_zero(const std::string &text)
 {
     char *end = nullptr;
@@ -76,12 +76,12 @@ static void add_word(CLI::App *command, const char *name, std::string &value)
 static void add_exec(CLI::App *command, options_t &options)
 {
     add_text(command, "--exec", options.exec, "COMMAND",
-             "Shell command to run for each event, which it finds in its environment, FTPCTL_EVENT and more");
+             "Shell command to run for each event; FTPCTL_EVENT and other variables describe the event");
 }
 
 static void add_proxy(CLI::App *command, options_t &options)
 {
-    add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy, port 3128 without one");
+    add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy; the default port is 3128");
     add_text(command, "--proxy-password-file", options.proxy_password_file, "FILE",
              "File whose first line is the proxy's password; - reads standard input; without it the "
              "environment's FTPCTL_PROXY_PASSWORD is");
@@ -100,7 +100,7 @@ static void add_wait_turn(CLI::App *command, options_t &options)
 
 static void add_job_options(CLI::App *command, options_t &options)
 {
-    command->add_option("--user", options.user, "Login name, where the URL has none")->type_name("NAME");
+    command->add_option("--user", options.user, "Login name, if the URL has none")->type_name("NAME");
     add_text(command, "--password-file", options.password_file, "FILE",
              "File whose first line is the password; - reads standard input");
     command->add_flag("--active", options.active, "FTP: the server connects back for the data");
@@ -126,13 +126,13 @@ static void add_get(CLI::App &app, options_t &options)
     CLI::App *get = add_command(app, options, "get", "Download a file of at most 4096 bytes", command_get);
     add_word(get, "URL", options.url);
     get->add_option("FILE", options.files,
-                    "File, folder, or - for standard output; without it the URL's name")
+                    "File, folder, or - for standard output; by default the name in the URL")
         ->type_name(" ")
         ->expected(0, 1);
     add_transfer_options(get, options);
 }
 
-// The URL is the last word, behind any number of files: see split_words().
+// The URL is the last word, after any number of files: see split_words().
 static void add_put(CLI::App &app, options_t &options)
 {
     CLI::App *put = add_command(app, options, "put", "Upload files", command_put);
@@ -142,7 +142,7 @@ static void add_put(CLI::App &app, options_t &options)
         ->required()
         ->expected(2, CLI::detail::expected_max_vector_size);
     add_transfer_options(put, options);
-    put->add_flag("--resume", options.resume, "Send only what the remote file lacks");
+    put->add_flag("--resume", options.resume, "Send only what is missing in the remote file");
     put->add_flag("--verify", options.verify, "Compare the remote file's size when the upload has ended");
     put->add_flag("--no-overwrite", options.no_overwrite, "zixi: keep a remote file that exists");
     put->add_option("--protocol", options.protocol, "zixi: protocol number 4 or 5")
@@ -203,7 +203,7 @@ static void add_common_options(CLI::App &app, options_t &options)
     app.add_flag("--quiet", options.quiet, "Print neither progress nor success");
 }
 
-// One line for what is wrong. A word that is not expected is named alone: what follows may be a password.
+// A one-line message. It quotes only the unexpected word, because the next one may be a password.
 static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
 {
     const auto chosen = app.get_subcommands();
@@ -220,7 +220,8 @@ static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
     return line + "; see " + command + " --help";
 }
 
-// As any other failure: what was parsed before the fault need not tell of --json.
+// Handled like any other failure. --json may stand after the fault, so the parsed options need not contain
+// it.
 static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     options_t options;

@@ -1,10 +1,11 @@
-// The commands, each in a file of its name; ping, state and cancel in questions.cpp, watch in watch.h.
+// The commands, each in a file of the same name; ping, state and cancel are in questions.cpp, watch is in
+// watch.h.
 #pragma once
 
 #include "ftpctl/options.h"
 #include "ftpctl/report.h"
 
-// Each waits for the daemon or the job to come to an end, fills the report, and throws failure when it fails.
+// Each waits for the daemon or for the end of the job, fills in the report, and throws failure on failure.
 void command_get(const options_t &options, report_t &report);
 void command_put(const options_t &options, report_t &report);
 void command_info(const options_t &options, report_t &report);
@@ -12,15 +13,13 @@ void command_ping(const options_t &options, report_t &report);
 void command_state(const options_t &options, report_t &report);
 void command_cancel(const options_t &options, report_t &report);
 
-// Asks a server who it is, and prints the pin that holds it to that. The daemon connects once, saves the
-// certificate or host key into a private folder, and then refuses the server, because the pin that goes with
-// the job has no length and matches nothing. The connection ends before the login: no password is sent, no
-// file is touched, no proof is asked of the user.
+// Gets a server's identity and prints its pin. The daemon connects once, saves the certificate or host key
+// into a private folder, and then rejects the server, because the job's pin has length 0 and matches nothing.
+// The connection ends before the login: no password is sent and no file is touched.
 void command_identity(const options_t &options, report_t &report);
 
-// Plays the network manager: prints each notice as it comes to the notify socket, until there were
-// options.count, an interrupt comes or the time is over. A socket that a program which is gone has left
-// behind is replaced, one that somebody listens on is not. The commands of --exec have all run when it
-// returns. Throws failure: STATUS_TIMEOUT when notices are missing at the end of the time, STATUS_EXEC when a
-// command failed, STATUS_LOCAL when it cannot listen.
+// Receives notices in place of the network manager and prints each, until options.count notices, an interrupt
+// or the time limit. A socket left behind by an ended program is replaced, one with a listener is not. When
+// it returns, the commands of --exec have all run. Throws failure: STATUS_TIMEOUT when notices are missing at
+// the time limit, STATUS_EXEC when a command failed, STATUS_LOCAL when it cannot listen.
 void command_listen(const options_t &options, report_t &report);

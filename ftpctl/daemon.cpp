@@ -17,7 +17,7 @@ static std::string group_of(const std::string &path)
     return found != nullptr ? found->gr_name : std::to_string(status.st_gid);
 }
 
-// Whom to ask when the socket cannot be used.
+// A hint for a socket that this user may not use.
 static std::string denied(const std::string &socket)
 {
     const std::string group = group_of(socket);
@@ -33,7 +33,7 @@ static std::string line_of(const options_t &options, int error, int system_error
     case FTPCLIENT_ERR_NO_ANSWER:
         return options.socket + ": the daemon does not answer";
     case FTPCLIENT_ERR_DISCONNECTED:
-        return options.socket + ": the daemon broke off; what was asked for may have happened";
+        return options.socket + ": the daemon closed the connection; the request may have been carried out";
     case FTPCLIENT_ERR_DENIED:
         return denied(options.socket);
     case FTPCLIENT_ERR_TIMEOUT:

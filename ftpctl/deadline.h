@@ -1,4 +1,4 @@
-// A point in time that a wait must not pass, or none.
+// The end of a wait, or none.
 #pragma once
 
 #include <algorithm>
@@ -9,8 +9,8 @@
 class deadline_t
 {
 public:
-    // `limit` from now; without one there is no end. Nobody waits longer than ten years, and adding them to
-    // now() cannot overflow.
+    // `limit` from now; without a limit there is no end. A limit above ten years counts as ten years, so that
+    // adding it to now() cannot overflow.
     explicit deadline_t(std::optional<std::chrono::milliseconds> limit)
     {
         if (limit)
@@ -20,7 +20,7 @@ public:
 
     bool passed() const { return end_ && clock::now() >= *end_; }
 
-    // What poll() wants: whole milliseconds that are left, rounded up; -1 without an end.
+    // The remaining time for poll(): milliseconds, rounded up; -1 without an end.
     int poll_ms() const
     {
         if (!end_)

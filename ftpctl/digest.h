@@ -13,5 +13,5 @@ enum class letters_t { UPPER, LOWER };
 // "0A:FF".
 std::string digest_hex(std::span<const unsigned char> bytes, letters_t letters);
 
-// The digest of the bytes. Throws failure (STATUS_LOCAL) where the library does not do that kind.
+// The digest of the bytes. Throws failure (STATUS_LOCAL) if the library does not support this kind.
 octets_t digest_of(std::span<const unsigned char> bytes, const EVP_MD *kind);

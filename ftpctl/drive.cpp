@@ -15,7 +15,7 @@
 
 using std::chrono::steady_clock;
 
-constexpr int LOOK_MS = 200; // how often to see what the call does
+constexpr int LOOK_MS = 200; // how often to check the call's progress
 constexpr int STATE_MS = 1000;
 constexpr std::chrono::seconds WAITING_TOLD_AFTER{1};
 constexpr std::chrono::seconds OBJECT_EVERY{1};
@@ -30,7 +30,7 @@ static std::string size_of(const ftpclient_progress_t &progress)
 namespace
 {
 
-// What people see of one call.
+// The messages and progress of one call.
 class call_view
 {
 public:
@@ -77,7 +77,7 @@ private:
         say(line);
     }
 
-    // The call has come to the end of its time: nothing else makes it stop by itself.
+    // The call stops by itself only when its time limit has expired.
     void tell_stopping()
     {
         if (is_stopping_told_)
@@ -121,7 +121,7 @@ void driver::tell_turn_error(const ftpclient_call_t *call)
             options_.socket.c_str(), strerror(error));
 }
 
-// An interrupt stays readable, so it is looked for only until the call was stopped.
+// The interrupt descriptor stays readable, so it is polled only until the call was stopped.
 int driver::drive(ftpclient_call_t *call)
 {
     call_view view(options_, client_.get());

@@ -1,4 +1,4 @@
-// The daemon: why it cannot be asked, and what drives a call of the library to its end.
+// Access to the daemon: its failures, and running a call of the library to its end.
 #pragma once
 
 #include "ftpctl/deadline.h"
@@ -6,27 +6,27 @@
 #include "ftpctl/handles.h"
 #include "ftpctl/options.h"
 
-// Asks nobody yet and does not wait. Throws failure.
+// Does not connect and does not wait. Throws failure.
 client_t daemon_open(const options_t &options);
 
-// What an ftpclient_error means for a command, in words and as a status. To be made before errno changes.
+// The message and status for an ftpclient_error. Call it before errno changes.
 failure daemon_failure(const options_t &options, int error);
 
-// Waits for a call's descriptor, shows what it does, and stops it at an interrupt.
+// Waits for a call's descriptor, shows the call's progress, and stops it on an interrupt.
 class driver
 {
 public:
-    // The command's time begins now. Throws failure.
+    // Starts the command's time limit. Throws failure.
     explicit driver(const options_t &options);
 
     const options_t &options() const { return options_; }
 
-    // Milliseconds that --timeout leaves, -1 without it: what calls are begun with.
+    // The time limit for new calls: the milliseconds left of --timeout, -1 without it.
     int left_ms() const { return deadline_.poll_ms(); }
 
-    // Begins a call, by one of the ftpclient_begin_... functions with what it takes between client and time
-    // limit, and drives it to its end. `code` is what it has come to, and errno is of that; the call is NULL
-    // when it could not even begin. Throws failure when the output fails.
+    // Begins a call with one of the ftpclient_begin_... functions and runs it to its end. `arguments` are
+    // those between client and time limit. `code` is the call's result, with its errno; `call` is NULL when
+    // it could not begin. Throws failure when the output fails.
     struct finished_t {
         int code;
         call_t call;

@@ -22,7 +22,7 @@ constexpr double LONGEST_MS = 3650.0 * 86400000;
 
 std::optional<milliseconds> duration_parse(std::string_view text)
 {
-    // No sign, exponent, hexadecimal or "inf", which strtod() would take.
+    // No sign, exponent, hexadecimal number or "inf", which strtod() would accept.
     const std::string digits(text.substr(0, text.find_first_not_of("0123456789.")));
     char *end = nullptr;
     const double number = strtod(digits.c_str(), &end);

@@ -1,4 +1,4 @@
-// Lengths of time as people write them.
+// Durations as people write them.
 #pragma once
 
 #include <chrono>
@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-// "90", "1.5" (seconds), "500ms", "90s", "5m", "1h", "2d". Nothing for anything else, or a negative one. One
-// above ten years counts as ten years.
+// Reads "90", "1.5" (seconds), "500ms", "90s", "5m", "1h", "2d". Nothing for anything else or a negative
+// duration. More than ten years count as ten years.
 std::optional<std::chrono::milliseconds> duration_parse(std::string_view text);
 
-// As short as it can be written: "10m", "90s", "500ms".
+// The shortest form: "10m", "90s", "500ms".
 std::string duration_text(std::chrono::milliseconds duration);

@@ -4,7 +4,7 @@
 #include "ftpctl/report.h"
 #include "ftpctl/text.h"
 
-// The names behind "FTPCTL_". Who adds one adds it to the manual as well.
+// The names after "FTPCTL_". Document a new one in the manual page as well.
 constexpr const char *NAMES[] = {
     "EVENT",         "TIME",        "LINE",       "JSON",
     "RUNNING",       "JOB",         "CANCEL",     "RESULT",

@@ -15,7 +15,7 @@
 
 constexpr const char *SHELL = "/bin/sh";
 
-// In the child: becomes the command. What this program does with signals is not its business.
+// In the child: runs the command, with this program's signal handling reset.
 [[noreturn]] static void become(const std::string &command, event_t event, const sigset_t &mask)
 {
     setpgid(0, 0);
@@ -31,7 +31,7 @@ constexpr const char *SHELL = "/bin/sh";
     _exit(127);
 }
 
-// The child's process id. Throws failure when there can be no child.
+// The child's process id. Throws failure when no child can be created.
 static pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
 {
     sigset_t all;
@@ -61,7 +61,7 @@ event_hook::event_hook(const std::string &command) : command_(command)
 {
     if (command_.empty())
         return;
-    signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody learns how a child has ended
+    signal(SIGCHLD, SIG_DFL); // if it is ignored, the status of a child is lost
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGCHLD);
@@ -73,7 +73,7 @@ event_hook::event_hook(const std::string &command) : command_(command)
 
 event_hook::~event_hook()
 {
-    if (child_ != 0) { // an error is on its way out
+    if (child_ != 0) { // destroyed by an exception
         kill(-child_, SIGTERM);
         waitpid(child_, nullptr, 0);
     }
@@ -103,12 +103,12 @@ void event_hook::wait(int fd, int limit_ms)
         {fd, POLLIN, 0}, {child_fd_.get(), POLLIN, 0}, {is_ending_ ? -1 : interrupts_fd(), POLLIN, 0}};
     if (poll(waiting, 3, limit_ms) < 1 || waiting[1].revents == 0)
         return;
-    signalfd_siginfo ended; // many ends can be one signal: waitpid() tells
+    signalfd_siginfo ended; // one signal may stand for several children: ask waitpid()
     while (read(child_fd_.get(), &ended, sizeof ended) == sizeof ended) {}
     step();
 }
 
-// Takes note of a command that has ended, and starts the next.
+// Handles the end of a command, and starts the next.
 void event_hook::step()
 {
     int status = 0;

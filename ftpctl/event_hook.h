@@ -9,35 +9,36 @@
 #include <string>
 #include <sys/types.h>
 
-// The commands run one after the other, in the order of the events; however slow one is, no event is left out
-// or waited for. A command runs by "/bin/sh -c" in a process group of its own, with nothing on standard
-// input. One that fails is told on standard error.
+// The commands run one after the other in the order of the events. Events are queued, so a slow command
+// neither loses nor delays one. A command runs with "/bin/sh -c" in its own process group, with empty
+// standard input. A failed command is reported on standard error.
 class event_hook
 {
 public:
-    // An empty command: nothing is ever run. Else SIGCHLD is this object's from now on, one at a time. Throws
-    // failure (STATUS_LOCAL).
+    // With an empty command nothing is run. Otherwise this object handles SIGCHLD, so only one may exist at a
+    // time. Throws failure (STATUS_LOCAL).
     explicit event_hook(const std::string &command);
     ~event_hook();
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
 
-    // Prints the event as event_print() does, and then add(). Throws failure as either does.
+    // Prints the event with event_print(), then adds it. Throws failure as both do.
     void tell(const event_t &event, const options_t &options);
 
-    // Runs the command for the event in its turn. Never waits. Throws failure (STATUS_LOCAL) when the system
-    // allows no further process.
+    // Queues the command for the event. Never waits. Throws failure (STATUS_LOCAL) when the system allows no
+    // more processes.
     void add(const event_t &event);
 
-    // Waits until `fd` (-1: none) can be read, an interrupt has come, a command has ended or `limit_ms` is
-    // over (-1: never). Starts the next command where one has ended; throws failure as add() does.
+    // Waits until `fd` (-1: none) is readable, an interrupt has come, a command has ended or `limit_ms` has
+    // passed
+    // (-1: no limit). Starts the next command when one has ended; throws failure as add() does.
     void wait(int fd, int limit_ms);
 
     bool busy() const { return child_ != 0 || !waiting_.empty(); }
 
-    // Waits until all have run. At an interrupt the one that runs is asked to end (SIGTERM) and waited for,
-    // the others are given up, which is told. False when a command has failed, which was told when it did.
-    // Throws failure as add() does.
+    // Waits until all commands have run. On an interrupt it sends SIGTERM to the running command, waits for
+    // it, and discards the others with a message. False when a command has failed. Throws failure as add()
+    // does.
     bool finish();
 
 private:

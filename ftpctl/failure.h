@@ -1,19 +1,19 @@
-// How ftpctl fails: one clear line for people and one exit status for scripts.
+// Failures of ftpctl: one line for people and one exit status for scripts.
 #pragma once
 
 #include <stdexcept>
 #include <string>
 
-// statuses.cpp has the words for them.
+// statuses.cpp has the texts for them.
 enum exit_status {
     STATUS_DONE = 0,
-    STATUS_LOCAL = 1,      // something on this side: a file, a socket, the output
+    STATUS_LOCAL = 1,      // a local file, a socket or the output failed
     STATUS_USAGE = 2,      // the command line, the URL, or a request that the daemon would refuse
-    STATUS_NO_DAEMON = 3,  // nobody listens, or no answer came
-    STATUS_BUSY = 4,       // other programs had the daemon for too long
+    STATUS_NO_DAEMON = 3,  // no process listens, or no answer came
+    STATUS_BUSY = 4,       // other programs kept the daemon busy for too long
     STATUS_BAD_ANSWER = 5, // an answer that is not of this protocol
     STATUS_NO_FILE = 6,    // info: there is no such file
-    STATUS_NO_RESUME = 7,  // put --resume: the sizes forbid it
+    STATUS_NO_RESUME = 7,  // put --resume: the file sizes do not allow it
     STATUS_TIMEOUT = 8,    // --timeout or the limit for silence has passed
     STATUS_EXEC = 9,       // watch, listen: a command of --exec failed
     STATUS_UNKNOWN = 10,   // how the job ended is not known
@@ -24,7 +24,7 @@ enum exit_status {
     STATUS_CAUSE = 48,     // + the cause of a failed job, from FTPCLIENT_CAUSE_LOGIN on
 };
 
-// Ends the command: main prints what() behind "ftpctl: " and exits with the status.
+// Ends the command: main prints "ftpctl: " and what(), and exits with the status.
 struct failure : std::runtime_error {
     int status;
     failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}

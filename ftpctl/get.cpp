@@ -1,4 +1,4 @@
-// get: fetches a file beside its place and puts it there when it is whole.
+// get: downloads to a temporary file and renames it when it is complete.
 #include "ftpctl/commands.h"
 
 #include "ftpctl/interrupts.h"
@@ -10,7 +10,7 @@
 #include <cstdio>
 
 constexpr size_t DOWNLOAD_MAX = 4096;
-constexpr const char *NAME = "f"; // short, for the path has a limit
+constexpr const char *NAME = "f"; // short, because the path has a limit
 
 static std::string file_name(const options_t &options)
 {
@@ -40,7 +40,7 @@ static void to_standard_output(const options_t &options, const url_t &url, repor
     report.is_told = true;
 }
 
-// The daemon writes the file itself: nobody is left to put it in its place.
+// The daemon writes the file itself, because no process remains to rename it.
 static void without_waiting(const options_t &options, const url_t &url, report_t &report)
 {
     if (file_name(options).empty() || file_name(options) == "-")

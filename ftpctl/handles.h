@@ -1,4 +1,4 @@
-// Gives back by scope what the library lends.
+// RAII owners of the library's objects.
 #pragma once
 
 #include "libftpclient/ftpclient.h"

@@ -11,7 +11,7 @@ constexpr size_t LINE_MAX_BYTES = 1 << 20;
 namespace
 {
 
-// `number` is which string of the key tells its size, 0 when its type does.
+// `number` is the index of the key's string that determines its size, 0 if the type does.
 struct key_kind_t {
     std::string_view type;
     const char *name;
@@ -32,8 +32,7 @@ constexpr key_kind_t KINDS[] = {
 
 using bytes_view_t = std::span<const unsigned char>;
 
-// The strings that a key is made of, each a big-endian length and as many bytes; none when it is no such
-// sequence.
+// The strings of a key, each a big-endian length and that many bytes; none if it is malformed.
 static std::vector<bytes_view_t> strings_of(bytes_view_t key)
 {
     std::vector<bytes_view_t> strings;
@@ -58,7 +57,7 @@ static int bits_of(bytes_view_t number)
     return static_cast<int>(number.size() * 8) - std::countl_zero(number[0]);
 }
 
-// Nothing for what is no base64, whole and with its padding.
+// Nothing if it is not complete base64 with padding.
 static std::optional<octets_t> base64_decoded(std::string_view text)
 {
     const size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;

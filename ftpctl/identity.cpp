@@ -1,4 +1,4 @@
-// identity: who a server is.
+// identity: shows a server's certificate or host key.
 #include "ftpctl/commands.h"
 
 #include "ftpctl/interrupts.h"
@@ -28,7 +28,7 @@ static std::string line_of(int code, const ftpclient_outcome_t &outcome, const s
     return code > 0 ? line + " (" + text_details(code, outcome.progress) + ")" : line;
 }
 
-// The job has ended as it must when the daemon has refused the server.
+// True when the job ended as it does after the daemon has rejected the server.
 static void check(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome,
                   const std::string &folder)
 {
@@ -61,7 +61,7 @@ static server_identity_t ask(const options_t &options, const url_t &url, report_
     const std::string content = file_content(saved, IDENTITY_MAX_BYTES);
     const auto found = url.protocol == FTPCLIENT_SFTP ? host_key_read(content) : certificate_read(content);
     if (!found)
-        throw failure(STATUS_BAD_ANSWER, "what the daemon has saved is no certificate and no host key");
+        throw failure(STATUS_BAD_ANSWER, "what the daemon has saved is neither a certificate nor a host key");
     return *found;
 }
 

@@ -14,7 +14,7 @@ constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int64_t TWIN_MS = 1000; // the kernel's SIGHUP and the shell's are no further apart
 
 static volatile sig_atomic_t seen_;
-static int64_t first_ms_; // the handler's alone
+static int64_t first_ms_; // used only by the handler
 static int fd_ = -1;
 
 static int64_t now_ms()
@@ -27,7 +27,7 @@ static int64_t now_ms()
 static void end_as_usual(int number)
 {
     signal(number, SIG_DFL);
-    raise(number); // comes when the handler returns
+    raise(number); // delivered when the handler returns
 }
 
 static void remember(int number)

@@ -1,15 +1,15 @@
-// SIGINT, SIGTERM and SIGHUP as a question that a loop asks, and a descriptor that it can wait for.
+// SIGINT, SIGTERM and SIGHUP as a flag to check and a descriptor to wait for.
 #pragma once
 
-// From now on the first of them is remembered instead of ending the program; the second one, of whatever
-// kind, ends it as usual. A terminal that closes sends SIGHUP twice in a row: together they count as one.
-// SIGHUP stays ignored where it was, as under nohup(1). Calling it again changes nothing. Throws failure
-// (STATUS_LOCAL) when there is no descriptor left.
+// From now on the first of these signals is recorded and does not end the program; the second one, of any
+// kind, ends it as usual. A closing terminal sends SIGHUP twice; the two count as one. If SIGHUP was ignored,
+// as under nohup(1), it stays ignored. Further calls do nothing. Throws failure (STATUS_LOCAL) when there is
+// no descriptor left.
 void interrupts_catch();
 
-// True after one came.
+// True after the first signal.
 bool interrupts_seen();
 
-// For poll(2): readable from the first one on, for ever. -1, which poll() passes over, before
-// interrupts_catch().
+// For poll(2): stays readable after the first signal. Before interrupts_catch() it is -1, which poll()
+// ignores.
 int interrupts_fd();

@@ -13,7 +13,7 @@ int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome)
     return code;
 }
 
-// To connect a datagram socket only chooses the route.
+// Connecting a datagram socket only selects the route.
 static bool has_route(const addrinfo &address)
 {
     const descriptor probe(socket(address.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -40,7 +40,7 @@ static bool route_exists(const server_t &server)
     return false;
 }
 
-// libcurl says the same of a port where nobody listens and of a host without a route.
+// libcurl reports the same for a port without a listener and for a host without a route.
 static bool lacks_route(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     return outcome.cause == FTPCLIENT_CAUSE_NOBODY && !route_exists(job.proxy ? *job.proxy : job.url);

@@ -1,4 +1,4 @@
-// Why a job failed, in words.
+// Messages for failed jobs.
 #include "ftpctl/job.h"
 
 #include "ftpctl/duration.h"
@@ -16,7 +16,7 @@ static std::string peer_of(const job_t &job, const ftpclient_progress_t &progres
     return "proxy " + name_of(*job.proxy);
 }
 
-// What the sentence is about.
+// The subject of the message.
 static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outcome)
 {
     switch (outcome.cause) {
@@ -37,7 +37,7 @@ static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outco
     }
 }
 
-// The daemon could not open the file that this command could: it does not see it as this command does.
+// The daemon could not open a file that this command could open, so it sees another file system.
 static bool is_out_of_sight(int result, const ftpclient_outcome_t &outcome)
 {
     return (result == FTPCLIENT_RESULT_LOCAL_READ || result == FTPCLIENT_RESULT_LOCAL_WRITE) &&
@@ -62,11 +62,11 @@ static std::string resume_line(const ftpclient_outcome_t &outcome)
     if (outcome.remote_bytes > outcome.local_bytes)
         return "cannot resume: the remote file has " + std::to_string(outcome.remote_bytes) +
                " bytes, the local one only " + std::to_string(outcome.local_bytes);
-    return outcome.file.exists != 0 ? "cannot resume: the server does not tell the remote file's size"
-                                    : "cannot resume: what the server lists there is no file";
+    return outcome.file.exists != 0 ? "cannot resume: the server does not report the remote file's size"
+                                    : "cannot resume: the remote path is not a file";
 }
 
-// The daemon's mounts show it, so nothing was handed over.
+// The daemon's mounts showed it, so no job was started.
 static std::string sight_line(const job_t &job, int error)
 {
     constexpr const char *REMEDY =
@@ -93,8 +93,8 @@ static std::string error_line(const options_t &options, const job_t &job, int er
     case FTPCLIENT_ERR_TURN:
         return options.wait_turn.count() == 0
                    ? "another program has the daemon; --wait-turn sets how long to wait"
-                   : "other programs had the daemon for longer than " + duration_text(options.wait_turn) +
-                         "; --wait-turn sets another limit";
+                   : "other programs kept the daemon busy for longer than " +
+                         duration_text(options.wait_turn) + "; --wait-turn sets another limit";
     case FTPCLIENT_ERR_TIMEOUT:
         return "not done within " + duration_text(options.timeout.value_or(SILENCE_LIMIT)) + ", " +
                (outcome.jobs > 0 ? "the job was cancelled" : "the job was not started") +
@@ -103,7 +103,8 @@ static std::string error_line(const options_t &options, const job_t &job, int er
         return "nothing moved for " + duration_text(SILENCE_LIMIT) +
                ", the job was cancelled; --timeout sets another limit";
     case FTPCLIENT_ERR_UNKNOWN_OUTCOME:
-        return job.shown_url + ": another program came between, the outcome of this job is not known";
+        return job.shown_url +
+               ": another program used the daemon meanwhile, the outcome of this job is not known";
     case FTPCLIENT_ERR_NO_RESUME:
         return resume_line(outcome);
     case FTPCLIENT_ERR_OUT_OF_SIGHT:
@@ -116,7 +117,7 @@ static std::string error_line(const options_t &options, const job_t &job, int er
     }
 }
 
-// What an upload that did not come to its end has left on the server, as far as that is known.
+// What an unfinished upload has left on the server, as far as known.
 static std::string remains(int code, const ftpclient_outcome_t &outcome)
 {
     const bool was_stopped =

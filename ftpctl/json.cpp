@@ -47,7 +47,7 @@ static json object_of_job(int job, int result, const ftpclient_progress_t &progr
 
 static json job_of(const report_t &report)
 {
-    // Not known is not told: the last state seen may be another program's.
+    // Left out if unknown: the last state may be another program's.
     if (!report.outcome || report.outcome->jobs == 0 || report.status == STATUS_UNKNOWN)
         return nullptr;
     return object_of_job(report.job, report.outcome->result, report.outcome->progress);
@@ -122,7 +122,7 @@ static json identity_of(const report_t &report)
     return object;
 }
 
-// `more` stands behind what all events have.
+// `more` follows the members that all events have.
 static std::string event(const char *name, time_t now, const json &more)
 {
     json object = {{"event", name}, {"time", static_cast<int64_t>(now)}};

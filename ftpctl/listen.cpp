@@ -26,7 +26,7 @@ static notices_t open_notices(const std::string &path)
     return notices_t(notices);
 }
 
-// Takes what has come and shows it; false when that is no whole notice.
+// Receives and shows a notice; false when none is complete.
 static bool tell_next(ftpclient_notices_t *notices, const options_t &options, event_hook &hook)
 {
     ftpclient_notice_t notice = {};
@@ -37,7 +37,7 @@ static bool tell_next(ftpclient_notices_t *notices, const options_t &options, ev
     case FTPCLIENT_ERR_TIMEOUT:
         return false;
     case FTPCLIENT_ERR_PROTOCOL:
-        fprintf(stderr, "ftpctl: ignored: what came is no notice of the daemon\n");
+        fprintf(stderr, "ftpctl: ignored: not a notice of the daemon\n");
         return false;
     default:
         throw socket_failure(options.notify_socket, error);

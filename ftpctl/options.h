@@ -1,4 +1,4 @@
-// What the command line asks for.
+// The options of the command line.
 #pragma once
 
 #include "libftpclient/ftpclient.h"
@@ -11,9 +11,9 @@
 struct report_t;
 
 struct options_t {
-    // The command: fills the report, and throws failure when it fails.
+    // The command: fills in the report, and throws failure on failure.
     void (*run)(const options_t &, report_t &) = nullptr;
-    std::string command; // its name; empty when the command line names none
+    std::string command; // its name; empty if the command line has none
 
     // Every command
     std::string socket = FTPCLIENT_CONTROL_SOCKET;
@@ -44,12 +44,12 @@ struct options_t {
 
     // listen
     std::string notify_socket = FTPCLIENT_NOTICE_SOCKET;
-    unsigned long count = 0; // 0: for ever
+    unsigned long count = 0; // 0: no limit
 };
 
-// Fills `options`. Returns an exit status when there is nothing to run: help was asked for and printed, or
-// the command line is wrong, which is printed on standard error.
+// Fills in `options`. Returns an exit status if there is nothing to run: help was requested and printed, or
+// the command line is wrong, which is reported on standard error.
 std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options);
 
-// A job in which nothing moves for so long is cancelled, unless --timeout says how long it may take.
+// A job in which nothing moves for this time is cancelled, unless --timeout is given.
 constexpr std::chrono::milliseconds SILENCE_LIMIT = std::chrono::minutes(10);

@@ -22,8 +22,8 @@ constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
 namespace
 {
 
-// A terminal without echo for one scope, in which a Ctrl-Z (SIGTSTP) is heard on `stop_fd` instead of
-// stopping.
+// Turns off the terminal's echo for one scope. Meanwhile Ctrl-Z (SIGTSTP) makes `stop_fd` readable instead of
+// stopping the process.
 class silent_terminal
 {
 public:
@@ -47,7 +47,7 @@ public:
     silent_terminal(const silent_terminal &) = delete;
     silent_terminal &operator=(const silent_terminal &) = delete;
 
-    // Stops as usual, with echo; returns when the shell lets it go on.
+    // Stops the process as usual, with echo; returns when the shell continues it.
     void stop() const
     {
         signalfd_siginfo heard;
@@ -100,7 +100,7 @@ static input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
     throw failure(STATUS_CANCELLED, "interrupted");
 }
 
-// Adds what comes up to the end of the line; says what ended it, BYTE for a newline or too long a line.
+// Appends the input up to the end of the line; returns what ended it, BYTE for a newline or an overlong line.
 static input_t read_line(int fd, int stop_fd, std::string &line, const std::string &name)
 {
     while (line.size() <= LONGEST) {
@@ -134,7 +134,7 @@ static std::string from_file(const char *option, const std::string &file)
     return without_return(line);
 }
 
-// Takes the password out of the environment, which the process list shows to this user and to root.
+// Removes the password from the environment, which the process list shows to this user and to root.
 static std::optional<std::string> from_environment(const char *variable)
 {
     char *value = getenv(variable);

@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// A daemon that is not root could not write into what is root's.
+// A daemon that is not root could not write to root's files.
 static bool give_to_daemon(const std::string &path, const std::string &control_socket)
 {
     struct stat status = {};

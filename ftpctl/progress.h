@@ -8,16 +8,16 @@
 class progress_display
 {
 public:
-    // With `show` false it shows nothing.
+    // If `show` is false, it shows nothing.
     explicit progress_display(bool show);
     ~progress_display() { clear(); }
     progress_display(const progress_display &) = delete;
     progress_display &operator=(const progress_display &) = delete;
 
-    // Shows the progress as it is now: at once in a bar, as a line when one is due.
+    // Shows the current progress: a bar at once, a plain line when one is due.
     void update(const ftpclient_progress_t &progress);
 
-    // A line of its own; a bar begins anew below it.
+    // Prints a separate line; a bar continues below it.
     void say(const std::string &line);
 
 private:

@@ -1,4 +1,4 @@
-// A running job in one line. Pure functions and small counters, without a clock or a terminal.
+// A running job as one line. Pure functions and small counters; nothing here uses a clock or a terminal.
 #pragma once
 
 #include "libftpclient/ftpclient.h"
@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
-// Bytes a second over the last seconds.
+// Bytes per second over the last seconds.
 class rate_meter
 {
 public:
-    // `bytes` are all that have come by `now_s`, in seconds of a clock that only goes forward. Fewer than
-    // before begin a new measurement.
+    // `bytes` is the total at `now_s`, in seconds of a monotonic clock. A smaller total than before starts a
+    // new measurement.
     void sample(double now_s, int64_t bytes);
     double bytes_per_s() const; // 0 while unknown
 
@@ -25,15 +25,15 @@ private:
     std::deque<sample_t> samples_;
 };
 
-// Says when a plain line is due: a second after the one before at least, when 10 % have come, or anything at
-// all while the total is unknown.
+// Decides when a plain line is due: at least a second after the previous one, and after 10 % more, or any
+// progress while the total is unknown.
 class line_pace
 {
 public:
     bool is_due(double now_s, const ftpclient_progress_t &progress);
 
 private:
-    std::optional<double> last_s_; // of the last line, or when the pace began
+    std::optional<double> last_s_; // time of the last line, or of the start
     double last_percent_ = 0;
     int64_t last_bytes_ = 0;
 };
@@ -41,8 +41,8 @@ private:
 // Percent done, 0 to 100; -1 while the total is unknown.
 double progress_percent(const ftpclient_progress_t &progress);
 
-// "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as things are known.
+// "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as known.
 std::string progress_line(const ftpclient_progress_t &progress, double bytes_per_s);
 
-// The same behind "[#####.....] ", cut to `width` columns.
+// The same after "[#####.....] ", truncated to `width` columns.
 std::string progress_bar(const ftpclient_progress_t &progress, double bytes_per_s, size_t width);

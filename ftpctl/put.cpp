@@ -64,7 +64,7 @@ static void upload(driver &driver, const upload_t &upload, report_t &report)
     report.message = line_of(job, *report.outcome);
 }
 
-// True for a failure that the next file would meet as well.
+// True for a failure that would also affect the next file.
 static bool ends_all(int status)
 {
     return status == STATUS_USAGE || status == STATUS_NO_DAEMON || status == STATUS_DENIED ||

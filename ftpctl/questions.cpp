@@ -10,7 +10,7 @@
 
 using std::chrono::steady_clock;
 
-// The call that asks, when it was answered. Throws failure.
+// Runs a call and returns it when it was answered. Throws failure.
 static call_t answered(driver &driver, decltype(ftpclient_begin_ping) *begin)
 {
     driver::finished_t finished = driver.run(begin);
@@ -29,7 +29,7 @@ static ftpclient_state_t state_of(driver &driver)
 static failure not_cancelled(const options_t &options, int code)
 {
     if (code == FTPCLIENT_ERR_TIMEOUT)
-        return {STATUS_TIMEOUT, "the job has not stopped yet; the daemon goes on stopping it"};
+        return {STATUS_TIMEOUT, "the job has not stopped yet; the daemon is still stopping it"};
     if (code < 0)
         return daemon_failure(options, code);
     const int status = status_of(code, FTPCLIENT_CAUSE_NONE);
@@ -59,7 +59,7 @@ void command_state(const options_t &options, report_t &report)
             "; a waiting ftpctl cancels a job in which nothing moves for " + duration_text(SILENCE_LIMIT);
 }
 
-// The answer of a cancel does not name the job, so that is asked for before.
+// The reply to a cancel does not name the job, so the state is requested first.
 void command_cancel(const options_t &options, report_t &report)
 {
     driver driver(options);

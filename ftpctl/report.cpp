@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-// What was asked for; --quiet leaves it.
+// Requested data, which --quiet does not suppress.
 static bool is_answer(const report_t &report)
 {
     return report.state || report.identity || report.job == FTPCLIENT_FILE_INFO;

@@ -1,4 +1,4 @@
-// How a command ended: one line for people, or one JSON object.
+// The outcome of a command: one line for people, or one JSON object.
 #pragma once
 
 #include "ftpctl/failure.h"
@@ -15,22 +15,22 @@ struct report_t {
     int status = 0;
     std::string message; // one line, without a newline
 
-    // What is known; the rest stays empty.
+    // Whatever is known; the rest stays empty.
     std::optional<std::string> local;  // absolute path
     std::optional<std::string> remote; // URL
-    int job = FTPCLIENT_NO_JOB;        // ftpclient_job; counts with `outcome`
+    int job = FTPCLIENT_NO_JOB;        // ftpclient_job; valid with `outcome`
     std::optional<ftpclient_outcome_t> outcome;
     std::optional<ftpclient_state_t> state;
-    std::string server; // HOST:PORT; counts with `identity`
+    std::string server; // HOST:PORT; valid with `identity`
     std::optional<server_identity_t> identity;
 
-    // Nothing is printed for a success: events were the output, or it is the file's.
+    // Print nothing on success: events were the output, or the file itself is.
     bool is_told = false;
-    // Nothing is printed at all: each file has had a report of its own.
+    // Print nothing at all: each file had its own report.
     bool is_printed = false;
 };
 
-// Runs `part`. A failure of it ends in the report.
+// Runs `part` and stores its failure in the report.
 template <typename Part> void report_failures(report_t &report, Part part)
 {
     try {
@@ -51,11 +51,11 @@ inline void output_line(const std::string &line)
         throw failure(STATUS_LOCAL, "cannot write to standard output");
 }
 
-// Prints the report: a failure's line on standard error, a success's on standard output, with --json an
-// object for either. With --quiet a success prints only what was asked for: state, file, identity. Returns
-// the exit status. Throws failure (STATUS_LOCAL) when standard output fails.
+// Prints the report: the line of a failure to standard error, of a success to standard output; with --json an
+// object for both. With --quiet a success prints only requested data: state, file, identity. Returns the exit
+// status. Throws failure (STATUS_LOCAL) when standard output fails.
 int report_print(const options_t &options, const report_t &report);
 
-// Runs the command, prints its report and returns the exit status. Throws nothing: what cannot be printed is
-// told on standard error.
+// Runs the command, prints its report and returns the exit status. Throws nothing: failed output is reported
+// on standard error.
 int report_run(const options_t &options);

@@ -14,7 +14,7 @@ constexpr const char *ANONYMOUS_PASSWORD = "ftpctl@";
 
 [[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
 
-// The answer of a setter.
+// Checks a setter's result.
 static void check(const request_t &request, int code)
 {
     if (code == FTPCLIENT_OK)
@@ -36,9 +36,9 @@ static bool asks_for_size(const options_t &options, int kind)
 static void check_protocol(const options_t &options, int kind, const url_t &url)
 {
     if (url_is_zixi(url) && kind != FTPCLIENT_UPLOAD)
-        refuse("zixi:// can only put");
+        refuse("zixi:// supports only put");
     if (!url_is_zixi(url) && options.protocol)
-        refuse("--protocol: only zixi:// has a choice");
+        refuse("--protocol: only for zixi://");
     if (!options.proxy.empty() && asks_for_size(options, kind))
         refuse("--proxy: a remote file's size cannot be asked for through a proxy");
     if (options.no_wait && (options.resume || options.verify))
@@ -76,7 +76,7 @@ static void set_limits(const options_t &options, const request_t &request)
         ftpclient_request_set_silence(request.get(), limit_ms(SILENCE_LIMIT));
 }
 
-// What all jobs have: server, proxy, limits, paths.
+// The common part of all jobs: server, proxy, limits, paths.
 static job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
                    const std::string &remote, const std::string &local)
 {
@@ -130,7 +130,7 @@ job_t request_for_identity(const options_t &options, const url_t &url, const std
         refuse("identity: only ftps://, ftpes:// and sftp:// servers have one");
     job_t job = begin(options, FTPCLIENT_DOWNLOAD, url, options.url, "nothing", nothing);
     ftpclient_request_t *request = job.request.get();
-    // No certificate and no key has a fingerprint of no length.
+    // A fingerprint of length 0 matches no certificate and no key.
     check(job.request,
           ftpclient_request_set_pin(request, is_sftp ? FTPCLIENT_PIN_MD5 : FTPCLIENT_PIN_SHA1, nullptr, 0));
     check(job.request, ftpclient_request_set_save_path(request, save_path.c_str()));

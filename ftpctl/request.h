@@ -8,29 +8,28 @@
 #include <optional>
 #include <string>
 
-// A job to be, and how messages call what it deals with.
+// A job to run, with the names used in messages.
 struct job_t {
     int kind = FTPCLIENT_NO_JOB; // ftpclient_job
     url_t url;
     std::string shown_url;
     std::string local; // absolute; empty for file information
-    std::string user;  // known with the logins
+    std::string user;  // set with the logins
     std::optional<server_t> proxy;
     request_t request;
 };
 
-// Everything but the logins is in the request. Throws failure (STATUS_USAGE) for what the daemon would refuse
-// or ignore to the user's harm, in the library's words where a name is refused.
+// Sets everything except the logins. Throws failure (STATUS_USAGE) for anything that the daemon would refuse
+// or ignore to the user's disadvantage; for a refused name with the library's message.
 job_t request_build(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
                     const std::string &local);
 
-// The download that learns a server's identity and nothing else: the identity is saved to `save_path`, then
-// the server is refused, before the login. `nothing` is the local file that a download must have; it stays
-// empty.
+// The download that only gets a server's identity: the identity is saved to `save_path`, then the server is
+// rejected, before the login. `nothing` is the local file that a download must have; it stays empty.
 job_t request_for_identity(const options_t &options, const url_t &url, const std::string &save_path,
                            const std::string &nothing);
 
-// Who logs in, at the server and at the proxy. The passwords are wiped at the end.
+// The logins for the server and the proxy. The destructor erases the passwords.
 struct logins_t {
     std::string user;
     std::string password;
@@ -42,15 +41,15 @@ struct logins_t {
     logins_t &operator=(logins_t &&) = delete;
 };
 
-// Finds the passwords that the logins want: see password.h, may ask and wait for the user. Throws failure.
+// Gets the passwords for the logins (see password.h); may prompt and wait for the user. Throws failure.
 logins_t logins_find(const options_t &options, const url_t &url);
 
-// The proxy's alone; the same holds.
+// The same, only for the proxy.
 logins_t logins_find_proxys(const options_t &options);
 
 // Throws failure (STATUS_USAGE) for a login that the library refuses.
 void request_set_logins(job_t &job, const logins_t &logins);
 
-// Whom the login names, e.g. "anna"; without one FTP logs in as "anonymous". Throws failure (STATUS_USAGE)
-// when option and URL name different users, and when SFTP has none.
+// The user name, e.g. "anna"; "anonymous" for FTP without one. Throws failure (STATUS_USAGE) when option and
+// URL name different users, and when SFTP has none.
 std::string request_user(const options_t &options, const url_t &url);

@@ -1,4 +1,4 @@
-// A server's certificate or host key: who it is, and the pin that holds it to that.
+// A server's certificate or host key, and its pin.
 #pragma once
 
 #include <optional>
@@ -8,9 +8,9 @@
 struct server_identity_t {
     enum kind_t { CERTIFICATE, HOST_KEY } kind = CERTIFICATE;
 
-    std::string type;    // of a host key, e.g. "ssh-ed25519"
-    std::string subject; // these four of a certificate: names as "openssl x509 -subject" prints them,
-    std::string issuer;  // all but printable ASCII escaped; times as "2026-11-21 08:15:00 UTC"
+    std::string type;    // host key: e.g. "ssh-ed25519"
+    std::string subject; // certificate, these four: names as "openssl x509 -subject" prints them,
+    std::string issuer;  // non-printable characters escaped; times as "2026-11-21 08:15:00 UTC"
     std::string not_before;
     std::string not_after;
 
@@ -18,16 +18,16 @@ struct server_identity_t {
     int key_bits = 0;     // 0: unknown
     std::string sha256;   // as "openssl x509 -fingerprint" and "ssh-keygen -l" print it
     std::string digest;   // SHA-1 of a certificate, MD5 of a host key; hex, a colon between bytes
-    std::string pin;      // what --pin takes
+    std::string pin;      // the argument for --pin
 };
 
 // The lines for people; `server` is HOST:PORT.
 std::string identity_text(const std::string &server, const server_identity_t &identity);
 
-// Reads a certificate, PEM or DER. Nothing when it is none. Throws failure (STATUS_LOCAL) where the library
-// does not do a digest that is wanted.
+// Reads a certificate, PEM or DER. Nothing if it is not one. Throws failure (STATUS_LOCAL) if the library
+// does not support a required digest.
 std::optional<server_identity_t> certificate_read(std::string_view bytes);
 
-// Reads an OpenSSH public-key line, "type base64 [comment]". Nothing when it is none. Throws as
+// Reads an OpenSSH public-key line, "type base64 [comment]". Nothing if it is not one. Throws as
 // certificate_read().
 std::optional<server_identity_t> host_key_read(std::string_view line);

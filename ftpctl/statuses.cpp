@@ -18,21 +18,22 @@ struct own_t {
 
 constexpr own_t OWN[] = {
     {STATUS_DONE, "done", "done", "nothing"},
-    {STATUS_LOCAL, "local", "a file, a socket or the output on this side", "the message names it"},
+    {STATUS_LOCAL, "local", "a local file, a socket or the output failed", "the message names it"},
     {STATUS_USAGE, "usage", "usage, or a request that the daemon would refuse", "see --help"},
     {STATUS_NO_DAEMON, "no-daemon", "no daemon, or it did not answer",
      "see whether ftp_clientd runs and what it logs"},
-    {STATUS_BUSY, "busy", "other programs had the daemon for longer than --wait-turn",
+    {STATUS_BUSY, "busy", "other programs kept the daemon busy for longer than --wait-turn",
      "try again later or wait longer"},
     {STATUS_BAD_ANSWER, "bad-answer", "an answer that makes no sense",
      "see whether daemon and ftpctl are of one version"},
     {STATUS_NO_FILE, "not-found", "info: there is no such file",
      "check the path; folders and links do not count"},
-    {STATUS_NO_RESUME, "no-resume", "put --resume: the sizes forbid it", "upload without --resume"},
+    {STATUS_NO_RESUME, "no-resume", "put --resume: the file sizes do not allow it",
+     "upload without --resume"},
     {STATUS_TIMEOUT, "timeout", "--timeout or the limit for silence has passed; a job was cancelled",
      "check server and network, or set a longer --timeout"},
     {STATUS_EXEC, "exec-failed", "watch, listen: a command of --exec failed", "run the command by hand"},
-    {STATUS_UNKNOWN, "unknown-outcome", "the outcome is not known: another program came between",
+    {STATUS_UNKNOWN, "unknown-outcome", "the outcome is not known: another program used the daemon meanwhile",
      "look at the file, then run the command again"},
     {STATUS_DENIED, "denied-socket", "this user may not use the control socket",
      "add the user to the group that owns it"},
@@ -42,7 +43,7 @@ constexpr own_t OWN[] = {
      "use a folder that both share; its unit's ProtectHome and PrivateTmp hide others"},
 };
 
-// By ftpclient_result. What failed and what to do, where no cause is known.
+// By ftpclient_result: meaning and remedy when no cause is known.
 constexpr own_t RESULTS[] = {
     {FTPCLIENT_RESULT_CANCELED, "cancelled", "the job was cancelled", "start it again"},
     {FTPCLIENT_RESULT_NOT_RUNNING, "not-running", "there is no job to cancel", "nothing"},
@@ -72,7 +73,7 @@ constexpr own_t RESULTS[] = {
     {FTPCLIENT_RESULT_SECURE_7, "fingerprint",
      "the fingerprint of the server's certificate or key could not be computed", "see the daemon's log"},
     {FTPCLIENT_RESULT_SECURE_UNKNOWN, "secure-unknown",
-     "the device's security library failed for a reason without a name", "see the daemon's log"},
+     "the device's security library failed with an unknown error", "see the daemon's log"},
     {FTPCLIENT_RESULT_SECURE_6, "identity-write", "the server's identity could not be written to its file",
      "check the free space"},
     {FTPCLIENT_RESULT_SECURE_5, "identity-create", "the file for the server's identity could not be created",
@@ -114,7 +115,7 @@ constexpr cause_t CAUSES[] = {
     {FTPCLIENT_CAUSE_PROXY_REFUSED, "the daemon's log has the proxy's answer"},
 };
 
-constexpr int HIGHEST_RESULT = 29; // what stands above would meet the causes
+constexpr int HIGHEST_RESULT = 29; // higher ones would overlap with the causes
 constexpr int UNKNOWN_RESULT = 120;
 
 namespace
@@ -127,7 +128,7 @@ struct own_status_t {
 
 } // namespace
 
-// What is not named here is a fault on this side, or a failed job's.
+// Codes not listed here are local failures, or results of failed jobs.
 constexpr own_status_t STATUSES[] = {
     {STATUS_DONE, {FTPCLIENT_OK}},
     {STATUS_USAGE,

@@ -1,5 +1,5 @@
-// The exit statuses: their names for programs, and what they mean and what to do for people. The help prints
-// this table; the manual page and docs/operations.md are compared with it.
+// The exit statuses: a name for programs; a meaning and a remedy for people. The help prints this table;
+// tests compare the manual page and docs/operations.md with it.
 #pragma once
 
 #include "ftpctl/failure.h"
@@ -9,22 +9,22 @@
 
 struct status_t {
     int status = 0;
-    std::string name;    // short and stable, "login-refused"; what "error" is in JSON
-    std::string meaning; // begins small, no full stop
+    std::string name;    // short and stable, e.g. "login-refused"; "error" in JSON
+    std::string meaning; // no capital at the start, no full stop
     std::string remedy;  // the same
 };
 
-// All that have a meaning, STATUS_DONE first, in their order.
+// All known statuses in order, STATUS_DONE first.
 const std::vector<status_t> &status_table();
 
-// The row of a status; one that is not in the table has the name "unknown-result".
+// The row of a status; for an unknown status the row with the name "unknown-result".
 const status_t &status_find(int status);
 
-// What ftpctl exits with for an ftpclient_error or ftpclient_result. `cause`, an ftpclient_cause, counts for
-// results. A result that this version does not know gives 120.
+// The exit status for an ftpclient_error or ftpclient_result; `cause`, an ftpclient_cause, is used for
+// results. An unknown result gives 120.
 int status_of(int code, int cause);
 
-// Meaning and remedy of a status, then `details` in brackets where there are any.
+// Meaning and remedy of a status, followed by `details` in brackets if not empty.
 std::string status_sentence(int status, const std::string &details = "");
 
 // The end of --help.

@@ -37,7 +37,7 @@ static bool has_day(const ftpclient_file_info_t &file)
     return is_in(file.month, 1, 12) && is_in(file.day, 1, 31);
 }
 
-// Some servers count past midnight.
+// Some servers send hours past midnight.
 static bool has_time(const ftpclient_file_info_t &file)
 {
     return is_in(file.hour, 0, 36) && is_in(file.minute, 0, 59);

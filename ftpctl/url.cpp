@@ -108,7 +108,7 @@ static void check_names(const url_t &url, url_names names)
     if (names == url_names::A_FILE && is_folder(url))
         refuse("URL: names no file");
     if (names == url_names::A_FOLDER && !is_folder(url))
-        refuse("URL: must end in '/', for several files go there");
+        refuse("URL: must end in '/' for several files");
 }
 
 server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,

@@ -1,7 +1,7 @@
-// What a URL says about a job.
+// The URLs of jobs.
 //
 // ftp://, ftps:// (TLS from the first byte), ftpes:// (TLS on request), sftp://, zixi://. Everything is
-// percent-decoded. The path is what follows the slash behind the host: ftp://h/dir/file is "dir/file",
+// percent-decoded. The path begins after the slash that follows the host: ftp://h/dir/file is "dir/file",
 // relative to the login directory; ftp://h//dir/file and ftp://h/%2Fdir/file are "/dir/file".
 #pragma once
 
@@ -13,20 +13,21 @@
 #include <string_view>
 
 struct server_t {
-    std::optional<std::string> user; // absent when none is named
+    std::optional<std::string> user; // absent if the URL has none
     std::string host;                // an IPv6 address keeps its brackets
     uint32_t port = 0;
 };
 
-struct url_t : server_t { // the port is the scheme's own when the URL names none
+struct url_t : server_t { // the port is the scheme's default if the URL has none
     int protocol = 0;     // ftpclient_protocol
     std::string path;
 };
 
-// What a URL must name; a folder ends in '/', or is the login directory.
+// What a URL must name; a folder ends in '/' or is the login directory.
 enum class url_names { A_FILE, A_FILE_OR_FOLDER, A_FOLDER, A_SERVER };
 
-// Throws failure (STATUS_USAGE) for what is no such URL, holds a password, or does not name what it must.
+// Throws failure (STATUS_USAGE) if the text is not such a URL, contains a password, or does not name the
+// required kind.
 url_t url_parse(std::string_view text, url_names names = url_names::A_FILE);
 
 bool url_is_ftp(const url_t &url); // or FTPS
@@ -35,13 +36,15 @@ bool url_is_zixi(const url_t &url);
 // The last part of the path: "file" of "dir/file".
 std::string url_file_name(const url_t &url);
 
-// `text`, such as a file's name, as it is written in a URL.
+// `text`, such as a file name, percent-encoded for a URL.
 std::string url_encoded(std::string_view text);
 
-// [USER@]HOST[:PORT], percent-decoded. `what` begins the line of a failure, and `names` is what it offers in
-// place of a password, which every process could read here. Throws failure (STATUS_USAGE).
+// Reads [USER@]HOST[:PORT], percent-decoded. The message of a failure begins with `what`; if the text
+// contains a password, which every process could read here, it suggests `names` instead. Throws failure
+// (STATUS_USAGE).
 server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
                           const password_names_t &names);
 
-// --proxy: [http://][USER@]HOST[:PORT], port 3128 without one. Throws failure (STATUS_USAGE).
+// Reads the argument of --proxy: [http://][USER@]HOST[:PORT], default port 3128. Throws failure
+// (STATUS_USAGE).
 server_t url_parse_proxy(std::string_view text);

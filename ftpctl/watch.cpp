@@ -13,7 +13,7 @@
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds RHYTHM{100}; // the daemon's own
+constexpr milliseconds RHYTHM{100}; // the daemon's main loop
 constexpr double PROGRESS_S = 1;
 
 static bool has_progressed(const ftpclient_progress_t &before, const ftpclient_progress_t &now)
@@ -31,7 +31,7 @@ static bool has_changed(const ftpclient_state_t &before, const ftpclient_state_t
            a.response_type != b.response_type || a.response_code != b.response_code || a.retries != b.retries;
 }
 
-// What a daemon does that ends, or is not there yet.
+// Errors of a daemon that is stopping or not yet running.
 static bool is_absence(int error)
 {
     constexpr int ABSENCES[] = {FTPCLIENT_ERR_NO_DAEMON, FTPCLIENT_ERR_DISCONNECTED, FTPCLIENT_ERR_NO_ANSWER,
@@ -55,7 +55,7 @@ public:
         try {
             while (!interrupts_seen() && !deadline_.passed())
                 step();
-        } catch (const failure &) { // what was seen before still counts
+        } catch (const failure &) { // earlier events are still handled
             hook_.finish();
             throw;
         }
@@ -72,12 +72,12 @@ private:
     deadline_t deadline_;
     client_t client_;
     event_hook hook_;
-    call_t call_;                      // the question that is not answered yet
+    call_t call_;                      // the pending request
     deadline_t next_{milliseconds(0)}; // when to ask again
     watch_pace pace_;
     daemon_t daemon_ = daemon_t::UNKNOWN;
 
-    // One question at a time, at most one in the daemon's rhythm.
+    // One request at a time, at most one per pass of the daemon's main loop.
     void ask()
     {
         if (call_ != nullptr || !next_.passed())
@@ -119,7 +119,7 @@ private:
         if (daemon_ == daemon_t::THERE)
             hook_.tell(event_of_daemon(code, time(nullptr)), options_);
         daemon_ = daemon_t::GONE;
-        pace_ = {}; // what it shows when it is back is news
+        pace_ = {}; // whatever it shows after coming back is a change
     }
 
     void step()

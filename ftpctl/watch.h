@@ -5,14 +5,14 @@
 
 #include <optional>
 
-// Prints the state now and each change of it, until an interrupt or the end of the time. A daemon that goes
-// away and comes back is a change too; one that is not there at the start is a failure. The commands of
-// --exec have all run when it returns. Throws failure: as daemon_failure() has it at the start, STATUS_EXEC
-// when a command failed.
+// Prints the current state and each change, until an interrupt or the time limit. A daemon that stops or
+// comes back is a change too; a daemon that is missing at the start is a failure. When it returns, the
+// commands of --exec have all run. Throws failure: as daemon_failure() at the start, STATUS_EXEC when a
+// command failed.
 void command_watch(const options_t &options, report_t &report);
 
-// Says when a line is due: at once for a change, but for mere progress once a second. `now_s`: seconds of a
-// clock that only goes forward.
+// Decides when a line is due: at once for a change, once a second for progress. `now_s` is in seconds of a
+// monotonic clock.
 class watch_pace
 {
 public:

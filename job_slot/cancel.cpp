@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 constexpr useconds_t POLL_US = 100000;
-constexpr int PATIENT_POLLS = 15; // libcurl asks about a cancel once a second, where it asks at all
+constexpr int PATIENT_POLLS = 15; // libcurl calls back about once a second, if it does at all
 
 static bool is_running(job_slot_t *slot)
 {
@@ -12,7 +12,7 @@ static bool is_running(job_slot_t *slot)
     return slot->record.module_info.running != 0;
 }
 
-// Sets the flag that the worker looks at. False when no job runs.
+// Sets the cancel flag for the worker. False when no job runs.
 static bool ask_to_stop(job_slot_t *slot)
 {
     const job_lock lock(slot);

@@ -1,4 +1,4 @@
-// The record of an engine's one job. The daemon reads it as a copy; it never travels as a whole.
+// The record of an engine's only job. The daemon reads a copy of it; it is never sent as a whole.
 #pragma once
 
 #include "wire/job_init.h"

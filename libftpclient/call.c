@@ -1,4 +1,4 @@
-/* What every call has: a descriptor to wait for, a time limit, an end. */
+/* The common part of all calls: a descriptor to wait for, a time limit, a result. */
 #include "libftpclient/call.h"
 
 #include "libftpclient/records.h"
@@ -23,7 +23,7 @@ static void end(ftpclient_call_t *call, int result)
         ftpc_run_end(call);
 }
 
-/* The descriptor stays readable once the call is over: whoever waits for it is told at once. */
+/* Once the call is finished, its descriptor stays readable, so that a waiting caller wakes up at once. */
 static void set_timer(const ftpclient_call_t *call)
 {
     const int64_t now_ms = ftpc_now_ms();
@@ -95,7 +95,7 @@ static int open_descriptors(ftpclient_call_t *call)
     return FTPCLIENT_OK;
 }
 
-/* A call that has done nothing yet, its timer set to now; else *call is NULL. */
+/* Creates a call that has done nothing yet, with its timer set to now; on failure *call is NULL. */
 static int new_call(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)
 {
     ftpclient_call_t *made = (ftpclient_call_t *)calloc(1, sizeof *made);
@@ -182,7 +182,7 @@ int ftpclient_begin_start(const ftpclient_t *client, int job, const ftpclient_re
     return begin_run(client, job, request, timeout_ms, 0, call);
 }
 
-/* ---- What a call tells ---- */
+/* ---- The state of a call ---- */
 
 int ftpclient_call_fd(const ftpclient_call_t *call) { return call ? call->batch.watcher : -1; }
 

@@ -1,7 +1,7 @@
 /* Why a job failed, from libcurl's result and the server's reply. */
 #include "libftpclient/records.h"
 
-/* Results of libcurl that this file knows (CURLcode, curl/curl.h). */
+/* libcurl's results used here (CURLcode, curl/curl.h). */
 enum {
     CURL_FAILED_INIT = 2,
     CURL_COULDNT_RESOLVE_PROXY = 5,
@@ -29,7 +29,7 @@ enum {
 
 enum { ANY = -1 };
 
-/* From the top: the first row that fits counts. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110.
+/* The first matching row from the top decides. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110.
  */
 static const struct {
     int curl_code;
@@ -72,7 +72,8 @@ static const struct {
     {CURL_SSH, ANY, ANY, FTPCLIENT_CAUSE_SFTP},
 };
 
-/* A refused connection fails at once; a host that does not answer is given up by the network after some 3 s.
+/* A refused connection fails at once; for a host that does not answer, the network reports a failure after
+ * about 3 s.
  */
 static int cause_of_connect(const ftpclient_progress_t *progress)
 {
@@ -80,7 +81,7 @@ static int cause_of_connect(const ftpclient_progress_t *progress)
     return progress->elapsed_ms < ANSWERED_MS ? FTPCLIENT_CAUSE_NOBODY : FTPCLIENT_CAUSE_UNREACHABLE;
 }
 
-/* libcurl calls it a time-out at once when the server takes its leave (421). */
+/* libcurl reports a timeout at once when the server closes the control connection (421). */
 static int cause_of_silence(const ftpclient_progress_t *progress)
 {
     if (progress->response_type == RESPONSE_CODE_FTP && progress->response_code == 421)
@@ -125,17 +126,17 @@ static const struct {
     {FTPCLIENT_CAUSE_NO_NAME, "name-not-found", "the host name was not found"},
     {FTPCLIENT_CAUSE_NOBODY, "nobody-listens", "nobody listens at this address and port"},
     {FTPCLIENT_CAUSE_UNREACHABLE, "unreachable", "the server cannot be reached, or does not answer"},
-    {FTPCLIENT_CAUSE_HANDSHAKE, "handshake-failed", "no secure connection could be agreed on (TLS or SSH)"},
-    {FTPCLIENT_CAUSE_SERVER_FULL, "server-full", "the server has no room left"},
+    {FTPCLIENT_CAUSE_HANDSHAKE, "handshake-failed", "the TLS or SSH handshake failed"},
+    {FTPCLIENT_CAUSE_SERVER_FULL, "server-full", "the server has no space left"},
     {FTPCLIENT_CAUSE_LOCAL_FULL, "local-full", "the local disk is full"},
     {FTPCLIENT_CAUSE_NO_LOCAL_FILE, "no-local-file", "the local file does not exist"},
-    {FTPCLIENT_CAUSE_PROXY_LOGIN, "proxy-login", "the proxy wants a login, or refused this one"},
+    {FTPCLIENT_CAUSE_PROXY_LOGIN, "proxy-login", "the proxy requires a login, or refused this one"},
     {FTPCLIENT_CAUSE_BROKEN, "connection-broken", "the connection broke"},
     {FTPCLIENT_CAUSE_STALLED, "stalled", "nothing moved for too long"},
     {FTPCLIENT_CAUSE_SFTP, "sftp-failed",
      "the SFTP server failed without a reason: its disk may be full, or the connection broke"},
     {FTPCLIENT_CAUSE_PROXY_REFUSED, "proxy-refused",
-     "the proxy did not connect to the server: it may want a login, forbid the port, or find no way"},
+     "the proxy did not connect to the server: it may require a login, forbid the port, or have no route"},
     {ANY, "unknown", "unknown cause"},
 };
 

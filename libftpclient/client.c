@@ -1,4 +1,4 @@
-/* The functions that wait: each begins a call and goes on with it until it is over. */
+/* The blocking functions: each begins a call and continues it until it is finished. */
 #include "libftpclient/call.h"
 
 #include <poll.h>
@@ -39,7 +39,7 @@ void ftpclient_close(ftpclient_t *client)
     errno = kept;
 }
 
-/* Goes on with the call until it is over, unless it did not even begin. */
+/* Continues the call until it is finished, unless it could not begin. */
 static int wait_for(int error, ftpclient_call_t *const *call)
 {
     while (error == FTPCLIENT_OK) {

@@ -1,9 +1,9 @@
 #include "libftpclient/evidence.h"
 
 enum {
-    TIMER_MS = 10,     /* how exact sleeps and clocks are */
-    CLOCK_MS = 50,     /* how much the daemon's clock may be ahead of ours over a job */
-    LONG_JOB_MS = 5000 /* a job this old with the right size is taken for ours */
+    TIMER_MS = 10,     /* accuracy of sleeps and clocks */
+    CLOCK_MS = 50,     /* how far the daemon's clock may get ahead of ours during a job */
+    LONG_JOB_MS = 5000 /* a job this old with the right size counts as ours */
 };
 
 FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expected_bytes, int64_t asked_ms)
@@ -15,8 +15,8 @@ FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expect
     evidence->served_ms = asked_ms;
 }
 
-/* The elapsed time begins anew with each try, and over SFTP once more when the login is done; nothing has
- * moved by then. */
+/* The elapsed time restarts with each try, and over SFTP also after the login; at that moment nothing has
+ * moved. */
 static int has_gone_back(const ftpclient_progress_t *before, const ftpclient_progress_t *now)
 {
     if (now->retries < before->retries)
@@ -63,7 +63,7 @@ FTPC int ftpc_evidence_follows(ftpc_evidence_t *evidence, const ftpc_look_t *loo
     return 1;
 }
 
-/* A job that began behind our last sure request is younger than this. */
+/* A job that started after our last certain request is younger than this. */
 static int is_too_old_for_another(const ftpc_evidence_t *evidence, const ftpclient_state_t *state,
                                   const ftpc_look_t *look)
 {
@@ -72,8 +72,8 @@ static int is_too_old_for_another(const ftpc_evidence_t *evidence, const ftpclie
            (state->progress.elapsed_ms > LONG_JOB_MS && has_expected_size(evidence, state));
 }
 
-/* Somebody stopped it. That was ours as a rule, for a cancel keeps the daemon busy until the job has stopped;
- * and who stops a job does not want it to be run again. */
+/* The job was stopped. It was usually ours, because a cancel keeps the daemon busy until the job has stopped.
+ * And who stops a job does not want it to run again. */
 static int is_cancelled(const ftpclient_state_t *state)
 {
     return !state->running && state->result == FTPCLIENT_RESULT_CANCELED;

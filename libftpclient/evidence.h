@@ -1,10 +1,11 @@
-/* Whether what the daemon shows is the job that this client started.
+/* Decides whether a state of the daemon belongs to the job that this client started.
  *
- * The daemon serves one request, takes note of a job that has ended, and sleeps 100 ms: one pass. Another
- * program's job can begin only when ours has ended, in a pass of its own. So as long as our requests are
- * served in consecutive passes, nobody has come between. When there is room for a pass of somebody else, a
- * job that began there is at least one pass younger than the gap: an elapsed time above that is our own job's
- * mark. What contradicts, another kind or size of job or a clock that went back, is another's in any case. */
+ * In one pass of its main loop the daemon serves one request, notices the end of a job, and sleeps 100 ms.
+ * Another program's job can start only after ours has ended, in a separate pass. So while our requests are
+ * served in consecutive passes, no other request was served in between. If there was time for another
+ * program's pass, a job that started there is at least one pass younger than the gap: a longer elapsed time
+ * proves that the job is ours. A job of another kind or size, or whose elapsed time decreased, is never ours.
+ */
 #ifndef FTPC_EVIDENCE_H
 #define FTPC_EVIDENCE_H
 
@@ -12,22 +13,21 @@
 
 enum ftpc_evidence_verdict {
     FTPC_OWN,
-    FTPC_UNSURE, /* may be another's; a later look may show more */
+    FTPC_UNSURE, /* may be another program's; a later state may decide */
     FTPC_FOREIGN
 };
 
 typedef struct ftpc_evidence {
-    int job;                /* ftpclient_job that was started */
-    int64_t expected_bytes; /* what it will move; FTPCLIENT_UNKNOWN */
+    int job;                /* the started ftpclient_job */
+    int64_t expected_bytes; /* what it will move, or FTPCLIENT_UNKNOWN */
     int64_t asked_ms;       /* when the start was queued */
-    int64_t served_ms;      /* the daemon served our last sure request then, or
-                               later */
-    int has_looked;         /* a state was sure */
-    ftpclient_state_t last; /* it */
+    int64_t served_ms;      /* the earliest time at which our last certain request was served */
+    int has_looked;         /* 1 = there was a certain state */
+    ftpclient_state_t last; /* the last certain state */
 } ftpc_evidence_t;
 
-/* A reply of the daemon: when its request was queued, when it came, and whether the request was queued
- * together with the one before it, so that nobody can have come between. */
+/* A reply of the daemon: when its request was queued, when the reply came, and whether the request was queued
+ * together with the previous one, so that no other request can be in between. */
 typedef struct ftpc_look {
     int64_t queued_ms;
     int64_t replied_ms;
@@ -37,12 +37,12 @@ typedef struct ftpc_look {
 /* The daemon has granted the start that was queued at `asked_ms`. */
 FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expected_bytes, int64_t asked_ms);
 
-/* Judges a state. FTPC_OWN makes it the last sure one. */
+/* Decides about a state. With FTPC_OWN it becomes the last certain one. */
 FTPC int ftpc_evidence_judge(ftpc_evidence_t *evidence, const ftpclient_state_t *state,
                              const ftpc_look_t *look);
 
-/* Takes a reply of another kind: 1 when nobody else can have been served between the last sure reply and this
- * one, which then is the last sure one. */
+/* For a reply without a state: 1 when no other program can have been served between the last certain reply
+ * and this one, which then becomes the last certain one. */
 FTPC int ftpc_evidence_follows(ftpc_evidence_t *evidence, const ftpc_look_t *look);
 
 #endif

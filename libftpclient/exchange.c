@@ -47,7 +47,7 @@ static int watch(const ftpc_batch_t *batch, ftpc_exchange_t *exchange, uint32_t 
                                                                                  : FTPCLIENT_ERR_SYSTEM;
 }
 
-/* Who called listen(); 0 when this program cannot see it, as from a container. */
+/* The process that called listen(); 0 when it is not visible, as from a container. */
 static pid_t peer_of(int fd)
 {
     struct ucred peer;
@@ -61,7 +61,7 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
         switch (errno) {
         case EINTR:
             continue;
-        case EAGAIN: /* the daemon's queue is full, and no event says when it is not */
+        case EAGAIN: /* the daemon's queue is full; no event reports when it has room */
             return FTPCLIENT_PENDING;
         case ENOENT:
         case ENOTDIR:

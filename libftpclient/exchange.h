@@ -1,5 +1,5 @@
-/* Requests that the daemon is to serve one right after the other, each on a connection of its own, without
- * ever waiting. They are queued at once, so that no other program's request comes between. */
+/* Batches of requests that the daemon serves one directly after the other, each on a separate connection.
+ * They are queued together, so that no other program's request comes in between. Nothing here waits. */
 #ifndef FTPC_EXCHANGE_H
 #define FTPC_EXCHANGE_H
 
@@ -13,11 +13,11 @@ enum { FTPC_BATCH_MAX = 4, FTPC_BATCH_RETRY_MS = 10 };
 
 /* One request and its reply. */
 typedef struct ftpc_exchange {
-    int fd; /* -1: it is not under way */
+    int fd; /* -1: not pending */
     uint32_t watched_events;
-    int64_t connected_ms; /* FTPC_NEVER: not yet, the daemon's queue is full */
+    int64_t connected_ms; /* FTPC_NEVER: not yet, because the daemon's queue is full */
     int64_t replied_ms;   /* FTPC_NEVER: not yet */
-    pid_t daemon;         /* who listens; 0: not known */
+    pid_t daemon;         /* the listening process; 0: unknown */
     message_header_t head;
     const uint8_t *body; /* the caller's, until the exchange ends */
     size_t sent;
@@ -25,47 +25,48 @@ typedef struct ftpc_exchange {
     size_t reply_size;
     struct {
         message_header_t head;
-        uint8_t body[sizeof(state_reply_t)]; /* of the longest reply */
+        uint8_t body[sizeof(state_reply_t)]; /* the longest reply */
     } reply;
 } ftpc_exchange_t;
 
 typedef struct ftpc_batch {
-    int watcher; /* the epoll descriptor that looks after the exchanges */
+    int watcher; /* the epoll descriptor that watches the exchanges */
     ftpc_exchange_t exchanges[FTPC_BATCH_MAX];
-    int count; /* 0: nothing is under way */
+    int count; /* 0: nothing is pending */
     int error; /* of the first request that could not be added */
 } ftpc_batch_t;
 
 /* Fills `address`. FTPCLIENT_ERR_TOO_LONG for a path that no socket can have. */
 FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path);
 
-/* Changes what the epoll descriptor waits for at `fd`: as epoll_ctl(2), and fails as that. */
+/* Changes the events that the epoll descriptor waits for on `fd`; result and errno as epoll_ctl(2). */
 FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events);
 
-/* Adds what a send or recv has moved, as it returned and before errno changes, to *done. FTPCLIENT_OK: go on,
- * FTPCLIENT_PENDING: later, FTPCLIENT_ERR_DISCONNECTED or _SYSTEM. */
+/* Adds the result of a send or recv to *done; call it before errno changes. FTPCLIENT_OK: continue,
+ * FTPCLIENT_PENDING: try later, FTPCLIENT_ERR_DISCONNECTED or _SYSTEM. */
 FTPC int ftpc_take_count(ssize_t count, size_t *done);
 
-/* Empty, and safe to end. */
+/* Makes the batch empty, so that it can be ended. */
 FTPC void ftpc_batch_clear(ftpc_batch_t *batch);
 
-/* Adds a request; `body` may be NULL and is the caller's until the batch ends. When there is no socket to be
- * had, batch->error becomes FTPCLIENT_ERR_SYSTEM, and no further request is added. While an exchange waits,
+/* Adds a request; `body` may be NULL and must stay valid until the batch ends. If no socket can be created,
+ * batch->error becomes FTPCLIENT_ERR_SYSTEM, and no further request is added. While an exchange waits,
  * batch->watcher becomes readable when there is something to do. */
 FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body, size_t body_size);
 
-/* Goes on as far as it can: FTPCLIENT_PENDING (look again when the watcher says so, and after
- * FTPC_BATCH_RETRY_MS while it cannot connect), FTPCLIENT_OK when all replies are there, or the first error.
- */
+/* Continues as far as possible: FTPCLIENT_PENDING (call it again when the watcher is readable, and after
+ * FTPC_BATCH_RETRY_MS while it cannot connect), FTPCLIENT_OK when all replies have arrived, or the first
+ * error. */
 FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address);
 
 /* 1 while a request waits for room in the daemon's queue. */
 FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch);
 
-/* 1 when the request at `index` was queued so soon after the one before it that nobody came between. */
+/* 1 when the request at `index` was queued so soon after the previous one that no other request is in
+ * between. */
 FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index);
 
-/* Gives up whatever is under way. */
+/* Abandons all pending exchanges. */
 FTPC void ftpc_batch_end(ftpc_batch_t *batch);
 
 #endif

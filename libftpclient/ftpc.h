@@ -1,4 +1,4 @@
-/* What every source file of the library shares: linkage, time and small helpers. */
+/* Shared by all source files of the library: linkage, time and small helpers. */
 #ifndef FTPC_H
 #define FTPC_H
 
@@ -11,16 +11,16 @@
 #include <time.h>
 #include <unistd.h>
 
-/* Linkage of what crosses files inside the library: hidden from programs; static where all is one file. */
+/* Linkage of functions used across files of the library: hidden from programs; static in the single-file
+ * build. */
 #ifndef FTPC
 #define FTPC __attribute__((visibility("hidden")))
 #endif
 
-/* The daemon's own rhythm: it serves one request, then sleeps this long. */
+/* The daemon's main loop serves one request, then sleeps this long. */
 enum { FTPC_PASS_MS = 100 };
 
-/* What the structures that callers hand in had in the first version of the header; they only grow at the end.
- */
+/* The sizes of the output structures in the first version of the header; they only grow at the end. */
 enum { FTPC_STATE_SIZE_AT_FIRST = 64, FTPC_OUTCOME_SIZE_AT_FIRST = 152, FTPC_NOTICE_SIZE_AT_FIRST = 56 };
 static_assert(sizeof(ftpclient_progress_t) == 48, "part of the binary interface: never grows");
 static_assert(sizeof(ftpclient_file_info_t) == 56, "part of the binary interface: never grows");
@@ -29,7 +29,7 @@ static_assert(sizeof(ftpclient_state_t) == FTPC_STATE_SIZE_AT_FIRST,
 static_assert(sizeof(ftpclient_outcome_t) == FTPC_OUTCOME_SIZE_AT_FIRST, "grow it only at its end");
 static_assert(sizeof(ftpclient_notice_t) == FTPC_NOTICE_SIZE_AT_FIRST, "grow it only at its end");
 
-/* Milliseconds of a clock that only goes forward. A point in time is never negative, but for NEVER. */
+/* Milliseconds of a monotonic clock. A point in time is never negative, except NEVER. */
 #define FTPC_NEVER INT64_C(-1)
 
 static inline int64_t ftpc_now_ms(void)
@@ -39,7 +39,8 @@ static inline int64_t ftpc_now_ms(void)
     return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-/* The end of a wait; a negative timeout has none. One more millisecond, because ftpc_now_ms() rounds down. */
+/* The end of a wait; NEVER for a negative timeout. One more millisecond, because ftpc_now_ms() rounds down.
+ */
 static inline int64_t ftpc_end_after(int timeout_ms)
 {
     return timeout_ms < 0 ? FTPC_NEVER : ftpc_now_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
@@ -47,7 +48,7 @@ static inline int64_t ftpc_end_after(int timeout_ms)
 
 static inline int ftpc_is_over(int64_t end_ms) { return end_ms != FTPC_NEVER && ftpc_now_ms() >= end_ms; }
 
-/* The earlier of two points in time, where NEVER is the latest of all. */
+/* The earlier of two points in time; NEVER counts as the latest. */
 static inline int64_t ftpc_earlier(int64_t a, int64_t b)
 {
     if (a == FTPC_NEVER || b == FTPC_NEVER)
@@ -55,7 +56,7 @@ static inline int64_t ftpc_earlier(int64_t a, int64_t b)
     return a < b ? a : b;
 }
 
-/* Closes unless it is -1, keeps errno, and forgets the descriptor. */
+/* Closes the descriptor unless it is -1, sets it to -1, and preserves errno. */
 static inline void ftpc_close(int *fd)
 {
     const int kept = errno;

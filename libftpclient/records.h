@@ -1,4 +1,4 @@
-/* From the records that travel to the structures of the public header. */
+/* Converts the records of the protocol to the structures of the public header. */
 #ifndef FTPC_RECORDS_H
 #define FTPC_RECORDS_H
 
@@ -7,7 +7,7 @@
 #include "wire/result_codes.h"
 #include "wire/transfer_request.h"
 
-/* FTPCLIENT_OK, or why the daemon refused. `reply` is the start of any reply's body. */
+/* FTPCLIENT_OK, or the daemon's reason for a refusal. `reply` is the start of any reply's body. */
 FTPC int ftpc_verdict(const uint8_t *reply);
 
 FTPC ftpclient_progress_t ftpc_progress(const exec_info_t *info);

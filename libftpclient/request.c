@@ -120,7 +120,7 @@ static void put_proxy(ftpclient_request_t *request)
 int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, uint32_t port)
 {
     if (!request || is_zixi(request))
-        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi goes through no proxy");
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi cannot use one");
     int error = ftpc_check_host(request, "proxy host", host, port);
     if (error == FTPCLIENT_OK)
         error = check_proxy_size(request, request->proxy_login, host);
@@ -150,7 +150,7 @@ static char *put_escaped(char *to, const char *text, char mark)
 int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *user, const char *password)
 {
     if (!request || is_zixi(request))
-        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi goes through no proxy");
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi cannot use one");
     if (!user || !password)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy login: is missing");
     enum { LONGEST = sizeof request->proxy_login - 2 }; /* a host needs a byte */
@@ -217,7 +217,7 @@ int ftpclient_request_set_verify(ftpclient_request_t *request, int verify)
 {
     if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT,
-                           "verify: zixi servers do not tell a remote file's size");
+                           "verify: zixi servers do not report a remote file's size");
     request->verify = verify ? 1 : 0;
     return FTPCLIENT_OK;
 }
@@ -225,7 +225,7 @@ int ftpclient_request_set_verify(ftpclient_request_t *request, int verify)
 int ftpclient_request_set_overwrite(ftpclient_request_t *request, int overwrite)
 {
     if (!request || !is_zixi(request))
-        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "overwrite: only zixi has a choice");
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "overwrite: only for zixi");
     request->wire.resume = overwrite ? 0 : 1;
     return FTPCLIENT_OK;
 }

@@ -8,9 +8,9 @@
 /* One line of mountinfo. */
 typedef struct ftpc_mount {
     int id;
-    int parent; /* id of the mount that it lies on */
+    int parent; /* id of the mount below it */
     const char *device;
-    const char *root; /* what of the file system is mounted */
+    const char *root; /* the mounted part of the file system */
     const char *point;
     int is_read_only;
 } ftpc_mount_t;
@@ -22,7 +22,7 @@ typedef struct ftpc_mounts {
 
 /* ---- The table ---- */
 
-/* Blanks and the like stand there as \040, in place. */
+/* Decodes escapes such as \040 for a blank, in place. */
 static void unescape(char *text)
 {
     char *to = text;
@@ -43,7 +43,7 @@ static int read_mount(char *line, ftpc_mount_t *mount)
 {
     enum { ID, PARENT, DEVICE, ROOT, POINT, OPTIONS, FIELDS };
     char *fields[FIELDS];
-    const char *super = strstr(line, " - "); /* options of the file system: behind its type and its source */
+    const char *super = strstr(line, " - "); /* options of the file system, after its type and source */
     for (int skipped = 0; super && skipped < 3; skipped++)
         super = strchr(super + 1, ' ');
     char *rest = line;
@@ -63,7 +63,7 @@ static int read_mount(char *line, ftpc_mount_t *mount)
     return 1;
 }
 
-/* 1 when there are any; `all` is to be freed. */
+/* 1 when there are any; the caller frees `all`. */
 static int read_mounts(char *table, ftpc_mounts_t *mounts)
 {
     size_t lines = 1;
@@ -79,7 +79,7 @@ static int read_mounts(char *table, ftpc_mounts_t *mounts)
 
 /* ---- Where a path leads ---- */
 
-/* What `path` has behind the mount point; NULL when it does not lie there. */
+/* The part of `path` after the mount point; NULL when the path is not below it. */
 static const char *behind(const char *point, const char *path)
 {
     const size_t length = strcmp(point, "/") == 0 ? 0 : strlen(point);
@@ -100,8 +100,8 @@ static const ftpc_mount_t *first_mount(const ftpc_mounts_t *mounts)
     return NULL;
 }
 
-/* From mount to mount, as the kernel goes: of those on the present one, the first on the way. One that lies
- * further down is hidden by that. */
+/* Follows the mounts as the kernel does: of the mounts on the current one, the first on the path. It hides
+ * those further down. */
 static const ftpc_mount_t *mount_of(const ftpc_mounts_t *mounts, const char *path)
 {
     const ftpc_mount_t *present = NULL;
@@ -142,7 +142,7 @@ static int compare_at(const ftpc_mounts_t *own, const ftpc_mounts_t *daemons, co
     return writes && there->is_read_only ? FTPC_SIGHT_READ_ONLY : FTPC_SIGHT_CLEAR;
 }
 
-/* The path behind all links, or the folder of a file that does not exist yet: 1 when there is one. */
+/* Resolves all links; for a file that does not exist yet, gives its folder. 1 on success. */
 static int resolve(const char *path, char resolved[PATH_MAX])
 {
     if (realpath(path, resolved))
@@ -162,7 +162,7 @@ FTPC int ftpc_sight_compare(char *own_table, char *daemons_table, const char *pa
     ftpc_mounts_t daemons = {NULL, 0};
     int sight = FTPC_SIGHT_CLEAR;
     if (resolve(path, resolved) && read_mounts(own_table, &own) && read_mounts(daemons_table, &daemons)) {
-        /* A link may lie where the daemon does not see it, though it sees what that leads to. */
+        /* The daemon may see the target of a link but not the link itself. */
         if (!strstr(path, "/../"))
             sight = compare_at(&own, &daemons, path, 0);
         if (sight == FTPC_SIGHT_CLEAR)

@@ -4,17 +4,17 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-enum { TURN_FILE_MODE = 0666 }; /* less the umask: who may use the socket should be able to take turns */
+enum { TURN_FILE_MODE = 0666 }; /* less the umask: all users of the socket should be able to take turns */
 
-/* Without O_CREAT first: in a sticky folder that is refused for a file of another user. Reading alone is
- * enough for the turn, if not for a place in the line. */
+/* First without O_CREAT, which in a sticky folder is refused for another user's file. Read access is enough
+ * for the turn, but not for a place in the queue. */
 static int open_file(const char *path)
 {
     const int options = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
     int fd = open(path, O_RDWR | options);
     if (fd == -1)
         fd = open(path, O_RDWR | O_CREAT | options, TURN_FILE_MODE);
-    const int error = errno; /* why it cannot even be made */
+    const int error = errno; /* why it cannot be created */
     if (fd == -1)
         fd = open(path, O_RDONLY | options);
     if (fd == -1)
@@ -36,7 +36,7 @@ FTPC int ftpc_turn_open(ftpc_turn_t *turn, const char *path)
     return 0;
 }
 
-/* `length` bytes of the line from `from` on, 0: all of them. */
+/* `length` bytes of the queue starting at `from`; 0 means all. */
 static struct flock part_of_line(short type, int64_t from, int64_t length)
 {
     struct flock part;
@@ -48,7 +48,7 @@ static struct flock part_of_line(short type, int64_t from, int64_t length)
     return part;
 }
 
-/* What of the line is locked by others, from byte `from` on: the first such lock, or F_UNLCK. */
+/* The first lock of another program at or after byte `from`, or F_UNLCK. */
 static struct flock lock_at(int fd, int64_t from, int64_t length)
 {
     struct flock lock = part_of_line(F_WRLCK, from, length);
@@ -63,7 +63,7 @@ static int set_lock(int fd, short type, int64_t at)
     return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
-/* The first place behind everybody who waits. */
+/* The first place after all waiting programs. */
 static int64_t end_of_line(int fd)
 {
     int64_t place = 0;
@@ -75,16 +75,16 @@ static int64_t end_of_line(int fd)
     }
 }
 
-/* Takes the place behind all others. One that somebody else took at the same moment, or that others have got
- * behind meanwhile, is not the last any more: then again. */
+/* Takes the last place. If another program took the same place at the same moment, or later places are taken
+ * meanwhile, tries again. */
 static void take_place(ftpc_turn_t *turn)
 {
-    enum { TRIES = 1000 }; /* by then the line is no help: go on without a place */
+    enum { TRIES = 1000 }; /* then continue without a place */
     for (int i = 0; i < TRIES; i++) {
         const int64_t place = end_of_line(turn->fd);
         if (set_lock(turn->fd, F_WRLCK, place) == -1) {
             if (errno != EAGAIN && errno != EACCES)
-                return; /* a kernel or file that has no such locks */
+                return; /* the kernel or the file system has no such locks */
             continue;
         }
         if (lock_at(turn->fd, place + 1, 0).l_type == F_UNLCK) {
@@ -110,7 +110,7 @@ FTPC int ftpc_turn_try(ftpc_turn_t *turn)
     if (flock(turn->fd, LOCK_EX | LOCK_NB) == -1)
         return 0;
     turn->is_held = 1;
-    if (turn->has_place) /* the next in line may try from now on */
+    if (turn->has_place) /* lets the next in the queue try */
         set_lock(turn->fd, F_UNLCK, turn->place);
     turn->has_place = 0;
     return 1;
@@ -118,7 +118,7 @@ FTPC int ftpc_turn_try(ftpc_turn_t *turn)
 
 FTPC void ftpc_turn_give_back(ftpc_turn_t *turn)
 {
-    /* Closing would do, were there no child process that still has a copy of the descriptor. */
+    /* Closing alone is not enough if a child process still has a copy of the descriptor. */
     if (turn->has_place)
         set_lock(turn->fd, F_UNLCK, turn->place);
     if (turn->is_held)

@@ -1,9 +1,9 @@
-/* The turn: programs hand jobs to the daemon one after the other, and none reads another's outcome.
+/* Turns: programs give jobs to the daemon one after the other, so that none reads another's outcome.
  *
- * The turn itself is an exclusive flock(2) on a file beside the control socket; the kernel gives it back when
- * its holder ends. So that nobody is passed over for ever, those who wait also keep a place in a line: one
- * locked byte each (F_OFD_SETLK, fcntl(2)), the higher the later they came. A place is only a courtesy: a
- * program that knows nothing of it is still kept out by the flock. */
+ * The turn is an exclusive flock(2) on a file next to the control socket; the kernel releases it when its
+ * holder ends. For fairness, waiting programs also have a place in a queue: each locks one byte (F_OFD_SETLK,
+ * fcntl(2)), a higher one the later it came. The queue is optional: the flock also excludes programs that do
+ * not use it. */
 #ifndef FTPC_TURN_H
 #define FTPC_TURN_H
 
@@ -12,19 +12,18 @@
 typedef struct ftpc_turn {
     int fd; /* -1: not held and not waited for */
     int is_held;
-    int has_place; /* in the line */
+    int has_place; /* in the queue */
     int64_t place;
 } ftpc_turn_t;
 
-/* Opens the file of the turn at `path`, or makes it. Returns 0, or the errno that stands in the way: then
- * this program cannot take turns. Never blocks. */
+/* Opens or creates the lock file at `path`. Returns 0, or an errno: this program then cannot take turns.
+ * Never blocks. */
 FTPC int ftpc_turn_open(ftpc_turn_t *turn, const char *path);
 
-/* Tries to take the turn: 1 when it is held now, 0 when it must be tried again, after FTPC_TURN_RETRY_MS.
- * Never blocks. */
+/* Tries to take the turn: 1 when it is held now, 0 to try again after FTPC_TURN_RETRY_MS. Never blocks. */
 FTPC int ftpc_turn_try(ftpc_turn_t *turn);
 
-/* Gives turn, place and descriptor back. */
+/* Releases turn and place, and closes the descriptor. */
 FTPC void ftpc_turn_give_back(ftpc_turn_t *turn);
 
 enum { FTPC_TURN_RETRY_MS = 50 };

@@ -1,4 +1,4 @@
-/* A job that runs: is it ours, how far is it, has it ended? */
+/* Watching a job: whether it is ours, its progress, its end. */
 #include "libftpclient/call.h"
 #include "libftpclient/records.h"
 
@@ -10,7 +10,7 @@ static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
     return seen;
 }
 
-/* The outcome may be another program's. Uploading, downloading and looking up once more does no harm. */
+/* The outcome may be another program's. Repeating an upload, download or look-up is safe. */
 static int doubt(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
@@ -35,7 +35,7 @@ static int conclude(ftpclient_call_t *call, const ftpclient_file_info_t *found)
     return result == FTPCLIENT_PENDING ? ftpc_enter(call, FTPC_SEE_IDLE, 0) : result;
 }
 
-/* What a file-information job has found: asked for behind the state that shows its end. */
+/* The result of a file-information job, requested directly after the state that shows its end. */
 FTPC int ftpc_take_file_info(ftpclient_call_t *call, int index)
 {
     const ftpc_look_t seen = look_at(call, index);
@@ -50,7 +50,7 @@ static int has_ended(ftpclient_call_t *call, int index)
     const ftpc_run_t *run = &call->run;
     if (run->evidence.job != FTPCLIENT_FILE_INFO || run->evidence.last.result != FTPCLIENT_RESULT_NONE)
         return conclude(call, NULL);
-    if (index + 1 < call->batch.count) /* it was asked for already */
+    if (index + 1 < call->batch.count) /* already requested */
         return ftpc_take_file_info(call, index + 1);
     return ftpc_enter(call, FTPC_FETCH, 0);
 }
@@ -83,7 +83,7 @@ FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
         keep_state(call, &state);
     if (!state.running)
         return has_ended(call, index);
-    if (verdict == FTPC_OWN && index + 1 < call->batch.count) { /* asked too early: only a pass of ours */
+    if (verdict == FTPC_OWN && index + 1 < call->batch.count) { /* requested too early: costs only one pass */
         const ftpc_look_t next = look_at(call, index + 1);
         ftpc_evidence_follows(&run->evidence, &next);
     }
@@ -92,8 +92,8 @@ FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
     return ftpc_enter(call, FTPC_WATCH, run->stop_result != 0 ? 0 : FTPC_LOOK_MS);
 }
 
-/* The state behind a cancel. A cancel that had to wait for a job to stop was not answered in the next pass,
- * and so tells nothing of whose job that was. */
+/* The state after a cancel. A cancel that waited for a job to stop was not answered in the next pass, so it
+ * does not show whose job that was. */
 static int judge_stopped(ftpclient_call_t *call, const ftpclient_state_t *state)
 {
     const ftpc_look_t cancelled = look_at(call, 0);
@@ -102,14 +102,14 @@ static int judge_stopped(ftpclient_call_t *call, const ftpclient_state_t *state)
     return ftpc_evidence_judge(&call->run.evidence, state, &seen);
 }
 
-/* The answers to a cancel and to a look behind it. */
+/* The replies to a cancel and to the state request after it. */
 FTPC int ftpc_take_stop(ftpclient_call_t *call)
 {
     const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 1));
     if (judge_stopped(call, &state) != FTPC_OWN)
         return call->run.stop_result;
     keep_state(call, &state);
-    /* A look-up that went well all the same is of no use: what it found is not known. */
+    /* A look-up that succeeded nevertheless is useless, because its result is unknown. */
     const int is_look_up = state.job == FTPCLIENT_FILE_INFO && state.result == FTPCLIENT_RESULT_NONE;
     return state.running || is_look_up ? call->run.stop_result : conclude(call, NULL);
 }

@@ -1,4 +1,4 @@
-/* Codes in words. */
+/* Texts for codes. */
 #include "libftpclient/ftpc.h"
 
 #define RESULT(name) FTPCLIENT_RESULT_##name, "FTPCD_ERR_" #name
@@ -40,20 +40,21 @@ static const struct {
     {ERROR(SYSTEM), "a system call failed, see errno"},
     {ERROR(NO_DAEMON), "no daemon listens"},
     {ERROR(TIMEOUT), "not done in time"},
-    {ERROR(DISCONNECTED), "the daemon broke off without an answer"},
+    {ERROR(DISCONNECTED), "the daemon closed the connection without an answer"},
     {ERROR(PROTOCOL), "the daemon's answer or a notice makes no sense"},
     {ERROR(UNREAD), "the daemon could not read the request"},
     {ERROR(IN_USE), "another program receives the notices"},
     {FTPCLIENT_PENDING, NULL, "not finished yet"},
     {ERROR(DENIED), "this user may not use the control socket"},
     {ERROR(NO_ANSWER), "the daemon does not answer"},
-    {ERROR(TURN), "other programs had the daemon for too long"},
-    {ERROR(UNKNOWN_OUTCOME), "another program came between: the outcome of this job is not known"},
+    {ERROR(TURN), "other programs kept the daemon busy for too long"},
+    {ERROR(UNKNOWN_OUTCOME),
+     "the outcome of this job is not known: another program used the daemon meanwhile"},
     {ERROR(SILENT), "nothing moved for too long, the job was cancelled"},
-    {ERROR(NO_RESUME), "the remote file is no beginning of the local one"},
+    {ERROR(NO_RESUME), "the remote file is not a prefix of the local one"},
     {ERROR(DIFFERENT), "the remote file has another size than the local one"},
     {ERROR(OUT_OF_SIGHT), "the daemon does not see the local path as this program does"},
-    {ERROR(READ_ONLY), "the daemon may only read where the local path lies"},
+    {ERROR(READ_ONLY), "the local path is in a folder that the daemon cannot write to"},
 };
 
 const char *ftpclient_strerror(int code)

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-// Where the month may stand, counted from `base`, in the order of trial, and the shifts that go with it.
+// Possible positions of the month relative to `base`, in the order of detection, with their shifts.
 constexpr int NO_SHIFT = -3;
 constexpr struct {
     int month, shifts[2];
@@ -72,8 +72,8 @@ static bool consists_of(field_t text, field_t letters)
     return text.find_first_not_of(letters) == field_t::npos;
 }
 
-// Takes out the byte at position 1, a blank unless blanks stand in front, when field 0 is a type character by
-// itself and field 1 can be the permissions. Returns whether it did.
+// Removes the byte at position 1 (a blank unless the line begins with blanks) when field 0 is only a type
+// character and field 1 can be the permissions. Returns whether it did.
 static bool join_type(char *line, fields_t &fields)
 {
     const field_t permissions = field(fields, 1);
@@ -85,7 +85,7 @@ static bool join_type(char *line, fields_t &fields)
     return true;
 }
 
-// Type and permissions, of which the last may be missing.
+// Type and permissions; the last permission may be missing.
 static bool is_mode(field_t text)
 {
     if (text.size() == 9)

@@ -1,8 +1,8 @@
-// What detection and resolution share: the fields of a line, found from left to right and only as far as they
-// are asked for: a name, which is the longest of them, is hardly ever looked through.
+// The fields of a line, for detection and resolution. They are found from left to right and only as far as
+// needed, so the name, the longest field, is rarely scanned.
 //
-// A field is a span of the line's own bytes: it holds as long as the line is neither changed nor freed, and
-// has no terminator. No function here fails, blocks or allocates.
+// A field is a span of the line's own bytes, without a terminator: it is valid until the line is changed or
+// freed. No function here fails, blocks or allocates.
 #pragma once
 
 #include <cstddef>
@@ -14,15 +14,15 @@ using field_t = std::string_view;
 constexpr int FIELDS_MOST = 11; // no layout looks past field 10
 
 struct fields_t {
-    int found;        // fields below are set; one that the line does not have is empty
-    int begun;        // fields of the line whose beginning is known
-    const char *next; // behind what has been looked at: where the next field begins, or the line's end
+    int found;        // number of entries set below; a field that the line does not have is empty
+    int begun;        // number of the line's fields whose start is known
+    const char *next; // the start of the next field, or the end of the line
     const char *begins[FIELDS_MOST];
     const char *ends[FIELDS_MOST];
 };
 
-// Begins with a line that ends in NUL and stays the caller's. Its fields are those of FindField: a line that
-// ends in blanks has an empty last field, and an empty line has one.
+// Begins with a NUL-terminated line, which the caller keeps. Its fields are those of FindField: a line that
+// ends in blanks has an empty last field, and an empty line has one field.
 static inline void begin_line(fields_t *fields, const char *line)
 {
     while (*line == ' ')
@@ -50,7 +50,7 @@ static inline bool has_field(fields_t &fields, int index)
     return index < fields.begun;
 }
 
-// From where field `index` begins to the end of the line, blanks included. The line must have it.
+// From the start of field `index` to the end of the line, including blanks. The line must have the field.
 static inline field_t field_to_end(fields_t &fields, int index)
 {
     return index < fields.found ? fields.begins[index] : fields.next;
@@ -64,7 +64,7 @@ static inline bool are_digits(field_t text, size_t at)
 static inline bool begins_with(field_t text, char c) { return !text.empty() && text.front() == c; }
 static inline bool begins_with_digit(field_t text) { return !text.empty() && is_digit(text.front()); }
 
-// How many digits the text begins with.
+// The number of digits at the start of the text.
 static inline size_t count_digits(field_t text)
 {
     size_t n = 0;
@@ -73,7 +73,7 @@ static inline size_t count_digits(field_t text)
     return n;
 }
 
-// Where the first colon stands; the length of the text when there is none.
+// The position of the first colon; the length of the text when there is none.
 static inline size_t find_colon(field_t text)
 {
     size_t at = 0;
@@ -82,7 +82,7 @@ static inline size_t find_colon(field_t text)
     return at;
 }
 
-// What lies behind the first n bytes; empty when there are no more.
+// The text after the first n bytes; empty when there are no more.
 static inline field_t behind(field_t text, size_t n)
 {
     text.remove_prefix(n < text.size() ? n : text.size());

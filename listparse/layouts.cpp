@@ -16,7 +16,8 @@ constexpr const char *NO_GROUP = "BSD without -g, and devices that know no group
 constexpr const char *NO_OWNER = "devices that know no owners";
 constexpr const char *ONE_MORE = "Unix in a Windows domain: a group of two words";
 constexpr const char *TWO_MORE = "the same with a user of two words as well";
-// A month is looked for where these have their year, so only a year that is a month in 16 bits gets there.
+// Detection looks for a month where these layouts have their year, so only a year that is a month in 16 bits
+// reaches them.
 constexpr const char *BY_CHANCE = "nobody";
 
 // clang-format off
@@ -72,7 +73,7 @@ const unix_layout_t &listparse_unix_layout(int number)
     return UNIX[0];
 }
 
-// --- the others
+// --- other layouts
 
 static bool is_4_long(field_t text) { return text.size() == 4; }
 static bool is_10_long(field_t text) { return text.size() == 10; }

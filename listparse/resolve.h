@@ -1,4 +1,4 @@
-// How one line is resolved: each family reads the line into an entry, the entry point hands it out.
+// Resolving one line: each family reads the line into an entry, which ResolvFileInfo returns.
 #pragma once
 
 #include "listparse/listparse.h"
@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-// What a line gave: the caller's storage as ResolvFileInfo has it, and name and owner as spans of the line.
+// The contents of a line: the storage passed to ResolvFileInfo, and name and owner as spans of the line.
 struct line_entry_t {
     int64_t *size; // bytes
     file_time_t *time;
@@ -17,9 +17,9 @@ struct line_entry_t {
     field_t owner;
 };
 
-// Each reads a line, split from its beginning, by a layout number that it takes for right, and returns the
-// entry type. *size is -1 before, all else in `entry` 0 or empty; `type` is the line's first byte. A line
-// that cannot be read gives FILE_TYPE_NONE and an empty name.
+// Each reads a line from its first field by a given layout, which it does not check, and returns the entry
+// type. Before the call *size is -1 and everything else in `entry` 0 or empty; `type` is the line's first
+// byte. A line that cannot be read gives FILE_TYPE_NONE and an empty name.
 int listparse_resolve_unix(fields_t &fields, list_format_t format, char type, line_entry_t *entry);
 int listparse_resolve_dos(fields_t &fields, int number, line_entry_t *entry);   // 21 to 23
 int listparse_resolve_dos24(fields_t &fields, line_entry_t *entry);             // 24
@@ -27,8 +27,8 @@ int listparse_resolve_other(fields_t &fields, int number, line_entry_t *entry); 
 
 enum name_extent_t : bool { ONE_FIELD, TO_END };
 
-// Takes the name from field `at`, cut to what the caller's buffer holds. False when the line has no such
-// field.
+// Takes the name from field `at`, truncated to the size of the caller's buffer. False when the line has no
+// such field.
 static inline bool take_name(fields_t &fields, int at, name_extent_t extent, line_entry_t *entry)
 {
     if (!has_field(fields, at))
@@ -38,7 +38,7 @@ static inline bool take_name(fields_t &fields, int at, name_extent_t extent, lin
     return true;
 }
 
-// Sets the date as it is, in or out of range, each number cut to 16 bits.
+// Sets the date without checking its range, each number truncated to 16 bits.
 static inline void set_date(const date_t &date, file_time_t *time)
 {
     time->year = static_cast<uint16_t>(date.year);

@@ -3,7 +3,7 @@
 namespace
 {
 
-// Where a DOS line of formats 21, 22 and 23 keeps what.
+// The fields of DOS lines of formats 21, 22 and 23.
 struct dos_layout_t {
     int time, date, size, name; // fields
     name_extent_t extent;
@@ -19,7 +19,7 @@ constexpr dos_layout_t DOS_LAYOUTS[] = {
     {3, 2, 1, 0, ONE_FIELD, MONTH_FIRST}, // 23
 };
 
-// A 12-hour clock's hour, by what may stand behind the minutes. Nothing is checked.
+// The hour of a 12-hour clock, according to the marker after the minutes. Nothing is checked.
 static uint16_t full_hour(int hour, char marker)
 {
     if (hour == 12)

@@ -1,7 +1,7 @@
 #include "listparse/resolve.h"
 
 // Every layout of 26 to 39 as a row: which field holds what, and how that field is read. A date or time that
-// is no number in its range is left out; the line still gives an entry.
+// is out of range is left out; the line still gives an entry.
 
 constexpr int8_t NO_FIELD = -1;
 
@@ -60,7 +60,7 @@ static bool read_unless_masked(fields_t &fields, int at, date_t *date)
     return field(fields, at).find('*') == field_t::npos && read_year_first(fields, at, date);
 }
 
-// The order is guessed: "31.12.98" by its dots, "12/31/98" by what cannot be a month or day.
+// Guesses the order: "31.12.98" by its dots, "12/31/98" by the number that cannot be a month or day.
 static bool read_guessed_order(fields_t &fields, int at, date_t *date)
 {
     const field_t text = field(fields, at);
@@ -210,7 +210,8 @@ static int take_type(fields_t &fields, const columns_t &layout, line_entry_t *en
 
 static int resolve_by(const columns_t &layout, fields_t &fields, line_entry_t *entry)
 {
-    take_size_and_permissions(fields, layout, entry); // first: an endless number behind it must not spoil it
+    take_size_and_permissions(fields, layout,
+                              entry); // first, so that an overlong number after it cannot affect it
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);
     if (layout.owner != NO_FIELD)

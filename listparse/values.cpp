@@ -15,7 +15,7 @@ constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";
 static char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 static char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-// How long the mark is that the text begins with, 0 for none.
+// The length of the mark at the start of the text, 0 if there is none.
 template <size_t N> static size_t mark_length(field_t text, const field_t (&marks)[N])
 {
     for (const field_t mark : marks) {
@@ -50,7 +50,7 @@ uint16_t listparse_read_month_name(const char *three_letters)
 
 static char fold(field_t name, size_t at) { return at == 0 ? to_upper(name[at]) : to_lower(name[at]); }
 
-// The text is searched folded, or else as it came. Parts of names count, and an empty text.
+// Searches the text in normalised form, then unchanged. Parts of names and an empty text match.
 uint16_t listparse_search_month(field_t text)
 {
     char name[MONTH_NAMES.size()];
@@ -170,7 +170,7 @@ int GetHourAndMinute(const char *field, uint16_t *hour, uint16_t *minute)
 
 static uint32_t bit_unless_dash(char c, uint32_t bit) { return c != '-' ? bit : 0; }
 
-// In place of 'x' the letter adds a bit; in upper case it stands for that bit without 'x'.
+// In place of 'x' the letter adds a bit; an upper-case letter means that bit without 'x'.
 static uint32_t execute_bits(char c, uint32_t bit, char letter, uint32_t special)
 {
     if (c == letter)

@@ -1,4 +1,4 @@
-// Readers of one field: numbers, dates, times and permissions. The public helpers are the same over
+// Readers of one field: numbers, dates, times and permissions. The public helpers do the same for
 // NUL-terminated strings. None of them blocks, allocates or keeps the text.
 #pragma once
 
@@ -11,11 +11,12 @@ struct number_t {
     size_t length; // bytes read, 0 when there is no number
 };
 
-// The number at the start of the text as strtoll reads it in base 10: white space, a sign, digits; cut to its
-// range with errno ERANGE. So it is on every machine, also where long has 32 bits.
+// The number at the start of the text as strtoll reads it in base 10: white space, a sign, digits; limited to
+// its range with errno ERANGE. The same on every machine, also where long has 32 bits.
 number_t listparse_read_number(field_t text);
 
-// How many digits a text begins with, and their value, which is right up to SAFE_DIGITS of them.
+// The number of digits at the start of a text, and their value, which is correct for at most SAFE_DIGITS
+// digits.
 constexpr size_t SAFE_DIGITS = 9;
 struct digits_t {
     size_t count;
@@ -30,7 +31,7 @@ static inline digits_t read_digits(field_t text)
     return {at, static_cast<int>(value)};
 }
 
-// As atoi: the number at the start of the text cut to 32 or 16 bits, 0 when there is none.
+// As atoi: the number at the start of the text truncated to 32 or 16 bits, 0 when there is none.
 static inline int to_int(field_t text)
 {
     const digits_t digits = read_digits(text);
@@ -60,13 +61,13 @@ struct month_day_t {
     uint16_t day;   // 0 = none
 };
 
-// The parts of listparse_read_month: a text that begins with so many digits, at least one; a name, searched
-// in the twelve joined ones; exactly "Jan" to "Dec", three bytes. A month of 0 is none.
+// The parts of listparse_read_month: for a text that begins with `digits` digits, at least one; for a name,
+// searched in the twelve joined names; for exactly "Jan" to "Dec", three bytes. A month of 0 means none.
 month_day_t listparse_read_marked_month(field_t text, size_t digits);
 uint16_t listparse_search_month(field_t text);
 uint16_t listparse_read_month_name(const char *three_letters);
 
-// As GetMonth, but leaves the text as it is. Nearly every text is a day, a year, a time or "Jan".
+// As GetMonth, but does not change the text. Nearly every text is a day, a year, a time or "Jan".
 static inline month_day_t listparse_read_month(field_t text)
 {
     const size_t digits = count_digits(text);
@@ -79,8 +80,8 @@ static inline month_day_t listparse_read_month(field_t text)
     return {month != 0 ? month : listparse_search_month(text), 0};
 }
 
-// Is the text as long as `shape`, with digits (or `sym`, unless it is 0) where that has '9' and anything but
-// a digit where it has '-'?
+// True if the text is as long as `shape`, with a digit (or `sym`, unless it is 0) where that has '9' and
+// anything except a digit where it has '-'.
 bool listparse_has_shape(field_t text, field_t shape, char sym = '\0');
 
 constexpr field_t SHAPE_4_2_2 = "9999-99-99";
@@ -92,7 +93,7 @@ static inline bool is_date(field_t text)
            !is_digit(text[5]) && are_digits(text, 6);
 }
 
-// The number of the two digits that stand at `at`.
+// The value of the two digits at `at`.
 static inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
 
 // As CheckYYMMDDformat with allow9: 2-2-2 and 2-2-3 digits give 1, 3-2-2 give 2, anything else 0.
@@ -103,13 +104,13 @@ static inline int date_shape(field_t text) { return is_date(text) ? 1 : listpars
 // 1900 + year.
 static inline int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
 
-// The three numbers of a date field as DOS writes them, MONTH_FIRST or YEAR_FIRST, the year full; false, with
-// *date as it was, when it is no date.
+// The three numbers of a date field in DOS style, MONTH_FIRST or YEAR_FIRST, with the full year; false, with
+// *date unchanged, when it is not a date.
 bool listparse_read_dos_date(field_t text, date_order_t order, date_t *date);
 
 // --- times and permissions
 
-// Whether the text begins with "12:34" and no third digit, as nearly every time does.
+// True if the text begins with "12:34" without a third digit, as nearly every time does.
 static inline bool begins_with_time(field_t text)
 {
     return text.size() >= 5 && are_digits(text, 0) && text[2] == ':' && are_digits(text, 3) &&

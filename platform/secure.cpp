@@ -20,8 +20,8 @@ struct bio_free {
     void operator()(BIO *bio) const { BIO_free(bio); }
 };
 
-// Takes back the errors that OpenSSL queues in this scope: the caller may stand in a handshake, and what is
-// left in the queue would be taken for the handshake's own.
+// Removes the errors that OpenSSL queues in this scope: the caller may be in a handshake, which would treat
+// them as its own.
 struct error_queue_kept {
     error_queue_kept() { ERR_set_mark(); }
     ~error_queue_kept() { ERR_pop_to_mark(); }
@@ -33,7 +33,7 @@ struct error_queue_kept {
 
 static bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
 
-// A certificate in memory may lack parts; then it has no DER form.
+// A certificate in memory may be incomplete; then it has no DER form.
 static bool is_whole(X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
 
 static bool differ(const unsigned char *digest, const uint8_t *expected, unsigned length)

@@ -1,10 +1,10 @@
 /* libsecure: certificate and host-key digests and files. Implemented by the device's closed library, and by
  * the shared library built here.
  *
- * Each returns a libsecure_result. Nothing passed in is kept. A file is written whole or not at all: on
- * failure an earlier one of that name is as it was. A new file has mode 644; one that is replaced hands on
- * its mode and owner. A symbolic link is followed. A character device is written to as it is; no other kind
- * of file is touched. Saving blocks until the file is on the disk. */
+ * Each returns a libsecure_result. Arguments are not kept. A file is written completely or not at all: after
+ * a failure an existing file is unchanged. A new file has mode 644; a replaced file keeps its mode and owner.
+ * A symbolic link is followed. A character device is written to directly; other kinds of files are not
+ * touched. Saving blocks until the file is on the disk. */
 #ifndef PLATFORM_SECURE_H
 #define PLATFORM_SECURE_H
 
@@ -30,16 +30,16 @@ enum libsecure_result {
 /* Writes the certificate to `path` as PEM. */
 int x509_cert_save(const char *path, X509 *certificate);
 
-/* *differs = 0 when the SHA-1 digest of the certificate's DER form equals the 20 bytes at `expected`; else 1,
- * as after any failure. */
+/* *differs = 0 when the SHA-1 digest of the certificate's DER form equals the 20 bytes at `expected`;
+ * otherwise, and after any failure, 1. */
 int x509_cert_digest_sha1_compare(X509 *certificate, const uint8_t *expected, int *differs);
 
 /* Writes the key to `path` as one OpenSSH public-key line, `type base64`. `reserved` is 0. `key` is the key
  * blob of RFC 4253, 6.6. */
 int ssh_public_key_save(const char *path, int reserved, const void *key, size_t key_length);
 
-/* *differs = 0 when the MD5 digest of the key blob equals the 16 bytes at `expected`; else 1, as after any
- * failure. */
+/* *differs = 0 when the MD5 digest of the key blob equals the 16 bytes at `expected`; otherwise, and after
+ * any failure, 1. */
 int ssh_key_digest_md5_compare(const void *key, size_t key_length, const uint8_t *expected, int *differs);
 
 #ifdef __cplusplus

@@ -36,7 +36,7 @@ struct temporary_file {
 
 } // namespace
 
-// The name is short whatever the target's is: one of 255 bytes leaves no room for an ending.
+// The name is short and independent of the target's, which may have 255 bytes and leave no room for a suffix.
 static bool temporary_name(const char *target, unsigned attempt, char *name, size_t size)
 {
     const char *slash = strrchr(target, '/');
@@ -63,7 +63,7 @@ static int create_beside(const char *target, temporary_file *temporary)
     return LIBSECURE_CANNOT_CREATE;
 }
 
-// `old` is what stands at `target`, NULL when nothing does.
+// `old` is the existing file at `target`, or NULL.
 static int replace_file(const char *target, const struct stat *old, const void *data, size_t length)
 {
     temporary_file temporary;
@@ -71,7 +71,7 @@ static int replace_file(const char *target, const struct stat *old, const void *
     if (result != LIBSECURE_DONE)
         return result;
     if (old != nullptr) {
-        // Only root can give a file away; for others the new file is their own.
+        // Only root can change the owner; other users own the new file.
         (void)!fchown(temporary.file.get(), old->st_uid, old->st_gid);
         if (fchmod(temporary.file.get(), old->st_mode & PERMISSIONS) == -1)
             return LIBSECURE_CANNOT_CREATE;
@@ -85,7 +85,7 @@ static int replace_file(const char *target, const struct stat *old, const void *
     return LIBSECURE_DONE;
 }
 
-// A rename would put a file in the device's place.
+// A rename would replace the device by a file.
 static int write_device(const char *path, const void *data, size_t length)
 {
     descriptor device(open(path, O_WRONLY | O_NOCTTY | O_CLOEXEC));

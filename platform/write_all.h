@@ -1,11 +1,11 @@
-// One write of any length.
+// Writes a whole buffer.
 #pragma once
 
 #include <cerrno>
 #include <cstddef>
 #include <unistd.h>
 
-// False, with errno, when not everything could be written; a part may have been. Blocks as write does.
+// False, with errno, when not everything was written; a part may have been. Blocks as write does.
 inline bool write_all(int fd, const void *data, size_t length)
 {
     auto at = static_cast<const char *>(data);

@@ -1,4 +1,4 @@
-// For machines that lack the device's closed library: the daemon starts and runs, and every upload ends with
+// For machines without the device's closed library: the daemon starts and runs, and every upload ends with
 // "not connected".
 #include "platform/zixiFeeder.h"
 
@@ -28,7 +28,7 @@ int zixi_upload_file(uintptr_t, uintptr_t, const char *, const char *, zixi_uplo
     return ZIXI_ERROR_NOT_CONNECTED;
 }
 
-// No upload ever starts, so nobody has a stream to ask about or to close.
+// No upload ever starts, so there is never a stream.
 int zixi_get_upload_progress(void *, uint64_t *, uint64_t *, int *) { return ZIXI_ERROR_INVALID_PARAMETER; }
 
 int zixi_close_stream(void *) { return ZIXI_ERROR_INVALID_PARAMETER; }

@@ -1,8 +1,8 @@
 /* libzixiFeeder: uploads one file to a Zixi server. Implemented by the device's closed library; the one built
- * here connects to nobody (README.md).
+ * here is a stub (README.md).
  *
- * Each call returns 0 when done, else a zixi_error. Numbers whose meaning is the library's own are passed as
- * they stand beside the calls in zixi_func/. */
+ * Each call returns 0 on success, otherwise a zixi_error. Arguments whose meaning only the library knows have
+ * fixed values, given at the calls in zixi_func/. */
 #ifndef PLATFORM_ZIXIFEEDER_H
 #define PLATFORM_ZIXIFEEDER_H
 
@@ -47,14 +47,14 @@ enum zixi_error {
     ZIXI_ERROR_RECONNECTING = 7
 };
 
-/* The state of a stream while its upload runs; any other is an end. */
+/* The state of a stream while its upload runs; any other state means that it has ended. */
 enum { ZIXI_STATE_UPLOADING = 2 };
 
 /* One line of the library's log; may come from any thread. */
 typedef void (*zixi_log_callback)(void *user_data, int level, const char *line);
 
-/* How to upload: 72 bytes, passed by value. Every byte has a name, so that a copy carries them all; the
- * filler is 0. */
+/* The parameters of an upload: 72 bytes, passed by value. Every byte belongs to a member, so that a copy
+ * contains all of them; filler is 0. */
 typedef struct zixi_upload_parameters zixi_upload_parameters;
 struct zixi_upload_parameters {
     uint16_t port; /* the server's */
@@ -100,25 +100,25 @@ static_assert(sizeof(zixi_upload_parameters) == 72, "zixi_upload_parameters chan
 /* The library's version. May be called before anything else. */
 int zixi_version(int *major, int *minor, int *patch, int *build);
 
-/* Sends log lines up to `level` to `callback`, with `user_data`; NULL stops them. A line comes as the library
- * writes it. Callback and data must live until logging is stopped. */
+/* Sends log lines up to `level` to `callback`, with `user_data`; NULL stops this. Lines are passed unchanged.
+ * Callback and data must live until logging is stopped. */
 int zixi_configure_logging(int level, zixi_log_callback callback, void *user_data);
 
-/* Who uploads, from now on. The lengths count without a terminator. */
+/* Sets the login for later uploads. The lengths exclude a terminator. */
 int zixi_configure_credentials(const char *user, int user_length, const char *password, int password_length);
 
-/* Fills the two words that an upload is started with. */
+/* Fills in the two configuration words for zixi_upload_file. */
 int zixi_prepare_configuration(int first, int second, uintptr_t configuration[2]);
 
-/* Starts an upload, which goes on by itself: *stream stands for it until zixi_close_stream. Until then the
- * strings must stay where they are. On failure there is no stream. What may block is the library's own. */
+/* Starts an upload in the background; *stream identifies it until zixi_close_stream. Until then the strings
+ * must stay valid. On failure there is no stream. Whether the call blocks depends on the library. */
 int zixi_upload_file(uintptr_t configuration0, uintptr_t configuration1, const char *local_path,
                      const char *host, zixi_upload_parameters parameters, void **stream);
 
-/* How far the upload is: bytes sent, bytes in all, and its state. */
+/* The progress of the upload: bytes sent, bytes in total, and its state. */
 int zixi_get_upload_progress(void *stream, uint64_t *sent, uint64_t *total, int *state);
 
-/* Ends the upload, done or not. The stream is gone then, whatever is returned. */
+/* Ends the upload, finished or not. The stream is invalid afterwards, whatever the result. */
 int zixi_close_stream(void *stream);
 
 #ifdef __cplusplus

@@ -1,9 +1,9 @@
-// Starts the daemon for a service manager, and ends when the daemon answers:
+// Starts the daemon for a service manager, and exits when the daemon answers:
 //   start GROUP PID_FILE DAEMON
-// The daemon leaves its control socket open to everybody. Here it is given to GROUP with mode 0660 the moment
-// it appears, like the file by which its clients take turns, which is made before. PID_FILE gets the number
-// of the process that stays. Status 0 when the daemon answers; 1, told on standard error, when it has ended
-// or does not answer within 10 s; 2 when not called as above.
+// The daemon creates its control socket open to everybody. This program gives it to GROUP with mode 0660 as
+// soon as it appears, and first creates the clients' lock file for the same group. It writes the daemon's
+// process id to PID_FILE. Exit status: 0 when the daemon answers; 1, with a message, when it has ended or
+// does not answer within 10 s; 2 for wrong arguments.
 
 #include "strutil/guards.h"
 #include "wire/control.h"
@@ -62,7 +62,7 @@ static bool find_group(const char *name, gid_t *id)
     return true;
 }
 
-// A descriptor that becomes readable when something is made in the folder of the control socket.
+// A descriptor that becomes readable when a file is created in the folder of the control socket.
 static int watch_folder()
 {
     char folder[] = CONTROL_SOCKET_PATH;
@@ -81,7 +81,7 @@ static bool launch(const char *program)
     return errno == 0 || fail(program);
 }
 
-// The daemon leaves its starter by two forks; its orphans come to this process.
+// The daemon forks twice; this process adopts its orphans.
 static bool daemon_has_ended()
 {
     pid_t ended;
@@ -97,7 +97,7 @@ static bool socket_stands()
     return lstat(CONTROL_SOCKET_PATH, &seen) == 0 && S_ISSOCK(seen.st_mode);
 }
 
-// False, and told, when the daemon has ended or the time is over.
+// False, with a message, when the daemon has ended or the time limit has passed.
 static bool may_wait(time_t end_s)
 {
     if (daemon_has_ended())
@@ -115,12 +115,12 @@ static bool await_socket(int watch, time_t end_s)
         pollfd made = {watch, POLLIN, 0};
         poll(&made, 1, LOOK_MS);
         alignas(inotify_event) char events[4096];
-        (void)!read(watch, events, sizeof events); // that there was one is all
+        (void)!read(watch, events, sizeof events); // their content does not matter
     }
     return true;
 }
 
-// The mode first: from then on nobody but root gets in, and then the group.
+// The mode first: from then on only root can connect, and then the group.
 static bool restrict_socket(gid_t group)
 {
     return (chmod(CONTROL_SOCKET_PATH, SOCKET_MODE) == 0 &&
@@ -128,7 +128,7 @@ static bool restrict_socket(gid_t group)
            fail(CONTROL_SOCKET_PATH);
 }
 
-// Clients go on without the file, so that a failure is told and no more.
+// Clients work without the file, so a failure is only reported.
 static void make_turn_file(gid_t group)
 {
     const descriptor file(
@@ -142,7 +142,7 @@ static void make_turn_file(gid_t group)
         fail(CONTROL_TURN_PATH);
 }
 
-// Asks for nothing and waits for the reply. The process that answers, 0 when none did.
+// Sends command 0 and waits for the reply. The id of the answering process, 0 if there was no answer.
 static pid_t ask()
 {
     const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -187,7 +187,7 @@ static bool start(const char *group_name, const char *pid_file, const char *prog
     gid_t group;
     if (!find_group(group_name, &group))
         return false;
-    // One that an earlier run left would pass for the new one.
+    // A socket left by an earlier run would be mistaken for the new one.
     if (unlink(CONTROL_SOCKET_PATH) == -1 && errno != ENOENT)
         return fail(CONTROL_SOCKET_PATH);
     make_turn_file(group);
@@ -197,7 +197,7 @@ static bool start(const char *group_name, const char *pid_file, const char *prog
     if (!launch(program) || !await_socket(watch.get(), end_s))
         return false;
     if (!restrict_socket(group)) {
-        unlink(CONTROL_SOCKET_PATH); // rather none than one for everybody
+        unlink(CONTROL_SOCKET_PATH); // better no socket than one open to everybody
         return false;
     }
     const pid_t daemon = await_answer(end_s);

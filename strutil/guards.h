@@ -1,5 +1,5 @@
-// Owners of what must be given back: each gives it back at the end of its scope, and keeps errno then. The
-// header stands alone: any folder may include it.
+// RAII owners of resources: each releases its resource at the end of the scope and preserves errno. The
+// header depends on nothing else here, so any folder may include it.
 #pragma once
 
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <unistd.h>
 #include <utility>
 
-// Of what malloc gave.
+// Memory from malloc.
 struct heap_free {
     void operator()(void *block) const { free(block); }
 };
@@ -17,13 +17,13 @@ template <typename T> using heap_ptr = std::unique_ptr<T, heap_free>;
 using heap_string = heap_ptr<char>;
 using heap_block = heap_ptr<void>;
 
-// Of a handle that a call closes; NONE stands for no handle. Only close() shows whether closing failed.
+// A handle that the function CLOSE closes; NONE means no handle. Only close() reports whether closing failed.
 template <typename Handle, Handle NONE, int (*CLOSE)(Handle)> class closing_owner
 {
 public:
     explicit closing_owner(Handle handle = NONE) : handle_(handle) {}
     closing_owner(closing_owner &&other) noexcept : handle_(other.release()) {}
-    // Swaps: `other` closes what this one held.
+    // Swaps: `other` closes the handle that this one held.
     closing_owner &operator=(closing_owner &&other) noexcept
     {
         std::swap(handle_, other.handle_);
@@ -39,10 +39,10 @@ public:
     Handle get() const { return handle_; }
     explicit operator bool() const { return handle_ != NONE; }
 
-    // The handle is the caller's from now on.
+    // Gives up ownership and returns the handle.
     Handle release() { return std::exchange(handle_, NONE); }
 
-    // Closes it now. What the call returns, with its errno; 0 when there is nothing to close.
+    // Closes the handle now. Returns the result of CLOSE, with its errno; 0 when there is nothing to close.
     int close() { return *this ? CLOSE(release()) : 0; }
 
 private:

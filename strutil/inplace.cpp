@@ -3,8 +3,8 @@
 #include <cctype>
 #include <cstring>
 
-// Moves what stands between the leading and the trailing run of a set to the start of s. `in_set` is never
-// asked about the terminator.
+// Removes the leading and trailing characters of a set and moves the rest to the start of s. `in_set` is
+// never called for the terminator.
 template <typename Predicate> static void keep_middle(char *s, Predicate in_set)
 {
     if (s == nullptr)

@@ -1,8 +1,8 @@
-// The log: every line goes to syslog through one of these, and may wait for it; one that is lost shows
-// nowhere. None changes errno.
+// The log: every line goes to syslog through one of these functions. They may block in syslog; a lost line is
+// not reported. None changes errno.
 //
-// `id` is the place a line comes from, e.g. "curl_func(615)". It is fixed for good and spelt here exactly as
-// it is logged, so that searching the source for what a device logged finds the one place.
+// `id` is the place a line comes from, e.g. "curl_func(615)". It never changes and is written in the source
+// exactly as it is logged, so that a search for a logged id finds its only place.
 #pragma once
 
 // LOG_ERR: "error: <id>: <text>\n".
@@ -17,5 +17,5 @@ void log_if_failed(const char *id, const char *call, int rc);
 // LOG_INFO: "<id>: <text>\n".
 void log_info(const char *id, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// LOG_INFO: the text as it is, without id or newline.
+// LOG_INFO: only the text, without id or newline.
 void log_text(const char *format, ...) __attribute__((format(printf, 1, 2)));

@@ -1,16 +1,16 @@
-/* The control socket: one request and one reply per connection, each an 8-byte head and a body. */
+/* The control socket: one request and one reply per connection, each an 8-byte header and a body. */
 #ifndef WIRE_CONTROL_H
 #define WIRE_CONTROL_H
 
 #include "wire/job_status.h"
 
 #define CONTROL_SOCKET_PATH "/var/run/ftp.sock"
-/* Clients take turns by an exclusive flock(2) on this empty file beside the socket; the daemon does not know
- * it. */
+/* Clients take turns with an exclusive flock(2) on this empty file next to the socket; the daemon does not
+ * use it. */
 #define CONTROL_TURN_PATH CONTROL_SOCKET_PATH ".turn"
 
 enum control_command {
-    COMMAND_NONE = 0,     /* answers with the detail of the last command 1, 2 or 5; its result is 0 */
+    COMMAND_NONE = 0,     /* returns result 0 and the detail of the last command 1, 2 or 5 */
     COMMAND_DOWNLOAD = 1, /* body: transfer_request_t */
     COMMAND_UPLOAD = 2,   /* body: transfer_request_t */
     COMMAND_GET_STATE = 3,
@@ -19,7 +19,7 @@ enum control_command {
     COMMAND_GET_FILE_INFO = 6,
 };
 
-/* Head of every request and reply; `length` bytes of body follow. */
+/* Header of every request and reply; `length` bytes of body follow. */
 typedef struct message_header_t {
     uint32_t command; /* control_command; a reply echoes it */
     uint32_t length;  /* bytes of body */

@@ -1,10 +1,10 @@
-/* How a job's state begins. */
+/* The initial state of a job. */
 #ifndef WIRE_JOB_INIT_H
 #define WIRE_JOB_INIT_H
 
 #include "wire/job_status.h"
 
-/* Resets a status head: idle, no job, no result, not cancelled. */
+/* Resets a job's status: idle, no job, no result, not cancelled. */
 static inline void ftp_clientd_if_module_info_init(module_info_t *info)
 {
     info->running = 0;
@@ -13,7 +13,7 @@ static inline void ftp_clientd_if_module_info_init(module_info_t *info)
     info->cancel = 0;
 }
 
-/* Resets a progress block, but for zixi_error (and the unused tail): only the Zixi engine clears its own. */
+/* Resets a progress block, except zixi_error, which only the Zixi engine clears, and the unused tail. */
 static inline void ftp_clientd_if_exec_info_init(exec_info_t *info)
 {
     info->total_size = 0;

@@ -1,4 +1,4 @@
-/* The state of a job as replies and notices carry it. */
+/* The state of a job in replies and notices. */
 #ifndef WIRE_JOB_STATUS_H
 #define WIRE_JOB_STATUS_H
 
@@ -6,9 +6,9 @@
 
 enum job_kind { JOB_NONE = 0, JOB_DOWNLOAD = 1, JOB_UPLOAD = 2, JOB_DL_FILE_INFO = 3 };
 
-/* Status head of a job. */
+/* Status of a job. */
 typedef struct module_info_t {
-    uint32_t running; /* 1 while a job runs; a new one is taken only while it is 0 */
+    uint32_t running; /* 1 while a job runs; a new one is accepted only while it is 0 */
     uint32_t exec;    /* job_kind of the last job started */
     uint32_t result;  /* ftpcd_err of the last job */
     uint32_t cancel;  /* 1 = asked to stop; such a job is not announced */
@@ -24,16 +24,16 @@ enum response_code_type {
     RESPONSE_CODE_OTHER = 0,
     RESPONSE_CODE_FTP = 1,
     RESPONSE_CODE_HTTP = 2,
-    RESPONSE_CODE_ZIXI = 3, /* a Zixi job: zixi_error counts, there is no response code */
+    RESPONSE_CODE_ZIXI = 3, /* a Zixi job: see zixi_error, there is no response code */
 };
 
 /* Progress and outcome of a job. */
 typedef struct exec_info_t {
-    double total_size;           /* bytes; 0 while unknown */
-    double transferred_size;     /* bytes */
-    double elapsed_time;         /* seconds */
-    uint32_t curl_code;          /* libcurl jobs: the transfer's CURLcode */
-    uint32_t zixi_error;         /* Zixi jobs: the library's last error, an int32_t; libcurl jobs keep it */
+    double total_size;       /* bytes; 0 while unknown */
+    double transferred_size; /* bytes */
+    double elapsed_time;     /* seconds */
+    uint32_t curl_code;      /* libcurl jobs: the transfer's CURLcode */
+    uint32_t zixi_error; /* Zixi jobs: the library's last error, an int32_t; libcurl jobs do not change it */
     uint32_t response_code_type; /* enum response_code_type */
     uint32_t response_code;      /* libcurl jobs: the server's last reply code */
     uint32_t retry_count;        /* libcurl jobs: retries made */
@@ -51,22 +51,22 @@ WIRE_FIELD(exec_info_t, retry_count, 40, 4);
 WIRE_FIELD(exec_info_t, unused, 44, 4);
 WIRE_SIZE(exec_info_t, 48);
 
-/* What stands in a remote_file_t for what the listing left out. */
+/* Values in a remote_file_t for what the listing does not contain. */
 enum remote_file_unknown {
     REMOTE_FILE_YEAR_UNKNOWN = 65535,
     REMOTE_FILE_UNKNOWN = 255,              /* month to minute */
     REMOTE_FILE_ATTRIBUTES_UNKNOWN = 65535, /* after a Zixi job; else -1 */
 };
 
-/* What a file-information job learnt about a remote file. Only a file counts: a directory or link of the
- * wanted name leaves both flags at 0. A libcurl upload overwrites the first byte of looked_up; after a Zixi
- * job year to minute are -1. */
+/* The result of a file-information job. Only files count: for a directory or link of the wanted name both
+ * flags stay 0. A libcurl upload overwrites the first byte of looked_up; after a Zixi job year to minute are
+ * -1. */
 typedef struct remote_file_t {
     uint32_t looked_up; /* 1 = a listing was read, or the file's absence was accepted */
     uint32_t exists;    /* 1 = the file was found */
-    int64_t size;       /* bytes; -1 when the listing gave none */
-    int32_t year;       /* REMOTE_FILE_YEAR_UNKNOWN when the listing gave none */
-    int32_t month;      /* month to minute: REMOTE_FILE_UNKNOWN when the listing gave none */
+    int64_t size;       /* bytes; -1 when the listing has none */
+    int32_t year;       /* REMOTE_FILE_YEAR_UNKNOWN when the listing has none */
+    int32_t month;      /* month to minute: REMOTE_FILE_UNKNOWN when the listing has none */
     int32_t day;
     int32_t hour;
     int32_t minute;

@@ -1,4 +1,4 @@
-/* Notices: what the daemon tells the network manager, one connection each, no answer expected. */
+/* Notices to the network manager: one connection each, no answer expected. */
 #ifndef WIRE_NOTICE_H
 #define WIRE_NOTICE_H
 
@@ -14,12 +14,12 @@ enum notice_code {
 };
 
 enum notice_constant {
-    NOTICE_SENDER = 10, /* the daemon's number at the network manager */
+    NOTICE_SENDER = 10, /* the network manager's number for the daemon */
     NOTICE_KIND = 1,
     NOTICE_BODY_MAX = 500, /* bytes */
 };
 
-/* Head of every notice; `length` bytes of body follow. */
+/* Header of every notice; `length` bytes of body follow. */
 typedef struct notice_header_t {
     uint8_t sender;   /* NOTICE_SENDER */
     uint8_t code;     /* notice_code */
@@ -39,7 +39,7 @@ WIRE_FIELD(notice_header_t, unused2, 6, 2);
 WIRE_FIELD(notice_header_t, zero, 8, 4);
 WIRE_SIZE(notice_header_t, 12);
 
-/* A job has ended by itself. */
+/* The end of a job that was not cancelled. */
 typedef struct completion_notice_t {
     reply_t reply; /* result 1 when the job failed; detail = the job's ftpcd_err */
     exec_info_t exec_info;

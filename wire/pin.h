@@ -1,8 +1,8 @@
-/* Pins the layout of everything that travels: compilation stops when a member moves. */
+/* Checks the layout of the records: compilation stops when a member moves. */
 #ifndef WIRE_PIN_H
 #define WIRE_PIN_H
 
-/* Before the system's headers, which may lack what a big-endian machine needs and say less. */
+/* Before the system headers, which may fail on a big-endian machine with a less helpful message. */
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "the wire records are little-endian and are used as they lie in memory: this machine is big-endian"
 #endif

@@ -14,7 +14,7 @@ enum transfer_protocol {
     PROTOCOL_ZIXI_5 = 5,
 };
 
-/* What a protocol value stands for; one that is not in the list is plain FTP. 1 or 0. */
+/* Properties of a protocol value, 1 or 0; an unknown value is plain FTP. */
 static inline int protocol_is_zixi(uint32_t protocol)
 {
     return protocol == PROTOCOL_ZIXI_4 || protocol == PROTOCOL_ZIXI_5;
@@ -39,12 +39,12 @@ enum server_auth_type {
     SERVER_AUTH_SHA1 = 2, /* FTPS: SHA-1 of the certificate, 20 bytes */
 };
 
-/* How the server proves who it is. */
+/* The check of the server's identity. */
 typedef struct server_auth_t {
     uint32_t auth_type;    /* server_auth_type */
-    uint8_t digest_length; /* bytes of `digest` that count: 16 or 20 */
+    uint8_t digest_length; /* bytes used of `digest`: 16 or 20 */
     uint8_t digest[256];   /* the expected fingerprint, raw bytes */
-    char save_path[259];   /* not empty: certificate or key is saved there before it is judged */
+    char save_path[259];   /* if not empty, certificate or key is saved there before it is checked */
 } server_auth_t;
 
 WIRE_FIELD(server_auth_t, auth_type, 0, 4);
@@ -57,7 +57,7 @@ typedef struct transfer_request_t {
     char remote_path[512]; /* relative to the login directory, or absolute as the server understands it */
     char local_path[256];  /* written by a download, read by an upload */
     char host[256];        /* server name or address */
-    uint32_t port;         /* 0 to 65535; 0 is the protocol's own */
+    uint32_t port;         /* 0 to 65535; 0 is the protocol's default */
     char username[32];     /* may be empty */
     char password[224];    /* may be empty */
     uint32_t passive_mode; /* 0 = active FTP */
@@ -66,7 +66,7 @@ typedef struct transfer_request_t {
     uint32_t proxy_port;   /* 0 to 65535 */
     uint32_t proxy_type;   /* proxy_kind */
     server_auth_t server_auth;
-    /* Upload: low byte not 0 = append what the remote file lacks. Zixi: all 0 = overwrite. */
+    /* Upload: low byte not 0 = append the missing part. Zixi: 0 = overwrite. */
     uint32_t resume;
 } transfer_request_t;
 
@@ -85,7 +85,7 @@ WIRE_FIELD(transfer_request_t, server_auth, 1556, 520);
 WIRE_FIELD(transfer_request_t, resume, 2076, 4);
 WIRE_SIZE(transfer_request_t, 2080);
 
-/* Protocols 4 and 5 carry their own user name and password inside the span of `password`. */
+/* Protocols 4 and 5 have their own user name and password inside `password`. */
 enum zixi_credentials {
     ZIXI_USER_OFFSET = 1092, /* from the start of the request */
     ZIXI_USER_SIZE = 64,

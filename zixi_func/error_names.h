@@ -1,5 +1,5 @@
-// What the feeder library's errors are called.
+// The names of the feeder library's errors.
 #pragma once
 
-// Logs the error by name and number; 0 is none, and not logged.
+// Logs the error with its name and number; 0 means no error and is not logged.
 void zixif_log_error(int error);

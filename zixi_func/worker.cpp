@@ -22,7 +22,7 @@ constexpr timespec PROGRESS_PERIOD = {1, 0};
 namespace
 {
 
-// What is left to do when an upload has ended.
+// What to do when an upload has ended.
 enum class ending_t {
     judge,  // a stored error makes the result FTPCD_ERR_NETWORK
     settled // the result stands
@@ -68,8 +68,8 @@ static bool configure(job_slot_t *slot)
     return error == ZIXI_ERROR_OK;
 }
 
-// The library wants the directory; the file keeps the local file's name there. A path without one is "."
-// for dirname, which is then not in place.
+// The library takes the remote directory; the file keeps its local name. For a path without a directory
+// dirname returns a static ".".
 static void cut_remote_path(job_slot_t *slot)
 {
     const job_lock lock(slot);
@@ -115,7 +115,7 @@ static bool store_progress(job_slot_t *slot, uint64_t sent_bytes, uint64_t total
     return job.module_info.cancel != 0;
 }
 
-// Follows the upload until the library has ended it, or it is told to stop.
+// Watches the upload until the library has ended it or a cancel stops it.
 static ending_t watch(job_slot_t *slot, void *stream)
 {
     zixif_progress_t progress = {clock_ms(), 0, 0};
@@ -193,7 +193,7 @@ static ending_t upload(job_slot_t *slot)
         if (!may_pass(error))
             break;
         budget--;
-        if (!job_is_cancelled(slot)) // who waits for the cancel shall not wait for every pause
+        if (!job_is_cancelled(slot)) // a waiting cancel must not wait for every pause
             sleep(RETRY_PAUSE_S);
     }
     return give_up(slot, error);

@@ -3,6 +3,6 @@
 
 #include "job_slot/job_slot.h"
 
-// Runs the job of `slot` to its end, on the thread that calls: an upload through the feeder library; any
-// other kind ends at once. The outcome is in the record when it returns.
+// Runs the job of `slot` to its end, on the calling thread: an upload through the feeder library; any other
+// kind ends at once. On return the outcome is in the record.
 void zixif_work(job_slot_t *slot);

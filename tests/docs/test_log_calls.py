@@ -38,7 +38,7 @@ def test_the_call_may_stand_in_another_file():
     assert lines_in(calls, logs) == [("m(1)", "info", "Actual URL: %s")]
 
 
-def test_but_not_in_one_that_has_a_function_of_that_name():
+def test_a_function_of_the_same_file_takes_precedence():
     logs = "static void fail(const char *id) { log_errno(id); }"
     own = 'static void fail(const char *id) { log_error(id, "own"); }\nvoid f() { fail("m(1)"); }'
     assert lines_in(logs, own) == [("m(1)", "error", "own")]

@@ -73,14 +73,14 @@ def test_nobody_listens_there(daemon, local):
         fails(54, "get", f"{scheme}://alice@127.0.0.1:9/a", local / "a", name="nobody-listens", sentence="127.0.0.1:9")
 
 
-def test_no_way_there(daemon, local):
+def test_an_unreachable_server(daemon, local):
     subprocess.run(["ip", "route", "add", "unreachable", "192.0.2.0/24"], check=True)
     fails(55, "get", "ftp://alice@192.0.2.1/a", local / "a", name="unreachable", sentence="cannot be reached")
 
 
 def test_a_secure_connection_that_does_not_come_about(daemon, vsftpd, local):
     for url in ("ftps://alice@127.0.0.1:21/a", "ftpes://alice@127.0.0.1/a"):  # this server has no TLS
-        fails(56, "get", url, local / "a", name="handshake-failed", sentence="no secure connection")
+        fails(56, "get", url, local / "a", name="handshake-failed", sentence="the TLS or SSH handshake failed")
 
 
 def test_an_ssh_server_that_agrees_on_nothing(daemon, local):
@@ -98,7 +98,7 @@ def full_disk():
 def test_a_server_whose_disk_is_full(daemon, vsftpd, local):
     full_disk()
     (local / "a").write_bytes(bytes(100_000))
-    fails(57, "put", local / "a", f"{SERVER}/small/a", name="server-full", sentence="no room left")
+    fails(57, "put", local / "a", f"{SERVER}/small/a", name="server-full", sentence="no space left")
 
 
 def test_an_sftp_server_whose_disk_is_full_does_not_say_so(daemon, local):
@@ -148,7 +148,7 @@ def test_a_proxy_and_a_tunnel_through_it_take_a_login(daemon, guarded, vsftpd, l
 
 
 def test_a_proxy_that_wants_a_login_or_another_one(daemon, guarded, vsftpd, local):
-    said = {"name": "proxy-login", "sentence": "the proxy wants a login"}
+    said = {"name": "proxy-login", "sentence": "the proxy requires a login"}
     fails(60, "get", *through(), f"{SERVER}/a", local / "a", **said)
     fails(60, "get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="wrong", **said)
 

@@ -144,7 +144,7 @@ def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, jobs, 
 
 
 @pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
-def test_a_refused_zixi_download_turns_the_daemons_eyes_from_libcurl(
+def test_a_refused_zixi_download_makes_the_zixi_engine_active(
     zixi, idle_threads, held, network_manager, log, local, protocol
 ):
     start_held_upload(held, local)
@@ -161,7 +161,7 @@ def test_a_refused_zixi_download_turns_the_daemons_eyes_from_libcurl(
     assert log.count(r"curl_func\(458\)") == 1
 
 
-def test_a_busy_answer_turns_the_daemons_eyes_back_in_time(zixi, held, network_manager, local):
+def test_a_busy_answer_makes_the_busy_engine_active_again(zixi, held, network_manager, local):
     start_held_upload(held, local)
     assert client.download("a", local / "a", protocol=wire.ZIXI_5) == (1, wire.NOT_SUPPORTED)
     assert client.upload(local / "curl", "b") == (1, wire.BUSY)

@@ -104,7 +104,7 @@ TEST_F(CloseSocket, InATunnelAServerThatStaysOpenIsLeftToo)
     EXPECT_LT(close_client(), 4);
 }
 
-TEST_F(CloseSocket, WhatWasSentArrivesAlthoughTheServerSpeaksLate)
+TEST_F(CloseSocket, SentDataArrivesAlthoughTheServerSendsLate)
 {
     const size_t sent = send_much();
     size_t arrived = 0;

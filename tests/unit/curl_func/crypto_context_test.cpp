@@ -74,7 +74,7 @@ TEST(CryptoContext, IsTheThreadsOwnUntilItIsLeft)
     EXPECT_EQ(current(), process_context);
 }
 
-TEST(CryptoContext, GivesBackAllThatWasFetchedInIt)
+TEST(CryptoContext, FreesEverythingThatWasFetchedInIt)
 {
     ASSERT_EQ(counts_, 1);
     blocks_kept_by_a_job(); // what OpenSSL makes once for the process
@@ -86,7 +86,7 @@ TEST(CryptoContext, GivesBackAllThatWasFetchedInIt)
     EXPECT_GT(blocks_ - before, 1000) << "there was nothing to give back";
 }
 
-TEST(CryptoContext, IsTheProcesssWhenThatHasProvidersOfItsOwn)
+TEST(CryptoContext, IsTheDefaultOneWhenThatHasConfiguredProviders)
 {
     OSSL_LIB_CTX *process_context = current();
     OSSL_PROVIDER *base = OSSL_PROVIDER_try_load(nullptr, "base", 1);

@@ -93,7 +93,7 @@ TEST_F(Callbacks, AFileThatCannotBeReadAbortsTheUpload)
 
 // --- The resets
 
-TEST_F(Callbacks, BothResetsGoToItsVeryStart)
+TEST_F(Callbacks, BothResetsRewindTheFileToItsFirstByte)
 {
     file.file = fopen(write("f", "0123456789").c_str(), "rb");
     for (const auto reset : {curl_download_reset, curl_upload_reset}) {

@@ -26,7 +26,7 @@ protected:
 
 // --- Activity
 
-TEST_F(Progress, MovedIsWhatLeavesTheOpenIntervalOfOneByteRoundTheLastAmount)
+TEST_F(Progress, OnlyAChangeOfAtLeastOneByteIsMovement)
 {
     struct {
         double last;
@@ -52,7 +52,7 @@ TEST_F(Progress, MovedIsWhatLeavesTheOpenIntervalOfOneByteRoundTheLastAmount)
         }
 }
 
-TEST_F(Progress, AStallBelowTheMarkOfAnEarlierTryIsAStall)
+TEST_F(Progress, AStallBelowTheAmountOfAnEarlierTryIsAStall)
 {
     run(JOB_UPLOAD);
     shown.transferred_size = 1000; // the first try came that far

@@ -200,7 +200,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
     EXPECT_EQ(content(path("local")), "kept");
 }
 
-TEST_F(Worker, ACancelThatComesWhenAllIsThereIsACancelAsTheFileIsGone)
+TEST_F(Worker, ACancelAfterTheLastByteStillRemovesTheFile)
 {
     script([](curl_e_handle_t *) {
         receive("abc");

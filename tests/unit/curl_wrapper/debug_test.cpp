@@ -80,7 +80,7 @@ TEST(DebugCb, StopsAtTheSizeItIsGiven)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(DebugCb, TellsOfAnAbortOnceInEachPerform)
+TEST(DebugCb, LogsAnAbortOncePerPerform)
 {
     curl_e_handle_t rec{};
     EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback aborted\nCallback aborted\nother\n"),

@@ -123,7 +123,7 @@ TEST(CopyHandle, BorrowsEverythingAndStartsWithAClearResult)
     EXPECT_EQ(result_of(rec), (numbers{9, 10, 11, 12}));
 }
 
-TEST(MoveHandle, HandsEverythingOverAndFreesWhatTheDestinationHadThoughItIsMarkedBorrowed)
+TEST(MoveHandle, MovesEverythingAndFreesTheDestinationsSettingsEvenIfMarkedBorrowed)
 {
     record_t dst; // the leak check would tell
     curl_e_setopt_listfunc_data(&dst, cb_entry, &dst);
@@ -146,7 +146,7 @@ TEST(MoveHandle, HandsEverythingOverAndFreesWhatTheDestinationHadThoughItIsMarke
     curl_e_cleanup(&dst);
 }
 
-TEST(MoveHandle, KeepsSettingsThatBothHoldAndOwnsThemThenButNotThoseOfAThird)
+TEST(MoveHandle, TakesOverSharedSettingsButNotThoseOfAThirdRecord)
 {
     record_t owner;
     curl_e_setopt_listfunc_data(&owner, cb_entry, &owner);
@@ -189,7 +189,7 @@ TEST(ResetAndCleanup, FreeTheListingThoughItIsMarkedBorrowedAndResetKeepsTheHand
     EXPECT_EQ(rec.fake.calls(), lines{"reset"});
 }
 
-TEST(LimitFarewell, HasTheLimitTakenOverByAPerformWithoutUrlIfThereIsAHandle)
+TEST(LimitFarewell, AppliesTheLimitByAPerformWithoutUrlIfThereIsAHandle)
 {
     record_t rec;
     rec.curl_code = CURLE_OPERATION_TIMEDOUT;

@@ -39,7 +39,7 @@ TEST(ParseDynamicBuffer, ZeroesTheBytesItHasTaken)
     EXPECT_EQ(std::string(buffer->data, 9), std::string("rest\0\0\0\0\0", 9));
 }
 
-TEST(ParseDynamicBuffer, IsDoneWithoutDataAndWithABufferThatNeverGotItsMemory)
+TEST(ParseDynamicBuffer, SucceedsWithoutDataAndWithAnUnallocatedBuffer)
 {
     faked_capture capture;
     EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
@@ -89,7 +89,7 @@ TEST(ParseDynamicBuffer, LogsAndSkipsWhatTheParserCannotRead)
                                {3, "error: curl_wrapper(2320): Parsing line has been failed: !odd\n"}}));
 }
 
-TEST(ParseDynamicBuffer, TakesTheWholeLineThoughTheParserShortensItAndPassesTheLayoutOn)
+TEST(ParseDynamicBuffer, RemovesTheWholeLineEvenIfTheParserShortensItAndPassesOnTheLayout)
 {
     faked_capture capture;
     capture.format = LIST_FMT_FLAG_LNK | 7;
@@ -131,7 +131,7 @@ TEST(ParseDynamicBuffer, CountsAMatchWithoutACallback)
 
 // --- the entry
 
-TEST(Entry, HoldsWhatTheLineGaveAndTellsWhatItDidNotGive)
+TEST(Entry, HasTheValuesOfTheLineAndMarksMissingOnes)
 {
     const file_time_t none{};
     const file_time_t time{2024, 12, 0, 31, 23, 59, 0, 0};

@@ -26,7 +26,7 @@ TEST(PerformSftp, TransfersBelowTheLoginDirectory)
     job.expect_nothing_left();
 }
 
-TEST(PerformSftp, BreaksTheConnectionThatIsNotUsedAgainBeforeLibcurlTakesLeave)
+TEST(PerformSftp, BreaksTheConnectPassConnectionBeforeLibcurlClosesIt)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);

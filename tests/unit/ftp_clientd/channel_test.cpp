@@ -54,7 +54,7 @@ TEST_F(Channel, ReplacesASocketLeftByAnEarlierRun)
     EXPECT_NE(ftp_clientd_if_open_received_channel(), -1);
 }
 
-TEST_F(Channel, ALackingSocketIsLoggedButStartsADaemonThatHearsNobody)
+TEST_F(Channel, AFailedSocketCallIsLoggedAndTheStartSucceeds)
 {
     system.fails("socket", EMFILE);
     EXPECT_EQ(ftp_clientd_if_init(), 0);

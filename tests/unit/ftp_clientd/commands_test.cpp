@@ -116,7 +116,7 @@ TEST_F(Commands, AShortBodyIsAnsweredLikeANoOperation)
     EXPECT_THAT(engine_calls(), ElementsAre("curlf_download()"));
 }
 
-TEST_F(Commands, AClientThatClosesWithoutAWordIsLoggedAndNothingElse)
+TEST_F(Commands, AClientThatClosesWithoutARequestIsOnlyLogged)
 {
     control_pair pair = control_pair::connected();
     pair.client.closes();

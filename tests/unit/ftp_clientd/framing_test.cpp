@@ -208,7 +208,7 @@ TEST_F(Receive, CountsAboveTwoGibibytesAreLoggedAsInts)
     }
 }
 
-TEST_F(Receive, WhatLiesBeyondAMebibyteIsReadAndNotKept)
+TEST_F(Receive, BytesBeyondAMebibyteAreReadAndDiscarded)
 {
     constexpr size_t MIB = size_t{1} << 20;
     const bytes sent = pattern(3 * MIB + 5, 3);
@@ -223,7 +223,7 @@ TEST_F(Receive, WhatLiesBeyondAMebibyteIsReadAndNotKept)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Receive, ALongBodyThatEndsBeyondWhatIsKeptCountsAllThatCameOrOneMoreThanItsLength)
+TEST_F(Receive, ALongBodyThatEndsEarlyLogsTheReceivedCountOrAfterAnErrorItsLengthPlusOne)
 {
     constexpr uint32_t MIB = 1 << 20;
     will_say(words(1, 2 * MIB) + pattern(MIB + 70000, 3));

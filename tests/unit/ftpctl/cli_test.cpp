@@ -136,7 +136,7 @@ TEST(CommandLine, AWrongOneIsAnObjectForScripts)
     EXPECT_EQ(nlohmann::json::parse(run({"--json"}).out)["command"], nullptr);
 }
 
-TEST(CommandLine, AWrongWordIsNamedAloneForThePasswordMayFollow)
+TEST(CommandLine, AnErrorQuotesOnlyTheWrongWordBecauseAPasswordMayFollow)
 {
     EXPECT_EQ(run(words_of("ping --password secret")).err,
               "ftpctl: unexpected '--password'; see ftpctl ping --help\n");

@@ -18,14 +18,14 @@ TEST(Duration, IsSecondsOrHasAUnit)
         EXPECT_EQ(duration_parse(c.text), milliseconds(c.length_ms)) << c.text;
 }
 
-TEST(Duration, IsNothingElse)
+TEST(Duration, RejectsEverythingElse)
 {
     for (const char *text :
          {"", "x", "-1", "+1", "5 m", "5M", "m", "1h30m", "1e9", "inf", "nan", "0x10", "5ms "})
         EXPECT_EQ(duration_parse(text), std::nullopt) << text;
 }
 
-TEST(Duration, BeyondAllMeasureIsTenYears)
+TEST(Duration, LongerThanTenYearsIsTenYears)
 {
     EXPECT_EQ(duration_parse("9999999999999999d"), std::chrono::hours(24 * 3650));
 }

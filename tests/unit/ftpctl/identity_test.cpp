@@ -110,7 +110,8 @@ TEST(Identity, ThatCannotBeToldIsOneClearLine)
         {"", 20, 40, HasSubstr("set TMPDIR to a folder")},
         {"", 22, 1, HasSubstr("/identity: No such file or directory\n")},
         {KEY, 0, 5, "ftpctl: the daemon has not checked the server\n"},
-        {"what is this\n", 22, 5, "ftpctl: what the daemon has saved is no certificate and no host key\n"},
+        {"what is this\n", 22, 5,
+         "ftpctl: what the daemon has saved is neither a certificate nor a host key\n"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.status);

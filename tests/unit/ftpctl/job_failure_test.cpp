@@ -158,7 +158,7 @@ TEST(JobFailure, BehindSftpTellsWhatHasArrived)
     EXPECT_THAT(of(FTPCLIENT_RESULT_NETWORK, outcome).what(), Not(HasSubstr("the remote file has")));
 }
 
-TEST(JobFailure, OfAResumeTellsWhyItCannotBe)
+TEST(JobFailure, OfAResumeSaysWhyItIsImpossible)
 {
     ftpclient_outcome_t outcome = {};
     outcome.local_bytes = 1000;
@@ -166,9 +166,8 @@ TEST(JobFailure, OfAResumeTellsWhyItCannotBe)
     EXPECT_STREQ(of(FTPCLIENT_ERR_NO_RESUME, outcome).what(),
                  "cannot resume: the remote file has 1001 bytes, the local one only 1000");
     outcome.remote_bytes = FTPCLIENT_UNKNOWN;
-    EXPECT_STREQ(of(FTPCLIENT_ERR_NO_RESUME, outcome).what(),
-                 "cannot resume: what the server lists there is no file");
+    EXPECT_STREQ(of(FTPCLIENT_ERR_NO_RESUME, outcome).what(), "cannot resume: the remote path is not a file");
     outcome.file.exists = 1;
     EXPECT_STREQ(of(FTPCLIENT_ERR_NO_RESUME, outcome).what(),
-                 "cannot resume: the server does not tell the remote file's size");
+                 "cannot resume: the server does not report the remote file's size");
 }

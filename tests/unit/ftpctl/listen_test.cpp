@@ -19,7 +19,7 @@ using testing::HasSubstr;
 namespace
 {
 
-const std::string IGNORED = "ftpctl: ignored: what came is no notice of the daemon\n";
+const std::string IGNORED = "ftpctl: ignored: not a notice of the daemon\n";
 
 class Listen : public testing::Test
 {
@@ -69,7 +69,7 @@ TEST_F(Listen, PrintsEachNoticeAtOnceAndEndsAfterItsCount)
     EXPECT_EQ(json::parse(second.wait().out)["job"]["result"], 12);
 }
 
-TEST_F(Listen, EndsAndTidiesUpAtASignalAlsoBehindASilentSender)
+TEST_F(Listen, EndsAndCleansUpOnASignalEvenAfterASilentSender)
 {
     for (const int signal : {SIGTERM, SIGHUP}) {
         program ending = listening();

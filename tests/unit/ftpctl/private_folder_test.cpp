@@ -58,7 +58,7 @@ TEST_F(PrivateFolder, BelongsToTheDaemonsUserWhenRootMakesIt)
     EXPECT_EQ(status_of(folder.file("f")).st_uid, 4321u);
 }
 
-TEST_F(PrivateFolder, IsAbsoluteAlsoBelowARelativePlaceAndOneClearLineWhereItCannotBeMade)
+TEST_F(PrivateFolder, IsAbsoluteEvenBelowARelativeFolderAndFailsWithOneClearLine)
 {
     setenv("TMPDIR", ".", 1);
     EXPECT_THAT(private_folder(private_folder::pattern(), "/nonexistent").path(), StartsWith("/"));

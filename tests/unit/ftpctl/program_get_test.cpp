@@ -23,7 +23,7 @@ protected:
 
 } // namespace
 
-TEST_F(Get, PutsTheFileInItsPlaceWhenItIsWhole)
+TEST_F(Get, RenamesTheFileWhenItIsComplete)
 {
     const outcome_t outcome = get(writing(done(), "content"));
     EXPECT_EQ(outcome.status, 0);
@@ -33,7 +33,7 @@ TEST_F(Get, PutsTheFileInItsPlaceWhenItIsWhole)
     EXPECT_THAT(names(), ElementsAre("f"));
 }
 
-TEST_F(Get, AsksForItBesideItsPlaceWhereNobodyElseReads)
+TEST_F(Get, DownloadsIntoAPrivateFolderNextToTheDestination)
 {
     mode_t folder_mode = 0;
     played play(

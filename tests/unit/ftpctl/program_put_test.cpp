@@ -118,7 +118,7 @@ TEST_F(Put, IntoAFolderTakesTheLocalName)
     EXPECT_THAT(root.outcome.out, StartsWith("ftp://host/a%20b%25c: "));
 }
 
-TEST_F(Put, AFailedOneDoesNotStopTheRestAndItsStatusCounts)
+TEST_F(Put, AFailedFileDoesNotStopTheOthersAndDeterminesTheStatus)
 {
     played play(many(), {"put", "--json", path, second, dir / "missing", path, "ftp://host/"});
     EXPECT_EQ(play.outcome.status, 52) << "the first failure's";
@@ -133,7 +133,7 @@ TEST_F(Put, AFailedOneDoesNotStopTheRestAndItsStatusCounts)
     EXPECT_THAT(remote_paths(play.daemon), ElementsAre("f", "denied", "f"));
 }
 
-TEST_F(Put, ManyEndWithoutADaemonOrAtAnInterrupt)
+TEST_F(Put, SeveralFilesStopWithoutADaemonOrOnAnInterrupt)
 {
     const outcome_t outcome =
         run({"put", "--json", path, second, "ftp://host/", "--socket", "/nonexistent/ftp.sock"});
@@ -146,7 +146,7 @@ TEST_F(Put, ManyEndWithoutADaemonOrAtAnInterrupt)
     EXPECT_THAT(remote_paths(daemon), ElementsAre("f"));
 }
 
-TEST_F(Put, TellsOfAResumedOrVerifiedUploadWhatCameOfIt)
+TEST_F(Put, ReportsTheOutcomeOfAResumedOrVerifiedUpload)
 {
     const std::string appended =
         "ftp://host/f: 6 of 6 bytes in [0-9.]+ s, appended to the 4 bytes already there";

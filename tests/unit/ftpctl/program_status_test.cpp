@@ -107,7 +107,7 @@ TEST(ExitStatus, OfWhatIsRefusedBeforeAnythingIsSent)
         {{"put", file, "ftp://host/a%0Db"}, 2, is("remote path: must not hold a carriage return")},
         {{"put", dir.file("a#b", ""), "ftp://host/dir/"}, 2, is("remote path: must not hold '#'")},
         {{"put", file, dir.file("b?", ""), "ftp://host/"}, 2, is("remote path: must not hold '?'")},
-        {{"put", file, file, "ftp://host/d"}, 2, is("URL: must end in '/', for several files go there")},
+        {{"put", file, file, "ftp://host/d"}, 2, is("URL: must end in '/' for several files")},
         {{"info", "ftp://host/f", "--password-file", "/dev/null"}, 2, is("--password-file: needs a user")},
         {{"identity", "ftp://host"}, 2, is(unlike)},
         {{"identity", "zixi://host"}, 2, is(unlike)},

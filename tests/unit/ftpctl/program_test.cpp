@@ -151,5 +151,5 @@ TEST(Cancel, GivesUpAfterItsTime)
     fake_daemon daemon(hanging_at_cancel(script_of({running(2, 100, 40)})));
     const outcome_t outcome = run({"cancel", "--timeout", "4", "--socket", daemon.path()});
     EXPECT_EQ(outcome.status, 8);
-    EXPECT_EQ(outcome.err, "ftpctl: the job has not stopped yet; the daemon goes on stopping it\n");
+    EXPECT_EQ(outcome.err, "ftpctl: the job has not stopped yet; the daemon is still stopping it\n");
 }

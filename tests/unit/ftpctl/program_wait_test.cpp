@@ -54,7 +54,7 @@ TEST(WaitForATurn, IsToldAfterASecondWithTheJobThatRuns)
 
 TEST(WaitForATurn, ThatTookTooLongEndsWithTheLimit)
 {
-    const std::string longer = "other programs had the daemon for longer than ";
+    const std::string longer = "other programs kept the daemon busy for longer than ";
     const struct {
         std::vector<std::string> options;
         int status;

@@ -68,7 +68,7 @@ TEST(RateMeter, IsTheMeanOfTheLastSeconds)
     EXPECT_EQ(rate.bytes_per_s(), 0) << "what moved long ago does not count";
 }
 
-TEST(RateMeter, BeginsAnewWhenATryDoes)
+TEST(RateMeter, RestartsWithEachTry)
 {
     rate_meter rate;
     rate.sample(10, 0);

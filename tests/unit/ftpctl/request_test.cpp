@@ -198,8 +198,8 @@ TEST(Request, WhatAProtocolCannotDoIsRefused)
         void (*ask)(options_t &);
         const char *line;
     } rows[] = {
-        {zixi, DOWNLOAD, [](auto &) {}, "2 zixi:// can only put"},
-        {zixi, FILE_INFO, [](auto &) {}, "2 zixi:// can only put"},
+        {zixi, DOWNLOAD, [](auto &) {}, "2 zixi:// supports only put"},
+        {zixi, FILE_INFO, [](auto &) {}, "2 zixi:// supports only put"},
         {zixi, UPLOAD, [](auto &o) { o.resume = true; }, "2 resume: "},
         {zixi, UPLOAD, [](auto &o) { o.verify = true; }, "2 verify: "},
         {zixi, UPLOAD, [](auto &o) { o.proxy = "p"; }, "2 proxy: "},

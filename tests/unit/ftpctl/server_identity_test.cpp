@@ -33,7 +33,7 @@ static std::string altered(std::string pem, const std::string &part, const std::
     return pem.replace(pem.find(part), part.size(), by);
 }
 
-TEST(Certificate, TellsWhoItIs)
+TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
 {
     const auto identity = certificate_read(ECDSA_PEM);
     ASSERT_TRUE(identity);
@@ -75,7 +75,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     }
 }
 
-TEST(Certificate, MayBeInBytesOfItsOwn)
+TEST(Certificate, MayBeInBinaryForm)
 {
     unsigned char *der = nullptr;
     const int length = i2d_X509(make_certificate({"RSA", ""}).get(), &der);
@@ -86,7 +86,7 @@ TEST(Certificate, MayBeInBytesOfItsOwn)
     EXPECT_EQ(identity->key_bits, 1024);
 }
 
-TEST(Certificate, MayHaveTextAroundItButWhatIsNoneIsNone)
+TEST(Certificate, MayHaveTextAroundItButOtherTextIsNoCertificate)
 {
     EXPECT_TRUE(certificate_read("subject=CN = x\n" + ECDSA_PEM + "more\n"));
     for (const std::string &bytes :
@@ -146,7 +146,7 @@ TEST(HostKey, TellsItsTypeSizeAndFingerprints)
     }
 }
 
-TEST(HostKey, OfAKindThatIsNotKnownGoesByItsOwnNameAndANumberOfNothingHasNoBits)
+TEST(HostKey, OfAnUnknownKindGoesByItsOwnNameAndAnEmptyNumberHasNoBits)
 {
     // Two strings: "x-new" and "abc". Three: "ssh-rsa" and two empty ones.
     for (const auto &[line, type] : {std::pair{"x-new AAAABXgtbmV3AAAAA2FiYw==\n", "x-new"},
@@ -158,7 +158,7 @@ TEST(HostKey, OfAKindThatIsNotKnownGoesByItsOwnNameAndANumberOfNothingHasNoBits)
     }
 }
 
-TEST(HostKey, WhatIsNoneIsNone)
+TEST(HostKey, IsNothingForOtherText)
 {
     const char *cases[] = {
         "",

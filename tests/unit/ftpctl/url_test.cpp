@@ -110,7 +110,7 @@ TEST(Url, MayNameAFolderOrAServerWhereThatWillDo)
     EXPECT_EQ(url_parse("ftp://host/dir/", url_names::A_FOLDER).path, "dir/");
     EXPECT_EQ(url_parse("ftps://host", url_names::A_SERVER).host, "host");
     EXPECT_EQ(failure_of([] { url_parse("ftp://host/f", url_names::A_FOLDER); }),
-              "2 URL: must end in '/', for several files go there");
+              "2 URL: must end in '/' for several files");
 }
 
 TEST(Url, TheFileNameIsTheLastPartDecoded)

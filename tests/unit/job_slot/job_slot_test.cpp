@@ -297,7 +297,7 @@ TEST_P(JobSlot, ACancelWaitsUntilTheJobHasEnded)
     EXPECT_EQ(job_finished(&slot), 0);
 }
 
-TEST_P(JobSlot, WhatCanBeDoneAboutACancelIsDoneWhenItWasNotHeardFor1500Ms)
+TEST_P(JobSlot, UnheardIsCalledWhenACancelHasNoEffectFor1500Ms)
 {
     static job_slot_t *asked;
     asked = nullptr;

@@ -72,14 +72,14 @@ TEST(Cause, IsWhatTheNetworksFailureTells)
     }
 }
 
-TEST(Cause, AConnectionThatTookItsTimeMetNobodyAtAll)
+TEST(Cause, AConnectionThatFailsLateMeansAnUnreachableHost)
 {
     ftpclient_progress_t progress = progress_of(CURLE_COULDNT_CONNECT, NO_REPLY, 0);
     progress.elapsed_ms = 3100; // no route: the network gives up after some 3 s
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_NETWORK, &progress), FTPCLIENT_CAUSE_UNREACHABLE);
 }
 
-TEST(Cause, SilenceIsThatOfAConnectionOrOfATransfer)
+TEST(Cause, ATimeoutBelongsToTheConnectionOrToTheTransfer)
 {
     ftpclient_progress_t progress = progress_of(CURLE_ABORTED_BY_CALLBACK, NO_REPLY, 0);
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_TIMEOUT, &progress), FTPCLIENT_CAUSE_UNREACHABLE);
@@ -89,7 +89,7 @@ TEST(Cause, SilenceIsThatOfAConnectionOrOfATransfer)
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_TIMEOUT, &progress), FTPCLIENT_CAUSE_STALLED);
 }
 
-TEST(Cause, OtherResultsTellByThemselves)
+TEST(Cause, OtherResultsHaveNoMorePreciseCause)
 {
     const ftpclient_progress_t misleading = progress_of(CURLE_LOGIN_DENIED, FTP, 530);
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_NONE, &misleading), FTPCLIENT_CAUSE_NONE);

@@ -25,7 +25,7 @@ TEST(Connect, WithoutADaemonThereIsNoClient)
     ftpclient_close(nullptr);
 }
 
-TEST(Open, AsksNobody)
+TEST(Open, DoesNotConnect)
 {
     EXPECT_NE(open_client("/nonexistent/ftp.sock"), nullptr);
     EXPECT_EQ(ftpclient_open("/x", nullptr), FTPCLIENT_ERR_ARGUMENT);

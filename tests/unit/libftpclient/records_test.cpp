@@ -40,7 +40,7 @@ TEST(Poll, GivesEveryMemberOfTheState)
                                          {5000000000, 4294967297, 1500, 28, 22, 1, 426, 3, 0}}));
 }
 
-TEST(Poll, ANumberThatCountsNothingIsNone)
+TEST(Poll, AnImpossibleNumberIsZero)
 {
     for (const double odd : {-1.0, double(NAN), double(INFINITY), 1e300}) {
         state_reply_t told = running(1, odd, odd);
@@ -55,7 +55,7 @@ TEST(Poll, ANumberThatCountsNothingIsNone)
     }
 }
 
-TEST(Poll, FillsALaterStructureAndRefusesOneThatNeverWas)
+TEST(Poll, FillsALargerStructureAndRefusesASmallerOneThanTheFirst)
 {
     fake_daemon daemon(script_of({running(1, 100, 40)}));
     const open_client client(daemon.path());
@@ -103,7 +103,7 @@ TEST(FileInfo, GivesEveryMember)
                                                              59, 0x755, 1, 0}));
 }
 
-TEST(FileInfo, WhatTheListingLacksIsUnknown)
+TEST(FileInfo, ValuesMissingInTheListingAreUnknown)
 {
     for (const remote_file_t &file : {remote_file_t{1, 1, -1, 65535, 255, 255, 255, 255, -1, 0, 0},
                                       remote_file_t{1, 0, -1, -1, -1, -1, -1, -1, 65535, 0, 0}}) {

@@ -46,7 +46,7 @@ TEST_F(Append, ThatIsStoppedCanBeResumedWithoutARetryAndNotWithOne)
     }
 }
 
-TEST_F(Append, ThatALimitEndsIsToldInTheSameWay)
+TEST_F(Append, EndedByALimitIsReportedInTheSameWay)
 {
     ASSERT_EQ(ftpclient_request_set_silence(request, 1000), FTPCLIENT_OK);
     for (const uint32_t retries : {0u, 1u}) {
@@ -58,7 +58,7 @@ TEST_F(Append, ThatALimitEndsIsToldInTheSameWay)
     }
 }
 
-TEST_F(Append, ThatEndsUnseenMayHaveSpoiledTheFile)
+TEST_F(Append, WhoseEndIsNotObservedMayHaveSpoiledTheFile)
 {
     append_lasts(0);
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);

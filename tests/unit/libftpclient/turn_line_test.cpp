@@ -52,7 +52,7 @@ TEST_F(Line, TheTurnGoesRoundInTheOrderOfArrival)
     }
 }
 
-TEST_F(Line, WhoComesLaterIsBehindAllWhoWait)
+TEST_F(Line, ALaterProgramIsBehindAllThatWait)
 {
     arrive(3);
     for (int i = 0; i < 4; i++) {
@@ -64,7 +64,7 @@ TEST_F(Line, WhoComesLaterIsBehindAllWhoWait)
     }
 }
 
-TEST_F(Line, WhoHadItGoesToTheEnd)
+TEST_F(Line, AProgramThatHadItsTurnGoesToTheEnd)
 {
     arrive(3);
     turn_taker *first = takers.front().get();
@@ -79,7 +79,7 @@ TEST_F(Line, WhoHadItGoesToTheEnd)
     EXPECT_TRUE(first->tries());
 }
 
-TEST_F(Line, WhoIsKilledOrGivesUpLeavesAGapThatNobodyWaitsFor)
+TEST_F(Line, WhoIsKilledOrStopsWaitingLeavesAGapThatIsSkipped)
 {
     for (const bool is_killed : {true, false}) {
         for (size_t gone = 0; gone < 4; gone++) {

@@ -71,7 +71,7 @@ TEST_F(Turn, AFileThatIsThereIsLeftAsItIs)
     EXPECT_EQ(status().st_mode & 0777, 0600u);
 }
 
-TEST_F(Turn, AHolderThatKnowsNoLineExcludes)
+TEST_F(Turn, AHolderThatUsesNoQueueExcludes)
 {
     turn_taker taker(path);
     ASSERT_EQ(taker.open(), 0);
@@ -153,7 +153,7 @@ TEST_F(Turn, ALinkIsNotFollowed)
     EXPECT_EQ(opened(), ELOOP);
 }
 
-TEST_F(Turn, WhatIsNoFileIsNone)
+TEST_F(Turn, OnlyARegularFileCanBeOpened)
 {
     ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
     EXPECT_NE(opened(), 0);

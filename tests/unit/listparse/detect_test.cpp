@@ -120,7 +120,7 @@ TEST(DetectUnix, MonthMayBeAnythingThatGetMonthTakes)
                  {"Sept 15 12:34", "1" MONTH_JIS " 15 12:34", "98/01/15 12:34", "12-01-15 12:34"});
 }
 
-TEST(DetectUnix, LineLacksNothingOfItsDateOrName)
+TEST(DetectUnix, ALineNeedsItsWholeDateAndAName)
 {
     expect_dates(0x200, {"Jan 15 1900", "Jan 15  2012", "Jan 15 24:00", "Jan 15 12:34  "});
     expect_dates(LIST_FMT_UNKNOWN, {"Jan 15 1899", "Jan 32 12:34", "Jan 15 25:00"});
@@ -184,7 +184,7 @@ TEST(DetectUnix, DetachedTypeCharacterIsJoinedToThePermissions)
     }
 }
 
-TEST(DetectUnix, OtherLonelyFirstCharacterLeavesTheLineAlone)
+TEST(DetectUnix, AnotherDetachedFirstCharacterLeavesTheLineUnchanged)
 {
     // the second field of the last two is neither nine characters nor nine and a digit
     expect_modes(LIST_FMT_UNKNOWN,

@@ -188,7 +188,7 @@ TEST(Atoi64, ConvertsAWholeDecimalNumber)
     }
 }
 
-TEST(Atoi64, AnythingBehindTheNumberGivesNought)
+TEST(Atoi64, AnythingAfterTheNumberGivesZero)
 {
     for (const char *text :
          {"", "123 ", "12K", "8,", "1,234", "1.5", "0x10", "<DIR>", "-", "--5", "5-", " ", "12\t",
@@ -198,7 +198,7 @@ TEST(Atoi64, AnythingBehindTheNumberGivesNought)
     }
 }
 
-TEST(Atoi64, NumberOfAnyLengthIsReadWholeAndAByteThatIsNoDigitMakesItNought)
+TEST(Atoi64, ReadsANumberOfAnyLengthAndGivesZeroForAnyOtherByte)
 {
     const std::string digits = "9081726354192837465";
     int64_t value = 0;
@@ -218,7 +218,7 @@ TEST(Atoi64, NumberOfAnyLengthIsReadWholeAndAByteThatIsNoDigitMakesItNought)
     }
 }
 
-TEST(Atoi64, StaleRangeErrorGivesNoughtUntilItIsCleared)
+TEST(Atoi64, AStaleRangeErrorGivesZeroUntilItIsCleared)
 {
     errno = ERANGE;
     EXPECT_EQ(_atoi64("5"), 0);

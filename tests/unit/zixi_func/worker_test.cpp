@@ -77,7 +77,7 @@ std::string named(const std::string &name, int code)
 
 } // namespace
 
-TEST_F(Worker, UploadsInOneRoad)
+TEST_F(Worker, UploadsInTheOrderOfTheLibrarysCalls)
 {
     job.exec_info.zixi_error = 5; // an earlier job's
     feeder.progress = {{0, 1000000, 2000000, 2}, {0, 2000000, 2000000, 3}};
@@ -340,7 +340,7 @@ TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
     }
 }
 
-TEST_F(Worker, OnlyState2GoesOn)
+TEST_F(Worker, OnlyState2ContinuesTheUpload)
 {
     for (const int state : {0, 1, 3, -1}) {
         start_anew();
