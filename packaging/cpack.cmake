@@ -30,12 +30,13 @@ endif()
 
 # What dpkg-shlibdeps finds out; for another machine's programs, whose libraries no package of this one holds, by name.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-set(daemon_libraries "")
+# dpkg-shlibdeps knows since when libcurl has the symbols, not the options: CURLOPT_UPLOAD_BUFFERSIZE came with 7.62.
+set(daemon_libraries ", libcurl4 (>= 7.62.0) | libcurl4t64")
 set(tools_libraries "")
 set(library_libraries "")
 if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
-  set(daemon_libraries ", libc6 (>= 2.34), libcurl4 (>= 7.56.1), libssl3 (>= 3.0.0)")
+  string(APPEND daemon_libraries ", libc6 (>= 2.34), libssl3 (>= 3.0.0)")
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm") # its C++ ABI refers to it
     string(APPEND daemon_libraries ", libgcc-s1 (>= 3.5)")
   endif()
