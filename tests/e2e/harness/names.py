@@ -10,6 +10,8 @@ Written from the protocol's rules, on purpose without a look at the daemon's cod
 - A host is refused when it is empty or holds one of "/?#@\\", a blank or a control character; credentials with CR or LF.
 """
 
+from __future__ import annotations
+
 import posixpath
 import re
 import urllib.parse

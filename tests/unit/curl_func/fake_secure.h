@@ -1,10 +1,14 @@
 // Stands in for libsecure.
 #pragma once
 
+#include "curl_func/crypto_context.h"
 #include "platform/secure.h"
 
 #include <string>
 #include <vector>
+
+// OpenSSL's library context of this thread: NULL where OpenSSL knows no such thing.
+OSSL_LIB_CTX *crypto_in_use();
 
 struct fake_secure {
     int save_result = 0;

@@ -1,7 +1,5 @@
 #include "identities.h"
 
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/rsa.h>
 #include <string_view>
@@ -10,11 +8,21 @@ static std::string_view kind_of(const identity_t &identity) { return identity.ki
 
 key_t_ptr make_key(const identity_t &identity)
 {
-    if (kind_of(identity) == "RSA")
-        return key_t_ptr(EVP_RSA_gen(1024));
-    if (kind_of(identity) == "ECDSA")
-        return key_t_ptr(EVP_EC_gen("P-256"));
-    return key_t_ptr(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
+    const bool is_rsa = kind_of(identity) == "RSA";
+    const bool is_ec = kind_of(identity) == "ECDSA";
+    EVP_PKEY_CTX *maker = EVP_PKEY_CTX_new_id(is_rsa  ? EVP_PKEY_RSA
+                                              : is_ec ? EVP_PKEY_EC
+                                                      : EVP_PKEY_ED25519,
+                                              nullptr);
+    EVP_PKEY_keygen_init(maker);
+    if (is_rsa)
+        EVP_PKEY_CTX_ctrl_str(maker, "rsa_keygen_bits", "1024");
+    if (is_ec)
+        EVP_PKEY_CTX_ctrl_str(maker, "ec_paramgen_curve", "P-256");
+    EVP_PKEY *key = nullptr;
+    EVP_PKEY_keygen(maker, &key);
+    EVP_PKEY_CTX_free(maker);
+    return key_t_ptr(key);
 }
 
 certificate_ptr make_certificate(const identity_t &identity)
@@ -43,23 +51,12 @@ std::string ssh_string(const std::string &bytes)
     return string + bytes;
 }
 
-// A number, with a zero byte in front when it would look negative.
-static std::string ssh_number(const key_t_ptr &key, const char *parameter)
-{
-    BIGNUM *number = nullptr;
-    EVP_PKEY_get_bn_param(key.get(), parameter, &number);
-    std::string bytes(static_cast<size_t>(BN_num_bytes(number)), '\0');
-    BN_bn2bin(number, reinterpret_cast<unsigned char *>(bytes.data()));
-    BN_free(number);
-    return ssh_string((bytes[0] & 0x80) != 0 ? '\0' + bytes : bytes);
-}
-
-// The point, not compressed.
+// As X.509 has it: of EC keys the point, not compressed; of RSA keys a sequence of modulus and exponent.
 static std::string public_bytes(const key_t_ptr &key)
 {
     unsigned char *encoded = nullptr;
-    const size_t length = EVP_PKEY_get1_encoded_public_key(key.get(), &encoded);
-    std::string bytes(reinterpret_cast<const char *>(encoded), length);
+    const int length = i2d_PublicKey(key.get(), &encoded);
+    std::string bytes(reinterpret_cast<const char *>(encoded), static_cast<size_t>(length));
     OPENSSL_free(encoded);
     return bytes;
 }
@@ -68,8 +65,11 @@ std::string ssh_blob(const identity_t &identity)
 {
     const key_t_ptr key = make_key(identity);
     const std::string type = ssh_string(identity.ssh_type);
-    if (kind_of(identity) == "RSA")
-        return type + ssh_number(key, OSSL_PKEY_PARAM_RSA_E) + ssh_number(key, OSSL_PKEY_PARAM_RSA_N);
+    if (kind_of(identity) ==
+        "RSA") { // both numbers with the leading zero that SSH wants too: 1024 bits take 129 bytes
+        const std::string der = public_bytes(key);
+        return type + ssh_string(der.substr(3 + 3 + 129 + 2)) + ssh_string(der.substr(3 + 3, 129));
+    }
     if (kind_of(identity) == "ECDSA")
         return type + ssh_string("nistp256") + ssh_string(public_bytes(key));
     std::string raw(32, '\0');
