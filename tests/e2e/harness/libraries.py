@@ -1,0 +1,35 @@
+"""What the daemon's libraries do otherwise than those of Debian 12, and tests must know: all of it stands here."""
+
+import functools
+import glob
+import pathlib
+import re
+
+from .daemon import sysroot
+
+
+@functools.cache
+def _bytes_of(file_name):
+    [path, *_] = glob.glob(f"{sysroot()}/usr/lib/*/{file_name}")
+    return pathlib.Path(path).read_bytes()
+
+
+def libcurl():
+    """Its release, as (7, 88, 1)."""
+    return tuple(map(int, re.search(rb"libcurl/(\d+)\.(\d+)\.(\d+)", _bytes_of("libcurl.so.4")).groups()))
+
+
+def lacks_tls_in_active_mode():
+    """Such a libcurl would leave active data connections of FTPS in clear: the daemon chooses passive mode."""
+    return (7, 87, 0) <= libcurl() <= (7, 88, 1)
+
+
+def reads_replies_for_ever():
+    """While the lines of a reply keep coming, such a libcurl minds no limit; only a cancel ends the job."""
+    return b"Too large response headers" not in _bytes_of("libcurl.so.4")  # 8.3, and Debian's 7.88.1
+
+
+def host_keys():
+    """The kinds of host key that libssh2 agrees on with the OpenSSH beside it, the one for most tests first."""
+    # Debian 11 builds libssh2 1.9 with libgcrypt, for which it knows RSA only.
+    return ["rsa"] if b"libgcrypt.so" in _bytes_of("libssh2.so.1") else ["ed25519", "ecdsa"]
