@@ -16,7 +16,7 @@ def _bytes_of(file_name):
 
 def libcurl():
     """Its release, as (7, 88, 1)."""
-    return tuple(map(int, re.search(rb"libcurl/(\d+)\.(\d+)\.(\d+)", _bytes_of("libcurl.so.4")).groups()))
+    return tuple(map(int, re.search(rb"libcurl[/ ](\d+)\.(\d+)\.(\d+)", _bytes_of("libcurl.so.4")).groups()))
 
 
 def lacks_tls_in_active_mode():
@@ -27,6 +27,11 @@ def lacks_tls_in_active_mode():
 def reads_replies_for_ever():
     """While the lines of a reply keep coming, such a libcurl minds no limit; only a cancel ends the job."""
     return b"Too large response headers" not in _bytes_of("libcurl.so.4")  # 8.3, and Debian's 7.88.1
+
+
+def names_every_port():
+    """To an HTTP proxy, also the port that the scheme implies."""
+    return libcurl() < (7, 88)  # 7.74 does, 7.88.1 does not; in between none was tried
 
 
 def host_keys():
