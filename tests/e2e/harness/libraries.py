@@ -1,17 +1,14 @@
 """What the daemon's libraries do otherwise than those of Debian 12, and tests must know: all of it stands here."""
 
-import functools
-import glob
 import pathlib
 import re
 
 from .daemon import sysroot
 
 
-@functools.cache
 def _bytes_of(file_name):
-    [path, *_] = glob.glob(f"{sysroot()}/usr/lib/*/{file_name}")
-    return pathlib.Path(path).read_bytes()
+    [path, *_] = pathlib.Path(sysroot() or "/").glob(f"usr/lib/*/{file_name}")
+    return path.read_bytes()
 
 
 def libcurl():

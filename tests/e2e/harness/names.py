@@ -10,8 +10,6 @@ Written from the protocol's rules, on purpose without a look at the daemon's cod
 - A host is refused when it is empty or holds one of "/?#@\\", a blank or a control character; credentials with CR or LF.
 """
 
-from __future__ import annotations
-
 import posixpath
 import re
 import urllib.parse
@@ -51,7 +49,7 @@ class Meaning(NamedTuple):
     """folders: all that the way there leads through, absolute and without dot segments; file: None when no file is meant."""
 
     folders: list
-    file: bytes | None
+    file: "bytes | None"
 
 
 def meaning(path, login, sftp=False):

@@ -2,20 +2,11 @@
 
 fake_secure secure_;
 
-OSSL_LIB_CTX *crypto_in_use()
-{
-#if OPENSSL_VERSION_NUMBER < 0x30000000L
-    return nullptr;
-#else
-    return OSSL_LIB_CTX_set0_default(nullptr);
-#endif
-}
-
 static void note(std::string call, const void *subject)
 {
     secure_.asked.push_back(std::move(call));
     secure_.subject = subject;
-    secure_.crypto = crypto_in_use();
+    secure_.crypto = OSSL_LIB_CTX_set0_default(nullptr);
 }
 
 static int compared(const void *subject, const uint8_t *expected, int *differs, const char *name)

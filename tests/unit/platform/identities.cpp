@@ -2,23 +2,13 @@
 
 #include <openssl/ec.h>
 #include <openssl/rsa.h>
-#include <string_view>
-
-static std::string_view kind_of(const identity_t &identity) { return identity.kind; }
 
 key_t_ptr make_key(const identity_t &identity)
 {
-    const bool is_rsa = kind_of(identity) == "RSA";
-    const bool is_ec = kind_of(identity) == "ECDSA";
-    EVP_PKEY_CTX *maker = EVP_PKEY_CTX_new_id(is_rsa  ? EVP_PKEY_RSA
-                                              : is_ec ? EVP_PKEY_EC
-                                                      : EVP_PKEY_ED25519,
-                                              nullptr);
+    EVP_PKEY_CTX *maker = EVP_PKEY_CTX_new_id(identity.openssl_kind, nullptr);
     EVP_PKEY_keygen_init(maker);
-    if (is_rsa)
-        EVP_PKEY_CTX_ctrl_str(maker, "rsa_keygen_bits", "1024");
-    if (is_ec)
-        EVP_PKEY_CTX_ctrl_str(maker, "ec_paramgen_curve", "P-256");
+    if (identity.option != nullptr)
+        EVP_PKEY_CTX_ctrl_str(maker, identity.option, identity.value);
     EVP_PKEY *key = nullptr;
     EVP_PKEY_keygen(maker, &key);
     EVP_PKEY_CTX_free(maker);
@@ -39,7 +29,7 @@ certificate_ptr make_certificate(const identity_t &identity)
                                reinterpret_cast<const unsigned char *>("server.test"), -1, -1, 0);
     X509_set_issuer_name(made, name);
     X509_set_pubkey(made, key.get());
-    const EVP_MD *digest = kind_of(identity) == "ED25519" ? nullptr : EVP_sha256();
+    const EVP_MD *digest = identity.openssl_kind == EVP_PKEY_ED25519 ? nullptr : EVP_sha256();
     return X509_sign(made, key.get(), digest) > 0 ? std::move(certificate) : nullptr;
 }
 
@@ -65,12 +55,13 @@ std::string ssh_blob(const identity_t &identity)
 {
     const key_t_ptr key = make_key(identity);
     const std::string type = ssh_string(identity.ssh_type);
-    if (kind_of(identity) ==
-        "RSA") { // both numbers with the leading zero that SSH wants too: 1024 bits take 129 bytes
+    // Both numbers have the leading zero that SSH wants too; the modulus takes 129 bytes, the exponent comes
+    // last.
+    if (identity.openssl_kind == EVP_PKEY_RSA) {
         const std::string der = public_bytes(key);
         return type + ssh_string(der.substr(3 + 3 + 129 + 2)) + ssh_string(der.substr(3 + 3, 129));
     }
-    if (kind_of(identity) == "ECDSA")
+    if (identity.openssl_kind == EVP_PKEY_EC)
         return type + ssh_string("nistp256") + ssh_string(public_bytes(key));
     std::string raw(32, '\0');
     size_t length = raw.size();
