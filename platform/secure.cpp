@@ -33,8 +33,14 @@ struct error_queue_kept {
 
 static bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
 
-// A certificate in memory may be incomplete; then it has no DER form.
-static bool is_whole(X509 *certificate) { return i2d_X509(certificate, nullptr) > 0; }
+// A certificate in memory may be incomplete; then it has no DER form. OpenSSL 1.1.1 makes one all the same, in
+// which the algorithm is empty.
+static bool is_whole(X509 *certificate)
+{
+    const ASN1_OBJECT *algorithm = nullptr;
+    X509_ALGOR_get0(&algorithm, nullptr, nullptr, X509_get0_tbs_sigalg(certificate));
+    return i2d_X509(certificate, nullptr) > 0 && OBJ_length(algorithm) > 0;
+}
 
 static bool differ(const unsigned char *digest, const uint8_t *expected, unsigned length)
 {

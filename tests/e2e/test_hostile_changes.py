@@ -6,6 +6,7 @@ import pytest
 
 from harness import client, wire
 from harness.content import MIB
+from harness.libraries import reads_replies_for_ever
 from harness.listener import Listener
 from harness.scripted import Plan
 from harness.waiting import HELD_UP_S, wait_until, within
@@ -49,6 +50,8 @@ def jobs_go_on(scripted, jobs, local):
 
 @pytest.mark.parametrize("piece", ENDLESS.values(), ids=ENDLESS)
 def test_an_endless_greeting_ends_the_job_only(fast_daemon, scripted, jobs, local, piece):
+    if piece == ENDLESS["lines"] and reads_replies_for_ever():
+        pytest.skip("this libcurl checks no time limit while lines keep coming")
     Flood(piece)
     before_kib = fast_daemon.resident_kib()
     assert jobs.download("a", local / "a").outcome in ((1, wire.TIMEOUT), (1, wire.NETWORK))

@@ -255,7 +255,7 @@ def test_another_server_that_takes_over_before_a_retry_is_rejected(
 
 def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, jobs, local):
     """The first connection only asks for the login folder."""
-    shown, other = HostKey("ed25519"), HostKey("ecdsa")
+    shown, other = HostKey(), HostKey(name="other")
     server = Sshd(shown, port=2022)
     Sshd(other, port=2023)
     relay = Relay(22, 2022, 2023)

@@ -92,6 +92,6 @@ def test_a_proxys_password(redacting, proxy, log, outcomes, status, expected):
         assert_not_logged(log, password)
     assert_not_logged(log, "tunnel", "carol")
     requests = 2 * len(PASSWORDS)
-    assert log.count(r"^> (GET|PUT) ftp://\*\*\*\*@127\.0\.0\.1/[ab] HTTP/1\.1$") == requests
+    assert log.count(r"^> (GET|PUT) ftp://\*\*\*\*@127\.0\.0\.1(:21)?/[ab] HTTP/1\.1$") == requests
     assert log.count(r"^> Authorization: .*\*\*\*\*$") == requests
     assert log.count(r"^> Proxy-Authorization: .*\*\*\*\*$") == requests

@@ -44,7 +44,7 @@ def overwriting_ftp():
 def overwriting_sftp():
     preload = pathlib.Path(program()[-1]).parent.parent / "tests" / "no_append.so"
     assert preload.exists(), f"not built: {preload}"
-    server = Sshd(HostKey(), Subsystem=f"sftp /usr/bin/env LD_PRELOAD={preload} {SFTP_SERVER}")
+    server = Sshd(HostKey(), Subsystem=f'sftp /usr/bin/env "LD_PRELOAD={preload}" {SFTP_SERVER}')
     return server, "sftp://alice@127.0.0.1"
 
 

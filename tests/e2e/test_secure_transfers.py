@@ -15,7 +15,7 @@ SERVERS = {
     "explicit-pyftpdlib": lambda: PyftpdlibTls(Certificate(), wire.FTPS_EXPLICIT),
     "implicit-vsftpd": lambda: VsftpdTls(Certificate(), wire.FTPS_IMPLICIT),
     "implicit-pyftpdlib": lambda: PyftpdlibTls(Certificate(), wire.FTPS_IMPLICIT),
-    "sftp-ed25519": lambda: Sshd(HostKey("ed25519")),
+    "sftp-usual": lambda: Sshd(HostKey()),
     "sftp-ecdsa": lambda: Sshd(HostKey("ecdsa")),
 }
 

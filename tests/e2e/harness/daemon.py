@@ -28,13 +28,17 @@ def is_emulated():
     return len(program()) > 1
 
 
+def sysroot():
+    """What stands before the paths of the daemon's libraries."""
+    command = program()
+    return command[command.index("-L") + 1] if "-L" in command else ""
+
+
 def fast_clock():
     """The libraries to be preloaded for a clock of another speed."""
-    command = program()
-    root = command[command.index("-L") + 1] if "-L" in command else ""
-    libraries = glob.glob(f"{root}/usr/lib/*/faketime/libfaketimeMT.so.1")
+    libraries = glob.glob(f"{sysroot()}/usr/lib/*/faketime/libfaketimeMT.so.1")
     assert libraries, "faketime is not installed"
-    time64 = pathlib.Path(command[-1]).parent.parent / "tests" / "libtime64.so"  # of 32-bit builds
+    time64 = pathlib.Path(program()[-1]).parent.parent / "tests" / "libtime64.so"  # of 32-bit builds
     return [libraries[0]] + ([str(time64)] if time64.exists() else [])
 
 

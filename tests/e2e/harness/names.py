@@ -49,7 +49,7 @@ class Meaning(NamedTuple):
     """folders: all that the way there leads through, absolute and without dot segments; file: None when no file is meant."""
 
     folders: list
-    file: bytes | None
+    file: "bytes | None"
 
 
 def meaning(path, login, sftp=False):

@@ -82,7 +82,7 @@ class Squid:
         """[(method, URL)] of what was answered."""
         lines = self._log.read_text().splitlines() if self._log.exists() else []
         found = [tuple(line.split()[5:7]) for line in lines]
-        return [request for request in found if request[0] != "-"]  # a knock asked nothing
+        return [request for request in found if request[0] not in ("-", "NONE")]  # a knock asked nothing
 
     def stop(self):
         self._process.kill()

@@ -43,7 +43,7 @@ class Certificate:
         subject = ["-subj", f"/CN={host}", "-out", request]
         openssl("req", "-new", *KEYS[key], "-nodes", "-keyout", self.key, *subject)
         # "req -x509" makes no certificate that has expired already.
-        openssl("x509", "-req", "-in", request, "-key", self.key, "-days", days, "-out", self.file)
+        openssl("x509", "-req", "-in", request, "-signkey", self.key, "-days", days, "-out", self.file)
 
     @property
     def sha1(self):

@@ -8,7 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <semaphore>
+#include <future>
 #include <thread>
 
 static const struct {
@@ -61,20 +61,20 @@ TEST_F(Engine, InitLogsLibcurlsVersionAndLeavesItToTheJobs)
 
 TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
 {
-    std::binary_semaphore reached{0};
-    std::binary_semaphore may_end{0};
     request.resume = 0x100;
     for (const auto &s : STARTERS) {
+        std::promise<void> reached;
+        std::promise<void> may_end;
         wrapper_.tries.push_back([&](curl_e_handle_t *) {
-            reached.release();
-            may_end.acquire();
+            reached.set_value();
+            may_end.get_future().wait();
         });
         ASSERT_EQ(s.start(&request), 0u);
-        ASSERT_TRUE(reached.try_acquire_for(std::chrono::seconds(30)));
+        ASSERT_EQ(reached.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
         EXPECT_EQ(state().module_info.exec, s.kind);
         EXPECT_EQ(state().remote_file.looked_up, 0u);
         EXPECT_EQ(s.start(&request), 3u);
-        may_end.release();
+        may_end.set_value();
         ended();
         EXPECT_EQ(curlf_finished(), 0);
     }

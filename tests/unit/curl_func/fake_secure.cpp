@@ -1,7 +1,5 @@
 #include "fake_secure.h"
 
-#include <openssl/crypto.h>
-
 fake_secure secure_;
 
 static void note(std::string call, const void *subject)

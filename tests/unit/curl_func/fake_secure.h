@@ -1,10 +1,15 @@
 // Stands in for libsecure.
 #pragma once
 
+#include "curl_func/crypto_context.h"
 #include "platform/secure.h"
 
 #include <string>
 #include <vector>
+
+#if OPENSSL_VERSION_NUMBER < 0x30000000L // knows one context only
+inline OSSL_LIB_CTX *OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX *) { return nullptr; }
+#endif
 
 struct fake_secure {
     int save_result = 0;

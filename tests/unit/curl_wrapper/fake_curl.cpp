@@ -44,6 +44,8 @@ static std::string name_of(CURLoption option)
 {
     if (option == CURLOPT_PROGRESSDATA) // libcurl has a newer name for it
         return "PROGRESSDATA";
+    if (option == CURLOPT_SERVER_RESPONSE_TIMEOUT) // before 7.86 it had an older one
+        return "SERVER_RESPONSE_TIMEOUT";
     const curl_easyoption *known = curl_easy_option_by_id(option);
     return known != nullptr ? known->name : "option " + std::to_string(option);
 }

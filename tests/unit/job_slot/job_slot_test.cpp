@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <gmock/gmock.h>
-#include <semaphore>
+#include <semaphore.h>
 #include <thread>
 #include <unistd.h>
 
@@ -26,14 +26,14 @@ extern "C" int __wrap_usleep(useconds_t us)
 namespace
 {
 
-std::binary_semaphore reached_{0};
-std::binary_semaphore may_end_{0};
+sem_t reached_;
+sem_t may_end_;
 
 // The work of a job: it lasts until let_go, or until it hears of a cancel.
 void held(job_slot_t *slot)
 {
-    reached_.release();
-    may_end_.acquire();
+    sem_post(&reached_);
+    sem_wait(&may_end_);
     job_store_result(slot, job_is_cancelled(slot) ? FTPCD_ERR_CANCELED : FTPCD_ERR_NONE);
 }
 
@@ -48,6 +48,8 @@ protected:
     JobSlot()
     {
         slot.engine = GetParam();
+        sem_init(&reached_, 0, 0);
+        sem_init(&may_end_, 0, 0);
         naps_ = 0;
         EXPECT_EQ(job_init(&slot), 0);
         logged();
@@ -58,11 +60,11 @@ protected:
     void start_and_hold(job_kind kind = JOB_DOWNLOAD)
     {
         ASSERT_EQ(start(kind), 0u);
-        reached_.acquire();
+        sem_wait(&reached_);
     }
     void let_go()
     {
-        may_end_.release();
+        sem_post(&may_end_);
         while (state().module_info.running != 0)
             std::this_thread::yield();
     }
@@ -288,7 +290,7 @@ TEST_P(JobSlot, ACancelWaitsUntilTheJobHasEnded)
     std::thread job([] {
         while (naps_ < 100) // without anything to be done, it goes on waiting
             std::this_thread::yield();
-        may_end_.release();
+        sem_post(&may_end_);
     });
     EXPECT_EQ(job_cancel(&slot, nullptr), 0);
     job.join();
@@ -306,7 +308,7 @@ TEST_P(JobSlot, UnheardIsCalledWhenACancelHasNoEffectFor1500Ms)
                          [](job_slot_t *slot_) {
                              if (asked == nullptr) {
                                  EXPECT_EQ(naps_, 15);
-                                 may_end_.release();
+                                 sem_post(&may_end_);
                              }
                              asked = slot_;
                          }),

@@ -1,20 +1,18 @@
 #include "identities.h"
 
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/rsa.h>
-#include <string_view>
-
-static std::string_view kind_of(const identity_t &identity) { return identity.kind; }
 
 key_t_ptr make_key(const identity_t &identity)
 {
-    if (kind_of(identity) == "RSA")
-        return key_t_ptr(EVP_RSA_gen(1024));
-    if (kind_of(identity) == "ECDSA")
-        return key_t_ptr(EVP_EC_gen("P-256"));
-    return key_t_ptr(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
+    EVP_PKEY_CTX *maker = EVP_PKEY_CTX_new_id(identity.openssl_kind, nullptr);
+    EVP_PKEY_keygen_init(maker);
+    if (identity.option != nullptr)
+        EVP_PKEY_CTX_ctrl_str(maker, identity.option, identity.value);
+    EVP_PKEY *key = nullptr;
+    EVP_PKEY_keygen(maker, &key);
+    EVP_PKEY_CTX_free(maker);
+    return key_t_ptr(key);
 }
 
 certificate_ptr make_certificate(const identity_t &identity)
@@ -31,7 +29,7 @@ certificate_ptr make_certificate(const identity_t &identity)
                                reinterpret_cast<const unsigned char *>("server.test"), -1, -1, 0);
     X509_set_issuer_name(made, name);
     X509_set_pubkey(made, key.get());
-    const EVP_MD *digest = kind_of(identity) == "ED25519" ? nullptr : EVP_sha256();
+    const EVP_MD *digest = identity.openssl_kind == EVP_PKEY_ED25519 ? nullptr : EVP_sha256();
     return X509_sign(made, key.get(), digest) > 0 ? std::move(certificate) : nullptr;
 }
 
@@ -43,23 +41,12 @@ std::string ssh_string(const std::string &bytes)
     return string + bytes;
 }
 
-// A number, with a zero byte in front when it would look negative.
-static std::string ssh_number(const key_t_ptr &key, const char *parameter)
-{
-    BIGNUM *number = nullptr;
-    EVP_PKEY_get_bn_param(key.get(), parameter, &number);
-    std::string bytes(static_cast<size_t>(BN_num_bytes(number)), '\0');
-    BN_bn2bin(number, reinterpret_cast<unsigned char *>(bytes.data()));
-    BN_free(number);
-    return ssh_string((bytes[0] & 0x80) != 0 ? '\0' + bytes : bytes);
-}
-
-// The point, not compressed.
+// As X.509 has it: of EC keys the point, not compressed; of RSA keys a sequence of modulus and exponent.
 static std::string public_bytes(const key_t_ptr &key)
 {
     unsigned char *encoded = nullptr;
-    const size_t length = EVP_PKEY_get1_encoded_public_key(key.get(), &encoded);
-    std::string bytes(reinterpret_cast<const char *>(encoded), length);
+    const int length = i2d_PublicKey(key.get(), &encoded);
+    std::string bytes(reinterpret_cast<const char *>(encoded), static_cast<size_t>(length));
     OPENSSL_free(encoded);
     return bytes;
 }
@@ -68,9 +55,13 @@ std::string ssh_blob(const identity_t &identity)
 {
     const key_t_ptr key = make_key(identity);
     const std::string type = ssh_string(identity.ssh_type);
-    if (kind_of(identity) == "RSA")
-        return type + ssh_number(key, OSSL_PKEY_PARAM_RSA_E) + ssh_number(key, OSSL_PKEY_PARAM_RSA_N);
-    if (kind_of(identity) == "ECDSA")
+    // Both numbers have the leading zero that SSH wants too; the modulus takes 129 bytes, the exponent comes
+    // last.
+    if (identity.openssl_kind == EVP_PKEY_RSA) {
+        const std::string der = public_bytes(key);
+        return type + ssh_string(der.substr(3 + 3 + 129 + 2)) + ssh_string(der.substr(3 + 3, 129));
+    }
+    if (identity.openssl_kind == EVP_PKEY_EC)
         return type + ssh_string("nistp256") + ssh_string(public_bytes(key));
     std::string raw(32, '\0');
     size_t length = raw.size();

@@ -17,10 +17,15 @@ using certificate_ptr = std::unique_ptr<X509, openssl_release>;
 struct identity_t {
     const char *kind; // "RSA", "ECDSA", "ED25519", as ssh-keygen names them
     const char *ssh_type;
+    int openssl_kind;
+    const char *option = nullptr; // of OpenSSL's key generation
+    const char *value = nullptr;
 };
 inline void PrintTo(const identity_t &identity, std::ostream *out) { *out << identity.kind; }
 constexpr identity_t IDENTITIES[] = {
-    {"RSA", "ssh-rsa"}, {"ECDSA", "ecdsa-sha2-nistp256"}, {"ED25519", "ssh-ed25519"}};
+    {"RSA", "ssh-rsa", EVP_PKEY_RSA, "rsa_keygen_bits", "1024"},
+    {"ECDSA", "ecdsa-sha2-nistp256", EVP_PKEY_EC, "ec_paramgen_curve", "P-256"},
+    {"ED25519", "ssh-ed25519", EVP_PKEY_ED25519}};
 
 key_t_ptr make_key(const identity_t &identity);
 certificate_ptr make_certificate(const identity_t &identity);

@@ -1,0 +1,37 @@
+"""Where the daemon's libraries behave unlike those of Debian 12. All differences that the tests know are here."""
+
+import pathlib
+import re
+
+from .daemon import sysroot
+
+
+def _bytes_of(file_name):
+    [path, *_] = pathlib.Path(sysroot() or "/").glob(f"usr/lib/*/{file_name}")
+    return path.read_bytes()
+
+
+def libcurl():
+    """Its release, as (7, 88, 1)."""
+    return tuple(map(int, re.search(rb"libcurl[/ ](\d+)\.(\d+)\.(\d+)", _bytes_of("libcurl.so.4")).groups()))
+
+
+def lacks_tls_in_active_mode():
+    """Active data connections of FTPS would be in clear with this libcurl, so the daemon uses passive mode."""
+    return (7, 87, 0) <= libcurl() <= (7, 88, 1)
+
+
+def reads_replies_for_ever():
+    """While the lines of a reply keep coming, this libcurl checks no time limit; only a cancel ends the job."""
+    return b"Too large response headers" not in _bytes_of("libcurl.so.4")  # 8.3, and Debian's 7.88.1
+
+
+def names_every_port():
+    """Whether a request to an HTTP proxy names the default port as well."""
+    return libcurl() < (7, 88)  # 7.74 does, 7.88.1 does not; in between none was tried
+
+
+def host_keys():
+    """The kinds of host key that this libssh2 and the OpenSSH beside it both know; most tests use the first."""
+    # Debian 11 builds libssh2 1.9 with libgcrypt, and that supports RSA only.
+    return ["rsa"] if b"libgcrypt.so" in _bytes_of("libssh2.so.1") else ["ed25519", "ecdsa"]
