@@ -33,8 +33,8 @@ struct error_queue_kept {
 
 static bool is_path(const char *path) { return path != nullptr && path[0] != '\0'; }
 
-// A certificate in memory may be incomplete; then it has no DER form. OpenSSL 1.1.1 makes one all the same, in
-// which the algorithm is empty.
+// A certificate in memory may be incomplete; then it has no DER form. OpenSSL 1.1.1 gives it one, with an
+// empty algorithm.
 static bool is_whole(X509 *certificate)
 {
     const ASN1_OBJECT *algorithm = nullptr;

@@ -107,6 +107,7 @@ TEST(CommandLine, TakesEveryOptionOfAPut)
     EXPECT_TRUE(options.no_wait);
     EXPECT_TRUE(options.no_overwrite);
     EXPECT_EQ(options.protocol, 5u);
+    EXPECT_EQ(parsed("put f u --protocol 4").protocol, 4u);
     EXPECT_EQ(parsed("get u f --user ''").user, "") << "an empty one is a user";
 }
 
