@@ -78,7 +78,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
 TEST(Certificate, MayBeInBinaryForm)
 {
     unsigned char *der = nullptr;
-    const int length = i2d_X509(make_certificate({"RSA", ""}).get(), &der);
+    const int length = i2d_X509(make_certificate(IDENTITIES[0]).get(), &der);
     const auto identity = certificate_read({reinterpret_cast<char *>(der), static_cast<size_t>(length)});
     OPENSSL_free(der);
     ASSERT_TRUE(identity);
