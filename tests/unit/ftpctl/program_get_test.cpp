@@ -99,7 +99,8 @@ TEST_F(Get, FromWithinAFolderThatIsGoneIsAFailureOfThisSide)
         "cd " + (dir / "") + " && mkdir gone && cd gone && rmdir ../gone && " FTPCTL " get ftp://host/f 2>" +
         (dir / "err");
     EXPECT_EQ(WEXITSTATUS(system(command.c_str())), 1);
-    EXPECT_THAT(content_of(dir / "err"), MatchesRegex("ftpctl: .*No such file or directory.*\n"));
+    // An emulator is started by a shell, which complains as well.
+    EXPECT_THAT(content_of(dir / "err"), testing::ContainsRegex("ftpctl: .*No such file or directory.*\n"));
 }
 
 TEST_F(Get, ToStandardOutputPrintsTheFileAndNothingElse)
