@@ -73,8 +73,8 @@ static bool prepare_upload(worker_t *w)
 // retried resume has appended the beginning of the file.
 static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
 {
-    const bool has_more = local_file_has_byte(
-        w->file.file, end); // before the size is read, so that growth in between is noticed
+    // Before the size is read, so that growth in between is noticed.
+    const bool has_more = local_file_has_byte(w->file.file, end);
     const int64_t size = local_file_size(w->file.file);
     const bool repeated = begin != 0 && w->job->record.exec_info.retry_count != 0;
     return end >= size_at_first && end <= size && !repeated && (!has_more || end < size);

@@ -8,7 +8,7 @@
 /* One line of mountinfo. */
 typedef struct ftpc_mount {
     int id;
-    int parent; /* id of the mount below it */
+    int parent; /* id of the mount that it is mounted on */
     const char *device;
     const char *root; /* the mounted part of the file system */
     const char *point;
