@@ -20,9 +20,9 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
   --password-file, from the environment's FTPCTL_PASSWORD, or is asked for on the terminal. FTP without a
   user logs in as anonymous.
 
-static DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
+DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
 
-static Ctrl-C cancels the job that a command waits for. The manual, ftpctl(1), tells more.
+Ctrl-C cancels the job that a command waits for. The manual is ftpctl(1).
 )";
 
 // These messages are clearer than the ranges that CLI11 would print.
@@ -54,7 +54,7 @@ static CLI::App *add_command(CLI::App &app, options_t &options, const char *name
 {
     CLI::App *command = app.add_subcommand(name, description);
     command->fallthrough();
-    command->footer("ftpctl --help tells of URLs, passwords and exit statuses.");
+    command->footer("ftpctl --help describes URLs, passwords and exit statuses.");
     command->callback([&options, name, run] {
         options.run = run;
         options.command = name;

@@ -148,7 +148,8 @@ TEST(CommandLine, HelpTellsOfUrlsPasswordsAndExitStatuses)
     const outcome_t outcome = run({"--help"});
     EXPECT_EQ(outcome.status, 0);
     for (const char *part :
-         {"ftpes", "FTPCTL_PASSWORD", "--password-file", "Exit status:\n", "36  the transfer failed\n"})
+         {"\nURLs: ", "ftpes", "FTPCTL_PASSWORD", "--password-file", "\n\nDURATION: seconds ",
+          "\n\nCtrl-C cancels ", "Exit status:\n", "36  the transfer failed\n"})
         EXPECT_THAT(outcome.out, HasSubstr(part));
     EXPECT_EQ(run({"put", "--help"}).status, 0);
 }
