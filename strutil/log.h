@@ -1,7 +1,7 @@
 // The log: every line goes to syslog through one of these functions. They may block in syslog; a lost line is
 // not reported. None changes errno.
 //
-// `id` is the place a line comes from, e.g. "curl_func(615)". It never changes and is written in the source
+// `id` is the place a line comes from, e.g. "module(123)". It never changes and is written in the source
 // exactly as it is logged, so that a search for a logged id finds its only place.
 #pragma once
 

@@ -8,7 +8,7 @@ import pytest
 
 from log_calls import ROOT
 
-FOLDERS = ("bench", "docs", "packaging", "scripts", "tests")
+FOLDERS = (".ci", "bench", "docs", "packaging", "scripts", "tests")
 # debian/: run by dpkg alone; unit/: by ctest alone.
 NOT_ASKED = ("packaging/debian", "tests/unit")
 TOOLS = ("sh", "sed", "dirname", "cat", "env")
