@@ -188,11 +188,11 @@ uint32_t listparse_read_permissions(field_t text)
         memcpy(filled_up, at, text.size());
         at = filled_up;
     }
-    return bit_unless_dash(at[0], 0x400) | bit_unless_dash(at[1], 0x200) |
-           execute_bits(at[2], 0x100, 's', 0x4000) | //
-           bit_unless_dash(at[3], 0x040) | bit_unless_dash(at[4], 0x020) |
-           execute_bits(at[5], 0x010, 's', 0x2000) | //
-           bit_unless_dash(at[6], 0x004) | bit_unless_dash(at[7], 0x002) |
+    const auto read_write = [](const char *triplet, uint32_t read) {
+        return bit_unless_dash(triplet[0], read) | bit_unless_dash(triplet[1], read / 2);
+    };
+    return read_write(at, 0x400) | execute_bits(at[2], 0x100, 's', 0x4000) | read_write(at + 3, 0x040) |
+           execute_bits(at[5], 0x010, 's', 0x2000) | read_write(at + 6, 0x004) |
            execute_bits(at[8], 0x001, 't', 0x1000);
 }
 
