@@ -58,7 +58,7 @@ static int compare_key(const void *identity, const uint8_t *expected, int *diffe
 constexpr check_t CERTIFICATE = {
     .auth_type = SERVER_AUTH_SHA1,
     .digest = "SHA-1",
-    .digest_length = 20,
+    .digest_length = DIGEST_SHA1_BYTES,
     .mismatch = FTPCD_ERR_CERT_MISMATCH,
     .other_digest = "MD5",
     .save = save_certificate,
@@ -72,7 +72,7 @@ constexpr check_t CERTIFICATE = {
 constexpr check_t HOST_KEY = {
     .auth_type = SERVER_AUTH_MD5,
     .digest = "MD5",
-    .digest_length = 16,
+    .digest_length = DIGEST_MD5_BYTES,
     .mismatch = FTPCD_ERR_HOSTKEY_MISMATCH,
     .other_digest = "SHA-1",
     .save = save_key,

@@ -2,17 +2,20 @@
 
 #include "strutil/log.h"
 #include "wire/result_codes.h"
+#include "wire/transfer_request.h"
 
 #include <climits>
 
+constexpr int LIMIT_BYTES = DOWNLOAD_LIMIT_BYTES; // comparable with a double
+
 bool exceeds_download_limit(curl_e_handle_t *handle, const amount_t &amount)
 {
-    const bool announced = amount.total > DOWNLOAD_LIMIT_BYTES && amount.now > 0;
-    if (!announced && !(amount.now > DOWNLOAD_LIMIT_BYTES))
+    const bool announced = amount.total > LIMIT_BYTES && amount.now > 0;
+    if (!announced && !(amount.now > LIMIT_BYTES))
         return false;
     if (handle->error == FTPCD_ERR_NONE)
         log_error("curl_func(1569)", "Download file size limit exceeded. size:%ld of %ld, limit: %d",
-                  whole_number(amount.now), whole_number(amount.total), DOWNLOAD_LIMIT_BYTES);
+                  whole_number(amount.now), whole_number(amount.total), LIMIT_BYTES);
     handle->error = FTPCD_ERR_SIZE_LIMIT;
     return true;
 }

@@ -6,9 +6,6 @@
 
 #include <cstdint>
 
-// Larger downloads are refused: the device fetches only small files.
-constexpr int DOWNLOAD_LIMIT_BYTES = 4096;
-
 constexpr int32_t NO_LIMIT = 0;
 constexpr int32_t ANY_NUMBER = -1; // of retries
 

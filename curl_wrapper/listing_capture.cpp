@@ -2,6 +2,7 @@
 
 #include "listparse/listparse.h"
 #include "strutil/log.h"
+#include "wire/job_status.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -51,11 +52,11 @@ static list_info_t entry_of(char *line, file_info_t &file, int type)
         .name = file.name,
         .owner = file.owner,
         .size = or_unset<int64_t>((file.valid & FILE_INFO_SIZE) != 0, file.size, -1),
-        .year = or_unset<uint16_t>(dated && time.year != 0, time.year, 65535),
-        .month = or_unset<uint8_t>(dated && time.month != 0, time.month, 255),
-        .day = or_unset<uint8_t>(dated && time.day != 0, time.day, 255),
-        .hour = or_unset<uint8_t>(timed, time.hour, 255),
-        .minute = or_unset<uint8_t>(timed, time.minute, 255),
+        .year = or_unset<uint16_t>(dated && time.year != 0, time.year, REMOTE_FILE_YEAR_UNKNOWN),
+        .month = or_unset<uint8_t>(dated && time.month != 0, time.month, REMOTE_FILE_UNKNOWN),
+        .day = or_unset<uint8_t>(dated && time.day != 0, time.day, REMOTE_FILE_UNKNOWN),
+        .hour = or_unset<uint8_t>(timed, time.hour, REMOTE_FILE_UNKNOWN),
+        .minute = or_unset<uint8_t>(timed, time.minute, REMOTE_FILE_UNKNOWN),
         .attributes = or_unset<int16_t>((file.valid & FILE_INFO_ATTR) != 0, file.attributes, -1),
         .is_link = static_cast<uint8_t>(file.is_link),
         .kind = kind_of(type),

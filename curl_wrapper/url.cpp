@@ -2,13 +2,13 @@
 
 #include "strutil/log.h"
 #include "wire/result_codes.h"
+#include "wire/transfer_request.h"
 
 #include <cstring>
 #include <strings.h>
 
 constexpr const char *PREFIXES[] = {
-    "http://",    "ftp://",    "ftps://",    "sftp://",  "socks4://",
-    "socks4a://", "socks5://", "socks5h://", "socks://",
+    "http://", "ftp://", "ftps://", "sftp://", PROXY_SOCKS_PREFIXES,
 };
 static_assert(std::size(PREFIXES) == SCHEME_NONE);
 

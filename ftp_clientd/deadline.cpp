@@ -1,5 +1,7 @@
 #include "ftp_clientd/deadline.h"
 
+#include "wire/control.h"
+
 #include <cerrno>
 #include <ctime>
 #include <poll.h>
@@ -16,7 +18,7 @@ static int64_t now_ms()
     return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-void deadline_start(int connection) { accepted_ = {connection, now_ms() + TALK_LIMIT_MS}; }
+void deadline_start(int connection) { accepted_ = {connection, now_ms() + CONTROL_TALK_MS}; }
 
 void deadline_end(int connection)
 {
@@ -26,7 +28,7 @@ void deadline_end(int connection)
 
 int64_t deadline_of(int fd)
 {
-    return fd == accepted_.connection ? accepted_.deadline_ms : now_ms() + TALK_LIMIT_MS;
+    return fd == accepted_.connection ? accepted_.deadline_ms : now_ms() + CONTROL_TALK_MS;
 }
 
 // Uses poll instead of SO_RCVTIMEO, which restarts with every byte: a client could send one byte a second

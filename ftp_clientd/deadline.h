@@ -3,16 +3,13 @@
 
 #include <cstdint>
 
-// From accept to the end of the reply, for everything that waits for the client.
-constexpr int64_t TALK_LIMIT_MS = 10000;
-
 // Starts the deadline of a connection that was just accepted. Only the last accepted one has a deadline.
 void deadline_start(int connection);
 
 // To be called when the connection is closed: its number may be reused for another descriptor.
 void deadline_end(int connection);
 
-// The deadline of fd: as started for an accepted connection, otherwise TALK_LIMIT_MS from now.
+// The deadline of fd: as started for an accepted connection, otherwise CONTROL_TALK_MS from now.
 int64_t deadline_of(int fd);
 
 // Waits until fd is ready for `events` (POLLIN, POLLOUT) or broken, which recv or send then reports. False

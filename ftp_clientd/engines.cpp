@@ -13,7 +13,7 @@ constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
                                      .day = -1,
                                      .hour = -1,
                                      .minute = -1,
-                                     .attributes = 65535,
+                                     .attributes = REMOTE_FILE_ATTRIBUTES_UNKNOWN,
                                      .is_link = 0,
                                      .unused = 0};
 

@@ -4,6 +4,7 @@
 #include "ftp_clientd/ftp_clientd_if.h"
 #include "ftp_clientd/notice_content.h"
 #include "ftp_clientd/run_flag.h"
+#include "wire/control.h"
 
 #include <csignal>
 #include <malloc.h>
@@ -11,7 +12,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-constexpr useconds_t PASS_PAUSE_US = 100000;
+constexpr useconds_t PASS_PAUSE_US = CONTROL_PASS_MS * 1000;
 
 // glibc gives each thread its own arena, but trims only the main one: memory freed by a worker would stay in
 // its arena.

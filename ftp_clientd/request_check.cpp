@@ -40,7 +40,7 @@ static bool begins_with(const char *text, std::string_view start)
 // The engine itself refuses every SOCKS proxy, with FTPCD_ERR_NOT_SUPPORTED.
 static bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
 {
-    constexpr std::string_view SOCKS[] = {"socks://", "socks4://", "socks4a://", "socks5://", "socks5h://"};
+    constexpr std::string_view SOCKS[] = {PROXY_SOCKS_PREFIXES};
     return through_proxy(command, request) &&
            std::ranges::none_of(SOCKS, [&](auto start) { return begins_with(request.proxy_host, start); });
 }
@@ -52,7 +52,7 @@ static bool uploaded_through_proxy(uint32_t command, const transfer_request_t &r
 
 static bool with_server_identity(uint32_t, const transfer_request_t &request)
 {
-    return protocol_has_tls(request.protocol) || request.protocol == PROTOCOL_SFTP;
+    return protocol_has_identity(request.protocol) != 0;
 }
 
 namespace
@@ -74,24 +74,9 @@ struct string_rule_t {
 
 #define FIELD(member) offsetof(transfer_request_t, member), sizeof(transfer_request_t::member)
 
-// '#' and '?' end the path of a URL: the job would fetch or overwrite another file. CR and LF end an FTP
-// command: what follows would be a second one.
-constexpr const char *NOT_IN_PATH = "#?\r\n";
-constexpr const char *NOT_IN_LOGIN = "\r\n";
-
-// On an FTP connection the byte 255 begins a TELNET command (RFC 854): some servers take it out of a name.
-constexpr const char *NOT_IN_FTP_PATH = "\xff";
-
-// libcurl cuts an FTP path at this text; an HTTP proxy may do so in upper or lower case.
-constexpr const char *FTP_TYPE = ";type=";
-
-// Characters that would end the host of a URL and begin its path, and those that no host name contains.
-constexpr const char *NOT_IN_HOST = "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10"
-                                    "\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x7f";
-
 constexpr string_rule_t STRINGS[] = {
-    {FIELD(remote_path), with_libcurl, NOT_IN_PATH},
-    {FIELD(remote_path), over_ftp, NOT_IN_FTP_PATH, FTP_TYPE},
+    {FIELD(remote_path), with_libcurl, REFUSED_IN_REMOTE_PATH},
+    {FIELD(remote_path), over_ftp, REFUSED_IN_FTP_PATH, REFUSED_IN_FTP_PATH_TEXT},
     // A proxy would create a file there with a name chosen by the server.
     {.offset = offsetof(transfer_request_t, remote_path),
      .size = sizeof(transfer_request_t::remote_path),
@@ -100,12 +85,12 @@ constexpr string_rule_t STRINGS[] = {
      .names_a_file = true},
     {FIELD(remote_path), with_zixi},
     {FIELD(local_path), with_local_file},
-    {FIELD(host), with_libcurl, NOT_IN_HOST, nullptr, true},
+    {FIELD(host), with_libcurl, REFUSED_IN_HOST, nullptr, true},
     {FIELD(host), with_zixi},
-    {FIELD(username), with_libcurl, NOT_IN_LOGIN},
-    {FIELD(password), with_libcurl, NOT_IN_LOGIN},
+    {FIELD(username), with_libcurl, REFUSED_IN_LOGIN},
+    {FIELD(password), with_libcurl, REFUSED_IN_LOGIN},
     {FIELD(proxy_host), through_proxy},
-    {FIELD(proxy_host), through_other_than_socks, NOT_IN_HOST, nullptr, true, "http://", true},
+    {FIELD(proxy_host), through_other_than_socks, REFUSED_IN_HOST, nullptr, true, "http://", true},
     {offsetof(transfer_request_t, server_auth) + offsetof(server_auth_t, save_path),
      sizeof(server_auth_t::save_path), with_server_identity},
     {ZIXI_USER_OFFSET, ZIXI_USER_SIZE, with_zixi},
@@ -121,7 +106,7 @@ static bool ends_in_slash(const char *text)
 // A '@' without ':' is not a login: the text is then checked unchanged.
 static const char *behind_login(const char *text)
 {
-    const size_t length = strcspn(text, NOT_IN_HOST);
+    const size_t length = strcspn(text, REFUSED_IN_HOST);
     return text[length] == '@' && memchr(text, ':', length) != nullptr ? text + length + 1 : text;
 }
 

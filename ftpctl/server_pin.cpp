@@ -22,9 +22,9 @@ constexpr const char *WRONG_SHA1 = "--pin: a SHA-1 fingerprint has 20 bytes, 40 
 constexpr const char *WRONG_MD5 = "--pin: an MD5 fingerprint has 16 bytes, 32 hex digits";
 
 constexpr kind_t KINDS[] = {
-    {"sha1:", FTPCLIENT_PIN_SHA1, 20, WRONG_SHA1},
-    {"sha1 fingerprint=", FTPCLIENT_PIN_SHA1, 20, WRONG_SHA1},
-    {"md5:", FTPCLIENT_PIN_MD5, 16, WRONG_MD5},
+    {"sha1:", FTPCLIENT_PIN_SHA1, FTPCLIENT_SHA1_SIZE, WRONG_SHA1},
+    {"sha1 fingerprint=", FTPCLIENT_PIN_SHA1, FTPCLIENT_SHA1_SIZE, WRONG_SHA1},
+    {"md5:", FTPCLIENT_PIN_MD5, FTPCLIENT_MD5_SIZE, WRONG_MD5},
 };
 
 static bool has_prefix(std::string_view text, std::string_view prefix)

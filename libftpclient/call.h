@@ -6,6 +6,7 @@
 #include "libftpclient/exchange.h"
 #include "libftpclient/request.h"
 #include "libftpclient/turn.h"
+#include "wire/control.h"
 
 struct ftpclient {
     struct sockaddr_un address;
@@ -126,7 +127,7 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run);
 /* ---- Between the files of a run ---- */
 
 enum {
-    FTPC_LOOK_MS = FTPC_PASS_MS - 30 /* from a reply to the next request: just in time for the next pass */
+    FTPC_LOOK_MS = CONTROL_PASS_MS - 30 /* from a reply to the next request: just in time for the next pass */
 };
 
 /* The ftpclient_job of the current goal. */

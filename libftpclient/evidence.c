@@ -1,5 +1,7 @@
 #include "libftpclient/evidence.h"
 
+#include "wire/control.h"
+
 enum {
     TIMER_MS = 10,     /* accuracy of sleeps and clocks */
     CLOCK_MS = 50,     /* how far the daemon's clock may get ahead of ours during a job */
@@ -45,13 +47,13 @@ static int contradicts(const ftpc_evidence_t *evidence, const ftpclient_state_t 
 
 static int is_next(const ftpc_evidence_t *evidence, const ftpc_look_t *look)
 {
-    return look->is_adjacent || look->replied_ms - evidence->served_ms < 2 * FTPC_PASS_MS - TIMER_MS;
+    return look->is_adjacent || look->replied_ms - evidence->served_ms < 2 * CONTROL_PASS_MS - TIMER_MS;
 }
 
 /* Served no earlier than it was queued, and one pass after the request before it. */
 static void note_pass(ftpc_evidence_t *evidence, const ftpc_look_t *look)
 {
-    const int64_t next_ms = evidence->served_ms + FTPC_PASS_MS;
+    const int64_t next_ms = evidence->served_ms + CONTROL_PASS_MS;
     evidence->served_ms = look->queued_ms > next_ms ? look->queued_ms : next_ms;
 }
 
@@ -67,7 +69,7 @@ FTPC int ftpc_evidence_follows(ftpc_evidence_t *evidence, const ftpc_look_t *loo
 static int is_too_old_for_another(const ftpc_evidence_t *evidence, const ftpclient_state_t *state,
                                   const ftpc_look_t *look)
 {
-    const int64_t oldest_other_ms = look->replied_ms - evidence->served_ms - FTPC_PASS_MS;
+    const int64_t oldest_other_ms = look->replied_ms - evidence->served_ms - CONTROL_PASS_MS;
     return state->progress.elapsed_ms > oldest_other_ms + TIMER_MS ||
            (state->progress.elapsed_ms > LONG_JOB_MS && has_expected_size(evidence, state));
 }

@@ -17,9 +17,6 @@
 #define FTPC __attribute__((visibility("hidden")))
 #endif
 
-/* The daemon's main loop serves one request, then sleeps this long. */
-enum { FTPC_PASS_MS = 100 };
-
 /* The sizes of the output structures in the first version of the header; they only grow at the end. */
 enum { FTPC_STATE_SIZE_AT_FIRST = 64, FTPC_OUTCOME_SIZE_AT_FIRST = 152, FTPC_NOTICE_SIZE_AT_FIRST = 56 };
 static_assert(sizeof(ftpclient_progress_t) == 48, "part of the binary interface: never grows");

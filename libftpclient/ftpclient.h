@@ -126,8 +126,15 @@ enum ftpclient_job {
 
 enum ftpclient_pin {
     FTPCLIENT_PIN_NONE = 0, /* any server */
-    FTPCLIENT_PIN_MD5 = 1,  /* SFTP: MD5 of the host key, 16 bytes */
-    FTPCLIENT_PIN_SHA1 = 2, /* FTPS: SHA-1 of the certificate, 20 bytes */
+    FTPCLIENT_PIN_MD5 = 1,  /* SFTP: MD5 of the host key */
+    FTPCLIENT_PIN_SHA1 = 2, /* FTPS: SHA-1 of the certificate */
+};
+
+/* In bytes. */
+enum ftpclient_size {
+    FTPCLIENT_MD5_SIZE = 16,
+    FTPCLIENT_SHA1_SIZE = 20,
+    FTPCLIENT_DOWNLOAD_MAX = 4096, /* a larger download fails: FTPCLIENT_RESULT_SIZE_LIMIT */
 };
 
 enum ftpclient_notice_code {

@@ -42,13 +42,13 @@ FTPC int ftpc_check_text(ftpclient_request_t *request, const char *what, const c
 /* An IPv6 address in brackets may hold what a name must not. */
 FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const char *host, uint32_t port)
 {
-    const int error = ftpc_check_text(request, what, host, sizeof request->wire.host, "/?#@\\ \x7f");
+    const int error = ftpc_check_text(request, what, host, sizeof request->wire.host, REFUSED_IN_HOST);
     if (error != FTPCLIENT_OK)
         return error;
     int in_brackets = host[0] == '[';
     for (const char *c = host; *c; c++) {
         in_brackets = in_brackets && *c != ']';
-        if ((unsigned char)*c < ' ' || (!in_brackets && *c == '%'))
+        if (!in_brackets && *c == '%')
             return refuse_character(request, what, *c);
         if (!in_brackets && *c == ':')
             return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER,
@@ -65,17 +65,15 @@ FTPC int ftpc_check_remote_path(ftpclient_request_t *request, const char *path)
     if (!request)
         return FTPCLIENT_ERR_ARGUMENT;
     const int is_zixi = protocol_is_zixi(request->wire.protocol);
-    const int error =
-        ftpc_check_text(request, WHAT, path, sizeof request->wire.remote_path, is_zixi ? "" : "#?\r\n");
+    const int error = ftpc_check_text(request, WHAT, path, sizeof request->wire.remote_path,
+                                      is_zixi ? "" : REFUSED_IN_REMOTE_PATH);
     if (error != FTPCLIENT_OK)
         return error;
     if (!protocol_is_ftp(request->wire.protocol))
         return FTPCLIENT_OK;
-    /* libcurl would take it off an FTP path and mean another file. */
-    if (strcasestr(path, ";type="))
+    if (strcasestr(path, REFUSED_IN_FTP_PATH_TEXT))
         return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold ';type='", WHAT);
-    /* On an FTP connection it begins a TELNET command (RFC 854), which some servers take out. */
-    if (strchr(path, '\xff'))
+    if (strpbrk(path, REFUSED_IN_FTP_PATH))
         return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold the byte 255", WHAT);
     return FTPCLIENT_OK;
 }

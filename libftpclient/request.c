@@ -59,7 +59,7 @@ int ftpclient_request_set_login(ftpclient_request_t *request, const char *user, 
     char *password_field = zixi ? (char *)wire + ZIXI_PASSWORD_OFFSET : wire->password;
     const size_t user_size = zixi ? (size_t)ZIXI_USER_SIZE : sizeof wire->username;
     const size_t password_size = zixi ? (size_t)ZIXI_PASSWORD_SIZE : sizeof wire->password;
-    const char *taboos = zixi ? "" : "\r\n"; /* would be a command of its own on an FTP connection */
+    const char *taboos = zixi ? "" : REFUSED_IN_LOGIN;
     int error = ftpc_check_text(request, "user name", user, user_size, taboos);
     if (error == FTPCLIENT_OK)
         error = ftpc_check_text(request, "password", password, password_size, taboos);
@@ -175,7 +175,7 @@ static int is_pin_allowed(const ftpclient_request_t *request, int pin, const uin
     const int is_sha1 = pin == FTPCLIENT_PIN_SHA1 && has_tls(request);
     if (size == 0)
         return is_md5 || is_sha1 || pin == FTPCLIENT_PIN_NONE;
-    return digest && ((is_md5 && size == 16) || (is_sha1 && size == 20));
+    return digest && ((is_md5 && size == DIGEST_MD5_BYTES) || (is_sha1 && size == DIGEST_SHA1_BYTES));
 }
 
 int ftpclient_request_set_pin(ftpclient_request_t *request, int pin, const uint8_t *digest, size_t size)
@@ -195,7 +195,7 @@ int ftpclient_request_set_pin(ftpclient_request_t *request, int pin, const uint8
 
 int ftpclient_request_set_save_path(ftpclient_request_t *request, const char *path)
 {
-    if (!request || (!has_tls(request) && request->wire.protocol != PROTOCOL_SFTP))
+    if (!request || !protocol_has_identity(request->wire.protocol))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT,
                            "identity file: only FTPS and SFTP servers have an identity");
     const size_t size = sizeof request->wire.server_auth.save_path;

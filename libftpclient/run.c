@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 
 enum {
-    ANSWER_MS = 10000, /* the daemon gives a client as long */
     CANCEL_MS = 30000, /* a cancel is answered when the job has stopped */
     STOP_MS = 10000,   /* how much longer a call may take when its time is over */
     REFUSALS_MAX = 4
@@ -106,7 +105,7 @@ static int take_idle(ftpclient_call_t *call)
     run->daemon = call->batch.exchanges[0].daemon;
     const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
     if (state.running)
-        return wait_for_others(call, FTPC_PASS_MS);
+        return wait_for_others(call, CONTROL_PASS_MS);
     const int error = ftpc_plan_sight(run);
     return error == FTPCLIENT_OK ? ftpc_enter(call, FTPC_START, FTPC_LOOK_MS) : error;
 }
@@ -161,7 +160,7 @@ static int take_refusal(ftpclient_call_t *call, int result)
     run->is_crowded = 1;
     if (result == FTPCLIENT_RESULT_BUSY || is_early) {
         run->stage = FTPC_SEE_IDLE;
-        return wait_for_others(call, result == FTPCLIENT_RESULT_BUSY ? FTPC_PASS_MS : 0);
+        return wait_for_others(call, result == FTPCLIENT_RESULT_BUSY ? CONTROL_PASS_MS : 0);
     }
     run->outcome.result = result;
     return result;
@@ -203,7 +202,7 @@ FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
 static void ask(ftpclient_call_t *call)
 {
     const ftpc_run_t *run = &call->run;
-    call->batch_end_ms = ftpc_end_after(run->stage == FTPC_STOP ? CANCEL_MS : ANSWER_MS);
+    call->batch_end_ms = ftpc_end_after(run->stage == FTPC_STOP ? CANCEL_MS : CONTROL_TALK_MS);
     if (run->stage == FTPC_START) {
         ask_for_start(call);
         return;

@@ -9,6 +9,11 @@
  * use it. */
 #define CONTROL_TURN_PATH CONTROL_SOCKET_PATH ".turn"
 
+enum control_timing {
+    CONTROL_PASS_MS = 100,   /* the daemon's pause between two looks for a request */
+    CONTROL_TALK_MS = 10000, /* how long it gives a client, from accept to the end of the reply */
+};
+
 enum control_command {
     COMMAND_NONE = 0,     /* returns result 0 and the detail of the last command 1, 2 or 5 */
     COMMAND_DOWNLOAD = 1, /* body: transfer_request_t */

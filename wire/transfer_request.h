@@ -25,6 +25,12 @@ static inline int protocol_has_tls(uint32_t protocol)
     return protocol == PROTOCOL_FTPS_IMPLICIT || protocol == PROTOCOL_FTPS_EXPLICIT;
 }
 
+/* A certificate or a host key, which a job can save and check. */
+static inline int protocol_has_identity(uint32_t protocol)
+{
+    return protocol_has_tls(protocol) || protocol == PROTOCOL_SFTP;
+}
+
 /* FTP and FTPS. */
 static inline int protocol_is_ftp(uint32_t protocol)
 {
@@ -33,16 +39,38 @@ static inline int protocol_is_ftp(uint32_t protocol)
 
 enum proxy_kind { PROXY_NONE = 0, PROXY_HTTP = 1 };
 
+/* Proxies that libcurl knows and no job may use; matched in any case. */
+#define PROXY_SOCKS_PREFIXES "socks4://", "socks4a://", "socks5://", "socks5h://", "socks://"
+
+/* What strings must not hold, for all protocols but Zixi. '#' and '?' end the path of a URL: the job would
+ * fetch or overwrite another file. CR and LF end an FTP command: what follows would be a second one. */
+#define REFUSED_IN_REMOTE_PATH "#?\r\n"
+#define REFUSED_IN_LOGIN "\r\n"
+/* Characters that would end the host of a URL and begin its path, and those that no host name contains. */
+#define REFUSED_IN_HOST                                                                                      \
+    "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10"                                \
+    "\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x7f"
+
+/* The same for remote paths over FTP and FTPS. The byte 255 begins a TELNET command (RFC 854): some servers
+ * take it out of a name. libcurl cuts a path at this text, in lower case; an HTTP proxy may do so in any
+ * case. */
+#define REFUSED_IN_FTP_PATH "\xff"
+#define REFUSED_IN_FTP_PATH_TEXT ";type="
+
+enum download_limit { DOWNLOAD_LIMIT_BYTES = 4096 }; /* larger files are refused: result 12 */
+
 enum server_auth_type {
     SERVER_AUTH_NONE = 0, /* any certificate or key is accepted */
-    SERVER_AUTH_MD5 = 1,  /* SFTP: MD5 of the host key, 16 bytes */
-    SERVER_AUTH_SHA1 = 2, /* FTPS: SHA-1 of the certificate, 20 bytes */
+    SERVER_AUTH_MD5 = 1,  /* SFTP: MD5 of the host key */
+    SERVER_AUTH_SHA1 = 2, /* FTPS: SHA-1 of the certificate */
 };
+
+enum digest_size { DIGEST_MD5_BYTES = 16, DIGEST_SHA1_BYTES = 20 };
 
 /* The check of the server's identity. */
 typedef struct server_auth_t {
     uint32_t auth_type;    /* server_auth_type */
-    uint8_t digest_length; /* bytes used of `digest`: 16 or 20 */
+    uint8_t digest_length; /* bytes used of `digest`: digest_size */
     uint8_t digest[256];   /* the expected fingerprint, raw bytes */
     char save_path[259];   /* if not empty, certificate or key is saved there before it is checked */
 } server_auth_t;
