@@ -39,7 +39,7 @@ FTPC int ftpc_check_text(ftpclient_request_t *request, const char *what, const c
     return found ? refuse_character(request, what, *found) : FTPCLIENT_OK;
 }
 
-/* An IPv6 address in brackets may hold what a name must not. */
+/* ':' and '%' are allowed inside the brackets of an IPv6 address. */
 FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const char *host, uint32_t port)
 {
     const int error = ftpc_check_text(request, what, host, sizeof request->wire.host, "/?#@\\ \x7f");
@@ -71,10 +71,10 @@ FTPC int ftpc_check_remote_path(ftpclient_request_t *request, const char *path)
         return error;
     if (!protocol_is_ftp(request->wire.protocol))
         return FTPCLIENT_OK;
-    /* libcurl would take it off an FTP path and mean another file. */
+    /* libcurl removes it from an FTP path, so the job would use another file. */
     if (strcasestr(path, ";type="))
         return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold ';type='", WHAT);
-    /* On an FTP connection it begins a TELNET command (RFC 854), which some servers take out. */
+    /* On an FTP connection it begins a TELNET command (RFC 854), which some servers remove from the name. */
     if (strchr(path, '\xff'))
         return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER, "%s: must not hold the byte 255", WHAT);
     return FTPCLIENT_OK;
