@@ -54,7 +54,7 @@ static CLI::App *add_command(CLI::App &app, options_t &options, const char *name
 {
     CLI::App *command = app.add_subcommand(name, description);
     command->fallthrough();
-    command->footer("ftpctl --help tells of URLs, passwords and exit statuses.");
+    command->footer("ftpctl --help explains URLs, passwords and exit statuses.");
     command->callback([&options, name, run] {
         options.run = run;
         options.command = name;
