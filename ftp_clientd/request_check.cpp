@@ -75,11 +75,11 @@ struct string_rule_t {
 #define FIELD(member) offsetof(transfer_request_t, member), sizeof(transfer_request_t::member)
 
 // '#' and '?' end the path of a URL: the job would fetch or overwrite another file. CR and LF end an FTP
-// command: what follows would be a second one.
+// command: what follows would be a second command.
 constexpr const char *NOT_IN_PATH = "#?\r\n";
 constexpr const char *NOT_IN_LOGIN = "\r\n";
 
-// On an FTP connection the byte 255 begins a TELNET command (RFC 854): some servers take it out of a name.
+// On an FTP connection the byte 255 begins a TELNET command (RFC 854): some servers remove it from the name.
 constexpr const char *NOT_IN_FTP_PATH = "\xff";
 
 // libcurl cuts an FTP path at this text; an HTTP proxy may do so in upper or lower case.
