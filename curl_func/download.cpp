@@ -10,8 +10,8 @@ static bool prepare_download(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// The last bytes are written here; a failure counts as a failed write. So does a file that was truncated,
-// extended or moved meanwhile.
+// Writes the last bytes. False (logged) when that fails, or when the file was truncated, extended or
+// moved meanwhile.
 static bool is_stored(FILE *file, const char *path)
 {
     if (fflush(file) != 0) {
@@ -42,7 +42,7 @@ static void end_download(worker_t *w, file_stream *file, const char *path)
         return;
     if (remove(path) != 0)
         log_errno("curl_func(665)");
-    else if (w->handle.error == FTPCD_ERR_NONE) // a cancel that came when all was there
+    else if (w->handle.error == FTPCD_ERR_NONE) // cancelled after the last byte had arrived
         w->handle.error = FTPCD_ERR_CANCELED;
 }
 

@@ -25,9 +25,9 @@ CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
 // pin of a server that is then rejected. May be called several times in a job.
 int cb_ssl_app_verify(X509_STORE_CTX *store, void *context);
 
-// CURLOPT_SSH_KEYFUNCTION, context a cb_auth_info_t: CURLKHSTAT_FINE or CURLKHSTAT_REJECT. Saves as above.
-// Without a foundkey (logged) libcurl's own comparison decides: everything below CURLKHMATCH_MISSING is
-// accepted.
+// CURLOPT_SSH_KEYFUNCTION, context a cb_auth_info_t: CURLKHSTAT_FINE or CURLKHSTAT_REJECT. Saves as
+// above. Without a foundkey (logged) libcurl's own comparison decides: everything below
+// CURLKHMATCH_MISSING is accepted.
 int cb_sshkey(CURL *curl, const curl_khkey *knownkey, const curl_khkey *foundkey, curl_khmatch match,
               void *context);
 

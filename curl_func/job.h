@@ -6,8 +6,8 @@
 #include <curl/curl.h>
 #include <sys/types.h>
 
-// A socket of libcurl. libcurl may close it without the callback; the inode shows whether its number was
-// reused.
+// A socket of libcurl. libcurl may close it without the callback; the inode shows whether its
+// number was reused.
 struct noted_socket_t {
     bool is_open;
     curl_socket_t fd;

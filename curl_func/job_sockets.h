@@ -9,12 +9,14 @@
 // already. Always returns CURL_SOCKOPT_OK.
 int cb_note_socket(void *context, curl_socket_t fd, curlsocktype purpose);
 
-// libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. Returns
-// what close() returns.
+// libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. Returns what
+// close() returns.
 int cb_close_noted(void *context, curl_socket_t fd);
 
 // To be called before a socket is closed: its number may be reused for another descriptor.
 void sockets_forget(curl_job_t *job, curl_socket_t fd);
+
+// Forgets the sockets of the last job; for the start of a job.
 void sockets_forget_all(curl_job_t *job);
 
 // Shuts down all recorded sockets: a thread that waits for one of them wakes up and finds it broken.

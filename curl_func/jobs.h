@@ -1,5 +1,5 @@
-// The three kinds of job. Each function sets up its transfer on w->handle, runs it and leaves the outcome
-// there. They block until the transfer has ended.
+// The three kinds of job, on the worker thread. Each function sets up its transfer on w->handle, runs it and
+// leaves the outcome there, to be stored by the caller. They block until the transfer has ended.
 #pragma once
 
 #include "curl_func/data_callbacks.h"
@@ -19,12 +19,19 @@ struct worker_t {
     progress_info_t progress;
 };
 
+// Downloads to the local file, which is created or emptied first. A cancelled download's file is removed;
+// after a failure the part that arrived stays.
 void download(worker_t *w);
+
+// Uploads the local file; with the upload flag only what is behind the size found by the last look-up.
 void upload(worker_t *w);
+
+// Looks the remote file up and fills in the job's remote_file. A missing file is a success.
 void look_up(worker_t *w);
 
 // Helpers of the three.
 
+// True when the handle shows a failure.
 inline bool failed(const worker_t *w) { return is_curl_error(&w->handle) != 0; }
 
 // Makes `error`, an ftpcd_err, the outcome. Always false.

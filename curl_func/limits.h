@@ -1,5 +1,5 @@
-// The limits of a job: 4096 bytes for a download, and the time limits. On the worker thread; nothing here
-// waits.
+// The limits of a job: 4096 bytes for a download, and the time limits. On the worker thread;
+// nothing here waits.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -7,7 +7,7 @@
 #include <cstdint>
 
 constexpr int32_t NO_LIMIT = 0;
-constexpr int32_t ANY_NUMBER = -1; // of retries
+constexpr int32_t ANY_NUMBER = -1; // of retries after timeouts
 
 // The limits of a job, and the state of the current try for the progress callback.
 struct timeout_info_t {
@@ -20,6 +20,7 @@ struct timeout_info_t {
     double last_amount = 0;       // bytes moved in the try, as last seen
 };
 
+// What each kind of job begins with. All are limited to five tries as well, see curl_perform.
 constexpr timeout_info_t DOWNLOAD_LIMITS = {60, NO_LIMIT, 0};
 constexpr timeout_info_t UPLOAD_LIMITS = {60, NO_LIMIT, ANY_NUMBER};
 constexpr timeout_info_t LOOK_UP_LIMITS = {NO_LIMIT, 180, ANY_NUMBER};
@@ -37,9 +38,9 @@ bool exceeds_download_limit(curl_e_handle_t *handle, const amount_t &amount);
 // True when something moved since the last call in the same try, or everything has moved.
 bool is_active(timeout_info_t *timeout, const amount_t &amount);
 
-// True when, `elapsed_s` into the try, nothing has moved for longer than connection_limit (0 = no limit). It
-// then sets FTPCD_ERR_TIMEOUT in the handle and timed_out to 1, and logs it unless there was an error
-// already.
+// True when, `elapsed_s` into the try, nothing has moved for longer than connection_limit (0 = no
+// limit). It then sets FTPCD_ERR_TIMEOUT in the handle and timed_out to 1, and logs it unless there was
+// an error already.
 bool is_idle_too_long(curl_e_handle_t *handle, timeout_info_t *timeout, double elapsed_s);
 
 // Seconds of the current transfer, -1 when unknown. Does not change the handle's outcome.

@@ -38,8 +38,7 @@ file_stream local_file_create(const char *path)
 
 file_stream local_file_open(const char *path)
 {
-    // Checked before it is opened: opening could start a watchdog, rewind a tape or wake the writer of a
-    // pipe.
+    // Checked before it is opened: opening could start a watchdog, rewind a tape or wake a pipe's writer.
     struct stat found;
     if (stat(path, &found) == 0 && irregularity(found) != 0) {
         errno = irregularity(found);

@@ -10,9 +10,9 @@
 // that. NULL with errno when it cannot be opened; ENXIO for a pipe without a reader.
 file_stream local_file_create(const char *path);
 
-// As fopen(path, "rb") for a regular file. NULL with errno for anything else: EISDIR for a directory,
-// otherwise EINVAL. Such a file is not opened, or closed at once if it replaced a regular file during the
-// call.
+// As fopen(path, "rb") for a regular file. NULL with errno for anything else: EISDIR for a
+// directory, otherwise EINVAL. Such a file is not opened, or closed at once if it replaced a regular
+// file during the call.
 file_stream local_file_open(const char *path);
 
 // The functions below examine an open file without closing it or moving its position.

@@ -22,8 +22,8 @@ struct session_t {
 
 using setting_fn = void (*)(const session_t &);
 
-// libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads are not
-// encrypted.
+// libcurl 7.87.0 to 7.88.1 leaves active data connections without TLS: downloads stall, uploads are
+// not encrypted.
 static bool active_mode_loses_tls()
 {
     const unsigned version = curl_version_info(CURLVERSION_NOW)->version_num;

@@ -6,7 +6,7 @@
 #include "wire/result_codes.h"
 
 constexpr long SFTP_UPLOAD_BUFFER_BYTES = 2L << 20; // the server confirms each buffer
-// Costs as little CPU as 512 KiB, with which a slow line could move nothing for longer than the limit allows.
+// 512 KiB would save no CPU, and on a slow line one buffer could outlast the inactivity limit.
 constexpr long UPLOAD_BUFFER_BYTES = 256L << 10;
 
 static bool resumes(const worker_t *w) { return job_upload_flag(w->job) != 0; }
@@ -39,8 +39,8 @@ static void enlarge_buffer(const worker_t *w)
                                                : UPLOAD_BUFFER_BYTES);
 }
 
-// Without this, session tickets of a TLS 1.3 server that arrive after libcurl's close would discard data in
-// flight.
+// Without this, session tickets of a TLS 1.3 server that arrive after libcurl's close would discard
+// data in flight.
 static void close_after_delivery(const worker_t *w)
 {
     if (!protocol_has_tls(w->job->record.request.protocol))
@@ -67,13 +67,13 @@ static bool prepare_upload(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// The sent data are bytes `begin` to `end` on the server, after any earlier part. They must include
-// everything that the file contained at first; data appended meanwhile may be missing. A file that shrank may
-// have been sent as a mixture, and a file longer than its reported size (as in /proc) is incomplete. A
-// retried resume has appended the beginning of the file.
+// The upload has sent the file's bytes from `begin` to `end`. True when they include everything that the file
+// contained at first; data appended meanwhile may be missing. False for a file that shrank, which may have
+// been sent as a mixture, for one that is longer than its reported size (as in /proc), and for a retried
+// resume, which has appended the beginning of the file.
 static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
 {
-    // Before the size is read, so that growth in between is noticed.
+    // Read before the size: otherwise a file that grows in between would look longer than its reported size.
     const bool has_more = local_file_has_byte(w->file.file, end);
     const int64_t size = local_file_size(w->file.file);
     const bool repeated = begin != 0 && w->job->record.exec_info.retry_count != 0;

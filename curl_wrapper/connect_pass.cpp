@@ -42,8 +42,9 @@ static void leave_connect_only(curl_e_handle_t *rec)
     rec->connect_only = copy.connect_only;
 }
 
-// Some servers append blanks to the directory or write backslashes in it, so these are removed or replaced.
-// In an absolute path with slashes they belong to the name, and the URL would lead elsewhere.
+// Some servers append blanks to the directory or write backslashes in it, so these are removed or
+// replaced. In an absolute path with slashes they are part of the name, and the URL would lead elsewhere:
+// false, logged.
 static bool is_read_exactly(curl_e_handle_t *rec)
 {
     const char *told = nullptr;
@@ -105,8 +106,8 @@ bool curl_e_find_login_directory(perform_t &run)
         return false;
     if (curl_e_scheme_of(url) != SCHEME_SFTP)
         return true;
-    // Read it now, because libcurl may free its copy while it connects; a missing URL is reported when it is
-    // needed.
+    // Read it now, because libcurl may free its copy while it connects; a missing URL is reported
+    // when it is needed.
     heap_string specified(run.specified ? nullptr : malloc_str1(url));
     if (connect_alone(rec))
         return set_absolute_url(run, std::move(specified));

@@ -13,7 +13,7 @@ struct perform_t {
 };
 
 // Does nothing and returns true for other schemes, or when the caller asked only for a connection. Otherwise
-// true means that run.rec has the URL with the login directory, run.specified and run.plain have the caller's
-// URL, and total_time is the seconds that this took. False with the reason in run.rec. Blocks as long as a
-// perform does.
+// true means that run.rec has the URL with the login directory, run.specified and run.plain have the
+// caller's URL, and total_time is the seconds that this took. False with the reason in run.rec. Blocks as
+// long as a perform does.
 bool curl_e_find_login_directory(perform_t &run);

@@ -1,9 +1,9 @@
 // A thin, logged layer over the libcurl easy interface. No other module calls libcurl's easy functions.
 //
-// Most calls return nothing: each stores its outcome in the handle record, to be tested with is_curl_error. A
-// failure is logged once, where it happens. Nothing is rolled back, and a call does its work even if an
-// earlier one failed. A record belongs to one thread. Only curl_e_perform and curl_e_cleanup wait for a
-// server.
+// Most calls return nothing: each stores its outcome in the handle record, to be tested with
+// is_curl_error. A failure is logged once, where it happens. Nothing is rolled back, and a call does its
+// work even if an earlier one failed. A record belongs to one thread. Only curl_e_perform and
+// curl_e_cleanup wait for a server.
 #pragma once
 
 #include <cstddef>
@@ -149,8 +149,9 @@ int parse_dynamic_buffer(list_setting_info_t *info);
 // Each sets the libcurl options in its name, in that order, and stops at the first that libcurl refuses.
 // libcurl copies strings; a callback's data must live as long as the handle. A refusal is error
 // FTPCD_ERR_INTERNAL, exhausted memory FTPCD_ERR_NO_MEMORY (as is a NULL host or path of
-// curl_e_setopt_url_ex).
+// curl_e_setopt_url_ex). None of them blocks.
 
+// `name` is an interface, a host name or an address of this device.
 void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name);
 // Percent-escapes everything except the reserved characters of RFC 3986; '%' is escaped too.
 void curl_e_setopt_url(curl_e_handle_t *rec, const char *url);
@@ -158,8 +159,8 @@ void curl_e_setopt_url(curl_e_handle_t *rec, const char *url);
 void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url);
 // Whether "." and ".." in a path go to the server unchanged. Otherwise libcurl removes them: "../f" is "f".
 void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on);
-// scheme://host/path; kind is a transfer_protocol. A path that begins with '/' gives two slashes, so it is
-// absolute.
+// scheme://host/path; kind is a transfer_protocol. A path that begins with '/' gives two slashes, so
+// it is absolute.
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path);
 void curl_e_setopt_port(curl_e_handle_t *rec, long port); // 0 to 65535
 void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user,
@@ -169,28 +170,34 @@ void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user,
 // than 1, a port outside 0 to 65535. A SOCKS host is FTPCD_ERR_NOT_SUPPORTED.
 void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long port);
 void curl_e_setopt_ftpport(curl_e_handle_t *rec); // active mode, on the control connection's address
+// 1 = an upload is appended to the remote file.
 void curl_e_setopt_append(curl_e_handle_t *rec, long on);
 // Makes it an upload of the local file `file`, which is examined but not opened: its size is announced, less
 // resume_offset if resume is set. Missing remote folders are created. If the file cannot be examined, the
 // error is FTPCD_ERR_LOCAL_READ.
 void curl_e_setopt_upload(curl_e_handle_t *rec, const char *file);
-// Bytes libcurl gathers before it sends. Over SFTP the default of 64 KiB makes uploads to a distant server
-// slow.
+// Bytes libcurl gathers before it sends. The default of 64 KiB makes SFTP uploads to a distant server slow.
 void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes);
 // 1 = do not wait for a name server at the end of a transfer; the pending look-up ends by itself. A libcurl
 // before 7.87.0 waits nevertheless.
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on);
 // 1 = libcurl does not change signal handling, which would affect every thread.
 void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on);
+// 1 = an HTTP status of 400 and above fails the transfer.
 void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on);
 void curl_e_setopt_http_version(curl_e_handle_t *rec, long version);      // CURL_HTTP_VERSION_*
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds); // negative = 0 = none
 // Also sets the accept timeout of active mode. Negative = 0 = none.
 void curl_e_setopt_connect_timeout(curl_e_handle_t *rec, long seconds);
+// 1 = a perform only connects and logs in.
 void curl_e_setopt_curlopt_connect_only(curl_e_handle_t *rec, long on);
+// 1 = the next perform uses no connection of an earlier one.
 void curl_e_setopt_curlopt_fresh_connect(curl_e_handle_t *rec, long on);
+// How many connections stay open for later performs.
 void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n);
+// 1 = the file name in an FTP URL is a pattern.
 void curl_e_setopt_curlopt_wildcardmatch(curl_e_handle_t *rec, long on);
+// 0 = only PORT and PASV, which every server knows.
 void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on);
 void curl_e_setopt_tcp_keepalive(curl_e_handle_t *rec, long on, long idle, long interval); // seconds
 // "" = no file: the key function decides. With NULL libcurl accepts any host without calling it.
@@ -200,11 +207,16 @@ void curl_e_setopt_ssh_keyfile(curl_e_handle_t *rec, const char *public_key, con
                                const char *pass_phrase); // NULL = ""
 // CURLUSESSL_* and CURLFTPAUTH_*; also sets the TLS version to libcurl's default.
 void curl_e_setopt_use_ssl(curl_e_handle_t *rec, long level, long auth);
+// 1 = data connections go to the control connection's address, whatever address PASV returns.
 void curl_e_setopt_ftp_skip_pasv_ip(curl_e_handle_t *rec, long on);
 void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode); // CURLFTPSSL_CCC_*
+// Certificates of CAs, in a file or a folder; NULL = none.
 void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file);
 void curl_e_setopt_capath(curl_e_handle_t *rec, const char *directory);
 void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host); // 0 = not checked
+
+// Callbacks, with the data that libcurl passes to them. They run inside curl_e_perform, on its thread;
+// libcurl documents what they get and return.
 void curl_e_setopt_writefunc_data(curl_e_handle_t *rec, curl_write_callback function, void *data);
 void curl_e_setopt_readfunc_data(curl_e_handle_t *rec, curl_read_callback function, void *data);
 // Also turns progress on.

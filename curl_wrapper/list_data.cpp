@@ -23,7 +23,8 @@ static uint64_t unfinished_bytes(const dynamic_buffer_t *buffer, const char *dat
     return uint64_t{before} + len;
 }
 
-// Scans for the line's start only when it can be too long, so that single bytes do not cost a scan each.
+// Scans for the start of the last line only when that line can be too long: a listing that arrives byte by
+// byte would cost a scan for each byte.
 static bool within_limit(const dynamic_buffer_t *buffer, const char *data, size_t len)
 {
     return uint64_t{buffer->length} + len <= LINE_LIMIT_BYTES ||

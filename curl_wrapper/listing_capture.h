@@ -3,8 +3,8 @@
 
 #include "curl_wrapper/curl_wrapper.h"
 
-// Settings without a pattern and without a running capture, for list_setting_free. NULL when memory is
-// exhausted.
+// New settings without a pattern and without a running capture; the caller frees them with list_setting_free.
+// NULL when memory is exhausted.
 list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *context);
 
 // Frees the settings and the capture in them, but neither pattern nor context. NULL is ignored.

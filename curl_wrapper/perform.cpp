@@ -90,7 +90,7 @@ static void transfer(perform_t &run)
     const char *url = curl_e_getinfo_effective_url(rec);
     if (url == nullptr)
         return;
-    heap_string loggable; // a host may hold a password
+    heap_string loggable; // a host may contain a login
     if (run.specified)
         log_info("curl_wrapper(427)", "Specified URL: %s", curl_e_loggable(run.specified.get(), &loggable));
     log_info("curl_wrapper(429)", "Actual URL   : %s", curl_e_loggable(url, &loggable));
@@ -115,7 +115,7 @@ static void clean_up(perform_t &run)
     if (run.list == nullptr)
         return;
     list_capture_free(run.list);
-    run.list->pattern = nullptr; // it ends with run.plain
+    run.list->pattern = nullptr; // it points into run.plain
 }
 
 void curl_e_perform(curl_e_handle_t *rec)

@@ -33,7 +33,7 @@ static char *put_redacted_url(char *dst, std::string_view &rest)
     dst = put(dst, {rest.data(), host});
     rest.remove_prefix(host);
     const std::string_view authority(rest.data(), std::min(rest.find_first_of("/?# "), rest.size()));
-    const size_t at = authority.rfind('@'); // a password may hold one, a host cannot
+    const size_t at = authority.rfind('@'); // a password may contain '@', a host cannot
     if (at == std::string_view::npos || at == 0)
         return dst;
     rest.remove_prefix(at);
@@ -42,7 +42,7 @@ static char *put_redacted_url(char *dst, std::string_view &rest)
 
 heap_string curl_e_redacted(std::string_view line)
 {
-    // The shortest that is replaced is the x of "://x@".
+    // Enough for the worst case: "://x@" has 5 bytes and becomes "://****@" with 8.
     heap_string redacted(static_cast<char *>(malloc(line.size() * 2 + HIDDEN.size() + 2)));
     if (!redacted)
         return nullptr;

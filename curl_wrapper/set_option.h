@@ -47,6 +47,8 @@ static bool set_option(curl_e_handle_t *rec, const char *id, const char *name, V
     return false;
 }
 
+// Sets CURLOPT_... `option`, given by its name, which is logged too. True when libcurl accepted the value.
 #define SET(rec, id, option, value) set_option<option>(rec, id, #option, value)
 
+// 0 is the protocol's default port.
 constexpr bool curl_e_is_port(long port) { return port >= 0 && port <= 65535; }

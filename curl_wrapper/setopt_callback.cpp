@@ -37,8 +37,8 @@ void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback 
 
 void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback function, void *data)
 {
-    // Set the data first: after a refusal the job continues, and the function must never run without its
-    // data.
+    // Set the data first: after a refusal the job continues, and the function must never run
+    // without its data.
     SET(rec, "curl_wrapper(1611)", CURLOPT_CLOSESOCKETDATA, data) &&
         SET(rec, "curl_wrapper(1605)", CURLOPT_CLOSESOCKETFUNCTION, function);
 }
@@ -74,5 +74,5 @@ void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback
     if (is_curl_error(rec))
         log_error("curl_wrapper(1635)", "curl_e_setopt_listfunc_data(): Failed(%d, %d)", rec->curl_code,
                   rec->error);
-    rec->list_info = info; // even then, for clean-up to free it
+    rec->list_info = info; // after a refusal too: clean-up frees it
 }

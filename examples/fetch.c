@@ -1,5 +1,5 @@
 /* Looks a remote file up, then downloads it.
- *   fetch HOST USER REMOTE_PATH LOCAL_PATH      the password comes by the environment, as FETCH_PASSWORD
+ *   fetch HOST USER REMOTE_PATH LOCAL_PATH      the password is in the environment's FETCH_PASSWORD
  *
  * cc fetch.c $(pkg-config --cflags --libs ftpclient) -o fetch */
 #include <ftpclient.h>
@@ -12,7 +12,7 @@
 
 enum { JOB_TIMEOUT_MS = 180000 };
 
-/* Says what failed; 0 when nothing did. */
+/* Prints what failed and returns 1; 0 when nothing did. */
 static int failed(const char *what, int code)
 {
     if (code == FTPCLIENT_OK)
@@ -22,7 +22,7 @@ static int failed(const char *what, int code)
     return 1;
 }
 
-/* The same for a setter, which says why it refused. */
+/* The same for a setter; the request knows why it refused. */
 static int refused(const ftpclient_request_t *request, int code)
 {
     if (code != FTPCLIENT_OK)
@@ -78,7 +78,7 @@ int main(int count, char **arguments)
                  failed("request", ftpclient_request_new(FTPCLIENT_FTP, &request));
     if (status == 0)
         status = fetch(client, request, arguments);
-    ftpclient_request_free(request); /* wipes the password */
+    ftpclient_request_free(request); /* erases the password */
     ftpclient_close(client);
     return status;
 }

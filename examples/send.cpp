@@ -1,5 +1,5 @@
 // Uploads a file in an event loop: the upload, its progress and the daemon's notices, without a thread.
-//   send HOST USER LOCAL_PATH REMOTE_PATH       the password comes by the environment, as SEND_PASSWORD
+//   send HOST USER LOCAL_PATH REMOTE_PATH       the password is in the environment's SEND_PASSWORD
 //
 // c++ -std=c++17 send.cpp $(pkg-config --cflags --libs ftpclient) -o send
 #include <ftpclient.h>
@@ -32,7 +32,7 @@ static client_ptr open_client()
     return client_ptr(client);
 }
 
-// Nothing when the device's network manager receives them: all works without.
+// NULL when the device's network manager receives them; the rest works without.
 static notices_ptr listen_for_notices()
 {
     ftpclient_notices_t *notices = nullptr;
@@ -81,7 +81,7 @@ static void show_progress(const ftpclient_call_t *call)
                   << std::endl;
 }
 
-// The loop; a program of your own has its descriptors in here as well.
+// The event loop. Your own program adds its descriptors here.
 static int follow(ftpclient_call_t *call, ftpclient_notices_t *notices)
 {
     using clock = std::chrono::steady_clock;
@@ -89,7 +89,7 @@ static int follow(ftpclient_call_t *call, ftpclient_notices_t *notices)
     pollfd waiting[] = {{ftpclient_call_fd(call), POLLIN, 0}, {ftpclient_notices_fd(notices), POLLIN, 0}};
     for (;;) {
         if (poll(waiting, 2, -1) == -1)
-            continue; // a signal
+            continue; // interrupted by a signal
         if (waiting[1].revents != 0)
             show_notice(notices);
         if (waiting[0].revents == 0)

@@ -15,7 +15,7 @@ static int sockfd_ = -1;
 // Closes the listening socket; a failure is logged under `id`.
 static void close_listening(const char *id)
 {
-    descriptor listening(std::exchange(sockfd_, -1)); // no owner is static: it would close at exit
+    descriptor listening(std::exchange(sockfd_, -1)); // not a static owner: its destructor would run at exit
     if (listening.close() == -1)
         log_errno(id);
 }
@@ -55,8 +55,8 @@ void ftp_clientd_if_destory()
         close_listening("ftp_clientd_if(151)");
 }
 
-// True when accept should be called: for a waiting client, and after an error of the socket, which accept
-// then reports or waits for to end.
+// True when accept should be called: when a client waits, and after an error of poll or the socket. accept
+// then reports the error, or waits for a client.
 static bool is_accept_due()
 {
     pollfd listening = {sockfd_, POLLIN, 0};

@@ -31,8 +31,8 @@ int64_t deadline_of(int fd)
     return fd == accepted_.connection ? accepted_.deadline_ms : now_ms() + CONTROL_TALK_MS;
 }
 
-// Uses poll instead of SO_RCVTIMEO, which restarts with every byte: a client could send one byte a second
-// forever.
+// Uses poll instead of SO_RCVTIMEO, which restarts with every byte: a client could send one byte a
+// second forever.
 bool deadline_wait(int fd, short events, int64_t deadline_ms)
 {
     for (;;) {

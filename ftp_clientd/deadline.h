@@ -9,7 +9,7 @@ void deadline_start(int connection);
 // To be called when the connection is closed: its number may be reused for another descriptor.
 void deadline_end(int connection);
 
-// The deadline of fd: as started for an accepted connection, otherwise CONTROL_TALK_MS from now.
+// The deadline of fd, a time: as started for an accepted connection, otherwise CONTROL_TALK_MS from now.
 int64_t deadline_of(int fd);
 
 // Waits until fd is ready for `events` (POLLIN, POLLOUT) or broken, which recv or send then reports. False

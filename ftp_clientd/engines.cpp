@@ -4,7 +4,8 @@
 #include "ftp_clientd/notice_content.h"
 #include "zixi_func/zixi_func.h"
 
-// The feeder library has no look-up: no file, and nothing known about it.
+// The reply to command 6 while this engine is active: no file, and nothing known, because the feeder library
+// has no look-up.
 constexpr remote_file_t ZIXI_FILE = {.looked_up = 1,
                                      .exists = 0,
                                      .size = -1,

@@ -21,10 +21,11 @@ struct engine_t {
     const char *no_kind_id;          // log id: a job of unknown kind has ended
 };
 
-// Prepares both engines: 0, or the first failure.
+// Prepares both engines; call it once, before the others. 0, or the first failure, which is logged: -1.
 int engines_init();
 
-// Makes the engine for this protocol the active one and returns it.
+// Makes the engine for this protocol, a transfer_protocol, the active one and returns it. A job of the other
+// engine runs on, but is neither reported nor cancelled until that engine is active again.
 const engine_t &engine_select(uint32_t protocol);
 
 // The engine selected last; libcurl's before the first selection.
@@ -33,6 +34,6 @@ const engine_t &engine_active();
 // A copy of the engine's job record.
 job_record_t engine_state(const engine_t &engine);
 
-// Sends a notice if the active engine's job has just ended. Does not wait for a job; blocks as long as
-// notify.
+// Sends a notice if the active engine's job has just ended. Does not wait for a job, but for the network
+// manager, as notify does.
 void engine_report_finished_job();

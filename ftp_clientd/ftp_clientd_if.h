@@ -18,10 +18,10 @@ int ftp_clientd_if_open_received_channel();
 // Closes a connection; sent data is still delivered. Does not wait.
 void ftp_clientd_if_close_received_channel(int connection);
 
-// Reads one request: 8 header bytes, then as many body bytes as the header announces.
-// Returns the body, malloc'ed and now the caller's; NULL when there is none or the read failed. A failure
-// leaves *header all zero. Of a body above 1 MiB only the first MiB is kept; the rest is read, and its
-// content in the buffer is undefined. Blocks until 10 s after the connection was accepted at most.
+// Reads one request: 8 header bytes, then as many body bytes as the header announces. Returns the body,
+// malloc'ed and now the caller's; NULL when there is none or the read failed. A failure leaves *header all
+// zero. Of a body above 1 MiB only the first MiB is kept; the rest is read, and its content in the buffer is
+// undefined. Blocks until 10 s after the connection was accepted at most.
 void *ftp_clientd_if_receive(int connection, message_header_t *header);
 
 // Sends the header, then header->length bytes of body. Returns the body bytes sent (8 when length is 0) or
@@ -34,10 +34,10 @@ int ftp_clientd_if_send(int connection, const message_header_t *header, const vo
 // network manager does not accept connections, and 10 s when it does not read.
 int ftp_clientd_if_notify(int code, const void *body, int length);
 
-// Receives exactly len bytes within the same 10 s (other descriptors: 10 s from the call). Returns len; less
-// when the peer closed; len + 1 after an error; 0 at once when len < 1. With MSG_PEEK in flags: len when
-// everything has arrived; 0 when the peer closed; the count so far when nothing more arrived in ten checks
-// 100 ms apart.
+// Receives exactly len bytes within the same 10 s (other descriptors: 10 s from the call). Returns len;
+// less when the peer closed; len + 1 after an error; 0 at once when len < 1. With MSG_PEEK in flags: len
+// when everything has arrived; 0 when the peer closed; the count so far when nothing more arrived in ten
+// checks 100 ms apart.
 int recvn(int fd, void *buffer, int len, int flags);
 
 // Sends exactly len bytes, blocking as long as ftp_clientd_if_send does. Returns the count sent, len + 1

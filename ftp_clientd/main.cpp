@@ -14,8 +14,7 @@
 
 constexpr useconds_t PASS_PAUSE_US = CONTROL_PASS_MS * 1000;
 
-// glibc gives each thread its own arena, but trims only the main one: memory freed by a worker would stay in
-// its arena.
+// glibc gives each thread its own arena, but trims only the main one: memory that a worker frees would stay.
 static void use_one_arena()
 {
 #ifdef M_ARENA_MAX

@@ -1,5 +1,5 @@
-// Notices to the network manager. Blocks as long as ftp_clientd_if_notify does; a notice that
-// cannot be sent is logged and lost.
+// Notices to the network manager. Blocks as long as ftp_clientd_if_notify does; a notice that cannot be sent
+// is logged and lost.
 #pragma once
 
 #include "ftp_clientd/engines.h"

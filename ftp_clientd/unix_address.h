@@ -6,7 +6,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-// Fills *address and returns its length: the family, the path and its terminator.
+// Fills *address and returns its length in bytes: the family, the path and its terminator. A path that is too
+// long does not compile.
 template <size_t path_size> socklen_t unix_address(sockaddr_un *address, const char (&path)[path_size])
 {
     static_assert(path_size <= sizeof address->sun_path);

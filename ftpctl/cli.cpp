@@ -220,8 +220,7 @@ static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
     return line + "; see " + command + " --help";
 }
 
-// Handled like any other failure. --json may stand after the fault, so the parsed options need not contain
-// it.
+// Reports it like any other failure. --json may stand after the fault, so the parsed options may lack it.
 static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     options_t options;

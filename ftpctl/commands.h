@@ -1,11 +1,12 @@
-// The commands, each in a file of the same name; ping, state and cancel are in questions.cpp, watch is in
-// watch.h.
+// The commands, each in a file of the same name; ping, state and cancel are in questions.cpp, watch
+// is in watch.h.
 #pragma once
 
 #include "ftpctl/options.h"
 #include "ftpctl/report.h"
 
-// Each waits for the daemon or for the end of the job, fills in the report, and throws failure on failure.
+// Each waits for the daemon or for the end of the job, at most for --timeout, fills in the report, and throws
+// failure on failure. get, put and info may first prompt for a password.
 void command_get(const options_t &options, report_t &report);
 void command_put(const options_t &options, report_t &report);
 void command_info(const options_t &options, report_t &report);
@@ -15,7 +16,8 @@ void command_cancel(const options_t &options, report_t &report);
 
 // Gets a server's identity and prints its pin. The daemon connects once, saves the certificate or host key
 // into a private folder, and then rejects the server, because the job's pin has length 0 and matches nothing.
-// The connection ends before the login: no password is sent and no file is touched.
+// The connection ends before the login: no password is sent and no remote file is touched. Throws failure if
+// the job ends in any other way.
 void command_identity(const options_t &options, report_t &report);
 
 // Receives notices in place of the network manager and prints each, until options.count notices, an interrupt

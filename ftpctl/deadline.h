@@ -1,4 +1,4 @@
-// The end of a wait, or none.
+// The end of a wait, or none, on a monotonic clock. Nothing here waits or fails.
 #pragma once
 
 #include <algorithm>
@@ -18,6 +18,7 @@ public:
                 clock::now() + std::min<std::chrono::milliseconds>(*limit, std::chrono::hours(24 * 365 * 10));
     }
 
+    // Always false without an end.
     bool passed() const { return end_ && clock::now() >= *end_; }
 
     // The remaining time for poll(): milliseconds, rounded up; -1 without an end.

@@ -77,7 +77,7 @@ private:
         say(line);
     }
 
-    // The call stops by itself only when its time limit has expired.
+    // Without an interrupt, a call is stopping because a time limit has expired.
     void tell_stopping()
     {
         if (is_stopping_told_)

@@ -6,17 +6,19 @@
 #include "ftpctl/handles.h"
 #include "ftpctl/options.h"
 
-// Does not connect and does not wait. Throws failure.
+// The client for the control socket of the options. Does not connect and does not wait. Throws failure.
 client_t daemon_open(const options_t &options);
 
-// The message and status for an ftpclient_error. Call it before errno changes.
+// The failure for an ftpclient_error: its message, with the remedy, and its status. Call it before
+// errno changes.
 failure daemon_failure(const options_t &options, int error);
 
 // Waits for a call's descriptor, shows the call's progress, and stops it on an interrupt.
 class driver
 {
 public:
-    // Starts the command's time limit. Throws failure.
+    // Starts the command's time limit; `options` must live as long as the driver. Throws failure as
+    // daemon_open().
     explicit driver(const options_t &options);
 
     const options_t &options() const { return options_; }
@@ -26,7 +28,8 @@ public:
 
     // Begins a call with one of the ftpclient_begin_... functions and runs it to its end. `arguments` are
     // those between client and time limit. `code` is the call's result, with its errno; `call` is NULL when
-    // it could not begin. Throws failure when the output fails.
+    // it could not begin. Blocks until the call has ended: after an interrupt that takes up to 10 s more.
+    // Throws failure when the output fails.
     struct finished_t {
         int code;
         call_t call;

@@ -18,6 +18,7 @@ public:
     // With an empty command nothing is run. Otherwise this object handles SIGCHLD, so only one may exist at a
     // time. Throws failure (STATUS_LOCAL).
     explicit event_hook(const std::string &command);
+    // Ends a command that still runs with SIGTERM, and waits for it.
     ~event_hook();
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
@@ -29,16 +30,17 @@ public:
     // more processes.
     void add(const event_t &event);
 
-    // Waits until `fd` (-1: none) is readable, an interrupt has come, a command has ended or `limit_ms` has
-    // passed
-    // (-1: no limit). Starts the next command when one has ended; throws failure as add() does.
+    // Waits until `fd` (-1: none) is readable, an interrupt has come, a command has ended or `limit_ms`
+    // milliseconds have passed (-1: no limit). Starts the next command when one has ended; throws failure
+    // as add() does.
     void wait(int fd, int limit_ms);
 
+    // True while a command runs or is queued.
     bool busy() const { return child_ != 0 || !waiting_.empty(); }
 
-    // Waits until all commands have run. On an interrupt it sends SIGTERM to the running command, waits for
-    // it, and discards the others with a message. False when a command has failed. Throws failure as add()
-    // does.
+    // Waits until all commands have run. On an interrupt it sends SIGTERM to the running command, waits
+    // for it, and discards the others with a message. False when a command has failed. Throws failure
+    // as add() does.
     bool finish();
 
 private:

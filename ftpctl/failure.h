@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-// statuses.cpp has the texts for them.
+// The exit statuses. Scripts depend on these numbers; statuses.cpp has the texts for them.
 enum exit_status {
     STATUS_DONE = 0,
     STATUS_LOCAL = 1,      // a local file, a socket or the output failed
@@ -24,7 +24,8 @@ enum exit_status {
     STATUS_CAUSE = 48,     // + the cause of a failed job, from FTPCLIENT_CAUSE_LOGIN on
 };
 
-// Ends the command: main prints "ftpctl: " and what(), and exits with the status.
+// Ends the command: main prints "ftpctl: " and what(), one line without a newline, and exits with the status,
+// an exit_status or one computed by status_of().
 struct failure : std::runtime_error {
     int status;
     failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}

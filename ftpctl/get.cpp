@@ -57,7 +57,7 @@ static void to_file(const options_t &options, const url_t &url, report_t &report
 {
     const std::string target = file_to_download(file_name(options), url_file_name(url));
     report.local = target;
-    build(options, url, target); // complains of the path that the user gave
+    build(options, url, target); // for a complaint about the path that the user gave
     const logins_t logins = logins_find(options, url);
     interrupts_catch(); // before there is a folder to remove
     driver driver(options);

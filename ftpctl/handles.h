@@ -1,4 +1,5 @@
-// RAII owners of the library's objects.
+// RAII owners of the library's objects: each frees its object at the end of the scope. Freeing a call that
+// has not ended leaves its job running.
 #pragma once
 
 #include "libftpclient/ftpclient.h"

@@ -11,7 +11,8 @@
 #include <unistd.h>
 
 constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
-constexpr int64_t TWIN_MS = 1000; // the kernel's SIGHUP and the shell's are no further apart
+// A closing terminal's two SIGHUPs, from the kernel and from the shell, come within this time.
+constexpr int64_t TWIN_MS = 1000;
 
 static volatile sig_atomic_t seen_;
 static int64_t first_ms_; // used only by the handler
@@ -38,7 +39,7 @@ static void remember(int number)
         first_ms_ = now_ms();
         seen_ = 1;
         [[maybe_unused]] const ssize_t written =
-            write(fd_, &one, sizeof one); // fails for no counter below 2^64
+            write(fd_, &one, sizeof one); // cannot fail: the counter is 0
     } else if (number != SIGHUP || now_ms() - first_ms_ > TWIN_MS) {
         end_as_usual(number);
     }
@@ -60,9 +61,9 @@ void interrupts_catch()
         throw failure(STATUS_LOCAL, std::string("eventfd: ") + strerror(errno));
     struct sigaction action = {};
     action.sa_handler = remember;
-    action.sa_flags = SA_RESTART; // poll() ends in any case, a write must not fail for it
+    action.sa_flags = SA_RESTART; // writes continue; poll() is interrupted nevertheless
     for (const int number : SIGNALS)
-        sigaddset(&action.sa_mask, number); // one after the other
+        sigaddset(&action.sa_mask, number); // no handler interrupts another
     for (const int number : SIGNALS) {
         if (number != SIGHUP || !is_ignored(number))
             sigaction(number, &action, nullptr);

@@ -7,9 +7,9 @@
 // no descriptor left.
 void interrupts_catch();
 
-// True after the first signal.
+// True after the first signal, for the rest of the program's life.
 bool interrupts_seen();
 
-// For poll(2): stays readable after the first signal. Before interrupts_catch() it is -1, which poll()
-// ignores.
+// For poll(2): stays readable after the first signal. Before interrupts_catch() it is -1, which
+// poll() ignores.
 int interrupts_fd();

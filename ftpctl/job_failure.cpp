@@ -7,7 +7,7 @@
 
 static std::string name_of(const server_t &server) { return server.host + ":" + std::to_string(server.port); }
 
-// libcurl connects to the proxy alone; only what that says of the name tells whose it is.
+// Through a proxy libcurl connects only to the proxy; but code 6 means that the server's name was not found.
 static std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
 {
     constexpr int SERVER_NAME_NOT_FOUND = 6;

@@ -7,7 +7,7 @@
 
 using json = nlohmann::ordered_json;
 
-// File names need not be UTF-8; what is not is replaced.
+// File names need not be UTF-8; invalid bytes are replaced.
 static std::string printed(const json &object)
 {
     return object.dump(-1, ' ', false, json::error_handler_t::replace);

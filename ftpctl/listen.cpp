@@ -58,7 +58,7 @@ void command_listen(const options_t &options, report_t &report)
             seen++;
     }
     if (!hook.finish())
-        throw failure(STATUS_EXEC, ""); // each was told
+        throw failure(STATUS_EXEC, ""); // each failed command was reported when it ended
     if (seen < options.count && !interrupts_seen())
         throw failure(STATUS_TIMEOUT, "only " + std::to_string(seen) + " of " +
                                           std::to_string(options.count) + " notices came in time");

@@ -34,7 +34,8 @@ static std::optional<struct stat> found(const std::string &path)
     return std::nullopt;
 }
 
-// Where links lead, also one to a file that does not exist yet. stat() refused more links than MOST_LINKS.
+// The end of a chain of links, also one to a file that does not exist yet. stat() has already refused a
+// longer chain than MOST_LINKS.
 static fs::path behind_links(fs::path path)
 {
     std::error_code error;
@@ -111,7 +112,7 @@ std::string file_beside(const std::string &target)
     const fs::path path(target);
     const std::string tail = ".ftpctl.XXXXXX";
     const std::string folder = (path.parent_path() / ".").string(); // "/dir/."
-    const size_t taken = folder.size() + tail.size() + 2;           // "/f" behind
+    const size_t taken = folder.size() + tail.size() + 2;           // "/f" after it
     if (taken > LONGEST_PATH)
         throw failure(STATUS_USAGE, target + ": too long a path: its folder needs " +
                                         std::to_string(taken - LONGEST_PATH) +

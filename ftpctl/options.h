@@ -1,4 +1,4 @@
-// The options of the command line.
+// The options of the command line: what the user asked for, after the checks that need no URL and no file.
 #pragma once
 
 #include "libftpclient/ftpclient.h"
@@ -17,11 +17,11 @@ struct options_t {
 
     // Every command
     std::string socket = FTPCLIENT_CONTROL_SOCKET;
-    std::optional<std::chrono::milliseconds> timeout;
+    std::optional<std::chrono::milliseconds> timeout; // absent: SILENCE_LIMIT ends a job instead
     bool json = false;
     bool quiet = false;
 
-    // get, put, info and identity
+    // get, put, info and identity; the string of an option that was not given is empty
     std::string url;
     std::vector<std::string> files; // get: at most one
     std::optional<std::string> user;
@@ -30,8 +30,8 @@ struct options_t {
     std::string proxy_password_file;
     std::string pin;
     std::string save_identity;
-    std::optional<uint32_t> protocol; // 4 or 5
-    std::chrono::milliseconds wait_turn = std::chrono::minutes(10);
+    std::optional<uint32_t> protocol;                               // 4 or 5
+    std::chrono::milliseconds wait_turn = std::chrono::minutes(10); // 0: do not wait
     bool active = false;
     bool resume = false;
     bool verify = false;
@@ -40,15 +40,15 @@ struct options_t {
     bool progress = false;
 
     // watch and listen
-    std::string exec;
+    std::string exec; // a command for the shell
 
     // listen
     std::string notify_socket = FTPCLIENT_NOTICE_SOCKET;
     unsigned long count = 0; // 0: no limit
 };
 
-// Fills in `options`. Returns an exit status if there is nothing to run: help was requested and printed, or
-// the command line is wrong, which is reported on standard error.
+// Fills in `options` from main()'s arguments. Returns an exit status if there is nothing to run: help was
+// requested and printed, or the command line is wrong, which is reported on standard error.
 std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options);
 
 // A job in which nothing moves for this time is cancelled, unless --timeout is given.

@@ -5,16 +5,17 @@
 
 // Which password is meant.
 struct password_names_t {
-    const char *option;   // names its file
-    const char *variable; // in the environment
+    const char *option;   // the option that names its file
+    const char *variable; // its variable in the environment
 };
 constexpr password_names_t SERVER_PASSWORD = {"--password-file", "FTPCTL_PASSWORD"};
 constexpr password_names_t PROXY_PASSWORD = {"--proxy-password-file", "FTPCTL_PROXY_PASSWORD"};
 
 // The first line of `file` if given ("-": the next line of standard input), otherwise the variable,
-// otherwise, if standard input is a terminal, the user's input. May wait for a file, a pipe or the user.
-// Always removes the variable from the environment. `whom` is named in the prompt, such as "anna@host".
-// Throws failure: STATUS_USAGE when there is no password, otherwise as password_prompt().
+// otherwise, if standard input is a terminal, the user's input. A carriage return at the end of a line is
+// removed. May wait for a file, a pipe or the user. Always removes the variable from the environment. `whom`
+// is named in the prompt, such as "anna@host". Throws failure: STATUS_USAGE when there is no password,
+// otherwise as password_prompt().
 std::string password_find(const password_names_t &names, const std::string &file, const std::string &whom);
 
 // Prompts on terminal `fd` without echo, and always restores the echo, also while the program is stopped

@@ -1,4 +1,4 @@
-// A temporary folder for one scope.
+// A temporary folder for one scope, in which the daemon can write and other users cannot read.
 #pragma once
 
 #include <string>
@@ -11,14 +11,15 @@ public:
     // (STATUS_LOCAL).
     private_folder(const std::string &pattern, const std::string &control_socket);
 
-    // A pattern below TMPDIR, or /tmp.
+    // An absolute pattern below TMPDIR, or /tmp if that is not set.
     static std::string pattern();
 
-    // Removes the folder with its contents.
+    // Removes the folder with its contents; a failure is ignored.
     ~private_folder();
     private_folder(const private_folder &) = delete;
     private_folder &operator=(const private_folder &) = delete;
 
+    // Without a '/' at the end.
     const std::string &path() const { return path_; }
 
     // Creates an empty file in it, readable only by the owner of the folder. Returns its path. Throws failure

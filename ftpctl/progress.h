@@ -1,4 +1,5 @@
-// Shows a running job on standard error: a bar on a terminal, plain lines elsewhere.
+// Shows a running job on standard error: a bar on a terminal, plain lines elsewhere. A failure to write is
+// ignored: the job goes on.
 #pragma once
 
 #include "ftpctl/progress_text.h"
@@ -8,8 +9,9 @@
 class progress_display
 {
 public:
-    // If `show` is false, it shows nothing.
+    // If `show` is false, it shows no progress.
     explicit progress_display(bool show);
+    // Erases the bar.
     ~progress_display() { clear(); }
     progress_display(const progress_display &) = delete;
     progress_display &operator=(const progress_display &) = delete;

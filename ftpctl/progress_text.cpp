@@ -35,7 +35,7 @@ bool line_pace::is_due(double now_s, const ftpclient_progress_t &progress)
     if (!last_s_)
         last_s_ = now_s;
     const double percent = progress_percent(progress);
-    last_percent_ = std::min(last_percent_, std::max(percent, 0.0)); // a new try counts from where it begins
+    last_percent_ = std::min(last_percent_, std::max(percent, 0.0)); // a new try begins below the last line
     const bool has_moved =
         percent >= 0 ? percent - last_percent_ >= LINE_PERCENT : progress.transferred_bytes != last_bytes_;
     if (now_s - *last_s_ < LINE_S || !has_moved)
@@ -57,7 +57,7 @@ std::string progress_line(const ftpclient_progress_t &progress, double bytes_per
 {
     const double percent = progress_percent(progress);
     std::string text;
-    if (percent >= 0) // rounded down: 100 only when all is there
+    if (percent >= 0) // rounded down: 100 only when it is complete
         text += std::to_string(static_cast<int>(percent)) + " %, ";
     text += text_size(real(progress.transferred_bytes));
     if (percent >= 0)
@@ -75,8 +75,7 @@ std::string progress_line(const ftpclient_progress_t &progress, double bytes_per
 std::string progress_bar(const ftpclient_progress_t &progress, double bytes_per_s, size_t width)
 {
     const std::string line = progress_line(progress, bytes_per_s);
-    const size_t room =
-        width > line.size() + 3 ? width - line.size() - 3 : 0; // brackets and the blank behind
+    const size_t room = width > line.size() + 3 ? width - line.size() - 3 : 0; // the brackets and a blank
     if (room < BAR_MIN)
         return line.substr(0, width);
     const size_t length = std::min(room, BAR_MAX);

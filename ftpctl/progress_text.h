@@ -15,7 +15,8 @@ public:
     // `bytes` is the total at `now_s`, in seconds of a monotonic clock. A smaller total than before starts a
     // new measurement.
     void sample(double now_s, int64_t bytes);
-    double bytes_per_s() const; // 0 while unknown
+    // The average over the last 5 s; 0 while unknown.
+    double bytes_per_s() const;
 
 private:
     struct sample_t {
@@ -30,6 +31,8 @@ private:
 class line_pace
 {
 public:
+    // True when a line for `progress` is due at `now_s`, in seconds of a monotonic clock; counts it
+    // as printed then.
     bool is_due(double now_s, const ftpclient_progress_t &progress);
 
 private:
@@ -41,7 +44,7 @@ private:
 // Percent done, 0 to 100; -1 while the total is unknown.
 double progress_percent(const ftpclient_progress_t &progress);
 
-// "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as known.
+// "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as known. A rate of 0 means unknown.
 std::string progress_line(const ftpclient_progress_t &progress, double bytes_per_s);
 
 // The same after "[#####.....] ", truncated to `width` columns.

@@ -30,7 +30,8 @@ struct report_t {
     bool is_printed = false;
 };
 
-// Runs `part` and stores its failure in the report.
+// Runs `part`, a function without arguments, and stores its failure in the report: status and message. Other
+// exceptions count as STATUS_LOCAL.
 template <typename Part> void report_failures(report_t &report, Part part)
 {
     try {
@@ -44,7 +45,8 @@ template <typename Part> void report_failures(report_t &report, Part part)
     }
 }
 
-// Prints the line and its newline at once. Throws failure when it cannot be written.
+// Prints the line and a newline to standard output at once, for readers of a pipe. Throws failure when it
+// cannot be written.
 inline void output_line(const std::string &line)
 {
     if (fprintf(stdout, "%s\n", line.c_str()) < 0 || fflush(stdout) != 0)

@@ -12,9 +12,9 @@
 struct job_t {
     int kind = FTPCLIENT_NO_JOB; // ftpclient_job
     url_t url;
-    std::string shown_url;
-    std::string local; // absolute; empty for file information
-    std::string user;  // set with the logins
+    std::string shown_url; // as the user gave it
+    std::string local;     // absolute; empty for file information
+    std::string user;      // set with the logins
     std::optional<server_t> proxy;
     request_t request;
 };
@@ -41,13 +41,15 @@ struct logins_t {
     logins_t &operator=(logins_t &&) = delete;
 };
 
-// Gets the passwords for the logins (see password.h); may prompt and wait for the user. Throws failure.
+// Gets the passwords for the logins (see password.h); may prompt and wait for the user. Throws failure as
+// password_find() and request_user(), also (STATUS_USAGE) for a password file without a user.
 logins_t logins_find(const options_t &options, const url_t &url);
 
-// The same, only for the proxy.
+// The same, only for the proxy's login; empty without a proxy or its user.
 logins_t logins_find_proxys(const options_t &options);
 
-// Throws failure (STATUS_USAGE) for a login that the library refuses.
+// Sets the logins in the job's request, and job.user. Throws failure (STATUS_USAGE) for a login that the
+// library refuses.
 void request_set_logins(job_t &job, const logins_t &logins);
 
 // The user name, e.g. "anna"; "anonymous" for FTP without one. Throws failure (STATUS_USAGE) when option and

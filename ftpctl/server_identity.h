@@ -21,7 +21,7 @@ struct server_identity_t {
     std::string pin;      // the argument for --pin
 };
 
-// The lines for people; `server` is HOST:PORT.
+// The lines for people, without a newline at the end; `server` is HOST:PORT.
 std::string identity_text(const std::string &server, const server_identity_t &identity);
 
 // Reads a certificate, PEM or DER. Nothing if it is not one. Throws failure (STATUS_LOCAL) if the library

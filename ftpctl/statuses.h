@@ -27,5 +27,5 @@ int status_of(int code, int cause);
 // Meaning and remedy of a status, followed by `details` in brackets if not empty.
 std::string status_sentence(int status, const std::string &details = "");
 
-// The end of --help.
+// The end of --help: one line for each status, each with a newline.
 std::string status_help();

@@ -11,7 +11,7 @@
 namespace
 {
 
-// Of a progress's response_type.
+// The values of a progress's response_type.
 enum { FTP = 1, HTTP = 2, ZIXI = 3 };
 
 } // namespace
@@ -163,7 +163,7 @@ std::string text_remote_file(const std::string &name, const ftpclient_file_info_
     return permissions.empty() ? text : text + ", " + permissions;
 }
 
-// 0x644 says rw-r--r--; what stands left of the three digits (setuid and its like) is added as it is.
+// 0x644 is rw-r--r--. The digit left of the three (setuid and the like) is added as a number.
 std::string text_permissions(const ftpclient_file_info_t &file)
 {
     std::string text;

@@ -15,7 +15,7 @@
 struct server_t {
     std::optional<std::string> user; // absent if the URL has none
     std::string host;                // an IPv6 address keeps its brackets
-    uint32_t port = 0;
+    uint32_t port = 0;               // 1 to 65535
 };
 
 struct url_t : server_t { // the port is the scheme's default if the URL has none
@@ -23,20 +23,20 @@ struct url_t : server_t { // the port is the scheme's default if the URL has non
     std::string path;
 };
 
-// What a URL must name; a folder ends in '/' or is the login directory.
+// What a URL must name. A folder ends in '/' or is the login directory; A_SERVER accepts any path.
 enum class url_names { A_FILE, A_FILE_OR_FOLDER, A_FOLDER, A_SERVER };
 
-// Throws failure (STATUS_USAGE) if the text is not such a URL, contains a password, or does not name the
-// required kind.
+// Reads a URL. Throws failure (STATUS_USAGE) if the text is not such a URL, contains a password, or does not
+// name the required kind.
 url_t url_parse(std::string_view text, url_names names = url_names::A_FILE);
 
 bool url_is_ftp(const url_t &url); // or FTPS
 bool url_is_zixi(const url_t &url);
 
-// The last part of the path: "file" of "dir/file".
+// The last part of the path: "file" of "dir/file", "" of a folder.
 std::string url_file_name(const url_t &url);
 
-// `text`, such as a file name, percent-encoded for a URL.
+// `text`, such as a file name, percent-encoded for the path of a URL; '/' stays.
 std::string url_encoded(std::string_view text);
 
 // Reads [USER@]HOST[:PORT], percent-decoded. The message of a failure begins with `what`; if the text

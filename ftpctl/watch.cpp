@@ -13,7 +13,7 @@
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds RHYTHM{100}; // the daemon's main loop
+constexpr milliseconds RHYTHM{100}; // one pass of the daemon's main loop
 constexpr double PROGRESS_S = 1;
 
 static bool has_progressed(const ftpclient_progress_t &before, const ftpclient_progress_t &now)
@@ -60,7 +60,7 @@ public:
             throw;
         }
         if (!hook_.finish())
-            throw failure(STATUS_EXEC, ""); // each was told
+            throw failure(STATUS_EXEC, ""); // each failed command was reported when it ended
         if (daemon_ == daemon_t::UNKNOWN && !interrupts_seen())
             throw daemon_failure(options_, FTPCLIENT_ERR_TIMEOUT);
     }
@@ -119,7 +119,7 @@ private:
         if (daemon_ == daemon_t::THERE)
             hook_.tell(event_of_daemon(code, time(nullptr)), options_);
         daemon_ = daemon_t::GONE;
-        pace_ = {}; // whatever it shows after coming back is a change
+        pace_ = {}; // its first state after coming back counts as a change
     }
 
     void step()

@@ -16,6 +16,7 @@ void command_watch(const options_t &options, report_t &report);
 class watch_pace
 {
 public:
+    // True when a line for `state` is due; counts it as printed then. The first state is always due.
     bool is_due(double now_s, const ftpclient_state_t &state);
 
 private:

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 constexpr useconds_t POLL_US = 100000;
-constexpr int PATIENT_POLLS = 15; // libcurl calls back about once a second, if it does at all
+constexpr int PATIENT_POLLS = 15; // 1.5 s: libcurl calls back about once a second, if at all
 
 static bool is_running(job_slot_t *slot)
 {

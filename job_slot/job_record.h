@@ -1,4 +1,5 @@
-// The record of an engine's only job. The daemon reads a copy of it; it is never sent as a whole.
+// The record of an engine's only job, the running or the last one. The daemon reads a copy of it; it is never
+// sent as a whole.
 #pragma once
 
 #include "wire/job_init.h"

@@ -69,7 +69,7 @@ uint32_t job_start(job_slot_t *slot, job_kind kind, const transfer_request_t *re
 // if that fails, in which case the worker is abandoned; otherwise -1.
 int job_finished(job_slot_t *slot);
 
-// Copies the record, a job_record_t, to `out`.
+// Copies the record, a job_record_t, to the caller's `out`, which need not be aligned.
 void job_get_state(job_slot_t *slot, void *out);
 
 // Asks the running job to stop and waits without a limit until it has stopped; returns 0.
@@ -79,6 +79,12 @@ void job_get_state(job_slot_t *slot, void *out);
 int job_cancel(job_slot_t *slot, void (*unheard)(job_slot_t *slot));
 
 // For the worker; all except job_upload_flag take the lock.
+
+// True once the running job was asked to stop.
 bool job_is_cancelled(job_slot_t *slot);
-void job_store_result(job_slot_t *slot, uint32_t result); // an ftpcd_err
-uint8_t job_upload_flag(const job_slot_t *slot);          // as passed to job_start
+
+// Makes `result`, an ftpcd_err, the job's result. Clients see it when the job has ended.
+void job_store_result(job_slot_t *slot, uint32_t result);
+
+// The flag of a running upload, as passed to job_start.
+uint8_t job_upload_flag(const job_slot_t *slot);

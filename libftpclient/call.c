@@ -36,7 +36,7 @@ static void set_timer(const ftpclient_call_t *call)
             at_ms = ftpc_earlier(at_ms, now_ms + FTPC_BATCH_RETRY_MS);
     }
     struct itimerspec wait;
-    memset(&wait, 0, sizeof wait); /* no time: it rests */
+    memset(&wait, 0, sizeof wait); /* all zero stops the timer */
     if (at_ms != FTPC_NEVER) {
         const int64_t left_ms = at_ms > now_ms ? at_ms - now_ms : 0;
         wait.it_value.tv_sec = (time_t)(left_ms / 1000);

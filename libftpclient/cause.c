@@ -29,8 +29,7 @@ enum {
 
 enum { ANY = -1 };
 
-/* The first matching row from the top decides. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110.
- */
+/* The first matching row decides. Reply codes of FTP: RFC 959, section 4.2; of HTTP: RFC 9110. */
 static const struct {
     int curl_code;
     int response_type; /* response_code_type, or ANY */
@@ -41,7 +40,7 @@ static const struct {
     {ANY, RESPONSE_CODE_FTP, 452, FTPCLIENT_CAUSE_SERVER_FULL},
     {ANY, RESPONSE_CODE_FTP, 552, FTPCLIENT_CAUSE_SERVER_FULL},
     {CURL_REMOTE_DISK_FULL, ANY, ANY, FTPCLIENT_CAUSE_SERVER_FULL},
-    {CURL_HTTP_RETURNED_ERROR, ANY, 0, FTPCLIENT_CAUSE_PROXY_REFUSED}, /* CONNECT; libcurl keeps its status */
+    {CURL_HTTP_RETURNED_ERROR, ANY, 0, FTPCLIENT_CAUSE_PROXY_REFUSED}, /* CONNECT: libcurl hides its status */
     {CURL_HTTP_RETURNED_ERROR, ANY, 401, FTPCLIENT_CAUSE_LOGIN},
     {CURL_HTTP_RETURNED_ERROR, ANY, 403, FTPCLIENT_CAUSE_DENIED},
     {CURL_HTTP_RETURNED_ERROR, ANY, 404, FTPCLIENT_CAUSE_NO_FILE},
@@ -53,13 +52,13 @@ static const struct {
     {CURL_COULDNT_RESOLVE_PROXY, ANY, ANY, FTPCLIENT_CAUSE_NO_NAME},
     {CURL_COULDNT_RESOLVE_HOST, ANY, ANY, FTPCLIENT_CAUSE_NO_NAME},
     {CURL_REMOTE_FILE_NOT_FOUND, ANY, ANY, FTPCLIENT_CAUSE_NO_FILE},
-    /* CWD: there is no such folder. */
+    /* The reply to CWD: there is no such folder. */
     {CURL_REMOTE_ACCESS_DENIED, RESPONSE_CODE_FTP, 550, FTPCLIENT_CAUSE_NO_FILE},
     {CURL_REMOTE_ACCESS_DENIED, ANY, ANY, FTPCLIENT_CAUSE_DENIED},
-    {CURL_FTP_COULDNT_RETR, RESPONSE_CODE_FTP, 550, FTPCLIENT_CAUSE_NO_FILE}, /* LIST: likewise */
+    {CURL_FTP_COULDNT_RETR, RESPONSE_CODE_FTP, 550, FTPCLIENT_CAUSE_NO_FILE}, /* the same for LIST */
     {CURL_FTP_COULDNT_RETR, ANY, ANY, FTPCLIENT_CAUSE_DENIED},
     {CURL_UPLOAD_FAILED, ANY, ANY, FTPCLIENT_CAUSE_DENIED},
-    {CURL_FAILED_INIT, ANY, ANY, FTPCLIENT_CAUSE_HANDSHAKE}, /* SSH: no key exchange */
+    {CURL_FAILED_INIT, ANY, ANY, FTPCLIENT_CAUSE_HANDSHAKE}, /* the SSH key exchange failed */
     {CURL_SSL_CONNECT, ANY, ANY, FTPCLIENT_CAUSE_HANDSHAKE},
     {CURL_SSL_CIPHER, ANY, ANY, FTPCLIENT_CAUSE_HANDSHAKE},
     {CURL_USE_SSL_FAILED, ANY, ANY, FTPCLIENT_CAUSE_HANDSHAKE},
@@ -72,9 +71,8 @@ static const struct {
     {CURL_SSH, ANY, ANY, FTPCLIENT_CAUSE_SFTP},
 };
 
-/* A refused connection fails at once; for a host that does not answer, the network reports a failure after
- * about 3 s.
- */
+/* A refused connection fails at once; for a host that does not answer, the network reports a failure
+ * after about 3 s. */
 static int cause_of_connect(const ftpclient_progress_t *progress)
 {
     enum { ANSWERED_MS = 2500 };

@@ -17,8 +17,8 @@ FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expect
     evidence->served_ms = asked_ms;
 }
 
-/* The elapsed time restarts with each try, and over SFTP also after the login; at that moment nothing has
- * moved. */
+/* The elapsed time restarts with each try, and over SFTP also after the login; at that moment
+ * nothing has moved. */
 static int has_gone_back(const ftpclient_progress_t *before, const ftpclient_progress_t *now)
 {
     if (now->retries < before->retries)
@@ -50,7 +50,8 @@ static int is_next(const ftpc_evidence_t *evidence, const ftpc_look_t *look)
     return look->is_adjacent || look->replied_ms - evidence->served_ms < 2 * CONTROL_PASS_MS - TIMER_MS;
 }
 
-/* Served no earlier than it was queued, and one pass after the request before it. */
+/* Notes the earliest time at which the daemon can have served this request: not before it was queued, and one
+ * pass after the request before it. */
 static void note_pass(ftpc_evidence_t *evidence, const ftpc_look_t *look)
 {
     const int64_t next_ms = evidence->served_ms + CONTROL_PASS_MS;
@@ -65,7 +66,7 @@ FTPC int ftpc_evidence_follows(ftpc_evidence_t *evidence, const ftpc_look_t *loo
     return 1;
 }
 
-/* A job that started after our last certain request is younger than this. */
+/* True when the job is older than any that started after our last certain request can be. */
 static int is_too_old_for_another(const ftpc_evidence_t *evidence, const ftpclient_state_t *state,
                                   const ftpc_look_t *look)
 {
@@ -74,8 +75,8 @@ static int is_too_old_for_another(const ftpc_evidence_t *evidence, const ftpclie
            (state->progress.elapsed_ms > LONG_JOB_MS && has_expected_size(evidence, state));
 }
 
-/* The job was stopped. It was usually ours, because a cancel keeps the daemon busy until the job has stopped.
- * And who stops a job does not want it to run again. */
+/* A stopped job counts as ours. It usually is, because a cancel keeps the daemon busy until the job has
+ * stopped; and whoever stopped it does not want it to run again. */
 static int is_cancelled(const ftpclient_state_t *state)
 {
     return !state->running && state->result == FTPCLIENT_RESULT_CANCELED;

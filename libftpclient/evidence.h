@@ -12,9 +12,9 @@
 #include "libftpclient/ftpc.h"
 
 enum ftpc_evidence_verdict {
-    FTPC_OWN,
+    FTPC_OWN,    /* it belongs to our job */
     FTPC_UNSURE, /* may be another program's; a later state may decide */
-    FTPC_FOREIGN
+    FTPC_FOREIGN /* another program's */
 };
 
 typedef struct ftpc_evidence {
@@ -34,15 +34,17 @@ typedef struct ftpc_look {
     int is_adjacent;
 } ftpc_look_t;
 
-/* The daemon has granted the start that was queued at `asked_ms`. */
+/* Begins anew: the daemon has granted the start of `job` that was queued at `asked_ms`. `expected_bytes` is
+ * what the job will move, or FTPCLIENT_UNKNOWN. Times here are those of ftpc_now_ms(). */
 FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expected_bytes, int64_t asked_ms);
 
-/* Decides about a state. With FTPC_OWN it becomes the last certain one. */
+/* Decides about a state, from the reply `look`: an ftpc_evidence_verdict. With FTPC_OWN it becomes the last
+ * certain one; otherwise nothing changes. */
 FTPC int ftpc_evidence_judge(ftpc_evidence_t *evidence, const ftpclient_state_t *state,
                              const ftpc_look_t *look);
 
 /* For a reply without a state: 1 when no other program can have been served between the last certain reply
- * and this one, which then becomes the last certain one. */
+ * and this one, which then becomes the last certain one; otherwise 0. */
 FTPC int ftpc_evidence_follows(ftpc_evidence_t *evidence, const ftpc_look_t *look);
 
 #endif

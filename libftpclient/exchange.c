@@ -91,7 +91,7 @@ FTPC int ftpc_take_count(ssize_t count, size_t *done)
                                                                : FTPCLIENT_ERR_SYSTEM;
 }
 
-/* Head and body lie apart but travel as one. */
+/* Sends the head, then the body; `sent` counts the bytes of both. */
 static int send_request(ftpc_exchange_t *exchange)
 {
     const size_t head_size = sizeof exchange->head;
@@ -130,7 +130,7 @@ static int receive_reply(ftpc_exchange_t *exchange)
     return error;
 }
 
-/* Connects, sends and receives, as far as it goes. */
+/* Connects, sends and receives, as far as possible without waiting. */
 static int advance(ftpc_exchange_t *exchange, const struct sockaddr_un *address)
 {
     int error = exchange->connected_ms == FTPC_NEVER ? connect_to(exchange, address) : FTPCLIENT_OK;
@@ -146,7 +146,8 @@ static uint32_t awaited_event(const ftpc_exchange_t *exchange)
     return exchange->sent < sizeof exchange->head + exchange->head.length ? EPOLLOUT : EPOLLIN;
 }
 
-/* A child process may still have the descriptor, so closing it would not end the watch. */
+/* Removes the descriptor from the watcher first: if a child process has a copy of it, closing it
+ * here does not. */
 static void end_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange)
 {
     const int kept = errno;
@@ -156,7 +157,7 @@ static void end_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange)
     errno = kept;
 }
 
-/* FTPCLIENT_PENDING, FTPCLIENT_OK when the reply is whole, or the error that ended it. */
+/* FTPCLIENT_PENDING, FTPCLIENT_OK when the reply is complete, or the error that ended the exchange. */
 static int step_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange,
                          const struct sockaddr_un *address)
 {
@@ -206,12 +207,12 @@ FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address)
         if (error != FTPCLIENT_OK)
             result = error;
         if (batch->exchanges[i].connected_ms == FTPC_NEVER)
-            break; /* the ones behind it must stay behind it */
+            break; /* the later requests must be queued after it */
     }
     return result;
 }
 
-/* The last one is the last to connect. */
+/* Requests connect in their order, so the last one shows whether all have. */
 FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch)
 {
     return batch->count > 0 && batch->exchanges[batch->count - 1].connected_ms == FTPC_NEVER;

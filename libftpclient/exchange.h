@@ -1,5 +1,6 @@
 /* Batches of requests that the daemon serves one directly after the other, each on a separate connection.
- * They are queued together, so that no other program's request comes in between. Nothing here waits. */
+ * They are queued together, so that no other program's request comes in between. Nothing here waits, and
+ * nothing raises SIGPIPE. An error is an ftpclient_error; FTPCLIENT_ERR_SYSTEM leaves errno set. */
 #ifndef FTPC_EXCHANGE_H
 #define FTPC_EXCHANGE_H
 
@@ -13,16 +14,16 @@ enum { FTPC_BATCH_MAX = 4, FTPC_BATCH_RETRY_MS = 10 };
 
 /* One request and its reply. */
 typedef struct ftpc_exchange {
-    int fd; /* -1: not pending */
-    uint32_t watched_events;
-    int64_t connected_ms; /* FTPC_NEVER: not yet, because the daemon's queue is full */
-    int64_t replied_ms;   /* FTPC_NEVER: not yet */
-    pid_t daemon;         /* the listening process; 0: unknown */
+    int fd;                  /* -1: not pending */
+    uint32_t watched_events; /* for which the watcher watches `fd`; 0: it does not */
+    int64_t connected_ms;    /* FTPC_NEVER: not yet, because the daemon's queue is full */
+    int64_t replied_ms;      /* FTPC_NEVER: not yet */
+    pid_t daemon;            /* the listening process; 0: unknown */
     message_header_t head;
     const uint8_t *body; /* the caller's, until the exchange ends */
-    size_t sent;
-    size_t received;
-    size_t reply_size;
+    size_t sent;         /* bytes of head and body */
+    size_t received;     /* bytes of the reply, its head included */
+    size_t reply_size;   /* bytes of the reply's body, given by the command */
     struct {
         message_header_t head;
         uint8_t body[sizeof(state_reply_t)]; /* the longest reply */
@@ -30,13 +31,13 @@ typedef struct ftpc_exchange {
 } ftpc_exchange_t;
 
 typedef struct ftpc_batch {
-    int watcher; /* the epoll descriptor that watches the exchanges */
+    int watcher; /* the epoll descriptor that watches the exchanges; the batch does not close it */
     ftpc_exchange_t exchanges[FTPC_BATCH_MAX];
     int count; /* 0: nothing is pending */
     int error; /* of the first request that could not be added */
 } ftpc_batch_t;
 
-/* Fills `address`. FTPCLIENT_ERR_TOO_LONG for a path that no socket can have. */
+/* Fills `address`: FTPCLIENT_OK, or FTPCLIENT_ERR_TOO_LONG for a path that no socket can have. */
 FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path);
 
 /* Changes the events that the epoll descriptor waits for on `fd`; result and errno as epoll_ctl(2). */
@@ -46,27 +47,30 @@ FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events);
  * FTPCLIENT_PENDING: try later, FTPCLIENT_ERR_DISCONNECTED or _SYSTEM. */
 FTPC int ftpc_take_count(ssize_t count, size_t *done);
 
-/* Makes the batch empty, so that it can be ended. */
+/* Makes the batch empty, without a watcher. Must be the first call for a batch. */
 FTPC void ftpc_batch_clear(ftpc_batch_t *batch);
 
-/* Adds a request; `body` may be NULL and must stay valid until the batch ends. If no socket can be created,
- * batch->error becomes FTPCLIENT_ERR_SYSTEM, and no further request is added. While an exchange waits,
- * batch->watcher becomes readable when there is something to do. */
+/* Adds a request, a control_command and its body, to the at most FTPC_BATCH_MAX of a batch; sends nothing
+ * yet. `body` may be NULL and must stay valid until the batch ends. If no socket can be created, batch->error
+ * becomes FTPCLIENT_ERR_SYSTEM, and no further request is added. While an exchange waits, batch->watcher
+ * becomes readable when there is something to do. */
 FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body, size_t body_size);
 
 /* Continues as far as possible: FTPCLIENT_PENDING (call it again when the watcher is readable, and after
  * FTPC_BATCH_RETRY_MS while it cannot connect), FTPCLIENT_OK when all replies have arrived, or the first
- * error. */
+ * error, after which only ftpc_batch_end() may follow. FTPCLIENT_ERR_UNREAD and _PROTOCOL are replies that do
+ * not fit their request. */
 FTPC int ftpc_batch_step(ftpc_batch_t *batch, const struct sockaddr_un *address);
 
-/* 1 while a request waits for room in the daemon's queue. */
+/* 1 while a request waits for room in the daemon's queue, otherwise 0. */
 FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch);
 
 /* 1 when the request at `index` was queued so soon after the previous one that no other request is in
- * between. */
+ * between; otherwise 0, also for the first one. */
 FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index);
 
-/* Abandons all pending exchanges. */
+/* Closes the connections of all pending exchanges and empties the batch; its watcher stays open. The daemon
+ * logs a client that hangs up before its reply. Preserves errno. */
 FTPC void ftpc_batch_end(ftpc_batch_t *batch);
 
 #endif

@@ -11,8 +11,8 @@
 #include <time.h>
 #include <unistd.h>
 
-/* Linkage of functions used across files of the library: hidden from programs; static in the single-file
- * build. */
+/* Linkage of functions used across files of the library: hidden from programs; static in the
+ * single-file build. */
 #ifndef FTPC
 #define FTPC __attribute__((visibility("hidden")))
 #endif
@@ -29,6 +29,7 @@ static_assert(sizeof(ftpclient_notice_t) == FTPC_NOTICE_SIZE_AT_FIRST, "grow it 
 /* Milliseconds of a monotonic clock. A point in time is never negative, except NEVER. */
 #define FTPC_NEVER INT64_C(-1)
 
+/* Rounded down. */
 static inline int64_t ftpc_now_ms(void)
 {
     struct timespec now;
@@ -36,13 +37,14 @@ static inline int64_t ftpc_now_ms(void)
     return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-/* The end of a wait; NEVER for a negative timeout. One more millisecond, because ftpc_now_ms() rounds down.
- */
+/* The point in time at which a wait of `timeout_ms` that begins now is over; NEVER for a negative timeout.
+ * One millisecond more, because ftpc_now_ms() rounds down. */
 static inline int64_t ftpc_end_after(int timeout_ms)
 {
     return timeout_ms < 0 ? FTPC_NEVER : ftpc_now_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
 }
 
+/* 1 once the time `end_ms` has come, otherwise 0; always 0 for NEVER. */
 static inline int ftpc_is_over(int64_t end_ms) { return end_ms != FTPC_NEVER && ftpc_now_ms() >= end_ms; }
 
 /* The earlier of two points in time; NEVER counts as the latest. */
@@ -63,7 +65,8 @@ static inline void ftpc_close(int *fd)
     errno = kept;
 }
 
-/* Fills a caller's structure, whose header may be older or newer than this library. */
+/* Fills a caller's structure of `out_size` bytes, whose header may be older or newer than this library:
+ * members that the caller does not know are left out, those that the library does not know become 0. */
 static inline void ftpc_give(void *out, size_t out_size, const void *record, size_t record_size)
 {
     memset(out, 0, out_size);

@@ -6,27 +6,29 @@
  * - Results: FTPCLIENT_OK (0); a negative ftpclient_error for a failure in the library; where documented, a
  *   positive ftpclient_result from the daemon. ftpclient_strerror() returns a text for each. After
  *   FTPCLIENT_ERR_SYSTEM, errno has the system's error. A failed call does not change its outputs, except
- * that pointers to new objects become NULL.
+ *   that pointers to new objects become NULL.
  * - Time: timeout_ms limits the whole call, in milliseconds; a negative value means no limit, 0 does not
- * wait. The daemon serves one request every 100 ms and gives a client 10 s: FTPCLIENT_TIMEOUT_MS is a good
- * value. Signals do not interrupt a wait, and SIGPIPE is never raised. Only these functions block:
+ *   wait. The daemon serves one request every 100 ms and gives a client 10 s: FTPCLIENT_TIMEOUT_MS is a good
+ *   value. Signals do not interrupt a wait, and SIGPIPE is never raised. Only these functions block:
  *   ftpclient_connect(), _ping(), _poll(), _cancel(), _run(), _start() and ftpclient_notices_receive().
  * - Threads: there is no global state. Several threads may use a client at once; a request, a call and a
- * notice receiver only one at a time.
+ *   notice receiver only one at a time.
  * - Strings are NUL-terminated and copied. A string that does not fit its field is refused, never truncated.
- * A setter that refuses does not change the request; ftpclient_request_complaint() says why.
+ *   A setter that refuses does not change the request; ftpclient_request_complaint() says why.
  * - Output structures may get new members at their end: pass their sizeof. A program built against an older
  *   header gets the members it knows, one built against a newer header gets zeros for the rest; a size below
  *   that of the header's first version is FTPCLIENT_ERR_ARGUMENT.
  * - NULL instead of a required object or output is FTPCLIENT_ERR_ARGUMENT; functions without a result
- * document what NULL does.
+ *   document what NULL does.
+ * - ERR_... below stands for FTPCLIENT_ERR_...
  *
  * Turns
- *   The daemon runs one job at a time, and its replies do not say whose job they are about. So programs take
- *   turns: the library holds an exclusive lock on the file "<control socket>.turn" from before it starts a
- * job until it has read the outcome. Waiting programs get their turn in the order of their arrival. A program
+ *
+ * The daemon runs one job at a time, and its replies do not say whose job they are about. So programs take
+ * turns: the library holds an exclusive lock on the file "<control socket>.turn" from before it starts a job
+ * until it has read the outcome. Waiting programs get their turn in the order of their arrival. A program
  * that takes no turns can still interfere; the library detects this, runs the job again if that is safe, and
- *   otherwise returns FTPCLIENT_ERR_UNKNOWN_OUTCOME. It never reports another program's success as its own.
+ * otherwise returns FTPCLIENT_ERR_UNKNOWN_OUTCOME. It never reports another program's success as its own.
  */
 #ifndef FTPCLIENT_H
 #define FTPCLIENT_H
@@ -57,22 +59,22 @@ extern "C" {
 /* Failures in the library. */
 enum ftpclient_error {
     FTPCLIENT_OK = 0,
-    FTPCLIENT_ERR_ARGUMENT = -1,     /* NULL, a number out of range, or not for this protocol or job */
-    FTPCLIENT_ERR_TOO_LONG = -2,     /* the string does not fit its field */
-    FTPCLIENT_ERR_CHARACTER = -3,    /* the string contains something that would change its meaning */
-    FTPCLIENT_ERR_INCOMPLETE = -4,   /* host, remote path or local path was not set */
-    FTPCLIENT_ERR_NO_MEMORY = -5,    /* out of memory */
-    FTPCLIENT_ERR_SYSTEM = -6,       /* a system call failed: see errno */
-    FTPCLIENT_ERR_NO_DAEMON = -7,    /* nobody listens at the control socket */
-    FTPCLIENT_ERR_TIMEOUT = -8,      /* timeout_ms has passed; a job of this call was cancelled */
-    FTPCLIENT_ERR_DISCONNECTED = -9, /* the daemon hung up; the request may have been carried out */
-    FTPCLIENT_ERR_PROTOCOL = -10,    /* an answer or a notice that makes no sense */
-    FTPCLIENT_ERR_UNREAD = -11,      /* the daemon could not read the request; nothing has happened */
-    FTPCLIENT_ERR_IN_USE = -12,      /* another program receives the notices */
-    FTPCLIENT_PENDING = -13,         /* no failure: not finished yet, wait for the descriptor */
-    FTPCLIENT_ERR_DENIED = -14,      /* this user may not use the control socket */
-    FTPCLIENT_ERR_NO_ANSWER = -15,   /* the daemon did not answer a request for 10 s */
-    FTPCLIENT_ERR_TURN = -16,        /* other programs kept the daemon busy beyond the turn's time limit */
+    FTPCLIENT_ERR_ARGUMENT = -1,         /* NULL, a number out of range, or not for this protocol or job */
+    FTPCLIENT_ERR_TOO_LONG = -2,         /* the string does not fit its field */
+    FTPCLIENT_ERR_CHARACTER = -3,        /* the string contains something that would change its meaning */
+    FTPCLIENT_ERR_INCOMPLETE = -4,       /* host, remote path or local path was not set */
+    FTPCLIENT_ERR_NO_MEMORY = -5,        /* out of memory */
+    FTPCLIENT_ERR_SYSTEM = -6,           /* a system call failed: see errno */
+    FTPCLIENT_ERR_NO_DAEMON = -7,        /* nobody listens at the control socket */
+    FTPCLIENT_ERR_TIMEOUT = -8,          /* timeout_ms has passed; a job of this call was cancelled */
+    FTPCLIENT_ERR_DISCONNECTED = -9,     /* the daemon hung up; the request may have been carried out */
+    FTPCLIENT_ERR_PROTOCOL = -10,        /* an answer or a notice that makes no sense */
+    FTPCLIENT_ERR_UNREAD = -11,          /* the daemon could not read the request; nothing has happened */
+    FTPCLIENT_ERR_IN_USE = -12,          /* another program receives the notices */
+    FTPCLIENT_PENDING = -13,             /* no failure: not finished yet, wait for the descriptor */
+    FTPCLIENT_ERR_DENIED = -14,          /* this user may not use the control socket */
+    FTPCLIENT_ERR_NO_ANSWER = -15,       /* the daemon did not answer a request for 10 s */
+    FTPCLIENT_ERR_TURN = -16,            /* other programs kept the daemon busy beyond the turn's limit */
     FTPCLIENT_ERR_UNKNOWN_OUTCOME = -17, /* another program interfered: how this job ended is not known */
     FTPCLIENT_ERR_SILENT = -18,          /* nothing moved for the silence limit; the job was cancelled */
     FTPCLIENT_ERR_NO_RESUME = -19,       /* the remote file is not a prefix of the local one */
@@ -83,29 +85,29 @@ enum ftpclient_error {
 
 /* The daemon's result of a job or a call. A later daemon may have more values. */
 enum ftpclient_result {
-    FTPCLIENT_RESULT_NONE = 0, /* success */
-    FTPCLIENT_RESULT_CANCELED = 1,
-    FTPCLIENT_RESULT_NOT_RUNNING = 2,
-    FTPCLIENT_RESULT_BUSY = 3,
-    FTPCLIENT_RESULT_AUTH_UNSUPPORTED = 4,
-    FTPCLIENT_RESULT_INTERNAL = 5,
-    FTPCLIENT_RESULT_RESPONSE_CODE = 6,
-    FTPCLIENT_RESULT_URL_RESTORE = 7,
-    FTPCLIENT_RESULT_SECURE_DATA = 8,
-    FTPCLIENT_RESULT_LOCAL_WRITE = 9,
-    FTPCLIENT_RESULT_LOCAL_READ = 10,
-    FTPCLIENT_RESULT_NO_MEMORY = 11,
-    FTPCLIENT_RESULT_SIZE_LIMIT = 12,
-    FTPCLIENT_RESULT_TIMEOUT = 14,
-    FTPCLIENT_RESULT_NOT_SUPPORTED = 15,
-    FTPCLIENT_RESULT_NETWORK = 16,
-    FTPCLIENT_RESULT_SECURE_7 = 17,
-    FTPCLIENT_RESULT_SECURE_UNKNOWN = 18,
-    FTPCLIENT_RESULT_SECURE_6 = 19,
-    FTPCLIENT_RESULT_SECURE_5 = 20,
-    FTPCLIENT_RESULT_CERT_MISMATCH = 21,
-    FTPCLIENT_RESULT_HOSTKEY_MISMATCH = 22,
-    FTPCLIENT_RESULT_REMOTE_FILE_EXISTS = 23,
+    FTPCLIENT_RESULT_NONE = 0,                /* success */
+    FTPCLIENT_RESULT_CANCELED = 1,            /* cancelled, by whichever program */
+    FTPCLIENT_RESULT_NOT_RUNNING = 2,         /* nothing to cancel; never a job's result */
+    FTPCLIENT_RESULT_BUSY = 3,                /* a job is running; the new one was not started */
+    FTPCLIENT_RESULT_AUTH_UNSUPPORTED = 4,    /* the requested identity check is not supported */
+    FTPCLIENT_RESULT_INTERNAL = 5,            /* a parameter was refused or the set-up failed */
+    FTPCLIENT_RESULT_RESPONSE_CODE = 6,       /* the server's response code could not be read */
+    FTPCLIENT_RESULT_URL_RESTORE = 7,         /* the URL could not be restored (listings and SFTP) */
+    FTPCLIENT_RESULT_SECURE_DATA = 8,         /* the certificate or host key is unreadable */
+    FTPCLIENT_RESULT_LOCAL_WRITE = 9,         /* the local file cannot be created or written */
+    FTPCLIENT_RESULT_LOCAL_READ = 10,         /* the local file cannot be opened or read */
+    FTPCLIENT_RESULT_NO_MEMORY = 11,          /* the daemon is out of memory */
+    FTPCLIENT_RESULT_SIZE_LIMIT = 12,         /* a download of more than 4096 bytes */
+    FTPCLIENT_RESULT_TIMEOUT = 14,            /* nothing moved for longer than the daemon allows */
+    FTPCLIENT_RESULT_NOT_SUPPORTED = 15,      /* this job, or this proxy, is not supported */
+    FTPCLIENT_RESULT_NETWORK = 16,            /* the transfer failed, or ended short */
+    FTPCLIENT_RESULT_SECURE_7 = 17,           /* the digest of the server's identity failed */
+    FTPCLIENT_RESULT_SECURE_UNKNOWN = 18,     /* the identity check failed for an unknown reason */
+    FTPCLIENT_RESULT_SECURE_6 = 19,           /* the file for the identity cannot be written */
+    FTPCLIENT_RESULT_SECURE_5 = 20,           /* the file for the identity cannot be created */
+    FTPCLIENT_RESULT_CERT_MISMATCH = 21,      /* the server's certificate is not the pinned one */
+    FTPCLIENT_RESULT_HOSTKEY_MISMATCH = 22,   /* the server's host key is not the pinned one */
+    FTPCLIENT_RESULT_REMOTE_FILE_EXISTS = 23, /* Zixi: the remote file exists and is not replaced */
 };
 
 enum ftpclient_protocol {
@@ -161,8 +163,8 @@ enum ftpclient_cause {
     FTPCLIENT_CAUSE_PROXY_LOGIN = 12,   /* the proxy requires a login, or rejected this one (407) */
     FTPCLIENT_CAUSE_BROKEN = 13,        /* the connection broke, or the transfer ended early */
     FTPCLIENT_CAUSE_STALLED = 14,       /* nothing moved for too long */
-    FTPCLIENT_CAUSE_SFTP = 15, /* the SFTP server gave no reason: a full disk, a broken connection, ... */
-    FTPCLIENT_CAUSE_PROXY_REFUSED = 16, /* the proxy opens no tunnel: login, port or route, unknown which */
+    FTPCLIENT_CAUSE_SFTP = 15,          /* the SFTP server gave no reason, as when its disk is full */
+    FTPCLIENT_CAUSE_PROXY_REFUSED = 16, /* the proxy opens no tunnel; its reason is not known */
 };
 
 typedef struct ftpclient ftpclient_t;                 /* a daemon */
@@ -170,16 +172,16 @@ typedef struct ftpclient_request ftpclient_request_t; /* a job to run */
 typedef struct ftpclient_call ftpclient_call_t;       /* a non-blocking call */
 typedef struct ftpclient_notices ftpclient_notices_t; /* a receiver of notices */
 
-/* The progress of a job. 48 bytes; never grows. */
+/* The progress of a job. 48 bytes; never grows. Bytes that a resumed upload skips do not count. */
 typedef struct ftpclient_progress {
-    int64_t total_bytes; /* 0 while unknown */
-    int64_t transferred_bytes;
-    int64_t elapsed_ms;
-    int32_t curl_code;     /* libcurl's result; not for Zixi jobs */
-    int32_t zixi_error;    /* Zixi jobs: the library's last error, 0 for none; undefined for other jobs */
-    int32_t response_type; /* of response_code: 1 FTP, 2 HTTP, others none */
-    int32_t response_code; /* the server's last response code */
-    int32_t retries;
+    int64_t total_bytes;       /* 0 while unknown */
+    int64_t transferred_bytes; /* the most that one try has moved */
+    int64_t elapsed_ms;        /* of the current try */
+    int32_t curl_code;         /* libcurl's result; not for Zixi jobs */
+    int32_t zixi_error;        /* Zixi jobs: the library's last error, 0 for none; undefined for other jobs */
+    int32_t response_type;     /* of response_code: 1 FTP, 2 HTTP, others none */
+    int32_t response_code;     /* the server's last response code */
+    int32_t retries;           /* made so far; not for Zixi jobs */
     int32_t unused;
 } ftpclient_progress_t;
 
@@ -202,10 +204,10 @@ typedef struct ftpclient_file_info {
     int32_t year;       /* four digits; a Unix listing shows the year or the time of day, not both */
     int32_t month;      /* 1 to 12 */
     int32_t day;        /* 1 to 31 */
-    int32_t hour;
-    int32_t minute;
+    int32_t hour;       /* as the server lists it: 24 and more occur */
+    int32_t minute;     /* as the server lists it */
     int32_t attributes; /* permissions as hexadecimal digits: rwxr-xr-x is 0x755 */
-    int32_t is_link;
+    int32_t is_link;    /* 1 = marked as a link in the listing */
     int32_t unused;
 } ftpclient_file_info_t;
 
@@ -240,7 +242,7 @@ enum ftpclient_phase {
     FTPCLIENT_PHASE_LOOKING_UP = 3, /* a file-information job runs, perhaps to resume or verify an upload */
     FTPCLIENT_PHASE_TRANSFER = 4,   /* the download or upload runs */
     FTPCLIENT_PHASE_STOPPING = 5,   /* the job is being cancelled */
-    FTPCLIENT_PHASE_DONE = 6,
+    FTPCLIENT_PHASE_DONE = 6,       /* finished: it has its result */
 };
 
 /* The end of a job, or the start of the daemon. 56 bytes so far. */
@@ -268,8 +270,8 @@ FTPCLIENT_API void ftpclient_close(ftpclient_t *client);
  * ERR_DISCONNECTED, ERR_PROTOCOL, ERR_UNREAD, ERR_SYSTEM. Needs no turn. */
 FTPCLIENT_API int ftpclient_ping(const ftpclient_t *client, int32_t *last_result, int timeout_ms);
 
-/* Gets the state of the running or last job, regardless of who started it. Fails as ftpclient_ping(). Needs
- * no turn. */
+/* Gets the state of the running or last job, regardless of who started it. Fails as ftpclient_ping().
+ * Needs no turn. */
 FTPCLIENT_API int ftpclient_poll(const ftpclient_t *client, ftpclient_state_t *state, size_t state_size,
                                  int timeout_ms);
 
@@ -356,13 +358,13 @@ FTPCLIENT_API int ftpclient_call_phase(const ftpclient_call_t *call);
  * after FTPCLIENT_PHASE_TURN; 0 for NULL. */
 FTPCLIENT_API int ftpclient_call_turn_error(const ftpclient_call_t *call);
 
-/* The last known state: the result of ftpclient_begin_poll(), or the progress of a run. All zero before that.
- */
+/* The last known state: the result of ftpclient_begin_poll(), or the progress of a run; before
+ * that, all zero. */
 FTPCLIENT_API int ftpclient_call_state(const ftpclient_call_t *call, ftpclient_state_t *state,
                                        size_t state_size);
 
-/* The result of ftpclient_begin_ping(): the ftpclient_result of the daemon's last start of a job; 0 before.
- */
+/* The result of ftpclient_begin_ping(): the ftpclient_result of the daemon's last start of a job. 0 before
+ * the call is finished. */
 FTPCLIENT_API int ftpclient_call_last_result(const ftpclient_call_t *call, int32_t *last_result);
 
 /* The outcome of a run, as from ftpclient_run(); before the end, what is known so far. */
@@ -376,8 +378,8 @@ FTPCLIENT_API void ftpclient_call_free(ftpclient_call_t *call);
 /* ---- Requests. None of these functions blocks. ---- */
 
 /* Creates an empty *request for an ftpclient_protocol. Defaults: port 0, passive mode, no proxy, any server
- * accepted, no resume, not verified, Zixi overwrites, no time limits. ERR_NO_MEMORY. Free it with
- * ftpclient_request_free(). */
+ * accepted, no resume, not verified, Zixi overwrites, no time limits. ERR_ARGUMENT for an unknown protocol,
+ * ERR_NO_MEMORY. Free it with ftpclient_request_free(). */
 FTPCLIENT_API int ftpclient_request_new(int protocol, ftpclient_request_t **request);
 
 /* Erases the request, including the password, and frees it. NULL is a no-op. */
@@ -388,8 +390,8 @@ FTPCLIENT_API void ftpclient_request_free(ftpclient_request_t *request);
 FTPCLIENT_API const char *ftpclient_request_complaint(const ftpclient_request_t *request);
 
 /* host: a name or address of at most 255 bytes, an IPv6 address in brackets; ERR_CHARACTER for blanks,
- * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's default)
- * to 65535. */
+ * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's
+ * default) to 65535. */
 FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port);
 
 /* User and password: at most 31 and 223 bytes, for Zixi 63 and 127; both may be empty. ERR_CHARACTER for CR
@@ -399,25 +401,23 @@ FTPCLIENT_API int ftpclient_request_set_login(ftpclient_request_t *request, cons
 
 /* At most 511 bytes, relative to the login directory; over FTP and FTPS a leading '/' makes it absolute, over
  * SFTP it always stays below the login directory. ERR_CHARACTER for '#', '?', CR and LF, and over FTP and
- * FTPS for
- * ";type=" in any case and the byte 255; Zixi accepts all bytes. */
+ * FTPS for ";type=" in any case and the byte 255; Zixi accepts all bytes. */
 FTPCLIENT_API int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *path);
 
 /* The file that the daemon writes in a download or reads in an upload, at most 255 bytes. The daemon runs in
  * "/", so a path that does not begin with '/' is ERR_ARGUMENT. */
 FTPCLIENT_API int ftpclient_request_set_local_path(ftpclient_request_t *request, const char *path);
 
-/* FTP and FTPS: 0 = active, the server opens data connections; not 0 (the default) = passive, the device
- * does. */
+/* FTP and FTPS: 0 = active, the server opens data connections; not 0 = passive, the device does (default). */
 FTPCLIENT_API int ftpclient_request_set_passive(ftpclient_request_t *request, int passive);
 
 /* An HTTP proxy; host and port as in ftpclient_request_set_server(), at most 255 bytes. An empty host means
  * none. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, uint32_t port);
 
-/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login together do not
- * fit into 255 bytes; every character except letters, digits and "-._~" counts as three. ERR_ARGUMENT for
- * Zixi. */
+/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login together do
+ * not fit into 255 bytes; every character except letters, digits and "-._~" counts as three.
+ * ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *user,
                                                     const char *password);
 
@@ -465,12 +465,12 @@ FTPCLIENT_API int ftpclient_notices_fd(const ftpclient_notices_t *notices);
 
 /* Receives the next notice. In an event loop call it with timeout_ms 0 when the descriptor is readable:
  * ERR_TIMEOUT then means that no notice is complete yet. ERR_PROTOCOL: something else arrived and was
- * dropped; call again. A sender has 10 s. ERR_SYSTEM. */
+ * dropped; call again. A sender has 10 s for its notice. Also ERR_SYSTEM. */
 FTPCLIENT_API int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *notice,
                                             size_t notice_size, int timeout_ms);
 
-/* Stops listening, removes the socket unless it was replaced, and frees the receiver; does not block. NULL is
- * a no-op. */
+/* Stops listening, removes the socket unless it was replaced, and frees the receiver. Does not block. For
+ * NULL it does nothing. */
 FTPCLIENT_API void ftpclient_notices_close(ftpclient_notices_t *notices);
 
 /* ---- Texts. None of these returns NULL; the texts are constant. ---- */
@@ -489,8 +489,8 @@ FTPCLIENT_API const char *ftpclient_cause_name(int cause);
  * 0, "unknown result". */
 FTPCLIENT_API const char *ftpclient_strerror(int code);
 
-/* The name of an ftpclient_result in documentation and logs, e.g. "FTPCD_ERR_BUSY"; otherwise "unknown
- * result". */
+/* The name of an ftpclient_result in documentation and logs, e.g. "FTPCD_ERR_BUSY"; otherwise
+ * "unknown result". */
 FTPCLIENT_API const char *ftpclient_result_name(int result);
 
 /* The version of the loaded library, e.g. "0.2.0"; FTPCLIENT_VERSION_... is that of the header. */

@@ -39,7 +39,7 @@ FTPC int ftpc_check_text(ftpclient_request_t *request, const char *what, const c
     return found ? refuse_character(request, what, *found) : FTPCLIENT_OK;
 }
 
-/* An IPv6 address in brackets may hold what a name must not. */
+/* ':' and '%' are allowed inside the brackets of an IPv6 address. */
 FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const char *host, uint32_t port)
 {
     const int error = ftpc_check_text(request, what, host, sizeof request->wire.host, REFUSED_IN_HOST);

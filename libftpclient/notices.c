@@ -1,4 +1,4 @@
-/* The receiver of notices: plays the network manager. */
+/* The receiver of notices, in place of the network manager. */
 #include "libftpclient/exchange.h"
 #include "libftpclient/records.h"
 
@@ -15,7 +15,7 @@ enum {
 
 struct ftpclient_notices {
     struct sockaddr_un address;
-    struct stat socket; /* the file that bind made */
+    struct stat socket; /* the file that bind created */
     int epoll;
     int listening;
     int timer;      /* runs while there is a sender */
@@ -24,8 +24,8 @@ struct ftpclient_notices {
     uint8_t bytes[sizeof(notice_header_t) + NOTICE_BODY_MAX];
 };
 
-/* A socket that nobody listens on any more. Asking with a datagram socket disturbs no listener: it is
- * answered EPROTOTYPE where there is one. */
+/* 1 for a socket without a listener. Connecting a datagram socket disturbs no listener: it fails with
+ * EPROTOTYPE where there is one, with ECONNREFUSED otherwise. */
 static int is_abandoned(const struct sockaddr_un *address)
 {
     struct stat status;
@@ -81,7 +81,7 @@ int ftpclient_notices_fd(const ftpclient_notices_t *notices) { return notices ? 
 
 static void limit_sender(const ftpclient_notices_t *notices, int seconds)
 {
-    const struct itimerspec limit = {{0, 0}, {seconds, 0}}; /* 0 stops it */
+    const struct itimerspec limit = {{0, 0}, {seconds, 0}}; /* 0 stops the timer */
     timerfd_settime(notices->timer, 0, &limit, NULL);
 }
 
@@ -110,7 +110,7 @@ static void leave_sender(ftpclient_notices_t *notices)
     errno = kept;
 }
 
-/* OK: the sender has said all that it will. ERR_TIMEOUT: not yet. */
+/* FTPCLIENT_OK when no more will come from the sender; FTPCLIENT_ERR_TIMEOUT as long as more may come. */
 static int hear_sender(ftpclient_notices_t *notices)
 {
     int error = FTPCLIENT_OK;
@@ -125,7 +125,7 @@ static int hear_sender(ftpclient_notices_t *notices)
                : FTPCLIENT_OK;
 }
 
-/* The notice in `size` bytes, which must be all of it. */
+/* Reads the notice in `size` bytes; FTPCLIENT_ERR_PROTOCOL unless they are exactly one notice. */
 static int read_notice(const uint8_t *bytes, size_t size, ftpclient_notice_t *notice)
 {
     notice_header_t head;
@@ -150,7 +150,8 @@ static int read_notice(const uint8_t *bytes, size_t size, ftpclient_notice_t *no
     return FTPCLIENT_OK;
 }
 
-/* OK or ERR_PROTOCOL: a sender has come to its end. ERR_TIMEOUT: none has yet. */
+/* FTPCLIENT_OK: a notice is complete. FTPCLIENT_ERR_PROTOCOL: a sender sent something else.
+ * FTPCLIENT_ERR_TIMEOUT: no sender has finished yet. */
 static int next_notice(ftpclient_notices_t *notices, ftpclient_notice_t *notice)
 {
     int error = notices->connection == -1 ? take_sender(notices) : FTPCLIENT_OK;

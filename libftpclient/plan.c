@@ -38,7 +38,7 @@ FTPC void ftpc_plan_begun(ftpc_run_t *run)
 {
     run->outcome.jobs++;
     if (run->goal == FTPC_GOAL_APPEND)
-        run->outcome.may_be_spoiled = 1; /* until it is seen how it has ended */
+        run->outcome.may_be_spoiled = 1; /* until its end was observed */
 }
 
 FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
@@ -49,15 +49,15 @@ FTPC int64_t ftpc_plan_expected(const ftpc_run_t *run)
     return outcome->local_bytes - (run->goal == FTPC_GOAL_APPEND ? outcome->resumed_bytes : 0);
 }
 
-/* A Zixi upload that must not overwrite would meet its own file. */
+/* A Zixi upload that must not overwrite would fail because of the file that its first run created. */
 FTPC int ftpc_plan_may_repeat(const ftpc_run_t *run)
 {
     return !protocol_is_zixi(run->request.wire.protocol) || run->request.wire.resume == 0;
 }
 
-/* The daemon appends from the size that its last look-up has found. When that may have been another
- * program's, or a part of the job was not seen, no look-up can tell whether what is there now is a beginning.
- */
+/* The daemon appends from the size that its last look-up found. If that may have been another program's
+ * look-up, or part of the job was not observed, the remote file may hold anything, and no look-up can show
+ * whether it is still a beginning of the local one: the whole file is uploaded. */
 FTPC void ftpc_plan_again(ftpc_run_t *run)
 {
     if (run->goal != FTPC_GOAL_APPEND)
@@ -66,8 +66,8 @@ FTPC void ftpc_plan_again(ftpc_run_t *run)
     run->goal = FTPC_GOAL_WHOLE;
 }
 
-/* A retry of a resumed upload appends the file from its beginning. Whether the first byte of that arrived
- * shows in the size alone, and a later resume would take what is there for a beginning. */
+/* A retry of a resumed upload appends the file from its beginning. Only the remote size shows whether any of
+ * that arrived; a later resume would append to it. */
 static int has_appended_twice(const ftpclient_state_t *state)
 {
     return state->progress.retries > 1 ||
@@ -91,12 +91,12 @@ FTPC void ftpc_plan_keep(ftpc_run_t *run, const ftpclient_state_t *state, const 
     keep_spoiling(run, state);
     const int is_look_up_that_failed = state->result != FTPCLIENT_RESULT_NONE && run->failed_upload == 0;
     if (is_upload(run) || run->goal == FTPC_GOAL_JOB || is_look_up_that_failed)
-        outcome->progress = state->progress; /* of an upload, not of its look-ups */
+        outcome->progress = state->progress; /* that of an upload, not of its look-ups */
     if (found && (run->goal == FTPC_GOAL_JOB || run->goal == FTPC_GOAL_LOOK_UP))
         outcome->file = *found;
     if (found && run->goal != FTPC_GOAL_JOB)
         outcome->remote_bytes = found->exists ? found->size_bytes : found->looked_up ? 0 : FTPCLIENT_UNKNOWN;
-    /* A file that grows while it is sent: what counts is what the daemon meant to send. */
+    /* If the file grows during the upload, the size that the daemon announced counts. */
     if (is_upload(run) && state->progress.total_bytes > 0)
         outcome->local_bytes =
             state->progress.total_bytes + (run->goal == FTPC_GOAL_APPEND ? outcome->resumed_bytes : 0);
@@ -113,7 +113,7 @@ static int decide_resume(ftpc_run_t *run, const ftpclient_file_info_t *found)
 {
     ftpclient_outcome_t *outcome = &run->outcome;
     if (!found->exists && !found->looked_up)
-        return FTPCLIENT_ERR_NO_RESUME; /* listed, but not as a file */
+        return FTPCLIENT_ERR_NO_RESUME; /* listed, but as a folder or a link */
     if (!found->exists || found->size_bytes == 0) {
         outcome->remote_bytes = 0;
         return go_on(run, FTPC_GOAL_WHOLE);
@@ -128,14 +128,14 @@ static int decide_resume(ftpc_run_t *run, const ftpclient_file_info_t *found)
     return FTPCLIENT_OK;
 }
 
-/* The daemon had no size that it could append from, and has sent nothing: another program's look-up has come
- * between. When that happens again and again, only the whole file has a chance. */
+/* The daemon refused to append because another program's look-up replaced the size; nothing was sent. After
+ * at most two more look-ups, the whole file is uploaded instead. */
 static int was_forgotten(const ftpclient_state_t *state)
 {
     return state->result == FTPCLIENT_RESULT_INTERNAL && state->progress.transferred_bytes == 0;
 }
 
-/* An SFTP server gives no reason, and its disk may be full: what has arrived tells more. */
+/* An SFTP server gives no reason for a failure. If its disk is full, the size of what arrived shows it. */
 static int is_worth_a_look(const ftpc_run_t *run, const ftpclient_state_t *state)
 {
     return ftpclient_cause_of(state->result, &state->progress) == FTPCLIENT_CAUSE_SFTP &&
@@ -170,14 +170,14 @@ static int after_upload(ftpc_run_t *run, const ftpclient_state_t *state)
     return run->request.resume || run->request.verify ? go_on(run, FTPC_GOAL_CHECK) : FTPCLIENT_OK;
 }
 
-/* The size after the upload. A rest that went elsewhere is mended by the whole file. */
+/* Judges the size after the upload. If appending has not led to the right size, uploads the whole file. */
 static int after_check(ftpc_run_t *run)
 {
     ftpclient_outcome_t *outcome = &run->outcome;
     const int failed_upload = run->failed_upload;
     run->failed_upload = 0;
     if (outcome->remote_bytes == outcome->resumed_bytes)
-        outcome->may_be_spoiled = 0; /* nothing arrived: another resume can go on */
+        outcome->may_be_spoiled = 0; /* nothing arrived: it can be resumed again */
     if (failed_upload != 0 && (!outcome->may_be_spoiled || outcome->upload != FTPCLIENT_UPLOAD_REST))
         return outcome->result = failed_upload;
     if (failed_upload == 0 && outcome->remote_bytes == outcome->local_bytes) {
@@ -209,7 +209,7 @@ FTPC int ftpc_plan_next(ftpc_run_t *run, const ftpclient_state_t *state, const f
     }
 }
 
-/* The folder of `path`, as this program sees it, has no room left. */
+/* 1 when the folder of `path`, as this program sees it, has no space or no file left. */
 static int is_disk_full(const char *path)
 {
     char folder[sizeof((transfer_request_t *)0)->local_path];
@@ -231,7 +231,7 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run)
     if (outcome->result == FTPCLIENT_RESULT_LOCAL_WRITE && is_disk_full(path))
         return FTPCLIENT_CAUSE_LOCAL_FULL;
     const ftpclient_progress_t *progress = &outcome->progress;
-    /* RFC 959: a local error, which is the server's disk where a file is stored. */
+    /* RFC 959: a local error of the server, which for an upload is a full disk. */
     const int could_not_store = 451;
     const int is_of_upload = is_upload(run) || run->failed_upload != 0;
     if (is_of_upload && outcome->result == FTPCLIENT_RESULT_NETWORK &&

@@ -2,8 +2,7 @@
 
 #include <assert.h>
 
-/* The public header stands alone, so its numbers are written there once more: compilation stops when they
- * part. */
+/* The public header includes nothing of wire/ and repeats its numbers: compilation stops when they differ. */
 #define SAME(ours, wire) static_assert((int)(ours) == (int)(wire), #ours " is not " #wire)
 SAME(FTPCLIENT_RESULT_BUSY, FTPCD_ERR_BUSY);
 SAME(FTPCLIENT_RESULT_INTERNAL, FTPCD_ERR_INTERNAL);
@@ -35,7 +34,7 @@ FTPC int ftpc_verdict(const uint8_t *reply)
     return head.detail > 0 && head.detail <= INT32_MAX ? (int)head.detail : FTPCLIENT_ERR_PROTOCOL;
 }
 
-/* A double that counts something; 0 for what is no count. */
+/* As a whole number; 0 for a value that counts nothing: negative, not finite or too large. */
 static int64_t count_of(double value) { return value > 0 && value < 9.2e18 ? (int64_t)value : 0; }
 
 FTPC ftpclient_progress_t ftpc_progress(const exec_info_t *info)

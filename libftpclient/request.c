@@ -107,7 +107,7 @@ static int check_proxy_size(ftpclient_request_t *request, const char *login, con
     return FTPCLIENT_OK;
 }
 
-/* libcurl takes a proxy's login in front of its host, as in a URL (CURLOPT_PROXY). */
+/* libcurl expects a proxy's login before its host, as in a URL (CURLOPT_PROXY). */
 static void put_proxy(ftpclient_request_t *request)
 {
     transfer_request_t *wire = &request->wire;
@@ -137,7 +137,8 @@ static int is_unreserved(char c)
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || strchr("-._~", c);
 }
 
-/* Writes `text` in URL escapes, which takes three bytes for one at most, and `mark`. Returns the end. */
+/* Writes `text` in URL escapes, at most three bytes for each of its bytes, then `mark` and a terminator.
+ * Returns a pointer to the terminator. */
 static char *put_escaped(char *to, const char *text, char mark)
 {
     for (; *text; text++)
@@ -153,8 +154,8 @@ int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi cannot use one");
     if (!user || !password)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy login: is missing");
-    enum { LONGEST = sizeof request->proxy_login - 2 }; /* a host needs a byte */
-    char login[3 * sizeof request->proxy_login] = "";   /* of escapes alone */
+    enum { LONGEST = sizeof request->proxy_login - 2 }; /* leaves a byte for the host */
+    char login[3 * sizeof request->proxy_login] = "";   /* even if all bytes are escaped */
     const int is_short = strlen(user) + strlen(password) <= LONGEST;
     if (is_short && (user[0] != '\0' || password[0] != '\0'))
         put_escaped(put_escaped(login, user, ':'), password, '@');
@@ -250,11 +251,11 @@ static int can_use_its_proxy(int job, const ftpclient_request_t *request, int wa
 {
     if (request->wire.proxy_type == PROXY_NONE)
         return 1;
-    /* A remote file's size cannot be asked for through a proxy. */
+    /* An HTTP proxy offers no way to look up a remote file. */
     if (job == FTPCLIENT_FILE_INFO ||
         (wants_outcome && job == FTPCLIENT_UPLOAD && (request->resume || request->verify)))
         return 0;
-    /* The proxy would have the server choose a name for the file. */
+    /* The proxy would let the server choose a name for the file. */
     const char *path = request->wire.remote_path; /* not empty */
     return job != FTPCLIENT_UPLOAD || path[strlen(path) - 1] != '/';
 }

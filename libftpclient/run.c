@@ -87,7 +87,7 @@ static int take_turn(ftpclient_call_t *call)
         snprintf(path, sizeof path, "%s%s", call->address.sun_path, FTPCLIENT_TURN_SUFFIX);
         struct stat status;
         if (stat(call->address.sun_path, &status) == -1 && (errno == ENOENT || errno == ENOTDIR))
-            return FTPCLIENT_ERR_NO_DAEMON; /* nobody to take turns at: leave no file behind */
+            return FTPCLIENT_ERR_NO_DAEMON; /* without a daemon, do not create the lock file */
         run->turn_error = ftpc_turn_open(&run->turn, path);
     }
     if (run->turn_error == 0 && !ftpc_turn_try(&run->turn))
@@ -96,9 +96,9 @@ static int take_turn(ftpclient_call_t *call)
     return ftpc_enter(call, FTPC_SEE_IDLE, 0);
 }
 
-/* Before the start: a job that runs is a job of a program that takes no turns, or was left alone. The daemon
- * would also let a job of its other engine run on unseen, and it takes note of the end of an earlier job in
- * the pass that answers. */
+/* Before the start. A running job belongs to a program that takes no turns, or to one that did not wait for
+ * its end. It must end first, because a start that selects the other engine would not be refused. And in the
+ * pass that answers this request, the daemon registers the end of an earlier job. */
 static int take_idle(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
@@ -124,9 +124,9 @@ static void ask_for(ftpclient_call_t *call, uint32_t command)
     ftpc_batch_add(&call->batch, command, NULL, 0);
 }
 
-/* The first look at the job, and for a file-information job at what it found, are queued with its start:
- * nobody can come between. Where somebody did, another look is queued before it: answering that, the daemon
- * takes note of a job that has ended. */
+/* The requests for the job's state, and for what a file-information job found, are queued with its start, so
+ * that no other program's request comes in between. Once a start was refused, a state request is queued
+ * before it as well: in the pass that answers it, the daemon registers the end of an earlier job. */
 static void ask_for_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
@@ -144,14 +144,15 @@ static void ask_for_start(ftpclient_call_t *call)
         ask_for(call, COMMAND_GET_FILE_INFO);
 }
 
-/* The daemon was seen without a job in the pass before: it cannot start one at all. */
+/* The start was refused although the daemon ran no job in the pass before: it cannot start any. */
 static int is_true_refusal(const ftpclient_call_t *call)
 {
     return call->run.is_crowded && ftpc_batch_is_adjacent(&call->batch, 1) &&
            !ftpc_state(ftpc_call_reply(call, 0)).running;
 }
 
-/* Another program was faster (3), or a job that it ran had ended and was not noted yet (5): once more. */
+/* Tries again when another program was faster (3), or when the daemon had not yet noticed the end of that
+ * program's job (5). */
 static int take_refusal(ftpclient_call_t *call, int result)
 {
     ftpc_run_t *run = &call->run;
@@ -169,7 +170,7 @@ static int take_refusal(ftpclient_call_t *call, int result)
 static int take_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
-    const int index = run->is_crowded; /* a look comes before the start */
+    const int index = run->is_crowded; /* 1 when a state request comes before the start */
     const int result = ftpc_verdict(ftpc_call_reply(call, index));
     if (result != FTPCLIENT_OK)
         return take_refusal(call, result);
@@ -207,7 +208,7 @@ static void ask(ftpclient_call_t *call)
         ask_for_start(call);
         return;
     }
-    if (run->stage == FTPC_STOP) /* answered when the job has stopped, and the look right behind it */
+    if (run->stage == FTPC_STOP) /* answered when the job has stopped; the state request follows directly */
         ask_for(call, COMMAND_CANCEL);
     if (run->stage != FTPC_FETCH)
         ask_for(call, COMMAND_GET_STATE);
@@ -244,14 +245,12 @@ static int advance_stage(ftpclient_call_t *call)
     return error == FTPCLIENT_OK ? take_answers(call) : error;
 }
 
-/* A question that is under way is answered before the call is stopped: the daemon logs a client that hangs
- * up.
- */
+/* Stops only after the replies to pending requests: the daemon logs a client that hangs up. */
 static int advance_once(ftpclient_call_t *call)
 {
     const ftpc_run_t *run = &call->run;
     const int may_stop = run->stop_result != 0 && call->batch.count == 0;
-    if (may_stop && run->stage < FTPC_WATCH) /* before there is a job */
+    if (may_stop && run->stage < FTPC_WATCH) /* no job was started */
         return run->stop_result;
     if (may_stop && run->stage == FTPC_WATCH)
         return ftpc_enter(call, FTPC_STOP, 0);
@@ -263,7 +262,7 @@ static int check_time(ftpclient_call_t *call)
     if (!ftpc_is_over(call->end_ms))
         return FTPCLIENT_PENDING;
     if (call->run.stop_result != 0)
-        return call->run.stop_result; /* not even stopping came to an end */
+        return call->run.stop_result; /* stopping has not ended in time either */
     ftpc_run_stop(call, FTPCLIENT_ERR_TIMEOUT);
     return FTPCLIENT_PENDING;
 }
@@ -274,14 +273,14 @@ FTPC int ftpc_run_advance(ftpclient_call_t *call)
     int result = check_time(call);
     while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || ftpc_now_ms() >= call->wake_ms)) {
         result = advance_once(call);
-        if (call->batch.count > 0) { /* asked: the reply is what wakes */
+        if (call->batch.count > 0) { /* the next thing to happen is a reply */
             call->wake_ms = FTPC_NEVER;
             break;
         }
     }
     if (result == FTPCLIENT_RESULT_CANCELED)
         outcome->result = result;
-    /* The first failure is the one to tell. */
+    /* The failure of the upload is reported, not that of the look-up after it. */
     if (result != FTPCLIENT_PENDING && call->run.failed_upload != 0)
         result = outcome->result = call->run.failed_upload;
     if (result != FTPCLIENT_PENDING && outcome->result != 0)

@@ -63,7 +63,7 @@ static int read_mount(char *line, ftpc_mount_t *mount)
     return 1;
 }
 
-/* 1 when there are any; the caller frees `all`. */
+/* Reads all lines of `table`. 1 when there are any; the caller frees `all`. */
 static int read_mounts(char *table, ftpc_mounts_t *mounts)
 {
     size_t lines = 1;
@@ -100,8 +100,8 @@ static const ftpc_mount_t *first_mount(const ftpc_mounts_t *mounts)
     return NULL;
 }
 
-/* Follows the mounts as the kernel does: of the mounts on the current one, the first on the path. It hides
- * those further down. */
+/* Follows the mounts as the kernel does: of the mounts on the current one it enters the first on the path,
+ * which hides those further down. */
 static const ftpc_mount_t *mount_of(const ftpc_mounts_t *mounts, const char *path)
 {
     const ftpc_mount_t *present = NULL;

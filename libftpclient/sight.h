@@ -14,11 +14,14 @@ enum ftpc_sight {
     FTPC_SIGHT_READ_ONLY = FTPCLIENT_ERR_READ_ONLY
 };
 
-/* How the process `daemon` (0: unknown) sees the absolute `path`. With `writes` the file is to be written and
- * need not exist. Checks only the mounts, never the permissions of the daemon's user. */
+/* How the process `daemon` (0: unknown) sees the absolute `path`: an ftpc_sight. With `writes` the file is
+ * to be written and need not exist. Checks only the mounts, never the permissions of the daemon's user.
+ * FTPC_SIGHT_CLEAR also when something cannot be read or memory is exhausted. Blocks as long as stat() on
+ * the path does. */
 FTPC int ftpc_sight_of(pid_t daemon, const char *path, int writes);
 
-/* The same with the contents of two mountinfo files, which it modifies. */
+/* The same with the NUL-terminated contents of two mountinfo files, of this process and of the daemon. It
+ * modifies both texts. */
 FTPC int ftpc_sight_compare(char *own_table, char *daemons_table, const char *path, int writes);
 
 #endif

@@ -14,7 +14,7 @@ static int open_file(const char *path)
     int fd = open(path, O_RDWR | options);
     if (fd == -1)
         fd = open(path, O_RDWR | O_CREAT | options, TURN_FILE_MODE);
-    const int error = errno; /* why it cannot be created */
+    const int error = errno; /* why it cannot be opened for writing or created */
     if (fd == -1)
         fd = open(path, O_RDONLY | options);
     if (fd == -1)

@@ -25,7 +25,7 @@ static bool is_year_or_time(field_t text)
     return listparse_read_time(text, &hour, &minute) || is_year(text);
 }
 
-// A month's number and, right behind it, the GB2312 character for month.
+// A month's number, directly followed by the GB2312 character for month.
 static bool is_chinese_month(field_t text)
 {
     const int month = to_int(text);

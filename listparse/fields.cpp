@@ -14,7 +14,7 @@ void listparse_find(fields_t *fields, int last)
             ++at;
         fields->ends[index] = at;
         if (byte == '\0')
-            continue; // so are the ones behind it
+            continue; // the line ends here: all further fields are empty
         ++begun;
         do
             ++at;

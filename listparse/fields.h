@@ -32,7 +32,8 @@ static inline void begin_line(fields_t *fields, const char *line)
     fields->next = line;
 }
 
-// Finds the fields up to `last`, FIELDS_MOST - 1 at most.
+// Finds the fields up to index `last`, FIELDS_MOST - 1 at most, after those that were found before; field()
+// and has_field() call it when needed.
 void listparse_find(fields_t *fields, int last);
 
 // Field `index`, 0 to FIELDS_MOST - 1; empty when the line has fewer.
@@ -43,6 +44,7 @@ static inline field_t field(fields_t &fields, int index)
     return {fields.begins[index], static_cast<size_t>(fields.ends[index] - fields.begins[index])};
 }
 
+// True when the line has a field `index`, 0 to FIELDS_MOST; it may be the empty one at its end.
 static inline bool has_field(fields_t &fields, int index)
 {
     if (index > fields.found)
@@ -56,6 +58,8 @@ static inline field_t field_to_end(fields_t &fields, int index)
     return index < fields.found ? fields.begins[index] : fields.next;
 }
 
+// Digits are those of ASCII. are_digits() examines the two bytes from `at` on, which the text must have;
+// begins_with() and begins_with_digit() are false for an empty text.
 static inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 static inline bool are_digits(field_t text, size_t at)
 {

@@ -16,8 +16,8 @@ constexpr const char *NO_GROUP = "BSD without -g, and devices that know no group
 constexpr const char *NO_OWNER = "devices that know no owners";
 constexpr const char *ONE_MORE = "Unix in a Windows domain: a group of two words";
 constexpr const char *TWO_MORE = "the same with a user of two words as well";
-// Detection looks for a month where these layouts have their year, so only a year that is a month in 16 bits
-// reaches them.
+// Detection looks for a month where these layouts have their year. So it finds them only for a "year" that is
+// a month when truncated to 16 bits, such as 65537.
 constexpr const char *BY_CHANCE = "nobody";
 
 // clang-format off

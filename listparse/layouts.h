@@ -12,13 +12,13 @@ enum links_t : int8_t { ALONE, GLUED, EITHER };
 
 // A layout of the `ls -l` family: permissions, link count, owner, group, size, date, name.
 struct unix_layout_t {
-    int8_t number;
-    int8_t shift; // how many more fields precede the size, -2 to 2
+    int8_t number; // the low byte of list_format_t
+    int8_t shift;  // how many more fields precede the size, -2 to 2
     links_t links;
     date_order_t order;
-    int8_t owner; // the index of its field
-    const char *sample;
-    const char *sent_by;
+    int8_t owner;        // the index of its field
+    const char *sample;  // a line of this layout
+    const char *sent_by; // which servers send it
 };
 
 // One condition of detection: the line has this field, and the field passes.
@@ -30,15 +30,15 @@ struct test_t {
 // Any other layout. A line has it when it has at least least_fields fields and passes all tests. A row
 // without tests is never detected.
 struct other_layout_t {
-    int8_t number;
+    int8_t number; // the low byte of list_format_t
     int8_t least_fields;
     test_t tests[4]; // unused ones have no function
     const char *sample;
     const char *sent_by;
 };
 
-// The two parts of the table, static: the first in order of the numbers, the second in the order of
-// detection.
+// The two parts of the table, which is static: the first in the order of the numbers, the second in the order
+// in which detection tries them.
 std::span<const unix_layout_t> listparse_unix_layouts();
 std::span<const other_layout_t> listparse_other_layouts();
 

@@ -13,8 +13,8 @@ using list_format_t = int32_t;
 
 constexpr list_format_t LIST_FMT_UNKNOWN = -1;
 constexpr list_format_t LIST_FMT_FLAG_NAME14 = 0x100; // the name ends at 14 characters
-constexpr list_format_t LIST_FMT_FLAG_LNK =
-    0x200; // a name ending in ".lnk" is a link, " -> " is part of a name
+// A name ending in ".lnk" is a link, " -> " is part of a name.
+constexpr list_format_t LIST_FMT_FLAG_LNK = 0x200;
 
 constexpr size_t FILE_INFO_NAME_SIZE = 1025; // bytes of a name buffer, terminator included
 constexpr size_t FILE_INFO_OWNER_SIZE = 41;  // bytes of an owner buffer, terminator included
@@ -48,9 +48,9 @@ constexpr int FILE_TYPE_NONE = -1; // not an entry
 list_format_t AnalizeFileInfo(char *line);
 
 // Reads `line` by `format` into the caller's storage: name[FILE_INFO_NAME_SIZE], owner[FILE_INFO_OWNER_SIZE],
-// and one object each. Returns the entry type. An empty name means that the line could not be read.
-// *size is in bytes, -1 when the line has none and 0 for a bad number. *attributes are permissions as
-// hexadecimal digits (rwxr-xr-x is 0x755), 0 when missing; *is_link is 1 or 0; *valid has FILE_INFO_ bits.
+// and one object each. Returns the entry type. An empty name means that the line could not be read. *size is
+// in bytes, -1 when the line has none and 0 for a bad number. *attributes are permissions as hexadecimal
+// digits (rwxr-xr-x is 0x755), 0 when missing; *is_link is 1 or 0; *valid has FILE_INFO_ bits.
 int ResolvFileInfo(const char *line, list_format_t format, char *name, int64_t *size, file_time_t *time,
                    uint32_t *attributes, char *owner, uint32_t *is_link, uint32_t *valid);
 

@@ -30,7 +30,7 @@ number_t listparse_read_number(field_t text)
     return {static_cast<int64_t>(negative ? 0 - magnitude : magnitude), at};
 }
 
-// No conversion clears errno, so a stale ERANGE decides as well.
+// errno is not cleared first: an ERANGE left by an earlier call makes every size 0.
 int64_t listparse_read_size(field_t text)
 {
     const digits_t digits = read_digits(text);

@@ -25,10 +25,11 @@ int listparse_resolve_dos(fields_t &fields, int number, line_entry_t *entry);   
 int listparse_resolve_dos24(fields_t &fields, line_entry_t *entry);             // 24
 int listparse_resolve_other(fields_t &fields, int number, line_entry_t *entry); // 26 to 41
 
+// How far a name extends: to the end of its field, or of the line.
 enum name_extent_t : bool { ONE_FIELD, TO_END };
 
-// Takes the name from field `at`, truncated to the size of the caller's buffer. False when the line has no
-// such field.
+// Takes the name from field `at`, truncated to the size of the caller's buffer. False when the line has
+// no such field.
 static inline bool take_name(fields_t &fields, int at, name_extent_t extent, line_entry_t *entry)
 {
     if (!has_field(fields, at))

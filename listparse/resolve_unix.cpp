@@ -23,8 +23,8 @@ static date_t read_month_first(fields_t &fields, int month_at, bool day_in_month
     return {has_time ? 0 : to_int(time_field), found.month, day};
 }
 
-// Truncates the name according to the format's flags. Returns the byte after 14 characters, NUL if there is
-// none.
+// Truncates the name according to the format's flags. Returns the byte after 14 characters, NUL if
+// there is none.
 static char apply_name_flags(list_format_t format, line_entry_t *entry)
 {
     constexpr size_t SHORT_NAME = 14;

@@ -7,7 +7,7 @@
 // with the digit 7, which belongs to the number.) A slash does the same.
 constexpr field_t MONTH_MARKS[] = {"\x8c\x8e", "\xb7\xee", "\xd4\xc2", "\xe6\x9c\x88", "/"};
 
-// The one behind an hour in Shift_JIS, ISO-2022-JP, EUC-JP and UTF-8.
+// The CJK character behind an hour in Shift_JIS, ISO-2022-JP, EUC-JP and UTF-8.
 constexpr field_t HOUR_MARKS[] = {"\x8e\x9e", ";~", "\xbb\xfe", "\xe6\x99\x82"};
 
 constexpr field_t MONTH_NAMES = "JanFebMarAprMayJunJulAugSepOctNovDec";

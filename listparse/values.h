@@ -15,8 +15,8 @@ struct number_t {
 // its range with errno ERANGE. The same on every machine, also where long has 32 bits.
 number_t listparse_read_number(field_t text);
 
-// The number of digits at the start of a text, and their value, which is correct for at most SAFE_DIGITS
-// digits.
+// The number of digits at the start of a text, and their value, which is correct for at most
+// SAFE_DIGITS digits.
 constexpr size_t SAFE_DIGITS = 9;
 struct digits_t {
     size_t count;
@@ -41,7 +41,8 @@ static inline int to_int(field_t text)
 }
 static inline uint16_t to_u16(field_t text) { return static_cast<uint16_t>(to_int(text)); }
 
-// A size in bytes, or any whole number, as _atoi64 reads it: 0 also when errno is ERANGE before the call.
+// A size in bytes, or any whole number, as _atoi64 reads it: 0 when anything follows the number, when it does
+// not fit, or when errno is ERANGE before the call.
 int64_t listparse_read_size(field_t text);
 
 // --- dates
@@ -53,7 +54,7 @@ enum date_order_t : int8_t {
 };
 
 struct date_t {
-    int year, month, day;
+    int year, month, day; // the year with its century
 };
 
 struct month_day_t {
@@ -86,22 +87,22 @@ bool listparse_has_shape(field_t text, field_t shape, char sym = '\0');
 
 constexpr field_t SHAPE_4_2_2 = "9999-99-99";
 
-// "98-12-31" and the like, with any separators: dates, and times with seconds.
+// True for "98-12-31" and the like, with any separators: dates, and times with seconds.
 static inline bool is_date(field_t text)
 {
     return text.size() == 8 && are_digits(text, 0) && !is_digit(text[2]) && are_digits(text, 3) &&
            !is_digit(text[5]) && are_digits(text, 6);
 }
 
-// The value of the two digits at `at`.
+// The value of the two digits at `at`, which are not checked.
 static inline int two_digits(field_t text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
 
 // As CheckYYMMDDformat with allow9: 2-2-2 and 2-2-3 digits give 1, 3-2-2 give 2, anything else 0.
 int listparse_date_shape9(field_t text, char sym); // of nine characters
 static inline int date_shape(field_t text) { return is_date(text) ? 1 : listparse_date_shape9(text, '\0'); }
 
-// The year of two digits, or of three counted from 1900 ("112" is 2012): below 60 it is 2000 + year, else
-// 1900 + year.
+// The year of two digits, or of three counted from 1900 ("112" is 2012): below 60 it is 2000 + year,
+// else 1900 + year.
 static inline int full_year(int year) { return year + (year < 60 ? 2000 : 1900); }
 
 // The three numbers of a date field in DOS style, MONTH_FIRST or YEAR_FIRST, with the full year; false, with
@@ -117,7 +118,8 @@ static inline bool begins_with_time(field_t text)
            (text.size() == 5 || !is_digit(text[5]));
 }
 
-// As GetHourAndMinute.
+// As GetHourAndMinute: true, or false with both outputs 0. The first takes any text; the second is the same
+// and quick for the usual ones.
 bool listparse_read_any_time(field_t text, uint16_t *hour, uint16_t *minute);
 static inline bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *minute)
 {
@@ -138,5 +140,5 @@ static inline bool listparse_read_time(field_t text, uint16_t *hour, uint16_t *m
     return listparse_read_any_time(text, hour, minute);
 }
 
-// As AttrString2Value.
+// As AttrString2Value: the nine characters after the type, as hexadecimal digits; missing ones count as '-'.
 uint32_t listparse_read_permissions(field_t text);

@@ -1,10 +1,10 @@
 /* libsecure: certificate and host-key digests and files. Implemented by the device's closed library, and by
  * the shared library built here.
  *
- * Each returns a libsecure_result. Arguments are not kept. A file is written completely or not at all: after
- * a failure an existing file is unchanged. A new file has mode 644; a replaced file keeps its mode and owner.
- * A symbolic link is followed. A character device is written to directly; other kinds of files are not
- * touched. Saving blocks until the file is on the disk. */
+ * Each returns a libsecure_result. Arguments are not kept; the caller keeps certificate and key. A file is
+ * written completely or not at all: after a failure an existing file is unchanged. A new file has mode 644; a
+ * replaced file keeps its mode and owner. A symbolic link is followed. A character device is written to
+ * directly; other kinds of files are not touched. Saving blocks until the file is on the disk. */
 #ifndef PLATFORM_SECURE_H
 #define PLATFORM_SECURE_H
 

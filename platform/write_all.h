@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <unistd.h>
 
-// False, with errno, when not everything was written; a part may have been. Blocks as write does.
+// Writes `length` bytes to fd, also in several pieces and after a signal. False, with errno, when not
+// everything was written; a part may have been. Blocks as write does.
 inline bool write_all(int fd, const void *data, size_t length)
 {
     auto at = static_cast<const char *>(data);

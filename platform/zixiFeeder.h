@@ -104,7 +104,7 @@ int zixi_version(int *major, int *minor, int *patch, int *build);
  * Callback and data must live until logging is stopped. */
 int zixi_configure_logging(int level, zixi_log_callback callback, void *user_data);
 
-/* Sets the login for later uploads. The lengths exclude a terminator. */
+/* Sets the login for later uploads. The lengths are in bytes and exclude a terminator. */
 int zixi_configure_credentials(const char *user, int user_length, const char *password, int password_length);
 
 /* Fills in the two configuration words for zixi_upload_file. */
@@ -115,7 +115,7 @@ int zixi_prepare_configuration(int first, int second, uintptr_t configuration[2]
 int zixi_upload_file(uintptr_t configuration0, uintptr_t configuration1, const char *local_path,
                      const char *host, zixi_upload_parameters parameters, void **stream);
 
-/* The progress of the upload: bytes sent, bytes in total, and its state. */
+/* The upload's bytes sent, bytes in total, and state, which is ZIXI_STATE_UPLOADING while it runs. */
 int zixi_get_upload_progress(void *stream, uint64_t *sent, uint64_t *total, int *state);
 
 /* Ends the upload, finished or not. The stream is invalid afterwards, whatever the result. */

@@ -9,7 +9,7 @@
 #include <unistd.h>
 #include <utility>
 
-// Memory from malloc.
+// Memory from malloc, released with free; heap_string for a NUL-terminated string.
 struct heap_free {
     void operator()(void *block) const { free(block); }
 };
@@ -36,6 +36,7 @@ public:
         errno = kept;
     }
 
+    // The handle, which stays owned; NONE without one.
     Handle get() const { return handle_; }
     explicit operator bool() const { return handle_ != NONE; }
 

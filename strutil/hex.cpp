@@ -53,8 +53,8 @@ void hex_dump(const void *data, size_t n)
 {
     if (data == nullptr)
         return;
-    const auto first =
-        static_cast<unsigned>(reinterpret_cast<uintptr_t>(data)); // the low 32 bits tell dumps apart
+    // The low 32 bits are enough to tell dumps apart.
+    const auto first = static_cast<unsigned>(reinterpret_cast<uintptr_t>(data));
     const auto count = static_cast<unsigned>(n);
     log_text("%s", RULE);
     log_text("Dump: 0x%08X - 0x%08X (%u bytes)", first, first + count - 1, count);

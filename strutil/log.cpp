@@ -6,8 +6,8 @@
 #include <cstring>
 #include <syslog.h>
 
-constexpr size_t FORMAT_SIZE =
-    256; // bytes: ids and formats are literals of this program, the longest has 170
+// Bytes. Ids and formats are literals of this program; the longest have 170 together.
+constexpr size_t FORMAT_SIZE = 256;
 
 namespace
 {

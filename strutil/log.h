@@ -11,11 +11,12 @@ void log_error(const char *id, const char *format, ...) __attribute__((format(pr
 // LOG_ERR: "error: <id>: errno(<errno>) <its text>\n". Call it before anything else can change errno.
 void log_errno(const char *id);
 
-// LOG_ERR: "error: <id>: <call>(): <rc>\n" when rc is not 0; nothing else. For calls that return their error.
+// LOG_ERR: "error: <id>: <call>(): <rc>\n" when rc is not 0, otherwise nothing. For calls that
+// return their error.
 void log_if_failed(const char *id, const char *call, int rc);
 
 // LOG_INFO: "<id>: <text>\n".
 void log_info(const char *id, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// LOG_INFO: only the text, without id or newline.
+// LOG_INFO: only the text, without id or newline, of any length.
 void log_text(const char *format, ...) __attribute__((format(printf, 1, 2)));

@@ -14,8 +14,8 @@ int hex1_to_num(char c)
 int hex2_to_num(const char *text)
 {
     const int high = hex1_to_num(text[0]);
-    const int low =
-        high == -1 ? -1 : hex1_to_num(text[1]); // text may end after a first character that is no digit
+    // The text may end after a first character that is not a digit.
+    const int low = high == -1 ? -1 : hex1_to_num(text[1]);
     return low == -1 ? -1 : high * 16 + low;
 }
 

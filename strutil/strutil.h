@@ -16,8 +16,7 @@ char *malloc_str4(const char *a, const char *b, const char *c, const char *d);
 char *malloc_str5(const char *a, const char *b, const char *c, const char *d, const char *e);
 char *malloc_str6(const char *a, const char *b, const char *c, const char *d, const char *e, const char *f);
 
-// A new buffer with the `size` bytes at p; no terminator is added. NULL when p is NULL or memory is
-// exhausted.
+// A new buffer with the `size` bytes at p, without a terminator. NULL when p is NULL or memory is exhausted.
 void *malloc_data(const void *p, size_t size);
 
 // Join the arguments into dst, which has `size` bytes: 0, or -1 with dst unchanged when dst or an argument is
@@ -48,21 +47,23 @@ const char *basename_of(const char *path);
 // character `ch` unless that is negative. NULL when path is NULL or memory is exhausted.
 char *malloc_directory_of(const char *path, int ch);
 
-// n bytes as upper-case hex pairs with `sep` between them, in a new buffer stored in *out. Returns its size,
-// n * 3; 0 with *out NULL when data is NULL, n is 0, n * 3 overflows or memory is exhausted.
+// n bytes as upper-case hex pairs with `sep` between them and a terminator, in a new buffer stored in
+// *out. Returns its size, n * 3; 0 with *out NULL when data is NULL, n is 0, n * 3 overflows or
+// memory is exhausted.
 size_t malloc_bin_to_hex(const void *data, size_t n, char sep, char **out);
-// The same into dst, which has at least n * 3 bytes. NULL data or n 0 gives the empty string; NULL dst is
-// ignored.
+// The same into dst, which has at least n * 3 bytes. NULL data or n 0 gives the empty string; NULL
+// dst is ignored.
 void bin_to_hex(const void *data, size_t n, char sep, char *dst);
 
-// Logs n bytes at LOG_INFO, sixteen a line. NULL data is ignored.
+// Logs n bytes at LOG_INFO: a rule, a line with their addresses, sixteen bytes a line in hex, a rule. NULL
+// data is ignored.
 void hex_dump(const void *data, size_t n);
 
-// The value of one hex digit, or of two (high digit first); -1 for anything else.
+// The value of one hex digit, or of two (high digit first), upper or lower case; -1 for anything else.
 int hex1_to_num(char c);
 int hex2_to_num(const char *text);
 
-// The value of exactly n decimal digits. Any other character gives 0 and adds one to *error_count (may be
-// NULL), so that several calls can share one check. n 0 gives 0. A value above 2^32-1 is truncated to 32
-// bits.
+// The value of exactly n decimal digits. Any other character gives 0 and adds one to *error_count
+// (may be NULL), so that several calls can share one check. n 0 gives 0. A value above 2^32-1 is
+// truncated to 32 bits.
 unsigned asc_to_num(const char *text, size_t n, int *error_count);

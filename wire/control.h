@@ -1,12 +1,14 @@
-/* The control socket: one request and one reply per connection, each an 8-byte header and a body. */
+/* The control socket: one request and one reply per connection, each an 8-byte header and a body.
+ *
+ * The client connects, sends its request, reads the reply and closes. The daemon serves one connection in
+ * each pass of its main loop, every 100 ms, and gives it 10 s. */
 #ifndef WIRE_CONTROL_H
 #define WIRE_CONTROL_H
 
 #include "wire/job_status.h"
 
 #define CONTROL_SOCKET_PATH "/var/run/ftp.sock"
-/* Clients take turns with an exclusive flock(2) on this empty file next to the socket; the daemon does not
- * use it. */
+/* Clients take turns with an exclusive flock(2) on this empty file; the daemon ignores it. */
 #define CONTROL_TURN_PATH CONTROL_SOCKET_PATH ".turn"
 
 enum control_timing {
@@ -26,7 +28,7 @@ enum control_command {
 
 /* Header of every request and reply; `length` bytes of body follow. */
 typedef struct message_header_t {
-    uint32_t command; /* control_command; a reply echoes it */
+    uint32_t command; /* control_command; a reply echoes it, 0 for a request that could not be read */
     uint32_t length;  /* bytes of body */
 } message_header_t;
 

@@ -1,4 +1,4 @@
-/* The initial state of a job. */
+/* The initial state of a job. The functions neither lock nor fail. */
 #ifndef WIRE_JOB_INIT_H
 #define WIRE_JOB_INIT_H
 

@@ -6,7 +6,7 @@
 
 enum job_kind { JOB_NONE = 0, JOB_DOWNLOAD = 1, JOB_UPLOAD = 2, JOB_DL_FILE_INFO = 3 };
 
-/* Status of a job. */
+/* Status of the running or last job; all zero before the first one. */
 typedef struct module_info_t {
     uint32_t running; /* 1 while a job runs; a new one is accepted only while it is 0 */
     uint32_t exec;    /* job_kind of the last job started */
@@ -27,7 +27,7 @@ enum response_code_type {
     RESPONSE_CODE_ZIXI = 3, /* a Zixi job: see zixi_error, there is no response code */
 };
 
-/* Progress and outcome of a job. */
+/* Progress and outcome of the running or last job. The start of a job clears all but zixi_error. */
 typedef struct exec_info_t {
     double total_size;       /* bytes; 0 while unknown */
     double transferred_size; /* bytes */
@@ -58,9 +58,9 @@ enum remote_file_unknown {
     REMOTE_FILE_ATTRIBUTES_UNKNOWN = 65535, /* after a Zixi job; else -1 */
 };
 
-/* The result of a file-information job. Only files count: for a directory or link of the wanted name both
- * flags stay 0. A libcurl upload overwrites the first byte of looked_up; after a Zixi job year to minute are
- * -1. */
+/* The result of a file-information job. Only files count: for a directory or link of the wanted name
+ * both flags stay 0. A libcurl upload overwrites the first byte of looked_up; after a Zixi job year to
+ * minute are -1. */
 typedef struct remote_file_t {
     uint32_t looked_up; /* 1 = a listing was read, or the file's absence was accepted */
     uint32_t exists;    /* 1 = the file was found */

@@ -1,4 +1,4 @@
-/* Notices to the network manager: one connection each, no answer expected. */
+/* Notices to the network manager: one connection each, no answer expected. A lost notice is not repeated. */
 #ifndef WIRE_NOTICE_H
 #define WIRE_NOTICE_H
 

@@ -11,6 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* The member begins `at` bytes from the record's start and has `width` bytes; the record has `size` bytes. */
 #define WIRE_FIELD(record, member, at, width)                                                                \
     static_assert(offsetof(record, member) == (at) && sizeof(((record *)0)->member) == (width),              \
                   #record "." #member " moved on the wire")

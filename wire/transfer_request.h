@@ -31,7 +31,7 @@ static inline int protocol_has_identity(uint32_t protocol)
     return protocol_has_tls(protocol) || protocol == PROTOCOL_SFTP;
 }
 
-/* FTP and FTPS. */
+/* FTP and FTPS, and any unknown value. */
 static inline int protocol_is_ftp(uint32_t protocol)
 {
     return protocol != PROTOCOL_SFTP && !protocol_is_zixi(protocol);
@@ -81,6 +81,7 @@ WIRE_FIELD(server_auth_t, digest, 5, 256);
 WIRE_FIELD(server_auth_t, save_path, 261, 259);
 WIRE_SIZE(server_auth_t, 520);
 
+/* One job. Bytes behind the terminator of a string are not read, except in `password` for Zixi. */
 typedef struct transfer_request_t {
     char remote_path[512]; /* relative to the login directory, or absolute as the server understands it */
     char local_path[256];  /* written by a download, read by an upload */

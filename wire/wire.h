@@ -1,5 +1,5 @@
-/* All records exchanged by the daemon, its clients and the network manager.
- * Usable by itself from C11 and C++: no libcurl, no daemon. All integers are little-endian. */
+/* All records exchanged by the daemon, its clients and the network manager. Usable by itself from C11 and
+ * C++: no libcurl, no daemon. All integers are little-endian. */
 #ifndef WIRE_WIRE_H
 #define WIRE_WIRE_H
 

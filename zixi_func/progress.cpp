@@ -20,7 +20,7 @@ struct pace_t {
 
 } // namespace
 
-// 0 for a divisor of 0. Numbers wrap round at 64 bits where they don't fit; nothing traps.
+// 0 for a divisor of 0. A number that does not fit wraps around at 64 bits; nothing traps.
 static int64_t quotient(uint64_t dividend, int64_t divisor)
 {
     if (divisor == 0)
@@ -57,10 +57,10 @@ void zixif_progress_sample(zixif_progress_t *progress, uint64_t sent_bytes, uint
     progress->previous_ms = now_ms;
     progress->elapsed_ms += interval_ms;
     const pace_t pace = pace_of(sent_bytes, total_bytes, progress->reference_bytes, interval_ms);
-    // Intended: the total, not the sent bytes. So from the second sample on the speed is 0 or negative until
+    // Intended: the total, not the sent bytes. So from the second sample on, the speed is 0 or negative until
     // everything is sent.
     progress->reference_bytes = total_bytes;
-    // The line has room for int; a size of 2 PB and a year of minutes fit.
+    // The line's numbers are ints; 2 PB and thousands of years of minutes fit.
     log_info("zixi_func(731)", "Uploaded: %d%% %dMB/%dMB Speed: %d.%3dMbps elapsed:%d[m] / remain:%d[m]",
              static_cast<int>(percent_of(sent_bytes, total_bytes)), static_cast<int>(sent_bytes / BYTES_A_MB),
              static_cast<int>(total_bytes / BYTES_A_MB), static_cast<int>(pace.speed_kbits_s / KBITS_A_MBIT),
