@@ -132,12 +132,8 @@ enum ftpclient_pin {
     FTPCLIENT_PIN_SHA1 = 2, /* FTPS: SHA-1 of the certificate */
 };
 
-/* In bytes. */
-enum ftpclient_size {
-    FTPCLIENT_MD5_SIZE = 16,
-    FTPCLIENT_SHA1_SIZE = 20,
-    FTPCLIENT_DOWNLOAD_MAX = 4096, /* a larger download fails: FTPCLIENT_RESULT_SIZE_LIMIT */
-};
+/* In bytes. A larger download fails with FTPCLIENT_RESULT_SIZE_LIMIT. */
+enum ftpclient_size { FTPCLIENT_MD5_SIZE = 16, FTPCLIENT_SHA1_SIZE = 20, FTPCLIENT_DOWNLOAD_MAX = 4096 };
 
 enum ftpclient_notice_code {
     FTPCLIENT_NOTICE_DOWNLOAD_DONE = 0,
