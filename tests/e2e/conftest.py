@@ -1,4 +1,21 @@
-"""Fixtures: the daemon and everything round it. Each test has a world of its own: see run."""
+"""Fixtures: the daemon and everything round it. Each test has a world of its own: see run.
+
+To write a test:
+
+- Take the fixtures below that you need. For other servers, certificates, keys and proxies see harness/, for names that
+  mislead harness/names.py. `jobs` runs a job until its notice, `look` a successful file-information job; for anything else
+  use harness.client.
+- Expectations come from the tables of docs/protocol.md, never from what the program printed. harness/wire.py intentionally
+  repeats the byte tables instead of using the C headers.
+- Wait for a condition (`wait_until`, `wait_for`), never for a fixed time. Servers and tests run in real time even when the
+  daemon's clock is fast, so a limit of 60 s is 6 s here. A loaded machine may delay any process by 5 s (HELD_UP_S; LATE_S by
+  the fast clock): every upper bound must allow for that.
+- Each test ends by stopping the daemon. It fails if the daemon died before, did not end with status 0, or a sanitizer reported
+  something. Scripted servers answer QUIT unless the plan says otherwise.
+- Put many inputs of one rule into a table in one test: a world costs half a second.
+- Mark a test that may take longer than 120 s with @pytest.mark.timeout(seconds), one that cannot work with an emulated daemon
+  with @pytest.mark.native(reason).
+"""
 
 import os
 

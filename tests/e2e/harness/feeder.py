@@ -18,7 +18,8 @@ PROGRESS = re.compile(
 
 
 def knobs(**knobs):
-    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir."""
+    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir. What they do:
+    tests/standin/zixiFeeder.cpp."""
     variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
     return {"ZIXI_FEEDER_DIR": str(FOLDER)} | variables
 
