@@ -18,6 +18,7 @@ To write a test:
 """
 
 import os
+import signal
 
 import pytest
 
@@ -33,6 +34,7 @@ from harness.scripted import Plan, ScriptedServer, take_slowly
 from harness.sftp import HostKey, Sshd
 from harness.squid import HttpProxy
 from harness.vsftpd import Vsftpd
+from harness.waiting import HELD_UP_S, within
 
 
 LOG_LINES = 120  # shown after a failure
@@ -119,6 +121,24 @@ def unstarted(log, console):
     assert "runtime error:" not in console.text, console.text
     assert not died, f"the daemon ended unasked, status {status}"
     assert status == 0, f"the daemon did not end well: {status}"
+
+
+@pytest.fixture
+def endings(log, console, network_manager):
+    """Launches a daemon that often. A signal ends each when the loop comes round: soon and well, whatever it is doing."""
+
+    def launch_each(times, **options):
+        for ending in range(times):
+            daemon = Daemon()
+            daemon.start(**options)
+            network_manager.wait_for(wire.NOTICE_STARTED, times=ending + 1)
+            yield ending
+            with within(2 + HELD_UP_S):
+                assert daemon.stop((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[ending // 3 % 3]) == 0
+        assert "runtime error:" not in console.text
+        assert not sanitizer_reports()
+
+    return launch_each
 
 
 @pytest.fixture

@@ -17,6 +17,14 @@ fake_daemon::answer_t absent_while(const std::shared_ptr<std::atomic<bool>> &is_
     };
 }
 
+// Answers with the script once, and from then on with these bytes.
+fake_daemon::answer_t once(job_script script, const bytes_t &later)
+{
+    return [script, later, answers = 0](const message_t &message) mutable {
+        return ++answers == 1 ? script(message) : later;
+    };
+}
+
 ftpclient_state_t upload(int running, int64_t transferred)
 {
     return {running, FTPCLIENT_UPLOAD, 0, 0, {100, transferred, 0, 0, 0, 0, 0, 0, 0}};
@@ -97,11 +105,7 @@ TEST(Watch, RunsTheCommandForEachChangeAlsoWhenTheDaemonGoesAndComesBack)
 
 TEST(Watch, AnAnswerThatMakesNoSenseIsToldWhenTheCommandsHaveRun)
 {
-    const auto answers = std::make_shared<std::atomic<int>>(0);
-    job_script script = script_of({running(2, 100, 40)});
-    fake_daemon daemon([script, answers](const message_t &message) mutable {
-        return ++*answers == 1 ? script(message) : message_bytes(77, {1, 2, 3});
-    });
+    fake_daemon daemon(once(script_of({running(2, 100, 40)}), message_bytes(77, {1, 2, 3})));
     const outcome_t outcome =
         run({"watch", "--quiet", "--socket", daemon.path(), "--exec", "sleep 0.5; echo $FTPCTL_JOB"});
     EXPECT_EQ(outcome.status, 5);
@@ -111,11 +115,7 @@ TEST(Watch, AnAnswerThatMakesNoSenseIsToldWhenTheCommandsHaveRun)
 
 TEST(Watch, EndsAtOnceAtAnInterruptWhileNobodyAnswers)
 {
-    const auto answers = std::make_shared<std::atomic<int>>(0);
-    job_script script = script_of({idle()});
-    fake_daemon daemon([script, answers](const message_t &message) mutable {
-        return ++*answers == 1 ? script(message) : fake_daemon::HANG;
-    });
+    fake_daemon daemon(once(script_of({idle()}), fake_daemon::HANG));
     program watching({"watch", "--socket", daemon.path()});
     ASSERT_TRUE(watching.has_printed("idle"));
     ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 2));
