@@ -1,6 +1,24 @@
-"""Fixtures: the daemon and everything round it. Each test has a world of its own: see run."""
+"""Fixtures: the daemon and everything round it. Each test has a world of its own: see run.
+
+To write a test:
+
+- Take the fixtures below that you need. For other servers, certificates, keys and proxies see harness/, for names that
+  mislead harness/names.py. `jobs` runs a job until its notice, `look` a successful file-information job; for anything else
+  use harness.client.
+- Expectations come from the tables of docs/protocol.md, never from what the program printed. harness/wire.py intentionally
+  repeats the byte tables instead of using the C headers.
+- Wait for a condition (`wait_until`, `wait_for`), never for a fixed time. Servers and tests run in real time even when the
+  daemon's clock is fast, so a limit of 60 s is 6 s here. A loaded machine may delay any process by 5 s (HELD_UP_S; LATE_S by
+  the fast clock): every upper bound must allow for that.
+- Each test ends by stopping the daemon. It fails if the daemon died before, did not end with status 0, or a sanitizer reported
+  something. Scripted servers answer QUIT unless the plan says otherwise.
+- Put many inputs of one rule into a table in one test: a world costs half a second.
+- Mark a test that may take longer than 120 s with @pytest.mark.timeout(seconds), one that cannot work with an emulated daemon
+  with @pytest.mark.native(reason).
+"""
 
 import os
+import signal
 
 import pytest
 
@@ -16,6 +34,7 @@ from harness.scripted import Plan, ScriptedServer, take_slowly
 from harness.sftp import HostKey, Sshd
 from harness.squid import HttpProxy
 from harness.vsftpd import Vsftpd
+from harness.waiting import HELD_UP_S, within
 
 
 LOG_LINES = 120  # shown after a failure
@@ -102,6 +121,24 @@ def unstarted(log, console):
     assert "runtime error:" not in console.text, console.text
     assert not died, f"the daemon ended unasked, status {status}"
     assert status == 0, f"the daemon did not end well: {status}"
+
+
+@pytest.fixture
+def endings(log, console, network_manager):
+    """Launches a daemon that often. A signal ends each when the loop comes round: soon and well, whatever it is doing."""
+
+    def launch_each(times, **options):
+        for ending in range(times):
+            daemon = Daemon()
+            daemon.start(**options)
+            network_manager.wait_for(wire.NOTICE_STARTED, times=ending + 1)
+            yield ending
+            with within(2 + HELD_UP_S):
+                assert daemon.stop((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[ending // 3 % 3]) == 0
+        assert "runtime error:" not in console.text
+        assert not sanitizer_reports()
+
+    return launch_each
 
 
 @pytest.fixture

@@ -10,8 +10,6 @@ import pytest
 from harness import client, wire
 from harness.client import CONTROL_SOCKET
 from harness.content import MIB, sparse
-from harness.daemon import Daemon, sanitizer_reports
-from harness.network_manager import NetworkManager
 from harness.scripted import Plan, Silence, take_slowly
 from harness.waiting import HELD_UP_S, wait_until, within
 
@@ -86,18 +84,11 @@ def test_a_second_run_follows_the_first(daemon, network_manager):
 
 
 @pytest.mark.timeout(40 + 4 * ENDINGS)
-def test_ending_in_the_middle_of_an_upload_never_crashes(log, console, scripted, local):
+def test_ending_in_the_middle_of_an_upload_never_crashes(endings, scripted, local):
     """FTP_CLIENTD_ENDINGS tells how often; each time a little later in the transfer."""
-    manager = NetworkManager()
     server = scripted(Plan(take=take_slowly(50 * MIB)))
     sparse(local / "a", 1024 * MIB)
-    for ending in range(ENDINGS):
-        daemon = Daemon()
-        daemon.start()
-        manager.wait_for(wire.NOTICE_STARTED, times=ending + 1)
+    for ending in endings(ENDINGS):
         assert client.upload(local / "a", "a") == (0, 0)
         server.wait_for_command("STOR", times=ending + 1)
         time.sleep(ending % 10 / 100)  # not a wait: spreads the moments of the signal
-        assert daemon.stop((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[ending % 3]) == 0
-    assert "runtime error:" not in console.text
-    assert not sanitizer_reports()

@@ -187,7 +187,7 @@ def test_the_largest_size_of_all_is_told(daemon, vsftpd, look):
 
 
 @pytest.mark.parametrize("server", ["vsftpd", "pure-ftpd", "proftpd"], indirect=True)
-def test_a_folder_that_may_not_be_read_holds_nothing(daemon, server, look, log):
+def test_a_file_in_an_unreadable_folder_is_reported_as_absent(daemon, server, look, log):
     for mode, code in ((0o311, 78), (0o000, 9)):  # entered but not listed; not even entered
         put(server, f"{mode:o}/a", 1)
         server.path(f"{mode:o}").chmod(mode)

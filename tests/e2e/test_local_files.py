@@ -11,7 +11,7 @@ import pytest
 
 from harness import client, wire
 from harness.relay import Relay
-from harness.scripted import Plan, finish, take_all
+from harness.scripted import Plan, send_then, take_all
 from harness.squid import PORT as PROXY_PORT
 from harness.squid import Squid
 from harness.sftp import HostKey, Sshd
@@ -152,28 +152,25 @@ def test_a_file_that_changes_its_size_during_an_sftp_upload(
     assert_honest(notice, may_be_whole, sshd.read("a"), content_of(8 * MIB), local / "a")
 
 
-def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(daemon, scripted, jobs, local):
-    (local / "a").write_bytes(content_of(100_000))
-
+def changed_behind_the_last_byte(change, path):
     def take(session, data):
         received = take_all(session, data)
-        grow(local / "a")
+        change(path)
         return received
 
-    server = scripted(Plan(take=take))
+    return Plan(take=take)
+
+
+def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(daemon, scripted, jobs, local):
+    (local / "a").write_bytes(content_of(100_000))
+    server = scripted(changed_behind_the_last_byte(grow, local / "a"))
     assert jobs.upload(local / "a", "a").outcome == (0, 0)
     assert server.stored == [("STOR", "a", content_of(100_000))]
 
 
 def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(daemon, scripted, jobs, log, local):
     (local / "a").write_bytes(content_of(100_000))
-
-    def take(session, data):
-        received = take_all(session, data)
-        shrink(local / "a")
-        return received
-
-    scripted(Plan(take=take))
+    scripted(changed_behind_the_last_byte(shrink, local / "a"))
     notice = jobs.upload(local / "a", "a")
     assert (notice.outcome, notice.exec_info.curl_code) == (PARTIAL, 18)
     log.wait_for(
@@ -254,8 +251,7 @@ def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, jobs, local)
 def test_a_cancel_is_answered_and_removes_regular_files_alone(
     daemon, scripted, network_manager, local, kind
 ):
-    server = scripted(Plan(send=lambda session, data, content: finish(session, data, "stall")))
-    server.files["a"] = b"1"
+    server = scripted(Plan(send=send_then("stall", 0)), files={"a": b"1"})
     path = {"pipe": local / "pipe", "device": "/dev/null", "file": local / "a"}[kind]
     if kind == "pipe":
         os.mkfifo(path)
@@ -273,8 +269,7 @@ def test_a_cancel_is_answered_and_removes_regular_files_alone(
 def test_a_cancelled_download_leaves_the_file_that_took_its_name(
     daemon, scripted, network_manager, local
 ):
-    server = scripted(Plan(send=lambda session, data, content: finish(session, data, "stall")))
-    server.files["a"] = b"1"
+    server = scripted(Plan(send=send_then("stall", 0)), files={"a": b"1"})
     client.download("a", local / "a")
     assert server.stalled.wait(30)
     (local / "other").write_bytes(b"kept")

@@ -5,45 +5,11 @@ import time
 import pytest
 
 from harness import client, feeder, wire
-from harness.feeder import FOLDER, make_file
+from harness.feeder import DONE, FOLDER, NETWORK, closing, for_good, given_up, make_file, named, not_started
 from harness.waiting import HELD_UP_S, wait_until
 
-DONE = "zixi_func(784): Zixi FTP Done.\n"
-NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n"
 FAILED, EXISTS = (1, wire.NETWORK), (1, 23)
 ATTEMPTS = 5
-
-NAMES = {
-    -22: "ZIXI_WARNING_REMOTE_FILE_EXISTS",
-    -21: "ZIXI_ERROR_FILE_REMOTE",
-    -20: "ZIXI_ERROR_FILE_LOCAL",
-    -19: "ZIXI_ERROR_BAD_URL",
-    -17: "ZIXI_ERROR_NETWORK",
-    -13: "ZIXI_ERROR_NOT_SUPPORTED",
-    -7: "ZIXI_ERROR_AUTHORIZATION_FAILED",
-    -5: "ZIXI_ERROR_DLL_NOT_FOUND",
-    -4: "ZIXI_ERROR_NOT_CONNECTED",
-    -1: "ZIXI_ERROR_FAILED",
-    1: "ZIXI_ERROR_INVALID_PARAMETER",
-    2: "ZIXI_ERROR_STREAM_CHANGED",
-    3: "ZIXI_ERROR_ALREADY_INITIALIZED",
-    4: "ZIXI_ERROR_ALREADY_CONNECTED",
-    5: "ZIXI_ERROR_NOT_READY",
-    6: "ZIXI_ERROR_BUFFER_TO_SMALL",
-    7: "ZIXI_ERROR_RECONNECTING",
-}
-
-
-def named(code):
-    return f"error: zixi_func(1170): {NAMES.get(code, 'Unknown error')}({code}) \n"
-
-
-def not_started(code):
-    return [f"error: zixi_func(623): Error starting upload. err={code}\n", named(code)]
-
-
-def given_up(code):
-    return f"zixi_func(650): Upload Error:{code}\n"
 
 
 def set_up(number, what, code):
@@ -52,15 +18,6 @@ def set_up(number, what, code):
 
 def uploading(code):
     return ["error: zixi_func(700): Error uploading.\n", named(code)]
-
-
-def closing(code):
-    return ["error: zixi_func(781): Error closing upload.\n", named(code)]
-
-
-def for_good(code):
-    """A start that is not tried again."""
-    return [*not_started(code), given_up(code), NETWORK]
 
 
 # calls of the library that fail: (what is logged, (result, detail), the library's error)

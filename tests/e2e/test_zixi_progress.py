@@ -54,7 +54,7 @@ def test_each_second_has_its_line(uploaded, log):
     assert last == (100, 9, 9, 0, 0, -1)
     assert log.texts[-2:] == [
         "zixi_func(731): Uploaded: 100% 9MB/9MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]\n",
-        "zixi_func(784): Zixi FTP Done.\n",
+        feeder.DONE,
     ]
     assert len(seen) <= notice.exec_info.elapsed_time < 60
 

@@ -1,3 +1,24 @@
+// A libzixiFeeder.so for development, demos and tests. It uploads for real, at a given rate and on a thread
+// of its own, but into a directory instead of over a network, and it fails on demand. It is never installed:
+// devices get the stub of platform/, or their own.
+//
+// Environment variables of the program that loads it (the daemon, not ftpctl) control it:
+//
+// ZIXI_FEEDER_DIR: directory that stands for the server; created if missing, but not its parent. Without it
+//     every upload fails with -4.
+// ZIXI_FEEDER_RATE: bytes per second; 0, or none = no limit.
+// ZIXI_FEEDER_USER, ZIXI_FEEDER_PASSWORD: the only accepted credentials; with others uploads fail with -7.
+//     Without them all are accepted.
+// ZIXI_FEEDER_TOTAL: size in bytes to report instead of the file's, also above 4 GiB; sent bytes are scaled
+//     to it. With 0 the reported size is 0 and the sent bytes are not scaled.
+// ZIXI_FEEDER_FAIL: calls that fail, see plan.h.
+//
+// A file goes to $ZIXI_FEEDER_DIR/<directory part of remote_path>/<name of the local file>. Missing
+// directories are created; ".." is refused with -19. An existing file is replaced only if the request allows
+// it, else the upload fails with -22. The file gets its name when it is complete, so a cancelled upload
+// leaves nothing. A local file that cannot be read gives -20; a directory that is not writable or full gives
+// -21. The log callback receives lines of level 1 (errors) and 3, each with its newline. The state is 2 while
+// the copy runs, and 3 when it is complete.
 #include "platform/zixiFeeder.h"
 
 #include "tests/standin/plan.h"

@@ -16,9 +16,32 @@ PROGRESS = re.compile(
     r" elapsed:(?P<elapsed>\d+)\[m\] / remain:(?P<remain>-?\d+)\[m\]\n"
 )
 
+DONE = "zixi_func(784): Zixi FTP Done.\n"
+NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n"
+NAMES = {
+    -22: "ZIXI_WARNING_REMOTE_FILE_EXISTS",
+    -21: "ZIXI_ERROR_FILE_REMOTE",
+    -20: "ZIXI_ERROR_FILE_LOCAL",
+    -19: "ZIXI_ERROR_BAD_URL",
+    -17: "ZIXI_ERROR_NETWORK",
+    -13: "ZIXI_ERROR_NOT_SUPPORTED",
+    -7: "ZIXI_ERROR_AUTHORIZATION_FAILED",
+    -5: "ZIXI_ERROR_DLL_NOT_FOUND",
+    -4: "ZIXI_ERROR_NOT_CONNECTED",
+    -1: "ZIXI_ERROR_FAILED",
+    1: "ZIXI_ERROR_INVALID_PARAMETER",
+    2: "ZIXI_ERROR_STREAM_CHANGED",
+    3: "ZIXI_ERROR_ALREADY_INITIALIZED",
+    4: "ZIXI_ERROR_ALREADY_CONNECTED",
+    5: "ZIXI_ERROR_NOT_READY",
+    6: "ZIXI_ERROR_BUFFER_TO_SMALL",
+    7: "ZIXI_ERROR_RECONNECTING",
+}
+
 
 def knobs(**knobs):
-    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir."""
+    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir. What they do:
+    tests/standin/zixiFeeder.cpp."""
     variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
     return {"ZIXI_FEEDER_DIR": str(FOLDER)} | variables
 
@@ -92,3 +115,27 @@ def said(log):
     texts = log.texts
     begin = next(i for i, text in enumerate(texts) if text.startswith("zixi_func(180)")) + 1
     return [text for text in texts[begin:] if not text.startswith("zixi_func(731)")]
+
+
+# --- What the engine logs of a failure
+
+
+def named(code):
+    return f"error: zixi_func(1170): {NAMES.get(code, 'Unknown error')}({code}) \n"
+
+
+def not_started(code):
+    return [f"error: zixi_func(623): Error starting upload. err={code}\n", named(code)]
+
+
+def given_up(code):
+    return f"zixi_func(650): Upload Error:{code}\n"
+
+
+def closing(code):
+    return ["error: zixi_func(781): Error closing upload.\n", named(code)]
+
+
+def for_good(code):
+    """A start that is not tried again."""
+    return [*not_started(code), given_up(code), NETWORK]

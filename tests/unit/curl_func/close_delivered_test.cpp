@@ -97,7 +97,7 @@ TEST_F(CloseSocket, InATunnelTheServerMayCloseFirst)
     }
 }
 
-TEST_F(CloseSocket, InATunnelAServerThatStaysOpenIsLeftToo)
+TEST_F(CloseSocket, GivesUpOnAServerInATunnelThatStaysOpen)
 {
     job_.record.request.proxy_type = PROXY_HTTP;
     job_.record.request.protocol = PROTOCOL_FTPS_IMPLICIT;

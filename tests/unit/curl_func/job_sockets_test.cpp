@@ -12,7 +12,7 @@ protected:
     static void note(int fd) { EXPECT_EQ(cb_note_socket(&job_, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
 };
 
-TEST_F(Sockets, AllThatAreNotedAreBrokenButForOnesThatWereForgotten)
+TEST_F(Sockets, AllNotedOnesAreBrokenExceptForgottenOnes)
 {
     const socket_pair control, data, forgotten;
     for (const socket_pair *each : {&control, &forgotten, &data})

@@ -100,7 +100,7 @@ TEST_F(Listing, NamesThatAreMissingMatchNothing)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Listing, WithoutAnEntryItGoesOnWithoutAContextItEnds)
+TEST_F(Listing, GoesOnWithoutAnEntryAndEndsWithoutAContext)
 {
     EXPECT_EQ(cb_list(nullptr, &wanted, 1), 0);
     EXPECT_EQ(logged(), lines{"error: curl_func(1754): 'struct list_info_t' is not available.\n"});

@@ -101,6 +101,16 @@ protected:
     remote_file_t &remote_file = job_.record.remote_file;
 };
 
+class Upload : public Worker
+{
+protected:
+    // The job resumes behind so many bytes.
+    void resume_at(int64_t size) { remote_file = {1, 1, size, 0, 0, 0, 0, 0, 0, 0, 0}; }
+
+    const std::string local = write("local", "0123456789");
+    const std::string upload_from_start = "upload(\"" + local + "\", 0, -1)";
+};
+
 // What every job asks before and behind its transfer.
 inline calls frame(const calls &transfer)
 {

@@ -20,7 +20,7 @@ struct Deadline : testing::Test {
 
 } // namespace
 
-TEST_F(Deadline, IsTenSecondsAfterTheLastAcceptUntilItsEndAndOfAnyOtherDescriptorTenSecondsFromNow)
+TEST_F(Deadline, IsTenSecondsAfterTheLastAcceptAndForOtherDescriptorsTenSecondsFromNow)
 {
     deadline_start(CONNECTION + 1);
     system.now_ms = 7000;

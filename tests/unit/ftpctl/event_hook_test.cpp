@@ -155,7 +155,7 @@ TEST_F(EventHook, AWaitEndsWhenTheDescriptorCanBeRead)
     close(ends[1]);
 }
 
-TEST_F(EventHook, LearnsOfEndsAlsoWhereTheyWereIgnoredAndLeavesTheSignalsAsTheyWere)
+TEST_F(EventHook, SeesCommandsEndWhereSigchldIsIgnoredAndRestoresTheSignalMask)
 {
     signal(SIGCHLD, SIG_IGN);
     sigset_t before;

@@ -44,7 +44,7 @@ template <int NUMBER> void play_one()
 
 } // namespace
 
-TEST(Interrupts, AreRememberedAndWakeAPollAndTheSecondOneEndsOfWhateverKind)
+TEST(Interrupts, AreRememberedAndASecondOneOfAnyKindEndsTheProgram)
 {
     const struct {
         void (*play)();

@@ -77,7 +77,7 @@ TEST_F(Password, OfTheProxyHasAFileAndAVariableOfItsOwn)
               "1 --proxy-password-file /nonexistent/p: No such file or directory");
 }
 
-TEST_F(Password, TwoComeFromStandardInputInTwoLinesAndFromNowhereWithoutAFile)
+TEST_F(Password, BothMayComeFromStandardInputAndNoFileIsNoPassword)
 {
     const int before = dup(STDIN_FILENO);
     const int file = open(dir_.file("both", "first\nsecond\n").c_str(), O_RDONLY | O_CLOEXEC);

@@ -1,102 +1,12 @@
-#include "job_slot/job_slot.h"
-
+#include "job_slot_fixture.h"
 #include "support/failing_threads.h"
-#include "support/logged.h"
-#include "wire/wire.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <gmock/gmock.h>
-#include <semaphore.h>
-#include <thread>
-#include <unistd.h>
 
-static std::atomic<int> naps_;
-static std::atomic<uint64_t> longest_nap_us_;
-
-extern "C" int __wrap_usleep(useconds_t us)
-{
-    naps_++;
-    longest_nap_us_ = std::max<uint64_t>(longest_nap_us_, us);
-    std::this_thread::yield();
-    return 0;
-}
-
-namespace
-{
-
-sem_t reached_;
-sem_t may_end_;
-
-// The work of a job: it lasts until let_go, or until it hears of a cancel.
-void held(job_slot_t *slot)
-{
-    sem_post(&reached_);
-    sem_wait(&may_end_);
-    job_store_result(slot, job_is_cancelled(slot) ? FTPCD_ERR_CANCELED : FTPCD_ERR_NONE);
-}
-
-constexpr job_engine_t FORGETS = {
-    held, unjoined_t::forgotten, "m(1)", "m(2)", "m(3)", "m(4)", "m(5)", nullptr, "m(7)"};
-constexpr job_engine_t KEEPS = {held,   unjoined_t::kept, "m(1)", "m(2)", "m(3)",
-                                "m(4)", "m(5)",           "m(6)", "m(7)"};
-
-class JobSlot : public testing::TestWithParam<const job_engine_t *>
-{
-protected:
-    JobSlot()
-    {
-        slot.engine = GetParam();
-        sem_init(&reached_, 0, 0);
-        sem_init(&may_end_, 0, 0);
-        naps_ = 0;
-        EXPECT_EQ(job_init(&slot), 0);
-        logged();
-    }
-    ~JobSlot() override { job_finished(&slot); }
-
-    uint32_t start(job_kind kind = JOB_DOWNLOAD) { return job_start(&slot, kind, &request, 0x34); }
-    void start_and_hold(job_kind kind = JOB_DOWNLOAD)
-    {
-        ASSERT_EQ(start(kind), 0u);
-        sem_wait(&reached_);
-    }
-    void let_go()
-    {
-        sem_post(&may_end_);
-        while (state().module_info.running != 0)
-            std::this_thread::yield();
-    }
-    job_record_t state()
-    {
-        job_record_t copy;
-        job_get_state(&slot, &copy);
-        return copy;
-    }
-    void expect_head(uint32_t running, uint32_t exec, uint32_t result, uint32_t cancel)
-    {
-        const module_info_t head = state().module_info;
-        EXPECT_EQ((std::vector{head.running, head.exec, head.result, head.cancel}),
-                  (std::vector{running, exec, result, cancel}));
-    }
-    // What a start without a worker logs after errno's line of its own, if any.
-    lines refusal(const std::string &text) const
-    {
-        lines expected{"error: m(5): " + text};
-        if (GetParam() == &KEEPS)
-            expected.push_back("error: m(6): failed to create thread.\n");
-        return expected;
-    }
-
-    job_slot_t slot;
-    transfer_request_t request{};
-};
 INSTANTIATE_TEST_SUITE_P(BothEngines, JobSlot, testing::Values(&FORGETS, &KEEPS));
 
-const std::string NO_THREAD = "errno(11) Resource temporarily unavailable\n";
-
-} // namespace
+static const std::string NO_THREAD = "errno(11) Resource temporarily unavailable\n";
 
 // --- Lock
 
@@ -270,48 +180,4 @@ TEST_P(JobSlot, TheStateIsTheWholeRecord)
     EXPECT_EQ(out.before, 0xEE);
     EXPECT_EQ(out.after, 0xEE);
     slot.record = {};
-}
-
-// --- Cancel
-
-TEST_P(JobSlot, ACancelWithoutAJobIs2AndItsFlagStaysUntilTheNextStart)
-{
-    EXPECT_EQ(job_cancel(&slot, nullptr), 2);
-    expect_head(0, 0, 0, 1);
-    EXPECT_EQ(naps_, 0);
-    start_and_hold();
-    expect_head(1, JOB_DOWNLOAD, 0, 0);
-    let_go();
-}
-
-TEST_P(JobSlot, ACancelWaitsUntilTheJobHasEnded)
-{
-    start_and_hold();
-    std::thread job([] {
-        while (naps_ < 100) // without anything to be done, it goes on waiting
-            std::this_thread::yield();
-        sem_post(&may_end_);
-    });
-    EXPECT_EQ(job_cancel(&slot, nullptr), 0);
-    job.join();
-    expect_head(0, JOB_DOWNLOAD, 1, 1);
-    EXPECT_EQ(longest_nap_us_, 100'000u);
-    EXPECT_EQ(job_finished(&slot), 0);
-}
-
-TEST_P(JobSlot, UnheardIsCalledWhenACancelHasNoEffectFor1500Ms)
-{
-    static job_slot_t *asked;
-    asked = nullptr;
-    start_and_hold();
-    EXPECT_EQ(job_cancel(&slot,
-                         [](job_slot_t *slot_) {
-                             if (asked == nullptr) {
-                                 EXPECT_EQ(naps_, 15);
-                                 sem_post(&may_end_);
-                             }
-                             asked = slot_;
-                         }),
-              0);
-    EXPECT_EQ(asked, &slot);
 }

@@ -218,7 +218,7 @@ TEST(NoticesOpen, ASocketLeftBehindIsReplacedAndAFileStays)
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
 }
 
-TEST(NoticesOpen, AFolderThatIsNotThereIsASystemsFailure)
+TEST(NoticesOpen, AMissingFolderIsASystemErrorAndALongPathIsRefused)
 {
     ftpclient_notices_t *notices = nullptr;
     errno = 0;

@@ -53,7 +53,7 @@ TEST(Sight, IsClearWithTheSameMounts)
 }
 
 // As PrivateTmp and ProtectHome=tmpfs mount them.
-TEST(Sight, IsAnotherWhereTheDaemonHasAFolderOfItsOwn)
+TEST(Sight, IsOtherWhereTheDaemonHasItsOwnFolder)
 {
     view_t view;
     EXPECT_EQ(view.with("40 27 254:0 /tmp/private/tmp " + view.folder() + " rw - ext4 /dev/vda rw"),
@@ -64,7 +64,7 @@ TEST(Sight, IsAnotherWhereTheDaemonHasAFolderOfItsOwn)
         << "another folder, whose name begins alike";
 }
 
-TEST(Sight, IsAnotherWhereThisProgramHasAFolderOfItsOwn)
+TEST(Sight, IsOtherWhereThisProgramHasItsOwnFolder)
 {
     view_t view;
     view.own += "40 27 0:50 / " + view.folder() + " rw - tmpfs tmpfs rw\n";

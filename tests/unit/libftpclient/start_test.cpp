@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(Start, EachJobIsACommandWithTheRequestBehindALookNeitherResumedNorVerified)
+TEST_F(Start, EachJobIsALookThenACommandWithTheRequestNeverResumedOrVerified)
 {
     ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
     ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);

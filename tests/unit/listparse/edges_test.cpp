@@ -25,7 +25,7 @@ std::vector<std::string> samples()
     return lines;
 }
 
-TEST(Edges, RunOfBlanksOfAnyLengthSeparatesAsOne)
+TEST(Edges, ARunOfBlanksSeparatesLikeOneBlank)
 {
     for (const std::string &sample : samples()) {
         const list_format_t format = detect(sample);

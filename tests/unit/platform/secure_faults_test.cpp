@@ -43,7 +43,7 @@ int __wrap_PEM_write_bio_X509(BIO *bio, const X509 *certificate)
 }
 }
 
-TEST(SecureFaults, ADigestThatCannotBeMadeIsDigestFailedAndDiffers)
+TEST(SecureFaults, AFailedDigestIsReportedAndCountsAsDifferent)
 {
     const certificate_ptr certificate = make_certificate(IDENTITIES[1]);
     const uint8_t expected[20] = {};
@@ -57,7 +57,7 @@ TEST(SecureFaults, ADigestThatCannotBeMadeIsDigestFailedAndDiffers)
     digests_fail_ = false;
 }
 
-TEST(SecureFaults, ACertificateWithoutMemoryIsNoMemoryAndNoFile)
+TEST(SecureFaults, ACertificateWithoutMemoryIsReportedAndLeavesNoFile)
 {
     const scratch_t scratch;
     const std::string file = scratch / "saved";

@@ -201,7 +201,7 @@ TEST_F(StandIn, LogsThroughTheCallbackUpToTheLevel)
     EXPECT_EQ(start(), -5);
 }
 
-TEST_F(StandIn, ClosedEarlyNothingOfTheFileStaysThoughClosingFailsOnDemand)
+TEST_F(StandIn, LeavesNothingOfTheFileWhenClosedEarlyEvenIfClosingFails)
 {
     set("RATE", "1000"); // would take 100 s
     ASSERT_EQ(start(), 0);

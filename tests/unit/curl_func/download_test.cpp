@@ -2,9 +2,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 TEST_F(Worker, ADownloadGoesIntoTheLocalFile)
 {
@@ -34,26 +31,6 @@ TEST_F(Worker, ADownloadWhoseSettingsAreRefusedLeavesTheLocalFileAlone)
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
     EXPECT_EQ(content(path("local")), "old");
     expect_all_given_back();
-}
-
-TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsAndWaitsForNobody)
-{
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // that nobody reads
-    const struct {
-        const char *name;
-        int stream_error;
-        const char *error;
-    } table[] = {{"no/such/folder", 0, "errno(2) No such file or directory"},
-                 {"pipe", 0, "errno(6) No such device or address"},
-                 {"local", ENOMEM, "errno(12) Cannot allocate memory"}};
-    for (const auto &row : table) {
-        set_local_path(path(row.name));
-        system.fdopen = row.stream_error;
-        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-        EXPECT_EQ(logged(), lines{"error: curl_func(615): " + std::string(row.error) + "\n"});
-        EXPECT_EQ(wrapper_.performed, 0);
-        expect_all_given_back();
-    }
 }
 
 TEST_F(Worker, ADownloadWhoseCallbackIsRefusedStopsThere)
@@ -131,73 +108,6 @@ TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteErrorUnlessItFailedB
         EXPECT_EQ(logged(), lines{"error: curl_func(" + std::string(row.id) +
                                   "): errno(28) No space left on device\n"});
     }
-}
-
-TEST_F(Worker, ADownloadWhoseFileIsNotThereAtTheEndIsALocalWriteError)
-{
-    const std::string local = path("local");
-    const std::function<void()> changes[] = {
-        [&] { ASSERT_EQ(unlink(local.c_str()), 0); },
-        [&] { ASSERT_EQ(rename(write("other", "abc").c_str(), local.c_str()), 0); },
-        [&] { append(local, "more"); },
-    };
-    for (const auto &change : changes) {
-        script([&](curl_e_handle_t *) {
-            receive("abc");
-            change();
-        });
-        EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-        EXPECT_THAT(logged(), testing::ElementsAre("error: curl_func(655): The local file was changed or "
-                                                   "replaced while it was written.\n"));
-    }
-}
-
-TEST_F(Worker, ADownloadThroughALinkIsStoredInItsTarget)
-{
-    ASSERT_EQ(symlink("target", path("local").c_str()), 0);
-    script([](curl_e_handle_t *) { receive("abc"); });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 0u);
-    EXPECT_EQ(content(path("target")), "abc");
-}
-
-TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneOrTakesNothingFailsAndDoesNotWait)
-{
-    ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
-    const auto open_reader = [this] { return open(path("local").c_str(), O_RDONLY | O_NONBLOCK); };
-    const int gone = open_reader();
-    script([&](curl_e_handle_t *) {
-        receive("abc");
-        close(gone);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    EXPECT_EQ(logged(), lines{"error: curl_func(653): errno(32) Broken pipe\n"});
-
-    const int idle = open_reader();
-    script([&](curl_e_handle_t *handle) {
-        EXPECT_LT(receive(std::string(1 << 20, 'x')), size_t(1) << 20);
-        handle->curl_code = 23;
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-    close(idle);
-}
-
-TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
-{
-    set_local_path("/dev/null");
-    script(meets_a_cancel);
-    system.remove = EBUSY; // this machine's /dev/null is not put at risk
-    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
-    EXPECT_EQ(system.remove, EBUSY) << "something was removed";
-    EXPECT_EQ(logged(), lines{});
-    system.remove = 0;
-
-    set_local_path(path("local"));
-    script([this](curl_e_handle_t *handle) {
-        ASSERT_EQ(rename(write("other", "kept").c_str(), path("local").c_str()), 0);
-        meets_a_cancel(handle);
-    });
-    EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
-    EXPECT_EQ(content(path("local")), "kept");
 }
 
 TEST_F(Worker, ACancelAfterTheLastByteStillRemovesTheFile)

@@ -4,23 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sys/stat.h>
-#include <unistd.h>
-
-class Upload : public Worker
-{
-protected:
-    // The job resumes behind so many bytes.
-    void resume_at(int64_t size) { remote_file = {1, 1, size, 0, 0, 0, 0, 0, 0, 0, 0}; }
-
-    const std::string local = write("local", "0123456789");
-    const std::string upload_from_start = "upload(\"" + local + "\", 0, -1)";
-};
-
-static lines changed(const std::string &bytes)
-{
-    return {"error: curl_func(797): The local file was changed while it was sent: " + bytes + " bytes\n"};
-}
 
 TEST_F(Upload, SendsTheLocalFile)
 {
@@ -65,81 +48,6 @@ TEST_F(Upload, ABufferThatIsRefusedIsNoFailure)
     wrapper_.refused = "copy.upload_buffersize";
     script(send_all);
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
-}
-
-TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
-{
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-    ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
-    const struct {
-        std::string path;
-        const char *error;
-    } table[] = {
-        {path("none"), "errno(2) No such file or directory"}, {path("."), "errno(21) Is a directory"},
-        {path("pipe"), "errno(22) Invalid argument"},         {path("link"), "errno(22) Invalid argument"},
-        {"/dev/null", "errno(22) Invalid argument"},          {"/dev/zero", "errno(22) Invalid argument"},
-    };
-    for (const auto &row : table) {
-        wrapper_ = {};
-        set_local_path(row.path);
-        EXPECT_EQ(run(JOB_UPLOAD), 10u) << row.path;
-        EXPECT_EQ(wrapper_.performed, 0);
-        EXPECT_EQ(logged(), lines{"error: curl_func(729): " + std::string(row.error) + '\n'});
-        expect_all_given_back();
-    }
-}
-
-TEST_F(Upload, OfALinkToARegularFileSendsThat)
-{
-    ASSERT_EQ(symlink("local", path("link").c_str()), 0);
-    set_local_path(path("link"));
-    script([](curl_e_handle_t *) { EXPECT_EQ(send(100), "0123456789"); });
-    EXPECT_EQ(run(JOB_UPLOAD), 0u);
-}
-
-TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShrank)
-{
-    const auto grow = [this] { append(local, "more"); };
-    const auto shrink = [this] { ASSERT_EQ(truncate(local.c_str(), 3), 0); };
-    const auto give_the_name_to_another = [this] {
-        ASSERT_EQ(rename(write("other", "x").c_str(), local.c_str()), 0);
-    };
-    const struct {
-        size_t before; // bytes sent before the change
-        std::function<void()> change;
-        size_t after;
-        std::string sent;
-        lines log; // none = whole
-    } table[] = {
-        {10, grow, 0, "0123456789", {}},
-        {10, grow, 10, "0123456789more", {}},
-        {9, grow, 0, "012345678", changed("9 of 14")},
-        {10, shrink, 0, "0123456789", changed("10 of 3")},
-        {0, give_the_name_to_another, 100, "0123456789", {}},
-    };
-    for (const auto &row : table) {
-        wrapper_ = {};
-        write("local", "0123456789");
-        script([&](curl_e_handle_t *) {
-            const std::string before = send(row.before);
-            row.change();
-            EXPECT_EQ(before + send(row.after), row.sent);
-        });
-        EXPECT_EQ(run(JOB_UPLOAD), row.log.empty() ? 0u : 16u) << row.sent;
-        EXPECT_EQ(shown.curl_code, row.log.empty() ? 0u : 18u);
-        EXPECT_EQ(logged(), row.log);
-    }
-}
-
-TEST_F(Upload, OfAFileThatSaysItIsEmptyAndIsNotIsPartial)
-{
-    set_local_path("/proc/self/status");
-    for (const size_t size : {0u, 10u}) {
-        wrapper_ = {};
-        script([size](curl_e_handle_t *) { EXPECT_EQ(send(size).size(), size); });
-        EXPECT_EQ(run(JOB_UPLOAD), 16u);
-        EXPECT_EQ(logged(), changed(std::to_string(size) + " of 0"));
-    }
 }
 
 TEST_F(Upload, StopsAtTheOptionThatIsRefused)
