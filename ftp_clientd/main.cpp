@@ -32,17 +32,11 @@ static void serve_one_pass(reply_t *last_job)
     engine_report_finished_job();
 }
 
-int main()
+static void run()
 {
-    use_one_arena();
-    keep_openssl_at_exit();
-    openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
-    daemonise();
-
     if (ftp_clientd_if_init() != 0 || engines_init() != 0) {
         notify_start_up(FTPCD_ERR_INTERNAL);
-        closelog();
-        return 0;
+        return;
     }
     exec_ = 1;
     for (const int number : ENDING_SIGNALS)
@@ -55,6 +49,15 @@ int main()
         usleep(PASS_PAUSE_US);
     }
     ftp_clientd_if_destory();
+}
+
+int main()
+{
+    use_one_arena();
+    keep_openssl_at_exit();
+    openlog("libftp_clientd_if", LOG_PID | LOG_CONS, LOG_USER);
+    daemonise();
+    run();
     closelog();
     return 0;
 }

@@ -17,8 +17,9 @@ template <typename T> using heap_ptr = std::unique_ptr<T, heap_free>;
 using heap_string = heap_ptr<char>;
 using heap_block = heap_ptr<void>;
 
-// A handle that the function CLOSE closes; NONE means no handle. Only close() reports whether closing failed.
-template <typename Handle, Handle NONE, int (*CLOSE)(Handle)> class closing_owner
+// A handle that the function CLOSE closes; NONE means no handle. Only close() reports whether closing failed;
+// it needs a CLOSE that returns int.
+template <typename Handle, Handle NONE, auto CLOSE> class closing_owner
 {
 public:
     explicit closing_owner(Handle handle = NONE) : handle_(handle) {}
@@ -32,7 +33,8 @@ public:
     ~closing_owner()
     {
         const int kept = errno;
-        close();
+        if (*this)
+            CLOSE(release());
         errno = kept;
     }
 
