@@ -113,12 +113,10 @@ static void return_memory()
 }
 
 // With CURLOPT_NOSIGNAL libcurl does not ignore SIGPIPE. Blocked, a write to a closed peer fails with an
-// error instead.
+// error instead. It stays blocked until the thread ends: unblocked, a pending one would end the process.
 static void block_broken_pipe()
 {
-    sigset_t broken_pipe;
-    sigemptyset(&broken_pipe);
-    sigaddset(&broken_pipe, SIGPIPE);
+    const sigset_t broken_pipe = signal_set({SIGPIPE});
     pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
 }
 

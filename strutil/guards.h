@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <unistd.h>
 #include <utility>
@@ -53,3 +55,28 @@ private:
 
 using descriptor = closing_owner<int, -1, ::close>;
 using file_stream = closing_owner<FILE *, nullptr, fclose>;
+
+inline sigset_t signal_set(std::initializer_list<int> numbers)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : numbers)
+        sigaddset(&set, number);
+    return set;
+}
+
+// Blocks signals during its lifetime, for this thread and the threads it starts.
+class signals_blocked
+{
+public:
+    explicit signals_blocked(const sigset_t &signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    signals_blocked(const signals_blocked &) = delete;
+    signals_blocked &operator=(const signals_blocked &) = delete;
+
+    // The signals that were blocked before.
+    const sigset_t &before() const { return before_; }
+
+private:
+    sigset_t before_;
+};
