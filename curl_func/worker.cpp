@@ -3,12 +3,22 @@
 #include "curl_func/crypto_context.h"
 #include "curl_func/job_sockets.h"
 #include "curl_func/jobs.h"
+#include "strutil/guards.h"
 #include "strutil/log.h"
 #include "wire/result_codes.h"
 
 #include <csignal>
 #include <malloc.h>
 #include <pthread.h>
+
+namespace
+{
+
+struct libcurl_cleanup {
+    ~libcurl_cleanup() { curl_global_cleanup(); }
+};
+
+} // namespace
 
 static void transfer(worker_t *w)
 {
@@ -74,18 +84,25 @@ static void end_session(worker_t *w)
 
 static void run_with_libcurl(worker_t *w)
 {
+    const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
+    if (code != CURLE_OK) {
+        log_error("curl_func(508)", "curl_global_init(CURL_GLOBAL_DEFAULT): Failed(%d)", code);
+        job_store_result(w->job, FTPCD_ERR_INTERNAL);
+        return;
+    }
+    const libcurl_cleanup at_end;
     const job_crypto context;
     if (curl_e_init(&w->handle) != 0) {
         job_store_result(w->job, FTPCD_ERR_INTERNAL);
         return;
     }
+    const closing_owner<curl_e_handle_t *, nullptr, curl_e_cleanup> owned(&w->handle);
     curl_e_setopt_verbose(&w->handle, 1);
     keep_cancel_quick(w);
     leave_without_farewell(w);
     transfer(w);
     store_outcome(w);
     end_session(w);
-    curl_e_cleanup(&w->handle);
 }
 
 static void return_memory()
@@ -96,12 +113,10 @@ static void return_memory()
 }
 
 // With CURLOPT_NOSIGNAL libcurl does not ignore SIGPIPE. Blocked, a write to a closed peer fails with an
-// error instead.
+// error instead. It stays blocked until the thread ends: unblocked, a pending one would end the process.
 static void block_broken_pipe()
 {
-    sigset_t broken_pipe;
-    sigemptyset(&broken_pipe);
-    sigaddset(&broken_pipe, SIGPIPE);
+    const sigset_t broken_pipe = signal_set({SIGPIPE});
     pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
 }
 
@@ -114,13 +129,6 @@ void th_exec(job_slot_t *slot)
     w.file = {&w.handle, nullptr};
     w.progress = {&w.handle, w.job, &w.timeout_info};
 
-    const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
-    if (code == CURLE_OK) {
-        run_with_libcurl(&w);
-        curl_global_cleanup();
-    } else {
-        log_error("curl_func(508)", "curl_global_init(CURL_GLOBAL_DEFAULT): Failed(%d)", code);
-        job_store_result(w.job, FTPCD_ERR_INTERNAL);
-    }
+    run_with_libcurl(&w);
     return_memory();
 }

@@ -1,11 +1,13 @@
 #include "curl_wrapper/listing_capture.h"
 
 #include "listparse/listparse.h"
+#include "strutil/guards.h"
 #include "strutil/log.h"
 #include "wire/job_status.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace
 {
@@ -113,9 +115,9 @@ list_setting_info_t *list_setting_malloc(list_callback_fn callback, void *contex
 
 void list_setting_free(list_setting_info_t *info)
 {
+    const heap_ptr<list_setting_info_t> owned(info);
     if (info != nullptr)
         list_capture_free(info);
-    free(info);
 }
 
 bool list_capture_start(list_setting_info_t *info)
@@ -133,14 +135,12 @@ bool list_capture_end(list_setting_info_t *info)
     return tmp->matched != 0;
 }
 
+// The owners free in reverse order: the data first.
 void list_capture_free(list_setting_info_t *info)
 {
-    if (info->tmp != nullptr && info->tmp->buffer != nullptr)
-        free(info->tmp->buffer->data);
-    if (info->tmp != nullptr)
-        free(info->tmp->buffer);
-    free(info->tmp);
-    info->tmp = nullptr;
+    const heap_ptr<list_tmp_t> tmp(std::exchange(info->tmp, nullptr));
+    const heap_ptr<dynamic_buffer_t> buffer(tmp ? tmp->buffer : nullptr);
+    const heap_string data(buffer ? buffer->data : nullptr);
 }
 
 int parse_dynamic_buffer(list_setting_info_t *info)

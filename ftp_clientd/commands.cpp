@@ -9,6 +9,8 @@
 namespace
 {
 
+using accepted_connection = closing_owner<int, -1, ftp_clientd_if_close_received_channel>;
+
 // A reply's body. The largest comes first, so that {} clears all of it.
 union reply_body_t {
     state_reply_t state;
@@ -137,9 +139,7 @@ void serve_request(int connection, reply_t *last_job)
 
 void serve_waiting_client(reply_t *last_job)
 {
-    const int connection = ftp_clientd_if_open_received_channel();
-    if (connection == -1)
-        return;
-    serve_request(connection, last_job);
-    ftp_clientd_if_close_received_channel(connection);
+    const accepted_connection connection(ftp_clientd_if_open_received_channel());
+    if (connection)
+        serve_request(connection.get(), last_job);
 }

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
+#include <initializer_list>
 
 // Not 0 while the main loop runs. Atomic, because a signal may be delivered to another thread.
 extern std::atomic<int32_t> exec_;
@@ -13,18 +14,4 @@ static_assert(std::atomic<int32_t>::is_always_lock_free, "a signal handler store
 void sighandler(int number);
 
 // Handlers are installed in this order.
-constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
-
-// Blocks these signals during its lifetime, for this thread and the threads it starts. Otherwise a signal
-// could interrupt poll, and accept would then wait for a client that may never come.
-class signals_held
-{
-public:
-    signals_held();
-    ~signals_held();
-    signals_held(const signals_held &) = delete;
-    signals_held &operator=(const signals_held &) = delete;
-
-private:
-    sigset_t before_;
-};
+constexpr std::initializer_list<int> ENDING_SIGNALS = {SIGINT, SIGTERM, SIGHUP};

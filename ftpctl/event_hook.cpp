@@ -35,16 +35,13 @@ constexpr const char *SHELL = "/bin/sh";
 static pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
 {
     sigset_t all;
-    sigset_t before;
     sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before); // a signal for the child must not run this program's handler
+    const signals_blocked blocked(all); // a signal for the child must not run this program's handler
     const pid_t child = access(SHELL, X_OK) == 0 ? fork() : -1;
     if (child == 0)
         become(command, event, mask);
-    const int error = errno;
-    sigprocmask(SIG_SETMASK, &before, nullptr);
     if (child == -1)
-        throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(error));
+        throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(errno));
     setpgid(child, child); // the child may not have done so yet; kill() must find the group
     return child;
 }
@@ -62,10 +59,8 @@ event_hook::event_hook(const std::string &command) : command_(command)
     if (command_.empty())
         return;
     signal(SIGCHLD, SIG_DFL); // if it is ignored, the status of a child is lost
-    sigset_t ends;
-    sigemptyset(&ends);
-    sigaddset(&ends, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &ends, &mask_before_);
+    const sigset_t ends = signal_set({SIGCHLD});
+    blocked_.emplace(ends);
     child_fd_ = descriptor(signalfd(-1, &ends, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!child_fd_)
         throw failure(STATUS_LOCAL, std::string("signalfd: ") + strerror(errno));
@@ -73,14 +68,10 @@ event_hook::event_hook(const std::string &command) : command_(command)
 
 event_hook::~event_hook()
 {
-    if (child_ != 0) { // destroyed by an exception
-        kill(-child_, SIGTERM);
-        waitpid(child_, nullptr, 0);
-    }
-    if (!child_fd_)
+    if (child_ == 0)
         return;
-    child_fd_.close();
-    sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
+    kill(-child_, SIGTERM); // destroyed by an exception
+    waitpid(child_, nullptr, 0);
 }
 
 void event_hook::tell(const event_t &event, const options_t &options)
@@ -115,7 +106,7 @@ void event_hook::step()
     if (child_ != 0 && waitpid(child_, &status, WNOHANG) == child_)
         ended(status);
     if (child_ == 0 && !waiting_.empty())
-        child_ = spawn(command_, waiting_.front(), mask_before_);
+        child_ = spawn(command_, waiting_.front(), blocked_->before());
 }
 
 void event_hook::ended(int status)

@@ -4,8 +4,8 @@
 #include "ftpctl/event.h"
 #include "strutil/guards.h"
 
-#include <csignal>
 #include <deque>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -47,8 +47,8 @@ private:
     std::string command_;
     std::deque<event_t> waiting_; // the first one's command runs when child_ is not 0
     pid_t child_ = 0;
-    descriptor child_fd_; // readable when a child has ended
-    sigset_t mask_before_ = {};
+    std::optional<signals_blocked> blocked_; // SIGCHLD, for child_fd_; none without a command
+    descriptor child_fd_;                    // readable when a child has ended
     bool has_failed_ = false;
     bool is_ending_ = false;
 

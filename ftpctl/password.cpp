@@ -22,17 +22,13 @@ constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
 namespace
 {
 
-// Turns off the terminal's echo for one scope. Meanwhile Ctrl-Z (SIGTSTP) makes `stop_fd` readable instead of
+// Turns off the terminal's echo for one scope. Meanwhile Ctrl-Z (SIGTSTP) makes stop_fd() readable instead of
 // stopping the process.
 class silent_terminal
 {
 public:
     explicit silent_terminal(int terminal) : fd_(terminal)
     {
-        sigemptyset(&stops_);
-        sigaddset(&stops_, SIGTSTP);
-        sigprocmask(SIG_BLOCK, &stops_, &mask_before_);
-        stop_fd = descriptor(signalfd(-1, &stops_, SFD_CLOEXEC | SFD_NONBLOCK)); // none: stopping has to wait
         tcgetattr(fd_, &before_);
         silence();
     }
@@ -41,17 +37,18 @@ public:
         tcsetattr(fd_, TCSAFLUSH, &before_);
         if (!has_new_line)
             dprintf(fd_, "\n");
-        stop_fd.close();
-        sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
     }
     silent_terminal(const silent_terminal &) = delete;
     silent_terminal &operator=(const silent_terminal &) = delete;
+
+    // -1: stopping has to wait.
+    int stop_fd() const { return stop_fd_.get(); }
 
     // Stops the process as usual, with echo; returns when the shell continues it.
     void stop() const
     {
         signalfd_siginfo heard;
-        while (read(stop_fd.get(), &heard, sizeof heard) == sizeof heard) {}
+        while (read(stop_fd(), &heard, sizeof heard) == sizeof heard) {}
         dprintf(fd_, "\n");
         tcsetattr(fd_, TCSAFLUSH, &before_);
         sigprocmask(SIG_UNBLOCK, &stops_, nullptr);
@@ -60,14 +57,14 @@ public:
         silence();
     }
 
-    descriptor stop_fd;
     bool has_new_line = false; // the user's own
 
 private:
     int fd_;
     termios before_ = {};
-    sigset_t stops_ = {};
-    sigset_t mask_before_ = {};
+    const sigset_t stops_ = signal_set({SIGTSTP});
+    const signals_blocked blocked_{stops_};
+    const descriptor stop_fd_{signalfd(-1, &stops_, SFD_CLOEXEC | SFD_NONBLOCK)};
 
     void silence() const
     {
@@ -153,7 +150,7 @@ std::string password_prompt(int fd, const std::string &whom)
     for (;;) {
         std::string line;
         dprintf(fd, "Password for %s: ", whom.c_str());
-        switch (read_line(fd, terminal.stop_fd.get(), line, "terminal")) {
+        switch (read_line(fd, terminal.stop_fd(), line, "terminal")) {
         case input_t::BYTE:
             terminal.has_new_line = true;
             return without_return(line);

@@ -1,5 +1,6 @@
 #include "job_slot/job_slot.h"
 
+#include "strutil/guards.h"
 #include "strutil/log.h"
 #include "wire/result_codes.h"
 
@@ -61,13 +62,12 @@ int job_init(job_slot_t *slot)
 {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
+    const closing_owner<pthread_mutexattr_t *, nullptr, pthread_mutexattr_destroy> owned(&attributes);
     const int rc = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     log_if_failed(slot->engine->not_recursive_id, "pthread_mutexattr_settype", rc);
-    if (rc == 0)
-        pthread_mutex_init(&slot->mutex, &attributes);
-    pthread_mutexattr_destroy(&attributes);
     if (rc != 0)
         return -1;
+    pthread_mutex_init(&slot->mutex, &attributes);
     const job_lock lock(slot);
     ftp_clientd_if_module_info_init(&slot->record.module_info);
     slot->started = 0;

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <unistd.h>
 #include <utility>
@@ -17,8 +19,9 @@ template <typename T> using heap_ptr = std::unique_ptr<T, heap_free>;
 using heap_string = heap_ptr<char>;
 using heap_block = heap_ptr<void>;
 
-// A handle that the function CLOSE closes; NONE means no handle. Only close() reports whether closing failed.
-template <typename Handle, Handle NONE, int (*CLOSE)(Handle)> class closing_owner
+// A handle that the function CLOSE closes; NONE means no handle. Only close() reports whether closing failed;
+// it needs a CLOSE that returns int.
+template <typename Handle, Handle NONE, auto CLOSE> class closing_owner
 {
 public:
     explicit closing_owner(Handle handle = NONE) : handle_(handle) {}
@@ -32,7 +35,8 @@ public:
     ~closing_owner()
     {
         const int kept = errno;
-        close();
+        if (*this)
+            CLOSE(release());
         errno = kept;
     }
 
@@ -52,3 +56,28 @@ private:
 
 using descriptor = closing_owner<int, -1, ::close>;
 using file_stream = closing_owner<FILE *, nullptr, fclose>;
+
+inline sigset_t signal_set(std::initializer_list<int> numbers)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : numbers)
+        sigaddset(&set, number);
+    return set;
+}
+
+// Blocks signals during its lifetime, for this thread and the threads it starts.
+class signals_blocked
+{
+public:
+    explicit signals_blocked(const sigset_t &signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    signals_blocked(const signals_blocked &) = delete;
+    signals_blocked &operator=(const signals_blocked &) = delete;
+
+    // The signals that were blocked before.
+    const sigset_t &before() const { return before_; }
+
+private:
+    sigset_t before_;
+};

@@ -1,4 +1,5 @@
 #include "ftp_clientd/run_flag.h"
+#include "strutil/guards.h"
 #include "support/logged.h"
 
 #include <csignal>
@@ -15,13 +16,13 @@ TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
+TEST(SignalsBlocked, ASignalThatEndsTheDaemonWaitsForTheEndOfTheirScope)
 {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
         exec_ = 1;
         const auto before = signal(number, sighandler);
         {
-            const signals_held held;
+            const signals_blocked blocked(signal_set(ENDING_SIGNALS));
             raise(number);
             EXPECT_EQ(exec_, 1) << "signal " << number;
         }
@@ -30,13 +31,13 @@ TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
     }
 }
 
-TEST(SignalsHeld, LeaveHeldWhatWasHeldBefore)
+TEST(SignalsBlocked, WhatWasBlockedBeforeStaysBlocked)
 {
-    const signals_held outer;
+    const signals_blocked outer(signal_set({SIGTERM}));
     exec_ = 1;
     const auto before = signal(SIGTERM, sighandler);
     {
-        const signals_held inner;
+        const signals_blocked inner(signal_set(ENDING_SIGNALS));
         raise(SIGTERM);
     }
     EXPECT_EQ(exec_, 1);
