@@ -2,9 +2,9 @@
 // more.
 //   floor SOCKET         says nothing
 //   floor SOCKET log     what libcurl and the server say goes to the log, line by line, as the daemon's does
-// A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, download or list (local file unused); the
-// answer its CURLcode. Log-in as alice unless the URL
-// says otherwise; any server's certificate or key is taken. One job at a time, on the
+// A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, upload-twice (logs in once before, as the
+// daemon does over SFTP), download, list or wildcard (local file unused); the answer its CURLcode. Log-in as
+// alice unless the URL says otherwise; any server's certificate or key is taken. One job at a time, on the
 // only thread.
 #include <cstdio>
 #include <cstring>
@@ -76,7 +76,7 @@ FILE *set_file(CURL *curl, const job_t &job)
         curl_easy_setopt(curl, CURLOPT_CHUNK_BGN_FUNCTION, skip);
         return nullptr;
     }
-    const bool upload = job.kind == "upload";
+    const bool upload = job.kind.starts_with("upload");
     FILE *file = fopen(job.local.c_str(), upload ? "rb" : "wb");
     if (file == nullptr || !upload) {
         curl_easy_setopt(curl, CURLOPT_WRITEDATA, file);
@@ -92,10 +92,20 @@ FILE *set_file(CURL *curl, const job_t &job)
     return file;
 }
 
+CURLcode log_in(CURL *curl)
+{
+    curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 1L);
+    const CURLcode code = curl_easy_perform(curl);
+    curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 0L);
+    return code;
+}
+
 CURLcode run(const job_t &job)
 {
     CURL *curl = curl_easy_init();
     set_connection(curl, job);
+    if (job.kind == "upload-twice")
+        log_in(curl);
     FILE *file = set_file(curl, job);
     const CURLcode code = curl_easy_perform(curl);
     if (file != nullptr)

@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import statistics
+import time
 
 from .world import Cost
 
@@ -35,10 +36,21 @@ def column(runs, name, figure):
     return [getattr(run, figure) for run in runs[name]]
 
 
-def ratio(runs, name, figure):
-    """Median of ours through theirs, round by round."""
-    pairs = zip(column(runs, OURS, figure), column(runs, name, figure))
-    return statistics.median(ours / theirs for ours, theirs in pairs)
+def ratios(runs, name, figure, ours=OURS):
+    """Ours through theirs, round by round."""
+    return [ours / theirs for ours, theirs in zip(column(runs, ours, figure), column(runs, name, figure))]
+
+
+def ratio(runs, name, figure, ours=OURS):
+    return statistics.median(ratios(runs, name, figure, ours))
+
+
+def shown_ratio(runs, name, figure, ours=OURS):
+    """The median; a tie when a quarter of the rounds or more went either way."""
+    found = sorted(ratios(runs, name, figure, ours))
+    quarter = len(found) // 4
+    is_tie = name != ours and len(found) >= 4 and found[quarter] <= 1 <= found[-1 - quarter]
+    return f"{statistics.median(found):.2f}{' (tie)' if is_tie else ''}"
 
 
 def reached(name, value, most):
@@ -65,14 +77,29 @@ def cost_table(runs):
         return [
             name,
             spread(column(runs, name, "wall_s"), 2),
-            f"{ratio(runs, name, 'wall_s'):.2f}",
+            shown_ratio(runs, name, "wall_s"),
             spread([1000 * cpu_s for cpu_s in column(runs, name, "cpu_s")], 1),
-            f"{ratio(runs, name, 'cpu_s'):.2f}",
+            shown_ratio(runs, name, "cpu_s"),
             f"{statistics.median(peaks):.1f}" if peaks else "",
         ]
 
     heads = ["", "wall s", "ours/theirs", "CPU ms", "ours/theirs", "peak MiB"]
     return heads, [cells(name) for name in runs]
+
+
+def beside_table(runs, theirs):
+    """(heads, rows); runs: lists of costs by name. The ratios are to theirs."""
+
+    def cells(name):
+        return [
+            name,
+            spread(column(runs, name, "wall_s"), 2),
+            spread([1000 * cpu_s for cpu_s in column(runs, name, "cpu_s")], 1),
+            shown_ratio(runs, theirs, "cpu_s", name),
+            f"{statistics.median(column(runs, name, 'peak_mib')):.1f}",
+        ]
+
+    return ["", "wall s", "CPU ms", f"CPU to {theirs}", "peak MiB"], [cells(name) for name in runs]
 
 
 def print_costs(title, runs):
@@ -88,7 +115,8 @@ def machine():
             cpu = line.partition(":")[2].strip()
             break
     load = round(os.getloadavg()[2], 1)  # the last 15 minutes: with that of a short benchmark itself hardly in it
-    return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release, "load": load}
+    today = time.strftime("%d %B %Y").lstrip("0")
+    return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release, "load": load, "date": today}
 
 
 def store(build, name, title, figures):
