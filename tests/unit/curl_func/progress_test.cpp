@@ -10,7 +10,7 @@ class Progress : public JobFixture
 protected:
     void run(uint32_t kind) { job_.record.module_info.exec = kind; }
 
-    // One call of cb_progress with an amount of the running kind, `at_s` seconds into the try.
+    // Calls cb_progress `at_s` seconds into the try with an amount in the running kind's direction.
     int progress_at(double at_s, double total, double now)
     {
         wrapper_.total_time_s = at_s;
@@ -52,19 +52,19 @@ TEST_F(Progress, OnlyAChangeOfAtLeastOneByteIsMovement)
         }
 }
 
-TEST_F(Progress, AStallBelowTheAmountOfAnEarlierTryIsAStall)
+TEST_F(Progress, AStallIsSeenBelowTheAmountOfAnEarlierTry)
 {
     run(JOB_UPLOAD);
-    shown.transferred_size = 1000; // the first try came that far
+    shown.transferred_size = 1000; // by the first try
     EXPECT_EQ(progress_at(1, 5000, 300), 0);
     EXPECT_EQ(progress_at(61, 5000, 300), 0);
     EXPECT_EQ(progress_at(61.5, 5000, 300), 1);
     EXPECT_EQ(handle.error, 14);
     EXPECT_EQ(timeout.timed_out, 1u);
-    EXPECT_EQ(shown.transferred_size, 1000); // what is shown never goes back
+    EXPECT_EQ(shown.transferred_size, 1000); // never decreases
 }
 
-// An error from before is overwritten, and was logged then.
+// An earlier error is overwritten without a second log line.
 TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
 {
     struct {
@@ -75,7 +75,7 @@ TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
                        {120, 126, true}, {0, 1e9, false},    {-1, 1e9, false}};
     const struct {
         uint32_t kind;
-        int32_t error; // from before
+        int32_t error; // before the call
     } jobs[] = {{JOB_DOWNLOAD, 0}, {JOB_UPLOAD, 0}, {JOB_UPLOAD, FTPCD_ERR_LOCAL_READ}};
     for (const auto &job : jobs)
         for (const auto &row : table) {
@@ -109,7 +109,7 @@ TEST_F(Progress, WithoutAnElapsedTimeNothingTimesOut)
 
 // --- The size limit
 
-// An error from before is overwritten, and was logged then; a cancel goes before both.
+// An earlier error is overwritten without a second log line; a cancel takes precedence over both.
 TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
 {
     struct {
@@ -124,7 +124,7 @@ TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
         {5000, 1, true, "1 of 5000"},
         {4097, 1, true, "1 of 4097"},
         {5000, 5000, true, "5000 of 5000"},
-        {0, 4096, false, ""}, // of unknown size
+        {0, 4096, false, ""}, // size unknown
         {0, 4097, true, "4097 of 0"},
         {4096, 4097, true, "4097 of 4096"},
         {100, 50, false, ""},
@@ -149,7 +149,7 @@ TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Progress, ARefusedSizeIsNotATimeoutToo)
+TEST_F(Progress, ARefusedSizeIsNotAlsoATimeout)
 {
     run(JOB_DOWNLOAD);
     timeout.last_amount = 5000;
@@ -167,7 +167,7 @@ TEST_F(Progress, AnUploadHasNoSizeLimit)
     EXPECT_EQ(shown.transferred_size, 4e9);
 }
 
-TEST_F(Progress, SizesBeyondALongAreLoggedAsItsEnd)
+TEST_F(Progress, SizesBeyondALongAreLoggedAsItsMaximum)
 {
     EXPECT_EQ(whole_number(1e30), LONG_MAX);
     EXPECT_EQ(whole_number(-1e30), LONG_MIN);
@@ -179,9 +179,9 @@ TEST_F(Progress, SizesBeyondALongAreLoggedAsItsEnd)
                               std::to_string(LONG_MAX) + ", limit: 4096\n"});
 }
 
-// --- What is shown
+// --- The progress block
 
-TEST_F(Progress, OnlyWhatIsKnownIsShown)
+TEST_F(Progress, OnlyKnownFiguresAreStored)
 {
     struct {
         double at_s;
@@ -207,7 +207,7 @@ TEST_F(Progress, OnlyWhatIsKnownIsShown)
         }
 }
 
-TEST_F(Progress, AnotherKindOfJobShowsItsTimeOnly)
+TEST_F(Progress, AnotherKindOfJobStoresOnlyItsTime)
 {
     run(JOB_DL_FILE_INFO);
     wrapper_.total_time_s = 500;
@@ -237,7 +237,7 @@ TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Progress, ALookUpWatchesForACancelOnly)
+TEST_F(Progress, ALookUpOnlyWatchesForACancel)
 {
     run(JOB_DL_FILE_INFO);
     wrapper_.total_time_s = 1000;
@@ -255,7 +255,7 @@ TEST_F(Progress, OnlyTheEndOfATransferBreaksItsSockets)
         uint32_t kind;
         double at_s;
         uint32_t cancel;
-        uint32_t operation_timed_out; // libcurl ends it, and goes on by itself
+        uint32_t operation_timed_out; // libcurl ends the try by itself
         int result;
         bool broken;
     } table[] = {

@@ -36,9 +36,9 @@ TEST_F(Worker, ADownloadWhoseSettingsAreRefusedLeavesTheLocalFileAlone)
     expect_all_given_back();
 }
 
-TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsAndWaitsForNobody)
+TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsWithoutBlocking)
 {
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // that nobody reads
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // without a reader
     const struct {
         const char *name;
         int stream_error;
@@ -111,7 +111,7 @@ TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
     EXPECT_EQ(logged(), lines{"error: curl_func(665): errno(16) Device or resource busy\n"});
 }
 
-TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteErrorUnlessItFailedBefore)
+TEST_F(Worker, ADownloadNotStoredOnDiskIsALocalWriteErrorUnlessItFailedBefore)
 {
     const struct {
         std::atomic<int> fake_system::*fault;
@@ -160,7 +160,7 @@ TEST_F(Worker, ADownloadThroughALinkIsStoredInItsTarget)
     EXPECT_EQ(content(path("target")), "abc");
 }
 
-TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneOrTakesNothingFailsAndDoesNotWait)
+TEST_F(Worker, ADownloadIntoAPipeWithoutAReaderOrRoomFailsWithoutBlocking)
 {
     ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
     const auto open_reader = [this] { return open(path("local").c_str(), O_RDONLY | O_NONBLOCK); };
@@ -185,7 +185,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
 {
     set_local_path("/dev/null");
     script(meets_a_cancel);
-    system.remove = EBUSY; // this machine's /dev/null is not put at risk
+    system.remove = EBUSY; // protects this machine's /dev/null
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(system.remove, EBUSY) << "something was removed";
     EXPECT_EQ(logged(), lines{});

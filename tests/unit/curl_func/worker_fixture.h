@@ -1,4 +1,4 @@
-// The worker, run to its end on the test's own thread, and what its transfers do.
+// Runs the worker to its end on the test's own thread, with scripted transfers.
 #pragma once
 
 #include "curl_func/worker.h"
@@ -82,7 +82,7 @@ protected:
         EXPECT_EQ(calls(asked.end() - 3, asked.end()), END);
     }
 
-    // Each of these options, when it is refused, is the last thing that the job asks for.
+    // The job ends at each of these options when it is refused.
     void expect_stops_at_each(uint32_t kind, const calls &options)
     {
         for (const std::string &refused : options) {
@@ -101,7 +101,7 @@ protected:
     remote_file_t &remote_file = job_.record.remote_file;
 };
 
-// What every job asks before and behind its transfer.
+// The wrapper calls of a job: those before and after every transfer, and `transfer` between them.
 inline calls frame(const calls &transfer)
 {
     calls all{"global_init(3)",         "init()",           "verbose(1)",

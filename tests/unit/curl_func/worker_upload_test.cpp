@@ -10,7 +10,7 @@
 class Upload : public Worker
 {
 protected:
-    // The job resumes behind so many bytes.
+    // Makes the job resume after `size` bytes.
     void resume_at(int64_t size) { remote_file = {1, 1, size, 0, 0, 0, 0, 0, 0, 0, 0}; }
 
     const std::string local = write("local", "0123456789");
@@ -60,14 +60,14 @@ TEST_F(Upload, GathersMoreOverSftpAndClosesItsSocketsAfterDeliveryOverTls)
     }
 }
 
-TEST_F(Upload, ABufferThatIsRefusedIsNoFailure)
+TEST_F(Upload, ARefusedBufferSizeIsIgnored)
 {
     wrapper_.refused = "copy.upload_buffersize";
     script(send_all);
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
+TEST_F(Upload, OfAnythingButARegularFileFailsBeforeConnecting)
 {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
@@ -89,7 +89,7 @@ TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
     }
 }
 
-TEST_F(Upload, OfALinkToARegularFileSendsThat)
+TEST_F(Upload, OfALinkSendsTheRegularFileItLeadsTo)
 {
     ASSERT_EQ(symlink("local", path("link").c_str()), 0);
     set_local_path(path("link"));
@@ -97,7 +97,7 @@ TEST_F(Upload, OfALinkToARegularFileSendsThat)
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShrank)
+TEST_F(Upload, IsCompleteWithAllThatTheFileHeldAtTheStartUnlessItShrinks)
 {
     const auto grow = [this] { append(local, "more"); };
     const auto shrink = [this] { ASSERT_EQ(truncate(local.c_str(), 3), 0); };
@@ -105,7 +105,7 @@ TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShr
         ASSERT_EQ(rename(write("other", "x").c_str(), local.c_str()), 0);
     };
     const struct {
-        size_t before; // bytes sent before the change
+        size_t before; // bytes sent before `change`
         std::function<void()> change;
         size_t after;
         std::string sent;
@@ -131,7 +131,7 @@ TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShr
     }
 }
 
-TEST_F(Upload, OfAFileThatSaysItIsEmptyAndIsNotIsPartial)
+TEST_F(Upload, OfAFileWithAWrongSizeOf0IsPartial)
 {
     set_local_path("/proc/self/status");
     for (const size_t size : {0u, 10u}) {
@@ -185,7 +185,7 @@ TEST_F(Upload, ThatIsCancelledKeepsItsLocalFile)
     EXPECT_EQ(content(local), "0123456789");
 }
 
-TEST_F(Upload, AFileThatCannotBeClosedIsLoggedOnlyAlsoAfterARefusedOption)
+TEST_F(Upload, AFailedCloseIsOnlyLoggedAlsoAfterARefusedOption)
 {
     script(send_all);
     for (const uint32_t result : {0u, 5u}) {
@@ -216,7 +216,7 @@ TEST_F(Upload, ThatResumesAppendsWhatIsMissing)
     EXPECT_EQ(remote_file.size, 4);
 }
 
-TEST_F(Upload, ResumesWithAnyLowByteThatIsNotZeroAndNotBehindTheFilesEnd)
+TEST_F(Upload, ResumesWithAnyNonZeroLowByteButNotBeyondTheFilesEnd)
 {
     const struct {
         uint32_t looked_up;
@@ -258,7 +258,7 @@ TEST_F(Upload, OfAFileThatCannotBePositionedIsALocalReadError)
                                "error: curl_func(742): errno(22) Invalid argument\n"}));
 }
 
-TEST_F(Upload, StopsAtAnAppendThatIsRefused)
+TEST_F(Upload, StopsAtARefusedAppend)
 {
     resume_at(4);
     wrapper_.refused = "append";
@@ -267,20 +267,20 @@ TEST_F(Upload, StopsAtAnAppendThatIsRefused)
     EXPECT_EQ(wrapper_.asked_of("upload"), calls{});
 }
 
-TEST_F(Upload, ThatResumesAndIsTriedAgainAppendsTheWholeFileAndFailsForThat)
+TEST_F(Upload, ThatResumesAndIsRetriedAppendsTheWholeFileAndFails)
 {
     resume_at(4);
     script(ends_with(16, 55));
     script([this](curl_e_handle_t *handle) {
         EXPECT_EQ(send(20), "0123456789");
-        append(local, "more"); // now what was sent behind the first 4 bytes is as long as the file
+        append(local, "more"); // now the file is as long as the 4 bytes and all that was sent
         EXPECT_EQ(handle->resume, 1);
     });
     EXPECT_EQ(run(JOB_UPLOAD), 16u);
     EXPECT_EQ(wrapper_.asked_of("append").size(), 1u);
 }
 
-TEST_F(Upload, ThatResumesThroughAnHttpProxyIsRefusedSinceItWouldReplaceTheFile)
+TEST_F(Upload, ThatResumesThroughAnHttpProxyIsRefusedBecauseItWouldReplaceTheFile)
 {
     request.proxy_type = PROXY_HTTP;
     SET_TEXT(request.proxy_host, "proxy");

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
-TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
+TEST(RunFlag, OnlyHangUpInterruptAndTerminateClearIt)
 {
     for (int number = 1; number <= 64; number++) {
         exec_ = 1;
@@ -15,7 +15,7 @@ TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
+TEST(SignalsHeld, DelayEndingSignalsUntilTheEndOfTheirScope)
 {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
         exec_ = 1;
@@ -30,7 +30,7 @@ TEST(SignalsHeld, LetASignalThatEndsTheDaemonWaitForTheEndOfTheirScope)
     }
 }
 
-TEST(SignalsHeld, LeaveHeldWhatWasHeldBefore)
+TEST(SignalsHeld, KeepBlockedSignalsBlocked)
 {
     const signals_held outer;
     exec_ = 1;
@@ -40,6 +40,6 @@ TEST(SignalsHeld, LeaveHeldWhatWasHeldBefore)
         raise(SIGTERM);
     }
     EXPECT_EQ(exec_, 1);
-    signal(SIGTERM, SIG_IGN); // takes the waiting one away
+    signal(SIGTERM, SIG_IGN); // discards the pending one
     signal(SIGTERM, before);
 }

@@ -1,4 +1,4 @@
-// The certificates were made, and their fingerprints printed, by openssl; the keys by ssh-keygen.
+// Certificates and their fingerprints are from openssl, keys and theirs from ssh-keygen.
 #include "ftpctl/server_identity.h"
 
 #include "platform/identities.h"
@@ -27,7 +27,7 @@ static const std::string ED25519_PEM = "-----BEGIN CERTIFICATE-----\n"
                                        "NRYiMEWlgblo/f2x004eAg==\n"
                                        "-----END CERTIFICATE-----\n";
 
-// The certificate with one part of its base64 in the place of another.
+// The certificate with one part of its base64 replaced.
 static std::string altered(std::string pem, const std::string &part, const std::string &by)
 {
     return pem.replace(pem.find(part), part.size(), by);
@@ -38,7 +38,7 @@ TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
     const auto identity = certificate_read(ECDSA_PEM);
     ASSERT_TRUE(identity);
     EXPECT_EQ(identity->kind, server_identity_t::CERTIFICATE);
-    EXPECT_EQ(identity->subject, "O = A\\C3\\9F\\0A, CN = camera 1") << "a line feed and no ASCII: escaped";
+    EXPECT_EQ(identity->subject, "O = A\\C3\\9F\\0A, CN = camera 1") << "line feed and non-ASCII: escaped";
     EXPECT_EQ(identity->issuer, identity->subject);
     EXPECT_EQ(identity->not_before, "2026-11-21 14:30:27 UTC");
     EXPECT_EQ(identity->not_after, "2036-11-18 14:30:27 UTC");
@@ -49,7 +49,7 @@ TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
     EXPECT_EQ(identity->pin, "sha1:14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9");
 }
 
-TEST(Certificate, TellsTheKindAndSizeOfItsKey)
+TEST(Certificate, HasTheKindAndSizeOfItsKey)
 {
     const struct {
         std::string pem;
@@ -59,8 +59,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     } cases[] = {
         {ECDSA_PEM, "ECDSA", 256, "14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9"},
         {ED25519_PEM, "Ed25519", 256, "2A:BD:22:72:B6:FA:E7:6A:1A:62:78:30:0E:8F:3A:F1:BC:A8:47:8E"},
-        // The object identifier of its key is another: that of a kind without a name here, and of none at
-        // all.
+        // With the object identifier of a kind that has no name here, and with an unknown one.
         {altered(ED25519_PEM, "ZXAD", "ZW4D"), "X25519", 253,
          "73:27:EA:6C:CB:69:EB:D6:F1:8A:0E:D7:A5:0B:DD:49:61:8D:99:23"},
         {altered(ED25519_PEM, "ZXAD", "ZX8D"), "unknown", 0,
@@ -75,7 +74,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     }
 }
 
-TEST(Certificate, MayBeInBinaryForm)
+TEST(Certificate, MayBeBinary)
 {
     unsigned char *der = nullptr;
     const int length = i2d_X509(make_certificate(IDENTITIES[0]).get(), &der);
@@ -86,7 +85,7 @@ TEST(Certificate, MayBeInBinaryForm)
     EXPECT_EQ(identity->key_bits, 1024);
 }
 
-TEST(Certificate, MayHaveTextAroundItButOtherTextIsNoCertificate)
+TEST(Certificate, MayHaveTextAroundItButNoOtherTextIsAccepted)
 {
     EXPECT_TRUE(certificate_read("subject=CN = x\n" + ECDSA_PEM + "more\n"));
     for (const std::string &bytes :
@@ -131,7 +130,7 @@ constexpr case_t KEYS[] = {
 
 } // namespace
 
-TEST(HostKey, TellsItsTypeSizeAndFingerprints)
+TEST(HostKey, HasItsTypeSizeAndFingerprints)
 {
     for (const case_t &key : KEYS) {
         const auto identity = host_key_read(key.line);
@@ -146,9 +145,9 @@ TEST(HostKey, TellsItsTypeSizeAndFingerprints)
     }
 }
 
-TEST(HostKey, OfAnUnknownKindGoesByItsOwnNameAndAnEmptyNumberHasNoBits)
+TEST(HostKey, OfAnUnknownKindKeepsItsNameAndAnEmptyNumberHasNoBits)
 {
-    // Two strings: "x-new" and "abc". Three: "ssh-rsa" and two empty ones.
+    // Two strings, "x-new" and "abc"; three, "ssh-rsa" and two empty ones.
     for (const auto &[line, type] : {std::pair{"x-new AAAABXgtbmV3AAAAA2FiYw==\n", "x-new"},
                                      {"ssh-rsa AAAAB3NzaC1yc2EAAAAAAAAAAA==\n", "RSA"}}) {
         const auto identity = host_key_read(line);
@@ -158,7 +157,7 @@ TEST(HostKey, OfAnUnknownKindGoesByItsOwnNameAndAnEmptyNumberHasNoBits)
     }
 }
 
-TEST(HostKey, IsNothingForOtherText)
+TEST(HostKey, IsNotReadFromOtherText)
 {
     const char *cases[] = {
         "",
@@ -168,10 +167,10 @@ TEST(HostKey, IsNothingForOtherText)
         " AAAABXgtbmV3AAAAA2FiYw==",
         "x-new AAAABXgtbmV3AAAAA2FiYw=",     // base64 cut short
         "x-new AAAABXgtbmV3AAAAA2FiY!==",    // no base64
-        "x-new AAAABXgtbmV3AAAABGFiYw==",    // a string that is longer than the key
+        "x-new AAAABXgtbmV3AAAABGFiYw==",    // a string longer than the key
         "x-new AAAABXgtbmV3AAAA",            // a length cut short
-        "x-new AAAABXgtbmV3",                // a type and no key
-        "x-old AAAABXgtbmV3AAAAA2FiYw==",    // another type than the key says
+        "x-new AAAABXgtbmV3",                // a type without a key
+        "x-old AAAABXgtbmV3AAAAA2FiYw==",    // another type than in the key
         "x\033new AAAABXgtbmV3AAAAA2FiYw==", // a control character
         "-----BEGIN CERTIFICATE-----\n",
     };

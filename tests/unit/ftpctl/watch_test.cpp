@@ -47,7 +47,7 @@ TEST(WatchPace, ShowsEachOtherChangeAtOnce)
     }
 }
 
-TEST(WatchPace, IgnoresElapsedTimeAndWhatIsNotSet)
+TEST(WatchPace, IgnoresElapsedTimeAndUnsetValues)
 {
     watch_pace pace;
     ftpclient_state_t state = upload(1, 10);

@@ -29,7 +29,7 @@ namespace
 sem_t reached_;
 sem_t may_end_;
 
-// The work of a job: it lasts until let_go, or until it hears of a cancel.
+// The work of a job: lasts until let_go.
 void held(job_slot_t *slot)
 {
     sem_post(&reached_);
@@ -80,7 +80,7 @@ protected:
         EXPECT_EQ((std::vector{head.running, head.exec, head.result, head.cancel}),
                   (std::vector{running, exec, result, cancel}));
     }
-    // What a start without a worker logs after errno's line of its own, if any.
+    // What a start without a worker logs after the line with errno, if any.
     lines refusal(const std::string &text) const
     {
         lines expected{"error: m(5): " + text};
@@ -100,7 +100,7 @@ const std::string NO_THREAD = "errno(11) Resource temporarily unavailable\n";
 
 // --- Lock
 
-TEST_P(JobSlot, InitResetsTheHeadAndTheLockCanBeTakenTwice)
+TEST_P(JobSlot, InitResetsTheHeadAndMakesTheLockRecursive)
 {
     slot.record.module_info = {1, 2, 3, 4};
     slot.started = 1;
@@ -118,7 +118,7 @@ TEST_P(JobSlot, InitFailsWithoutARecursiveLock)
     EXPECT_EQ(logged(), lines{"error: m(1): pthread_mutexattr_settype(): 95\n"});
 }
 
-TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheScopeRunsOn)
+TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheCodeRunsOn)
 {
     threads_.lock = EINVAL;
     job_store_result(&slot, FTPCD_ERR_TIMEOUT);
@@ -154,20 +154,20 @@ TEST_P(JobSlot, AStartCopiesTheRequestUpToResumeAndResetsTheFigures)
         slot.record.exec_info = {1, 2, 3, 4, 55, 6, 7, 8, 9};
         const transfer_request_t sent = request;
         start_and_hold(kind);
-        memset(&request, 'y', sizeof request); // the caller's again at once
+        memset(&request, 'y', sizeof request); // the caller may reuse it at once
         const job_record_t job = state();
         expect_head(1, kind, 0, 0);
         EXPECT_EQ(memcmp(&job.request, &sent, 2076), 0);
         EXPECT_EQ(job.request.resume, 0u);
         EXPECT_EQ(job.exec_info.total_size + job.exec_info.transferred_size + job.exec_info.elapsed_time, 0);
         EXPECT_EQ(job.exec_info.retry_count, 0u);
-        EXPECT_EQ(job.exec_info.zixi_error, 55u); // each engine's own affair
+        EXPECT_EQ(job.exec_info.zixi_error, 55u); // left to the engine
         let_go();
         EXPECT_EQ(job_finished(&slot), 0);
     }
 }
 
-TEST_P(JobSlot, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
+TEST_P(JobSlot, AStartResetsTheRemoteFileAsItsKindRequires)
 {
     const remote_file_t known{0x01020301, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77};
     struct {
@@ -215,7 +215,7 @@ TEST_P(JobSlot, WithoutAThreadTheStartFailsWith5AndTheNextOneSucceeds)
     let_go();
 }
 
-TEST_P(JobSlot, AStartBeforeTheJoinIsRefusedAndTheWorkerForgottenOrKept)
+TEST_P(JobSlot, AStartBeforeTheJoinIsRefusedAndTheWorkerDetachedOrKept)
 {
     start_and_hold(JOB_DOWNLOAD);
     let_go();
@@ -246,7 +246,7 @@ TEST_P(JobSlot, AFinishedJobIsReportedOnceAndItsOutcomeKept)
     expect_head(0, JOB_DOWNLOAD, 16, 0);
 }
 
-TEST_P(JobSlot, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
+TEST_P(JobSlot, AFailedJoinIsLoggedAndTheWorkerForgotten)
 {
     start_and_hold();
     let_go();
@@ -274,7 +274,7 @@ TEST_P(JobSlot, TheStateIsTheWholeRecord)
 
 // --- Cancel
 
-TEST_P(JobSlot, ACancelWithoutAJobIs2AndItsFlagStaysUntilTheNextStart)
+TEST_P(JobSlot, ACancelWithoutAJobReturns2AndItsFlagStaysUntilTheNextStart)
 {
     EXPECT_EQ(job_cancel(&slot, nullptr), 2);
     expect_head(0, 0, 0, 1);
@@ -288,7 +288,7 @@ TEST_P(JobSlot, ACancelWaitsUntilTheJobHasEnded)
 {
     start_and_hold();
     std::thread job([] {
-        while (naps_ < 100) // without anything to be done, it goes on waiting
+        while (naps_ < 100) // it goes on waiting
             std::this_thread::yield();
         sem_post(&may_end_);
     });
