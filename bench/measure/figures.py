@@ -12,8 +12,8 @@ WITHOUT_PAUSES = "without pauses"  # the same with its main loop's pauses cut
 
 
 def interleave(subjects, rounds):
-    """{name: a list with what its call returned in each round}. All take turns, a different one begins each round;
-    one round before the first warms up and is not counted."""
+    """{name: its call's result in each round}. All take turns, and a different one begins each round; a first round
+    warms up and does not count."""
     names = list(subjects)
     runs = {name: [] for name in names}
     for number in range(rounds + 1):
@@ -36,20 +36,20 @@ def column(runs, name, figure):
 
 
 def ratio(runs, name, figure):
-    """Median of ours through theirs, round by round."""
+    """The median of ours divided by theirs, round by round."""
     pairs = zip(column(runs, OURS, figure), column(runs, name, figure))
     return statistics.median(ours / theirs for ours, theirs in pairs)
 
 
 def reached(name, value, most):
-    """Says whether an aim was."""
+    """Prints whether an aim was reached."""
     good = value <= most
     print(f"{name}: {value:.4g}, aim: at most {most:.4g}: {'reached' if good else 'missed'}")
     return good
 
 
 def print_table(title, heads, rows):
-    """The first column is words, the others figures, as they shall look."""
+    """The first column is text, the others formatted figures."""
     print(title)
     widths = [max(len(str(row[at])) for row in [heads, *rows]) for at in range(len(heads))]
     for row in [heads, *rows] if any(heads) else rows:
@@ -58,7 +58,7 @@ def print_table(title, heads, rows):
 
 
 def cost_table(runs):
-    """(heads, rows); runs: lists of costs by name, ours among them."""
+    """(heads, rows); runs: lists of costs by name, including ours."""
 
     def cells(name):
         peaks = [cost.peak_mib for cost in runs[name] if cost.peak_mib is not None]
@@ -81,13 +81,13 @@ def print_costs(title, runs):
 
 
 def machine():
-    """What the figures depend on, in words."""
+    """A description of what the figures depend on."""
     cpu = "unknown processor"
     for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
         if line.startswith("model name"):
             cpu = line.partition(":")[2].strip()
             break
-    load = round(os.getloadavg()[2], 1)  # the last 15 minutes: with that of a short benchmark itself hardly in it
+    load = round(os.getloadavg()[2], 1)  # over 15 minutes, so that a short benchmark itself hardly counts
     return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release, "load": load}
 
 
@@ -104,5 +104,5 @@ def store_costs(build, name, title, runs):
 
 
 def costs_of(stored):
-    """What store_costs kept, as it was."""
+    """The figures of store_costs."""
     return {who: [Cost(**cost) for cost in costs] for who, costs in stored.items()}
