@@ -10,7 +10,7 @@ from harness.waiting import wait_until
 
 @pytest.mark.native("it keeps what the end of the heap gives back to the system")
 def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, jobs, local):
-    if daemon.grew_less_than(-MIB, 0):  # as only a daemon with a sanitizer says
+    if daemon.grew_less_than(-MIB, 0):  # true only with a sanitizer
         pytest.skip("a sanitizer keeps what was freed")
     Sshd(HostKey())
     (local / "a").write_bytes(bytes(MIB))

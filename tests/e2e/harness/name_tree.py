@@ -57,7 +57,7 @@ class Tree:
         return True
 
     def put(self, meaning):
-        """A file whose content and size no other in the tree has; False if it cannot exist."""
+        """Makes a file whose content and size no other in the tree has; False if it cannot exist."""
         if meaning.file is None or not self.holds(meaning.file):
             return False
         if os.path.lexists(meaning.file) or not self.make_folders(meaning.folders):

@@ -167,7 +167,7 @@ TEST_F(Progress, AnUploadHasNoSizeLimit)
     EXPECT_EQ(shown.transferred_size, 4e9);
 }
 
-TEST_F(Progress, SizesBeyondALongAreLoggedAsItsMaximum)
+TEST_F(Progress, SizesBeyondALongAreLoggedAsItsLimit)
 {
     EXPECT_EQ(whole_number(1e30), LONG_MAX);
     EXPECT_EQ(whole_number(-1e30), LONG_MIN);

@@ -212,7 +212,7 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
     }
 }
 
-TEST(GetinfoSftpUrl, NoUrlIsAnInternalErrorAndARefusedEntryPathIsNotLogged)
+TEST(GetinfoSftpUrl, NoUrlIsAnInternalErrorAndAnEarlierErrorEndsItAtOnce)
 {
     record_t rec;
     rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);

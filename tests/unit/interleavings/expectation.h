@@ -8,7 +8,7 @@
 struct expectation_t {
     bool is_zixi = false;
     bool running = false;
-    bool unjoined = false; // a worker has ended but is not joined
+    bool unjoined = false; // a worker was started but not joined yet
     bool cancelled = false;
     uint32_t kind = 0; // of the latest job
     uint32_t result = 0;
