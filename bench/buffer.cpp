@@ -1,4 +1,4 @@
-// Preloaded into the daemon: uploads get the buffer that UPLOAD_BUFFER_BYTES says, whatever the daemon asks for. For
+// Preloaded into the daemon: sets the upload buffer to UPLOAD_BUFFER_BYTES instead of the daemon's value. For
 // machines that pass every such argument as one 64-bit word.
 #include <cstdarg>
 #include <cstdlib>
@@ -8,8 +8,8 @@
 
 extern "C" CURLcode curl_easy_setopt(CURL *curl, CURLoption option, ...)
 {
-    static const auto given = reinterpret_cast<CURLcode (*)(CURL *, CURLoption, ...)>(
-        dlsym(RTLD_NEXT, "curl_easy_setopt"));
+    static const auto given =
+        reinterpret_cast<CURLcode (*)(CURL *, CURLoption, ...)>(dlsym(RTLD_NEXT, "curl_easy_setopt"));
     static const long bytes = atol(getenv("UPLOAD_BUFFER_BYTES"));
     if (option == CURLOPT_UPLOAD_BUFFERSIZE)
         return given(curl, option, bytes);

@@ -1,6 +1,6 @@
-// The limit that no client can pass: a file through a TCP connection by sendfile().
-//   copy send PORT FILE    sends FILE to the sink on this machine; ends when all of it is stored
-//   copy sink PORT FILE    stores what comes in FILE, as a server does, connection after connection
+// The lower bound for every client: sends a file through a TCP connection by sendfile().
+//   copy send PORT FILE    sends FILE to the sink on this machine; ends when it is stored completely
+//   copy sink PORT FILE    stores the data of each connection in FILE, as a server does
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -42,7 +42,7 @@ static bool store(int connection, const char *path)
 {
     static char buffer[65536];
     ssize_t got = read(connection, buffer, sizeof buffer);
-    if (got == 0) // somebody only asked whether this listens
+    if (got == 0) // only a test whether this listens
         return true;
     const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     for (; got > 0; got = read(connection, buffer, sizeof buffer)) {

@@ -1,6 +1,6 @@
-// Runs a command and tells what it and all its descendants took, as a line of JSON on a descriptor.
+// Runs a command and writes its cost, including all descendants, as a line of JSON to a descriptor.
 //   cost DESCRIPTOR COMMAND [ARGUMENT...]
-// Small, so that the peak of a child is the child's own: a large parent's counts until the exec.
+// A small program, because a child's peak memory includes its parent's until the exec.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@ int main(int argc, char **argv)
     if (argc < 3)
         return 2;
     const int said = atoi(argv[1]);
-    prctl(PR_SET_CHILD_SUBREAPER, 1); // a helper that the command leaves behind counts too
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // a helper that outlives the command counts too
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = fork();
     if (child == 0) {

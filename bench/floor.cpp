@@ -1,11 +1,10 @@
-// The floor under the daemon's figures: takes a job, gives it to libcurl with the same options, answers, no
-// more.
-//   floor SOCKET         says nothing
-//   floor SOCKET log     what libcurl and the server say goes to the log, line by line, as the daemon's does
+// The lower bound for the daemon's figures: only runs each job in libcurl with the same options.
+//   floor SOCKET         without a log
+//   floor SOCKET log     logs libcurl's and the server's lines, as the daemon does
 // A job is a line "KIND<tab>URL<tab>LOCAL FILE", KIND upload, upload-twice (logs in once before, as the
-// daemon does over SFTP), download, list or wildcard (local file unused); the answer its CURLcode. Log-in as
-// alice unless the URL says otherwise; any server's certificate or key is taken. One job at a time, on the
-// only thread.
+// daemon does over SFTP), download, list or wildcard (local file unused); the reply is its CURLcode. Logs in
+// as alice unless the URL says otherwise; accepts any server's certificate or key. Runs one job at a time, on
+// its only thread.
 #include <cstdio>
 #include <cstring>
 #include <curl/curl.h>
@@ -67,7 +66,7 @@ void set_connection(CURL *curl, const job_t &job)
         curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
 }
 
-// The open local file, nullptr when the job has none.
+// The open local file, nullptr if the job has none.
 FILE *set_file(CURL *curl, const job_t &job)
 {
     if (job.kind == "list" || job.kind == "wildcard") {

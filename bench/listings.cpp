@@ -110,9 +110,9 @@ listing_t make_listing(const std::function<std::string(random_t *)> &line, size_
     return listing;
 }
 
-// --- what is measured
+// --- the measured code
 
-// Makes the compiler think that somebody looks at the value.
+// Keeps the compiler from removing the calculation of an unused value.
 template <typename Value> static void keep(const Value &value)
 {
     asm volatile("" : : "g"(&value) : "memory");

@@ -1,5 +1,5 @@
-// Listings of random but usual lines, and the two programs that read them: the parser, and the least that any
-// reader of listings does.
+// Listings of random but usual lines, and the two ways to read them: the parser, and the minimum that any
+// reader must do.
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-// The lines lie behind each other, as in the buffer that a listing is captured in.
+// The lines are contiguous, as in the capture's buffer.
 struct listing_t {
     std::vector<char> text;
     std::vector<size_t> starts;
 };
 
-// A stretch of lines is one folder: one owner, names of one kind, files of one age.
+// Several lines in a row are like one folder: one owner, one kind of names, files of one age.
 struct random_t {
     std::mt19937 engine{20240115};
     size_t folder = 0;
@@ -33,7 +33,7 @@ std::string unix_line(random_t *random);
 std::string dos_line(random_t *random);
 std::string mixed_line(random_t *random);
 
-// One line of every other layout that is recognised, and one that is none.
+// One line of every other recognised layout, and one of none.
 const std::vector<const char *> &other_lines();
 
 listing_t make_listing(const std::function<std::string(random_t *)> &line, size_t lines,
@@ -42,8 +42,8 @@ listing_t make_listing(const std::function<std::string(random_t *)> &line, size_
 // Detects and resolves the line.
 void parse(char *line);
 
-// The measuring stick: the line is split at its blanks, one number is converted, one month looked up. NUMBER
-// and MONTH are their fields. For `ls -l`, for DOS, and for all else.
+// The yardstick: splits the line at its blanks, converts one number and looks one month up. NUMBER and MONTH
+// are their fields. For `ls -l`, for DOS, and for all other layouts.
 void split_unix(char *line);
 void split_dos(char *line);
 void split_other(char *line);

@@ -1,7 +1,7 @@
-// What the listing parser costs for each line, against the least that any reader of listings does: split the
-// line on blanks, convert one number, look up one month.
+// The listing parser's time per line, compared with the minimum that any reader must do: split the line at
+// blanks, convert one number, look one month up.
 //
-// Ends with a table of ratios. Exits 1 when a ratio is above its limit.
+// Ends with a table of ratios. Exits with 1 if a ratio is above its limit.
 #include "listings.h"
 #include "listparse/listparse.h"
 
@@ -37,7 +37,7 @@ struct listing_case_t {
     double limit; // of the ratio; 0 = none
 };
 
-// By the number that detection gives it.
+// Resolves a line by its detected number.
 static std::string name_of_layout(std::string line)
 {
     const list_format_t format = AnalizeFileInfo(line.data());
@@ -56,8 +56,7 @@ static std::vector<listing_case_t> all_cases()
     return cases;
 }
 
-// Prints ns for each line as it comes and keeps the least of each benchmark: what disturbs a run only adds to
-// it.
+// Prints the ns per line of each run and keeps each benchmark's minimum, because disturbances only add time.
 class line_reporter : public benchmark::ConsoleReporter
 {
 public:

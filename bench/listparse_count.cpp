@@ -1,9 +1,9 @@
-// Reads a listing of some lines again and again, for those who count its instructions: bench/parser.
+// Reads a listing repeatedly so that bench/parser can count the instructions.
 //
 //     listparse_count parse|split unix|dos ROUNDS
 //
-// The difference between two runs is what the additional rounds take, without start and making of the
-// listing.
+// The difference between two runs is the cost of the additional rounds, without the start and the creation of
+// the listing.
 #include "listings.h"
 
 #include <cstdio>

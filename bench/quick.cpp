@@ -1,5 +1,4 @@
-// Preloaded into the daemon: its pauses take the part of their time that PAUSES_DIVIDED_BY says, so that what
-// is left of a latency is its work.
+// Preloaded into the daemon: divides its pauses by PAUSES_DIVIDED_BY, so that the rest of a latency is work.
 #include <cstdlib>
 #include <ctime>
 #include <sys/prctl.h>

@@ -1,4 +1,4 @@
-# Toolchain file: 64-bit ARM, as Debian's arm64.
+# Toolchain file for 64-bit ARM, Debian's arm64.
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(triplet aarch64-linux-gnu)
 set(emulator qemu-aarch64)

@@ -1,6 +1,6 @@
-# The part that the toolchain files share: a Debian cross compiler, a sysroot that scripts/sysroot makes, and qemu to
-# run what was built. Set before: triplet (the compiler's, and the folder of libraries), emulator (the program's name),
-# sysroot (its folder below build/).
+# Shared by the toolchain files: a Debian cross compiler, a sysroot from scripts/sysroot, and qemu to run the programs.
+# Set before: triplet (of the compiler and the library folder), emulator (the program's name), sysroot (its folder below
+# build/).
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triplet}-gcc)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)

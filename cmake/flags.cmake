@@ -16,14 +16,14 @@ include(CheckPIESupported)
 check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-# A program finds libsecure.so and libzixiFeeder.so beside itself: RUNPATH gives way to LD_LIBRARY_PATH.
+# RUNPATH leads to the libsecure.so and libzixiFeeder.so of the build tree; LD_LIBRARY_PATH takes precedence.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 add_library(build_flags INTERFACE)
 target_include_directories(build_flags INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(build_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-  # Without it stat() fails for files dated after 2038, and the clock ends there.
+  # Otherwise stat() fails for files dated after 2038, and the clock ends there.
   target_compile_definitions(build_flags INTERFACE _TIME_BITS=64)
 endif()
 target_compile_options(build_flags INTERFACE

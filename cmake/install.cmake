@@ -1,12 +1,12 @@
-# What `cmake --install` puts where, by component: daemon, tools; the library for client programs adds its own two. Every
-# folder is below the prefix, so that any prefix and DESTDIR work.
+# Where `cmake --install` puts the components daemon and tools; the client library adds two of its own. Every folder is
+# below the prefix, so that any prefix and DESTDIR work.
 
-# The daemon's private folder: no linker looks there, and what a device puts in the place of the two libraries is
-# found there, for RUNPATH starts at the daemon.
+# The daemon's private folder, which no linker searches. Here a device replaces the two libraries: RUNPATH is relative to
+# the daemon.
 set(private_dir lib/ftp_clientd)
 file(RELATIVE_PATH to_private /${CMAKE_INSTALL_SBINDIR} /${private_dir})
-# The same in the build tree, where the libraries are in lib/: a RUNPATH that is to be changed at installation gets an
-# empty entry from cmake, and that stands for the working folder.
+# The same RUNPATH in the build tree, with lib/: if it had to change at installation, cmake would add an empty entry,
+# which means the working folder.
 set_target_properties(ftp_clientd PROPERTIES
   INSTALL_RPATH "\$ORIGIN/${to_private};\$ORIGIN/../lib" BUILD_WITH_INSTALL_RPATH ON)
 
@@ -20,13 +20,13 @@ if(TARGET ftpctl)
   install(FILES ${completions}/_ftpctl DESTINATION share/zsh/vendor-completions COMPONENT tools)
 endif()
 
-# For programs that speak to the daemon: -I<prefix>/include/ftp_clientd gives "wire/wire.h"; the protocol's page, examples.
+# For client programs: "wire/wire.h" with -I<prefix>/include/ftp_clientd, the protocol's page, examples.
 install(DIRECTORY wire DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ftp_clientd COMPONENT development
   FILES_MATCHING PATTERN "*.h")
 install(FILES docs/protocol.md examples/fetch.c examples/send.cpp
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libftpclient-dev COMPONENT development)
 
-# The unit names paths, which are known when it is installed: --prefix may be given then.
+# The unit's paths are set at installation, when --prefix is known.
 install(CODE "
   set(PRIVATE_DIR \"\${CMAKE_INSTALL_PREFIX}/${private_dir}\")
   set(DAEMON \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/ftp_clientd\")
@@ -35,7 +35,7 @@ install(CODE "
   list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${unit}\")" COMPONENT daemon)
 install(FILES packaging/ftp_clientd.sysusers DESTINATION lib/sysusers.d RENAME ftp_clientd.conf COMPONENT daemon)
 
-# install_manual(<component> <page>...): the pages of docs/man that are there, compressed as systems keep them.
+# install_manual(<component> <page>...): installs pages of docs/man, compressed.
 function(install_manual component)
   foreach(page ${ARGN})
     string(REGEX MATCH "[0-9]$" section ${page})

@@ -1,5 +1,5 @@
 # module(<name> SOURCES <file>... [NEEDS <target>...])
-# A static library lib<name>.a of the daemon: no exceptions, no run-time type information.
+# A static library lib<name>.a of the daemon, without exceptions and run-time type information.
 function(module name)
   cmake_parse_arguments(ARG "" "" "SOURCES;NEEDS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})

@@ -1,5 +1,5 @@
-# Debian packages, one for each component that is built: `packaging/build` makes them. Nothing here knows an
-# architecture: it is the toolchain's.
+# Debian packages, one for each built component; `packaging/build` makes them. The architecture comes from the
+# toolchain.
 
 if(NOT FTP_CLIENTD_REDACT_PASSWORDS)
   message(FATAL_ERROR "A package must not log passwords: FTP_CLIENTD_REDACT_PASSWORDS=ON")
@@ -12,7 +12,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ftp-clientd)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_SET_DESTDIR ON) # while installing, the prefix stays what the unit is to name
+set(CPACK_SET_DESTDIR ON) # keeps the prefix for the paths in the unit
 set(CPACK_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -28,9 +28,9 @@ if(DPKG_ARCHITECTURE AND CMAKE_LIBRARY_ARCHITECTURE)
     OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 endif()
 
-# What dpkg-shlibdeps finds out; for another machine's programs, whose libraries no package of this one holds, by name.
+# Dependencies from dpkg-shlibdeps, or by name when cross-compiling, as those libraries belong to no installed package.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-# dpkg-shlibdeps knows since when libcurl has the symbols, not the options: CURLOPT_UPLOAD_BUFFERSIZE came with 7.62.
+# dpkg-shlibdeps knows the versions of libcurl's symbols, not of its options: CURLOPT_UPLOAD_BUFFERSIZE came with 7.62.
 set(daemon_libraries ", libcurl4 (>= 7.62.0) | libcurl4t64")
 set(tools_libraries "")
 set(library_libraries "")
@@ -52,7 +52,7 @@ add_custom_command(OUTPUT ${packed_changelog} DEPENDS ${changelog} COMMAND gzip 
 add_custom_target(changelog ALL DEPENDS ${packed_changelog})
 
 # package(<component> NAME <package> SECTION <section> SUMMARY <line> TEXT <line>... [DEPENDS <list>])
-# With packaging/debian/<component>/*: maintainer scripts and other control files.
+# packaging/debian/<component>/* are its maintainer scripts and other control files.
 macro(package component)
   cmake_parse_arguments(ARG "" "NAME;SECTION;SUMMARY;DEPENDS" "TEXT" ${ARGN})
   string(TOUPPER ${component} key)

@@ -1,1 +1,1 @@
-"""What the benchmarks share: a world to run in, the programs beside the daemon, figures, tables, pictures."""
+"""Shared by the benchmarks: their world, the programs to compare, figures, tables, pictures."""

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""A TCP relay that adds delay and nothing else: what it reads it passes on a fixed time later, however much it is.
+"""A TCP relay that only adds delay: it passes on what it reads a fixed time later, without limiting the rate.
 
     delay.py PORT TARGET_PORT MILLISECONDS
 
-MILLISECONDS are those of one direction. Both sides are always read at once, so that no window is the narrower for it.
+MILLISECONDS is the delay of one direction. Both sides are always read at once, so that no TCP window shrinks.
 """
 
 import asyncio
@@ -12,11 +12,11 @@ import sys
 
 
 class End(asyncio.Protocol):
-    """One end of the line; what comes in here leaves at the other end, or is the end of this direction (None)."""
+    """One end of the line. Data received here is sent at the other end; None = the end of this direction."""
 
     def __init__(self, delay_s, connect=None):
         self.delay_s = delay_s
-        self.connect = connect  # of a client's end: makes the connection to the target
+        self.connect = connect  # for a client's end: connects to the target
         self.waiting = collections.deque()
         self.other = self.transport = None
 
@@ -35,7 +35,7 @@ class End(asyncio.Protocol):
 
     def eof_received(self):
         self.data_received(None)
-        return True  # the other direction goes on
+        return True  # the other direction continues
 
     def connection_lost(self, _):
         if self.other and not self.other.transport.is_closing():
@@ -51,7 +51,7 @@ class End(asyncio.Protocol):
             return
         try:
             transport.write_eof()
-        except OSError:  # it has been reset
+        except OSError:  # it was reset
             transport.abort()
 
 

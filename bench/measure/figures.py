@@ -13,8 +13,8 @@ WITHOUT_PAUSES = "without pauses"  # the same with its main loop's pauses cut
 
 
 def interleave(subjects, rounds):
-    """{name: a list with what its call returned in each round}. All take turns, a different one begins each round;
-    one round before the first warms up and is not counted."""
+    """{name: its call's result in each round}. All take turns, and a different one begins each round; a first round
+    warms up and does not count."""
     names = list(subjects)
     runs = {name: [] for name in names}
     for number in range(rounds + 1):
@@ -37,7 +37,7 @@ def column(runs, name, figure):
 
 
 def ratios(runs, name, figure, ours=OURS):
-    """Ours through theirs, round by round."""
+    """Ours divided by theirs, round by round."""
     return [ours / theirs for ours, theirs in zip(column(runs, ours, figure), column(runs, name, figure))]
 
 
@@ -46,7 +46,7 @@ def ratio(runs, name, figure, ours=OURS):
 
 
 def shown_ratio(runs, name, figure, ours=OURS):
-    """The median; a tie when a quarter of the rounds or more went either way."""
+    """The median; a tie if a quarter of the rounds or more went either way."""
     found = sorted(ratios(runs, name, figure, ours))
     quarter = len(found) // 4
     is_tie = name != ours and len(found) >= 4 and found[quarter] <= 1 <= found[-1 - quarter]
@@ -54,14 +54,14 @@ def shown_ratio(runs, name, figure, ours=OURS):
 
 
 def reached(name, value, most):
-    """Says whether an aim was."""
+    """Prints whether an aim was reached."""
     good = value <= most
     print(f"{name}: {value:.4g}, aim: at most {most:.4g}: {'reached' if good else 'missed'}")
     return good
 
 
 def print_table(title, heads, rows):
-    """The first column is words, the others figures, as they shall look."""
+    """The first column is text, the others formatted figures."""
     print(title)
     widths = [max(len(str(row[at])) for row in [heads, *rows]) for at in range(len(heads))]
     for row in [heads, *rows] if any(heads) else rows:
@@ -70,7 +70,7 @@ def print_table(title, heads, rows):
 
 
 def cost_table(runs):
-    """(heads, rows); runs: lists of costs by name, ours among them."""
+    """(heads, rows); runs: lists of costs by name, including ours."""
 
     def cells(name):
         peaks = [cost.peak_mib for cost in runs[name] if cost.peak_mib is not None]
@@ -108,13 +108,13 @@ def print_costs(title, runs):
 
 
 def machine():
-    """What the figures depend on, in words."""
+    """A description of what the figures depend on."""
     cpu = "unknown processor"
     for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
         if line.startswith("model name"):
             cpu = line.partition(":")[2].strip()
             break
-    load = round(os.getloadavg()[2], 1)  # the last 15 minutes: with that of a short benchmark itself hardly in it
+    load = round(os.getloadavg()[2], 1)  # over 15 minutes, so that a short benchmark itself hardly counts
     today = time.strftime("%d %B %Y").lstrip("0")
     return {"processor": cpu, "cores": os.cpu_count(), "kernel": os.uname().release, "load": load, "date": today}
 
@@ -132,5 +132,5 @@ def store_costs(build, name, title, runs):
 
 
 def costs_of(stored):
-    """What store_costs kept, as it was."""
+    """The figures of store_costs."""
     return {who: [Cost(**cost) for cost in costs] for who, costs in stored.items()}

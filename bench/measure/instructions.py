@@ -1,4 +1,4 @@
-"""Instructions that the listing parser takes for a line on ARM, counted one by one in an emulator: the same on every machine."""
+"""The listing parser's instructions per line on ARM, counted in an emulator: the same on every machine."""
 
 import pathlib
 import shutil
@@ -15,12 +15,12 @@ FLAGS = ("-std=c++20", "-O2", "-static", "-Wno-psabi", "-D_GNU_SOURCE")
 
 
 def missing():
-    """Programs that counting needs and this machine does not have."""
+    """Programs needed for counting but missing on this machine."""
     return [name for pair in MACHINES.values() for name in pair if not shutil.which(name)]
 
 
 def build(machine, source, folder):
-    """The counted program with the parser of a source tree; how to run it."""
+    """Builds the counted program with the parser of a source tree; returns its command."""
     compiler, emulator = MACHINES[machine]
     program = pathlib.Path(folder) / machine
     ours = [BENCH / "listparse_count.cpp", BENCH / "listings.cpp"]
@@ -49,7 +49,7 @@ def per_line(command, what, style):
 
 
 def count(source):
-    """{"armhf, unix": {"parse": instructions per line, "split": the same of a plain split}, ...} of a source tree."""
+    """{"armhf, unix": {"parse": instructions per line, "split": those of a plain split}, ...} for a source tree."""
     found = {}
     with tempfile.TemporaryDirectory() as folder:
         for machine in MACHINES:
@@ -60,7 +60,7 @@ def count(source):
 
 
 def source_of(build_folder):
-    """The source tree that a build folder was made from."""
+    """A build folder's source tree."""
     for line in (build_folder / "CMakeCache.txt").read_text().splitlines():
         if line.startswith("CMAKE_HOME_DIRECTORY:"):
             return pathlib.Path(line.partition("=")[2])

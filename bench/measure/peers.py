@@ -1,4 +1,4 @@
-"""The programs beside the daemon: each sends the local file once, as itself, at its best settings for that."""
+"""The programs to compare with the daemon: each sends the local file once, with its best settings for that."""
 
 import json
 import os
@@ -10,8 +10,8 @@ from . import world
 from .world import Cost
 
 USER, PASSWORD = "alice", "secret"
-# libcurl waits up to 200 ms when PASV is the first command after the log-in and is answered before libcurl looks, which only
-# loopback is fast enough for. A folder has CWD come first, for everybody.
+# libcurl waits up to 200 ms if PASV is the first command after the login and its reply comes before libcurl checks, which
+# happens only on loopback. With a folder, CWD comes first, for every client.
 FOLDER = "recordings"
 NAME = f"{FOLDER}/uploaded"  # in alice's home
 SSH = (
@@ -21,7 +21,7 @@ SSH = (
 
 
 def run(build, command):
-    """Cost of a command and all its children, by the program `cost`: what this process weighs is not in it."""
+    """The cost of a command and all its children, from the program `cost`, so that this process's size does not count."""
     with open(os.path.join(os.environ["TMPDIR"], "cost"), "w+") as said:
         done = subprocess.run(
             [build / "bench" / "cost", str(said.fileno()), *command],
@@ -52,7 +52,7 @@ def lftp(scheme, port, settings=""):
 
 
 def obscured(password):
-    """As rclone wants to have it."""
+    """The password in rclone's encoding."""
     said = subprocess.run(["rclone", "obscure", password], capture_output=True, text=True, check=True)
     return said.stdout.strip()
 
@@ -64,7 +64,7 @@ def rclone_login(backend, port):
 
 def rclone(backend, port, *options):
     login = rclone_login(backend, port)
-    # No look at the target first, no date, no checksum of the whole file read back: the transfer alone.
+    # Only the transfer: no check of the target before, no date, no checksum of the file read back.
     plain = ["--config=/dev/null", "--no-check-dest", "--ignore-checksum", "--no-update-modtime", "--retries=1"]
 
     def command(local):
@@ -81,7 +81,7 @@ def ncftpput(port):
 
 
 def of_ftp(port):
-    """{name: command for a local file}; each leaves it as NAME."""
+    """{name: command for a local file}; each stores it as NAME."""
     return {
         "curl -T": curl("ftp", port),
         "lftp": lftp("ftp", port),
@@ -91,7 +91,7 @@ def of_ftp(port):
 
 
 def of_ftps(port):
-    """Implicit TLS. ncftpput has none."""
+    """Implicit TLS, which ncftpput does not have."""
     insecure = ["--ftp-tls", "--ftp-no-check-certificate", "--ftp-tls-cache-size=0"]
     return {
         "curl -T": curl("ftps", port),
@@ -110,7 +110,7 @@ def of_sftp(port):
 
 
 class Floor:
-    """The bare libcurl daemon, bench/floor.cpp. options: `log`, or nothing."""
+    """libcurl alone, bench/floor.cpp. options: `log` or nothing."""
 
     def __init__(self, build, *options):
         from harness import processes

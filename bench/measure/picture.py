@@ -1,4 +1,4 @@
-"""Charts as SVG text: bars beside each other, lines through points."""
+"""Charts as SVG text: bars, and lines through points."""
 
 import math
 
@@ -12,7 +12,7 @@ def text(x, y, words, anchor="start", weight="normal"):
 
 
 def bars(title, values, ours):
-    """(height, elements) of a chart of horizontal bars; values: {name: number}, the unit stands in the title."""
+    """(height, elements) of a chart of horizontal bars; values: {name: number}, with the unit in the title."""
     most = max(values.values())
     room = WIDTH - LABEL - 60
     drawn = [text(0, 14, title, weight="bold")]
@@ -27,7 +27,7 @@ def bars(title, values, ours):
 
 
 def line(title, points, unit):
-    """The same of a line through (x, y) from the origin; unit: of x."""
+    """The same for a line through (x, y) from the origin; unit: of x."""
     height, left, most_x, most_y = 130, 44, max(x for x, _ in points), max(y for _, y in points)
 
     def place(x, y):

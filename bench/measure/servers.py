@@ -19,7 +19,7 @@ NUMBERS = {"ftp": wire.FTP, "ftps": wire.FTPS_IMPLICIT, "sftp": wire.SFTP}
 SINK_PORT, LINE_PORT, SCRIPTED_PORT = 2200, 2222, 2121
 STORED = HOME / peers.NAME
 
-# As vsftpd and as a Windows server write a line: size and number of the file.
+# Lines of vsftpd and of a Windows server, with the file's size and number.
 STYLES = {
     "Unix": "-rw-r--r--    1 1000     1000     {0:12} Nov 21 09:18 recording-{0:06}.ts\r\n",
     "DOS": "11-21-24  09:18AM {0:20} recording-{0:06}.ts\r\n",
@@ -27,9 +27,9 @@ STYLES = {
 
 
 def serve_ftps():
-    """proftpd, which takes TLS off in the process that stores: vsftpd's two wait for each other at every record, so that all
-    clients would take as long. Up to TLS 1.2: with 1.3 uploads by curl, bare libcurl and rclone may fail, since these close
-    while the server's session tickets are on their way."""
+    """proftpd, which decrypts in the process that stores: vsftpd's two processes wait for each other at every record, so
+    that all clients would take equally long. TLS 1.2 at most: with 1.3 uploads by curl, libcurl alone and rclone may fail,
+    because these close the connection while the server's session tickets are on their way."""
     certificate = Certificate(key="rsa")
     Proftpd(
         PORTS["ftps"],
@@ -39,7 +39,7 @@ def serve_ftps():
         TLSProtocol="TLSv1.2",
         TLSRSACertificateFile=certificate.file,
         TLSRSACertificateKeyFile=certificate.key,
-        TLSOptions="UseImplicitSSL NoSessionReuseRequired",  # not every client takes its session over
+        TLSOptions="UseImplicitSSL NoSessionReuseRequired",  # not every client resumes its session
         TLSLog="none",
         AllowOverwrite="on",
     )
@@ -49,7 +49,7 @@ SMALL = f"{peers.FOLDER}/small"
 
 
 def serve_small_file():
-    """A file of 1 KiB for anonymous, whose log-in costs no hash."""
+    """A file of 1 KiB for anonymous, whose login needs no hash."""
     folder = WORLD / "public"
     (folder / peers.FOLDER).mkdir(parents=True)
     (folder / SMALL).write_bytes(os.urandom(1024))
@@ -70,13 +70,13 @@ def serve_all():
 
 
 def serve_sink(build):
-    """Stores what copy.cpp sends, where the others store what they are sent."""
+    """Stores what copy.cpp sends in the other servers' place."""
     processes.spawn([build / "bench" / "copy", "sink", str(SINK_PORT), STORED])
     wait_until(lambda: listens(SINK_PORT), "the sink to listen")
 
 
 def serve_slow_line(delay_ms):
-    """OpenSSH behind a line with that round trip."""
+    """OpenSSH behind a line with that delay."""
     make_folder()
     Sshd(HostKey())
     relay = world.ROOT / "bench" / "measure" / "delay.py"
@@ -85,7 +85,7 @@ def serve_slow_line(delay_ms):
 
 
 def listing(style, entries):
-    """A folder of that many files, as a server sends it; the number of each is its size."""
+    """A server's listing of that many files; each file's size is its number."""
     line = STYLES[style]
     return "".join(line.format(number) for number in range(entries)).encode()
 
@@ -95,24 +95,24 @@ def name_of(number):
 
 
 def serve_listings():
-    """A server that sends listings from memory: set .listing of the plan that is returned."""
+    """A server that sends listings from memory: set .listing of the returned plan."""
     plan = Plan()
     ScriptedServer(plan, port=SCRIPTED_PORT)
     return plan
 
 
 def url(protocol):
-    """Of what is uploaded."""
+    """The URL of the uploaded file."""
     return f"{protocol}://127.0.0.1/{'~/' if protocol == 'sftp' else ''}{peers.NAME}"
 
 
 def target(protocol):
-    """The same in a request."""
+    """The same as fields of a request."""
     return {"remote_path": peers.NAME, "protocol": NUMBERS[protocol], "port": PORTS[protocol]}
 
 
 def storing(call, size):
-    """The call, after which the file must be there whole; the next one finds none."""
+    """The call, which must store the whole file; removes the file afterwards."""
 
     def checked():
         cost = call()

@@ -1,4 +1,4 @@
-"""Sizes of what is built."""
+"""Sizes of the built files."""
 
 import os
 import pathlib
@@ -6,12 +6,12 @@ import shutil
 import subprocess
 import tempfile
 
-# Name by the number in an ELF head, and the prefix of its tools.
+# An architecture's name and the prefix of its tools, by the number in the ELF header.
 PROCESSORS = {62: ("x86-64", ""), 40: ("ARM, 32 bit", "arm-linux-gnueabihf-"), 183: ("ARM, 64 bit", "aarch64-linux-gnu-")}
 
 
 def installed(build):
-    """The files of a build that a device gets. Of a build with tests, lib/ holds the Zixi stand-in, which is not installed."""
+    """A build's files for a device. In a build with tests, lib/ has the Zixi stand-in, which is not installed."""
     feeder = build / "to-install/libzixiFeeder.so"
     return [build / "bin/ftp_clientd", build / "lib/libsecure.so", feeder if feeder.exists() else build / "lib/libzixiFeeder.so"]
 
@@ -22,7 +22,7 @@ def processor_of(file):
 
 
 def stripped_bytes(file):
-    """None where the tools for its processor are not installed."""
+    """None if the tools for its processor are not installed."""
     strip = shutil.which(processor_of(file)[1] + "strip")
     if not strip:
         return None

@@ -1,4 +1,4 @@
-"""The private world of a benchmark, and the daemon in it, asked through its control socket."""
+"""The private world of a benchmark and the daemon in it, used through its control socket."""
 
 import argparse
 import os
@@ -15,9 +15,9 @@ DEADLINE_S = 900
 
 
 def arguments(description, **options):
-    """The command line of a benchmark, and a private world to run it in: there the script is started anew.
+    """Reads the command line of a benchmark and restarts the script in a private world.
 
-    Each option is a number with its default; --build names the build folder that is measured."""
+    Each option is a number with its default; --build is the folder of the measured build."""
     parser = argparse.ArgumentParser(
         description=description, formatter_class=argparse.RawDescriptionHelpFormatter
     )
@@ -29,23 +29,23 @@ def arguments(description, **options):
     given.build = given.build.resolve()
     if not (given.build / "bin" / "ftp_clientd").exists():
         sys.exit(f"{sys.argv[0]}: no daemon in {given.build}: build it, or run bench/run")
-    sys.setswitchinterval(0.0002)  # threads of ours take the times: they shall not wait for each other
+    sys.setswitchinterval(0.0002)  # our threads measure times, so they must not wait for each other
     if "FTP_CLIENTD_WORLD" not in os.environ:
         os.execv(ROOT / "scripts" / "private", ["private", *sys.orig_argv[:1], *sys.argv])
     os.environ["FTP_CLIENTD"] = f"{given.emulator} {given.build / 'bin' / 'ftp_clientd'}".strip()
-    os.environ["HOME"] = os.environ["TMPDIR"]  # peers keep what they like to keep here
+    os.environ["HOME"] = os.environ["TMPDIR"]  # for files of other programs
     os.symlink("pts/ptmx", "/dev/ptmx")  # lftp runs ssh on a terminal
     return given
 
 
 def leave(status=0):
-    """Ends the world at once, whatever threads and servers there are."""
+    """Ends the world at once with all its threads and servers."""
     sys.stdout.flush()
     os._exit(status)
 
 
 class Cost(NamedTuple):
-    """What one run took. peak_mib is None where nobody asked."""
+    """The cost of one run. peak_mib is None if it was not measured."""
 
     wall_s: float
     cpu_s: float
@@ -53,7 +53,7 @@ class Cost(NamedTuple):
 
 
 def cpu_s(pid):
-    """User and system time of a process, of its ended threads too: clock_getcpuclockid's clock, in nanoseconds."""
+    """User and system time of a process, including ended threads; from clock_getcpuclockid's clock, exact to nanoseconds."""
     return time.clock_gettime(~pid << 3 | 2)
 
 
@@ -66,7 +66,7 @@ def memory_kib(pid, name, file="status"):
 
 
 def private_kib(pid):
-    """Memory that is the process's alone, without what an emulator takes."""
+    """The process's private memory, without an emulator's own."""
     from harness import daemon
 
     if daemon.is_emulated():
@@ -75,18 +75,18 @@ def private_kib(pid):
 
 
 def settled_kib(pid):
-    """The same when nothing runs: the last job's end lies some passes of the main loop back."""
+    """The same while idle, some passes of the main loop after the last job's end."""
     time.sleep(0.5)
     return private_kib(pid)
 
 
 def forget_peak(pid):
-    """From here on VmHWM is the peak."""
+    """Restarts VmHWM, the peak."""
     pathlib.Path(f"/proc/{pid}/clear_refs").write_text("5")
 
 
 def local_file(mib, name="local"):
-    """A file of random bytes for uploads; its path."""
+    """Creates a file of random bytes for uploads; returns its path."""
     from harness.daemon import WORLD
 
     path = str(WORLD / "tmp" / name)
@@ -97,7 +97,7 @@ def local_file(mib, name="local"):
 
 
 class _Device:
-    """What the daemon meets on a device: somebody who reads log and console and takes its notices. One for all daemons."""
+    """A device's readers of log and console and its network manager. One for all daemons."""
 
     _only = None
 
@@ -112,7 +112,7 @@ class _Device:
         from harness.log import ConsoleReader, LogReader
 
         class Manager(network_manager.NetworkManager):
-            """Notes when each notice came; `arrivals` has a time for each of `notices`."""
+            """Records in `arrivals` the time of each of `notices`."""
 
             def __init__(self):
                 self.arrivals = []
@@ -128,14 +128,14 @@ class _Device:
 
 
 def without_pauses(build, divisor):
-    """The environment in which a daemon's pauses take that part of their time."""
+    """The environment that divides a daemon's pauses by `divisor`."""
     return {"LD_PRELOAD": build / "bench" / "libquick.so", "PAUSES_DIVIDED_BY": str(divisor)}
 
 
 class Subject:
-    """The daemon that is measured, started as a device does. One at a time.
+    """The measured daemon, started as on a device. One at a time.
 
-    started_s: from its start to the start-up notice. environment: variables of its own."""
+    started_s: from its start to the start notice. environment: additional variables."""
 
     def __init__(self, **environment):
         from harness import wire
@@ -155,7 +155,7 @@ class Subject:
         self.daemon.stop()
 
     def run(self, command, **fields):
-        """Cost of a job that must end well, from the request to its notice, the 100 ms cadence included."""
+        """The cost of a job that must succeed, from the request to its notice, including the pauses of 100 ms."""
         from harness import client, wire
 
         code = {wire.DOWNLOAD: wire.NOTICE_DOWNLOAD, wire.UPLOAD: wire.NOTICE_UPLOAD}.get(

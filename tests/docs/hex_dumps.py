@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Compares the hex dumps of docs/protocol.md with the messages that a program makes of wire/.
+"""Compares the hex dumps of docs/protocol.md with the messages that a program builds from the records of wire/.
 
-    tests/docs/hex_dumps.py PROGRAM            says what differs, exits 1
-    tests/docs/hex_dumps.py PROGRAM --write    puts the program's dumps into the page
+    tests/docs/hex_dumps.py PROGRAM            prints differences; exits with 1 if there are any
+    tests/docs/hex_dumps.py PROGRAM --write    writes the program's dumps into the page
 
-PROGRAM is build/<any>/tests/documented_messages, an emulator before it where one is needed. A
-dump's place in the page is a line <!-- dump: NAME --> before a fenced block.
+PROGRAM is build/<any>/tests/documented_messages, with an emulator before it if needed. A dump's
+place in the page is a line <!-- dump: NAME --> before a fenced block.
 """
 
 import difflib
@@ -19,7 +19,7 @@ BLOCK = re.compile(r"(<!-- dump: ([\w-]+) -->\n```\n)(.*?)(```\n)", re.DOTALL)
 
 
 def dumps_of(program):
-    """{name: text} of what the program prints."""
+    """{name: text} from the program's output."""
     printed = subprocess.run(program, check=True, capture_output=True, text=True).stdout
     parts = re.split(r"(?m)^== (.*)\n", printed)[1:]
     return dict(zip(parts[::2], parts[1::2]))

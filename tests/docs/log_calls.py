@@ -2,10 +2,10 @@
 
 A line's id is a literal such as "curl_func(615)", in one of four places:
 - an argument of a log call of strutil/log.h;
-- an argument of a function that hands it to a log call, perhaps with parts of the text;
-- an argument of a macro that hands it to such a function;
+- an argument of a function that passes it to a log call, perhaps with parts of the text;
+- an argument of a macro that passes it to such a function;
 - a member of a row of a table.
-Whatever is written in another way is an error here: then this file, or the source, has to change.
+Anything else is an error here; then this file or the source must change.
 """
 
 import pathlib
@@ -13,7 +13,7 @@ import re
 from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# Folders that are read together: one logs what stands in another's table.
+# Folders that are read together: one logs texts from the other's table.
 MODULES = (
     ("ftp_clientd",), ("job_slot", "curl_func", "zixi_func"), ("curl_wrapper",), ("listparse",), ("strutil",),
     ("platform",),
@@ -46,7 +46,7 @@ def tokens_of(text):
 
 
 def join_strings(tokens):
-    """As the compiler does with literals in a row."""
+    """Joins adjacent literals as the compiler does."""
     joined = []
     for token in tokens:
         if joined and token.startswith('"') and joined[-1].startswith('"'):
@@ -68,7 +68,7 @@ def closing(tokens, at):
 
 
 def split(tokens):
-    """Arguments: what stands between commas that are in no bracket."""
+    """The arguments: the parts between commas outside of brackets."""
     parts, depth = [[]], 0
     for token in tokens:
         depth += token in ("(", "{", "[")
@@ -109,7 +109,7 @@ def functions(tokens):
 
 
 def id_macros(text):
-    """{name: (parameters, body tokens)} of the macros that make a text of an argument."""
+    """{name: (parameters, body tokens)} of the macros that turn an argument into a string."""
     macros = {}
     for match in re.finditer(r"#define (\w+)\(([^)]*)\)((?:[^\n]*\\\n)*[^\n]*)", text):
         body = match[3].replace("\\\n", " ")
@@ -144,7 +144,7 @@ def expand(tokens, macros):
 
 
 def pattern(name, arguments, known):
-    """The text of a log call as a list: its format, cut before each value that `known` can tell."""
+    """The text of a log call: its format with the values in `known` filled in."""
     if name == "log_errno":
         return "errno(%d) %s"
     if name == "log_if_failed":
@@ -154,12 +154,12 @@ def pattern(name, arguments, known):
 
 def literal(argument):
     if len(argument) != 1 or not argument[0].startswith('"'):
-        raise Unreadable(f"a format that is no literal: {' '.join(argument)}")
+        raise Unreadable(f"a format that is not a literal: {' '.join(argument)}")
     return argument[0][1:-1].replace('\\"', '"')
 
 
 def fill(text, values, known):
-    """Puts what is known of the values in the places of their conversions."""
+    """Replaces the conversions of known values by these."""
     parts = re.split(r"(%%|%[-0-9.*]*(?:ll|l|z)?[a-zA-Z])", text)
     values = list(values)
     for index in range(1, len(parts), 2):
@@ -178,7 +178,7 @@ def level(name):
 
 
 def rows_with(tokens, members, place):
-    """Table rows, in braces, that give an id to one of the members: {member: literal} each."""
+    """Table rows in braces with an id as one of the members, each as {member: literal}."""
     for index, token in enumerate(tokens):
         if token != "{":
             continue
@@ -194,7 +194,7 @@ def rows_with(tokens, members, place):
 
 
 def members_of(tokens, name, place):
-    """The members, in order, of the record that has one of that name."""
+    """The members, in order, of the record with a member of that name."""
     for index, token in enumerate(tokens):
         if token != "struct" or tokens[index + 2 : index + 3] != ["{"]:
             continue
@@ -204,7 +204,7 @@ def members_of(tokens, name, place):
             end = body.index(";")
             one = body[:end]
             one = one[: one.index("=")] if "=" in one else one
-            # void (*handle)(…): the name stands in the first bracket
+            # void (*handle)(…): the name is in the first bracket
             members.append(one[one.index("(") + 2] if "(" in one else one[-1])
             body = body[end + 1 :]
         if name in members:
@@ -213,8 +213,8 @@ def members_of(tokens, name, place):
 
 
 def lines_of_table(files, name, arguments, place):
-    """A log call whose id is a member, such as row->failed_id: one line for each such row, in this file, or
-    else in the others of the module."""
+    """A log call whose id is a member, such as row->failed_id: one line for each such row in this file or,
+    if it has none, in the module's other files."""
     member = arguments[0][-1]
     members = members_of(files[place], member, place)
     rows = [(place, row) for row in rows_with(files[place], members, place)] or [
@@ -233,8 +233,8 @@ def lines_of_table(files, name, arguments, place):
 
 
 def lines_of_callers(files, place, call):
-    """A log call whose id is a parameter of the function round it: one line for each call of that, in
-    this file and in those of the module that have no function of that name of their own."""
+    """A log call whose id is a parameter of the surrounding function: one line for each call of that
+    function in this file and in the module's files without their own function of that name."""
     name, index, arguments = call
     parameter = arguments[0][0]
     round_it = [f for f in functions(files[place]) if f[2] < index < f[3] and parameter in f[1]]
@@ -262,7 +262,7 @@ def without_directives(text):
 
 
 def lines_of_module(sources, headers=""):
-    """All log lines of the source files of one module, {place: text}. headers: the text of headers
+    """All log lines of the source files, {place: text}, of one module. headers: the text of headers
     whose macros and templates they use."""
     files = {}
     for place, text in sources.items():
@@ -286,7 +286,7 @@ def lines_of_module(sources, headers=""):
     for place, tokens in files.items():
         for token in tokens:
             if ID.fullmatch(token) and token[1:-1] not in explained:
-                raise Unreadable(f"{place}: {token} is in the source, but not seen to be logged")
+                raise Unreadable(f"{place}: {token} is in the source, but no log call for it was found")
     return lines
 
 
@@ -296,7 +296,7 @@ def texts_without_id(tokens):
 
 
 def sources_of(folders):
-    """{place: text}, but for the log helpers themselves."""
+    """{place: text}, without the log helpers themselves."""
     paths = [path for folder in folders for path in sorted((ROOT / folder).glob("*.cpp"))]
     places = {str(path.relative_to(ROOT)): path.read_text() for path in paths}
     places.pop("strutil/log.cpp", None)

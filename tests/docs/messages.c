@@ -1,5 +1,5 @@
-/* Prints the messages that docs/protocol.md shows, byte for byte, made of the records of wire/. What
- * hex_dumps.py puts into the page, and what it compares the page with. */
+/* Prints the messages in docs/protocol.md byte for byte, built from the records of wire/. hex_dumps.py writes
+ * its output into the page and compares the page with it. */
 #include "wire/wire.h"
 
 #include <inttypes.h>
@@ -40,7 +40,7 @@ static void print_zeros(size_t count, const char *note)
     print_line(text, note, count);
 }
 
-/* One field. Its zeros at the end are counted, not shown, when there are many; `kept` of them always are. */
+/* One field. Many zeros at its end are only counted, all but the first `kept` of them. */
 static void show(const char *name, const void *at, size_t size, size_t kept, const char *meaning)
 {
     const uint8_t *bytes = (const uint8_t *)at;
@@ -134,7 +134,7 @@ static void show_request(const transfer_request_t *request, const char *protocol
     word("resume", &request->resume, "");
 }
 
-/* What a download of 27 bytes leaves. */
+/* The progress block after a download of 27 bytes. */
 static void show_exec_info(void)
 {
     const exec_info_t info = {.total_size = 27,

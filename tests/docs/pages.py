@@ -16,14 +16,14 @@ def text(page):
 
 
 def cells_of(line):
-    """A table row's cells; a bar inside of code, or escaped, is no border."""
+    """A table row's cells; a bar in code or after a backslash is not a border."""
     bars = re.sub(r"`[^`]*`|\\\|", lambda match: match[0].replace("|", "\0"), line.strip())
     return [cell.strip().replace("\0", "|") for cell in bars.strip("|").split("|")]
 
 
 def rows(page, first, cells, second=re.compile(".*")):
-    """The cells of each table row whose first two fit the patterns. Another number of cells is a
-    fault of the page."""
+    """The cells of each table row whose first two match the patterns. Another number of cells is an
+    error in the page."""
     found = []
     for line in text(page).splitlines():
         row = cells_of(line) if line.startswith("|") else [""]
@@ -34,6 +34,6 @@ def rows(page, first, cells, second=re.compile(".*")):
 
 
 def anchors(page):
-    """What links may name: headings as the usual renderers turn them into anchors."""
+    """The targets of links: headings as anchors of the usual renderers."""
     headings = re.findall(r"(?m)^#+ (.*)$", re.sub(r"(?s)```.*?```", "", text(page)))
     return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}

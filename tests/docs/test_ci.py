@@ -1,4 +1,4 @@
-"""What .ci/run does with tests that fail, as DEVELOPING.md has it. Its scripts are played, and so is ctest."""
+"""How .ci/run treats failing tests, as DEVELOPING.md says. ctest and the scripts that it runs are fakes."""
 
 import os
 import shutil
@@ -20,7 +20,7 @@ def run(tmp_path):
         path.chmod(0o755)
 
     def call(failed, alone=0, listed=None):
-        """failed: number of tests that fail beside others; listed: as ctest writes them down, by default those."""
+        """failed: number of tests that fail in the first run; listed: number in ctest's list, by default the same."""
         (tmp_path / LOG).parent.mkdir(parents=True, exist_ok=True)
         (tmp_path / LOG).write_text("9:from_an_earlier_run\n")
         (tmp_path / ".ci").mkdir(exist_ok=True)
@@ -41,7 +41,7 @@ def test_tests_that_pass_are_not_run_again(run):
     assert run(failed=0) == (0, "")
 
 
-def test_a_few_that_fail_are_run_once_more_alone_and_named(run):
+def test_up_to_three_failures_are_run_again_alone_and_named(run):
     status, said = run(failed=3)
     assert status == 0
     assert said.startswith("ctest --preset release --rerun-failed -j1\n")

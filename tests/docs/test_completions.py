@@ -1,4 +1,4 @@
-"""What the shells offer for ftpctl is what ftpctl takes."""
+"""The shells complete exactly what ftpctl accepts."""
 import os
 import pathlib
 import re
@@ -12,7 +12,7 @@ COMMANDS = ["get", "put", "info", "identity", "ping", "state", "cancel", "watch"
 
 
 def offered(*words):
-    """What bash offers for the last word."""
+    """bash's completions for the last word."""
     script = f"""
         source {ROOT}/packaging/completions/ftpctl
         compopt() {{ :; }}
@@ -30,7 +30,7 @@ def options(*words):
     return set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", listed, re.M))
 
 
-def test_the_files_are_what_the_program_gives():
+def test_the_files_match_the_program():
     subprocess.run([ROOT / "scripts/completions", FTPCTL, "--check"], check=True)
 
 
@@ -45,7 +45,7 @@ def test_each_command_offers_its_options(command):
     assert set(offered("ftpctl", "--json", command, "--")) == options() | options(command)
 
 
-def test_values_are_offered_where_they_are_known():
+def test_known_values_are_offered():
     assert offered("ftpctl", "put", "--protocol", "") == ["4", "5"]
     assert offered("ftpctl", "get", "--timeout", "") == []
 
@@ -59,7 +59,7 @@ def test_words_are_files_and_urls(tmp_path, monkeypatch):
 
 
 def test_the_rest_of_a_url_is_left_alone(tmp_path):
-    # As bash cuts "ftp://ho".
+    # The words into which bash splits "ftp://ho".
     assert offered("ftpctl", "get", "ftp", ":", "//") == []
     assert offered("ftpctl", "get", "ftp", ":") == []
 

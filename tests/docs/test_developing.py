@@ -1,4 +1,4 @@
-"""Every command of DEVELOPING.md's table can be called as it stands there, and what selects tests selects some."""
+"""Every command in DEVELOPING.md's table works as written, and a selection of tests selects some."""
 
 import functools
 import json
@@ -13,12 +13,12 @@ import pages
 from log_calls import ROOT
 
 PRESETS = json.loads((ROOT / "CMakePresets.json").read_text())
-# Of one that stands for a name.
+# Values for placeholders.
 VALUES = {"OLD": "build/old", "NEW": "build/new", "FOLDER": "folder"}
 
 
 def commands():
-    """The second column, its commands apart; without options and results that are shown alone."""
+    """The single commands of the second column, without lone options and results."""
     table = pages.text("DEVELOPING.md").partition("| what | command |")[2].partition("\n\n")[0]
     for line in table.splitlines()[2:]:
         for quoted in re.findall(r"`([^`]+)`", pages.cells_of(line)[1]):
@@ -36,7 +36,7 @@ def preset_of(words):
 
 @pytest.fixture(scope="session")
 def tests():
-    """What ctest knows: {name: labels}"""
+    """ctest's tests: {name: labels}"""
     build = os.environ["FTP_CLIENTD_BUILD"]
     told = subprocess.run(
         ["ctest", "--test-dir", build, "--show-only=json-v1"], capture_output=True, text=True, check=True
@@ -62,7 +62,7 @@ def test_the_table_is_read():
 
 
 @pytest.mark.parametrize("command", by_kind("ctest"))
-def test_what_selects_tests_selects_some(command, tests):
+def test_a_selection_of_tests_selects_some(command, tests):
     words = words_of(command)
     assert preset_of(words) in {preset["name"] for preset in PRESETS["testPresets"]}
     select, what = words[words.index("--preset") + 2 :]
@@ -77,7 +77,7 @@ def test_presets_exist(command):
 
 
 @pytest.mark.parametrize("command", [c for c in commands() if words_of(c)[0] not in ("ctest", "cmake")])
-def test_scripts_take_what_they_are_given(command):
+def test_scripts_accept_their_options(command):
     script, *given = words_of(command)
     told = help_of(script)
     for word in given:

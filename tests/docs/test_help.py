@@ -1,4 +1,4 @@
-"""Every script says what it does when it is asked with --help, and does nothing else."""
+"""Every script explains itself with --help and does nothing else."""
 
 import os
 import shutil
@@ -9,7 +9,7 @@ import pytest
 from log_calls import ROOT
 
 FOLDERS = (".ci", "bench", "docs", "packaging", "scripts", "tests")
-# debian/: run by dpkg alone; unit/: by ctest alone.
+# Only dpkg runs debian/, and only ctest runs unit/.
 NOT_ASKED = ("packaging/debian", "tests/unit")
 TOOLS = ("sh", "sed", "dirname", "cat", "env")
 
@@ -27,8 +27,8 @@ def test_the_scripts_are_found():
 
 
 @pytest.mark.parametrize("script", scripts())
-def test_help_tells_and_does_nothing(script, tmp_path):
-    for tool in TOOLS:  # whatever else it called would not be found
+def test_help_explains_and_does_nothing(script, tmp_path):
+    for tool in TOOLS:  # no other program can be found
         (tmp_path / tool).symlink_to(shutil.which(tool))
     asked = subprocess.run(
         [ROOT / script, "--help"],

@@ -1,4 +1,4 @@
-"""log_calls.py sees a line however it is written, and says so when it cannot."""
+"""log_calls.py finds every form of log line, and reports what it cannot read."""
 
 import pytest
 
@@ -13,17 +13,17 @@ LITERALS = [
     ('log_errno("m(1)");', ("m(1)", "error", "errno(%d) %s")),
     ('log_info("m(2)", "%s is \\"%d\\"", s, n);', ("m(2)", "info", '%s is "%d"')),
     ('log_if_failed("m(3)", "pthread_x", rc);', ("m(3)", "error", "pthread_x(): %d")),
-    # Literals in a row are one.
+    # Adjacent literals are joined.
     ('log_error("m(4)", "one "\n "two");', ("m(4)", "error", "one two")),
 ]
 
 
-def test_a_literal_id_is_seen():
+def test_a_literal_id_is_found():
     for call, line in LITERALS:
         assert lines_in(f"void f() {{ {call} }}") == [line]
 
 
-def test_an_id_that_a_function_hands_on_is_seen_at_each_call():
+def test_an_id_that_a_function_passes_on_is_found_at_each_call():
     text = """
         static void fail(record *rec, const char *id, const char *call)
         { if (rec) { log_error(id, "%s(): %d", call, 1); } }
@@ -31,7 +31,7 @@ def test_an_id_that_a_function_hands_on_is_seen_at_each_call():
     assert lines_in(text) == [("m(1)", "error", "malloc(): %d"), ("m(2)", "error", "%s(): %d")]
 
 
-def test_the_call_may_stand_in_another_file():
+def test_the_call_may_be_in_another_file():
     logs = 'void url(const char *id, const char *title) { log_info(id, "%s: %s", title, url); }'
     calls = 'void f() { url("m(1)", "Actual URL"); }'
     assert lines_in(logs, calls) == [("m(1)", "info", "Actual URL: %s")]
@@ -44,7 +44,7 @@ def test_a_function_of_the_same_file_takes_precedence():
     assert lines_in(logs, own) == [("m(1)", "error", "own")]
 
 
-def test_a_macro_hands_its_arguments_on():
+def test_a_macro_passes_its_arguments_on():
     text = """
 #define SET(rec, id, option) set(rec, id, #option)
 template <int option> static bool set(record *rec, const char *id, const char *name)
@@ -65,7 +65,7 @@ def test_a_member_of_a_row_is_an_id():
     assert lines_in(text) == [("m(1)", "error", "one: %d"), ("m(2)", "error", "%s: %d")]
 
 
-def test_the_row_may_stand_in_another_file_and_name_its_members():
+def test_the_row_may_be_in_another_file_and_name_its_members():
     logs = """
         struct row_t { int number; const char *id; const char *other_id; };
         void f(row_t *row) { log_errno(row->id); log_if_failed(row->other_id, "pthread_x", rc); }"""
@@ -76,7 +76,7 @@ def test_the_row_may_stand_in_another_file_and_name_its_members():
     ]
 
 
-def test_comments_are_no_code():
+def test_comments_are_ignored():
     assert lines_in('// log_errno("m(1)")\n/* log_errno("m(2)") */') == []
 
 
@@ -85,20 +85,20 @@ def test_comments_are_no_code():
     [
         'const char *id = "m(1)"; void f() { other(id); }',  # never logged
         "void f() { const char *id = pick(); log_errno(id); }",  # whose id?
-        'void f() { log_error("m(1)", text); }',  # no literal
-        "void f() { log_errno(rows[1].id); }",  # of no record
+        'void f() { log_error("m(1)", text); }',  # not a literal
+        "void f() { log_errno(rows[1].id); }",  # in no record
     ],
 )
-def test_what_cannot_be_read_is_an_error(text):
+def test_an_unreadable_line_is_an_error(text):
     with pytest.raises(Unreadable):
         lines_in(text)
 
 
-def test_a_line_knows_its_file():
+def test_a_line_has_its_file():
     assert lines_of_module({"a.cpp": 'void f() { log_errno("m(1)"); }'}) == [
         Line("m(1)", "error", "errno(%d) %s", "a.cpp")
     ]
 
 
-def test_texts_without_an_id_are_seen():
+def test_texts_without_an_id_are_found():
     assert texts_without_id(tokens_of('void f() { log_text("%c %s", mark, text); }')) == ["%c %s"]

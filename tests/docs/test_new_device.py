@@ -1,4 +1,4 @@
-"""docs/new-device.md names what the device libraries must export, and the daemon's paths."""
+"""docs/new-device.md names the functions that the device libraries must export, and the daemon's paths."""
 
 import re
 
@@ -14,7 +14,7 @@ def plain(text):
 
 
 def exported():
-    """{(library, function)} of the maps that the libraries are linked with"""
+    """{(library, function)} of the libraries' linker maps"""
     return {
         (library, function)
         for library, name in LIBRARIES.items()

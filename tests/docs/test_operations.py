@@ -1,4 +1,4 @@
-"""docs/operations.md tells of every log line and of every result code as the source has them."""
+"""docs/operations.md explains every log line and every result code of the source."""
 
 import re
 import subprocess
@@ -21,17 +21,17 @@ def codes_of_source():
     return {int(number): name for name, number in re.findall(r"(FTPCD_ERR_\w+) = (\d+),", text)}
 
 
-def test_every_line_of_the_source_is_told_and_no_other():
+def test_the_page_has_exactly_the_lines_of_the_source():
     logged = {line.id: line for line in log_lines()}
     lines = told()
     assert len(logged) > 200
-    assert sorted(logged.keys() - lines.keys()) == [], "the daemon logs these, the page lacks them"
-    assert sorted(lines.keys() - logged.keys()) == [], "the page has these, nothing logs them"
+    assert sorted(logged.keys() - lines.keys()) == [], "logged by the daemon, but missing on the page"
+    assert sorted(lines.keys() - logged.keys()) == [], "on the page, but never logged"
 
 
-def test_the_tables_of_lines_are_as_the_source_gives_them():
+def test_the_tables_of_lines_match_the_source():
     checked = subprocess.run([ROOT / "scripts/log-table", "--check"], capture_output=True, text=True)
-    assert checked.returncode == 0, f"scripts/log-table writes it anew:\n{checked.stdout}{checked.stderr}"
+    assert checked.returncode == 0, f"refresh with scripts/log-table:\n{checked.stdout}{checked.stderr}"
 
 
 def test_an_id_belongs_to_one_line():
@@ -56,7 +56,7 @@ def test_ids_named_elsewhere_in_the_manual_exist():
 
 
 def test_lines_without_an_id_are_libcurls_or_a_dumps():
-    # A new one wants a place on the page, below "Lines without a module's name".
+    # A new one needs a place on the page, below "Lines without a module's name".
     assert log_texts() == {
         "%c %s",
         "%c %.*s",
@@ -66,7 +66,7 @@ def test_lines_without_an_id_are_libcurls_or_a_dumps():
     }
 
 
-def test_the_result_codes_are_told_as_the_source_has_them():
+def test_the_result_codes_match_the_source():
     codes = codes_of_source()
     assert len(codes) > 20
     for page, cells in ((PAGE, 4), ("docs/protocol.md", 3)):
@@ -79,6 +79,6 @@ def test_the_clients_know_the_same_result_codes():
     known = set(codes_of_source().values())
     library = re.findall(r"\{RESULT\((\w+)\)", (ROOT / "libftpclient/words.c").read_text())
     assert {f"FTPCD_ERR_{name}" for name in library} == known
-    # 0 is no failure, and 3 is waited for: it has the status of the wait
+    # 0 is not a failure, and 3 has the status of the wait for a turn
     command = re.findall(r"\{FTPCLIENT_RESULT_(\w+), \"", (ROOT / "ftpctl/statuses.cpp").read_text())
     assert {f"FTPCD_ERR_{name}" for name in command} == known - {"FTPCD_ERR_NONE", "FTPCD_ERR_BUSY"}

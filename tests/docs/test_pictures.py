@@ -1,4 +1,4 @@
-"""The pictures are as docs/pictures/draw makes them, and the house is drawn as it stands."""
+"""The pictures are those of docs/pictures/draw, and the picture of the modules matches the source."""
 
 import importlib.machinery
 import importlib.util
@@ -17,7 +17,7 @@ def drawing():
 
 
 def includes():
-    """{(module, included module)}, by the source"""
+    """{(module, included module)} from the source"""
     found = set()
     for module in [*drawing().MODULES, *drawing().CLIENTS, "strutil", "wire"]:
         for path in (ROOT / module).iterdir():
@@ -28,7 +28,7 @@ def includes():
     return {(user, used) for user, used in found if user != used}
 
 
-def test_the_pictures_are_as_they_are_drawn(tmp_path):
+def test_the_pictures_are_up_to_date(tmp_path):
     draw = drawing()
     draw.overview(tmp_path)
     draw.house(tmp_path)
@@ -41,12 +41,12 @@ def test_the_pictures_are_as_they_are_drawn(tmp_path):
         ).read_text(), "docs/pictures/draw draws it anew"
 
 
-def test_the_arrows_are_what_includes_what():
+def test_the_arrows_are_the_includes():
     plates = {"strutil", "wire"}
     assert {edge for edge in includes() if edge[1] not in plates} == set(drawing().USES)
 
 
-def test_strutil_and_wire_carry_what_is_written():
+def test_strutil_and_wire_have_the_users_in_the_picture():
     stand_on = {
         plate: {user for user, used in includes() if used == plate} for plate in ("strutil", "wire")
     }

@@ -1,4 +1,4 @@
-"""CMakeLists.txt sets the version; what cannot be generated from it agrees with it."""
+"""CMakeLists.txt sets the version; texts that cannot be generated from it must agree."""
 
 import re
 
@@ -6,7 +6,7 @@ from log_calls import ROOT
 
 
 def found(path, pattern):
-    """The first match of a pattern that must match a line."""
+    """The first match of a pattern, which must exist."""
     match = re.search(pattern, (ROOT / path).read_text(), re.M)
     assert match, f"{path}: nothing matches {pattern}"
     return match

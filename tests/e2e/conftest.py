@@ -1,4 +1,4 @@
-"""Fixtures: the daemon and everything round it. Each test has a world of its own: see run.
+"""Fixtures: the daemon and everything around it. Each test has a world of its own: see run.
 
 To write a test:
 
@@ -11,8 +11,8 @@ To write a test:
   daemon's clock is fast, so a limit of 60 s is 6 s here. A loaded machine may delay any process by 5 s (HELD_UP_S; LATE_S by
   the fast clock): every upper bound must allow for that.
 - Each test ends by stopping the daemon. It fails if the daemon died before, did not end with status 0, or a sanitizer reported
-  something. Scripted servers answer QUIT unless the plan says otherwise.
-- Put many inputs of one rule into a table in one test: a world costs half a second.
+  something. Scripted servers reply to QUIT unless the plan says otherwise.
+- Put many inputs of one rule into a table in one test: a world takes half a second.
 - Mark a test that may take longer than 120 s with @pytest.mark.timeout(seconds), one that cannot work with an emulated daemon
   with @pytest.mark.native(reason).
 """
@@ -85,13 +85,13 @@ def network_manager():
 
 @pytest.fixture
 def jobs(network_manager):
-    """Starts jobs one after the other, each to its notice."""
+    """Runs jobs one after the other, each until its notice."""
     return Jobs(network_manager)
 
 
 @pytest.fixture
 def look(jobs):
-    """A function that looks a file up, which must be announced as successful: the reply to command 6."""
+    """A function for a look-up that must succeed; returns the reply to command 6."""
 
     def look_up(remote_path, **fields):
         notice = jobs.file_info(remote_path, **fields)
@@ -111,7 +111,7 @@ def no_process_left():
 
 @pytest.fixture
 def unstarted(log, console):
-    """A daemon to launch. After the test it has ended as the test asked, or must end well now."""
+    """A daemon to launch. The test may have stopped it; otherwise it must now end with status 0."""
     daemon = Daemon()
     yield daemon
     died = daemon.pid is not None and not daemon.running
@@ -125,7 +125,7 @@ def unstarted(log, console):
 
 @pytest.fixture
 def endings(log, console, network_manager):
-    """Launches a daemon that often. A signal ends each when the loop comes round: soon and well, whatever it is doing."""
+    """Launches a daemon for each pass of a loop. After the pass a signal must end it soon, with status 0."""
 
     def launch_each(times, **options):
         for ending in range(times):
@@ -143,7 +143,7 @@ def endings(log, console, network_manager):
 
 @pytest.fixture
 def launch(unstarted, network_manager):
-    """Launches the daemon with these options, and waits until it has told the network manager of its start."""
+    """Launches the daemon with these options and waits for its start notice."""
 
     def launch_it(**options):
         unstarted.start(**options)
@@ -155,19 +155,19 @@ def launch(unstarted, network_manager):
 
 @pytest.fixture
 def daemon(launch):
-    """A daemon that has told the network manager of its start."""
+    """A daemon that has sent its start notice."""
     return launch()
 
 
 @pytest.fixture
 def fast_daemon(launch):
-    """The same with its clock running 10 times faster; servers and test keep the real time."""
+    """The same with its clock 10 times faster; servers and tests run in real time."""
     return launch(speed=SPEED)
 
 
 @pytest.fixture
 def feed(launch):
-    """Launches a fast daemon whose Zixi library does as it is told: see feeder.knobs()."""
+    """Launches a fast daemon with settings for its Zixi library: see feeder.knobs()."""
     return lambda speed=SPEED, **knobs: launch(speed=speed, **feeder.knobs(**knobs))
 
 
@@ -182,7 +182,7 @@ def sshd():
 
 
 def maker(make):
-    """A fixture's generator of a function that makes servers, which are stopped in the end."""
+    """For fixtures: yields a function that makes servers, and stops those at the end."""
     servers = []
 
     def make_one(*plans, **options):
@@ -203,14 +203,14 @@ def scripted():
 @pytest.fixture
 def scripted_tls():
     """The same with TLS: scripted_tls(Plan(...), control=Certificate(), ...)."""
-    from harness.tls import TlsServer  # only here: it takes its time
+    from harness.tls import TlsServer  # imported only here: it is slow
 
     yield from maker(TlsServer)
 
 
 @pytest.fixture
 def slow(request, scripted, scripted_tls):
-    """The fields of a server that takes uploads slowly; its parameter is a name of wire.PROTOCOLS."""
+    """The fields of a server that receives slowly; the parameter is a name in wire.PROTOCOLS."""
     from harness.tls import Certificate
 
     protocol = wire.PROTOCOLS[request.param]
@@ -235,7 +235,7 @@ def proxy():
 
 @pytest.fixture
 def installed():
-    """The client library as another project finds it."""
+    """The installed client library."""
     return Installed()
 
 

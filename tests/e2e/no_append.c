@@ -1,5 +1,4 @@
-/* Preloaded into an SFTP server: files are opened without O_APPEND, as some servers do that take no notice of
- * it. */
+/* Preloaded into an SFTP server: opens files without O_APPEND, like servers that ignore the append flag. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-/* A libsecure.so that judges as the file $SCRIPTED_SECURE says, in three numbers: the result of a save, the
- * result of a comparison, and whether it differs. It saves nothing. Built without this project's headers. */
+/* A libsecure.so with the results in the file $SCRIPTED_SECURE, three numbers: that of a save, that of a
+ * comparison, and whether it differs. It saves nothing. Built without this project's headers. */
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>

@@ -24,7 +24,7 @@ def is_cancelled(kind):
 
 @pytest.fixture
 def only_the_next_job_is_announced(jobs, network_manager, local):
-    """To be called. Notices keep their order: when the next job's has come, no earlier one is on its way."""
+    """A function. Notices keep their order: after that of the next job, none of an earlier job can come."""
 
     def play():
         (local / "next").write_bytes(b"")
@@ -79,7 +79,7 @@ def test_a_cancel_is_quick_wherever_the_server_stalls(daemon, scripted, local, p
     assert is_cancelled(1) < ANSWERED_S
 
 
-def test_a_cancel_right_after_the_start_is_heard(daemon, scripted, local):
+def test_a_cancel_right_after_the_start_takes_effect(daemon, scripted, local):
     scripted(Plan(greeting=Silence))
     for _ in range(5):
         assert client.download("a", local / "a") == (0, 0)
@@ -95,7 +95,7 @@ def test_a_cancelled_job_is_not_tried_again(daemon, scripted, log, local):
     assert log.count(r"retry\(") == 0
 
 
-def test_a_cancel_during_the_pause_before_a_retry_is_heard(
+def test_a_cancel_during_the_pause_before_a_retry_takes_effect(
     daemon, scripted, only_the_next_job_is_announced, log, local
 ):
     server = scripted(Plan(send=send_then("reset", 100)), files={"a": bytes(1000)})
@@ -114,7 +114,7 @@ def test_a_file_information_job_can_be_cancelled(daemon, scripted, only_the_next
     only_the_next_job_is_announced()
 
 
-def test_the_daemon_takes_jobs_after_a_cancel(daemon, scripted, jobs, local):
+def test_the_daemon_accepts_jobs_after_a_cancel(daemon, scripted, jobs, local):
     server = scripted(Plan(send=send_then("stall", 1)), Plan(), files={"a": b"whole"})
     client.download("a", local / "a")
     server.stalled.wait(30)
@@ -136,9 +136,9 @@ def test_the_mark_of_an_idle_cancel_stays_until_the_next_start(daemon, scripted,
 def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_job(
     daemon, scripted, jobs, network_manager, log, local
 ):
-    """The loop serves a request before it looks for a finished job: a request that waits when the
-    worker ends meets it unjoined. To hit that, the job is let go right behind a reply, when the
-    loop begins its 100 ms of sleep.
+    """The loop serves a request before it looks for a finished job, so a request that is queued when
+    the worker ends finds it unjoined. To hit that moment, the server continues directly after a
+    reply, when the loop begins its 100 ms of sleep.
     """
     plan = Plan(replies={"RETR": "550 gone"})
     for attempt in range(30):
@@ -153,7 +153,7 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
         answer = client.download("a", local / "a", port=1)
         if answer == (1, wire.INTERNAL):
             break
-        # Too late (the job was reported already and a new one runs) or too early (still busy).
+        # Too late (the job was reported and a new one runs) or too early (still busy).
         assert answer in ((0, 0), (1, wire.BUSY))
         expected = before + (2 if answer == (0, 0) else 1)
         wait_until(lambda: len(network_manager.notices) == expected, "the reports of this attempt")
@@ -161,26 +161,26 @@ def test_a_start_between_a_jobs_end_and_its_report_fails_with_5_and_forgets_the_
         assert client.download("a", local / "a", port=1) == (0, 0)
         wait_until(lambda: len(network_manager.notices) == expected + 1, "a report")
     else:
-        raise AssertionError("never met a worker between its end and its report")
+        raise AssertionError("no request came between a job's end and its report")
     log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
     log.wait_for(r"^error: ftp_clientd\(393\): command_download\(\): Failed\(5\)\n$")
     state = client.state()
     assert (state.running, state.kind, state.job_result) == (0, 1, wire.INTERNAL)
-    # The job that had ended is forgotten: the next one starts, and its report is the only one.
+    # The ended job is forgotten: the next one starts, and only that is reported.
     (local / "b").write_bytes(b"")
     jobs.upload(local / "b", "b", port=1)
     assert len(network_manager.notices) == before + 1
 
 
-def test_a_cancel_is_heard_in_a_tls_handshake_that_the_server_leaves(daemon, only_the_next_job_is_announced, local):
-    """libcurl waits there without asking anybody."""
+def test_a_cancel_takes_effect_in_a_tls_handshake_with_a_silent_server(daemon, only_the_next_job_is_announced, local):
+    """There libcurl waits without calling back."""
     listener = socket.create_server(("127.0.0.1", 21))
     client.download("a", local / "a", protocol=wire.FTPS_EXPLICIT)
     connection, _ = listener.accept()
     connection.sendall(b"220 ready\r\n")
     assert connection.recv(4096).startswith(b"AUTH")
     connection.sendall(b"234 go on\r\n")
-    assert connection.recv(4096)[0] == 22  # its hello
+    assert connection.recv(4096)[0] == 22  # the ClientHello
     assert is_cancelled(1) < ANSWERED_S
-    client.read_to_end(connection)  # it has hung up
+    client.read_to_end(connection)  # the daemon has closed it
     only_the_next_job_is_announced()

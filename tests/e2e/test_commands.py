@@ -13,7 +13,7 @@ def words(*values):
     return struct.pack(f"<{len(values)}I", *values)
 
 
-def test_no_operation_before_any_job_answers_zeros(daemon):
+def test_no_operation_before_any_job_returns_zeros(daemon):
     assert client.ask_raw(words(0, 0)) == words(0, 8, 0, 0)
 
 
@@ -21,7 +21,7 @@ def test_no_operation_repeats_the_detail_of_the_last_start_but_not_its_result(da
     # Protocol 4 has no downloads: 15.
     assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, 15)
     assert client.ask_raw(words(0, 0)) == words(0, 8, 0, 15)
-    # Other commands leave it.
+    # Other commands keep it.
     client.state()
     client.cancel()
     assert client.nothing() == (0, 15)
@@ -39,13 +39,13 @@ def test_state_before_any_job_is_all_zero(daemon):
     assert reply[:8] == words(3, 72)
     assert len(reply) == 80
     body = reply[8:]
-    # Bytes 52 to 55 and the tail from 68 on are not always set.
+    # Bytes 52 to 55 and the tail from byte 68 are not always set.
     assert body[:52] == bytes(52)
     assert body[56:68] == bytes(12)
 
 
 @pytest.mark.parametrize("command", wire.STARTS)
-def test_a_start_answers_eight_zero_bytes_and_the_state_tells_kind_and_outcome(
+def test_a_start_returns_eight_zero_bytes_and_the_state_has_kind_and_outcome(
     daemon, network_manager, local, command
 ):
     start = wire.STARTS[command]
@@ -60,12 +60,12 @@ def test_a_start_answers_eight_zero_bytes_and_the_state_tells_kind_and_outcome(
     assert state.exec_info == notice.exec_info
 
 
-def test_cancel_without_a_job_is_refused_with_2_and_told_alike_by_both_engines(daemon, log, jobs, local):
+def test_cancel_without_a_job_is_refused_with_2_by_both_engines(daemon, log, jobs, local):
     assert client.ask_raw(words(4, 0)) == words(4, 12, 1, 2, 0)
     client.download("a", local / "a", protocol=wire.ZIXI_5)
     assert client.cancel() == (1, 2, 0)
     assert log.errors().count("error: ftp_clientd(515): curlf_cancel(): Failed(2)\n") == 2
-    # It tells the kind of the last job.
+    # The kind is that of the last job.
     jobs.download("a", local / "a", port=1)
     assert client.cancel() == (1, 2, 1)
 
@@ -91,7 +91,7 @@ def test_commands_without_a_body_ignore_one(daemon):
         assert reply[:8] == words(command, length)
 
 
-def test_starts_while_a_job_runs_are_refused_with_3_and_harm_nothing(daemon, scripted, network_manager, log, local):
+def test_starts_while_a_job_runs_are_refused_with_3_and_change_nothing(daemon, scripted, network_manager, log, local):
     server = scripted(Plan(replies={"RETR": "150 wait"}), files={"a": b"abc"})
     client.download("a", local / "a", username="first")
     server.wait_for_command("RETR")

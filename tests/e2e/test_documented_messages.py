@@ -48,7 +48,7 @@ def without_elapsed(message, exec_info_at):
 
 @pytest.fixture
 def server():
-    """Gives this world the page's server; its programs are started by the test."""
+    """Adds the page's server to this world; the test starts its programs."""
     needs_users()
     subprocess.run(["ip", "address", "add", f"{ADDRESS}/32", "dev", "lo"], check=True)
 
@@ -72,7 +72,7 @@ def test_file_information(daemon, server, network_manager):
     client.ask_raw(client.head(wire.DL_FILE_INFO, len(request) - 8) + request[8:])
     network_manager.wait_for(wire.NOTICE_FILE_INFO)
     reply = client.ask_raw(client.head(wire.GET_FILE_INFO, 0))
-    assert reply[:-4] == MESSAGES["reply-file-information"][:-4]  # its end is to be ignored
+    assert reply[:-4] == MESSAGES["reply-file-information"][:-4]  # the tail is ignored
 
 
 def test_an_upload_to_a_pinned_server(daemon, server, network_manager):
@@ -81,7 +81,7 @@ def test_an_upload_to_a_pinned_server(daemon, server, network_manager):
     pathlib.Path("/run/recording.ts").write_bytes(CONTENT)
     request = MESSAGES["request-upload"]
 
-    # The page's digest is of no server that exists.
+    # No real server has the page's digest.
     client.ask_raw(request)
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (1, wire.HOSTKEY_MISMATCH)
     assert pathlib.Path("/run/host_key.pub").read_text().split()[:2] == key.fields
@@ -91,7 +91,7 @@ def test_an_upload_to_a_pinned_server(daemon, server, network_manager):
     assert sshd.read("archive/recording.ts") == CONTENT
 
 
-def test_an_upload_beside_another_job_is_refused(daemon, scripted, local):
+def test_an_upload_during_another_job_is_refused(daemon, scripted, local):
     server = scripted(Plan(replies={"RETR": "150 wait"}), files={"a": b"abc"})
     client.download("a", local / "a")
     server.wait_for_command("RETR")

@@ -51,13 +51,13 @@ def test_a_file_announced_above_the_limit_fails_with_12(daemon, vsftpd, jobs, lo
     assert notice.outcome == (1, wire.SIZE_LIMIT)
     assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (42, 0)
     log.wait_for(LIMIT_LINE.format(r"\d+", size))
-    # What had arrived stays.
+    # The part that arrived is kept.
     stored = (local / "a").read_bytes()
     assert stored == content_of(size)[: len(stored)]
 
 
 def unannounced(opening="150 here", **plan):
-    """A server that does not know SIZE; here it does not tell the size in its 150 line either."""
+    """A server without SIZE; its 150 line has no size either."""
     return Plan(replies={"SIZE": "502 what?"}, opening=opening, **plan)
 
 
@@ -75,7 +75,7 @@ def test_an_unannounced_size_above_the_limit_fails_with_12(daemon, scripted, job
     log.wait_for(LIMIT_LINE.format(4097, 0))
 
 
-def test_a_size_told_by_the_opening_line_counts(daemon, scripted, jobs, local):
+def test_a_size_in_the_opening_line_counts(daemon, scripted, jobs, local):
     opening = "150 Opening BINARY mode data connection (5000 bytes)."
     scripted(unannounced(opening), files={"a": content_of(5000)})
     notice = jobs.download("a", local / "a")
@@ -83,14 +83,14 @@ def test_a_size_told_by_the_opening_line_counts(daemon, scripted, jobs, local):
     assert notice.exec_info.total_size == 5000
 
 
-def test_a_name_arrives_at_the_server_as_it_is(daemon, vsftpd, jobs, local):
+def test_a_name_arrives_at_the_server_unchanged(daemon, vsftpd, jobs, local):
     for name in NAMES:
         vsftpd.put(name, b"content of " + name.encode())
         assert jobs.download(name, local / "a").outcome == (0, 0), name
         assert (local / "a").read_bytes() == b"content of " + name.encode()
 
 
-def test_a_local_name_may_hold_anything_and_gets_no_more_than_its_creation_mask(daemon, vsftpd, jobs, local):
+def test_a_local_name_may_have_any_characters_and_gets_mode_666(daemon, vsftpd, jobs, local):
     vsftpd.put("a", b"1")
     assert jobs.download("a", local / "ö #?%\n x").outcome == (0, 0)
     assert (local / "ö #?%\n x").read_bytes() == b"1"
@@ -104,7 +104,7 @@ def test_a_shorter_file_replaces_a_longer_one(daemon, vsftpd, jobs, local):
     assert (local / "a").read_bytes() == b"short"
 
 
-# {what is wrong: (fields of the request, libcurl's code, kind of response code, response code)}
+# {fault: (fields of the request, libcurl's code, kind of response code, response code)}
 FAILURES = {
     "missing file": ({"remote_path": "missing"}, 78, 1, 550),
     "missing folder": ({"remote_path": "no/such/a"}, 9, 1, 550),
@@ -127,7 +127,7 @@ def test_a_port_out_of_range_fails_the_job_with_5(daemon, jobs, log, local, port
     log.wait_for(r"Illegal port number: -?\d+\n$")
 
 
-def test_a_local_folder_that_is_missing_fails_with_9(daemon, scripted, jobs, log, local):
+def test_a_missing_local_folder_fails_with_9(daemon, scripted, jobs, log, local):
     server = scripted(files={"a": b"1"})
     notice = jobs.download("a", local / "missing" / "a")
     assert notice.outcome == (1, wire.LOCAL_WRITE)
@@ -139,7 +139,7 @@ def test_a_local_folder_that_is_missing_fails_with_9(daemon, scripted, jobs, log
 def test_a_full_disk_fails_with_9(daemon, scripted, jobs, log):
     scripted(files={"a": bytes(4096)})
     assert jobs.download("a", "/dev/full").outcome == (1, wire.LOCAL_WRITE)
-    # Which of the two sees it depends on the size of the C library's buffer.
+    # Which of the two reports it depends on the size of the C library's buffer.
     log.wait_for(r"^error: curl_func\((1454|653)\): errno\(28\) No space left on device\n$")
 
 
@@ -148,7 +148,7 @@ def test_less_than_the_announced_size_is_a_network_error(daemon, scripted, jobs,
     notice = jobs.download("a", local / "a")
     assert notice.outcome == (1, wire.NETWORK)
     assert (notice.exec_info.curl_code, notice.sizes) == (18, (100, 9))
-    # A download that failed keeps what it got.
+    # A failed download keeps what has arrived.
     assert (local / "a").read_bytes() == b"only this"
 
 
@@ -158,7 +158,7 @@ def test_more_than_the_announced_size_is_cut_off(daemon, scripted, jobs, local):
     assert (local / "a").read_bytes() == b"only"
 
 
-# (how the server refuses, libcurl's code, response code); after the last three all data has come
+# (how the server refuses, libcurl's code, response code); in the last three all data has arrived before
 REFUSALS = [
     (Plan(replies={"PASV": "500 no"}), 13, 500),
     (Plan(replies={"TYPE": "500 no"}), 17, 500),

@@ -1,4 +1,4 @@
-"""Signals, and what is left afterwards."""
+"""The end by signals, and what is left afterwards."""
 
 import os
 import signal
@@ -31,7 +31,7 @@ def test_a_signal_ends_an_idle_daemon_with_status_0(daemon, log, number):
     log.wait_for(r"^zixi_func\(180\)")  # the last line of the start
     before = log.texts
     assert daemon.stop(number) == 0
-    # Nothing is said about it, and the socket file stays for the next run to replace.
+    # The end is not logged, and the socket file stays for the next run to replace.
     assert log.texts == before
     assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
 
@@ -65,7 +65,7 @@ def test_a_signal_while_the_server_is_silent_ends_with_status_0(daemon, scripted
 
 
 def test_a_request_in_the_same_pass_is_still_answered(daemon):
-    """The signal comes while the daemon waits for the rest of a request."""
+    """The signal comes while the daemon waits for more of a request."""
     idle = len(daemon.descriptors())
     with client.connect() as connection:
         connection.sendall(client.head(3, 0)[:4])
@@ -85,10 +85,10 @@ def test_a_second_run_follows_the_first(daemon, network_manager):
 
 @pytest.mark.timeout(40 + 4 * ENDINGS)
 def test_ending_in_the_middle_of_an_upload_never_crashes(endings, scripted, local):
-    """FTP_CLIENTD_ENDINGS tells how often; each time a little later in the transfer."""
+    """FTP_CLIENTD_ENDINGS times, each a little later in the transfer."""
     server = scripted(Plan(take=take_slowly(50 * MIB)))
     sparse(local / "a", 1024 * MIB)
     for ending in endings(ENDINGS):
         assert client.upload(local / "a", "a") == (0, 0)
         server.wait_for_command("STOR", times=ending + 1)
-        time.sleep(ending % 10 / 100)  # not a wait: spreads the moments of the signal
+        time.sleep(ending % 10 / 100)  # varies the moment of the signal

@@ -11,7 +11,7 @@ JOBS_OF_A_ROUND = 4
 
 
 def one_of_each(jobs, local):
-    """A download, an upload, a look and a download that fails."""
+    """A download, an upload, a look-up and a download that fails."""
     return [notice.outcome for notice in (*jobs.each(local), jobs.download("missing", local / "c"))]
 
 
@@ -22,7 +22,7 @@ def test_descriptors_threads_and_memory_stay_flat_over_hundreds_of_jobs(
     vsftpd.put("a", b"content")
     one_of_each(jobs, local)
     descriptors, before_kib = fast_daemon.descriptors(), fast_daemon.resident_kib()
-    idle_threads = fast_daemon.threads()  # a sanitizer has one of its own
+    idle_threads = fast_daemon.threads()  # a sanitizer has its own
     for _ in range(1, ROUNDS):
         assert one_of_each(jobs, local) == [(0, 0), (0, 0), (0, 0), (1, wire.NETWORK)]
     assert fast_daemon.descriptors().keys() == descriptors.keys()

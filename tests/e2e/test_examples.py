@@ -9,7 +9,7 @@ from harness.daemon import WORLD
 from harness.installed import EXAMPLES, STRICT, build, place, run
 from harness.scripted import Plan, Silence
 
-pytestmark = pytest.mark.timeout(600)  # compilers take their time on a machine that does other things as well
+pytestmark = pytest.mark.timeout(600)  # compilers are slow on a loaded machine
 
 
 def compiled(installed, name):
@@ -22,7 +22,7 @@ def compiled(installed, name):
 
 
 def configured(installed, name, static="OFF"):
-    """The folder of both, built by find_package."""
+    """The folder with both, built by find_package."""
     folder, options = place(name)
     folder = folder / "examples"
     flags = " ".join(STRICT + options)
@@ -48,7 +48,7 @@ def fetches(installed, fetch, vsftpd, local):
 
 @pytest.mark.parametrize("static", [False, True], ids=["shared", "static"])
 def test_the_c_example_built_by_pkg_config_fetches_a_file(daemon, vsftpd, local, installed, static):
-    if static:  # the archive alone in the folder, as where no shared library is wanted
+    if static:  # only the archive in the folder, so that it is linked statically
         for path in installed.libraries.glob("libftpclient.so*"):
             path.unlink()
     fetch = compiled(installed, f"fetch-{static}")
@@ -99,7 +99,7 @@ def test_the_cxx_example_says_why_it_failed(unstarted, scripted, local, installe
     unstarted.start()
     with pytest.raises(AssertionError, match="send: local path: must begin with '/'"):
         installed.run(send, *arguments[:2], "a", "sent.bin")
-    with pytest.raises(AssertionError, match="send: upload: "):  # there is no such file
+    with pytest.raises(AssertionError, match="send: upload: "):  # a missing file
         installed.run(send, *arguments)
     (local / "a").write_bytes(b"x")
     server = scripted(Plan(replies={"PASS": Silence}))

@@ -5,14 +5,14 @@ from harness.scripted import Plan
 UNKNOWN_YEAR, UNKNOWN = 65535, 255
 NAME = "a b.txt"
 
-# {line of the listing, but for the name: (size, year, month, day, hour, minute, attributes, is_link)}
+# {line of the listing without the name: (size, year, month, day, hour, minute, attributes, is_link)}
 FOUND = {
     "-rw-r--r--   1 user group   1234 Jan 15 12:34 ": (1234, UNKNOWN_YEAR, 1, 15, 12, 34, 0x644, 0),
     "-rwxr-xr-x   1 user group   4096 Dec 31  2012 ": (4096, 2012, 12, 31, UNKNOWN, UNKNOWN, 0x755, 0),
     "-rw-r--r--12 user group   7 Feb  3  2001 ": (7, 2001, 2, 3, UNKNOWN, UNKNOWN, 0x644, 0),
     "-rwsr-sr-t   1 user group   7 Feb  3  2001 ": (7, 2001, 2, 3, UNKNOWN, UNKNOWN, 0x7755, 0),
     "-rw-------   1 user group   5000000000 Feb 29 23:59 ": (5000000000, UNKNOWN_YEAR, 2, 29, 23, 59, 0x600, 0),
-    # A size that is no clean number is 0.
+    # An invalid size is 0.
     "-rw-r--r--   1 user group   12K Feb  3  2001 ": (0, 2001, 2, 3, UNKNOWN, UNKNOWN, 0x644, 0),
     # No group, as some small servers list.
     "-rw-r--r--   1 user   7 Feb  3  2001 ": (7, 2001, 2, 3, UNKNOWN, UNKNOWN, 0x644, 0),
@@ -23,18 +23,18 @@ FOUND = {
 }
 
 
-def test_each_layout_of_a_listing_is_understood(daemon, scripted, look):
+def test_each_layout_of_a_listing_is_read(daemon, scripted, look):
     scripted(*(Plan(listing=f"{line}{NAME}\r\n".encode()) for line in FOUND))
     for line, told in FOUND.items():
         assert look(NAME) == (0, 0, 1, 1, *told), line
 
 
-# Entries of the wanted name that are no file: the listing was read, but nothing is told of it.
+# Entries of the wanted name that are not files: the listing was read, but nothing is reported.
 NO_FILES = [
     "drwxr-xr-x   2 user group   4096 Jan 15  2012 a",
     "01-15-12  03:04PM       <DIR>          a",
     "-rw-r--r--   1 user group   7 Jan 15  2012 a.lnk",
-    # A detached type character marks a layout in which the fifteenth byte tells a file.
+    # A detached type character means a layout in which the fifteenth byte must be right for a file.
     "- rw-r--r--   1 user group   7 Jan 15  2012 a",
 ]
 
@@ -65,7 +65,7 @@ def test_a_file_that_is_not_in_the_listing_is_a_successful_answer(daemon, script
 LINE = "-rw-r--r--   1 user group   {} Jan 15  2012 {}"
 
 
-def test_lines_that_are_not_understood_are_logged_and_skipped(daemon, scripted, look, log):
+def test_unknown_lines_are_logged_and_skipped(daemon, scripted, look, log):
     scripted(Plan(listing=("total 8\r\n" + LINE.format(5, "a") + "\r\nnonsense\r\n").encode()))
     assert look("a").size == 5
     log.wait_for(r"^error: curl_wrapper\(2313\): Unknown 'LIST' format: total 8\n$")
@@ -73,18 +73,18 @@ def test_lines_that_are_not_understood_are_logged_and_skipped(daemon, scripted, 
     log.wait_for(r"^curl_func\(1778\): a, size: 5\n$")
 
 
-def test_the_last_of_several_entries_of_a_name_counts(daemon, scripted, look):
+def test_of_several_entries_of_a_name_the_last_counts(daemon, scripted, look):
     scripted(Plan(listing="\r\n".join([LINE.format(5, "a"), LINE.format(6, "a"), ""]).encode()))
     assert look("a").size == 6
 
 
-def test_a_new_look_clears_the_flags_and_the_size_only(daemon, scripted, look):
+def test_a_new_look_up_clears_only_the_flags_and_the_size(daemon, scripted, look):
     scripted(Plan(listing=(LINE.format(5, "a") + "\r\n").encode()), Plan(listing=b""))
     assert look("a")[2:8] == (1, 1, 5, 2012, 1, 15)
     assert look("a")[2:8] == (1, 0, 0, 2012, 1, 15)
 
 
-def test_the_listing_is_asked_for_in_the_files_folder_and_the_urls_are_logged_as_they_were_escaped(
+def test_the_files_folder_is_listed_and_the_escaped_urls_are_logged(
     daemon, scripted, look, log
 ):
     server = scripted(Plan(listing=(LINE.format(5, "a b") + "\r\n").encode()))

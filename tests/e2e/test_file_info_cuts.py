@@ -1,4 +1,4 @@
-"""A listing gives the same entries wherever it is cut on its way."""
+"""A listing gives the same entries wherever it is split in transit."""
 
 import pytest
 
@@ -18,7 +18,7 @@ LINE_ENDS = {"CRLF": "\r\n", "LF": "\n", "CR": "\r", "empty-lines": "\r\n\r\n"}
 
 
 def listing_cut_everywhere(layout, line_end):
-    """(listing, its cuts, its names): the first line is cut behind byte 1, the next behind byte 2."""
+    """(listing, its cuts, its names): the first line is cut after byte 1, the next after byte 2."""
     length = len((layout.format(NAME.format(0)) + line_end).encode())
     names = [NAME.format(number) for number in range(length)]
     listing = "".join(layout.format(name) + line_end for name in names).encode()
@@ -32,7 +32,7 @@ def test_each_place_of_a_line_may_be_a_cut(daemon, scripted, look, log, line_end
     scripted(*(Plan(listing=listing, send=send_cut(cuts)) for listing, cuts, _ in listings))
     for _, _, names in listings:
         already = len(entries(log))
-        # A star lets all entries through: each is logged.
+        # A star matches all entries: each is logged.
         look("*", passive_mode=passive_mode)
         assert entries(log)[already:] == [f"{name}, size: 1234\n" for name in names]
     assert not log.errors()
@@ -45,7 +45,7 @@ def entries(log):
 
 @pytest.mark.parametrize("line_end", ["CRLF", "LF", "CR"])
 def test_each_place_of_the_last_line_may_be_a_cut(fast_daemon, scripted, look, line_end):
-    """It has no end, so what is left when the connection closes counts."""
+    """It has no line end: the rest counts when the connection closes."""
     line = "-rwsr-xr-t   1 user group   5000000000 Jan 15 12:34 last"
     listing = LINE_ENDS[line_end].join(["total 1", LAYOUTS[0].format("first"), line]).encode()
     places = range(len(listing) - len(line) - 1, len(listing) + 1)

@@ -24,7 +24,7 @@ FOUND, ABSENT, UNKNOWN = (1, 1), (1, 0), (0, 0)
 
 @pytest.fixture
 def failed(jobs):
-    """A function that looks a file up, which must end with a network error: (libcurl's code, response code, tries)."""
+    """A function for a look-up that must fail with a network error: returns (libcurl's code, response code, tries)."""
 
     def look_up(remote_path="a"):
         notice = jobs.file_info(remote_path)
@@ -60,7 +60,7 @@ def test_a_refusal_is_a_network_error_and_not_tried_again(daemon, scripted, fail
         assert len(server.sessions) == number
 
 
-# The folder is not there, or a server's way to say that no file is.
+# The folder is missing, or a server's way to say that no file exists.
 ABSENCES = [
     ("CWD", "550 no", 9),
     ("CWD", "530 no", 9),
@@ -87,7 +87,7 @@ BROKEN = {
 
 
 @pytest.mark.parametrize("where", BROKEN)
-def test_a_connection_that_breaks_is_made_anew(fast_daemon, scripted, look, log, where):
+def test_a_broken_connection_is_made_again(fast_daemon, scripted, look, log, where):
     server = scripted(BROKEN[where], Plan(listing=LISTING))
     assert look("b").size == 6
     assert client.state().exec_info.retry_count == 1
@@ -103,21 +103,21 @@ def test_a_connection_that_always_breaks_is_given_up_after_five_tries(fast_daemo
     assert log.count(RETRY.format("16, 56", r"\d")) == 5
 
 
-def test_what_was_found_stays_when_the_listing_fails_afterwards(daemon, scripted, failed):
+def test_what_was_found_is_kept_when_the_listing_fails_later(daemon, scripted, failed):
     server = scripted(Plan(closing="426 broken off", listing=LISTING))
     assert failed() == (18, 426, 1)
     assert told() == (FOUND, 5)
     assert len(server.sessions) == 1
 
 
-def test_each_stalled_listing_is_given_twice_the_time(unstarted, scripted, look, log):
+def test_each_stalled_listing_doubles_the_time_limit(unstarted, scripted, look, log):
     speed = 30
     unstarted.start(speed=speed)
     server = scripted(STALLED, STALLED, Plan(listing=LISTING))
     begin = time.monotonic()
     assert look("b").size == 6
     assert len(server.sessions) == 3
-    # 180 and 360 seconds, and 5 before each further try; a third limit would be 720.
+    # 180 and 360 seconds, and 5 before each retry; a third limit would be 720.
     assert 548 < (time.monotonic() - begin) * speed < 720
     for limit_s in (360, 720):
         line = rf"^curl_func\(1283\): \[connection_limit\] 0, \[operation_limit\] {limit_s}\n$"
@@ -131,12 +131,12 @@ def test_a_server_that_falls_silent_is_asked_again(fast_daemon, scripted, look):
     begin = time.monotonic()
     assert look("b").size == 6
     assert len(server.sessions) == 2
-    # With 5 seconds before the second try. The limit for the whole would be 180.
+    # With 5 seconds before the second try. The limit of the whole operation would be 180.
     assert 124 < (time.monotonic() - begin) * SPEED < 180
 
 
 class ForEver:
-    """A sender that has no end: the listing, then that piece again and again."""
+    """An endless sender: the listing, then that piece again and again."""
 
     def __init__(self, piece):
         self._piece = piece
@@ -149,7 +149,7 @@ class ForEver:
             self.sent_bytes += len(self._piece)
 
 
-def test_a_line_that_never_ends_ends_the_job_only(daemon, scripted, look, failed, log):
+def test_a_line_without_an_end_fails_only_the_job(daemon, scripted, look, failed, log):
     server = scripted(Plan(send=ForEver(b"x" * 16384), listing=LISTING), Plan(listing=LISTING))
     before_kib = daemon.resident_kib()
     curl_code, _, tries = failed("c")
@@ -189,7 +189,7 @@ def test_an_endless_listing_is_cancelled_within_three_seconds(daemon, scripted, 
     state = client.state()
     assert state[:6] == (0, 0, 0, 3, wire.CANCELED, 1)
     assert state.exec_info.curl_code == 42
-    # It had been found before.
+    # It was found before.
     assert told() == (FOUND, 5)
     assert not network_manager.of_code(wire.NOTICE_FILE_INFO)
 
@@ -202,7 +202,7 @@ def test_a_stalled_listing_is_cancelled_within_three_seconds(daemon, scripted):
     assert told() == (UNKNOWN, 0)
 
 
-def test_a_look_that_is_under_way_refuses_others_and_goes_on(
+def test_during_a_look_up_other_jobs_are_refused(
     daemon, scripted, network_manager, log, local
 ):
     (local / "a").write_bytes(b"x")
@@ -225,8 +225,8 @@ def test_a_look_that_is_under_way_refuses_others_and_goes_on(
         assert f"error: {start.named}: Failed(3)\n" in log.errors()
 
 
-def test_a_size_beyond_64_bits_is_0_and_those_right_behind_it_are_too(daemon, scripted, look):
-    """The overflow stays in errno, where each number is judged by it; the next job starts afresh."""
+def test_a_size_beyond_64_bits_is_0_and_so_are_those_directly_after_it(daemon, scripted, look):
+    """The overflow stays in errno, which is checked for each number; the next job clears it."""
     line = LINE.format(1 << 64, "huge").encode()
     scripted(Plan(listing=line + LISTING), Plan(listing=line), Plan(listing=LISTING))
     for name, size in [("b", 0), ("huge", 0), ("b", 6)]:

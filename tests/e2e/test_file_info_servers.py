@@ -16,7 +16,7 @@ from test_file_info import UNKNOWN, UNKNOWN_YEAR
 
 BOTH_MODES = pytest.mark.parametrize("passive_mode", [1, 0], ids=["passive", "active"])
 
-# looked_up, exists: of a file, of a name that no entry has, of a folder's or a link's name.
+# looked_up, exists: of a file, of a missing name, of a folder or a link.
 FOUND, ABSENT, NO_FILE = (1, 1), (1, 0), (0, 0)
 
 
@@ -31,7 +31,7 @@ def server(request, root):
 
 
 def put(server, name, size=0, mode=0o644, modified=None):
-    """A sparse file of any size. The mode comes last: a change of the owner takes setuid away."""
+    """A sparse file of any size. The mode is set last, because changing the owner clears setuid."""
     path = server.put(name)
     with open(path, "wb") as file:
         file.truncate(size)
@@ -63,8 +63,8 @@ FILES = [
 
 
 def reply_to_command_6(size, mode, when):
-    """All but the last word, which is not set. Old files are listed without time, recent ones
-    without year."""
+    """All but the last word, which is not set. Old files are listed without a time, recent ones
+    without a year."""
     year, hour, minute = when.year, UNKNOWN, UNKNOWN
     if when == RECENT:
         year, hour, minute = UNKNOWN_YEAR, when.hour, when.minute
@@ -90,7 +90,7 @@ def test_size_date_and_permissions_of_each_unix_style(daemon, server, look, log,
     assert not log.errors()
 
 
-def test_the_notice_tells_of_no_amount_and_no_time(daemon, vsftpd, jobs):
+def test_the_notice_has_no_amount_and_no_time(daemon, vsftpd, jobs):
     put(vsftpd, "a", 5)
     notice = jobs.file_info("a")
     assert (notice.sizes, notice.exec_info.elapsed_time) == ((0, 0), 0)
@@ -125,18 +125,18 @@ def finds_each_name(server, look):
         assert look(name)[2:5] == (*FOUND, size), name
 
 
-def test_a_name_is_found_as_it_is_in_each_unix_style(fast_daemon, server, look):
+def test_a_name_is_found_unchanged_in_each_unix_style(fast_daemon, server, look):
     finds_each_name(server, look)
 
 
 # (wanted, looked_up and exists, size)
 SEARCHED = [
-    # Blanks separate the fields of a line: those that begin a name are lost.
+    # Blanks separate the fields of a line, so a name's leading ones are lost.
     ("  leading", ABSENT, 0),
     ("leading", FOUND, 3),
-    # Nothing is left of a name of blanks: its line gives no entry.
+    # A name of blanks is lost completely: its line gives no entry.
     ("   ", ABSENT, 0),
-    # The suffix of a shortcut is cut off, and it counts as a link.
+    # A shortcut loses its suffix and counts as a link.
     ("shortcut.lnk", ABSENT, 0),
     ("shortcut", NO_FILE, 0),
     # A link keeps arrow and target in its name, and counts as a folder.
@@ -151,10 +151,10 @@ SEARCHED = [
     ("missing", ABSENT, 0),
     ("missing/inside", ABSENT, 0),
     ("empty/inside", ABSENT, 0),
-    # A star in front lets every entry through, so the listing is not without a match.
+    # A leading star matches every entry, so there is a match.
     ("*", NO_FILE, 0),
     ("*missing", NO_FILE, 0),
-    # The link to a folder can be entered like it.
+    # A link to a folder can be entered.
     ("linked/inside", FOUND, 6),
 ]
 
@@ -181,13 +181,13 @@ def test_what_is_no_file_or_has_another_name_in_each_unix_style(fast_daemon, ser
     )
 
 
-def test_the_largest_size_of_all_is_told(daemon, vsftpd, look):
+def test_the_largest_possible_size_is_reported(daemon, vsftpd, look):
     put(vsftpd, "a", (1 << 63) - 1)
     assert look("a").size == (1 << 63) - 1
 
 
 @pytest.mark.parametrize("server", ["vsftpd", "pure-ftpd", "proftpd"], indirect=True)
-def test_a_file_in_an_unreadable_folder_is_reported_as_absent(daemon, server, look, log):
+def test_an_unreadable_folder_looks_empty(daemon, server, look, log):
     for mode, code in ((0o311, 78), (0o000, 9)):  # entered but not listed; not even entered
         put(server, f"{mode:o}/a", 1)
         server.path(f"{mode:o}").chmod(mode)
@@ -196,27 +196,27 @@ def test_a_file_in_an_unreadable_folder_is_reported_as_absent(daemon, server, lo
 
 
 def test_a_file_that_the_server_does_not_list_is_absent(daemon, vsftpd, look):
-    """The listing is asked for as it comes; vsftpd leaves out what begins with a dot."""
+    """LIST has no options, so vsftpd leaves out names that begin with a dot."""
     put(vsftpd, ".hidden", 1)
     put(vsftpd, "seen", 2)
     assert look(".hidden")[2:5] == (*ABSENT, 0)
     assert look("seen")[2:5] == (*FOUND, 2)
 
 
-def test_an_absolute_path_is_one(daemon, vsftpd, look, log):
+def test_an_absolute_path_starts_at_the_root(daemon, vsftpd, look, log):
     put(vsftpd, "d d/ü", 9)
     assert look(HOME / "d d" / "ü").size == 9
     log.wait_for(r"^> CWD /$")
 
 
-# (how the server writes dates, date on the server, date in the reply; None: no line is understood)
+# (the server's date format, date on the server, date in the reply; None: no line is recognised)
 DOS_STYLES = {
     "month-first": ("%m-%d-%y  %I:%M%p", date(2014, 1, 15, 13, 30), (2014, 1, 15, 13, 30)),
     "year-first": ("%y-%m-%d  %H:%M", date(2014, 1, 15, 13, 30), (2014, 1, 15, 13, 30)),
     # A year that could be a month is taken for one.
     "year-first-until-2012": ("%y-%m-%d  %H:%M", date(2012, 1, 15, 13, 30), (2015, 12, 1, 13, 30)),
     "ISO": ("%Y-%m-%d %H:%M:%S", date(2014, 1, 15, 13, 30), (2014, 1, 15, 13, 30)),
-    # Ten characters with the year at their end are no date of any layout: the files are not seen.
+    # Ten characters ending with the year fit no layout, so no file is found.
     "month-first-four-digits": ("%m-%d-%Y  %I:%M%p", date(2014, 1, 15, 13, 30), None),
 }
 
@@ -233,7 +233,7 @@ def test_size_and_date_of_each_dos_style(daemon, root, look, log, style, passive
         assert information[2:5] == (*ABSENT, 0)
         log.wait_for(r"^error: curl_wrapper\(2313\): Unknown 'LIST' format: 01-15-2014 .* a b\n$")
         return
-    # Neither permissions nor links are listed.
+    # This style lists neither permissions nor links.
     assert information == (0, 0, *FOUND, 5 << 30, *told, -1, 0)
     assert look("folder")[2:5] == (*NO_FILE, 0)
     assert not log.errors()
@@ -245,7 +245,7 @@ DOS_DATES = [
     (date(2012, 1, 15, 12, 10), (2012, 1, 15, 12, 10)),  # 12:10PM
     (date(1998, 12, 31, 23, 59), (1998, 12, 31, 23, 59)),
     (date(2000, 2, 29, 11, 59), (2000, 2, 29, 11, 59)),
-    # Two digits of a year: below 60 they are of this century.
+    # A two-digit year below 60 is in this century.
     (date(1970, 1, 1, 1, 0), (1970, 1, 1, 1, 0)),
     (date(2059, 10, 10, 13, 0), (2059, 10, 10, 13, 0)),
     (date(2060, 10, 10, 13, 0), (1960, 10, 10, 13, 0)),
@@ -260,7 +260,7 @@ def test_dates_of_the_dos_style(fast_daemon, root, look):
         assert look(f"f{number}")[5:10] == told
 
 
-# As SEARCHED: here a link looks like what it points to, and of a name only leading blanks are lost.
+# Like SEARCHED, but a link looks like its target, and a name loses only its leading blanks.
 SEARCHED_DOS = [
     ("  leading", ABSENT, 0),
     ("leading", FOUND, 3),
@@ -288,7 +288,7 @@ def test_names_of_the_dos_style(fast_daemon, root, look):
 
 
 def peak_kib(daemon, action):
-    """The most memory that the daemon held while action() ran."""
+    """The daemon's peak memory while action() ran."""
     with open(f"/proc/{daemon.pid}/clear_refs", "w") as peaks:
         peaks.write("5")
     action()
@@ -300,9 +300,9 @@ def test_memory_does_not_grow_with_the_folder(daemon, vsftpd, look):
     put(vsftpd, "large/zzz", 2)
     for number in range(100_000):
         vsftpd.path(f"large/file-{number}").touch()
-    look("small/a")  # libraries are in memory from now on
+    look("small/a")  # loads the libraries
     small_kib = peak_kib(daemon, lambda: look("small/a"))
     large_kib = peak_kib(daemon, lambda: look("large/zzz"))
     assert client.get_file_info()[2:5] == (*FOUND, 2)
-    # The listing is 7 MB long. ThreadSanitizer remembers what was read and written.
+    # The listing has 7 MB. ThreadSanitizer's own memory grows with every access.
     assert abs(large_kib - small_kib) < 512 or daemon.has_sanitizer("t")

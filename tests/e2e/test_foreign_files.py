@@ -1,4 +1,4 @@
-"""Files of another user in a folder as /tmp is: what the kernel refuses, and that 0 is true then."""
+"""Files of another user in a folder like /tmp: what the kernel refuses, and that result 0 is true."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ from harness.vsftpd import one_user_only
 
 
 def foreign_file(local):
-    """One of another user's, in a folder as /tmp is."""
+    """A file of another user in a folder like /tmp."""
     if one_user_only():
         pytest.skip("needs a second user")
     folder = local / "sticky"
@@ -23,12 +23,12 @@ def foreign_file(local):
 
 
 def is_protected():
-    """fs.protected_regular, which no private world has to itself: 2 is what Debian sets, 0 lets everybody write."""
+    """fs.protected_regular is the whole machine's: Debian sets 2, and 0 allows everybody to write."""
     return pathlib.Path("/proc/sys/fs/protected_regular").read_text().strip() != "0"
 
 
-def test_a_foreign_file_in_a_sticky_folder_is_written_as_protected_regular_has_it(daemon, scripted, jobs, log, local):
-    """The kernel forbids even root to open it with O_CREAT."""
+def test_a_foreign_file_in_a_sticky_folder_is_written_as_protected_regular_allows(daemon, scripted, jobs, log, local):
+    """With it the kernel forbids even root to open the file with O_CREAT."""
     scripted(files={"a": b"content"})
     file = foreign_file(local)
     outcome = jobs.download("a", file).outcome
@@ -40,14 +40,14 @@ def test_a_foreign_file_in_a_sticky_folder_is_written_as_protected_regular_has_i
 
 
 def test_a_foreign_file_in_a_sticky_folder_is_uploaded(daemon, scripted, jobs, local):
-    """Nothing is created there: fs.protected_regular does not matter."""
+    """Nothing is created there, so fs.protected_regular does not matter."""
     server = scripted()
     assert jobs.upload(foreign_file(local), "a").outcome == (0, 0)
     assert server.stored == [("STOR", "a", b"theirs")]
 
 
 def test_an_identity_saved_in_place_of_a_foreign_file_is_whole_or_the_job_fails(daemon, jobs, local):
-    """As fs.protected_regular has it."""
+    """Which of the two depends on fs.protected_regular."""
     file = foreign_file(local)
     Sshd(HostKey()).put("a", b"content")
     outcome = jobs.download("a", local / "a", save_path=file, **wire.by(wire.SFTP)).outcome

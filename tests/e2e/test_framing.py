@@ -1,4 +1,4 @@
-"""Clients of the control socket that do not behave."""
+"""Misbehaving clients of the control socket."""
 
 import concurrent.futures
 import contextlib
@@ -12,7 +12,7 @@ from harness import client, wire
 from harness.waiting import HELD_UP_S, wait_until
 
 NO_OPERATION = client.head(0, 8) + bytes(8)
-HASTY = 2  # the clock of a hasty daemon: a client that is held up a little does not lose its ten seconds
+HASTY = 2  # speed of the clock; low enough that a client delayed a little keeps within its ten seconds
 
 
 @pytest.fixture
@@ -36,7 +36,7 @@ def test_a_client_that_sends_nothing_and_closes_is_logged(daemon, log):
     served(daemon)
 
 
-# {what comes before the client closes: the line of the log}
+# {bytes sent before the client closes: the line of the log}
 CUT_SHORT = {
     "in-the-header": (client.head(3, 0)[:5], incomplete(699, "5 of 8")),
     "in-a-download": (client.head(1, 2080) + bytes(100), incomplete(737, "100 of 2080")),
@@ -53,7 +53,7 @@ def test_a_request_cut_short_is_answered_as_no_operation(daemon, log, sent, line
     served(daemon)
 
 
-def test_a_request_in_single_bytes_is_put_together_and_bytes_behind_its_body_are_ignored(daemon, local):
+def test_a_request_may_come_byte_by_byte_and_bytes_after_its_body_are_ignored(daemon, local):
     body = wire.request(remote_path="a", local_path=local / "a", port=1)
     request = client.head(1, len(body)) + body
     with client.connect() as connection:
@@ -81,7 +81,7 @@ def test_a_client_that_stalls_is_given_up_after_ten_seconds(hasty_daemon, log, s
     served(hasty_daemon)
 
 
-def test_the_ten_seconds_are_of_the_true_clock(daemon):
+def test_the_ten_seconds_are_real_with_a_true_clock(daemon):
     with client.connect() as connection:
         begin = time.monotonic()
         assert client.read_to_end(connection) == NO_OPERATION
@@ -92,7 +92,7 @@ def test_a_client_that_trickles_does_not_get_more_time(hasty_daemon, log):
     with client.connect() as connection:
         begin = time.monotonic()
         try:
-            # A byte each 2 of its seconds: all of them would take more than an hour.
+            # A byte every 2 of its seconds; the whole request would take more than an hour.
             for byte in client.head(1, 2080) + bytes(2080):
                 connection.send(bytes([byte]))
                 time.sleep(2 / HASTY)
@@ -106,7 +106,7 @@ def test_a_client_that_trickles_does_not_get_more_time(hasty_daemon, log):
 def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
     before_kib = daemon.resident_kib()
     assert client.ask_raw(client.head(1, 0xFFFFFFFF) + bytes(4096), shut=True) == NO_OPERATION
-    # What malloc says to it is the machine's choice.
+    # Whether malloc grants it depends on the machine.
     log.wait_for(
         r"^error: ftp_clientd_if\("
         r"(725\): Failed: malloc\(\)|737\): recvn\(\): incomplete\(4096 of -1\))\n$"
@@ -133,7 +133,7 @@ def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log):
         assert client.state().result == 0
 
 
-def test_clients_at_once_are_all_answered(daemon):
+def test_simultaneous_clients_are_all_answered(daemon):
     with concurrent.futures.ThreadPoolExecutor(4) as pool:
         assert list(pool.map(lambda _: client.nothing(), range(40))) == [(0, 0)] * 40
 
@@ -151,7 +151,7 @@ def test_a_request_is_served_within_a_pass_of_the_loop(daemon):
         begin = time.monotonic()
         client.nothing()
         delays.append(time.monotonic() - begin)
-    # 100 ms; a busy machine adds to some of them.
+    # A pass takes 100 ms; a busy machine may delay some.
     assert sorted(delays)[4] < 0.2
 
 
@@ -164,8 +164,8 @@ def test_one_connection_carries_one_request(daemon):
             connection.sendall(client.head(0, 0))
 
 
-def test_a_full_queue_of_clients_is_worked_off(daemon):
-    """The backlog is 5: more clients than that wait in connect, and all are served."""
+def test_a_full_queue_of_clients_is_served(daemon):
+    """The backlog is 5; further clients wait in connect, and all are served."""
     with contextlib.ExitStack() as open_ones:
         connections = [open_ones.enter_context(client.connect()) for _ in range(6)]
         for connection in connections:
@@ -175,7 +175,7 @@ def test_a_full_queue_of_clients_is_worked_off(daemon):
     wait_until(lambda: client.nothing() == (0, 0), "an answer afterwards")
 
 
-def test_the_socket_takes_streams_only(daemon):
+def test_the_socket_accepts_only_streams(daemon):
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as datagrams:
         with pytest.raises(OSError):
             datagrams.connect(client.CONTROL_SOCKET)

@@ -1,4 +1,4 @@
-"""ftpctl's jobs beside the real daemon and real servers: what is left, what is told, and how it ends."""
+"""ftpctl with the real daemon and real servers: files left, messages and exit status."""
 
 import json
 import os
@@ -18,7 +18,7 @@ def names(folder):
     return sorted(os.listdir(folder))
 
 
-def test_a_file_is_replaced_when_it_is_whole(daemon, vsftpd, local):
+def test_a_file_is_replaced_when_the_download_is_complete(daemon, vsftpd, local):
     vsftpd.put("dir/a b.ini", b"new")
     (local / "a").write_bytes(b"old")
     (local / "a").chmod(0o751)
@@ -41,7 +41,7 @@ def test_a_failed_download_leaves_the_old_file_and_nothing_else(daemon, vsftpd, 
     cases = {"missing": (51, "no-such-file"), "large": (32, "size-limit"), "secret": (51, "no-such-file")}
     for name, (status, error) in cases.items():
         got = ftpctl.run("get", "--json", f"{ALICE}/{name}", local / "a")
-        if name == "secret":  # vsftpd says 550 to both
+        if name == "secret":  # vsftpd replies 550 to both
             assert got.status in (51, 52), got
         else:
             assert (got.status, got.json["error"]) == (status, error), got
@@ -112,7 +112,7 @@ def test_a_missing_file_shows_no_other_files_data(daemon, vsftpd):
     assert missing.json["file"] == {"exists": False}
 
 
-def test_who_does_not_wait_is_told_that_others_have_the_daemon(daemon, scripted, local):
+def test_a_command_that_does_not_wait_reports_a_taken_turn(daemon, scripted, local):
     scripted(Plan(replies={"RETR": Silence}), files={"a": bytes(10)})
     first = ftpctl.start("get", "ftp://127.0.0.1/a", local / "a")
     wait_until(lambda: client.state().running == 1, "the job to run")

@@ -1,4 +1,4 @@
-"""What a person and a script are told when a job fails: each cause has its own sentence and exit status."""
+"""The message and the JSON for each cause of a failed job; each has its own sentence and exit status."""
 
 import os
 import subprocess
@@ -19,7 +19,7 @@ TRIES = 5
 
 
 def sure(*words, **variables):
-    """What a command tells; again while it does not know how its job ended, as where the machine held it up."""
+    """Runs a command, again while its outcome is unknown, as may happen on a slow machine."""
     for _ in range(TRIES):
         told = ftpctl.run(*words, **variables)
         if told.status != UNKNOWN:
@@ -28,7 +28,7 @@ def sure(*words, **variables):
 
 
 def fails(status, *words, name=None, sentence=None, **variables):
-    """The command fails so, for people and for programs."""
+    """The command must fail with this status and message, with and without --json."""
     told = sure(*words, **variables)
     assert told.status == status, told
     assert sentence is None or sentence in told.err, told.err
@@ -56,7 +56,7 @@ def test_a_file_or_folder_that_the_server_does_not_have(daemon, vsftpd, local):
     fails(6, "info", f"{SERVER}/none", name="not-found")
 
 
-def test_what_the_server_does_not_allow(daemon, vsftpd, local):
+def test_a_file_that_the_server_does_not_allow(daemon, vsftpd, local):
     Sshd(HostKey())
     (vsftpd.home / "locked").mkdir(mode=0o555)
     (local / "a").write_bytes(b"x")
@@ -68,7 +68,7 @@ def test_a_name_that_is_not_found(daemon, local):
     fails(53, "get", "ftp://nosuchhost.invalid/a", local / "a", name="name-not-found", sentence="nosuchhost.invalid")
 
 
-def test_nobody_listens_there(daemon, local):
+def test_a_server_that_does_not_listen(daemon, local):
     for scheme in ("ftp", "ftps", "ftpes", "sftp"):
         fails(54, "get", f"{scheme}://alice@127.0.0.1:9/a", local / "a", name="nobody-listens", sentence="127.0.0.1:9")
 
@@ -78,13 +78,13 @@ def test_an_unreachable_server(daemon, local):
     fails(55, "get", "ftp://alice@192.0.2.1/a", local / "a", name="unreachable", sentence="cannot be reached")
 
 
-def test_a_secure_connection_that_does_not_come_about(daemon, vsftpd, local):
+def test_a_secure_connection_that_fails(daemon, vsftpd, local):
     for url in ("ftps://alice@127.0.0.1:21/a", "ftpes://alice@127.0.0.1/a"):  # this server has no TLS
         fails(56, "get", url, local / "a", name="handshake-failed", sentence="the TLS or SSH handshake failed")
 
 
 def test_an_ssh_server_that_agrees_on_nothing(daemon, local):
-    Sshd(HostKey(), Ciphers="chacha20-poly1305@openssh.com")  # which this libssh2 does not have
+    Sshd(HostKey(), Ciphers="chacha20-poly1305@openssh.com")  # unknown to this libssh2
     fails(56, "get", f"{SFTP}/a", local / "a", name="handshake-failed")
 
 
@@ -130,7 +130,7 @@ THROUGH = ["--proxy", f"anna:x@127.0.0.1:{PORT}"]
 
 @pytest.fixture
 def guarded(vsftpd):
-    """A proxy that wants anna's login, p:1@."""
+    """A proxy that needs anna's login, p:1@."""
     return Squid(login=("anna", "p:1@"))
 
 
@@ -138,7 +138,7 @@ def through(user=None):
     return ["--proxy", (f"{user}@" if user else "") + f"127.0.0.1:{PORT}"]
 
 
-def test_a_proxy_and_a_tunnel_through_it_take_a_login(daemon, guarded, vsftpd, local):
+def test_a_proxy_and_a_tunnel_through_it_use_a_login(daemon, guarded, vsftpd, local):
     Sshd(HostKey(), port=443).put("a", b"hello")  # a port that squid connects to
     for url in (f"{SERVER}/a", f"{SFTP}:443/a"):
         (local / "a").unlink(missing_ok=True)
@@ -147,7 +147,7 @@ def test_a_proxy_and_a_tunnel_through_it_take_a_login(daemon, guarded, vsftpd, l
         assert (local / "a").read_bytes() == b"hello"
 
 
-def test_a_proxy_that_wants_a_login_or_another_one(daemon, guarded, vsftpd, local):
+def test_a_proxy_that_needs_a_login_or_another_one(daemon, guarded, vsftpd, local):
     said = {"name": "proxy-login", "sentence": "the proxy requires a login"}
     fails(60, "get", *through(), f"{SERVER}/a", local / "a", **said)
     fails(60, "get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="wrong", **said)
@@ -158,7 +158,7 @@ def test_a_proxy_that_opens_no_tunnel(daemon, guarded, local):
     fails(64, "get", *through(), url, local / "a", name="proxy-refused", sentence="the proxy did not connect")
 
 
-def test_the_password_of_a_proxy_stands_on_no_command_line(daemon, local):
+def test_a_proxys_password_is_refused_on_the_command_line(daemon, local):
     told = ftpctl.run("get", *THROUGH, f"{SERVER}/a", local / "a")
     assert told.status == 2
     assert "--proxy-password-file" in told.err and "FTPCTL_PROXY_PASSWORD" in told.err

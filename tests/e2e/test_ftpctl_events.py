@@ -1,4 +1,4 @@
-"""ftpctl listen and watch beside the real daemon: a line and a command for each event, whatever becomes of the daemon."""
+"""ftpctl listen and watch with the real daemon: a line and a command for each event, across restarts of the daemon."""
 
 import json
 import os
@@ -84,7 +84,7 @@ def test_watch_sees_a_job_begin_and_end(daemon, scripted, local):
 
 
 @pytest.mark.parametrize("end", [signal.SIGTERM, signal.SIGKILL])
-def test_watch_goes_on_over_a_restart_of_the_daemon(unstarted, scripted, local, end):
+def test_watch_continues_after_a_restart_of_the_daemon(unstarted, scripted, local, end):
     scripted(files={"a": b"content"})
     launched(unstarted)
     seen = local / "seen"
@@ -106,7 +106,7 @@ def test_watch_goes_on_over_a_restart_of_the_daemon(unstarted, scripted, local, 
     assert {event["event"] for event in events} == {"state", "daemon"}
 
 
-def test_watch_needs_a_daemon_to_begin_with(unstarted):
+def test_watch_fails_without_a_daemon_at_its_start(unstarted):
     watching = ftpctl.run("watch", "--json")
     assert watching.status == 3
     assert watching.json["status"] == 3

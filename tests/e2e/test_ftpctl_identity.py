@@ -1,4 +1,4 @@
-"""ftpctl identity: learn who a server is, then hold it to that."""
+"""ftpctl identity: reads a server's identity, which can then be pinned."""
 
 import os
 import re
@@ -28,14 +28,14 @@ def openssl_fingerprint(certificate, kind):
 
 
 class Server:
-    """A real server with the file "a", and what the usual tools say of its identity."""
+    """A real server with the file "a", and its identity as the usual tools print it."""
 
     def __init__(self, name):
         kind, key = name.split()
         self.sftp = kind == "openssh"
         if self.sftp:
             self.identity, self.url = HostKey(key), "sftp://alice@127.0.0.1"
-            # The daemon's libssh2 may know RSA keys only by the oldest of their signatures.
+            # The daemon's libssh2 may support RSA keys only with their oldest signatures.
             server = Sshd(self.identity, HostKeyAlgorithms="+ssh-rsa")
         else:
             self.identity = Certificate(key=key)
@@ -46,7 +46,7 @@ class Server:
         server.put("a", b"content")
 
     def facts(self):
-        """What the JSON object must hold, by openssl and ssh-keygen."""
+        """The expected JSON object, from openssl and ssh-keygen."""
         if self.sftp:
             bits, sha256, *_, kind = ssh_fingerprint(self.identity, "sha256")
             md5 = ssh_fingerprint(self.identity, "md5")[1].removeprefix("MD5:")
@@ -89,7 +89,7 @@ def server(request):
 
 
 def changed(pin):
-    """With its last digit changed."""
+    """The pin with its last digit changed."""
     return pin[:-1] + ("0" if pin[-1] != "0" else "1")
 
 
@@ -116,7 +116,7 @@ def test_the_printed_pin_is_the_servers_and_another_is_refused(daemon, server, l
 
 
 @pytest.mark.parametrize("scheme", ["ftps", "ftpes"])
-def test_the_server_is_told_nothing(daemon, local, network_manager, scheme):
+def test_the_server_gets_no_credentials(daemon, local, network_manager, scheme):
     protocol = {"ftps": wire.FTPS_IMPLICIT, "ftpes": wire.FTPS_EXPLICIT}[scheme]
     server = TlsServer(control=Certificate(), protocol=protocol, files={"a": b"content"})
     assert ftpctl.run("identity", f"{scheme}://alice@127.0.0.1/a").status == 0
@@ -134,7 +134,7 @@ def test_an_sftp_server_sees_no_login(daemon):
     assert "alice" not in sshd_log()
 
 
-def test_nothing_is_left_and_the_last_look_stays(daemon, network_manager, local):
+def test_nothing_is_left_and_the_last_file_information_is_kept(daemon, network_manager, local):
     listing = b"-rw-r--r-- 1 alice alice 7 Jan 15 2012 a\r\n"
     server = TlsServer(
         Plan(listing=listing), control=Certificate(), files={"a": b"content"}
@@ -147,7 +147,7 @@ def test_nothing_is_left_and_the_last_look_stays(daemon, network_manager, local)
     server.stop()
 
 
-def test_ctrl_c_ends_it_and_leaves_nothing(daemon, scripted, local):
+def test_ctrl_c_cancels_it_and_leaves_nothing(daemon, scripted, local):
     scripted(Plan(greeting=Silence))
     asking = ftpctl.start("identity", "ftpes://127.0.0.1", cwd=local)
     wait_until(lambda: client.state().running == 1, "the job to run")
@@ -158,7 +158,7 @@ def test_ctrl_c_ends_it_and_leaves_nothing(daemon, scripted, local):
     assert not [name for name in os.listdir(os.environ["TMPDIR"]) if name.startswith("ftpctl.")]
 
 
-def test_without_a_place_for_its_folder_nobody_is_asked(daemon, local, network_manager):
+def test_without_a_place_for_its_folder_no_job_is_started(daemon, local, network_manager):
     outcome = ftpctl.run("identity", "ftpes://127.0.0.1", TMPDIR=str(local / "none"))
     assert outcome.status == 1
     assert outcome.err == f"ftpctl: {local}/none: No such file or directory\n"

@@ -1,4 +1,4 @@
-"""A daemon with a file system of its own, as its unit may give it: ftpctl tells before it hands a job over."""
+"""A daemon with its own view of the file system, as its unit may set up: ftpctl reports this before it starts a job."""
 
 import os
 
@@ -14,7 +14,7 @@ from harness.wire import NOTICE_STARTED
 ALICE = "ftp://alice@127.0.0.1"
 DONE, LOCAL_READ, OUT_OF_SIGHT = 0, 30, 13
 
-# What a unit's setting does to the folder $0.
+# The effect of a unit's setting on the folder $0.
 SETTINGS = {
     "PrivateTmp": 'mount --no-mtab -t tmpfs -o mode=1777 tmpfs "$0"',
     "ProtectHome=yes": 'mount --no-mtab -t tmpfs -o ro,mode=000 tmpfs "$0"',
@@ -24,7 +24,7 @@ SETTINGS = {
 
 @pytest.fixture
 def apart(unstarted, network_manager, local):
-    """Starts the daemon so that a unit's setting holds for the folder of local files."""
+    """Starts the daemon with a unit's setting applied to the folder of local files."""
 
     def start(setting):
         unshare = ["unshare", "--mount", "--propagation", "private", "sh", "-c"]
@@ -36,14 +36,14 @@ def apart(unstarted, network_manager, local):
 
 @pytest.fixture
 def shared():
-    """A folder that both see."""
+    """A folder that ftpctl and the daemon share."""
     folder = WORLD / "shared"
     folder.mkdir()
     return folder
 
 
 def refused(*words, path, **variables):
-    """Before a job is started, in one sentence that names the path."""
+    """It must fail before a job starts, with one sentence that names the path."""
     before = client.state()
     told = ftpctl.run("--json", *words, **variables)
     assert (told.status, told.json["error"]) == (OUT_OF_SIGHT, "out-of-sight"), told
@@ -53,7 +53,7 @@ def refused(*words, path, **variables):
 
 
 @pytest.mark.parametrize("setting", ["PrivateTmp", "ProtectHome=yes"])
-def test_a_folder_that_the_daemon_has_to_itself_is_refused_before_the_job(apart, vsftpd, local, shared, setting):
+def test_a_private_folder_of_the_daemon_is_refused_before_the_job(apart, vsftpd, local, shared, setting):
     apart(setting)
     vsftpd.put("a", b"remote")
     for folder in (local, shared):
@@ -68,7 +68,7 @@ def test_a_folder_that_the_daemon_has_to_itself_is_refused_before_the_job(apart,
     assert (vsftpd.read("b"), (shared / "a").read_bytes()) == (b"mine", b"remote")
 
 
-def test_a_folder_that_the_daemon_may_only_read_takes_no_download(apart, vsftpd, local):
+def test_a_download_into_a_folder_read_only_for_the_daemon_is_refused(apart, vsftpd, local):
     apart("ProtectHome=read-only")
     vsftpd.put("a", b"remote")
     (local / "a").write_bytes(b"old")
@@ -87,7 +87,7 @@ def test_where_the_identity_of_a_server_cannot_be_saved_the_remedy_is_named(apar
     assert ftpctl.run(*words, TMPDIR=str(shared)).status == DONE
 
 
-def test_a_user_without_rights_over_the_daemon_is_told_too(apart, vsftpd, local):
+def test_a_user_without_rights_over_the_daemon_gets_the_same_answer(apart, vsftpd, local):
     if one_user_only():
         pytest.skip("needs a second user")
     apart("PrivateTmp")
@@ -99,7 +99,7 @@ def test_a_user_without_rights_over_the_daemon_is_told_too(apart, vsftpd, local)
     assert process.returncode == OUT_OF_SIGHT, err
 
 
-def test_where_the_mounts_are_hidden_the_failure_explains(daemon, vsftpd, local):
+def test_without_readable_mounts_the_failure_explains(daemon, vsftpd, local):
     for is_known, status, sentence in (
         (True, OUT_OF_SIGHT, "no job was started"),
         (False, LOCAL_READ, "the daemon cannot see or write"),

@@ -1,4 +1,4 @@
-"""FTP over TLS: certificates, and what never goes without TLS."""
+"""FTP over TLS: certificates, and what must never be sent without TLS."""
 
 import pytest
 
@@ -26,7 +26,7 @@ CERTIFICATES = {
 
 @each_protocol
 @pytest.mark.parametrize("certificate", CERTIFICATES)
-def test_any_certificate_will_do_when_none_is_expected(
+def test_any_certificate_is_accepted_when_none_is_pinned(
     daemon, scripted_tls, jobs, log, local, certificate, protocol
 ):
     shown = Certificate(**CERTIFICATES[certificate])
@@ -67,7 +67,7 @@ def test_only_tls_crosses_the_wire_in_active_mode(daemon, scripted_tls, jobs, lo
     server = scripted_tls(Plan(listing=listing), control=Certificate(), protocol=protocol, files={"a": secret})
     for notice in jobs.each(local, content=secret, passive_mode=0, **wire.by(protocol)):
         assert notice.outcome == (0, 0)
-    # Passive where this libcurl would send in clear else.
+    # Passive where this libcurl would otherwise send in clear.
     expected = [PASSIVE_INSTEAD, r"^> PORT "]
     seen, unseen = expected if lacks_tls_in_active_mode() else reversed(expected)
     log.wait_for(seen, times=3)
@@ -90,7 +90,7 @@ def test_active_mode_with_a_real_server(daemon, server, jobs, local, protocol):
 
 @each_protocol
 def test_an_upload_arrives_whole_although_the_session_tickets_come_late(daemon, jobs, local, protocol):
-    """Tickets that reach a closed socket would be answered by a reset, and cut the file off."""
+    """Tickets that reach a closed socket would cause a reset, which cuts the file off."""
     server = LateTicketsServer(control=Certificate(), protocol=protocol)
     (local / "a").write_bytes(content_of(MIB // 2))
     assert jobs.upload(local / "a", "a", **wire.by(protocol)).outcome == (0, 0)
@@ -98,7 +98,7 @@ def test_an_upload_arrives_whole_although_the_session_tickets_come_late(daemon, 
     server.stop()
 
 
-# What a device may say to OpenSSL, and the cipher that is then agreed on.
+# A device's OpenSSL configuration, and the cipher that results.
 OPENSSL_CNF = {
     "a-cipher": (
         "ssl_conf = ssl\n[ssl]\nsystem_default = s\n[s]\nCiphersuites = TLS_CHACHA20_POLY1305_SHA256",
@@ -110,7 +110,7 @@ OPENSSL_CNF = {
 
 
 @pytest.mark.parametrize(("configuration", "cipher"), OPENSSL_CNF.values(), ids=OPENSSL_CNF)
-def test_openssl_is_configured_by_the_device(launch, jobs, log, local, configuration, cipher):
+def test_the_devices_openssl_configuration_applies(launch, jobs, log, local, configuration, cipher):
     file = WORLD / "openssl.cnf"
     file.write_text(f"openssl_conf = all\n[all]\n{configuration}\n")
     PyftpdlibTls(Certificate(), wire.FTPS_EXPLICIT).put("a", b"content")

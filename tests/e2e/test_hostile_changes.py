@@ -1,4 +1,4 @@
-"""Servers that never stop replying, and local files that change while they are sent."""
+"""Servers that never stop replying, and local files that change during an upload."""
 
 import threading
 
@@ -21,7 +21,7 @@ ENDLESS = {
 
 
 class Flood(Listener):
-    """Accepts, says so many true lines, each after one of the client's, and then the same for ever."""
+    """Sends these valid lines, each after one of the client's, and then the piece for ever."""
 
     def __init__(self, piece, before=(), port=21):
         self._piece, self._before = piece, before
@@ -49,7 +49,7 @@ def jobs_go_on(scripted, jobs, local):
 
 
 @pytest.mark.parametrize("piece", ENDLESS.values(), ids=ENDLESS)
-def test_an_endless_greeting_ends_the_job_only(fast_daemon, scripted, jobs, local, piece):
+def test_an_endless_greeting_fails_only_the_job(fast_daemon, scripted, jobs, local, piece):
     if piece == ENDLESS["lines"] and reads_replies_for_ever():
         pytest.skip("this libcurl checks no time limit while lines keep coming")
     Flood(piece)
@@ -96,7 +96,7 @@ def grows(path):
 
 @pytest.mark.parametrize("slow", ["ftp", "sftp"], indirect=True)
 @pytest.mark.parametrize("change", [shrinks, vanishes, grows])
-def test_a_local_file_that_changes_is_sent_as_it_was_or_the_job_fails(
+def test_a_changing_local_file_is_sent_as_it_was_or_the_job_fails(
     daemon, slow, network_manager, local, change
 ):
     (local / "a").write_bytes(bytes(12 * MIB))
@@ -110,6 +110,6 @@ def test_a_local_file_that_changes_is_sent_as_it_was_or_the_job_fails(
         assert notice.exec_info.curl_code == 18  # partial file
     else:
         assert notice.outcome == (0, 0)
-        # At least so much: over SFTP what came later may go along.
+        # At least that much: over SFTP appended bytes may be sent too.
         sent = notice.exec_info.transferred_size
         assert sent == 12 * MIB or change == grows and sent > 12 * MIB

@@ -1,4 +1,4 @@
-"""Who the server is: certificates and host keys that are saved and compared with what is expected."""
+"""The server's identity: certificates and host keys are saved and compared with the pinned digest."""
 
 import os
 import pathlib
@@ -23,7 +23,7 @@ PROTOCOLS = wire.FTPS | {"sftp": wire.SFTP}
 
 
 class Side:
-    """A server with one file, the protocol to reach it, and what is known of its identity."""
+    """A server with one file, its protocol and its identity."""
 
     def __init__(self, protocol):
         self.fields = wire.by(protocol)
@@ -43,7 +43,7 @@ class Side:
         return self.identity.md5 if self.sftp else self.identity.sha1
 
     def names(self, path):
-        """True when the saved file is read as this server's identity by openssl or ssh-keygen."""
+        """True if openssl or ssh-keygen reads the saved file as this server's identity."""
         if self.sftp:
             fields = path.read_text().split()
             return digest_of_key(path) == self.digest and fields == self.identity.fields
@@ -97,7 +97,7 @@ def verdicts(side):
 
 
 @on_every_side
-def test_the_verdict_on_each_kind_of_expectation_and_the_identity_that_is_saved_whatever_it_is(
+def test_the_verdict_on_each_kind_of_pin_and_the_identity_saved_in_any_case(
     daemon, side, jobs, log, local
 ):
     path = local / "identity ü"
@@ -121,7 +121,7 @@ def test_the_verdict_on_each_kind_of_expectation_and_the_identity_that_is_saved_
 
 
 @on_every_side
-def test_a_rejected_server_gets_no_upload_and_answers_no_look(daemon, side, jobs, local):
+def test_a_rejected_server_gets_no_upload_and_no_look_up(daemon, side, jobs, local):
     wrong = side.fields | auth(side.kind, changed(side.digest, 0))
     (local / "a").write_bytes(SECRET)
     assert jobs.upload(local / "a", "up", **wrong).outcome == (1, side.mismatch)
@@ -131,7 +131,7 @@ def test_a_rejected_server_gets_no_upload_and_answers_no_look(daemon, side, jobs
 
 
 @on_every_side
-def test_an_expected_server_gets_the_upload(daemon, side, jobs, local):
+def test_a_pinned_server_gets_the_upload(daemon, side, jobs, local):
     (local / "a").write_bytes(SECRET)
     assert jobs.upload(local / "a", "up", **side.fields | side.identity.pin).outcome == (0, 0)
     assert side.stored("up")
@@ -187,7 +187,7 @@ def test_an_identity_that_cannot_be_saved_rejects_the_server(daemon, side, jobs,
     assert sorted(os.listdir(local)) == ["a", "full", "read only"]
 
 
-def test_plain_ftp_looks_at_none_of_it(daemon, scripted, jobs, local):
+def test_plain_ftp_ignores_pin_and_save_path(daemon, scripted, jobs, local):
     scripted(files={"a": b"1"})
     fields = auth(9, b"x" * 20, 1, local / "identity")
     assert jobs.download("a", local / "a", **fields).outcome == (0, 0)
@@ -199,7 +199,7 @@ def test_plain_ftp_looks_at_none_of_it(daemon, scripted, jobs, local):
 
 @pytest.fixture(params=wire.FTPS)
 def two_faced(request, scripted_tls):
-    """A server whose data connections show another certificate than its control connections."""
+    """A server with different certificates for control and data connections."""
     shown, other = Certificate("shown"), Certificate("other")
     protocol = wire.FTPS[request.param]
     plan = Plan(listing=b"-rw-r--r-- 1 alice alice 1 Jan 15 2012 a\r\n")
@@ -210,7 +210,7 @@ def two_faced(request, scripted_tls):
 
 
 @pytest.mark.parametrize("kind", ["download", "upload", "look"])
-def test_a_data_connection_of_another_server_gives_and_gets_no_byte(daemon, two_faced, jobs, local, kind):
+def test_a_data_connection_of_another_server_transfers_no_byte(daemon, two_faced, jobs, local, kind):
     fields = two_faced.fields | two_faced.shown.pin | {"save_path": local / "saved"}
     (local / "b").write_bytes(SECRET)
     job = {
@@ -226,11 +226,11 @@ def test_a_data_connection_of_another_server_gives_and_gets_no_byte(daemon, two_
     if kind == "download":
         assert (local / "a").read_bytes() == b""
     assert client.get_file_info()[2:4] == (0, 0)
-    # Saved is what was checked last.
+    # The last checked certificate is the saved one.
     assert digest_of_certificate(local / "saved") == two_faced.other.sha1
 
 
-def test_without_an_expectation_another_certificate_on_the_data_connection_will_do(daemon, two_faced, jobs, local):
+def test_without_a_pin_another_certificate_on_the_data_connection_is_accepted(daemon, two_faced, jobs, local):
     assert jobs.download("a", local / "a", **two_faced.fields).outcome == (0, 0)
     assert (local / "a").read_bytes() == SECRET
 
@@ -254,7 +254,7 @@ def test_another_server_that_takes_over_before_a_retry_is_rejected(
 
 
 def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, jobs, local):
-    """The first connection only asks for the login folder."""
+    """The first connection only reads the login folder."""
     shown, other = HostKey(), HostKey(name="other")
     server = Sshd(shown, port=2022)
     Sshd(other, port=2023)
@@ -267,7 +267,7 @@ def test_another_sftp_server_on_the_second_connection_is_rejected(daemon, jobs, 
     relay.stop()
 
 
-# --- Whatever the device's own library answers
+# --- Every result of the device's own library
 
 RESULTS = {
     1: wire.AUTH_UNSUPPORTED,
@@ -285,7 +285,7 @@ RESULTS = {
 
 @pytest.fixture
 def judge(launch):
-    """A daemon with a library that answers as judge(save, compare, differs) says."""
+    """A daemon with a library whose results judge(save, compare, differs) sets."""
     folder = pathlib.Path(program()[-1]).parent.parent / "tests" / "scripted_secure"
     assert (folder / "libsecure.so").exists(), "not built: scripted_secure"
     script = WORLD / "secure.script"
@@ -303,7 +303,7 @@ def unknown_line(answer):
 
 
 @on_every_side
-def test_every_answer_of_the_library_becomes_its_result(judge, side, jobs, log, local):
+def test_every_result_of_the_library_has_its_error(judge, side, jobs, log, local):
     saving, comparing = auth(wire.AUTH_NONE, save_path=local / "x"), side.identity.pin
     for answer, result in RESULTS.items():
         for script, fields in (((answer, 0, 0), saving), ((0, answer, 0), comparing)):

@@ -1,4 +1,4 @@
-"""What `cmake --install` puts into a folder, the daemon running from there, and the program that starts it for others."""
+"""The installed files, the daemon running from there, and the program that starts it for a group of users."""
 
 import grp
 import os
@@ -25,7 +25,7 @@ NOBODY = 65534
 
 
 def install(*options):
-    """From the build that the daemon under test belongs to."""
+    """Installs from the build of the daemon under test."""
     build = pathlib.Path(program()[-1]).resolve().parent.parent
     subprocess.run(
         ["cmake", "--install", build, *options],
@@ -41,7 +41,7 @@ def files_below(folder):
 
 @pytest.fixture
 def installed(monkeypatch):
-    """/opt/device below a folder; the daemon under test is the one there."""
+    """/opt/device below a folder; the daemon there is the one under test."""
     install("--prefix", "/opt/device", "--component", "daemon")
     place = ROOT / "opt/device"
     monkeypatch.setenv("FTP_CLIENTD", " ".join([*program()[:-1], str(place / "sbin/ftp_clientd")]))
@@ -50,10 +50,10 @@ def installed(monkeypatch):
 
 @pytest.fixture
 def start(installed, monkeypatch):
-    """The command before the daemon's."""
+    """The command that starts the daemon's."""
     needs_users()
     *emulator, daemon = program()
-    if emulator:  # the kernel runs what `start` names: a script, called as the process will be
+    if emulator:  # a script, because the kernel runs what `start` names; it has the name of the process
         script = WORLD / "emulated" / os.path.basename(emulator[0])
         script.parent.mkdir()
         script.write_text(f"#!/bin/sh\nexec {shlex.join([*emulator, daemon])}\n")
@@ -63,7 +63,7 @@ def start(installed, monkeypatch):
 
 
 def loaded(daemon):
-    """{name: file} of the two libraries that a device replaces."""
+    """{name: file} of the two loaded libraries that a device may replace."""
     maps = pathlib.Path(f"/proc/{daemon.pid}/maps").read_text()
     found = {pathlib.Path(path) for path in re.findall(r"(/\S+\.so)$", maps, re.MULTILINE)}
     return {path.name: path for path in found if path.name in LIBRARIES}
@@ -88,12 +88,12 @@ def test_the_tools_come_without_the_daemon():
     assert not any("ftp_clientd" in name or name.endswith(".so") for name in tools)
 
 
-def test_the_unit_names_the_place_that_it_was_installed_for(installed):
+def test_the_unit_has_the_installed_paths(installed):
     unit = (installed / "lib/systemd/system/ftp_clientd.service").read_text()
     assert re.findall("^ExecStart=(.*)$", unit, re.MULTILINE) == [
         "/opt/device/lib/ftp_clientd/start ftpclient /run/ftp_clientd.pid /opt/device/sbin/ftp_clientd"
     ]
-    assert "@" not in re.sub("@[a-z-]+", "", unit)  # sets of system calls are written so
+    assert "@" not in re.sub("@[a-z-]+", "", unit)  # a set of system calls
 
 
 def test_an_installed_daemon_finds_its_libraries_and_does_a_job(installed, launch, jobs, scripted, local):
@@ -103,8 +103,8 @@ def test_an_installed_daemon_finds_its_libraries_and_does_a_job(installed, launc
     assert (local / "a").read_bytes() == b"installed"
 
 
-def test_the_installed_zixi_library_connects_to_nobody(installed, feed, jobs, log, local):
-    feed()  # with the folder in which the stand-in would store
+def test_the_installed_zixi_library_never_connects(installed, feed, jobs, log, local):
+    feed()  # with the folder where the stand-in would store
     notice = jobs.zixi_upload(feeder.make_file(local / "a", 10), "a")
     assert notice.outcome == (1, wire.NETWORK)
     assert feeder.signed(notice.exec_info.zixi_error) == -4
@@ -121,7 +121,7 @@ def test_the_library_path_of_the_environment_comes_first(installed, launch):
 
 
 def connect_as(groups):
-    """What a process of nobody, in these groups, meets at the control socket."""
+    """A process of the user nobody, in these groups, connects to the control socket."""
     code = f"import socket; socket.socket(socket.AF_UNIX).connect({CONTROL_SOCKET!r})"
     return subprocess.run(
         ["/usr/bin/python3", "-c", code],
@@ -134,8 +134,8 @@ def connect_as(groups):
 
 
 def started_with(command):
-    """(exit status, what it said)"""
-    said = WORLD / "said"  # no pipe: what was started may hold it open
+    """(exit status, output on standard error)"""
+    said = WORLD / "said"  # not a pipe, which the started daemon would hold open
     with said.open("w") as stderr:
         status = subprocess.run(command, stderr=stderr).returncode
     return status, said.read_text()
@@ -143,7 +143,7 @@ def started_with(command):
 
 @pytest.fixture
 def started(start, unstarted):
-    """To be called: a daemon that was started for alice's group."""
+    """A function that starts the daemon for alice's group."""
 
     def call():
         unstarted.launch(wrapper=start)
@@ -155,7 +155,7 @@ def started(start, unstarted):
 
 def test_a_started_daemon_answers_its_group_and_nobody_else(started, unstarted):
     group = started()
-    # Everything is as it shall be by now.
+    # All is ready when `start` returns.
     status = os.stat(CONTROL_SOCKET)
     assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (0o660, 0, group)
     assert int(PID_FILE.read_text()) == unstarted.find()
@@ -166,14 +166,14 @@ def test_a_started_daemon_answers_its_group_and_nobody_else(started, unstarted):
 
 def test_clients_of_the_group_may_take_turns_and_nobody_else(started, unstarted):
     turn = pathlib.Path(CONTROL_SOCKET + ".turn")
-    turn.touch(0o644)  # made by a client before the start
+    turn.touch(0o644)  # created by a client before the start
     group = started()
     unstarted.find()
     status = turn.stat()
     assert (stat.S_IMODE(status.st_mode), status.st_gid, status.st_size) == (0o660, group, 0)
 
 
-def test_a_start_without_a_file_for_turns_is_told_and_goes_on(start, unstarted):
+def test_a_start_without_a_turn_file_succeeds_with_a_warning(start, unstarted):
     os.symlink("/dev/null", CONTROL_SOCKET + ".turn")
     said = "start: /var/run/ftp.sock.turn: Too many levels of symbolic links\n"
     assert started_with([*start, program()[-1]]) == (0, said)
@@ -194,7 +194,7 @@ def test_a_start_replaces_the_socket_that_an_earlier_run_left(started, unstarted
 ENDED = (1, "start: the daemon has ended; its log says why\n")
 
 
-def test_a_daemon_that_ends_is_told_at_once(start, log):
+def test_a_daemon_that_ends_is_reported_at_once(start, log):
     os.unlink("/dev/console")
     os.mkdir("/dev/console")
     assert started_with([*start, program()[-1]]) == ENDED
@@ -203,7 +203,7 @@ def test_a_daemon_that_ends_is_told_at_once(start, log):
 
 
 def script(text):
-    """In place of the daemon."""
+    """A script in place of the daemon."""
     path = WORLD / "script"
     path.write_text(text)
     path.chmod(0o755)
@@ -214,17 +214,17 @@ def test_a_daemon_that_does_not_answer_is_waited_for_ten_seconds(start):
     silent = script("#!/bin/sh\nexec sleep 1000\n")
     began = time.monotonic()
     assert started_with([*start, silent]) == (1, "start: the daemon does not answer\n")
-    assert time.monotonic() - began > 8.9  # whole seconds are counted
+    assert time.monotonic() - began > 8.9  # `start` counts whole seconds
     assert not PID_FILE.exists()
 
 
-def test_a_daemon_that_ends_behind_its_socket_is_told_at_once(start):
+def test_a_daemon_that_ends_after_creating_its_socket_is_reported_at_once(start):
     dying = script(f"#!/usr/bin/python3\nimport socket\nsocket.socket(socket.AF_UNIX).bind({CONTROL_SOCKET!r})\n")
     assert started_with([*start, dying]) == ENDED
     assert not PID_FILE.exists()
 
 
-def test_a_file_that_cannot_be_made_or_taken_away_is_told(start, unstarted):
+def test_a_file_that_cannot_be_created_or_removed_is_reported(start, unstarted):
     os.mkdir(CONTROL_SOCKET)
     assert started_with([*start, program()[-1]]) == (1, "start: /var/run/ftp.sock: Is a directory\n")
     os.rmdir(CONTROL_SOCKET)
@@ -240,5 +240,5 @@ def test_nothing_is_started_for_a_group_that_does_not_exist(start):
     assert not os.path.exists(CONTROL_SOCKET)
 
 
-def test_a_call_with_other_words_is_refused(start):
+def test_wrong_arguments_are_refused(start):
     assert started_with(start) == (2, "usage: start GROUP PID_FILE DAEMON\n")

@@ -1,4 +1,4 @@
-"""The client library, installed, in the hands of programs in C, C++ and Python."""
+"""The installed client library, used by programs in C, C++ and Python."""
 
 import ctypes
 import pathlib
@@ -20,7 +20,7 @@ def promised(installed):
     return set(names)
 
 
-# The structures once more, as a program without C headers has them.
+# The structures again, as in a program without C headers.
 class Progress(ctypes.Structure):
     _fields_ = [(n, ctypes.c_int64) for n in ("total_bytes", "transferred_bytes", "elapsed_ms")] + [
         (n, ctypes.c_int32)
@@ -46,12 +46,12 @@ def library(installed):
 
 
 def fill(lib, request, **settings):
-    """Calls the setter of each name with its values."""
+    """Calls the named setters with their values."""
     for name, values in settings.items():
         assert getattr(lib, f"ftpclient_request_set_{name}")(request, *values) == 0, name
 
 
-def test_python_hands_over_jobs_and_takes_the_notices(unstarted, vsftpd, scripted, local, installed):
+def test_python_runs_jobs_and_receives_the_notices(unstarted, vsftpd, scripted, local, installed):
     lib = library(installed)
     notices, handle, request = ctypes.c_void_p(), ctypes.c_void_p(), ctypes.c_void_p()
     notice, state = Notice(), State()
@@ -91,7 +91,7 @@ def test_python_hands_over_jobs_and_takes_the_notices(unstarted, vsftpd, scripte
     assert lib.ftpclient_start(handle, 1, request, 10000) == 0
     server.wait_for_command("PASS")
     assert lib.ftpclient_request_set_turn_timeout(request, 0) == 0
-    assert lib.ftpclient_start(handle, 1, request, 10000) == -16  # the job was left alone: nobody has the turn
+    assert lib.ftpclient_start(handle, 1, request, 10000) == -16  # a start holds no turn
     assert (poll().running, state.job) == (1, 1)
     assert lib.ftpclient_cancel(handle, 30000) == 0
     assert (poll().running, state.result, state.cancelled) == (0, wire.CANCELED, 1)
@@ -107,8 +107,8 @@ def test_python_hands_over_jobs_and_takes_the_notices(unstarted, vsftpd, scripte
     assert not pathlib.Path("/var/run/marlox_nm.sock").exists()
 
 
-def test_a_request_is_the_bytes_that_the_protocol_tells(daemon, network_manager, log, local, installed):
-    """The daemon refuses what it cannot read: it takes the longest strings that the library lets pass."""
+def test_the_daemon_reads_a_request_with_the_longest_strings(daemon, network_manager, log, local, installed):
+    """The daemon accepts the longest strings that the library allows."""
     lib = library(installed)
     handle, request = ctypes.c_void_p(), ctypes.c_void_p()
     assert lib.ftpclient_connect(None, 10000, ctypes.byref(handle)) == 0
@@ -171,7 +171,7 @@ def test_the_two_files_alone_compile_as_c_and_as_cxx_everywhere(tmp_path):
     assert (usage.returncode, usage.stderr[:12]) == (2, b"usage: fetch")
 
 
-def test_the_shared_library_shows_its_functions_alone_and_needs_libc_alone(installed):
+def test_the_shared_library_exports_only_its_functions_and_needs_only_libc(installed):
     path = installed.libraries / "libftpclient.so"
     shown = run("nm", "-D", "--defined-only", path)
     functions = set(re.findall(r" T (\w+)@@FTPCLIENT_0\.2$", shown, re.MULTILINE))

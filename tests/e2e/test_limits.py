@@ -45,20 +45,20 @@ def test_nothing_moving_for_sixty_seconds_ends_a_download_with_14(
     timeout = r"^error: curl_func\(1619\): Timeout has occurred: \[elapsed_time\] (\d+), \[last_updated_time\] (\d+)\n$"
     elapsed_s, updated_s = map(int, re.search(timeout, log.wait_for(timeout).text).groups())
     assert 60 <= elapsed_s - updated_s and elapsed_s <= notice.exec_info.elapsed_time
-    assert (local / "a").read_bytes() == bytes(range(arrived))  # what it got is kept
+    assert (local / "a").read_bytes() == bytes(range(arrived))  # the part that arrived is kept
 
 
-# {where it stalls: (how, passive mode, outcomes and libcurl's codes that may be, what is stored)}
+# {where it stalls: (how, passive mode, possible outcomes with libcurl's codes, what is stored)}
 GIVEN_UP = {
-    # Which of two limits sees it first is a matter of chance.
+    # Either of two limits may be reached first.
     **{
         verb: (plan, 1, [(TIMEOUT, 28), (NETWORK, 28), (TIMEOUT, 42), (NETWORK, 42)], b"")
         for verb, plan in [("greeting", Plan(greeting=Silence))]
         + [(verb, Plan(replies={verb: Silence})) for verb in ("USER", "PASS", "PWD")]
     },
-    # All bytes have come, so this is not inactivity.
+    # All bytes have arrived, so this is not inactivity.
     "226": (Plan(closing=Silence), 1, [(NETWORK, 28)], b"abc"),
-    # libcurl's own limit of sixty seconds for the accept, or the inactivity of sixty seconds.
+    # Either libcurl's limit of 60 s for the accept or that of 60 s for inactivity.
     "no-active-connection": (Plan(replies={"RETR": "150 coming"}), 0, [(NETWORK, 12), (TIMEOUT, 42)], b""),
 }
 
@@ -75,7 +75,7 @@ def test_a_silent_server_is_given_up_after_sixty_seconds(
 
 
 def test_slow_but_steady_is_not_given_up(fast_daemon, scripted, run, local):
-    """Eight bytes, ten of the daemon's seconds apart."""
+    """Eight bytes, one every ten of the daemon's seconds."""
     scripted(Plan(send=send_pieces(1, pause_s=10 / SPEED)), files={"a": b"abcdefgh"})
     notice, taken_s = run()
     assert notice.outcome == (0, 0)
@@ -87,4 +87,4 @@ def test_a_server_that_does_not_answer_quit_holds_the_job_two_seconds_only(daemo
     scripted(Plan(replies={"QUIT": Silence}), files={"a": b"abc"})
     notice, taken_s = run()
     assert notice.outcome == (0, 0)
-    assert taken_s / SPEED < 3 + HELD_UP_S  # this daemon is not fast
+    assert taken_s / SPEED < 3 + HELD_UP_S  # this daemon's clock is the real one

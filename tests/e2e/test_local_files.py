@@ -1,4 +1,4 @@
-"""What local_path and save_path may name, and what 0 means then: the whole file is there."""
+"""What local_path and save_path may name; after result 0 the file is complete."""
 
 import os
 import pathlib
@@ -33,7 +33,7 @@ def content_of(size):
 
 
 def irregular_files(folder):
-    """{path: the errno that the log tells}"""
+    """{path: the errno in the log}"""
     os.mkfifo(folder / "pipe")
     socket.socket(socket.AF_UNIX).bind(str(folder / "socket"))
     (folder / "folder").mkdir()
@@ -55,7 +55,7 @@ def irregular_files(folder):
 
 
 @pytest.mark.parametrize("port", [21, 22, 3128], ids=["ftp", "sftp", "proxy"])
-def test_what_is_no_regular_file_is_not_uploaded(daemon, scripted, jobs, log, local, port):
+def test_only_regular_files_are_uploaded(daemon, scripted, jobs, log, local, port):
     server = scripted(port=port)
     fields = {22: SFTP, 3128: {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": 3128}}
     for path, error in irregular_files(local).items():
@@ -67,7 +67,7 @@ def test_what_is_no_regular_file_is_not_uploaded(daemon, scripted, jobs, log, lo
 def test_a_pipes_writer_is_not_woken_by_an_upload(daemon, jobs, local):
     os.mkfifo(local / "pipe")
     assert jobs.upload(local / "pipe", "a").outcome == LOCAL_READ
-    with pytest.raises(OSError):  # nobody reads, nobody has read
+    with pytest.raises(OSError):  # nobody reads or has read
         os.open(local / "pipe", os.O_WRONLY | os.O_NONBLOCK)
 
 
@@ -81,7 +81,7 @@ def test_a_link_is_followed(daemon, request, jobs, local, protocol):
 
 
 @pytest.mark.parametrize("protocol", PROTOCOLS)
-def test_a_file_whose_size_says_nothing_is_partial(daemon, request, jobs, protocol):
+def test_a_file_without_a_true_size_is_partial(daemon, request, jobs, protocol):
     request.getfixturevalue("sshd" if protocol == "sftp" else "vsftpd")
     for path in ["/proc/version", "/proc/cpuinfo", "/proc/1/cmdline"]:
         assert jobs.upload(path, "a", **PROTOCOLS[protocol]).outcome == PARTIAL, path
@@ -101,7 +101,7 @@ def empty_and_refill(path):
     grow(path)
 
 
-# A file that only grew may end with 0, when all that it held at first is on the server.
+# A file that only grew may end with 0 if all that it held at first is on the server.
 CHANGES = [(grow, True), (shrink, False), (empty_and_refill, False)]
 each_change = pytest.mark.parametrize(
     "change, may_be_whole", CHANGES, ids=[change.__name__ for change, _ in CHANGES]
@@ -152,7 +152,7 @@ def test_a_file_that_changes_its_size_during_an_sftp_upload(
     assert_honest(notice, may_be_whole, sshd.read("a"), content_of(8 * MIB), local / "a")
 
 
-def changed_behind_the_last_byte(change, path):
+def changed_after_the_last_byte(change, path):
     def take(session, data):
         received = take_all(session, data)
         change(path)
@@ -161,16 +161,16 @@ def changed_behind_the_last_byte(change, path):
     return Plan(take=take)
 
 
-def test_a_file_that_grows_when_its_last_byte_was_sent_is_whole_as_it_was(daemon, scripted, jobs, local):
+def test_a_file_that_grows_after_its_last_byte_was_sent_is_complete(daemon, scripted, jobs, local):
     (local / "a").write_bytes(content_of(100_000))
-    server = scripted(changed_behind_the_last_byte(grow, local / "a"))
+    server = scripted(changed_after_the_last_byte(grow, local / "a"))
     assert jobs.upload(local / "a", "a").outcome == (0, 0)
     assert server.stored == [("STOR", "a", content_of(100_000))]
 
 
-def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(daemon, scripted, jobs, log, local):
+def test_a_file_that_shrinks_after_its_last_byte_was_sent_is_partial(daemon, scripted, jobs, log, local):
     (local / "a").write_bytes(content_of(100_000))
-    scripted(changed_behind_the_last_byte(shrink, local / "a"))
+    scripted(changed_after_the_last_byte(shrink, local / "a"))
     notice = jobs.upload(local / "a", "a")
     assert (notice.outcome, notice.exec_info.curl_code) == (PARTIAL, 18)
     log.wait_for(
@@ -179,13 +179,13 @@ def test_a_file_that_shrinks_when_its_last_byte_was_sent_is_partial(daemon, scri
     )
 
 
-def test_a_file_whose_size_says_nothing_is_partial_through_a_proxy(daemon, vsftpd, jobs):
+def test_a_file_without_a_true_size_is_partial_through_a_proxy(daemon, vsftpd, jobs):
     Squid()
     proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PROXY_PORT}
     assert jobs.upload("/proc/version", "a", **proxy).outcome == PARTIAL
 
 
-def test_a_name_that_goes_to_another_file_does_not_change_what_is_sent(
+def test_renaming_another_file_over_it_does_not_change_what_is_sent(
     daemon, scripted, network_manager, local
 ):
     (local / "a").write_bytes(content_of(100_000))
@@ -235,7 +235,7 @@ def test_a_pipes_reader_that_goes_away_ends_the_job_and_not_the_daemon(
     assert client.nothing() == (0, 0)
 
 
-def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, jobs, local):
+def test_a_full_pipe_fails_the_job(daemon, scripted, jobs, local):
     scripted(files={"a": bytes(4096)})
     os.mkfifo(local / "pipe")
     reader = os.open(local / "pipe", os.O_RDONLY | os.O_NONBLOCK)
@@ -248,7 +248,7 @@ def test_a_pipe_that_nobody_empties_fails_the_job(daemon, scripted, jobs, local)
 
 
 @pytest.mark.parametrize("kind", ["pipe", "device", "file"])
-def test_a_cancel_is_answered_and_removes_regular_files_alone(
+def test_a_cancel_takes_effect_and_removes_only_regular_files(
     daemon, scripted, network_manager, local, kind
 ):
     server = scripted(Plan(send=send_then("stall", 0)), files={"a": b"1"})

@@ -1,6 +1,6 @@
-"""A job touches the file that was named, or none: made-up names, hosts, credentials and login directories on every server.
+"""A job touches the named file or none: generated names, hosts, credentials and login directories on every server.
 
-The same with many more: tests/torture/names. The rules: harness/names.py."""
+Many more: tests/torture/names. The rules: harness/names.py."""
 
 import os
 
@@ -19,7 +19,7 @@ USUAL = 36
 
 
 @pytest.mark.parametrize("row", ROWS)
-def test_a_job_touches_the_file_that_was_named_or_none(fast_daemon, network_manager, local, row):
+def test_a_job_touches_the_named_file_or_none(fast_daemon, network_manager, local, row):
     trial = make_trial(row, network_manager, local)
     for number in range(NAMES.get(row, USUAL)):
         wrong = trial.try_number(SEED, number)
@@ -28,7 +28,7 @@ def test_a_job_touches_the_file_that_was_named_or_none(fast_daemon, network_mana
 
 
 def test_a_login_directory_that_is_the_root(fast_daemon, jobs, local):
-    """Nothing is put before the path then, and "/~" is the login directory to libcurl."""
+    """Then nothing is put before the path, and libcurl takes "/~" as the login directory."""
     jail = WORLD / "jail"
     jail.mkdir()
     move_home(b"/")
@@ -52,7 +52,7 @@ def meant_by(name):
 
 
 def play_all_three(name, jobs, local, contents):
-    """Over SFTP. What names no file gets an error, but for a path that ends in '/': a listing."""
+    """Over SFTP. A path that names no file gets an error, except that one ending in '/' gets a listing."""
     fields = {"protocol": wire.SFTP, "port": 22}
     content = contents.get(meant_by(name))
     due = (1, wire.NETWORK) if content is None else (0, 0)

@@ -1,4 +1,4 @@
-"""A network manager that is away, that hangs up or that hangs."""
+"""A network manager that is missing, disconnects or hangs."""
 
 from harness import client, wire
 from harness.network_manager import DeafNetworkManager, NetworkManager
@@ -6,7 +6,7 @@ from harness.waiting import HELD_UP_S, wait_until
 
 
 def run_job(local):
-    """A job that fails at once; returns when it has ended."""
+    """Runs a job that fails at once."""
     assert client.download("a", local / "a", port=1) == (0, 0)
     wait_until(lambda: not client.state().running, "the job's end")
 
@@ -32,13 +32,13 @@ def test_a_network_manager_that_died_refuses(daemon, network_manager, log, local
     log.wait_for(REFUSED)
 
 
-def test_a_network_manager_that_hangs_up_does_not_harm(unstarted, log, local):
+def test_a_network_manager_that_disconnects_does_no_harm(unstarted, log, local):
     manager = NetworkManager(hang_up=True)
     unstarted.start()
     for times in range(2, 12):
         run_job(local)
         wait_until(lambda: manager.connections == times, "the job's notice")
-    # A notice that was lost is a broken pipe in the log at most.
+    # A lost notice is at most a broken pipe in the log.
     assert set(log.errors()) <= {
         "error: ftp_clientd_if(843): errno(32) Broken pipe\n",
         "error: ftp_clientd_if(843): errno(104) Connection reset by peer\n",

@@ -28,7 +28,7 @@ def redacting(launch):
 
 
 def forms(user, password):
-    """How a password may stand in a log: as it is, in a URL, in a header."""
+    """A password's possible forms in a log: plain, in a URL, in a header."""
     yield password
     yield urllib.parse.quote(password, safe="")
     yield urllib.parse.quote(password)
@@ -43,7 +43,7 @@ def assert_not_logged(log, password, user="alice"):
 
 @pytest.fixture
 def outcomes(jobs, local):
-    """A function that plays a job of each kind: their outcomes."""
+    """A function that runs a job of each kind; returns their outcomes."""
     return lambda **fields: [notice.outcome for notice in jobs.each(local, **fields)]
 
 
@@ -67,7 +67,7 @@ def test_a_servers_password(redacting, scripted, scripted_tls, log, outcomes, pr
         assert outcomes(password=password, **fields) == [expected] * 3
         assert protocol == "sftp" or f"PASS {password}" in server.commands
         assert_not_logged(log, password)
-    # The conversation was logged.
+    # The dialogue was logged.
     if protocol == "sftp":
         assert log.count(r"SSH") > 0
     else:

@@ -1,4 +1,4 @@
-"""HTTP proxies: what goes through them, what they answer, and what is refused or ignored."""
+"""HTTP proxies: jobs through them, their replies, and what is refused or ignored."""
 
 import base64
 
@@ -50,13 +50,13 @@ def test_an_upload_through_squid(daemon, squid, vsftpd, jobs, local, host):
     assert {method for method, _ in squid.requests} == {"PUT"}
 
 
-def test_the_limit_of_a_download_holds_through_squid(daemon, squid, vsftpd, jobs, local):
+def test_the_limit_of_a_download_applies_through_squid(daemon, squid, vsftpd, jobs, local):
     vsftpd.put("a", content_of(5000))
     notice = jobs.download("a", local / "a", **PROXY)
     assert notice.outcome == (1, wire.SIZE_LIMIT)
 
 
-def test_what_squid_answers_to_failures_is_an_http_code(daemon, squid, vsftpd, jobs, local):
+def test_squids_http_code_is_reported_for_failures(daemon, squid, vsftpd, jobs, local):
     cases = [
         ({"remote_path": "missing"}, [404]),
         ({"remote_path": "a", "password": "wrong"}, [401, 403]),
@@ -67,7 +67,7 @@ def test_what_squid_answers_to_failures_is_an_http_code(daemon, squid, vsftpd, j
         assert told(notice) in [((1, wire.NETWORK), (22, 2, code, 0)) for code in codes], fields
 
 
-def test_a_proxy_that_is_gone_is_a_network_error(daemon, scripted, jobs, local):
+def test_a_missing_proxy_is_a_network_error(daemon, scripted, jobs, local):
     server = scripted(files={"a": b"1"})
     notice = jobs.download("a", local / "a", **PROXY)
     assert told(notice) == ((1, wire.NETWORK), (7, 2, 0, 0))
@@ -79,7 +79,7 @@ def test_a_refusal_of_the_proxy_is_a_network_error_with_its_code(daemon, proxy, 
     refusing = proxy(answer(status, b"why"))
     notice = jobs.download("a", local / "a", **PROXY)
     assert told(notice) == ((1, wire.NETWORK), (22, 2, status, 0))
-    assert (local / "a").read_bytes() == b""  # the proxy's words are no content
+    assert (local / "a").read_bytes() == b""  # the body of the error page is not the file
     (local / "a").write_bytes(b"content")
     notice = jobs.upload(local / "a", "a", **PROXY)
     assert told(notice) == ((1, wire.NETWORK), (22, 2, status, 0))
@@ -95,7 +95,7 @@ ASKED = {
 }
 
 
-def test_what_a_proxy_is_asked(daemon, proxy, jobs, local):
+def test_the_request_to_a_proxy(daemon, proxy, jobs, local):
     friendly = proxy(answer(200, b"content"))
     for path, escaped in ASKED.items():
         for port, shown in ((21, b":21" if names_every_port() else b""), (2121, b":2121")):
@@ -127,7 +127,7 @@ def test_417_to_every_try_ends_after_the_fourth_retry(fast_daemon, proxy, jobs, 
     assert versions == [b"1.1", b"1.0", b"1.0", b"1.0", b"1.0"]
 
 
-# {answer of the proxy: (libcurl's code, response code)}
+# {the proxy's reply: (libcurl's code, response code)}
 NO_SUCCESSES = {
     "neither-success-nor-error": (answer(304), (0, 304)),
     "came-short": (b"HTTP/1.1 200 fine\r\nContent-Length: 100\r\nConnection: close\r\n\r\nonly this", (18, 200)),
@@ -149,12 +149,12 @@ def test_a_proxy_of_another_kind_is_not_used(daemon, proxy, scripted, jobs, loca
     assert not unused.connections
 
 
-# --- What cannot be done or would do harm through a proxy is refused before anything connects
+# --- Refused before connecting: what is impossible or harmful through a proxy
 
 
 @pytest.fixture
 def unasked(proxy, scripted):
-    """A proxy and a server, both willing; in the end nobody may have called them."""
+    """A willing proxy and server that must not be contacted."""
     willing, server = proxy(answer(200)), scripted(files={"a": b"1"})
     yield
     assert not willing.connections and not server.sessions
@@ -167,7 +167,7 @@ SPELLINGS = [str.lower, str.upper, str.capitalize]
 def test_socks_is_not_supported(daemon, unasked, jobs, log, local):
     (local / "b").write_bytes(b"1")
     for scheme in SCHEMES:
-        # Whatever the kind says; a look through a proxy of kind 1 is refused for being one.
+        # With either kind. A look-up through a proxy of kind 1 is refused for another reason.
         for kind, spelt in [(kind, spelt) for kind in (1, 2) for spelt in SPELLINGS]:
             fields = PROXY | {"proxy_host": spelt(scheme) + "127.0.0.1", "proxy_type": kind}
             for notice in (jobs.download("a", local / "a", **fields), jobs.upload(local / "b", "a", **fields)):
@@ -179,7 +179,7 @@ def test_socks_is_not_supported(daemon, unasked, jobs, log, local):
 NONSENSE = [{"proxy_type": 2, "proxy_host": "http://127.0.0.1"}, {"proxy_port": 65536}, {"proxy_port": 0xFFFFFFFF}]
 
 
-def test_a_proxy_that_makes_no_sense_fails_the_job(daemon, unasked, jobs, local):
+def test_an_invalid_proxy_fails_the_job(daemon, unasked, jobs, local):
     for fields in NONSENSE:
         assert jobs.download("a", local / "a", **PROXY | fields).outcome == (1, wire.INTERNAL), fields
 
@@ -193,7 +193,7 @@ def test_a_look_through_a_proxy_is_refused(daemon, unasked, jobs):
 def test_explicit_tls_through_a_proxy_is_refused(daemon, unasked, jobs, log, local):
     for notice in jobs.each(local, **PROXY | {"protocol": wire.FTPS_EXPLICIT}):
         assert notice.outcome == (1, wire.NOT_SUPPORTED)
-    # The look is refused for the proxy.
+    # The look-up is refused because of the proxy.
     assert len([text for text in log.errors() if "Explicit FTPS through an HTTP proxy" in text]) == 2
 
 
@@ -235,12 +235,12 @@ def test_a_proxy_of_the_environment_is_never_used(launch, proxy, scripted, scrip
     assert not unused.connections
 
 
-# --- Tunnels: what is encrypted from end to end
+# --- Tunnels: encryption from end to end
 
 
 @pytest.fixture(params=["implicit", "sftp"])
 def tunnelled(request):
-    """A server behind squid with alice's files, how to reach it, and what identifies it."""
+    """A server behind squid with alice's files, how to reach it, and its identity."""
     if request.param == "sftp":
         identity, protocol, mismatch = HostKey(), wire.SFTP, wire.HOSTKEY_MISMATCH
         server = Sshd(identity)
@@ -253,7 +253,7 @@ def tunnelled(request):
     return server
 
 
-def test_an_expected_server_is_reached_through_a_tunnel(daemon, tunnelled, jobs, local):
+def test_a_pinned_server_is_reached_through_a_tunnel(daemon, tunnelled, jobs, local):
     fields = tunnelled.fields | tunnelled.pin
     (local / "b").write_bytes(content_of(MIB))
     for notice in (jobs.download("a", local / "a", **fields), jobs.upload(local / "b", "d/b", **fields)):

@@ -1,4 +1,4 @@
-"""Names that would make a job touch another file, ask another host or send a second command."""
+"""Names that would make a job touch another file, contact another host or send a second command."""
 
 import os
 
@@ -15,7 +15,7 @@ STARTS = [wire.DOWNLOAD, wire.UPLOAD, wire.DL_FILE_INFO]
 PROXY = {"proxy_type": 1, "proxy_port": 3128}
 SFTP = {"protocol": wire.SFTP, "port": 22}
 
-# libcurl cuts at the first ";type=" of a path; a proxy may whatever the case of its letters.
+# libcurl cuts a path at the first ";type="; a proxy may do so in any case of its letters.
 NO_PATHS = [b"a\xff", "f;type=i", "f;type=a", "f;TYPE=D", "f;Type=x", "d;type=i/f", ";type=", "f;type=i;type=a"]
 HOSTS = ["", "/", "a/b", "127.0.0.1/f", "a?", "127.0.0.1#", "u:p@127.0.0.1", "a\\b", "a b", " a", "a "]
 HOSTS += [f"a{chr(code)}" for code in [*range(1, 32), 127]]
@@ -25,7 +25,7 @@ PROXIES += ["https://a", "ftp://a", "sftp://a", "http:/a"]
 
 
 @pytest.mark.parametrize("command", STARTS)
-def test_they_are_answered_with_5_and_nothing_crosses_the_wire(daemon, scripted, log, command):
+def test_they_are_refused_with_5_and_nothing_is_sent(daemon, scripted, log, command):
     servers = [scripted(port=port) for port in (21, 22, 990, 1080, 3128)]
     (WORLD / "kept").write_bytes(b"kept")
     asked = 0
@@ -46,14 +46,14 @@ def test_they_are_answered_with_5_and_nothing_crosses_the_wire(daemon, scripted,
     assert not [server for server in servers if server.sessions]
 
 
-def test_a_proxys_name_is_not_looked_at_without_a_proxy(daemon, scripted, jobs, local):
+def test_a_proxys_name_is_ignored_without_a_proxy(daemon, scripted, jobs, local):
     scripted(files={"a": b"1"})
     for name in ("", "a/b", "u@h", "a b"):
         assert jobs.download("a", local / "a", proxy_host=name).outcome == (0, 0)
 
 
 @pytest.mark.parametrize("host", ["127.0.0.1", "127.0.0.1:2121", "localhost"])
-def test_a_host_may_hold_a_port(daemon, scripted, jobs, local, host):
+def test_a_host_may_include_a_port(daemon, scripted, jobs, local, host):
     server = scripted(files={"a": b"1"}, port=2121)
     port = 0 if ":" in host else 2121
     assert jobs.download("a", local / "a", host=host, port=port).outcome == (0, 0)
@@ -61,11 +61,11 @@ def test_a_host_may_hold_a_port(daemon, scripted, jobs, local, host):
 
 
 def test_a_host_may_be_an_ipv6_address_in_brackets(daemon, jobs, local):
-    # Nobody listens: that it was understood shows in libcurl's code.
+    # Nobody listens; libcurl's code shows that it was understood.
     assert jobs.download("a", local / "a", host="[::1]").exec_info.curl_code == 7
 
 
-# --- Names that look as if, and are taken as they are
+# --- Names that only look dangerous, and are accepted
 
 
 DOTS = {
@@ -112,7 +112,7 @@ def test_dot_segments_and_types_reach_an_sftp_server(daemon, sshd_with, jobs, lo
 
 
 def all_three(jobs, local):
-    """An upload of "f", its look-up and its download: their outcomes."""
+    """The outcomes of an upload of "f", its look-up and its download."""
     (local / "b").write_bytes(b"content")
     yield jobs.upload(local / "b", "x/f", **SFTP).outcome
     yield jobs.file_info("x/f", **SFTP).outcome
@@ -120,7 +120,7 @@ def all_three(jobs, local):
 
 
 def login_at(sshd_with, name):
-    """A server that alice enters in the folder of that name, beside which is no other."""
+    """A server where alice's login folder has that name and no other folder is beside it."""
     folder = WORLD / "logins" / name
     folder.mkdir(parents=True)
     for each in (folder.parent, folder):
@@ -142,7 +142,7 @@ def test_a_login_directory_may_have_any_name(daemon, sshd_with, jobs, local, nam
 
 
 @pytest.mark.parametrize("name", ["blank ", "back\\slash"])
-def test_a_login_directory_that_a_url_cannot_name_is_left_alone(
+def test_a_login_directory_that_no_url_can_name_is_not_touched(
     daemon, sshd_with, jobs, log, local, name
 ):
     folder = login_at(sshd_with, name)

@@ -1,4 +1,4 @@
-"""Which requests are refused before they reach an engine: answered 1 and 5, and nothing starts."""
+"""Requests that are refused before they reach an engine: the reply is 1 and 5, and nothing starts."""
 
 import pytest
 
@@ -40,7 +40,7 @@ def test_a_longer_body_is_accepted(daemon, scripted, network_manager, local, len
 # Fields without terminator, and paths that a URL cannot carry.
 UNREADABLE = [{field: "x" * width} for field, width in wire.widths("remote_path", "host", "username", "password")]
 UNREADABLE += [{"remote_path": path} for path in ("a#b", "a?b", "#", "dir/?", "a\nb", "a\rb", "a\r\nDELE b", "end\n")]
-# Second command lines, and what is read where it is needed.
+# Second command lines, and strings read only where needed.
 UNREADABLE_DOWNLOADS = [{field: text} for field in ("username", "password") for text in ("a\r\nDELE b", "a\n", "\r")]
 UNREADABLE_DOWNLOADS += [{"proxy_host": "x" * 256, "proxy_type": proxy_type} for proxy_type in (1, 2, 7)]
 UNREADABLE_DOWNLOADS += [
@@ -50,7 +50,7 @@ UNREADABLE_DOWNLOADS += [
 
 
 @each_start
-def test_what_cannot_be_read_or_would_do_harm_is_refused(daemon, log, command):
+def test_an_invalid_or_harmful_request_is_refused(daemon, log, command):
     refused = list(UNREADABLE)
     if command != wire.DL_FILE_INFO:
         refused.append({"local_path": "x" * 256})
@@ -65,7 +65,7 @@ def test_file_information_does_not_read_the_local_path(daemon, jobs):
     assert jobs.file_info("a", local_path="x" * 256, port=1).outcome == (1, wire.NETWORK)
 
 
-# What is not read: a proxy's host without a proxy, and the path of an identity in plain FTP.
+# Not read: a proxy's host without a proxy, and the path of an identity in plain FTP.
 UNREAD = [{"proxy_host": "x" * 256}]
 UNREAD += [{"save_path": "x" * 259, "protocol": protocol} for protocol in (wire.FTP, 6, 0xFFFFFFFF)]
 LONGEST = {
@@ -73,12 +73,12 @@ LONGEST = {
     "host": {"host": "127.0.0.1" + "\0" * 247},
     "username": {"username": "u" * 31},
     "password": {"password": "p" * 223},
-    # Credentials may hold what a path may not.
+    # Credentials may contain what a path may not.
     "credentials": {"username": "u#?@:/%;&é", "password": "u#?@:/%;&é"},
 }
 
 
-def test_what_is_not_read_may_be_anything_and_the_longest_strings_are_accepted(daemon, scripted, jobs, local):
+def test_unread_strings_may_be_anything_and_the_longest_strings_are_accepted(daemon, scripted, jobs, local):
     server = scripted(files={"a": b"1", "x" * 511: b"1"})
     for fields in [*UNREAD, *LONGEST.values()]:
         asked = {"remote_path": "a", "username": "alice", "password": "secret"} | fields
@@ -98,7 +98,7 @@ def zixi_request(offset, text):
     "offset, text", [(1092, b"u" * 64), (1156, b"p" * 128)], ids=["user", "password"]
 )
 def test_zixi_credentials_without_terminator_are_refused(daemon, log, offset, text):
-    # The user name's field ends where the password's begins.
+    # The user name's field ends where the password's field begins.
     assert client.ask(wire.UPLOAD, zixi_request(offset, text)) == reply(*REFUSED, wire.UPLOAD)[8:]
     nothing_started(log, wire.UPLOAD)
 
@@ -109,6 +109,6 @@ def test_a_refused_request_leaves_a_running_job_and_the_active_engine_alone(daem
     server.stalled.wait(30)
     assert client.ask(wire.DOWNLOAD, b"") == reply(*REFUSED, wire.DOWNLOAD)[8:]
     assert client.download("x" * 512, "/run/l", protocol=wire.ZIXI_4) == REFUSED
-    # Still libcurl's job that state and cancel speak of.
+    # State and cancel are still about libcurl's job.
     assert client.state()[:4] == (0, 0, 1, 1)
     assert client.cancel() == (0, 0, 1)

@@ -1,4 +1,4 @@
-"""put --resume at servers that do not append: the size tells, and the whole file goes up anew."""
+"""put --resume to servers that do not append: the size shows it, and the whole file is sent again."""
 
 import dataclasses
 import pathlib
@@ -24,14 +24,14 @@ SENT_AGAIN = "all of it was sent again"
 
 
 class Overwriting(AbstractedFS):
-    """What is to be appended is written over the beginning."""
+    """Writes the appended part over the beginning."""
 
     def open(self, filename, mode):
         return open(filename, "r+b" if mode.startswith("a") else mode)
 
 
 class Growing(AbstractedFS):
-    """Nothing is ever replaced: all goes behind what is there."""
+    """Never replaces anything: appends every upload."""
 
     def open(self, filename, mode):
         return open(filename, "ab" if mode.startswith("w") else "r+b" if mode.startswith("a") else mode)
@@ -59,7 +59,7 @@ NATIVE = pytest.mark.native("what is preloaded into this machine's server is bui
     "make",
     [pytest.param(overwriting_ftp, id="ftp"), pytest.param(overwriting_sftp, id="sftp", marks=NATIVE)],
 )
-def test_a_rest_that_went_over_the_beginning_is_mended_and_told(daemon, local, make):
+def test_a_rest_written_over_the_beginning_is_repaired_and_reported(daemon, local, make):
     server, url = make()
     (local / "f").write_bytes(CONTENT)
     for begun in (1, BEGUN, 500, 999):
@@ -80,7 +80,7 @@ def test_a_rest_that_went_over_the_beginning_is_mended_and_told(daemon, local, m
 
 
 def test_the_same_servers_without_their_fault_append(daemon, vsftpd, local):
-    """What the preload takes away is all that is missing."""
+    """So the preload causes the fault."""
     Sshd(HostKey(), Subsystem=f"sftp {SFTP_SERVER}")
     (local / "f").write_bytes(CONTENT)
     for url in ("ftp://alice@127.0.0.1", "sftp://alice@127.0.0.1"):
@@ -91,7 +91,7 @@ def test_the_same_servers_without_their_fault_append(daemon, vsftpd, local):
 
 
 @pytest.mark.parametrize("option", ["--resume", "--verify"])
-def test_a_difference_that_stays_is_a_failure_that_says_what_is_where(daemon, local, option):
+def test_a_remaining_difference_is_a_failure_that_names_both_sizes(daemon, local, option):
     server = Pyftpdlib(files=Growing)
     (local / "f").write_bytes(CONTENT)
     contention.give(server.path("f"), CONTENT[:BEGUN])
@@ -106,7 +106,7 @@ def test_a_difference_that_stays_is_a_failure_that_says_what_is_where(daemon, lo
 
 
 class StoringSession(Session):
-    """Keeps what it takes, and lists that."""
+    """Stores what it receives, and lists that."""
 
     def on_appe(self, name):
         takes = self.server.takes
@@ -125,7 +125,7 @@ class StoringSession(Session):
 
 
 class StoringServer(ScriptedServer):
-    """takes: how it takes the first rests that are to be appended, whatever connections come between."""
+    """takes: receivers of the first APPE commands, whatever other connections come between."""
 
     session_class = StoringSession
 
@@ -136,12 +136,12 @@ class StoringServer(ScriptedServer):
 
 BROKEN_AFTER = 100_000
 BROKEN = take_then("reset", BROKEN_AFTER)
-TRIES = 5  # of one job, with five seconds between
+TRIES = 5  # of one job, five seconds apart
 
 
 @pytest.mark.parametrize("breaks", [1, TRIES], ids=["once", "every-time"])
-def test_an_append_that_was_tried_again_is_mended(daemon, local, breaks):
-    """A retry appends the file from its beginning; also where all tries fail, that must not stay."""
+def test_a_retried_append_is_repaired(daemon, local, breaks):
+    """A retry appends the file from its beginning; that must be repaired even if all tries fail."""
     content = bytes(range(256)) * (16 * MIB // 256)
     (local / "f").write_bytes(content)
     server = StoringServer(*[BROKEN] * breaks, files={"f": content[:BEGUN]})
@@ -158,9 +158,9 @@ STALLED = take_then("stall", RECEIVED)
 
 
 @pytest.mark.parametrize("retries", [0, 1])
-def test_an_append_that_is_stopped_says_what_is_where(daemon, local, retries):
-    """Behind a retry the file's beginning stands twice: then another resume would do harm."""
-    content = random.Random(0).randbytes(16 * MIB)  # nowhere alike
+def test_a_stopped_append_says_what_is_on_the_server(daemon, local, retries):
+    """After a retry the file has its beginning twice, so another resume would do harm."""
+    content = random.Random(0).randbytes(16 * MIB)  # no two parts are the same
     (local / "f").write_bytes(content)
     server = StoringServer(*[BROKEN] * retries, STALLED, files={"f": content[:BEGUN]})
     process = ftpctl.start("put", "--resume", local / "f", "ftp://alice@127.0.0.1/f")

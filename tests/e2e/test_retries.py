@@ -16,7 +16,7 @@ LIMITS = r"^curl_func\(1283\): \[connection_limit\] {}, \[operation_limit\] 0\n$
 
 
 def large_file(local):
-    """More than the sockets' buffers hold."""
+    """A file larger than the sockets' buffers."""
     return sparse(local / "a", 64 * MIB)
 
 
@@ -41,15 +41,15 @@ def test_a_download_is_tried_again_after_a_receive_error(fast_daemon, scripted, 
     assert len(server.sessions) == 2
 
 
-def test_a_download_that_is_tried_again_keeps_nothing_of_the_first_try(fast_daemon, scripted, jobs, local):
-    """The second time the file is shorter than what the first try had stored."""
+def test_a_retried_download_keeps_nothing_of_the_first_try(fast_daemon, scripted, jobs, local):
+    """In the second try the file is shorter than what the first had stored."""
     server = scripted(Plan(send=send_then("reset", 2000)), Plan(), files={"a": b"x" * 3000})
     server.after_session(0, lambda: server.files.update(a=b"short"))
     assert jobs.download("a", local / "a").outcome == (0, 0)
     assert (local / "a").read_bytes() == b"short"
 
 
-# {what happens to the first try: (how, result and libcurl's code as they are logged)}
+# {fault of the first try: (its plan, result and libcurl's code in the log)}
 BREAKS = {
     "data-reset": (Plan(take=take_then("reset", 100_000)), "16, 55"),
     "closed": (Plan(greeting=HangUp), "16, 56"),
@@ -76,7 +76,7 @@ def test_an_upload_is_tried_again_from_its_beginning(fast_daemon, scripted, jobs
 
 TIMEOUTS = {
     "421": (Plan(greeting="421 too many users"), [(16, 28)]),
-    # Two limits of sixty seconds: which one sees it first is a matter of chance.
+    # Either of two limits of 60 s may be reached first.
     "silent": (Plan(greeting=Silence), [(14, 28), (16, 28), (14, 42)]),
     "stalled": (Plan(send=send_then("stall", 100)), [(14, 42)]),
 }
@@ -90,18 +90,18 @@ def test_a_download_that_timed_out_is_not_tried_again(fast_daemon, scripted, job
     assert (notice.outcome[1], notice.exec_info.curl_code) in codes
     log.wait_for(r"^error: curl_func\(1272\): Timeout retry limit reached\.\n$")
     assert len(server.sessions) == 1
-    # The line of the retry that was thought of, not made.
+    # The retry is logged but not made.
     assert log.count(RETRY.format(".*", 1)) == 1
 
 
-def test_five_tries_are_all(fast_daemon, scripted, jobs, log, local):
+def test_a_download_is_tried_five_times_at_most(fast_daemon, scripted, jobs, log, local):
     server = scripted(Plan(send=send_then("reset", 100)), files={"a": bytes(200)})
     notice = jobs.download("a", local / "a")
     assert notice.outcome == (1, wire.NETWORK)
     assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (56, 4)
     assert len(server.sessions) == 5
     assert [log.count(RETRY.format("16, 56", retry)) for retry in range(1, 6)] == [1] * 5
-    # A download that failed for good keeps what its last try got.
+    # A download that finally failed keeps what its last try got.
     assert (local / "a").read_bytes() == bytes(100)
 
 
@@ -160,7 +160,7 @@ def test_a_stalling_upload_is_tried_five_times_with_growing_limits(unstarted, sc
     assert len(server.sessions) == 5
 
 
-def test_a_resumed_upload_that_is_tried_again_appends_from_its_beginning(fast_daemon, scripted, jobs, local):
+def test_a_retried_resume_appends_the_file_from_its_beginning(fast_daemon, scripted, jobs, local):
     content = bytes(range(256)) * (16 * MIB // 256)
     (local / "a").write_bytes(content)
     listing = f"-rw-r--r--    1 alice    alice    {MIB} Nov 20 09:18 a\r\n".encode()
@@ -173,7 +173,7 @@ def test_a_resumed_upload_that_is_tried_again_appends_from_its_beginning(fast_da
     assert content.startswith(second) and len(second) > 0
 
 
-def test_a_stall_in_a_retry_that_has_moved_less_than_the_first_try_is_seen(fast_daemon, scripted, jobs, log, local):
+def test_a_stall_is_seen_in_a_retry_that_has_moved_less_than_the_first_try(fast_daemon, scripted, jobs, log, local):
     scripted(Plan(take=take_then("reset", 16 * MIB)), Plan(take=take_then("stall", 1000)), Plan())
     notice = jobs.upload(large_file(local), "a")
     assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 2)

@@ -1,4 +1,4 @@
-"""Encrypted transfers that are cancelled, or that the daemon's end interrupts."""
+"""Encrypted transfers interrupted by a cancel or by the daemon's end."""
 
 import os
 
@@ -32,7 +32,7 @@ def test_a_cancelled_upload_ends_soon_and_the_next_job_runs(daemon, slow, jobs, 
 
 @pytest.mark.timeout(60 + 4 * ENDINGS)
 def test_ending_in_the_middle_of_an_upload_never_crashes(endings, log, slow, local):
-    """FTP_CLIENTD_ENDINGS tells how often; each time a little later in the transfer."""
+    """FTP_CLIENTD_ENDINGS times, each a little later in the transfer."""
     for ending in endings(ENDINGS):
         begin = len(log.texts)
         start_upload(local, slow)

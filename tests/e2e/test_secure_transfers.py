@@ -22,7 +22,7 @@ SERVERS = {
 
 @pytest.fixture(params=SERVERS)
 def server(request):
-    """Alice's files, the fields that lead there, and what a good job ends with."""
+    """Alice's files, the fields to reach them, and the codes of a successful job."""
     running = SERVERS[request.param]()
     running.sftp = request.param.startswith("sftp")
     running.fields = wire.by(wire.PROTOCOLS[request.param.split("-")[0]])
@@ -35,7 +35,7 @@ def assert_done(server, notice, size):
     assert 0 < notice.exec_info.elapsed_time < 30
 
 
-def test_a_download_arrives_whole_and_passive_mode_is_not_told_of(daemon, server, jobs, log, local):
+def test_a_download_arrives_whole_and_the_passive_mode_is_not_logged(daemon, server, jobs, log, local):
     for size in (0, 1, 4096):
         server.put("a b.bin", content_of(size))
         assert_done(server, jobs.download("a b.bin", local / "a", **server.fields), size)
@@ -50,7 +50,7 @@ def test_an_upload_arrives_whole_and_makes_missing_folders(daemon, server, jobs,
         assert server.read(name) == content_of(size)
 
 
-def test_a_look_in_a_folder_finds_the_file_and_an_upload_resumes_there(daemon, server, jobs, log, local):
+def test_a_look_up_in_a_folder_finds_the_file_and_an_upload_resumes_there(daemon, server, jobs, log, local):
     size = 2 * MIB
     modified = calendar.timegm((2012, 1, 15, 12, 0, 0))
     server.put("d e/a %.bin", content_of(size)[: size // 2], modified=modified)
@@ -83,7 +83,7 @@ def test_failures_are_network_errors_and_not_tried_again(daemon, server, jobs, l
         assert (notice.outcome, notice.codes) == ((1, wire.NETWORK), codes), case
 
 
-def test_a_look_for_a_file_that_is_missing_is_answered(daemon, server, jobs):
+def test_a_look_up_of_a_missing_file_succeeds(daemon, server, jobs):
     server.put("there")
     for name in ("missing", "no/such/folder", "ther", "there2"):
         notice = jobs.file_info(name, **server.fields)

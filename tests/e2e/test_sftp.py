@@ -24,7 +24,7 @@ def test_a_download_above_the_limit_fails_with_12(daemon, sshd, jobs, local):
     assert (notice.exec_info.curl_code, notice.exec_info.retry_count) == (42, 0)
 
 
-# path of the request, file below alice's home, escaped path as it is logged
+# path of the request, file below alice's home, escaped path in the log
 PATHS = [
     ("a", "a", "a"),
     ("d/e/a", "d/e/a", "d/e/a"),
@@ -40,7 +40,7 @@ PATHS = [
 
 
 def urls(log):
-    """The two of the last job."""
+    """Both URLs of the last job."""
     return [re.sub(r"^curl_wrapper\(", "", text) for text in log.texts if "URL" in text][-2:]
 
 
@@ -70,7 +70,7 @@ def test_a_path_is_absolute_when_the_login_folder_is_the_root(daemon, jobs, log,
         ], path
 
 
-def test_names_are_the_same_on_the_server(daemon, sshd, jobs, local):
+def test_names_arrive_at_the_server_unchanged(daemon, sshd, jobs, local):
     for name in NAMES:
         (local / "a").write_bytes(name.encode())
         assert jobs.upload(local / "a", name, **SFTP).outcome == (0, 0), name
@@ -83,7 +83,7 @@ def test_names_are_the_same_on_the_server(daemon, sshd, jobs, local):
 
 @pytest.fixture
 def line():
-    """Puts a line with these qualities before an SFTP server."""
+    """A function that puts a relay with these options before an SFTP server."""
     lines = []
 
     def make(**qualities):
@@ -97,8 +97,8 @@ def line():
         each.stop()
 
 
-def test_a_name_is_the_same_after_a_retry(fast_daemon, line, jobs, log, local):
-    sshd, _ = line(stops={2: MIB})  # the first one only asks for the login folder
+def test_a_name_is_unchanged_after_a_retry(fast_daemon, line, jobs, log, local):
+    sshd, _ = line(stops={2: MIB})  # the first only reads the login folder
     name, content = "a b%20ü%", content_of(8 * MIB)
     (local / "a").write_bytes(content)
     notice = jobs.upload(local / "a", name, **SFTP)
@@ -108,29 +108,29 @@ def test_a_name_is_the_same_after_a_retry(fast_daemon, line, jobs, log, local):
     assert len(said) == 4 and said[:2] == said[2:]
 
 
-def test_a_look_at_a_server_that_falls_silent_is_tried_again(fast_daemon, line, jobs, log):
+def test_a_look_up_is_retried_when_the_server_falls_silent(fast_daemon, line, jobs, log):
     line(stops={2: 1800})  # logged in, with the SFTP session open
     notice = jobs.file_info("a", **SFTP)
     assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 1)
-    assert "* Disconnect timed out" not in log.texts  # libcurl would have kept the session
+    assert "* Disconnect timed out" not in log.texts  # then libcurl would have kept the session
     assert client.get_file_info()[3:5] == (1, 7)
 
 
 def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, line, jobs, log, local):
-    line(delay_s=1 / SPEED)  # a second, by the clock of the daemon
+    line(delay_s=1 / SPEED)  # one second of the daemon's clock
     assert jobs.download("a", local / "b", **SFTP).outcome == (0, 0)
     assert "* Disconnect timed out" not in log.texts
 
 
-def test_a_connection_is_broken_rather_than_said_good_bye_to(daemon, jobs, local):
+def test_a_connection_is_broken_without_a_disconnect_message(daemon, jobs, local):
     Sshd(HostKey(), LogLevel="VERBOSE").put("a", b"content")
     assert [notice.outcome for notice in jobs.each(local, **SFTP)] == [(0, 0)] * 3
     wait_until(lambda: sshd_log().count("Close session") == 6, "sshd to see the end of both connections of each job")
     assert "Received disconnect" not in sshd_log()
 
 
-def test_the_elapsed_time_holds_the_connecting_and_a_job_logs_in_twice(daemon, line, jobs, local):
-    """First for the login folder alone, then for the transfer: libcurl does not use the first connection again."""
+def test_the_elapsed_time_includes_connecting_and_a_job_logs_in_twice(daemon, line, jobs, local):
+    """First for the login folder, then for the transfer: libcurl does not reuse the first connection."""
     _, relay = line(hold_s=2)
     notice = jobs.download("a", local / "b", **SFTP)
     assert notice.outcome == (0, 0)

@@ -1,4 +1,4 @@
-"""From the first fork to the start-up notice, and the ways in which that fails."""
+"""From the first fork to the start notice, and how that can fail."""
 
 import os
 import pathlib
@@ -22,12 +22,12 @@ FAILED = bytes.fromhex("0a0301 0800 00000000 01000000 05000000")
 
 
 def without_reserved(raw):
-    """Byte 3 and bytes 6 and 7 of a notice say nothing."""
+    """Bytes 3, 6 and 7 of a notice are unused."""
     return raw[:3] + raw[4:6] + raw[8:]
 
 
 def strace(*injections):
-    """Runs the daemon so that system calls fail: "setsid:error=EPERM"."""
+    """Runs the daemon with failing system calls, e.g. "setsid:error=EPERM"."""
     options = [option for injection in injections for option in ("-e", f"inject={injection}")]
     return ["strace", "-f", "-qq", "-o", "/dev/null", *options]
 
@@ -100,13 +100,13 @@ def test_a_start_needs_no_network_manager(unstarted, log):
     assert len(log.errors()) == 1
 
 
-def test_without_a_log_socket_the_console_gets_the_lines(unstarted, network_manager, console):
+def test_without_a_log_socket_the_lines_go_to_the_console(unstarted, network_manager, console):
     os.unlink(LOG_SOCKET)
     os.mkdir(CONTROL_SOCKET)
     unstarted.launch()
     assert unstarted.statuses_of_all() == [0, 0, 0]
     wait_until(lambda: "\n" in console.text, "a line on the console")
-    # What the C library does with LOG_PID and LOG_CONS.
+    # The C library's format with LOG_PID and LOG_CONS.
     assert re.match(
         r"libftp_clientd_if\[\d+\]: "
         r"error: ftp_clientd_if\(119\): errno\(98\) Address already in use\n",
@@ -135,11 +135,11 @@ def a_folder_as_console():
 
 def no_null_device():
     subprocess.run(["umount", "--lazy", "/dev/null"], check=True)
-    # Somebody may still need it; the daemon looks for this name.
+    # Moved, because other programs of this world may still need it.
     shutil.move("/dev/null", "/dev/null.away")
 
 
-# (what is wrong: the machine or a system call; statuses; what is logged)
+# (the fault, in the machine or a system call; statuses; what is logged)
 FATAL = {
     "missing-console": (no_console_and_no_room_for_one, [0, 0, 1], "967): errno(30) Read-only file system"),
     "odd-console": (a_folder_as_console, [0, 0, 1], "967): errno(21) Is a directory"),
@@ -159,15 +159,15 @@ def test_a_daemonising_failure_is_logged_and_ends_with_status_1(unstarted, log, 
         unstarted.launch()
     else:
         if is_emulated():
-            wrong = wrong.replace("clone3,", "")  # its own threads need that one
+            wrong = wrong.replace("clone3,", "")  # strace's own threads need that one
         unstarted.launch(wrapper=strace(wrong), **NO_LEAK_CHECK)
     assert unstarted.statuses_of_all() == statuses
     log.wait_for(f"^error: ftp_clientd{re.escape('(' + line)}\\n$")
     assert not os.path.exists(CONTROL_SOCKET)
 
 
-def test_a_failed_socket_call_leaves_a_daemon_that_hears_nothing(unstarted, network_manager, log):
-    # The first socket of the process is the control socket; the log's comes with the first line.
+def test_after_a_failed_socket_call_the_daemon_runs_without_clients(unstarted, network_manager, log):
+    # The process's first socket is the control socket; the log's is created with the first line.
     unstarted.start(wrapper=strace("socket:error=EMFILE:when=1"), **NO_LEAK_CHECK)
     assert without_reserved(network_manager.wait_for(wire.NOTICE_STARTED).raw) == STARTED
     log.wait_for(r"^error: ftp_clientd_if\(108\): errno\(24\) Too many open files\n$")
@@ -182,12 +182,12 @@ def test_a_failed_listen_is_announced(unstarted, network_manager, log):
 
 
 def test_no_signal_but_the_three_that_end_it_is_caught_or_ignored(daemon, jobs, local):
-    """A broken pipe above all: what sends says itself that it wants no signal. A job changes nothing of this."""
+    """In particular SIGPIPE: every send has MSG_NOSIGNAL. A job does not change this."""
     (local / "a").write_bytes(b"1")
     jobs.upload(local / "a", "a", port=1)
     status = pathlib.Path(f"/proc/{daemon.pid}/status").read_text()
     masks = dict(re.findall(r"^(Sig\w{3}):\s*(\w+)$", status, re.MULTILINE))
-    usual = (1 << 31) - 1  # above it are those that the C library keeps for its threads
+    usual = (1 << 31) - 1  # higher ones are reserved for the C library's threads
     ending = sum(1 << number - 1 for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM))
     assert (int(masks["SigCgt"], 16) & usual, int(masks["SigIgn"], 16) & usual) == (ending, 0)
 

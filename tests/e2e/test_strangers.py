@@ -1,4 +1,4 @@
-"""Beside programs that take no turns, what a command says of its job is true, or it says that it does not know."""
+"""With other programs that take no turns, a command's report of its job is true, or it says that it does not know."""
 
 import contextlib
 
@@ -39,7 +39,7 @@ def stops(_):
     return client.cancel()
 
 
-# Each a list of (what it does, seconds between two of them).
+# Each is a list of (action, seconds between two of them).
 STRANGERS = {
     "looks": [(looks("other"), EVERY_S)],
     "looks-at-a-longer": [(looks("longer"), EVERY_S)],
@@ -57,7 +57,7 @@ FURTHER_KINDS = ("verify", "missing", "get", "no-wait", "resume")  # where there
 
 
 def resumed(local, vsftpd):
-    """1,000,000 bytes of which 600,000 are there."""
+    """A resume of 1,000,000 bytes, of which the server has 600,000."""
     vsftpd.put("big", CONTENT[:BEGUN])
 
     def judge(_):
@@ -77,7 +77,7 @@ def beside(name, local):
 
 
 @pytest.mark.parametrize("name", STRANGERS)
-def test_beside_strangers_success_is_never_another_ones(site, vsftpd, local, name):
+def test_with_strangers_a_success_is_never_anothers(site, vsftpd, local, name):
     whenever = [(0, float("inf"))] if name in STOPPERS else []
     jobs = []
     with beside(name, local):
@@ -91,10 +91,10 @@ def test_beside_strangers_success_is_never_another_ones(site, vsftpd, local, nam
 
 
 @pytest.mark.parametrize("name", ["looks", "looks-without-pause"])
-def test_a_start_that_comes_too_early_is_made_again(site, local, name):
-    """The daemon refuses a start with 5 while the job before has ended and is not yet reported."""
+def test_a_start_that_comes_too_early_is_repeated(site, local, name):
+    """The daemon refuses a start with 5 if the last job has ended but is not yet reported."""
     with beside(name, local) as strangers:
         for _ in range(5):
             job = site.job("no-wait").start().wait()
             assert not job.wrong(), job
-    assert strangers[0].said.get((1, 5), 0) > 0  # it met such a start, as our five jobs may have
+    assert strangers[0].said.get((1, 5), 0) > 0  # hit by such a refusal, as our five jobs may have been

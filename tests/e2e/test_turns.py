@@ -1,4 +1,4 @@
-"""Programs take turns at the daemon: each is told of its own job, in the order in which they came."""
+"""Programs take turns at the daemon: each gets its own job's outcome, in the order of arrival."""
 
 import itertools
 import json
@@ -18,13 +18,13 @@ from harness.waiting import DEADLINE_S, HELD_UP_S, holds_for, wait_until, within
 
 DONE, TURN, CANCELED, NO_LOCAL_FILE = 0, 4, 21, 59
 TRIES = 3
-AT_ONCE_S = 1 + HELD_UP_S  # where it would else last for ever
+AT_ONCE_S = 1 + HELD_UP_S  # limit for what would otherwise last for ever
 URL = "ftp://alice@127.0.0.1"
 LISTED = b"-rw-r--r-- 1 alice alice 400 Jan 15 2020 f\r\n"
 KINDS = contention.Site.KINDS
 PAIRS = [*itertools.combinations_with_replacement(KINDS, 2)]
 SLICES = 4
-SLOW_BYTES_PER_S = 200000  # so that a cancel also meets a job that runs
+SLOW_BYTES_PER_S = 200000  # slow enough for a cancel to find a running job
 
 
 @pytest.fixture
@@ -44,7 +44,7 @@ def ended_well(*processes):
 
 
 @pytest.mark.parametrize("part", range(SLICES))
-def test_of_two_commands_at_once_each_is_told_its_own_outcome(site, part):
+def test_of_two_simultaneous_commands_each_gets_its_own_outcome(site, part):
     started = []
     for kinds in PAIRS[part::SLICES]:
         jobs = [site.job(kind).start() for kind in kinds]
@@ -56,7 +56,7 @@ def test_of_two_commands_at_once_each_is_told_its_own_outcome(site, part):
         wait_until(lambda job=job: job.wrong_in_the_end(job) is None, f"what was started to arrive: {job}")
 
 
-def test_those_who_wait_are_served_in_the_order_in_which_they_came(daemon, vsftpd, local):
+def test_waiting_commands_are_served_in_the_order_of_arrival(daemon, vsftpd, local):
     site = contention.Site(local, [URL])
     jobs, ended = [], []
     with turns.Turn():
@@ -70,10 +70,10 @@ def test_those_who_wait_are_served_in_the_order_in_which_they_came(daemon, vsftp
     assert turns.waiting() == 0 and turns.is_free()
 
 
-def test_the_wait_for_a_turn_has_a_limit_and_is_told_after_a_second(daemon, scripted, local):
+def test_the_wait_for_a_turn_has_a_limit_and_is_reported_after_a_second(daemon, scripted, local):
     scripted(files={"a": b"content"})
     (local / "a").write_bytes(b"old")
-    cases = [  # limit, option, shortest and longest time, is it told
+    cases = [  # limit, option, shortest and longest time, is the wait reported
         ("0", [], 0, AT_ONCE_S, False),
         ("300ms", [], 0.3, 0.3 + AT_ONCE_S, False),
         ("4.5", [], 4.5, 4.5 + AT_ONCE_S, True),
@@ -92,13 +92,13 @@ def test_the_wait_for_a_turn_has_a_limit_and_is_told_after_a_second(daemon, scri
     assert ftpctl.run("get", "--wait-turn", "0", f"{URL}/a", local / "a").status == DONE
 
 
-def test_a_job_of_a_program_without_turns_is_waited_for_and_told(daemon, scripted, local):
-    """wait-turn limits this as well; then the job that ran goes on."""
+def test_the_wait_for_a_job_of_a_program_without_turns_is_reported(daemon, scripted, local):
+    """--wait-turn limits this as well; the running job continues."""
     server = scripted(files={"a": b"content", "b": b"b"})
     held = server.hold("RETR")
     assert client.download("b", local / "b") == (0, 0)
     server.wait_for_command("RETR")
-    for _ in range(TRIES):  # it asks what runs for a second at most; then the line is shorter
+    for _ in range(TRIES):  # without a reply within a second the line is shorter
         ended = ftpctl.run("get", "--wait-turn", "4.5", f"{URL}/a", local / "a")
         assert ended.status == TURN, ended
         assert ended.err.startswith("waiting for another program"), ended
@@ -127,7 +127,7 @@ def test_a_signal_ends_the_wait_at_once(daemon, scripted, local, number):
     assert os.listdir(local) == []
 
 
-# phase: the words of the command, what the server holds back then, and how often it has come by then
+# phase: the command, the verb that the server holds back then, and its count by then
 PHASES = {
     "started": (("get", f"{URL}/f", "LOCAL"), "USER", 1),
     "downloading": (("get", f"{URL}/f", "LOCAL"), "RETR", 1),
@@ -142,7 +142,7 @@ PHASES = {
 
 @pytest.mark.parametrize("phase", PHASES)
 def test_a_killed_holder_frees_the_turn_at_once(daemon, scripted, local, phase):
-    """Its job goes on at the daemon; who comes next waits for that, and is told of its own."""
+    """Its job continues in the daemon; the next program waits for that and gets the outcome of its own."""
     words, verb, times = PHASES[phase]
     server = scripted(Plan(listing=LISTED), files={"f": b"f" * 400, "next": b"mine"})
     (local / "source").write_bytes(bytes(1000))
@@ -165,7 +165,7 @@ def test_a_killed_holder_frees_the_turn_at_once(daemon, scripted, local, phase):
     assert (local / "next").read_bytes() == b"mine"
 
 
-def test_one_who_is_killed_while_it_waits_is_passed_over(daemon, scripted, local):
+def test_a_command_killed_while_it_waits_is_skipped(daemon, scripted, local):
     scripted(files={"a": b"a", "b": b"b"})
     with turns.Turn():
         first = ftpctl.start("get", f"{URL}/a", local / "a")
@@ -178,7 +178,7 @@ def test_one_who_is_killed_while_it_waits_is_passed_over(daemon, scripted, local
     assert (local / "b").read_bytes() == b"b"
 
 
-def test_a_file_that_goes_while_its_upload_waits_is_told_as_missing(daemon, vsftpd, local):
+def test_a_file_removed_while_its_upload_waits_is_reported_as_missing(daemon, vsftpd, local):
     (local / "a").write_bytes(b"content")
     with turns.Turn():
         process = ftpctl.start("put", local / "a", f"{URL}/a")
@@ -213,7 +213,7 @@ UNTAKABLE = {
 
 
 @pytest.mark.parametrize("kind", UNTAKABLE)
-def test_where_no_turn_can_be_taken_a_command_goes_on_without_and_says_so_once(daemon, vsftpd, local, kind):
+def test_without_turns_a_command_runs_with_one_warning(daemon, vsftpd, local, kind):
     spoil, reason = UNTAKABLE[kind]
     for name in ("a", "b"):
         (local / name).write_bytes(name.encode())
@@ -234,8 +234,8 @@ def test_where_no_turn_can_be_taken_a_command_goes_on_without_and_says_so_once(d
 
 
 @pytest.mark.parametrize("mode", [0o600, 0o644, 0o666], ids=oct)
-def test_with_another_user_turns_are_taken_as_far_as_the_file_lets(daemon, vsftpd, local, mode):
-    """Reading is enough to hold and to wait for the turn; where not even that is allowed, it is told."""
+def test_another_user_takes_turns_as_far_as_the_file_allows(daemon, vsftpd, local, mode):
+    """Read permission is enough to hold the turn and to wait for it; without it there is a warning."""
     if one_user_only():
         pytest.skip("needs a second user")
     os.close(os.open(turns.FILE, os.O_CREAT))

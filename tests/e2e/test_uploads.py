@@ -22,13 +22,13 @@ def test_a_file_arrives_whole(daemon, vsftpd, jobs, local, passive_mode):
         assert vsftpd.read("a.bin") == content_of(size)
 
 
-def test_missing_folders_are_made(daemon, vsftpd, jobs, local):
+def test_missing_folders_are_created(daemon, vsftpd, jobs, local):
     (local / "a").write_bytes(b"deep")
     assert jobs.upload(local / "a", "one/two three/ü/a.bin").outcome == (0, 0)
     assert vsftpd.read("one/two three/ü/a.bin") == b"deep"
 
 
-def test_a_name_arrives_at_the_server_as_it_is(daemon, vsftpd, jobs, local):
+def test_a_name_arrives_at_the_server_unchanged(daemon, vsftpd, jobs, local):
     for name in NAMES:
         (local / "a").write_bytes(name.encode())
         assert jobs.upload(local / "a", name).outcome == (0, 0), name
@@ -51,7 +51,7 @@ def test_a_missing_local_file_fails_with_10(daemon, scripted, jobs, log, local):
     assert not server.sessions
 
 
-def test_a_folder_that_must_not_be_written_is_a_network_error(daemon, vsftpd, jobs, local):
+def test_a_read_only_folder_is_a_network_error(daemon, vsftpd, jobs, local):
     vsftpd.path("closed").mkdir(mode=0o555)
     (local / "a").write_bytes(b"x")
     notice = jobs.upload(local / "a", "closed/a")
@@ -61,13 +61,13 @@ def test_a_folder_that_must_not_be_written_is_a_network_error(daemon, vsftpd, jo
 BAD_ENDS = {
     "disk-full": (Plan(closing="452 disk full"), [18]),
     "too-much": (Plan(closing="552 too much"), [70]),
-    # The source is all sent; the server kept less of it and says so.
+    # The whole file is sent, but the server says that it kept less.
     "stops-taking": (Plan(take=take_then("close", 10), closing="426 lost it"), [18, 55]),
 }
 
 
 @pytest.mark.parametrize("plan, curl_codes", BAD_ENDS.values(), ids=BAD_ENDS)
-def test_a_bad_last_reply_fails_although_all_data_went(daemon, scripted, jobs, local, plan, curl_codes):
+def test_a_bad_last_reply_is_a_failure_though_all_data_was_sent(daemon, scripted, jobs, local, plan, curl_codes):
     scripted(plan)
     (local / "a").write_bytes(b"all of it" * 10)
     notice = jobs.upload(local / "a", "a")
@@ -100,7 +100,7 @@ def test_uploads_send_no_size_and_one_stor(daemon, scripted, jobs, local):
     assert server.stored == [("STOR", "f", b"content")]
 
 
-# (resume word, how much is sent of a file whose first half the server has): only the low byte counts
+# (resume word, how much of a file is sent when the server has its first half): only the low byte counts
 @pytest.mark.parametrize("resume, size, sent", [(1, 2 * MIB, MIB), (0x100, 2000, 2000)])
 def test_an_upload_is_resumed_where_the_remote_file_ends(daemon, vsftpd, jobs, log, local, resume, size, sent):
     (local / "a").write_bytes(content_of(size))
@@ -113,7 +113,7 @@ def test_an_upload_is_resumed_where_the_remote_file_ends(daemon, vsftpd, jobs, l
     assert vsftpd.read("a.bin") == content_of(size)
 
 
-def test_a_resume_without_an_earlier_look_fails_with_5(daemon, scripted, jobs, log, local):
+def test_a_resume_without_an_earlier_look_up_fails_with_5(daemon, scripted, jobs, log, local):
     server = scripted()
     (local / "a").write_bytes(b"x")
     assert jobs.upload(local / "a", "a", resume=1).outcome == (1, wire.INTERNAL)

@@ -1,4 +1,4 @@
-"""Uploads by the Zixi engine, with the feeder library that puts them into a folder."""
+"""Uploads by the Zixi engine, with the stand-in library that stores them in a folder."""
 
 import struct
 
@@ -15,16 +15,16 @@ each_protocol = pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
 
 @pytest.fixture
 def zixi(feed):
-    """A fast daemon with an obliging library."""
+    """A fast daemon with a library without faults."""
     return feed()
 
 
 def tells_of(notice, size):
-    """An upload that went well."""
+    """A successful upload."""
     assert notice.head == (10, 1, 1, 56, 0)
     assert notice.outcome == (0, 0)
     assert notice.sizes == (size, size)
-    assert notice.exec_info.elapsed_time >= 1  # of the daemon's clock: the first look is a second after the start
+    assert notice.exec_info.elapsed_time >= 1  # by the daemon's clock: the first sample is taken a second after the start
     assert notice.exec_info[3:] == (0, 0, ZIXI, 0, 0)
 
 
@@ -53,7 +53,7 @@ PLACES = [
 ]
 
 
-def test_only_the_directory_of_the_remote_path_counts(zixi, jobs, local):
+def test_only_the_directory_of_the_remote_path_is_used(zixi, jobs, local):
     for size, (remote_path, name, expected) in enumerate(PLACES, 10):
         make_file(local / name, size)
         tells_of(jobs.zixi_upload(local / name, remote_path), size)
@@ -71,7 +71,7 @@ def test_the_console_shows_each_line_of_the_library_unchanged(zixi, jobs, consol
     )
 
 
-def test_the_start_names_the_library_and_its_version(zixi, log):
+def test_the_start_logs_the_library_and_its_version(zixi, log):
     log.wait_for(r"^zixi_func\(180\): libZixifeeder/0\.1\.0\.0\n$")
 
 
@@ -102,14 +102,14 @@ def test_an_existing_remote_file_is_replaced_for_0_only(zixi, jobs, log, local):
         assert feeder.stored() == {"d/a": b"new one" if replaced else b"old"}, word
 
 
-def test_a_new_remote_file_needs_no_leave_to_overwrite(zixi, jobs, local):
+def test_a_new_remote_file_needs_no_permission_to_overwrite(zixi, jobs, local):
     for word, _ in OVERWRITE:
         make_file(local / f"{word}", 9)
         tells_of(jobs.zixi_upload(local / f"{word}", "a", resume=word), 9)
         assert (FOLDER / f"{word}").read_bytes() == (local / f"{word}").read_bytes()
 
 
-# (user, password of the request, whether the server lets them in)
+# (user and password of the request, are they accepted)
 LOGINS = [
     ("alice", "secret", True),
     ("alice", "Secret", False),
@@ -119,7 +119,7 @@ LOGINS = [
 ]
 
 
-def test_only_the_right_credentials_are_let_in(feed, jobs, log, local):
+def test_only_the_right_credentials_are_accepted(feed, jobs, log, local):
     feed(user="alice", password="secret")
     make_file(local / "a", 9)
     for user, password, right in LOGINS:
@@ -138,7 +138,7 @@ def test_the_longest_credentials_arrive_whole(feed, jobs, local):
 
 
 def test_credentials_come_from_the_zixi_fields_only(feed, jobs, local):
-    """What other protocols read as user, and the password's first 32 bytes, do not matter here."""
+    """The other protocols' user name and the password's first 32 bytes do not matter here."""
     feed(user="zoe", password="key")
     make_file(local / "a", 9)
     field = b"x" * 32 + feeder.credentials("zoe", "key")[32:]
@@ -151,7 +151,7 @@ def test_a_download_is_refused_and_starts_nothing(zixi, jobs, network_manager, l
     assert feeder.said(log) == ["error: ftp_clientd(393): command_download(): Failed(15)\n"]
     assert client.nothing() == (0, 15)
     assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
-    # A later job's notice is the first one: the refused download sent none, and made no file.
+    # The first notice is a later job's: the refused download sent none and created no file.
     make_file(local / "b", 4)
     tells_of(jobs.zixi_upload(local / "b", "b", protocol=protocol), 4)
     assert [notice.code for notice in network_manager.notices] == [3, 1]
@@ -159,7 +159,7 @@ def test_a_download_is_refused_and_starts_nothing(zixi, jobs, network_manager, l
 
 
 @each_protocol
-def test_file_information_ends_at_once_and_tells_a_fixed_block(zixi, jobs, log, protocol):
+def test_file_information_ends_at_once_and_returns_a_fixed_block(zixi, jobs, log, protocol):
     notice = jobs.zixi_file_info(protocol=protocol)
     assert notice.head == (10, 2, 1, 56, 0)
     assert notice.outcome == (0, 0)
@@ -174,7 +174,7 @@ def test_file_information_ends_at_once_and_tells_a_fixed_block(zixi, jobs, log, 
 
 
 def test_the_librarys_error_stays_until_the_next_upload(feed, jobs, local):
-    """The word is not reset at a start, so file information repeats it; an upload clears it."""
+    """A start does not reset the word, so file information repeats it; an upload clears it."""
     feed(fail="zixi_upload_file:-17:1")
     make_file(local / "a", 5)
     assert jobs.zixi_upload(local / "a", "a").outcome == (1, wire.NETWORK)

@@ -1,4 +1,4 @@
-"""Cancelling Zixi uploads, and ending the daemon in the middle of one."""
+"""Cancelling Zixi uploads, and ending the daemon during one."""
 
 import signal
 import time
@@ -30,7 +30,7 @@ def start_slow_upload(feed, local):
 
 
 def cancel_s(result=wire.CANCELED):
-    """How long the cancel took. result: what the cancelled job is left with."""
+    """The duration of the cancel. result: the cancelled job's."""
     begin = time.monotonic()
     assert client.cancel() == (0, 0, 2)
     taken_s = time.monotonic() - begin
@@ -40,7 +40,7 @@ def cancel_s(result=wire.CANCELED):
 
 @pytest.fixture
 def only_the_next_job_is_announced(jobs, network_manager, local):
-    """To be called. Notices keep their order: when the next job's has come, no earlier one is on its way."""
+    """A function. Notices keep their order: after that of the next job, none of an earlier job can come."""
 
     def play():
         notice = jobs.zixi_upload(make_file(local / "next", 10), "next")
@@ -69,7 +69,7 @@ def test_a_running_upload_is_cancelled_within_a_period(
     only_the_next_job_is_announced()
 
 
-def test_an_upload_that_is_whole_but_not_looked_at_yet_can_be_cancelled(
+def test_a_complete_upload_can_be_cancelled_before_its_next_sample(
     feed, only_the_next_job_is_announced, log, local
 ):
     feed(speed=SLOW)
@@ -81,10 +81,10 @@ def test_an_upload_that_is_whole_but_not_looked_at_yet_can_be_cancelled(
     only_the_next_job_is_announced()
 
 
-def test_a_cancel_between_attempts_takes_effect_in_the_upload_that_follows(
+def test_a_cancel_between_attempts_takes_effect_in_the_next_upload(
     start_slow_upload, only_the_next_job_is_announced, log
 ):
-    """The flag is looked at with the progress, nowhere else."""
+    """The flag is only checked with the progress."""
     start_slow_upload(speed=0.5, fail="zixi_upload_file:-21:3")
     log.wait_for(r"zixi_func\(623\)")
     cancel_s()
@@ -95,9 +95,9 @@ def test_a_cancel_between_attempts_takes_effect_in_the_upload_that_follows(
     only_the_next_job_is_announced()
 
 
-# (speed, calls of the library that fail, the line after which the cancel comes, longest time, error, failed starts)
+# (speed, failing calls of the library, line before the cancel, longest time, error, failed starts)
 LEFT_WITH_16 = {
-    # It waits for the last attempt.
+    # The cancel waits for the last attempt.
     "all-attempts-fail": (0.5, "zixi_upload_file:3:5", r"zixi_func\(623\)", 60, 3, 5),
     "connection-lost": (SLOW, "zixi_get_upload_progress:-17:1:1", r"^zixi_func\(731\)", CANCELED_S, -17, 0),
 }
@@ -140,7 +140,7 @@ def test_a_cancel_of_an_idle_engine_is_refused_with_2(feed, jobs, log, local):
     assert client.state()[:6] == (0, 0, 0, 2, 0, 1)
     jobs.zixi_file_info()
     assert client.cancel() == (1, 2, 3)
-    # The mark that it leaves is gone with the next start.
+    # The next start clears its flag.
     assert jobs.zixi_upload(local / "a", "a").outcome == (0, 0)
     assert client.state().cancel == 0
 
@@ -168,8 +168,8 @@ def test_a_signal_between_attempts_ends_with_status_0_at_once(start_slow_upload,
 
 @pytest.mark.timeout(200)
 def test_ending_in_the_middle_of_an_upload_never_crashes(endings, local):
-    """Each time a little later in the transfer: library and engine run on threads of their own."""
+    """Each time a little later in the transfer; library and engine run on their own threads."""
     make_file(local / "a", 10000000)
     for ending in endings(15, speed=20, **feeder.knobs()):
         assert feeder.upload(local / "a", "a") == (0, 0)
-        time.sleep(ending / 100)  # not a wait: spreads the moments of the signal
+        time.sleep(ending / 100)  # varies the moment of the signal

@@ -1,4 +1,4 @@
-"""Many jobs, engine after engine: nothing grows. FTP_CLIENTD_JOBS tells how many."""
+"""FTP_CLIENTD_JOBS jobs of both engines in turn: nothing grows."""
 
 import os
 
@@ -12,7 +12,7 @@ from harness.waiting import wait_until
 
 JOBS = int(os.environ.get("FTP_CLIENTD_JOBS", "300"))
 WARM_UP_ROUNDS = 5
-# Of a page here and there; a leak of 32 bytes a job would be more than that in 10,000 jobs.
+# Allows a few pages; a leak of 32 bytes per job would exceed that in 10,000 jobs.
 GROWTH_KIB = 256
 
 
@@ -22,7 +22,7 @@ def zixi_cancelled(local):
     return 0, 0
 
 
-# A round: (what starts the job, (code, result, detail) of its notice). The engines take turns.
+# A round: (start of a job, (code, result, detail) of its notice). The engines alternate.
 ROUND = [
     (lambda local: client.upload(local / "a", "a"), (wire.NOTICE_UPLOAD, 0, 0)),
     (lambda local: feeder.upload(local / "a", "d/a", user="u", password="p"), (wire.NOTICE_UPLOAD, 0, 0)),
@@ -45,7 +45,7 @@ def play_round(network_manager, local):
 
 
 def held(daemon):
-    """What must stay: open files, and how many threads."""
+    """What must not change: open files and the number of threads."""
     return daemon.descriptors(), daemon.threads()
 
 
@@ -57,7 +57,7 @@ def test_nothing_grows_over_jobs_of_both_engines(launch, network_manager, script
         files={"file": b"1234"},
     )
     make_file(local / "a", 70000)
-    # One heap: which of several a thread takes is no news of the daemon.
+    # One heap: which of several a thread would use does not depend on the daemon.
     daemon = launch(speed=SPEED, MALLOC_ARENA_MAX="1", **feeder.knobs())
     for _ in range(WARM_UP_ROUNDS):
         play_round(network_manager, local)

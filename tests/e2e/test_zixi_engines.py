@@ -1,4 +1,4 @@
-"""Two engines, one daemon: it asks the engine of the last request, and that one only."""
+"""Two engines in one daemon: only the engine of the last request is active."""
 
 import pytest
 
@@ -12,7 +12,7 @@ PASSES_S = 0.5  # in which the daemon's loop goes round several times
 
 @pytest.fixture
 def zixi(feed):
-    """A daemon whose Zixi uploads of a few bytes take a second, of more take long."""
+    """A daemon whose Zixi uploads take a second for a few bytes, and long for more."""
     return feed(speed=1, rate=10000)
 
 
@@ -23,14 +23,14 @@ def idle_threads(zixi):
 
 @pytest.fixture
 def held(scripted):
-    """An FTP server that lets an upload begin when its gate is set."""
+    """An FTP server that holds an upload back until its gate is set."""
     server = scripted()
     server.gate = server.hold("STOR")
     return server
 
 
 def start_held_upload(server, local):
-    """A libcurl upload that goes on until the gate is set."""
+    """A libcurl upload that waits for the gate."""
     (local / "curl").write_bytes(b"by libcurl")
     assert client.upload(local / "curl", "curl") == (0, 0)
     server.wait_for_command("STOR")
@@ -68,7 +68,7 @@ def test_both_run_side_by_side_and_only_the_last_ones_job_is_announced(
     assert [content for _, _, content in held.stored] == [b"by libcurl"]
     assert feeder.stored() == {"zixi": (local / "zixi").read_bytes()}
     assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
-    # The libcurl job was never reported: the next start meets its worker, fails and forgets it.
+    # The libcurl job was never reported: the next start finds its worker unjoined, fails and forgets it.
     assert client.upload(local / "curl", "again") == (1, wire.INTERNAL)
     log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
     assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
@@ -84,7 +84,7 @@ STARTS = {
 
 
 @pytest.mark.parametrize("command", STARTS)
-def test_a_zixi_job_that_ended_unasked_is_met_by_the_next_start(
+def test_an_unreported_zixi_job_makes_the_next_start_fail(
     zixi, idle_threads, scripted, jobs, network_manager, log, local, command
 ):
     scripted(files={"a": b"1"})
@@ -94,8 +94,8 @@ def test_a_zixi_job_that_ended_unasked_is_met_by_the_next_start(
     workers_end(zixi, idle_threads)
     assert (FOLDER / "zixi").exists()
     assert holds_for(lambda: codes(network_manager) == [3, 0], PASSES_S)
-    # The start fails, and with the engine active again the worker is joined and reported:
-    # as a job of the kind that was asked for now, with the result of that.
+    # The start fails, and as the engine is active again, the worker is joined and reported,
+    # but with the kind and result of the refused start.
     assert STARTS[command](local / "zixi") == (1, wire.INTERNAL)
     code = wire.STARTS[command].notice
     notice = network_manager.wait_for(code)
@@ -111,12 +111,12 @@ def test_a_zixi_job_that_ended_unasked_is_met_by_the_next_start(
     assert network_manager.notices[-1].outcome == (0, 0)
 
 
-def test_a_busy_zixi_engine_refuses_with_3_and_goes_on(zixi, network_manager, log, local):
+def test_a_busy_zixi_engine_refuses_with_3_and_continues(zixi, network_manager, log, local):
     start_long_upload(local)
     make_file(local / "other", 5)
     assert feeder.upload(local / "other", "other", protocol=wire.ZIXI_5) == (1, wire.BUSY)
     assert feeder.file_info() == (1, wire.BUSY)
-    # A download is not supported, busy or not.
+    # Downloads are never supported.
     assert client.download("a", local / "a", protocol=wire.ZIXI_4) == (1, wire.NOT_SUPPORTED)
     refused = [(wire.UPLOAD, 3), (wire.DL_FILE_INFO, 3), (wire.DOWNLOAD, 15)]
     assert feeder.said(log) == [f"error: {wire.STARTS[command].named}: Failed({why})\n" for command, why in refused]
@@ -133,7 +133,7 @@ def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, jobs, 
     assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
     assert client.upload(local / "curl", "b") == (1, wire.BUSY)
     assert client.download("b", local / "b") == (1, wire.BUSY)
-    # The last request, although refused, was libcurl's.
+    # Even a request refused as busy selects its engine, here libcurl's.
     assert client.cancel() == (0, 0, 2)
     assert client.nothing() == (0, wire.BUSY)
     scripted(files={"a": b"1"}, port=2100)
@@ -150,7 +150,7 @@ def test_a_refused_zixi_download_makes_the_zixi_engine_active(
     start_held_upload(held, local)
     assert client.state().running == 1
     assert client.download("a", local / "a", protocol=protocol) == (1, wire.NOT_SUPPORTED)
-    # Nothing ever ran there.
+    # Nothing has run there.
     assert client.state()[:6] == (0, 0, 0, 0, 0, 0)
     assert client.cancel() == (1, wire.NOT_RUNNING, 0)
     assert client.state()[:6] == (0, 0, 0, 0, 0, 1)
@@ -171,7 +171,7 @@ def test_a_busy_answer_makes_the_busy_engine_active_again(zixi, held, network_ma
     assert codes(network_manager) == [3, 1]
 
 
-def test_a_request_that_cannot_be_read_leaves_the_active_engine(zixi, held, network_manager, local):
+def test_an_invalid_request_keeps_the_active_engine(zixi, held, network_manager, local):
     start_held_upload(held, local)
     request = wire.request(remote_path="x" * 512, local_path="/run/l", protocol=wire.ZIXI_4)
     assert client.ask(wire.UPLOAD, request) == bytes([1, 0, 0, 0, 5, 0, 0, 0])
@@ -188,7 +188,7 @@ def test_a_cancel_reaches_the_engine_of_the_last_request_only(
     assert client.cancel() == (0, 0, 2)
     assert log.count(r"zixi_func\(756\)") == 1
     assert client.state()[:6] == (0, 0, 0, 2, wire.CANCELED, 1)
-    # libcurl's job never heard of it.
+    # libcurl's job is not affected.
     assert client.upload(local / "curl", "b") == (1, wire.BUSY)
     assert client.state()[:6] == (0, 0, 1, 2, 0, 0)
     held.gate.set()
@@ -197,12 +197,12 @@ def test_a_cancel_reaches_the_engine_of_the_last_request_only(
     assert codes(network_manager) == [3, 1]
 
 
-def test_file_information_is_that_of_the_engine_of_the_last_request(zixi, scripted, jobs):
+def test_file_information_comes_from_the_engine_of_the_last_request(zixi, scripted, jobs):
     scripted(Plan(listing=b"-rw-r--r--   1 user group   77 Dec 31  2012 a\r\n"))
     jobs.file_info("a")
     assert client.get_file_info()[:5] == (0, 0, 1, 1, 77)
     jobs.zixi_file_info()
     assert client.get_file_info()[:6] == (0, 0, 1, 0, -1, -1)
-    # libcurl's engine has kept what it found.
+    # libcurl's engine has kept its file information.
     jobs.upload("/missing", "b")
     assert client.get_file_info()[4:6] == (77, 2012)

@@ -1,4 +1,4 @@
-"""Zixi uploads that fail: at each call of the library, and for the reasons of a real server."""
+"""Zixi uploads that fail: at each call of the library, and for a real server's reasons."""
 
 import time
 
@@ -25,7 +25,7 @@ AT_EACH_CALL = {
     "zixi_configure_logging:-13": ([*set_up(557, "configuring logging", -13), NETWORK], FAILED, -13),
     "zixi_configure_credentials:-7": ([*set_up(575, "configuring credentials", -7), NETWORK], FAILED, -7),
     "zixi_prepare_configuration:-5": ([*set_up(588, "preparing configuration", -5), NETWORK], FAILED, -5),
-    # It is prepared anew for each attempt.
+    # Each attempt prepares again.
     "zixi_upload_file:-21:1,zixi_prepare_configuration:3:1:1": (
         [*not_started(-21), *set_up(588, "preparing configuration", 3), NETWORK],
         FAILED,
@@ -36,7 +36,7 @@ AT_EACH_CALL = {
     "zixi_upload_file:-22": ([*not_started(-22), given_up(-22)], EXISTS, -22),
     "zixi_upload_file:-23": (for_good(-23), FAILED, -23),
     "zixi_upload_file:8": (for_good(8), FAILED, 8),
-    # Tried again, and then not.
+    # One failure is retried, the second is not.
     "zixi_upload_file:-21:2,zixi_upload_file:-22:1:2": (
         [*not_started(-21) * 2, *not_started(-22), given_up(-22)],
         EXISTS,
@@ -48,14 +48,14 @@ AT_EACH_CALL = {
         FAILED,
         -17,
     ),
-    # The end alone does not make a failure.
+    # A failing close alone does not fail the job.
     "zixi_close_stream:-1": ([*closing(-1), DONE], (0, 0), 0),
     "zixi_close_stream:3": ([*closing(3), DONE], (0, 0), 0),
 }
 
 
 @pytest.mark.parametrize("fail", AT_EACH_CALL)
-def test_a_failing_call_is_logged_named_and_told(feed, jobs, log, local, fail):
+def test_a_failing_call_is_logged_by_name_and_reported(feed, jobs, log, local, fail):
     lines, outcome, error = AT_EACH_CALL[fail]
     feed(fail=fail)
     notice = jobs.zixi_upload(make_file(local / "a", 1000), "a")
@@ -66,14 +66,14 @@ def test_a_failing_call_is_logged_named_and_told(feed, jobs, log, local, fail):
     assert client.state()[:6] == (0, 0, 0, 2, outcome[1], 0)
 
 
-def test_a_start_that_may_pass_is_tried_five_times_a_second_apart(feed, network_manager, log, local):
+def test_a_temporary_start_failure_is_tried_five_times_a_second_apart(feed, network_manager, log, local):
     speed = 10
     codes = [-21, 1, 2, 3, 4, 5, 6, 7]
     plan = (f"zixi_upload_file:{code}:{ATTEMPTS}:{i * ATTEMPTS}" for i, code in enumerate(codes))
     feed(speed=speed, fail=",".join(plan))
     make_file(local / "a", 1000)
     for job, code in enumerate(codes, 1):
-        before, begin = len(feeder.said(log)), time.monotonic()  # before the first: a line may be seen late
+        before, begin = len(feeder.said(log)), time.monotonic()  # before the first line, which may be seen late
         assert feeder.upload(local / "a", "a") == (0, 0)
         log.wait_for(r"zixi_func\(623\)", job * ATTEMPTS)
         assert time.monotonic() - begin >= (ATTEMPTS - 1) / speed, code
@@ -97,10 +97,10 @@ def test_the_second_between_attempts_is_a_real_one(feed, network_manager, log, l
 
 
 @pytest.mark.parametrize("failures", [1, ATTEMPTS - 1])
-def test_an_attempt_that_works_makes_good_the_ones_before(feed, jobs, log, local, failures):
+def test_a_successful_attempt_ends_without_an_error(feed, jobs, log, local, failures):
     feed(fail=f"zixi_upload_file:-21:{failures}")
     content = make_file(local / "a", 70000).read_bytes()
-    # Its directory part is taken once, not again for each attempt.
+    # The path is cut once, not again for each attempt.
     notice = jobs.zixi_upload(local / "a", "d/e/f/a")
     assert notice.outcome == (0, 0)
     assert notice.exec_info.zixi_error == 0
@@ -116,7 +116,7 @@ def test_the_next_job_has_five_attempts_of_its_own(feed, jobs, log, local):
     assert log.count(r"zixi_func\(623\)") == 2 * ATTEMPTS - 1
 
 
-def test_a_connection_lost_on_the_way_ends_the_upload_with_16(feed, jobs, log, local):
+def test_a_lost_connection_ends_the_upload_with_16(feed, jobs, log, local):
     feed(rate=1000, fail="zixi_get_upload_progress:-17:1:3")
     notice = jobs.zixi_upload(make_file(local / "a", 100000), "a")
     assert notice.outcome == FAILED
@@ -127,7 +127,7 @@ def test_a_connection_lost_on_the_way_ends_the_upload_with_16(feed, jobs, log, l
     assert len(feeder.samples(log)) == 3
     assert feeder.said(log) == [*uploading(-17), DONE, NETWORK]
     assert feeder.stored() == {}
-    # The stream was closed: the next upload has the library to itself.
+    # The stream was closed, so the next upload works.
     assert jobs.zixi_upload(make_file(local / "b", 10), "b").outcome == (0, 0)
 
 

@@ -1,4 +1,4 @@
-"""Another libzixiFeeder.so takes the place of the one built here, without a rebuild."""
+"""Another libzixiFeeder.so replaces the one built here, without a rebuild."""
 
 import pathlib
 
@@ -13,8 +13,8 @@ GB = 1000000000
 
 @pytest.fixture
 def other_library():
-    """Built from a source that knows none of this project's headers. It stores nothing: it tells
-    the console what it was given, and its progress is 4.5 of 6 GB, then all."""
+    """Built without this project's headers. It stores nothing: it prints its arguments on the
+    console, and its progress is 4.5 of 6 GB, then all."""
     folder = pathlib.Path(program()[-1]).parent.parent / "tests" / "other_feeder"
     assert (folder / "libzixiFeeder.so").exists(), "not built: other_feeder"
     return folder
@@ -43,7 +43,7 @@ def test_without_a_path_the_one_beside_the_daemon_is_loaded(daemon):
 
 
 def parameter_block(console):
-    """{offset: byte}; the pointer at 8 is left out, the library has followed it."""
+    """{offset: byte}; the pointer at 8 is left out, its text is printed instead."""
     block = {}
     for line in console.text.splitlines():
         for first, name in ((0, "other feeder: 0-7 "), (16, "other feeder: 16-71 ")):

@@ -1,4 +1,4 @@
-"""What a running Zixi upload tells of itself."""
+"""The progress of a running Zixi upload."""
 
 import pytest
 
@@ -13,7 +13,7 @@ TRUE = 1  # so that a second is long beside what a busy machine makes a thread w
 
 @pytest.fixture
 def uploaded(feed, jobs, local):
-    """A function that runs an upload of so many bytes to its end: the notice. Starts the daemon as well."""
+    """A function that starts the daemon and runs an upload of this size; returns the notice."""
 
     def upload(size, **knobs):
         feed(**knobs)
@@ -25,12 +25,12 @@ def uploaded(feed, jobs, local):
 
 
 def milliseconds(sample, bits):
-    """The interval that this speed was reckoned with."""
+    """The interval from which this speed was calculated."""
     return bits / sample.speed_kbits_s
 
 
 def test_each_second_has_its_line(uploaded, log):
-    """The speed is that of the first second only; from then on it is what lacks, negative."""
+    """Only the first line has a true speed; later ones have the missing bytes, negative."""
     size = 9 * MB
     notice = uploaded(size, rate=MB, speed=TRUE)
     seen = samples(log)
@@ -60,7 +60,7 @@ def test_each_second_has_its_line(uploaded, log):
 
 
 def test_a_small_file_has_one_line(uploaded, log):
-    """1000 bytes are 8 kilobits: the places behind the dot are filled with blanks."""
+    """1000 bytes are 8 kilobits: the digits after the dot are padded with blanks."""
     uploaded(1000)
     (line,) = [text for text in log.texts if text.startswith("zixi_func(731)")]
     sample = feeder.Sample.of(line)
@@ -81,19 +81,19 @@ def test_an_empty_file_has_no_total(uploaded, log):
 
 
 def test_a_total_of_0_shows_0_percent(uploaded, log):
-    """The library does not know the size: what it sent is told, the total stays as it was."""
+    """The library does not know the size: the sent bytes are reported, the total keeps its value."""
     notice = uploaded(3 * MB, rate=MB, total=0, speed=TRUE)
     seen = samples(log)
     assert {(sample.percent, sample.total_mb) for sample in seen} == {(0, 0)}
     assert seen[-1].sent_mb == 3
-    # The reference is the total, 0: the speed is that of all bytes so far.
+    # The speed is relative to the total of 0, so it counts all bytes so far.
     assert all(sample.speed_kbits_s > 0 for sample in seen)
     assert notice.exec_info[:2] == (0, 3 * MB)
     assert len(feeder.stored()["a"]) == 3 * MB
 
 
 @pytest.mark.parametrize("total", [(4 << 30) - 1, 4 << 30, 6 * GB, 1500 * GB])
-def test_sizes_above_4_gib_are_told_exactly(uploaded, log, total):
+def test_sizes_above_4_gib_are_exact(uploaded, log, total):
     notice = uploaded(90000, rate=10000, total=total, speed=TRUE)
     assert notice.exec_info[:2] == (total, total)
     seen = samples(log)
@@ -106,7 +106,7 @@ def test_sizes_above_4_gib_are_told_exactly(uploaded, log, total):
     assert len(feeder.stored()["a"]) == 90000
 
 
-def test_minutes_are_told_when_they_have_passed(uploaded, log):
+def test_elapsed_minutes_are_shown(uploaded, log):
     """70 seconds of the daemon's clock."""
     notice = uploaded(70000, rate=1000)
     assert notice.exec_info.elapsed_time >= 69
@@ -115,7 +115,7 @@ def test_minutes_are_told_when_they_have_passed(uploaded, log):
     assert minutes[-1] == int(notice.exec_info.elapsed_time // 60) >= 1
 
 
-def test_the_first_line_tells_the_minutes_that_are_left(feed, network_manager, log, local):
+def test_the_first_line_shows_the_remaining_minutes(feed, network_manager, log, local):
     feed(rate=100000, total=2000 * MB)
     make_file(local / "a", 100 * MB)
     feeder.upload(local / "a", "a")
@@ -129,7 +129,7 @@ def test_the_first_line_tells_the_minutes_that_are_left(feed, network_manager, l
     client.cancel()
 
 
-def test_command_3_follows_the_upload_whose_file_has_its_name_when_it_is_whole(feed, network_manager, local):
+def test_command_3_follows_the_upload_whose_file_gets_its_name_when_complete(feed, network_manager, local):
     feed(rate=100000, speed=TRUE)
     make_file(local / "a", MB)
     assert feeder.upload(local / "a", "d/a") == (0, 0)
@@ -150,7 +150,7 @@ def test_command_3_follows_the_upload_whose_file_has_its_name_when_it_is_whole(f
         assert state.exec_info.total_size == MB
         assert 0 < state.exec_info.transferred_size <= MB
         assert state.exec_info[3:] == (0, 0, 3, 0, 0)
-    # What the notice tells is what command 3 goes on telling.
+    # Command 3 still returns what the notice said.
     notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
     assert client.state().exec_info == notice.exec_info == states[-1].exec_info
     assert feeder.stored() == {"d/a": (local / "a").read_bytes()}

@@ -1,12 +1,12 @@
-/* Preloaded beside libfaketime on 32-bit machines: that one changes the calls with a 32-bit time_t only, and
- * here the ones with a 64-bit time_t are brought to them. */
+/* Preloaded with libfaketime on 32-bit machines. That changes only the calls with a 32-bit time_t; these
+ * functions redirect the ones with a 64-bit time_t to them. */
 #include <stdint.h>
 #include <sys/time.h>
 #include <time.h>
 
-_Static_assert(sizeof(time_t) == 4, "these calls are to go to those with a 32-bit time_t");
+_Static_assert(sizeof(time_t) == 4, "these calls redirect to those with a 32-bit time_t");
 
-/* As the C library lays them out on little-endian machines. */
+/* The C library's layouts on little-endian machines. */
 struct time64 {
     int64_t seconds;
     int32_t part; /* nanoseconds or microseconds */

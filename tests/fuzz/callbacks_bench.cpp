@@ -90,7 +90,7 @@ void bench_t::expect_info_line(const char *id, const std::string &text)
     log.push_back(std::string(id) + ": " + text + "\n");
 }
 
-// libcurl is asked for its elapsed time only.
+// The callbacks ask libcurl only for the elapsed time.
 extern "C" CURLcode __wrap_curl_easy_getinfo(CURL *, int info, ...)
 {
     require(info == CURLINFO_TOTAL_TIME, "no callback asks libcurl for anything else");

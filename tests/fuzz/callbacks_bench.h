@@ -1,4 +1,4 @@
-// What the callbacks are driven with: the input, the job they work for, and what must have come of it.
+// The fuzzer's input, the job that the callbacks work for, and the expected result.
 #pragma once
 
 #include "curl_func/data_callbacks.h"
@@ -11,7 +11,7 @@
 #include <span>
 #include <string>
 
-// The input, from which numbers and texts are taken until nothing is left: then 0 and "".
+// The input as numbers and texts; 0 and "" when it is used up.
 class dice_t
 {
 public:
@@ -42,8 +42,8 @@ struct shown_t {
     bool operator==(const shown_t &other) const;
 };
 
-// One job. Each step makes one call, and writes down in `expected` and `log` what the interface says must
-// come of it; check compares.
+// One job. Each step makes one call and stores in `expected` and `log` what must come of it according to the
+// interface; check compares.
 struct bench_t {
     explicit bench_t(std::span<const uint8_t> input);
 
@@ -51,20 +51,20 @@ struct bench_t {
     curl_e_handle_t handle = {};
     timeout_info_t timeout = {};
     shown_t expected;
-    double last_amount = 0; // bytes, as last told in this try
+    double last_amount = 0; // bytes in the last call of this try
     uint32_t callback_aborted_logged = 0;
     uint32_t operation_timed_out = 0;
     lines log;
 
     void check();
     void expect_error_line(const char *id, const std::string &text);
-    // A call that lacks something logs this line and answers as it must.
+    // Expects that a call with a missing argument logs this line and returns the right value.
     void refuses(const char *id, const char *text, bool answers_right);
     void expect_errno_line(const char *id, int number);
     void expect_info_line(const char *id, const std::string &text);
 };
 
-// libcurl's elapsed time, as it is told next.
+// libcurl's next elapsed time.
 struct told_time_t {
     bool known = true;
     double seconds = 0;

@@ -1,7 +1,7 @@
-// The engine's callbacks, called in any order with any sizes, while the job is cancelled and tried again:
-// each call must return, store and log what a second reading says.
+// The engine's callbacks, called in any order with any sizes while the job is cancelled and retried: each
+// call must return, store and log what an independent model says.
 //
-// Input: the calls, each with what it is called with (see step). A call for which nothing is left gets zeros.
+// Input: the calls with their arguments (see step). Missing arguments are zeros.
 #include "callbacks_bench.h"
 #include "local_file.h"
 #include "require.h"
@@ -16,9 +16,9 @@ namespace
 {
 
 constexpr int MOST_STEPS = 200;
-constexpr size_t MOST_BYTES = 6000; // of a local file
+constexpr size_t MOST_BYTES = 6000; // in a local file
 
-// The size of one item is 1 when libcurl calls.
+// libcurl's items always have 1 byte.
 size_t item_bytes_from(dice_t *dice)
 {
     const uint8_t drawn = dice->byte();
@@ -96,7 +96,7 @@ void step_read(bench_t *bench, read_file_t *file)
             "what is read is the file's");
 }
 
-// Names that are alike now and then; NULL among them.
+// Names that are sometimes equal, sometimes NULL.
 const char *name_from(dice_t *dice)
 {
     constexpr const char *NAMES[] = {"a", "b", "A", "", "a%s", nullptr};
@@ -142,7 +142,7 @@ void step_list(bench_t *bench)
     require(cb_list(&entry, &wanted, 1) == 0, "the listing goes on");
 }
 
-// What libcurl tells of its conversation, line ends and its own lines among it.
+// Text for the debug callback, with line ends and libcurl's own lines.
 std::string conversation_from(dice_t *dice)
 {
     constexpr std::string_view PARTS[] = {"\r\n",
@@ -204,7 +204,7 @@ void step_debug(bench_t *bench)
             "the debug callback returns 0");
 }
 
-// What others do to the job meanwhile.
+// What happens to the job between calls.
 void step_job(bench_t *bench)
 {
     const uint8_t drawn = bench->dice.byte();

@@ -1,4 +1,4 @@
-// The checks of certificate and host key, against a second reading. libsecure is played here.
+// The checks of certificate and host key, against a model. libsecure is a fake.
 #include "callbacks_bench.h"
 #include "platform/secure.h"
 #include "require.h"
@@ -13,7 +13,7 @@
 namespace
 {
 
-// What libsecure answers, and what it was asked.
+// libsecure's results, and its calls.
 struct {
     int save_result;
     int compare_result;
@@ -75,7 +75,7 @@ extern "C" void __wrap_SSL_CTX_set_cert_verify_callback(SSL_CTX *context,
     registered_ = {context, verify, argument};
 }
 
-// The lines and names in which certificates and host keys differ.
+// The log lines and names that differ between certificates and host keys.
 struct kind_of_check_t {
     const char *save;
     const char *compare;
@@ -145,7 +145,7 @@ static bool expect_secure_failure(bench_t *bench, int secure_result)
     return expect_refusal(bench, FTPCD_ERR_SECURE_UNKNOWN);
 }
 
-// Whether the server must be accepted; `calls` gets what libsecure must be asked.
+// Whether the server must be accepted; `calls` gets the expected calls of libsecure.
 static bool expect_identity(bench_t *bench, const kind_of_check_t &kind, lines *calls)
 {
     const server_auth_t &auth = job_.record.request.server_auth;
@@ -181,7 +181,7 @@ void step_ssl_ctx(bench_t *bench)
 {
     cb_auth_info_t info = {&bench->handle, &job_.record.request.server_auth};
     cb_auth_info_t *context = bench->dice.one_in(8) ? nullptr : &info;
-    int stand_in = 0; // only handed through
+    int stand_in = 0; // only passed through
     auto *ssl_ctx = bench->dice.one_in(8) ? nullptr : reinterpret_cast<SSL_CTX *>(&stand_in);
     registered_ = {};
     const CURLcode result = cb_ssl_ctx(nullptr, ssl_ctx, context);

@@ -1,4 +1,4 @@
-// The progress callbacks, against a second reading.
+// The progress callbacks, against a model.
 #include "callbacks_bench.h"
 #include "require.h"
 #include "wire/result_codes.h"
@@ -10,7 +10,7 @@ told_time_t told_time_;
 
 static constexpr double LIMIT_BYTES = 4096;
 
-// Amounts near what the callback looks at.
+// Amounts near the callback's limits.
 static double amount_from(bench_t *bench)
 {
     const double last = bench->last_amount;
@@ -76,7 +76,7 @@ static bool expect_active(const bench_t *bench, double total, double now)
     return moved || (total > 0 && now >= total);
 }
 
-// Whether the inactivity limit must abort a call that the size limit aborts or does not.
+// Whether the inactivity limit must abort the call; `abort`: the size limit does.
 static bool expect_time(bench_t *bench, bool active, bool abort)
 {
     if (!told_time_.known) {
@@ -93,7 +93,7 @@ static bool expect_time(bench_t *bench, bool active, bool abort)
     return !abort && expect_idle_limit(bench, told_time_.seconds);
 }
 
-// What a call with these amounts of the job's own direction must return.
+// Whether a call with these amounts in the job's direction must abort.
 static bool expect_progress(bench_t *bench, uint32_t kind, double total, double now)
 {
     if (kind != JOB_DOWNLOAD && kind != JOB_UPLOAD) {
@@ -119,7 +119,7 @@ void step_progress(bench_t *bench)
     const uint32_t kind = job_.record.module_info.exec;
     const double total = amount_from(bench);
     const double now = amount_from(bench);
-    const double other_total = amount_from(bench); // of the other direction
+    const double other_total = amount_from(bench); // in the other direction
     const double other_now = amount_from(bench);
     arrange_time(bench);
     const bool aborts = expect_progress(bench, kind, total, now);

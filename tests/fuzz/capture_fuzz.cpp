@@ -1,8 +1,7 @@
-// A listing that arrives in pieces of any size must give the same entries, and the same log lines, as in one
-// piece.
+// A listing in pieces of any size must give the same entries and log lines as in one piece.
 //
-// Input: 4 bytes that seed the piece sizes, 1 byte that chooses what is searched and where the callback
-// stops, the rest is the server's reply.
+// Input: 4 bytes that seed the piece sizes, 1 byte that chooses the pattern and where the callback stops, the
+// rest is the server's listing.
 #include "curl_wrapper/curl_wrapper.h"
 #include "curl_wrapper/listing_capture.h"
 #include "require.h"
@@ -27,7 +26,7 @@ struct entry_t {
     std::string line;
     std::string name;
     std::string owner;
-    list_info_t rest; // its strings are gone
+    list_info_t rest; // its strings are freed
 };
 
 struct outcome_t {
@@ -80,7 +79,7 @@ void check_buffer(const list_tmp_t *tmp)
             "no complete line is left waiting");
 }
 
-// `next_piece` gives the size of the piece to come; the last one may be shorter.
+// `next_piece` returns the size of the next piece; the last one may be shorter.
 outcome_t capture(std::string_view reply, const std::string &pattern, size_t stop_after, auto next_piece)
 {
     collector_t collector{{}, pattern, stop_after};
@@ -126,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (whole.entries.empty())
         return 0;
 
-    // One name alone, and an early stop.
+    // A single name, and an early stop.
     const std::string name = whole.entries[choice % whole.entries.size()].name;
     auto is_wanted = [&](const entry_t &entry) { return entry.name == name; };
     if (name[0] != '*') {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-// A copy that ends with its heap block, so that reading on is an error, at an address of any alignment.
+// A copy at any alignment that ends with its heap block, so that the sanitizer sees any further read.
 class exact_copy
 {
 public:

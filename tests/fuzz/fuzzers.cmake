@@ -1,4 +1,4 @@
-# Every fuzzer: what it is made of, for the project of the fuzzers and for the replay of their seeds.
+# Every fuzzer's sources, for the project of the fuzzers and for the replay of their seeds.
 set(fuzz ${CMAKE_CURRENT_LIST_DIR})
 set(unit ${CMAKE_CURRENT_LIST_DIR}/../unit)
 set(reading ${fuzz}/reading.cpp ${fuzz}/model_detect.cpp ${fuzz}/model_resolve.cpp ${fuzz}/model_table.cpp

@@ -1,10 +1,10 @@
-// Detection and resolution against the model over lines that are made up: every layout, with usual and odd
-// values, and a third of them damaged.
+// Detection and resolution against the model over generated lines: every layout, with usual and odd values,
+// and a third of them damaged.
 //
 //     generated_lines [COUNT [SEED]]
 //
-// Ends with how many lines each layout was found in; fails when one of them was found too seldom to mean
-// anything. A line that fails is shown.
+// Prints how many lines of each layout there were; fails if there were too few of one. A line that fails is
+// printed.
 #include "listparse/listparse.h"
 #include "reading.h"
 
@@ -21,11 +21,11 @@
 namespace
 {
 
-// --- what a line is made of
+// --- the parts of a line
 
-// A letter of a layout stands for one of its texts, half of the time for the first, which is a usual one; all
-// else stands for itself. Texts are parted by '|'; a digit right behind a byte in
-// hexadecimal is one too.
+// A letter of a layout stands for one of its texts, in half of the cases for the first and usual one; all
+// else stands for itself. Texts are separated by '|'; a digit directly after a byte in hexadecimal is written
+// in hexadecimal as well.
 struct letter_t {
     char letter;
     const char *texts;
@@ -58,8 +58,8 @@ constexpr letter_t LETTERS[] = {
     {'W', "*DIR|*FILE|VOL|PO|d|-|b|abcd|3390|<DIR>|DATA.SET"},
 };
 
-// Lines of the Unix family, what stands in front of their dates: owner, group and size, more, fewer, glued
-// links, or a type by itself.
+// Lines of the Unix family up to their dates: owner, group and size, more or fewer fields, a glued link
+// count, or a detached type.
 constexpr const char *FRONTS[] = {
     "P   N O O S ", "P N O O O S ", "P N O O O O S ", "P N O S ",      "P N S ",  "P S ",
     " P N O O S ",  "PN O O S ",    "PN O O O S ",    "PN O O O O S ", "PN O S ", "PN S ",
@@ -67,7 +67,7 @@ constexpr const char *FRONTS[] = {
 };
 constexpr const char *DATES[] = {"M D T F", "M D Y F", "m T F", "m Y F", "Y C D F"};
 
-// All other layouts, parted by '|'.
+// All other layouts, separated by '|'.
 constexpr const char *OTHERS =
     "8  A  S F|9  A  S F|F S 8 A|F S 9 A F|L T S F|L A S F|L 8 S F|O N 8 8 W F|O N 8 T W F|"
     "WWWW N K K W 8 F|abcd VOL K K x K F|W 8 8 W W N F|F S M D Y T|F S m D Y T|P O N 8 8 F|"
@@ -155,7 +155,7 @@ void show_line(int)
     _Exit(EXIT_FAILURE);
 }
 
-// (10, 11, 14, 19, 20, 46 and 47 would need a year that reads as a month: only CheckUnixType gives them.)
+// (10, 11, 14, 19, 20, 46 and 47 need a year that reads as a month: only CheckUnixType returns them.)
 int print_counts(const std::map<int, size_t> &counts, size_t lines)
 {
     constexpr int NUMBERS_FOUND[] = {

@@ -1,5 +1,5 @@
-// One line of any bytes, and each of its fields, through every helper of the listing parser. All must keep
-// within their bounds and agree with the model.
+// One line of any bytes, and each of its fields, through every helper of the listing parser. All must stay
+// within bounds and agree with the model.
 #include "exact_copy.h"
 #include "listparse/listparse.h"
 #include "model.h"
@@ -79,7 +79,7 @@ void check_field_readers(const std::string &field)
 void check_fields(const std::string &line)
 {
     exact_copy copy(line);
-    exact_copy out(line); // as long as the line, no longer
+    exact_copy out(line); // exactly as long as the line
     std::vector<std::string> fields = model::split(line);
     int count = static_cast<int>(std::min<size_t>(fields.size(), 12));
     for (int index = 0; index < count; index++) {

@@ -1,12 +1,12 @@
-// One line of any bytes through the listing parser: detection, resolution by the detected layout and by some
-// other numbers. Both must keep within their bounds and agree with the model.
+// One line of any bytes through the listing parser: detection, then resolution by the detected layout and by
+// some other numbers. All must stay within bounds and agree with the model.
 #include "listparse/listparse.h"
 #include "reading.h"
 
 #include <numeric>
 
-// A number is trusted: with one that the line does not fit, what is read may be nonsense, but from within the
-// line. Each line goes through a few numbers that its bytes choose.
+// The parser trusts the number: with a wrong one the result may be nonsense, but must come from within the
+// line. Each line is tried with a few numbers that its bytes choose.
 static void check_other_numbers(std::string_view line)
 {
     constexpr unsigned NUMBERS = 50;

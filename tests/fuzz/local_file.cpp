@@ -10,7 +10,7 @@ written_file_t::written_file_t(size_t room_bytes)
     : room_bytes_(room_bytes), stream_(fopencookie(this, "w", {nullptr, cb_take, nullptr, nullptr}))
 {
     require(stream_ != nullptr, "there is a file to write");
-    setvbuf(stream_, nullptr, _IONBF, 0); // so that what is written is there at once
+    setvbuf(stream_, nullptr, _IONBF, 0); // without a buffer, so that writes arrive at once
 }
 
 written_file_t::~written_file_t() { fclose(stream_); }
@@ -22,7 +22,7 @@ ssize_t written_file_t::cb_take(void *self, const char *data, size_t size)
     file->content_.append(data, taken);
     if (taken < size)
         errno = ENOSPC;
-    return static_cast<ssize_t>(taken); // less than asked is a failure for the C library
+    return static_cast<ssize_t>(taken); // the C library takes less than requested as a failure
 }
 
 read_file_t::read_file_t(size_t size_bytes, size_t broken_at)

@@ -1,11 +1,11 @@
-// Local files that live in memory and can fail at a byte.
+// Local files in memory that can fail at a byte.
 #pragma once
 
 #include <cstdio>
 #include <string>
 #include <string_view>
 
-// Takes `room_bytes` bytes, and then no more: the disk is full.
+// Accepts `room_bytes` bytes, then the disk is full.
 class written_file_t
 {
 public:
@@ -25,7 +25,7 @@ private:
     FILE *stream_;
 };
 
-// Has `size_bytes` bytes; the one at `broken_at`, if there is one, and those behind it cannot be read.
+// Has `size_bytes` bytes; from `broken_at` on they cannot be read.
 class read_file_t
 {
 public:
@@ -35,14 +35,14 @@ public:
     read_file_t &operator=(const read_file_t &) = delete;
 
     FILE *stream() const { return stream_; }
-    // The bytes that a reader of `size` bytes must get next; they count as read from now on.
+    // Returns the bytes that a reader of `size` bytes must get next, and counts them as read.
     std::string_view take(size_t size);
-    // A take has met the broken byte.
+    // True once take has reached the broken byte.
     bool has_failed() const { return has_failed_; }
 
 private:
     static ssize_t cb_give(void *self, char *buffer, size_t size);
-    std::string content_; // up to where it is broken
+    std::string content_; // up to the broken byte
     bool is_broken_;
     bool has_failed_ = false;
     size_t given_ = 0; // to the C library

@@ -135,7 +135,7 @@ static bool strict_time(const std::string &field)
     if (!loose_time(field))
         return false;
     if (!digit_first(field.substr(field.find(':') + 1)) && std::count(field.begin(), field.end(), ':') > 1)
-        unsettled = true; // which of them is meant
+        unsettled = true; // the rules do not say which of them is meant
     return digit_first(field.substr(field.find(':') + 1));
 }
 

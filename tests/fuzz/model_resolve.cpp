@@ -57,7 +57,7 @@ static void read_western_date(const std::string &line, int o, int d, entry_t *en
     entry->year = timed ? 0 : static_cast<uint16_t>(number(time));
 }
 
-// The byte behind the fourteen of a name that is cut there; 0 when there is none.
+// The byte after the fourteen of a name that is cut there; 0 if there is none.
 static char apply_name_flags(int format, entry_t *entry)
 {
     std::string &name = entry->name;
@@ -153,7 +153,7 @@ static entry_t resolve_dos(const std::string &line, int f)
     int shape = date_shape(date, 0, true);
     if (shape == 0)
         return entry;
-    size_t second = shape == 1 ? 3 : 4; // where the second and the third number stand
+    size_t second = shape == 1 ? 3 : 4; // the places of the second and third number
     size_t third = shape == 1 ? 6 : 7;
     if (f == 21)
         take_date(&entry, full_year(number(date)), number_at(date, second), number_at(date, third));

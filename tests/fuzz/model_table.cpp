@@ -10,11 +10,12 @@ static bool begins(const std::string &field, const char *letters)
     return !field.empty() && std::string(letters).find(field[0]) != std::string::npos;
 }
 
-// Up to four digits; -1 for anything else, of which the rules do not say whether it is a number.
+// A number of up to four digits; -1 for anything else, where the rules do not say whether it is a number.
 static int plain_number(const std::string &text)
 {
-    int value =
-        number(text); // one too large leaves an error behind, and whether the size is read by then is open
+    // Always called, for its side effect: after a number too large the result is unsettled, because it sets
+    // errno and the rules leave open whether the size was read before.
+    int value = number(text);
     return text.empty() || text.size() > 4 || !std::all_of(text.begin(), text.end(), is_digit) ? -1 : value;
 }
 
@@ -57,7 +58,7 @@ static void year_month_day(const std::string &eight, entry_t *entry)
     give_date(full_year(n.first), n.second, n.third, entry);
 }
 
-// The order is told by the separator and by the numbers.
+// Separator and numbers give the order.
 static void date_of_any_order(const std::string &eight, entry_t *entry)
 {
     numbers_t n = three_numbers(eight);
@@ -111,7 +112,7 @@ static bool is_starred_directory(const std::string &type)
     return type == "*DIR" || type == "*LIB" || type == "*FLR" || type == "*DDIR";
 }
 
-// Reads all but the name; true when the line is a directory.
+// Reads all but the name; true if the line is a directory.
 static bool read_columns(const std::vector<std::string> &f, int format, entry_t *entry)
 {
     switch (format) {
@@ -182,7 +183,7 @@ entry_t resolve_table(const std::string &line, int format)
         directory = true;
     }
     if (entry.name.empty())
-        unsettled = true; // a name of nothing: missing or there
+        unsettled = true; // an empty name: missing or not
     entry.type = directory ? 0 : 1;
     return entry;
 }

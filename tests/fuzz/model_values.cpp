@@ -134,7 +134,7 @@ static void read_numeric_month(const std::string &field, uint16_t *month, uint16
     const size_t at = behind_digits(field);
     if (at == field.size())
         return;
-    // A mark that begins with a digit has been stepped over.
+    // "7n" never matches: its 7 was read as part of the number.
     for (const std::string mark : {"\x8C\x8E", "7n", "\xB7\xEE", "\xD4\xC2", "\xE6\x9C\x88", "/"}) {
         if (field.compare(at, mark.size(), mark) != 0)
             continue;
@@ -171,7 +171,7 @@ void read_month(std::string *field, uint16_t *month, uint16_t *day)
         *month = static_cast<uint16_t>(at / 3 + 1);
 }
 
-// The text of the minutes; false when the field has none.
+// The text of the minutes; false if the field has none.
 static bool find_minutes(const std::string &field, std::string *minutes)
 {
     size_t colon = field.find(':');

@@ -101,7 +101,7 @@ void check_entry(const resolved_t &entry, list_format_t format)
 
 void check_against_model(const resolved_t &entry, const std::string &line, list_format_t format)
 {
-    // Where a long name is cut in the course of its rules is not settled.
+    // The rules do not say at which step a long name is cut.
     if (line.size() >= FILE_INFO_NAME_SIZE)
         return;
     errno = 0;
@@ -124,7 +124,7 @@ void check_against_model(const resolved_t &entry, const std::string &line, list_
     require((entry.valid | open) == (expected.valid | open), "valid is the model's");
 }
 
-// Twice into different rubbish: equal results show that nothing is left unset or remembered.
+// Twice into different rubbish: equal results show that everything is set and nothing remembered.
 void check_resolution(std::string_view line, list_format_t format)
 {
     resolved_t entry(line, format, 0x5A);

@@ -1,4 +1,4 @@
-# The seeds once, and made-up lines against the model, in the ordinary tests: no libFuzzer is needed.
+# In the ordinary tests, without libFuzzer: every seed once, and generated lines against the model.
 include(${CMAKE_CURRENT_LIST_DIR}/fuzzers.cmake)
 
 function(replay fuzzer)

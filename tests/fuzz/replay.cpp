@@ -1,4 +1,4 @@
-// Stands in for libFuzzer in an ordinary build: each file of the named folders goes through the fuzzer once.
+// Replaces libFuzzer in an ordinary build: runs the fuzzer once on each file of the named folders.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -1,7 +1,7 @@
-// Whatever a client sends, in pieces of any size, is answered, handed to an engine or refused as the model
-// says.
+// Anything that a client sends, in pieces of any size, must be answered, passed to an engine or refused as in
+// the model.
 //
-// Input: 4 bytes that seed the piece sizes, 1 byte for what the engines answer, 3 bytes for one change to the
+// Input: 4 bytes that seed the piece sizes, 1 byte for the engines' results, 3 bytes for one change to the
 // request (see change), the rest is what the client sends before it stops.
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/engines.h"
@@ -23,9 +23,9 @@ namespace
 {
 
 constexpr size_t INPUT_HEAD_BYTES = 8;
-constexpr size_t MEMORY_BYTES = 1 << 20; // what the daemon can have for a request
+constexpr size_t MEMORY_BYTES = 1 << 20; // available to the daemon for a request
 
-// The client's side of a connection: a piece is sent each time the daemon waits for more.
+// The client's side of a connection: sends a piece each time the daemon waits for more.
 struct client_t {
     int fd;
     int daemon_fd;
@@ -53,7 +53,7 @@ std::vector<std::string> calls_; // of the engines
 
 } // namespace
 
-// The engines are asked for their state at will.
+// Calls for the engines' state are not recorded.
 void note_call(const std::string &call)
 {
     if (!call.ends_with("get_state()"))
@@ -93,7 +93,7 @@ std::string everything_from(int fd)
     return all;
 }
 
-// One request over a connection of its own; what the client hears.
+// One request over a new connection; returns what the client receives.
 std::string served(std::string_view sent, uint32_t seed, reply_t *last_job)
 {
     int ends[2];
@@ -135,7 +135,7 @@ constexpr const char *NAMES[] = {
     "socks6://", "socks4a://", "a b",       "a\\b",    "\x7f",      "\x1f",      "\x80",      "h",
 };
 
-// The name, cut so that it and its end stay before `end`; from there on the field is as it was.
+// The name, cut so that it and its terminator stay before `end`; the field's rest is unchanged.
 void put_name(std::string *sent, size_t at, size_t end, size_t which)
 {
     const std::string name = NAMES[which % std::size(NAMES)];
@@ -145,8 +145,8 @@ void put_name(std::string *sent, size_t at, size_t end, size_t which)
     (*sent)[at + length] = '\0';
 }
 
-// One change, so that little input reaches far: by[0] % 16 is the string, by[0] / 16 what is done to it,
-// by[1] and by[2] where in it; of a name by[1] is which, by[2] where.
+// One change, so that little input has much effect: by[0] % 16 is the string, by[0] / 16 the kind of change,
+// by[1] and by[2] its place; for a name by[1] is which one, by[2] its place.
 void change(std::string *sent, const uint8_t *by)
 {
     const size_t which = by[0] % 16;
@@ -167,7 +167,7 @@ void change(std::string *sent, const uint8_t *by)
     case 8:
         put_name(sent, at, at + place.size, by[1]);
         break;
-    case 9: // behind what stands there
+    case 9: // after the present text
         put_name(sent, at + by[2] % place.size, at + place.size, by[1]);
         break;
     default: // 3 to 7

@@ -28,7 +28,7 @@ bool has_end(std::string_view body, const field_t &field)
     return body.substr(field.at, field.size).find('\0') != std::string_view::npos;
 }
 
-// Of a field that has an end.
+// For a terminated field.
 std::string_view text_of(std::string_view body, const field_t &field)
 {
     const std::string_view text = body.substr(field.at, field.size);
@@ -46,7 +46,7 @@ std::string in_small_letters(std::string_view text)
     return small;
 }
 
-// The name of the file reaches the server as it is.
+// The name of the file reaches the server unchanged.
 bool is_path(std::string_view path, bool over_ftp)
 {
     if (path.find_first_of("#?\r\n") != path.npos)
@@ -54,7 +54,7 @@ bool is_path(std::string_view path, bool over_ftp)
     return !over_ftp || (!holds(in_small_letters(path), ";type=") && !holds(path, "\xff"));
 }
 
-// A name or a number, with a port or not.
+// A name or an address, with or without a port.
 bool is_host(std::string_view host)
 {
     for (const char byte : host) {
@@ -77,17 +77,17 @@ bool is_socks(std::string_view proxy)
 bool is_proxy(std::string_view proxy)
 {
     if (is_socks(proxy))
-        return true; // the job is answered that there are none
+        return true; // the job then fails: there are no such proxies
     const std::string small = in_small_letters(proxy);
     if (small.find("http://") == 0)
         proxy = proxy.substr(7);
     const size_t at = proxy.find('@');
     const bool logs_in = at != proxy.npos && holds(proxy.substr(0, at), ":") &&
-                         is_host(proxy.substr(0, at)); // no host, but held alike
+                         is_host(proxy.substr(0, at)); // not a host, but with the same rules
     return is_host(logs_in ? proxy.substr(at + 1) : proxy);
 }
 
-// Through a proxy an upload to a folder would make a file that the server names.
+// Through a proxy, an upload to a folder would create a file with a name of the server's choice.
 bool goes_through(std::string_view proxy, uint32_t command, std::string_view path)
 {
     return is_proxy(proxy) && (is_socks(proxy) || command != 2 || (!path.empty() && path.back() != '/'));
@@ -160,8 +160,8 @@ void cancel(const surroundings_t &around, outcome_t *outcome)
                                std::to_string(around.cancel_code) + ")\n");
 }
 
-// Reads the head and the body; false when the client stops too early or the body does not fit. Such a
-// request counts as a no-operation.
+// Reads the head and the body; false if the client stops too early or the body does not fit. Such a request
+// counts as a no-operation.
 bool frame(std::string_view sent, const surroundings_t &around, outcome_t *outcome, std::string_view *body)
 {
     if (sent.size() < HEAD_BYTES) {

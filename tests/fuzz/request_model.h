@@ -1,4 +1,4 @@
-// What the daemon must make of the bytes that one client sends: a plain second reading of the interface.
+// A plain model of the interface: what must come of the bytes that one client sends.
 #pragma once
 
 #include <cstddef>
@@ -10,13 +10,13 @@
 namespace model
 {
 
-// What happens around a request.
+// The conditions of a request.
 struct surroundings_t {
     size_t memory_bytes;  // a larger body does not fit
-    uint32_t start_code;  // what the engine answers to a job
-    uint32_t cancel_code; // and to a cancel
+    uint32_t start_code;  // the engine's result for a start
+    uint32_t cancel_code; // and for a cancel
     uint32_t last_detail; // of the last command 1, 2 or 5
-    bool zixi_active;     // the engine of the last job asked for
+    bool zixi_active;     // the engine of the last requested job
 };
 
 struct outcome_t {

@@ -1,5 +1,4 @@
-// What a fuzzer states about the code it drives. A statement that does not hold ends the run and keeps the
-// input.
+// A fuzzer's assertion. If it fails, the run ends and the input is kept.
 #pragma once
 
 #include <cstdio>

@@ -16,7 +16,7 @@ namespace
 constexpr mode_t DIRECTORY_MODE = 0755;
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-// Steps from `parent`, which is closed, into its directory `name`.
+// Opens directory `name` in `parent`, and closes `parent`.
 int step_into(int parent, std::string_view name)
 {
     char component[NAME_MAX + 1];
@@ -35,7 +35,7 @@ int step_into(int parent, std::string_view name)
 
 int place_open(const char *root, const char *directory)
 {
-    (void)mkdir(root, DIRECTORY_MODE); // mostly it exists; open() tells what is wrong
+    (void)mkdir(root, DIRECTORY_MODE); // it usually exists; open() reports errors
     int place = open(root, OPEN_DIRECTORY);
     if (place == -1)
         return ZIXI_ERROR_NOT_CONNECTED;

@@ -24,7 +24,7 @@ constexpr size_t FUNCTION_COUNT = sizeof FUNCTIONS / sizeof *FUNCTIONS;
 constexpr size_t PLAN_SIZE = 2048;
 
 struct plan_t {
-    char text[PLAN_SIZE]; // ZIXI_FEEDER_FAIL as the counts belong to it
+    char text[PLAN_SIZE]; // the ZIXI_FEEDER_FAIL to which the counts belong
     long calls[FUNCTION_COUNT];
 };
 
@@ -38,7 +38,7 @@ struct plan_lock {
     plan_lock &operator=(const plan_lock &) = delete;
 };
 
-// One part of the plan, `function:code[:times[:after]]`: the `times` calls behind the first `after` fail.
+// One part of the plan, `function:code[:times[:after]]`: the `times` calls after the first `after` fail.
 struct rule_t {
     char function[64];
     long code;

@@ -1,4 +1,4 @@
-// Failures that the environment asks of the feeder stand-in. ZIXI_FEEDER_FAIL is a comma-separated list of
+// The failures of the feeder stand-in. ZIXI_FEEDER_FAIL is a comma-separated list of
 //
 //     function:code[:times[:after]]
 //
@@ -14,6 +14,6 @@
 // A start without a version:        zixi_version:-3
 #pragma once
 
-// Counts a call of `function` and tells what it must return: 0 = do the work. The count starts anew when
+// Counts a call of `function` and returns its result: 0 = do the work. The counts restart when
 // ZIXI_FEEDER_FAIL changes. May be called from any thread.
 int plan_next(const char *function);

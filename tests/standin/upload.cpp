@@ -28,10 +28,10 @@ constexpr int STATE_FAILED = 4;
 
 struct upload_t {
     int source;
-    int place; // directory that the file goes to
+    int place; // directory of the file
     int target;
-    char name[256]; // in `place`, once whole
-    char part[64];  // in `place`, till then; "" = not there
+    char name[256]; // in `place`, when complete
+    char part[64];  // in `place`, until then; "" = does not exist
     uint64_t rate_bytes_s;
     pthread_t thread;
     pthread_mutex_t mutex; // guards what follows
@@ -76,7 +76,7 @@ int open_source(upload_t *upload, const char *local_path)
     upload->progress.size_bytes = static_cast<uint64_t>(file.st_size);
     const char *slash = strrchr(local_path, '/');
     const char *name = slash == nullptr ? local_path : slash + 1;
-    snprintf(upload->name, sizeof upload->name, "%s", name); // it was opened: no name is longer than 255
+    snprintf(upload->name, sizeof upload->name, "%s", name); // at most 255: the file is open
     return ZIXI_ERROR_OK;
 }
 
@@ -118,7 +118,7 @@ void wait_for_rate(const upload_t *upload, uint64_t bytes)
     nanosleep(&pause, nullptr);
 }
 
-// Adds what was copied; true while there is nobody who wants an end.
+// Adds copied bytes; true unless the upload must stop.
 bool go_on(upload_t *upload, uint64_t bytes)
 {
     const upload_lock held(upload);
@@ -157,7 +157,7 @@ void *th_upload(void *context)
     return nullptr;
 }
 
-// Signals are the program's business, not this thread's.
+// Leaves all signals to the program's threads.
 int start_thread(upload_t *upload)
 {
     sigset_t all;

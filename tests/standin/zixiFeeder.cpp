@@ -36,7 +36,7 @@ namespace
 
 constexpr int LEVEL_ERROR = 1;
 constexpr int LEVEL_INFO = 3;
-constexpr uintptr_t CONFIGURATION_MARK = 0x5a495849; // first word of every configuration given out
+constexpr uintptr_t CONFIGURATION_MARK = 0x5a495849; // first word of every configuration
 constexpr size_t CREDENTIAL_SIZE = 256;
 
 struct credential_t {
@@ -50,7 +50,7 @@ struct settings_t {
     void *log_user_data;
     credential_t user;
     credential_t password;
-    uintptr_t configurations; // given out so far; the second word of each is its number
+    uintptr_t configurations; // prepared so far; the second word of each is its number
 };
 
 pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
@@ -75,7 +75,7 @@ struct stream_t {
     uint64_t total_bytes;
 };
 
-// The callback runs without the lock: it may call the library.
+// Called without the lock, because the callback may call the library.
 void log_line(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 void log_line(int level, const char *format, ...)
@@ -97,7 +97,7 @@ int failed(const char *what, int code)
     return code;
 }
 
-// False when the variable is not set, or is no number: then it counts as not set.
+// False if the variable is not set or not a number.
 bool environment_number(const char *name, uint64_t *number)
 {
     const char *text = getenv(name);
@@ -123,7 +123,7 @@ bool keep(credential_t *credential, const char *text, int length)
     return true;
 }
 
-// Anything is right for a variable that is not set.
+// True if the text equals the variable or the variable is not set.
 bool is_right(const credential_t &credential, const char *variable)
 {
     const char *wanted = getenv(variable);
@@ -161,7 +161,7 @@ int start_stream(const char *root, const char *local_path, const zixi_upload_par
     return error;
 }
 
-// What has been sent of a made-up total: the same part of it as was copied of the file.
+// The sent bytes of a pretended total: the same fraction as was copied of the file.
 uint64_t part_of(uint64_t total, const upload_progress_t &progress)
 {
     if (progress.copied_bytes >= progress.size_bytes)

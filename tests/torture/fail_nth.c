@@ -1,12 +1,11 @@
-// Preloaded into the daemon: counts its calls by name and makes the nth of one name fail.
+// Preloaded into the daemon: counts its calls by name and makes the nth call of one name fail.
 //
-// A page of memory shared with the driver (the file named by FAIL_NTH_PAGE) says what is to fail, and takes
-// the counts; so one daemon goes through many faults. Counted is what the daemon and its two device libraries
-// call, and what libcurl and libssh2 call for it; "malloc" stands for every way to allocate. Main thread and
-// worker threads are counted apart: the main thread's idle passes never end.
+// A page of memory shared with the driver (the file named by FAIL_NTH_PAGE) says which call fails and
+// receives the counts, so one daemon goes through many faults. Calls by the daemon, its two device libraries,
+// libcurl and libssh2 count; "malloc" means every allocating function. Main thread and worker threads are
+// counted separately, because the main thread's idle passes never end.
 //
-// A call that gives something back (close, unlock, join) is carried out all the same and only reported as
-// failed, as the kernel does it.
+// A releasing call (close, unlock, join) still does its work and only reports a failure, as the kernel does.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -43,13 +42,13 @@ struct page {
     _Atomic uint32_t on; /* calls count, and fail, while it is not 0 */
     uint32_t role;       /* whose call fails */
     uint32_t nth;        /* the first that fails, from 1; 0 = none */
-    uint32_t onward;     /* not 0: and all later ones */
-    int32_t error;       /* its errno, or its result where errors are results */
+    uint32_t onward;     /* not 0: all later calls fail too */
+    int32_t error;       /* errno, or the return value of functions that return their error */
     _Atomic uint32_t hits;
     _Atomic uint32_t hit_caller;
     uint32_t names;
     _Atomic int64_t live_blocks; /* allocated and not yet freed, by anybody */
-    char name[NAME_SIZE];        /* of the calls that fail */
+    char name[NAME_SIZE];        /* of the function that fails */
     uint32_t unused;
     _Atomic uint64_t hit_from; /* the caller, as an offset in its library */
     struct counted counted[NAMES_MAX];
@@ -67,7 +66,7 @@ static struct {
 } code[16];
 static size_t code_count;
 
-// --- Who calls
+// --- The caller
 
 static int caller_of_library(const char *path)
 {
@@ -149,7 +148,7 @@ static struct counted *counted_by(const char *name)
     abort();
 }
 
-/* True, with errno set, when this call is to fail. `scope` is a mask of the callers that count. */
+/* True with errno set if this call must fail. `scope` is a mask of the callers that count. */
 static bool is_due(const char *name, const void *from, unsigned scope)
 {
     if (page == NULL || page->on == 0)
@@ -189,7 +188,7 @@ static void *next(void **known, const char *name)
         (__typeof__(&(name)))next(&known, #name);                                                            \
     })
 
-/* A call that fails before anything is done. */
+/* A call that fails without doing anything. */
 #define FAILS(type, failure, counted_as, scope, name, parameters, arguments)                                 \
     type name parameters                                                                                     \
     {                                                                                                        \
@@ -198,7 +197,7 @@ static void *next(void **known, const char *name)
         return NEXT(name) arguments;                                                                         \
     }
 
-/* A call that is carried out, and then said to have failed. */
+/* A call that does its work and then reports a failure. */
 #define SAYS_FAILED(type, failure, scope, name, parameters, arguments)                                       \
     type name parameters                                                                                     \
     {                                                                                                        \
@@ -212,7 +211,7 @@ static void *next(void **known, const char *name)
 
 // --- Memory
 
-/* dlsym allocates before it can name the allocator. */
+/* dlsym itself allocates while it looks for the allocator. */
 static char early[1 << 16];
 static _Atomic size_t early_used;
 
@@ -414,7 +413,7 @@ FAILS(int, page->error, "pthread_mutex_init", OWN, pthread_mutex_init,
 FAILS(int, page->error, "pthread_mutex_lock", OWN, pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
 SAYS_FAILED(int, page->error, OWN, pthread_mutex_unlock, (pthread_mutex_t * mutex), (mutex))
 
-// --- libcurl's easy interface, its types spelt plainly so that its checking macros stay out
+// --- libcurl's easy interface, declared without its header, whose macros would check the types
 
 int curl_global_init(long flags);
 void *curl_easy_init(void);
@@ -432,7 +431,7 @@ FAILS(char *, NULL, "curl_easy_escape", OWN, curl_easy_escape, (void *curl, cons
 FAILS(char *, NULL, "curl_easy_unescape", OWN, curl_easy_unescape,
       (void *curl, const char *text, int length, int *plain_length), (curl, text, length, plain_length))
 
-/* The type of an option's value goes by its number: long, pointer, function or curl_off_t. */
+/* An option's number gives the type of its value: long, pointer, function or curl_off_t. */
 int curl_easy_setopt(void *curl, int option, ...)
 {
     if (DUE("curl_easy_setopt", OWN))

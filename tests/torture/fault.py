@@ -1,4 +1,4 @@
-"""The page that fail_nth.c shares with this program: what fails, and what was counted."""
+"""The page shared with fail_nth.c: which call fails, and the counts."""
 
 import errno
 import mmap
@@ -12,8 +12,8 @@ PAGE_SIZE = COUNTED_AT + NAMES_MAX * COUNTED_SIZE
 ROLES = ("main", "worker")
 CALLERS = ("other", "daemon", "libcurl", "libssh2")
 
-# What each call may fail with; the first is the one that the short form tries. A result of libcurl's where it
-# is one of libcurl's, else an errno.
+# The errors of each call; the short form tries only the first. A CURLcode for calls of libcurl, otherwise an
+# errno.
 OUT_OF_MEMORY, RECV_ERROR, FAILED_INIT, BAD_FUNCTION_ARGUMENT = 27, 56, 2, 43
 ERRORS = {
     "socket": (errno.EMFILE, errno.ENOBUFS),
@@ -52,7 +52,7 @@ ERRORS = {
 
 
 class Page:
-    """path: a file in memory, made here. The daemon finds it by FAIL_NTH_PAGE."""
+    """path: a file in memory, created here. The daemon finds it by FAIL_NTH_PAGE."""
 
     def __init__(self, path):
         self.path = path
@@ -62,7 +62,7 @@ class Page:
         os.close(fd)
 
     def arm(self, name="", role=0, nth=0, error=0, onward=False):
-        """From here on calls count, from 0; nth = 0: none fails."""
+        """Starts counting from 0; nth = 0: no call fails."""
         self.disarm()
         for number in range(self._head()[7]):
             struct.pack_into("<2I", self._map, COUNTED_AT + number * COUNTED_SIZE + NAME_SIZE, 0, 0)
@@ -83,7 +83,7 @@ class Page:
 
     @property
     def hit_by(self):
-        """Who made the call that failed, and where."""
+        """The caller of the failed call, and the place."""
         offset = struct.unpack_from("<Q", self._map, FROM_AT)[0]
         return f"{CALLERS[self._head()[6]]}+{offset:#x}"
 

@@ -1,4 +1,4 @@
-"""A relay before a real server that does something to one piece of what the server says; and the jobs that go through it."""
+"""A relay before a real server that changes one piece of what the server sends, and the jobs through it."""
 
 import os
 import signal
@@ -33,8 +33,8 @@ class Gate:
         self._listener = None
 
     def open(self, number=None, act=None):
-        """act(piece): what becomes of the server's piece of that number, from 0; None = it is lost, and its
-        connection ends. Once `stands_still` is set nothing passes any more, and nothing ends."""
+        """act(piece): replaces the server's piece of that number, from 0; None = drops it and ends its
+        connection. Once `stands_still` is set, nothing passes any more and no connection ends."""
         self.close()
         self.passed, self.number, self.act = 0, number, act
         self.stands_still = False
@@ -102,7 +102,7 @@ def children_of(pid):
 
 
 class Sessions:
-    """A server's processes for its connections; the one that takes further connections is not among them."""
+    """A server's processes for its connections, without the one that accepts them."""
 
     def __init__(self, process):
         self._pid = process.pid
@@ -122,14 +122,14 @@ class Sessions:
 
 
 def server_of(protocol):
-    """(the server, the port it listens at, fields of requests)"""
+    """(the server, its port, fields of requests)"""
     if protocol == "sftp":
         return Sshd(HostKey(), port=2022), 2022, {"protocol": wire.SFTP}
     if protocol == "ftp":
         return Vsftpd(listen_port=2021), 2021, {}
     kinds = {"ftps": wire.FTPS_IMPLICIT, "explicit": wire.FTPS_EXPLICIT}
     server = VsftpdTls(Certificate(), kinds[protocol])
-    # Its port is the protocol's own; the relay takes another.
+    # It uses the protocol's port; the relay has another.
     return server, {"ftps": 990, "explicit": 21}[protocol], {"protocol": kinds[protocol]}
 
 
@@ -155,7 +155,7 @@ class Row:
         return client.file_info("file", **self.fields)
 
     def count_pieces(self):
-        """Of a job that nobody disturbs."""
+        """The result of an undisturbed job."""
         self.gate.open()
         os.truncate(self.rig.local / "source", 1000)
         assert self.start() == (0, 0)

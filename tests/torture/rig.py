@@ -1,6 +1,6 @@
-"""A private world with a running daemon in it, for the long tests: what the end-to-end tests have as fixtures.
+"""A private world with a running daemon, for the long tests; the end-to-end tests have fixtures for that.
 
-A program that imports this runs under scripts/private; `enter` starts it again there by itself."""
+A program that imports this runs under scripts/private; `enter` restarts it there."""
 
 import argparse
 import concurrent.futures
@@ -21,11 +21,11 @@ from harness.log import ConsoleReader, LogReader  # noqa: E402
 from harness.network_manager import NetworkManager  # noqa: E402
 from harness.vsftpd import HOME  # noqa: E402
 
-FASTER = 10  # how much faster the daemon's clock runs
+FASTER = 10  # speed of the daemon's clock
 
 
 def need_root():
-    """Ends the program, as a skipped test, where no server could become alice."""
+    """Ends the program as a skipped test where no server could become alice."""
     if os.geteuid() != 0 and subprocess.run(["sudo", "-n", "true"], capture_output=True).returncode != 0:
         print("skipped: vsftpd and sshd log users in, which needs root")
         sys.exit(77)
@@ -37,7 +37,7 @@ def unpack_servers():
 
 
 def enter(daemon):
-    """Goes on in a private world, as its process 1, with this daemon (a path)."""
+    """Restarts this program in a private world, as its process 1, with this daemon (a path)."""
     if os.environ.get("FTP_CLIENTD_WORLD"):
         return
     need_root()
@@ -50,7 +50,7 @@ def enter(daemon):
 
 
 def take_precedence():
-    """Of this process and all that it starts."""
+    """Gives this process and its children real-time priority."""
     try:
         os.sched_setscheduler(0, os.SCHED_RR, os.sched_param(1))
     except PermissionError:
@@ -62,15 +62,15 @@ def default_daemon():
 
 
 def options(doc):
-    """A parser of the program's command line, which has --daemon so far."""
+    """A parser for the program's command line, with the option --daemon."""
     parser = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--daemon", default=default_daemon())
     return parser
 
 
 def play_rows(parser, rows, one_row, head):
-    """A program that plays rows of a table, each in a world of its own: one_row(name, arguments) is true where all was
-    well. Arguments beside the parser's: -j, and names of rows. Ends the program."""
+    """Runs rows of a table, each in its own world: one_row(name, arguments) returns whether it passed. Adds the arguments
+    -j and names of rows to the parser. Ends the program."""
     parser.add_argument("-j", dest="jobs", type=int, default=2, help="rows at a time: they mostly wait")
     parser.add_argument("rows", nargs="*")
     arguments = parser.parse_args()
@@ -84,14 +84,14 @@ def play_rows(parser, rows, one_row, head):
 
 
 def serve_file(name, content):
-    """A file of alice's, and her home is hers."""
+    """Makes a file of alice's; her home must belong to her."""
     os.chown(HOME, 4000, 4000)
     (HOME / name).write_bytes(content)
     (HOME / name).chmod(0o644)
 
 
 def preloads(daemon):
-    """{variable: value} that puts fail_nth under the daemon, with its clock faster."""
+    """{variable: value} that preloads fail_nth into the daemon, with a faster clock."""
     build = pathlib.Path(daemon).resolve().parent.parent
     fail_nth = build / "tests" / "torture" / "fail_nth.so"
     assert fail_nth.exists(), f"not built: {fail_nth}"
@@ -99,12 +99,12 @@ def preloads(daemon):
 
 
 def in_private(command):
-    """The Python program, run in a private world, when it has ended; all that it said is in stdout."""
+    """Runs the Python program in a private world to its end; its whole output is in stdout."""
     return output_of([str(ROOT / "scripts" / "private"), "/usr/bin/python3", "-u", *command])
 
 
 def output_of(command):
-    """The command when it has ended; all that it said is in stdout."""
+    """Runs the command to its end; its whole output is in stdout."""
     return subprocess.run(
         command,
         stdin=subprocess.DEVNULL,
@@ -116,7 +116,7 @@ def output_of(command):
 
 
 def play_all(commands, arguments, head):
-    """Runs the commands, each in a world of its own, some at a time; prints what they say, in order. Ends the program."""
+    """Runs the commands, each in its own world, some at a time; prints their output in order. Ends the program."""
     unpack_servers()
     os.environ["FTP_CLIENTD"] = str(pathlib.Path(arguments.daemon).resolve())
     print(head, flush=True)
@@ -131,7 +131,7 @@ def play_all(commands, arguments, head):
 
 
 class Rig:
-    """The daemon and its peers. Restart it when a test has killed the daemon."""
+    """The daemon and its peers. Call start() again when a test has killed the daemon."""
 
     def __init__(self, speed=1, **environment):
         self.log = LogReader()
@@ -142,7 +142,7 @@ class Rig:
         self.daemon = None
         self._speed = speed
         self.environment = {
-            # Stacks that reach through libraries without frame pointers, to know whose a lost block is.
+            # Stacks through libraries without frame pointers, which show who lost a block.
             "ASAN_OPTIONS": f"log_path={REPORTS}:verify_asan_link_order=0:fast_unwind_on_malloc=0",
             "LSAN_OPTIONS": f"suppressions={HERE / 'lost_by_libssh2'}:print_suppressions=0",
             **environment,
@@ -158,7 +158,7 @@ class Rig:
         return self.daemon
 
     def forget(self):
-        """What was logged, announced and left behind until now; thousands of jobs would fill the memory."""
+        """Forgets the log, notices and files so far; those of thousands of jobs would fill the memory."""
         del self.log.lines[:]
         del self.manager.notices[:]
         for server in ("sshd", "vsftpd", "pure-ftpd", "proftpd"):
@@ -173,7 +173,7 @@ class Rig:
         return stat.rsplit(") ", 1)[1][0] != "Z"
 
     def descriptors(self):
-        """Numbers and kinds; a socket that was opened anew has another number of its own."""
+        """Numbers and kinds, without the inode, which differs for a reopened socket."""
         return {fd: kind.split(":")[0] for fd, kind in self.daemon.descriptors().items()}
 
     def threads(self):
@@ -183,7 +183,7 @@ class Rig:
         return self.daemon.has_sanitizer("[at]")
 
     def stop(self):
-        """What was wrong at the end, as a list of texts."""
+        """A list of what was wrong at the end."""
         wrong = []
         if not self.alive:
             wrong.append(f"the daemon had ended: status {self.daemon.wait_end()}")
@@ -199,7 +199,7 @@ class Rig:
 
 
 def settled(condition, seconds=5.0):
-    """True as soon as condition() is; False when it does not become so in time."""
+    """True as soon as condition() is true; False if it does not become so in time."""
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:

@@ -1,4 +1,4 @@
-"""What the daemon does while a call under it fails, and what it may answer then."""
+"""The scenarios in which a call under the daemon fails, and the allowed outcomes."""
 
 import os
 import struct
@@ -12,11 +12,11 @@ from harness.tls import Certificate, VsftpdTls
 from harness.vsftpd import HOME, Vsftpd
 
 CONTENT = bytes(range(256)) * 12  # small enough for a download
-BIG = CONTENT * 60  # several buffers of an upload
+BIG = CONTENT * 60  # several of an upload's buffers
 RESUME_AT = 100000
 
-# The result codes that a failed call may end a job with, beside 0 where it does no harm.
-# libssh2 waits for ever after some failed allocations: the inactivity limit ends the job.
+# The allowed result codes of a job after a failed call, besides 0 where the failure is harmless.
+# After some failed allocations libssh2 waits for ever, until the inactivity limit ends the job.
 MEMORY = {wire.INTERNAL, 6, 7, wire.NO_MEMORY, wire.NETWORK, wire.TIMEOUT}
 SETTING = {wire.INTERNAL, 7, wire.NETWORK}
 READING = {6, wire.NETWORK}
@@ -28,7 +28,7 @@ MAY_END_WITH = {
     "curl_easy_setopt": SETTING,
     "curl_easy_getinfo": READING,
     "open": LOCAL_FILE | SAVED_FILE | {wire.NETWORK},
-    "read": {wire.NETWORK},  # of the Zixi library: it sends the file itself
+    "read": {wire.NETWORK},  # for the Zixi library, which reads the file itself
     "fseek": {wire.LOCAL_READ, wire.INTERNAL},
     "stat": {wire.LOCAL_READ, wire.NETWORK} | SAVED_FILE,
     "fsync": SAVED_FILE,
@@ -42,7 +42,7 @@ MAY_END_WITH = {
     **dict.fromkeys(("curl_easy_escape", "curl_easy_unescape"), {wire.NO_MEMORY}),
     **dict.fromkeys(("socket", "socketpair", "bind", "listen", "connect", "accept", "shutdown"), NETWORK),
     **dict.fromkeys(("poll", "recv", "send", "setsockopt", "getsockopt", "getsockname", "getpeername"), NETWORK),
-    # What does no harm to a job.
+    # Failures that are harmless to a job.
     **dict.fromkeys(("ftruncate", "remove", "dup2", "pthread_join"), set()),
     **dict.fromkeys(("pthread_mutexattr_init", "pthread_mutexattr_settype"), set()),
     **dict.fromkeys(("pthread_mutex_lock", "pthread_mutex_unlock"), set()),
@@ -50,21 +50,21 @@ MAY_END_WITH = {
 
 
 class Job:
-    """One of commands 1, 2 and 5 against a server that serves well."""
+    """One of commands 1, 2 and 5 with a faultless server."""
 
     def __init__(self, rig, command, **fields):
         self.rig, self.command, self.fields = rig, command, fields
         self.kind, self.notice_code, _ = wire.STARTS[command]
 
     def prepare(self):
-        """Brings the world to its beginning."""
+        """Restores the initial files."""
 
     def request(self):
         body = wire.request(**self.fields)
         return client.head(self.command, len(body)) + body
 
     def wrong_effect(self):
-        """Why a job that ended with 0 did not do what was asked; None when it did."""
+        """Why a job with result 0 did not do its work, or None."""
         raise NotImplementedError
 
 
@@ -96,7 +96,7 @@ class Upload(Job):
         self._target.unlink(missing_ok=True)
 
     def wrong_effect(self):
-        # A server takes its time to store what has arrived.
+        # The server may take a moment to store what has arrived.
         end = time.monotonic() + 2
         while not self._target.exists() or self._target.read_bytes() != BIG:
             if time.monotonic() > end:
@@ -106,7 +106,7 @@ class Upload(Job):
 
 
 class Resume(Upload):
-    """Looks first, then sends what lacks."""
+    """Looks the file up, then sends the rest."""
 
     def __init__(self, rig, **fields):
         super().__init__(rig, resume=1, **fields)
@@ -121,7 +121,7 @@ class Resume(Upload):
 
     def wrong_effect(self):
         wrong = super().wrong_effect()
-        # A second try sends all of the file again behind what is there: it is defined so.
+        # A second try appends the whole file again, as defined.
         if wrong and any("retry(1)" in line for line in self.rig.log.texts):
             return None
         return wrong
@@ -167,7 +167,7 @@ class ZixiFileInfo(Job):
 
 
 class Command:
-    """A command that starts nothing. `answers`: what may come, beside nothing and a reply to "no request"."""
+    """A command that starts nothing. `answers`: the allowed replies, besides none and that to "no request"."""
 
     def __init__(self, command, length, answers=None):
         self.command, self.length, self.answers = command, length, answers
@@ -180,7 +180,7 @@ class Command:
 
     def wrong_answer(self, reply):
         if reply in (b"", client.head(0, 8) + bytes(8)):
-            return None  # lost, or not heard
+            return None  # the reply or the request was lost
         if self.length is not None and reply == client.head(self.command, self.length):
             return None  # its body is lost
         if self.length is None or reply[:8] != client.head(self.command, self.length):
@@ -211,8 +211,8 @@ class CancelOfARunningJob:
         return client.head(wire.CANCEL, 0)
 
     def wrong_outcome(self, reply, notices):
-        """One cancel is answered, or one notice says how the job ended otherwise."""
-        if len(reply) != 8 + 12:  # lost, or not heard
+        """A cancel must have a reply, or a notice must report the job's end."""
+        if len(reply) != 8 + 12:  # the reply or the request was lost
             return None if len(notices) <= 1 else f"{len(notices)} notices"
         result = struct.unpack("<3I", reply[8:])
         if result == (0, 0, 1):
@@ -237,7 +237,7 @@ def _ssh():
 
 
 def servers_of(name):
-    """Starts what the scenario needs; the fields that lead there."""
+    """Starts the scenario's server; returns the fields to reach it."""
     protocol = name.split("-")[0]
     os.chown(HOME, 4000, 4000)
     if protocol == "ftp":

@@ -1,4 +1,4 @@
-"""A second program, which waits for its turn while the job of another meets a fault."""
+"""A second program, which waits for its turn during another's job with a fault."""
 
 import contextlib
 import subprocess
@@ -16,8 +16,8 @@ TRIES = 5
 
 
 class SecondClient:
-    """ftpctl, with its clock as fast as the daemon's. On a busy machine that is too fast to be sure of what it sees: told
-    that its outcome is not known, it runs the command again."""
+    """ftpctl, with its clock as fast as the daemon's. On a busy machine that may be too fast to tell its job from others':
+    if the outcome is unknown, the command is run again."""
 
     def __init__(self, rig, preloads):
         self._rig = rig
@@ -29,7 +29,7 @@ class SecondClient:
 
     @contextlib.contextmanager
     def waiting(self):
-        """The block has the turn. Afterwards `wrong` tells what was wrong with the second's own job, or is None."""
+        """The with block has the turn. Afterwards `wrong` says what was wrong with the second program's job, or is None."""
         self._target.unlink(missing_ok=True)
         with turns.Turn():
             process = self._start()
@@ -37,7 +37,7 @@ class SecondClient:
             yield
             heard = self._heard()
         self.wrong = self._wrong(process)
-        # What it caused must not be taken for the next job's: each of its jobs is announced.
+        # Waits for the notices of all its jobs, which must not be mistaken for the next job's.
         world.settled(lambda: self._heard() >= heard + len(self._server.sessions))
         del self._server.sessions[:]
 

@@ -1,4 +1,4 @@
-"""The torture's start-up scenario: each point is a start of its own."""
+"""The start-up scenario of tests/torture/run: each point is a separate start."""
 
 import os
 import socket
@@ -8,14 +8,14 @@ from harness import client, processes, wire
 from harness.daemon import Daemon
 
 LIMIT_S = 30
-DEAF = "ftp_clientd_if(108)"  # without a control socket it runs on, and hears nobody
+DEAF = "ftp_clientd_if(108)"  # without a control socket it runs on without clients
 UNANNOUNCED = ("ftp_clientd_if(587)", "ftp_clientd_if(599)", "ftp_clientd_if(323)")
 GAVE_UP = ([1], [0, 1], [0, 0, 1])  # before the first fork, the second, or as the daemon
 COULD_NOT_BEGIN = [0, 0, 0]
 
 
 class StartUp:
-    """The scenario; `try_point` has the answer in None or a text."""
+    """The scenario; `try_point` returns what is wrong, or None."""
 
     def __init__(self, rig, page):
         self.rig, self.page = rig, page
@@ -48,12 +48,12 @@ class StartUp:
     def _ended(self, daemon):
         if not daemon.front_ended():
             return False
-        # Looked at twice: while processes are listed, the middle one may end, and its child be missed.
+        # Checked twice: if the middle process ends during the listing, its child may be missed.
         looks = [process for _ in range(2) for process in self._family(daemon)]
         return all(process.state == "Z" for process in looks)
 
     def _serves(self, daemon):
-        """It has become a daemon and answers, or will never hear."""
+        """It has become a daemon and replies, or never will."""
         alive = [p for p in self._family(daemon) if p.state != "Z"]
         if len(alive) != 1 or not daemon.front_ended():
             return False
@@ -76,7 +76,7 @@ class StartUp:
         return any(id_ in line for line in self.rig.log.texts for id_ in ids)
 
     def _announced(self):
-        """Outcomes of the start as the network manager heard them."""
+        """Outcomes of the start that the network manager has received."""
         world.settled(lambda: self.rig.manager.notices, 0.5)
         heard = [notice for notice in self.rig.manager.notices if notice.raw]
         return [(notice.code, *notice.outcome) for notice in heard]

@@ -1,4 +1,4 @@
-"""The rules that made-up names are judged by, and the names themselves: tests/e2e/harness/names.py."""
+"""Tests the rules for generated names, and the names: tests/e2e/harness/names.py."""
 
 import pathlib
 import sys
@@ -59,7 +59,7 @@ def test_which_hosts_are_accepted(host):
     "host, verdict",
     [(b"u:p@h", "accepted"), (b"http://u:@h:3128", "accepted"), (b"u:p@", "refused"), (b"u /:p@h", "refused")],
 )
-def test_a_login_may_stand_in_front_of_a_proxy_alone(host, verdict):
+def test_only_a_proxys_host_may_begin_with_a_login(host, verdict):
     assert names.verdict_on_proxy(host) == verdict
     assert names.verdict_on_host(host) == "refused"
 
@@ -93,7 +93,7 @@ def test_which_file_is_meant(path, ftp, sftp, way):
     assert [*folders, last] == way
 
 
-def test_the_way_leads_through_each_folder_that_is_named():
+def test_the_way_leads_through_each_named_folder():
     assert names.meaning(b"d/../e//f", HOME).folders == [HOME, HOME + b"/d", HOME, HOME + b"/e", HOME + b"/e"]
 
 
@@ -124,7 +124,7 @@ def test_names_of_one_seed_are_always_the_same():
     assert len(set(MADE)) > len(MADE) // 2
 
 
-def test_names_can_stand_in_a_request():
+def test_names_fit_into_a_request():
     assert all(1 <= len(path) <= names.LONGEST and b"\0" not in path for path in MADE)
     assert {1, names.LONGEST} <= {len(path) for path in MADE}
     random = Random(1)
@@ -132,14 +132,14 @@ def test_names_can_stand_in_a_request():
     assert all(len(names.make_credential(random, 31)) <= 31 for _ in range(2000))
 
 
-def test_names_hold_every_byte_in_front_in_the_middle_and_behind():
+def test_names_have_every_byte_first_in_the_middle_and_last():
     everywhere = set(range(1, 256)) - names.IN_NO_PATH - {ord("/")}
     assert {path[0] for path in MADE} >= everywhere
     assert {path[-1] for path in MADE} >= everywhere
     assert {byte for path in MADE for byte in path[1:-1]} == set(range(1, 256))
 
 
-def test_names_hold_everything_that_leads_astray():
+def test_names_have_everything_that_may_be_misread():
     for piece in (*names.ATOMS, *names.REFUSABLE, b"//", b"/../", b"/./"):
         assert any(piece in path for path in MADE), piece
     assert any(names.meaning(path, HOME).file is None for path in MADE)

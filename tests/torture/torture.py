@@ -1,4 +1,4 @@
-"""One scenario of the torture: see run. Prints a line of figures; what went wrong before it."""
+"""One scenario of tests/torture/run. Prints each failure, then a line of figures."""
 
 import argparse
 import os
@@ -16,11 +16,11 @@ from start_up import StartUp
 from harness import client, wire
 
 HANG_S = 60
-ASK_AFTER_S = 0.25  # a job that has met its fault and is not announced yet: has it ended?
+ASK_AFTER_S = 0.25  # then asks whether a job with its fault has ended unannounced
 MORE_BLOCKS = "blocks of memory more than before"
-COUNTING_RUNS = 8  # how often libcurl polls varies: the fewest of these count
-FURTHER = 2  # the main thread's idle passes: how many calls beyond those counted
-# Notices that did not go out, or a worker that could not be joined: told by the log, and not sent again.
+COUNTING_RUNS = 8  # the lowest counts are used, because the number of libcurl's polls varies
+FURTHER = 2  # calls beyond the counted ones, for the main thread's idle passes
+# Log lines for a notice that was not sent or a worker that was not joined; neither is repeated.
 NOT_ANNOUNCED = ("ftp_clientd_if(587)", "ftp_clientd_if(599)", "ftp_clientd_if(323)", "curl_func(2075)", "zixi_func(882)")
 NOT_STARTED = ("ftp_clientd(393)", "ftp_clientd(433)", "ftp_clientd(570)")
 
@@ -38,7 +38,7 @@ class Point(NamedTuple):
 
 
 def points_of(counts, every_error, share):
-    """All points, or `share` of them evenly spread."""
+    """All points, or `share` of them, evenly spread."""
     points = []
     for (name, role), count in sorted(counts.items()):
         errors = ERRORS[name] if every_error else ERRORS[name][:1]
@@ -52,27 +52,27 @@ def points_of(counts, every_error, share):
 
 
 def ask_anyhow(data):
-    """All that comes back; b"" also for a connection that breaks."""
+    """Everything received; b"" also if the connection breaks."""
     try:
         with client.connect() as connection:
             connection.settimeout(HANG_S)
             try:
                 connection.sendall(data)
             except OSError:
-                pass  # what was said before it closed can still be read
+                pass  # the reply before the close can still be read
             return client.read_to_end(connection)
     except socket.timeout:
         return None
 
 
 def libraries_own(wrong, name, hit_by, is_ssh, lines):
-    """What libcurl 7.88.1 and libssh2 1.10 do wrong themselves, and nobody above them can tell. None = it is ours."""
+    """The fault in libcurl 7.88.1 or libssh2 1.10 that explains `wrong` and that no caller can notice; None = it is ours."""
     if not hit_by.startswith(("libcurl", "libssh2")):
         return None
-    # libssh2 also loses what it has when its connection breaks during the key exchange.
+    # libssh2 also leaks memory when its connection breaks during the key exchange.
     if wrong.endswith(MORE_BLOCKS) and (is_ssh or name == "malloc"):
         return "kept by the library"
-    # ftp_parse_url_path does not check its copy of the file's name; without one libcurl lists the directory.
+    # ftp_parse_url_path does not check its copy of the file's name; without it libcurl lists the directory.
     listed = any("> LIST" in line for line in lines)
     if wrong.startswith("0, but the file is not there") and listed:
         return "listed instead"
@@ -98,7 +98,7 @@ class Torture:
         self.blocks = self.page.live_blocks
 
     def _must_work(self):
-        """The scenario without a fault; counts its calls."""
+        """Plays the scenario without a fault and counts its calls."""
         self.rig.forget()
         self.scenario.prepare()
         self.page.arm()
@@ -114,7 +114,7 @@ class Torture:
         wrong = self._try_once(point)
         self.tally.tried += 1
         self.tally.not_reached += self.hits == 0
-        # What is kept once is a cache of OpenSSL's; what is lost is lost each time.
+        # Memory kept only once is a cache of OpenSSL; a leak happens each time.
         for _ in range(2):
             if not wrong or not wrong.endswith(MORE_BLOCKS):
                 break
@@ -134,11 +134,11 @@ class Torture:
         self._begin_again()
 
     def _try_once(self, point):
-        """What was wrong; None when nothing was."""
+        """What was wrong, or None."""
         return self._with_second(lambda: self._meet(point)) or self._after()
 
     def _with_second(self, play):
-        """What was wrong with play(), or with a second program that has waited for its turn meanwhile."""
+        """What was wrong with play() or with the second program that waited for its turn meanwhile."""
         if not self.second:
             return play()
         with self.second.waiting():
@@ -156,7 +156,7 @@ class Torture:
         return wrong
 
     def _begin_again(self):
-        """What one point spoils is not held against the next."""
+        """Keeps the damage of one point from the next."""
         if not self.rig.alive:
             self.rig.daemon.wait_end()
             self.rig.start()
@@ -209,7 +209,7 @@ class Torture:
         return None if detail in allowed else f"ended with {detail}"
 
     def _looks(self):
-        """Notices of the look before a resume."""
+        """Notices of the look-up before a resume."""
         return 1 if isinstance(self.scenario, scenarios.Resume) else 0
 
     def _why_unannounced(self):
@@ -230,23 +230,23 @@ class Torture:
         return f"{why}, and announced: {notices}" if notices else None
 
     def _count(self, outcome):
-        """Only of the jobs under a fault, not of those that must work."""
+        """Counts only jobs with a fault, not those that must work."""
         if self.page.hits:
             self.tally.count(outcome)
 
     def _notices(self):
-        """Those of this job: an empty one is a connection over which nothing could be sent."""
+        """This job's notices; an empty one is a connection on which nothing was sent."""
         heard = [notice for notice in self.rig.manager.notices if notice.raw]
         return [notice for notice in heard if notice.code == self.scenario.notice_code]
 
     def _wait_for_end(self):
-        """True when the job is announced, or has ended without that."""
+        """True once the job is announced, or has ended unannounced."""
         begin = time.monotonic()
         idle = 0
         while not self._notices():
             if not self.rig.alive or time.monotonic() - begin > HANG_S:
                 return False
-            # Asking is a request of its own: only when nothing comes by itself.
+            # The question is a further request, so it comes only if there is no notice.
             if self.page.hits and time.monotonic() - begin > ASK_AFTER_S:
                 idle = idle + 1 if self._is_idle() else 0
                 if idle == 3:
@@ -265,7 +265,7 @@ class Torture:
     def _judge_cancel(self, reply):
         self.page.disarm()
         if len(reply) != 20:
-            ask_anyhow(self.scenario.request())  # it may not have been heard
+            ask_anyhow(self.scenario.request())  # the first may have been lost
         if not world.settled(self._is_idle, HANG_S):
             return "never ends"
         time.sleep(0.02)
@@ -298,7 +298,7 @@ class Torture:
 
 
 class Tally:
-    """What a scenario has come to; the line that it ends with."""
+    """The results of a scenario, and its last line of output."""
 
     def __init__(self, name):
         self.name, self.begin = name, time.monotonic()

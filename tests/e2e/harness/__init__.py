@@ -1,1 +1,1 @@
-"""The world around the daemon: its peers, its clients and what they saw."""
+"""The world around the daemon: its peers, its clients and what they observe."""

@@ -1,4 +1,4 @@
-"""A client of the control socket that knows the byte tables only."""
+"""A client of the control socket, written from the byte tables only."""
 
 import socket
 import struct
@@ -11,7 +11,7 @@ CONTROL_SOCKET = "/var/run/ftp.sock"
 
 
 def connect(deadline_s=DEADLINE_S):
-    """A connection to the control socket, as soon as somebody listens there."""
+    """Connects to the control socket as soon as somebody listens there."""
     end = time.monotonic() + deadline_s
     while True:
         connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
@@ -32,7 +32,7 @@ def read_to_end(connection):
     while True:
         try:
             piece = connection.recv(65536)
-        except ConnectionResetError:  # it closed with bytes of ours unread
+        except ConnectionResetError:  # it closed with unread bytes
             return received
         if not piece:
             return received
@@ -44,7 +44,7 @@ def head(command, length):
 
 
 def ask_raw(data, shut=False):
-    """Sends the bytes and returns all that comes back; shut = says that nothing more will come."""
+    """Sends the bytes and returns everything received; shut = closes the sending side."""
     with connect() as connection:
         connection.sendall(data)
         if shut:
@@ -53,7 +53,7 @@ def ask_raw(data, shut=False):
 
 
 def ask(command, body=b""):
-    """The reply's body; its head must echo the command and announce the body that comes."""
+    """The reply's body; its head must have the command and the body's length."""
     reply = ask_raw(head(command, len(body)) + body)
     assert reply[:8] == head(command, len(reply) - 8), reply
     return reply[8:]

@@ -1,4 +1,4 @@
-"""Files' contents."""
+"""Contents of files."""
 
 import random
 
@@ -6,12 +6,12 @@ MIB = 1 << 20
 
 
 def content_of(size):
-    """The same bytes for the same size, nowhere alike."""
+    """Bytes without repetition, the same for the same size."""
     return random.Random(size).randbytes(size)
 
 
 def sparse(path, size, tail=b""):
-    """Costs no room; its size is `size` and that of the tail."""
+    """Makes a sparse file of `size` bytes and the tail."""
     with open(path, "r+b" if path.exists() else "wb") as file:
         file.truncate(size)
         file.seek(size)

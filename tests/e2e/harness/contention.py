@@ -1,6 +1,6 @@
-"""Jobs of many programs at once, each with names, sizes and contents of its own, so that it shows whose a result is.
+"""Simultaneous jobs of many programs, each with its own names, sizes and contents, which show whose result it got.
 
-A job is one run of ftpctl. What it was told must be true: see Job.wrong()."""
+A job is one run of ftpctl. What it reports must be true: see Job.wrong()."""
 
 import json
 import os
@@ -13,11 +13,11 @@ from .vsftpd import HOME
 
 DONE, TURN, NOT_FOUND, UNKNOWN, CANCELED, NOT_RUNNING, LOCAL_READ = 0, 4, 6, 10, 21, 22, 30
 DOWNLOAD_MAX = 4096
-UPLOAD_SIZES = (0, 1000, 1000, 200000)  # often the same: by its size alone no job is known
+UPLOAD_SIZES = (0, 1000, 1000, 200000)  # often the same, so that the size does not identify a job
 
 OWN_FAILURE = {"missing": NOT_FOUND, "unseen": LOCAL_READ, "cancel": NOT_RUNNING}
 
-# What a job takes no turn for.
+# Commands without a turn.
 AT_ONCE = ("cancel", "state")
 
 
@@ -29,9 +29,9 @@ def give(path, content):
 
 
 def within(folder, is_known=True):
-    """The start of a command that finds a file "f" in that folder, which nobody else sees.
+    """The beginning of a command that sees a file "f" in that folder, which nobody else sees.
 
-    is_known: the command can find out that nobody else sees it."""
+    is_known: the command can find that out."""
     script = 'mount --no-mtab -t tmpfs tmpfs "$0" && echo unseen >"$0/f" && exec "$@"'
     if not is_known:
         script = "mount --no-mtab --bind /dev/null /proc/$$/mountinfo && " + script
@@ -39,7 +39,7 @@ def within(folder, is_known=True):
 
 
 class Job:
-    """start() it, then wait(); times are those of time.monotonic()."""
+    """Call start(), then wait(). Times are from time.monotonic()."""
 
     def __init__(self, kind, words, judge, wrapper=()):
         self.kind, self.words, self.judge, self._wrapper = kind, words, judge, wrapper
@@ -61,25 +61,25 @@ class Job:
         return self
 
     def wrong(self, cancels=(), may_be_unknown=False):
-        """Why what it was told is not true, None when it is.
+        """Why the reported outcome is not true, or None.
 
-        cancels: (begin, end) of those that stopped a job; may_be_unknown: some program takes no turns."""
+        cancels: (begin, end) of those that stopped a job; may_be_unknown: another program takes no turns."""
         if self.status == DONE:
             return self.judge(self)
         if self.status == OWN_FAILURE.get(self.kind) or (may_be_unknown and self.status in (UNKNOWN, TURN)):
             return None
         if self.status == CANCELED and any(b < self.end_s and self.begin_s < e for b, e in cancels):
             return None
-        return "a failure that is not its own"
+        return "another job's failure"
 
 
 def cancels_of(jobs):
-    """When a job may have been stopped: (begin, end) of each cancel that stopped one."""
+    """(begin, end) of each cancel that stopped a job."""
     return [(job.begin_s, job.end_s) for job in jobs if job.kind == "cancel" and job.status == DONE]
 
 
 class Site:
-    """Makes jobs. urls: of alice's home, such as "ftp://alice@127.0.0.1"; sha256: what `ftpctl identity` must tell."""
+    """Makes jobs. urls: of alice's home, such as "ftp://alice@127.0.0.1"; sha256: what `ftpctl identity` must print."""
 
     KINDS = ("get", "put", "resume", "verify", "no-wait", "info", "missing", "unseen", "identity", *AT_ONCE)
 
@@ -134,14 +134,14 @@ class Site:
         return self._upload("resume", *where, "--resume", begun=self._random.choice((1, 400, 600)))
 
     def _no_wait(self, remote, local, url):
-        """That it was started is all it is told; see wrong_in_the_end()."""
+        """It reports only the start; see wrong_in_the_end()."""
         job = self._upload("no-wait", remote, local, url, "--no-wait")
         job.wrong_in_the_end = job.judge
         job.judge = lambda _: None
         return job
 
     def _unseen(self, remote, local, url):
-        """A local file that ftpctl sees and the daemon does not, and that only the daemon can find out."""
+        """A local file that ftpctl sees and the daemon does not, and only the daemon can find that out."""
         local.mkdir()
         words = ["put", local / "f", url]
         return Job("unseen", words, lambda _: "uploaded what the daemon cannot see", within(local, is_known=False))

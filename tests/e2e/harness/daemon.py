@@ -1,4 +1,4 @@
-"""The daemon under test, started for real: it forks twice and leaves its starter."""
+"""The daemon under test, started as on a device: it forks twice and detaches itself."""
 
 import glob
 import os
@@ -29,13 +29,13 @@ def is_emulated():
 
 
 def sysroot():
-    """What stands before the paths of the daemon's libraries."""
+    """The prefix of the daemon's library paths."""
     command = program()
     return command[command.index("-L") + 1] if "-L" in command else ""
 
 
 def fast_clock():
-    """The libraries to be preloaded for a clock of another speed."""
+    """The libraries to preload for a clock of another speed."""
     libraries = glob.glob(f"{sysroot()}/usr/lib/*/faketime/libfaketimeMT.so.1")
     assert libraries, "faketime is not installed"
     time64 = pathlib.Path(program()[-1]).parent.parent / "tests" / "libtime64.so"  # of 32-bit builds
@@ -43,7 +43,7 @@ def fast_clock():
 
 
 def memory_kib(pid, kind):
-    """Of the daemon: an emulator, and what that has translated, lie above the emulated program. kind: of smaps."""
+    """The daemon's memory: an emulator's own is at higher addresses than the emulated program's. kind: of smaps."""
     own, total_kib = True, 0
     for line in pathlib.Path(f"/proc/{pid}/smaps").read_text().splitlines():
         if mapping := re.match("([0-9a-f]+)-[0-9a-f]+ ", line):
@@ -58,7 +58,7 @@ def environment(speed, extra):
     variables = {
         "PATH": os.environ["PATH"],
         "ASAN_OPTIONS": _SANITIZER + "verify_asan_link_order=0",
-        # The daemon ends without waiting for its transfer.
+        # The daemon does not wait for its transfer when it ends.
         "TSAN_OPTIONS": _SANITIZER + "report_thread_leaks=0",
         "UBSAN_OPTIONS": "print_stacktrace=1",
     }
@@ -72,7 +72,7 @@ def environment(speed, extra):
 
 
 class Daemon:
-    """One run. Start it once; `pid` is the process that stays."""
+    """One run; start it once. `pid` is the daemon process."""
 
     def __init__(self):
         self.pid = None
@@ -80,8 +80,8 @@ class Daemon:
         self.name = os.path.basename(program()[0])
 
     def launch(self, speed=1, wrapper=(), sibling=None, **extra_environment):
-        """Starts it, waits for nothing. speed: of its clock; wrapper: a command to run it under;
-        sibling: the name of another program in its folder, to be started instead."""
+        """Starts it and does not wait. speed: of its clock; wrapper: a command to run it under;
+        sibling: the name of another program in its folder to start instead."""
         command = program()
         if sibling:
             command[-1] = str(pathlib.Path(command[-1]).with_name(sibling))
@@ -93,15 +93,15 @@ class Daemon:
         self._front = processes.spawn([*wrapper, *command], env=variables, cwd=WORLD / "tmp")
 
     def front_status(self):
-        """Exit status of the process that was started; it ends when the daemon has left it."""
+        """The exit status of the started process, which ends once the daemon is detached."""
         return self._front.wait(DEADLINE_S)
 
     def front_ended(self):
-        """True when the process that was started has ended."""
+        """True if the started process has ended."""
         return self._front.poll() is not None
 
     def find(self):
-        """Waits for the process that stays: an orphan that leads no session."""
+        """Waits for the daemon process, an orphan that is not a session leader."""
 
         def stayed():
             family = processes.adopted(self.name)
@@ -122,7 +122,7 @@ class Daemon:
         return self.find()
 
     def statuses_of_all(self):
-        """Waits until all its processes have ended; their exit statuses, eldest first."""
+        """Waits until all its processes have ended; returns their exit statuses, oldest first."""
         statuses = [self.front_status()]
         wait_until(
             lambda: all(process.state == "Z" for process in processes.adopted(self.name)),
@@ -140,7 +140,7 @@ class Daemon:
         os.kill(self.pid, number)
 
     def stop(self, number=signal.SIGTERM):
-        """Exit status after that signal; -N when signal N ended it."""
+        """The exit status after that signal, or -N if signal N ended it."""
         self.send_signal(number)
         return self.wait_end()
 
@@ -154,11 +154,11 @@ class Daemon:
         return {int(number): os.readlink(f"{folder}/{number}") for number in os.listdir(folder)}
 
     def threads(self):
-        """How many."""
+        """The number of threads."""
         return len(os.listdir(f"/proc/{self.pid}/task"))
 
     def peak_kib(self):
-        """The most memory that it has held."""
+        """Its peak resident memory."""
         status = pathlib.Path(f"/proc/{self.pid}/status").read_text()
         return int(re.search(r"^VmHWM:\s*(\d+) kB$", status, re.MULTILINE)[1])
 
@@ -166,15 +166,15 @@ class Daemon:
         return memory_kib(self.pid, "Rss")
 
     def private_kib(self):
-        """What it wrote to. Code of libraries is private or shared as other processes come and go."""
+        """Memory that it has written to. Library code counts as private or shared depending on other processes."""
         return memory_kib(self.pid, "Private_Dirty")
 
     def grew_less_than(self, kib, before_kib):
-        """Of its resident memory; always so with a sanitizer, which keeps what was freed."""
+        """Whether its resident memory did; always true with a sanitizer, which keeps freed memory."""
         return self.has_sanitizer("[at]") or self.resident_kib() - before_kib < kib
 
     def has_sanitizer(self, kinds):
-        """kinds: an expression for the letter in front of "san"."""
+        """kinds: a regular expression for the letter before "san"."""
         maps = pathlib.Path(f"/proc/{self.pid}/maps").read_text()
         return re.search(f"lib{kinds}san", maps) is not None
 

@@ -1,4 +1,4 @@
-"""The Zixi side: a daemon whose feeder library puts uploads into a folder, and requests to it."""
+"""The Zixi side: a daemon whose feeder library stores uploads in a folder, and requests to it."""
 
 import contextlib
 import os
@@ -40,14 +40,14 @@ NAMES = {
 
 
 def knobs(**knobs):
-    """For the library, as variables of the daemon's environment: fail, rate, total, user, password, dir. What they do:
+    """The library's settings as environment variables: fail, rate, total, user, password, dir. What they do:
     tests/standin/zixiFeeder.cpp."""
     variables = {f"ZIXI_FEEDER_{name.upper()}": str(value) for name, value in knobs.items()}
     return {"ZIXI_FEEDER_DIR": str(FOLDER)} | variables
 
 
 def credentials(user, password):
-    """The field `password` as Zixi has it: bytes 1092 and 1156 of the request."""
+    """The field `password` as Zixi uses it: from bytes 1092 and 1156 of the request."""
     skipped = bytes(1092 - wire.REQUEST_FIELDS["password"][0])
     user, password = (wire.as_bytes(text) for text in (user, password))
     assert len(user) < USER_WIDTH and len(password) < PASSWORD_WIDTH
@@ -65,17 +65,17 @@ def file_info(remote_path="a", **fields):
 
 
 def stored():
-    """{path below the server's folder: content}; unfinished ones too."""
+    """{path below the server's folder: content}, including unfinished files."""
     found = {}
     for path in FOLDER.rglob("*"):
-        with contextlib.suppress(FileNotFoundError):  # it has got its final name meanwhile
+        with contextlib.suppress(FileNotFoundError):  # renamed to its final name meanwhile
             if path.is_file():
                 found[str(path.relative_to(FOLDER))] = path.read_bytes()
     return found
 
 
 def make_file(path, size):
-    """A file whose every part differs."""
+    """A file without repetition."""
     path.write_bytes((os.urandom(1 << 16) * (size // (1 << 16) + 1))[:size])
     return path
 
@@ -98,7 +98,7 @@ class Sample(NamedTuple):
     def of(cls, line):
         found = PROGRESS.fullmatch(line)
         assert found, line
-        # Whole and rest carry a sign each; the rest is padded with blanks to three places.
+        # Integer part and fraction each have a sign; the fraction is padded with blanks to three places.
         assert found["kbits"] == "%3d" % int(found["kbits"]), line
         mbits, kbits = int(found["mbits"]), int(found["kbits"])
         assert abs(kbits) < 1000 and mbits * kbits >= 0, line
@@ -111,7 +111,7 @@ def samples(log):
 
 
 def said(log):
-    """What the engine and the commands logged since the start, without the progress."""
+    """What the engine and the commands have logged since the start, without progress."""
     texts = log.texts
     begin = next(i for i, text in enumerate(texts) if text.startswith("zixi_func(180)")) + 1
     return [text for text in texts[begin:] if not text.startswith("zixi_func(731)")]

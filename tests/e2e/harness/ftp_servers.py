@@ -1,4 +1,4 @@
-"""FTP servers of other makes than vsftpd, for their listings of alice's home, dates in UTC."""
+"""Other FTP servers than vsftpd, for their listings of alice's home. Dates are in UTC."""
 
 import logging
 import os
@@ -13,7 +13,7 @@ from .vsftpd import HOME, Vsftpd, listens, needs_users
 from .waiting import wait_until
 
 with warnings.catch_warnings():
-    warnings.simplefilter("ignore", DeprecationWarning)  # of modules that it uses
+    warnings.simplefilter("ignore", DeprecationWarning)  # from modules that it uses
     from pyftpdlib.authorizers import DummyAuthorizer
     from pyftpdlib.filesystems import AbstractedFS
     from pyftpdlib.handlers import FTPHandler
@@ -23,7 +23,7 @@ UTC = os.environ | {"TZ": "UTC"}
 
 
 class Program(Vsftpd):
-    """A server that is a program of its own; its files are handled as vsftpd's are."""
+    """A server that is a separate program; its files are handled like vsftpd's."""
 
     def __init__(self, command, port=21):
         needs_users()
@@ -34,10 +34,10 @@ class Program(Vsftpd):
 
 
 class PureFtpd(Program):
-    """options: more of its own."""
+    """options: further ones of pure-ftpd."""
 
     def __init__(self, *options, port=21):
-        # The system's users; no question to a resolver; more files in a listing than 10,000; many clients of one address.
+        # The system's users; no resolver; listings of more than 10,000 files; many clients from one address.
         settings = ["-l", "unix", "-u", "1", "-E", "-H", "-L", "200000:5", "-g", WORLD / f"pure-ftpd.{port}.pid"]
         super().__init__(["/usr/sbin/pure-ftpd", "-S", f"127.0.0.1,{port}", *settings, *options], port)
 
@@ -59,7 +59,7 @@ PROFTPD = {
 
 
 class Proftpd(Program):
-    """The settings are proftpd's own."""
+    """settings: proftpd's."""
 
     def __init__(self, port=21, **settings):
         file, own = (WORLD / f"proftpd.{port}.{end}" for end in ("conf", "own"))
@@ -70,7 +70,7 @@ class Proftpd(Program):
 
 
 class Pyftpdlib(Vsftpd):
-    """Runs in the test itself, with root's rights."""
+    """Runs in the test's process, with root's rights."""
 
     def __init__(self, files=AbstractedFS, handler=FTPHandler, port=21):
         self.home = HOME
@@ -87,7 +87,7 @@ class Pyftpdlib(Vsftpd):
 
 
 def dos_files(date_format):
-    """Files listed as a DOS or Windows server does: "<date and time> <DIR or size> <name>"."""
+    """Lists files in DOS or Windows style: "<date and time> <DIR or size> <name>"."""
 
     class DosFiles(AbstractedFS):
         def format_list(self, basedir, listing, ignore_err=True):

@@ -1,4 +1,4 @@
-"""The command-line client that belongs to the daemon under test."""
+"""The command-line client of the build under test."""
 
 import json
 import os
@@ -21,7 +21,7 @@ class Outcome(NamedTuple):
 
 
 def command():
-    """As the daemon's: an emulator may stand before the path. Built in the daemon's folder, installed in bin/."""
+    """As for the daemon, with an emulator before the path if needed. Built in the daemon's folder, installed in bin/."""
     *emulator, daemon = program()
     folder = pathlib.Path(daemon).parent
     found = [path for path in (folder / "ftpctl", folder.parent / "bin/ftpctl") if path.exists()]
@@ -30,7 +30,7 @@ def command():
 
 
 def environment(**variables):
-    """alice's password is in it."""
+    """With alice's password."""
     return os.environ | {"FTPCTL_PASSWORD": "secret"} | variables
 
 
@@ -42,7 +42,7 @@ def run(*words, **variables):
 
 
 def start(*words, wrapper=(), **options):
-    """A process that the test's end ends. wrapper: a command to run it under."""
+    """Starts it; the test's end kills it. wrapper: a command to run it under."""
     return processes.spawn(
         [*wrapper, *command(), *map(str, words)],
         env=environment(),

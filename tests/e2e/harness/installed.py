@@ -1,4 +1,4 @@
-"""The client library as another project finds it: built, installed into a folder of its own, used from there."""
+"""The client library for other projects: built, installed into its own folder and used from there."""
 
 import os
 import pathlib
@@ -13,7 +13,7 @@ STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 
 
 def run(*command, **variables):
-    """What the command prints; the test fails when it does."""
+    """Runs a command that must succeed; returns its output."""
     done = subprocess.run(
         [str(word) for word in command],
         env=os.environ | {"LC_ALL": "C"} | variables,
@@ -34,8 +34,8 @@ def build(source, build_folder, *options):
 
 
 def place(name):
-    """(a folder to build a program in, the compiler's options for it). Where the daemon counts what the tests reach,
-    the program does so as well, in a folder that outlives this world."""
+    """(a folder to build a program in, its compiler options). If the daemon is built for coverage, the program is so as
+    well, in a folder that outlives this world."""
     tested = pathlib.Path(program()[-1]).resolve().parent.parent
     cache = tested / "CMakeCache.txt"
     if not cache.exists() or "FTP_CLIENTD_COVERAGE:BOOL=ON" not in cache.read_text():
@@ -46,7 +46,7 @@ def place(name):
 
 
 class Installed:
-    """The tree that `cmake --install` makes."""
+    """The tree that `cmake --install` creates."""
 
     def __init__(self, prefix=WORLD / "tmp" / "installed"):
         self._build = WORLD / "tmp" / "library"
@@ -63,5 +63,5 @@ class Installed:
         return run("pkg-config", *options, "ftpclient", PKG_CONFIG_PATH=path).split()
 
     def run(self, *command, **variables):
-        """Runs a program that was built with this library."""
+        """Runs a program built with this library."""
         return run(*command, LD_LIBRARY_PATH=str(self.libraries), **variables)

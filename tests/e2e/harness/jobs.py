@@ -1,10 +1,10 @@
-"""Jobs from their start to their notice."""
+"""Runs jobs from their start to their notice."""
 
 from . import client, feeder, wire
 
 
 class Jobs:
-    """Each function starts a job, which the daemon must accept, waits for its notice and returns that."""
+    """Each function starts a job, which the daemon must accept, and returns its notice."""
 
     def __init__(self, network_manager):
         self._network_manager = network_manager
@@ -25,7 +25,7 @@ class Jobs:
         return self._run(wire.NOTICE_FILE_INFO, feeder.file_info, **fields)
 
     def each(self, folder, content=b"content", **fields):
-        """A download of "a", an upload of "b" with this content and a look at "a"; local files are in the folder."""
+        """A download of "a", an upload of "b" with this content and a look-up of "a"; local files are in the folder."""
         (folder / "b").write_bytes(content)
         yield self.download("a", folder / "a", **fields)
         yield self.upload(folder / "b", "b", **fields)

@@ -1,4 +1,4 @@
-"""Where the daemon's libraries behave unlike those of Debian 12. All differences that the tests know are here."""
+"""Differences of the daemon's libraries from those of Debian 12; the tests have no others."""
 
 import pathlib
 import re
@@ -12,26 +12,26 @@ def _bytes_of(file_name):
 
 
 def libcurl():
-    """Its release, as (7, 88, 1)."""
+    """libcurl's version, e.g. (7, 88, 1)."""
     return tuple(map(int, re.search(rb"libcurl[/ ](\d+)\.(\d+)\.(\d+)", _bytes_of("libcurl.so.4")).groups()))
 
 
 def lacks_tls_in_active_mode():
-    """Active data connections of FTPS would be in clear with this libcurl, so the daemon uses passive mode."""
+    """This libcurl would send data of active FTPS in clear, so the daemon uses passive mode."""
     return (7, 87, 0) <= libcurl() <= (7, 88, 1)
 
 
 def reads_replies_for_ever():
-    """While the lines of a reply keep coming, this libcurl checks no time limit; only a cancel ends the job."""
+    """This libcurl checks no time limit while lines of a reply keep coming; only a cancel ends the job."""
     return b"Too large response headers" not in _bytes_of("libcurl.so.4")  # 8.3, and Debian's 7.88.1
 
 
 def names_every_port():
     """Whether a request to an HTTP proxy names the default port as well."""
-    return libcurl() < (7, 88)  # 7.74 does, 7.88.1 does not; in between none was tried
+    return libcurl() < (7, 88)  # 7.74 does, 7.88.1 does not; versions between them are untested
 
 
 def host_keys():
-    """The kinds of host key that this libssh2 and the OpenSSH beside it both know; most tests use the first."""
-    # Debian 11 builds libssh2 1.9 with libgcrypt, and that supports RSA only.
+    """The kinds of host key that both this libssh2 and this OpenSSH support; most tests use the first."""
+    # Debian 11 builds libssh2 1.9 with libgcrypt, which supports only RSA.
     return ["rsa"] if b"libgcrypt.so" in _bytes_of("libssh2.so.1") else ["ed25519", "ecdsa"]

@@ -1,11 +1,11 @@
-"""What all servers of the tests' own have in common."""
+"""The base of the tests' own servers."""
 
 import socket
 import threading
 
 
 class Listener:
-    """Takes TCP connections, one after the other, on a thread of its own: take(connection) treats each."""
+    """Accepts TCP connections one after the other on its own thread, and calls take(connection) for each."""
 
     def __init__(self, port, address="127.0.0.1"):
         self._listener = socket.create_server((address, port))

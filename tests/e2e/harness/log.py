@@ -1,4 +1,4 @@
-"""What the daemon logs and writes to the console, always read: it blocks when nobody reads."""
+"""The daemon's log and console, which must always be read: otherwise the daemon blocks."""
 
 import os
 import re
@@ -24,7 +24,7 @@ class LogLine(NamedTuple):
 
 
 class LogReader:
-    """Owns /dev/log; keeps what the daemon says (servers log there as well)."""
+    """Owns /dev/log and keeps the daemon's lines (servers log there as well)."""
 
     def __init__(self):
         self.lines = []
@@ -49,7 +49,7 @@ class LogReader:
 
     @property
     def texts(self):
-        """All that was logged until now: lines wait in the socket until they are read."""
+        """Reads everything logged until now; lines wait in the socket until then."""
         due = self._marks + 1
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as marker:
             marker.sendto(MARK, self._socket.getsockname())
@@ -63,7 +63,7 @@ class LogReader:
         return sum(1 for text in self.texts if re.search(pattern, text))
 
     def wait_for(self, pattern, times=1, deadline_s=DEADLINE_S):
-        """The first line that holds the pattern, once there are that many."""
+        """Waits for that many lines that match the pattern; returns the first."""
 
         def found():
             lines = [line for line in list(self.lines) if re.search(pattern, line.text)]
@@ -73,11 +73,11 @@ class LogReader:
 
 
 class ConsoleReader:
-    """Reads the FIFO that stands for the console."""
+    """Reads the FIFO that replaces the console."""
 
     def __init__(self):
         self.data = b""
-        # Read-write: then there is always a reader, and the daemon's closing is not its end.
+        # Read-write, so that there is always a reader and a writer, even when the daemon closes it.
         self._fd = os.open(CONSOLE, os.O_RDWR)
         threading.Thread(target=self._read, daemon=True).start()
 

@@ -1,4 +1,4 @@
-"""What crosses the wire for made-up names, hosts and credentials: a scripted server sees every byte, and so does the test."""
+"""The bytes on the wire for generated names, hosts and credentials, as a scripted server sees them."""
 
 import base64
 import re
@@ -41,7 +41,7 @@ def expected(kind, path):
 
 
 def listing(path):
-    """Of a folder that has this file and those that a wrong reading would take for it."""
+    """The listing of a folder with this file and those of wrong readings."""
     lines = []
     for number, name in enumerate([*names.wrong_readings(path), path]):
         last = name.split(b"/")[-1]
@@ -52,7 +52,7 @@ def listing(path):
 
 
 class BytesTrial:
-    """On port 21 of every address of this machine."""
+    """With a server on port 21 of every address of this machine."""
 
     name = "bytes"
 
@@ -66,11 +66,11 @@ class BytesTrial:
 
     @property
     def sessions(self):
-        """Of the job that was played last."""
+        """The sessions of the last job."""
         return self.server.sessions[self.first :]
 
     def try_number(self, seed, number):
-        """What is wrong, as a text; None = nothing."""
+        """What is wrong, or None."""
         random = Random(f"{seed}:{self.name}:{number}")
         subject = ("path", "path", "path", "proxied", "host", "path", "path", "credentials", "proxy")[number % 9]
         self.first = len(self.server.sessions)
@@ -97,7 +97,7 @@ class BytesTrial:
         return answer, self.manager.notices[0].outcome[1], connections_opened() - opened
 
     def _judge_answer(self, kind, verdict, answer, opened):
-        """(whether it is all, what is wrong)"""
+        """(whether the job ended with its answer, what is wrong or None)"""
         if answer == REFUSAL and verdict != names.ACCEPTED:
             self.counts[kind, REFUSED] += 1
             return True, f"refused, but {opened} connections were opened" if opened else None
@@ -145,7 +145,7 @@ class BytesTrial:
         return None
 
     def _try_proxied(self, random):
-        """The URL that a proxy is asked for holds the path; libcurl puts ";type=i" behind it."""
+        """The URL in the request to a proxy contains the path; libcurl appends ";type=i"."""
         path, kind = names.make_path(random, b"/home/alice"), random.choice(("download", "upload"))
         who = [b"alice", b"secret"] if random.random() < 0.5 else [names.make_credential(random, 31) for _ in range(2)]
         fields = PROXY | {"username": who[0], "password": who[1]}
@@ -170,7 +170,7 @@ class BytesTrial:
         if not ended:
             self.counts["proxy", RIGHT if result == 0 else FAILED] += 1
             led_to = address_of(host.removeprefix(b"http://").rpartition(b"@")[2])  # without its login
-            reached = {session.reached for session in self.sessions}  # by a port behind the proxy's host
+            reached = {session.reached for session in self.sessions}  # by a port after the proxy's host
             reached |= {"127.0.0.1"} if self.proxy.heads else set()
             if reached - {led_to} or (opened and led_to is None):
                 wrong = f"result {result}, {opened} connections, reached {reached}"
@@ -204,7 +204,7 @@ class BytesTrial:
 
 
 def read_head(head):
-    """(method, path, user:password) of what a proxy was asked."""
+    """(method, path, user:password) of a request to a proxy."""
     method, url = head.split(b"\r\n")[0].split(b" ")[:2]
     path = re.sub(rb"\Aftp://([^@/]*@)?127\.0\.0\.1(:21)?", b"", re.sub(rb";type=[ai]\Z", b"", url))
     basic = re.search(rb"\r\nAuthorization: Basic (\S*)\r\n", head)
@@ -212,7 +212,7 @@ def read_head(head):
 
 
 def address_of(host):
-    """The IPv4 address that a host may lead to; None = nowhere. The port behind a ':' counts for nothing: the request has one."""
+    """The IPv4 address that a host may lead to, or None. A port after ':' is ignored: the request has its own."""
     text = re.sub(r":\d*\Z", "", host.decode("latin-1")).lower()
     if text.rstrip(".") == "localhost" or text.endswith(".localhost"):
         return "127.0.0.1"

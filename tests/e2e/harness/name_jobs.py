@@ -1,7 +1,7 @@
-"""Plays jobs on made-up names, and judges what became of the files: `Trial` is one server's.
+"""Runs jobs with generated names and checks the files afterwards; `Trial` is for one server.
 
-Round the file that is meant lie those that a wrong reading of the name would hit. A job that says 0 must have touched that
-file and nothing else; one that failed nothing but that; one that is refused must have opened no connection."""
+Beside the meant file are those that a wrong reading of the name would hit. A job with result 0 must have touched the meant
+file and nothing else, a failed one nothing but that file, and a refused one must have opened no connection."""
 
 import os
 from collections import Counter
@@ -24,7 +24,7 @@ LISTING = "listing of a bare directory"
 
 
 def connections_opened():
-    """By all programs of this world since it began, those that did not get through included."""
+    """By all programs of this world since its start, including failed attempts."""
     with open("/proc/net/snmp") as counters:
         names_of, values = [line.split() for line in counters if line.startswith("Tcp:")]
     return int(values[names_of.index("ActiveOpens")])
@@ -32,10 +32,10 @@ def connections_opened():
 
 @dataclass
 class Server:
-    """fields: of the requests. plain_port: where the same server speaks FTP with whoever asks, to ask it itself; 0 = nowhere.
-    carries(kind, path): True when it must be able to do that job.
-    revive(): True when the server had died by itself, and is there again.
-    excused(job, before, fetched): why a job may touch another file there; None = it may not."""
+    """fields: of the requests. plain_port: where the test can talk plain FTP to the same server; 0 = nowhere.
+    carries(kind, path): True if the server must be able to do that job.
+    revive(): True if the server had died by itself and was started again.
+    excused(job, before, fetched): why a job may touch another file there, or None."""
 
     name: str
     fields: dict
@@ -63,10 +63,10 @@ class Trial:
     tree: Tree
     counts: Counter = field(default_factory=Counter)
     excused: list = field(default_factory=list)
-    failures: list = field(default_factory=list)  # jobs that failed, though what was asked for could have been done
+    failures: list = field(default_factory=list)  # jobs that failed though the file existed
 
     def make(self, seed, number):
-        """The job of that number, and how random went on; the files are there then."""
+        """Creates the files for the job of that number; returns the job and the random generator's state after it."""
         random = Random(f"{seed}:{self.server.name}:{number}")
         path = names.make_path(random, self.tree.login)
         kind = self.server.kinds[number % len(self.server.kinds)]
@@ -83,7 +83,7 @@ class Trial:
         return Job(kind, path, meant, bool(meant.file) and os.path.isfile(meant.file)), random
 
     def try_number(self, seed, number):
-        """What is wrong, as a text; None = nothing."""
+        """What is wrong, or None."""
         job, random = self.make(seed, number)
         if job.there and not self.tree.holds(job.meant.file):
             self.counts[job.kind, "file of the machine itself"] += 1
@@ -139,7 +139,7 @@ class Trial:
         return self.server.excused(job, before, (self.local / "target").read_bytes())
 
     def _is_the_servers_reading(self, job, before, after):
-        """Whether the server does the same to its files when the name comes to it byte for byte, by this test's hand."""
+        """Whether the server does the same when this test itself sends it the name byte for byte."""
         with RawFtp(self.server.plain_port) as ftp:
             if job.kind == "download":
                 return ftp.fetch(job.path) == (self.local / "target").read_bytes()
@@ -157,15 +157,15 @@ class Trial:
         return None
 
     def _count(self, job, done):
-        """What is wrong when a job failed that had to succeed."""
+        """Counts the job; returns what is wrong if it failed but had to succeed."""
         self.counts[job.kind, RIGHT if done else FAILED if job.there else ABSENT] += 1
         if done or not job.there:
             return None
         self.failures.append((job.kind, job.path))
-        return "failed on a file that is there" if self.carries(job) else None
+        return "failed on an existing file" if self.carries(job) else None
 
     def carries(self, job):
-        """True when the job must succeed, if the file is there."""
+        """True if the job must succeed when the file exists."""
         return self.server.carries(job.kind, job.path)
 
     def _judge_download(self, job, result, before, after):
@@ -182,7 +182,7 @@ class Trial:
 
     def _judge_upload(self, job, result, before, after):
         changed = difference(before, after)
-        for folder in job.meant.folders:  # those that lacked may have been made
+        for folder in job.meant.folders:  # missing ones may have been created
             if folder not in before and after.get(folder, b"") is None:
                 changed.pop(folder, None)
         own = changed.pop(job.meant.file, None)
@@ -206,7 +206,7 @@ class Trial:
 
 
 def difference(before, after):
-    """{path: content after} of what is not the same."""
+    """{path: content after} of all that has changed."""
     return {
         path: after.get(path, "gone") for path in before.keys() | after.keys() if before.get(path, "none") != after.get(path, "none")
     }

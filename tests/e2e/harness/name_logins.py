@@ -1,4 +1,4 @@
-"""Login directories with made-up names: a job must take place below the one that the server tells, and nowhere else."""
+"""Login directories with generated names: a job must happen below the server's one and nowhere else."""
 
 import os
 import pathlib
@@ -13,7 +13,7 @@ FILES = (b"f", b"d/f", b"%41", b"a b", "ä".encode(), b"d%/e [/f")
 
 
 class LoginTrial(Trial):
-    """Alice gets another home for each job."""
+    """Gives alice another home for each job."""
 
     def make(self, seed, number):
         random = Random(f"{seed}:{self.server.name} login:{number}")
@@ -36,7 +36,7 @@ class LoginTrial(Trial):
         return Job(kind, path, meant, there), random
 
     def carries(self, job):
-        """No URL holds an SFTP login directory that is changed by being trimmed: such a job must fail."""
+        """No URL can express an SFTP login directory that trimming changes: such a job must fail."""
         trimmed = b"\\" in self.tree.login or self.tree.login.endswith(b" ")
         return not (self.server.sftp and trimmed) and super().carries(job)
 
@@ -46,7 +46,7 @@ class LoginTrial(Trial):
 
 
 def move_home(folder):
-    """In place: the file is mounted."""
+    """Edits it in place, because the file is a mount point."""
     lines = PASSWD.read_bytes().split(b"\n")
     for at, line in enumerate(lines):
         if line.startswith(b"alice:"):

@@ -1,4 +1,4 @@
-"""The trials by name: a server, "bytes" for the scripted one, or a server with login directories of made-up names."""
+"""The trials by name: a server, "bytes" for the scripted one, or a server with generated login directories."""
 
 from . import name_servers
 from .daemon import WORLD
@@ -23,5 +23,5 @@ def make_trial(row, manager, local):
 
 
 def again(row, seed, number):
-    """The line that repeats one trial."""
+    """The command that repeats one trial."""
     return f"repeat with: tests/torture/names --seed {seed} --first {number} --share 1 {row}"

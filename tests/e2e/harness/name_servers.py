@@ -1,4 +1,4 @@
-"""The servers on which names are tried, and what each of them cannot do with a name."""
+"""The servers for trials of names, and the names that each of them cannot handle."""
 
 from . import names, wire
 from .ftp_servers import Proftpd, PureFtpd
@@ -12,12 +12,12 @@ PLAIN_PORT = 2021
 
 
 def _goes_through_ftp(path):
-    """libcurl takes no control characters; '~' is the login directory to all of these servers."""
+    """libcurl refuses control characters; for all of these servers '~' is the login directory."""
     return min(path) >= 32 and not any(segment.startswith(b"~") for segment in path.split(b"/"))
 
 
 def _is_listed(path):
-    """Files with a dot in front are hidden; nobody can tell a blank in front from the column's."""
+    """A leading dot hides a file; a leading blank cannot be told from the column's."""
     return not path.split(b"/")[-1].startswith((b".", b" "))
 
 
@@ -26,13 +26,13 @@ def _vsftpd(kind, path):
 
 
 def _pure_ftpd(kind, path):
-    """Takes no backslash; makes '_' of blanks in front and of 0x7f."""
+    """Refuses backslashes; turns leading blanks and 0x7f into '_'."""
     odd = b"\\" in path or b"\x7f" in path or b"/ " in b"/" + path
     return not odd and _vsftpd(kind, path)
 
 
 def _proftpd(kind, path):
-    """Knows TELNET's 0xff; drops blanks round an argument; lists '?' for what is not ASCII."""
+    """Interprets TELNET's 0xff, trims arguments, and lists '?' for non-ASCII bytes."""
     odd = b"\xff" in path or any(segment != segment.strip() for segment in path.split(b"/"))
     return not odd and _vsftpd(kind, path) and (kind != "look" or max(path) < 127)
 
@@ -66,7 +66,7 @@ def _plain(name, start, carries):
 
 
 def _secure(name, start, start_plain, protocol, carries):
-    """The same server again without TLS, to ask it itself."""
+    """The same server without TLS, for the test's own requests."""
 
     def make():
         start(Certificate(), protocol)
@@ -87,7 +87,7 @@ def _behind_squid(name, start, carries):
         squid = Squid()
 
         def revive():
-            """It does die now and then."""
+            """It sometimes dies."""
             if not squid.has_died:
                 return False
             print("squid had died:", squid.last_words, flush=True)
@@ -108,7 +108,7 @@ PROFTPD = (lambda port: Proftpd(port, AllowOverwrite="on")), _proftpd
 
 
 def _every(name, plain, **secure):
-    """{row: what makes its server} of an FTP server. secure: the same with TLS, by kind."""
+    """{row: function that makes its server} for an FTP server. secure: the same with TLS, by kind."""
     start, carries = plain
     rows = {name: _plain(name, start, carries)}
     for kind, tls in secure.items():

@@ -1,4 +1,4 @@
-"""The files that a server has while a name is tried: known before a job, compared after it."""
+"""A server's files during a trial of a name: known before a job, compared after it."""
 
 import contextlib
 import os
@@ -9,7 +9,7 @@ MARGIN = 12  # bytes between the sizes of two files
 
 @contextlib.contextmanager
 def for_everybody():
-    """What is made meanwhile, everybody may write to."""
+    """Files created meanwhile are writable for everybody."""
     before = os.umask(0)
     try:
         yield
@@ -18,7 +18,7 @@ def for_everybody():
 
 
 class Tree:
-    """All below `root`, which servers may write to; the login directory stays. Paths are absolute bytes."""
+    """All files below `root`, where servers may write; the login directory is kept. Paths are absolute bytes."""
 
     def __init__(self, root, login):
         self.root, self.login = os.fsencode(root), os.fsencode(login)
@@ -28,7 +28,7 @@ class Tree:
             os.chmod(folder, 0o777)
 
     def clear(self):
-        """Leaves the login directory, and nothing else."""
+        """Removes everything but the login directory."""
         self._files = 0
         for folder in (self.root, self.login):
             for entry in os.scandir(folder):
@@ -43,7 +43,7 @@ class Tree:
         return path.startswith(self.root + b"/")
 
     def make_folders(self, folders):
-        """False when one cannot be: a file is in the way, its name is too long, it is not in this tree."""
+        """False if one cannot exist: a file is in the way, its name is too long, or it is outside this tree."""
         for folder in folders:
             if folder == b"/" or self.root == folder or self.root.startswith(folder + b"/"):
                 continue
@@ -57,7 +57,7 @@ class Tree:
         return True
 
     def put(self, meaning):
-        """A file that no other in the tree is like, by content and by size; False when it cannot be."""
+        """Makes a file whose content and size no other in the tree has; False if it cannot exist."""
         if meaning.file is None or not self.holds(meaning.file):
             return False
         if os.path.lexists(meaning.file) or not self.make_folders(meaning.folders):
@@ -75,7 +75,7 @@ class Tree:
         return (b"%d: " % self._files + path.ljust(length))[:length]
 
     def restore(self, files):
-        """What was read before."""
+        """Restores what was read before."""
         self.clear()
         with for_everybody():
             for path in sorted(files):
@@ -97,5 +97,5 @@ class Tree:
                     with open(path, "rb") as file:
                         found[path] = file.read()
                 except FileNotFoundError:
-                    pass  # of a server that just ends
+                    pass  # of a server that is just ending
         return found

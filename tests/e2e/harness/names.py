@@ -1,13 +1,13 @@
-"""Names that a client may write into a request, which of them are refused, and which file the others mean.
+"""Names that a client may put into a request, which of them are refused, and which file the others mean.
 
-Written from the protocol's rules, on purpose without a look at the daemon's code. A path is bytes, 1 to 511 of them, none 0.
+Written from the protocol's rules, deliberately not from the daemon's code. A path is 1 to 511 bytes, none of them 0.
 
 - '#', '?', CR and LF are refused, and over FTP and FTPS ";type=" in letters of any case: libcurl cuts the path there.
-- Any other path means what it means to POSIX: over FTP and FTPS relative to the login directory, or absolute with a '/' in
-  front; over SFTP always below the login directory. One that names a directory means no file.
+- Any other path means what it means in POSIX: over FTP and FTPS relative to the login directory, or absolute with a leading
+'/'; over SFTP always below the login directory. One that names a directory means no file.
 - Over FTP and FTPS the byte 255 is refused: it begins a TELNET command.
-- In front of a proxy's host "user:password@" may stand. An upload through a proxy must name a file, not a folder.
-- A host is refused when it is empty or holds one of "/?#@\\", a blank or a control character; credentials with CR or LF.
+- A proxy's host may begin with "user:password@". An upload through a proxy must name a file, not a folder.
+- A host is refused if it is empty or has one of "/?#@\\", a blank or a control character; credentials with CR or LF are too.
 """
 
 import posixpath
@@ -25,7 +25,7 @@ TYPE = re.compile(rb";type=", re.IGNORECASE)
 
 
 def verdict_on_path(path, sftp=False, is_proxied_upload=False):
-    """Of a request that is otherwise good."""
+    """The verdict on a path in an otherwise valid request."""
     in_no_ftp_path = not sftp and (TYPE.search(path) or TELNET in path)
     names_no_file = is_proxied_upload and (not path or path.endswith(b"/"))
     return REFUSED if IN_NO_PATH & set(path) or in_no_ftp_path or names_no_file else ACCEPTED
@@ -46,14 +46,14 @@ def verdict_on_credential(text):
 
 
 class Meaning(NamedTuple):
-    """folders: all that the way there leads through, absolute and without dot segments; file: None when no file is meant."""
+    """folders: all on the way there, absolute and without dot segments; file: None if no file is meant."""
 
     folders: list
     file: "bytes | None"
 
 
 def meaning(path, login, sftp=False):
-    """login: the login directory, absolute. No folder of the way is a symbolic link."""
+    """login: the login directory, absolute. No folder on the way is a symbolic link."""
     at = b"/" if path.startswith(b"/") and not sftp else login
     folders = [at]
     *way, last = path.split(b"/")
@@ -66,7 +66,7 @@ def meaning(path, login, sftp=False):
 
 
 def ftp_way(path):
-    """What goes into the CWD commands on the way to the file, and the file's name."""
+    """The arguments of the CWD commands on the way to the file, and the file's name."""
     *way, last = path.split(b"/")
     absolute = [b"/"] if path.startswith(b"/") else []
     return absolute + [segment for segment in way if segment], last
@@ -137,12 +137,12 @@ _WRONG = (
 
 
 def wrong_readings(path):
-    """Other paths that somebody who reads this one wrongly may take it for."""
+    """Other paths that wrong readings of this one would give."""
     found = dict.fromkeys(wrong(path) for wrong in _WRONG)
     return [each for each in found if each and each != path and b"\0" not in each]
 
 
-# --- Making them up. `random` is a random.Random: the same one makes the same names.
+# --- Generators. `random` is a random.Random: the same one makes the same names.
 
 ATOMS = (
     [b".", b"..", b"...", b".x", b"%", b"%41", b"%2F", b"%2f", b"%00", b"%25", b"%2e%2e", b"%0d%0a", b"%zz"]
@@ -165,7 +165,7 @@ def _segment(random):
     kind = random.randrange(8)
     if kind == 0:
         return random.choice((b".", b"..", b"", b" ", b"~", b"*"))
-    if kind == 1:  # any byte: alone, in front, in the middle, behind
+    if kind == 1:  # any byte: alone, first, in the middle, last
         byte = random.choice(ALL_BYTES)
         return random.choice((byte, byte + b"a", b"a" + byte + b"b", b"a" + byte, byte + b"a" + byte))
     if kind == 2:
@@ -178,9 +178,9 @@ def _segment(random):
 
 
 def make_path(random, login):
-    """login: the login directory, in front of some of the paths that are absolute."""
+    """login: the login directory, with which some of the absolute paths begin."""
     segments = [_segment(random) for _ in range(random.choice((1, 1, 1, 2, 2, 3, 4)))]
-    if segments[-1] in (b"", b".", b"..") and random.random() < 0.8:  # a bare directory now and then
+    if segments[-1] in (b"", b".", b"..") and random.random() < 0.8:  # sometimes a bare directory
         segments[-1] += _letters(random, 3)
     path = random.choice((b"/", b"/", b"/", b"//", b"/./")).join(segments)
     if random.random() < 0.12:
@@ -196,7 +196,7 @@ def make_path(random, login):
 
 
 def make_host(random, host=b"127.0.0.1"):
-    """Mostly something near to that host, which none may be led to."""
+    """Mostly a variation of that host that must not lead to another."""
     if random.random() < 0.2:
         return random.choice((host, host.upper(), host + b":21", host + b":", b"127.1", b"0x7f.1", b"127.000.000.1", host + b"."))
     text = random.choice((b"", b"/", b"?", b"#", b"@", b"\\", b" ", b"\t", b"\x7f", b"\n", *ATOMS, *ALL_BYTES))
@@ -215,7 +215,7 @@ def make_credential(random, longest):
 
 
 def make_login_folder(random):
-    """One name, without ':' and line ends, which a list of users cannot hold."""
+    """One name without ':' and line ends, which /etc/passwd cannot have."""
     atoms = [b"%", b"#", b"?", b" ", b"%41", b"%2F", b"\\", b'"', b"a", "ä".encode(), b"\xff", b"~", b";type=i", b"*", b".", b"["]
     name = b"".join(random.choice(atoms) for _ in range(random.randint(1, 5)))
     return name if name.strip(b".") else name + b"a"

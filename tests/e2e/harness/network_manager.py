@@ -1,4 +1,4 @@
-"""The device's network manager: takes notices and keeps them as raw bytes."""
+"""The device's network manager: receives notices and keeps them as raw bytes."""
 
 import os
 import socket
@@ -11,7 +11,7 @@ SOCKET = "/var/run/marlox_nm.sock"
 
 
 class NetworkManager:
-    """Listens until stopped. hang_up = closes every connection at once, reading nothing."""
+    """Listens until stopped. hang_up = closes every connection at once without reading."""
 
     def __init__(self, hang_up=False):
         self.notices = []
@@ -48,13 +48,13 @@ class NetworkManager:
         return [notice for notice in self.notices if notice.code == code]
 
     def wait_for(self, code, times=1, deadline_s=DEADLINE_S):
-        """The latest notice of the code, once that many came."""
+        """Waits for that many notices with the code; returns the latest."""
         wait_until(lambda: len(self.of_code(code)) >= times, f"{times} x notice {code}", deadline_s)
         return self.of_code(code)[-1]
 
 
 class DeafNetworkManager:
-    """Listens, accepts nothing, and its queue is full: a further connect would wait."""
+    """Listens but never accepts, and its queue is full: a further connect would wait."""
 
     def __init__(self):
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)

@@ -1,4 +1,4 @@
-"""Sends data in pieces that the daemon gets one by one: each is read before the next is sent."""
+"""Sends data in pieces; the daemon must have read each before the next is sent."""
 
 import socket
 
@@ -6,7 +6,7 @@ from .waiting import wait_until
 
 
 def unread_bytes(data):
-    """What the peer's program has not read yet. Both ends are in this world, so the kernel tells."""
+    """The bytes that the peer has not read yet. Both ends are in this world, so the kernel shows them."""
     here, peer = data.getsockname()[1], data.getpeername()[1]
     with open("/proc/net/tcp") as connections:
         next(connections)
@@ -14,11 +14,11 @@ def unread_bytes(data):
             _, local, remote, _, queues = line.split()[:5]
             if (int(local.split(":")[1], 16), int(remote.split(":")[1], 16)) == (peer, here):
                 return int(queues.split(":")[1], 16)
-    raise AssertionError("the connection has no second end")
+    raise AssertionError("the connection's other end is missing")
 
 
 def send_cut(cuts):
-    """A sender of a scripted server that cuts the content at these places."""
+    """For a scripted server: a sender that splits the content at these places."""
 
     def send(session, data, content):
         data.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)

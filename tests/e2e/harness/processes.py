@@ -20,7 +20,7 @@ class Process(NamedTuple):
 
 
 def spawn(command, **options):
-    """A server or tool of the test, ended with it."""
+    """A server or tool that ends with the test."""
     process = subprocess.Popen(command, **options)
     _spawned.append(process)
     return process
@@ -39,7 +39,7 @@ def processes():
             continue
         try:
             stat = (folder / "stat").read_text()
-        except OSError:  # gone since
+        except OSError:  # gone by now
             continue
         name = stat[stat.index("(") + 1 : stat.rindex(")")]
         state, parent, _, session = stat[stat.rindex(")") + 2 :].split()[:4]
@@ -47,7 +47,7 @@ def processes():
 
 
 def adopted(name):
-    """Children of the test that it did not start itself, by pid; zombies included."""
+    """The pids of children that the test did not start itself, including zombies."""
     own = {process.pid for process in _spawned}
     found = [
         process
@@ -58,14 +58,14 @@ def adopted(name):
 
 
 def reap_ended(name):
-    """The orphans of a server that have ended: thousands of them would use up the process ids."""
+    """Reaps a server's ended orphans: thousands of them would use up the process ids."""
     for process in adopted(name):
         if process.state == "Z":
             reap(process.pid)
 
 
 def reap(pid, deadline_s=DEADLINE_S):
-    """Exit status of a child; -N when signal N ended it. Kills it and fails when it goes on."""
+    """The exit status of a child, or -N if signal N ended it. If it does not end, kills it and fails."""
     ended = []
 
     def poll():

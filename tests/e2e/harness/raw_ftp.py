@@ -1,4 +1,4 @@
-"""An FTP client that sends bytes as they are: what a server does with a name when nobody stands in between."""
+"""An FTP client that sends bytes unchanged, to see what the server itself does with a name."""
 
 import re
 import socket
@@ -7,7 +7,7 @@ from . import names
 
 
 class RawFtp:
-    """Logged in; None of its methods raises when the server says no: they return False."""
+    """Logged in. If the server refuses, its methods return False and do not raise."""
 
     def __init__(self, port=21, user=b"alice", password=b"secret"):
         self._control = socket.create_connection(("127.0.0.1", port), 10)
@@ -35,7 +35,7 @@ class RawFtp:
         return self._reply()
 
     def _transfer(self, command, content=None):
-        """What came, or b"" after content was sent; None when the server did not want to."""
+        """The received data, or b"" after sending content; None if the server refused."""
         if self.ask(b"PASV") != 227:
             return None
         *_, high, low = re.search(rb"(\d+,){5}\d+", self.text)[0].split(b",")
@@ -51,7 +51,7 @@ class RawFtp:
         return received if self._reply() == 226 else None
 
     def go(self, path, make=False):
-        """To the folder of that path, segment by segment; the name that is left, None when it cannot be reached."""
+        """Enters the path's folder segment by segment; returns the last segment, None if the folder cannot be entered."""
         way, last = names.ftp_way(path)
         for segment in way:
             if self.ask(b"CWD " + segment) != 250:
@@ -70,7 +70,7 @@ class RawFtp:
         return bool(last) and self._transfer(b"STOR " + last, content) is not None
 
     def lists(self, path, size):
-        """True when the listing of the folder has a line with that name at its end, and that size in its fifth column."""
+        """True if the folder's listing has a line that ends with that name and has that size in its fifth column."""
         last = self.go(path)
         lines = (self._transfer(b"LIST") or b"").split(b"\r\n") if last else []
         named = [line.split() for line in lines if line.endswith(b" " + last)]

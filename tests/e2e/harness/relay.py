@@ -1,4 +1,4 @@
-"""A TCP relay, to put another server in a server's place or a slow line before it."""
+"""A TCP relay that replaces a server by another or makes the line slow."""
 
 import socket
 import threading
@@ -10,12 +10,12 @@ PIECE = 16384
 
 
 class Relay(Listener):
-    """Takes the first connection to the first port, and so on; all further ones to the last.
+    """Relays the first connection to the first port, and so on; all further ones to the last.
 
-    up_bytes_per_s: how fast the client's bytes go on; 0 = as they come.
+    up_bytes_per_s: rate limit for the client's bytes; 0 = none.
     hold_s: how long a connection waits for its target.
-    delay_s: how long each piece is under way, in both directions.
-    stops: how many of the client's bytes a connection, by its number from 1, takes before it goes dead.
+    delay_s: delay of each piece, in both directions.
+    stops: {number of a connection, from 1: bytes of the client after which it goes dead}.
     """
 
     def __init__(self, port, *targets, up_bytes_per_s=0, hold_s=0, delay_s=0, stops=None):

@@ -1,4 +1,4 @@
-"""A scripted FTP server, for what no real one will do: stall, reset, lie, fall silent."""
+"""A scripted FTP server for what no real one does: stall, reset, lie, fall silent."""
 
 import socket
 import struct
@@ -46,7 +46,7 @@ def send_then(action, count, pieces=PIECE):
 
 
 def send_pieces(size, pause_s=0.0):
-    """A sender of small pieces, each in a packet of its own."""
+    """A sender of small pieces, each in its own packet."""
 
     def send(session, data, content):
         data.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
@@ -66,7 +66,7 @@ def take_all(session, data):
 
 
 def take_then(action, count):
-    """A receiver that takes about `count` bytes and then: "stall", "close" or "reset"."""
+    """A receiver that reads about `count` bytes and then: "stall", "close" or "reset"."""
 
     def take(session, data):
         received = bytearray()
@@ -102,7 +102,7 @@ def finish(session, data, action):
         assert action == "close", action
 
 
-# Of verbs that ask for nothing else.
+# For verbs that need nothing else.
 USUAL_REPLIES = {
     "USER": "331 password?",
     "PASS": "230 logged in",
@@ -115,17 +115,17 @@ USUAL_REPLIES = {
 
 @dataclass
 class Plan:
-    """How one control connection is treated; by itself a friendly server that has the files."""
+    """How one control connection is treated; the default is a friendly server with the files."""
 
     greeting: object = "220 ready"
-    # verb: a reply, Silence, HangUp or Reset instead of the usual answer and what follows it
+    # verb: a reply, Silence, HangUp or Reset instead of the usual reply and what follows it
     replies: dict = field(default_factory=dict)
-    announced_size: int = None  # what SIZE answers; else the truth
+    announced_size: int = None  # the reply to SIZE; otherwise the truth
     opening: str = "150 here it comes"
     send: Callable = send_all
     take: Callable = take_all
     closing: object = "226 done"
-    passive_address: str = "127,0,0,1"  # what PASV tells; the port is true
+    passive_address: str = "127,0,0,1"  # the host in the reply to PASV; the port is true
     listing: bytes = b""
 
 
@@ -167,7 +167,7 @@ class Session(threading.Thread):
             self.server.session_ended(self)
 
     def _lines(self):
-        # Not through a file object: that would keep the connection open when it is reset.
+        # Without a file object, which would keep the connection open after a reset.
         received = b""
         while piece := self._control.recv(4096):
             received += piece
@@ -245,7 +245,7 @@ class Session(threading.Thread):
 
 
 class ScriptedServer(Listener):
-    """Treats the first connection by the first plan, and so on; all further ones by the last."""
+    """Uses the first plan for the first connection, and so on; the last for all further ones."""
 
     session_class = Session
 
@@ -271,12 +271,12 @@ class ScriptedServer(Listener):
         super().stop()
 
     def hold(self, verb):
-        """The event that lets the server answer this command; until it is set, it waits."""
+        """Returns the event for which the server waits before it replies to this command."""
         self.held[verb] = threading.Event()
         return self.held[verb]
 
     def after_session(self, number, action):
-        """Does that when the session of this number, from 0, has ended."""
+        """Calls that when the session of this number, from 0, has ended."""
         self._afterwards[number] = action
 
     def session_ended(self, session):

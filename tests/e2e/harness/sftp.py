@@ -30,13 +30,13 @@ def digest_of(file):
 
 
 class HostKey:
-    """kind: ed25519, ecdsa, rsa; None = one that the daemon's libssh2 agrees on"""
+    """kind: ed25519, ecdsa, rsa; None = one that the daemon's libssh2 supports"""
 
     def __init__(self, kind=None, name="host_key"):
         known = host_keys()
         kind = kind or known[0]
         if kind != "rsa" and kind not in known:
-            pytest.skip(f"this libssh2 knows {known[0]} host keys only")
+            pytest.skip(f"this libssh2 supports only {known[0]} host keys")
         self.file = WORLD / name
         self.public = WORLD / f"{name}.pub"
         command = ["ssh-keygen", "-q", "-t", kind, "-N", "", "-C", "", "-f", str(self.file)]
@@ -48,22 +48,22 @@ class HostKey:
 
     @property
     def pin(self):
-        """The fields of a request that expects it."""
+        """The fields of a request that pins it."""
         return wire.auth(wire.AUTH_MD5, self.md5)
 
     @property
     def fields(self):
-        """Kind and key, as they stand in the public key's line."""
+        """Kind and key, as in the public key's file."""
         return self.public.read_text().split()[:2]
 
 
 def log():
-    """What the server has said."""
+    """The server's log."""
     return (WORLD / "sshd.log").read_text()
 
 
 class Sshd(Vsftpd):
-    """settings: sshd's own. Files are handled as vsftpd's are."""
+    """settings: sshd's. Files are handled like vsftpd's."""
 
     def __init__(self, key, port=22, **settings):
         needs_users()

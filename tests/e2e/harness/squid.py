@@ -28,7 +28,7 @@ max_filedescriptors 256
 """
 
 
-# Answers squid's question, "user password" a line; it may be asked as nobody.
+# Checks logins for squid, one "user password" per line; squid runs it as nobody.
 WHO_MAY = """#!/bin/sh
 while read -r login; do
     [ "$login" = "%s" ] && echo OK || echo ERR
@@ -44,7 +44,7 @@ http_access deny all
 
 
 class Squid:
-    """login: (user, password), both in URL escapes, that a client must give; None: nobody is asked."""
+    """login: (user, password) that a client must send, both URL-encoded; None: no login."""
 
     def __init__(self, login=None):
         folder = WORLD / "squid"
@@ -63,7 +63,7 @@ class Squid:
         self.start()
 
     def start(self):
-        """Again, when it has died."""
+        """Starts it again after it has died."""
         self._process = processes.spawn(["/usr/sbin/squid", "-N", "-f", str(self._file)])
         wait_until(lambda: listens(PORT) or self._process.poll() is not None, "squid to listen")
         assert self._process.poll() is None, "squid did not start"
@@ -79,10 +79,10 @@ class Squid:
 
     @property
     def requests(self):
-        """[(method, URL)] of what was answered."""
+        """[(method, URL)] of the answered requests."""
         lines = self._log.read_text().splitlines() if self._log.exists() else []
         found = [tuple(line.split()[5:7]) for line in lines]
-        return [request for request in found if request[0] not in ("-", "NONE")]  # a knock asked nothing
+        return [request for request in found if request[0] not in ("-", "NONE")]  # a connection without a request
 
     def stop(self):
         self._process.kill()
@@ -90,9 +90,9 @@ class Squid:
 
 
 class HttpProxy(Listener):
-    """Answers the first request with the first answer, and so on; all further ones with the last.
+    """Replies to the first request with the first answer, and so on; to all further ones with the last.
 
-    heads: what came, head by head, as bytes; bodies: what followed each."""
+    heads: the received heads as bytes; bodies: what followed each."""
 
     def __init__(self, *answers, port=PORT):
         self.answers = answers
@@ -122,7 +122,7 @@ class HttpProxy(Listener):
             line.lower().split(b": ", 1) for line in head.split(b"\r\n")[1:] if b": " in line
         )
         body = b""
-        # Who asks whether to send waits for the answer first.
+        # A client with "Expect: 100-continue" waits for the reply before it sends.
         if answer[9:10] == b"2" and b"content-length" in headers:
             if b"expect" in headers:
                 connection.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
@@ -135,6 +135,6 @@ class HttpProxy(Listener):
 
 
 def answer(status, body=b"", version="1.1"):
-    """The bytes of one."""
+    """The bytes of one answer."""
     head = f"HTTP/{version} {status} because\r\nContent-Length: {len(body)}\r\n"
     return head.encode() + b"Connection: close\r\n\r\n" + body

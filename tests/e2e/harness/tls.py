@@ -1,4 +1,4 @@
-"""Certificates made on the spot, and FTP servers that speak TLS."""
+"""Fresh certificates, and FTP servers with TLS."""
 
 import socket
 import ssl
@@ -42,7 +42,7 @@ class Certificate:
         request = WORLD / f"{name}.csr"
         subject = ["-subj", f"/CN={host}", "-out", request]
         openssl("req", "-new", *KEYS[key], "-nodes", "-keyout", self.key, *subject)
-        # "req -x509" makes no certificate that has expired already.
+        # "req -x509" cannot make an expired certificate.
         openssl("x509", "-req", "-in", request, "-signkey", self.key, "-days", days, "-out", self.file)
 
     @property
@@ -51,7 +51,7 @@ class Certificate:
 
     @property
     def pin(self):
-        """The fields of a request that expects it."""
+        """The fields of a request that pins it."""
         return wire.auth(wire.AUTH_SHA1, self.sha1)
 
 
@@ -89,7 +89,7 @@ class ProftpdTls(Proftpd):
 
 
 class PureFtpdTls(PureFtpd):
-    """Takes no login and no data without TLS. It has no implicit TLS: that is an option of its build, which Debian leaves out."""
+    """Accepts no login and no data without TLS. It has no implicit TLS: Debian builds it without that option."""
 
     def __init__(self, certificate):
         both = WORLD / "pure-ftpd.pem"
@@ -99,7 +99,7 @@ class PureFtpdTls(PureFtpd):
 
 class _Data(TLS_DTPHandler):
     def readable(self):
-        # libcurl says hello before it sends RETR; the handler would take an early byte for the end.
+        # libcurl sends its ClientHello before RETR; the handler would take early bytes for the end.
         return (self._ssl_requested and not self._ssl_established) or super().readable()
 
 
@@ -128,7 +128,7 @@ class PyftpdlibTls(Pyftpdlib):
 
 
 class Wire:
-    """All that crossed one connection, both ways, before it is decrypted."""
+    """All encrypted bytes of one connection in both directions."""
 
     def __init__(self):
         self.up, self.down = bytearray(), bytearray()
@@ -155,7 +155,7 @@ class Wire:
 
 
 def is_all_tls(stream):
-    """True when the bytes are TLS records from the first to the last, and there are some."""
+    """True if all the bytes are TLS records, and there are some."""
     at = 0
     while at < len(stream):
         kind, major, length = stream[at], stream[at + 1], stream[at + 3 : at + 5]
@@ -202,15 +202,15 @@ class TlsSession(Session):
 
 
 class TlsServer(ScriptedServer):
-    """A scripted server that has one certificate for control connections and one for data.
+    """A scripted server with one certificate for control connections and one for data.
 
-    wires: what crossed each data connection. data_refused: the client ended a handshake there."""
+    wires: the bytes of each data connection. data_refused: the client ended a handshake there."""
 
     session_class = TlsSession
 
     def __init__(self, *plans, control, data=None, protocol=wire.FTPS_EXPLICIT, files=None):
         self.control, self.data = context(control), context(data or control)
-        # Each data connection shall show its certificate: none takes over a session.
+        # Each data connection must show its certificate, so none may resume a session.
         self.data.num_tickets = 0
         self.implicit = protocol == wire.FTPS_IMPLICIT
         self.wires = []
@@ -232,7 +232,7 @@ class _LateSession(TlsSession):
 
 
 class _LateData:
-    """A TLS connection for receiving, by hand: between its two flights it waits."""
+    """A TLS connection for receiving that waits between its two handshake flights."""
 
     def __init__(self, connection, server):
         self._connection = connection
@@ -272,9 +272,9 @@ class _LateData:
 
 
 class LateTicketsServer(TlsServer):
-    """Sends the session tickets of a data connection late: when the client has sent all it can.
+    """Sends the session tickets of a data connection late, when the client has sent all it can.
 
-    The data connection takes little before it is read, so much of an upload is on its way then."""
+    The data connection's buffer is small, so much of an upload is still on its way then."""
 
     session_class = _LateSession
     LATE_S = 0.3

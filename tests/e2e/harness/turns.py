@@ -11,7 +11,7 @@ FILE = client.CONTROL_SOCKET + ".turn"
 
 
 class Turn:
-    """Held by the test itself, in a with statement. Waits for it as any program does."""
+    """The turn, held by the test in a with statement. Waits for it like any program."""
 
     def __enter__(self):
         self._fd = os.open(FILE, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o666)
@@ -39,7 +39,7 @@ def is_free():
 
 
 def waiting():
-    """How many programs have a place in the line."""
+    """The number of programs in the queue."""
     if not os.path.exists(FILE):
         return 0
     found = os.stat(FILE)
@@ -50,14 +50,14 @@ def waiting():
 
 
 def wait_for_line(count, deadline_s=DEADLINE_S):
-    """Until so many programs wait."""
+    """Waits until that many programs wait."""
     wait_until(lambda: waiting() >= count, f"{count} programs in the line", deadline_s)
 
 
 class Stranger:
-    """A program that takes no turns: does the same again and again, in a with statement.
+    """A program that takes no turns: repeats an action during a with statement.
 
-    `said` counts its answers. pause_s: between two of them; 0 = as fast as it goes."""
+    `said` counts the replies. pause_s: between two actions; 0 = as fast as possible."""
 
     def __init__(self, action, pause_s=0.0):
         self._action, self._pause_s = action, pause_s

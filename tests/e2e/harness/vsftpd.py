@@ -29,15 +29,15 @@ CONFIGURATION = {
 
 
 def one_user_only():
-    """A world made without root has one user id: no server could become alice there."""
+    """A world created without root has one user id, so no server can become alice there."""
     with open("/proc/self/uid_map") as ids:
         return int(ids.read().split()[2]) == 1
 
 
 def needs_users():
-    """For servers that log alice in: ends the test as skipped where they cannot."""
+    """For servers that log alice in: skips the test where they cannot."""
     if one_user_only():
-        import pytest  # only here: others than tests use the servers as well
+        import pytest  # imported only here, because not only tests use the servers
 
         pytest.skip("the server logs users in: needs root")
 
@@ -48,7 +48,7 @@ def listens(port, address="127.0.0.1"):
 
 
 class Vsftpd:
-    """Serves alice's home on port 21; the settings are vsftpd's own."""
+    """Serves alice's home on port 21. settings: vsftpd's."""
 
     def __init__(self, **settings):
         needs_users()

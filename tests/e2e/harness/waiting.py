@@ -1,4 +1,4 @@
-"""Waiting for a condition, never for a length of time."""
+"""Waits for a condition, never for a fixed time."""
 
 import contextlib
 import time
@@ -9,7 +9,7 @@ POLL_S = 0.005
 
 
 def wait_until(condition, what, deadline_s=DEADLINE_S):
-    """The first true value of condition(); the test fails when none came in time."""
+    """The first true value of condition(); fails the test if there is none in time."""
     end = time.monotonic() + deadline_s
     while True:
         value = condition()
@@ -21,7 +21,7 @@ def wait_until(condition, what, deadline_s=DEADLINE_S):
 
 
 def holds_for(condition, seconds):
-    """True when condition() stays true that long; for what must not happen."""
+    """True if condition() stays true that long; for events that must not happen."""
     end = time.monotonic() + seconds
     while time.monotonic() < end:
         if not condition():
@@ -32,7 +32,7 @@ def holds_for(condition, seconds):
 
 @contextlib.contextmanager
 def within(seconds):
-    """A block that takes less time than that."""
+    """A with block that must take less time than that."""
     begin = time.monotonic()
     yield
     taken_s = time.monotonic() - begin

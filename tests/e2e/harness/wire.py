@@ -1,4 +1,4 @@
-"""What travels over the control socket and to the network manager, from the byte tables."""
+"""Messages of the control socket and to the network manager, from the byte tables."""
 
 import struct
 from typing import NamedTuple
@@ -41,17 +41,17 @@ REQUEST_FIELDS = {
 
 
 def widths(*names):
-    """[(name, bytes)] of fields that are strings."""
+    """[(name, bytes)] of the string fields."""
     return [(name, REQUEST_FIELDS[name][1]) for name in names]
 
 
 def by(protocol):
-    """The fields of a request that reach a server of the protocol at its usual port."""
+    """The fields of a request to a server of the protocol at its usual port."""
     return {"protocol": protocol, "port": PORTS[protocol]}
 
 
 def auth(kind, digest=b"", length=None, save_path=""):
-    """The fields of a request that tell who the server must be. length: the digest's own, if None."""
+    """The fields of a request that pin the server. length: None = the digest's length."""
     length = bytes([len(digest) if length is None else length])
     return {"auth_type": kind, "digest": digest, "digest_length": length, "save_path": save_path}
 
@@ -61,7 +61,7 @@ def as_bytes(text):
 
 
 def request(**fields):
-    """The 2080 bytes of a request. A string as wide as its field goes in without terminator."""
+    """The 2080 bytes of a request. A string as long as its field has no terminator."""
     record = bytearray(REQUEST_LENGTH)
     unknown = fields.keys() - REQUEST_FIELDS.keys()
     assert not unknown, f"no such field: {unknown}"
@@ -147,7 +147,7 @@ class Start(NamedTuple):
 
     kind: int  # of the job
     notice: int  # its code
-    named: str  # how the log names a request that was refused
+    named: str  # a refused request's name in the log
 
 
 STARTS = {
@@ -168,7 +168,7 @@ class Notice(NamedTuple):
 
     @property
     def head(self):
-        """(sender, code, kind, length of body, the word that is 0); not the reserved bytes."""
+        """(sender, code, kind, length of body, the word that is 0), without the reserved bytes."""
         return struct.unpack("<BBBxHxxI", self.raw[:12])
 
     @property

@@ -19,7 +19,7 @@ namespace
 
 constexpr size_t MUCH = 256 * 1024;
 
-// A connection over loopback whose server end takes little before it is read.
+// A loopback connection whose server end buffers little.
 class CloseSocket : public JobFixture
 {
 protected:
@@ -61,7 +61,7 @@ protected:
 
     bool closed() const { return fcntl(client_, F_GETFD) == -1; }
 
-    // Seconds that closing took.
+    // Returns the seconds that closing took.
     double close_client()
     {
         const auto begin = std::chrono::steady_clock::now();
@@ -74,7 +74,7 @@ protected:
     int server_ = -1;
 };
 
-TEST_F(CloseSocket, InATunnelTheServerMayCloseFirst)
+TEST_F(CloseSocket, ThroughATunnelTheServerMayCloseFirst)
 {
     struct {
         uint32_t proxy_type, protocol;
@@ -104,7 +104,7 @@ TEST_F(CloseSocket, GivesUpOnAServerInATunnelThatStaysOpen)
     EXPECT_LT(close_client(), 4);
 }
 
-TEST_F(CloseSocket, SentDataArrivesAlthoughTheServerSendsLate)
+TEST_F(CloseSocket, DeliversAllDataThoughTheServerStillSends)
 {
     const size_t sent = send_much();
     size_t arrived = 0;

@@ -6,8 +6,8 @@
 #include <openssl/crypto.h>
 #if OPENSSL_VERSION_NUMBER < 0x30000000L
 
-// On Debian 11 alone; docs/new-device.md says what OpenSSL 1.1.1 keeps instead.
-TEST(CryptoContext, GivesBackAllThatWasFetchedInIt)
+// Only on Debian 11; docs/new-device.md says what OpenSSL 1.1.1 keeps.
+TEST(CryptoContext, FreesEverythingThatWasFetchedInIt)
 {
     GTEST_SKIP() << "OpenSSL before 3.0 has no library contexts: it keeps what it fetched";
 }
@@ -23,7 +23,7 @@ TEST(CryptoContext, GivesBackAllThatWasFetchedInIt)
 namespace
 {
 
-std::atomic<long> blocks_; // that OpenSSL holds
+std::atomic<long> blocks_; // allocated by OpenSSL
 
 void *cb_malloc(size_t size, const char *, int)
 {
@@ -45,12 +45,12 @@ void cb_free(void *block, const char *, int)
     free(block);
 }
 
-// OpenSSL takes them only before it has allocated anything.
+// OpenSSL accepts other allocators only before its first allocation.
 const int counts_ = CRYPTO_set_mem_functions(cb_malloc, cb_realloc, cb_free);
 
 OSSL_LIB_CTX *current() { return OSSL_LIB_CTX_set0_default(nullptr); }
 
-// What a session takes, and does not give back by itself.
+// Allocates what a session allocates and does not free by itself.
 void use_tls()
 {
     SSL_CTX *context = SSL_CTX_new(TLS_client_method());
@@ -73,7 +73,7 @@ long blocks_kept_by_a_job()
 
 } // namespace
 
-TEST(CryptoContext, IsTheThreadsOwnUntilItIsLeft)
+TEST(CryptoContext, IsTheThreadsDefaultForItsScope)
 {
     OSSL_LIB_CTX *process_context = current();
     {
@@ -87,16 +87,16 @@ TEST(CryptoContext, IsTheThreadsOwnUntilItIsLeft)
 TEST(CryptoContext, FreesEverythingThatWasFetchedInIt)
 {
     ASSERT_EQ(counts_, 1);
-    blocks_kept_by_a_job(); // what OpenSSL makes once for the process
+    blocks_kept_by_a_job(); // OpenSSL's allocations for the whole process
     EXPECT_EQ(blocks_kept_by_a_job(), 0);
     EXPECT_EQ(blocks_kept_by_a_job(), 0);
 
     const long before = blocks_;
     use_tls();
-    EXPECT_GT(blocks_ - before, 1000) << "there was nothing to give back";
+    EXPECT_GT(blocks_ - before, 1000) << "there was nothing to free";
 }
 
-TEST(CryptoContext, IsTheDefaultOneWhenThatHasConfiguredProviders)
+TEST(CryptoContext, IsTheProcesssOwnWhenThatHasConfiguredProviders)
 {
     OSSL_LIB_CTX *process_context = current();
     OSSL_PROVIDER *base = OSSL_PROVIDER_try_load(nullptr, "base", 1);

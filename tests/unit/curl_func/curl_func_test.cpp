@@ -1,4 +1,4 @@
-// The operations, with real workers. What every engine's slot does is job_slot's to test.
+// The operations, with real workers. job_slot_test covers what both engines share.
 #include "curl_func/curl_func.h"
 
 #include "job_fixture.h"
@@ -40,7 +40,7 @@ protected:
         return copy;
     }
 
-    // The record at the end of the job, whose worker is not joined.
+    // The record once the job has ended; its worker is not joined yet.
     static job_record_t ended()
     {
         while (state().module_info.running != 0)
@@ -51,7 +51,7 @@ protected:
     transfer_request_t request{};
 };
 
-TEST_F(Engine, InitLogsLibcurlsVersionAndLeavesItToTheJobs)
+TEST_F(Engine, InitLogsLibcurlsVersionAndDoesNotInitialiseIt)
 {
     EXPECT_EQ(curlf_init(), 0);
     EXPECT_EQ(logged_with_priority(),
@@ -59,7 +59,7 @@ TEST_F(Engine, InitLogsLibcurlsVersionAndLeavesItToTheJobs)
     EXPECT_EQ(wrapper_.asked, calls{});
 }
 
-TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
+TEST_F(Engine, EachStartRunsItsKindOfJobAndAnUploadUsesTheLowByteOfResume)
 {
     request.resume = 0x100;
     for (const auto &s : STARTERS) {
@@ -83,7 +83,7 @@ TEST_F(Engine, EachStartIsAJobOfItsKindAndAnUploadTakesTheLowByteOfResume)
     EXPECT_EQ(ended().remote_file.looked_up, 0x34u);
 }
 
-TEST_F(Engine, WhatItsLockAndThreadsRefuseIsLoggedByItsOwnIds)
+TEST_F(Engine, LockAndThreadFailuresAreLoggedWithItsOwnIds)
 {
     const std::string no_thread = "errno(11) Resource temporarily unavailable\n";
     threads_.create = EAGAIN;
@@ -107,7 +107,7 @@ TEST_F(Engine, WhatItsLockAndThreadsRefuseIsLoggedByItsOwnIds)
     EXPECT_EQ(logged(), lines{"error: curl_func(2101): pthread_mutexattr_settype(): 95\n"});
 }
 
-TEST_F(Engine, AStartBeforeTheLastWorkerWasJoinedFailsAndForgetsIt)
+TEST_F(Engine, AStartBeforeTheLastWorkerIsJoinedFailsAndDetachesIt)
 {
     wrapper_.tries.push_back(ends_with(0));
     ASSERT_EQ(curlf_download(&request), 0u);
@@ -120,8 +120,8 @@ TEST_F(Engine, AStartBeforeTheLastWorkerWasJoinedFailsAndForgetsIt)
     ended();
 }
 
-// Nothing to assert but the copies' unity; with ThreadSanitizer it proves that nothing is shared unlocked.
-TEST_F(Engine, TheStateMayBeReadAtAnyMoment)
+// Every copy must be consistent; ThreadSanitizer also finds access without the lock.
+TEST_F(Engine, TheStateIsConsistentAtAnyMoment)
 {
     for (int job = 0; job < 20; job++)
         for (const auto &s : STARTERS) {
@@ -136,7 +136,7 @@ TEST_F(Engine, TheStateMayBeReadAtAnyMoment)
                     entry.kind = LIST_KIND_FILE;
                     wrapper_.list(&entry, wrapper_.list_context, 1);
                 }
-                for (int i = 0; i < 100; i++) // no lock orders what is read now and what is stored next
+                for (int i = 0; i < 100; i++) // lets the reader run before the end is stored
                     std::this_thread::yield();
             });
             wrapper_.size_download = wrapper_.size_upload = 50;
@@ -157,7 +157,7 @@ TEST_F(Engine, EveryKindOfJobCanBeCancelled)
         std::atomic<bool> going = false;
         wrapper_.tries.push_back([&](curl_e_handle_t *handle) {
             while (wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0) == 0) {
-                going.store(true, std::memory_order_relaxed); // orders nothing
+                going.store(true, std::memory_order_relaxed); // relaxed: must not hide a missing lock
                 std::this_thread::yield();
             }
             handle->curl_code = 42;
@@ -174,7 +174,7 @@ TEST_F(Engine, EveryKindOfJobCanBeCancelled)
     }
 }
 
-TEST_F(Engine, ACancelThatGoesUnheardBreaksTheJobsSockets)
+TEST_F(Engine, ACancelWithoutEffectBreaksTheJobsSockets)
 {
     const socket_pair transfer;
     bool broken = false;

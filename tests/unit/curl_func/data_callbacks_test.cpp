@@ -26,7 +26,7 @@ protected:
 
 // --- cb_write
 
-TEST_F(Callbacks, WritePutsTheDataIntoTheFile)
+TEST_F(Callbacks, WriteStoresTheDataInTheFile)
 {
     open(path("f"), "wb");
     EXPECT_EQ(cb_write(data, 1, 10, &file), 10u);
@@ -38,7 +38,7 @@ TEST_F(Callbacks, WritePutsTheDataIntoTheFile)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Callbacks, WriteAndReadRefuseNoDataAndNoContext)
+TEST_F(Callbacks, WriteAndReadRefuseNullPointers)
 {
     EXPECT_EQ(cb_write(nullptr, 1, 10, &file), 0u);
     EXPECT_EQ(cb_write(data, 1, 10, nullptr), 0u);
@@ -62,7 +62,7 @@ TEST_F(Callbacks, AFullDiskIsALocalWriteError)
 
 // --- cb_write_null
 
-TEST_F(Callbacks, WriteNullTakesEverything)
+TEST_F(Callbacks, WriteNullAcceptsEverything)
 {
     EXPECT_EQ(cb_write_null(data, 1, 10, nullptr), 10u);
     EXPECT_EQ(cb_write_null(data, 3, 5, nullptr), 15u);
@@ -71,7 +71,7 @@ TEST_F(Callbacks, WriteNullTakesEverything)
 
 // --- cb_read
 
-TEST_F(Callbacks, ReadGivesTheFilesContentAndAShortPieceAtItsEnd)
+TEST_F(Callbacks, ReadReturnsTheFilesContentAndAShortPieceAtItsEnd)
 {
     open(write("f", "0123456789"), "rb");
     EXPECT_EQ(cb_read(data, 1, 6, &file), 6u);
@@ -116,19 +116,19 @@ TEST_F(Callbacks, AResetThatFailsIsLogged)
     EXPECT_EQ(logged(), lines{"error: curl_func(825): errno(29) Illegal seek\n"});
 }
 
-TEST_F(Callbacks, AShorterSecondBodyKeepsNothingOfTheFirst)
+TEST_F(Callbacks, AShorterSecondBodyReplacesTheFirstWhole)
 {
     file.file = fopen(path("f").c_str(), "wb");
     fputs("the long first body", file.file);
     EXPECT_EQ(curl_download_reset(&file), 0);
-    EXPECT_EQ(content(path("f")), "the long first body"); // kept while no second try is sure
+    EXPECT_EQ(content(path("f")), "the long first body"); // kept: there may be no second try
     EXPECT_EQ(curl_download_empty(&file), 0);
     fputs("short", file.file);
     ASSERT_EQ(fflush(file.file), 0);
     EXPECT_EQ(content(path("f")), "short");
 }
 
-TEST_F(Callbacks, ADeviceIsLeftAsItIs)
+TEST_F(Callbacks, ADeviceIsNotTruncated)
 {
     file.file = fopen("/dev/null", "wb");
     EXPECT_NE(curl_download_empty(&file), 0);

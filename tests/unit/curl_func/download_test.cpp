@@ -88,7 +88,7 @@ TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
     EXPECT_EQ(logged(), lines{"error: curl_func(665): errno(16) Device or resource busy\n"});
 }
 
-TEST_F(Worker, ADownloadThatDoesNotReachTheDiskIsALocalWriteErrorUnlessItFailedBefore)
+TEST_F(Worker, ADownloadNotStoredOnDiskIsALocalWriteErrorUnlessItFailedBefore)
 {
     const struct {
         std::atomic<int> fake_system::*fault;

@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-#if OPENSSL_VERSION_NUMBER < 0x30000000L // knows one context only
+#if OPENSSL_VERSION_NUMBER < 0x30000000L // has one context only
 inline OSSL_LIB_CTX *OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX *) { return nullptr; }
 #endif
 
 struct fake_secure {
     int save_result = 0;
     int compare_result = 0;
-    bool equal = true; // the digests
+    bool equal = true; // result of each comparison
 
-    // What was asked, in order, e.g. "x509_cert_save(/tmp/pin.pem)".
+    // The calls in order, e.g. "x509_cert_save(/tmp/pin.pem)".
     std::vector<std::string> asked;
     const void *subject = nullptr; // certificate or key of the last call
     size_t key_length = 0;

@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-// NULL outside a test: everything does its work then.
+// NULL outside a test: calls go to the real functions.
 fake_system *system_;
 
 static int taken(std::atomic<int> fake_system::*fault)
@@ -17,7 +17,7 @@ static int taken(std::atomic<int> fake_system::*fault)
     return system_ == nullptr ? 0 : (system_->*fault).exchange(0);
 }
 
-// -1 with errno set when the call is to fail.
+// Returns -1 with errno set if the call is to fail.
 static int failing(std::atomic<int> fake_system::*fault)
 {
     const int error = taken(fault);

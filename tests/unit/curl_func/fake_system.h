@@ -1,4 +1,4 @@
-// The system calls that a test can watch or make fail.
+// System calls that a test can record or make fail.
 #pragma once
 
 #include <atomic>
@@ -7,16 +7,16 @@
 #include <functional>
 #include <openssl/ossl_typ.h>
 
-// An error number: the next call fails with it, once. 0: the calls do their work.
+// If not 0, the next call fails once with this error number.
 struct fake_system {
     std::atomic<int> fdopen = 0;
-    std::atomic<int> fclose = 0; // the file is closed all the same
+    std::atomic<int> fclose = 0; // closes the file even if it fails
     std::atomic<int> fflush = 0;
     std::atomic<int> fseeko = 0;
     std::atomic<int> remove = 0;
     std::atomic<int> global_init = 0; // a CURLcode
 
-    // No test sleeps: what would have been slept is counted, and `while_asleep` runs instead.
+    // Sleeps return at once: they are counted, and each runs `while_asleep`.
     std::atomic<int> naps = 0;
     std::atomic<uint64_t> slept_us = 0;
     std::atomic<uint64_t> longest_nap_us = 0;

@@ -201,10 +201,10 @@ void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback 
 
 // --- Infos
 
-// A getter overwrites the CURLcode: the engine asks copies, so that the transfer's outcome stays.
+// A getter overwrites the CURLcode, so the engine must call it with a copy of the handle.
 static double give(curl_e_handle_t *rec, double value)
 {
-    EXPECT_EQ(rec->list_borrowed, 1) << "asked of the handle itself";
+    EXPECT_EQ(rec->list_borrowed, 1) << "called with the handle itself";
     rec->curl_code = value < 0 ? REFUSED : 0;
     return value < 0 ? -1 : value;
 }

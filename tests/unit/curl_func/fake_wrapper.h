@@ -1,4 +1,4 @@
-// Stands in for the libcurl wrapper: writes down what the engine asks of it and plays what a test scripts.
+// Stands in for the libcurl wrapper: records the engine's calls and plays the tries that a test scripts.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -11,23 +11,23 @@
 using calls = std::vector<std::string>;
 
 struct fake_wrapper {
-    // What was asked, in order, e.g. "port(21)"; "copy." in front when it was asked of a copy of the handle.
+    // The calls in order, e.g. "port(21)", or "copy.port(21)" when made with a copy of the handle.
     calls asked;
-    // The call of this name ("port", "copy.http_version") is refused: libcurl 43, error 5.
+    // The call of this name ("port", "copy.http_version") fails with libcurl's code 43 and error 5.
     std::string refused;
     bool no_handle = false; // curl_e_init fails
 
-    // One for each try that the engine makes, played on the handle with a clear result block.
+    // One for each try that the engine makes; called with the handle, its result block clear.
     std::deque<std::function<void(curl_e_handle_t *)>> tries;
     int performed = 0;
-    bool explains = true; // a CURLcode without an error becomes error 16, as after a real transfer
+    bool explains = true; // turns a CURLcode without an error into error 16, as a real transfer does
 
-    // What the getters give; negative: they fail.
+    // Results of the getters; a negative one makes the getter fail.
     double total_time_s = 0;
     double size_download = 0;
     double size_upload = 0;
 
-    // What was installed.
+    // The installed callbacks and their contexts.
     curl_write_callback write = nullptr;
     void *write_data = nullptr;
     curl_read_callback read = nullptr;
@@ -48,6 +48,6 @@ struct fake_wrapper {
 
 extern fake_wrapper wrapper_;
 
-// A try that ends so.
+// A try with this outcome.
 std::function<void(curl_e_handle_t *)> ends_with(int32_t error, int32_t curl_code = 0,
                                                  int32_t response_code = 0);

@@ -15,16 +15,16 @@ struct verdict_t {
     bool equal;
     bool accepted;
     int32_t error;
-    log_line log; // empty text: none
+    log_line log; // nothing is logged if its text is empty
 };
 
-// How a certificate and a host key are checked, each by the one digest of its kind.
+// A certificate and a host key, each with the only digest accepted for it.
 struct kind_t {
     uint32_t auth_type;
     uint8_t digest_length;
     int32_t mismatch;
-    int rejection;    // acceptance is 1
-    const char *save; // of "/pin", as libsecure is asked
+    int rejection;    // the callback's verdict; 1 accepts
+    const char *save; // the call to libsecure that saves to "/pin"
     const char *compare;
 };
 static const kind_t CERTIFICATE{2, 20, 21, 0, "x509_cert_save(/pin)", "x509_cert_digest_sha1_compare"};
@@ -46,7 +46,7 @@ struct Identity : JobFixture {
         return verdict == 1;
     }
 
-    // The verdict, which must not touch the store context's error: libcurl would refuse what is accepted.
+    // The verdict. The store context must keep no error, or libcurl would refuse an accepted certificate.
     int verify()
     {
         const int verdict = cb_ssl_app_verify(store.get(), &info);
@@ -56,7 +56,7 @@ struct Identity : JobFixture {
 
     int check_key() { return cb_sshkey(nullptr, nullptr, &key, CURLKHMATCH_MISSING, &info); }
 
-    // Asks for the right digest of this kind.
+    // Pins the digest that this kind takes.
     void pin(const kind_t &kind)
     {
         auth.auth_type = kind.auth_type;
@@ -90,7 +90,7 @@ struct Identity : JobFixture {
     cb_auth_info_t info{&handle, &auth};
 };
 
-// What a libsecure result other than 0 becomes.
+// The error for a libsecure result other than 0.
 static const struct {
     int result;
     int32_t code;
@@ -238,9 +238,9 @@ TEST_P(EachIdentity, ReachesLibsecureWithTheExpectedDigestInTheProcesssCryptoCon
     expect_asked(GetParam().save);
 }
 
-// --- What libcurl may leave out
+// --- NULL arguments
 
-TEST_F(Identity, TheTlsContextIsToldToAskUsAlone)
+TEST_F(Identity, TheTlsContextUsesOurVerificationOnly)
 {
     auto *const ctx = reinterpret_cast<SSL_CTX *>(&system);
     EXPECT_EQ(cb_ssl_ctx(nullptr, ctx, &info), CURLE_OK);
@@ -249,7 +249,7 @@ TEST_F(Identity, TheTlsContextIsToldToAskUsAlone)
     EXPECT_EQ(system.verify_argument, &info);
 }
 
-TEST_F(Identity, WithoutATlsContextOrAContextOfItsOwnEachRejects)
+TEST_F(Identity, EachRejectsWithoutATlsContextOrItsOwnContext)
 {
     EXPECT_EQ(cb_ssl_ctx(nullptr, nullptr, &info), 42);
     EXPECT_EQ(system.verify, nullptr);
@@ -260,7 +260,7 @@ TEST_F(Identity, WithoutATlsContextOrAContextOfItsOwnEachRejects)
                                "error: curl_func(1823): 'struct cb_auth_info_t' has not been set.\n"}));
 }
 
-TEST_F(Identity, WithoutAKeyLibcurlsVerdictDecides)
+TEST_F(Identity, WithoutAHostKeyLibcurlsVerdictDecides)
 {
     struct {
         curl_khmatch match;

@@ -12,7 +12,7 @@
 #include <gmock/gmock.h>
 #include <string>
 
-// The job of the running test. Its engine has log ids like the real one and no work.
+// The job of the running test. Its engine has log ids like the real one and does nothing.
 extern curl_job_t job_;
 
 class JobFixture : public testing::Test
@@ -24,7 +24,7 @@ protected:
     std::string path(const std::string &name) const { return folder_ / name; }
     std::string write(const std::string &name, const std::string &content) const; // its path
     static void append(const std::string &path, const std::string &more);
-    static std::string content(const std::string &path); // "<none>" when there is no such file
+    static std::string content(const std::string &path); // "<none>" if the file does not exist
 
     fake_system system;
 

@@ -12,7 +12,7 @@ protected:
     static void note(int fd) { EXPECT_EQ(cb_note_socket(&job_, fd, CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK); }
 };
 
-TEST_F(Sockets, AllNotedOnesAreBrokenExceptForgottenOnes)
+TEST_F(Sockets, AllNotedSocketsAreBrokenExceptForgottenOnes)
 {
     const socket_pair control, data, forgotten;
     for (const socket_pair *each : {&control, &forgotten, &data})
@@ -37,7 +37,7 @@ TEST_F(Sockets, ClosingForgetsAndCloses)
     EXPECT_FALSE(control.is_broken());
 }
 
-TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
+TEST_F(Sockets, AReusedNumberIsLeftAlone)
 {
     const socket_pair other;
     int number;
@@ -52,7 +52,7 @@ TEST_F(Sockets, ANumberThatStandsForAnotherSocketByNowIsLeftAlone)
     close(number);
 }
 
-TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
+TEST_F(Sockets, PlacesOfClosedSocketsAreReused)
 {
     for (int round = 0; round < 100; round++) {
         const socket_pair closed_silently;
@@ -64,7 +64,7 @@ TEST_F(Sockets, PlacesOfSocketsThatAreGoneAreTakenAgain)
     EXPECT_TRUE(control.is_broken());
 }
 
-TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
+TEST_F(Sockets, SocketsBeyondTheEighthAreNotNoted)
 {
     const socket_pair pairs[9];
     for (const socket_pair &each : pairs)
@@ -74,7 +74,7 @@ TEST_F(Sockets, MoreThanThereArePlacesForAreNotNoted)
     EXPECT_FALSE(pairs[8].is_broken());
 }
 
-TEST_F(Sockets, TheNewestIsBrokenAlone)
+TEST_F(Sockets, OnlyTheNewestIsBroken)
 {
     const socket_pair first, second;
     sockets_break_newest(&job_); // there is none
@@ -85,7 +85,7 @@ TEST_F(Sockets, TheNewestIsBrokenAlone)
     EXPECT_TRUE(second.is_broken());
 }
 
-TEST_F(Sockets, TheNewestIsLeftAloneWhenItIsForgottenOrItsNumberStandsForAnother)
+TEST_F(Sockets, TheNewestIsLeftAloneWhenItIsForgottenOrItsNumberReused)
 {
     const socket_pair control, other;
     note(control.ends[0]);

@@ -30,19 +30,19 @@ TEST_F(Progress, OnlyAChangeOfAtLeastOneByteIsMovement)
         }
 }
 
-TEST_F(Progress, AStallBelowTheAmountOfAnEarlierTryIsAStall)
+TEST_F(Progress, AStallIsSeenBelowTheAmountOfAnEarlierTry)
 {
     run(JOB_UPLOAD);
-    shown.transferred_size = 1000; // the first try came that far
+    shown.transferred_size = 1000; // by the first try
     EXPECT_EQ(progress_at(1, 5000, 300), 0);
     EXPECT_EQ(progress_at(61, 5000, 300), 0);
     EXPECT_EQ(progress_at(61.5, 5000, 300), 1);
     EXPECT_EQ(handle.error, 14);
     EXPECT_EQ(timeout.timed_out, 1u);
-    EXPECT_EQ(shown.transferred_size, 1000); // what is shown never goes back
+    EXPECT_EQ(shown.transferred_size, 1000); // never decreases
 }
 
-// An error from before is overwritten, and was logged then.
+// An earlier error is overwritten without a second log line.
 TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
 {
     struct {
@@ -53,7 +53,7 @@ TEST_F(Progress, InactivityEndsTheTryWhenItIsLongerThanTheLimit)
                        {120, 126, true}, {0, 1e9, false},    {-1, 1e9, false}};
     const struct {
         uint32_t kind;
-        int32_t error; // from before
+        int32_t error; // before the call
     } jobs[] = {{JOB_DOWNLOAD, 0}, {JOB_UPLOAD, 0}, {JOB_UPLOAD, FTPCD_ERR_LOCAL_READ}};
     for (const auto &job : jobs)
         for (const auto &row : table) {
@@ -87,7 +87,7 @@ TEST_F(Progress, WithoutAnElapsedTimeNothingTimesOut)
 
 // --- The size limit
 
-// An error from before is overwritten, and was logged then; a cancel goes before both.
+// An earlier error is overwritten without a second log line; a cancel takes precedence over both.
 TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
 {
     struct {
@@ -102,7 +102,7 @@ TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
         {5000, 1, true, "1 of 5000"},
         {4097, 1, true, "1 of 4097"},
         {5000, 5000, true, "5000 of 5000"},
-        {0, 4096, false, ""}, // of unknown size
+        {0, 4096, false, ""}, // size unknown
         {0, 4097, true, "4097 of 0"},
         {4096, 4097, true, "4097 of 4096"},
         {100, 50, false, ""},
@@ -127,7 +127,7 @@ TEST_F(Progress, ADownloadOfMoreThan4096BytesIsRefused)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Progress, ARefusedSizeIsNotATimeoutToo)
+TEST_F(Progress, ARefusedSizeIsNotAlsoATimeout)
 {
     run(JOB_DOWNLOAD);
     timeout.last_amount = 5000;
@@ -145,7 +145,7 @@ TEST_F(Progress, AnUploadHasNoSizeLimit)
     EXPECT_EQ(shown.transferred_size, 4e9);
 }
 
-TEST_F(Progress, SizesBeyondALongAreLoggedAsItsEnd)
+TEST_F(Progress, SizesBeyondALongAreLoggedAsItsLimit)
 {
     EXPECT_EQ(whole_number(1e30), LONG_MAX);
     EXPECT_EQ(whole_number(-1e30), LONG_MIN);

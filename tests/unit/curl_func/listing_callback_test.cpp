@@ -45,7 +45,7 @@ TEST_F(Listing, TheWantedFileIsKept)
               (std::vector<log_line>{{6, "curl_func(1778): a.txt, size: 5000000000\n"}}));
 }
 
-TEST_F(Listing, UnknownFieldsKeepTheirValueWhenTheyAreWidened)
+TEST_F(Listing, UnknownFieldsAreStillUnknownInWiderTypes)
 {
     list_info_t entry = entry_of("a.txt");
     entry.size = -1;
@@ -57,7 +57,7 @@ TEST_F(Listing, UnknownFieldsKeepTheirValueWhenTheyAreWidened)
     EXPECT_EQ(logged(), lines{"curl_func(1778): a.txt, size: -1\n"});
 }
 
-TEST_F(Listing, TheLastOfSeveralStays)
+TEST_F(Listing, OfSeveralTheLastIsKept)
 {
     list_info_t second = entry_of("a.txt");
     second.size = 2;
@@ -66,7 +66,7 @@ TEST_F(Listing, TheLastOfSeveralStays)
     EXPECT_EQ(found.size, 2);
 }
 
-TEST_F(Listing, AnotherNameIsLoggedOnly)
+TEST_F(Listing, AnotherNameIsOnlyLogged)
 {
     for (const char *name : {"A.txt", "a.txt ", "a.tx", "", "b"}) {
         EXPECT_EQ(give(entry_of(name)), 0);
@@ -75,7 +75,7 @@ TEST_F(Listing, AnotherNameIsLoggedOnly)
     }
 }
 
-TEST_F(Listing, DirectoriesLinksAndOthersOfTheNameAreNoFile)
+TEST_F(Listing, ADirectoryLinkOrDeviceOfTheNameIsNotTheFile)
 {
     struct {
         uint8_t is_link;
@@ -91,7 +91,7 @@ TEST_F(Listing, DirectoriesLinksAndOthersOfTheNameAreNoFile)
     }
 }
 
-TEST_F(Listing, NamesThatAreMissingMatchNothing)
+TEST_F(Listing, AMissingNameMatchesNothing)
 {
     EXPECT_EQ(give(entry_of(nullptr)), 0);
     wanted.name = nullptr;

@@ -10,9 +10,9 @@ static lines changed(const std::string &bytes)
     return {"error: curl_func(797): The local file was changed while it was sent: " + bytes + " bytes\n"};
 }
 
-TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsAndWaitsForNobody)
+TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsWithoutBlocking)
 {
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // that nobody reads
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // without a reader
     const struct {
         const char *name;
         int stream_error;
@@ -57,7 +57,7 @@ TEST_F(Worker, ADownloadThroughALinkIsStoredInItsTarget)
     EXPECT_EQ(content(path("target")), "abc");
 }
 
-TEST_F(Worker, ADownloadIntoAPipeWhoseReaderHasGoneOrTakesNothingFailsAndDoesNotWait)
+TEST_F(Worker, ADownloadIntoAPipeWithoutAReaderOrRoomFailsWithoutBlocking)
 {
     ASSERT_EQ(mkfifo(path("local").c_str(), 0600), 0);
     const auto open_reader = [this] { return open(path("local").c_str(), O_RDONLY | O_NONBLOCK); };
@@ -82,7 +82,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
 {
     set_local_path("/dev/null");
     script(meets_a_cancel);
-    system.remove = EBUSY; // this machine's /dev/null is not put at risk
+    system.remove = EBUSY; // protects this machine's /dev/null
     EXPECT_EQ(run(JOB_DOWNLOAD), 1u);
     EXPECT_EQ(system.remove, EBUSY) << "something was removed";
     EXPECT_EQ(logged(), lines{});
@@ -97,7 +97,7 @@ TEST_F(Worker, ACancelledDownloadRemovesNoDeviceAndNoOtherFile)
     EXPECT_EQ(content(path("local")), "kept");
 }
 
-TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
+TEST_F(Upload, OfAnythingButARegularFileFailsBeforeConnecting)
 {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
@@ -119,7 +119,7 @@ TEST_F(Upload, OfWhatIsNoRegularFileIsRefusedBeforeAnythingIsConnected)
     }
 }
 
-TEST_F(Upload, OfALinkToARegularFileSendsThat)
+TEST_F(Upload, OfALinkSendsTheRegularFileItLeadsTo)
 {
     ASSERT_EQ(symlink("local", path("link").c_str()), 0);
     set_local_path(path("link"));
@@ -127,7 +127,7 @@ TEST_F(Upload, OfALinkToARegularFileSendsThat)
     EXPECT_EQ(run(JOB_UPLOAD), 0u);
 }
 
-TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShrank)
+TEST_F(Upload, IsCompleteWithAllThatTheFileHeldAtTheStartUnlessItShrinks)
 {
     const auto grow = [this] { append(local, "more"); };
     const auto shrink = [this] { ASSERT_EQ(truncate(local.c_str(), 3), 0); };
@@ -135,7 +135,7 @@ TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShr
         ASSERT_EQ(rename(write("other", "x").c_str(), local.c_str()), 0);
     };
     const struct {
-        size_t before; // bytes sent before the change
+        size_t before; // bytes sent before `change`
         std::function<void()> change;
         size_t after;
         std::string sent;
@@ -161,7 +161,7 @@ TEST_F(Upload, IsWholeWithAllThatTheFileHeldAtFirstAndPartialWithLessOrWhenItShr
     }
 }
 
-TEST_F(Upload, OfAFileThatSaysItIsEmptyAndIsNotIsPartial)
+TEST_F(Upload, OfAFileWithAWrongSizeOf0IsPartial)
 {
     set_local_path("/proc/self/status");
     for (const size_t size : {0u, 10u}) {

@@ -35,7 +35,7 @@ TEST_F(Worker, AMissingRemoteFileIsAnAnswerAndOtherFailuresAreFailures)
         int32_t type;
         int32_t error;
         int32_t curl_code;
-        uint32_t shown; // in place of the server's 550
+        uint32_t shown; // the stored response code; the server's is 550
     } const table[] = {
         {RESPONSE_CODE_FTP, 16, 78, 226}, {RESPONSE_CODE_FTP, 16, 9, 226},  {RESPONSE_CODE_HTTP, 16, 78, 200},
         {RESPONSE_CODE_HTTP, 16, 9, 200}, {RESPONSE_CODE_OTHER, 16, 78, 0}, {RESPONSE_CODE_OTHER, 16, 9, 0},

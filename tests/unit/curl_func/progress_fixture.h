@@ -9,7 +9,7 @@ class Progress : public JobFixture
 protected:
     void run(uint32_t kind) { job_.record.module_info.exec = kind; }
 
-    // One call of cb_progress with an amount of the running kind, `at_s` seconds into the try.
+    // Calls cb_progress `at_s` seconds into the try with an amount in the running kind's direction.
     int progress_at(double at_s, double total, double now)
     {
         wrapper_.total_time_s = at_s;

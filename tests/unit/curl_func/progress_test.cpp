@@ -2,9 +2,9 @@
 #include "progress_fixture.h"
 #include "socket_pair.h"
 
-// --- What is shown
+// --- The progress block
 
-TEST_F(Progress, OnlyWhatIsKnownIsShown)
+TEST_F(Progress, OnlyKnownFiguresAreStored)
 {
     struct {
         double at_s;
@@ -30,7 +30,7 @@ TEST_F(Progress, OnlyWhatIsKnownIsShown)
         }
 }
 
-TEST_F(Progress, AnotherKindOfJobShowsItsTimeOnly)
+TEST_F(Progress, AnotherKindOfJobStoresOnlyItsTime)
 {
     run(JOB_DL_FILE_INFO);
     wrapper_.total_time_s = 500;
@@ -60,7 +60,7 @@ TEST_F(Progress, ACancelAbortsAndOverwritesEveryOtherError)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Progress, ALookUpWatchesForACancelOnly)
+TEST_F(Progress, ALookUpOnlyWatchesForACancel)
 {
     run(JOB_DL_FILE_INFO);
     wrapper_.total_time_s = 1000;
@@ -78,7 +78,7 @@ TEST_F(Progress, OnlyTheEndOfATransferBreaksItsSockets)
         uint32_t kind;
         double at_s;
         uint32_t cancel;
-        uint32_t operation_timed_out; // libcurl ends it, and goes on by itself
+        uint32_t operation_timed_out; // libcurl ends the try by itself
         int result;
         bool broken;
     } table[] = {

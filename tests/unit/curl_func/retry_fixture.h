@@ -12,7 +12,7 @@ class Perform : public JobFixture
 protected:
     Perform() { job_.record.module_info.exec = JOB_UPLOAD; }
 
-    // Runs the tries that were scripted; all of them must be made.
+    // Runs the scripted tries and checks that all of them were made.
     void run()
     {
         const int scripted = static_cast<int>(wrapper_.tries.size());
@@ -37,7 +37,7 @@ protected:
 
     struct local_file {
         int resets;  // between two tries
-        int emptied; // when the next one begins
+        int emptied; // at the start of a further try
     };
 
     static int count_reset(void *arg)

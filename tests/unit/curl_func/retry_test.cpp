@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-TEST_F(Perform, WithoutInstructionsItFails)
+TEST_F(Perform, WithoutItsArgumentItFails)
 {
     curl_perform(&handle, nullptr);
     EXPECT_EQ(handle.error, 5);
@@ -27,7 +27,7 @@ TEST_F(Perform, ATransferThatEndsWellIsTriedOnce)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Perform, WithoutLimitsNoneAreSet)
+TEST_F(Perform, WithoutLimitsSetsNone)
 {
     info.timeout_info = nullptr;
     info.exec_info = nullptr;
@@ -37,7 +37,7 @@ TEST_F(Perform, WithoutLimitsNoneAreSet)
               (calls{"copy.fresh_connect(0)", "connect_timeout(0)", "operation_timeout(0)", "perform()"}));
 }
 
-TEST_F(Perform, ALimitThatIsRefusedEndsItBeforeTheTransfer)
+TEST_F(Perform, ARefusedLimitEndsItBeforeTheTransfer)
 {
     const calls asked{"copy.fresh_connect(0)", "connect_timeout(60)", "operation_timeout(0)"};
     for (const ptrdiff_t last : {1, 2}) {
@@ -50,7 +50,7 @@ TEST_F(Perform, ALimitThatIsRefusedEndsItBeforeTheTransfer)
     }
 }
 
-TEST_F(Perform, AFreshConnectionThatIsRefusedIsNoFailureOfTheTransfer)
+TEST_F(Perform, ARefusedFreshConnectionOptionIsIgnored)
 {
     wrapper_.refused = "copy.fresh_connect";
     script(1, ends_with(16, 56));
@@ -134,7 +134,7 @@ TEST_F(Perform, EveryProxy417IsTriedAgainWithHttp10)
     EXPECT_EQ(logged(), (lines{retry_line(16, 22, 1), retry_line(16, 22, 2)}));
 }
 
-TEST_F(Perform, AProxy417StaysWhenHttp10IsRefused)
+TEST_F(Perform, AProxy417IsTheFailureWhenHttp10IsRefused)
 {
     wrapper_.refused = "copy.http_version";
     script(1, ends_with(16, 22, 417));
@@ -154,10 +154,10 @@ TEST_F(Perform, ATransferShorterThanAnnouncedFails)
         double uploaded;
         double total;
         int32_t error;
-        double transferred; // shown afterwards; 7 before
+        double transferred; // stored afterwards; 7 before
     } const table[] = {
         {JOB_DOWNLOAD, 100, 0, 100, 0, 100}, {JOB_DOWNLOAD, 99, 500, 100, 16, 7},
-        {JOB_DOWNLOAD, 150, 0, 100, 0, 150}, {JOB_DOWNLOAD, 50, 0, 0, 0, 50},  // announced nothing
+        {JOB_DOWNLOAD, 150, 0, 100, 0, 150}, {JOB_DOWNLOAD, 50, 0, 0, 0, 50},  // no size announced
         {JOB_DOWNLOAD, 0, 0, 0, 0, 0},       {JOB_DOWNLOAD, -1, 0, 100, 0, 7}, // cannot be read
         {JOB_UPLOAD, 0, 100, 100, 0, 100},   {JOB_UPLOAD, 500, 99, 100, 16, 7},
         {JOB_UPLOAD, 0, -1, 100, 0, 7},      {JOB_DL_FILE_INFO, 0, 0, 100, 0, 7},
@@ -181,7 +181,7 @@ TEST_F(Perform, ATransferShorterThanAnnouncedFails)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Perform, AFailedTransferIsNotMeasured)
+TEST_F(Perform, AFailedTransferIsNotComparedWithItsSize)
 {
     shown.total_size = 100;
     shown.transferred_size = 7;
@@ -192,7 +192,7 @@ TEST_F(Perform, AFailedTransferIsNotMeasured)
     EXPECT_EQ(shown.transferred_size, 7);
 }
 
-TEST_F(Perform, WithoutSizesNothingIsMeasured)
+TEST_F(Perform, WithoutAProgressBlockNoSizesAreCompared)
 {
     info.exec_info = nullptr;
     wrapper_.size_upload = 1;

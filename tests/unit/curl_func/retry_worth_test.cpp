@@ -44,13 +44,13 @@ TEST_F(Perform, ADownloadThatTimesOutIsNotTriedAgain)
     EXPECT_EQ(handle.curl_code, 42);
     EXPECT_EQ(logged(),
               (lines{retry_line(14, 42, 1), "error: curl_func(1272): Timeout retry limit reached.\n"}));
-    EXPECT_EQ(file.resets, 1); // before the budget is asked
+    EXPECT_EQ(file.resets, 1); // before the budget is checked
     EXPECT_EQ(file.emptied, 0);
     EXPECT_EQ(system.naps, 0);
     EXPECT_EQ(wrapper_.asked_of("copy.fresh_connect"), calls{"copy.fresh_connect(0)"});
 }
 
-TEST_F(Perform, ABudgetOfTimeoutsIsUsedUp)
+TEST_F(Perform, TimeoutsUseUpTheirBudget)
 {
     timeout.timeout_retry_limit = 2;
     script(3, ends_with(16, 28));
@@ -61,14 +61,14 @@ TEST_F(Perform, ABudgetOfTimeoutsIsUsedUp)
                      retry_line(16, 28, 3), "error: curl_func(1272): Timeout retry limit reached.\n"}));
 }
 
-TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
+TEST_F(Perform, ALongTryIsRepeatedOnlyWhenItMovedNothing)
 {
     const timeout_info_t none{};
     struct {
-        timeout_info_t timeout; // `none`: NULL in its place
+        timeout_info_t timeout; // `none`: a NULL pointer instead
         double elapsed_s;
-        double moved; // -1: sizes are not known
-        long limit_s; // not allowed because of it, 0 = allowed
+        double moved; // -1: no progress block
+        long limit_s; // that forbids the retry; 0 = allowed
     } const table[] = {
         {{60, 0, -1, 0, 0, 0, 0}, 120, 1, 0},
         {{60, 0, -1, 0, 0, 0, 0}, 120.999, 1, 0}, // whole seconds count
@@ -81,7 +81,7 @@ TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
         {{0, 180, -1, 0, 0, 0, 0}, 420, 1, 0},
         {{0, 180, -1, 0, 0, 0, 0}, 421, 1, 420},
         {{0, 180, -1, 0, 0, 0, 0}, 421, 0, 0},
-        {{60, 60, -1, 0, 0, 0, 0}, 121, 1, 120}, // not below: the connection limit rules
+        {{60, 60, -1, 0, 0, 0, 0}, 121, 1, 120}, // not below: the connection limit counts
         {{60, 61, -1, 0, 0, 0, 0}, 182, 1, 0},
         {{60, 61, -1, 0, 0, 0, 0}, 183, 1, 182},
         {{0, 0, -1, 0, 0, 0, 0}, 61, 1, 60},
@@ -115,7 +115,7 @@ TEST_F(Perform, ALongTryIsTriedAgainOnlyWhenItMovedNothing)
     }
 }
 
-TEST_F(Perform, FiveSecondsLieBetweenTwoTriesAndTheSecondConnectsAfresh)
+TEST_F(Perform, TheSecondTryFollowsAfterFiveSecondsOnANewConnection)
 {
     script(1, ends_with(16, 55));
     script(1, [this](curl_e_handle_t *) { EXPECT_EQ(shown.retry_count, 1u); });
@@ -126,14 +126,14 @@ TEST_F(Perform, FiveSecondsLieBetweenTwoTriesAndTheSecondConnectsAfresh)
                      "copy.fresh_connect(1)", "connect_timeout(60)", "operation_timeout(0)", "perform()"}));
 }
 
-TEST_F(Perform, ACancelDuringThePauseEndsItAndTheNextTryMeetsIt)
+TEST_F(Perform, ACancelEndsThePauseAndTheNextTry)
 {
     system.while_asleep = [this] {
         if (system.naps == 3)
             job_.record.module_info.cancel = 1;
     };
     script(1, ends_with(16, 55));
-    script(1, ends_with(1, 42)); // as the progress callback sees to it
+    script(1, ends_with(1, 42)); // as the progress callback ends it
     run();
     EXPECT_EQ(system.naps, 3);
     EXPECT_LE(system.longest_nap_us, 100'000u);
@@ -162,7 +162,7 @@ TEST_F(Perform, AResetThatFailsIsAnInternalError)
     EXPECT_EQ(system.naps, 0);
 }
 
-TEST_F(Perform, TheFileIsEmptiedWhenTheNextTryBeginsAndNotBefore)
+TEST_F(Perform, TheFileIsNotEmptiedBeforeTheNextTryBegins)
 {
     system.while_asleep = [this] { EXPECT_EQ(file.emptied, 0); };
     script(1, ends_with(16, 56));

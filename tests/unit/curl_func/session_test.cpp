@@ -77,7 +77,7 @@ TEST_F(Session, SetsTheOptionsOfEachProtocolProxyAndModeInTheirOrder)
             }
 }
 
-TEST_F(Session, AnOptionThatIsRefusedIsTheLastOne)
+TEST_F(Session, StopsAtARefusedOption)
 {
     struct {
         uint32_t protocol;
@@ -99,7 +99,7 @@ TEST_F(Session, AnOptionThatIsRefusedIsTheLastOne)
     }
 }
 
-TEST_F(Session, AnErrorFromBeforeStopsAtTheFirstOption)
+TEST_F(Session, StopsAtTheFirstOptionAfterAnEarlierError)
 {
     handle.error = FTPCD_ERR_INTERNAL;
     EXPECT_EQ(curl_ftp_setting(&handle, &request, &auth), 5);
@@ -119,7 +119,7 @@ TEST_F(Session, TheIdentityChecksGetTheirContext)
     EXPECT_EQ(wrapper_.auth, &auth);
 }
 
-TEST_F(Session, PortsReachTheWrapperAsTheyAreTheProxysSigned)
+TEST_F(Session, PortsReachTheWrapperUnchangedTheProxysSigned)
 {
     request.proxy_type = PROXY_HTTP;
     for (const uint32_t port : {0u, 65535u, 65536u, 0xFFFFFFFFu}) {

@@ -1,4 +1,4 @@
-// Two sockets, of which the second sees what becomes of the first.
+// Two connected sockets; the second shows whether the first was broken.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -43,7 +43,7 @@ TEST_F(Upload, GathersMoreOverSftpAndClosesItsSocketsAfterDeliveryOverTls)
     }
 }
 
-TEST_F(Upload, ABufferThatIsRefusedIsNoFailure)
+TEST_F(Upload, ARefusedBufferSizeIsIgnored)
 {
     wrapper_.refused = "copy.upload_buffersize";
     script(send_all);
@@ -93,7 +93,7 @@ TEST_F(Upload, ThatIsCancelledKeepsItsLocalFile)
     EXPECT_EQ(content(local), "0123456789");
 }
 
-TEST_F(Upload, AFileThatCannotBeClosedIsLoggedOnlyAlsoAfterARefusedOption)
+TEST_F(Upload, AFailedCloseIsOnlyLoggedAlsoAfterARefusedOption)
 {
     script(send_all);
     for (const uint32_t result : {0u, 5u}) {
@@ -124,7 +124,7 @@ TEST_F(Upload, ThatResumesAppendsWhatIsMissing)
     EXPECT_EQ(remote_file.size, 4);
 }
 
-TEST_F(Upload, ResumesWithAnyLowByteThatIsNotZeroAndNotBehindTheFilesEnd)
+TEST_F(Upload, ResumesWithAnyNonZeroLowByteButNotBeyondTheFilesEnd)
 {
     const struct {
         uint32_t looked_up;
@@ -166,7 +166,7 @@ TEST_F(Upload, OfAFileThatCannotBePositionedIsALocalReadError)
                                "error: curl_func(742): errno(22) Invalid argument\n"}));
 }
 
-TEST_F(Upload, StopsAtAnAppendThatIsRefused)
+TEST_F(Upload, StopsAtARefusedAppend)
 {
     resume_at(4);
     wrapper_.refused = "append";
@@ -175,20 +175,20 @@ TEST_F(Upload, StopsAtAnAppendThatIsRefused)
     EXPECT_EQ(wrapper_.asked_of("upload"), calls{});
 }
 
-TEST_F(Upload, ThatResumesAndIsTriedAgainAppendsTheWholeFileAndFailsForThat)
+TEST_F(Upload, ThatResumesAndIsRetriedAppendsTheWholeFileAndFails)
 {
     resume_at(4);
     script(ends_with(16, 55));
     script([this](curl_e_handle_t *handle) {
         EXPECT_EQ(send(20), "0123456789");
-        append(local, "more"); // now what was sent behind the first 4 bytes is as long as the file
+        append(local, "more"); // now the file is as long as the 4 bytes and all that was sent
         EXPECT_EQ(handle->resume, 1);
     });
     EXPECT_EQ(run(JOB_UPLOAD), 16u);
     EXPECT_EQ(wrapper_.asked_of("append").size(), 1u);
 }
 
-TEST_F(Upload, ThatResumesThroughAnHttpProxyIsRefusedSinceItWouldReplaceTheFile)
+TEST_F(Upload, ThatResumesThroughAnHttpProxyIsRefusedBecauseItWouldReplaceTheFile)
 {
     request.proxy_type = PROXY_HTTP;
     SET_TEXT(request.proxy_host, "proxy");

@@ -1,4 +1,4 @@
-// The worker, run to its end on the test's own thread, and what its transfers do.
+// Runs the worker to its end on the test's own thread, with scripted transfers.
 #pragma once
 
 #include "curl_func/worker.h"
@@ -82,7 +82,7 @@ protected:
         EXPECT_EQ(calls(asked.end() - 3, asked.end()), END);
     }
 
-    // Each of these options, when it is refused, is the last thing that the job asks for.
+    // The job ends at each of these options when it is refused.
     void expect_stops_at_each(uint32_t kind, const calls &options)
     {
         for (const std::string &refused : options) {
@@ -104,14 +104,14 @@ protected:
 class Upload : public Worker
 {
 protected:
-    // The job resumes behind so many bytes.
+    // Makes the job resume after `size` bytes.
     void resume_at(int64_t size) { remote_file = {1, 1, size, 0, 0, 0, 0, 0, 0, 0, 0}; }
 
     const std::string local = write("local", "0123456789");
     const std::string upload_from_start = "upload(\"" + local + "\", 0, -1)";
 };
 
-// What every job asks before and behind its transfer.
+// The wrapper calls of a job: those before and after every transfer, and `transfer` between them.
 inline calls frame(const calls &transfer)
 {
     calls all{"global_init(3)",         "init()",           "verbose(1)",

@@ -26,21 +26,21 @@ TEST_F(Worker, AJobOfAnotherKindTransfersNothing)
     EXPECT_EQ(wrapper_.asked, frame({}));
 }
 
-TEST_F(Worker, AQuickCancelThatIsRefusedIsNoFailure)
+TEST_F(Worker, RefusedOptionsForAQuickCancelAreIgnored)
 {
     for (const char *refused : {"copy.quick_exit", "copy.closesocketfunc_data", "copy.sockoptfunc_data"}) {
         wrapper_ = {};
         wrapper_.refused = refused;
         EXPECT_EQ(run(9), 0u) << refused;
         const auto &asked = wrapper_.asked;
-        // Nothing is noted of which nobody would say that it is gone.
+        // Without the close callback no socket is noted: nothing would tell that it was closed.
         EXPECT_EQ(std::count(asked.begin(), asked.end(), "copy.sockoptfunc_data()"),
                   refused != std::string("copy.closesocketfunc_data"))
             << refused;
     }
 }
 
-TEST_F(Worker, OnlyAnSftpTransferIsToldWhenItsConnectionIsClosed)
+TEST_F(Worker, OnlyAnSftpTransferGetsACallbackWhenItsConnectionCloses)
 {
     for (const uint32_t protocol :
          {PROTOCOL_FTP, PROTOCOL_FTPS_EXPLICIT, PROTOCOL_SFTP, PROTOCOL_FTPS_IMPLICIT}) {
@@ -54,7 +54,7 @@ TEST_F(Worker, OnlyAnSftpTransferIsToldWhenItsConnectionIsClosed)
     }
 }
 
-TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
+TEST_F(Worker, ARefusedVerboseOptionFailsTheJob)
 {
     wrapper_.refused = "verbose";
     EXPECT_EQ(run(JOB_DOWNLOAD), 5u);
@@ -62,12 +62,12 @@ TEST_F(Worker, ALogThatIsRefusedFailsTheJobAtItsFirstOption)
     EXPECT_EQ(content(path("local")), "<none>");
 }
 
-TEST_F(Worker, ALibcurlErrorThatNothingExplainsIsANetworkErrorAndIsNotTriedAgain)
+TEST_F(Worker, AnUnexplainedLibcurlErrorIsANetworkErrorAndIsNotRetried)
 {
     write("local", "x");
     for (const uint32_t kind : {JOB_DOWNLOAD, JOB_UPLOAD, JOB_DL_FILE_INFO}) {
         wrapper_ = {};
-        wrapper_.explains = false; // as when the connection before an SFTP transfer fails
+        wrapper_.explains = false; // as when the connect pass of SFTP fails
         script(ends_with(0, 56));
         EXPECT_EQ(run(kind), 16u);
         EXPECT_EQ(shown.curl_code, 56u);
@@ -75,7 +75,7 @@ TEST_F(Worker, ALibcurlErrorThatNothingExplainsIsANetworkErrorAndIsNotTriedAgain
     }
 }
 
-TEST_F(Worker, AFileThatIsMissingBeforeTheListingIsNoAnswer)
+TEST_F(Worker, AMissingFileBeforeTheListingIsAFailure)
 {
     wrapper_.explains = false;
     script(ends_with(0, 78));
@@ -83,7 +83,7 @@ TEST_F(Worker, AFileThatIsMissingBeforeTheListingIsNoAnswer)
     EXPECT_EQ(remote_file.looked_up, 0u);
 }
 
-TEST_F(Worker, TheOutcomeIsShownWithLibcurlsCodeAndTheServersReply)
+TEST_F(Worker, TheOutcomeHasLibcurlsCodeAndTheServersReply)
 {
     const struct {
         int32_t error, curl_code, response_code;

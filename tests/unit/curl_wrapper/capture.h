@@ -1,4 +1,4 @@
-// A listing capture whose callback keeps what it is given.
+// A listing capture whose callback keeps the entries.
 #pragma once
 
 #include "curl_wrapper/listing_capture.h"
@@ -24,7 +24,7 @@ public:
         info->pattern = pattern;
         EXPECT_TRUE(list_capture_start(info));
         logged();
-        errno = 0; // an ERANGE from before would make every size 0
+        errno = 0; // a stale ERANGE would make every size 0
     }
     ~capture_t() { list_setting_free(info); }
     capture_t(const capture_t &) = delete;

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-TEST(PerformSftp, TransfersBelowTheLoginDirectory)
+TEST(PerformSftp, TransfersFromTheLoginDirectory)
 {
     job_t job("sftp://h/f");
     job.logs_in("/home/u", 1.5);
@@ -60,8 +60,8 @@ TEST(PerformSftp, WithoutASocketGoesOn)
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "perform"), 2);
 }
 
-// Nothing is escaped twice, and "~" is a name.
-TEST(PerformSftp, PutsTheLoginDirectoryInFrontOfThePathAndTheUrlBackBehindEachTry)
+// Nothing is escaped twice; "~" has no special meaning.
+TEST(PerformSftp, InsertsTheLoginDirectoryAndRestoresTheUrlAfterEachTry)
 {
     const struct {
         const char *url;
@@ -78,7 +78,7 @@ TEST(PerformSftp, PutsTheLoginDirectoryInFrontOfThePathAndTheUrlBackBehindEachTr
         {"h/f", "/~", "h//~/f", "h/f"},
         {"h/~f", "/", "h/~f", "h/~f"},
         {"h/~", "/", "h//~", "h/~"},
-        {"h/f", "C:\\data\\ ", "h/C:/data/f", "h/f"}, // of another system: as it always was
+        {"h/f", "C:\\data\\ ", "h/C:/data/f", "h/f"}, // a Windows server
     };
     for (const auto &c : cases) {
         job_t job((std::string("sftp://") + c.url).c_str());
@@ -100,11 +100,11 @@ TEST(PerformSftp, PutsTheLoginDirectoryInFrontOfThePathAndTheUrlBackBehindEachTr
     }
 }
 
-TEST(PerformSftp, PutsTheCallersUrlBackThoughLibcurlHasChangedIt)
+TEST(PerformSftp, RestoresTheCallersUrlThoughLibcurlHasChangedIt)
 {
     job_t job("sftp://h/d/../f");
     job.curl.will_perform([&] {
-        job.curl.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f"); // the old string is gone
+        job.curl.tell(CURLINFO_EFFECTIVE_URL, "sftp://h/f"); // frees the old string
         job.curl.tell(CURLINFO_FTP_ENTRY_PATH, "/home/u");
         return CURLE_OK;
     });
@@ -113,7 +113,7 @@ TEST(PerformSftp, PutsTheCallersUrlBackThoughLibcurlHasChangedIt)
     EXPECT_EQ(logged().front(), "curl_wrapper(427): Specified URL: sftp://h/d/../f\n");
 }
 
-TEST(PerformSftp, ListsTheFilesDirectoryBelowTheLoginDirectory)
+TEST(PerformSftp, ListsTheFilesDirectoryFromTheLoginDirectory)
 {
     job_t job("sftp://h/d d/a b");
     job.list();
@@ -145,8 +145,7 @@ TEST(PerformSftp, MakesNoConnectPassForOtherSchemesOrWhenTheCallerOnlyConnects)
     EXPECT_EQ(job.rec.connect_only, 1);
 }
 
-// The copy of a URL that needs no directory has no line of its own: the transfer goes on with the URL as it
-// is.
+// If only the copy of the URL fails, no error is logged and the URL is used unchanged.
 TEST(PerformSftp, TransfersTheUrlAsItIsWhenOnlyItsCopyFails)
 {
     job_t job("sftp://h/f");
@@ -158,8 +157,8 @@ TEST(PerformSftp, TransfersTheUrlAsItIsWhenOnlyItsCopyFails)
     EXPECT_EQ(logged(), lines{"curl_wrapper(429): Actual URL   : sftp://h/f\n"});
 }
 
-// A CONNECT_ONLY that were left on would make the next try only connect, and call that a success.
-TEST(PerformSftp, EndsBeforeTheTransferAtTheFirstFailureAndLeavesNothingBehind)
+// With CONNECT_ONLY still set, the next try would only connect and succeed.
+TEST(PerformSftp, EndsAtTheFirstFailureBeforeTheTransferAndRestoresItsSettings)
 {
     const lines connected{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0"};
     const lines connected_twice_off{"CONNECT_ONLY 1", "perform", "CONNECT_ONLY 0", "CONNECT_ONLY 0"};
@@ -191,8 +190,8 @@ TEST(PerformSftp, EndsBeforeTheTransferAtTheFirstFailureAndLeavesNothingBehind)
         {fail_allocation(2), 0, 11, connected, {gave_null(1888, "malloc_str1")}},
         {fail_allocation(3), 0, 11, connected, {gave_null(1991, "malloc_ins_str2")}},
         {fail_allocation(4), 0, 11, put_back, {gave_null(2717, "malloc")}},
-        {fail_unescape(1), 0, 11, connected, not_unescaped}, // to put the directory in
-        {fail_unescape(2), 0, 11, connected, not_unescaped}, // to put it back later
+        {fail_unescape(1), 0, 11, connected, not_unescaped}, // to insert the directory
+        {fail_unescape(2), 0, 11, connected, not_unescaped}, // to restore the URL later
         {refuse_url, 27, 5, set_and_put_back, {failed(771, "curl_easy_setopt", "CURLOPT_URL", 27)}},
     };
     for (const failure_t &row : table) {

@@ -1,4 +1,4 @@
-// Built twice: with FTP_CLIENTD_REDACT_PASSWORDS and without, whatever the whole build has chosen.
+// Built both with and without FTP_CLIENTD_REDACT_PASSWORDS, whatever the whole build has chosen.
 #include "curl_wrapper/curl_wrapper.h"
 #include "curl_wrapper/redact.h"
 #include "failing_heap.h"
@@ -30,7 +30,7 @@ TEST(DebugCb, HidesCredentialsInARedactingBuild)
     EXPECT_EQ(shown(CURLINFO_HEADER_IN, "230 100% in\r\n"), lines{"< 230 100% in"});
 }
 
-TEST(DebugCb, ShowsNothingOfALineThatItHasNoMemoryToRedact)
+TEST(DebugCb, LogsNothingOfALineWithoutMemoryToRedactIt)
 {
     const failing_heap heap(1);
     EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> ****"});
@@ -55,7 +55,7 @@ TEST(Loggable, IsTheTextItselfInAPlainBuild)
     EXPECT_EQ(memory, nullptr);
 }
 
-TEST(DebugCb, LogsCredentialsAsTheyComeInAPlainBuild)
+TEST(DebugCb, LogsCredentialsUnchangedInAPlainBuild)
 {
     EXPECT_EQ(shown(CURLINFO_HEADER_OUT, "PASS s3cret\r\n"), lines{"> PASS s3cret"});
     EXPECT_EQ(shown(CURLINFO_HEADER_OUT, PROXIED),

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(SetoptVerbose, InstallsTheDebugCallbackOrTakesItBack)
+TEST(SetoptVerbose, InstallsOrRemovesTheDebugCallback)
 {
     for (const long on : {1, 0})
         check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_verbose(r, on); },
@@ -33,7 +33,7 @@ static lines shown(int type, const std::string &data)
     return texts;
 }
 
-TEST(DebugCb, MarksTextAndHeadersOfBothDirections)
+TEST(DebugCb, PrefixesTextAndHeadersOfBothDirections)
 {
     EXPECT_EQ(shown(CURLINFO_TEXT, "Connected\n"), lines{"* Connected"});
     EXPECT_EQ(shown(CURLINFO_HEADER_IN, "220 ready\r\n"), lines{"< 220 ready"});
@@ -46,7 +46,7 @@ TEST(DebugCb, LeavesOutDataOfEveryOtherType)
         EXPECT_EQ(shown(type, "data\n"), lines{}) << type;
 }
 
-TEST(DebugCb, LogsEachSegmentThatALineEndCloses)
+TEST(DebugCb, LogsEachSegmentThatEndsWithALineEnd)
 {
     const struct {
         std::string data;
@@ -68,7 +68,7 @@ TEST(DebugCb, LogsEachSegmentThatALineEndCloses)
         EXPECT_EQ(shown(CURLINFO_TEXT, c.data), c.expected) << c.data;
 }
 
-TEST(DebugCb, StopsAtTheSizeItIsGiven)
+TEST(DebugCb, ReadsNoFurtherThanTheSize)
 {
     char data[] = "abc\ndef\n";
     curl_e_handle_t rec{};
@@ -92,7 +92,7 @@ TEST(DebugCb, LogsAnAbortOncePerPerform)
     EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback abort\n").size(), 1u);
 }
 
-TEST(DebugCb, NotesLibcurlsOwnTimeOut)
+TEST(DebugCb, NotesLibcurlsOwnTimeout)
 {
     curl_e_handle_t rec{};
     shown(&rec, CURLINFO_HEADER_IN, "Operation timed out, says the server\n");
@@ -102,12 +102,12 @@ TEST(DebugCb, NotesLibcurlsOwnTimeOut)
     EXPECT_EQ(rec.operation_timed_out, 1u);
 }
 
-TEST(DebugCb, TellsWhenLibcurlIsAboutToCloseTheConnection)
+TEST(DebugCb, CallsOnCloseBeforeLibcurlClosesTheConnection)
 {
     int told = 0;
     curl_e_handle_t rec{};
     rec.close_context = &told;
-    shown(&rec, CURLINFO_TEXT, "Connection cache is full, closing the oldest one\n"); // nobody wants to know
+    shown(&rec, CURLINFO_TEXT, "Connection cache is full, closing the oldest one\n"); // no on_close yet
     rec.on_close = [](void *count) { ++*static_cast<int *>(count); };
     shown(&rec, CURLINFO_HEADER_IN, "Connection cache is full, says the server\n");
     shown(&rec, CURLINFO_TEXT, "Closing connection 1\nConnection #0 to host h left intact\n");

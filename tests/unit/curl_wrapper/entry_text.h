@@ -1,4 +1,4 @@
-// What an entry of a listing holds, as one line of text.
+// An entry of a listing as one line of text.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-// "name, owner, size, year-month-day hour:minute, attributes, link, kind"; attributes in hexadecimal digits.
+// "name, owner, size, year-month-day hour:minute, attributes, link, kind", the attributes in hexadecimal.
 inline std::string text_of(const list_info_t &entry)
 {
     char text[1200];

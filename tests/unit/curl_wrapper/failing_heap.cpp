@@ -9,7 +9,7 @@ failing_heap::failing_heap(int nth) { left_ = nth; }
 
 failing_heap::~failing_heap()
 {
-    EXPECT_EQ(left_, 0) << "so many more calls, and one had failed";
+    EXPECT_EQ(left_, 0) << "calls short of the one that should have failed";
     left_ = 0;
 }
 

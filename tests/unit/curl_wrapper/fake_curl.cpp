@@ -42,9 +42,9 @@ CURLcode fake_curl::outcome(std::vector<failure_t> &failures, int which)
 
 static std::string name_of(CURLoption option)
 {
-    if (option == CURLOPT_PROGRESSDATA) // libcurl has a newer name for it
+    if (option == CURLOPT_PROGRESSDATA) // renamed in newer releases
         return "PROGRESSDATA";
-    if (option == CURLOPT_SERVER_RESPONSE_TIMEOUT) // before 7.86 it had an older one
+    if (option == CURLOPT_SERVER_RESPONSE_TIMEOUT) // has an older name before 7.86
         return "SERVER_RESPONSE_TIMEOUT";
     const curl_easyoption *known = curl_easy_option_by_id(option);
     return known != nullptr ? known->name : "option " + std::to_string(option);
@@ -122,7 +122,7 @@ CURLcode fake_curl::perform()
 
 static fake_curl &expected(CURL *curl)
 {
-    EXPECT_NE(fake_, nullptr) << "libcurl is called, but the test has no fake_curl";
+    EXPECT_NE(fake_, nullptr) << "the code calls libcurl, but the test has no fake_curl";
     EXPECT_EQ(curl, fake_->handle());
     return *fake_;
 }

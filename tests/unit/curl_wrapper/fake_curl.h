@@ -1,5 +1,5 @@
-// libcurl's easy interface without a network: every call is kept as a line of text, and does as the test has
-// said. Escaping and unescaping are libcurl's own.
+// libcurl's easy interface without a network: every call is recorded as a line of text and does what the test
+// has arranged. Escaping and unescaping are libcurl's own.
 #pragma once
 
 #include "support/logged.h"
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-// One lives at a time; without one every call fails the test.
+// One may exist at a time; without one every call fails the test.
 class fake_curl
 {
 public:
@@ -21,25 +21,25 @@ public:
     fake_curl(const fake_curl &) = delete;
     fake_curl &operator=(const fake_curl &) = delete;
 
-    // What curl_easy_init gives; no memory stands behind it.
+    // The result of curl_easy_init; not a real handle.
     CURL *handle() { return &handle_; }
-    void have_no_handle() { no_handle_ = true; } // from now on it gives NULL
+    void have_no_handle() { no_handle_ = true; } // curl_easy_init fails from now on
 
-    // The calls that change something, in order, since the last question: "init", "PORT 21" (a setopt),
+    // The calls that change something, in order, since the last calls(): "init", "PORT 21" (a setopt),
     // "URL 'ftp://h/'", "WRITEFUNCTION cb_write", "WRITEDATA NULL", "perform", "reset", "cleanup".
     lines calls() { return std::exchange(calls_, {}); }
 
-    // How `pointer` reads in calls(); one without a name is "pointer".
+    // Names `pointer` for calls(); one without a name is "pointer".
     template <typename Pointer> void name(Pointer pointer, const char *text)
     {
         names_[reinterpret_cast<void *>(pointer)] = text;
     }
 
-    // Refuses the nth setting, of all or of this option, counted from now.
+    // Refuses the nth setting from now: of any option, or of this one.
     void refuse(int nth, CURLcode code) { refusals_.push_back({ANY, nth, code}); }
     void refuse(CURLoption option, CURLcode code, int nth = 1) { refusals_.push_back({option, nth, code}); }
 
-    // What an info gives from now on. Others are 0, "" for the URL until one is set, NULL for the entry path.
+    // The value of an info from now on. Others are 0, "" (URL, until it is set), NULL (entry path).
     void tell(CURLINFO info, long value) { longs_[info] = value; }
     void tell(CURLINFO info, double value) { doubles_[info] = value; }
     void tell(CURLINFO info, const char *value); // may be NULL
@@ -47,10 +47,10 @@ public:
     {
         socket_ = value;
     } // CURLINFO_ACTIVESOCKET; CURL_SOCKET_BAD until then
-    // Fails the nth question for this info, counted from now.
+    // Fails the nth getinfo for this info from now.
     void withhold(CURLINFO info, CURLcode code, int nth = 1) { withheld_.push_back({info, nth, code}); }
 
-    // Appends what one perform does; without any left it does nothing and returns CURLE_OK.
+    // Queues the action of one perform. With none left, perform does nothing and returns CURLE_OK.
     void will_perform(std::function<CURLcode()> act) { performs_.push_back(std::move(act)); }
     void will_perform(CURLcode code)
     {
@@ -64,10 +64,10 @@ public:
     // The callback or context last set.
     void *data(CURLoption option) { return pointers_[option]; }
 
-    // Hands text to the write callback as a transfer does; its result.
+    // Passes text to the write callback as a transfer does; returns its result.
     size_t deliver(std::string text);
 
-    // What the replaced entry points do.
+    // Called by the replaced entry points.
     CURL *init();
     void note(std::string call) { calls_.push_back(std::move(call)); }
     CURLcode set(CURLoption option, curl_off_t value);

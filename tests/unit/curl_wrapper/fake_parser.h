@@ -1,5 +1,5 @@
 // A listing parser in place of the real one, whose results the test chooses. A line that begins with '?' has
-// no known layout, one with '!' cannot be read; of every other one the name is the whole line.
+// no known layout, one with '!' cannot be read; of every other line the name is the whole line.
 #pragma once
 
 #include "listparse/listparse.h"
@@ -21,7 +21,7 @@ struct fake_parser {
     std::string owner;
     uint32_t is_link = 0;
     uint32_t valid = 0;
-    bool takes_blank_out = false; // a blank at position 1, as the real one behind a detached type character
+    bool takes_blank_out = false; // removes a blank at position 1, as the real one after a detached type
 
     std::vector<list_format_t> resolved;
 };

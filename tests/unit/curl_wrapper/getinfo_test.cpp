@@ -14,7 +14,7 @@ static std::string owned(char *text)
     return copy;
 }
 
-TEST(Getinfo, GivesWhatLibcurlTells)
+TEST(Getinfo, ReturnsLibcurlsValue)
 {
     record_t rec;
     rec.curl_code = CURLE_COULDNT_CONNECT; // of an earlier call
@@ -34,7 +34,7 @@ TEST(Getinfo, GivesWhatLibcurlTells)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(Getinfo, FailureIsLoggedAndGivesTheFallback)
+TEST(Getinfo, AFailureIsLoggedAndReturnsTheFallback)
 {
     using rec_t = curl_e_handle_t;
     const struct {
@@ -78,7 +78,7 @@ TEST(Getinfo, FailureIsLoggedAndGivesTheFallback)
     }
 }
 
-TEST(Getinfo, NullInPlaceOfAStringIsLogged)
+TEST(Getinfo, NullInsteadOfAStringIsLogged)
 {
     record_t rec;
     rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
@@ -143,7 +143,7 @@ TEST(GetinfoResponseCodeType, IsOtherAfterAnErrorOrWithoutUrl)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1921): Could not get effective URL: NULL\n"});
 }
 
-TEST(GetinfoTrimmedEntryPath, LosesBlanksAndSlashesAtItsEnds)
+TEST(GetinfoTrimmedEntryPath, HasNoBlanksOrSlashesAtItsEnds)
 {
     const struct {
         const char *path;
@@ -198,7 +198,7 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
         {"sftp://host/file", nullptr, "sftp://host/file"},
         {"host/file", "/home", "host/home/file"},
         {"host", "/home", "host/home"},
-        // Escaped as it is read back, plain as it is given on: it is escaped again when it is set.
+        // libcurl returns the URL escaped; the result is plain, because setting it escapes it again.
         {"sftp://host/a%20b/100%25", "/ho me/%41", "sftp://host/ho me/%41/a b/100%"},
         {"sftp://host/%C3%BC", "/", "sftp://host/\xc3\xbc"},
     };
@@ -212,7 +212,7 @@ TEST(GetinfoSftpUrl, PutsTheLoginDirectoryInFrontOfThePath)
     }
 }
 
-TEST(GetinfoSftpUrl, NoUrlIsAnInternalErrorAndAnEarlierErrorEndsItWithoutAskingOn)
+TEST(GetinfoSftpUrl, NoUrlIsAnInternalErrorAndAnEarlierErrorEndsItAtOnce)
 {
     record_t rec;
     rec.fake.tell(CURLINFO_EFFECTIVE_URL, nullptr);
@@ -232,7 +232,7 @@ TEST(GetinfoSftpUrl, IsNullWithoutMemory)
         "error: curl_wrapper(2745): curl_easy_unescape(): Failed(sftp://h/a%20b)\n";
     const struct {
         const char *url;
-        int nth; // allocation; 0 = libcurl's own
+        int nth; // allocation that fails; 0 = libcurl's own
         std::string line;
     } cases[] = {
         {"sftp://h/f", 1, gave_null(1888, "malloc_str1")},

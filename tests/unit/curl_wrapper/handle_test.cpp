@@ -22,7 +22,7 @@ static curl_e_handle_t full_record(fake_curl &fake)
             .list_info = nullptr,
             .callback_aborted_logged = 8,
             .operation_timed_out = 14,
-            .on_close = [](void *) { FAIL() << "called though nothing is closed"; },
+            .on_close = [](void *) { FAIL() << "called although nothing was closed"; },
             .close_context = &fake,
             .curl_code = 9,
             .error = 10,
@@ -36,7 +36,7 @@ static numbers result_of(const curl_e_handle_t &rec)
     return {rec.curl_code, rec.error, rec.response_code_type, rec.response_code};
 }
 
-// Of the connection, and whether the listing is borrowed.
+// The fields of the connection, and whether the listing is borrowed.
 static numbers own_fields_of(const curl_e_handle_t &rec)
 {
     return {rec.proxy_type, rec.connect_only, static_cast<int64_t>(rec.total_time), rec.list_borrowed};
@@ -48,12 +48,12 @@ static numbers callers_fields_of(const curl_e_handle_t &rec)
 }
 static const numbers CALLERS{3, 4, 8, 13};
 
-TEST(Init, GivesAnEasyHandleAndClearsAllButTheCallersFields)
+TEST(Init, CreatesAHandleAndClearsAllButTheCallersFields)
 {
     fake_curl fake;
     curl_e_handle_t rec = full_record(fake);
     rec.curl = nullptr;
-    rec.list_info = reinterpret_cast<list_setting_info_t *>(&rec); // never looked at
+    rec.list_info = reinterpret_cast<list_setting_info_t *>(&rec); // never dereferenced
     EXPECT_EQ(curl_e_init(&rec), 0);
     EXPECT_EQ(rec.curl, fake.handle());
     EXPECT_EQ(own_fields_of(rec), numbers(4, 0));
@@ -78,7 +78,7 @@ TEST(Init, FailsWithoutAHandle)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(140): curl_easy_init(): NULL\n"});
 }
 
-TEST(ClearResult, ClearsTheResultBlockAlone)
+TEST(ClearResult, ClearsOnlyTheResultBlock)
 {
     fake_curl fake;
     curl_e_handle_t rec = full_record(fake);
@@ -98,7 +98,7 @@ TEST(IsCurlError, IsSetByACurlCodeOrAnError)
     } cases[] = {{0, 0, 0}, {0, 11, 1}, {78, 0, 1}, {28, 16, 1}, {-1, 0, 1}};
     for (const auto &c : cases) {
         curl_e_handle_t rec{};
-        rec.response_code = 550; // no error by itself
+        rec.response_code = 550; // not an error by itself
         rec.curl_code = c.curl_code;
         rec.error = c.error;
         EXPECT_EQ(is_curl_error(&rec), c.expected);
@@ -125,7 +125,7 @@ TEST(CopyHandle, BorrowsEverythingAndStartsWithAClearResult)
 
 TEST(MoveHandle, MovesEverythingAndFreesTheDestinationsSettingsEvenIfMarkedBorrowed)
 {
-    record_t dst; // the leak check would tell
+    record_t dst; // the leak check sees what is not freed
     curl_e_setopt_listfunc_data(&dst, cb_entry, &dst);
     dst.list_borrowed = 1;
     curl_e_handle_t src = full_record(dst.fake);
@@ -168,7 +168,7 @@ TEST(MoveHandle, TakesOverSharedSettingsButNotThoseOfAThirdRecord)
 TEST(ResetAndCleanup, FreeTheListingThoughItIsMarkedBorrowedAndResetKeepsTheHandle)
 {
     for (const auto release : {curl_e_reset, curl_e_cleanup}) {
-        record_t rec; // the leak check would tell
+        record_t rec; // the leak check sees what is not freed
         curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
         rec.list_info->tmp = static_cast<list_tmp_t *>(calloc(1, sizeof(list_tmp_t)));
         list_data_add(rec.list_info->tmp, "line", 4);
@@ -189,7 +189,7 @@ TEST(ResetAndCleanup, FreeTheListingThoughItIsMarkedBorrowedAndResetKeepsTheHand
     EXPECT_EQ(rec.fake.calls(), lines{"reset"});
 }
 
-TEST(LimitFarewell, AppliesTheLimitByAPerformWithoutUrlIfThereIsAHandle)
+TEST(LimitFarewell, AppliesTheLimitByAPerformWithoutAUrl)
 {
     record_t rec;
     rec.curl_code = CURLE_OPERATION_TIMEDOUT;

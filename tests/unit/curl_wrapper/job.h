@@ -13,9 +13,9 @@ public:
     fake_parser parser;
     record_t rec;
     fake_curl &curl = rec.fake;
-    lines entries; // names that reached the list callback
+    lines entries; // names passed to the list callback
     int stop_with = 0;
-    int failing_allocation = 0; // of its perform; 0 = none
+    int failing_allocation = 0; // in perform; 0 = none
 
     explicit job_t(const char *url)
     {
@@ -80,7 +80,7 @@ private:
     }
 };
 
-// What makes a job fail.
+// Makes a job fail.
 using preparation = std::function<void(job_t &)>;
 
 inline preparation refuse(int nth, CURLcode code)
@@ -100,7 +100,7 @@ inline preparation fail_allocation(int nth)
     return [=](job_t &job) { job.failing_allocation = nth; };
 }
 
-// How it then ends before its transfer.
+// A failure before the transfer: its cause and what must come of it.
 struct failure_t {
     preparation prepare;
     int curl_code;

@@ -10,7 +10,7 @@ TEST(ListDataAdd, TurnsLineEndsIntoNuls)
     EXPECT_EQ(capture.buffered(), std::string("a\0\0b\0c\0d\0", 9));
 }
 
-TEST(ListDataAdd, TakesNothingAsDone)
+TEST(ListDataAdd, AcceptsNothing)
 {
     capture_t capture;
     EXPECT_EQ(list_data_add(capture.info->tmp, "a", 0), 1);
@@ -18,7 +18,7 @@ TEST(ListDataAdd, TakesNothingAsDone)
     EXPECT_EQ(capture.info->tmp->buffer, nullptr);
 }
 
-TEST(ListDataAdd, GrowsToTheNeedPlus256WithThatBitCleared)
+TEST(ListDataAdd, GrowsToTheNeedPlus256WithBit8Cleared)
 {
     const struct {
         uint32_t need;
@@ -34,7 +34,7 @@ TEST(ListDataAdd, GrowsToTheNeedPlus256WithThatBitCleared)
     }
 }
 
-TEST(ListDataAdd, KeepsItsRoomWhileItSufficesAndZeroesWhatIsUnused)
+TEST(ListDataAdd, KeepsItsBufferWhileItSufficesAndZeroesTheUnusedRest)
 {
     capture_t capture;
     const std::string data(256, 'x');
@@ -61,7 +61,7 @@ TEST(ListDataAdd, FailsWithoutMemory)
         const failing_heap heap(nth);
         EXPECT_EQ(list_data_add(capture.info->tmp, "a", 1), 0);
         EXPECT_EQ(logged(), lines{messages[nth - 1]});
-        EXPECT_EQ(list_data_add(capture.info->tmp, "b", 1), 1); // when there is memory again
+        EXPECT_EQ(list_data_add(capture.info->tmp, "b", 1), 1); // memory is available again
         EXPECT_EQ(capture.buffered(), "b");
     }
     capture_t capture;
@@ -83,8 +83,8 @@ TEST(ListDataAdd, AnUnfinishedLineMayGrowToOneMebibyte)
     EXPECT_EQ(list_data_add(tmp, "x", 1), 0);
     EXPECT_EQ(logged(), refusal);
     EXPECT_EQ(tmp->buffer->length, MIB);
-    EXPECT_EQ(list_data_add(tmp, "", 1), 1);           // its end still comes in
-    EXPECT_EQ(list_data_add(tmp, mib.data(), MIB), 1); // and the next one counts from 0
+    EXPECT_EQ(list_data_add(tmp, "", 1), 1);           // its end is still accepted
+    EXPECT_EQ(list_data_add(tmp, mib.data(), MIB), 1); // the next line counts from 0
     EXPECT_EQ(list_data_add(tmp, "x", 1), 0);
     EXPECT_EQ(list_data_add(tmp, "\ry", 2), 1);
     EXPECT_EQ(list_data_add(tmp, mib.data(), MIB), 0);
@@ -107,7 +107,7 @@ TEST(ListDataAdd, RefusesWhatALengthOf32BitsCannotCount)
     capture_t capture;
     char line_end = '\n';
     list_data_add(capture.info->tmp, &line_end, 1);
-    capture.info->tmp->buffer->length = UINT32_MAX - 10; // claimed, never touched
+    capture.info->tmp->buffer->length = UINT32_MAX - 10; // pretended: never accessed
     capture.info->tmp->buffer->capacity = UINT32_MAX - 10;
     EXPECT_EQ(list_data_add(capture.info->tmp, "0123456789a\n", 12), 0);
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2458): dynamic_buffer_realloc(): Failed\n"});

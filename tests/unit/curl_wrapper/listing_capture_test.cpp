@@ -5,7 +5,7 @@
 namespace
 {
 
-// Behind the fake parser.
+// A capture whose lines go to the fake parser.
 struct faked_capture : fake_parser, capture_t {
     explicit faked_capture(const char *pattern = "*") : capture_t(pattern) {}
 };
@@ -14,7 +14,7 @@ struct faked_capture : fake_parser, capture_t {
 
 // --- parse_dynamic_buffer
 
-TEST(ParseDynamicBuffer, HandsOnEachCompleteLineAndKeepsTheRest)
+TEST(ParseDynamicBuffer, ParsesEachCompleteLineAndKeepsTheRest)
 {
     faked_capture capture;
     list_data_add(capture.info->tmp, "\r\n\none\r\n\r\ntwo\rthree\nfo", 22);
@@ -25,10 +25,10 @@ TEST(ParseDynamicBuffer, HandsOnEachCompleteLineAndKeepsTheRest)
     EXPECT_EQ(capture.names.size(), 3u);
     EXPECT_EQ(capture.flag, 1);
     EXPECT_EQ(capture.info->tmp->matched, 1);
-    EXPECT_EQ(logged(), lines{}); // empty lines are nobody's business
+    EXPECT_EQ(logged(), lines{}); // empty lines are not logged
 }
 
-TEST(ParseDynamicBuffer, ZeroesTheBytesItHasTaken)
+TEST(ParseDynamicBuffer, ZeroesTheConsumedBytes)
 {
     faked_capture capture;
     list_data_add(capture.info->tmp, "one\r\nrest", 9);
@@ -63,7 +63,7 @@ TEST(ParseDynamicBuffer, NeedsACapture)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2241): 'info->tmp' data pointer is null.\n"});
 }
 
-TEST(ParseDynamicBuffer, StopsBehindTheLineWhoseCallbackSaysSo)
+TEST(ParseDynamicBuffer, StopsAfterTheLineWhoseCallbackSaysSo)
 {
     faked_capture capture;
     capture.stop_at = "two";
@@ -101,7 +101,7 @@ TEST(ParseDynamicBuffer, RemovesTheWholeLineEvenIfTheParserShortensItAndPassesOn
     EXPECT_EQ(capture.buffered(), "");
 }
 
-TEST(ParseDynamicBuffer, HandsOnWhatFitsThePattern)
+TEST(ParseDynamicBuffer, PassesMatchingEntriesOn)
 {
     const std::string listing = "a.txt\nb.txt\nA.TXT\na.txt.bak\n*\n";
     const lines all{"a.txt", "b.txt", "A.TXT", "a.txt.bak", "*"};
@@ -131,7 +131,7 @@ TEST(ParseDynamicBuffer, CountsAMatchWithoutACallback)
 
 // --- the entry
 
-TEST(Entry, HasTheValuesOfTheLineAndMarksMissingOnes)
+TEST(Entry, HasTheLinesValuesAndMarksMissingOnes)
 {
     const file_time_t none{};
     const file_time_t time{2024, 12, 0, 31, 23, 59, 0, 0};
@@ -147,7 +147,7 @@ TEST(Entry, HasTheValuesOfTheLineAndMarksMissingOnes)
         {FILE_INFO_TIME, time, "the name, joe, -1, 65535-255-255 23:59, -1, 1, 2"},
         {FILE_INFO_SIZE, time, "the name, joe, 5000000000, 65535-255-255 255:255, -1, 1, 2"},
         {FILE_INFO_ATTR, time, "the name, joe, -1, 65535-255-255 255:255, 7755, 1, 2"},
-        // A zero in a date is not given, in a time it is midnight.
+        // 0 means "unknown" in a date, midnight in a time.
         {FILE_INFO_DATE | FILE_INFO_TIME, none, "the name, joe, -1, 65535-255-255 0:0, -1, 1, 2"},
     };
     for (const auto &c : cases) {
@@ -175,7 +175,7 @@ TEST(Entry, KindFollowsTheParsersType)
         capture.type = c.type;
         capture.entry_of("f");
         EXPECT_EQ(capture.entries.back().back(), c.kind) << c.type;
-        EXPECT_EQ(capture.info->tmp->matched, 1); // also when the line failed but gave a name
+        EXPECT_EQ(capture.info->tmp->matched, 1); // also for a failed line with a name
     }
 }
 
@@ -229,7 +229,7 @@ TEST(CbListWrite, DropsTheRestAfterTheCallbackHasStopped)
     EXPECT_EQ(capture.names, (lines{"one", "two"}));
 }
 
-TEST(CbListWrite, HoldsNoMoreThanTheUnfinishedLine)
+TEST(CbListWrite, KeepsOnlyTheUnfinishedLine)
 {
     faked_capture capture;
     for (int i = 0; i < 1000; ++i)
@@ -240,7 +240,7 @@ TEST(CbListWrite, HoldsNoMoreThanTheUnfinishedLine)
 
 // --- start and end
 
-TEST(ListCapture, EndHandsOnALastLineWithoutAnEnd)
+TEST(ListCapture, EndParsesALastLineWithoutALineEnd)
 {
     faked_capture capture("last");
     capture.write("first\r\nlast");
@@ -249,7 +249,7 @@ TEST(ListCapture, EndHandsOnALastLineWithoutAnEnd)
     EXPECT_EQ(capture.names, lines{"last"});
 }
 
-TEST(ListCapture, EndTellsWhetherAnEntryFitted)
+TEST(ListCapture, EndReturnsWhetherAnEntryMatched)
 {
     faked_capture nothing;
     EXPECT_FALSE(list_capture_end(nothing.info));
@@ -261,7 +261,7 @@ TEST(ListCapture, EndTellsWhetherAnEntryFitted)
     EXPECT_TRUE(list_capture_end(earlier.info));
 }
 
-TEST(ListCapture, EndLeavesTheLastLineOutWithoutMemory)
+TEST(ListCapture, EndSkipsTheLastLineWithoutMemory)
 {
     faked_capture capture("a");
     capture.write("a");
@@ -270,11 +270,11 @@ TEST(ListCapture, EndLeavesTheLastLineOutWithoutMemory)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(2458): dynamic_buffer_realloc(): Failed\n"});
 }
 
-TEST(ListCapture, StartsEmptyInPlaceOfOneThatIsLeft)
+TEST(ListCapture, StartReplacesAnUnfinishedCapture)
 {
     faked_capture capture;
     capture.write("left");
-    EXPECT_TRUE(list_capture_start(capture.info)); // the old one is freed: the leak check would tell
+    EXPECT_TRUE(list_capture_start(capture.info)); // frees the old one; the leak check sees it
     EXPECT_EQ(capture.info->tmp->buffer, nullptr);
     EXPECT_EQ(capture.info->tmp->stop, 0);
     EXPECT_EQ(capture.info->tmp->matched, 0);

@@ -4,7 +4,7 @@
 namespace
 {
 
-// One line of each layout family, and what an entry holds of it.
+// One line of each layout family, and its entry.
 constexpr struct {
     const char *line;
     const char *entry;
@@ -21,7 +21,7 @@ constexpr struct {
     {"2012-01-15 10:20:30 <DIR> docs -> x", "docs -> x, , 0, 2012-1-15 10:20, -1, 0, 1"},
 };
 
-// All lines with that end behind each, also behind the last one or not.
+// All lines, each followed by `end`; the last one only if `last_too`.
 std::string listing(const std::string &line_end, bool last_line_ends)
 {
     std::string text;
@@ -104,7 +104,7 @@ TEST(Listing, SurvivesFieldsOfAnyLength)
             for (size_t i = 0; i < std::size(fields); ++i)
                 line += std::string(fields[i]) + (i == longest ? std::string(100000, filler) : "") + " ";
             listing.write(line + "\r\n");
-            list_capture_end(listing.info); // no overrun: the sanitizers would tell
+            list_capture_end(listing.info); // the sanitizers see an overrun
             for (const std::string &name : listing.names)
                 EXPECT_LE(name.size(), 1024u);
             EXPECT_LE(listing.last_owner.size(), 40u);

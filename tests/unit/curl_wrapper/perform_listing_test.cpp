@@ -1,7 +1,7 @@
 #include "job.h"
 #include "wire/result_codes.h"
 
-TEST(PerformListing, ListsTheDirectoryAndSearchesTheName)
+TEST(PerformListing, ListsTheDirectoryAndLooksForTheName)
 {
     job_t job("ftp://h/dir/a.txt");
     job.list();
@@ -19,7 +19,7 @@ TEST(PerformListing, ListsTheDirectoryAndSearchesTheName)
     job.expect_nothing_left();
 }
 
-TEST(PerformListing, SearchesThePlainNameAndNeverEscapesTwice)
+TEST(PerformListing, LooksForThePlainNameAndNeverEscapesTwice)
 {
     const std::string name = "b c%41\xc3\xbc.txt";
     job_t job(("ftp://h/d d/" + name).c_str());
@@ -37,7 +37,7 @@ TEST(PerformListing, SearchesThePlainNameAndNeverEscapesTwice)
     EXPECT_EQ(job.entries, (lines{name, name, name}));
 }
 
-TEST(PerformListing, AStarTakesEveryEntry)
+TEST(PerformListing, AStarMatchesEveryEntry)
 {
     job_t job("ftp://h/dir/*.txt");
     job.list();
@@ -46,7 +46,7 @@ TEST(PerformListing, AStarTakesEveryEntry)
     EXPECT_EQ(job.entries, (lines{"a", "b.txt"}));
 }
 
-TEST(PerformListing, WithoutAMatchIsAMissingFile)
+TEST(PerformListing, NoMatchIsAMissingFile)
 {
     for (const char *listing : {"b\r\nc\r\n", "?total 0\r\n", "\r\n", "b", ""}) {
         job_t job("ftp://h/a");
@@ -82,7 +82,7 @@ TEST(PerformListing, DropsTheRestAfterTheCallbackHasStoppedAndSucceeds)
     EXPECT_EQ(job.entries, lines{"a"});
 }
 
-TEST(PerformListing, AUrlWithoutSlashIsTakenWholeForBoth)
+TEST(PerformListing, AUrlWithoutASlashIsBothDirectoryAndName)
 {
     job_t job("h");
     job.list();
@@ -92,7 +92,7 @@ TEST(PerformListing, AUrlWithoutSlashIsTakenWholeForBoth)
     EXPECT_EQ(job.entries, lines{"h"});
 }
 
-TEST(PerformListing, EndsBeforeTheTransferAtTheFirstFailureAndRestoresWhatItHasChanged)
+TEST(PerformListing, EndsAtTheFirstFailureBeforeTheTransferAndRestoresItsSettings)
 {
     const std::string no_url = failed(1917, "curl_easy_getinfo", "CURLINFO_EFFECTIVE_URL", 48);
     const std::string pattern = "curl_wrapper(344): Search pattern: a\n";
@@ -121,7 +121,7 @@ TEST(PerformListing, EndsBeforeTheTransferAtTheFirstFailureAndRestoresWhatItHasC
     }
 }
 
-TEST(PerformListing, AUrlThatCannotBePutBackIsAnErrorOfItsOwnCause)
+TEST(PerformListing, AUrlThatCannotBeRestoredIsAnErrorOfItsOwn)
 {
     {
         job_t job("ftp://h/a");

@@ -65,7 +65,7 @@ TEST(Perform, KeepsTheErrorThatACallbackHasStored)
     EXPECT_EQ(job.rec.response_code, 426);
 }
 
-TEST(Perform, LetsEveryPerformTellOfAnAbortAndATimeOutAgain)
+TEST(Perform, ForgetsAbortAndTimeoutBeforeEveryPerform)
 {
     job_t job("sftp://h/f");
     std::vector<uint32_t> seen;
@@ -83,7 +83,7 @@ TEST(Perform, LetsEveryPerformTellOfAnAbortAndATimeOutAgain)
     EXPECT_EQ(seen, (std::vector<uint32_t>{0, 0, 0, 0}));
 }
 
-TEST(Perform, EndsBeforeTheTransferWithoutUrl)
+TEST(Perform, EndsBeforeTheTransferWithoutAUrl)
 {
     for (int nth = 1; nth <= 2; ++nth) {
         job_t job("ftp://h/f");

@@ -1,4 +1,4 @@
-// A handle record in front of a fake libcurl of its own.
+// A handle record with its own fake libcurl.
 #pragma once
 
 #include "curl_wrapper/curl_wrapper.h"
@@ -10,7 +10,7 @@ struct record_t : curl_e_handle_t {
     record_t() : curl_e_handle_t{}
     {
         curl = fake.handle();
-        logged(); // nothing of an earlier test
+        logged(); // forgets an earlier test's lines
     }
 };
 

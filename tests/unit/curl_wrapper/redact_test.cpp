@@ -40,7 +40,7 @@ TEST(Redacted, HidesEveryCredential)
         EXPECT_EQ(redacted(c.line), c.redacted) << c.line;
 }
 
-TEST(Redacted, LeavesWhatHoldsNone)
+TEST(Redacted, LeavesTextWithoutCredentials)
 {
     const char *cases[] = {
         "",

@@ -88,7 +88,7 @@ TEST(SetoptListfunc, InstallsTheCaptureWithNewSettings)
 
 TEST(SetoptListfunc, FreesItsOwnSettingsAndLeavesBorrowedOnesToTheirOwner)
 {
-    record_t rec; // the leak check would tell
+    record_t rec; // the leak check sees what is not freed
     curl_e_setopt_listfunc_data(&rec, cb_entry, nullptr);
     curl_e_setopt_listfunc_data(&rec, cb_entry, &data_);
     EXPECT_EQ(rec.list_info->context, &data_);
@@ -100,9 +100,9 @@ TEST(SetoptListfunc, FreesItsOwnSettingsAndLeavesBorrowedOnesToTheirOwner)
     ASSERT_NE(rec.list_info, nullptr);
     EXPECT_EQ(rec.list_info->callback, cb_entry);
     rec.fake.calls();
-    curl_e_setopt_listfunc_data(&rec, nullptr, &data_); // no listing any more
+    curl_e_setopt_listfunc_data(&rec, nullptr, &data_); // ends the listing
     EXPECT_EQ(rec.list_info, nullptr);
-    EXPECT_EQ(rec.fake.calls(), lines{}); // the write callback stays
+    EXPECT_EQ(rec.fake.calls(), lines{}); // the write callback stays set
 }
 
 TEST(SetoptListfunc, FailsWithoutMemory)
@@ -116,7 +116,7 @@ TEST(SetoptListfunc, FailsWithoutMemory)
     EXPECT_EQ(logged(), lines{"error: curl_wrapper(1626): list_setting_info_alloc(): NULL\n"});
 }
 
-TEST(SetoptListfunc, KeepsTheSettingsForCleanUpWhenLibcurlRefusesOrThereWasAnErrorBefore)
+TEST(SetoptListfunc, KeepsTheSettingsForCleanupAfterARefusalOrAnEarlierError)
 {
     const std::string lines_of_refusals[] = {failed(1480, "curl_easy_setopt", "CURLOPT_WRITEFUNCTION", 48),
                                              failed(1486, "curl_easy_setopt", "CURLOPT_WRITEDATA", 48)};

@@ -9,7 +9,7 @@ static void check_proxy(int kind, const char *host, long port, const std::vector
     check_setter({[&](curl_e_handle_t *r) { curl_e_setopt_proxy(r, kind, host, port); }, settings});
 }
 
-TEST(SetoptProxy, SwitchesOffWhatIsNoHttpProxy)
+TEST(SetoptProxy, SwitchesTheProxyOffUnlessItIsAnHttpProxy)
 {
     const struct {
         int kind;
@@ -34,7 +34,7 @@ TEST(SetoptProxy, SetsAnHttpProxyAndNeverTunnels)
                          {"HTTPPROXYTUNNEL", "0", 960}});
 }
 
-TEST(SetoptProxy, RefusesWhatItCannotUse)
+TEST(SetoptProxy, RefusesAnUnusableProxy)
 {
     const struct {
         int kind;

@@ -61,12 +61,12 @@ TEST(Setopt, SetsItsOptionsInOrderAndEndsAtTheFirstRefusal)
     };
     for (const setter_t &setter : setters)
         check_setter(setter);
-#if LIBCURL_VERSION_NUM >= 0x075700 // older ones lack it
+#if LIBCURL_VERSION_NUM >= 0x075700 // missing in older releases
     check_setter({[](rec_t *r) { curl_e_setopt_quick_exit(r, 1); }, {{"QUICK_EXIT", "1", 545}}});
 #endif
 }
 
-TEST(Setopt, PortReachesFrom0To65535)
+TEST(Setopt, PortAcceptsFrom0To65535)
 {
     for (const long port : {0L, 1L, 65535L}) {
         record_t rec;

@@ -37,7 +37,7 @@ TEST(SetoptUpload, AnnouncesTheSizeOfTheFile)
     }
 }
 
-TEST(SetoptUpload, TakesAFileDatedAfter2038)
+TEST(SetoptUpload, AcceptsAFileDatedAfter2038)
 {
     const local_file_t file(1000);
     const timespec dates[2] = {{4102444800, 0}, {4102444800, 0}}; // 2100-01-01

@@ -11,7 +11,7 @@ TEST(SetoptUrl, SetsTheEscapedUrl)
                   {{"URL", "'ftp://h/a%20b%2541'", 766}}});
 }
 
-TEST(SetoptFileUrl, EscapesWhatWouldEndThePathAsWell)
+TEST(SetoptFileUrl, AlsoEscapesWhatWouldEndThePath)
 {
     check_setter({[](curl_e_handle_t *r) { curl_e_setopt_file_url(r, "sftp://h/a?b#c%d/;e"); },
                   {{"URL", "'sftp://h/a%3Fb%23c%25d/;e'", 771}}});
@@ -47,7 +47,7 @@ TEST(SetoptUrl, NothingIsSetWithoutAUrlOrMemoryToEscapeIt)
     const struct {
         void (*call)(rec_t *rec);
         int allocation; // that fails; 0 = none
-        int escape;     // likewise
+        int escape;     // call that fails; 0 = none
         int error;
         std::string line;
     } cases[] = {

@@ -1,5 +1,5 @@
-// What every setter promises, checked for one of them: which options it sets, in which order, and that each
-// refusal ends it, with its own line in the log.
+// Checks what every setter promises: the options it sets, their order, and that it ends at a refusal, which
+// has its own line in the log.
 #pragma once
 
 #include <functional>
@@ -10,9 +10,9 @@
 
 struct setting_t {
     std::string option;    // without CURLOPT_
-    std::string value;     // as fake_curl writes it
-    int line;              // of the log, when it is refused
-    std::string told = ""; // by that line in place of the code; "" = the code
+    std::string value;     // as fake_curl prints it
+    int line;              // number in the log when it is refused
+    std::string told = ""; // text in that line instead of the code; "" = the code
 };
 
 struct setter_t {

@@ -36,7 +36,7 @@ TEST(EscapedUrl, KeepsTheReservedCharactersAndEscapesTheRest)
         EXPECT_EQ(escaped(c.url), c.escaped) << c.url;
 }
 
-TEST(EscapedUrl, HasRoomForAUrlThatIsEscapedWhole)
+TEST(EscapedUrl, HasRoomForAUrlWithEveryByteEscaped)
 {
     std::string threefold;
     for (int i = 0; i < 5000; ++i)
@@ -59,7 +59,7 @@ TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(SchemeOf, IsTheFirstThatTheUrlBeginsWith)
+TEST(SchemeOf, IsTheFirstMatchAtTheUrlsStart)
 {
     const struct {
         const char *url;

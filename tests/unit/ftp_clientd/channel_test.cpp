@@ -90,7 +90,7 @@ TEST_F(Channel, CannotStartWithoutItsPathOrItsBacklog)
                 expected.push_back("error: ftp_clientd_if(134): errno(5) Input/output error\n");
             EXPECT_EQ(logged(), expected);
             EXPECT_EQ(system.calls_of("listen").size(), c.call == std::string("listen") ? 1u : 0u);
-            ftp_clientd_if_destory(); // has nothing left to close
+            ftp_clientd_if_destory(); // must not close it again
             EXPECT_THAT(system.calls_of("close"), ElementsAre("close()"));
             EXPECT_EQ(logged(), lines{});
         }
@@ -135,7 +135,7 @@ TEST_F(ListeningChannel, AWaitingClientIsAccepted)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(ListeningChannel, ClientsAreServedInTheOrderOfTheirComing)
+TEST_F(ListeningChannel, ClientsAreServedInTheOrderOfArrival)
 {
     const peer first = connects();
     const peer second = connects();
@@ -145,7 +145,7 @@ TEST_F(ListeningChannel, ClientsAreServedInTheOrderOfTheirComing)
     EXPECT_FALSE(second.is_hung_up());
 }
 
-TEST_F(ListeningChannel, AFailedPollIsLoggedAndTheClientIsAcceptedAllTheSame)
+TEST_F(ListeningChannel, AFailedPollIsLoggedAndTheClientStillAccepted)
 {
     const peer client = connects();
     system.fails("poll", EINTR);
@@ -156,7 +156,7 @@ TEST_F(ListeningChannel, AFailedPollIsLoggedAndTheClientIsAcceptedAllTheSame)
     ftp_clientd_if_close_received_channel(connection);
 }
 
-TEST_F(ListeningChannel, AnErrorEventIsLoggedFlagByFlagAndThenAcceptIsTried)
+TEST_F(ListeningChannel, EachErrorFlagIsLoggedAndThenAcceptIsTried)
 {
     struct {
         short revents;
@@ -209,7 +209,7 @@ TEST_F(ListeningChannel, ClosingAConnectionDoesNothingElse)
     EXPECT_TRUE(client.is_hung_up());
 }
 
-TEST_F(ListeningChannel, TheTimeOfARequestRunsFromItsAccept)
+TEST_F(ListeningChannel, TheDeadlineOfARequestCountsFromItsAccept)
 {
     const peer client = connects();
     const int connection = ftp_clientd_if_open_received_channel();
@@ -222,7 +222,7 @@ TEST_F(ListeningChannel, TheTimeOfARequestRunsFromItsAccept)
     ftp_clientd_if_close_received_channel(connection);
 }
 
-TEST_F(ListeningChannel, AnotherDescriptorWithTheNumberOfAClosedConnectionHasItsOwnTime)
+TEST_F(ListeningChannel, ADescriptorThatReusesAConnectionsNumberHasItsOwnDeadline)
 {
     const peer client = connects();
     const int connection = ftp_clientd_if_open_received_channel();
@@ -237,7 +237,7 @@ TEST_F(ListeningChannel, AnotherDescriptorWithTheNumberOfAClosedConnectionHasIts
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(776): errno(110) Connection timed out\n"});
 }
 
-TEST_F(ListeningChannel, AConnectionWithTheNumberOfAnEarlierOneHasItsOwnTime)
+TEST_F(ListeningChannel, AConnectionThatReusesAnEarlierNumberHasItsOwnDeadline)
 {
     const peer first = connects();
     const peer second = connects();

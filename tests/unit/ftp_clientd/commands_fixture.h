@@ -1,4 +1,4 @@
-// The commands with engines that the test plays.
+// The commands, with fake engines.
 #pragma once
 
 #include "fake_engines.h"
@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 struct Commands : testing::Test {
-    // What a client gets back for this request, over a connection of its own.
+    // The reply to this request over a new connection.
     bytes answer(const bytes &request)
     {
         control_pair pair = control_pair::connected();

@@ -1,4 +1,4 @@
-// Commands 3, 4 and 6: what they tell of the active engine's job.
+// Commands 3, 4 and 6: their replies about the active engine's job.
 #include "commands_fixture.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
@@ -26,14 +26,14 @@ INSTANTIATE_TEST_SUITE_P(Protocols, StateCommand, testing::Values(0, 3, 4, 5, 6)
 
 // Command 3
 
-TEST_P(StateCommand, GetStateBeforeAnyJobAnswersResetBlocks)
+TEST_P(StateCommand, GetStateBeforeAnyJobReturnsClearBlocks)
 {
     memset(&engine().record, 0xEE, sizeof engine().record);
     engine().record.module_info = {};
     EXPECT_EQ(answer(words(3, 0)), words(3, 72) + bytes(72, 0));
 }
 
-TEST_P(StateCommand, GetStateAnswersTheEnginesBlocks)
+TEST_P(StateCommand, GetStateReturnsTheEnginesBlocks)
 {
     for (const uint32_t kind : {1u, 2u, 3u, 9u}) {
         const bytes progress = pattern(48, 33);
@@ -46,7 +46,7 @@ TEST_P(StateCommand, GetStateAnswersTheEnginesBlocks)
 
 // Command 4
 
-TEST_P(StateCommand, CancelAnswersTheKindOfTheJobAsItIsAfterwards)
+TEST_P(StateCommand, CancelReturnsTheKindOfTheJobAfterTheCancel)
 {
     engine().record.module_info = {1, 1, 0, 0};
     engine().on_cancel = [&] { engine().record.module_info = {0, 2, 1, 1}; };
@@ -56,7 +56,7 @@ TEST_P(StateCommand, CancelAnswersTheKindOfTheJobAsItIsAfterwards)
                                           : ElementsAre("curlf_cancel()", "curlf_get_state()"));
 }
 
-TEST_P(StateCommand, ACancelThatTakesLongerThanARequestMayIsStillAnswered)
+TEST_P(StateCommand, ACancelLongerThanARequestsTimeLimitIsStillAnswered)
 {
     EXPECT_EQ(ftp_clientd_if_init(), 0);
     engine().record.module_info = {1, 1, 0, 0};
@@ -69,7 +69,7 @@ TEST_P(StateCommand, ACancelThatTakesLongerThanARequestMayIsStillAnswered)
     ftp_clientd_if_destory();
 }
 
-TEST_P(StateCommand, CancelWithoutAJobAnswersOneAndTwo)
+TEST_P(StateCommand, CancelWithoutAJobReturnsOneAndTwo)
 {
     engine().cancel_result = 2;
     engine().record.module_info = {0, 3, 0, 1};
@@ -79,7 +79,7 @@ TEST_P(StateCommand, CancelWithoutAJobAnswersOneAndTwo)
 
 // Command 6
 
-TEST_P(StateCommand, GetFileInfoAnswersLibcurlsBlockOrZixisFixedOne)
+TEST_P(StateCommand, GetFileInfoReturnsLibcurlsBlockOrZixisFixedOne)
 {
     const bytes found = pattern(48, 77);
     memcpy(&engine().record.remote_file, found.data(), found.size());

@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, StartCommand, testing::ValuesIn(STARTS), [](c
 
 // Command 0
 
-TEST_F(Commands, NoOperationAnswersZerosAtFirst)
+TEST_F(Commands, NoOperationReturnsZerosAtFirst)
 {
     EXPECT_EQ(answer(words(0, 0)), words(0, 8, 0, 0));
     EXPECT_EQ(logged(), lines{});
@@ -61,7 +61,7 @@ TEST_F(Commands, NoOperationRepeatsTheDetailOfTheLastStartWithResultZero)
     EXPECT_EQ(answer(words(0, 0)), words(0, 8, 0, 0));
 }
 
-TEST_F(Commands, StateCancelAndFileInformationLeaveTheDetailOfTheLastStart)
+TEST_F(Commands, StateCancelAndFileInformationKeepTheDetailOfTheLastStart)
 {
     engines.curl.start_result = 3;
     start(1, raw_request());
@@ -102,7 +102,7 @@ TEST_F(Commands, AReplyThatCannotBeSentIsLogged)
         }
 }
 
-// Requests that are none
+// Invalid requests
 
 TEST_F(Commands, AShortBodyIsAnsweredLikeANoOperation)
 {
@@ -153,7 +153,7 @@ TEST_P(StartCommand, GoesToTheEngineOfItsProtocol)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_P(StartCommand, HandsTheRequestOverAsItCame)
+TEST_P(StartCommand, PassesTheRequestUnchanged)
 {
     raw_request request;
     request.text(0, "dir/file.bin").text(512, "/tmp/x").text(768, "host").word(1024, 2121).word(2076, 1);
@@ -162,7 +162,7 @@ TEST_P(StartCommand, HandsTheRequestOverAsItCame)
     EXPECT_EQ(memcmp(&engines.curl.request, request.body.data(), 2080), 0);
 }
 
-TEST_P(StartCommand, ALongerBodyIsTakenAndItsRestIgnored)
+TEST_P(StartCommand, ALongerBodyIsAcceptedAndItsRestIgnored)
 {
     const bytes body = raw_request().text(0, "file").body + bytes(3000, 'a');
     EXPECT_EQ(answer(words(GetParam().number, body.size()) + body), words(GetParam().number, 8, 0, 0));
@@ -182,7 +182,7 @@ TEST_P(StartCommand, AFailedStartIsLoggedAndAnsweredWithTheEnginesCode)
     }
 }
 
-TEST_P(StartCommand, ARequestThatCannotBeReadIsRefusedWithFive)
+TEST_P(StartCommand, AnInvalidRequestIsRefusedWithFive)
 {
     const uint32_t number = GetParam().number;
     const bytes refused[] = {
@@ -202,7 +202,7 @@ TEST_P(StartCommand, ARequestThatCannotBeReadIsRefusedWithFive)
     EXPECT_THAT(engine_calls(), IsEmpty());
 }
 
-TEST_P(StartCommand, ARefusedRequestLeavesTheActiveEngine)
+TEST_P(StartCommand, ARefusedRequestKeepsTheActiveEngine)
 {
     start(2, raw_request().protocol(4));
     start(GetParam().number, raw_request().protocol(0).filled(0, 512));
@@ -217,7 +217,7 @@ TEST_P(StartCommand, ARefusedRequestLeavesTheActiveEngine)
     EXPECT_THAT(engine_calls(), ElementsAre("curlf_finished()"));
 }
 
-TEST_P(StartCommand, ARefusalByTheEngineLeavesItActiveAllTheSame)
+TEST_P(StartCommand, AnEngineThatRefusesIsActiveAllTheSame)
 {
     engines.zixi.start_result = 15;
     start(GetParam().number, raw_request().protocol(4));
@@ -243,7 +243,7 @@ struct WaitingClient : Commands {
 
 } // namespace
 
-TEST_F(WaitingClient, IsServedOnceAndHungUp)
+TEST_F(WaitingClient, IsServedOnceAndDisconnected)
 {
     const peer client = connects();
     client.says(words(0, 0, 3, 0));
@@ -253,7 +253,7 @@ TEST_F(WaitingClient, IsServedOnceAndHungUp)
     EXPECT_THAT(system.calls_of("close"), ElementsAre("close()"));
 }
 
-TEST_F(WaitingClient, WithAnUnknownCommandIsHungUpWithoutAReply)
+TEST_F(WaitingClient, WithAnUnknownCommandIsDisconnectedWithoutAReply)
 {
     const peer client = connects();
     client.says(words(7, 0));
@@ -261,7 +261,7 @@ TEST_F(WaitingClient, WithAnUnknownCommandIsHungUpWithoutAReply)
     EXPECT_TRUE(client.is_hung_up());
 }
 
-TEST_F(WaitingClient, ThatIsSilentIsHungUpAfterTenSecondsAndTheNextOneServed)
+TEST_F(WaitingClient, ThatIsSilentIsDisconnectedAfterTenSecondsAndTheNextServed)
 {
     const peer silent = connects();
     const peer next = connects();

@@ -1,4 +1,4 @@
-// A client's connection to the daemon, and what is logged when it breaks.
+// A client's connection to the daemon, and the log lines for a broken one.
 #pragma once
 
 #include "fake_system.h"

@@ -15,7 +15,7 @@ namespace
 const std::string CONSOLE = "fork()\nsetsid()\nfork()\nchdir(/)\numask(0)\nfopen(/dev/console, a)\n";
 const std::string NULL_INPUT = CONSOLE + "close(0)\nclose(1)\nclose(2)\nopen(/dev/null, 2)\n";
 
-// With one call that fails; or gives 4711, when the error is 0.
+// Makes one call fail, or return 4711 if the error is 0.
 void daemonise_with(const char *call, int error, int after)
 {
     fake_system system;
@@ -28,14 +28,14 @@ void daemonise_with(const char *call, int error, int after)
 
 } // namespace
 
-TEST(Daemonise, TheChildGoesOnWithZero)
+TEST(Daemonise, TheChildContinuesWithZero)
 {
     fake_system system;
     EXPECT_EQ(change_child_process(), 0);
     EXPECT_THAT(system.calls, ElementsAre("fork()"));
 }
 
-TEST(Daemonise, TheParentsEndWithStatusZeroAndEveryFailureIsLoggedAndEndsWithStatusOne)
+TEST(Daemonise, ParentsExitWithStatusZeroAndFailuresAreLoggedAndExitWithOne)
 {
     struct {
         const char *call;

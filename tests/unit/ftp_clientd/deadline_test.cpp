@@ -30,14 +30,14 @@ TEST_F(Deadline, IsTenSecondsAfterTheLastAcceptAndForOtherDescriptorsTenSecondsF
         EXPECT_EQ(deadline_of(CONNECTION), 17000);
         EXPECT_EQ(deadline_of(CONNECTION + 1), now_ms + 10000);
     }
-    deadline_end(CONNECTION + 1); // of another descriptor
+    deadline_end(CONNECTION + 1); // another descriptor: no effect
     EXPECT_EQ(deadline_of(CONNECTION), 17000);
     deadline_end(CONNECTION);
     EXPECT_EQ(deadline_of(CONNECTION), 22345);
 }
 
 // The deadline of these waits is 15000.
-TEST_F(Deadline, AWaitEndsWithWhatComesFirst)
+TEST_F(Deadline, AWaitEndsWithDataOrAtTheDeadline)
 {
     struct {
         const char *name;
@@ -69,7 +69,7 @@ TEST_F(Deadline, AWaitEndsWithWhatComesFirst)
     }
 }
 
-TEST_F(Deadline, AWaitEndsWhenTheOtherSideHasGone)
+TEST_F(Deadline, AWaitEndsWhenThePeerCloses)
 {
     pair.client.closes();
     EXPECT_TRUE(deadline_wait(pair.daemon.fd, POLLIN, 15000));

@@ -19,7 +19,7 @@ struct Engines : testing::Test {
 
 } // namespace
 
-TEST_F(Engines, TheOneSelectedStaysActiveUntilAnotherIs)
+TEST_F(Engines, OneStaysActiveUntilAnotherIsSelected)
 {
     engines.zixi.finished_results = {-1, -1};
     engine_select(5);

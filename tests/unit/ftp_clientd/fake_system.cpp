@@ -71,7 +71,7 @@ void note_call(const std::string &call)
         fake_->calls.push_back(call);
 }
 
-// "name(arguments)", the arguments as printf has them.
+// "name(arguments)", the arguments formatted as by printf.
 __attribute__((format(printf, 2, 3))) static std::string call_text(const char *name, const char *format, ...)
 {
     char arguments[256];
@@ -82,7 +82,7 @@ __attribute__((format(printf, 2, 3))) static std::string call_text(const char *n
     return std::string(name) + "(" + arguments + ")";
 }
 
-// Takes the outcome that was arranged for this call of `name`, if one was.
+// Takes the outcome arranged for this call of `name`, if any.
 static bool take_outcome(const char *name, intptr_t *result)
 {
     for (auto at = fake_->outcomes.begin(); at != fake_->outcomes.end(); ++at) {
@@ -98,8 +98,8 @@ static bool take_outcome(const char *name, intptr_t *result)
     return false;
 }
 
-// One call: while a fake_system lives it is noted and has the arranged outcome, or else what `otherwise`
-// does.
+// One call: while a fake_system exists, it is recorded and has the arranged outcome, or else that of
+// `otherwise`.
 template <typename Otherwise>
 static auto faked(const char *name, const std::string &call, Otherwise otherwise)
 {
@@ -115,7 +115,7 @@ static auto faked(const char *name, const std::string &call, Otherwise otherwise
         return static_cast<decltype(otherwise())>(result);
 }
 
-// The address with its path moved to where fake_system keeps it.
+// The address with its path in the directory of fake_system.
 static sockaddr_un moved(const sockaddr *address)
 {
     sockaddr_un there = {};
@@ -130,7 +130,7 @@ static std::string address_text(const char *name, const sockaddr *address, sockl
     return call_text(name, "%s, %u", reinterpret_cast<const sockaddr_un *>(address)->sun_path, length);
 }
 
-// What else is done while a fake_system lives than otherwise begins with this.
+// Begins a function that behaves differently while a fake_system exists.
 #define REAL_WITHOUT_FAKE(call)                                                                              \
     if (fake_ == nullptr)                                                                                    \
     return __real_##call
@@ -257,7 +257,7 @@ ssize_t __wrap_send(int fd, const void *buffer, size_t size, int flags)
                  [&] { return __real_send(fd, buffer, size, flags); });
 }
 
-// A failed close has closed the descriptor all the same, as Linux does.
+// As on Linux, a failed close has closed the descriptor.
 int __wrap_close(int fd)
 {
     REAL_WITHOUT_FAKE(close(fd));
@@ -326,7 +326,7 @@ int __wrap_dup2(int from, int to)
                  [&] { return to; });
 }
 
-// What a process that ends had done and logged goes to its standard error, for the test that lets it end.
+// Prints the calls and log lines of the ending process to standard error, where the death test reads them.
 [[noreturn]] void __wrap_exit(int status)
 {
     if (fake_ != nullptr) {
@@ -351,7 +351,7 @@ void __wrap_closelog()
     fake_->calls.push_back("closelog()");
 }
 
-// Which handler it is, the test finds out by calling it.
+// The handler is not printed: a test identifies it by calling it.
 sighandler_t __wrap_signal(int number, sighandler_t handler)
 {
     REAL_WITHOUT_FAKE(signal(number, handler));

@@ -1,6 +1,6 @@
-// The system as a test arranges it. While a fake_system lives, the system calls of the code under test are
-// noted and go where they do no harm: "/var/run" is a directory of the test's own, time passes only by
-// waiting, and nothing is done to the test's process (fork, setsid, chdir, umask, its descriptors 0 to 2).
+// System calls as a test arranges them. While a fake_system exists, the calls of the code under test are
+// recorded and do no harm: "/var/run" is a directory of the test's own, time passes only by waiting, and the
+// test's process is left alone (fork, setsid, chdir, umask, its descriptors 0 to 2).
 #pragma once
 
 #include <cstdint>
@@ -16,28 +16,28 @@ struct fake_system {
     fake_system(const fake_system &) = delete;
     fake_system &operator=(const fake_system &) = delete;
 
-    // Every call noted, in order, as "bind(/var/run/ftp.sock, 20)"; descriptors above 2 are left out.
+    // The calls in order, e.g. "bind(/var/run/ftp.sock, 20)"; descriptors above 2 are left out.
     std::vector<std::string> calls;
-    // Those of one function.
+    // The calls of one function.
     std::vector<std::string> calls_of(const std::string &name) const;
 
-    // The next call of this function fails, or, `after` calls later, one does: -1 (NULL) with this errno.
+    // Makes the next call of this function, or the one `after` calls later, fail: -1 (NULL) with this errno.
     void fails(const char *name, int error, int after = 0);
-    // The same with a result of the test's choice; the call itself does nothing.
+    // Makes such a call do nothing and return `result`.
     void gives(const char *name, intptr_t result, int after = 0);
-    // What the next calls of send give, and do nothing; -1 = one fails, its peer has gone.
+    // Makes the next calls of send do nothing and return these; -1: the call fails, the peer has gone.
     void sends(const std::vector<int> &results);
-    // What poll puts into revents when it `gives` a 1.
+    // Stored in revents by a poll that `gives` 1.
     short revents = 0;
 
     int64_t now_ms = 5000; // CLOCK_MONOTONIC
-    // Runs whenever the code under test waits. It may move now_ms; a poll that has more time then goes on.
+    // Runs whenever the code under test waits. It may advance now_ms; a poll with time left then waits on.
     std::function<void()> on_wait;
 
-    // Replaces the next limit given by SO_SNDTIMEO when not 0.
+    // If not 0, replaces the next limit set by SO_SNDTIMEO.
     int send_timeout_us = 0;
 
-    // The path that stands in for one in /var/run.
+    // The real path that replaces one in /var/run.
     std::string path_of(const std::string &path);
 
     struct outcome {
@@ -49,8 +49,8 @@ struct fake_system {
     std::vector<outcome> outcomes;
     std::map<int, void (*)(int)> handlers; // installed by signal()
     FILE *console = nullptr;
-    std::string directory; // empty until it is needed
+    std::string directory; // empty until needed
 };
 
-// Notes a call that is faked elsewhere.
+// Records a call that is faked elsewhere.
 void note_call(const std::string &call);

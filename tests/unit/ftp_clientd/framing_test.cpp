@@ -20,7 +20,7 @@ namespace
 const char *const SEND_LATE = "error: ftp_clientd_if(843): errno(110) Connection timed out\n";
 
 struct Receive : control_connection {
-    // The outcome is in `header` and `body`.
+    // Sets `header` and `body`.
     void receives()
     {
         header = {77, 77};
@@ -33,7 +33,7 @@ struct Receive : control_connection {
         EXPECT_EQ(header.length, 0u);
         EXPECT_EQ(logged(), expected);
     }
-    // Lets the client say these bytes piece by piece, and then stop.
+    // Makes the client send these bytes piece by piece, and then stop.
     void will_say(const bytes &whole)
     {
         system.on_wait = [this, whole, said = size_t{0}]() mutable {
@@ -44,7 +44,7 @@ struct Receive : control_connection {
             said += piece;
         };
     }
-    // What malloc gives for a body to which nothing will be written.
+    // For malloc, when nothing will be written to the body.
     static intptr_t small_block() { return reinterpret_cast<intptr_t>(strdup("")); }
     bytes body_bytes() const
     {
@@ -80,7 +80,7 @@ TEST_F(Receive, ARequestWithoutABodyIsItsHeader)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Receive, ABodyComesInABlockOfItsOwnAndWhatFollowsIsLeftAlone)
+TEST_F(Receive, TheBodyIsABlockOfItsOwnAndLaterBytesStayUnread)
 {
     const bytes sent = pattern(2080, 3);
     client.says(words(1, 2080) + sent + pattern(100, 1));
@@ -131,8 +131,8 @@ TEST_F(Receive, ARequestThatBreaksOffIsNone)
     struct {
         const char *name;
         bytes said;
-        bool stops;       // or else it stays silent, for ten seconds at most
-        const char *call; // fails, `after` calls later; NULL = none
+        bool stops;       // otherwise it is silent until the deadline
+        const char *call; // that fails, `after` calls later; NULL = none
         int error, after;
         lines expected;
     } const cases[] = {
@@ -176,7 +176,7 @@ TEST_F(Receive, ARequestThatBreaksOffIsNone)
         expect_no_request(c.expected);
         EXPECT_EQ(system.now_ms, start_ms + (c.stops ? 0 : 10000));
     }
-    EXPECT_THAT(system.calls_of("malloc"), Contains("malloc(4294967295)")); // all of it was asked for
+    EXPECT_THAT(system.calls_of("malloc"), Contains("malloc(4294967295)")); // the whole length
 }
 
 TEST_F(Receive, CountsAboveTwoGibibytesAreLoggedAsInts)
@@ -237,9 +237,9 @@ TEST_F(Receive, ALongBodyThatEndsEarlyLogsTheReceivedCountOrAfterAnErrorItsLengt
     expect_no_request({RECV_RESET, "error: ftp_clientd_if(737): recvn(): incomplete(2097153 of 2097152)\n"});
 }
 
-// Its time
+// Its deadline
 
-TEST_F(Receive, AClientThatFeedsByteByByteHasNoMoreThanTenSecondsInAll)
+TEST_F(Receive, AClientThatSendsByteByByteHasTenSecondsInAll)
 {
     client.says(words(1, 2080));
     system.on_wait = [&] {
@@ -251,7 +251,7 @@ TEST_F(Receive, AClientThatFeedsByteByByteHasNoMoreThanTenSecondsInAll)
     expect_no_request({RECV_LATE, "error: ftp_clientd_if(737): recvn(): incomplete(2081 of 2080)\n"});
 }
 
-TEST_F(Receive, ASignalDoesNotEndARequest)
+TEST_F(Receive, ASignalDoesNotInterruptARequest)
 {
     client.says(words(1, 4) + words(9));
     for (const int after : {0, 1, 1, 1})
@@ -290,7 +290,7 @@ TEST_F(Send, APeerThatHasGoneRaisesNoSignal)
 TEST_F(Send, AReplyThatBreaksOffIsAFailure)
 {
     struct {
-        std::vector<int> sent; // by each call; -1 fails
+        std::vector<int> sent; // by each call; -1: it fails
         lines expected;
     } const cases[] = {
         {{8, -1}, {SEND_BROKEN, "error: ftp_clientd_if(670): sendn(): incomplete(73 of 72)\n"}},
@@ -304,7 +304,7 @@ TEST_F(Send, AReplyThatBreaksOffIsAFailure)
     }
 }
 
-TEST_F(Send, AReplyThatDoesNotFitWaitsForTheClientToListen)
+TEST_F(Send, AReplyThatDoesNotFitWaitsForTheClientToRead)
 {
     pair.daemon.narrows();
     bytes heard;
@@ -318,7 +318,7 @@ TEST_F(Send, AReplyThatDoesNotFitWaitsForTheClientToListen)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Send, AClientThatDoesNotListenIsGivenUpAfterTenSeconds)
+TEST_F(Send, AClientThatDoesNotReadIsGivenUpAfterTenSeconds)
 {
     pair.daemon.narrows();
     EXPECT_EQ(sends(words(3, 100000) + pattern(100000, 5)), -1);

@@ -24,12 +24,12 @@ struct Main : testing::Test {
     {
         exec_ = 0;
         system.on_wait = [] {
-            ADD_FAILURE() << "the main loop runs without an end";
+            ADD_FAILURE() << "the main loop does not end";
             exec_ = 0;
         };
     }
 
-    // Lets a signal come in the pass with this number, from 1.
+    // Sends a signal in the pass of this number, from 1.
     void ends_in_pass(int pass, int signal_number = SIGTERM)
     {
         system.on_wait = [this, pass, signal_number] {
@@ -38,7 +38,7 @@ struct Main : testing::Test {
                 system.handlers.at(signal_number)(signal_number);
         };
     }
-    // The calls from the first one of this name on.
+    // The calls from the first of this name on.
     std::vector<std::string> calls_from(const std::string &first) const
     {
         return {std::find(system.calls.begin(), system.calls.end(), first), system.calls.end()};
@@ -68,17 +68,17 @@ const bytes NOT_STARTED = bytes{3} + words(1, 5);
 
 } // namespace
 
-TEST_F(Main, TakesItsStepsInTheirOrder)
+TEST_F(Main, TakesItsStepsInOrder)
 {
     ends_in_pass(2);
     EXPECT_EQ(ftp_clientd_main(), 0);
     EXPECT_THAT(system.calls,
                 ElementsAre("OPENSSL_init_crypto(0x80000, NULL)", "openlog(libftp_clientd_if, 3, 8)",
-                            // leaving who started it
+                            // daemonise
                             "fork()", "setsid()", "fork()", "chdir(/)", "umask(0)", "fopen(/dev/console, a)",
                             "close(0)", "close(1)", "close(2)", "open(/dev/null, 2)", "dup2(console, 1)",
                             "dup2(console, 2)", "fclose(console)",
-                            // its modules
+                            // the modules
                             "unlink(/var/run/ftp.sock)", "socket(1, 1, 0)", "bind(/var/run/ftp.sock, 20)",
                             "listen(5)", "curlf_init()", "zixif_init()",
                             // signals and the notice
@@ -103,7 +103,7 @@ TEST_F(Main, StartsWithoutANetworkManager)
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(2) No such file or directory\n"});
 }
 
-TEST_F(Main, AModuleThatFailsStopsTheStartWithANoticeAndStatusZero)
+TEST_F(Main, AFailedModuleEndsTheStartWithANoticeAndStatusZero)
 {
     struct {
         const char *name;
@@ -133,7 +133,7 @@ TEST_F(Main, AModuleThatFailsStopsTheStartWithANoticeAndStatusZero)
     }
 }
 
-TEST_F(Main, RunsWithoutAListeningSocketWhenThereIsNone)
+TEST_F(Main, RunsWithoutAListeningSocket)
 {
     system.fails("socket", EMFILE);
     ends_in_pass(1);
@@ -143,20 +143,20 @@ TEST_F(Main, RunsWithoutAListeningSocketWhenThereIsNone)
     EXPECT_THAT(calls_from("usleep(100000)"), ElementsAre("usleep(100000)", "closelog()"));
 }
 
-TEST_F(Main, EachEndingSignalLetsThePassComplete)
+TEST_F(Main, EachEndingSignalLetsThePassFinish)
 {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
         SCOPED_TRACE(number);
         system.calls.clear();
         passes = 0;
-        // The signal comes while the request is served: it is answered, and the pass goes to its end.
+        // The signal comes while a request is served: the reply is sent and the pass completed.
         std::optional<peer> client;
         system.on_wait = [&] {
             passes++;
             if (passes == 1) {
                 client.emplace(connect_to(system.path_of("/var/run/ftp.sock")));
             } else if (passes == 2) {
-                EXPECT_TRUE(is_held(number)) << "it may interrupt the look for clients";
+                EXPECT_TRUE(is_held(number)) << "the signal can interrupt the poll for clients";
                 system.handlers.at(number)(number);
                 client->says(words(0, 0));
             }
@@ -170,7 +170,7 @@ TEST_F(Main, EachEndingSignalLetsThePassComplete)
     }
 }
 
-TEST_F(Main, ServesOneRequestAPassAndRemembersTheLastStart)
+TEST_F(Main, ServesOneRequestPerPassAndRemembersTheLastStart)
 {
     engines.curl.start_result = 3;
     std::optional<peer> first;
@@ -194,7 +194,7 @@ TEST_F(Main, ServesOneRequestAPassAndRemembersTheLastStart)
     EXPECT_EQ(second->hears(), words(0, 8, 0, 3));
 }
 
-TEST_F(Main, AFinishedJobIsAnnouncedWhetherOrNotARequestCame)
+TEST_F(Main, AFinishedJobIsAnnouncedWithAndWithoutARequest)
 {
     engines.curl.finished_results = {-1, 0};
     engines.curl.record.module_info = {0, 2, 16, 0};

@@ -38,7 +38,7 @@ TEST_F(Notify, ANoticeIsTwelveBytesOfHeadAndItsBody)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Notify, NothingOfTheDaemonsMemoryTravelsInTheUnusedBytes)
+TEST_F(Notify, TheUnusedBytesLeakNoMemory)
 {
     ftp_clientd_if_notify(0, "", 0);
     const bytes notice = network_manager.accepts().hears();
@@ -55,7 +55,7 @@ TEST_F(Notify, ABodyMayHaveFiveHundredBytes)
     EXPECT_EQ(part(notice, 12, 500), body);
 }
 
-TEST_F(Notify, ABodyThatCannotBeOneIsNotSent)
+TEST_F(Notify, AnInvalidBodyIsNotSent)
 {
     const bytes body(501);
     for (const int length : {501, -1, INT32_MAX, INT32_MIN})
@@ -64,11 +64,11 @@ TEST_F(Notify, ABodyThatCannotBeOneIsNotSent)
     EXPECT_TRUE(network_manager.is_nobody_waiting());
 }
 
-TEST_F(Notify, GoesOnAfterAPartAndAFailureIsLoggedWithWhatWasSentAndClosesTheConnection)
+TEST_F(Notify, ContinuesAfterAPartAndLogsHowMuchWasSentBeforeAFailure)
 {
     const bytes body = pattern(8, 1);
     struct {
-        std::vector<int> sent; // by the first calls; -1 fails
+        std::vector<int> sent; // by the first calls; -1: it fails
         int result;
         lines expected;
     } const cases[] = {
@@ -86,13 +86,13 @@ TEST_F(Notify, GoesOnAfterAPartAndAFailureIsLoggedWithWhatWasSentAndClosesTheCon
     }
 }
 
-TEST_F(Notify, ANetworkManagerIsGivenTenSecondsToTakeANotice)
+TEST_F(Notify, ANetworkManagerHasTenSecondsToReadANotice)
 {
     const bytes body(8);
     system.fails("send", EAGAIN); // its buffer is full
     EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), 8);
     EXPECT_THAT(system.calls_of("poll"),
-                ElementsAre("poll(4, 10000)")); // what becomes of that wait: Deadline
+                ElementsAre("poll(4, 10000)")); // deadline_test covers the wait itself
     EXPECT_EQ(logged(), lines{});
 }
 
@@ -104,7 +104,7 @@ TEST_F(NotifyNobody, WithoutASocketNothingIsSent)
     EXPECT_THAT(system.calls, ElementsAre("socket(1, 1, 0)"));
 }
 
-TEST_F(NotifyNobody, ANetworkManagerThatIsNotThereIsALoggedFailure)
+TEST_F(NotifyNobody, AMissingNetworkManagerIsALoggedFailure)
 {
     EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(2) No such file or directory\n"});
@@ -120,7 +120,7 @@ TEST_F(NotifyNobody, ANetworkManagerThatHasEndedIsALoggedFailure)
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(111) Connection refused\n"});
 }
 
-TEST_F(NotifyNobody, AFailedConnectLogsAFailedCloseAsWell)
+TEST_F(NotifyNobody, AFailedCloseAfterAFailedConnectIsLoggedToo)
 {
     system.fails("close", EIO);
     EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
@@ -128,12 +128,12 @@ TEST_F(NotifyNobody, AFailedConnectLogsAFailedCloseAsWell)
                                "error: ftp_clientd_if(608): errno(5) Input/output error\n"}));
 }
 
-TEST_F(NotifyNobody, ANetworkManagerWhoseBacklogIsFullDoesNotHoldTheDaemon)
+TEST_F(NotifyNobody, ANetworkManagerWithAFullBacklogDoesNotBlockTheDaemon)
 {
     const std::string path = system.path_of("/var/run/marlox_nm.sock");
     const listener hanging(path, 0);
     const peer waiting = connect_to(path);
-    system.send_timeout_us = 20000; // in place of seconds: the kernel keeps this time
+    system.send_timeout_us = 20000; // instead of 2 s; the kernel's own clock
     EXPECT_EQ(ftp_clientd_if_notify(3, body.data(), 8), -1);
     EXPECT_EQ(logged(), lines{"error: ftp_clientd_if(599): errno(11) Resource temporarily unavailable\n"});
     EXPECT_THAT(system.calls_of("setsockopt"), ElementsAre("setsockopt(SO_SNDTIMEO, 2 s)"));

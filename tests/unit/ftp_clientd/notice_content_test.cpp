@@ -15,7 +15,7 @@ struct Notices : testing::Test {
     fake_engines engines;
     listener network_manager{system.path_of("/var/run/marlox_nm.sock")};
 
-    // The notice that was sent, without its unused bytes 3, 6 and 7.
+    // The sent notice without its unused bytes 3, 6 and 7.
     bytes notice() const
     {
         bytes whole = network_manager.accepts().hears();
@@ -25,7 +25,7 @@ struct Notices : testing::Test {
     }
 };
 
-// Both engines' notices are alike but for the line about a job of no kind.
+// Both engines' notices are the same; only the log line about an unknown kind of job differs.
 struct notifier_t {
     const char *name;
     uint32_t protocol;
@@ -75,7 +75,7 @@ TEST_P(CompletionNotice, ItsCodeFollowsTheKindOfTheJob)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_P(CompletionNotice, ItsBodyIsTheOutcomeAndTheProgressBlockWhole)
+TEST_P(CompletionNotice, ItsBodyIsTheOutcomeAndTheWholeProgressBlock)
 {
     const bytes progress = pattern(48, 21);
     memcpy(&engine().record.exec_info, progress.data(), progress.size());
@@ -98,7 +98,7 @@ TEST_P(CompletionNotice, ACancelledJobIsNotAnnounced)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_P(CompletionNotice, AJobOfNoKindIsLoggedAndNotAnnounced)
+TEST_P(CompletionNotice, AnUnknownKindOfJobIsLoggedAndNotAnnounced)
 {
     for (const uint32_t kind : {0u, 4u, 0xFFFFFFFFu}) {
         engine().record.module_info = {0, kind, 0, 0};
@@ -108,7 +108,7 @@ TEST_P(CompletionNotice, AJobOfNoKindIsLoggedAndNotAnnounced)
     EXPECT_TRUE(network_manager.is_nobody_waiting());
 }
 
-TEST_P(CompletionNotice, OneThatIsLostIsNotSentAgain)
+TEST_P(CompletionNotice, AFailedOneIsNotRepeated)
 {
     engine().record.module_info = {0, 1, 0, 0};
     system.fails("connect", ECONNREFUSED);

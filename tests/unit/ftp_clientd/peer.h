@@ -1,4 +1,4 @@
-// The other sides of the daemon's sockets, as tests play them. Their own system calls are never faked.
+// The other ends of the daemon's sockets. Their own system calls are never faked.
 #pragma once
 
 #include "wire_bytes.h"
@@ -18,35 +18,35 @@ struct peer {
     ~peer() { closes(); }
 
     void says(const bytes &message) const;
-    // Everything that has come and was not heard before; does not wait.
+    // Reads everything that has arrived; does not wait.
     bytes hears() const;
-    // True when all was heard and the other side has closed.
+    // True if everything was read and the other side has closed.
     bool is_hung_up() const;
     void closes();
-    void stops_saying() const; // but goes on listening
-    void narrows() const;      // room for a few kB only, so that a long message must wait
+    void stops_saying() const; // still reads
+    void narrows() const;      // to buffers of a few kB, so that a long message must wait
 
     int fd;
 };
 
-// A connection whose one end is the daemon's; it does not come from accept.
+// Two connected sockets; the daemon's does not come from accept.
 struct control_pair {
     static control_pair connected();
     peer client;
     peer daemon;
 };
 
-// A connection to the listening socket at this path of the test's own.
+// A connection to the socket that listens at this real path.
 peer connect_to(const std::string &path);
 
-// A listening socket at this path of the test's own.
+// A socket that listens at this real path.
 struct listener {
     explicit listener(const std::string &path, int backlog = 5);
     ~listener();
     listener(const listener &) = delete;
     listener &operator=(const listener &) = delete;
 
-    // The next connection that waits; fails the test when there is none.
+    // The next waiting connection; fails the test if there is none.
     peer accepts() const;
     bool is_nobody_waiting() const;
 

@@ -1,4 +1,4 @@
-// The C library's own functions where a fake has taken their names.
+// The C library's functions that fakes replace.
 #pragma once
 
 #include <csignal>

@@ -25,7 +25,7 @@ bool is_ftp(uint32_t protocol) { return protocol != 3 && !is_zixi(protocol); }
 
 using judge = std::function<bool(uint32_t command, uint32_t protocol)>;
 
-// Whether the request, with each protocol, is refused for each command that starts a job.
+// Expects for each protocol and each command that starts a job whether the request is refused.
 void expect_refused(const std::string &what, raw_request request, const judge &refused)
 {
     for (const uint32_t command : START_COMMANDS)
@@ -51,7 +51,7 @@ const field_t FIELDS[] = {
      [](uint32_t command, uint32_t protocol) { return is_zixi(protocol) || command != FILE_INFO; }},
     {"host", 768, 256, [](uint32_t, uint32_t) { return true; }},
     {"username", 1028, 32, [](uint32_t, uint32_t protocol) { return !is_zixi(protocol); }},
-    // The Zixi user name and password lie inside it.
+    // Contains the Zixi user name and password.
     {"password", 1060, 224, [](uint32_t, uint32_t) { return true; }},
     {"proxy_host", 1292, 256, [](uint32_t, uint32_t) { return false; }},
     {"save_path", 1817, 259, [](uint32_t, uint32_t protocol) { return protocol >= 1 && protocol <= 3; }},
@@ -61,9 +61,9 @@ const field_t FIELDS[] = {
 
 } // namespace
 
-TEST(RequestCheck, ARequestThatNamesAHostAndNothingElseIsTaken) { expect_refused("usual", {}, never); }
+TEST(RequestCheck, ARequestWithOnlyAHostIsAccepted) { expect_refused("usual", {}, never); }
 
-TEST(RequestCheck, AnAbsentBodyIsRefused)
+TEST(RequestCheck, AMissingBodyIsRefused)
 {
     for (const uint32_t command : START_COMMANDS) {
         EXPECT_EQ(request_check(command, nullptr, 0), nullptr);
@@ -81,30 +81,30 @@ TEST(RequestCheck, ABodyShorterThanARequestIsRefused)
         }
 }
 
-TEST(RequestCheck, ALongerBodyIsTaken)
+TEST(RequestCheck, ALongerBodyIsAccepted)
 {
     for (const uint32_t command : START_COMMANDS)
         for (const size_t more : {1u, 100000u})
             EXPECT_TRUE(is_taken(command, raw_request().body + bytes(more, 'a'))) << more;
 }
 
-TEST(RequestCheck, AStringThatFillsItsFieldIsRefusedWhereTheJobReadsIt)
+TEST(RequestCheck, AnUnterminatedStringIsRefusedWhereTheJobReadsIt)
 {
     for (const field_t &field : FIELDS)
         expect_refused(field.name, raw_request().filled(field.offset, field.size), field.is_read);
 }
 
-TEST(RequestCheck, AStringMayFillItsFieldButForTheTerminator)
+TEST(RequestCheck, AStringMayFillItsFieldUpToTheTerminator)
 {
     for (const field_t &field : FIELDS)
         expect_refused(field.name,
                        raw_request().text(1292, "p").filled(field.offset, field.size - 1).proxy_type(1),
-                       [&](uint32_t, uint32_t protocol) { // it fills the Zixi fields
+                       [&](uint32_t, uint32_t protocol) { // it overruns the Zixi fields
                            return field.offset == 1060 && is_zixi(protocol);
                        });
 }
 
-TEST(RequestCheck, TheProxysNameCountsWhereAProxyIsUsed)
+TEST(RequestCheck, TheProxysNameIsCheckedWhereAProxyIsUsed)
 {
     expect_refused("no proxy", raw_request().filled(1292, 256), never);
     for (const uint32_t proxy_type : {1u, 7u, 0xFFFFFFFFu})
@@ -133,7 +133,7 @@ TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
     }
 }
 
-TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
+TEST(RequestCheck, BytesAfterTheTerminatorDoNotCount)
 {
     using namespace std::string_view_literals;
     for (const size_t offset : {0u, 1028u, 1060u})
@@ -141,7 +141,7 @@ TEST(RequestCheck, WhatFollowsTheTerminatorDoesNotCount)
             EXPECT_TRUE(is_taken(command, raw_request().text(offset, "a\0#?\r\n"sv).body)) << offset;
 }
 
-// --- Names that would lead to another file or host
+// --- Names of another file or host than the text says
 
 namespace
 {
@@ -185,7 +185,7 @@ names_t no_hosts()
 
 } // namespace
 
-TEST(RequestCheck, AnFtpPathWithATypeIsRefusedWhereverItStandsAndHoweverItIsWritten)
+TEST(RequestCheck, AnFtpPathWithATypeIsRefusedInAnyPlaceAndSpelling)
 {
     expect_names(0,
                  {"f;type=i", "f;type=a", "f;type=d", "f;TYPE=I", "f;Type=x", "d;type=i/f",
@@ -208,7 +208,7 @@ TEST(RequestCheck, AnUploadThroughAProxyMustNameAFile)
         [](uint32_t command, uint32_t protocol) { return command == UPLOAD && !is_zixi(protocol); }, 1);
 }
 
-TEST(RequestCheck, ALoginMayStandInFrontOfAProxysHost)
+TEST(RequestCheck, ALoginMayPrecedeAProxysHost)
 {
     for (const char *front : {"", "http://", "HTTP://"}) {
         expect_names(1292,
@@ -221,19 +221,19 @@ TEST(RequestCheck, ALoginMayStandInFrontOfAProxysHost)
     }
 }
 
-TEST(RequestCheck, DotSegmentsAndBlanksInAPathAreTaken)
+TEST(RequestCheck, DotSegmentsAndBlanksInAPathAreAccepted)
 {
     expect_names(0, {"../f", "./f", "a/../b", "..", "/..//f", " f ", "", "d/", "~/f", "%2e%2e/f"}, never);
 }
 
-TEST(RequestCheck, AHostThatWouldEndBeforeItsNameOrIsEmptyIsRefused)
+TEST(RequestCheck, AHostThatIsEmptyOrEndsEarlyIsRefused)
 {
     expect_names(768, HOSTS, never);
     expect_names(768, no_hosts(), unless_zixi);
     expect_names(768, {"u:p@a", "http://a"}, unless_zixi);
 }
 
-TEST(RequestCheck, AProxysNameIsHeldToTheSameRuleWhereAProxyIsUsed)
+TEST(RequestCheck, AProxysNameHasTheSameRulesWhereAProxyIsUsed)
 {
     for (const char *front : {"", "http://", "HTTP://", "Http://"}) {
         for (const uint32_t proxy_type : {1u, 2u, 0xFFFFFFFFu}) {

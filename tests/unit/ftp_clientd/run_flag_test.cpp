@@ -5,7 +5,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
-TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
+TEST(RunFlag, OnlyHangUpInterruptAndTerminateClearIt)
 {
     for (int number = 1; number <= 64; number++) {
         exec_ = 1;
@@ -16,7 +16,7 @@ TEST(RunFlag, HangUpInterruptAndTerminateClearItAndNoOtherSignalDoes)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST(SignalsBlocked, ASignalThatEndsTheDaemonWaitsForTheEndOfTheirScope)
+TEST(SignalsBlocked, DelayEndingSignalsUntilTheEndOfTheirScope)
 {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
         exec_ = 1;
@@ -41,6 +41,6 @@ TEST(SignalsBlocked, WhatWasBlockedBeforeStaysBlocked)
         raise(SIGTERM);
     }
     EXPECT_EQ(exec_, 1);
-    signal(SIGTERM, SIG_IGN); // takes the waiting one away
+    signal(SIGTERM, SIG_IGN); // discards the pending one
     signal(SIGTERM, before);
 }

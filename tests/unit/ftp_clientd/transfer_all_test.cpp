@@ -20,7 +20,7 @@ using Sendn = control_connection;
 
 // recvn
 
-TEST_F(Recvn, NothingAskedForIsNothingReceived)
+TEST_F(Recvn, OfNoBytesReceivesNone)
 {
     client.says({1});
     for (const int len : {0, -1, INT32_MIN})
@@ -46,7 +46,7 @@ TEST_F(Recvn, IsShortWhenThePeerCloses)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(Recvn, AFailureIsOneMoreThanAskedFor)
+TEST_F(Recvn, ReturnsOneMoreThanRequestedAfterAFailure)
 {
     for (const int flags : {0, static_cast<int>(MSG_PEEK)}) {
         bytes buffer(6);
@@ -57,7 +57,7 @@ TEST_F(Recvn, AFailureIsOneMoreThanAskedFor)
     }
 }
 
-TEST_F(Recvn, APeekSeesAllAndTakesNothing)
+TEST_F(Recvn, APeekReadsAllAndConsumesNothing)
 {
     bytes buffer(4);
     client.says({1, 2, 3, 4});
@@ -87,7 +87,7 @@ TEST_F(Recvn, APeekGivesUpAfterTenLooksWithoutGain)
     EXPECT_THAT(system.calls_of("usleep"), Each("usleep(100000)"));
 }
 
-TEST_F(Recvn, APeekCountsItsLooksAnewWithEveryGain)
+TEST_F(Recvn, APeekRestartsItsCountWithEveryGain)
 {
     bytes buffer(4);
     client.says({1});
@@ -115,23 +115,23 @@ TEST_F(Recvn, ASilentPeerIsAFailureAfterTenSeconds)
 
 // sendn
 
-TEST_F(Sendn, NothingAskedForIsNothingSent)
+TEST_F(Sendn, OfNoBytesSendsNone)
 {
     for (const int len : {0, -1, INT32_MIN})
         EXPECT_EQ(sendn(pair.daemon.fd, nullptr, len, 0), 0) << len;
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST_F(Sendn, ReturnsTheCountSentAndOneMoreThanAskedForAfterAFailure)
+TEST_F(Sendn, ReturnsTheCountSentOrOneMoreThanRequestedAfterAFailure)
 {
     struct {
-        std::vector<int> sent; // by the first calls; -1 fails
+        std::vector<int> sent; // by the first calls; -1: it fails
         int count;
         lines expected;
         const char *heard;
     } const cases[] = {
         {{}, 5, {}, "abcde"},
-        {{2}, 5, {}, "cde"}, // it goes on after a part
+        {{2}, 5, {}, "cde"}, // continues after a part
         {{2, -1}, 6, {SEND_BROKEN}, ""},
         {{2, 0}, 2, {SEND_NOTHING}, ""},
     };
@@ -143,7 +143,7 @@ TEST_F(Sendn, ReturnsTheCountSentAndOneMoreThanAskedForAfterAFailure)
     }
 }
 
-TEST_F(Sendn, TheFlagsOfTheCallerAreKept)
+TEST_F(Sendn, KeepsTheCallersFlags)
 {
     EXPECT_EQ(sendn(pair.daemon.fd, "abc", 3, MSG_MORE), 3);
     EXPECT_THAT(system.calls_of("send"), ElementsAre("send(3, 0xc040)"));

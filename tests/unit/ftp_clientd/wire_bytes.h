@@ -1,5 +1,4 @@
-// Messages as they lie on the wire, byte by byte: written and read without the records of the code under
-// test.
+// Messages byte by byte as they are on the wire, independent of the records of the code under test.
 #pragma once
 
 #include <algorithm>
@@ -28,7 +27,7 @@ inline bytes operator+(bytes head, const bytes &tail)
 
 inline bytes text_bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
-// `count` bytes that differ from their neighbours and from call to call with another `first`.
+// `count` bytes, each different from its neighbours and from those of another `first`.
 inline bytes pattern(size_t count, uint8_t first)
 {
     bytes all;
@@ -44,7 +43,7 @@ inline bytes part(const bytes &whole, size_t offset, size_t size)
     return {first, first + static_cast<bytes::difference_type>(size)};
 }
 
-// The 2080-byte body of commands 1, 2 and 5. A new one is readable: the remote path is "f", the host "h",
+// The 2080-byte body of commands 1, 2 and 5. A new one is valid: the remote path is "f", the host "h",
 // every other string is empty, every word 0.
 struct raw_request {
     bytes body = bytes(1, 'f') + bytes(767, 0) + bytes(1, 'h') + bytes(1311, 0);
@@ -62,6 +61,6 @@ struct raw_request {
         std::copy(value.begin(), value.end(), body.begin() + static_cast<bytes::difference_type>(offset));
         return *this;
     }
-    // No byte of the field is 0.
+    // Fills the field without a terminator.
     raw_request &filled(size_t offset, size_t size) { return text(offset, std::string(size, 'a')); }
 };

@@ -27,7 +27,7 @@ static const std::string ED25519_PEM = "-----BEGIN CERTIFICATE-----\n"
                                        "NRYiMEWlgblo/f2x004eAg==\n"
                                        "-----END CERTIFICATE-----\n";
 
-// The certificate with one part of its base64 in the place of another.
+// The certificate with one part of its base64 replaced.
 static std::string altered(std::string pem, const std::string &part, const std::string &by)
 {
     return pem.replace(pem.find(part), part.size(), by);
@@ -38,7 +38,7 @@ TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
     const auto identity = certificate_read(ECDSA_PEM);
     ASSERT_TRUE(identity);
     EXPECT_EQ(identity->kind, server_identity_t::CERTIFICATE);
-    EXPECT_EQ(identity->subject, "O = A\\C3\\9F\\0A, CN = camera 1") << "a line feed and no ASCII: escaped";
+    EXPECT_EQ(identity->subject, "O = A\\C3\\9F\\0A, CN = camera 1") << "line feed and non-ASCII: escaped";
     EXPECT_EQ(identity->issuer, identity->subject);
     EXPECT_EQ(identity->not_before, "2026-11-21 14:30:27 UTC");
     EXPECT_EQ(identity->not_after, "2036-11-18 14:30:27 UTC");
@@ -49,7 +49,7 @@ TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
     EXPECT_EQ(identity->pin, "sha1:14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9");
 }
 
-TEST(Certificate, TellsTheKindAndSizeOfItsKey)
+TEST(Certificate, HasTheKindAndSizeOfItsKey)
 {
     const struct {
         std::string pem;
@@ -59,8 +59,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     } cases[] = {
         {ECDSA_PEM, "ECDSA", 256, "14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9"},
         {ED25519_PEM, "Ed25519", 256, "2A:BD:22:72:B6:FA:E7:6A:1A:62:78:30:0E:8F:3A:F1:BC:A8:47:8E"},
-        // The object identifier of its key is another: that of a kind without a name here, and of none at
-        // all.
+        // The same certificate with its key's OID changed: to X25519, then to an unknown one.
         {altered(ED25519_PEM, "ZXAD", "ZW4D"), "X25519", 253,
          "73:27:EA:6C:CB:69:EB:D6:F1:8A:0E:D7:A5:0B:DD:49:61:8D:99:23"},
         {altered(ED25519_PEM, "ZXAD", "ZX8D"), "unknown", 0,
@@ -75,7 +74,7 @@ TEST(Certificate, TellsTheKindAndSizeOfItsKey)
     }
 }
 
-TEST(Certificate, MayBeInBinaryForm)
+TEST(Certificate, MayBeBinary)
 {
     unsigned char *der = nullptr;
     const int length = i2d_X509(make_certificate(IDENTITIES[0]).get(), &der);
@@ -86,7 +85,7 @@ TEST(Certificate, MayBeInBinaryForm)
     EXPECT_EQ(identity->key_bits, 1024);
 }
 
-TEST(Certificate, MayHaveTextAroundItButOtherTextIsNoCertificate)
+TEST(Certificate, MayHaveTextAroundItButNoOtherTextIsAccepted)
 {
     EXPECT_TRUE(certificate_read("subject=CN = x\n" + ECDSA_PEM + "more\n"));
     for (const std::string &bytes :

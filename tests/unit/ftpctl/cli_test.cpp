@@ -14,7 +14,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// The words of a line; '' is an empty one.
+// The words of a line; '' is an empty word.
 static std::vector<std::string> words_of(const std::string &line)
 {
     std::vector<std::string> words;
@@ -49,7 +49,7 @@ TEST(CommandLine, NamesACommand)
     EXPECT_EQ(parsed("identity u").command, "identity");
 }
 
-TEST(CommandLine, GetNamesAUrlAndPerhapsAFile)
+TEST(CommandLine, GetHasAUrlAndPerhapsAFile)
 {
     EXPECT_EQ(parsed("get u f").url, "u");
     EXPECT_THAT(parsed("get u f").files, ElementsAre("f"));
@@ -58,7 +58,7 @@ TEST(CommandLine, GetNamesAUrlAndPerhapsAFile)
     EXPECT_THAT(parsed("get u - --json").files, ElementsAre("-"));
 }
 
-TEST(CommandLine, PutNamesFilesAndThenAUrl)
+TEST(CommandLine, PutHasFilesAndThenAUrl)
 {
     EXPECT_EQ(parsed("put f u").url, "u");
     EXPECT_THAT(parsed("put f u").files, ElementsAre("f"));
@@ -78,7 +78,7 @@ TEST(CommandLine, HasTheFixedSocketsAsDefaults)
     EXPECT_EQ(parsed("get u --wait-turn 0").wait_turn, milliseconds(0));
 }
 
-TEST(CommandLine, TakesCommonOptionsBeforeAndBehindTheCommand)
+TEST(CommandLine, AcceptsCommonOptionsBeforeAndAfterTheCommand)
 {
     for (const options_t &options : {parsed("--json --quiet --socket /s --timeout 1.5 ping"),
                                      parsed("ping --json --quiet --socket /s --timeout 1.5")}) {
@@ -89,7 +89,7 @@ TEST(CommandLine, TakesCommonOptionsBeforeAndBehindTheCommand)
     }
 }
 
-TEST(CommandLine, TakesEveryOptionOfAPut)
+TEST(CommandLine, AcceptsEveryOptionOfAPut)
 {
     const options_t options = parsed(
         "put f u --user anna --password-file p --active --proxy [::1]:80 --pin sha1:00 --save-identity i "
@@ -108,7 +108,7 @@ TEST(CommandLine, TakesEveryOptionOfAPut)
     EXPECT_TRUE(options.no_overwrite);
     EXPECT_EQ(options.protocol, 5u);
     EXPECT_EQ(parsed("put f u --protocol 4").protocol, 4u);
-    EXPECT_EQ(parsed("get u f --user ''").user, "") << "an empty one is a user";
+    EXPECT_EQ(parsed("get u f --user ''").user, "") << "an empty user name is one";
 }
 
 TEST(CommandLine, AWrongOneExitsWith2AndSaysWhy)
@@ -125,7 +125,7 @@ TEST(CommandLine, AWrongOneExitsWith2AndSaysWhy)
     }
 }
 
-TEST(CommandLine, AWrongOneIsAnObjectForScripts)
+TEST(CommandLine, AWrongOneIsReportedInJsonToo)
 {
     const outcome_t outcome = run({"put", "--json", "--what", "f", "u"});
     EXPECT_EQ(outcome.status, 2);
@@ -137,13 +137,13 @@ TEST(CommandLine, AWrongOneIsAnObjectForScripts)
     EXPECT_EQ(nlohmann::json::parse(run({"--json"}).out)["command"], nullptr);
 }
 
-TEST(CommandLine, AnErrorQuotesOnlyTheWrongWordBecauseAPasswordMayFollow)
+TEST(CommandLine, AnErrorQuotesOnlyTheWrongWordBecauseOthersMayBePasswords)
 {
     EXPECT_EQ(run(words_of("ping --password secret")).err,
               "ftpctl: unexpected '--password'; see ftpctl ping --help\n");
 }
 
-TEST(CommandLine, HelpTellsOfUrlsPasswordsAndExitStatuses)
+TEST(CommandLine, HelpExplainsUrlsPasswordsAndExitStatuses)
 {
     const outcome_t outcome = run({"--help"});
     EXPECT_EQ(outcome.status, 0);
@@ -154,7 +154,7 @@ TEST(CommandLine, HelpTellsOfUrlsPasswordsAndExitStatuses)
     EXPECT_EQ(run({"put", "--help"}).status, 0);
 }
 
-TEST(CommandLine, TellsItsVersion)
+TEST(CommandLine, PrintsItsVersion)
 {
     EXPECT_THAT(run({"--version"}).out, testing::MatchesRegex("ftpctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }

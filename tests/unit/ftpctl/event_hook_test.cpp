@@ -67,7 +67,7 @@ TEST_F(EventHook, DoesNotWaitForASlowCommand)
         hook.add(event_named("e"));
     hook.wait(-1, 0);
     EXPECT_TRUE(hook.busy());
-    EXPECT_EQ(content_of(out), "") << "the first one still waits at the gate";
+    EXPECT_EQ(content_of(out), "") << "the first command still waits at the gate";
     for (int i = 0; i < 50; i++)
         EXPECT_EQ(write(gate, "go\n", 3), 3);
     EXPECT_TRUE(hook.finish());
@@ -75,7 +75,7 @@ TEST_F(EventHook, DoesNotWaitForASlowCommand)
     EXPECT_EQ(content_of(out).size(), 100u);
 }
 
-TEST_F(EventHook, GivesTheEventsVariablesInThePlaceOfInheritedOnes)
+TEST_F(EventHook, ReplacesInheritedVariablesByTheEventsOwn)
 {
     setenv("FTPCTL_EVENT", "stale", 1);
     setenv("FTPCTL_CURL_CODE", "stale", 1);
@@ -91,7 +91,7 @@ TEST_F(EventHook, GivesTheEventsVariablesInThePlaceOfInheritedOnes)
     EXPECT_THAT(variables, Not(HasSubstr("stale")));
 }
 
-TEST_F(EventHook, ACommandReadsNothingAndHasTheUsualSignals)
+TEST_F(EventHook, ACommandHasNoInputAndTheUsualSignals)
 {
     signal(SIGPIPE, SIG_IGN); // as main does
     event_hook hook("cat >" + (dir / "in") + "; sed -n s/SigIgn:.0*/0/p /proc/self/status >" + out +
@@ -100,13 +100,13 @@ TEST_F(EventHook, ACommandReadsNothingAndHasTheUsualSignals)
     EXPECT_TRUE(hook.finish());
     signal(SIGPIPE, SIG_DFL);
     EXPECT_EQ(content_of(dir / "in"), "");
-    const unsigned long long ignored = std::stoull(content_of(out), nullptr, 16); // others may be inherited
+    const unsigned long long ignored = std::stoull(content_of(out), nullptr, 16); // may hold inherited ones
     EXPECT_EQ(std::stoull(content_of(dir / "blocked"), nullptr, 16), 0U);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
         EXPECT_EQ(ignored >> (number - 1) & 1, 0U) << strsignal(number);
 }
 
-TEST_F(EventHook, TellsOfACommandThatFails)
+TEST_F(EventHook, ReportsACommandThatFails)
 {
     event_hook hook(
         "case $FTPCTL_EVENT in a) exit 3;; b) kill -9 $$;; c) true;; *) no-such-command;; esac 2>&-");
@@ -120,7 +120,7 @@ TEST_F(EventHook, TellsOfACommandThatFails)
               "ftpctl: --exec: the command ended with status 127 for: line of d\n");
 }
 
-TEST_F(EventHook, LeavesNoProcessBehindWhenItIsGivenUpAndMakesNoneWithoutACommand)
+TEST_F(EventHook, LeavesNoProcessBehindAndStartsNoneWithoutACommand)
 {
     for (const char *command : {"sleep 1000", ""}) {
         event_hook hook(command);
@@ -131,7 +131,7 @@ TEST_F(EventHook, LeavesNoProcessBehindWhenItIsGivenUpAndMakesNoneWithoutAComman
     EXPECT_FALSE(has_children());
 }
 
-TEST_F(EventHook, ThatCannotLearnOfEndsIsOneClearLineAndLeavesTheSignalsAsTheyWere)
+TEST_F(EventHook, WithoutASignalfdFailsWithOneClearLineAndRestoresTheSignalMask)
 {
     EXPECT_EQ(failure_without_descriptors([] { event_hook hook("true"); }),
               "1 signalfd: Too many open files");
@@ -144,7 +144,7 @@ TEST_F(EventHook, AWaitEndsWhenACommandDoes)
     hook.add(event_named("a"));
     hook.add(event_named("b"));
     hook.wait(-1, 10000);
-    EXPECT_TRUE(hook.busy()) << "the second one runs";
+    EXPECT_TRUE(hook.busy()) << "the second command runs";
     hook.wait(-1, 10000);
     EXPECT_FALSE(hook.busy());
     EXPECT_EQ(content_of(out), "a\nb\n");

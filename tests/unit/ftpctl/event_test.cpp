@@ -27,7 +27,7 @@ event_t event_of(int code, int result, const ftpclient_progress_t &progress = mo
     return event_of_notice({code, result, progress}, NOW);
 }
 
-// A login that failed: libcurl's code 67, the server's 530.
+// A failed login: libcurl's code 67, the server's 530.
 constexpr ftpclient_progress_t REFUSED = {0, 0, 2500, 67, 0, 1, 530, 0, 0};
 
 event_t event_of_started(int result) { return event_of_notice({FTPCLIENT_NOTICE_STARTED, result, {}}, NOW); }
@@ -63,7 +63,7 @@ TEST(Event, OfAJobReadsDoneOrFailed)
     }
 }
 
-TEST(Event, OfAFailedJobTellsItsCause)
+TEST(Event, OfAFailedJobHasItsCause)
 {
     const event_t event = event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, REFUSED);
     EXPECT_THAT(event.line, HasSubstr(ftpclient_cause_text(FTPCLIENT_CAUSE_LOGIN)));
@@ -73,7 +73,7 @@ TEST(Event, OfAFailedJobTellsItsCause)
                 Not(Contains(StartsWith("FTPCTL_CAUSE="))));
 }
 
-TEST(Event, TellsItsRetriesOnce)
+TEST(Event, ShowsItsRetriesOnce)
 {
     ftpclient_progress_t progress = moved(100, 40);
     progress.retries = 2;
@@ -94,7 +94,7 @@ TEST(Event, OfTheDaemonsStart)
                       Not(Contains(StartsWith("FTPCTL_TOTAL_SIZE=")))));
 }
 
-TEST(Event, OfADaemonThatGoesAndComesBack)
+TEST(Event, OfADaemonThatStopsAndReturns)
 {
     const std::string gone = std::string("daemon gone, ") + ftpclient_strerror(FTPCLIENT_ERR_NO_DAEMON);
     for (const int error : {int(FTPCLIENT_ERR_NO_DAEMON), int(FTPCLIENT_OK)}) {
@@ -126,7 +126,7 @@ TEST(Event, OfACompletionHasEachFieldAsAVariable)
                 Contains("FTPCTL_ZIXI_ERROR=-17"));
 }
 
-TEST(Event, OfAStateTellsWhatRuns)
+TEST(Event, OfAStateShowsTheRunningJob)
 {
     const event_t event = event_of_state(upload(1, 100, 40), 5);
     EXPECT_EQ(event.line, "running: upload, 40 of 100 bytes in 2.5 s");

@@ -100,7 +100,7 @@ void daemon_socket::serve(const std::function<bytes_t(const message_t &)> &answe
         hanging_.push_back(fd);
         return;
     }
-    const size_t half = bytes.size() / 2; // a client puts the pieces together
+    const size_t half = bytes.size() / 2; // a client must join the pieces
     send(fd, bytes.data(), half, MSG_NOSIGNAL);
     usleep(200);
     send(fd, bytes.data() + half, bytes.size() - half, MSG_NOSIGNAL);

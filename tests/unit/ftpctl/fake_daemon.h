@@ -1,4 +1,4 @@
-// A control socket whose every answer is scripted.
+// A control socket with scripted replies.
 #pragma once
 
 #include "temp_dir.h"
@@ -46,11 +46,11 @@ inline std::string text_at(const bytes_t &bytes, size_t at)
 
 sockaddr_un address_of(const std::string &path);
 
-// A socket that is connected to the one at `path`; -1 when nobody listens there.
+// A socket connected to the one at `path`; -1 if nobody listens there.
 int connected_to(const std::string &path);
 
-// What every played daemon has: a socket in a folder of its own, a thread that serves one request after the
-// other.
+// The base of the fake daemons: a socket in a folder of its own and a thread that serves one request at a
+// time.
 class daemon_socket
 {
 public:
@@ -60,29 +60,29 @@ public:
     std::string path() const { return dir_ / "ftp.sock"; }
     std::string turn_path() const { return path() + ".turn"; }
 
-    // What came so far.
+    // What has arrived so far.
     std::vector<message_t> messages();
     std::vector<uint32_t> commands();
     std::vector<transfer_request_t> requests(); // of the starts
     size_t starts() { return requests().size(); }
 
-    // Waits until `count` messages of `command` have come; false after 10 s.
+    // Waits until `count` messages of `command` have arrived; false after 10 s.
     bool has_got(uint32_t command, size_t count);
 
-    // It ends: its socket refuses from now on.
+    // Ends it; its socket refuses connections from now on.
     void stop();
 
-    // An answer that keeps the connection open without a word.
+    // As a reply: keeps the connection open and sends nothing.
     static const bytes_t HANG;
 
 protected:
     daemon_socket();
-    ~daemon_socket() = default; // who derives stops it before its own members go
+    ~daemon_socket() = default; // a derived class must call stop() in its destructor
 
     void run(const std::function<void()> &passes);
-    bool rests(int ms) const;        // false: the end has come
-    bool waits_for_somebody() const; // likewise
-    // Answers who waits first in the queue, if anybody does. Nothing closes the connection.
+    bool rests(int ms) const;        // false: it was stopped
+    bool waits_for_somebody() const; // false: it was stopped
+    // Serves the first client in the queue, if any. HANG leaves the connection open.
     void serve(const std::function<bytes_t(const message_t &)> &answer);
 
 private:
@@ -99,13 +99,13 @@ private:
 class fake_daemon : public daemon_socket
 {
 public:
-    // Gives the bytes that answer a message.
+    // Returns the reply to a message.
     using answer_t = std::function<bytes_t(const message_t &)>;
     explicit fake_daemon(const answer_t &answer);
     ~fake_daemon() { stop(); }
 };
 
-// Another program that takes the turn for one scope; false when it was not free.
+// Another program that holds the turn for one scope; false if it was not free.
 class turn_holder
 {
 public:
@@ -120,11 +120,11 @@ private:
     bool is_held_;
 };
 
-// The usual answers: starts succeed, each state is the next of `states` (the last one for ever), cancel makes
-// `cancelled` the state. A state whose elapsed time is 0 tells the time since the last start.
+// The usual replies: starts succeed, each state is the next of `states` (the last one for ever), cancel makes
+// `cancelled` the state. A state whose elapsed time is 0 gets the time since the last start.
 struct job_script {
     reply_t started = {0, 0};
-    std::deque<reply_t> refusals; // answered first
+    std::deque<reply_t> refusals; // of the first starts
     std::deque<state_reply_t> states;
     cancel_reply_t cancel = {{0, 0}, JOB_UPLOAD};
     state_reply_t cancelled = {};
@@ -136,7 +136,7 @@ struct job_script {
 
 job_script script_of(std::deque<state_reply_t> states);
 
-// Answers as the script, but no cancel.
+// Replies as the script does, but never to a cancel.
 fake_daemon::answer_t hanging_at_cancel(job_script script);
 
 state_reply_t idle();

@@ -1,4 +1,4 @@
-// get: beside its place, and into it when whole.
+// get: a download goes to a file beside the destination, which it replaces when complete.
 #include "played.h"
 
 namespace
@@ -83,7 +83,7 @@ TEST_F(Get, ASignalLeavesTheOldFileAndNothingElse)
     }
 }
 
-TEST_F(Get, WithoutANameMakesTheUrlsNameHere)
+TEST_F(Get, WithoutANameUsesTheUrlsInTheWorkingDirectory)
 {
     fake_daemon daemon(writing(done(), "content"));
     const std::string command =
@@ -93,13 +93,13 @@ TEST_F(Get, WithoutANameMakesTheUrlsNameHere)
     EXPECT_THAT(names(), ElementsAre("a b"));
 }
 
-TEST_F(Get, FromWithinAFolderThatIsGoneIsAFailureOfThisSide)
+TEST_F(Get, InARemovedFolderIsALocalFailure)
 {
     const std::string command =
         "cd " + (dir / "") + " && mkdir gone && cd gone && rmdir ../gone && " FTPCTL " get ftp://host/f 2>" +
         (dir / "err");
     EXPECT_EQ(WEXITSTATUS(system(command.c_str())), 1);
-    // An emulator is started by a shell, which complains as well.
+    // The shell that starts an emulator complains as well.
     EXPECT_THAT(content_of(dir / "err"), testing::ContainsRegex("ftpctl: .*No such file or directory.*\n"));
 }
 
@@ -114,7 +114,7 @@ TEST_F(Get, ToStandardOutputPrintsTheFileAndNothingElse)
     EXPECT_EQ(failing.outcome.out, "");
 }
 
-TEST_F(Get, WithoutWaitingIsWrittenStraightToItsPlace)
+TEST_F(Get, WithoutWaitingIsWrittenDirectlyToItsPlace)
 {
     played play(script_of({idle()}), {"get", "--no-wait", URL, dir / "f"});
     EXPECT_EQ(play.outcome.status, 0);

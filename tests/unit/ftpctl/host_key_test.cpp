@@ -39,7 +39,7 @@ constexpr case_t KEYS[] = {
 
 } // namespace
 
-TEST(HostKey, TellsItsTypeSizeAndFingerprints)
+TEST(HostKey, HasItsTypeSizeAndFingerprints)
 {
     for (const case_t &key : KEYS) {
         const auto identity = host_key_read(key.line);
@@ -54,9 +54,9 @@ TEST(HostKey, TellsItsTypeSizeAndFingerprints)
     }
 }
 
-TEST(HostKey, OfAnUnknownKindGoesByItsOwnNameAndAnEmptyNumberHasNoBits)
+TEST(HostKey, OfAnUnknownKindKeepsItsNameAndAnEmptyNumberHasNoBits)
 {
-    // Two strings: "x-new" and "abc". Three: "ssh-rsa" and two empty ones.
+    // Two strings, "x-new" and "abc"; three, "ssh-rsa" and two empty ones.
     for (const auto &[line, type] : {std::pair{"x-new AAAABXgtbmV3AAAAA2FiYw==\n", "x-new"},
                                      {"ssh-rsa AAAAB3NzaC1yc2EAAAAAAAAAAA==\n", "RSA"}}) {
         const auto identity = host_key_read(line);
@@ -66,7 +66,7 @@ TEST(HostKey, OfAnUnknownKindGoesByItsOwnNameAndAnEmptyNumberHasNoBits)
     }
 }
 
-TEST(HostKey, IsNothingForOtherText)
+TEST(HostKey, IsNotReadFromOtherText)
 {
     const char *cases[] = {
         "",
@@ -76,10 +76,10 @@ TEST(HostKey, IsNothingForOtherText)
         " AAAABXgtbmV3AAAAA2FiYw==",
         "x-new AAAABXgtbmV3AAAAA2FiYw=",     // base64 cut short
         "x-new AAAABXgtbmV3AAAAA2FiY!==",    // no base64
-        "x-new AAAABXgtbmV3AAAABGFiYw==",    // a string that is longer than the key
+        "x-new AAAABXgtbmV3AAAABGFiYw==",    // a string longer than the key
         "x-new AAAABXgtbmV3AAAA",            // a length cut short
-        "x-new AAAABXgtbmV3",                // a type and no key
-        "x-old AAAABXgtbmV3AAAAA2FiYw==",    // another type than the key says
+        "x-new AAAABXgtbmV3",                // a type without a key
+        "x-old AAAABXgtbmV3AAAAA2FiYw==",    // another type than in the key
         "x\033new AAAABXgtbmV3AAAAA2FiYw==", // a control character
         "-----BEGIN CERTIFICATE-----\n",
     };

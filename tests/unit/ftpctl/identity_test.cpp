@@ -10,10 +10,10 @@ constexpr const char *KEY =
     "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAINPn7G9vM7XfgwrymICcgDutHoagWuu3ZeQaQg42Z6Pi\n";
 constexpr const char *PIN = "md5:ac:d8:8f:60:47:fe:fc:c9:5d:52:f2:08:6a:59:50:b4";
 
-// A daemon that saves `identity` where the request says, and ends the job with `result`.
+// A daemon that saves `identity` where the request says and ends the job with `result`.
 struct saving_daemon {
     temp_dir dir;
-    std::atomic<mode_t> folder_mode = 0; // the daemon's thread sets it
+    std::atomic<mode_t> folder_mode = 0; // set by the daemon's thread
     fake_daemon daemon;
 
     saving_daemon(const std::string &identity, uint32_t result)
@@ -65,7 +65,7 @@ TEST(Identity, PrintsThePinOfTheKeyThatTheDaemonSaved)
     EXPECT_TRUE(play.left_nothing());
 }
 
-TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
+TEST(Identity, StartsADownloadThatRefusesEveryServer)
 {
     saving_daemon play(KEY, 22);
     EXPECT_EQ(play.ask({"--proxy", "http://gate:3129", "sftp://anna@host:2022/some/file"}).status, 0);
@@ -74,9 +74,9 @@ TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
     EXPECT_STREQ(request.host, "host");
     EXPECT_EQ(request.port, 2022u);
     EXPECT_STREQ(request.username, "");
-    EXPECT_STREQ(request.password, "") << "no server gets it, whatever happens";
+    EXPECT_STREQ(request.password, "") << "no server may get it";
     EXPECT_EQ(request.server_auth.auth_type, 1u);
-    EXPECT_EQ(request.server_auth.digest_length, 0) << "no key has a digest of that length";
+    EXPECT_EQ(request.server_auth.digest_length, 0) << "no key's digest has that length";
     EXPECT_STREQ(request.proxy_host, "gate");
     EXPECT_EQ(request.proxy_port, 3129u);
     EXPECT_EQ(request.proxy_type, 1u);
@@ -84,7 +84,7 @@ TEST(Identity, AsksForADownloadThatEveryServerIsRefusedIn)
     EXPECT_EQ(std::filesystem::path(request.local_path).parent_path(), folder);
 }
 
-TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
+TEST(Identity, IsOneJsonObjectOrOnlyThePin)
 {
     const outcome_t object = saving_daemon(KEY, 22).ask({"--json", "sftp://host"});
     EXPECT_EQ(object.status, 0);
@@ -97,7 +97,7 @@ TEST(Identity, IsOneObjectForScriptsOrThePinAlone)
     EXPECT_EQ(json::parse(unread.out)["identity"], nullptr);
 }
 
-TEST(Identity, ThatCannotBeToldIsOneClearLine)
+TEST(Identity, ThatCannotBeReadIsOneClearLine)
 {
     const struct {
         const char *saved;
@@ -123,7 +123,7 @@ TEST(Identity, ThatCannotBeToldIsOneClearLine)
     }
 }
 
-TEST(Identity, LeavesNothingBehindAtAnInterrupt)
+TEST(Identity, LeavesNothingBehindWhenInterrupted)
 {
     const temp_dir dir;
     fake_daemon daemon(endless(1));

@@ -51,7 +51,7 @@ TEST(Interrupts, AreRememberedAndASecondOneOfAnyKindEndsTheProgram)
         int status;
     } rows[] = {
         {[] { expect(interrupts_fd() == -1 && !interrupts_seen()); }, 0},
-        {[] { // a hang-up stays ignored where it was
+        {[] { // an ignored hang-up stays ignored
              signal(SIGHUP, SIG_IGN);
              interrupts_catch();
              raise(SIGHUP);
@@ -82,7 +82,7 @@ TEST(Interrupts, TheTwoHangupsOfAClosingTerminalAreOne)
         raise(SIGHUP);
     };
     int status = -1;
-    for (int tries = 0; tries < 5 && status != 0; tries++) // held up between the two, they are two
+    for (int tries = 0; tries < 5 && status != 0; tries++) // a delay between the two makes them two
         status = status_of_playing(two_in_a_row);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(status_of_playing([] {

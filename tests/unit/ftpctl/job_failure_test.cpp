@@ -1,4 +1,4 @@
-// What is said of a job that failed: where the daemon has a view of its own, and what an upload has left.
+// The messages for a failed job: where the daemon sees other files, and what an upload has left.
 #include "ftpctl/job.h"
 #include "ftpctl/statuses.h"
 
@@ -45,7 +45,7 @@ TEST(JobFailure, OfAPathThatTheDaemonDoesNotSeeHasItsOwnStatusAndSentence)
     }
 }
 
-TEST(JobFailure, OfAFileThatTheDaemonCannotOpenTellsOfItsView)
+TEST(JobFailure, OfAFileThatTheDaemonCannotOpenExplainsItsView)
 {
     for (const auto &[result, name] :
          {std::pair{9, "FTPCD_ERR_LOCAL_WRITE 9"}, {10, "FTPCD_ERR_LOCAL_READ 10"}}) {
@@ -62,7 +62,7 @@ TEST(JobFailure, OfAFileThatTheDaemonCannotOpenTellsOfItsView)
     }
 }
 
-TEST(JobFailure, OfACauseNamesWhomItIsAbout)
+TEST(JobFailure, OfACauseBeginsWithItsSubject)
 {
     const server_t gate = {std::nullopt, "gate", 8080};
     const struct {
@@ -97,7 +97,7 @@ TEST(JobFailure, OfACauseNamesWhomItIsAbout)
     }
 }
 
-TEST(JobFailure, OfAnAppendTellsWhatItHasLeft)
+TEST(JobFailure, OfAnAppendSaysWhatItHasLeft)
 {
     const Matcher<std::string> goes_on =
         EndsWith("; the remote file had 400 bytes before, --resume goes on from what it has now");
@@ -138,13 +138,13 @@ TEST(JobFailure, OfAnAppendTellsWhatItHasLeft)
     }
 }
 
-TEST(JobFailure, OfADaemonThatStaysBusyIsThatOfTheTurn)
+TEST(JobFailure, OfADaemonThatStaysBusyIsThatOfATakenTurn)
 {
     EXPECT_EQ(of(FTPCLIENT_RESULT_BUSY).status, 4);
     EXPECT_STREQ(of(FTPCLIENT_RESULT_BUSY).what(), of(FTPCLIENT_ERR_TURN).what());
 }
 
-TEST(JobFailure, BehindSftpTellsWhatHasArrived)
+TEST(JobFailure, OverSftpSaysWhatHasArrived)
 {
     ftpclient_outcome_t outcome = {};
     outcome.result = FTPCLIENT_RESULT_NETWORK;
@@ -158,7 +158,7 @@ TEST(JobFailure, BehindSftpTellsWhatHasArrived)
     EXPECT_THAT(of(FTPCLIENT_RESULT_NETWORK, outcome).what(), Not(HasSubstr("the remote file has")));
 }
 
-TEST(JobFailure, OfAResumeSaysWhyItIsImpossible)
+TEST(JobFailure, OfAnImpossibleResumeSaysWhy)
 {
     ftpclient_outcome_t outcome = {};
     outcome.local_bytes = 1000;

@@ -28,7 +28,7 @@ report_t report_of(int status, const std::string &message)
     return report;
 }
 
-// What every object has, and nothing known.
+// An object with every key and all values unknown.
 json empty_json(int status, const json &error, const std::string &message)
 {
     return {{"command", "put"}, {"status", status},  {"error", error},     {"message", message},
@@ -64,7 +64,7 @@ TEST(Json, EveryKeyIsAlwaysThere)
     EXPECT_EQ(json::parse(json_report(report_of(3, "no"))), empty_json(3, "no-daemon", "no"));
 }
 
-TEST(Json, AFailureThatWasToldAlreadyHasTheMeaningOfItsStatus)
+TEST(Json, AFailureReportedBeforeHasTheMeaningOfItsStatus)
 {
     EXPECT_EQ(json::parse(json_report(report_of(9, "")))["message"],
               "watch, listen: a command of --exec failed");
@@ -79,14 +79,14 @@ TEST(Json, IsOneLineOfWholeNumbers)
     EXPECT_THAT(text, HasSubstr("\"total_bytes\":5368709120,"));
 }
 
-TEST(Json, ANameThatIsNoUtf8IsStillAnObject)
+TEST(Json, ANameThatIsNotUtf8StillGivesValidJson)
 {
     report_t report = report_of(0, "a\xFF");
     report.local = "/a\xFF";
     EXPECT_EQ(json::parse(json_report(report))["local"], "/a\xEF\xBF\xBD");
 }
 
-TEST(Json, AnUploadTellsItsJob)
+TEST(Json, AnUploadHasItsJob)
 {
     report_t report = report_of_job(FTPCLIENT_UPLOAD);
     report.local = "/tmp/f";
@@ -101,7 +101,7 @@ TEST(Json, AnUploadTellsItsJob)
     EXPECT_EQ(object["file"], nullptr);
 }
 
-TEST(Json, WhatWasSentHasAWord)
+TEST(Json, EachKindOfUploadHasAWord)
 {
     const json words[] = {nullptr, "whole", "rest", "nothing", "mended"};
     for (int upload = 0; upload <= FTPCLIENT_UPLOAD_MENDED; upload++) {
@@ -121,7 +121,7 @@ TEST(Json, WhatWasSentHasAWord)
     }
 }
 
-TEST(Json, AJobThatNeverRanOrIsNotKnownIsNull)
+TEST(Json, AJobThatNeverRanOrIsUnknownIsNull)
 {
     report_t report = report_of_job(FTPCLIENT_DOWNLOAD, STATUS_BUSY);
     report.outcome->jobs = 0;
@@ -138,7 +138,7 @@ TEST(Json, OnlyAZixiJobHasAZixiError)
     EXPECT_EQ(json::parse(json_progress("put", progress))["progress"]["zixi_error"], -77);
 }
 
-TEST(Json, AFileHasWhatItsListingGave)
+TEST(Json, AFileHasTheValuesOfItsListing)
 {
     EXPECT_EQ(json::parse(json_report(report_of_job(FTPCLIENT_FILE_INFO)))["file"],
               (json{{"exists", true},
@@ -153,7 +153,7 @@ TEST(Json, AFileHasWhatItsListingGave)
                     {"is_link", false}}));
 }
 
-TEST(Json, WhatAListingDoesNotTellIsNull)
+TEST(Json, ValuesMissingInTheListingAreNull)
 {
     report_t report = report_of_job(FTPCLIENT_FILE_INFO);
     report.outcome->file = {FTPCLIENT_UNKNOWN, FTPCLIENT_UNKNOWN, 1, 1, -1, -1, -1, -1, -1, -1, 1, 0};
@@ -164,13 +164,13 @@ TEST(Json, WhatAListingDoesNotTellIsNull)
     EXPECT_EQ(file["is_link"], true);
 }
 
-TEST(Json, AFileThatIsNotThereShowsNothingElse)
+TEST(Json, AMissingFileHasNoOtherValues)
 {
     report_t report = report_of_job(FTPCLIENT_FILE_INFO, STATUS_NO_FILE);
     report.outcome->file.exists = 0;
     EXPECT_EQ(json::parse(json_report(report))["file"], (json{{"exists", false}}));
     EXPECT_EQ(json::parse(json_report(report_of_job(FTPCLIENT_FILE_INFO, 36)))["file"], nullptr)
-        << "a failed look-up has seen no file";
+        << "a failed look-up knows no file";
 }
 
 TEST(Json, AStateHasItsJob)
@@ -202,7 +202,7 @@ TEST(Json, ANoticeHasItsJob)
         (json{{"event", "started"}, {"time", 5}, {"result", 5}, {"result_name", "FTPCD_ERR_INTERNAL"}}));
 }
 
-TEST(Json, AnIdentityNamesWhatItHas)
+TEST(Json, AnIdentityHasOnlyItsOwnKeys)
 {
     report_t report = report_of(0, "");
     server_identity_t identity;

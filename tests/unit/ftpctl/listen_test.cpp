@@ -27,7 +27,7 @@ protected:
     temp_dir dir;
     std::string path = dir / "nm.sock";
 
-    // `listen` with these options more.
+    // `listen` with these further options.
     program listening(const std::vector<std::string> &options = {}) const { return program(words(options)); }
     outcome_t ended(const std::vector<std::string> &options = {}) const { return run(words(options)); }
 
@@ -77,7 +77,7 @@ TEST_F(Listen, EndsAndCleansUpOnASignalEvenAfterASilentSender)
         const int silent = sender();
         EXPECT_EQ(send(silent, STARTED.data(), 5, MSG_NOSIGNAL), 5);
         ASSERT_TRUE(ending.has_printed("daemon started\n"));
-        usleep(200000); // by now the silent one is listened to
+        usleep(200000); // for ftpctl to accept the silent one
         const auto before = std::chrono::steady_clock::now();
         ending.signal(signal);
         EXPECT_EQ(ending.wait().status, 0) << signal;
@@ -123,8 +123,7 @@ TEST_F(ListenExec, RunsTheCommandForEachNoticeHoweverSlowItIs)
     program slow = listening({"--count", "200", "--quiet", "--exec",
                               "echo $FTPCTL_EVENT $FTPCTL_RESULT; test $FTPCTL_RESULT != 0 || sleep 0.3"});
     std::string expected;
-    for (uint32_t i = 0; i < 200;
-         i++) { // more than may wait in the socket's queue, while the first one sleeps
+    for (uint32_t i = 0; i < 200; i++) { // more than the socket's queue holds; the first command sleeps
         announce(sender(), completion(1, i));
         expected += "upload " + std::to_string(i) + "\n";
     }
@@ -147,7 +146,7 @@ TEST_F(ListenExec, PrintsTheNoticeAsWellAndReportsAFailedCommand)
     EXPECT_EQ(outcome.err, line + line);
 }
 
-TEST_F(ListenExec, AtAnInterruptTheRunningCommandEndsAndTheRestIsTold)
+TEST_F(ListenExec, AnInterruptEndsTheRunningCommandAndReportsTheOthers)
 {
     program running = listening({"--exec", "echo runs; exec sleep 1000"});
     for (int i = 0; i < 3; i++)

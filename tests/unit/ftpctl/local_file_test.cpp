@@ -22,7 +22,7 @@ mode_t mode_of(const std::string &path)
 
 } // namespace
 
-TEST(FileToDownload, IsTheNameOrInTheFolder)
+TEST(FileToDownload, IsTheGivenNameOrInTheGivenFolder)
 {
     const temp_dir dir;
     std::filesystem::create_directory(dir / "sub");
@@ -34,7 +34,7 @@ TEST(FileToDownload, IsTheNameOrInTheFolder)
     EXPECT_EQ(file_to_download("f", "remote"), (std::filesystem::current_path() / "f").string());
 }
 
-TEST(FileToDownload, ARemoteNameThatIsNoNameIsRefused)
+TEST(FileToDownload, AnInvalidRemoteNameIsRefused)
 {
     const temp_dir dir;
     for (const char *name : {"", ".", ".."}) {
@@ -43,7 +43,7 @@ TEST(FileToDownload, ARemoteNameThatIsNoNameIsRefused)
     }
 }
 
-TEST(FileToDownload, ALinkIsFollowedAlsoToWhatIsNotThereYet)
+TEST(FileToDownload, ALinkIsFollowedEvenToAMissingFile)
 {
     const temp_dir dir;
     dir.file("old", "x");
@@ -58,7 +58,7 @@ TEST(FileToDownload, ALinkIsFollowedAlsoToWhatIsNotThereYet)
                 StartsWith("1 " + (dir / "loop") + ": "));
 }
 
-TEST(FileToDownload, WhatIsNoRegularFileIsRefusedWithWhatToDo)
+TEST(FileToDownload, AnythingButARegularFileIsRefusedWithARemedy)
 {
     const temp_dir dir;
     ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
@@ -71,7 +71,7 @@ TEST(FileToDownload, WhatIsNoRegularFileIsRefusedWithWhatToDo)
               "1 " + (dir / "sub/remote") + ": is a folder");
 }
 
-TEST(FileToUpload, IsARegularFileThatThisUserCanRead)
+TEST(FileToUpload, MustBeARegularFileThatThisUserCanRead)
 {
     const temp_dir dir;
     EXPECT_EQ(failure_of([&] { file_check_upload(dir.file("f", "")); }), "");
@@ -85,12 +85,12 @@ TEST(FileToUpload, IsARegularFileThatThisUserCanRead)
 TEST(FileToUpload, ThatThisUserCannotReadIsRefused)
 {
     const temp_dir dir;
-    chmod((dir / ".").c_str(), 0755); // so that it is the file which is denied
+    chmod((dir / ".").c_str(), 0755); // only the file must be denied
     const std::string path = dir.file("f", "");
     chmod(path.c_str(), 0);
-    const uid_t own = geteuid();        // root would read it all the same
-    if (own == 0 && seteuid(4321) != 0) // root of a user namespace that holds one user
-        GTEST_SKIP() << "there is no second user here";
+    const uid_t own = geteuid();        // root could read it
+    if (own == 0 && seteuid(4321) != 0) // root of a user namespace with a single user
+        GTEST_SKIP() << "needs a second user";
     const std::string failure = failure_of([&] { file_check_upload(path); });
     ASSERT_EQ(seteuid(own), 0);
     EXPECT_EQ(failure, "1 " + path + ": Permission denied");
@@ -127,7 +127,7 @@ TEST(FileInPlace, KeepsTheModeAndForRootTheOwnerOfTheOldOne)
     const temp_dir dir;
     const std::string to = dir.file("to", "old");
     chmod(to.c_str(), 0705);
-    const bool is_root = geteuid() == 0; // who alone can give a file away
+    const bool is_root = geteuid() == 0; // only root can give a file away
     ASSERT_EQ(is_root ? chown(to.c_str(), 4321, 4322) : 0, 0);
     file_put_in_place(dir.file("from", "new"), to);
     EXPECT_EQ(mode_of(to), 0705u);
@@ -138,7 +138,7 @@ TEST(FileInPlace, KeepsTheModeAndForRootTheOwnerOfTheOldOne)
     EXPECT_EQ(status.st_gid, is_root ? 4322u : getegid());
 }
 
-TEST(FileContent, IsAllOfItButNoMore)
+TEST(FileContent, IsTheWholeFileUpToTheLimit)
 {
     const temp_dir dir;
     EXPECT_EQ(file_content(dir.file("f", std::string(4096, 'x')), 4096), std::string(4096, 'x'));
@@ -151,14 +151,14 @@ TEST(FileContent, IsAllOfItButNoMore)
     EXPECT_NE(failure_of([&] { file_content(dir / "link", 4096); }), "");
 }
 
-TEST(FileInPlace, ThatCannotGoThereIsRefusedByItsNameAndStays)
+TEST(FileInPlace, ThatCannotBeMovedIsNamedAndKept)
 {
     const temp_dir dir;
     const std::string from = dir.file("from", "");
     const std::string pipe = dir / "pipe";
     const std::string folder = dir / "folder";
     std::filesystem::create_directory(folder);
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0); // which cannot be written to a disk
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0); // fsync refuses it
     EXPECT_EQ(failure_of([&] { file_put_in_place(dir / "none", dir / "to"); }),
               "1 " + (dir / "none") + ": No such file or directory");
     EXPECT_EQ(failure_of([&] { file_put_in_place(pipe, dir / "to"); }), "1 " + pipe + ": Invalid argument");

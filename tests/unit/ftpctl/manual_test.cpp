@@ -1,4 +1,4 @@
-// The manual page says what the program does, no more and no less.
+// The manual page covers exactly what the program offers.
 #include "program.h"
 
 #include "ftpctl/event.h"
@@ -20,10 +20,10 @@ namespace
 
 using names_t = std::set<std::string>;
 
-// The page without the marks that tell a minus from a hyphen.
+// The page without the backslashes before its minus signs.
 std::string manual() { return std::regex_replace(content_of(MANUAL), std::regex(R"(\\-)"), "-"); }
 
-// What stands under `.SH title`.
+// The text under `.SH title`.
 std::string section(const std::string &title)
 {
     const std::string page = manual();
@@ -33,10 +33,10 @@ std::string section(const std::string &title)
     return page.substr(begin, end == std::string::npos ? end : end - begin);
 }
 
-using row_t = std::vector<std::string>; // of the words of the program or of a page
+using row_t = std::vector<std::string>; // of the program's table or a page's
 using rows_t = std::vector<row_t>;
 
-// What the groups of a pattern match, wherever it does.
+// The groups of every match of a pattern.
 rows_t found_rows(const std::string &text, const char *pattern)
 {
     rows_t rows;
@@ -84,9 +84,9 @@ TEST(Manual, HasEveryOptionAndNoOther)
     EXPECT_EQ(found(section("OPTIONS"), MANUAL_OPTION), offered);
 }
 
-TEST(Manual, TellsWhichCommandTakesAnOption)
+TEST(Manual, SaysWhichCommandsTakeAnOption)
 {
-    // "\n.SS Of get and put\n": each command named takes each option below, no other command does.
+    // "\n.SS Of get and put\n": the options below belong to the commands in the title and to no others.
     const std::string options = section("OPTIONS");
     std::map<std::string, names_t> told;
     for (size_t at = options.find("\n.SS Of "); at != std::string::npos;) {
@@ -122,7 +122,7 @@ TEST(Manual, HasEveryExitStatusInTheSameWords)
     const std::string text = section("EXIT STATUS");
     rows_t known = known_statuses();
     EXPECT_THAT(text, HasSubstr("\n.TP\n.B 0\n" + known.front().at(2) + "\n"));
-    known.erase(known.begin()); // it needs no name and no remedy
+    known.erase(known.begin()); // success has no name and no remedy
     rows_t told;
     for (const row_t &row :
          found_rows(text, "\n\\.TP\n\\.B ([0-9]+)\n([^\n]+)\n\\.RB \\( ([^ ]+) \\);\n([^\n]+)"))

@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// 12 bytes of head, reserved ones not zero.
+// The 12 bytes of the head; reserved ones are not zero.
 inline bytes_t notice(uint8_t code, uint8_t length, const bytes_t &body)
 {
     const uint8_t head[] = {10, code, 1, 0xEE, length, 0, 0xEE, 0xEE, 0, 0, 0, 0};
@@ -20,7 +20,7 @@ inline bytes_t notice(uint8_t code, uint8_t length, const bytes_t &body)
 inline const bytes_t STARTED = notice(3, 8, {0, 0, 0, 0, 0, 0, 0, 0});
 inline const bytes_t FAILED_START = notice(3, 8, {1, 0, 0, 0, 5, 0, 0, 0});
 
-// One sender and all that it says.
+// Sends `bytes` as one sender.
 inline void announce(int fd, const bytes_t &bytes)
 {
     EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));

@@ -45,7 +45,7 @@ TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
     EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "");
 }
 
-TEST_F(Password, AFileThatHoldsNoneIsOneClearLine)
+TEST_F(Password, AFileWithoutAPasswordIsOneClearLine)
 {
     EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
                 AllOf(StartsWith("2 "), HasSubstr("NUL")));
@@ -54,11 +54,11 @@ TEST_F(Password, AFileThatHoldsNoneIsOneClearLine)
     EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/", "anna@host"); }),
               "1 --password-file /: Is a directory");
     const std::string endless = from_file(std::string(100000, 'x'));
-    EXPECT_GT(endless.size(), 223u) << "the request refuses what is longer than its field";
+    EXPECT_GT(endless.size(), 223u) << "must be too long for the request, which then refuses it";
     EXPECT_LT(endless.size(), 100000u);
 }
 
-TEST_F(Password, IsTakenOutOfTheEnvironment)
+TEST_F(Password, IsRemovedFromTheEnvironment)
 {
     const char *value = getenv("FTPCTL_PASSWORD");
     from_file("another");

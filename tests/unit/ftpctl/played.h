@@ -1,4 +1,4 @@
-// The whole program against a daemon that follows a script.
+// Runs the whole program against a scripted daemon.
 #pragma once
 
 #include "fake_daemon.h"
@@ -21,7 +21,7 @@ using testing::Matcher;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-// What the daemon says of a job that failed: libcurl's result and the server's reply to FTP.
+// The state of a failed job with libcurl's code and the FTP server's reply.
 inline state_reply_t failed(uint32_t exec, uint32_t result, uint32_t curl_code, uint32_t reply = 0)
 {
     state_reply_t state = ended(exec, result, 0, 0);
@@ -33,7 +33,7 @@ inline state_reply_t failed(uint32_t exec, uint32_t result, uint32_t curl_code, 
 
 inline remote_file_t remote(int64_t size) { return {1, size >= 0, size, 2023, 2, 9, 255, 255, 0x644, 0, 0}; }
 
-// A look-up that finds a file of that size; -1: none.
+// A look-up that finds a file of that size; -1: no file.
 inline job_script finding(int64_t size)
 {
     job_script script = script_of({idle(), ended(3, 0, 0, 0)});
@@ -70,7 +70,7 @@ struct played {
     }
 };
 
-// Runs ftpctl until its job is seen to run, then sends it the signal.
+// Runs ftpctl until it has seen its job run, then sends it the signal.
 inline outcome_t interrupted(fake_daemon &daemon, std::vector<std::string> words, int signal)
 {
     words.insert(words.end(), {"--socket", daemon.path()});

@@ -29,7 +29,7 @@ struct stat status_of(const std::string &path)
 
 } // namespace
 
-TEST_F(PrivateFolder, OnlyItsOwnerMayEnterAndItIsGoneAtTheEnd)
+TEST_F(PrivateFolder, OnlyItsOwnerMayEnterAndItIsRemovedAtTheEnd)
 {
     std::string path;
     {
@@ -46,7 +46,7 @@ TEST_F(PrivateFolder, OnlyItsOwnerMayEnterAndItIsGoneAtTheEnd)
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(PrivateFolder, BelongsToTheDaemonsUserWhenRootMakesIt)
+TEST_F(PrivateFolder, BelongsToTheDaemonsUserWhenRootCreatesIt)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can give a folder away";

@@ -7,7 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
-// As execve() wants them.
+// An argument list for execve().
 std::vector<char *> pointers(std::vector<std::string> &texts);
 
 // Waits for the end of a process: its exit status; 128 + the signal that ended it.
@@ -22,14 +22,14 @@ struct outcome_t {
 class program
 {
 public:
-    // Starts `ftpctl <arguments>` with nothing on standard input and `environment` ("NAME=value") added.
-    // `user`: who runs it, where not who runs the test; without groups.
+    // Starts `ftpctl <arguments>` with empty standard input and `environment` ("NAME=value") added. `user`:
+    // runs it as this user without groups.
     explicit program(const std::vector<std::string> &arguments,
                      const std::vector<std::string> &environment = {}, uid_t user = static_cast<uid_t>(-1));
 
     void signal(int number) const;
 
-    // What it printed on standard output so far holds `text` that many times; false after 10 s.
+    // Waits until standard output contains `text` that many times; false after 10 s.
     bool has_printed(const std::string &text, size_t times = 1) const;
 
     // The same for standard error.
@@ -43,9 +43,9 @@ private:
     pid_t pid_;
 };
 
-// The whole in one call.
+// Starts it and waits for its end.
 outcome_t run(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {});
 
-// The same as another user; OUT_OF_REACH where that user cannot get to the program.
+// The same as another user; status OUT_OF_REACH if that user has no access to the program.
 constexpr int OUT_OF_REACH = 99;
 outcome_t run_as(uid_t user, const std::vector<std::string> &arguments);

@@ -1,5 +1,4 @@
-// Each exit status, by what leads to it; it, the name for scripts and the line on standard error belong
-// together.
+// Each exit status by its causes, with the matching name in JSON and line on standard error.
 #include "ftpctl/drive.h"
 
 #include "played.h"
@@ -24,7 +23,7 @@ void expect(const outcome_t &outcome, int status, const std::string &name)
 
 } // namespace
 
-TEST(ExitStatus, IsThatOfTheDaemonsAnswer)
+TEST(ExitStatus, FollowsFromTheDaemonsReply)
 {
     const temp_dir dir;
     const words_t get = {"get", URL, dir / "f"};
@@ -81,7 +80,7 @@ TEST(ExitStatus, IsThatOfTheDaemonsAnswer)
     }
 }
 
-TEST(ExitStatus, OfWhatIsRefusedBeforeAnythingIsSent)
+TEST(ExitStatus, OfARefusalBeforeAnythingIsSent)
 {
     const temp_dir dir;
     const std::string file = dir.file("f", "");
@@ -89,7 +88,7 @@ TEST(ExitStatus, OfWhatIsRefusedBeforeAnythingIsSent)
     const std::string unlike = "identity: only ftps://, ftpes:// and sftp:// servers have one";
     const struct {
         words_t words;
-        int status; // 1: a file on this side, 2: usage, 59: the local file
+        int status; // 1: a file of this program, 2: usage, 59: the local file
         Matcher<std::string> err;
     } rows[] = {
         {{"get", URL, "-"}, 2, is("--json: standard output is the file's")},
@@ -152,7 +151,7 @@ TEST(ExitStatus, Is3WithoutADaemonForEachCommand)
               "ftpctl: " + longer + ": too long for a socket's path\n");
 }
 
-TEST(ExitStatus, Is1WhereThisSideHasNoDescriptors)
+TEST(ExitStatus, Is1WithoutFreeDescriptors)
 {
     const options_t options;
     driver driver(options);
@@ -164,7 +163,7 @@ TEST(ExitStatus, Is1WhereThisSideHasNoDescriptors)
 TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
 {
     if (geteuid() != 0)
-        GTEST_SKIP() << "only root can become somebody else";
+        GTEST_SKIP() << "only root can change its user";
     fake_daemon daemon(script_of({idle()}));
     chmod(std::filesystem::path(daemon.path()).parent_path().c_str(), 0755);
     chmod(daemon.path().c_str(), 0660);
@@ -181,8 +180,8 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     for (words_t words : commands) {
         words.insert(words.end(), {"--json", "--socket", daemon.path()});
         const outcome_t outcome = run_as(4321, words);
-        if (outcome.status == OUT_OF_REACH) // the other user cannot even run ftpctl: below /root, say
-            GTEST_SKIP() << "this checkout lies where no other user gets to";
+        if (outcome.status == OUT_OF_REACH) // below /root, say
+            GTEST_SKIP() << "other users have no access to this checkout";
         expect(outcome, 11, "denied-socket");
         EXPECT_EQ(outcome.err, "ftpctl: this user may not use " + daemon.path() +
                                    "; it belongs to group 4322: add the user to it\n");
@@ -190,5 +189,5 @@ TEST(ExitStatus, Is11ForAUserWhoMayNotUseTheSocket)
     chmod(std::filesystem::path(daemon.path()).parent_path().c_str(), 0700);
     EXPECT_EQ(run_as(4321, {"ping", "--socket", daemon.path()}).err,
               "ftpctl: this user may not use " + daemon.path() + "\n")
-        << "whose it is cannot be seen";
+        << "its owner cannot be seen";
 }

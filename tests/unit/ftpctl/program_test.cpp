@@ -1,4 +1,4 @@
-// The whole program against a scripted daemon: what it says and how it ends.
+// The whole program against a scripted daemon: its output and exit status.
 #include "played.h"
 
 #include <sys/wait.h>
@@ -6,7 +6,7 @@
 namespace
 {
 
-// A `put` of ten bytes, and the daemon's answers to it.
+// A `put` of ten bytes, and the daemon's replies to it.
 class Job : public testing::Test
 {
 protected:
@@ -18,7 +18,7 @@ protected:
 
 } // namespace
 
-TEST_F(Job, ThatFailsTellsWhatToDo)
+TEST_F(Job, ThatFailsNamesTheRemedy)
 {
     const outcome_t known = outcome_with(script_of({idle(), failed(2, 16, 67, 530)}));
     EXPECT_EQ(known.status, 50);
@@ -60,12 +60,12 @@ TEST_F(Job, IsCancelledAtEachSignal)
     script.cancel = {{1, 2}, 2};
     script.cancelled = ended(2, 0, 10, 10);
     fake_daemon faster(script);
-    EXPECT_EQ(interrupted(faster, put, SIGINT).status, 0) << "it ended before its cancel";
+    EXPECT_EQ(interrupted(faster, put, SIGINT).status, 0) << "the job ended before the cancel";
 }
 
-TEST_F(Job, IsCancelledWhenItsTimeIsOver)
+TEST_F(Job, IsCancelledAtItsTimeLimit)
 {
-    put.insert(put.end(), {"--timeout", "4"}); // by then it runs
+    put.insert(put.end(), {"--timeout", "4"}); // long enough for the job to start
     const outcome_t outcome = outcome_with(endless(2));
     EXPECT_EQ(outcome.status, 8);
     EXPECT_THAT(outcome.err,
@@ -73,7 +73,7 @@ TEST_F(Job, IsCancelledWhenItsTimeIsOver)
                          "cancelled; --timeout sets another limit\n"));
 }
 
-TEST_F(Job, ASecondInterruptEndsTheProgramWhileTheDaemonStops)
+TEST_F(Job, ASecondInterruptEndsTheProgramBeforeTheJobHasStopped)
 {
     fake_daemon daemon(hanging_at_cancel(endless(2)));
     program uploading({"put", put[1], "ftp://host/file", "--socket", daemon.path()});
@@ -84,7 +84,7 @@ TEST_F(Job, ASecondInterruptEndsTheProgramWhileTheDaemonStops)
     EXPECT_EQ(uploading.wait().status, 128 + SIGINT);
 }
 
-TEST_F(Job, ShowsPlainLinesWhereThereIsNoTerminal)
+TEST_F(Job, ShowsPlainLinesWithoutATerminal)
 {
     std::deque<state_reply_t> states = {idle()};
     for (int step = 0; step <= 24; step++)
@@ -103,7 +103,7 @@ TEST(Info, ShowsTheFile)
               "ftpctl: ftp://host/f: no such file\n");
 }
 
-TEST(Ping, TellsThatTheDaemonAnswers)
+TEST(Ping, SaysThatTheDaemonAnswers)
 {
     job_script script;
     script.started = {0, 15};
@@ -124,7 +124,7 @@ TEST(State, IsOneLine)
     EXPECT_EQ(played(script_of({idle()}), {"state"}).outcome.out, "idle, no job since the daemon started\n");
 }
 
-TEST(FullStandardOutput, IsAFailureOfThisSide)
+TEST(FullStandardOutput, IsALocalFailure)
 {
     fake_daemon daemon(writing(script_of({idle(), ended(1, 0, 7, 7)}), "content"));
     for (const char *words : {" state", " get ftp://host/f -"}) {
@@ -134,7 +134,7 @@ TEST(FullStandardOutput, IsAFailureOfThisSide)
     }
 }
 
-TEST(Cancel, WaitsForTheJobsEndAndNamesIt)
+TEST(Cancel, WaitsForTheJobsEndAndNamesTheJob)
 {
     played play(script_of({running(2, 100, 40)}), {"cancel"});
     EXPECT_EQ(play.outcome.status, 0);

@@ -14,7 +14,7 @@ std::vector<std::string> info(const fake_daemon &daemon, std::vector<std::string
 
 constexpr const char *WAITING = "waiting for another program's turn";
 
-// What ftpctl says first when it waits; then it is interrupted.
+// The first line of an ftpctl that waits; then it is interrupted.
 std::string line_of_one_who_waits(const fake_daemon &daemon)
 {
     program asking(info(daemon));
@@ -25,8 +25,8 @@ std::string line_of_one_who_waits(const fake_daemon &daemon)
     return said.substr(0, said.find('\n') + 1);
 }
 
-// ftpctl asks what runs for a second at most. A busy machine may hold the answer up: once of a few times it
-// comes.
+// ftpctl asks for one second at most which job runs. On a busy machine the reply may come too late, so this
+// tries a few times.
 template <typename Say> bool is_told(Say say, const std::string &line)
 {
     constexpr int TRIES = 5;
@@ -41,7 +41,7 @@ template <typename Say> bool is_told(Say say, const std::string &line)
 
 } // namespace
 
-TEST(WaitForATurn, IsToldAfterASecondWithTheJobThatRuns)
+TEST(WaitForATurn, IsReportedAfterASecondWithTheRunningJob)
 {
     fake_daemon daemon(script_of({running(2, 268400000, 46600000)}));
     const turn_holder others(daemon);
@@ -52,13 +52,13 @@ TEST(WaitForATurn, IsToldAfterASecondWithTheJobThatRuns)
     EXPECT_EQ(line_of_one_who_waits(idle_one), std::string(WAITING) + "\n");
 }
 
-TEST(WaitForATurn, ThatTookTooLongEndsWithTheLimit)
+TEST(WaitForATurn, EndsAtItsLimit)
 {
     const std::string longer = "other programs kept the daemon busy for longer than ";
     const struct {
         std::vector<std::string> options;
         int status;
-        std::string line; // nothing before it: waiting is told after a second, and not quietly
+        std::string line; // the only one: waiting is reported after a second, and never quietly
     } rows[] = {
         {{"--wait-turn", "300ms"}, 4, longer + "300ms; --wait-turn sets another limit"},
         {{"--wait-turn", "1.5", "--quiet"}, 4, longer + "1500ms; --wait-turn sets another limit"},
@@ -75,11 +75,11 @@ TEST(WaitForATurn, ThatTookTooLongEndsWithTheLimit)
         EXPECT_EQ(outcome.status, row.status) << row.line;
         EXPECT_EQ(outcome.err, "ftpctl: " + row.line + "\n");
         EXPECT_THAT(daemon.requests(), IsEmpty()) << row.line;
-        EXPECT_LT(steady_clock::now() - begin, std::chrono::minutes(1)) << "as a rule it is ten minutes";
+        EXPECT_LT(steady_clock::now() - begin, std::chrono::minutes(1)) << "the default limit is ten minutes";
     }
 }
 
-TEST(WaitForATurn, GoesOnWhenTheTurnIsFree)
+TEST(WaitForATurn, EndsWhenTheTurnIsFree)
 {
     fake_daemon daemon(finding(10));
     auto others = std::make_unique<turn_holder>(daemon);
@@ -89,7 +89,7 @@ TEST(WaitForATurn, GoesOnWhenTheTurnIsFree)
     others.reset();
     EXPECT_EQ(asking.wait().status, 0);
     EXPECT_GE(daemon.starts(), 1u);
-    EXPECT_EQ(run(info(daemon, {"--wait-turn", "0"})).status, 0) << "when it is free";
+    EXPECT_EQ(run(info(daemon, {"--wait-turn", "0"})).status, 0) << "a free turn needs no wait";
 }
 
 TEST(WaitForATurn, EndsAtASignal)
@@ -107,7 +107,7 @@ TEST(WaitForATurn, EndsAtASignal)
     }
 }
 
-TEST(WaitForAJob, OfAProgramThatTakesNoTurnsIsToldToo)
+TEST(WaitForAJob, OfAProgramThatTakesNoTurnsIsReportedToo)
 {
     job_script script = finding(10);
     script.states.insert(script.states.begin(), 20, running(1, 0, 100));
@@ -120,18 +120,18 @@ TEST(WaitForAJob, OfAProgramThatTakesNoTurnsIsToldToo)
     EXPECT_TRUE(is_told(wait, "waiting for another program's job; running: download, 100 B\n"));
 }
 
-TEST(WithoutATurn, TheJobGoesOnAndThatIsToldOnce)
+TEST(WithoutATurn, TheJobRunsWithOneWarning)
 {
     if (geteuid() != 0)
-        GTEST_SKIP() << "only root can become somebody else";
+        GTEST_SKIP() << "only root can change its user";
     for (const std::vector<std::string> &options : {std::vector<std::string>{}, {"--quiet"}}) {
         fake_daemon daemon(finding(10));
         chmod(std::filesystem::path(daemon.path()).parent_path().c_str(),
-              0755); // no turn's file can be made there
+              0755); // the other user cannot create the turn's file
         chmod(daemon.path().c_str(), 0666);
         const outcome_t outcome = run_as(4321, info(daemon, options));
-        if (outcome.status == OUT_OF_REACH) // the other user cannot even run ftpctl: below /root, say
-            GTEST_SKIP() << "this checkout lies where no other user gets to";
+        if (outcome.status == OUT_OF_REACH) // below /root, say
+            GTEST_SKIP() << "other users have no access to this checkout";
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, !options.empty() ? ""
                                                 : "ftpctl: cannot take turns with other programs: " +

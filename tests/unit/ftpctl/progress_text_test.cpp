@@ -12,7 +12,7 @@ ftpclient_progress_t at(int64_t total, int64_t transferred, int32_t retries = 0)
 
 } // namespace
 
-TEST(ProgressLine, TellsWhatIsKnown)
+TEST(ProgressLine, ShowsWhatIsKnown)
 {
     const struct {
         ftpclient_progress_t progress;
@@ -53,7 +53,7 @@ TEST(ProgressBar, IsNeverWiderThanTheTerminal)
     EXPECT_EQ(progress_bar(at(1000, 500), 0, 4), "50 %");
 }
 
-TEST(RateMeter, IsTheMeanOfTheLastSeconds)
+TEST(RateMeter, IsTheAverageOfTheLastSeconds)
 {
     rate_meter rate;
     EXPECT_EQ(rate.bytes_per_s(), 0);
@@ -65,7 +65,7 @@ TEST(RateMeter, IsTheMeanOfTheLastSeconds)
     EXPECT_EQ(rate.bytes_per_s(), 2000);
     for (int second = 13; second <= 30; second++)
         rate.sample(second, 4000);
-    EXPECT_EQ(rate.bytes_per_s(), 0) << "what moved long ago does not count";
+    EXPECT_EQ(rate.bytes_per_s(), 0) << "old samples do not count";
 }
 
 TEST(RateMeter, RestartsWithEachTry)
@@ -79,7 +79,7 @@ TEST(RateMeter, RestartsWithEachTry)
     EXPECT_EQ(rate.bytes_per_s(), 200);
 }
 
-TEST(RateMeter, TwoSamplesAtOneTimeGiveNoRate)
+TEST(RateMeter, TwoSamplesAtTheSameTimeGiveNoRate)
 {
     rate_meter rate;
     rate.sample(10, 0);
@@ -87,17 +87,17 @@ TEST(RateMeter, TwoSamplesAtOneTimeGiveNoRate)
     EXPECT_EQ(rate.bytes_per_s(), 0);
 }
 
-TEST(LinePace, AFastJobGetsALineASecond)
+TEST(LinePace, AFastJobGetsOneLinePerSecond)
 {
     line_pace pace;
-    EXPECT_FALSE(pace.is_due(100.0, at(1000, 500))) << "not at the very beginning";
+    EXPECT_FALSE(pace.is_due(100.0, at(1000, 500))) << "not in the first second";
     EXPECT_FALSE(pace.is_due(100.9, at(1000, 600)));
     EXPECT_TRUE(pace.is_due(101.0, at(1000, 700)));
     EXPECT_FALSE(pace.is_due(101.5, at(1000, 900)));
     EXPECT_TRUE(pace.is_due(102.0, at(1000, 1000)));
 }
 
-TEST(LinePace, ASlowJobGetsALineForTenPercent)
+TEST(LinePace, ASlowJobGetsALineForEveryTenPercent)
 {
     line_pace pace;
     EXPECT_FALSE(pace.is_due(100, at(1000, 0)));
@@ -108,7 +108,7 @@ TEST(LinePace, ASlowJobGetsALineForTenPercent)
     EXPECT_FALSE(pace.is_due(600, at(1000, 299)));
 }
 
-TEST(LinePace, AJobOfUnknownSizeGetsALineASecondWhileItMoves)
+TEST(LinePace, AJobOfUnknownSizeGetsOneLinePerSecondWhileItMoves)
 {
     line_pace pace;
     EXPECT_FALSE(pace.is_due(100.0, at(0, 0)));

@@ -1,4 +1,4 @@
-// put: one file or several, whole or the rest.
+// put: one file or several, whole or resumed.
 #include "played.h"
 
 namespace
@@ -13,7 +13,7 @@ protected:
     std::string second = dir.file("denied", "0123456789");
 };
 
-// Uploads of ten bytes that succeed, one after the other; a name that holds "denied" is denied.
+// Uploads of ten bytes that succeed, except those whose name contains "denied".
 fake_daemon::answer_t many()
 {
     return [current = script_of({idle()})](const message_t &message) mutable {
@@ -43,8 +43,8 @@ std::vector<json> objects(const std::string &text)
     return found;
 }
 
-// One job after the other, each after a look: look-ups ('?') and uploads of so many bytes. The remote file
-// has the first of `sizes` bytes, and after each upload the next.
+// Plays one job after the other, each preceded by an idle state: look-ups (LOOK) and uploads of so many
+// bytes. `sizes` are the remote file's: the first at the start, the next after each upload.
 fake_daemon::answer_t doing(const std::vector<double> &jobs, std::deque<int64_t> sizes)
 {
     job_script script = script_of({});
@@ -106,7 +106,7 @@ TEST_F(Put, WithoutWaitingReturnsAfterTheStart)
     EXPECT_EQ(json::parse(object.outcome.out)["job"], nullptr);
 }
 
-TEST_F(Put, IntoAFolderTakesTheLocalName)
+TEST_F(Put, IntoAFolderUsesTheLocalName)
 {
     const std::string odd = dir.file("a b%c", "0123456789");
     played play(many(), {"put", odd, "ftp://host/dir/"});
@@ -142,7 +142,7 @@ TEST_F(Put, SeveralFilesStopWithoutADaemonOrOnAnInterrupt)
     fake_daemon daemon(endless(2));
     const outcome_t stopped = interrupted(daemon, {"put", path, second, "ftp://host/"}, SIGINT);
     EXPECT_EQ(stopped.status, 21);
-    EXPECT_THAT(stopped.err, testing::Not(HasSubstr("before the job was started"))) << "the second one";
+    EXPECT_THAT(stopped.err, testing::Not(HasSubstr("before the job was started"))) << "the second file";
     EXPECT_THAT(remote_paths(daemon), ElementsAre("f"));
 }
 

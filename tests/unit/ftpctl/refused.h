@@ -1,4 +1,4 @@
-// Expects a failure.
+// Calls that must fail.
 #pragma once
 
 #include "ftpctl/failure.h"
@@ -7,7 +7,7 @@
 #include <string>
 #include <sys/resource.h>
 
-// Runs `call`; what it fails with as "<status> <line>", "" when it does not fail.
+// Runs `call`; returns its failure as "<status> <line>", or "" if it does not fail.
 template <typename Call> std::string failure_of(Call call)
 {
     try {
@@ -18,7 +18,7 @@ template <typename Call> std::string failure_of(Call call)
     return "";
 }
 
-// The same where no descriptor can be had.
+// The same with no free descriptor.
 template <typename Call> std::string failure_without_descriptors(Call call)
 {
     rlimit before = {};

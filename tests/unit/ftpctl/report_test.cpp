@@ -1,4 +1,4 @@
-// What --json prints, command by command, and what else scripts meet.
+// --json for each command, and other behaviour that scripts rely on.
 #include "played.h"
 
 #include <sstream>
@@ -17,7 +17,7 @@ std::vector<std::string> keys_of(const json &object)
 const auto ALL_KEYS = ElementsAre("command", "error", "file", "identity", "job", "local", "message", "remote",
                                   "state", "status", "upload");
 
-// The object of a command, with every key.
+// A command's JSON object, checked to have every key.
 json object_of(const outcome_t &outcome)
 {
     const json object = json::parse(outcome.out);
@@ -39,7 +39,7 @@ TEST_F(ForScripts, ASuccessOfEachCommandIsOneObject)
     const struct {
         job_script script;
         std::vector<std::string> words;
-        bool is_answer; // which is printed with --quiet as well
+        bool is_answer; // printed even with --quiet
     } cases[] = {
         {script_of({idle(), ended(1, 0, 7, 7)}), {"get", "ftp://host/f", dir / "f"}, false},
         {script_of({idle(), running(2, 10, 5), ended(2, 0, 10, 10)}), {"put", file, "ftp://host/f"}, false},
@@ -70,7 +70,7 @@ TEST_F(ForScripts, ASuccessOfEachCommandIsOneObject)
     }
 }
 
-TEST_F(ForScripts, AFailedDownloadIsToldQuietlyAsWellWithBothEndsAndItsJob)
+TEST_F(ForScripts, AFailedDownloadIsReportedEvenQuietlyWithBothEndsAndItsJob)
 {
     const played play(script_of({idle(), failed(1, 16, 67, 530)}),
                       {"--quiet", "--json", "get", "ftp://anna@host/f", dir / "f"});
@@ -86,7 +86,7 @@ TEST_F(ForScripts, AFailedDownloadIsToldQuietlyAsWellWithBothEndsAndItsJob)
     EXPECT_EQ(object["file"], nullptr);
 }
 
-TEST_F(ForScripts, ProgressIsToldOnRequest)
+TEST_F(ForScripts, ProgressIsPrintedOnRequest)
 {
     const std::deque<state_reply_t> states = {idle(), running(2, 10, 4), ended(2, 0, 10, 10)};
     const played play(script_of(states), {"put", "--json", "--progress", file, "ftp://host/f"});

@@ -20,7 +20,7 @@ job_t job_of(int kind, const options_t &options)
     return request_build(options, kind, url_parse(options.url), options.url, local);
 }
 
-// The record as it reaches the daemon. Offsets are those of the record as it travels, counted by hand.
+// The record as it reaches the daemon, with offsets counted by hand.
 bytes_t sent(const job_t &job)
 {
     fake_daemon daemon(script_of({idle()}));
@@ -57,7 +57,7 @@ std::string refusal_of(int kind, const options_t &options)
 
 } // namespace
 
-TEST(Request, EveryMemberTravelsAtItsPlace)
+TEST(Request, EveryMemberIsAtItsPlace)
 {
     options_t options = options_for("sftp://anna@server.example:2222/dir/file", "/data/local");
     options.pin = "md5:000102030405060708090a0b0c0d0e0f";
@@ -88,7 +88,7 @@ TEST(Request, EveryMemberTravelsAtItsPlace)
     EXPECT_EQ(text_at(bytes, 1817), "/data/key");
 }
 
-TEST(Request, WhatIsNotAskedForIsZero)
+TEST(Request, EverythingElseIsZero)
 {
     const bytes_t bytes = built(DOWNLOAD, options_for("ftps://anna@h/f"));
     EXPECT_EQ(text_at(bytes, 1060), "");
@@ -96,7 +96,7 @@ TEST(Request, WhatIsNotAskedForIsZero)
         EXPECT_EQ(bytes[at], 0) << "byte " << at;
 }
 
-TEST(Request, ANumberFollowsFromTheUrlOrAnOption)
+TEST(Request, NumbersComeFromTheUrlOrAnOption)
 {
     const struct {
         const char *url;
@@ -118,7 +118,7 @@ TEST(Request, ANumberFollowsFromTheUrlOrAnOption)
     }
 }
 
-TEST(Request, ZixiCredentialsLieInsideThePasswordField)
+TEST(Request, ZixiCredentialsAreInThePasswordField)
 {
     options_t options = options_for("zixi://feeder@h/dir/f");
     options.protocol = 5;
@@ -130,7 +130,7 @@ TEST(Request, ZixiCredentialsLieInsideThePasswordField)
     EXPECT_EQ(text_at(bytes, 1060), "");
     EXPECT_EQ(text_at(bytes, 1092), "feeder");
     EXPECT_EQ(text_at(bytes, 1156), "key");
-    EXPECT_EQ(word_at(bytes, 2076), 0u) << "0 asks for overwrite";
+    EXPECT_EQ(word_at(bytes, 2076), 0u) << "0 means overwrite";
 }
 
 TEST(Request, FtpWithoutAUserIsAnonymousAndZixiHasNoLogin)
@@ -177,8 +177,8 @@ TEST(Request, AnIdentityFileIsMadeAbsolute)
     EXPECT_EQ(text_at(built(DOWNLOAD, options), 1817), here + "/cert.pem");
 }
 
-// Which strings and pins those are is the library's to say.
-TEST(Request, WhatTheLibraryRefusesIsRefusedInItsWords)
+// The library's own tests cover which strings and pins it refuses.
+TEST(Request, ARefusalByTheLibraryIsReportedInItsWords)
 {
     const std::string x(512, 'x');
     EXPECT_EQ(refusal_of(UPLOAD, options_for("ftp://a@" + x + "/f")),
@@ -188,7 +188,7 @@ TEST(Request, WhatTheLibraryRefusesIsRefusedInItsWords)
               "2 password: must not hold a line feed");
 }
 
-TEST(Request, WhatAProtocolCannotDoIsRefused)
+TEST(Request, OptionsThatTheProtocolCannotUseAreRefused)
 {
     const char *ftp = "ftp://a@h/f";
     const char *zixi = "zixi://h/f";

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-TEST(Status, OfAnErrorIsWhatTheUserCanTell)
+TEST(Status, OfEachErrorOfTheLibrary)
 {
     const std::map<int, std::vector<int>> errors = {
         {0, {FTPCLIENT_OK}},
@@ -40,16 +40,16 @@ TEST(Status, OfAResultIs20AndItsCodeWhereNoCauseIsKnown)
     EXPECT_EQ(status_of(INT32_MAX, FTPCLIENT_CAUSE_OTHER), 120);
 }
 
-TEST(Status, OfACauseComesBeforeTheResults)
+TEST(Status, OfACauseTakesPrecedenceOverTheResult)
 {
-    int status = 50; // that of the first one
+    int status = 50; // of the first cause
     for (int cause = FTPCLIENT_CAUSE_LOGIN; cause <= FTPCLIENT_CAUSE_PROXY_REFUSED; cause++)
         EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, cause), status++);
     EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, FTPCLIENT_CAUSE_PROXY_REFUSED), 64);
-    EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, 999), 36) << "a cause of a later library";
+    EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, 999), 36) << "a cause from a later library";
 }
 
-TEST(Status, EachThatIsEverGivenStandsInTheTable)
+TEST(Status, EachPossibleOneIsInTheTable)
 {
     std::set<int> given;
     for (int error = FTPCLIENT_ERR_READ_ONLY; error <= FTPCLIENT_OK; error++)
@@ -69,7 +69,7 @@ TEST(Status, EachThatIsEverGivenStandsInTheTable)
     EXPECT_EQ(told, given);
 }
 
-TEST(Status, HasANameOfItsOwnForPrograms)
+TEST(Status, HasAUniqueNameForPrograms)
 {
     std::set<std::string> names;
     int before = -1;
@@ -78,7 +78,7 @@ TEST(Status, HasANameOfItsOwnForPrograms)
         EXPECT_THAT(row.name, testing::MatchesRegex("[a-z0-9-]+"));
         EXPECT_GE(row.meaning.size(), 4u) << row.name;
         EXPECT_GE(row.remedy.size(), 4u) << row.name;
-        EXPECT_LT(before, row.status) << "in their order";
+        EXPECT_LT(before, row.status) << "in ascending order";
         before = row.status;
     }
     EXPECT_EQ(status_find(50).name, "login-refused");

@@ -1,4 +1,4 @@
-// A directory for one scope, in which files are made.
+// A temporary directory for one scope.
 #pragma once
 
 #include "support/scratch.h"

@@ -1,4 +1,4 @@
-// A program, as a rule ftpctl, with a terminal of its own as input, output and error.
+// Runs a program, by default ftpctl, with a terminal as its standard input, output and error.
 #pragma once
 
 #include "program.h"
@@ -34,7 +34,7 @@ public:
     terminal(const terminal &) = delete;
     terminal &operator=(const terminal &) = delete;
 
-    // Reads until `text` is seen behind what was waited for before; false after 10 s or at the program's end.
+    // Reads until `text` follows what was waited for before; false after 10 s or at the program's end.
     bool shows(const std::string &text)
     {
         size_t at = 0;
@@ -64,10 +64,10 @@ public:
         return (now.c_lflag & ECHO) != 0;
     }
 
-    // To the program itself, not to what it started.
+    // Signals the program, not its children.
     void signal(int number) const { kill(pid_, number); }
 
-    // Reads the rest; the exit status.
+    // Reads the rest; returns the exit status.
     int wait()
     {
         while (shows(std::string(1, '\0')))
@@ -81,5 +81,5 @@ private:
     int fd_ = -1;
     pid_t pid_ = -1;
     std::string seen_;
-    size_t shown_ = 0; // of what was seen, bytes that were waited for
+    size_t shown_ = 0; // end of the last text waited for
 };

@@ -1,4 +1,4 @@
-// What only a terminal gets to see.
+// Behaviour on a terminal.
 #include "played.h"
 #include "terminal.h"
 
@@ -33,7 +33,7 @@ protected:
 
 } // namespace
 
-TEST_F(Terminal, IsAskedForThePasswordWithoutEcho)
+TEST_F(Terminal, AsksForThePasswordWithoutEcho)
 {
     fake_daemon daemon(script_of({idle(), ended(2, 0, 1000, 1000)}));
     terminal screen(put("ftp://anna@host/f", daemon));
@@ -45,7 +45,7 @@ TEST_F(Terminal, IsAskedForThePasswordWithoutEcho)
     EXPECT_STREQ(daemon.requests().at(0).password, "top secret");
 }
 
-TEST_F(Terminal, ShowsABarThatIsGoneAtTheEnd)
+TEST_F(Terminal, ShowsABarAndRemovesItAtTheEnd)
 {
     fake_daemon daemon(script_of({idle(), running(2, 1000, 500), ended(2, 0, 1000, 1000)}));
     terminal screen(put("ftp://host/f", daemon));
@@ -91,7 +91,7 @@ TEST_F(PasswordPrompt, CtrlCAndCtrlDEndItWithALineOfTheirOwn)
     expect_nothing_was_started();
 }
 
-TEST_F(PasswordPrompt, EverySignalThatEndsGivesTheEchoBack)
+TEST_F(PasswordPrompt, EveryEndingSignalRestoresTheEcho)
 {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         terminal screen(words_);
@@ -105,7 +105,7 @@ TEST_F(PasswordPrompt, EverySignalThatEndsGivesTheEchoBack)
     expect_nothing_was_started();
 }
 
-TEST_F(PasswordPrompt, CtrlZGivesTheEchoBackUntilItGoesOn)
+TEST_F(PasswordPrompt, CtrlZRestoresTheEchoUntilTheProgramContinues)
 {
     std::string command = FTPCTL;
     for (const std::string &word : words_)

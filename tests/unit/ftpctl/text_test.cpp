@@ -24,7 +24,7 @@ ftpclient_file_info_t found(int64_t size, int32_t attributes)
 
 } // namespace
 
-TEST(Text, SizesHaveDecimalUnits)
+TEST(Text, SizesUseDecimalUnits)
 {
     const struct {
         double bytes;
@@ -39,7 +39,7 @@ TEST(Text, SizesHaveDecimalUnits)
     EXPECT_EQ(text_size(std::nan("")), "0 B");
 }
 
-TEST(Text, DurationsAreMinutesAndSecondsOrWithHours)
+TEST(Text, DurationsAreMinutesAndSecondsWithHoursIfNeeded)
 {
     const struct {
         double seconds;
@@ -60,7 +60,7 @@ TEST(Text, AnOutcomeCountsEveryByteAndTheRetries)
     EXPECT_EQ(text_amount(moved), "4294967296 of 5368709120 bytes in 61.2 s");
 }
 
-TEST(Text, DetailsTellWhatTheDaemonKnows)
+TEST(Text, DetailsAreTheDaemonsCodes)
 {
     ftpclient_progress_t failed = {};
     EXPECT_EQ(text_details(16, failed), "FTPCD_ERR_NETWORK 16");
@@ -87,7 +87,7 @@ TEST(Text, DetailsOfAZixiJobAreTheLibrarysError)
     EXPECT_EQ(text_outcome(failed), "0 bytes in 0.0 s");
 }
 
-TEST(Text, AResultIsItsCauseWhereThatIsKnown)
+TEST(Text, AResultIsShownAsItsCauseIfKnown)
 {
     ftpclient_progress_t failed = {};
     EXPECT_EQ(text_result(0, failed), "done");
@@ -114,7 +114,7 @@ TEST(Text, AStateIsIdleRunningOrCancelling)
               "(FTPCD_ERR_CANCELED 1)");
 }
 
-TEST(Text, ARemoteFileHasWhatItsListingGave)
+TEST(Text, ARemoteFileHasTheValuesOfItsListing)
 {
     ftpclient_file_info_t file = found(5368709120, 0x644);
     EXPECT_EQ(text_remote_file("f", file), "f: 5368709120 bytes, rw-r--r--");
@@ -132,7 +132,7 @@ TEST(Text, ARemoteFileHasWhatItsListingGave)
     EXPECT_EQ(text_remote_file("f", found(1, 0)), "f: 1 bytes, ---------");
 }
 
-TEST(Text, AFileThatIsNotThereSaysWhy)
+TEST(Text, AMissingFileSaysWhy)
 {
     ftpclient_file_info_t file = {};
     EXPECT_EQ(text_remote_file("f", file), "f: not listed as a file, perhaps a folder or link");
@@ -148,7 +148,7 @@ TEST(Text, ATimeNeedsYearMonthAndDay)
     file.day = 1;
     file.hour = 12;
     file.minute = 34;
-    EXPECT_EQ(text_iso_time(file), "") << "a listing that shows the time of day leaves the year out";
+    EXPECT_EQ(text_iso_time(file), "") << "a listing with the time of day omits the year";
     file.year = 2024;
     EXPECT_EQ(text_iso_time(file), "2024-05-01T12:34");
     file.minute = FTPCLIENT_UNKNOWN;

@@ -7,7 +7,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST(Url, SaysProtocolUserHostPortAndPath)
+TEST(Url, HasProtocolUserHostPortAndPath)
 {
     const struct {
         const char *text;
@@ -33,7 +33,7 @@ TEST(Url, SaysProtocolUserHostPortAndPath)
         {"ftp://host/a%20b%25%C3%A9", 0, nullptr, "host", 21, "a b%\xC3\xA9"},
         {"ftp://host/a+b;c=d@e:f", 0, nullptr, "host", 21, "a+b;c=d@e:f"},
         {"ftp://host/a%23%3F%0D%0A", 0, nullptr, "host", 21,
-         "a#?\r\n"}, // decoded here, refused by the request
+         "a#?\r\n"}, // decoded here, refused later by the request
         {"ftp://a%40b.c@host/f", 0, "a@b.c", "host", 21, "f"},
         {"ftp://a@b@host/f", 0, "a@b", "host", 21, "f"},
         {"ftp://@host/f", 0, "", "host", 21, "f"},
@@ -102,7 +102,7 @@ TEST(Url, IsRefusedWithOneLineThatNamesThePart)
             << c.text;
 }
 
-TEST(Url, MayNameAFolderOrAServerWhereThatWillDo)
+TEST(Url, MayNameAFolderOrAServerWhereThatIsEnough)
 {
     EXPECT_EQ(url_parse("ftp://host/dir/", url_names::A_FILE_OR_FOLDER).path, "dir/");
     EXPECT_EQ(url_parse("ftp://host", url_names::A_FILE_OR_FOLDER).path, "");
@@ -113,21 +113,21 @@ TEST(Url, MayNameAFolderOrAServerWhereThatWillDo)
               "2 URL: must end in '/' for several files");
 }
 
-TEST(Url, TheFileNameIsTheLastPartDecoded)
+TEST(Url, TheFileNameIsTheDecodedLastPart)
 {
     EXPECT_EQ(url_file_name(url_parse("ftp://host/dir/a%20b")), "a b");
     EXPECT_EQ(url_file_name(url_parse("ftp://host/f")), "f");
     EXPECT_EQ(url_file_name(url_parse("ftp://host//tmp/f")), "f");
 }
 
-TEST(Url, AnEncodedNameIsDecodedToItself)
+TEST(Url, DecodingReversesEncoding)
 {
     const std::string name = "a b%#?\xC3\xA9;c=d@e,f+g~h-i_j.k\n";
     EXPECT_EQ(url_encoded(name), "a%20b%25%23%3F%C3%A9%3Bc=d@e,f+g~h-i_j.k%0A");
     EXPECT_EQ(url_parse("ftp://h/" + url_encoded(name)).path, name);
 }
 
-TEST(Proxy, HasADefaultPortAndMayHaveItsSchemeAndAUser)
+TEST(Proxy, HasADefaultPortAndMayHaveASchemeAndAUser)
 {
     const struct {
         const char *text;

@@ -8,7 +8,7 @@ using testing::ContainsRegex;
 namespace
 {
 
-// Answers with the state, but not while `is_away`: then it closes the connection without a word.
+// Replies with the state, but while `is_away` only closes the connection.
 fake_daemon::answer_t absent_while(const std::shared_ptr<std::atomic<bool>> &is_away,
                                    const job_script &script)
 {
@@ -45,16 +45,16 @@ TEST(Watch, PrintsALineForEachChange)
     EXPECT_EQ(outcome.err, "");
 }
 
-TEST(Watch, EndsWhenItsTimeIsOver)
+TEST(Watch, EndsAtItsTimeLimit)
 {
-    played play(script_of({idle()}), {"watch", "--timeout", "4"}); // by then it has asked
+    played play(script_of({idle()}), {"watch", "--timeout", "4"}); // long enough for a first reply
     EXPECT_EQ(play.outcome.status, 0);
     EXPECT_THAT(play.outcome.out,
                 MatchesRegex("....-..-.. ..:..:.. idle, no job since the daemon started\n"));
     EXPECT_EQ(played(script_of({idle()}), {"watch", "--timeout", "4", "--exec", "exit 7"}).outcome.status, 9);
 }
 
-TEST(Watch, ADaemonThatNeverAnswersIsAFailureAtTheEndOfTheTime)
+TEST(Watch, ADaemonThatNeverAnswersIsAFailureAtTheTimeLimit)
 {
     fake_daemon daemon([](const message_t &) { return fake_daemon::HANG; });
     const outcome_t outcome = run({"watch", "--socket", daemon.path(), "--timeout", "0.3"});
@@ -63,7 +63,7 @@ TEST(Watch, ADaemonThatNeverAnswersIsAFailureAtTheEndOfTheTime)
     EXPECT_THAT(outcome.err, HasSubstr("ftpctl: "));
 }
 
-TEST(Watch, GoesOnOverADaemonThatGoesAndComesBack)
+TEST(Watch, ContinuesWhenTheDaemonStopsAndReturns)
 {
     const auto is_away = std::make_shared<std::atomic<bool>>(false);
     fake_daemon daemon(absent_while(is_away, script_of({running(2, 100, 40)})));
@@ -71,7 +71,7 @@ TEST(Watch, GoesOnOverADaemonThatGoesAndComesBack)
     ASSERT_TRUE(watching.has_printed("running: upload"));
     *is_away = true;
     ASSERT_TRUE(watching.has_printed("daemon gone, "));
-    ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, daemon.commands().size() + 3)) << "it stopped asking";
+    ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, daemon.commands().size() + 3)) << "no more requests";
     *is_away = false;
     ASSERT_TRUE(watching.has_printed("running: upload", 2));
     watching.signal(SIGTERM);
@@ -83,7 +83,7 @@ TEST(Watch, GoesOnOverADaemonThatGoesAndComesBack)
     EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 4) << outcome.out;
 }
 
-TEST(Watch, RunsTheCommandForEachChangeAlsoWhenTheDaemonGoesAndComesBack)
+TEST(Watch, RunsTheCommandForEachChangeAndWhenTheDaemonStopsAndReturns)
 {
     const auto is_away = std::make_shared<std::atomic<bool>>(false);
     fake_daemon daemon(
@@ -103,7 +103,7 @@ TEST(Watch, RunsTheCommandForEachChangeAlsoWhenTheDaemonGoesAndComesBack)
                            "state:0:upload:FTPCD_ERR_NETWORK\n");
 }
 
-TEST(Watch, AnAnswerThatMakesNoSenseIsToldWhenTheCommandsHaveRun)
+TEST(Watch, AnInvalidReplyIsReportedAfterTheCommandsHaveRun)
 {
     fake_daemon daemon(once(script_of({running(2, 100, 40)}), message_bytes(77, {1, 2, 3})));
     const outcome_t outcome =
@@ -113,7 +113,7 @@ TEST(Watch, AnAnswerThatMakesNoSenseIsToldWhenTheCommandsHaveRun)
     EXPECT_THAT(outcome.err, HasSubstr("ftpctl: "));
 }
 
-TEST(Watch, EndsAtOnceAtAnInterruptWhileNobodyAnswers)
+TEST(Watch, AnInterruptEndsItAtOnceThoughTheDaemonIsSilent)
 {
     fake_daemon daemon(once(script_of({idle()}), fake_daemon::HANG));
     program watching({"watch", "--socket", daemon.path()});
@@ -165,7 +165,7 @@ TEST(WatchPace, ShowsEachOtherChangeAtOnce)
     }
 }
 
-TEST(WatchPace, IgnoresElapsedTimeAndWhatIsNotSet)
+TEST(WatchPace, IgnoresElapsedTimeAndUnsetValues)
 {
     watch_pace pace;
     ftpclient_state_t state = upload(1, 10);

@@ -27,7 +27,7 @@ job_slot_t &slot_of(size_t engine)
 namespace
 {
 
-// What an earlier run has left there.
+// Clears what an earlier run has left.
 void clear_records()
 {
     if (scheduler_mutex(0) == nullptr)
@@ -77,7 +77,7 @@ size_t hash_of(const job_record_t &record)
 
 size_t memory() { return hash_of(record_of(0)) * 31 + hash_of(record_of(1)); }
 
-// The main thread's first critical section of a request, or of a check, is the step that counts.
+// The expectation takes its step in the first critical section of a request or check.
 void entered(int thread)
 {
     if (thread != 0)
@@ -112,7 +112,7 @@ size_t leaving(int thread)
     return hash_of(record);
 }
 
-// libcurl: the engine's own progress callback is called as often as the job takes.
+// libcurl's part: calls the engine's progress callback until the job ends.
 void transfer(curl_e_handle_t *handle)
 {
     const transfer_request_t &request = record_of(0).request;
@@ -144,7 +144,7 @@ void begin_run()
     scene_->engines[1].is_zixi = true;
 }
 
-// When the daemon has run to its end: is every worker of an engine that was asked joined or given up?
+// Checks that every worker of an engine that was asked was joined or detached.
 void end_run()
 {
     scene_->seen.stories.insert(scene_->story);

@@ -12,7 +12,7 @@ uint32_t expectation_t::starts(uint32_t job_kind, bool fails)
         running = unjoined = true;
         return 0;
     }
-    // A worker that was not joined is forgotten by the one engine; the other still joins and reports it.
+    // libcurl's engine detaches an unjoined worker; Zixi's still joins and reports it.
     if (!is_zixi)
         unjoined = false;
     result = 5;

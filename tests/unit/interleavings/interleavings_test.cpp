@@ -1,5 +1,5 @@
-// Start, finish, join and cancel in every order. What each script may lead to stands here in full: nothing
-// else must come of it, and everything must be reached.
+// Start, finish, join and cancel in every order. Each script has its complete list of stories: all of them
+// must be seen, and no other.
 #include "daemon.h"
 
 #include <gmock/gmock.h>
@@ -36,7 +36,7 @@ TEST(Interleavings, AFinishedJobIsAnnouncedOnce)
         expect_stories(tested);
 }
 
-// The second start finds the worker ended but not joined: both jobs are lost, and the third start is free.
+// The second start finds the worker ended but not joined: both jobs are lost, and a third start succeeds.
 TEST(Interleavings, AStartBetweenTheEndAndItsReportLosesBothJobsAndNoOther)
 {
     expect_stories({"dd", {"d0 !d0 d0 !d0", "d0 d3 !d0", "d0 d5"}});
@@ -49,7 +49,7 @@ TEST(Interleavings, AStartBetweenTheEndAndItsReportLosesBothJobsAndNoOther)
     expect_stories({"Dd.c", {"D0 d3 c0"}});
 }
 
-// Zixi's second start is refused as well, but its worker stays known: the notice tells of the refused start.
+// Zixi's second start is refused as well, but its worker is still joined: the notice is the refused start's.
 TEST(Interleavings, AZixiStartBetweenTheEndAndItsReportIsWhatIsAnnounced)
 {
     expect_stories({"zz", {"z0 !u0 z0 !u0", "z0 z3 !u0", "z0 z5 !u5"}});
@@ -60,7 +60,7 @@ TEST(Interleavings, AZixiStartBetweenTheEndAndItsReportIsWhatIsAnnounced)
                      "y0 z5 !u5 z0 !u0"}});
 }
 
-// c0: stopped. c2: too late, no job ran; when it comes between the end and its report, that report is lost.
+// c0: cancelled. c2: too late, no job ran; a cancel between a job's end and its report loses the report.
 TEST(Interleavings, ACancelledJobIsNotAnnounced)
 {
     for (const char *job : {"d", "u", "i"}) {
@@ -88,7 +88,7 @@ TEST(Interleavings, ACancelDoesNotReachTheNextJob)
     expect_stories({"zcz", {"z0 c0 z0 !u0", "z0 c2 z0 !u0", "z0 !u0 c2 z0 !u0"}});
 }
 
-// A job whose engine is no longer the active one is not asked for; it ends all the same.
+// A job of the inactive engine ends unreported.
 TEST(Interleavings, TheEnginesDoNotDisturbEachOther)
 {
     expect_stories({"dz", {"d0 !d0 z0 !u0", "d0 z0 !u0"}});

@@ -1,4 +1,4 @@
-// The ways a program can go on: those that were taken, and which is next.
+// The search through all ways in which a program can go on.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,12 @@
 class orders_t
 {
 public:
-    // A run begins: it takes the decisions of the last one again, up to the one that go_back has changed.
+    // Begins a run: it repeats the decisions of the last one up to the one that go_back has changed.
     void begin() { decided_ = 0; }
-    // Which of `choices` ways is taken now. -1 when `state`, a hash, has been seen before: all that can
-    // follow has been taken or will be, from there. -2 when a decision that is taken again has other choices.
+    // Returns which of `choices` ways to take. -1: `state`, a hash, was seen before; what can follow is or
+    // will be covered. -2: a repeated decision has other choices than before.
     int choose(size_t choices, const std::function<size_t()> &state);
-    // A run has ended: to the next way that was not taken. False when there is none.
+    // After a run: goes back to the next way not taken. False if there is none.
     bool go_back();
     size_t states() const { return seen_.size(); }
 
@@ -24,6 +24,6 @@ private:
         size_t chosen;
     };
     std::vector<decision_t> path_;
-    size_t decided_ = 0; // of this run
+    size_t decided_ = 0; // decisions in this run
     std::unordered_set<size_t> seen_;
 };

@@ -1,4 +1,4 @@
-// One script while it is run: what the played parts of the daemon's surroundings know of each other.
+// The state of a running script, shared by the fakes around the daemon.
 #pragma once
 
 #include "daemon.h"
@@ -9,9 +9,9 @@
 #include <vector>
 
 constexpr char ENDLESS_HOST[] = "endless";
-constexpr int SAMPLES = 2; // progress callbacks of a transfer that ends, and samples of a Zixi upload
+constexpr int SAMPLES = 2; // progress callbacks of a transfer, samples of a Zixi upload
 
-constexpr int NAPS_MAX = 17; // a cancel is patient for 15 and acts alike from then on
+constexpr int NAPS_MAX = 17; // a cancel waits for 15 naps and acts the same after each later one
 
 enum class phase_t { idle, request_read, request_served, check_due, checked };
 
@@ -24,9 +24,9 @@ struct scene_t {
     std::string story = {};
     size_t next = 0; // of the script
     int passes_without_workers = 0;
-    char request = '.'; // the letter that is being served
+    char request = '.'; // the request being served
     phase_t phase = phase_t::idle;
-    int naps = 0; // while that request is served, up to NAPS_MAX
+    int naps = 0; // during that request, NAPS_MAX at most
     bool abandoned = false;
     bool zixi_active = false;
     expectation_t engines[2] = {}; // libcurl's, Zixi's
@@ -34,11 +34,11 @@ struct scene_t {
     uint32_t expected_detail = 0;
     std::string expected_notice = {};
     std::string notice = {};
-    int joined_before = 0; // the check of this pass
+    int joined_before = 0; // at this pass's check
     bool joins = false;
 
     expectation_t &active() { return engines[zixi_active ? 1 : 0]; }
-    // Of the main loop.
+    // The main loop's place in the script.
     std::string position() const
     {
         return ' ' + std::to_string(next) + ' ' + std::to_string(passes_without_workers);
@@ -53,5 +53,5 @@ struct scene_t {
 
 extern scene_t *scene_;
 
-// Of libcurl's engine (0) or Zixi's (1), which are initialised in this order.
+// The slot of libcurl's engine (0) or Zixi's (1), which are initialised in this order.
 job_slot_t &slot_of(size_t engine);

@@ -26,7 +26,7 @@ namespace
 {
 
 constexpr int NOBODY = -1;
-constexpr size_t MOST_TURNS = 20000; // of one run: far more than any that ends
+constexpr size_t MOST_TURNS = 20000; // in one run; far more than any run needs
 
 struct mutex_t {
     int owner = NOBODY;
@@ -40,9 +40,9 @@ struct thread_t {
     pthread_t id = {};
     sem_t turn;
     state_t state = state_t::ready;
-    mutex_t *wanted = nullptr;             // of wants_lock
-    const thread_t *joined_with = nullptr; // of joins
-    size_t seen = 0;                       // a hash of where it is and what it saw
+    mutex_t *wanted = nullptr;             // in state wants_lock
+    const thread_t *joined_with = nullptr; // in state joins
+    size_t seen = 0;                       // a hash of its place and what it saw
     bool given_up = false;                 // joined or detached
     void *(*function)(void *) = nullptr;
     void *argument = nullptr;
@@ -53,14 +53,14 @@ struct thread_t {
     thread_t &operator=(const thread_t &) = delete;
 };
 
-// What outlives a run.
+// Kept between runs.
 const program_t *program_;
 orders_t orders_;
 std::vector<pthread_mutex_t *> mutexes_in_order_;
 
 // This run.
 bool running_;
-std::vector<std::unique_ptr<thread_t>> threads_; // 0 is the one that called
+std::vector<std::unique_ptr<thread_t>> threads_; // 0 is the caller of explore
 std::map<pthread_mutex_t *, mutex_t> mutexes_;
 bool exploring_;
 size_t turns_;
@@ -122,7 +122,7 @@ size_t fingerprint()
     return hash;
 }
 
-// The threads that can go on; the one whose turn it was comes first.
+// The threads that can go on, first the one whose turn it was.
 std::vector<size_t> candidates()
 {
     std::vector<size_t> found;
@@ -158,7 +158,7 @@ size_t decide()
     return exploring_ ? able[static_cast<size_t>(chosen)] : next_in_turn(able);
 }
 
-// The thread's turn may end here; it has said what it waits for.
+// Lets another thread go on, if it is chosen. The caller has set its own state.
 void pass_on()
 {
     const size_t next = decide();
@@ -174,12 +174,12 @@ void pass_on()
 void wait_as(state_t state)
 {
     self().state = state;
-    self().seen = mixed(self().seen, 1); // one step further, even when nothing has changed
+    self().seen = mixed(self().seen, 1); // another place, even if nothing has changed
     pass_on();
     self().state = state_t::ready;
 }
 
-// Before its turn it must not touch what others use: threads_ may be growing.
+// Until its turn a thread must not touch shared data: threads_ may be growing.
 void *run_thread(void *own)
 {
     auto *thread = static_cast<thread_t *>(own);
@@ -219,7 +219,7 @@ thread_t *find_thread(pthread_t id)
     return nullptr;
 }
 
-// NULL for a mutex that is not the engines'.
+// NULL for any mutex but the engines'.
 mutex_t *find_mutex(pthread_mutex_t *mutex)
 {
     const auto found = running_ && self_ != NOBODY ? mutexes_.find(mutex) : mutexes_.end();
@@ -256,7 +256,7 @@ int scheduler_joined_count() { return joined_count_; }
 int scheduler_detached_count() { return detached_count_; }
 void scheduler_fail_next_start(int error) { next_start_error_ = error; }
 
-// --- In the place of the C library's
+// --- Replacements for the C library's functions
 
 extern "C" {
 int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*function)(void *),
@@ -280,7 +280,7 @@ int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void 
     return 0;
 }
 
-// The real join is run_once's.
+// run_once makes the real join.
 int __wrap_pthread_join(pthread_t id, void **result)
 {
     if (self_ == NOBODY)

@@ -1,4 +1,4 @@
-// What the daemon stands on, played: the feeder library, the sleeps, and what must not be the machine's own.
+// Fakes of the feeder library, the sleeps, and calls that must not reach this machine.
 #include "platform/zixiFeeder.h"
 #include "scene.h"
 
@@ -35,7 +35,7 @@ int zixi_get_upload_progress(void *, uint64_t *sent, uint64_t *total, int *state
 
 int zixi_close_stream(void *) { return 0; }
 
-// --- Sleeps, and what else of the system must not be itself
+// --- Sleeps and other system calls
 
 extern "C" {
 int __wrap_usleep(useconds_t)

@@ -35,7 +35,7 @@ TEST_P(Cancel, ACancelWaitsUntilTheJobHasEnded)
 {
     start_and_hold();
     std::thread job([] {
-        while (naps_ < 100) // without anything to be done, it goes on waiting
+        while (naps_ < 100) // it goes on waiting
             std::this_thread::yield();
         sem_post(&may_end_);
     });

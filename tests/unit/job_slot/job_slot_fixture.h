@@ -12,7 +12,7 @@
 inline sem_t reached_;
 inline sem_t may_end_;
 
-// The work of a job: it lasts until let_go, or until it hears of a cancel.
+// The work of a job: lasts until let_go.
 inline void held(job_slot_t *slot)
 {
     sem_post(&reached_);
@@ -62,7 +62,7 @@ protected:
         EXPECT_EQ((std::vector{head.running, head.exec, head.result, head.cancel}),
                   (std::vector{running, exec, result, cancel}));
     }
-    // What a start without a worker logs after errno's line of its own, if any.
+    // What a start without a worker logs after the line with errno, if any.
     lines refusal(const std::string &text) const
     {
         lines expected{"error: m(5): " + text};

@@ -10,7 +10,7 @@ static const std::string NO_THREAD = "errno(11) Resource temporarily unavailable
 
 // --- Lock
 
-TEST_P(JobSlot, InitResetsTheHeadAndTheLockCanBeTakenTwice)
+TEST_P(JobSlot, InitResetsTheHeadAndMakesTheLockRecursive)
 {
     slot.record.module_info = {1, 2, 3, 4};
     slot.started = 1;
@@ -28,7 +28,7 @@ TEST_P(JobSlot, InitFailsWithoutARecursiveLock)
     EXPECT_EQ(logged(), lines{"error: m(1): pthread_mutexattr_settype(): 95\n"});
 }
 
-TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheScopeRunsOn)
+TEST_P(JobSlot, AFailedLockOrUnlockIsLoggedAndTheCodeRunsOn)
 {
     threads_.lock = EINVAL;
     job_store_result(&slot, FTPCD_ERR_TIMEOUT);
@@ -64,20 +64,20 @@ TEST_P(JobSlot, AStartCopiesTheRequestUpToResumeAndResetsTheFigures)
         slot.record.exec_info = {1, 2, 3, 4, 55, 6, 7, 8, 9};
         const transfer_request_t sent = request;
         start_and_hold(kind);
-        memset(&request, 'y', sizeof request); // the caller's again at once
+        memset(&request, 'y', sizeof request); // the caller may reuse it at once
         const job_record_t job = state();
         expect_head(1, kind, 0, 0);
         EXPECT_EQ(memcmp(&job.request, &sent, 2076), 0);
         EXPECT_EQ(job.request.resume, 0u);
         EXPECT_EQ(job.exec_info.total_size + job.exec_info.transferred_size + job.exec_info.elapsed_time, 0);
         EXPECT_EQ(job.exec_info.retry_count, 0u);
-        EXPECT_EQ(job.exec_info.zixi_error, 55u); // each engine's own affair
+        EXPECT_EQ(job.exec_info.zixi_error, 55u); // only the Zixi engine resets it
         let_go();
         EXPECT_EQ(job_finished(&slot), 0);
     }
 }
 
-TEST_P(JobSlot, WhatAStartDoesToTheRemoteFileDependsOnTheJob)
+TEST_P(JobSlot, AStartResetsTheRemoteFileAsItsKindRequires)
 {
     const remote_file_t known{0x01020301, 1, 500, 2024, 12, 31, 23, 59, 0x755, 0, 77};
     struct {
@@ -125,7 +125,7 @@ TEST_P(JobSlot, WithoutAThreadTheStartFailsWith5AndTheNextOneSucceeds)
     let_go();
 }
 
-TEST_P(JobSlot, AStartBeforeTheJoinIsRefusedAndTheWorkerForgottenOrKept)
+TEST_P(JobSlot, AStartBeforeTheJoinIsRefusedAndTheWorkerDetachedOrKept)
 {
     start_and_hold(JOB_DOWNLOAD);
     let_go();
@@ -156,7 +156,7 @@ TEST_P(JobSlot, AFinishedJobIsReportedOnceAndItsOutcomeKept)
     expect_head(0, JOB_DOWNLOAD, 16, 0);
 }
 
-TEST_P(JobSlot, AWorkerThatCannotBeJoinedIsLoggedAndGivenUp)
+TEST_P(JobSlot, AFailedJoinIsLoggedAndTheWorkerForgotten)
 {
     start_and_hold();
     let_go();

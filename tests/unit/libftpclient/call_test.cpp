@@ -13,12 +13,12 @@ protected:
     }
 };
 
-// Two uploads and the notices of both, as a program has them.
+// Two uploads and the notices of both in one program.
 TEST_F(Loop, TwoCallsAndTheNoticesInOneThread)
 {
     const std::string notice_path = files / "nm.sock";
     server.twist = [&](played_job_t &job, uint32_t, const transfer_request_t &) {
-        job.lasts_ms = 1500; // longer than a busy machine stalls: else nobody is sure whose job it was
+        job.lasts_ms = 1500; // longer than a busy machine stalls, or the outcome would be unsure
         job.when_done = [&] { announce(connected_to(notice_path), completion(NOTICE_UPLOAD_DONE, 0)); };
     };
     played_daemon daemon(played_daemon::REAL, server.plan());
@@ -30,7 +30,7 @@ TEST_F(Loop, TwoCallsAndTheNoticesInOneThread)
                         {ftpclient_call_fd(calls[1]), POLLIN, 0},
                         {ftpclient_notices_fd(notices), POLLIN, 0}};
     for (int told = 0; told < 2 || waiting[0].fd != -1 || waiting[1].fd != -1;) {
-        ASSERT_GE(poll(waiting, 3, 20000), 1) << "nothing happens any more";
+        ASSERT_GE(poll(waiting, 3, 20000), 1) << "nothing happens for 20 s";
         for (int i = 0; i < 2; i++) {
             if (waiting[i].revents != 0 && ftpclient_call_finish(calls[i]) != FTPCLIENT_PENDING)
                 waiting[i].fd = -1;
@@ -44,7 +44,7 @@ TEST_F(Loop, TwoCallsAndTheNoticesInOneThread)
     ftpclient_notices_close(notices);
 }
 
-// How often a call wakes its program until it is over.
+// How often a call wakes its program until its end.
 static int wakings_of(const call_holder &call)
 {
     int wakings = 0;
@@ -58,8 +58,8 @@ static int wakings_of(const call_holder &call)
     return wakings;
 }
 
-// Each look of a job needs a few wake-ups; a descriptor that is readable for nothing would give thousands.
-TEST_F(Loop, ACallWakesItsProgramRarely)
+// Asking for the state needs a few wake-ups; a descriptor that stays readable would cause thousands.
+TEST_F(Loop, ACallRarelyWakesItsProgram)
 {
     server.lasts_ms = 2000;
     played_daemon daemon(played_daemon::REAL, server.plan());
@@ -67,12 +67,12 @@ TEST_F(Loop, ACallWakesItsProgramRarely)
     EXPECT_LE(wakings_of(call), 300);
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_OK);
     const auto looks = daemon.commands().size();
-    EXPECT_LE(looks, 30u) << "one in each pass of the daemon";
+    EXPECT_LE(looks, 30u) << "one per pass of the daemon";
     EXPECT_GE(looks, 5u) << "progress is seen";
     const call_holder first(daemon.path(), FTPCLIENT_UPLOAD,
-                            request); // holds the turn: it is not gone on with
+                            request); // keeps the turn: nobody drives it
     const call_holder second(daemon.path(), FTPCLIENT_UPLOAD, request, 1000);
-    EXPECT_LE(wakings_of(second), 60) << "1 s, one try in 50 ms";
+    EXPECT_LE(wakings_of(second), 60) << "in 1 s, with one try per 50 ms";
     EXPECT_EQ(ftpclient_call_finish(second), FTPCLIENT_ERR_TIMEOUT);
 }
 
@@ -92,7 +92,7 @@ TEST_F(Loop, WhileTheDaemonIsSilentThereIsNothingToDo)
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_TIMEOUT);
 }
 
-TEST_F(Loop, AFinishedCallStaysReadableAndSaysTheSame)
+TEST_F(Loop, AFinishedCallStaysReadableAndKeepsItsResult)
 {
     server.lasts_ms = 100;
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
@@ -108,7 +108,7 @@ TEST_F(Loop, AFinishedCallStaysReadableAndSaysTheSame)
     }
 }
 
-TEST_F(Loop, ACallThatEndedWhenItBeganOrWasStoppedIsReadableAtOnce)
+TEST_F(Loop, ACallThatEndsAtItsBeginningOrByAStopIsReadableAtOnce)
 {
     const call_holder over(ftpclient_begin_ping, open_client(files / "no.sock"), 10000);
     EXPECT_TRUE(is_readable(ftpclient_call_fd(over)));
@@ -122,8 +122,8 @@ TEST_F(Loop, ACallThatEndedWhenItBeganOrWasStoppedIsReadableAtOnce)
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
 }
 
-// The phases of a resumed upload that first waits for its turn, in their order.
-TEST_F(Loop, ThePhasesComeInTheirOrder)
+// The phases of a resumed upload that first waits for its turn.
+TEST_F(Loop, ThePhasesComeInOrder)
 {
     server.size = 400;
     server.lasts_ms = 200;
@@ -163,5 +163,5 @@ TEST_F(Loop, ArgumentsAreChecked)
     EXPECT_EQ(ftpclient_call_outcome(call, &outcome, 151), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_outcome(call, nullptr, 152), FTPCLIENT_ERR_ARGUMENT);
     EXPECT_EQ(ftpclient_call_state(call, &state, sizeof state), FTPCLIENT_OK);
-    EXPECT_EQ(state.job, FTPCLIENT_NO_JOB) << "all zero before an answer";
+    EXPECT_EQ(state.job, FTPCLIENT_NO_JOB) << "all zero before a reply";
 }

@@ -1,5 +1,5 @@
-// Why a job failed, from the result, libcurl's code and the server's reply. The rows are what libcurl gives
-// in each situation.
+// Why a job failed, from the result, libcurl's code and the server's reply. The rows are libcurl's values in
+// each situation.
 #include "libftpclient/ftpclient.h"
 
 #include <curl/curl.h>
@@ -64,7 +64,7 @@ static const row_t FAILED_IN_THE_NETWORK[] = {
     {"no passive mode", CURLE_FTP_WEIRD_PASV_REPLY, FTP, 500, FTPCLIENT_CAUSE_OTHER},
 };
 
-TEST(Cause, IsWhatTheNetworksFailureTells)
+TEST(Cause, FollowsFromTheNetworkFailure)
 {
     for (const row_t &row : FAILED_IN_THE_NETWORK) {
         const ftpclient_progress_t progress = progress_of(row.curl_code, row.type, row.reply);
@@ -75,7 +75,7 @@ TEST(Cause, IsWhatTheNetworksFailureTells)
 TEST(Cause, AConnectionThatFailsLateMeansAnUnreachableHost)
 {
     ftpclient_progress_t progress = progress_of(CURLE_COULDNT_CONNECT, NO_REPLY, 0);
-    progress.elapsed_ms = 3100; // no route: the network gives up after some 3 s
+    progress.elapsed_ms = 3100; // no route: the kernel gives up after about 3 s
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_NETWORK, &progress), FTPCLIENT_CAUSE_UNREACHABLE);
 }
 
@@ -83,13 +83,13 @@ TEST(Cause, ATimeoutBelongsToTheConnectionOrToTheTransfer)
 {
     ftpclient_progress_t progress = progress_of(CURLE_ABORTED_BY_CALLBACK, NO_REPLY, 0);
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_TIMEOUT, &progress), FTPCLIENT_CAUSE_UNREACHABLE);
-    progress.transferred_bytes = 1; // over SFTP there is no reply code
+    progress.transferred_bytes = 1; // SFTP has no reply code
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_TIMEOUT, &progress), FTPCLIENT_CAUSE_STALLED);
     progress = progress_of(CURLE_ABORTED_BY_CALLBACK, FTP, 150);
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_TIMEOUT, &progress), FTPCLIENT_CAUSE_STALLED);
 }
 
-TEST(Cause, OtherResultsHaveNoMorePreciseCause)
+TEST(Cause, OtherResultsHaveTheCauseOther)
 {
     const ftpclient_progress_t misleading = progress_of(CURLE_LOGIN_DENIED, FTP, 530);
     EXPECT_EQ(ftpclient_cause_of(FTPCLIENT_RESULT_NONE, &misleading), FTPCLIENT_CAUSE_NONE);
@@ -102,7 +102,7 @@ TEST(Cause, OtherResultsHaveNoMorePreciseCause)
     EXPECT_EQ(ftpclient_cause_of(99, &misleading), FTPCLIENT_CAUSE_OTHER);
 }
 
-// A Zixi job keeps the curl code of a job before it.
+// A Zixi job keeps the curl code of an earlier job.
 TEST(Cause, OfAZixiJobIsNotReadFromLibcurl)
 {
     const ftpclient_progress_t progress = progress_of(CURLE_LOGIN_DENIED, ZIXI, 530);

@@ -11,7 +11,7 @@
 #include <poll.h>
 #include <string>
 
-// What a test owns of the library's.
+// Owns an object of the library.
 template <typename T, void (*GIVE_BACK)(T *)> class owner
 {
 public:
@@ -32,7 +32,7 @@ struct open_client : owner<ftpclient_t, ftpclient_close> {
     }
 };
 
-// A job must have these three: each request of a test begins with them.
+// The three values that a job must have; each request of a test begins with them.
 constexpr struct {
     size_t at;
     const char *text;
@@ -52,7 +52,7 @@ struct request_holder : owner<ftpclient_request_t, ftpclient_request_free> {
 struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
     call_holder(const std::string &socket_path, int job, ftpclient_request_t *request, int timeout_ms = 30000)
     {
-        const open_client client(socket_path); // closed before the call is over: that must not matter
+        const open_client client(socket_path); // closed before the call ends, which must not matter
         EXPECT_EQ(ftpclient_begin_run(client, job, request, timeout_ms, &made_), FTPCLIENT_OK);
     }
     call_holder(int (*begin)(const ftpclient_t *, int, ftpclient_call_t **), const ftpclient_t *client,
@@ -61,7 +61,7 @@ struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
         EXPECT_EQ(begin(client, timeout_ms, &made_), FTPCLIENT_OK);
     }
 
-    // Goes on as an event loop does, until `is_enough` or the end: what finish said last.
+    // Drives the call as an event loop does until `is_enough` or the end; returns the last result of finish.
     int go_on(const std::function<bool()> &is_enough) const
     {
         for (;;) {
@@ -69,7 +69,7 @@ struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
             if (result != FTPCLIENT_PENDING || is_enough())
                 return result;
             pollfd waiting = {ftpclient_call_fd(made_), POLLIN, 0};
-            EXPECT_EQ(poll(&waiting, 1, 30000), 1) << "nothing wakes it";
+            EXPECT_EQ(poll(&waiting, 1, 30000), 1) << "the call does not wake";
         }
     }
     int go_on_to(int phase) const
@@ -98,7 +98,7 @@ struct call_holder : owner<ftpclient_call_t, ftpclient_call_free> {
     }
 };
 
-// A structure of a later header, which is larger: `fill` is given it and its size, and must not write beyond.
+// A larger structure, of a later header. `fill` gets it and its size and must not write beyond.
 template <typename T> T filled_as_later(const std::function<int(T *, size_t)> &fill)
 {
     struct {
@@ -114,7 +114,7 @@ template <typename T> T filled_as_later(const std::function<int(T *, size_t)> &f
     return wide.known;
 }
 
-// The 2080 bytes that an upload with the request sends.
+// The 2080 bytes that an upload with this request sends.
 inline bytes_t sent(ftpclient_request_t *request)
 {
     fake_daemon daemon(script_of({idle()}));

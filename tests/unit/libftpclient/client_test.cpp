@@ -1,4 +1,4 @@
-// A client: how it is made, and what its calls ask of their arguments.
+// How a client is created, and how its calls check their arguments.
 #include "client_support.h"
 
 using testing::ElementsAre;
@@ -31,7 +31,7 @@ TEST(Open, DoesNotConnect)
     EXPECT_EQ(ftpclient_open("/x", nullptr), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Open, APathIsRefusedAtTheSizeOfAnAddressAndNotBefore)
+TEST(Open, APathIsRefusedFromTheSizeOfAnAddressOn)
 {
     ftpclient_t *client = nullptr;
     EXPECT_EQ(ftpclient_connect(("/" + std::string(106, 'x')).c_str(), 1000, &client),
@@ -56,7 +56,7 @@ TEST(Client, ArgumentsAreChecked)
     EXPECT_EQ(ftpclient_cancel(nullptr, 1000), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Client, AFailureLeavesTheOutputsAlone)
+TEST(Client, AFailureLeavesTheOutputsUnchanged)
 {
     const open_client client("/nonexistent/ftp.sock");
     int32_t last = -77;

@@ -1,5 +1,4 @@
-// Whose job a state shows. Times are milliseconds from the moment at which the start was queued; the daemon's
-// passes are 100 ms.
+// Whose job a state shows. Times are in ms since the start was queued; a pass of the daemon takes 100 ms.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -30,7 +29,7 @@ struct seen_t {
 struct case_t {
     std::string name;
     int64_t expected_bytes;
-    std::vector<seen_t> seen; // one after the other
+    std::vector<seen_t> seen; // in order
 };
 
 constexpr int64_t UNKNOWN = FTPCLIENT_UNKNOWN;
@@ -57,7 +56,7 @@ TEST_P(Evidence, IsJudged)
     }
 }
 
-// What contradicts is another's, however closely it follows.
+// A contradiction means another program's job, however closely it follows.
 static const case_t CONTRADICTIONS[] = {
     {"AnotherKind", 1000, {{1, 100, state_of(FTPCLIENT_DOWNLOAD, 1000, 10, 90), FTPC_FOREIGN, true}}},
     {"AnotherKindOfSameAge", UNKNOWN, {{1, 100, state_of(FTPCLIENT_FILE_INFO, 0, 0, 90), FTPC_FOREIGN}}},
@@ -89,7 +88,7 @@ static const case_t CONTRADICTIONS[] = {
      {{1, 100, state_of(UP, 0, 0, 90), FTPC_OWN}, {170, 200, state_of(UP, 1000, 0, 5), FTPC_OWN}}},
 };
 
-// Whether somebody else's request can have been served between two of ours.
+// Could another program's request have been served between two of ours?
 static const case_t GAPS[] = {
     {"EveryPass",
      1000,
@@ -105,10 +104,10 @@ static const case_t GAPS[] = {
      1000,
      {{1, 100, state_of(UP, 1000, 10, 90), FTPC_OWN},
       {170, 420, ended_of(UP, 1000, 1000, 150), FTPC_UNSURE}}},
-    {"RoomForAnotherButTooOldForIt", // another began 200 ms ago at most
+    {"RoomForAnotherButTheJobIsOlder", // another's began 200 ms ago at most
      1000,
      {{1, 100, state_of(UP, 1000, 10, 90), FTPC_OWN}, {170, 400, ended_of(UP, 1000, 1000, 380), FTPC_OWN}}},
-    {"RoomForAnotherThatIsAsOld",
+    {"RoomForAnotherAsOldAsTheJob",
      1000,
      {{1, 100, state_of(UP, 1000, 10, 90), FTPC_OWN},
       {1170, 1200, ended_of(UP, 1000, 1000, 900), FTPC_UNSURE}}},
@@ -119,7 +118,7 @@ static const case_t GAPS[] = {
      1000,
      {{1, 400, state_of(UP, 1000, 1, 100), FTPC_UNSURE},
       {470, 500, state_of(UP, 1000, 10, 200), FTPC_UNSURE}}},
-    // The job of our start may have failed at once and been noted in the pass that started it.
+    // Our job may have failed at once and been joined in the pass that started it.
     {"RoomForOneOtherAtTheStart", 1000, {{60, 280, ended_of(UP, 1000, 1000, 60), FTPC_UNSURE}}},
     {"RoomForOneOtherThatRunsAtTheStart", 1000, {{60, 280, state_of(UP, 1000, 10, 60), FTPC_UNSURE}}},
     {"AnEarlyStartOfAnotherWipedOurResult",
@@ -141,7 +140,7 @@ TEST(EvidenceFollows, OnlyWithoutRoomForAnother)
         {{T0 + 170, T0 + 200, 0}, 1},
         {{T0 + 170, T0 + 310, 0}, 0},
         {{T0 + 170, T0 + 400, 0}, 0},
-        {{T0 + 101, T0 + 4000, 1}, 1}, // queued right behind the one before it
+        {{T0 + 101, T0 + 4000, 1}, 1}, // queued directly behind the first
     };
     for (const auto &c : cases) {
         ftpc_evidence_t evidence;

@@ -1,4 +1,4 @@
-// One request, one connection: framing, deadlines, and everything that a daemon may do wrong.
+// One request over one connection: framing, deadlines, and everything that a daemon may do wrong.
 #include "client_support.h"
 #include "process.h"
 
@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using testing::ElementsAre;
 
-// A function that asks the daemon, by its command. In two pieces each is the same.
+// The functions that ask the daemon, with their commands and replies.
 struct call_t {
     const char *name;
     uint32_t command;
@@ -37,7 +37,7 @@ static int in_pieces(ftpclient_t *client, int timeout_ms)
     return result;
 }
 
-// A run and a start begin with a look at the state.
+// A run and a start first ask for the state.
 static int start_upload(ftpclient_t *client, int timeout_ms)
 {
     const request_holder request(FTPCLIENT_FTP);
@@ -59,9 +59,9 @@ static const call_t ALL_CALLS[] = {
     {"start", COMMAND_GET_STATE, 72, start_upload},
     {"run", COMMAND_GET_STATE, 72, run_upload},
 };
-static const auto CALLS = std::span(ALL_CALLS).first<6>(); // that are one exchange
+static const auto CALLS = std::span(ALL_CALLS).first<6>(); // those of a single exchange
 
-// A socket of which the test does by itself what a daemon does.
+// A listening socket without a daemon: the test itself accepts and replies.
 struct bare_socket {
     temp_dir dir;
     std::string path = dir / "ftp.sock";
@@ -75,7 +75,7 @@ struct bare_socket {
     ~bare_socket() { close(fd); }
 };
 
-TEST(Exchange, ASocketOrAFolderThatMayNotBeUsedIsDenied)
+TEST(Exchange, AnInaccessibleSocketOrFolderIsDenied)
 {
     fake_daemon daemon(script_of({idle()}));
     const std::string folder = daemon.path().substr(0, daemon.path().rfind('/'));
@@ -94,11 +94,11 @@ TEST(Exchange, ASocketOrAFolderThatMayNotBeUsedIsDenied)
     EXPECT_THAT(daemon.commands(), ElementsAre());
 }
 
-TEST(Exchange, AQueueThatStaysFullOrADaemonThatDoesNotAnswerIsGivenUpInTime)
+TEST(Exchange, AFullQueueOrASilentDaemonIsGivenUpInTime)
 {
     const bare_socket full;
     ASSERT_EQ(listen(full.fd, 0), 0);
-    const int waiting = connected_to(full.path); // the one place in the queue
+    const int waiting = connected_to(full.path); // takes the only place in the queue
     fake_daemon silent([](const message_t &) { return fake_daemon::HANG; });
     for (const std::string &path : {full.path, silent.path()}) {
         const open_client client(path);
@@ -112,7 +112,7 @@ TEST(Exchange, AQueueThatStaysFullOrADaemonThatDoesNotAnswerIsGivenUpInTime)
     close(waiting);
 }
 
-TEST(Exchange, AQueueThatIsFullForAWhileIsWaitedFor)
+TEST(Exchange, AQueueThatIsFullForAWhileIsRetried)
 {
     const bare_socket full;
     ASSERT_EQ(listen(full.fd, 0), 0);
@@ -121,8 +121,8 @@ TEST(Exchange, AQueueThatIsFullForAWhileIsWaitedFor)
     const call_holder call(ftpclient_begin_ping, client, 20000);
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
     std::thread daemon([&] {
-        usleep(200000);                           // the call waits by then
-        close(accept(full.fd, nullptr, nullptr)); // now there is room
+        usleep(200000);                           // for the call to wait
+        close(accept(full.fd, nullptr, nullptr)); // makes room
         const int fd = accept(full.fd, nullptr, nullptr);
         message_header_t question;
         recv(fd, &question, sizeof question, MSG_WAITALL);
@@ -138,7 +138,7 @@ TEST(Exchange, AQueueThatIsFullForAWhileIsWaitedFor)
     close(first);
 }
 
-TEST(Exchange, HalfAnAnswerIsNoneAndOneOfAnotherCommandOrLengthMakesNoSense)
+TEST(Exchange, AnIncompleteReplyIsNoneAndAWrongCommandOrLengthIsInvalid)
 {
     for (const call_t &call : ALL_CALLS) {
         const bytes_t right = message_bytes(call.command, bytes_t(call.reply_bytes));
@@ -157,7 +157,7 @@ TEST(Exchange, HalfAnAnswerIsNoneAndOneOfAnotherCommandOrLengthMakesNoSense)
             {message_bytes(call.command, bytes_t(call.reply_bytes - 1)), FTPCLIENT_ERR_PROTOCOL},
             {message_bytes(call.command, bytes_t()), FTPCLIENT_ERR_PROTOCOL},
             {bytes_t(80, 0xFF), FTPCLIENT_ERR_PROTOCOL},
-            // An answer to no operation means that the request was not read.
+            // The reply to a no-operation means that the request was not read.
             {message_bytes(0, bytes_t(8)),
              call.command == COMMAND_NONE ? FTPCLIENT_OK : FTPCLIENT_ERR_UNREAD},
         };
@@ -169,7 +169,7 @@ TEST(Exchange, HalfAnAnswerIsNoneAndOneOfAnotherCommandOrLengthMakesNoSense)
     }
 }
 
-TEST(Exchange, SeveralThreadsMayUseOneClientWhichOutlivesTheDaemon)
+TEST(Exchange, SeveralThreadsMayShareAClientWhichOutlivesTheDaemon)
 {
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
@@ -196,7 +196,7 @@ TEST(Exchange, NoDescriptorIsLeftBehind)
     const auto before = open_descriptors();
     for (const call_t &call : ALL_CALLS)
         EXPECT_EQ(call.make(client, 10000), FTPCLIENT_ERR_DISCONNECTED) << call.name;
-    // The daemon's thread may still be closing its end.
+    // The daemon's thread may not have closed its end yet.
     for (int i = 0; i < 1000 && open_descriptors() != before; i++)
         usleep(1000);
     EXPECT_EQ(open_descriptors(), before);

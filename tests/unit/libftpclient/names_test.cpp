@@ -1,4 +1,4 @@
-// The library and the daemon on made-up strings: what the one refuses before it asks, the other refuses as
+// The library's check and the daemon's on generated strings: what the library refuses, the daemon refuses as
 // well.
 #include "ftp_clientd/request_check.h"
 #include "wire/wire.h"
@@ -69,9 +69,9 @@ struct case_t {
     std::string text;
 };
 
-// The library alone refuses what the daemon takes and a program hardly means: a path of the machine that is
-// not absolute, a missing one, a port or an escape in a host, and in front of a proxy's the scheme and the
-// login. A Zixi host, which the daemon hands on as it is, the library judges as any other.
+// Only the library refuses what the daemon accepts but a program hardly means: a missing or relative local
+// path, a port or an escape in a host, and a scheme or login before a proxy's host. It also checks a Zixi
+// host like any other; the daemon passes that on unchecked.
 bool is_the_librarys_own(const case_t &one)
 {
     const std::string &text = one.text;
@@ -90,7 +90,7 @@ bool is_the_librarys_own(const case_t &one)
     }
 }
 
-// Without the field that is tried.
+// Without the field under test.
 struct request_t {
     ftpclient_request_t *made = nullptr;
 
@@ -115,7 +115,7 @@ bool daemon_takes(const case_t &one, const void *body)
     return request_check(commands.at(one.job), body, sizeof(transfer_request_t)) != nullptr;
 }
 
-// The same request by a program that writes the text into its field as far as it fits.
+// The same request from a program that copies as much of the text into the field as fits.
 bool daemon_takes_unasked(const case_t &one)
 {
     const request_t request(one);
@@ -150,8 +150,8 @@ public:
                       : pick<int>({FTPCLIENT_DOWNLOAD, FTPCLIENT_UPLOAD, FTPCLIENT_FILE_INFO});
         one.which = pick<field>({REMOTE_PATH, LOCAL_PATH, HOST, USER, PASSWORD, PROXY, SAVE_PATH});
         if (one.which == LOCAL_PATH && one.job == FTPCLIENT_FILE_INFO)
-            one.job = FTPCLIENT_DOWNLOAD; // a look has no local file
-        // Neither has a meaning there; a look through a proxy is another refusal.
+            one.job = FTPCLIENT_DOWNLOAD; // a look-up has no local file
+        // Unused there; a look-up through a proxy is refused for another reason.
         const bool may_be_proxied = !is_zixi(one.protocol) && one.job != FTPCLIENT_FILE_INFO;
         if ((one.which == PROXY && !may_be_proxied) ||
             (one.which == SAVE_PATH && !has_identity(one.protocol)))
@@ -190,7 +190,7 @@ private:
 
 } // namespace
 
-TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndNothingElseButWhatIsItsOwn)
+TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndItsOwnListOnly)
 {
     made_up cases;
     int refused = 0;

@@ -44,7 +44,7 @@ static void send_from(int fd, const bytes_t &bytes)
     EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), ssize_t(bytes.size()));
 }
 
-TEST_F(Notices, TheEndOfAJobComesWithItsFigures)
+TEST_F(Notices, TheEndOfAJobHasItsFigures)
 {
     for (const uint8_t code : bytes_t{0, 1, 2}) {
         announce(connected_to(path), completion(code, 1, 16));
@@ -59,7 +59,7 @@ TEST_F(Notices, TheEndOfAJobComesWithItsFigures)
     EXPECT_EQ(notice.result, FTPCLIENT_RESULT_NONE);
 }
 
-TEST_F(Notices, TheDaemonsStartComesWithoutFigures)
+TEST_F(Notices, TheDaemonsStartHasNoFigures)
 {
     for (const auto &[bytes, result] :
          {std::pair{STARTED, 0}, {FAILED_START, int(FTPCLIENT_RESULT_INTERNAL)}}) {
@@ -71,7 +71,7 @@ TEST_F(Notices, TheDaemonsStartComesWithoutFigures)
     }
 }
 
-TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
+TEST_F(Notices, TheDescriptorIsReadableWhenThereIsSomethingToDo)
 {
     const auto before = steady_clock::now();
     EXPECT_FALSE(is_readable());
@@ -79,7 +79,7 @@ TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
     EXPECT_GE(steady_clock::now() - before, milliseconds(100));
     const int fd = connected_to(path);
     EXPECT_TRUE(is_readable());
-    EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT); // it has not said anything yet
+    EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT); // nothing was sent yet
     EXPECT_FALSE(is_readable());
     bytes_t bytes = completion(1, 0, 0);
     for (uint8_t byte : bytes) {
@@ -93,13 +93,13 @@ TEST_F(Notices, TheDescriptorTellsWhenThereIsSomethingToDo)
     EXPECT_EQ(receive(0), FTPCLIENT_OK);
     EXPECT_EQ(notice.code, FTPCLIENT_NOTICE_UPLOAD_DONE);
     EXPECT_FALSE(is_readable());
-    announce(connected_to(path), bytes); // and again for the next one
+    announce(connected_to(path), bytes); // the next notice
     EXPECT_TRUE(is_readable());
     EXPECT_EQ(receive(0), FTPCLIENT_OK);
     EXPECT_FALSE(is_readable());
 }
 
-TEST_F(Notices, OneThatWaitsBehindASlowSenderIsNotLost)
+TEST_F(Notices, OneBehindASlowSenderIsNotLost)
 {
     const int slow = connected_to(path);
     EXPECT_EQ(receive(0), FTPCLIENT_ERR_TIMEOUT);
@@ -113,7 +113,7 @@ TEST_F(Notices, OneThatWaitsBehindASlowSenderIsNotLost)
     EXPECT_EQ(notice.code, 2);
 }
 
-TEST_F(Notices, ASenderThatSaysNothingIsLeftAfterTenSeconds)
+TEST_F(Notices, ASilentSenderIsDroppedAfterTenSeconds)
 {
     const int silent = connected_to(path);
     announce(connected_to(path), completion(0, 0, 0));
@@ -126,7 +126,7 @@ TEST_F(Notices, ASenderThatSaysNothingIsLeftAfterTenSeconds)
     close(silent);
 }
 
-TEST_F(Notices, WhatIsNoNoticeOfTheDaemonIsDroppedAndTold)
+TEST_F(Notices, AnInvalidNoticeIsDroppedAndReported)
 {
     const bytes_t good = completion(0, 1, 16);
     const auto altered = [&](size_t at, uint8_t value) {
@@ -153,15 +153,15 @@ TEST_F(Notices, WhatIsNoNoticeOfTheDaemonIsDroppedAndTold)
         altered(4, 55),
         altered(4, 57),
         altered(5, 1),
-        completion(0, 1, 0),          // failed, but for no reason
-        completion(0, 1, 0x80000000), // a reason that no code is
+        completion(0, 1, 0),          // failed without a reason
+        completion(0, 1, 0x80000000), // an impossible reason
         bytes_t(512, 10),
     };
     for (const bytes_t &bytes : bad) {
         announce(connected_to(path), bytes);
         EXPECT_EQ(receive(), FTPCLIENT_ERR_PROTOCOL) << bytes.size() << " bytes";
     }
-    // More than any notice has: the sender may not even be able to say it all.
+    // More than any notice has; the sender may not be able to send it all.
     const int fd = connected_to(path);
     send(fd, bytes_t(100000, 10).data(), 100000, MSG_NOSIGNAL | MSG_DONTWAIT);
     EXPECT_EQ(receive(), FTPCLIENT_ERR_PROTOCOL);
@@ -190,7 +190,7 @@ TEST_F(Notices, ASecondReceiverIsRefusedAndDisturbsNothing)
     EXPECT_EQ(receive(), FTPCLIENT_OK);
 }
 
-TEST_F(Notices, TheSocketGoesWithTheReceiverUnlessAnotherReplacedIt)
+TEST_F(Notices, TheSocketIsRemovedWithTheReceiverUnlessAnotherReplacedIt)
 {
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
     ftpclient_notices_close(notices);

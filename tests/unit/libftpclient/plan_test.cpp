@@ -1,4 +1,4 @@
-// Uploads that are resumed or verified: which jobs they are made of, and when the remote file is right.
+// Uploads that are resumed or verified: their jobs, and when the remote file is right.
 #include "run_fixture.h"
 
 using testing::ElementsAreArray;
@@ -7,10 +7,10 @@ using quirk_t = std::function<void(played_server &)>;
 
 struct row_t {
     const char *name;
-    int64_t before; // bytes of the remote file; -1: there is none
+    int64_t before; // bytes of the remote file; -1: no file
     quirk_t quirk;  // of the server
     int result;
-    const char *jobs; // l: a look-up, with which a resumed upload begins, w: the whole file, a: an append
+    const char *jobs; // l: look-up, the first job of a resumed upload; w: the whole file; a: append
     int upload;
     int64_t remote_bytes;
     int verified;
@@ -41,7 +41,7 @@ class Upload : public Sizes, public testing::WithParamInterface<row_t>
 {
 };
 
-TEST_P(Upload, IsMadeOfItsJobs)
+TEST_P(Upload, RunsItsJobs)
 {
     const row_t &row = GetParam();
     const bool is_resumed = row.jobs[0] == 'l';
@@ -71,7 +71,7 @@ TEST_P(Upload, IsMadeOfItsJobs)
     }
 }
 
-// The upload of that number fails, and leaves a remote file of so many bytes.
+// Upload number `which` fails and leaves a remote file of `leaves` bytes.
 static quirk_t fails(int which, uint32_t result, uint32_t retries, int64_t leaves, bool misdirects = false)
 {
     return [=](played_server &server) {
@@ -122,13 +122,13 @@ constexpr int MENDED = FTPCLIENT_UPLOAD_MENDED;
 constexpr int64_t UNKNOWN = FTPCLIENT_UNKNOWN;
 
 static const row_t RESUMED[] = {
-    {"WithNothingThereTheWholeFileIsSent", -1, nullptr, OK, "lwl", WHOLE, 1000, 1},
+    {"WithoutARemoteFileAllIsSent", -1, nullptr, OK, "lwl", WHOLE, 1000, 1},
     {"AnEmptyRemoteFileIsNothing", 0, nullptr, OK, "lwl", WHOLE, 1000, 1},
-    {"WithAllThereNothingIsSent", 1000, nullptr, OK, "l", NOTHING, 1000, 1},
+    {"OfACompleteFileNothingIsSent", 1000, nullptr, OK, "l", NOTHING, 1000, 1},
     {"OnlyTheRestIsSent", 400, nullptr, OK, "lal", REST, 1000, 1},
     {"ALongerRemoteFileIsLeftAlone", 1001, nullptr, NO_RESUME, "l", NONE, 1001, 0},
     {"OneOfUnknownSizeIsLeftAlone", 400, tells_no_size, NO_RESUME, "l", NONE, UNKNOWN, 0},
-    {"WhatIsListedButNoFileIsLeftAlone", 400, lists_a_link, NO_RESUME, "l", NONE, UNKNOWN, 0},
+    {"AnythingButAFileIsLeftAlone", 400, lists_a_link, NO_RESUME, "l", NONE, UNKNOWN, 0},
     {"ALookUpThatFailsIsTheResult", 400, refuses_look_ups, NETWORK, "l", NONE, UNKNOWN, 0},
     // Some SFTP servers ignore the append flag.
     {"ARestThatWentElsewhereIsMended", 400, ignores_append, OK, "lalwl", MENDED, 1000, 1},
@@ -136,8 +136,8 @@ static const row_t RESUMED[] = {
     {"WhatStaysWrongIsAFailure", 400, too_long_by(7), DIFFERENT, "lalwl", MENDED, 1007, 0},
     {"AMendingThatFailsIsTheResult", 400, fails(2, NETWORK, 0, 100, true), NETWORK, "lalw", MENDED, 600, 0},
     {"AFailureWithoutARetryIsTheResult", 400, fails(1, NETWORK, 0, 700), NETWORK, "la", REST, 400, 0},
-    // A resumed upload that is tried again appends the file from its beginning; when that breaks before the
-    // file is too long, the size does not show it.
+    // A resumed upload that is retried appends the file from its beginning. If that breaks early, the size
+    // does not show it.
     {"ATooLongFileIsMended", 400, fails(1, NETWORK, 1, 1400), OK, "lalwl", MENDED, 1000, 1},
     {"OneByteTwiceIsMended", 400, fails(1, NETWORK, 3, 401), OK, "lalwl", MENDED, 1000, 1},
     {"SomeBytesTwiceAreMended", 400, fails(1, TIMEOUT, 3, 700), OK, "lalwl", MENDED, 1000, 1},
@@ -149,8 +149,8 @@ INSTANTIATE_TEST_SUITE_P(Resume, Upload, testing::ValuesIn(RESUMED), name_of);
 static const row_t VERIFIED[] = {
     {"TheSizeIsReadWhenTheUploadHasEnded", 400, nullptr, OK, "wl", WHOLE, 1000, 1},
     {"ADifferenceIsAFailure", -1, too_long_by(1), DIFFERENT, "wl", WHOLE, 1001, 0},
-    {"ASizeThatNobodyTellsIsNotVerified", -1, tells_no_size, DIFFERENT, "wl", WHOLE, UNKNOWN, 0},
-    {"AnUploadThatFailedIsNotLookedAt", -1, fails(1, NETWORK, 2, 100), NETWORK, "w", WHOLE, UNKNOWN, 0},
+    {"AnUnknownSizeIsNotVerified", -1, tells_no_size, DIFFERENT, "wl", WHOLE, UNKNOWN, 0},
+    {"AFailedUploadIsNotVerified", -1, fails(1, NETWORK, 2, 100), NETWORK, "w", WHOLE, UNKNOWN, 0},
     {"ALookUpThatFailsIsTheResult", -1, refuses_look_ups, NETWORK, "wl", WHOLE, UNKNOWN, 0},
 };
 INSTANTIATE_TEST_SUITE_P(Verify, Upload, testing::ValuesIn(VERIFIED), name_of);
@@ -166,7 +166,7 @@ protected:
     }
 };
 
-TEST_F(Resumed, AnEmptyLocalFileIsAllThereOnceItIsThere)
+TEST_F(Resumed, AnEmptyLocalFileIsCompleteOnceItExists)
 {
     server.size = -1;
     files.file("local", "");
@@ -176,7 +176,7 @@ TEST_F(Resumed, AnEmptyLocalFileIsAllThereOnceItIsThere)
     EXPECT_EQ(outcome.verified, 1);
 }
 
-TEST_F(Resumed, ProgressAndFailureAreThoseOfTheUploadNotOfItsLookUps)
+TEST_F(Resumed, ProgressAndFailureAreTheUploadsNotItsLookUps)
 {
     EXPECT_EQ(upload(), FTPCLIENT_OK);
     EXPECT_EQ(outcome.progress.total_bytes, 600);
@@ -187,10 +187,10 @@ TEST_F(Resumed, ProgressAndFailureAreThoseOfTheUploadNotOfItsLookUps)
     EXPECT_EQ(outcome.progress.retries, 3);
     refuses_look_ups(server);
     EXPECT_EQ(upload(), FTPCLIENT_RESULT_NETWORK);
-    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_LOGIN) << "the first one is the failure";
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_LOGIN) << "of the first failure";
 }
 
-TEST_F(Resumed, AFileThatGrowsBetweenLookUpAndUploadIsSentAsItIsThen)
+TEST_F(Resumed, AFileThatGrowsAfterTheLookUpIsSentWithTheNewBytes)
 {
     server.twist = [this](played_job_t &, uint32_t command, const transfer_request_t &) {
         if (command == COMMAND_DL_FILE_INFO)
@@ -202,9 +202,9 @@ TEST_F(Resumed, AFileThatGrowsBetweenLookUpAndUploadIsSentAsItIsThen)
     EXPECT_EQ(server.size, LOCAL_BYTES + 500);
 }
 
-TEST_F(Resumed, OneTurnIsHeldForAllOfIt)
+TEST_F(Resumed, OneTurnIsHeldForAllJobs)
 {
-    // All jobs behind each other in one pass of the daemon each: nobody who takes turns came between.
+    // One job directly after the other: no program that takes turns came between.
     server.ignores_append = true;
     EXPECT_EQ(upload(), FTPCLIENT_OK);
     EXPECT_THAT(daemon.commands(), ElementsAreArray({3, 5, 3, 6, 3, 2, 3, 3, 5, 3, 6, 3, 2, 3, 3, 5, 3, 6}));

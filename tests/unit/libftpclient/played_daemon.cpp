@@ -51,7 +51,7 @@ bytes_t played_daemon::answer_start(const message_t &message)
     return message_bytes(command, bytes_of(reply_t{code != 0, code}));
 }
 
-// As the engines do it: a job that has ended and was not noted is forgotten, and this start with it.
+// As the engines do: an unjoined job is forgotten, and this start refused.
 uint32_t played_daemon::start(uint32_t kind, const played_job_t &job)
 {
     if (info_.running != 0)
@@ -98,7 +98,7 @@ void played_daemon::end_job(uint32_t result)
         job_.when_done();
 }
 
-// The worker: what the job has come to by now.
+// The worker: brings the job up to the present time.
 void played_daemon::advance()
 {
     if (info_.running == 0)

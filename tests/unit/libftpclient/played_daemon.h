@@ -1,5 +1,5 @@
-// A daemon with one job slot and the rhythm of the real one: in each pass it serves one request, takes note
-// of a job that has ended, and pauses. What its jobs come to is the test's to say.
+// A daemon with one job slot and the rhythm of the real one: in each pass it serves one request, joins a job
+// that has ended, and pauses. The test decides the outcome of its jobs.
 #pragma once
 
 #include "fake_daemon.h"
@@ -7,19 +7,19 @@
 #include <atomic>
 #include <chrono>
 
-// What a start begins.
+// A job and its outcome.
 struct played_job_t {
-    uint32_t refused = 0; // what the start is refused with, whatever the job slot holds
+    uint32_t refused = 0; // if not 0, the start is refused with this code, whatever runs
     int lasts_ms = 0;
     double total = 0;        // bytes
-    double transferred = -1; // at the end; -1: all of them
+    double transferred = -1; // at the end; -1: all
     uint32_t result = 0;
     uint32_t curl_code = 0;
     uint32_t retries = 0;
     uint32_t response_code = 0;      // of FTP
     bool moves = true;               // while it runs
-    double transferred_at_once = 0;  // and then nothing moves
-    remote_file_t found = {};        // by a file-information job
+    double transferred_at_once = 0;  // if nothing moves afterwards
+    remote_file_t found = {};        // by file information
     std::function<void()> when_done; // on the server
 };
 
@@ -27,18 +27,18 @@ class played_daemon : public daemon_socket
 {
 public:
     enum rhythm_t { REAL, AT_ONCE };
-    // Called with the command and the request of each start.
+    // Called for each start.
     using plan_t = std::function<played_job_t(uint32_t, const transfer_request_t &)>;
-    // Called before each pass with what was served so far: another program. True: the pass was its.
+    // Another program: called before each pass with the commands served so far. True: it used the pass.
     using stranger_t = std::function<bool(played_daemon &, const std::vector<uint32_t> &served)>;
 
     explicit played_daemon(rhythm_t rhythm, plan_t plan, stranger_t stranger = nullptr);
     ~played_daemon() { stop(); }
 
-    // From now on it takes requests and answers none.
+    // Accepts requests from now on but never replies.
     void fall_silent() { silent_ = true; }
 
-    // For the stranger: the daemon's own calls.
+    // For the stranger.
     uint32_t start(uint32_t kind, const played_job_t &job);
     uint32_t cancel();
     void let_job_end(); // now

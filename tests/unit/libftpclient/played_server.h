@@ -1,4 +1,4 @@
-// The server behind a played daemon: one remote file, and what jobs do to it.
+// The server behind a played daemon: one remote file and how jobs change it.
 #pragma once
 
 #include "played_daemon.h"
@@ -6,11 +6,11 @@
 #include <sys/stat.h>
 
 struct played_server {
-    int64_t size = -1;           // of the remote file; -1: there is none
-    bool is_link = false;        // listed, but not as a file
+    int64_t size = -1;           // of the remote file; -1: no file
+    bool is_link = false;        // listed as a link
     bool tells_size = true;      // in its listings
-    bool ignores_append = false; // writes the rest over the beginning, as some SFTP servers do
-    int64_t too_much = 0;        // bytes by which each upload comes out too long
+    bool ignores_append = false; // overwrites the beginning, as some SFTP servers do
+    int64_t too_much = 0;        // bytes added to each upload
     int lasts_ms = 0;            // each upload and download
     std::function<void(played_job_t &, uint32_t command, const transfer_request_t &)> twist;
 

@@ -1,17 +1,17 @@
-// Programs beside the test: processes that take turns on command.
+// Child processes that take turns on command.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <sys/types.h>
 
-// Runs `body` in a process of its own; returns its exit status, -1 when a signal ended it.
+// Runs `body` in a child process; returns its exit status, or -1 if a signal ended it.
 int in_process(const std::function<int()> &body);
 
-// The same without the rights of root, where the test has them.
+// The same without root's rights.
 int without_rights(const std::function<int()> &body);
 
-// A process that takes turns at `path`, one step for each call here.
+// A process that takes turns at `path`, one step for each call.
 class turn_taker
 {
 public:
@@ -23,10 +23,10 @@ public:
     int open() const; // the errno of ftpc_turn_open()
     bool tries() const;
     void gives_back() const;
-    void bears_child() const;   // one that inherits every descriptor and outlives what its parent gives back
-    bool lives_on_file() const; // 1: its descriptor is open
+    void bears_child() const;   // the child inherits every descriptor and outlives gives_back()
+    bool lives_on_file() const; // its descriptor is open
 
-    void is_killed(); // kill -9, over when this returns
+    void is_killed(); // by SIGKILL; waits for its end
 
 private:
     pid_t pid_ = -1;

@@ -1,16 +1,16 @@
-// What the calls make of the records that the daemon sends.
+// How the calls interpret the daemon's records.
 #include "client_support.h"
 
 #include <cmath>
 
-TEST(Open, ThePathsAreTheDaemons)
+TEST(Open, ThePathsAreTheDaemonsOwn)
 {
     EXPECT_STREQ(FTPCLIENT_CONTROL_SOCKET, CONTROL_SOCKET_PATH);
     EXPECT_STREQ(FTPCLIENT_CONTROL_SOCKET FTPCLIENT_TURN_SUFFIX, CONTROL_TURN_PATH);
     EXPECT_STREQ(FTPCLIENT_NOTICE_SOCKET, NETWORK_MANAGER_SOCKET_PATH);
 }
 
-TEST(Ping, TellsWhatTheLastStartGave)
+TEST(Ping, ReturnsTheResultOfTheLastStart)
 {
     job_script script = script_of({idle()});
     script.started = {0, FTPCD_ERR_BUSY};
@@ -22,7 +22,7 @@ TEST(Ping, TellsWhatTheLastStartGave)
     EXPECT_EQ(ftpclient_ping(client, nullptr, 10000), FTPCLIENT_OK);
 }
 
-TEST(Poll, GivesEveryMemberOfTheState)
+TEST(Poll, ReturnsEveryMemberOfTheState)
 {
     state_reply_t told = {};
     told.module_info = {1, 2, 16, 1};
@@ -95,7 +95,7 @@ static ftpclient_file_info_t info_from(const remote_file_t &told)
     return outcome.file;
 }
 
-TEST(FileInfo, GivesEveryMember)
+TEST(FileInfo, ReturnsEveryMember)
 {
     const auto info = info_from({1, 1, 5000000000, 2012, 12, 31, 23, 59, 0x755, 1, 0xAAAAAAAA});
     const int64_t modified_s = 1356998340; // date -u -d '2012-12-31 23:59' +%s
@@ -120,7 +120,7 @@ TEST(FileInfo, ValuesMissingInTheListingAreUnknown)
     EXPECT_EQ(without_time.hour, FTPCLIENT_UNKNOWN);
 }
 
-TEST(FileInfo, ModificationTimesAreThoseOfTheCalendar)
+TEST(FileInfo, ModificationTimesAreSecondsSince1970)
 {
     const struct {
         int32_t year, month, day, hour, minute;

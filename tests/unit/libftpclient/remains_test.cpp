@@ -1,7 +1,7 @@
-// What an upload that did not come to its end has left on the server, and what is told of it.
+// What an unfinished upload has left on the server, as its outcome reports it.
 #include "run_fixture.h"
 
-// What a stopped append leaves: a beginning, as long as the daemon has not tried it again.
+// A stopped append leaves the file's beginning unless the daemon has retried it.
 class Append : public run_fixture
 {
 protected:
@@ -31,14 +31,14 @@ protected:
     }
 };
 
-TEST_F(Append, ThatIsStoppedCanBeResumedWithoutARetryAndNotWithOne)
+TEST_F(Append, ThatIsStoppedCanBeResumedUnlessItWasRetried)
 {
     for (const uint32_t retries : {0u, 1u, 4u}) {
         append_lasts(retries);
         server.size = BEGUN;
         const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
         ASSERT_EQ(call.go_on([&] { return is_appending(call); }), FTPCLIENT_PENDING);
-        EXPECT_EQ(call.outcome().may_be_spoiled, 1) << "while its end is not seen";
+        EXPECT_EQ(call.outcome().may_be_spoiled, 1) << "its end is not known yet";
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
         EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
         EXPECT_EQ(call.outcome().resumed_bytes, BEGUN);
@@ -46,7 +46,7 @@ TEST_F(Append, ThatIsStoppedCanBeResumedWithoutARetryAndNotWithOne)
     }
 }
 
-TEST_F(Append, EndedByALimitIsReportedInTheSameWay)
+TEST_F(Append, EndedByALimitIsReportedLikeAStoppedOne)
 {
     ASSERT_EQ(ftpclient_request_set_silence(request, 1000), FTPCLIENT_OK);
     for (const uint32_t retries : {0u, 1u}) {
@@ -58,7 +58,7 @@ TEST_F(Append, EndedByALimitIsReportedInTheSameWay)
     }
 }
 
-TEST_F(Append, WhoseEndIsNotObservedMayHaveSpoiledTheFile)
+TEST_F(Append, WithoutAKnownEndMayHaveSpoiledTheFile)
 {
     append_lasts(0);
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
@@ -79,8 +79,8 @@ TEST_F(Append, ThatIsStoppedBeforeItBeginsHasSentNothing)
     EXPECT_EQ(call.outcome().may_be_spoiled, 0);
 }
 
-// Until the first byte of the whole file is sent, the spoiled one is still there.
-TEST_F(Append, WhoseMendingSendsNothingLeavesTheFileSpoiled)
+// The spoiled file stays until the first byte of the whole file is sent.
+TEST_F(Append, WithARepairThatSendsNothingLeavesTheFileSpoiled)
 {
     for (const double sent : {0.0, 100.0}) {
         server.size = BEGUN;
@@ -110,12 +110,12 @@ TEST_F(Append, ThatFailedWithRetriesMayHaveSpoiledTheFileWhenItsLookUpFails)
         job.retries = command == COMMAND_UPLOAD ? 2 : 0;
     };
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK);
-    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_BROKEN) << "of the upload, not of the look-up behind it";
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_BROKEN) << "of the upload, not of the look-up after it";
     EXPECT_EQ(outcome.progress.retries, 2);
     EXPECT_EQ(outcome.may_be_spoiled, 1);
 }
 
-// The wire does not tell a full disk behind SFTP from other failures: what has arrived is told at least.
+// An SFTP server's full disk looks like other failures, so the outcome has the remote file's size.
 class SftpFailure : public run_fixture
 {
 protected:
@@ -135,7 +135,7 @@ protected:
     }
 };
 
-TEST_F(SftpFailure, TellsWhatHasArrived)
+TEST_F(SftpFailure, ReportsWhatHasArrived)
 {
     fail(false);
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK);
@@ -147,7 +147,7 @@ TEST_F(SftpFailure, TellsWhatHasArrived)
     EXPECT_EQ(outcome.verified, 0);
 }
 
-TEST_F(SftpFailure, OfAnAppendIsNotMended)
+TEST_F(SftpFailure, OfAnAppendIsNotRepaired)
 {
     server.size = 200;
     fail(false);
@@ -167,7 +167,7 @@ TEST_F(SftpFailure, StaysTheResultWhenTheLookFails)
     EXPECT_EQ(outcome.progress.curl_code, int32_t(CURL_SSH));
 }
 
-TEST_F(SftpFailure, IsNotLookedAtThroughAProxy)
+TEST_F(SftpFailure, MakesNoLookUpThroughAProxy)
 {
     fail(false);
     ASSERT_EQ(ftpclient_request_set_proxy(request, "gate", 8080), FTPCLIENT_OK);

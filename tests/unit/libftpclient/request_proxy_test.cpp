@@ -1,7 +1,7 @@
-// The proxy's login, which travels with its host.
+// The proxy's login, which is part of its host.
 #include "client_support.h"
 
-TEST(ProxyLogin, TravelsInUrlEscapesInFrontOfTheHost)
+TEST(ProxyLogin, IsSentUrlEncodedBeforeTheHost)
 {
     const struct {
         const char *user;
@@ -17,9 +17,9 @@ TEST(ProxyLogin, TravelsInUrlEscapesInFrontOfTheHost)
         {"\xC3\xBC", "\r\n\x7f", "%C3%BC:%0D%0A%7F@proxy"},
     };
     for (const auto &c : cases) {
-        request_holder before(FTPCLIENT_FTP); // the order of the two calls does not matter
+        request_holder before(FTPCLIENT_FTP); // the calls in the other order
         EXPECT_EQ(ftpclient_request_set_proxy_login(before, c.user, c.password), FTPCLIENT_OK);
-        EXPECT_EQ(text_at(sent(before), 1292), "") << "without a proxy there is no login";
+        EXPECT_EQ(text_at(sent(before), 1292), "") << "no login without a proxy";
         EXPECT_EQ(ftpclient_request_set_proxy(before, "proxy", 3128), FTPCLIENT_OK);
         EXPECT_EQ(text_at(sent(before), 1292), c.expected);
         request_holder after(FTPCLIENT_FTP);
@@ -35,7 +35,7 @@ TEST(ProxyLogin, TravelsInUrlEscapesInFrontOfTheHost)
     }
 }
 
-TEST(ProxyLogin, MayTakeAllTheRoomThatTheHostLeaves)
+TEST(ProxyLogin, MayFillTheRoomThatTheHostLeaves)
 {
     for (const size_t host_length : {size_t(1), size_t(10), size_t(200)}) {
         SCOPED_TRACE(host_length);
@@ -52,13 +52,13 @@ TEST(ProxyLogin, MayTakeAllTheRoomThatTheHostLeaves)
         EXPECT_EQ(ftpclient_request_set_proxy_login(request, std::string(5000, '%').c_str(), "x"),
                   FTPCLIENT_ERR_TOO_LONG);
         EXPECT_EQ(ftpclient_request_set_proxy(request, (host + "h").c_str(), 1), FTPCLIENT_ERR_TOO_LONG);
-        EXPECT_EQ(sent(request), before) << "a refusal leaves the request as it was";
+        EXPECT_EQ(sent(request), before) << "a refusal must not change the request";
         EXPECT_EQ(ftpclient_request_set_proxy_login(request, "", ""), FTPCLIENT_OK);
         EXPECT_EQ(text_at(sent(request), 1292), host);
     }
 }
 
-TEST(ProxyLogin, AnEscapedCharacterTakesThree)
+TEST(ProxyLogin, AnEscapedCharacterCountsAsThree)
 {
     request_holder request(FTPCLIENT_FTP);
     ASSERT_EQ(ftpclient_request_set_proxy(request, "h", 3128), FTPCLIENT_OK);

@@ -4,13 +4,13 @@
 
 using set_text_t = int (*)(ftpclient_request_t *, const char *);
 
-// One string of a request: how it is set and where it goes.
+// One string of a request: its setter and its field.
 struct text_case_t {
     const char *name;
     int protocol;
     size_t at;
-    size_t size; // of its field, with the terminator
-    char first;  // the string is this and then 'x'
+    size_t size; // of the field, with the terminator
+    char first;  // of the test's string, followed by 'x'
     set_text_t set;
 };
 
@@ -37,7 +37,7 @@ static const text_case_t TEXTS[] = {
     {"identity file", FTPCLIENT_SFTP, 1817, 259, '/', ftpclient_request_set_save_path},
 };
 
-TEST(Request, AStringThatFitsIsSentWholeAndOneByteMoreIsRefused)
+TEST(Request, AStringOfMaximumLengthIsSentWholeAndALongerOneRefused)
 {
     for (const text_case_t &text : TEXTS) {
         SCOPED_TRACE(text.name);
@@ -56,7 +56,7 @@ TEST(Request, AStringThatFitsIsSentWholeAndOneByteMoreIsRefused)
         EXPECT_EQ(text.set(request, nullptr), FTPCLIENT_ERR_ARGUMENT);
         EXPECT_EQ(ftpclient_request_complaint(request), text.name + std::string(": is missing"));
         EXPECT_EQ(text.set(nullptr, fits.c_str()), FTPCLIENT_ERR_ARGUMENT);
-        EXPECT_EQ(sent(request), before) << "a refusal leaves the request as it was";
+        EXPECT_EQ(sent(request), before) << "a refusal must not change the request";
         ASSERT_EQ(text.set(request, std::string(2, text.first).c_str()), FTPCLIENT_OK);
         const bytes_t shorter = sent(request);
         for (size_t i = 2; i < text.size; i++)
@@ -64,7 +64,7 @@ TEST(Request, AStringThatFitsIsSentWholeAndOneByteMoreIsRefused)
     }
 }
 
-TEST(Request, WhatWouldChangeAStringsMeaningIsRefused)
+TEST(Request, CharactersThatChangeAStringsMeaningAreRefused)
 {
     const auto set_remote = ftpclient_request_set_remote_path;
     const auto set_save = ftpclient_request_set_save_path;
@@ -110,7 +110,7 @@ TEST(Request, WhatWouldChangeAStringsMeaningIsRefused)
     }
 }
 
-TEST(Request, ALoginIsSetWholeOrNotAtAll)
+TEST(Request, ALoginIsSetCompletelyOrNotAtAll)
 {
     request_holder request(FTPCLIENT_FTP);
     ASSERT_EQ(ftpclient_request_set_login(request, "anna", "secret"), FTPCLIENT_OK);
@@ -142,7 +142,7 @@ TEST(Request, ANewOneIsPassiveAndOtherwiseEmpty)
     EXPECT_EQ(ftpclient_request_new(0, nullptr), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Request, NumbersGoWhereTheyBelong)
+TEST(Request, NumbersAreStoredAtTheirPlaces)
 {
     request_holder request(FTPCLIENT_FTP);
     EXPECT_EQ(ftpclient_request_set_server(request, "h", 65535), FTPCLIENT_OK);
@@ -181,7 +181,7 @@ TEST(Request, OverwriteIsTheOppositeOfTheLastWord)
     EXPECT_EQ(word_at(sent(zixi), 2076), 0u);
 }
 
-TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSizeAndClearedLeavesNothing)
+TEST(Request, APinHasItsProtocolsKindAndSizeAndClearingItLeavesNothing)
 {
     const uint8_t digest[21] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
     const struct {
@@ -202,7 +202,7 @@ TEST(Request, APinIsOfTheProtocolsKindAndTheKindsSizeAndClearedLeavesNothing)
         {FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_PIN_SHA1, digest, 21, FTPCLIENT_ERR_ARGUMENT},
         {FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_PIN_MD5, digest, 16, FTPCLIENT_ERR_ARGUMENT},
         {FTPCLIENT_FTP, FTPCLIENT_PIN_SHA1, digest, 20, FTPCLIENT_ERR_ARGUMENT},
-        // It fits no server: what learns an identity and tells the server nothing.
+        // It matches no server: for reading a server's identity without sending it anything.
         {FTPCLIENT_SFTP, FTPCLIENT_PIN_MD5, nullptr, 0, FTPCLIENT_OK},
         {FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_PIN_SHA1, nullptr, 0, FTPCLIENT_OK},
         {FTPCLIENT_SFTP, FTPCLIENT_PIN_NONE, digest, 16, FTPCLIENT_ERR_ARGUMENT},
@@ -234,7 +234,7 @@ TEST(Request, EachRefusalHasAReasonOfItsOwn)
     const struct {
         ftpclient_request_t *request;
         std::function<int(ftpclient_request_t *)> set;
-        const char *about; // the complaint begins with it
+        const char *about; // start of the complaint
     } cases[] = {
         {ftp, [](auto *r) { return ftpclient_request_set_remote_path(r, "a#b"); },
          "remote path: must not hold '#'"},

@@ -36,7 +36,7 @@ protected:
     {
         return size_t(std::ranges::count(daemon.commands(), command));
     }
-    // A job of a program that takes no turns runs already.
+    // Another program that takes no turns has a job running.
     static played_daemon::stranger_t busy_for(int lasts_ms)
     {
         return [lasts_ms, was_begun = false](played_daemon &daemon, const auto &) mutable {

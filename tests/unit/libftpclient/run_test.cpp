@@ -1,4 +1,4 @@
-// Whole jobs that nobody disturbs, in the daemon's real rhythm and with one that answers at once.
+// Whole undisturbed jobs, with the daemon's real rhythm and with one that replies at once.
 #include "run_fixture.h"
 
 using testing::ElementsAreArray;
@@ -58,12 +58,12 @@ TEST_P(Run, FileInformation)
     EXPECT_EQ(outcome.remote_bytes, FTPCLIENT_UNKNOWN);
     EXPECT_EQ(daemon.starts(), 1u);
     server.size = -1;
-    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK) << "a file that does not exist is no failure";
+    EXPECT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK) << "a missing file is not a failure";
     EXPECT_EQ(outcome.file.looked_up, 1);
     EXPECT_EQ(outcome.file.exists, 0);
 }
 
-TEST_P(Run, JobsThatEndAtOnceAskNoMoreThanTheyMust)
+TEST_P(Run, JobsThatEndAtOnceSendNoUnneededRequests)
 {
     server.size = 77;
     played_daemon daemon(GetParam(), server.plan());
@@ -73,7 +73,7 @@ TEST_P(Run, JobsThatEndAtOnceAskNoMoreThanTheyMust)
     EXPECT_EQ(outcome.progress.total_bytes, 77);
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK);
     EXPECT_EQ(server.size, LOCAL_BYTES);
-    // A look at the daemon, then the start: with its first look at once, and with what a look-up found.
+    // The state, then the start together with a request for the state and, for a look-up, for the file.
     EXPECT_THAT(daemon.commands(), ElementsAreArray({3, 5, 3, 6, 3, 1, 3, 3, 2, 3}));
 }
 
@@ -95,10 +95,10 @@ TEST_P(Run, AFailureIsTheJobsResultWithItsCause)
         EXPECT_EQ(outcome.jobs, 1);
         EXPECT_EQ(outcome.file.exists, 0);
     }
-    EXPECT_EQ(daemon.starts(), 3u) << "a failure that is known is not tried again";
+    EXPECT_EQ(daemon.starts(), 3u) << "a known failure is not repeated";
 }
 
-TEST_P(Run, RequestAndClientMayBeFreedOnceItHasBegunAndARequestBeUsedAgain)
+TEST_P(Run, RequestAndClientMayBeFreedAfterTheBeginAndARequestReused)
 {
     played_daemon daemon(GetParam(), server.plan());
     auto own = std::make_unique<request_holder>(FTPCLIENT_FTP);
@@ -116,14 +116,14 @@ TEST_P(Run, RequestAndClientMayBeFreedOnceItHasBegunAndARequestBeUsedAgain)
 
 using RunOnce = run_fixture;
 
-TEST_F(RunOnce, TheTurnIsHeldFromTheFirstLookToTheLast)
+TEST_F(RunOnce, TheTurnIsHeldFromTheFirstRequestToTheLast)
 {
     server.size = 77;
     int held = 0;
     int free = 0;
     auto look = [&](played_daemon &daemon, const std::vector<uint32_t> &) {
         if (!std::filesystem::exists(daemon.turn_path()))
-            return false; // nobody has come yet
+            return false; // no other program has come yet
         pollfd unused = {};
         poll(&unused, 0, 1);
         (turn_holder(daemon) ? free : held)++;
@@ -132,13 +132,13 @@ TEST_F(RunOnce, TheTurnIsHeldFromTheFirstLookToTheLast)
     {
         played_daemon daemon(played_daemon::AT_ONCE, server.plan(), look);
         ASSERT_EQ(run(daemon, FTPCLIENT_FILE_INFO), FTPCLIENT_OK);
-        EXPECT_TRUE(turn_holder(daemon)) << "it was given back";
+        EXPECT_TRUE(turn_holder(daemon)) << "it was released";
     }
     EXPECT_EQ(held, 4);
     EXPECT_EQ(free, 0);
 }
 
-TEST_F(RunOnce, TheOutcomeMayBeLeftOutOrOfALaterHeader)
+TEST_F(RunOnce, TheOutcomeMayBeNullOrOfALaterHeader)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const open_client client(daemon.path());
@@ -152,7 +152,7 @@ TEST_F(RunOnce, TheOutcomeMayBeLeftOutOrOfALaterHeader)
     EXPECT_EQ(daemon.starts(), starts);
 }
 
-// Why a local file cannot be used is known to an outcome alone.
+// Only an outcome says why a local file cannot be used.
 TEST_F(RunOnce, AMissingLocalFileIsACauseOfItsOwn)
 {
     played_daemon daemon(played_daemon::REAL, server.plan());
@@ -165,10 +165,10 @@ TEST_F(RunOnce, AMissingLocalFileIsACauseOfItsOwn)
     };
     ASSERT_EQ(ftpclient_request_set_local_path(request, local.c_str()), FTPCLIENT_OK);
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_LOCAL_READ);
-    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_OTHER) << "it is there";
+    EXPECT_EQ(outcome.cause, FTPCLIENT_CAUSE_OTHER) << "the file exists";
 }
 
-TEST_F(RunOnce, AFileThatGrowsWhileItIsSentIsAsLongAsTheDaemonFoundIt)
+TEST_F(RunOnce, AFileThatGrowsMeanwhileHasTheLengthThatTheDaemonFound)
 {
     server.lasts_ms = 200;
     server.twist = [this](played_job_t &, uint32_t command, const transfer_request_t &) {
@@ -177,13 +177,13 @@ TEST_F(RunOnce, AFileThatGrowsWhileItIsSentIsAsLongAsTheDaemonFoundIt)
     };
     ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << "what was there at the start has arrived";
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << "all that existed at the start has arrived";
     EXPECT_EQ(outcome.local_bytes, LOCAL_BYTES);
     EXPECT_EQ(outcome.remote_bytes, LOCAL_BYTES);
     EXPECT_EQ(outcome.verified, 1);
 }
 
-TEST_F(RunOnce, AZixiUploadIsAsLongAsTheDaemonFoundTheFile)
+TEST_F(RunOnce, AZixiUploadHasTheLengthThatTheDaemonFound)
 {
     const request_holder zixi(FTPCLIENT_ZIXI_4);
     ASSERT_EQ(ftpclient_request_set_local_path(zixi, local.c_str()), FTPCLIENT_OK);

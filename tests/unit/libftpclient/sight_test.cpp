@@ -1,4 +1,4 @@
-// Whether the daemon sees a path as this program does, from the mounts of both.
+// Whether the daemon sees the same file at a path as this program, judged by the mounts of both.
 #include "process.h"
 #include "temp_dir.h"
 
@@ -16,7 +16,7 @@ extern "C" {
 namespace
 {
 
-// The device's mounts, as every program without a view of its own sees them.
+// The device's mounts as in every program without its own namespace.
 const std::string SHARED = "27 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
                            "22 27 0:21 / /proc rw - proc proc rw\n"
                            "30 27 254:1 / /data rw - ext4 /dev/vdb rw\n";
@@ -33,7 +33,7 @@ struct view_t {
         std::string there = daemons;
         return ftpc_sight_compare(here.data(), there.data(), path.c_str(), writes);
     }
-    // What a mount of the daemon's alone at `point` makes of the file.
+    // The verdict on the file with this mount in the daemon's namespace only.
     int with(const std::string &line, int writes = 0)
     {
         daemons = SHARED + line + "\n";
@@ -59,9 +59,9 @@ TEST(Sight, IsOtherWhereTheDaemonHasItsOwnFolder)
     EXPECT_EQ(view.with("40 27 254:0 /tmp/private/tmp " + view.folder() + " rw - ext4 /dev/vda rw"),
               FTPC_SIGHT_OTHER);
     EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + " ro - tmpfs tmpfs ro"), FTPC_SIGHT_OTHER);
-    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_OTHER) << "where it is to be written";
+    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_OTHER) << "for writing";
     EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + "x rw - tmpfs tmpfs rw"), FTPC_SIGHT_CLEAR)
-        << "another folder, whose name begins alike";
+        << "another folder with the same prefix";
 }
 
 TEST(Sight, IsOtherWhereThisProgramHasItsOwnFolder)
@@ -77,24 +77,24 @@ TEST(Sight, IsClearWhereTheSameFolderIsMountedOnItself)
     view_t view;
     const std::string same = "40 27 254:0 " + view.folder() + " " + view.folder();
     EXPECT_EQ(view.with(same + " rw - ext4 /dev/vda rw", 1), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 0), FTPC_SIGHT_CLEAR) << "to be read";
+    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 0), FTPC_SIGHT_CLEAR) << "for reading";
     EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 1), FTPC_SIGHT_READ_ONLY);
     EXPECT_EQ(view.with(same + " rw shared:3 master:1 - ext4 /dev/vda ro,x=1", 1), FTPC_SIGHT_READ_ONLY)
-        << "the whole file system is";
+        << "the whole file system";
 }
 
-TEST(Sight, CountsWhatIsMountedOnTopAlone)
+TEST(Sight, CountsOnlyTheTopmostMount)
 {
     view_t view;
     const std::string folder = view.folder();
     const std::string own_folder = "40 27 0:50 / " + folder + " rw - tmpfs tmpfs rw\n";
     EXPECT_EQ(view.with(own_folder + "41 40 254:0 " + folder + " " + folder + " rw - ext4 /dev/vda rw"),
               FTPC_SIGHT_CLEAR)
-        << "the shared one over the own";
+        << "shared over private";
     const std::string above = std::filesystem::path(folder).parent_path().string();
     EXPECT_EQ(view.with("41 27 254:0 " + above + " " + above + " rw - ext4 /dev/vda rw\n" + own_folder),
               FTPC_SIGHT_CLEAR)
-        << "the own one lies below what was mounted over it later";
+        << "private, but under a later mount";
 }
 
 TEST(Sight, ReadsNamesWithBlanks)
@@ -116,13 +116,13 @@ TEST(Sight, FollowsLinks)
     std::filesystem::create_symlink(view.files / "real/f", view.files / "links/f");
     EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_CLEAR);
     view.daemons = SHARED + "40 27 0:50 / " + (view.files / "real") + " rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "what the link leads to";
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "the link's target";
     view.daemons = SHARED + "40 27 0:50 / " + (view.files / "links") + " rw - tmpfs tmpfs rw\n";
     EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "the link";
     EXPECT_EQ(view.of(view.files / "links/../real/f"), FTPC_SIGHT_CLEAR);
 }
 
-TEST(Sight, IsClearWhereNothingIsKnown)
+TEST(Sight, IsClearWithoutInformation)
 {
     view_t view;
     for (const std::string &table :

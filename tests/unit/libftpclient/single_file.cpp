@@ -1,4 +1,4 @@
-// A program that has copied the library's two files: one upload, and what it sent.
+// A program with a copy of the library's two files: makes one upload and checks what it sent.
 #include "ftpclient.h" // the copy
 
 #include "fake_daemon.h"

@@ -1,7 +1,7 @@
 #!/bin/sh
 # single_file.sh SOURCE FOLDER
-# The library as two files that a project can copy: they compile alone and without a warning, as C11 and as C++17, by
-# both compilers, and each of the four runs a job.
+# The library as two files to copy: they compile alone and without a warning, as C11 and as C++17, with both compilers,
+# and each of the four programs runs a job.
 set -eu
 source=$1
 folder=$2
@@ -13,8 +13,8 @@ mkdir -p "$folder"
 ! grep -n '#include "' "$folder/ftpclient.c" | grep -v '"ftpclient.h"' || { echo "includes more" && exit 1; }
 ! grep -n '#include "' "$folder/ftpclient.h" || { echo "includes more" && exit 1; }
 
-# What travels is laid out by wire/ alone: each of its records is there, with what pins its members, and the library
-# has no offset of its own.
+# wire/ alone defines the layout of records: each of them must be there, with its pins, and the library must have no
+# offsets of its own.
 for header in control job_status notice result_codes transfer_request; do
     grep -E '^ *(WIRE_FIELD|WIRE_SIZE)\(|^typedef struct' "$source/wire/$header.h" >"$folder/pins" || continue
     grep -Fxv -f "$folder/ftpclient.c" "$folder/pins" && { echo "$header.h is not in it whole" && exit 1; }
@@ -30,7 +30,7 @@ compile() { # NAME COMPILER OPTION...
     name=$1
     shift
     echo "$name"
-    mkdir "$name" # alone: nothing else of the project is found
+    mkdir "$name" # holds nothing else of the project
     cp ftpclient.c ftpclient.h "$name"
     (cd "$name" && "$@" -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -O2 -c ftpclient.c -o ftpclient.o)
     g++ program.o daemon.o "$name/ftpclient.o" -pthread -o "$name/program"

@@ -1,4 +1,4 @@
-// The start of a job: refusals, what is no job, and other programs before it.
+// The start of a job: refusals, invalid jobs, and waiting for other programs.
 #include "run_fixture.h"
 
 using testing::ElementsAre;
@@ -11,7 +11,7 @@ protected:
         const open_client client(daemon.path());
         return ftpclient_start(client, job, request, timeout_ms);
     }
-    // The first starts are refused with these.
+    // Makes the daemon refuse the first starts with these codes.
     void refuse(std::deque<uint32_t> codes)
     {
         server.twist = [codes](played_job_t &job, uint32_t, const transfer_request_t &) mutable {
@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(Start, EachJobIsALookThenACommandWithTheRequestNeverResumedOrVerified)
+TEST_F(Start, SendsTheCommandAfterTheStateAndNeitherResumesNorVerifies)
 {
     ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
     ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);
@@ -38,12 +38,12 @@ TEST_F(Start, EachJobIsALookThenACommandWithTheRequestNeverResumedOrVerified)
         EXPECT_THAT(daemon.commands(), ElementsAre(3u, c.command));
         EXPECT_STREQ(daemon.requests().at(0).host, "needed.host");
         EXPECT_EQ(daemon.requests().at(0).resume, 0u);
-        EXPECT_TRUE(turn_holder(daemon)) << "its job is left alone";
+        EXPECT_TRUE(turn_holder(daemon)) << "its job keeps running";
     }
 }
 
-// Another program was faster (3), or its job had ended and was not noted yet (5).
-TEST_F(Start, ARefusalAfterAnIdleLookIsTriedAgainBehindAnotherLook)
+// Another program was faster (3), or its job had ended but was not joined yet (5).
+TEST_F(Start, ARefusalThoughTheDaemonWasIdleIsRetriedOnceItIsIdleAgain)
 {
     for (const std::deque<uint32_t> &codes :
          {std::deque<uint32_t>{3}, {5}, {3, 3, 3, 3, 3, 3}, {5, 5}, {5, 3, 5}}) {
@@ -77,7 +77,7 @@ TEST_F(Start, ARealRefusalIsTheDaemonsResult)
     }
 }
 
-TEST_F(Start, ARefusalWithoutAReasonMakesNoSense)
+TEST_F(Start, ARefusalWithoutAReasonIsInvalid)
 {
     for (const uint32_t code : {0u, 0x80000000u, 0xFFFFFFFFu}) {
         job_script script = script_of({idle()});
@@ -88,7 +88,7 @@ TEST_F(Start, ARefusalWithoutAReasonMakesNoSense)
     }
 }
 
-TEST_F(Start, AJobThatRunsIsWaitedFor)
+TEST_F(Start, WaitsForARunningJob)
 {
     played_daemon daemon(played_daemon::REAL, server.plan(), busy_for(500));
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
@@ -129,10 +129,10 @@ TEST_F(Start, WaitingForTheTurnHasALimit)
     EXPECT_THAT(daemon.commands(), ElementsAre());
     other.reset();
     ASSERT_EQ(ftpclient_request_set_turn_timeout(request, 0), FTPCLIENT_OK);
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << "a free turn needs no wait";
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << "a free turn is taken at once";
 }
 
-// The limit is one for the whole call: the turn, then the job of a program that takes none.
+// One limit covers the whole call: the wait for the turn, then for the job of a program that takes none.
 TEST_F(Start, TheLimitIsForAllWaitingTogether)
 {
     ASSERT_EQ(ftpclient_request_set_turn_timeout(request, 2000), FTPCLIENT_OK);
@@ -149,7 +149,7 @@ TEST_F(Start, TheLimitIsForAllWaitingTogether)
     EXPECT_LT(steady_clock::now() - behind, milliseconds(2000));
 }
 
-TEST_F(Start, WithoutATurnFileItGoesOnAndTellsWhy)
+TEST_F(Start, WithoutATurnFileItRunsAndReportsWhy)
 {
     played_daemon daemon(played_daemon::REAL, server.plan());
     for (const int error : {0, ELOOP}) {
@@ -162,7 +162,7 @@ TEST_F(Start, WithoutATurnFileItGoesOnAndTellsWhy)
     EXPECT_EQ(ftpclient_call_turn_error(nullptr), 0);
 }
 
-TEST_F(Start, WithoutADaemonNoTurnFileIsMade)
+TEST_F(Start, WithoutADaemonNoTurnFileIsCreated)
 {
     const open_client client(files / "ftp.sock");
     EXPECT_EQ(ftpclient_start(client, FTPCLIENT_UPLOAD, request, 10000), FTPCLIENT_ERR_NO_DAEMON);
@@ -193,7 +193,7 @@ TEST_F(Start, AnIncompleteRequestIsNotSent)
     EXPECT_THAT(daemon.commands(), ElementsAre(3u, 5u));
 }
 
-TEST_F(Start, WhatIsNoJobIsRefusedByEachFunction)
+TEST_F(Start, EachFunctionRefusesAnInvalidJob)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const open_client client(daemon.path());
@@ -222,8 +222,8 @@ TEST_F(Start, WhatIsNoJobIsRefusedByEachFunction)
     EXPECT_THAT(daemon.commands(), ElementsAre());
 }
 
-// A remote file's size cannot be asked for through a proxy; a start asks for none.
-TEST_F(Start, ThroughAProxyNoSizeIsAskedFor)
+// The daemon makes no look-ups through a proxy, and a start needs none.
+TEST_F(Start, ThroughAProxyNoSizeIsRequested)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const open_client client(daemon.path());

@@ -6,7 +6,7 @@ using testing::ElementsAre;
 class Stop : public run_fixture
 {
 protected:
-    // Until the daemon's job has ended, whosever it is.
+    // Waits until the daemon's job has ended, whoever started it.
     static ftpclient_state_t until_idle(const played_daemon &daemon)
     {
         const open_client other(daemon.path());
@@ -18,7 +18,7 @@ protected:
     }
 };
 
-TEST_F(Stop, WhileItWaitsForItsTurnItEndsAtOnce)
+TEST_F(Stop, EndsAWaitForTheTurnAtOnce)
 {
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     auto other = std::make_unique<turn_holder>(daemon);
@@ -35,7 +35,7 @@ TEST_F(Stop, WhileItWaitsForItsTurnItEndsAtOnce)
     EXPECT_TRUE(turn_holder(daemon));
 }
 
-TEST_F(Stop, WhileAnotherProgramsJobRunsThatIsLeftAlone)
+TEST_F(Stop, LeavesAnotherProgramsJobAlone)
 {
     played_daemon daemon(played_daemon::REAL, server.plan(), busy_for(60000));
     const call_holder call(daemon.path(), FTPCLIENT_UPLOAD, request);
@@ -63,8 +63,8 @@ TEST_F(Stop, ARunningJobIsCancelled)
         ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
         EXPECT_EQ(ftpclient_call_phase(call), c.phase);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
-        EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK) << "once more changes nothing";
-        if (c.rhythm == played_daemon::REAL) { // the other may have answered before anybody could look
+        EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK) << "a second stop changes nothing";
+        if (c.rhythm == played_daemon::REAL) { // AT_ONCE may be past this phase already
             EXPECT_EQ(call.go_on_to(FTPCLIENT_PHASE_STOPPING), FTPCLIENT_PENDING);
         }
         EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
@@ -76,7 +76,7 @@ TEST_F(Stop, ARunningJobIsCancelled)
     }
 }
 
-// What a look-up found is not asked for any more: without it there is no outcome, and nothing to go on with.
+// A stopped look-up no longer fetches what it found, so it has no outcome and a resume cannot continue.
 TEST_F(Stop, AJobThatEndedByItselfKeepsItsOwnOutcomeButALookUpIsCancelled)
 {
     const struct {
@@ -91,7 +91,7 @@ TEST_F(Stop, AJobThatEndedByItselfKeepsItsOwnOutcomeButALookUpIsCancelled)
     for (const auto &c : cases) {
         server.size = 400;
         server.twist = [&c](played_job_t &job, uint32_t, const transfer_request_t &) {
-            job.lasts_ms = 1500; // long against the time in which another could have come between
+            job.lasts_ms = 1500; // long enough to rule out another program's job
             job.result = c.result;
         };
         ASSERT_EQ(ftpclient_request_set_resume(request, c.resume), FTPCLIENT_OK);
@@ -109,7 +109,7 @@ TEST_F(Stop, AJobThatEndedByItselfKeepsItsOwnOutcomeButALookUpIsCancelled)
     }
 }
 
-// Ours has failed; before our cancel comes, another program's upload of the same size goes well.
+// Our job fails; before our cancel, another program's upload of the same size succeeds.
 TEST_F(Stop, AnotherProgramsSuccessIsNotOurs)
 {
     server.lasts_ms = 1000;
@@ -134,22 +134,22 @@ TEST_F(Stop, AnotherProgramsSuccessIsNotOurs)
     EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);
 }
 
-TEST_F(Stop, WhenTheTimeIsOverTheJobIsCancelled)
+TEST_F(Stop, AtTheTimeLimitTheJobIsCancelled)
 {
     server.lasts_ms = 60000;
     played_daemon daemon(played_daemon::REAL, server.plan());
     const auto before = steady_clock::now();
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 4000), FTPCLIENT_ERR_TIMEOUT); // by then it runs
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 4000), FTPCLIENT_ERR_TIMEOUT); // enough to start it
     EXPECT_GE(steady_clock::now() - before, milliseconds(4000));
     EXPECT_EQ(count(daemon, COMMAND_CANCEL), 1u);
     EXPECT_EQ(outcome.jobs, 1);
     EXPECT_EQ(outcome.progress.total_bytes, LOCAL_BYTES);
     EXPECT_EQ(until_idle(daemon).result, FTPCLIENT_RESULT_CANCELED);
-    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 0), FTPCLIENT_ERR_TIMEOUT) << "without time nothing begins";
+    EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD, 0), FTPCLIENT_ERR_TIMEOUT) << "no time to begin";
     EXPECT_EQ(daemon.starts(), 1u);
 }
 
-TEST_F(Stop, AJobInWhichNothingMovesIsCancelled)
+TEST_F(Stop, AJobWithoutMovementIsCancelled)
 {
     const auto before = steady_clock::now();
     const auto run_upload = [this](int lasts_ms, bool moves, int limit_ms, played_daemon::rhythm_t rhythm) {
@@ -165,11 +165,11 @@ TEST_F(Stop, AJobInWhichNothingMovesIsCancelled)
     };
     EXPECT_EQ(run_upload(60000, false, 400, played_daemon::REAL), FTPCLIENT_ERR_SILENT);
     EXPECT_GE(steady_clock::now() - before, milliseconds(400));
-    EXPECT_EQ(run_upload(4500, true, 3500, played_daemon::AT_ONCE), FTPCLIENT_OK) << "it moves";
-    EXPECT_EQ(run_upload(900, false, -1, played_daemon::AT_ONCE), FTPCLIENT_OK) << "silence without a limit";
+    EXPECT_EQ(run_upload(4500, true, 3500, played_daemon::AT_ONCE), FTPCLIENT_OK) << "bytes move";
+    EXPECT_EQ(run_upload(900, false, -1, played_daemon::AT_ONCE), FTPCLIENT_OK) << "no limit set";
 }
 
-TEST_F(Stop, ADaemonThatEndsInTheMiddleIsTold)
+TEST_F(Stop, ADaemonThatEndsDuringTheJobIsReported)
 {
     server.lasts_ms = 60000;
     for (const auto rhythm : {played_daemon::REAL, played_daemon::AT_ONCE}) {
@@ -186,7 +186,7 @@ TEST_F(Stop, ADaemonThatEndsInTheMiddleIsTold)
     }
 }
 
-TEST_F(Stop, ACallThatIsFreedGivesItsTurnBackAndLetsItsJobRun)
+TEST_F(Stop, FreeingACallReleasesItsTurnAndLetsItsJobRun)
 {
     server.lasts_ms = 60000;
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());

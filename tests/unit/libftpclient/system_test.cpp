@@ -1,4 +1,4 @@
-// System calls that do less than they were asked for, or nothing, and clocks that go on.
+// System calls that fail or do less than requested, and clocks that advance.
 #include "client_support.h"
 #include "wrapped.h"
 
@@ -43,7 +43,7 @@ TEST(System, ACallIsWipedBeforeItIsFreed)
     }
 }
 
-TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
+TEST(System, ShortAndInterruptedCallsAreContinued)
 {
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
@@ -61,7 +61,7 @@ TEST(System, ShortAndInterruptedCallsAreGoneOnWith)
     }
 }
 
-TEST(System, EachFailureIsToldWithItsErrno)
+TEST(System, EachFailureHasItsErrno)
 {
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
@@ -91,7 +91,7 @@ TEST(System, EachFailureIsToldWithItsErrno)
     }
 }
 
-TEST(System, AWaitThatFailsIsToldWithItsErrno)
+TEST(System, AFailedWaitHasItsErrno)
 {
     fake_daemon daemon(silence);
     const open_client client(daemon.path());
@@ -100,7 +100,7 @@ TEST(System, AWaitThatFailsIsToldWithItsErrno)
     EXPECT_EQ(errno, ENOMEM);
 }
 
-TEST(System, AReceiverOfNoticesThatCannotWaitOrListenToASenderTellsItsErrno)
+TEST(System, AReceiverOfNoticesThatCannotWaitReportsItsErrno)
 {
     const temp_dir dir;
     ftpclient_notices_t *notices = nullptr;
@@ -116,11 +116,11 @@ TEST(System, AReceiverOfNoticesThatCannotWaitOrListenToASenderTellsItsErrno)
         close(connected_to(dir / "nm.sock"));
     }
     EXPECT_EQ(ftpclient_notices_receive(notices, &notice, sizeof notice, 10000), FTPCLIENT_ERR_PROTOCOL)
-        << "the next sender is listened to";
+        << "the next sender is served";
     ftpclient_notices_close(notices);
 }
 
-TEST(System, ARunThatBreaksBehindItsFirstLookEndsWithTheErrno)
+TEST(System, ARunThatFailsAfterItsFirstRequestHasTheErrno)
 {
     const request_holder request(FTPCLIENT_FTP);
     for (const char *call_name : {"socket", "epoll_ctl"}) {
@@ -133,8 +133,8 @@ TEST(System, ARunThatBreaksBehindItsFirstLookEndsWithTheErrno)
     }
 }
 
-// What begins fails before there is a call, or its failure comes from finish, errno each time again.
-TEST(System, ACallThatCannotBeMadeIsNone)
+// A begin fails without creating a call, or the failure comes from finish, with errno each time.
+TEST(System, ACallThatCannotBeginIsNotCreated)
 {
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
@@ -174,10 +174,10 @@ TEST(System, ABrokenConnectionRaisesNoSignal)
     const open_client client(daemon.path());
     const with breakage({.shut_when_connected = true});
     EXPECT_EQ(ftpclient_ping(client, nullptr, 10000),
-              FTPCLIENT_ERR_DISCONNECTED); // SIGPIPE would end this test
+              FTPCLIENT_ERR_DISCONNECTED); // SIGPIPE would kill this test
 }
 
-TEST(System, WithoutMemoryNothingIsMade)
+TEST(System, WithoutMemoryNothingIsCreated)
 {
     auto *client = reinterpret_cast<ftpclient_t *>(1);
     auto *request = reinterpret_cast<ftpclient_request_t *>(1);
@@ -203,7 +203,7 @@ TEST(System, WithoutMemoryNothingIsMade)
     EXPECT_EQ(call, nullptr);
 }
 
-TEST(System, ARunIsNotAnsweredForTenSecondsAndAPingWithoutALimitForEver)
+TEST(System, ARunWaitsTenSecondsForAReplyAndAPingWithoutALimitForEver)
 {
     fake_daemon daemon(silence);
     const request_holder request(FTPCLIENT_FTP);
@@ -223,7 +223,7 @@ TEST(System, ARunIsNotAnsweredForTenSecondsAndAPingWithoutALimitForEver)
     }
 }
 
-// A job that does not even let itself be cancelled: ten seconds more, and the caller is told what it waited
+// If even the cancel does not return, the call ends after ten more seconds with the result that it waited
 // for.
 TEST(System, StoppingHasALimitToo)
 {
@@ -240,8 +240,8 @@ TEST(System, StoppingHasALimitToo)
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
 }
 
-// Turns where the kernel has no locks that belong to an open file (before Linux 3.15).
-TEST(OldKernel, TheTurnStillExcludes)
+// Turns without open file description locks (before Linux 3.15).
+TEST(OldKernel, TheTurnIsStillExclusive)
 {
     const temp_dir dir;
     const std::string path = dir / "ftp.sock.turn";
@@ -261,7 +261,7 @@ TEST(OldKernel, TheTurnStillExcludes)
         ftpc_turn_give_back(&second);
         ASSERT_EQ(ftpc_turn_open(&second, path.c_str()), 0);
     }
-    EXPECT_GT(refused_ofd_locks(), 0) << "the library asks for such locks where there are some";
+    EXPECT_GT(refused_ofd_locks(), 0) << "the library prefers such locks";
     ftpc_turn_give_back(&first);
     ftpc_turn_give_back(&second);
 }

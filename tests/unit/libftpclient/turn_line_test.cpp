@@ -1,4 +1,4 @@
-// The order in which those who wait get the turn.
+// The order in which waiting programs get the turn.
 #include "process.h"
 
 #include "temp_dir.h"
@@ -20,7 +20,7 @@ class Line : public testing::Test
 protected:
     temp_dir dir;
     std::string path = dir / "ftp.sock.turn";
-    std::vector<std::unique_ptr<turn_taker>> takers; // in the order of their arrival; the first has the turn
+    std::vector<std::unique_ptr<turn_taker>> takers; // in order of arrival; the first has the turn
 
     void arrive(int count)
     {
@@ -30,7 +30,7 @@ protected:
             EXPECT_EQ(takers.back()->tries(), takers.size() == 1);
         }
     }
-    // Everybody tries, those behind first: it must be the turn of nobody but the first.
+    // All try, the last ones first; only the first may get the turn.
     void expect_first_alone()
     {
         for (size_t i = takers.size(); i-- > 0;)
@@ -43,7 +43,7 @@ protected:
     }
 };
 
-TEST_F(Line, TheTurnGoesRoundInTheOrderOfArrival)
+TEST_F(Line, TheTurnIsGivenInTheOrderOfArrival)
 {
     arrive(5);
     while (takers.size() > 1) {
@@ -52,12 +52,12 @@ TEST_F(Line, TheTurnGoesRoundInTheOrderOfArrival)
     }
 }
 
-TEST_F(Line, ALaterProgramIsBehindAllThatWait)
+TEST_F(Line, ALaterProgramComesAfterAllThatWait)
 {
     arrive(3);
     for (int i = 0; i < 4; i++) {
         leave_first();
-        takers.push_back(std::make_unique<turn_taker>(path)); // while the turn is free, but two wait for it
+        takers.push_back(std::make_unique<turn_taker>(path)); // the turn is free, but two wait for it
         ASSERT_EQ(takers.back()->open(), 0);
         EXPECT_FALSE(takers.back()->tries());
         expect_first_alone();
@@ -79,7 +79,7 @@ TEST_F(Line, AProgramThatHadItsTurnGoesToTheEnd)
     EXPECT_TRUE(first->tries());
 }
 
-TEST_F(Line, WhoIsKilledOrStopsWaitingLeavesAGapThatIsSkipped)
+TEST_F(Line, AProgramThatIsKilledOrStopsWaitingIsSkipped)
 {
     for (const bool is_killed : {true, false}) {
         for (size_t gone = 0; gone < 4; gone++) {
@@ -100,9 +100,9 @@ TEST_F(Line, WhoIsKilledOrStopsWaitingLeavesAGapThatIsSkipped)
     }
 }
 
-// Many at once, for real: never two of them hold the turn, and all come to it. Turns belong to an open file,
-// so threads are to each other what processes are.
-TEST_F(Line, NeverTwoAtOnceInTheCrowd)
+// Many at once: never do two hold the turn, and all of them get it. Turns belong to an open file, so threads
+// exclude each other as processes do.
+TEST_F(Line, NeverTwoAtOnceHoldTheTurn)
 {
     enum { THREADS = 6, ROUNDS = 40 };
     std::atomic<int> inside = 0;
@@ -117,7 +117,7 @@ TEST_F(Line, NeverTwoAtOnceInTheCrowd)
                 while (!ftpc_turn_try(&turn))
                     usleep(100);
                 together += ++inside != 1;
-                usleep(50); // long enough for another to slip in
+                usleep(50); // gives others a chance to break in
                 inside--;
                 turns++;
                 ftpc_turn_give_back(&turn);

@@ -1,4 +1,4 @@
-// Who gets the turn: exclusion, and what may lie at the path of its file.
+// Exclusion by the turn, and what may exist at the path of its file.
 #include "process.h"
 
 #include "temp_dir.h"
@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(lstat(path.c_str(), &found), 0);
         return found;
     }
-    // What ftpc_turn_open() makes of what lies at the path; it must leave no descriptor behind.
+    // The errno of ftpc_turn_open() for what exists at the path; checks that no descriptor is left open.
     int opened() const
     {
         ftpc_turn_t turn = {};
@@ -46,7 +46,7 @@ protected:
     }
 };
 
-TEST_F(Turn, TheFileIsMadeEmptyForAllAndStays)
+TEST_F(Turn, TheFileIsCreatedEmptyForAllAndStays)
 {
     const mode_t before = umask(022);
     {
@@ -62,7 +62,7 @@ TEST_F(Turn, TheFileIsMadeEmptyForAllAndStays)
     EXPECT_EQ(made.st_size, 0);
 }
 
-TEST_F(Turn, AFileThatIsThereIsLeftAsItIs)
+TEST_F(Turn, AnExistingFileIsNotChanged)
 {
     dir.file("ftp.sock.turn", "something");
     ASSERT_EQ(chmod(path.c_str(), 0600), 0);
@@ -71,7 +71,7 @@ TEST_F(Turn, AFileThatIsThereIsLeftAsItIs)
     EXPECT_EQ(status().st_mode & 0777, 0600u);
 }
 
-TEST_F(Turn, AHolderThatUsesNoQueueExcludes)
+TEST_F(Turn, AHolderOutsideTheQueueExcludes)
 {
     turn_taker taker(path);
     ASSERT_EQ(taker.open(), 0);
@@ -101,7 +101,7 @@ TEST_F(Turn, AChildThatInheritsItsDescriptorDoesNotKeepIt)
     EXPECT_TRUE(other.tries());
 }
 
-TEST_F(Turn, AChildOfOneThatWaitedDoesNotKeepItsPlace)
+TEST_F(Turn, AChildOfAWaitingProgramDoesNotKeepItsPlace)
 {
     turn_taker holder(path);
     turn_taker parent(path);
@@ -125,7 +125,7 @@ TEST_F(Turn, IsNotInheritedByAProgram)
     ftpc_turn_give_back(&turn);
 }
 
-TEST_F(Turn, AFileThatMayOnlyBeReadStillExcludes)
+TEST_F(Turn, AReadOnlyFileStillExcludes)
 {
     let_all_in();
     turn_taker owner(path);
@@ -158,22 +158,22 @@ TEST_F(Turn, OnlyARegularFileCanBeOpened)
     ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
     EXPECT_NE(opened(), 0);
     ASSERT_EQ(rmdir(path.c_str()), 0);
-    ASSERT_EQ(mkfifo(path.c_str(), 0666), 0); // opening one to read would wait for a writer
+    ASSERT_EQ(mkfifo(path.c_str(), 0666), 0); // opening one for reading would block
     EXPECT_NE(opened(), 0);
 }
 
-TEST_F(Turn, WithoutRightsItIsTold)
+TEST_F(Turn, MissingRightsAreReported)
 {
     let_all_in();
     EXPECT_EQ(without_rights([this] { return opened(); }),
-              geteuid() == 0 ? EACCES : 0) // the owner of the folder has them after all
-        << "no file there, and none may be made";
+              geteuid() == 0 ? EACCES : 0) // another user than root owns the folder
+        << "no file, and no right to create one";
     dir.file("ftp.sock.turn", "");
     ASSERT_EQ(chmod(path.c_str(), 0), 0);
     EXPECT_EQ(without_rights([this] { return opened(); }), EACCES);
 }
 
-TEST_F(Turn, WithoutItsFolderItIsTold)
+TEST_F(Turn, AMissingFolderIsReported)
 {
     path = dir / "missing/ftp.sock.turn";
     EXPECT_EQ(opened(), ENOENT);

@@ -1,12 +1,12 @@
-// A program that takes no turns comes between: its job is never taken for ours.
+// A program that takes no turns interferes: its job must never be mistaken for ours.
 #include "run_fixture.h"
 
 class Stranger : public run_fixture
 {
 protected:
-    // It comes so many times: when our first look has shown that ours runs, that ends, is noted in a pass
-    // that the stranger keeps busy, as a look at the state does, and its own job follows in the next pass.
-    // Never between requests that are queued together: it would have to be in two places of the queue.
+    // Interferes `times` times: once we have seen our job run, the job ends and is joined in a pass that the
+    // stranger uses, and in the next pass the stranger starts its own. It never comes between requests that
+    // are queued together.
     static played_daemon::stranger_t comes(int times, uint32_t kind, const played_job_t &job)
     {
         return [=, left = times, begun = size_t(0)](played_daemon &daemon, const auto &served) mutable {
@@ -22,14 +22,14 @@ protected:
             return true;
         };
     }
-    // An upload as ours, which succeeds at once.
+    // An upload like ours that succeeds at once.
     static played_job_t good_upload(double bytes = LOCAL_BYTES)
     {
         played_job_t job;
         job.total = bytes;
         return job;
     }
-    // Ours ends with this result, by itself after many passes.
+    // Our job ends by itself with this result after many passes.
     void ours_ends_with(uint32_t result, bool moves = true)
     {
         server.lasts_ms = 1000;
@@ -42,10 +42,10 @@ protected:
 
 TEST_F(Stranger, ItsSuccessIsNotOurs)
 {
-    for (const bool moves : {true, false}) { // without progress nothing contradicts that it is ours
+    for (const bool moves : {true, false}) { // without progress the two jobs look the same
         ours_ends_with(FTPCD_ERR_NETWORK, moves);
         played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, JOB_UPLOAD, good_upload()));
-        EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK) << "ours was run again";
+        EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK) << "our job was repeated";
         EXPECT_EQ(outcome.jobs, 2);
         EXPECT_EQ(daemon.starts(), 2u);
     }
@@ -59,11 +59,11 @@ TEST_F(Stranger, ItsFailureIsNotOurs)
         uint32_t result;
         int lasts_ms;
     } cases[] = {
-        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 0}, // all as ours
+        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 0}, // all like ours
         {JOB_UPLOAD, LOCAL_BYTES + 1, 0, 0},             // another size
         {JOB_DOWNLOAD, LOCAL_BYTES, 0, 0},               // another kind
         {JOB_DL_FILE_INFO, 0, 0, 0},
-        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 450}, // it runs when we look
+        {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 450}, // still runs when we ask
     };
     for (const auto &c : cases) {
         ours_ends_with(0);
@@ -78,7 +78,7 @@ TEST_F(Stranger, ItsFailureIsNotOurs)
     }
 }
 
-TEST_F(Stranger, ThatComesEachTimeLeavesTheOutcomeUnknown)
+TEST_F(Stranger, ThatInterferesEachTimeLeavesTheOutcomeUnknown)
 {
     ours_ends_with(FTPCD_ERR_NETWORK);
     played_daemon daemon(played_daemon::REAL, server.plan(), comes(100, JOB_UPLOAD, good_upload()));
@@ -87,8 +87,8 @@ TEST_F(Stranger, ThatComesEachTimeLeavesTheOutcomeUnknown)
     EXPECT_LT(daemon.starts(), 10u);
 }
 
-// It would meet the file that it made itself.
-TEST_F(Stranger, AZixiUploadThatMustNotOverwriteIsNotRunAgain)
+// A second run could find the file that the first has made.
+TEST_F(Stranger, AZixiUploadThatMustNotOverwriteIsNotRepeated)
 {
     for (const int overwrites : {0, 1}) {
         const request_holder zixi(FTPCLIENT_ZIXI_4);
@@ -103,7 +103,7 @@ TEST_F(Stranger, AZixiUploadThatMustNotOverwriteIsNotRunAgain)
     }
 }
 
-// Between the end of ours and the question what it found.
+// The stranger's look-up comes between the end of ours and command 6.
 TEST_F(Stranger, ItsFileIsNotTheOneWeAskedFor)
 {
     server.size = 77;
@@ -111,7 +111,7 @@ TEST_F(Stranger, ItsFileIsNotTheOneWeAskedFor)
     played_job_t theirs;
     theirs.found = {1, 1, 999, 2012, 12, 31, 23, 59, 0x755, 0, 0};
     auto after_our_end = [theirs, was_there = false](played_daemon &daemon, const auto &served) mutable {
-        // Behind the look that showed the end; the first look and command 6 are queued with the start.
+        // After the state that showed the end; the first state and command 6 are queued with the start.
         if (was_there || daemon.starts() == 0 || daemon.is_running() || !daemon.is_noted() ||
             served.back() != COMMAND_GET_STATE || served.at(served.size() - 2) == COMMAND_DL_FILE_INFO)
             return false;
@@ -125,12 +125,12 @@ TEST_F(Stranger, ItsFileIsNotTheOneWeAskedFor)
     EXPECT_EQ(daemon.starts(), 2u);
 }
 
-TEST_F(Stranger, AResumedUploadOfWhichTooLittleIsKnownIsSentWhole)
+TEST_F(Stranger, AResumedUploadWithAnUnknownOutcomeIsSentWhole)
 {
     server.size = 400;
     server.lasts_ms = 1000;
     ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
-    // Ours may have been tried again unseen: then what is there is no beginning, whatever its size.
+    // Our append may have been retried unseen; then the remote file is spoiled, whatever its size.
     auto after_upload = [stranger = comes(1, JOB_UPLOAD, good_upload(600))](played_daemon &daemon,
                                                                             const auto &served) mutable {
         return std::ranges::count(served, uint32_t(COMMAND_UPLOAD)) == 1 && stranger(daemon, served);
@@ -146,7 +146,7 @@ TEST_F(Stranger, AResumedUploadOfWhichTooLittleIsKnownIsSentWhole)
     EXPECT_EQ(outcome.upload, FTPCLIENT_UPLOAD_MENDED);
 }
 
-// Its early start forgets our job and leaves its own 5 in the job's place.
+// Its start before the join makes the daemon forget our job and leaves its own 5 as the result.
 TEST_F(Stranger, ItsEarlyStartIsNotOurFailure)
 {
     ours_ends_with(0);

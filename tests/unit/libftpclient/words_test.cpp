@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// What the groups of a pattern match in each line of a file that it matches.
+// The pattern's groups for each matching line of a file.
 static std::vector<std::vector<std::string>> rows_of(const char *path, const std::string &pattern)
 {
     std::vector<std::vector<std::string>> rows;
@@ -93,7 +93,7 @@ TEST(Words, EveryCauseHasANameAndASentenceOfItsOwn)
         const std::string name = ftpclient_cause_name(cause);
         EXPECT_TRUE(names.insert(name).second) << macro;
         EXPECT_TRUE(texts.insert(ftpclient_cause_text(cause)).second) << macro;
-        EXPECT_TRUE(std::regex_match(name, std::regex("[a-z]+(-[a-z]+)*"))) << "for programs: " << name;
+        EXPECT_TRUE(std::regex_match(name, std::regex("[a-z]+(-[a-z]+)*"))) << "for scripts: " << name;
     }
     EXPECT_STREQ(ftpclient_cause_name(FTPCLIENT_CAUSE_LOGIN), "login-refused");
 }

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 static thread_local behaviour_t behaviour;
-static thread_local std::map<std::string, int> interruptions; // of each call since it was last let through
+static thread_local std::map<std::string, int> interruptions; // of each call since it last succeeded
 static thread_local std::string secret;
 static thread_local int secrets = 0;
 static thread_local int freed = 0;
@@ -33,7 +33,7 @@ int found_in_freed() { return secrets; }
 int freed_blocks() { return freed; }
 int refused_ofd_locks() { return refused_locks; }
 
-// True when the call is to fail now, errno set.
+// True with errno set if the call must fail now.
 static bool fails(const char *call, bool may_be_interrupted = true)
 {
     if (strcmp(behaviour.failing, call) == 0) {
@@ -134,7 +134,7 @@ void __wrap_free(void *block)
     __real_free(block);
 }
 
-// Whatever name fcntl() has here: its third argument is a pointer where a lock is asked for.
+// fcntl() under its name here. For locks its third argument is a pointer.
 #ifdef SYS_fcntl64
 #define REAL_FCNTL SYS_fcntl64
 #else

@@ -1,5 +1,5 @@
-// System calls that do less than they were asked for, or nothing: those of this thread, so that a fake
-// daemon's own are left alone.
+// Makes system calls fail or do less than requested. Only in this thread, so that fake daemons are not
+// affected.
 #pragma once
 
 #include <cstdint>
@@ -7,13 +7,13 @@
 
 struct behaviour_t {
     size_t piece = SIZE_MAX; // most bytes of one send or recv
-    int interruptions = 0;   // of each call, before it is let through
-    int failing_errno = 0;   // of the call named by `failing`
+    int interruptions = 0;   // of each call, before it succeeds
+    int failing_errno = 0;   // of the call that `failing` names
     const char *failing = "";
     bool without_memory = false;
-    bool shut_when_connected = false; // the next send is answered EPIPE
-    bool without_ofd_locks = false;   // as kernels before 3.15
-    int64_t skipped_ms = 0;           // the monotonic clock is so much ahead
+    bool shut_when_connected = false; // the next send fails with EPIPE
+    bool without_ofd_locks = false;   // as in kernels before 3.15
+    int64_t skipped_ms = 0;           // added to the monotonic clock
 };
 
 struct with {
@@ -21,10 +21,10 @@ struct with {
     ~with();
 };
 
-// Blocks freed in this thread that still held `text`, since it was set.
+// The number of blocks freed in this thread that still held `text`, since it was set.
 void look_for_in_freed(const std::string &text);
 int found_in_freed();
 int freed_blocks();
 
-// Calls for locks that a kernel without them refused, so far.
+// The number of OFD locks refused so far by the kernel without them.
 int refused_ofd_locks();

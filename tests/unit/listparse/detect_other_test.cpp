@@ -5,7 +5,7 @@
 namespace
 {
 
-// Lines of the layout, and lines that lack one thing of it and have no other layout.
+// Lines of the layout, and lines that differ from it in one place and have no known layout.
 void expect_layout(list_format_t format, text_list taken, text_list refused)
 {
     expect_format(format, taken);
@@ -21,7 +21,7 @@ TEST(DetectOther, OwnerSizeDateTimeTypeNameIs26)
          "QSYSOPR 1234 01/15/12 10-20-30 *FILE"});
 }
 
-// A number is stars only, or has a digit first.
+// A number is all stars or begins with a digit.
 TEST(DetectOther, FourCharacterVolumeWithDateInField5Is27)
 {
     expect_layout(27,
@@ -42,7 +42,7 @@ TEST(DetectOther, TypeDateTimeWithSizeInField5Is29)
                    "D 12-01-15 10:20:30 xx xx x234 name", "D 12-01-15 10:20:30 xx xx 1234"});
 }
 
-// The time is any with a ':' and a digit behind it; the date may have nine characters.
+// A time is any field with a ':' followed by a digit; the date may have nine characters.
 TEST(DetectOther, DateTimeSizeNameIs21OrMonthFirst22)
 {
     expect_format(21, {"15-01-12  10:00  555 b c", "13/31/98 10:20 555 name", "98-12-31 10:20 555 name",
@@ -59,7 +59,7 @@ TEST(DetectOther, DateTimeSizeNameIs21OrMonthFirst22)
                    "01-15-12 10:20 555", "01-15-12 10:20", "01-15-12"});
 }
 
-// No digit is asked for behind the ':'. The last line fits 30 as well.
+// The ':' needs no digit after it. The last line fits 30 as well.
 TEST(DetectOther, NameSizeDateTimeIs23AndTakesTheLinesOf30)
 {
     expect_layout(23,
@@ -81,7 +81,7 @@ TEST(DetectOther, FourDigitYearTimeWithSecondsSizeNameIs24)
                    "02012-01-15 10:20:30 555 name"});
 }
 
-// The month must not carry its day.
+// The month must not contain the day.
 TEST(DetectOther, NameSizeMonthWithTimeInField5Is28)
 {
     expect_layout(
@@ -102,7 +102,7 @@ TEST(DetectOther, PermissionsOwnerSizeDateTimeNameIs33)
          "-rw-r--r owner 1234 12-01-15 10:20:30 name", "-rw-r--r--+ owner 1234 12-01-15 10:20:30 name"});
 }
 
-// A third date leads to the test for 33, and from there past this one.
+// A third date leads to the test for 33, which then skips this one.
 TEST(DetectOther, PermissionsDateTimeNameIs32)
 {
     expect_layout(32, {"-rw-r--r-- 12-01-15 10:20:30 name", "drwxr-xr-x 12/01/15 10.20.30 two words"},
@@ -111,7 +111,7 @@ TEST(DetectOther, PermissionsDateTimeNameIs32)
                    "-rw-r--r-- 12-01-15 10:20:30 12-01-15 name", "-rw-r--r-- 12-01-15 10:20:30 12-01-15"});
 }
 
-// Here the month may carry its day, and nothing asks for the name.
+// The month may contain the day, and no name is needed.
 TEST(DetectOther, SizeWithMonthInField3AndTimeInField5Is37)
 {
     expect_layout(37,
@@ -151,9 +151,9 @@ TEST(DetectOther, UnixTestComesFirst)
     expect_format(0x20F, {"name567890 1234 Jan 15 2012 10:20 5 Jan 15 10:20 x"}); // 28
 }
 
-// The order of trial: each line fits the number it gives and the one behind it. An order that breaks it
-// anywhere breaks it between two of these.
-TEST(DetectOther, LineThatFitsTwoLayoutsGivesTheOneThatIsTriedFirst)
+// The order of the tests: each line fits its number and the one in the comment. Any other order swaps two of
+// these.
+TEST(DetectOther, LineThatFitsTwoLayoutsHasTheOneTestedFirst)
 {
     struct {
         const char *line;
@@ -181,7 +181,7 @@ TEST(DetectOther, LineThatFitsTwoLayoutsGivesTheOneThatIsTriedFirst)
         expect_format(row.format, {row.line});
 }
 
-TEST(DetectOther, BlanksInFrontAndRunsOfBlanksDoNotMatter)
+TEST(DetectOther, LeadingBlanksAndRunsOfBlanksDoNotMatter)
 {
     expect_format(22, {"   01-15-12     10:20   555    name"});
     expect_format(26, {"  QSYSOPR   1234  01/15/12  10:20:30  *FILE   NAME"});

@@ -18,7 +18,7 @@ void expect_shape(int shape, unsigned char sym, int allow9, std::initializer_lis
 
 TEST(CheckYYMMDDformat, KnowsTheShapesOfANumericDate)
 {
-    // the shape alone counts
+    // only the shape counts
     for (int allow9 : {0, 1})
         expect_shape(1, 0, allow9,
                      {"98-12-31", "12/31/98", "10:20:30", "99/99/99", "12a31 98",
@@ -27,7 +27,7 @@ TEST(CheckYYMMDDformat, KnowsTheShapesOfANumericDate)
                  {"", "1-1-2012", "98-12-3", "98-12-3x", "x8-12-31", "98-x2-31", "98012031", "2012-01-15"});
 }
 
-TEST(CheckYYMMDDformat, NineCharactersAreADateOnlyWhereTheyAreAllowed)
+TEST(CheckYYMMDDformat, NineCharactersAreADateOnlyWhereAllowed)
 {
     expect_shape(2, 0, 1, {"123-12-31"});
     expect_shape(1, 0, 1, {"12-31-198"});
@@ -35,9 +35,9 @@ TEST(CheckYYMMDDformat, NineCharactersAreADateOnlyWhereTheyAreAllowed)
     expect_shape(0, 0, 1, {"12-131-98", "123-12-3x", "123456789"});
 }
 
-TEST(CheckYYMMDDformat, AByteMayStandInForADigit)
+TEST(CheckYYMMDDformat, AByteMayCountAsADigit)
 {
-    expect_shape(1, '*', 0, {"1*-31-98", "**/**/**", "********"}); // it is no digit, so it separates as well
+    expect_shape(1, '*', 0, {"1*-31-98", "**/**/**", "********"}); // not a digit, so also a separator
     expect_shape(0, 0, 0, {"1*-31-98"});
     expect_shape(2, '*', 1, {"***-**-**"});
     expect_shape(1, '*', 1, {"**-**-***"});
@@ -51,7 +51,7 @@ int check_unix_type(const std::string &line, int base, int shift, int day)
     return CheckUnixType(line.c_str(), buf.get(), base, shift, day);
 }
 
-// `count` fields that nothing looks at, each with its blank.
+// `count` irrelevant fields, each followed by a blank.
 std::string fields(int count)
 {
     std::string text;
@@ -84,8 +84,7 @@ constexpr std::array<unix_number, 10> UNIX_NUMBERS = {{
 TEST(CheckUnixType, EachShiftAndOrderHasItsNumber)
 {
     for (const auto &row : UNIX_NUMBERS) {
-        // The month of the Western order, and the year of the Chinese one, stands in field 5 of the common
-        // layout.
+        // In the common layout, field 5 is the month of the Western order or the year of the Chinese one.
         std::string front = fields(5 + row.base + row.shift);
         EXPECT_EQ(check_unix_type(front + "Jan 15 12:34 name", row.base, row.shift, 0), row.western);
         EXPECT_EQ(check_unix_type(front + "Jan 15 2012 name", row.base, row.shift, 0), row.western);
@@ -94,15 +93,14 @@ TEST(CheckUnixType, EachShiftAndOrderHasItsNumber)
         EXPECT_EQ(check_unix_type(front + "3/15 2012 name", row.base, row.shift, 15),
                   row.western_day_in_month);
         EXPECT_EQ(check_unix_type(front + "2012 1" MONTH_GB " 15 name", row.base, row.shift, 0), row.chinese);
-        // With a day in the month field every later field of the Chinese order counts one to the left as
-        // well.
+        // With a day in the month field, the Chinese order's later fields move one to the left as well.
         std::string shorter = fields(4 + row.base + row.shift);
         EXPECT_EQ(check_unix_type(shorter + "2012 1" MONTH_GB " 15 name", row.base, row.shift, 15),
                   row.chinese_day_in_month);
     }
 }
 
-// Each text behind permissions, links, owner, group and size gives this number.
+// Each text after permissions, links, owner, group and size has this number.
 void expect_number(int number, int day, text_list texts)
 {
     for (const char *text : texts)
@@ -112,7 +110,7 @@ void expect_number(int number, int day, text_list texts)
 
 TEST(CheckUnixType, WesternOrderNeedsADayAYearOrTimeAndAName)
 {
-    // atoi stops at what is no digit; an empty last field is there
+    // atoi stops at the first non-digit; an empty last field exists
     expect_number(0, 0,
                   {"Jan 1 12:34 name", "Jan 31 12:34 name", "Jan 15, 12:34 name", "Jan 15 1900 name",
                    "Jan 15 2012x name", "Jan 15 24:00 name", "Jan 15 P:M name",
@@ -130,7 +128,7 @@ TEST(CheckUnixType, ChineseOrderNeedsAYearAMonthWithItsMarkADayAndAName)
                   {"2012 1" MONTH_GB " 15 name", "2012 9" MONTH_GB " 15 name", "2012 10" MONTH_GB " 15 name",
                    "2012 12" MONTH_GB " 15 name", "2012 12" MONTH_GB "x 15 name",
                    "1900 1" MONTH_GB " 31" DAY_GB " name", "2012 1" MONTH_GB " 15 "});
-    // the mark must stand right behind a single digit
+    // the mark must follow a single digit directly
     expect_number(-1, 0,
                   {"1899 1" MONTH_GB " 15 name", "2012 0" MONTH_GB " 15 name", "2012 13" MONTH_GB " 15 name",
                    "2012 01" MONTH_GB " 15 name", "2012 1 " MONTH_GB " name", "2012 1 15 name",
@@ -142,7 +140,7 @@ TEST(CheckUnixType, ChineseOrderNeedsAYearAMonthWithItsMarkADayAndAName)
 
 TEST(CheckUnixType, WesternOrderWinsWhereBothFit)
 {
-    // 15:30 is a time to the one and a day to the other.
+    // 15:30 is a time in the Western order and a day in the Chinese.
     expect_number(0, 0, {"2012 1" MONTH_GB " 15:30 name"});
     expect_number(-1, 0, {"2012 1" MONTH_GB " 32:30 name"});
 }

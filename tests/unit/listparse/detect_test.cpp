@@ -6,8 +6,8 @@
 namespace
 {
 
-// The line of each number, read by it: the same file wherever its fields stand. Owner "own", or what stands
-// in its place.
+// A line of each number; all give the same file wherever its fields are. The owner is "own" unless another
+// field is read as owner.
 struct number_row {
     list_format_t number;
     const char *line;
@@ -53,13 +53,13 @@ TEST(DetectUnix, EachNumberOfTheChineseOrderHasItsFieldPositions)
                                                 {4, "-rw-r--r-- 1 own grp 1234 2012 1" MONTH_GB " 15 name"},
                                                 {5, "-rw-r--r--12 own grp 1234 2012 1" MONTH_GB " 15 name"},
                                             });
-    // The others look for a month where their year stands: 65537 is both, being 1 in 16 bits.
+    // The others expect a month in the year's place: 65537 is both, because it is 1 in 16 bits.
     expect_numbers(
         NAME.dated(1, 1, 15),
         {
             {10, "-rw-r--r-- 1 own 1234 65537/ 1" MONTH_GB " 15 name"},
             {11, "-rw-r--r--12 own 1234 65537/ 1" MONTH_GB " 15 name"},
-            {14, "-rw-r--r-- own 1234 65537/ 1" MONTH_GB " 15 name", "1234"}, // the owner is the size
+            {14, "-rw-r--r-- own 1234 65537/ 1" MONTH_GB " 15 name", "1234"}, // the size is read as owner
             {19, "-rw-r--r-- 1 own grp xx xx 1234 65537/ 1" MONTH_GB " 15 name"},
             {20, "-rw-r--r--12 own grp xx xx 1234 65537/ 1" MONTH_GB " 15 name"},
             {46, "-rw-r--r-- 1 own grp xx 1234 65537/ 1" MONTH_GB " 15 name"},
@@ -67,8 +67,8 @@ TEST(DetectUnix, EachNumberOfTheChineseOrderHasItsFieldPositions)
         });
 }
 
-// The numbers of shift -2 are the same for a glued line, but read one field further right.
-TEST(DetectUnix, GluedLineWithoutOwnerAndGroupIsReadBeside)
+// A glued line of shift -2 has the same numbers but is read one field further right.
+TEST(DetectUnix, GluedLineWithoutOwnerAndGroupIsReadOneFieldOff)
 {
     expect_read({
         {"month", "-rw-r--r--12 1234 Jan 15 12:34 name", 0x20C,
@@ -88,7 +88,7 @@ TEST(DetectUnix, FirstMonthPositionThatFitsWins)
     // field 6 with shift 0 before field 6 with shift 1
     expect_format(0x204, {"-rw-r--r-- 1 user group x1 2012 3" MONTH_GB " 15 12:34 name"});
     expect_format(0x22A, {"-rw-r--r-- 1 user group x1 2012 3" MONTH_SJIS " 15 12:34 name"});
-    // field 6 with shift 1 before field 5, which carries a day here and 65539 is a year to it
+    // field 6 with shift 1 before field 5, which contains a day here and takes 65539 as year
     expect_format(0x22A, {"-rw-r--r-- 1 user group x1 3/15 65539/ 15 12:34 name"});
     expect_format(0x201, {"-rw-r--r-- 1 user group x1 3/15 65539/ 15 12-34 name"});
     // field 6 before field 3
@@ -100,11 +100,11 @@ TEST(DetectUnix, FirstMonthPositionThatFitsWins)
     // field 4 before field 3
     expect_format(0x206, {"-rw-r--r-- user 1234 May 3/ 12:34 10:20 name"});
     expect_format(0x20C, {"-rw-r--r-- user 1234 May 3/ 12:34 10-20 name"});
-    // the Chinese order with a day in the field behind the month
+    // the Chinese order with a day in the field after the month
     expect_format(0x201, {"-rw-r--r-- 1 user group 2012 5" MONTH_GB " 3/15 name"});
 }
 
-// Each date, between size and name, makes a line of this format.
+// Each date, between size and name, gives a line of this format.
 void expect_dates(list_format_t format, text_list dates)
 {
     for (const char *date : dates)
@@ -130,7 +130,7 @@ TEST(DetectUnix, ALineNeedsItsWholeDateAndAName)
                                      "-rw-r--r-- 1 user group 1234 Jan 15", "-rw-r--r--"});
 }
 
-// Each mode in front of a usual line makes one of this format.
+// Each mode at the start of a usual line gives a line of this format.
 void expect_modes(list_format_t format, text_list modes)
 {
     for (const char *mode : modes)
@@ -149,7 +149,7 @@ TEST(DetectUnix, PermissionFieldIsJudgedByItsLength)
     expect_modes(LIST_FMT_UNKNOWN, {"lrwxrwxrw 1", "-rw-r-sr- 1", "-rw-r--r1 1", "-rw-r--r 1", "xx 1"});
 }
 
-// --- A type character that stands apart
+// --- A detached type character
 
 TEST(DetectUnix, DetachedTypeCharacterIsJoinedToThePermissions)
 {
@@ -167,12 +167,12 @@ TEST(DetectUnix, DetachedTypeCharacterIsJoinedToThePermissions)
         {"- rw-r--r--  ", 0x30C, "-rw-r--r--  ", " user 5 Jan 15 12:34 name"},
         {"- rw-r--r--12", 0x302, "-rw-r--r--12"},
         {"- abcdefghi 1", 0x300, "-abcdefghi 1"},
-        // joined, but no date: the line stays joined
+        // joined, but without a date: stays joined
         {"- rw-r--r-- 1", LIST_FMT_UNKNOWN, "-rw-r--r-- 1", " user group 5 15 Jan name"},
-        // only one blank goes
+        // only one blank is removed
         {"-  rw-r--r-- 1", LIST_FMT_UNKNOWN, "- rw-r--r-- 1"},
-        // Blanks in front: the byte at position 1 goes all the same. Where that is the type character, it is
-        // lost, and what is left may look like permissions or not.
+        // With leading blanks the byte at position 1 is removed too. If that is the type character, it is
+        // lost, and the rest may or may not look like permissions.
         {" - rw-r--r-- 1", LIST_FMT_UNKNOWN, "  rw-r--r-- 1"},
         {" - drwxr-xr- 1", 0x300, "  drwxr-xr- 1"},
         {"  - rw-r--r-- 1", LIST_FMT_UNKNOWN, " - rw-r--r-- 1"},
@@ -186,7 +186,7 @@ TEST(DetectUnix, DetachedTypeCharacterIsJoinedToThePermissions)
 
 TEST(DetectUnix, AnotherDetachedFirstCharacterLeavesTheLineUnchanged)
 {
-    // the second field of the last two is neither nine characters nor nine and a digit
+    // the second field of the last two is neither nine characters nor nine plus a digit
     expect_modes(LIST_FMT_UNKNOWN,
                  {"b rw-r--r-- 1", "f rw-r--r-- 1", "x rw-r--r-- 1", "- rw-r--r- 1", "- rw-r--r--+ 1"});
     expect_format(LIST_FMT_UNKNOWN, {"d [RWCEAFMS] user 512 Jan 15 12:34 dir", "-", "d "});

@@ -1,4 +1,4 @@
-// A field is the same wherever it begins and ends.
+// A field has the same value wherever it begins and ends.
 #include "listing.h"
 #include "listparse/layouts.h"
 
@@ -12,14 +12,14 @@ namespace
 
 constexpr size_t FAR_BYTES = 140;
 
-// A line of every layout, of which each is a name of one word.
+// A line of every layout, each with a name of one word.
 std::vector<std::string> samples()
 {
     std::vector<std::string> lines;
     for (const unix_layout_t &layout : listparse_unix_layouts())
         lines.push_back(layout.sample);
     for (const other_layout_t &layout : listparse_other_layouts())
-        if (layout.number != 22) // its name is of two
+        if (layout.number != 22) // its name has two words
             lines.push_back(layout.sample);
     lines.push_back("01-15-12 03:04PM <DIR> docs");
     return lines;
@@ -40,10 +40,10 @@ TEST(Edges, ARunOfBlanksSeparatesLikeOneBlank)
     }
 }
 
-TEST(Edges, BlanksInFrontMoveNothingButTheTypeCharacter)
+TEST(Edges, LeadingBlanksMoveNothingButTheTypeCharacter)
 {
     for (const std::string &sample : samples()) {
-        if (strchr("-dD", sample[0]) != nullptr) // these are judged by their first byte
+        if (strchr("-dD", sample[0]) != nullptr) // read by their first byte
             continue;
         const list_format_t format = detect(sample);
         for (size_t blanks : {1u, 2u, 140u})

@@ -10,7 +10,7 @@
 namespace
 {
 
-TEST(IsDigitSym, AdmitsDigitsAndTheOneSymbol)
+TEST(IsDigitSym, AcceptsDigitsAndOneSymbol)
 {
     struct {
         uint32_t ch;
@@ -54,10 +54,10 @@ TEST(FindField, FieldsAreSeparatedByRunsOfBlanks)
         {"a b c", 3, 1, 0, ""},
         {"  a   b  ", 0, 1, 1, "a   b  "},
         {"a b  ", 1, 1, 1, "b  "},
-        // 1 is the only value that asks for the end
+        // only 1 means the end of the line
         {"a b c", 1, 2, 1, "b"},
         {"a b c", 1, -1, 1, "b"},
-        // a tab is part of its field, as is every other byte but the blank
+        // every byte but the blank is part of a field, even a tab
         {"a\tb c", 0, 0, 1, "a\tb"},
         {"a\tb c", 1, 0, 1, "c"},
         {"\ta b", 0, 0, 1, "\ta"},
@@ -76,7 +76,7 @@ TEST(FindField, FieldsAreSeparatedByRunsOfBlanks)
         {"", 1, 0, 0, ""},
         {"   ", 0, 0, 1, ""},
         {"   ", 1, 0, 0, ""},
-        // a negative index takes the line from its very first byte
+        // a negative index gives the line from its first byte
         {"a b", -1, 0, 1, "a"},
         {"a b", -1, 1, 1, "a b"},
         {"  a b", -1, 0, 1, ""},
@@ -226,7 +226,7 @@ TEST(Atoi64, AStaleRangeErrorGivesZeroUntilItIsCleared)
     EXPECT_EQ(_atoi64("5"), 5);
     errno = 0;
     EXPECT_EQ(_atoi64("99999999999999999999"), 0);
-    EXPECT_EQ(_atoi64("5"), 0) << "the range error of the call before is still there";
+    EXPECT_EQ(_atoi64("5"), 0) << "errno still holds the range error";
     errno = 0;
     EXPECT_EQ(_atoi64("5"), 5);
 }

@@ -1,4 +1,4 @@
-// The table of layouts speaks for itself: each sample is what its row says.
+// The table of layouts: each sample fits its row.
 #include "listing.h"
 #include "listparse/layouts.h"
 

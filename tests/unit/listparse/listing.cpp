@@ -49,8 +49,8 @@ entry_t resolve(std::string_view line, list_format_t format, int stale_errno)
     int type = ResolvFileInfo(copy.get(), format, name.bytes.data(), &size, &time, &attributes,
                               owner.bytes.data(), &is_link, &valid);
 
-    EXPECT_TRUE(name.untouched_behind()) << "writes behind the name: " << line;
-    EXPECT_TRUE(owner.untouched_behind()) << "writes behind the owner: " << line;
+    EXPECT_TRUE(name.untouched_behind()) << "writes past the name: " << line;
+    EXPECT_TRUE(owner.untouched_behind()) << "writes past the owner: " << line;
     EXPECT_EQ(line, copy.get()) << "changes the line";
     EXPECT_EQ(time.day_of_week, 0);
     EXPECT_EQ(time.second, 0);
@@ -59,7 +59,7 @@ entry_t resolve(std::string_view line, list_format_t format, int stale_errno)
     EXPECT_LT(owner_read.size(), FILE_INFO_OWNER_SIZE);
     EXPECT_TRUE(std::all_of(owner.bytes.begin() + static_cast<ptrdiff_t>(owner_read.size()),
                             owner.bytes.begin() + FILE_INFO_OWNER_SIZE, [](char byte) { return byte == 0; }))
-        << "leaves rubbish behind the owner: " << line;
+        << "leaves rubbish after the owner: " << line;
     std::string name_read(name.bytes.data(), strnlen(name.bytes.data(), FILE_INFO_NAME_SIZE));
     EXPECT_LT(name_read.size(), FILE_INFO_NAME_SIZE);
 

@@ -1,4 +1,4 @@
-// Drives the listing parser as the listing capture does, and guards what it writes.
+// Calls the listing parser as the listing capture does and checks its writes.
 #pragma once
 
 #include "listparse/listparse.h"
@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-// The marks of Japanese and Chinese dates, byte by byte. A literal behind one is joined to it, so "1"
-// MONTH_UTF8 "15" is a month field.
+// The marks of Japanese and Chinese dates, byte by byte, to be joined with literals: "1" MONTH_UTF8 "15" is a
+// month field.
 #define MONTH_SJIS "\x8C\x8E"
 #define MONTH_JIS "7n" // its first byte is a digit
 #define MONTH_EUC "\xB7\xEE"
@@ -29,8 +29,8 @@
 #define MINUTE_EUC "\xCA\xAC"
 #define MINUTE_UTF8 "\xE5\x88\x86"
 
-// What ResolvFileInfo made of a line. A new one has what it leaves of a member that the line does not give;
-// `valid` follows from what is said behind the name: file("a").bytes(5).dated(2012, 1, 15).
+// The result of ResolvFileInfo. A new one has the values of members that the line does not give; each method
+// sets one and its bit of `valid`: file("a").bytes(5).dated(2012, 1, 15).
 struct entry_t {
     int type;
     std::string name;
@@ -66,12 +66,11 @@ inline entry_t file(const std::string &name) { return {FILE_TYPE_FILE, name}; }
 inline entry_t directory(const std::string &name) { return {FILE_TYPE_DIRECTORY, name}; }
 inline entry_t no_entry(const std::string &name = "") { return {FILE_TYPE_NONE, name}; }
 
-// Resolves a copy of the line that ends with its heap block, into outputs full of rubbish. A byte written
-// behind name or owner, or a member left as it was found, fails the test. Starts with errno 0 unless told
-// otherwise.
+// Resolves a copy of the line, which ends with its heap block, into outputs full of rubbish. A byte written
+// past name or owner, or a member not set, fails the test. errno is `stale_errno` before.
 entry_t resolve(std::string_view line, list_format_t format, int stale_errno = 0);
 
-// The layout of a copy of the line; *left gets the line as detection leaves it.
+// The layout of a copy of the line; *left gets the line after detection.
 list_format_t detect(std::string_view line, std::string *left = nullptr);
 
 struct entry_row {
@@ -82,12 +81,12 @@ struct entry_row {
 };
 using entry_rows = std::initializer_list<entry_row>;
 
-// Each line, read by its format, gives its entry.
+// Each line, resolved by its format, gives its entry.
 void expect_entries(entry_rows rows);
-// The same, and each line is detected as its format before.
+// The same; each line is first detected as its format.
 void expect_read(entry_rows rows);
 
 using text_list = std::initializer_list<const char *>;
 
-// Each line is detected as this format and left as it was.
+// Each line is detected as this format and not changed.
 void expect_format(list_format_t format, text_list lines);

@@ -7,7 +7,7 @@
 namespace
 {
 
-TEST(ResolveDos, NameAloneGivesAFileAndNothingElse)
+TEST(ResolveDos, NameAloneIsAFileWithoutOtherValues)
 {
     for (list_format_t format : {25, 35})
         expect_entries({
@@ -22,7 +22,7 @@ TEST(ResolveDos, NameAloneGivesAFileAndNothingElse)
         });
 }
 
-// What the date and time of a line of 1234 bytes called "name" give: 22 and 23 read the same.
+// The date and time of a line, and the resulting entry "name" of 1234 bytes.
 struct date_row {
     const char *text;
     entry_t entry;
@@ -44,7 +44,7 @@ void expect_dates_month_first(std::initializer_list<date_row> table)
         expect_entries({{"name first", std::string("name 1234 ") + row.text, 23, row.entry}});
 }
 
-TEST(ResolveDos, TwelveHourMarkerStandsRightBehindTheMinutes)
+TEST(ResolveDos, TwelveHourMarkerFollowsTheMinutesDirectly)
 {
     for (const char *text : {"12:05AM", "12:05am", "12:05A", "12:05a.m."})
         expect_dates_month_first({{("01-15-12 " + std::string(text)).c_str(), DATED.at(0, 5)}});
@@ -58,9 +58,9 @@ TEST(ResolveDos, TwelveHourMarkerStandsRightBehindTheMinutes)
         {"01-15-12 12:10", DATED.at(12, 10)},
         {"01-15-12 12:10x", DATED.at(12, 10)},
         {"01-15-12 12:10:05", DATED.at(12, 10)},
-        {"01-15-12 1:5PM", DATED.at(1, 5)}, // 'M' stands there
+        {"01-15-12 1:5PM", DATED.at(1, 5)}, // 'M' is in the marker's place
         {"01-15-12 1:5xPM", DATED.at(13, 5)},
-        {"01-15-12 12:005AM", DATED.at(12, 5)}, // '5' does
+        {"01-15-12 12:005AM", DATED.at(12, 5)}, // '5' is
     });
 }
 
@@ -82,7 +82,7 @@ TEST(ResolveDos, HourAndMinuteAreNotChecked)
     });
 }
 
-TEST(ResolveDos, DatePartsStandWhereFormatAndShapePutThem)
+TEST(ResolveDos, DatePartsFollowFromFormatAndShape)
 {
     const entry_t timed = NAME.at(10, 20);
     expect_dates(21, {
@@ -99,7 +99,7 @@ TEST(ResolveDos, DatePartsStandWhereFormatAndShapePutThem)
         {"01-15-112 10:20", timed.dated(2012, 1, 15)},
         {"012-31-98 10:20", timed.dated(1998, 12, 31)},
         {"123-31-98 10:20", timed.dated(1998, 123, 31)},
-        // a year below 60 is of this century
+        // a year below 60 is in this century
         {"01-15-00 10:20", timed.dated(2000, 1, 15)},
         {"01-15-59 10:20", timed.dated(2059, 1, 15)},
         {"01-15-60 10:20", timed.dated(1960, 1, 15)},
@@ -111,7 +111,7 @@ TEST(ResolveDos, DatePartsStandWhereFormatAndShapePutThem)
     });
 }
 
-TEST(ResolveDos, FourDigitYearIsTakenAsItIsAndNoMarkerIsRead)
+TEST(ResolveDos, FourDigitYearIsUnchangedAndNoMarkerIsRead)
 {
     expect_dates(24, {
                          {"2012-01-15 10:20:30", DATED.at(10, 20)},
@@ -134,7 +134,7 @@ TEST(ResolveDos, FieldThatIsNoDateFailsTheLine)
         }
 }
 
-// --- A line of each format, but for the name and the size
+// --- All formats
 
 struct {
     list_format_t format;
@@ -152,7 +152,7 @@ struct {
     {24, "2012-01-15 10:20:30 ", ""},
 };
 
-TEST(ResolveDos, SizeThatIsNoCleanNumberIsNoughtAndStillGiven)
+TEST(ResolveDos, InvalidSizeIsZeroAndStillValid)
 {
     const entry_t dated = NAME.dated(2012, 1, 15).at(10, 20);
     for (const auto &format : FORMATS) {
@@ -166,7 +166,7 @@ TEST(ResolveDos, SizeThatIsNoCleanNumberIsNoughtAndStillGiven)
     }
 }
 
-TEST(ResolveDos, ThisAndTheParentDirectoryAreNoEntries)
+TEST(ResolveDos, DotAndDotDotAreNoEntries)
 {
     for (const auto &format : FORMATS)
         for (const char *name : {".", ".."})

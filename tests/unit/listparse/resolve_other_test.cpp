@@ -1,4 +1,4 @@
-// Formats 26 to 39: the layouts beside Unix and DOS.
+// Formats 26 to 39: the layouts other than Unix and DOS.
 #include "listing.h"
 
 #include <algorithm>
@@ -66,7 +66,7 @@ TEST(ResolveOther, Format29GivesTypeDateTimeAndSize)
     });
 }
 
-// Detection hands its lines to 23, but the number is understood.
+// Detection takes such lines for 23, but the resolver knows the number.
 TEST(ResolveOther, Format30GivesSizeDateTimeAndAFile)
 {
     expect_entries({
@@ -113,7 +113,7 @@ TEST(ResolveOther, Format38GivesOwnerDateFourDigitTimeAndSize)
     });
 }
 
-TEST(ResolveOther, Format39GivesADateAlone)
+TEST(ResolveOther, Format39GivesOnlyADate)
 {
     const entry_t undated = file("MY.DATA");
     expect_entries({
@@ -128,10 +128,10 @@ TEST(ResolveOther, Format39GivesADateAlone)
     });
 }
 
-// --- What holds for each format
+// --- All formats
 
-// A file called "name" of 1234 bytes, of January 15th 2012 at 10:20; `date` and `time` are what the tests
-// below put others in the place of.
+// A file "name" of 1234 bytes, January 15th 2012 at 10:20; `date` and `time` are the parts of the line that
+// the tests below replace.
 struct layout_t {
     list_format_t format;
     std::string line;
@@ -159,7 +159,7 @@ std::vector<layout_t> layouts_with(const std::string &text)
     return found;
 }
 
-// The layout's line with `text` in the place of `was`, read by its format and these flags.
+// The layout's line with `text` in place of `was`, resolved by its format and these flags.
 entry_t changed(const layout_t &layout, const std::string &was, const std::string &text,
                 list_format_t flags = 0)
 {
@@ -167,7 +167,7 @@ entry_t changed(const layout_t &layout, const std::string &was, const std::strin
     return resolve(line.replace(line.find(was), was.size(), text), layout.format | flags);
 }
 
-TEST(ResolveOther, SizeThatIsNoCleanNumberIsNoughtAndStillGiven)
+TEST(ResolveOther, InvalidSizeIsZeroAndStillValid)
 {
     for (const layout_t &layout : layouts_with("1234"))
         for (const char *size : {"12K", "1,234"})
@@ -180,7 +180,7 @@ TEST(ResolveOther, LongOwnerIsCutTo40Characters)
         EXPECT_EQ(changed(layout, "owner", std::string(60, 'o')).owner, std::string(40, 'o')) << layout.line;
 }
 
-TEST(ResolveOther, ThisAndTheParentDirectoryAreNoEntries)
+TEST(ResolveOther, DotAndDotDotAreNoEntries)
 {
     for (const layout_t &layout : LAYOUTS)
         for (const char *name : {".", ".."}) {
@@ -215,7 +215,7 @@ TEST(ResolveOther, NameFlagsAreNotAppliedAndALongNameIsCutTo1024Bytes)
 
 struct date_row {
     const char *text;
-    std::array<int, 3> date = {0, 0, 0}; // as it is when it is left out
+    std::array<int, 3> date = {0, 0, 0}; // 0, 0, 0: left out
 };
 
 // In a line of each of these formats.
@@ -234,7 +234,7 @@ void expect_dates(std::initializer_list<list_format_t> formats, std::initializer
         }
 }
 
-TEST(ResolveOther, Format26KnowsTheOrderOfItsDateByTheSeparatorAndTheNumbers)
+TEST(ResolveOther, Format26TakesTheDatesOrderFromSeparatorAndNumbers)
 {
     expect_dates({26}, {
                            // a point: day, month, year
@@ -249,7 +249,7 @@ TEST(ResolveOther, Format26KnowsTheOrderOfItsDateByTheSeparatorAndTheNumbers)
                            {"01/02/32", {2032, 1, 2}},
                            {"12/31/59", {2059, 12, 31}},
                            {"12/31/60", {1960, 12, 31}},
-                           // else: year, month, day
+                           // otherwise year, month, day
                            {"12/01/15", {2012, 1, 15}},
                            {"98/12/31", {1998, 12, 31}},
                            {"59-02-03", {2059, 2, 3}},
@@ -290,7 +290,7 @@ TEST(ResolveOther, DateOutsideTheCalendarIsLeftOut)
     EXPECT_EQ(resolve("1234 xx yy xx 15 10:20 2012 name", 37), file("name").bytes(1234).at(10, 20));
 }
 
-// The times that each of these formats takes, and those that it leaves out.
+// Times that each of these formats accepts (0:00, 23:59, 24:00), and others that it leaves out.
 void expect_times(std::initializer_list<list_format_t> formats, text_list taken, text_list left_out)
 {
     for (const layout_t &layout : LAYOUTS) {

@@ -13,11 +13,11 @@ std::string line_of(char type, const std::string &name)
 
 struct name_row {
     char type;
-    const char *text; // the line from the name on
+    const char *text; // end of the line, from the name on
     entry_t entry;
 };
 
-// All but type, name and is_link must come out as ever.
+// All members but type, name and is_link must be as usual.
 void expect_names(list_format_t format, std::initializer_list<name_row> table)
 {
     for (const name_row &row : table)
@@ -30,7 +30,7 @@ TEST(Resolve, NameRunsToTheEndOfTheLineWithItsBlanks)
 {
     for (const std::string name : {"name", "a  b   c", "name  ", "\tname", "\xE6\x97\xA5\xE6\x9C\xAC.txt"})
         expect_names(0x200, {{'-', name.c_str(), file(name)}});
-    expect_names(0x200, {{'-', "   name", file("name")}}); // blanks in front separate
+    expect_names(0x200, {{'-', "   name", file("name")}}); // leading blanks only separate
 }
 
 TEST(Resolve, MissingNameIsNoEntry)
@@ -43,7 +43,7 @@ TEST(Resolve, MissingNameIsNoEntry)
     }
 }
 
-TEST(Resolve, EmptyNameBehindATrailingBlankKeepsTheType)
+TEST(Resolve, EmptyNameAfterATrailingBlankKeepsTheType)
 {
     expect_names(0x200, {{'-', "", file("")},
                          {'d', "", directory("")},
@@ -51,7 +51,7 @@ TEST(Resolve, EmptyNameBehindATrailingBlankKeepsTheType)
                          {'b', "", no_entry("")}});
 }
 
-TEST(Resolve, ThisAndTheParentDirectoryAreNoEntries)
+TEST(Resolve, DotAndDotDotAreNoEntries)
 {
     expect_names(0x200, {
                             {'d', ".", no_entry(".")},
@@ -62,7 +62,7 @@ TEST(Resolve, ThisAndTheParentDirectoryAreNoEntries)
                             {'d', "...", directory("...")},
                             {'d', ". ", directory(". ")},
                             {'d', ".a", directory(".a")},
-                            {'-', "..lnk", no_entry(".").linked()}, // what is left without its suffix
+                            {'-', "..lnk", no_entry(".").linked()}, // "." without the suffix
                         });
 }
 
@@ -76,13 +76,13 @@ TEST(Resolve, FirstByteOfTheLineIsTheType)
         expect_names(0x200, {{type, "name", no_entry("name")}});
 }
 
-TEST(Resolve, BlankInFrontIsAnUnknownType)
+TEST(Resolve, LeadingBlankIsAnUnknownType)
 {
     expect_entries({{"blank", " " + line_of('-', "name"), 0x200,
                      no_entry("name").bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644).owned("own")}});
 }
 
-TEST(Resolve, OneTrailingSlashOfADirectoryGoes)
+TEST(Resolve, OneTrailingSlashOfADirectoryIsRemoved)
 {
     expect_names(0x200, {
                             {'d', "dir/", directory("dir")},
@@ -98,7 +98,7 @@ TEST(Resolve, OneTrailingSlashOfADirectoryGoes)
                         });
 }
 
-TEST(Resolve, LnkSuffixMakesALinkUnderItsFlagAndAnArrowStays)
+TEST(Resolve, LnkSuffixMeansALinkUnderItsFlagAndAnArrowIsKept)
 {
     expect_names(0x200, {
                             {'-', "shortcut.lnk", file("shortcut").linked()},
@@ -108,10 +108,10 @@ TEST(Resolve, LnkSuffixMakesALinkUnderItsFlagAndAnArrowStays)
                             {'-', "a.lnk.lnk", file("a.lnk").linked()},
                             {'-', "a -> b.lnk", file("a -> b").linked()},
                             {'-', ".lnk", file("").linked()},
-                            {'d', "dir.lnk/", directory("dir.lnk")}, // the slash goes after the search
+                            {'d', "dir.lnk/", directory("dir.lnk")}, // the slash is removed after the search
                             {'l', "link -> target", directory("link -> target").linked()},
                         });
-    // elsewhere in the name, or shorter than the suffix
+    // not at the end, or the name is shorter than the suffix
     for (const char *name : {"a.lnk.txt", "a.LNK", "a.lnk ", "alnk", "a", "lnk", ".ln", "a -> b"})
         expect_names(0x200, {{'-', name, file(name)}});
 }
@@ -146,13 +146,13 @@ TEST(Resolve, FourteenCharacterFlagCutsTheNameAndStripsBlanks)
                                  {'d', "ABC/", directory("ABC")},
                                  {'d', "..            OPQ", no_entry("..")},
                                  {'l', "ABC", directory("ABC").linked()},
-                                 // neither suffix nor arrow are looked for
+                                 // suffix and arrow are ignored
                                  {'d', "ABC.lnk", directory("ABC.lnk")},
                                  {'l', "a -> b", directory("a -> b").linked()},
                              });
 }
 
-TEST(Resolve, FourteenCharacterFlagWantsABBehindTheNameOfAFile)
+TEST(Resolve, FourteenCharacterFlagNeedsABAfterAFilesName)
 {
     for (list_format_t format : {0x100, 0x300})
         expect_names(format, {
@@ -163,7 +163,7 @@ TEST(Resolve, FourteenCharacterFlagWantsABBehindTheNameOfAFile)
                                  {'-', "ABCDEFGHIJKLMNC", no_entry("ABCDEFGHIJKLMN")},
                                  {'-', "ABCDEFGHIJKLMNb", no_entry("ABCDEFGHIJKLMN")},
                                  {'-', "ABCDEFGHIJKLMNOB", no_entry("ABCDEFGHIJKLMN")},
-                                 // no byte there at all, and none taken from the line before
+                                 // too short for that byte; the one of the line before must not count
                                  {'-', "ABCDEFGHIJKLMNB", file("ABCDEFGHIJKLMN")},
                                  {'-', "ABCDEFGHIJKLMN", no_entry("ABCDEFGHIJKLMN")},
                                  {'-', "ABC", no_entry("ABC")},
@@ -181,14 +181,14 @@ TEST(Resolve, LongNameIsCutTo1024Bytes)
     }
 }
 
-TEST(Resolve, DetachedTypeAndGluedLinkCountGiveTheSamePermissions)
+TEST(Resolve, DetachedTypeAndGluedLinkCountKeepThePermissions)
 {
     struct {
         const char *mode;
         uint32_t attributes;
     } const table[] = {
         {"drwxr-xr-x12", 0x755},   {"- rwsr-sr-t 1", 0x7755}, {"d rwxr-x---12", 0x750},
-        {"drwxr-xr-x+ 1", 0x755},  {"drwxrwxrw 1", 0x776}, // the ninth is missing: a dash
+        {"drwxr-xr-x+ 1", 0x755},  {"drwxrwxrw 1", 0x776}, // a missing ninth is a dash
         {"  drwxr-xr-x 1", 0x755},
     };
     for (const auto &row : table) {

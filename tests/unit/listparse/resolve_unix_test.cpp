@@ -11,13 +11,13 @@ const entry_t UNDATED = file("name").bytes(1234).mode(0x644).owned("own");
 const entry_t USUAL = UNDATED.dated(0, 1, 15).at(12, 34);
 constexpr const char *USUAL_LINE = "-rw-r--r-- 1 own group 1234 Jan 15 12:34 name";
 
-TEST(ResolveUnix, EveryOtherNumberReadsTheCommonLayout)
+TEST(ResolveUnix, EveryOtherNumberIsReadAsTheCommonLayout)
 {
     for (list_format_t number : {48, 63, 99, 128, 255})
         EXPECT_EQ(resolve(USUAL_LINE, number | LIST_FMT_FLAG_LNK), USUAL) << number;
 }
 
-// The numbers that no line of their year reaches but by chance.
+// Detection gives these numbers to a line with a real year only by chance.
 TEST(ResolveUnix, ChineseOrderOfEveryShiftHasAFullYear)
 {
     const entry_t dated = UNDATED.dated(2012, 1, 15);
@@ -28,7 +28,7 @@ TEST(ResolveUnix, ChineseOrderOfEveryShiftHasAFullYear)
     });
 }
 
-TEST(ResolveUnix, SizeThatIsNoCleanNumberIsNoughtAndStillGiven)
+TEST(ResolveUnix, InvalidSizeIsZeroAndStillValid)
 {
     struct {
         const char *text;
@@ -89,7 +89,7 @@ void expect_dates(list_format_t format, std::initializer_list<date_row> table)
             << testing::PrintToString(row.text);
 }
 
-TEST(ResolveUnix, TimeLeavesTheYearUnknownAndAYearLeavesTheTimeOut)
+TEST(ResolveUnix, YearIsUnknownWithATimeAndTheTimeMissingWithAYear)
 {
     expect_dates(0x200, {
                             {"Dec 31 23:59", UNDATED.dated(0, 12, 31).at(23, 59)},
@@ -112,12 +112,12 @@ TEST(ResolveUnix, MonthAndDayAreNotChecked)
                             {"Jan xx 12:34", USUAL.dated(0, 1, 0)},
                             {"Jan 65551 12:34", USUAL}, // 16 bits
                             {"a 15 12:34", USUAL.dated(0, 4, 15)},
-                            {"3/20 15 12:34", USUAL.dated(0, 3, 15)}, // the day field wins
+                            {"3/20 15 12:34", USUAL.dated(0, 3, 15)}, // the day field counts
                             {"3" MONTH_UTF8 " 15" DAY_UTF8 " 12:34", USUAL.dated(0, 3, 15)},
                         });
 }
 
-TEST(ResolveUnix, DayInTheMonthFieldIsTakenFromThere)
+TEST(ResolveUnix, DayMayBeInTheMonthField)
 {
     const entry_t march = USUAL.dated(0, 3, 15);
     expect_dates(0x201, {
@@ -142,14 +142,14 @@ TEST(ResolveUnix, MonthFieldOfEightCharactersIsAYearMonthDayDate)
                             {"60.12.31 10:20", timed.dated(1960, 12, 31)},
                             {"99-99-99 10:20", timed.dated(1999, 99, 99)}, // unchecked
                             {"12-01-15 2012", UNDATED.dated(2012, 1, 15)},
-                            {"12-01-15 1998", UNDATED.dated(2012, 1, 15)}, // it has its year already
+                            {"12-01-15 1998", UNDATED.dated(2012, 1, 15)}, // the year is already known
                             {"12-01-15 25:00", UNDATED.dated(2012, 1, 15)},
-                            // other shapes go to GetMonth
+                            // GetMonth reads other shapes
                             {"12/1/015 10:20", timed.dated(0, 12, 1)},
                             {"1*-01-15 10:20", timed.dated(0, 0, 0)},
                             {"012/01/15 10:20", timed.dated(0, 12, 1)},
                         });
-    // with a day field of its own, which is passed over
+    // with a separate day field, which is ignored
     expect_dates(0x200, {
                             {"12-01-15 31 10:20", timed.dated(2012, 1, 15)},
                             {"12-01-15 31 xx", UNDATED.dated(2012, 1, 15)},

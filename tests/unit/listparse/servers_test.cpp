@@ -1,5 +1,5 @@
-// Lines as servers of many kinds send them. What each must give follows from the rules, not from what its
-// server meant: a line that is read oddly is here with its odd reading.
+// Lines of many kinds of servers. The expected entry follows from the parser's rules, not from what the
+// server meant, so some lines have an odd reading.
 #include "listing.h"
 
 #include <gtest/gtest.h>
@@ -150,7 +150,7 @@ TEST(Servers, LinesOfNoKnownLayout)
                       "-rw-r--r-- 1 user 1234 2012 1" MONTH_GB " 15 name",
                       "-rw-r--r-- 1 user group 1234 1" MONTH_GB " 15" DAY_GB " 12" HOUR_GB "34 name",
                       "-rw-r--r--\t1\tuser\tgroup\t1234\tJan\t15\t12:34\tname",
-                      // rights in brackets apart from the type
+                      // rights in brackets, detached from the type
                       "d [RWCEAFMS] admin                     512 Jan 16 18:53 login",
                       "- [R----F--] admin                  214059 Oct 20 15:27 cx.exe",
                       // versions and protections
@@ -158,7 +158,7 @@ TEST(Servers, LinesOfNoKnownLayout)
                       "NAME.TXT;1           12/15   15-JAN-2012 10:20:30  [GRP,USR]    (RWED,RWED,RE,)",
                       "DOCS.DIR;1   1  15-JAN-2012 10:20  [SYSTEM] (RWE,RWE,RE,E)",
                       "Directory DISK$USER:[ANONYMOUS]",
-                      // heads, migrated data sets, members of a data set
+                      // headings, migrated data sets, members of a data set
                       "Volume Unit    Referred Ext Used Recfm Lrecl BlkSz Dsorg Dsname",
                       "Migrated                                                MY.OLD.DATA",
                       " MEMBER01  01.02 2012/01/15 2012/01/16 10:20    15    10     0 USER1",

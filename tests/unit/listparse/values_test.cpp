@@ -9,7 +9,7 @@ namespace
 constexpr const char *NAMES[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// Capital first, small behind it; only ASCII letters are changed.
+// Upper case first letter, then lower case; only ASCII letters change.
 std::string folded(std::string text)
 {
     for (char &c : text)
@@ -20,7 +20,7 @@ std::string folded(std::string text)
     return text;
 }
 
-// Each text gives this month and day. A name is left folded, a number as it is.
+// Each text gives this month and day. A name is left case-folded, a number unchanged.
 void expect_month(int month, int day, std::initializer_list<std::string> texts)
 {
     for (const std::string &text : texts) {
@@ -54,7 +54,7 @@ TEST(GetMonth, NameOfMoreThanThreeLettersIsNoMonth)
 
 TEST(GetMonth, EmptyFieldIsJanuary) { expect_month(1, 0, {""}); }
 
-// A part is found once folded, or else as it came; one that straddles two names gives the first.
+// A part is searched case-folded, then as it is; one that spans two names gives the first.
 TEST(GetMonth, PartOfANameGivesItsMonth)
 {
     expect_month(1, 0, {"J", "an", "nF", "anFeb", "JanFebMarAprMayJunJulAugSepOctNovDec"});
@@ -90,7 +90,7 @@ TEST(GetMonth, NumberAndItsMarkGiveMonthAndDay)
         expect_month(12, 0, {"12" + mark});
         expect_month(1, 1, {"1" + mark + "1"});
         expect_month(0, 0, {"0" + mark + "5", "13" + mark, "13" + mark + "1", "2012" + mark + "01"});
-        // cut to 16 bits before the range is tested: 65539 = 65536 + 3
+        // cut to 16 bits before the range check: 65539 = 65536 + 3
         expect_month(3, 15, {"65539" + mark + "15", "3" + mark + "65551", "3" + mark + "-65521"});
         expect_month(3, 0, {"3" + mark + "65536"});
         expect_month(0, 0, {"65536" + mark + "15", "65549" + mark + "15"});
@@ -135,20 +135,20 @@ TEST(GetHourAndMinute, ColonSeparatesHourAndMinute)
     expect_time(12, 30, {"12x:30"}); // the first ':' counts, wherever it is
 }
 
-TEST(GetHourAndMinute, RefusedFieldLeavesBothAtNought)
+TEST(GetHourAndMinute, RefusedFieldLeavesBothZero)
 {
     expect_no_time({"25:00", "12:60", "9:", "10:", "12:x5", "12::30", "12: 30", "1234", "12", "7", "", "2012",
                     ":30", " 7:30", "-7:30", "12h30", "1899", "012", "name"});
 }
 
-TEST(GetHourAndMinute, HourMarkOfEachEncodingSeparatesToo)
+TEST(GetHourAndMinute, HourMarkOfEachEncodingAlsoSeparates)
 {
     for (const std::string mark : {HOUR_SJIS, HOUR_JIS, HOUR_EUC, HOUR_UTF8}) {
         expect_time(12, 34, {"12" + mark + "34", "12" + mark + "34" MINUTE_SJIS});
         expect_time(7, 5, {"7" + mark + "5"});
         expect_time(24, 0, {"24" + mark + "0"});
-        expect_time(5, 0, {"5" + mark + MINUTE_EUC}); // minutes that are no number are 0
-        expect_time(5, 7, {"5" + mark + "3:7"});      // a ':' is looked for first
+        expect_time(5, 0, {"5" + mark + MINUTE_EUC}); // invalid minutes are 0
+        expect_time(5, 7, {"5" + mark + "3:7"});      // a ':' is searched first
         expect_no_time({"12" + mark, "25" + mark + "00", "12" + mark + "60", "12" + mark + "34:"});
         expect_no_time({"12" + mark + "-3"}); // 65533 in 16 bits
     }
@@ -159,13 +159,13 @@ TEST(GetHourAndMinute, HourMarkOfAnotherEncodingIsRefused)
     expect_no_time({"12" HOUR_GB "34", "12" MONTH_UTF8 "34", "12\xE6\x99", std::string("12\x8E") + "34"});
 }
 
-TEST(GetHourAndMinute, NumbersAreCutTo16BitsBeforeTheirRangeIsTested)
+TEST(GetHourAndMinute, NumbersAreCutTo16BitsBeforeTheRangeCheck)
 {
     expect_time(12, 30, {"65548:30", "12:65566"}); // 65548 = 65536 + 12
     expect_no_time({"65561:30", "12:65596"});      // 25, 60
 }
 
-TEST(GetHourAndMinute, BareHalfOfTheDayIsMidnight)
+TEST(GetHourAndMinute, AmOrPmAloneIsMidnight)
 {
     expect_time(0, 0, {"a:m", "A:M", "a:M", "p:m", "P:M", "P:m"});
     expect_no_time({"am", "PM", "a:m ", "x:m", "a:", "p;m"});

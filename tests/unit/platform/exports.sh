@@ -1,6 +1,6 @@
 #!/bin/sh
 # exports.sh LIBRARY SONAME FUNCTION...
-# Succeeds when the library goes by this name and exports these functions and nothing else.
+# Succeeds if the library has this soname and exports exactly these functions.
 set -eu
 library=$1
 soname=$2

@@ -1,8 +1,8 @@
-/* Both headers are plain C: this file is compiled as C11. */
+/* Compiled as C11 to show that both headers are plain C. */
 #include "platform/secure.h"
 #include "platform/zixiFeeder.h"
 
-/* Every call fails on its arguments; what comes back is their sum. */
+/* Every call fails because of its arguments; returns the sum of the results. */
 int platform_headers_in_c(void);
 
 int platform_headers_in_c(void)

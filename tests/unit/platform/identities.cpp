@@ -41,7 +41,7 @@ std::string ssh_string(const std::string &bytes)
     return string + bytes;
 }
 
-// As X.509 has it: of EC keys the point, not compressed; of RSA keys a sequence of modulus and exponent.
+// As in X.509: the uncompressed point of an EC key, the sequence of modulus and exponent of an RSA key.
 static std::string public_bytes(const key_t_ptr &key)
 {
     unsigned char *encoded = nullptr;
@@ -55,7 +55,7 @@ std::string ssh_blob(const identity_t &identity)
 {
     const key_t_ptr key = make_key(identity);
     const std::string type = ssh_string(identity.ssh_type);
-    // Both numbers have the leading zero that SSH wants too; the modulus takes 129 bytes, the exponent comes
+    // Both numbers already have the leading zero that SSH needs; the modulus has 129 bytes, the exponent is
     // last.
     if (identity.openssl_kind == EVP_PKEY_RSA) {
         const std::string der = public_bytes(key);

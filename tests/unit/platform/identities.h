@@ -1,4 +1,4 @@
-// Keys and certificates made on the spot, one of each kind that servers show.
+// Fresh keys and certificates, one of each kind that servers use.
 #pragma once
 
 #include <memory>
@@ -18,7 +18,7 @@ struct identity_t {
     const char *kind; // "RSA", "ECDSA", "ED25519", as ssh-keygen names them
     const char *ssh_type;
     int openssl_kind;
-    const char *option = nullptr; // of OpenSSL's key generation
+    const char *option = nullptr; // for OpenSSL's key generation
     const char *value = nullptr;
 };
 inline void PrintTo(const identity_t &identity, std::ostream *out) { *out << identity.kind; }

@@ -1,4 +1,4 @@
-// What libsecure says when OpenSSL fails it.
+// libsecure's results when OpenSSL fails.
 #include "platform/secure.h"
 
 #include "identities.h"

@@ -18,11 +18,11 @@ using testing::ElementsAre;
 namespace
 {
 
-// What the next calls of the code under test meet; 0 = the real thing.
+// Errors for the calls of the code under test; 0: the real call.
 struct faults_t {
     int open_errno = 0;
     int write_errno = 0;
-    int writes_before = 0; // that the write fault waits for
+    int writes_before = 0; // writes that succeed before the fault
     bool writes_are_short = false;
     bool write_is_interrupted = false;
     int fsync_errno = 0;
@@ -91,7 +91,7 @@ ssize_t __wrap_write(int fd, const void *data, size_t length)
 
 int __wrap_fsync(int fd) { return fails(faults_.fsync_errno) ? -1 : __real_fsync(fd); }
 
-// As on Linux: the descriptor is gone even when close fails.
+// As on Linux, the descriptor is closed even if close fails.
 int __wrap_close(int fd)
 {
     const int rc = __real_close(fd);
@@ -152,7 +152,7 @@ TEST_F(SecureFile, TheUmaskHolds)
     EXPECT_EQ(mode_of(file), 0600u);
 }
 
-TEST_F(SecureFile, AnOldFileHandsOnItsModeAndOwner)
+TEST_F(SecureFile, AnOldFilesModeAndOwnerAreKept)
 {
     fill(file, "old");
     chmod(file.c_str(), 0640);
@@ -168,7 +168,7 @@ TEST_F(SecureFile, AnOldFileHandsOnItsModeAndOwner)
     EXPECT_EQ(found.st_uid, is_root ? 65533 : geteuid());
 }
 
-TEST_F(SecureFile, EveryFaultIsToldAndLeavesNothing)
+TEST_F(SecureFile, EveryFaultIsReportedAndLeavesNothing)
 {
     const struct {
         const char *what;
@@ -202,7 +202,7 @@ TEST_F(SecureFile, EveryFaultIsToldAndLeavesNothing)
     }
 }
 
-TEST_F(SecureFile, ATemporaryNameThatIsTakenIsLeftAloneAndTheNextOneTried)
+TEST_F(SecureFile, AnExistingTemporaryFileIsLeftAloneAndTheNextNameTried)
 {
     const std::string taken = ".secure-" + std::to_string(getpid()) + "-0";
     fill(scratch / taken, "another's");
@@ -224,7 +224,7 @@ TEST_F(SecureFile, APathWithoutRoomForTheTemporaryNameIsCannotCreate)
     EXPECT_THAT(names_in(scratch.path), ElementsAre());
 }
 
-TEST_F(SecureFile, AModeThatCannotBeHandedOnIsCannotCreate)
+TEST_F(SecureFile, AModeThatCannotBeSetIsCannotCreate)
 {
     fill(file, "old");
     EXPECT_EQ(put(file, "content", {.fchmod_errno = EPERM}), LIBSECURE_CANNOT_CREATE);
@@ -239,7 +239,7 @@ TEST_F(SecureFile, ShortAndInterruptedWritesGoOn)
     EXPECT_EQ(content_of(file), "long content");
 }
 
-TEST_F(SecureFile, TheLongestNameThereIsCanBeWritten)
+TEST_F(SecureFile, TheLongestPossibleNameCanBeWritten)
 {
     const std::string longest = scratch / std::string(255, 'n');
     EXPECT_EQ(put(longest, "content"), LIBSECURE_DONE);
@@ -287,12 +287,12 @@ TEST_F(SecureFile, ADirectoryOrAFifoIsCannotCreateAndStays)
     EXPECT_TRUE(std::filesystem::is_fifo(fifo));
 }
 
-// A terminal stands for every device: one of the test's own, so that no fault can harm the machine's.
-TEST_F(SecureFile, ADeviceIsWrittenToAsItIs)
+// Uses a new terminal as the device, so that a fault cannot harm the machine's.
+TEST_F(SecureFile, ADeviceIsWrittenDirectly)
 {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     if (terminal == -1 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
-        GTEST_SKIP() << "no terminals here";
+        GTEST_SKIP() << "no terminal available";
     const std::string device = ptsname(terminal);
     EXPECT_EQ(put(device, "line\n"), LIBSECURE_DONE);
     char shown[64] = "";

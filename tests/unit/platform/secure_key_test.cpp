@@ -40,13 +40,13 @@ TEST(SecureKey, LineIsTypeBlankBase64AndNewline)
     EXPECT_EQ(line.text, "ssh-foo AAAAB3NzaC1mb28AAAABeA==\n");
 }
 
-TEST(SecureKey, EveryKindOfKeyIsTaken)
+TEST(SecureKey, EveryKindOfKeyIsAccepted)
 {
     for (const identity_t &identity : IDENTITIES)
         EXPECT_EQ(line_of(ssh_blob(identity)).result, LIBSECURE_DONE) << identity.kind;
 }
 
-TEST(SecureKey, ABlobCutAnywhereButBetweenItsPartsIsBadData)
+TEST(SecureKey, ABlobCutWithinAPartIsBadData)
 {
     const std::string one_part = ssh_string("ssh-foo") + ssh_string("abc");
     const std::string blob = one_part + ssh_string("de");
@@ -61,28 +61,28 @@ TEST(SecureKey, ATypeMayHave64Characters)
     EXPECT_EQ(line_of(ssh_string(std::string(64, 'a')) + ssh_string("x")).result, LIBSECURE_DONE);
 }
 
-TEST(SecureKey, WhatIsNoKeyIsBadData)
+TEST(SecureKey, AnInvalidKeyIsBadData)
 {
     const std::vector<std::string> blobs = {
         "",
         "garbage",
-        std::string(4, '\0'),                                        // empty type
-        ssh_string("") + ssh_string("x"),                            // the same, with a part
+        std::string(4, '\0'),                                        // empty type, no parts
+        ssh_string("") + ssh_string("x"),                            // empty type
         ssh_string("ssh-foo"),                                       // nothing but the type
         ssh_string("ssh foo") + ssh_string("x"),                     // a blank would split the line
         ssh_string("ssh\nfoo") + ssh_string("x"),                    // a newline would make two
-        ssh_string("ssh-\xe4") + ssh_string("x"),                    // no ASCII
+        ssh_string("ssh-\xe4") + ssh_string("x"),                    // not ASCII
         ssh_string(std::string("ssh\0x", 5)) + ssh_string("x"),      // a terminator inside
-        ssh_string(std::string(65, 'a')) + ssh_string("x"),          // longer than names are
+        ssh_string(std::string(65, 'a')) + ssh_string("x"),          // too long a type
         ssh_string("ssh-foo") + ssh_string("x") + "y",               // a byte too many
         ssh_string("ssh-foo") + "\xff\xff\xff\xff" + "x",            // a length beyond the end
-        ssh_string("ssh-foo") + ssh_string(std::string(65536, 'x')), // no key is that long
+        ssh_string("ssh-foo") + ssh_string(std::string(65536, 'x')), // too long a key
     };
     for (const std::string &blob : blobs)
         EXPECT_EQ(line_of(blob).result, LIBSECURE_BAD_DATA) << testing::PrintToString(blob.substr(0, 40));
 }
 
-TEST(SecureKey, NoMemoryIsSaidSo)
+TEST(SecureKey, NoMemoryIsReported)
 {
     const std::string blob = ssh_string("ssh-foo") + ssh_string("x");
     char *line = nullptr;

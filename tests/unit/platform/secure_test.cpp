@@ -20,7 +20,7 @@ namespace
 
 constexpr int DIFFERS_UNSET = -99;
 
-// What the program prints; empty when there is none of that name.
+// The program's output; empty if there is no such program.
 std::string output_of(const std::string &command)
 {
     std::string output;
@@ -68,7 +68,7 @@ const uint8_t *bytes_of(const std::string &string)
     return reinterpret_cast<const uint8_t *>(string.data());
 }
 
-// Files can grow to so many bytes in this scope; more fails as on a full disk, with an error of its own.
+// Limits the size of files in this scope; writing more fails as on a full disk, but with its own errno.
 struct small_disk {
     rlimit before;
     explicit small_disk(rlim_t bytes)
@@ -123,7 +123,7 @@ TEST_P(EachIdentity, CertificateIsSavedAsPemThatReadsBackTheSame)
 TEST_P(EachIdentity, OpensslReadsTheSavedCertificateAndAgreesOnItsSha1)
 {
     if (!has_program("openssl"))
-        GTEST_SKIP() << "no openssl here";
+        GTEST_SKIP() << "openssl is not installed";
     const certificate_ptr certificate = make_certificate(GetParam());
     ASSERT_EQ(x509_cert_save(file.c_str(), certificate.get()), LIBSECURE_DONE);
     const std::string sha1 = digest_of(EVP_sha1(), der_of(certificate.get()));
@@ -168,7 +168,7 @@ TEST_P(EachIdentity, HostKeyIsSavedAsItsTypeAndItsBlobInBase64)
 TEST_P(EachIdentity, SshKeygenReadsTheSavedHostKeyAndAgreesOnItsMd5)
 {
     if (!has_program("ssh-keygen"))
-        GTEST_SKIP() << "no ssh-keygen here";
+        GTEST_SKIP() << "ssh-keygen is not installed";
     const std::string blob = ssh_blob(GetParam());
     ASSERT_EQ(ssh_public_key_save(file.c_str(), 0, blob.data(), blob.size()), LIBSECURE_DONE);
     const std::string md5 = digest_of(EVP_md5(), blob);
@@ -194,7 +194,7 @@ TEST_F(Secure, HostKeyDiffersFromADigestWithAnyByteChanged)
     }
 }
 
-TEST_F(Secure, Md5IsThatOfRfc1321)
+TEST_F(Secure, Md5FollowsRfc1321)
 {
     const std::array<uint8_t, 16> of_abc = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
                                             0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
@@ -224,11 +224,11 @@ TEST_F(Secure, BadArgumentsAreRefused)
         ssh_key_digest_md5_compare(key.data(), key.size(), digest, nullptr),
     };
     EXPECT_THAT(refused, testing::Each(LIBSECURE_BAD_ARGUMENT));
-    EXPECT_EQ(differs, 1) << "what could not be compared differs";
+    EXPECT_EQ(differs, 1) << "a failed comparison must say that they differ";
     EXPECT_THAT(names_in(scratch.path), ElementsAre());
 }
 
-TEST_F(Secure, WhatIsNoCertificateOrKeyIsBadData)
+TEST_F(Secure, AnInvalidCertificateOrKeyIsBadData)
 {
     const certificate_ptr empty(X509_new());
     const uint8_t digest[20] = {};
@@ -240,16 +240,16 @@ TEST_F(Secure, WhatIsNoCertificateOrKeyIsBadData)
     EXPECT_THAT(names_in(scratch.path), ElementsAre());
 }
 
-TEST_F(Secure, NothingIsLeftInTheErrorQueueOfTheHandshakeAround)
+TEST_F(Secure, TheErrorQueueOfTheSurroundingHandshakeIsNotChanged)
 {
-    ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__); // the one name that all releases know
+    ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__); // the only name in all releases
     const certificate_ptr empty(X509_new());
     EXPECT_EQ(x509_cert_save(file.c_str(), empty.get()), LIBSECURE_BAD_DATA);
     EXPECT_EQ(ERR_GET_LIB(ERR_get_error()), ERR_LIB_USER);
     EXPECT_EQ(ERR_get_error(), 0u);
 }
 
-TEST_F(Secure, ADirectoryThatIsNotThereIsCannotCreate)
+TEST_F(Secure, AMissingDirectoryIsCannotCreate)
 {
     file = scratch / "none/saved";
     EXPECT_EQ(save_certificate(), LIBSECURE_CANNOT_CREATE);

@@ -4,7 +4,7 @@
 
 extern "C" int platform_headers_in_c(void);
 
-TEST(ZixiFeeder, GivesItsVersion)
+TEST(ZixiFeeder, ReturnsItsVersion)
 {
     int version[4] = {-1, -1, -1, -1};
     ASSERT_EQ(zixi_version(&version[0], &version[1], &version[2], &version[3]), ZIXI_ERROR_OK);
@@ -14,7 +14,7 @@ TEST(ZixiFeeder, GivesItsVersion)
     EXPECT_EQ(version[3], 0);
 }
 
-TEST(ZixiFeeder, IsSetUpAndThenConnectsToNobody)
+TEST(ZixiFeeder, CanBeSetUpButNeverConnects)
 {
     uintptr_t configuration[2] = {1, 1};
     void *stream = nullptr;
@@ -26,7 +26,7 @@ TEST(ZixiFeeder, IsSetUpAndThenConnectsToNobody)
     EXPECT_EQ(stream, nullptr);
 }
 
-TEST(ZixiFeeder, KnowsNoStream)
+TEST(ZixiFeeder, HasNoStreams)
 {
     uint64_t sent = 0;
     uint64_t total = 0;

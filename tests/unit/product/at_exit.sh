@@ -1,6 +1,6 @@
 #!/bin/sh
-# at_exit.sh FILE: succeeds when the program asks for nothing to be run at its exit, neither by atexit() nor by a static
-# object with a destructor.
+# at_exit.sh FILE: succeeds if the program registers nothing to run at its exit, neither by atexit() nor by a static object
+# with a destructor.
 set -eu
 symbols=$(readelf -W --dyn-syms "$1" | awk '$7 == "UND" { sub("@.*", "", $8); print $8 }')
 echo "$symbols" | grep -qx main || echo "$symbols" | grep -q '^__libc_start_main' || {

@@ -1,5 +1,5 @@
 #!/bin/sh
-# libc.sh VERSION FILE...: prints which glibc each file needs, and succeeds when none needs a newer one than VERSION.
+# libc.sh VERSION FILE...: prints which glibc each file needs; succeeds if none needs a newer one than VERSION.
 set -eu
 most=$1
 shift

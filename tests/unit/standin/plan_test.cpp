@@ -24,7 +24,7 @@ struct Plan : testing::Test {
 
 } // namespace
 
-TEST_F(Plan, WithoutTimesEveryCallOfTheFunctionFails)
+TEST_F(Plan, WithoutACountEveryCallOfTheFunctionFails)
 {
     plan("zixi_upload_file:-22");
     EXPECT_THAT(calls(3), ElementsAre(-22, -22, -22));
@@ -38,7 +38,7 @@ TEST_F(Plan, TimesAndAfterAreCountedAndPartsAddUp)
     EXPECT_THAT(calls(2, "zixi_close_stream"), ElementsAre(-1, 0));
 }
 
-TEST_F(Plan, AnotherPlanCountsAnew)
+TEST_F(Plan, AnotherPlanRestartsTheCounts)
 {
     plan("zixi_upload_file:-21:1");
     EXPECT_THAT(calls(2), ElementsAre(-21, 0));
@@ -46,7 +46,7 @@ TEST_F(Plan, AnotherPlanCountsAnew)
     EXPECT_THAT(calls(2), ElementsAre(-17, 0));
 }
 
-TEST_F(Plan, APartThatIsNotUnderstoodIsReportedAndSkipped)
+TEST_F(Plan, AnInvalidPartIsReportedAndSkipped)
 {
     for (const std::string &wrong :
          {"zixi_upload_file:1" + std::string(200, '0'), std::string("zixi_upload_file:"),

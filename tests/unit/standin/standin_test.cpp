@@ -93,7 +93,7 @@ struct StandIn : testing::Test {
 
 } // namespace
 
-TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectoryAndReportsState2WhileItRuns)
+TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectoryAndReportsState2Meanwhile)
 {
     set("RATE", "200000");
     ASSERT_EQ(start(), 0);
@@ -109,7 +109,7 @@ TEST_F(StandIn, UploadsAFileIntoTheRemoteDirectoryAndReportsState2WhileItRuns)
     EXPECT_EQ(content_of(root + "/in/box/file.bin"), content_of(local));
 }
 
-TEST_F(StandIn, ReportsSizesAbove4GiBWithoutThatMuchDataAndScalesWhatWasSentToThem)
+TEST_F(StandIn, ReportsPretendedSizesAbove4GiBAndScalesTheSentBytes)
 {
     set("TOTAL", std::to_string(FOUR_GIB + 5));
     set("RATE", "100000");
@@ -119,7 +119,7 @@ TEST_F(StandIn, ReportsSizesAbove4GiBWithoutThatMuchDataAndScalesWhatWasSentToTh
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     EXPECT_EQ(taken.state, 2);
     EXPECT_EQ(taken.total, FOUR_GIB + 5);
-    EXPECT_GE(taken.sent, FOUR_GIB / 20) << "one twentieth of the file is copied at a time";
+    EXPECT_GE(taken.sent, FOUR_GIB / 20) << "a twentieth of the file is copied at a time";
     EXPECT_LT(taken.sent, FOUR_GIB);
     const sample_t end = at_end();
     EXPECT_EQ(end.sent, FOUR_GIB + 5);
@@ -127,7 +127,7 @@ TEST_F(StandIn, ReportsSizesAbove4GiBWithoutThatMuchDataAndScalesWhatWasSentToTh
     EXPECT_EQ(zixi_close_stream(stream), 0);
 }
 
-TEST_F(StandIn, CredentialsWithoutSenseAreInvalid)
+TEST_F(StandIn, ImpossibleCredentialsAreInvalid)
 {
     EXPECT_EQ(zixi_configure_credentials("ann", -1, "secret", 6), ZIXI_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(zixi_configure_credentials("ann", 3, std::string(257, 'p').c_str(), 257),
@@ -150,7 +150,7 @@ TEST_F(StandIn, WithoutADirectoryOrAConfigurationNothingStarts)
     EXPECT_EQ(stream, nullptr);
 }
 
-TEST_F(StandIn, ANumberThatIsNoneIsReportedAndCountsAsNotSet)
+TEST_F(StandIn, AnInvalidNumberIsReportedAndIgnored)
 {
     for (const char *wrong : {"-5", "5x", "x", "99999999999999999999", ""}) {
         set("TOTAL", wrong);
@@ -181,7 +181,7 @@ TEST_F(StandIn, AFullServerFailsTheUpload)
     EXPECT_THAT(names_in(root + "/in/box"), ElementsAre());
 }
 
-TEST_F(StandIn, LogsThroughTheCallbackUpToTheLevel)
+TEST_F(StandIn, LogsUpToTheLevelThroughTheCallback)
 {
     ASSERT_EQ(start(), 0);
     EXPECT_EQ(zixi_close_stream(stream), 0);
@@ -212,7 +212,7 @@ TEST_F(StandIn, LeavesNothingOfTheFileWhenClosedEarlyEvenIfClosingFails)
     EXPECT_THAT(names_in(root + "/in/box"), IsEmpty());
 }
 
-TEST_F(StandIn, StoresNothingOutsideOfItsDirectory)
+TEST_F(StandIn, StoresNothingOutsideItsDirectory)
 {
     std::filesystem::create_directories(scratch / "elsewhere");
     std::filesystem::create_directory(root);
@@ -226,7 +226,7 @@ TEST_F(StandIn, StoresNothingOutsideOfItsDirectory)
     EXPECT_THAT(names_in(scratch / "elsewhere"), IsEmpty());
 }
 
-TEST_F(StandIn, KeepsNoThreadAndNoDescriptor)
+TEST_F(StandIn, LeavesNoThreadAndNoDescriptor)
 {
     const size_t descriptors = open_descriptors();
     const size_t threads_before = threads();

@@ -124,7 +124,7 @@ TEST(CopyStringOne, NeedsRoomForTheTerminator)
     EXPECT_THAT(narrow, StrEq("...."));
 }
 
-TEST_P(CopyString, FillsABufferThatJustHoldsTheWhole)
+TEST_P(CopyString, FillsABufferOfExactlyTheRightSize)
 {
     const char *whole = WHOLE[GetParam() - 1];
     char dst[9];
@@ -134,7 +134,7 @@ TEST_P(CopyString, FillsABufferThatJustHoldsTheWhole)
     EXPECT_EQ(dst[strlen(whole) + 1], '#') << "wrote past the terminator";
 }
 
-TEST_P(CopyString, LeavesTheBufferUntouchedWhenTheWholeDoesNotFit)
+TEST_P(CopyString, LeavesTheBufferUnchangedWhenTheResultDoesNotFit)
 {
     for (size_t size = 0; size <= strlen(WHOLE[GetParam() - 1]); size++) {
         char dst[9] = "########";
@@ -143,7 +143,7 @@ TEST_P(CopyString, LeavesTheBufferUntouchedWhenTheWholeDoesNotFit)
     }
 }
 
-TEST_P(CopyString, LeavesTheBufferUntouchedWhenAnArgumentIsNull)
+TEST_P(CopyString, LeavesTheBufferUnchangedWhenAnArgumentIsNull)
 {
     for (size_t absent = 0; absent < GetParam(); absent++) {
         auto parts = PARTS;
@@ -158,14 +158,14 @@ TEST_P(CopyString, RefusesANullBuffer) { EXPECT_EQ(copy_string_of(GetParam(), nu
 
 INSTANTIATE_TEST_SUITE_P(OneToFour, CopyString, testing::Range<size_t>(1, 5));
 
-TEST(MallocIns, PutsStringsInBeforeAPositionOrBehindTheEnd)
+TEST(MallocIns, InsertsStringsBeforeAPositionOrAfterTheEnd)
 {
     const struct {
         const char *s;
         size_t pos;
         const char *ins;
         const char *with_one;
-        const char *with_two; // and then "<>"
+        const char *with_two; // with "<>" inserted as well
     } cases[] = {
         {"abc", 0, "X", "Xabc", "X<>abc"},
         {"abc", 1, "X", "aXbc", "aX<>bc"},

@@ -50,7 +50,7 @@ protected:
             bytes_[i] = static_cast<uint8_t>(0xA0 + i);
         logged();
     }
-    // The lines between head and closing rule of a dump of the first n bytes; checks what stands around them.
+    // The lines between head and closing rule of a dump of the first n bytes; checks both.
     lines data_lines(size_t n)
     {
         hex_dump(bytes_, n);
@@ -130,7 +130,7 @@ TEST(MallocBinToHex, StoresNullWhenTheSizeOverflows)
 {
     char unchanged[] = "";
     char *out = unchanged;
-    EXPECT_EQ(malloc_bin_to_hex("abc", SIZE_MAX / 3 + 1, ':', &out), 0u); // times 3 is 2 after the overflow
+    EXPECT_EQ(malloc_bin_to_hex("abc", SIZE_MAX / 3 + 1, ':', &out), 0u); // times 3 overflows to 2
     EXPECT_EQ(out, nullptr);
 }
 

@@ -7,7 +7,7 @@
 
 using testing::StrEq;
 
-// What `change` makes of a copy of `text`.
+// A copy of `text` after `change`.
 template <typename Change> static std::string changed(const char *text, Change change)
 {
     std::string copy(text);
@@ -15,7 +15,7 @@ template <typename Change> static std::string changed(const char *text, Change c
     return copy.c_str();
 }
 
-TEST(Trim, TakesWhiteSpaceOffBothEnds)
+TEST(Trim, RemovesWhiteSpaceAtBothEnds)
 {
     const struct {
         const char *before;
@@ -29,7 +29,7 @@ TEST(Trim, TakesWhiteSpaceOffBothEnds)
         {" \t\n\v\f\ra\r\f\v\n\t ", "a"},
         {" a", "a"},
         {"a ", "a"},
-        {" \xA0 ", "\xA0"}, // a byte above 127 is no white space
+        {" \xA0 ", "\xA0"}, // a byte above 127 is not white space
         {"\x1F\x7F", "\x1F\x7F"},
     };
     for (const auto &c : cases)
@@ -38,7 +38,7 @@ TEST(Trim, TakesWhiteSpaceOffBothEnds)
 
 TEST(Trim, SurvivesNull) { EXPECT_EXIT((trim(nullptr), exit(0)), testing::ExitedWithCode(0), ""); }
 
-TEST(StripChar, TakesRunsOfOneCharacterOffBothEnds)
+TEST(StripChar, RemovesRunsOfOneCharacterAtBothEnds)
 {
     const struct {
         const char *before;

@@ -22,13 +22,13 @@ TEST(Log, AMilestoneHasItsPlaceAndANewline)
     EXPECT_EQ(logged_with_priority(), (log_lines{{LOG_INFO, "zixi_func(784): Zixi FTP Done.\n"}}));
 }
 
-TEST(Log, ATextIsLoggedAsItIs)
+TEST(Log, ATextIsLoggedUnchanged)
 {
     log_text("%d%% of %s", 50, "it");
     EXPECT_EQ(logged_with_priority(), (log_lines{{LOG_INFO, "50% of it"}}));
 }
 
-TEST(Log, AFailedSystemCallIsItsErrnoInNumberAndWords)
+TEST(Log, AFailedSystemCallIsLoggedAsErrnoInNumberAndWords)
 {
     errno = ENOENT;
     log_errno("ftp_clientd(967)");

@@ -45,7 +45,7 @@ TEST(AscToNum, IsTheValueOfExactlyNDigits)
     }
 }
 
-TEST(AscToNum, CountsATextThatIsNoNumberOnce)
+TEST(AscToNum, CountsAnInvalidNumberOnce)
 {
     int errors = 0;
     for (const char *text : {"12a4", "123x", "x123", "123/", "123:", "-123", " 123"}) {

@@ -7,7 +7,7 @@
 
 using testing::StrEq;
 
-TEST(BasenameOf, PointsBehindTheLastSlash)
+TEST(BasenameOf, PointsAfterTheLastSlash)
 {
     const struct {
         const char *path;

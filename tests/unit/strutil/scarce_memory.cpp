@@ -10,7 +10,7 @@ extern "C" void *__wrap_malloc(size_t size);
 extern "C" void *__wrap_malloc(size_t size)
 {
     asked_ = size;
-    // AddressSanitizer ends the program on a size that the C library refuses.
+    // AddressSanitizer ends the program at a size that the C library refuses.
     return scarce_ || size > PTRDIFF_MAX ? nullptr : __real_malloc(size);
 }
 

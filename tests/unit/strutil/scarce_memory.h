@@ -1,4 +1,4 @@
-// Memory that runs out: malloc of the code under test fails while one of these lives.
+// While one exists, malloc by the code under test fails.
 #pragma once
 
 #include <cstddef>
@@ -10,5 +10,5 @@ struct scarce_memory {
     scarce_memory &operator=(const scarce_memory &) = delete;
 };
 
-// The bytes that the last call of malloc asked for, granted or not.
+// The size requested by the last malloc, successful or not.
 size_t bytes_asked_for();

@@ -4,7 +4,7 @@
 
 failing_threads threads_;
 
-// What the call tells, when it has done its work with this result.
+// The result of a call whose real result is `rc`.
 static int told(std::atomic<int> &fault, int rc)
 {
     const int error = fault.exchange(0);
@@ -40,7 +40,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
     return told(threads_.lock, __real_pthread_mutex_lock(mutex));
 }
 
-// Unlocking may let others go on: they must not meet what was meant for this call.
+// The fault is taken before the unlock, because other threads may then make calls.
 int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
 {
     const int error = threads_.unlock.exchange(0);

@@ -1,10 +1,10 @@
-// The calls behind threads and locks, of which a test can make the next one fail. Wrap pthread_create,
-// pthread_join, pthread_mutexattr_settype, pthread_mutex_lock and pthread_mutex_unlock.
+// Makes calls for threads and locks fail. Wrap pthread_create, pthread_join, pthread_mutexattr_settype,
+// pthread_mutex_lock and pthread_mutex_unlock.
 #pragma once
 
 #include <atomic>
 
-// An error number: the next call tells of it, once. But for create and settype it does its work all the same.
+// If not 0, the next call returns this error number, once. join, lock and unlock still do their work.
 struct failing_threads {
     std::atomic<int> create = 0;
     std::atomic<int> join = 0;

@@ -1,4 +1,4 @@
-// Without fortification: its inline versions of the functions defined here would be second definitions.
+// Built without fortification, whose inline functions would redefine those below.
 #undef _FORTIFY_SOURCE
 
 #include "support/logged.h"
@@ -23,10 +23,10 @@ static void keep(int priority, const char *format, va_list arguments)
     vsnprintf(text.data(), text.size() + 1, format, arguments);
     std::lock_guard guard(mutex_);
     lines_.push_back({priority, std::move(text)});
-    errno = ENOTCONN; // as the C library's may do
+    errno = ENOTCONN; // as syslog may do
 }
 
-// The C library's entry points to the log, the fortified ones too.
+// The C library's logging functions, with the fortified ones.
 extern "C" {
 void vsyslog(int priority, const char *format, va_list arguments) { keep(priority, format, arguments); }
 

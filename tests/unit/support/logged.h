@@ -1,4 +1,4 @@
-// Catches what the code under test logs, in place of syslog. Linked into every unit test.
+// Catches the log of the code under test in place of syslog. Linked into every unit test.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ void PrintTo(const log_line &line, std::ostream *out);
 
 using lines = std::vector<std::string>;
 
-// The texts logged since the last call, whatever their priority; forgets them.
+// The texts logged since the last call, of any priority.
 lines logged();
 
 // The same with priorities.

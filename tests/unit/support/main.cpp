@@ -1,4 +1,4 @@
-// The main function of every unit test program: a test that fails is followed by the command that repeats it.
+// The main function of every unit test: after a failed test it prints the command that repeats it.
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -24,7 +24,7 @@ struct how_to_repeat : testing::EmptyTestEventListener {
 
 int main(int argc, char **argv)
 {
-    signal(SIGHUP, SIG_DFL); // nohup leaves it ignored, for the programs that tests start as well
+    signal(SIGHUP, SIG_DFL); // nohup ignores it, and programs that tests start would inherit that
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new how_to_repeat);
     return RUN_ALL_TESTS();

@@ -1,4 +1,4 @@
-// How a failing test looks. By itself it passes: tests/unit/CMakeLists.txt makes it fail.
+// Shows the output of a failing test. It passes unless tests/unit/CMakeLists.txt makes it fail.
 #include <cstdlib>
 #include <gtest/gtest.h>
 

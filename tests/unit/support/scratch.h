@@ -1,4 +1,4 @@
-// A directory of a test's own, gone when the test ends, and what tests ask about files.
+// A temporary directory for a test, and questions about files.
 #pragma once
 
 #include <algorithm>

@@ -9,7 +9,7 @@ namespace
 
 constexpr unsigned char LEFT = 0xEE;
 
-// The bytes of a record of LEFTs after its initialiser ran.
+// The bytes of a record, all LEFT before, after its initialiser has run.
 template <typename Record> auto bytes_after(void (*init)(Record *))
 {
     Record record;

@@ -1,4 +1,4 @@
-/* A record that holds what its pins say, unless MOVED is defined. */
+/* A record that matches its pins unless MOVED is defined. */
 #include "wire/pin.h"
 
 typedef struct sample_t {

@@ -32,7 +32,7 @@ template <typename Answer> static Answer next_of(std::deque<Answer> &answers)
     return answer;
 }
 
-// Leaves bytes where the caller's next frames will be, so that what it does not set shows.
+// Fills the stack of the caller's next frames, so that uninitialised bytes are seen.
 __attribute__((noinline)) static void soil_the_stack()
 {
     volatile uint8_t bytes[8192];
@@ -69,7 +69,7 @@ int zixi_configure_credentials(const char *user, int user_length, const char *pa
     return next_of(feeder_->credentials);
 }
 
-// Every configuration is another: its words are 2n - 1 and 2n.
+// The words of the nth configuration are 2n - 1 and 2n.
 int zixi_prepare_configuration(int first, int second, uintptr_t configuration[2])
 {
     happened("zixi_prepare_configuration");
@@ -125,7 +125,7 @@ unsigned __wrap_sleep(unsigned seconds)
     return 0;
 }
 
-// Whole seconds pass at once; shorter pauses are the main thread's, and real.
+// Whole seconds pass at once. Shorter pauses, the main thread's, are real.
 int __wrap_nanosleep(const timespec *pause, timespec *rest)
 {
     if (pause->tv_sec == 0)

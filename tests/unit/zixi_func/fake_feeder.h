@@ -1,4 +1,4 @@
-// The feeder library, the clock and the sleeps as a test wants them: linked in their place.
+// Fakes of the feeder library, the clock and the sleeps, linked in their place.
 #pragma once
 
 #include "platform/zixiFeeder.h"
@@ -13,7 +13,7 @@
 
 constexpr size_t BLOCK_BYTES = 72;
 
-// What one zixi_get_upload_progress answers. The default is the end of an upload.
+// The result of one zixi_get_upload_progress. The default is the end of an upload.
 struct progress_step_t {
     int code = 0;
     uint64_t sent = 0;
@@ -21,7 +21,7 @@ struct progress_step_t {
     int state = 3;
 };
 
-// One zixi_upload_file as it arrived.
+// The arguments of one zixi_upload_file.
 struct upload_call_t {
     uintptr_t configuration[2];
     std::string local_path;
@@ -30,8 +30,7 @@ struct upload_call_t {
     std::array<uint8_t, BLOCK_BYTES> block;
 };
 
-// Codes are answered in turn; when they run out the answer is 0. A test reads what arrived once the worker
-// has ended.
+// The calls return the queued codes, then 0. A test reads what was recorded once the worker has ended.
 struct fake_feeder_t {
     std::deque<int> version;
     std::deque<int> logging;
@@ -40,10 +39,10 @@ struct fake_feeder_t {
     std::deque<int> upload;
     std::deque<progress_step_t> progress;
     std::deque<int> close;
-    int64_t second_ms = 1000;                               // what one second of sleep does to the clock
-    std::function<void(const std::string &event)> on_event; // runs within the call, before it answers
+    int64_t second_ms = 1000;                               // how far one second of sleep moves the clock
+    std::function<void(const std::string &event)> on_event; // runs within the call, before it returns
 
-    // What happened, in order: "zixi_upload_file", "sleep(1)", "nanosleep(1.000000000)", ...
+    // The calls in order: "zixi_upload_file", "sleep(1)", "nanosleep(1.000000000)", ...
     std::vector<std::string> events;
     std::vector<upload_call_t> uploads;
     std::vector<std::array<int, 2>> prepared; // the two numbers of each zixi_prepare_configuration
@@ -61,8 +60,8 @@ struct fake_feeder_t {
 };
 extern fake_feeder_t *feeder_; // of the running test
 
-// A stream as zixi_upload_file gives it out.
+// The stream that zixi_upload_file returns.
 void *fake_stream();
 
-// An upload to zixi.test; every byte that is not set has a value of its own that must not matter.
+// An upload to zixi.test; every other byte is filled with values that must not matter.
 transfer_request_t zixi_request();

@@ -1,5 +1,5 @@
-/* Another libzixiFeeder.so, as a vendor would build it: it knows none of this project's headers, only what
- * arrives. It stands in front by LD_LIBRARY_PATH and tells what it was given through the log callback. */
+/* Another libzixiFeeder.so, built as by a vendor, without this project's headers. LD_LIBRARY_PATH selects it;
+ * it reports its arguments through the log callback. */
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>

@@ -11,7 +11,7 @@ namespace
 
 constexpr int64_t BEGIN_MS = 1700000000000;
 
-// Samples of one upload, taken so and so long after the one before; each with its line.
+// Samples of one upload, each with the time since the one before and its log line.
 struct sample_t {
     int64_t interval_ms;
     uint64_t sent;
@@ -40,9 +40,9 @@ TEST(Progress, IsLoggedAsInformation)
     EXPECT_EQ(logged_with_priority().at(0).priority, LOG_INFO);
 }
 
-TEST(Progress, SpeedOfTheFirstSampleIsThatSinceTheStart)
+TEST(Progress, SpeedOfTheFirstSampleCountsFromTheStart)
 {
-    // 5 MB in a second are 40000 kbit/s; 15 MB are left, 3 s
+    // 5 MB in a second is 40000 kbit/s; 15 MB are left, 3 s
     expect_lines({{1000, 5000000, 20000000, "25% 5MB/20MB Speed: 40.  0Mbps elapsed:0[m] / remain:0[m]"}});
     // 1 MB in a second is 8000 kbit/s; 1200 MB are left, 1200 s
     expect_lines({{1000, 1000000, 1201000000, "0% 1MB/1201MB Speed: 8.  0Mbps elapsed:0[m] / remain:20[m]"}});
@@ -50,7 +50,7 @@ TEST(Progress, SpeedOfTheFirstSampleIsThatSinceTheStart)
     expect_lines({{2000, 1000000, 1201000000, "0% 1MB/1201MB Speed: 4.  0Mbps elapsed:0[m] / remain:40[m]"}});
 }
 
-TEST(Progress, SpeedOfLaterSamplesIsMeasuredFromTheTotal)
+TEST(Progress, SpeedOfLaterSamplesCountsFromTheTotal)
 {
     expect_lines({
         {1000, 5000000, 20000000, "25% 5MB/20MB Speed: 40.  0Mbps elapsed:0[m] / remain:0[m]"},
@@ -85,9 +85,9 @@ TEST(Progress, MinutesAreWhole)
     });
 }
 
-TEST(Progress, SizesAbove4GiBAreWhole)
+TEST(Progress, SizesAbove4GiBAreNotCut)
 {
-    // 4500 MB in a second are 36 000 000 kbit/s
+    // 4500 MB in a second is 36 000 000 kbit/s
     expect_lines({
         {1000, 4500000000, 6000000000, "75% 4500MB/6000MB Speed: 36000.  0Mbps elapsed:0[m] / remain:0[m]"},
         {1000, 5000000000, 6000000000, "83% 5000MB/6000MB Speed: -8000.  0Mbps elapsed:0[m] / remain:-1[m]"},
@@ -107,7 +107,7 @@ TEST(Progress, AnIntervalOf0IsNoSpeed)
     expect_lines({{0, 5000000, 20000000, "25% 5MB/20MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]"}});
 }
 
-TEST(Progress, AClockThatIsSetBackCountsBack)
+TEST(Progress, AClockSetBackGivesNegativeTimes)
 {
     expect_lines({
         {1000, 5000000, 20000000, "25% 5MB/20MB Speed: 40.  0Mbps elapsed:0[m] / remain:0[m]"},
@@ -116,7 +116,7 @@ TEST(Progress, AClockThatIsSetBackCountsBack)
 }
 
 // Run under UndefinedBehaviorSanitizer as well.
-TEST(Progress, NoNumbersStopIt)
+TEST(Progress, NoNumbersCrashIt)
 {
     const uint64_t amounts[] = {0,         1,         uint64_t{1} << 58, uint64_t{1} << 60, uint64_t{1} << 61,
                                 INT64_MAX, UINT64_MAX};

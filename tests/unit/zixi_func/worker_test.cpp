@@ -22,7 +22,7 @@ constexpr const char *NETWORK = "error: zixi_func(502): FTPCD_ERR_NETWORK\n";
 constexpr job_engine_t SILENT = {nullptr,  unjoined_t::kept, "not recursive", "lock", "unlock",
                                  "create", "not started",    "no thread",     "join"};
 
-// The worker, run by the test's own thread on a record as a start leaves it.
+// Runs the worker on the test's own thread, with a record as after a start.
 struct Worker : testing::Test {
     fake_feeder_t feeder;
     job_slot_t slot = {.engine = &SILENT};
@@ -35,7 +35,7 @@ struct Worker : testing::Test {
         job.request = zixi_request();
         start_anew();
     }
-    // Another job with a library that does as it should.
+    // Prepares another job with a library without faults.
     void start_anew(uint32_t kind = JOB_UPLOAD)
     {
         feeder = {};
@@ -56,7 +56,7 @@ struct Worker : testing::Test {
         EXPECT_EQ(job.module_info.result, result);
         EXPECT_EQ(static_cast<int>(job.exec_info.zixi_error), zixi_error);
     }
-    // The lines but for the progress; their places and texts are progress_test's.
+    // The log without progress lines; progress_test covers those.
     static lines logged_but_progress()
     {
         lines kept = logged();
@@ -112,7 +112,7 @@ TEST_F(Worker, DownloadAndFileInformationEndAtOnce)
     }
 }
 
-TEST_F(Worker, AnUnknownKindIsJudgedByTheStoredError)
+TEST_F(Worker, AnUnknownKindEndsWithTheStoredError)
 {
     job.module_info.exec = 4;
     run();
@@ -125,7 +125,7 @@ TEST_F(Worker, AnUnknownKindIsJudgedByTheStoredError)
     EXPECT_THAT(feeder.events, IsEmpty());
 }
 
-TEST_F(Worker, LogsOfTheLibraryGoToStandardOutputUnchanged)
+TEST_F(Worker, TheLibrarysLogGoesToStandardOutputUnchanged)
 {
     run();
     EXPECT_EQ(feeder.log_level, 3);
@@ -138,7 +138,7 @@ TEST_F(Worker, LogsOfTheLibraryGoToStandardOutputUnchanged)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "100% of %s\nno newline");
 }
 
-TEST_F(Worker, CredentialsLieAtTheirOwnPlacesAndMayFillThemOrBeEmpty)
+TEST_F(Worker, CredentialsHaveTheirOwnFieldsAndMayFillThemOrBeEmpty)
 {
     const auto bytes = reinterpret_cast<char *>(&job.request);
     const std::string users[] = {"ann", std::string(63, 'u'), ""};
@@ -173,13 +173,13 @@ TEST_F(Worker, AFailedSetUpEndsTheJob)
         feeder.*row.answers = {-3};
         run();
         EXPECT_EQ(logged(), (lines{row.line, named("ZIXI_ERROR_NOT_INITIALIZED", -3), NETWORK}));
-        expect_outcome(FTPCD_ERR_NETWORK, -3); // 16 replaces the 5 of the set-up
+        expect_outcome(FTPCD_ERR_NETWORK, -3); // 16 replaces the set-up's 5
         EXPECT_EQ(feeder.events.back(), row.last_call);
         EXPECT_EQ(feeder.count("sleep(1)"), 0);
     }
 }
 
-TEST_F(Worker, TheLastFailureIsTheOutcomeAndOnlyAStartKnowsOfARemoteFile)
+TEST_F(Worker, TheLastFailureIsTheOutcomeAndOnlyAStartReportsAnExistingFile)
 {
     const struct {
         std::deque<int> prepare, upload;
@@ -206,7 +206,7 @@ TEST_F(Worker, TheLastFailureIsTheOutcomeAndOnlyAStartKnowsOfARemoteFile)
     }
 }
 
-TEST_F(Worker, OnlyPassingStartFailuresAreTriedAgain)
+TEST_F(Worker, OnlyTemporaryStartFailuresAreRetried)
 {
     for (int code = -23; code <= 9; code++) {
         const bool passes = code == -21 || (code >= 1 && code <= 7);
@@ -221,7 +221,7 @@ TEST_F(Worker, OnlyPassingStartFailuresAreTriedAgain)
     }
 }
 
-TEST_F(Worker, FiveAttemptsLieASecondApartAndCutTheRemotePathOnce)
+TEST_F(Worker, MakesFiveAttemptsASecondApartAndCutsTheRemotePathOnce)
 {
     strcpy(job.request.remote_path, "a/b/c/d/e/film.ts");
     feeder.upload = std::deque<int>(9, -21);
@@ -256,7 +256,7 @@ TEST_F(Worker, AStartFailureIsLoggedLineByLine)
               (lines{start_failure(-22), named("ZIXI_WARNING_REMOTE_FILE_EXISTS", -22), given_up(-22)}));
 }
 
-TEST_F(Worker, ACancelShortensTheAttemptsAndLeavesTheirResult)
+TEST_F(Worker, ACancelSkipsThePausesAndKeepsTheResultOfTheAttempts)
 {
     for (const int attempt : {1, 2, 5}) {
         start_anew();
@@ -270,7 +270,7 @@ TEST_F(Worker, ACancelShortensTheAttemptsAndLeavesTheirResult)
     }
 }
 
-TEST_F(Worker, EveryAttemptHasAConfigurationOfItsOwn)
+TEST_F(Worker, EveryAttemptHasItsOwnConfiguration)
 {
     feeder.upload = {-21, -21, 0};
     run();
@@ -282,10 +282,10 @@ TEST_F(Worker, EveryAttemptHasAConfigurationOfItsOwn)
     }
 }
 
-// The block, byte by byte as it arrives; the fake leaves 0xee on the stack before each upload.
+// The block byte by byte; the fake fills the stack with 0xee before each upload.
 TEST_F(Worker, TheParameterBlockIsExact)
 {
-    job.request.port = 0x12345; // 16 bits of it count
+    job.request.port = 0x12345; // only 16 bits count
     const uint8_t overwrite = 1;
     memcpy(&job.remote_file, &overwrite, 1);
     run();
@@ -296,7 +296,7 @@ TEST_F(Worker, TheParameterBlockIsExact)
     expected[1] = 0x23;
     expected[4] = 0x96; // 1430
     expected[5] = 0x05;
-    const char *remote_path = reinterpret_cast<const char *>(&slot) + 16; // of the record's request
+    const char *remote_path = reinterpret_cast<const char *>(&slot) + 16; // of the request inside the record
     memcpy(&expected[8], &remote_path, sizeof remote_path);
     expected[24] = 0x80; // 50000000
     expected[25] = 0xf0;
@@ -308,7 +308,7 @@ TEST_F(Worker, TheParameterBlockIsExact)
     EXPECT_EQ(call.local_path, "/data/film.ts");
     EXPECT_EQ(call.host, "zixi.test");
     EXPECT_EQ(call.remote_directory, "in/box");
-    job.remote_file.looked_up = 0xffffff00; // its first byte is what overwrites
+    job.remote_file.looked_up = 0xffffff00; // its first byte is the overwrite flag
     run();
     EXPECT_EQ(feeder.uploads.at(1).block[45], 0);
 }
@@ -351,7 +351,7 @@ TEST_F(Worker, OnlyState2ContinuesTheUpload)
     }
 }
 
-TEST_F(Worker, SizesAbove4GiBAreStoredWholeAndFiguresThatAre0LeaveThem)
+TEST_F(Worker, SizesAbove4GiBAreStoredAndZerosDoNotReplaceThem)
 {
     feeder.progress = {{0, (uint64_t{1} << 33) + 1, (uint64_t{1} << 52) + 1, 2}, {0, 0, 0, 3}};
     run();
@@ -359,14 +359,14 @@ TEST_F(Worker, SizesAbove4GiBAreStoredWholeAndFiguresThatAre0LeaveThem)
     EXPECT_EQ(job.exec_info.total_size, 4503599627370497.0);
 }
 
-TEST_F(Worker, ElapsedTimeIsTheClocksAndNeverBelow0)
+TEST_F(Worker, ElapsedTimeComesFromTheClockAndIsNeverNegative)
 {
     feeder.second_ms = 1250;
     feeder.progress = {{0, 1, 2, 2}, {0, 2, 2, 3}};
     run();
     EXPECT_EQ(job.exec_info.elapsed_time, 2.5);
     feeder = {};
-    feeder.second_ms = -5000; // the clock is set back
+    feeder.second_ms = -5000; // sets the clock back
     job.module_info = {1, JOB_UPLOAD, 0, 0};
     job.exec_info.elapsed_time = 0;
     run();
@@ -384,7 +384,7 @@ TEST_F(Worker, AFailedProgressEndsTheUpload)
     EXPECT_EQ(job.exec_info.transferred_size, 5.0);
 }
 
-TEST_F(Worker, AFailedCloseIsLoggedOnly)
+TEST_F(Worker, AFailedCloseIsOnlyLogged)
 {
     feeder.close = {-1};
     run();
@@ -398,7 +398,7 @@ TEST_F(Worker, ACancelIsSeenAtTheNextSample)
     const struct {
         const char *stage;
         int time;
-        int samples; // taken in all
+        int samples; // in all
     } rows[] = {
         {"zixi_configure_logging", 1, 1},
         {"zixi_configure_credentials", 1, 1},
@@ -410,7 +410,7 @@ TEST_F(Worker, ACancelIsSeenAtTheNextSample)
         {"zixi_get_upload_progress", 1, 1},
         {"nanosleep(1.000000000)", 3, 3},
         {"zixi_get_upload_progress", 3, 3},
-        {"zixi_get_upload_progress", 4, 4}, // the 4th is the last anyhow
+        {"zixi_get_upload_progress", 4, 4}, // the 4th is the last anyway
     };
     for (const auto &row : rows) {
         start_anew();
@@ -434,7 +434,7 @@ TEST_F(Worker, ACancelAfterTheLastSampleComesTooLate)
     EXPECT_EQ(job.module_info.cancel, 1u);
 }
 
-TEST_F(Worker, AnErrorBeforeTheNextSampleGoesBeforeACancel)
+TEST_F(Worker, AnErrorBeforeTheNextSampleTakesPrecedenceOverACancel)
 {
     feeder.upload = {-17};
     cancel_at("zixi_upload_file");

@@ -1,4 +1,4 @@
-// The operations, with real workers. What every engine's slot does is job_slot's to test.
+// The operations, with real workers. job_slot_test covers what both engines share.
 #include "zixi_func/zixi_func.h"
 
 #include "fake_feeder.h"
@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 struct ZixiFunc : testing::Test {
     fake_feeder_t feeder;
     transfer_request_t request = zixi_request();
-    std::atomic<bool> held = false; // the upload stays in its first call while this is set
+    std::atomic<bool> held = false; // keeps the upload in its first call
 
     ZixiFunc()
     {
@@ -62,7 +62,7 @@ struct ZixiFunc : testing::Test {
         }
         return true;
     }
-    // The join of the running job's worker.
+    // Joins the running job's worker.
     static int finish()
     {
         int rc = -1;
@@ -93,7 +93,7 @@ TEST_F(ZixiFunc, InitGoesOnWithoutAVersion)
     EXPECT_EQ(zixif_ftp_upload(&request), 0u);
 }
 
-TEST_F(ZixiFunc, WhatItsLockAndThreadsRefuseIsLoggedByItsOwnIds)
+TEST_F(ZixiFunc, LockAndThreadFailuresAreLoggedWithItsOwnIds)
 {
     threads_.create = EAGAIN;
     EXPECT_EQ(zixif_ftp_upload(&request), 5u);
@@ -116,7 +116,7 @@ TEST_F(ZixiFunc, WhatItsLockAndThreadsRefuseIsLoggedByItsOwnIds)
     EXPECT_THAT(feeder.events, IsEmpty());
 }
 
-TEST_F(ZixiFunc, ADownloadIsRefusedAndStartsNothing)
+TEST_F(ZixiFunc, ADownloadIsRefused)
 {
     const job_record_t before = state();
     EXPECT_EQ(zixif_download(&request), 15u);
@@ -127,12 +127,12 @@ TEST_F(ZixiFunc, ADownloadIsRefusedAndStartsNothing)
     EXPECT_EQ(logged(), lines{});
 }
 
-TEST_F(ZixiFunc, AnUploadRunsToItsEndAndIsReportedOnce)
+TEST_F(ZixiFunc, AnUploadRunsToItsEndAndIsReportedExactlyOnce)
 {
     held = true;
     ASSERT_EQ(zixif_ftp_upload(&request), 0u);
     EXPECT_EQ(zixif_is_alive(), 1u);
-    EXPECT_EQ(zixif_finished(), -1) << "it runs";
+    EXPECT_EQ(zixif_finished(), -1) << "still running";
     EXPECT_EQ(zixif_dl_file_info(&request), 3u);
     EXPECT_EQ(zixif_download(&request), 15u);
     EXPECT_EQ(state().module_info.exec, 2u);
@@ -189,7 +189,7 @@ TEST_F(ZixiFunc, AStartBeforeTheJoinFailsWith5AndTheWorkerIsStillJoinedAndReport
 
 TEST_F(ZixiFunc, ACancelReturnsWhenTheJobHasStopped)
 {
-    feeder.progress = std::deque<progress_step_t>(100000, {0, 1, 2, 2}); // without a cancel, no end in sight
+    feeder.progress = std::deque<progress_step_t>(100000, {0, 1, 2, 2}); // ends only by the cancel
     feeder.on_event = [](const std::string &event) {
         if (event == "nanosleep(1.000000000)")
             std::this_thread::sleep_for(1ms);
@@ -199,7 +199,7 @@ TEST_F(ZixiFunc, ACancelReturnsWhenTheJobHasStopped)
     EXPECT_EQ(zixif_cancel(), 0);
     EXPECT_EQ(state().module_info.running, 0u);
     EXPECT_EQ(state().module_info.result, 1u);
-    EXPECT_EQ(zixif_is_alive(), 1u) << "the join is zixif_finished's";
+    EXPECT_EQ(zixif_is_alive(), 1u) << "only zixif_finished joins";
 }
 
 TEST_F(ZixiFunc, TheRecordCanBeReadAtAnyTime)
