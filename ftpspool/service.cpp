@@ -37,15 +37,17 @@ void service_t::run()
 {
     interrupts_catch();
     told_.tell_start(store_.counts());
-    while (!interrupts_seen() || attempt_) {
+    for (;;) {
         if (!attempt_)
             start_next();
-        if (interrupts_seen() && attempt_)
+        // A signal that comes from here on ends the wait: its descriptor stays readable.
+        const bool is_ending = interrupts_seen();
+        if (is_ending && !attempt_)
+            return;
+        if (is_ending)
             attempt_->stop();
-        if (interrupts_seen() && !attempt_)
-            break;
-        wakeups_.wait(attempt_ ? attempt_->fd() : -1, attempt_ ? 0 : wake_ms_,
-                      attempt_ ? 0 : store_.next_time(wall_s()));
+        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(),
+                      attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
         if (wakeups_.is_database_gone())
             throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
         if (attempt_)

@@ -1,7 +1,6 @@
 #include "ftpspool/wakeups.h"
 
 #include "ftpctl/failure.h"
-#include "ftpctl/interrupts.h"
 
 #include <cerrno>
 #include <cstring>
@@ -64,7 +63,7 @@ void wakeups_t::drain()
     while (read(wall_.get(), &expirations, sizeof expirations) > 0) {}
 }
 
-void wakeups_t::wait(int fd, int64_t steady_ms, int64_t wall_s)
+void wakeups_t::wait(int fd, int signal_fd, int64_t steady_ms, int64_t wall_s)
 {
     constexpr int64_t FAR_S = int64_t{1} << 33;
     arm(steady_, TFD_TIMER_ABSTIME, steady_ms / 1000, steady_ms % 1000 * 1000000);
@@ -73,9 +72,7 @@ void wakeups_t::wait(int fd, int64_t steady_ms, int64_t wall_s)
                         {changes_.get(), POLLIN, 0},
                         {steady_.get(), POLLIN, 0},
                         {wall_.get(), POLLIN, 0},
-                        {interrupts_fd(), POLLIN, 0}};
-    if (interrupts_seen())
-        waiting[4].fd = -1; // it stays readable
+                        {signal_fd, POLLIN, 0}};
     poll(waiting, 5, -1);
     drain();
 }

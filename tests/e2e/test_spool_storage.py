@@ -9,7 +9,7 @@ import time
 import pytest
 
 from harness import ftpspool
-from harness.daemon import WORLD, is_emulated, memory_kib
+from harness.daemon import WORLD, fast_clock, is_emulated, memory_kib
 from harness.ftpspool import ALICE, DATABASE, SPOOL, Service
 from harness.waiting import wait_until
 
@@ -129,7 +129,7 @@ def test_a_clock_that_is_set_by_a_year_loses_nothing(daemon, vsftpd, local):
     if is_emulated():
         pytest.skip("an emulator takes no preloaded clock")
     for number, shift in enumerate(("+365d", "-365d", "+0"), 1):
-        service = Service(wrapper=("faketime", "-f", shift))
+        service = Service(LD_PRELOAD=fast_clock()[0], FAKETIME=shift)
         ftpspool.add(path, ALICE + str(number))
         ftpspool.wait_for("done", number)
         assert service.stop() == 0

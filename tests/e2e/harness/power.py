@@ -19,10 +19,6 @@ NOT_PLAYED = ("writev", "pwritev", "sendfile", "copy_file_range")
 LONGEST = 1 << 22
 
 
-def exists(path):
-    return pathlib.Path(path).exists()
-
-
 class Call(NamedTuple):
     name: str
     words: list  # bytes for texts, str for all else
@@ -66,7 +62,7 @@ class Disk:
     def __init__(self, *folders):
         self._folders = [str(folder) for folder in folders]
         self.names = {}
-        self._open = {}
+        self._opened = {}
         for folder in folders:
             for path in pathlib.Path(folder).rglob("*"):
                 if path.is_file():
@@ -80,8 +76,9 @@ class Disk:
 
     def play(self, call):
         """True when it changed what a power cut would leave."""
-        assert call.name not in NOT_PLAYED or int(call.words[0]) not in self._open, call
-        paths = [word.decode() for word in call.words if isinstance(word, bytes)]
+        assert call.name not in NOT_PLAYED or int(call.words[0]) not in self._opened, call
+        has_data = call.name in ("write", "pwrite64")
+        paths = [] if has_data else [word.decode() for word in call.words if isinstance(word, bytes)]
         action = getattr(self, "_" + call.name.removesuffix("2").removesuffix("at").replace("fdatasync", "fsync"), None)
         return bool(action and action(call, paths))
 
@@ -91,41 +88,41 @@ class Disk:
             file = self.names[path] = File()
         if file is not None and "O_TRUNC" in flags:
             file.content.clear()
-        self._open[fd] = [file, 0]
+        self._opened[fd] = [file, 0]
 
     def _open_folder(self, fd, path):
-        self._open[fd] = [path.rstrip("/"), 0]
+        self._opened[fd] = [path.rstrip("/"), 0]
 
-    def _openat(self, call, paths):
-        self._open.pop(call.result, None)
-        if "O_DIRECTORY" in call.words[2]:
+    def _open(self, call, paths):
+        self._opened.pop(call.result, None)
+        if pathlib.Path(paths[0]).is_dir():
             self._open_folder(call.result, paths[0])
         elif self._is_ours(paths[0]):
             self._open_file(call.result, paths[0], call.words[2])
         return False
 
     def _close(self, call, _paths):
-        self._open.pop(int(call.words[0]), None)
+        self._opened.pop(int(call.words[0]), None)
 
     def _write(self, call, _paths):
         fd = int(call.words[0])
         if fd == 1:
             self.printed += call.words[1]
-        if fd not in self._open:
+        if fd not in self._opened:
             return fd == 1
-        file, at = self._open[fd]
+        file, at = self._opened[fd]
         file.write(at, call.words[1])
-        self._open[fd][1] = at + call.result
+        self._opened[fd][1] = at + call.result
         return True
 
     def _pwrite64(self, call, _paths):
-        opened = self._open.get(int(call.words[0]))
+        opened = self._opened.get(int(call.words[0]))
         if opened:
             opened[0].write(int(call.words[3]), call.words[1][: call.result])
         return bool(opened)
 
     def _ftruncate(self, call, _paths):
-        opened = self._open.get(int(call.words[0]))
+        opened = self._opened.get(int(call.words[0]))
         if opened:
             size = int(call.words[1])
             opened[0].write(size, b"")
@@ -133,7 +130,7 @@ class Disk:
         return bool(opened)
 
     def _fsync(self, call, _paths):
-        opened = self._open.get(int(call.words[0]))
+        opened = self._opened.get(int(call.words[0]))
         if opened and isinstance(opened[0], File):
             opened[0].safe = bytes(opened[0].content)
         elif opened:
@@ -159,11 +156,17 @@ class Disk:
     def _unlink(self, _call, paths):
         return self.names.pop(paths[0], None) is not None
 
-    def leave(self, mode, target):
-        """Writes what a power cut now would leave to a folder, below the paths that the files have here."""
+    def left(self, mode):
+        """{path: content}: what a power cut now would leave."""
         safe_names, safe_content = MODES[mode]
-        shutil.rmtree(target, ignore_errors=True)
-        for path, file in (self.safe_names if safe_names else self.names).items():
-            place = pathlib.Path(f"{target}{path}")
-            place.parent.mkdir(parents=True, exist_ok=True)
-            place.write_bytes(file.safe if safe_content else bytes(file.content))
+        names = self.safe_names if safe_names else self.names
+        return {path: file.safe if safe_content else bytes(file.content) for path, file in names.items()}
+
+
+def lay_out(left, target):
+    """Writes files to a folder, below the paths that they have here."""
+    shutil.rmtree(target, ignore_errors=True)
+    for path, content in left.items():
+        place = pathlib.Path(f"{target}{path}")
+        place.parent.mkdir(parents=True, exist_ok=True)
+        place.write_bytes(content)
