@@ -1,5 +1,5 @@
-# Where `cmake --install` puts the components daemon and tools; the client library adds two of its own. Every folder is
-# below the prefix, so that any prefix and DESTDIR work.
+# Where `cmake --install` puts the components daemon, tools and spool; the client library adds two of its own. Every folder
+# is below the prefix, so that any prefix and DESTDIR work.
 
 # The daemon's private folder, which no linker searches. Here a device replaces the two libraries: RUNPATH is relative to
 # the daemon.
@@ -20,6 +20,10 @@ if(TARGET ftpctl)
   install(FILES ${completions}/_ftpctl DESTINATION share/zsh/vendor-completions COMPONENT tools)
 endif()
 
+if(TARGET ftpspool)
+  install(TARGETS ftpspool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spool)
+endif()
+
 # For client programs: "wire/wire.h" with -I<prefix>/include/ftp_clientd, the protocol's page, examples.
 install(DIRECTORY wire DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ftp_clientd COMPONENT development
   FILES_MATCHING PATTERN "*.h")
@@ -33,6 +37,13 @@ install(CODE "
   set(unit \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/ftp_clientd.service\")
   configure_file(\"${PROJECT_SOURCE_DIR}/packaging/ftp_clientd.service.in\" \"\$ENV{DESTDIR}\${unit}\" @ONLY)
   list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${unit}\")" COMPONENT daemon)
+if(TARGET ftpspool)
+  install(CODE "
+    set(SPOOL \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ftpspool\")
+    set(unit \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/ftpspool.service\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/packaging/ftpspool.service.in\" \"\$ENV{DESTDIR}\${unit}\" @ONLY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${unit}\")" COMPONENT spool)
+endif()
 install(FILES packaging/ftp_clientd.sysusers DESTINATION lib/sysusers.d RENAME ftp_clientd.conf COMPONENT daemon)
 
 # install_manual(<component> <page>...): installs pages of docs/man, compressed.
@@ -58,8 +69,11 @@ file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging/man)
 pages_of(pages *.8)
 install_manual(daemon ${pages})
 if(TARGET ftpctl)
-  pages_of(pages *.1)
+  pages_of(pages ftpctl*.1)
   install_manual(tools ${pages})
+endif()
+if(TARGET ftpspool)
+  install_manual(spool ftpspool.1)
 endif()
 get_property(packed_manuals GLOBAL PROPERTY packed_manuals)
 add_custom_target(manuals ALL DEPENDS ${packed_manuals})

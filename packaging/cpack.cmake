@@ -34,6 +34,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY
 set(daemon_libraries ", libcurl4 (>= 7.62.0) | libcurl4t64")
 set(tools_libraries "")
 set(library_libraries "")
+set(spool_libraries "")
 if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
   string(APPEND daemon_libraries ", libc6 (>= 2.34), libssl3 (>= 3.0.0)")
@@ -42,6 +43,7 @@ if(CMAKE_CROSSCOMPILING)
   endif()
   set(library_libraries "libc6 (>= 2.34)")
   set(tools_libraries "libc6 (>= 2.34), libgcc-s1 (>= 3.5), libssl3 (>= 3.0.0), libstdc++6 (>= 12)")
+  set(spool_libraries ", ${tools_libraries}, libsqlite3-0 (>= 3.34)")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 endif()
@@ -82,6 +84,14 @@ if(TARGET ftpctl)
     TEXT "Hands downloads, uploads and look-ups to ftp_clientd, shows their progress"
          "and cancels them.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ftp-clientd)
+endif()
+
+if(TARGET ftpspool)
+  package(spool NAME ftpspool SECTION net DEPENDS "ftp-clientd, init-system-helpers (>= 1.54~)${spool_libraries}"
+    SUMMARY "queue of uploads for the file-transfer daemon"
+    TEXT "Hand over a file once, and it arrives, whatever the network, the server, the"
+         "daemon or the power do. Entries are kept in an SQLite database; a service"
+         "uploads them through ftp_clientd and tries again what may pass.")
 endif()
 
 if(TARGET ftpclient_shared)

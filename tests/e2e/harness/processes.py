@@ -46,6 +46,13 @@ def processes():
         yield Process(int(folder.name), name, state, int(parent), int(session))
 
 
+def signal_children(pid, number):
+    """To those of a wrapper, which would keep the signal to itself."""
+    for process in processes():
+        if process.parent == pid:
+            os.kill(process.pid, number)
+
+
 def adopted(name):
     """The pids of children that the test did not start itself, including zombies."""
     own = {process.pid for process in _spawned}

@@ -81,6 +81,11 @@ class Vsftpd:
     def read(self, name):
         return (self.home / name).read_bytes()
 
+    @property
+    def pid(self):
+        """Of the one that listens; each session has processes of its own."""
+        return self._process.pid
+
     def path(self, name) -> pathlib.Path:
         return self.home / name
 

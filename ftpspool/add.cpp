@@ -1,0 +1,127 @@
+// add: from the command line to an entry on the disk.
+#include "ftpspool/spool_commands.h"
+
+#include "ftpctl/duration.h"
+#include "ftpctl/local_file.h"
+#include "ftpctl/report.h"
+#include "ftpspool/copies.h"
+#include "ftpspool/file_identity.h"
+#include "ftpspool/shown.h"
+#include "ftpspool/upload_job.h"
+#include "ftpspool/wakeups.h"
+
+#include <climits>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <sys/stat.h>
+
+[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
+
+static void make_absolute(std::string &path)
+{
+    if (!path.empty())
+        path = std::filesystem::absolute(path).string();
+}
+
+// "90m", "2d": from now on; "2026-12-24T18:00": by the local clock. 0 for "".
+static int64_t time_of(const std::string &text, const char *option, int64_t now_s)
+{
+    if (text.empty())
+        return 0;
+    if (const auto duration = duration_parse(text))
+        return now_s + std::chrono::ceil<std::chrono::seconds>(*duration).count();
+    tm parts = {};
+    const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M", &parts);
+    parts.tm_isdst = -1;
+    if (end == nullptr || *end != '\0')
+        refuse(std::string(option) +
+               ": must be a duration such as 90m or 2d, or a time such as 2026-12-24T18:00");
+    return mktime(&parts);
+}
+
+// A folder gets the file's name.
+static void complete_url(entry_t &entry)
+{
+    const url_t url = url_parse(entry.target.url, url_names::A_FILE_OR_FOLDER);
+    if (!url.path.empty() && url.path.back() != '/')
+        return;
+    if (!entry.target.url.ends_with('/'))
+        entry.target.url += '/';
+    entry.target.url += url_encoded(std::filesystem::path(entry.local).filename().string());
+}
+
+// Nobody will be there to ask.
+static void check_password(const entry_t &entry)
+{
+    const options_t options = upload_options(entry, "");
+    const url_t url = url_parse(entry.target.url);
+    const std::string user = request_user(options, url);
+    if (!user.empty() && user != "anonymous" && entry.target.password_file.empty())
+        refuse("--password-file: is missing for " + user + "@" + url.host);
+    if (!entry.target.proxy.empty() && url_parse_proxy(entry.target.proxy).user &&
+        entry.target.proxy_password_file.empty())
+        refuse("--proxy-password-file: is missing");
+}
+
+static void check_move(const entry_t &entry)
+{
+    struct stat file = {};
+    struct stat folder = {};
+    if (entry.move_to.empty())
+        return;
+    if (stat(entry.move_to.c_str(), &folder) != 0)
+        throw failure(STATUS_LOCAL, entry.move_to + ": " + strerror(errno));
+    if (!S_ISDIR(folder.st_mode))
+        refuse("--move-to: " + entry.move_to + ": is no folder");
+    if (stat(entry.local.c_str(), &file) == 0 && file.st_dev != folder.st_dev)
+        refuse("--move-to: " + entry.move_to + ": is on another file system than the file");
+}
+
+static entry_t complete(const spool_options_t &options)
+{
+    entry_t entry = options.entry;
+    target_t &target = entry.target;
+    for (std::string *path :
+         {&entry.local, &entry.move_to, &target.password_file, &target.proxy_password_file})
+        make_absolute(*path);
+    file_check_upload(entry.local);
+    complete_url(entry);
+    entry.added_s = wall_s();
+    entry.not_before_s = time_of(options.not_before, "--not-before", entry.added_s);
+    entry.expires_s = time_of(options.expires, "--expires", entry.added_s);
+    entry.after = options.delete_file     ? after_t::DELETE
+                  : entry.move_to.empty() ? after_t::KEEP
+                                          : after_t::MOVE;
+    check_password(entry);
+    check_move(entry);
+    return entry;
+}
+
+// Whatever the daemon or the library would refuse is refused now.
+static void rehearse(const entry_t &entry)
+{
+    const options_t upload = upload_options(entry, "");
+    job_t job = upload_job(upload, entry);
+    upload_log_in(job, upload);
+}
+
+int spool_add(const spool_options_t &options)
+{
+    entry_t entry = complete(options);
+    const spool_paths_t paths = {options.folder};
+    std::optional<copying_t> copying;
+    if (options.copy) {
+        copying.emplace(paths);
+        entry.original = file_identify(entry.local).text;
+        entry.copy = copying->make(entry.local);
+    }
+    entry.size_bytes = file_identify(entry.source()).size_bytes;
+    rehearse(entry);
+    const int64_t id = store_t::open(paths).add(entry, upload_server(entry));
+    if (copying)
+        copying->keep();
+    const std::string number = std::to_string(id);
+    output_line(options.json ? shown_answer("add", STATUS_DONE, number, {id}) : number);
+    return STATUS_DONE;
+}

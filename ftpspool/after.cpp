@@ -1,0 +1,67 @@
+#include "ftpspool/after.h"
+
+#include "ftpspool/file_identity.h"
+#include "strutil/guards.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <unistd.h>
+
+constexpr int NAMES_MOST = 1000;
+
+// A name is gone for good only when its folder is on the disk.
+static void sync_folder(const std::string &path)
+{
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    const descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened)
+        fsync(opened.get());
+}
+
+static std::string remove_file(const std::string &path)
+{
+    if (unlink(path.c_str()) != 0 && errno != ENOENT)
+        return path + ": could not be deleted: " + strerror(errno);
+    sync_folder(path);
+    return "";
+}
+
+// Never in the place of another file: a number is appended then.
+static std::string move_file(const std::string &path, const std::string &folder)
+{
+    const std::string first = folder + "/" + std::filesystem::path(path).filename().string();
+    std::string target = first;
+    int code = -1;
+    for (int number = 1; number <= NAMES_MOST; number++) {
+        code = renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+        if (code == 0 || errno != EEXIST)
+            break;
+        target = first + "." + std::to_string(number);
+    }
+    if (code != 0)
+        return path + ": could not be moved to " + folder + ": " + strerror(errno);
+    sync_folder(target);
+    sync_folder(path);
+    return "";
+}
+
+std::string after_arrival(const entry_t &entry)
+{
+    std::string note;
+    const std::string &identity = entry.copy.empty() ? entry.identity : entry.original;
+    const bool is_gone = access(entry.local.c_str(), F_OK) != 0 && errno == ENOENT;
+    if (entry.after != after_t::KEEP && !is_gone) {
+        if (!file_is_still(entry.local, identity))
+            note = entry.local + ": has changed since it was sent, and is kept";
+        else if (entry.after == after_t::DELETE)
+            note = remove_file(entry.local);
+        else
+            note = move_file(entry.local, entry.move_to);
+    }
+    if (!entry.copy.empty())
+        unlink(entry.copy.c_str()); // what stays is swept at the next start
+    return note;
+}

@@ -1,0 +1,37 @@
+// Which entry is sent next.
+#pragma once
+
+#include "ftpspool/pauses.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+// The first entry of a server's line.
+struct ready_t {
+    int64_t server = 0;
+    int64_t id = 0;
+    int64_t priority = 0;
+    bool urged = false; // does not wait for the end of a pause
+};
+
+struct choice_t {
+    std::optional<ready_t> entry;
+    int64_t wake_ms = 0; // without an entry: when a pause ends; 0 when no server has one
+};
+
+// Keeps in mind when which server had its turn. Among servers without a pause the one with the highest
+// priority is next, and among equals the one that waits longest for its turn.
+class chooser_t
+{
+public:
+    choice_t choose(const std::vector<ready_t> &lines, const pauses_t &pauses, int64_t now_ms);
+
+private:
+    std::map<int64_t, int64_t> turn_of_; // by server; those of later turns are higher
+    int64_t turns_ = 0;
+
+    bool goes_before(const ready_t &one, const ready_t &other) const;
+    int64_t turn_of(int64_t server) const;
+};

@@ -1,0 +1,111 @@
+// SQLite, as far as the store needs it: one connection, its statements and transactions.
+//
+// Every failure is thrown as failure (STATUS_LOCAL) with the file's name and SQLite's text; a file that is no
+// sound database as damaged_t. A file that another process has locked is waited for, 10 s at most.
+#pragma once
+
+#include "ftpctl/failure.h"
+
+#include <cstdint>
+#include <memory>
+#include <sqlite3.h>
+#include <string>
+#include <string_view>
+
+// The file is no database, or its content contradicts itself.
+struct damaged_t : failure {
+    using failure::failure;
+};
+
+class database_t;
+
+// A prepared statement. It must not outlive its database.
+class statement_t
+{
+public:
+    statement_t(const database_t &database, const char *sql);
+
+    // Sets the parameters ?1, ?2, ... in this order, and begins anew.
+    template <typename... Values> statement_t &with(const Values &...values)
+    {
+        sqlite3_reset(made_.get());
+        int index = 0;
+        (set(++index, values), ...);
+        return *this;
+    }
+
+    // Goes to the next row; false behind the last. Texts of the row before are invalid then.
+    bool next();
+
+    // Runs a statement that has no rows.
+    void run() { next(); }
+
+    // A column of the current row, from 0 on. NULL is 0 and "".
+    int64_t number(int column) const { return sqlite3_column_int64(made_.get(), column); }
+    std::string_view text(int column) const;
+
+private:
+    struct finalize_t {
+        void operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
+    };
+    const database_t *database_;
+    std::unique_ptr<sqlite3_stmt, finalize_t> made_;
+
+    void set(int index, int64_t value);
+    void set(int index, std::string_view value);
+};
+
+class database_t
+{
+public:
+    enum class access_t { READ, WRITE };
+
+    // Opens an existing file. The cache takes `cache_kib` at most.
+    database_t(const std::string &path, access_t access, int cache_kib);
+
+    // One statement or several, separated by ';', whose rows do not matter.
+    void run(const std::string &sql) const;
+
+    // The first column of the first row of a query without parameters.
+    int64_t number(const char *sql) const { return first(sql).number(0); }
+    std::string text(const char *sql) const { return std::string(first(sql).text(0)); }
+
+    int64_t last_id() const { return sqlite3_last_insert_rowid(made_.get()); }
+    int64_t changed() const { return sqlite3_changes(made_.get()); }
+
+    // Throws unless the code stands for success.
+    void check(int code) const;
+
+    const std::string &path() const { return path_; }
+
+private:
+    friend class statement_t;
+    struct close_t {
+        void operator()(sqlite3 *database) const { sqlite3_close(database); }
+    };
+    std::string path_;
+    std::unique_ptr<sqlite3, close_t> made_;
+
+    statement_t first(const char *sql) const;
+};
+
+// Everything within its life is done together, or, unless commit() was called, not at all. Others may read
+// meanwhile and do not write.
+class transaction_t
+{
+public:
+    explicit transaction_t(const database_t &database) : database_(database)
+    {
+        database.run("BEGIN IMMEDIATE");
+    }
+    ~transaction_t();
+    transaction_t(const transaction_t &) = delete;
+    transaction_t &operator=(const transaction_t &) = delete;
+
+    // Returns when the changes are on the disk.
+    void commit();
+
+private:
+    const database_t &database_;
+    bool is_open_ = true;
+};

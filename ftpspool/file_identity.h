@@ -1,0 +1,18 @@
+// Telling whether a file is still the one that it was.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct file_identity_t {
+    int64_t size_bytes = 0;
+    std::string text; // inode, size and time of the last change of the content; without the device, whose
+                      // number may differ after a restart
+};
+
+// Of a regular file; follows links. Throws failure: the status of a missing local file when there is none,
+// otherwise STATUS_LOCAL.
+file_identity_t file_identify(const std::string &path);
+
+// True when the path leads to the file that had that identity.
+bool file_is_still(const std::string &path, const std::string &identity);

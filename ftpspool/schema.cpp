@@ -1,0 +1,117 @@
+#include "ftpspool/schema.h"
+
+#include "strutil/guards.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+constexpr int64_t APPLICATION = 0x66747073; // "ftps", in the file's header
+constexpr int64_t VERSION = 1;
+constexpr int CACHE_KIB = 64;
+
+// States are numbers of state_t: 0 queued, 1 waiting. An index holds those entries alone that it is asked
+// for.
+constexpr const char *TABLES = R"(
+PRAGMA application_id = 1718906995;
+PRAGMA user_version = 1;
+CREATE TABLE servers (
+    id   INTEGER PRIMARY KEY,
+    name TEXT NOT NULL UNIQUE
+);
+CREATE TABLE entries (
+    id            INTEGER PRIMARY KEY AUTOINCREMENT,
+    state         INTEGER NOT NULL DEFAULT 0,
+    server        INTEGER NOT NULL REFERENCES servers (id),
+    priority      INTEGER NOT NULL,
+    urged         INTEGER NOT NULL DEFAULT 0,
+    setbacks      INTEGER NOT NULL DEFAULT 0,
+    added_s       INTEGER NOT NULL,
+    not_before_s  INTEGER NOT NULL,
+    expires_s     INTEGER NOT NULL,
+    tries_most    INTEGER NOT NULL,
+    tries         INTEGER NOT NULL DEFAULT 0,
+    local         TEXT NOT NULL,
+    copy          TEXT NOT NULL,
+    original      TEXT NOT NULL,
+    size_bytes    INTEGER NOT NULL,
+    url           TEXT NOT NULL,
+    user          TEXT NOT NULL,
+    password_file TEXT NOT NULL,
+    pin           TEXT NOT NULL,
+    proxy         TEXT NOT NULL,
+    proxy_password_file TEXT NOT NULL,
+    active        INTEGER NOT NULL,
+    after         INTEGER NOT NULL,
+    move_to       TEXT NOT NULL,
+    resumable     INTEGER NOT NULL DEFAULT 0,
+    identity      TEXT NOT NULL DEFAULT '',
+    ended_s       INTEGER NOT NULL DEFAULT 0,
+    error         TEXT NOT NULL DEFAULT '',
+    message       TEXT NOT NULL DEFAULT ''
+);
+CREATE INDEX lines ON entries (server, urged DESC, setbacks, priority DESC, id) WHERE state IN (0, 1);
+CREATE INDEX later ON entries (not_before_s) WHERE not_before_s > 0;
+CREATE INDEX expiring ON entries (expires_s) WHERE expires_s > 0;
+CREATE INDEX arriving ON entries (id) WHERE state = 4;
+CREATE INDEX copies ON entries (copy) WHERE copy <> '';
+)";
+
+[[noreturn]] static void fail(const std::string &path)
+{
+    throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
+}
+
+static bool exists(const std::string &path)
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0)
+        return true;
+    if (errno != ENOENT)
+        fail(path);
+    return false;
+}
+
+static void sync_folder(const std::string &path)
+{
+    const descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder || fsync(folder.get()) != 0)
+        fail(path);
+}
+
+// Two processes may be the first ones: the link of the second one fails, and its file goes.
+void schema_make(const std::string &folder, const std::string &path)
+{
+    if (exists(path))
+        return;
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        fail(folder);
+    // What is left of a database that was kept aside or removed would be taken for the new one's log.
+    rename((path + "-wal").c_str(), (path + ".left-wal").c_str());
+    std::string making = path + ".XXXXXX";
+    if (!descriptor(mkostemp(making.data(), O_CLOEXEC)))
+        fail(making);
+    {
+        const database_t database(making, database_t::access_t::WRITE, CACHE_KIB);
+        transaction_t transaction(database);
+        database.run(TABLES);
+        transaction.commit();
+    }
+    const int linked = link(making.c_str(), path.c_str()) == 0 ? 0 : errno;
+    unlink(making.c_str());
+    if (linked != 0 && linked != EEXIST)
+        throw failure(STATUS_LOCAL, path + ": " + strerror(linked));
+    sync_folder(folder);
+}
+
+void schema_check(const database_t &database)
+{
+    if (database.number("PRAGMA application_id") != APPLICATION)
+        throw damaged_t(STATUS_LOCAL, database.path() + ": is not the database of a spool");
+    const int64_t version = database.number("PRAGMA user_version");
+    if (version != VERSION)
+        throw failure(STATUS_LOCAL, database.path() + ": was made by another version of ftpspool (" +
+                                        std::to_string(version) + ")");
+}

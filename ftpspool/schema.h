@@ -1,0 +1,14 @@
+// The tables of the store: making and recognising them.
+#pragma once
+
+#include "ftpspool/database.h"
+
+#include <string>
+
+// Makes the database, of mode 0600, in a folder of mode 0700 that is made as well, unless it is there. It
+// gets its name when it is complete: a file of that name that is empty or short has been damaged. Throws
+// failure (STATUS_LOCAL).
+void schema_make(const std::string &folder, const std::string &path);
+
+// Throws damaged_t for a database that is not a spool's, failure (STATUS_LOCAL) for one of a later version.
+void schema_check(const database_t &database);

@@ -1,0 +1,182 @@
+#include "ftpspool/service.h"
+
+#include "ftpctl/drive.h"
+#include "ftpctl/duration.h"
+#include "ftpctl/interrupts.h"
+#include "ftpctl/statuses.h"
+#include "ftpspool/after.h"
+#include "ftpspool/copies.h"
+#include "ftpspool/takeover.h"
+
+constexpr int64_t DAEMON = 0; // key of the only daemon's pauses
+constexpr int64_t DAEMON_PAUSE_MS = 1000;
+constexpr int64_t LONGEST_DAEMON_PAUSE_MS = 30000;
+
+static client_t client_of(const std::string &socket)
+{
+    options_t options;
+    options.socket = socket;
+    return daemon_open(options);
+}
+
+service_t::service_t(const service_options_t &options)
+    : options_(options), lock_(takeover_lock({options.folder})), store_(takeover_open({options.folder})),
+      wakeups_(store_.paths().database()), client_(client_of(options.socket)),
+      random_(std::random_device()()),
+      pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
+      daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
+      told_(options.json)
+{
+    store_.recover();
+    copies_sweep(store_);
+}
+
+double service_t::random() { return std::uniform_real_distribution<double>(0, 1)(random_); }
+
+void service_t::run()
+{
+    interrupts_catch();
+    told_.tell_start(store_.counts());
+    for (;;) {
+        if (!attempt_)
+            start_next();
+        // A signal that comes from here on ends the wait: its descriptor stays readable.
+        const bool is_ending = interrupts_seen();
+        if (is_ending && !attempt_)
+            return;
+        if (is_ending)
+            attempt_->stop();
+        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(),
+                      attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
+        if (wakeups_.is_database_gone())
+            throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
+        if (attempt_)
+            advance();
+    }
+}
+
+// ---- The next entry ----
+
+void service_t::start_next()
+{
+    care_for_arrived();
+    for (const int64_t id : store_.expire(wall_s()))
+        told_.tell("failed", *store_.find(id), "expired");
+    wake_ms_ = daemon_pauses_.end_ms(DAEMON);
+    while (!attempt_ && !interrupts_seen() && daemon_pauses_.end_ms(DAEMON) <= steady_ms()) {
+        const choice_t choice = chooser_.choose(store_.ready(wall_s()), pauses_, steady_ms());
+        wake_ms_ = choice.wake_ms;
+        if (!choice.entry)
+            return;
+        start(*choice.entry);
+        care_for_arrived();
+    }
+}
+
+void service_t::start(const ready_t &ready)
+{
+    const std::optional<entry_t> entry = store_.find(ready.id);
+    if (!entry)
+        return; // removed meanwhile
+    try {
+        attempt_ = std::make_unique<attempt_t>(client_.get(), options_.socket, *entry);
+    } catch (const failure &error) {
+        give_up(*entry, error.status, error.what());
+        return;
+    }
+    attempt_server_ = ready.server;
+    if (!store_.begin(entry->id, attempt_->identity())) {
+        attempt_.reset(); // removed or held meanwhile; nothing was sent, for that begins with the first step
+        return;
+    }
+    told_.tell("sending", *entry, "");
+    advance();
+}
+
+// ---- The running one ----
+
+void service_t::advance()
+{
+    const bool had_begun = attempt_->has_begun_file();
+    if (attempt_->step()) {
+        settle();
+        return;
+    }
+    if (!had_begun && attempt_->has_begun_file())
+        store_.moved(attempt_->entry().id);
+    notice_wishes();
+}
+
+// Somebody has removed the entry or holds it.
+void service_t::notice_wishes()
+{
+    const std::optional<entry_t> now = store_.find(attempt_->entry().id);
+    if (!now || now->state != state_t::SENDING)
+        attempt_->stop();
+}
+
+void service_t::settle()
+{
+    const std::unique_ptr<attempt_t> ended = std::move(attempt_);
+    const attempt_end_t &end = ended->end();
+    const std::optional<entry_t> entry = store_.find(ended->entry().id);
+    if (!entry)
+        return; // removed: whatever has arrived is nobody's
+    if (end.verdict != verdict_t::DAEMON)
+        daemon_pauses_.succeeded(DAEMON);
+    if (end.status == STATUS_DONE) {
+        pauses_.succeeded(attempt_server_);
+        store_.arrived(entry->id);
+        finish(*entry, end.message);
+    } else if (end.stopped) {
+        store_.setback(entry->id, {"", "interrupted", end.resumable, false, false});
+        told_.tell("stopped", *entry, "");
+    } else {
+        settle_failure(*entry, end);
+    }
+}
+
+void service_t::settle_failure(const entry_t &entry, const attempt_end_t &end)
+{
+    const bool counts = end.verdict != verdict_t::DAEMON;
+    const bool is_last = counts && entry.tries_most > 0 && entry.tries + 1 >= entry.tries_most;
+    if (end.verdict == verdict_t::FINAL || is_last) {
+        give_up(entry, end.status, end.message);
+        return;
+    }
+    store_.setback(entry.id, {status_find(end.status).name, end.message, end.resumable, counts,
+                              end.verdict == verdict_t::ENTRY});
+    if (counts)
+        pause(pauses_, attempt_server_, entry, end.message);
+    else
+        pause(daemon_pauses_, DAEMON, entry, end.message);
+}
+
+void service_t::pause(pauses_t &pauses, int64_t key, const entry_t &entry, const std::string &why)
+{
+    const std::chrono::milliseconds length(pauses.failed(key, steady_ms()));
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(length);
+    told_.tell("waiting", entry, why + "; next try in " + duration_text(seconds));
+}
+
+// ---- The end of an entry ----
+
+void service_t::give_up(const entry_t &entry, int status, const std::string &message)
+{
+    store_.fail(entry.id, status_find(status).name, message, wall_s());
+    told_.tell("failed", entry, message);
+}
+
+void service_t::finish(const entry_t &entry, const std::string &how)
+{
+    const std::string note = after_arrival(entry);
+    store_.done(entry.id, note, wall_s());
+    told_.tell("done", entry, note.empty() ? how : note);
+}
+
+// Those of a service that has ended between.
+void service_t::care_for_arrived()
+{
+    while (const int64_t id = store_.first_arrived())
+        finish(*store_.find(id), "");
+}

@@ -1,0 +1,153 @@
+#include "ftpspool/store.h"
+
+#include "ftpspool/schema.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+constexpr int CACHE_KIB = 256;
+
+// What entry_from() reads, in its order.
+#define COLUMNS                                                                                                     \
+    "id, state, priority, added_s, not_before_s, expires_s, tries_most, tries, local, copy, original, size_bytes, " \
+    "url, user, password_file, pin, proxy, proxy_password_file, active, after, move_to, urged, resumable, "         \
+    "identity, ended_s, error, message"
+
+static entry_t entry_from(const statement_t &row)
+{
+    int column = 0;
+    const auto number = [&] { return row.number(column++); };
+    const auto text = [&] { return std::string(row.text(column++)); };
+    entry_t entry;
+    entry.id = number();
+    entry.state = static_cast<state_t>(number());
+    entry.priority = number();
+    entry.added_s = number();
+    entry.not_before_s = number();
+    entry.expires_s = number();
+    entry.tries_most = number();
+    entry.tries = number();
+    entry.local = text();
+    entry.copy = text();
+    entry.original = text();
+    entry.size_bytes = number();
+    entry.target = {text(), text(), text(), text(), text(), text(), number() != 0};
+    entry.after = static_cast<after_t>(number());
+    entry.move_to = text();
+    entry.urged = number() != 0;
+    entry.resumable = number() != 0;
+    entry.identity = text();
+    entry.ended_s = number();
+    entry.error = text();
+    entry.message = text();
+    return entry;
+}
+
+store_t::store_t(const spool_paths_t &paths, database_t::access_t access)
+    : paths_(paths), database_(paths.database(), access, CACHE_KIB)
+{
+    schema_check(database_);
+}
+
+store_t store_t::open(const spool_paths_t &paths)
+{
+    schema_make(paths.folder, paths.database());
+    store_t store(paths, database_t::access_t::WRITE);
+    store.database_.run("PRAGMA journal_mode = WAL");
+    return store;
+}
+
+std::optional<store_t> store_t::open_to_read(const spool_paths_t &paths)
+{
+    if (access(paths.database().c_str(), F_OK) != 0 && errno == ENOENT)
+        return std::nullopt;
+    return store_t(paths, database_t::access_t::READ);
+}
+
+void store_t::inspect() const
+{
+    const std::string found = database_.text("PRAGMA quick_check(1)");
+    if (found != "ok")
+        throw damaged_t(STATUS_LOCAL, paths_.database() + ": " + found);
+    database_.run("PRAGMA wal_autocheckpoint = 100");
+}
+
+int64_t store_t::add(const entry_t &entry, const std::string &server)
+{
+    transaction_t transaction(database_);
+    statement_t(database_, "INSERT OR IGNORE INTO servers (name) VALUES (?1)").with(server).run();
+    statement_t insert(
+        database_,
+        "INSERT INTO entries (server, priority, added_s, not_before_s, expires_s, tries_most, local, "
+        "copy, original, size_bytes, url, user, password_file, pin, proxy, proxy_password_file, active, "
+        "after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, ?6, ?7, ?8, "
+        "?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19)");
+    const target_t &target = entry.target;
+    insert
+        .with(server, entry.priority, entry.added_s, entry.not_before_s, entry.expires_s, entry.tries_most,
+              entry.local, entry.copy, entry.original, entry.size_bytes, target.url, target.user,
+              target.password_file, target.pin, target.proxy, target.proxy_password_file,
+              int64_t{target.active}, static_cast<int64_t>(entry.after), entry.move_to)
+        .run();
+    const int64_t id = database_.last_id();
+    transaction.commit();
+    return id;
+}
+
+std::optional<entry_t> store_t::find(int64_t id) const
+{
+    statement_t query(database_, "SELECT " COLUMNS " FROM entries WHERE id = ?1");
+    if (!query.with(id).next())
+        return std::nullopt;
+    return entry_from(query);
+}
+
+void store_t::each(std::optional<state_t> state, const std::function<void(const entry_t &)> &take) const
+{
+    statement_t query(database_, "SELECT " COLUMNS " FROM entries WHERE ?1 = -1 OR state = ?1 ORDER BY id");
+    query.with(state ? static_cast<int64_t>(*state) : int64_t{-1});
+    while (query.next())
+        take(entry_from(query));
+}
+
+std::array<int64_t, 7> store_t::counts() const
+{
+    std::array<int64_t, 7> counts = {};
+    statement_t query(database_, "SELECT state, count(*) FROM entries GROUP BY state");
+    while (query.next())
+        counts.at(static_cast<size_t>(query.number(0))) = query.number(1);
+    return counts;
+}
+
+// ---- States: 0 queued, 1 waiting, 2 held, 3 sending, 4 arrived, 5 done, 6 failed ----
+
+bool store_t::hold(int64_t id)
+{
+    return change("UPDATE entries SET state = 2 WHERE id = ?1 AND state IN (0, 1, 3)", id);
+}
+
+bool store_t::release(int64_t id)
+{
+    return change("UPDATE entries SET state = 0 WHERE id = ?1 AND state = 2", id);
+}
+
+bool store_t::retry(int64_t id, int64_t size_bytes)
+{
+    return change(
+        "UPDATE entries SET state = 0, tries = 0, setbacks = 0, urged = 1, expires_s = 0, ended_s = 0, "
+        "error = '', message = '', size_bytes = ?2 WHERE id = ?1 AND state IN (0, 1, 6)",
+        id, size_bytes);
+}
+
+bool store_t::remove(int64_t id) { return change("DELETE FROM entries WHERE id = ?1", id); }
+
+int64_t store_t::clear_done()
+{
+    database_.run("DELETE FROM entries WHERE state = 5");
+    return database_.changed();
+}
+
+bool store_t::owns_copy(const std::string &path) const
+{
+    return statement_t(database_, "SELECT 1 FROM entries WHERE copy = ?1 AND copy <> ''").with(path).next();
+}

@@ -1,0 +1,131 @@
+// The queue on the disk: a folder with the database, the copies of files, and the lock of the service.
+//
+// A change is on the disk when its function returns. Failures are thrown as in database.h. Several processes
+// may use one spool at a time.
+#pragma once
+
+#include "ftpspool/choice.h"
+#include "ftpspool/database.h"
+#include "ftpspool/entry.h"
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+constexpr const char *SPOOL_FOLDER = "/var/lib/ftpspool";
+
+// The paths of a spool.
+struct spool_paths_t {
+    std::string folder;
+    std::string database() const { return folder + "/spool.db"; }
+    std::string files() const { return folder + "/files"; }
+    std::string lock() const { return folder + "/lock"; }
+};
+
+// How a try has failed.
+struct setback_t {
+    std::string error;
+    std::string message;
+    bool resumable = false;   // the remote file holds the beginning of the local one
+    bool counts = true;       // as one of the entry's tries
+    bool goes_behind = false; // the other entries of its server go before it
+};
+
+class store_t
+{
+public:
+    // Opens the spool for changes. The first one to do so makes it: folders of mode 0700, a database of mode
+    // 0600. Throws damaged_t for a database that cannot be read or that is not a spool's, and failure for one
+    // of a later version.
+    static store_t open(const spool_paths_t &paths);
+
+    // Opens it for looking only; nothing when there is none yet.
+    static std::optional<store_t> open_to_read(const spool_paths_t &paths);
+
+    // For the service: reads the whole database; throws damaged_t. From then on this process keeps the log
+    // short.
+    void inspect() const;
+
+    const spool_paths_t &paths() const { return paths_; }
+
+    // ---- For commands ----
+
+    // Makes the changes of its life one.
+    transaction_t begin_changes() const { return transaction_t(database_); }
+
+    // Stores the entry, whose id does not count, for `server`, a name by which the entries of one server are
+    // known. Returns its id.
+    int64_t add(const entry_t &entry, const std::string &server);
+
+    std::optional<entry_t> find(int64_t id) const;
+
+    // Calls `take` for each entry, of one state or of all, by id.
+    void each(std::optional<state_t> state, const std::function<void(const entry_t &)> &take) const;
+
+    // The number of entries by state_t.
+    std::array<int64_t, 7> counts() const;
+
+    // Each returns false, and changes nothing, unless the entry is in one of the states that are named.
+    bool hold(int64_t id);    // queued, waiting or sending
+    bool release(int64_t id); // held
+    // queued, waiting or failed: forgets what has been; `size_bytes` is the local file's now.
+    bool retry(int64_t id, int64_t size_bytes);
+    bool remove(int64_t id); // any
+
+    // Removes what is done; returns how many that were.
+    int64_t clear_done();
+
+    // ---- For the service: an entry's life ----
+
+    // After an end without farewell: what was being sent is sent again.
+    void recover();
+
+    // Lets the entries fail that have expired; returns them.
+    std::vector<int64_t> expire(int64_t now_s);
+
+    // For each server the first entry of its line.
+    std::vector<ready_t> ready(int64_t now_s) const;
+
+    // The next time at which an entry may be sent or expires; 0: none.
+    int64_t next_time(int64_t now_s) const;
+
+    // An entry that has arrived, and whose local file is still to be cared for; 0: none.
+    int64_t first_arrived() const;
+
+    // queued or waiting -> sending. Until moved() or the end of the try, the remote file is taken for
+    // spoiled.
+    bool begin(int64_t id, const std::string &identity);
+
+    // The whole file is being sent, and its first bytes are on their way.
+    void moved(int64_t id);
+
+    // The try has failed: sending -> waiting; a held entry stays held.
+    void setback(int64_t id, const setback_t &why);
+
+    // -> failed, from any state.
+    void fail(int64_t id, const std::string &error, const std::string &message, int64_t now_s);
+
+    // sending or held -> arrived.
+    void arrived(int64_t id);
+
+    // -> done. `note`: what could not be done with the local file.
+    void done(int64_t id, const std::string &note, int64_t now_s);
+
+    // True when the path is the copy of an entry.
+    bool owns_copy(const std::string &path) const;
+
+private:
+    store_t(const spool_paths_t &paths, database_t::access_t access);
+
+    spool_paths_t paths_;
+    database_t database_;
+
+    // Runs a statement that changes one entry; true when it has changed.
+    template <typename... Values> bool change(const char *sql, const Values &...values) const
+    {
+        statement_t(database_, sql).with(values...).run();
+        return database_.changed() == 1;
+    }
+};

@@ -1,0 +1,16 @@
+// Which failures may pass. The one table of it is in verdict.cpp.
+#pragma once
+
+enum class verdict_t {
+    FINAL,  // the entry has failed: nothing changes by itself
+    SERVER, // the server or the way to it: all its entries pause
+    ENTRY,  // this entry alone: the server's others go before it
+    DAEMON, // the daemon or the device: everything pauses, and the try does not count
+};
+
+// For an exit status of ftpctl, by which a failed upload is known (ftpctl/failure.h). An unknown status is
+// held against the server.
+verdict_t verdict_of(int status);
+
+// "final", "server", "entry", "daemon".
+const char *verdict_name(verdict_t verdict);

@@ -1,0 +1,100 @@
+"""ftpspool killed at every system call of its service, and over a line that breaks again and again."""
+
+import os
+import re
+import signal
+import threading
+
+import pytest
+
+from harness import ftpspool, power, processes
+from harness.daemon import WORLD
+from harness.ftpspool import ALICE, Service
+from harness.waiting import wait_until
+
+POINTS = int(os.environ.get("FTP_CLIENTD_SPOOL_POINTS", "16"))
+FILES = int(os.environ.get("FTP_CLIENTD_SPOOL_FILES", "8"))
+CALLS = power.CALLS + ",pread64,poll,mmap,munmap,fcntl,flock,inotify_add_watch,timerfd_settime,connect,sendto,recvfrom,exit_group"
+LOG = WORLD / "calls"
+
+
+def settled(service, number):
+    """Waits until the service has ended or the entry is done; ends it then."""
+    wait_until(
+        lambda: service.process.poll() is not None or ftpspool.entry(number)["state"] == "done", f"entry {number}"
+    )
+    processes.signal_children(service.pid, signal.SIGTERM)
+    service.process.wait(60)
+
+
+class Trial:
+    """A file that is to arrive and to be deleted then, with a service under a wrapper."""
+
+    def __init__(self, server, local, name):
+        self.server, self.path, self.name = server, local / name, name
+        self.content = os.urandom(5000)
+        self.path.write_bytes(self.content)
+        self.number = ftpspool.add(self.path, ALICE, "--delete")
+
+    def run(self, *wrapper):
+        settled(Service(wrapper=wrapper), self.number)
+
+    def check(self, point):
+        """What holds at any time."""
+        entry = ftpspool.entry(self.number)
+        assert entry["state"] in ("arrived", "done") or self.path.exists(), (point, entry)
+        if entry["state"] in ("arrived", "done"):
+            assert self.server.read(self.name) == self.content, (point, entry)
+
+    def finish(self, point):
+        service = Service()
+        ftpspool.wait_for("done", self.number)
+        assert service.stop() == 0, point
+        assert not self.path.exists(), point
+        assert self.server.read(self.name) == self.content, point
+
+
+@pytest.mark.native("strace")
+@pytest.mark.timeout(1200)
+def test_the_service_may_be_killed_at_every_system_call(daemon, vsftpd, local):
+    whole = Trial(vsftpd, local, "whole")
+    whole.run("strace", "-f", "-o", str(LOG), "-e", f"trace={CALLS}")
+    count = len([line for line in LOG.read_text().splitlines() if re.search(r"\w\(", line)])
+    assert count > 200
+    states = set()
+    for point in range(1, count, max(1, count // POINTS)):
+        trial = Trial(vsftpd, local, f"f{point}")
+        trial.run("strace", "-f", "-o", "/dev/null", "-e", f"trace={CALLS}", "-e", f"inject={CALLS}:signal=KILL:when={point}")
+        states.add(ftpspool.entry(trial.number)["state"])
+        trial.check(point)
+        trial.finish(point)
+    assert len(states) > 1, states
+
+
+def break_sessions(server, ended):
+    """Ends what serves alice every second."""
+    while not ended.wait(1):
+        for process in processes.processes():
+            if process.name == "vsftpd" and process.pid != server.pid:
+                os.kill(process.pid, signal.SIGKILL)
+
+
+@pytest.mark.timeout(3000)
+def test_all_files_arrive_once_and_whole_over_a_line_that_breaks(daemon, vsftpd, local):
+    contents = {f"f{number}": os.urandom(200_000) for number in range(FILES)}
+    for name, content in contents.items():
+        (local / name).write_bytes(content)
+        ftpspool.add(local / name, ALICE, "--delete")
+    ended = threading.Event()
+    breaker = threading.Thread(target=break_sessions, args=(vsftpd, ended))
+    breaker.start()
+    service = Service()
+    try:
+        ftpspool.wait_for("done", deadline_s=60 + 60 * FILES)
+    finally:
+        ended.set()
+        breaker.join()
+    assert {path.name: path.read_bytes() for path in vsftpd.home.iterdir()} == contents
+    assert list(local.iterdir()) == []
+    assert len(service.events("done")) == FILES
+    print(len(service.events("waiting")), "tries broke")

@@ -1,0 +1,172 @@
+"""ftpspool's store: what it costs, and what happens when the disk is full, the file is damaged or a command is killed."""
+
+import pathlib
+import re
+import resource
+import subprocess
+import time
+
+import pytest
+
+from harness import ftpspool
+from harness.daemon import WORLD, fast_clock, is_emulated, memory_kib
+from harness.ftpspool import ALICE, DATABASE, SPOOL, Service
+from harness.waiting import wait_until
+
+MANY = 10_000
+
+
+def make(local, name, content=b"0123456789"):
+    path = local / name
+    path.write_bytes(content)
+    return path
+
+
+def fill_queue(count):
+    """Entries for later, by the numbers that the first one has."""
+    number = ftpspool.add("/etc/hostname", ALICE, "--not-before", "2d")
+    columns = (
+        "server, priority, added_s, not_before_s, expires_s, tries_most, local, copy, original, size_bytes, url, user, "
+        "password_file, pin, proxy, proxy_password_file, active, after, move_to"
+    )
+    numbers = f"WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < {count})"
+    query(f"{numbers} INSERT INTO entries ({columns}) SELECT {columns} FROM entries, n WHERE id = {number}")
+
+
+def query(sql):
+    import sqlite3
+
+    connection = sqlite3.connect(DATABASE)
+    connection.execute(sql)
+    connection.commit()
+    connection.close()
+
+
+def traced(calls, *words):
+    """The system calls of that kind that a command makes."""
+    log = WORLD / "strace"
+    outcome = ftpspool.run(*words, wrapper=("strace", "-f", "-o", log, "-e", f"trace={calls}"))
+    assert outcome.status == 0, outcome
+    return [line for line in log.read_text().splitlines() if re.search(r"\w+\(", line)]
+
+
+@pytest.mark.native("strace")
+def test_adding_costs_two_fsyncs_at_most(local):
+    path = make(local, "a")
+    words = ("add", path, ALICE, "--password-file", ftpspool.password())
+    ftpspool.run(*words)
+    for _ in range(3):
+        assert 1 <= len(traced("fsync,fdatasync", *words)) <= 2
+
+
+@pytest.mark.native("strace")
+@pytest.mark.timeout(600)
+def test_a_command_may_be_killed_at_every_system_call(local):
+    """An id that was printed is an entry; no entry is half made, and no copy is left."""
+    path = make(local, "a")
+    words = ("add", path, "ftp://127.0.0.1/", "--copy")
+    calls = "%file,%desc,%memory"
+    count = len(traced(calls, *words))
+    assert count > 100
+    step = 7  # tests/torture/spool takes every one
+    expected = 1
+    for number in range(1, count, step):
+        inject = ("strace", "-f", "-o", "/dev/null", "-e", f"inject={calls}:signal=KILL:when={number}")
+        outcome = ftpspool.run(*words, wrapper=inject)
+        found = ftpspool.entries()
+        if outcome.out:
+            expected += 1
+        assert expected <= len(found) <= expected + 1, number  # killed between the disk and the print
+        expected = len(found)
+        for one in found:
+            assert one["state"] == "queued"
+            with open(one["copy"], "rb") as file:
+                assert file.read() == b"0123456789"
+    assert ftpspool.run(*words).status == 0
+    service = Service()
+    wait_until(lambda: ftpspool.entry(1)["state"] != "queued", "the service to run")
+    service.stop()
+    copies = {one["copy"] for one in ftpspool.entries()}
+    assert {str(copy) for copy in (SPOOL / "files").iterdir()} <= copies
+
+
+def test_a_full_disk_is_told_and_loses_nothing(local):
+    SPOOL.mkdir()
+    subprocess.run(["mount", "--no-mtab", "-t", "tmpfs", "-o", "size=256k,mode=700", "tmpfs", SPOOL], check=True)
+    path = make(local, "a")
+    added = 0
+    while (outcome := ftpspool.run("add", path, "ftp://127.0.0.1/")).status == 0:
+        added += 1
+    assert outcome.status == 1
+    assert "full" in outcome.err
+    assert len(ftpspool.entries()) == added > 3
+    subprocess.run(["mount", "--no-mtab", "-o", "remount,size=8m", SPOOL], check=True)
+    assert ftpspool.run("add", path, "ftp://127.0.0.1/").status == 0
+    assert len(ftpspool.entries()) == added + 1
+
+
+def test_a_damaged_database_is_refused_and_kept_aside(daemon, vsftpd, local):
+    path = make(local, "a")
+    for _ in range(300):
+        ftpspool.add(path)
+    query("PRAGMA wal_checkpoint(TRUNCATE)")
+    content = bytearray(DATABASE.read_bytes())
+    content[len(content) // 2 : len(content) // 2 + 8192] = b"x" * 8192
+    DATABASE.write_bytes(content)
+    service = Service()
+    assert service.process.wait(30) == 1
+    aside = SPOOL / "spool.db.damaged-1"
+    assert str(aside) in service.said()
+    assert aside.read_bytes() == content
+    assert not DATABASE.exists()
+    service.start()
+    assert ftpspool.add(path) == 1
+    ftpspool.wait_for("done")
+
+
+def test_a_clock_that_is_set_by_a_year_loses_nothing(daemon, vsftpd, local):
+    path = make(local, "a")
+    if is_emulated():
+        pytest.skip("an emulator takes no preloaded clock")
+    for number, shift in enumerate(("+365d", "-365d", "+0"), 1):
+        service = Service(LD_PRELOAD=fast_clock()[0], FAKETIME=shift)
+        ftpspool.add(path, ALICE + str(number))
+        ftpspool.wait_for("done", number)
+        assert service.stop() == 0
+    assert ftpspool.states() == ["done"] * 3
+
+
+@pytest.mark.native("memory and times")
+def test_ten_thousand_entries_cost_little(daemon):
+    fill_queue(MANY)
+    service = Service()
+    wait_until(lambda: service.events("started"), "the service to run")
+    begin = time.monotonic()
+    before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+    assert len(ftpspool.run("list").out.splitlines()) == MANY
+    seconds = time.monotonic() - begin
+    spent = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
+    private_kib = memory_kib(service.pid, "Private_Dirty")
+    print(f"list: {seconds:.3f} s, {spent:.3f} s of CPU; service: {private_kib} KiB")
+    assert spent < 0.5  # a tenth of a second where nothing else runs
+    assert private_kib <= 2048
+
+
+@pytest.mark.native("wake-ups")
+def test_an_idle_service_sleeps(daemon):
+    fill_queue(100)
+    service = Service()
+
+    def switches():
+        status = pathlib.Path(f"/proc/{service.pid}/status").read_text()
+        return int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status, re.MULTILINE)[1])
+
+    def rests():
+        before = switches()
+        time.sleep(1)
+        return switches() == before
+
+    wait_until(lambda: service.events("started") and rests(), "the service to rest")
+    before = switches()
+    time.sleep(10)
+    assert switches() - before <= 1

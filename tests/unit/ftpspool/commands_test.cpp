@@ -1,0 +1,244 @@
+// The command line and all commands but run, in this process.
+#include "ftpspool/spool_commands.h"
+
+#include "spool_fixture.h"
+
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::json;
+using testing::AllOf;
+
+namespace
+{
+
+struct said_t {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+class Commands : public Spool
+{
+protected:
+    std::string password = dir.file("password", "secret");
+    void SetUp() override { chmod(password.c_str(), 0600); }
+
+    said_t run(std::vector<std::string> words) const
+    {
+        words.insert(words.begin(), {"ftpspool", "--spool", paths.folder});
+        std::vector<const char *> argv;
+        for (const std::string &word : words)
+            argv.push_back(word.c_str());
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        spool_options_t options;
+        const auto refused = spool_cli_parse(static_cast<int>(argv.size()), argv.data(), options);
+        const int status = refused ? *refused : spool_main(options);
+        return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+    }
+    entry_t found(int64_t id) const { return open().find(id).value(); }
+    std::string refusal(std::vector<std::string> words) const
+    {
+        const said_t said = run(std::move(words));
+        EXPECT_EQ(said.out, "");
+        return std::to_string(said.status) + " " + said.err;
+    }
+};
+
+} // namespace
+
+TEST_F(Commands, AddPrintsTheId)
+{
+    const said_t said = run({"add", file, "ftp://host/dir/f"});
+    EXPECT_EQ(said.status, 0);
+    EXPECT_EQ(said.out, "1\n");
+    EXPECT_EQ(said.err, "");
+    const entry_t entry = found(1);
+    EXPECT_EQ(entry.local, file);
+    EXPECT_EQ(entry.target.url, "ftp://host/dir/f");
+    EXPECT_EQ(entry.size_bytes, 10);
+    EXPECT_EQ(entry.after, after_t::KEEP);
+    EXPECT_NEAR(static_cast<double>(entry.added_s), static_cast<double>(wall_s()), 60);
+    EXPECT_EQ(entry.expires_s + entry.not_before_s + entry.tries_most + entry.priority, 0);
+    EXPECT_EQ(json::parse(run({"--json", "add", file, "ftp://host/f"}).out)["ids"], json({2}));
+}
+
+TEST_F(Commands, AddTakesAllThatAnEntryCanHave)
+{
+    std::filesystem::create_directory(dir / "sent");
+    const said_t said = run({"add",
+                             file,
+                             "ftpes://host/",
+                             "--priority",
+                             "-5",
+                             "--not-before",
+                             "90m",
+                             "--expires",
+                             "2d",
+                             "--tries",
+                             "4",
+                             "--move-to",
+                             dir / "sent",
+                             "--user",
+                             "anna",
+                             "--password-file",
+                             password,
+                             "--pin",
+                             "sha1:" + std::string(40, 'a'),
+                             "--active"});
+    ASSERT_EQ(said.err, "");
+    const entry_t entry = found(1);
+    EXPECT_EQ(entry.target.url, "ftpes://host/a");
+    EXPECT_EQ(entry.priority, -5);
+    EXPECT_EQ(entry.not_before_s, entry.added_s + 5400);
+    EXPECT_EQ(entry.expires_s, entry.added_s + 172800);
+    EXPECT_EQ(entry.tries_most, 4);
+    EXPECT_EQ(entry.after, after_t::MOVE);
+    EXPECT_EQ(entry.move_to, dir / "sent");
+    EXPECT_EQ(entry.target.user, "anna");
+    EXPECT_EQ(entry.target.password_file, password);
+    EXPECT_EQ(entry.target.pin, "sha1:" + std::string(40, 'a'));
+    EXPECT_TRUE(entry.target.active);
+    run({"add", file, "ftp://host/f", "--delete", "--proxy", "anna@proxy", "--proxy-password-file",
+         password});
+    EXPECT_EQ(found(2).after, after_t::DELETE);
+    EXPECT_EQ(found(2).target.proxy, "anna@proxy");
+    EXPECT_EQ(found(2).target.proxy_password_file, password);
+}
+
+TEST_F(Commands, AddTakesTimesByTheLocalClock)
+{
+    setenv("TZ", "UTC", 1);
+    run({"add", file, "ftp://host/f", "--not-before", "2033-05-18T03:33", "--expires", "2033-05-18T03:34"});
+    EXPECT_EQ(found(1).not_before_s, 1999999980);
+    EXPECT_EQ(found(1).expires_s, 2000000040);
+}
+
+TEST_F(Commands, AddGivesAFileItsNameInAFolder)
+{
+    const std::string odd = dir.file("a b%", "x");
+    for (const char *url : {"ftp://host", "ftp://host/", "ftp://host/d/"})
+        run({"add", odd, url});
+    EXPECT_EQ(found(1).target.url, "ftp://host/a%20b%25");
+    EXPECT_EQ(found(2).target.url, "ftp://host/a%20b%25");
+    EXPECT_EQ(found(3).target.url, "ftp://host/d/a%20b%25");
+    EXPECT_EQ(run({"add", dir.file("a#", "x"), "ftp://host/"}).status,
+              2); // no server could be sent that name
+}
+
+TEST_F(Commands, AddRefusesWhatCouldNotBeSent)
+{
+    const std::string url = "ftp://host/f";
+    EXPECT_THAT(refusal({"add", dir / "none", url}), StartsWith("59 ftpspool: " + dir / "none"));
+    EXPECT_THAT(refusal({"add", dir.path.string(), url}), StartsWith("1 "));
+    EXPECT_THAT(refusal({"add", file, "http://host/f"}), StartsWith("2 "));
+    EXPECT_THAT(refusal({"add", file, "ftp://anna@host/f"}),
+                "2 ftpspool: --password-file: is missing for anna@host\n");
+    EXPECT_THAT(refusal({"add", file, url, "--proxy", "anna@proxy"}),
+                "2 ftpspool: --proxy-password-file: is missing\n");
+    EXPECT_THAT(refusal({"add", file, url, "--not-before", "soon"}),
+                HasSubstr("--not-before: must be a duration"));
+    EXPECT_THAT(refusal({"add", file, url, "--expires", "2033-05-18"}),
+                HasSubstr("--expires: must be a duration"));
+    EXPECT_THAT(refusal({"add", file, url, "--move-to", dir / "none"}),
+                StartsWith("1 ftpspool: " + dir / "none"));
+    EXPECT_THAT(refusal({"add", file, url, "--move-to", file}), HasSubstr("is no folder"));
+    EXPECT_THAT(refusal({"add", file, url, "--move-to", "/proc"}), HasSubstr("is on another file system"));
+    EXPECT_THAT(refusal({"add", file, url, "--delete", "--keep"}), StartsWith("2 "));
+    EXPECT_THAT(refusal({"add", file, url, "--tries", "0"}), StartsWith("2 "));
+    EXPECT_THAT(refusal({"add", file, "ftp://host/a%23b"}), StartsWith("2 "));
+    EXPECT_EQ(run({"list"}).out, "");
+}
+
+TEST_F(Commands, AddWithACopyLetsTheFileGo)
+{
+    EXPECT_EQ(run({"add", file, "ftp://host/f", "--copy"}).status, 0);
+    std::filesystem::remove(file);
+    const entry_t entry = found(1);
+    EXPECT_EQ(content_of(entry.source()), "0123456789");
+    EXPECT_NE(entry.original, "");
+    EXPECT_EQ(run({"remove", "1"}).out, "1 entry removed\n");
+    EXPECT_EQ(entries_of(paths.files()), 0u);
+    fill(file, "0123456789");
+    EXPECT_EQ(run({"add", file, "ftp://host/a%23b", "--copy"}).status, 2);
+    EXPECT_EQ(entries_of(paths.files()), 0u);
+}
+
+TEST_F(Commands, ListShowsALineOrAnObjectForEach)
+{
+    EXPECT_EQ(run({"list"}).status, 0);
+    run({"add", file, "ftp://host/f"});
+    run({"add", file, "ftp://host/g"});
+    run({"hold", "2"});
+    const std::string first = "     1  queued        10 B  " + file + " -> ftp://host/f\n";
+    const std::string second = "     2  held          10 B  " + file + " -> ftp://host/g\n";
+    EXPECT_EQ(run({"list"}).out, first + second);
+    EXPECT_EQ(run({"list", "--state", "held"}).out, second);
+    EXPECT_EQ(json::parse(run({"list", "--json", "--state", "held"}).out)["id"], 2);
+}
+
+TEST_F(Commands, ShowTellsAllOfSome)
+{
+    run({"add", file, "ftp://host/f"});
+    EXPECT_THAT(run({"show", "1"}).out, StartsWith("entry: 1\nstate: queued\n"));
+    EXPECT_EQ(json::parse(run({"--json", "show", "1"}).out)["url"], "ftp://host/f");
+    EXPECT_EQ(refusal({"show", "2"}), "6 ftpspool: there is no entry 2\n");
+}
+
+TEST_F(Commands, ChangeAllThatAreNamedOrNone)
+{
+    for (int i = 0; i < 3; i++)
+        run({"add", file, "ftp://host/f"});
+    EXPECT_EQ(run({"hold", "1", "2"}).out, "2 entries held\n");
+    EXPECT_EQ(refusal({"hold", "3", "4"}), "6 ftpspool: there is no entry 4\n");
+    EXPECT_EQ(found(3).state, state_t::QUEUED);
+    EXPECT_EQ(refusal({"release", "1", "3"}), "2 ftpspool: entry 3 is queued, not held\n");
+    EXPECT_EQ(found(1).state, state_t::HELD);
+    EXPECT_EQ(run({"release", "1"}).out, "1 entry released\n");
+    EXPECT_EQ(refusal({"retry", "2"}), "2 ftpspool: entry 2 is held, not queued, waiting or failed\n");
+    EXPECT_EQ(run({"retry", "3"}).out, "1 entry queued again\n");
+    EXPECT_TRUE(found(3).urged);
+    EXPECT_EQ(run({"remove", "1", "2"}).out, "2 entries removed\n");
+    open().done(3, "", NOW_S);
+    EXPECT_EQ(run({"clear", "--done"}).out, "1 entry removed\n");
+    EXPECT_EQ(run({"list"}).out, "");
+}
+
+TEST_F(Commands, FailInJsonAsWell)
+{
+    said_t said = run({"--json", "show", "9"});
+    EXPECT_EQ(said.status, 6);
+    EXPECT_EQ(said.err, "ftpspool: there is no entry 9\n");
+    json object = json::parse(said.out);
+    EXPECT_EQ(object["command"], "show");
+    EXPECT_EQ(object["error"], "not-found");
+    EXPECT_EQ(object["ids"], json({9}));
+    said = run({"clear", "--json"});
+    EXPECT_EQ(said.status, 2);
+    object = json::parse(said.out);
+    EXPECT_EQ(object["command"], "clear");
+    EXPECT_EQ(object["error"], "usage");
+}
+
+TEST_F(Commands, RefuseDamageAndLeaveItAsItIs)
+{
+    std::filesystem::create_directory(paths.folder);
+    fill(paths.database(), std::string(8192, 'x'));
+    for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
+             {"add", file, "ftp://host/f"}, {"list"}, {"show", "1"}, {"remove", "1"}, {"clear", "--done"}})
+        EXPECT_EQ(refusal(words), "1 ftpspool: " + paths.database() + ": file is not a database\n");
+    EXPECT_EQ(content_of(paths.database()), std::string(8192, 'x'));
+}
+
+TEST_F(Commands, RefuseWhatTheyDoNotKnow)
+{
+    EXPECT_THAT(refusal({"lst"}),
+                AllOf(StartsWith("2 ftpspool: "), HasSubstr("'lst'"), HasSubstr("see ftpspool --help")));
+    EXPECT_THAT(refusal({"list", "secret", "more"}),
+                AllOf(HasSubstr("'secret'"), HasSubstr("see ftpspool list --help")));
+    EXPECT_THAT(refusal({"list", "--state", "lost"}), HasSubstr("must be queued, waiting"));
+    EXPECT_THAT(refusal({"run", "--pause", "0"}), HasSubstr("must be a duration above 0"));
+    EXPECT_THAT(refusal({}), StartsWith("2 ftpspool: "));
+    EXPECT_THAT(run({"--version"}).out, StartsWith("ftpspool 0."));
+    EXPECT_THAT(run({"--help"}).out, HasSubstr("Exit statuses"));
+}

@@ -1,0 +1,87 @@
+#include "ftpspool/copies.h"
+
+#include "spool_fixture.h"
+
+#include <filesystem>
+
+namespace
+{
+
+class Copies : public Spool
+{
+protected:
+    std::string made()
+    {
+        copying_t copying(paths);
+        const std::string copy = copying.make(file);
+        copying.keep();
+        return copy;
+    }
+};
+
+} // namespace
+
+TEST_F(Copies, AreLinksWhereThatWorks)
+{
+    const std::string copy = made();
+    EXPECT_TRUE(std::filesystem::equivalent(copy, file));
+    EXPECT_EQ(mode_of(paths.files()), 0700u);
+    EXPECT_EQ(entries_of(paths.files()), 1u);
+    std::filesystem::remove(file);
+    EXPECT_EQ(content_of(copy), "0123456789");
+}
+
+TEST_F(Copies, OfALinkAreCopiesOfTheFileBehindIt)
+{
+    std::filesystem::create_symlink(file, dir / "link");
+    copying_t copying(paths);
+    const std::string copy = copying.make(dir / "link");
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(copy)));
+}
+
+TEST_F(Copies, AreRealOnesFromAnotherFileSystem)
+{
+    const std::filesystem::path other = "/dev/shm/ftpspool-copies-test";
+    const std::string content(3 << 20, 'x');
+    fill(other, content);
+    {
+        copying_t copying(paths);
+        const std::string copy = copying.make(other.string());
+        EXPECT_EQ(content_of(copy), content);
+        EXPECT_FALSE(std::filesystem::equivalent(copy, other));
+        EXPECT_EQ(mode_of(copy), 0600u);
+    }
+    std::filesystem::remove(other);
+}
+
+TEST_F(Copies, GoUnlessTheyAreKept)
+{
+    {
+        copying_t copying(paths);
+        copying.make(file);
+    }
+    EXPECT_EQ(entries_of(paths.files()), 0u);
+    EXPECT_EQ(content_of(file), "0123456789");
+    copying_t copying(paths);
+    EXPECT_THAT(failure_of([&] { copying.make(dir / "none"); }),
+                EndsWith("/none: No such file or directory"));
+    EXPECT_THAT(failure_of([&] { copying_t({file}); }), EndsWith("/files: Not a directory"));
+}
+
+TEST_F(Copies, ThatBelongToNoEntryAreSwept)
+{
+    store_t store = open();
+    copies_sweep(store); // there is no folder yet
+    const std::string lost = made();
+    entry_t entry = entry_to("ftp://one/a");
+    entry.copy = made();
+    store.add(entry, "one");
+    {
+        const copying_t another(paths);
+        copies_sweep(store);
+        EXPECT_EQ(entries_of(paths.files()), 2u);
+    }
+    copies_sweep(store);
+    EXPECT_FALSE(std::filesystem::exists(lost));
+    EXPECT_TRUE(std::filesystem::exists(entry.copy));
+}

@@ -1,0 +1,157 @@
+// The store as the service drives it.
+#include "spool_fixture.h"
+
+namespace
+{
+
+using Life = Spool;
+
+std::vector<int64_t> ids_of(const std::vector<ready_t> &lines)
+{
+    std::vector<int64_t> ids;
+    for (const ready_t &line : lines)
+        ids.push_back(line.id);
+    return ids;
+}
+
+} // namespace
+
+TEST_F(Life, GivesTheFirstOfEachServersLine)
+{
+    store_t store = open();
+    add(store, "one");
+    add(store, "two");
+    add(store, "one", 7);
+    add(store, "two");
+    const std::vector<ready_t> lines = store.ready(NOW_S);
+    EXPECT_THAT(ids_of(lines), ElementsAre(3, 2));
+    EXPECT_EQ(lines[0].priority, 7);
+    EXPECT_NE(lines[0].server, lines[1].server);
+    store.hold(3);
+    EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(1, 2));
+    store.begin(1, "");
+    EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(2));
+}
+
+TEST_F(Life, LetsAnEntryThatFailsByItselfGoBehind)
+{
+    store_t store = open();
+    for (int i = 0; i < 3; i++)
+        add(store);
+    store.begin(1, "");
+    store.setback(1, {"different-size", "", false, true, true});
+    EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(2));
+    store.begin(2, "");
+    store.setback(2, {"broken", "", false, true, false});
+    EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(2));
+    store.retry(3, 10);
+    EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(3));
+    EXPECT_TRUE(store.ready(NOW_S)[0].urged);
+    store.begin(3, "");
+    EXPECT_FALSE(store.find(3)->urged);
+}
+
+TEST_F(Life, WaitsForItsTime)
+{
+    store_t store = open();
+    entry_t entry = entry_to("ftp://one/a");
+    EXPECT_EQ(store.next_time(NOW_S), 0);
+    entry.not_before_s = NOW_S + 10;
+    store.add(entry, "one");
+    entry.not_before_s = NOW_S + 5;
+    entry.expires_s = NOW_S + 20;
+    store.add(entry, "one");
+    EXPECT_THAT(store.ready(NOW_S + 4), IsEmpty());
+    EXPECT_EQ(store.next_time(NOW_S + 4), NOW_S + 5);
+    EXPECT_THAT(ids_of(store.ready(NOW_S + 5)), ElementsAre(2));
+    EXPECT_EQ(store.next_time(NOW_S + 5), NOW_S + 10);
+    EXPECT_EQ(store.next_time(NOW_S + 10), NOW_S + 20);
+    store.hold(2);
+    EXPECT_EQ(store.next_time(NOW_S + 10), 0);
+}
+
+TEST_F(Life, EndsWhenAnEntryExpires)
+{
+    store_t store = open();
+    entry_t entry = entry_to("ftp://one/a");
+    entry.expires_s = NOW_S + 10;
+    for (int i = 0; i < 3; i++)
+        store.add(entry, "one");
+    store.begin(2, "");
+    store.hold(3);
+    EXPECT_THAT(store.expire(NOW_S + 9), IsEmpty());
+    EXPECT_THAT(store.expire(NOW_S + 10), ElementsAre(1));
+    const entry_t found = *store.find(1);
+    EXPECT_EQ(found.state, state_t::FAILED);
+    EXPECT_EQ(found.error, "expired");
+    EXPECT_EQ(found.ended_s, NOW_S + 10);
+    EXPECT_EQ(found.tries, 0);
+}
+
+TEST_F(Life, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
+{
+    store_t store = open();
+    add(store);
+    EXPECT_TRUE(store.begin(1, "identity"));
+    EXPECT_EQ(store.find(1)->identity, "identity");
+    EXPECT_FALSE(store.find(1)->resumable);
+    store.moved(1);
+    EXPECT_TRUE(store.find(1)->resumable);
+    store.setback(1, {"broken", "the connection broke", true, true, false});
+    entry_t found = *store.find(1);
+    EXPECT_EQ(found.state, state_t::WAITING);
+    EXPECT_TRUE(found.resumable);
+    EXPECT_EQ(found.tries, 1);
+    EXPECT_EQ(found.error, "broken");
+    EXPECT_EQ(found.message, "the connection broke");
+    // Whoever is killed while he appends does not know what has arrived.
+    EXPECT_TRUE(store.begin(1, "identity"));
+    EXPECT_FALSE(store.find(1)->resumable);
+    store.setback(1, {"no-daemon", "", false, false, false});
+    EXPECT_EQ(store.find(1)->tries, 1);
+}
+
+TEST_F(Life, GoesOnAfterAnEndWithoutFarewell)
+{
+    store_t store = open();
+    for (int i = 0; i < 3; i++)
+        add(store);
+    store.begin(1, "");
+    store.moved(1);
+    store.begin(2, "");
+    store.arrived(2);
+    store.recover();
+    EXPECT_EQ(state_of_entry(store, 1), state_t::WAITING);
+    EXPECT_TRUE(store.find(1)->resumable);
+    EXPECT_EQ(store.find(1)->tries, 0);
+    EXPECT_EQ(state_of_entry(store, 2), state_t::ARRIVED);
+    EXPECT_EQ(state_of_entry(store, 3), state_t::QUEUED);
+    EXPECT_EQ(store.first_arrived(), 2);
+    store.done(2, "a note", NOW_S);
+    EXPECT_EQ(store.first_arrived(), 0);
+    EXPECT_EQ(store.find(2)->message, "a note");
+    EXPECT_EQ(store.find(2)->ended_s, NOW_S);
+}
+
+TEST_F(Life, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
+{
+    store_t store = open();
+    add(store);
+    store.begin(1, "");
+    store.hold(1);
+    store.setback(1, {"", "interrupted", true, false, false});
+    EXPECT_EQ(state_of_entry(store, 1), state_t::HELD);
+    EXPECT_TRUE(store.find(1)->resumable);
+    store.arrived(1); // it was whole before the wish was seen
+    EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
+}
+
+TEST_F(Life, TakesNoOtherEntrysStepsForItsOwn)
+{
+    store_t store = open();
+    add(store);
+    store.arrived(1);
+    EXPECT_EQ(state_of_entry(store, 1), state_t::QUEUED);
+    store.setback(1, {"broken", "", true, true, false});
+    EXPECT_EQ(store.find(1)->tries, 0);
+}

@@ -1,0 +1,265 @@
+// `ftpspool run`, the whole program, against a daemon that follows a script.
+#include "server_script.h"
+#include "spool_fixture.h"
+
+#include "ftpspool/file_identity.h"
+
+#include <chrono>
+#include <thread>
+
+using testing::Contains;
+
+namespace
+{
+
+class Service : public Spool
+{
+protected:
+    std::vector<std::string> words_of(const daemon_socket &daemon, const char *pause = "20ms") const
+    {
+        return {"--spool", paths.folder, "run", "--socket", daemon.path(), "--pause", pause};
+    }
+
+    int64_t queue(const std::string &host, const std::function<void(entry_t &)> &change = {}) const
+    {
+        entry_t entry = entry_to("ftp://" + host + "/a");
+        entry.added_s = time(nullptr);
+        if (change)
+            change(entry);
+        return open().add(entry, host);
+    }
+
+    // Waits until the entry is in that state; false after 20 s.
+    bool comes_to_be(int64_t id, state_t state) const
+    {
+        for (int i = 0; i < 2000; i++) {
+            if (state_of_entry(open(), id) == state)
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    static outcome_t stop(program &service)
+    {
+        service.signal(SIGTERM);
+        return service.wait();
+    }
+
+    static std::vector<std::string> hosts_of(fake_daemon &daemon)
+    {
+        std::vector<std::string> hosts;
+        for (const message_t &message : daemon.messages()) {
+            if (message.command == COMMAND_UPLOAD)
+                hosts.emplace_back(request_of(message).host);
+        }
+        return hosts;
+    }
+};
+
+} // namespace
+
+TEST_F(Service, SendsWhatIsQueuedBeforeAndAfterItsStart)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    program service(words_of(daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::DONE));
+    queue("two", [](entry_t &entry) { entry.after = after_t::DELETE; });
+    EXPECT_TRUE(comes_to_be(2, state_t::DONE));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    const outcome_t outcome = stop(service);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out, StartsWith("started (1 queued)\n1 sending: " + file +
+                                        " -> ftp://one/a\n"
+                                        "1 done: " +
+                                        file + " -> ftp://one/a (10 of 10 bytes in "));
+    EXPECT_EQ(daemon.starts(), 4u); // each with its look-up
+}
+
+TEST_F(Service, TellsEventsAsObjects)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    std::vector<std::string> words = words_of(daemon);
+    words.emplace_back("--json");
+    program service(words);
+    ASSERT_TRUE(service.has_printed("done"));
+    const std::string out = stop(service).out;
+    const size_t second = out.find('\n') + 1;
+    const json start = json::parse(out.substr(0, second));
+    EXPECT_EQ(start["event"], "started");
+    EXPECT_EQ(start["queued"], 1);
+    EXPECT_EQ(start["failed"], 0);
+    const json first = json::parse(out.substr(second, out.find('\n', second) - second));
+    EXPECT_EQ(first["event"], "sending");
+    EXPECT_EQ(first["id"], 1);
+    EXPECT_EQ(first["local"], file);
+    EXPECT_EQ(first["url"], "ftp://one/a");
+}
+
+TEST_F(Service, TriesAgainWhatMayPass)
+{
+    fake_daemon daemon(uploading({nobody(), broken(4), {ended(2, 0, 6, 6), 10}}));
+    queue("one");
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(open().find(1)->tries, 2);
+    const std::string out = stop(service).out;
+    EXPECT_THAT(out, HasSubstr("1 waiting: " + file + " -> ftp://one/a (one:21: nobody listens"));
+    EXPECT_THAT(out, HasSubstr("; next try in 1s)\n"));
+    // The last try looked what had arrived before it went on.
+    std::vector<uint32_t> jobs;
+    for (const message_t &message : daemon.messages()) {
+        if (!message.body.empty())
+            jobs.push_back(message.command);
+    }
+    const std::vector<uint32_t> wanted = {COMMAND_UPLOAD, COMMAND_UPLOAD, COMMAND_DL_FILE_INFO,
+                                          COMMAND_UPLOAD, COMMAND_DL_FILE_INFO};
+    EXPECT_EQ(jobs, wanted);
+}
+
+TEST_F(Service, StopsAtOnceWhatCannotPass)
+{
+    fake_daemon daemon(uploading({refused_login()}));
+    queue("one");
+    queue("two", [this](entry_t &entry) { entry.local = dir / "none"; });
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(1, state_t::FAILED));
+    ASSERT_TRUE(comes_to_be(2, state_t::FAILED));
+    EXPECT_EQ(open().find(1)->error, "login-refused");
+    EXPECT_EQ(open().find(2)->error, "no-local-file");
+    EXPECT_THAT(stop(service).out, HasSubstr("2 failed: "));
+    EXPECT_EQ(hosts_of(daemon).size(), 1u);
+}
+
+TEST_F(Service, GivesUpAfterTheLastTry)
+{
+    fake_daemon daemon(uploading({nobody()}));
+    queue("one", [](entry_t &entry) { entry.tries_most = 3; });
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(1, state_t::FAILED));
+    EXPECT_EQ(open().find(1)->tries, 3);
+    EXPECT_EQ(open().find(1)->error, "nobody-listens");
+    stop(service);
+    EXPECT_EQ(hosts_of(daemon).size(), 3u);
+}
+
+TEST_F(Service, LetsNoServerThatIsDownHoldUpAnother)
+{
+    fake_daemon daemon([down = uploading({nobody()}), up = uploading({whole()}),
+                        is_down = false](const message_t &message) mutable {
+        if (!message.body.empty())
+            is_down = std::string(request_of(message).host) == "down";
+        return (is_down ? down : up)(message);
+    });
+    for (int i = 0; i < 3; i++)
+        queue("down");
+    for (int i = 0; i < 3; i++)
+        queue("up");
+    program service(words_of(daemon, "1h"));
+    for (const int64_t id : {4, 5, 6})
+        EXPECT_TRUE(comes_to_be(id, state_t::DONE));
+    EXPECT_THAT(hosts_of(daemon), ElementsAre("down", "up", "up", "up"));
+    open().retry(2, 10); // it does not wait for the end of the pause
+    EXPECT_TRUE(service.has_printed("2 waiting: "));
+    stop(service);
+}
+
+TEST_F(Service, WaitsOutADaemonThatIsNotThere)
+{
+    auto daemon = std::make_unique<fake_daemon>(uploading({whole()}));
+    const std::string path = daemon->path();
+    daemon->stop();
+    queue("one", [](entry_t &entry) { entry.tries_most = 1; });
+    program service(words_of(*daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::WAITING));
+    EXPECT_EQ(open().find(1)->error, "no-daemon");
+    EXPECT_EQ(open().find(1)->tries, 0);
+    EXPECT_EQ(stop(service).status, 0);
+}
+
+TEST_F(Service, StopsItsJobWhenItEndsAndGoesOnLater)
+{
+    fake_daemon daemon(endless(2));
+    queue("one");
+    program service(words_of(daemon));
+    ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 4));
+    const outcome_t outcome = stop(service);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("1 stopped: "));
+    EXPECT_THAT(daemon.commands(), Contains(uint32_t{COMMAND_CANCEL}));
+    const entry_t entry = *open().find(1);
+    EXPECT_EQ(entry.state, state_t::WAITING);
+    EXPECT_EQ(entry.tries, 0);
+    EXPECT_TRUE(entry.resumable);
+}
+
+TEST_F(Service, StopsTheJobOfAnEntryThatIsHeldOrRemoved)
+{
+    for (const bool held : {true, false}) {
+        fake_daemon daemon(endless(2));
+        const int64_t id = queue("one");
+        program service(words_of(daemon));
+        ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 4));
+        if (held)
+            open().hold(id);
+        else
+            open().remove(id);
+        EXPECT_TRUE(daemon.has_got(COMMAND_CANCEL, 1));
+        stop(service);
+        const std::optional<entry_t> left = open().find(id);
+        EXPECT_EQ(left && left->state == state_t::HELD, held);
+        open().remove(id);
+    }
+}
+
+TEST_F(Service, FinishesWhatAnotherOneLeft)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one", [](entry_t &entry) { entry.after = after_t::DELETE; });
+    queue("two");
+    {
+        store_t store = open();
+        store.begin(1, file_identify(file).text);
+        store.arrived(1);
+        store.hold(2);
+    }
+    program service(words_of(daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    stop(service);
+    EXPECT_EQ(daemon.starts(), 0u);
+}
+
+TEST_F(Service, SendsAtItsTimeAndLetsExpire)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one", [](entry_t &entry) { entry.not_before_s = entry.added_s + 1; });
+    queue("two", [](entry_t &entry) {
+        entry.not_before_s = entry.added_s + 1000;
+        entry.expires_s = entry.added_s + 1;
+    });
+    program service(words_of(daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_TRUE(comes_to_be(2, state_t::FAILED));
+    EXPECT_EQ(open().find(2)->error, "expired");
+    EXPECT_GE(open().find(1)->ended_s, open().find(1)->not_before_s);
+    EXPECT_THAT(stop(service).out, HasSubstr("2 failed: "));
+}
+
+TEST_F(Service, RunsOnceAndEndsWhenItsDatabaseIsTakenAway)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    const outcome_t second = ::run(words_of(daemon));
+    EXPECT_EQ(second.status, STATUS_BUSY);
+    EXPECT_EQ(second.err, "ftpspool: " + paths.folder + ": another ftpspool runs\n");
+    std::filesystem::rename(paths.database(), dir / "taken");
+    const outcome_t outcome = service.wait();
+    EXPECT_EQ(outcome.status, STATUS_LOCAL);
+    EXPECT_EQ(outcome.err, "ftpspool: " + paths.database() + ": was removed or replaced\n");
+}

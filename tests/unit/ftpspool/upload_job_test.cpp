@@ -1,0 +1,99 @@
+#include "ftpspool/upload_job.h"
+
+#include "spool_fixture.h"
+
+namespace
+{
+
+class UploadJob : public Spool
+{
+protected:
+    std::string password = dir.file("password", "secret\nmore");
+    void SetUp() override { chmod(password.c_str(), 0600); }
+    std::string complaint_of(const entry_t &entry) const
+    {
+        return failure_of([&] {
+            const options_t options = upload_options(entry, "");
+            job_t job = upload_job(options, entry);
+            upload_log_in(job, options);
+        });
+    }
+    entry_t to_anna() const
+    {
+        entry_t entry = entry_to("ftp://anna@host/f");
+        entry.target.password_file = password;
+        return entry;
+    }
+};
+
+} // namespace
+
+TEST_F(UploadJob, OfWhatFtpctlAcceptsIsBuilt)
+{
+    EXPECT_EQ(complaint_of(entry_to("ftp://host/f")), "");
+    entry_t entry = to_anna();
+    EXPECT_EQ(complaint_of(entry), "");
+    entry.target.url = "ftpes://host/f";
+    entry.target.user = "anna";
+    entry.target.pin = "sha1:" + std::string(40, '0');
+    EXPECT_EQ(complaint_of(entry), "");
+}
+
+TEST_F(UploadJob, OfARefusedNameFails)
+{
+    EXPECT_EQ(complaint_of(entry_to("ftp://host/f%3Btype=a")).substr(0, 2), "2 ");
+    EXPECT_EQ(complaint_of(entry_to("http://host/f")).substr(0, 2), "2 ");
+    entry_t entry = to_anna();
+    entry.target.pin = "sha1:00";
+    EXPECT_EQ(complaint_of(entry).substr(0, 2), "2 ");
+}
+
+TEST_F(UploadJob, TakesPasswordsFromFilesThatOthersCannotRead)
+{
+    entry_t entry = to_anna();
+    for (const mode_t mode : {0604, 0640, 0660}) {
+        chmod(password.c_str(), mode);
+        EXPECT_EQ(complaint_of(entry),
+                  "1 " + password + ": must be a regular file of mode 0600 or 0400, for it holds a password");
+    }
+    chmod(password.c_str(), 0400);
+    EXPECT_EQ(complaint_of(entry), "");
+    entry.target.proxy = "anna@proxy";
+    entry.target.proxy_password_file = dir / "none";
+    EXPECT_EQ(complaint_of(entry), "1 " + dir / "none" + ": No such file or directory");
+    entry = to_anna();
+    entry.target.password_file = dir.path.string();
+    EXPECT_THAT(complaint_of(entry), HasSubstr("must be a regular file"));
+}
+
+TEST_F(UploadJob, ComparesSizesWhereTheyCanBeAskedFor)
+{
+    entry_t entry = to_anna();
+    EXPECT_TRUE(upload_options(entry, "").verify);
+    EXPECT_FALSE(upload_options(entry, "").resume);
+    entry.resumable = true;
+    EXPECT_TRUE(upload_options(entry, "").resume);
+    entry.target.proxy = "proxy";
+    EXPECT_FALSE(upload_options(entry, "").verify);
+    EXPECT_FALSE(upload_options(entry, "").resume);
+    entry.target.proxy.clear();
+    entry.target.url = "zixi://host/f";
+    EXPECT_FALSE(upload_options(entry, "").verify);
+}
+
+TEST_F(UploadJob, KnowsTheEntriesOfOneServer)
+{
+    EXPECT_EQ(upload_server(to_anna()), "ftp://anna@host:21");
+    EXPECT_EQ(upload_server(entry_to("ftp://host:2121/dir/f")), "ftp://anonymous@host:2121");
+    entry_t entry = entry_to("sftp://host/f");
+    entry.target.user = "bob";
+    EXPECT_EQ(upload_server(entry), "sftp://bob@host:22");
+}
+
+TEST_F(UploadJob, SendsTheCopyWhereThereIsOne)
+{
+    entry_t entry = to_anna();
+    EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, file);
+    entry.copy = "/spool/files/x";
+    EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, "/spool/files/x");
+}

@@ -1,0 +1,55 @@
+#include "ftpspool/verdict.h"
+
+#include "ftpctl/statuses.h"
+#include "libftpclient/ftpclient.h"
+
+#include <gtest/gtest.h>
+#include <map>
+
+using enum verdict_t;
+
+TEST(Verdict, OfWhatCannotPassIsFinal)
+{
+    const int finals[] = {
+        STATUS_CAUSE + int{FTPCLIENT_CAUSE_LOGIN},
+        STATUS_CAUSE + int{FTPCLIENT_CAUSE_PROXY_LOGIN},
+        STATUS_JOB + int{FTPCLIENT_RESULT_CERT_MISMATCH},
+        STATUS_JOB + int{FTPCLIENT_RESULT_HOSTKEY_MISMATCH},
+        STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_LOCAL_FILE},
+        STATUS_USAGE,                                // a name that the library refuses
+        STATUS_JOB + int{FTPCLIENT_RESULT_INTERNAL}, // a name that the daemon refuses
+        STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_FILE},
+        STATUS_CAUSE + int{FTPCLIENT_CAUSE_DENIED},
+        STATUS_UNSEEN,
+    };
+    for (const int status : finals)
+        EXPECT_EQ(verdict_of(status), FINAL) << status;
+}
+
+TEST(Verdict, OfWhatMayPassSaysWhoPauses)
+{
+    const std::map<int, verdict_t> rows = {
+        {STATUS_NO_DAEMON, DAEMON},
+        {STATUS_BUSY, DAEMON},
+        {STATUS_DENIED, DAEMON},
+        {STATUS_LOCAL, DAEMON},
+        {STATUS_JOB + int{FTPCLIENT_RESULT_NO_MEMORY}, DAEMON},
+        {STATUS_TIMEOUT, SERVER},
+        {STATUS_JOB + int{FTPCLIENT_RESULT_TIMEOUT}, SERVER},
+        {STATUS_JOB + int{FTPCLIENT_RESULT_NETWORK}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_NAME}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_NOBODY}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_UNREACHABLE}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_BROKEN}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_STALLED}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_SERVER_FULL}, SERVER},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_SFTP}, SERVER},
+        {120, SERVER}, // a result of a later daemon
+        {STATUS_DIFFERENT, ENTRY},
+        {STATUS_NO_RESUME, ENTRY},
+        {STATUS_UNKNOWN, ENTRY},
+        {STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED}, ENTRY}, // by somebody else
+    };
+    for (const auto &[status, verdict] : rows)
+        EXPECT_EQ(verdict_of(status), verdict) << status_find(status).name;
+}
