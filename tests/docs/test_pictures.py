@@ -33,6 +33,7 @@ def test_the_pictures_are_up_to_date(tmp_path):
     draw.overview(tmp_path)
     draw.house(tmp_path)
     draw.life(tmp_path)
+    draw.entry(tmp_path)
     drawn = sorted(path.name for path in tmp_path.iterdir())
     assert drawn == sorted(path.name for path in PICTURES.glob("*.svg"))
     for name in drawn:

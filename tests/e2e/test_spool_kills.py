@@ -48,6 +48,7 @@ class Trial:
 
     def finish(self, point):
         service = Service()
+        service.wait_started()
         ftpspool.wait_for("done", self.number)
         assert service.stop() == 0, point
         assert not self.path.exists(), point

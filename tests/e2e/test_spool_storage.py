@@ -84,7 +84,7 @@ def test_a_command_may_be_killed_at_every_system_call(local):
                 assert file.read() == b"0123456789"
     assert ftpspool.run(*words).status == 0
     service = Service()
-    wait_until(lambda: ftpspool.entry(1)["state"] != "queued", "the service to run")
+    service.wait_started()
     service.stop()
     copies = {one["copy"] for one in ftpspool.entries()}
     assert {str(copy) for copy in (SPOOL / "files").iterdir()} <= copies

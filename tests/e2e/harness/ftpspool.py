@@ -79,11 +79,15 @@ class Service:
         self.start(*options, wrapper=wrapper, **environment)
 
     def start(self, *options, wrapper=(), **environment):
+        self._starts = len(self.events("started"))
         words = [*wrapper, *command(), "run", "--json", "--pause", "200ms", "--longest-pause", "1s", *options]
         self._log = (WORLD / "ftpspool.log").open("a")
         self.process = processes.spawn(
             words, env=os.environ | environment, stdin=subprocess.DEVNULL, stdout=self._log, stderr=self._log
         )
+
+    def wait_started(self):
+        wait_until(lambda: len(self.events("started")) > self._starts, "the start of the service")
 
     @property
     def pid(self):
@@ -100,7 +104,8 @@ class Service:
 
     @staticmethod
     def said():
-        return (WORLD / "ftpspool.log").read_text()
+        log = WORLD / "ftpspool.log"
+        return log.read_text() if log.exists() else ""
 
     @staticmethod
     def events(name):
