@@ -25,6 +25,11 @@ inline constexpr job_engine_t FORGETS = {
 inline constexpr job_engine_t KEEPS = {held,   unjoined_t::kept, "m(1)", "m(2)", "m(3)",
                                        "m(4)", "m(5)",           "m(6)", "m(7)"};
 
+inline std::string way_of(const testing::TestParamInfo<const job_engine_t *> &engine)
+{
+    return engine.param == &KEEPS ? "Keeps" : "Forgets";
+}
+
 class JobSlot : public testing::TestWithParam<const job_engine_t *>
 {
 protected:
