@@ -7,8 +7,9 @@
 #include <sys/stat.h>
 
 enum {
-    CANCEL_MS = 30000, /* a cancel is answered when the job has stopped */
-    STOP_MS = 10000,   /* how much longer a call may take when its time is over */
+    ANSWER_MS = CONTROL_TALK_MS, /* the daemon gives a client the same time */
+    CANCEL_MS = 30000,           /* a cancel is answered when the job has stopped */
+    STOP_MS = 10000,             /* how much longer a call may take when its time is over */
     REFUSALS_MAX = 4
 };
 
@@ -203,7 +204,7 @@ FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
 static void ask(ftpclient_call_t *call)
 {
     const ftpc_run_t *run = &call->run;
-    call->batch_end_ms = ftpc_end_after(run->stage == FTPC_STOP ? CANCEL_MS : CONTROL_TALK_MS);
+    call->batch_end_ms = ftpc_end_after(run->stage == FTPC_STOP ? CANCEL_MS : ANSWER_MS);
     if (run->stage == FTPC_START) {
         ask_for_start(call);
         return;
