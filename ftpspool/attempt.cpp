@@ -84,6 +84,16 @@ static bool keeps_beginning(const ftpclient_outcome_t &outcome, int code, bool w
     return !was_whole || outcome.progress.transferred_bytes > 0;
 }
 
+static std::string line_of(const ftpclient_outcome_t &outcome)
+{
+    if (outcome.upload == FTPCLIENT_UPLOAD_NOTHING)
+        return "all " + std::to_string(outcome.local_bytes) + " bytes were there already";
+    const std::string line = text_outcome(outcome.progress);
+    return outcome.upload == FTPCLIENT_UPLOAD_REST
+               ? line + ", appended to the " + std::to_string(outcome.resumed_bytes) + " bytes already there"
+               : line;
+}
+
 void attempt_t::settle(int code)
 {
     const int kept = errno;
@@ -91,7 +101,7 @@ void attempt_t::settle(int code)
     ftpclient_call_outcome(call_.get(), &outcome, sizeof outcome);
     end_.bytes = outcome.progress.transferred_bytes;
     if (code == FTPCLIENT_OK) {
-        end_.message = text_outcome(outcome.progress);
+        end_.message = line_of(outcome);
         check_arrival();
         return;
     }
