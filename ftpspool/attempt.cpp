@@ -66,16 +66,14 @@ void attempt_t::stop()
     ftpclient_call_stop(call_.get());
 }
 
-// What makes a success worth nothing.
-void attempt_t::check_arrival(const ftpclient_outcome_t &outcome)
+// A success of a file that was another one at its end is worth nothing.
+void attempt_t::check_arrival()
 {
-    std::string doubt;
-    if (!file_is_still(entry_.source(), identity_))
-        doubt = entry_.source() + ": has changed while it was sent";
-    else if (options_.verify && outcome.verified == 0)
-        doubt = entry_.target.url + ": the size of the remote file was not compared";
-    if (!doubt.empty())
-        end_ = {STATUS_DIFFERENT, doubt, verdict_of(STATUS_DIFFERENT), false, false, end_.bytes};
+    if (file_is_still(entry_.source(), identity_))
+        return;
+    end_.status = STATUS_DIFFERENT;
+    end_.message = entry_.source() + ": has changed while it was sent";
+    end_.verdict = verdict_of(STATUS_DIFFERENT);
 }
 
 static bool keeps_beginning(const ftpclient_outcome_t &outcome, int code, bool was_whole)
@@ -86,6 +84,16 @@ static bool keeps_beginning(const ftpclient_outcome_t &outcome, int code, bool w
     return !was_whole || outcome.progress.transferred_bytes > 0;
 }
 
+static std::string line_of(const ftpclient_outcome_t &outcome)
+{
+    if (outcome.upload == FTPCLIENT_UPLOAD_NOTHING)
+        return "all " + std::to_string(outcome.local_bytes) + " bytes were there already";
+    const std::string line = text_outcome(outcome.progress);
+    return outcome.upload == FTPCLIENT_UPLOAD_REST
+               ? line + ", appended to the " + std::to_string(outcome.resumed_bytes) + " bytes already there"
+               : line;
+}
+
 void attempt_t::settle(int code)
 {
     const int kept = errno;
@@ -93,8 +101,8 @@ void attempt_t::settle(int code)
     ftpclient_call_outcome(call_.get(), &outcome, sizeof outcome);
     end_.bytes = outcome.progress.transferred_bytes;
     if (code == FTPCLIENT_OK) {
-        end_.message = text_outcome(outcome.progress);
-        check_arrival(outcome);
+        end_.message = line_of(outcome);
+        check_arrival();
         return;
     }
     end_.resumable = options_.verify && keeps_beginning(outcome, code, !options_.resume && !has_begun_file_);

@@ -61,5 +61,5 @@ private:
 
     void look();
     void settle(int code);
-    void check_arrival(const ftpclient_outcome_t &outcome);
+    void check_arrival();
 };

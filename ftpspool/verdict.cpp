@@ -4,7 +4,6 @@
 #include "libftpclient/ftpclient.h"
 
 #include <algorithm>
-#include <array>
 
 namespace
 {
@@ -16,7 +15,10 @@ struct row_t {
 
 } // namespace
 
-using enum verdict_t;
+constexpr verdict_t FINAL = verdict_t::FINAL;
+constexpr verdict_t SERVER = verdict_t::SERVER;
+constexpr verdict_t ENTRY = verdict_t::ENTRY;
+constexpr verdict_t DAEMON = verdict_t::DAEMON;
 
 constexpr row_t VERDICTS[] = {
     // The command's own statuses
@@ -77,10 +79,4 @@ verdict_t verdict_of(int status)
 {
     const auto *found = std::ranges::find(VERDICTS, status, &row_t::status);
     return found == std::end(VERDICTS) ? SERVER : found->verdict;
-}
-
-const char *verdict_name(verdict_t verdict)
-{
-    constexpr std::array NAMES = {"final", "server", "entry", "daemon"}; // by verdict_t
-    return NAMES[static_cast<size_t>(verdict)];
 }

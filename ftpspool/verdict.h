@@ -11,6 +11,3 @@ enum class verdict_t {
 // For an exit status of ftpctl, by which a failed upload is known (ftpctl/failure.h). An unknown status is
 // held against the server.
 verdict_t verdict_of(int status);
-
-// "final", "server", "entry", "daemon".
-const char *verdict_name(verdict_t verdict);

@@ -6,6 +6,8 @@
 
 #include <poll.h>
 
+using testing::AllOf;
+
 namespace
 {
 
@@ -120,13 +122,33 @@ TEST_F(Attempt, AppendsTheRestWhereTheBeginningIsTheSameFiles)
         }
         return script(message);
     });
-    EXPECT_EQ(run(four).status, 0);
+    const attempt_end_t end = run(four);
+    EXPECT_EQ(end.status, 0);
+    EXPECT_THAT(end.message,
+                AllOf(StartsWith("6 of 6 bytes"), EndsWith(", appended to the 4 bytes already there")));
     ASSERT_EQ(four.starts(), 3u);
     EXPECT_EQ(four.requests()[1].resume, 1u);
     entry.identity = "another file's";
     EXPECT_EQ(run(daemon).status, 0);
     EXPECT_EQ(daemon.requests()[0].resume, 0u); // the whole file, without a look-up before
     EXPECT_EQ(daemon.commands().at(1), uint32_t{COMMAND_UPLOAD});
+}
+
+TEST_F(Attempt, SendsNothingWhereAllHasArrived)
+{
+    entry.resumable = true;
+    entry.identity = file_identify(file).text;
+    fake_daemon daemon([script = script_of({idle()})](const message_t &message) mutable {
+        if (message.command == COMMAND_DL_FILE_INFO) {
+            script.states = {ended(3, 0, 0, 0)};
+            script.remote_file = remote(10);
+        }
+        return script(message);
+    });
+    const attempt_end_t end = run(daemon);
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.message, "all 10 bytes were there already");
+    EXPECT_EQ(daemon.starts(), 1u);
 }
 
 TEST_F(Attempt, KeepsTheBeginningWhenItFailsBeforeItAppends)

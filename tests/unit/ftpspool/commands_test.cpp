@@ -242,3 +242,17 @@ TEST_F(Commands, RefuseWhatTheyDoNotKnow)
     EXPECT_THAT(run({"--version"}).out, StartsWith("ftpspool 0."));
     EXPECT_THAT(run({"--help"}).out, HasSubstr("Exit statuses"));
 }
+
+TEST_F(Commands, SayWhatElseFails)
+{
+    run({"add", file, "ftp://host/f"});
+    const std::string list = FTPCTL " --spool " + paths.folder + " list >/dev/full 2>" + (dir / "err");
+    EXPECT_NE(system(list.c_str()), 0);
+    EXPECT_EQ(content_of(dir / "err"), "ftpspool: cannot write to standard output\n");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::create_directory(dir / "gone");
+    std::filesystem::current_path(dir / "gone");
+    std::filesystem::remove(dir / "gone");
+    EXPECT_THAT(refusal({"add", "f", "ftp://host/f"}), HasSubstr("No such file or directory"));
+    std::filesystem::current_path(before);
+}

@@ -1,8 +1,11 @@
 #include "ftpspool/copies.h"
 
+#include "failing_calls.h"
 #include "spool_fixture.h"
 
+#include <csignal>
 #include <filesystem>
+#include <sys/resource.h>
 
 namespace
 {
@@ -84,4 +87,32 @@ TEST_F(Copies, ThatBelongToNoEntryAreSwept)
     copies_sweep(store);
     EXPECT_FALSE(std::filesystem::exists(lost));
     EXPECT_TRUE(std::filesystem::exists(entry.copy));
+}
+
+TEST_F(Copies, ThatCannotBeMadeLeaveNothingBehind)
+{
+    EXPECT_EQ(failure_without_descriptors([&] { copying_t{paths}; }),
+              "1 " + paths.files() + ": Too many open files");
+    copying_t copying(paths);
+    EXPECT_THAT(failure_without_descriptors([&] { copying.make(file); }), EndsWith(": Too many open files"));
+    for (const char *call : {"fsync", "rename"}) {
+        const failing_call failing(call, EIO);
+        EXPECT_THAT(failure_of([&] { copying_t(paths).make(file); }), EndsWith(": Input/output error"));
+    }
+    EXPECT_EQ(content_of(file), "0123456789");
+}
+
+TEST_F(Copies, OfAFileThatDoesNotFitAreNotMade)
+{
+    const std::filesystem::path other = "/dev/shm/ftpspool-copies-test-large";
+    fill(other, std::string(3 << 20, 'x'));
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small = {1 << 20, before.rlim_max};
+    copying_t copying(paths);
+    setrlimit(RLIMIT_FSIZE, &small);
+    EXPECT_THAT(failure_of([&] { copying.make(other.string()); }), EndsWith(": File too large"));
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::filesystem::remove(other);
 }

@@ -1,6 +1,7 @@
 // The store as commands use it.
 #include "spool_fixture.h"
 
+#include "failing_calls.h"
 #include "ftpspool/schema.h"
 
 #include <unistd.h>
@@ -241,4 +242,21 @@ TEST_F(Store, SaysWhereItCannotBeMade)
     const spool_paths_t nowhere = {dir / "none/spool"};
     EXPECT_EQ(failure_of([&] { store_t::open(nowhere); }),
               "1 " + nowhere.folder + ": No such file or directory");
+}
+
+TEST_F(Store, IsThereWholeOrNotAtAll)
+{
+    std::filesystem::create_directory(paths.folder);
+    EXPECT_THAT(failure_without_descriptors([&] { open(); }), EndsWith(": Too many open files"));
+    {
+        const failing_call failing("link", EIO);
+        EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.database() + ": Input/output error");
+    }
+    EXPECT_EQ(entries_of(paths.folder), 0u);
+    {
+        const failing_call failing("link", EEXIST); // another command was faster
+        EXPECT_THAT(failure_of([&] { open(); }), HasSubstr("unable to open database file"));
+    }
+    const failing_call failing("fsync", EIO);
+    EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.folder + ": Input/output error");
 }

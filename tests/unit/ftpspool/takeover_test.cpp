@@ -1,5 +1,6 @@
 #include "ftpspool/takeover.h"
 
+#include "failing_calls.h"
 #include "spool_fixture.h"
 
 namespace
@@ -54,5 +55,15 @@ TEST_F(Takeover, LeavesTheDatabaseOfALaterVersionWhereItIs)
     open();
     database_t(paths.database(), database_t::access_t::WRITE, 64).run("PRAGMA user_version = 2");
     EXPECT_THAT(failure_of([&] { takeover_open(paths); }), HasSubstr("another version"));
+    EXPECT_TRUE(std::filesystem::exists(paths.database()));
+}
+
+TEST_F(Takeover, SaysThatItCouldNotKeepADatabaseAside)
+{
+    std::filesystem::create_directory(paths.folder);
+    fill(paths.database(), std::string(8192, 'x'));
+    const failing_call failing("renameat2", EROFS);
+    EXPECT_THAT(failure_of([&] { takeover_open(paths); }),
+                EndsWith("; it could not be kept aside: Read-only file system"));
     EXPECT_TRUE(std::filesystem::exists(paths.database()));
 }

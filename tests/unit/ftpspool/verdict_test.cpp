@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 #include <map>
 
-using enum verdict_t;
+constexpr verdict_t FINAL = verdict_t::FINAL;
+constexpr verdict_t SERVER = verdict_t::SERVER;
+constexpr verdict_t ENTRY = verdict_t::ENTRY;
+constexpr verdict_t DAEMON = verdict_t::DAEMON;
 
 TEST(Verdict, OfWhatCannotPassIsFinal)
 {

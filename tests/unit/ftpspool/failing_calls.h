@@ -1,0 +1,12 @@
+// System calls that fail where a test wants it.
+#pragma once
+
+// For one scope the named call fails with that errno: fsync, link, rename, renameat2.
+class failing_call
+{
+public:
+    failing_call(const char *name, int error);
+    ~failing_call();
+    failing_call(const failing_call &) = delete;
+    failing_call &operator=(const failing_call &) = delete;
+};
