@@ -110,4 +110,4 @@ class Service:
     @staticmethod
     def events(name):
         lines = [line for line in Service.said().splitlines() if line.startswith("{")]
-        return [event for event in map(json.loads, lines) if event["event"] == name]
+        return [event for event in map(json.loads, lines) if event.get("event") == name]
