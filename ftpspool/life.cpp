@@ -79,7 +79,7 @@ void store_t::fail(int64_t id, const std::string &error, const std::string &mess
 
 void store_t::arrived(int64_t id)
 {
-    change("UPDATE entries SET state = 4, error = '', message = '' WHERE id = ?1 AND state IN (2, 3)", id);
+    change("UPDATE entries SET state = 4, error = '', message = '' WHERE id = ?1", id);
 }
 
 void store_t::done(int64_t id, const std::string &note, int64_t now_s)

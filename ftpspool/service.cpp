@@ -60,8 +60,10 @@ void service_t::run()
 void service_t::start_next()
 {
     care_for_arrived();
-    for (const int64_t id : store_.expire(wall_s()))
-        told_.tell("failed", *store_.find(id), "expired");
+    for (const int64_t id : store_.expire(wall_s())) {
+        if (const std::optional<entry_t> entry = store_.find(id))
+            told_.tell("failed", *entry, "expired");
+    }
     wake_ms_ = daemon_pauses_.end_ms(DAEMON);
     while (!attempt_ && !interrupts_seen() && daemon_pauses_.end_ms(DAEMON) <= steady_ms()) {
         const choice_t choice = chooser_.choose(store_.ready(wall_s()), pauses_, steady_ms());
@@ -177,6 +179,8 @@ void service_t::finish(const entry_t &entry, const std::string &how)
 // Those of a service that has ended between.
 void service_t::care_for_arrived()
 {
-    while (const int64_t id = store_.first_arrived())
-        finish(*store_.find(id), "");
+    while (const int64_t id = store_.first_arrived()) {
+        if (const std::optional<entry_t> entry = store_.find(id))
+            finish(*entry, "");
+    }
 }

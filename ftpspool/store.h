@@ -107,7 +107,7 @@ public:
     // -> failed, from any state.
     void fail(int64_t id, const std::string &error, const std::string &message, int64_t now_s);
 
-    // sending or held -> arrived.
+    // -> arrived, from any state: it may have been held, or held and released, since its try began.
     void arrived(int64_t id);
 
     // -> done. `note`: what could not be done with the local file.

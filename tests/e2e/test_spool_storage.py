@@ -148,6 +148,8 @@ def test_ten_thousand_entries_cost_little(daemon):
     spent = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
     private_kib = memory_kib(service.pid, "Private_Dirty")
     print(f"list: {seconds:.3f} s, {spent:.3f} s of CPU; service: {private_kib} KiB")
+    if "libasan" in pathlib.Path(f"/proc/{service.pid}/maps").read_text():
+        return  # it keeps what was freed, and takes its time
     assert spent < 0.5  # a tenth of a second where nothing else runs
     assert private_kib <= 2048
 

@@ -146,12 +146,16 @@ TEST_F(Life, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(Life, TakesNoOtherEntrysStepsForItsOwn)
+TEST_F(Life, KnowsOfTheArrivalOfAnEntryThatWasHeldAndReleasedMeanwhile)
 {
     store_t store = open();
     add(store);
-    store.arrived(1);
+    store.begin(1, "");
+    store.hold(1);
+    store.release(1);
+    store.setback(1, {"", "interrupted", true, false, false}); // the next try is to begin anew
     EXPECT_EQ(state_of_entry(store, 1), state_t::QUEUED);
-    store.setback(1, {"broken", "", true, true, false});
-    EXPECT_EQ(store.find(1)->tries, 0);
+    EXPECT_FALSE(store.find(1)->resumable);
+    store.arrived(1);
+    EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
