@@ -19,7 +19,7 @@ class Cancel : public JobSlot
 protected:
     Cancel() { naps_ = 0; }
 };
-INSTANTIATE_TEST_SUITE_P(BothEngines, Cancel, testing::Values(&FORGETS, &KEEPS), way_of);
+INSTANTIATE_TEST_SUITE_P(BothEngines, Cancel, testing::Values(&FORGETS, &KEEPS));
 
 TEST_P(Cancel, ACancelWithoutAJobIs2AndItsFlagStaysUntilTheNextStart)
 {

@@ -25,9 +25,10 @@ inline constexpr job_engine_t FORGETS = {
 inline constexpr job_engine_t KEEPS = {held,   unjoined_t::kept, "m(1)", "m(2)", "m(3)",
                                        "m(4)", "m(5)",           "m(6)", "m(7)"};
 
-inline std::string way_of(const testing::TestParamInfo<const job_engine_t *> &engine)
+// In the names of tests.
+inline void PrintTo(const job_engine_t *engine, std::ostream *out)
 {
-    return engine.param == &KEEPS ? "Keeps" : "Forgets";
+    *out << (engine == &KEEPS ? "Keeps" : "Forgets");
 }
 
 class JobSlot : public testing::TestWithParam<const job_engine_t *>

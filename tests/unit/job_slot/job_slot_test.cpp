@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-INSTANTIATE_TEST_SUITE_P(BothEngines, JobSlot, testing::Values(&FORGETS, &KEEPS), way_of);
+INSTANTIATE_TEST_SUITE_P(BothEngines, JobSlot, testing::Values(&FORGETS, &KEEPS));
 
 static const std::string NO_THREAD = "errno(11) Resource temporarily unavailable\n";
 
