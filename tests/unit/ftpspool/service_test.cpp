@@ -85,7 +85,7 @@ TEST_F(Service, TellsEventsAsObjects)
     std::vector<std::string> words = words_of(daemon);
     words.emplace_back("--json");
     program service(words);
-    ASSERT_TRUE(service.has_printed("done"));
+    ASSERT_TRUE(service.has_printed("\"event\":\"done\""));
     const std::string out = stop(service).out;
     const size_t second = out.find('\n') + 1;
     const json start = json::parse(out.substr(0, second));
