@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 constexpr int NAMES_MOST = 1000;
 
@@ -20,15 +21,27 @@ descriptor takeover_lock(const spool_paths_t &paths)
     return lock;
 }
 
-// The log goes along: it may hold what the database lacks.
-static std::string keep_aside(const std::string &path)
+static int move_to_free_name(const std::string &from, const std::string &to)
+{
+    return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+}
+
+// The copies go first: the next start removes those that its database does not know, and the producers may have
+// deleted their files. The log goes along: it may hold what the database lacks.
+static std::string keep_aside(const spool_paths_t &paths)
 {
     for (int number = 1; number <= NAMES_MOST; number++) {
-        const std::string aside = path + ".damaged-" + std::to_string(number);
-        if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
-            for (const char *end : {"-wal", "-shm"})
-                rename((path + end).c_str(), (aside + end).c_str());
-            return "; it is kept as " + aside + ", and the next start begins with an empty spool";
+        const std::string end = ".damaged-" + std::to_string(number);
+        const std::string database = paths.database() + end;
+        if (access(database.c_str(), F_OK) == 0)
+            continue;
+        const bool has_copies = move_to_free_name(paths.files(), paths.files() + end) == 0;
+        if ((has_copies || errno == ENOENT) && move_to_free_name(paths.database(), database) == 0) {
+            for (const char *log : {"-wal", "-shm"})
+                rename((paths.database() + log).c_str(), (database + log).c_str());
+            return "; it is kept as " + database +
+                   (has_copies ? ", the copies as " + paths.files() + end : "") +
+                   ", and the next start begins with an empty spool";
         }
         if (errno != EEXIST)
             break;
@@ -43,6 +56,6 @@ store_t takeover_open(const spool_paths_t &paths)
         store.inspect();
         return store;
     } catch (const damaged_t &damage) {
-        throw damaged_t(STATUS_LOCAL, std::string(damage.what()) + keep_aside(paths.database()));
+        throw damaged_t(STATUS_LOCAL, std::string(damage.what()) + keep_aside(paths));
     }
 }

@@ -1,5 +1,7 @@
 #include "ftpspool/takeover.h"
 
+#include "ftpspool/copies.h"
+
 #include "failing_calls.h"
 #include "spool_fixture.h"
 
@@ -48,6 +50,20 @@ TEST_F(Takeover, KeepsADamagedDatabaseAsideWithItsLog)
     }
     store_t next = takeover_open(paths);
     EXPECT_EQ(add(next), 1);
+}
+
+// The producers may have deleted their files.
+TEST_F(Takeover, KeepsTheCopiesOfADamagedDatabase)
+{
+    std::filesystem::create_directories(paths.files());
+    fill(paths.files() + "/abcdef", "content");
+    fill(paths.database(), std::string(8192, 'x'));
+    fill(paths.database() + ".damaged-1", "an earlier one");
+    EXPECT_THAT(failure_of([&] { takeover_open(paths); }),
+                HasSubstr(".damaged-2, the copies as " + paths.files() + ".damaged-2, and the next start"));
+    const store_t next = takeover_open(paths);
+    copies_sweep(next);
+    EXPECT_EQ(content_of(paths.files() + ".damaged-2/abcdef"), "content");
 }
 
 TEST_F(Takeover, LeavesTheDatabaseOfALaterVersionWhereItIs)
