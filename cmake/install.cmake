@@ -10,18 +10,23 @@ file(RELATIVE_PATH to_private /${CMAKE_INSTALL_SBINDIR} /${private_dir})
 set_target_properties(ftp_clientd PROPERTIES
   INSTALL_RPATH "\$ORIGIN/${to_private};\$ORIGIN/../lib" BUILD_WITH_INSTALL_RPATH ON)
 
+function(install_completions component program) # written by scripts/completions
+  set(folder ${PROJECT_SOURCE_DIR}/packaging/completions)
+  install(FILES ${folder}/${program} DESTINATION share/bash-completion/completions COMPONENT ${component})
+  install(FILES ${folder}/_${program} DESTINATION share/zsh/vendor-completions COMPONENT ${component})
+endfunction()
+
 install(TARGETS ftp_clientd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
 install(TARGETS secure zixiFeeder LIBRARY DESTINATION ${private_dir} COMPONENT daemon)
 install(TARGETS ftp_clientd_start RUNTIME DESTINATION ${private_dir} COMPONENT daemon)
 if(TARGET ftpctl)
   install(TARGETS ftpctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  set(completions ${PROJECT_SOURCE_DIR}/packaging/completions)
-  install(FILES ${completions}/ftpctl DESTINATION share/bash-completion/completions COMPONENT tools)
-  install(FILES ${completions}/_ftpctl DESTINATION share/zsh/vendor-completions COMPONENT tools)
+  install_completions(tools ftpctl)
 endif()
 
 if(TARGET ftpspool)
   install(TARGETS ftpspool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spool)
+  install_completions(spool ftpspool)
 endif()
 
 # For client programs: "wire/wire.h" with -I<prefix>/include/ftp_clientd, the protocol's page, examples.

@@ -1,5 +1,6 @@
 #include "curl_func/curl_func.h"
 
+#include "curl_func/features.h"
 #include "curl_func/job_sockets.h"
 #include "curl_func/worker.h"
 #include "strutil/log.h"
@@ -25,6 +26,7 @@ int curlf_init()
     if (job_init(&curlf_info_) != 0)
         return -1;
     log_info("curl_func(260)", "%s", curl_version());
+    features_log_missing();
     return 0;
 }
 

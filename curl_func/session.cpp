@@ -1,5 +1,6 @@
 #include "curl_func/session.h"
 
+#include "curl_func/features.h"
 #include "strutil/log.h"
 #include "wire/result_codes.h"
 
@@ -148,6 +149,10 @@ static std::span<const setting_fn> security_settings(const transfer_request_t *r
 int curl_ftp_setting(curl_e_handle_t *handle, const transfer_request_t *request, cb_auth_info_t *auth)
 {
     const session_t session{handle, request, auth};
+    if (!features_allow(request->protocol)) {
+        log_error("curl_func(1055)", "This libcurl lacks what protocol %u needs.", request->protocol);
+        return handle->error = FTPCD_ERR_NOT_SUPPORTED;
+    }
     if (session.request->protocol == PROTOCOL_FTPS_EXPLICIT && session.request->proxy_type == PROXY_HTTP) {
         log_error("curl_func(1061)", "Explicit FTPS through an HTTP proxy is not supported: no TLS.");
         return handle->error = FTPCD_ERR_NOT_SUPPORTED;

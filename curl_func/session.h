@@ -7,6 +7,8 @@
 // or the handle's error. Does not connect. `auth`, the context of the identity check, must live as long
 // as the handle.
 //
+// A protocol that this libcurl cannot do is FTPCD_ERR_NOT_SUPPORTED.
+//
 // Requested TLS is never dropped silently. Explicit FTPS through an HTTP proxy, which would be
 // unencrypted, is FTPCD_ERR_NOT_SUPPORTED; with a libcurl that does not encrypt active data connections
 // FTPS uses passive mode.

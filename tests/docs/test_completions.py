@@ -1,4 +1,4 @@
-"""The shells complete exactly what ftpctl accepts."""
+"""The shells complete exactly what ftpctl and ftpspool accept."""
 import os
 import pathlib
 import re
@@ -7,46 +7,62 @@ import subprocess
 import pytest
 
 ROOT = pathlib.Path(__file__).parent.parent.parent
-FTPCTL = pathlib.Path(os.environ["FTP_CLIENTD_BUILD"]) / "bin" / "ftpctl"
-COMMANDS = ["get", "put", "info", "identity", "ping", "state", "cancel", "watch", "listen"]
+BUILT = pathlib.Path(os.environ["FTP_CLIENTD_BUILD"]) / "bin"
+
+# ftpspool is not built where SQLite is missing. Its bash file needs no program.
+each_program = pytest.mark.parametrize("program", [each for each in ("ftpctl", "ftpspool") if (BUILT / each).exists()])
 
 
-def offered(*words):
+def offered(program, *words):
     """bash's completions for the last word."""
     script = f"""
-        source {ROOT}/packaging/completions/ftpctl
+        source {ROOT}/packaging/completions/{program}
         compopt() {{ :; }}
         COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
-        _ftpctl
+        _{program}
         printf '%s\\n' "${{COMPREPLY[@]}}"
     """
-    shown = subprocess.run(["bash", "-c", script, "bash", *words], check=True, capture_output=True, text=True)
+    shown = subprocess.run(["bash", "-c", script, "bash", program, *words], check=True, capture_output=True, text=True)
     return shown.stdout.split()
 
 
-def options(*words):
-    shown = subprocess.run([FTPCTL, *words, "--help"], check=True, capture_output=True, text=True)
-    listed = shown.stdout.split("\nOptions:\n")[1].split("\n\n")[0]
-    return set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", listed, re.M))
+def listed(program, title, pattern, *words):
+    """What the program's help shows below a title."""
+    shown = subprocess.run([BUILT / program, *words, "--help"], check=True, capture_output=True, text=True)
+    return re.findall(pattern, shown.stdout.split(f"\n{title}:\n")[1].split("\n\n")[0], re.M)
 
 
-def test_the_files_match_the_program():
-    subprocess.run([ROOT / "scripts/completions", FTPCTL, "--check"], check=True)
+def options(program, *words):
+    return set(listed(program, "Options", r"^  (?:-\w,)?(--[\w-]+)", *words))
 
 
-def test_the_first_word_is_a_command_or_a_common_option():
-    assert set(offered("ftpctl", "")) == {*COMMANDS, *options()}
-    assert offered("ftpctl", "li") == ["listen"]
+def commands(program):
+    return listed(program, "Subcommands", r"^  (\w+)  ")
 
 
-@pytest.mark.parametrize("command", COMMANDS)
-def test_each_command_offers_its_options(command):
-    assert set(offered("ftpctl", command, "--")) == options() | options(command)
-    assert set(offered("ftpctl", "--json", command, "--")) == options() | options(command)
+@each_program
+def test_the_files_match_the_program(program):
+    subprocess.run([ROOT / "scripts/completions", BUILT / program, "--check"], check=True)
+
+
+@each_program
+def test_the_first_word_is_a_command_or_a_common_option(program):
+    assert len(commands(program)) >= 9
+    assert set(offered(program, "")) == {*commands(program), *options(program)}
+
+
+@each_program
+def test_each_command_offers_its_options(program):
+    for command in commands(program):
+        expected = options(program) | options(program, command)
+        assert set(offered(program, command, "--")) == expected
+        assert set(offered(program, "--json", command, "--")) == expected
 
 
 def test_known_values_are_offered():
+    assert offered("ftpctl", "li") == ["listen"]
     assert offered("ftpctl", "put", "--protocol", "") == ["4", "5"]
+    assert offered("ftpspool", "list", "--state", "hel") == ["held"]
     assert offered("ftpctl", "get", "--timeout", "") == []
 
 
@@ -64,5 +80,14 @@ def test_the_rest_of_a_url_is_left_alone(tmp_path):
     assert offered("ftpctl", "get", "ftp", ":") == []
 
 
-def test_zsh_reads_its_file():
-    subprocess.run(["zsh", "-n", ROOT / "packaging/completions/_ftpctl"], check=True)
+def test_folders_are_offered_where_a_folder_is_wanted(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "sent").mkdir()
+    (tmp_path / "seen").touch()
+    assert offered("ftpspool", "add", "--move-to", "se") == ["sent"]
+    assert set(offered("ftpspool", "add", "se")) == {"sent", "seen"}
+
+
+@each_program
+def test_zsh_reads_its_file(program):
+    subprocess.run(["zsh", "-n", ROOT / f"packaging/completions/_{program}"], check=True)

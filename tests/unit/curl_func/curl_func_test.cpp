@@ -59,6 +59,14 @@ TEST_F(Engine, InitLogsLibcurlsVersionAndDoesNotInitialiseIt)
     EXPECT_EQ(wrapper_.asked, calls{});
 }
 
+TEST_F(Engine, InitLogsWhatLibcurlLacks)
+{
+    system.curl_tls = nullptr;
+    EXPECT_EQ(curlf_init(), 0);
+    EXPECT_EQ(logged().at(1),
+              "error: curl_func(271): libcurl 8.5.0 lacks OpenSSL: FTPS jobs fail with 15.\n");
+}
+
 TEST_F(Engine, EachStartRunsItsKindOfJobAndAnUploadUsesTheLowByteOfResume)
 {
     request.resume = 0x100;

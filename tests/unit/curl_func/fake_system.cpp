@@ -81,6 +81,10 @@ curl_version_info_data *__wrap_curl_version_info(CURLversion)
     static curl_version_info_data data{};
     data.version = system_->curl_version_text;
     data.version_num = system_->curl_version_num;
+    data.protocols = system_->curl_protocols.data();
+    data.ssl_version = system_->curl_tls;
+    data.libssh_version = system_->curl_ssh;
+    data.features = system_->curl_features;
     return &data;
 }
 

@@ -1,6 +1,7 @@
 // System calls that a test can record or make fail.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <curl/curl.h>
@@ -22,8 +23,13 @@ struct fake_system {
     std::atomic<uint64_t> longest_nap_us = 0;
     std::function<void()> while_asleep;
 
+    // curl_version_info()
     unsigned curl_version_num = 0x080500;
     const char *curl_version_text = "8.5.0";
+    std::array<const char *, 4> curl_protocols = {"ftp", "ftps", "sftp", nullptr};
+    const char *curl_tls = "OpenSSL/3.0.15";
+    const char *curl_ssh = "libssh2/1.10.0";
+    int curl_features = CURL_VERSION_ASYNCHDNS;
 
     // SSL_CTX_set_cert_verify_callback
     SSL_CTX *verified = nullptr;

@@ -144,6 +144,17 @@ TEST_F(Session, ExplicitFtpsThroughAnHttpProxyIsRefusedSinceItWouldGoInClear)
         lines{"error: curl_func(1061): Explicit FTPS through an HTTP proxy is not supported: no TLS.\n"});
 }
 
+TEST_F(Session, AProtocolThatLibcurlCannotDoIsRefusedBeforeAnythingIsSet)
+{
+    system.curl_ssh = nullptr;
+    request.protocol = PROTOCOL_SFTP;
+    EXPECT_EQ(set(), 15);
+    EXPECT_EQ(wrapper_.asked, calls{});
+    EXPECT_EQ(logged(), lines{"error: curl_func(1055): This libcurl lacks what protocol 3 needs.\n"});
+    request.protocol = PROTOCOL_FTP;
+    EXPECT_EQ(set(), 0);
+}
+
 TEST_F(Session, FtpsRunsPassiveWithALibcurlThatLosesTlsInActiveMode)
 {
     struct {
