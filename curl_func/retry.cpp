@@ -46,24 +46,36 @@ static bool set_limits(curl_e_handle_t *handle, timeout_info_t *timeout)
     return !is_curl_error(handle);
 }
 
-// Some proxies refuse the "Expect: 100-continue" of HTTP/1.1.
-static bool use_http_1_0(const curl_e_handle_t *handle)
+// Some proxies refuse the "Expect: 100-continue" of HTTP/1.1: they get HTTP/1.0 next. False when libcurl
+// does not allow that.
+static bool meet_expectation(const curl_e_handle_t *handle)
 {
+    if (handle->curl_code != CURLE_HTTP_RETURNED_ERROR)
+        return true;
     curl_e_handle_t copy = curl_e_copy_of(handle);
     curl_e_setopt_http_version(&copy, CURL_HTTP_VERSION_1_0);
     return !is_curl_error(&copy);
 }
 
-static bool worth_another_try(const curl_e_handle_t *handle, timeout_info_t *timeout)
+static bool may_pass(const curl_e_handle_t *handle)
 {
-    if (handle->error != FTPCD_ERR_TIMEOUT && handle->error != FTPCD_ERR_NETWORK)
+    return handle->error == FTPCD_ERR_TIMEOUT || handle->error == FTPCD_ERR_NETWORK;
+}
+
+static void note_timeout(const curl_e_handle_t *handle, timeout_info_t *timeout)
+{
+    if (timeout != nullptr && may_pass(handle) && handle->curl_code == CURLE_OPERATION_TIMEDOUT)
+        timeout->timed_out = 1;
+}
+
+static bool is_worth_another_try(const curl_e_handle_t *handle, const timeout_info_t *timeout)
+{
+    if (!may_pass(handle))
         return false;
     switch (handle->curl_code) {
     case CURLE_HTTP_RETURNED_ERROR:
-        return handle->response_code == HTTP_EXPECTATION_FAILED && use_http_1_0(handle);
+        return handle->response_code == HTTP_EXPECTATION_FAILED;
     case CURLE_OPERATION_TIMEDOUT:
-        if (timeout != nullptr)
-            timeout->timed_out = 1;
         return true;
     case CURLE_ABORTED_BY_CALLBACK: // for inactivity, not by a cancel or the size limit
         return timeout != nullptr && timeout->timed_out == 1;
@@ -154,7 +166,8 @@ static void run_tries(curl_e_handle_t *handle, perform_info_t *info)
         if (!set_limits(handle, info->timeout_info))
             return;
         curl_e_perform(handle);
-        if (!worth_another_try(handle, info->timeout_info))
+        note_timeout(handle, info->timeout_info);
+        if (!is_worth_another_try(handle, info->timeout_info) || !meet_expectation(handle))
             return;
         retry++;
         log_error("curl_func(1364)", "curl_perform(%d, %d) ... retry(%d)", handle->error, handle->curl_code,

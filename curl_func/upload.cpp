@@ -67,10 +67,10 @@ static bool prepare_upload(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress);
 }
 
-// The upload has sent the file's bytes from `begin` to `end`. True when they include everything that the file
-// contained at first; data appended meanwhile may be missing. False for a file that shrank, which may have
-// been sent as a mixture, for one that is longer than its reported size (as in /proc), and for a retried
-// resume, which has appended the beginning of the file.
+// The upload has sent the file's bytes from `begin` to `end`. True when the file was sent whole; bytes that
+// were appended meanwhile may be missing. False when it shrank: a mixture may have been sent. False when it
+// is longer than its reported size, as in /proc. False when a resume was retried: that appends the beginning
+// of the file.
 static bool is_whole(const worker_t *w, int64_t size_at_first, int64_t begin, int64_t end)
 {
     // Read before the size: otherwise a file that grows in between would look longer than its reported size.

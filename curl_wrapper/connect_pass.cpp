@@ -10,8 +10,8 @@
 #include <sys/socket.h>
 #include <utility>
 
-// libcurl does not reuse this connection. It would close it when the next perform begins, which takes some
-// round trips, wait one second for a slow server and then leak the session.
+// libcurl never reuses this connection. Left open, the next perform would close it: that takes some round
+// trips, up to a second for a slow server, and then leaks the session.
 static void break_connection(const curl_e_handle_t *rec)
 {
     curl_socket_t fd = CURL_SOCKET_BAD;
@@ -42,9 +42,8 @@ static void leave_connect_only(curl_e_handle_t *rec)
     rec->connect_only = copy.connect_only;
 }
 
-// Some servers append blanks to the directory or write backslashes in it, so these are removed or
-// replaced. In an absolute path with slashes they are part of the name, and the URL would lead elsewhere:
-// false, logged.
+// curl_e_getinfo_effective_sftp_url() strips blanks and turns backslashes, which some servers add. In an
+// absolute path they are part of the name, and the URL would lead to another directory: false, logged.
 static bool is_read_exactly(curl_e_handle_t *rec)
 {
     const char *told = nullptr;

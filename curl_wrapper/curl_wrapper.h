@@ -34,7 +34,7 @@ struct curl_e_handle_t {
     int32_t error;              // FTPCD_ERR_ code, 0 = none
     int32_t response_code_type; // response_code_type of wire/job_status.h
     int32_t response_code;      // the server's last response code
-    int32_t spare;              // copied, never read
+    int32_t spare;              // a word for the caller: copied, never read
 };
 
 // Creates the easy handle and clears the record, except resume, resume_offset, callback_aborted_logged and
@@ -81,8 +81,8 @@ void curl_e_cleanup(curl_e_handle_t *rec);
 void curl_e_setopt_verbose(curl_e_handle_t *rec, long on);
 
 // CURLOPT_DEBUGFUNCTION; user is the curl_e_handle_t. Logs text and protocol lines, one log line each. In a
-// build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****". Sets operation_timed_out and
-// calls on_close when a line reports it. Always 0.
+// build with FTP_CLIENTD_REDACT_PASSWORDS every credential in them reads "****". Sets operation_timed_out
+// when a line reports a timeout; calls on_close when one announces that a connection is closed. Always 0.
 int debug_cb(CURL *handle, curl_infotype type, char *data, size_t size, void *user);
 
 // --- Listing capture -------------------------------------------------------------------------------------

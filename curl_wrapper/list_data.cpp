@@ -35,7 +35,8 @@ static bool make_room(dynamic_buffer_t *buffer, uint64_t need)
 {
     if (need <= buffer->capacity)
         return true;
-    // Intended: this clears one bit and does not round. The capacity is `need` or up to 256 bytes more.
+    // It looks like rounding, but clears one bit: the capacity is `need` or up to 256 bytes more. Kept as it
+    // is, because the capacity decides at which line memory runs out.
     const uint64_t capacity = (need + 0x100) & ~UINT64_C(0x100);
     if (capacity > UINT32_MAX)
         return false;

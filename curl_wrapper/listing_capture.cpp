@@ -25,6 +25,8 @@ struct file_info_t {
 
 } // namespace
 
+constexpr int FILE_TYPE_OTHER = 2; // the parser returns none so far
+
 static uint8_t kind_of(int type)
 {
     switch (type) {
@@ -32,7 +34,7 @@ static uint8_t kind_of(int type)
         return LIST_KIND_DIRECTORY;
     case FILE_TYPE_FILE:
         return LIST_KIND_FILE;
-    case 2: // the parser gives none so far
+    case FILE_TYPE_OTHER:
         return LIST_KIND_OTHER;
     default:
         return LIST_KIND_NONE;

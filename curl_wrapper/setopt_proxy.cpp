@@ -3,6 +3,8 @@
 #include "curl_wrapper/url.h"
 #include "wire/transfer_request.h"
 
+static_assert(SCHEME_SOCKS - SCHEME_SOCKS4 + 1 == std::size({PROXY_SOCKS_PREFIXES}));
+
 static bool is_socks(scheme_t scheme) { return scheme >= SCHEME_SOCKS4 && scheme <= SCHEME_SOCKS; }
 
 // FTPCD_ERR_NONE, or the reason (logged) why these arguments are not a valid proxy.

@@ -86,7 +86,7 @@ static void command_cancel(exchange_t *exchange)
     const engine_t &engine = engine_active();
     const int rc = engine.cancel();
     if (rc != 0)
-        log_error("ftp_clientd(515)", "curlf_cancel(): Failed(%d)", rc); // for either engine
+        log_error("ftp_clientd(515)", "curlf_cancel(): Failed(%d)", rc); // one text for both engines
     cancel_reply_t &answer = exchange->answer.cancel;
     answer.reply = reply_for(static_cast<uint32_t>(rc));
     answer.exec = engine_state(engine).module_info.exec;

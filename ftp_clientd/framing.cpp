@@ -26,8 +26,8 @@ static void *no_request(message_header_t *header)
     return nullptr;
 }
 
-// Receives `length` bytes. Those beyond the kept part overwrite each other, so that their memory is
-// never touched.
+// Receives `length` bytes. All those beyond the kept part go to the same place behind it; the rest of the
+// block is never touched and so costs no memory.
 static moved_t receive_body(int connection, char *body, size_t length, int64_t deadline_ms)
 {
     moved_t moved = receive_all(connection, body, std::min(length, KEPT_BYTES), 0, deadline_ms);

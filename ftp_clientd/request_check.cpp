@@ -37,7 +37,7 @@ static bool begins_with(const char *text, std::string_view start)
     return strncasecmp(text, start.data(), start.size()) == 0;
 }
 
-// The engine itself refuses every SOCKS proxy, with FTPCD_ERR_NOT_SUPPORTED.
+// A SOCKS proxy is refused later, with FTPCD_ERR_NOT_SUPPORTED: curl_wrapper/setopt_proxy.cpp.
 static bool through_other_than_socks(uint32_t command, const transfer_request_t &request)
 {
     constexpr std::string_view SOCKS[] = {PROXY_SOCKS_PREFIXES};

@@ -142,8 +142,7 @@ int driver::drive(ftpclient_call_t *call)
                             {is_stopped ? -1 : interrupts_fd(), POLLIN, 0}};
         poll(waiting, 2, LOOK_MS);
     }
-    const int kept = errno;
+    const errno_kept kept;
     tell_turn_error(call);
-    errno = kept;
     return code;
 }

@@ -7,9 +7,8 @@
 int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome)
 {
     const auto [code, call] = driver.run(ftpclient_begin_run, job.kind, job.request.get());
-    const int kept = errno;
+    const errno_kept kept;
     ftpclient_call_outcome(call.get(), outcome, sizeof *outcome);
-    errno = kept;
     return code;
 }
 

@@ -4,7 +4,8 @@
 
 #include <cstring>
 
-// Possible positions of the month relative to `base`, in the order of detection, with their shifts.
+// Possible fields of the month when the link count has a field of its own, and one less when it is glued to
+// the permissions; in the order of detection, with their shifts.
 constexpr int NO_SHIFT = -3;
 constexpr struct {
     int month, shifts[2];
@@ -72,8 +73,9 @@ static bool consists_of(field_t text, field_t letters)
     return text.find_first_not_of(letters) == field_t::npos;
 }
 
-// Removes the byte at position 1 (a blank unless the line begins with blanks) when field 0 is only a type
-// character and field 1 can be the permissions. Returns whether it did.
+// Removes the byte at position 1 when field 0 is only a type character and field 1 can be the permissions.
+// Usually that is the blank between them; a line with leading blanks loses another byte. Returns whether it
+// did.
 static bool join_type(char *line, fields_t &fields)
 {
     const field_t permissions = field(fields, 1);

@@ -16,8 +16,8 @@ constexpr const char *NO_GROUP = "BSD without -g, and devices that know no group
 constexpr const char *NO_OWNER = "devices that know no owners";
 constexpr const char *ONE_MORE = "Unix in a Windows domain: a group of two words";
 constexpr const char *TWO_MORE = "the same with a user of two words as well";
-// Detection looks for a month where these layouts have their year. So it finds them only for a "year" that is
-// a month when truncated to 16 bits, such as 65537.
+// No server sends these. Detection wants a month where they have their year, and 65537 truncated to 16 bits
+// is month 1.
 constexpr const char *BY_CHANCE = "nobody";
 
 // clang-format off
@@ -121,7 +121,7 @@ static bool is_month_alone(field_t text)
 constexpr const char *DOS = "Windows and DOS";
 constexpr const char *NOT_KNOWN = "not known";
 
-// A row reads from left to right.
+// The tests of a row run from left to right and stop at the first that fails; rows are tried from the top.
 // clang-format off
 constexpr other_layout_t OTHERS[] = {
     {26, 6, {{2, is_date}, {3, is_date}, {1, begins_with_digit}},

@@ -210,7 +210,8 @@ static int take_type(fields_t &fields, const columns_t &layout, line_entry_t *en
 
 static int resolve_by(const columns_t &layout, fields_t &fields, line_entry_t *entry)
 {
-    // First, so that an overlong number after it cannot affect it.
+    // The size first: an overlong number that was read earlier would leave errno at ERANGE, which makes a
+    // size 0.
     take_size_and_permissions(fields, layout, entry);
     take_date(fields, layout, entry);
     take_time(fields, layout, entry);

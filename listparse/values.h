@@ -62,10 +62,12 @@ struct month_day_t {
     uint16_t day;   // 0 = none
 };
 
-// The parts of listparse_read_month: for a text that begins with `digits` digits, at least one; for a name,
-// searched in the twelve joined names; for exactly "Jan" to "Dec", three bytes. A month of 0 means none.
+// The parts of listparse_read_month; a month of 0 means none.
+// For a text that begins with `digits` digits, at least one.
 month_day_t listparse_read_marked_month(field_t text, size_t digits);
+// For a name, searched in the twelve joined names.
 uint16_t listparse_search_month(field_t text);
+// For exactly "Jan" to "Dec".
 uint16_t listparse_read_month_name(const char *three_letters);
 
 // As GetMonth, but does not change the text. Nearly every text is a day, a year, a time or "Jan".

@@ -84,11 +84,10 @@ int ssh_public_key_save(const char *path, int reserved, const void *key, size_t 
 {
     if (!is_path(path) || reserved != 0 || key == nullptr)
         return LIBSECURE_BAD_ARGUMENT;
-    char *text = nullptr;
+    heap_string line;
     size_t length = 0;
-    const int result = secure_key_line(key, key_length, &text, &length);
-    const heap_string line(text);
-    return result != LIBSECURE_DONE ? result : secure_file_write(path, text, length);
+    const int result = secure_key_line(key, key_length, &line, &length);
+    return result != LIBSECURE_DONE ? result : secure_file_write(path, line.get(), length);
 }
 
 int ssh_key_digest_md5_compare(const void *key, size_t key_length, const uint8_t *expected, int *differs)

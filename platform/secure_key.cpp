@@ -50,17 +50,17 @@ static bool key_type(std::string_view key, std::string_view *type)
     return true;
 }
 
-int secure_key_line(const void *key, size_t key_length, char **line, size_t *line_length)
+int secure_key_line(const void *key, size_t key_length, heap_string *line, size_t *line_length)
 {
     std::string_view type;
     if (!key_type({static_cast<const char *>(key), key_length}, &type))
         return LIBSECURE_BAD_DATA;
     const size_t base64_length = (key_length + 2) / 3 * 4;
     *line_length = type.size() + 1 + base64_length + 1;
-    *line = static_cast<char *>(malloc(*line_length + 1));
-    if (*line == nullptr)
+    line->reset(static_cast<char *>(malloc(*line_length + 1)));
+    if (!*line)
         return LIBSECURE_NO_MEMORY;
-    char *at = *line;
+    char *at = line->get();
     memcpy(at, type.data(), type.size());
     at += type.size();
     *at++ = ' ';

@@ -120,7 +120,7 @@ static bool await_socket(int watch, time_t end_s)
     return true;
 }
 
-// The mode first: after it only root can connect, then the group as well.
+// chmod first: until chown the group is root's, so only root can connect.
 static bool restrict_socket(gid_t group)
 {
     return (chmod(CONTROL_SOCKET_PATH, SOCKET_MODE) == 0 &&

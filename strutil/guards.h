@@ -11,6 +11,15 @@
 #include <unistd.h>
 #include <utility>
 
+// Keeps errno as it was, and gives its value.
+struct errno_kept {
+    const int value = errno;
+    errno_kept() = default;
+    ~errno_kept() { errno = value; }
+    errno_kept(const errno_kept &) = delete;
+    errno_kept &operator=(const errno_kept &) = delete;
+};
+
 // Memory from malloc, released with free; heap_string for a NUL-terminated string.
 struct heap_free {
     void operator()(void *block) const { free(block); }
@@ -34,10 +43,9 @@ public:
     }
     ~closing_owner()
     {
-        const int kept = errno;
+        const errno_kept kept;
         if (*this)
             CLOSE(release());
-        errno = kept;
     }
 
     // The handle, which stays owned; NONE without one.

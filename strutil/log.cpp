@@ -1,5 +1,7 @@
 #include "strutil/log.h"
 
+#include "strutil/guards.h"
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -8,16 +10,6 @@
 
 // Bytes. Ids and formats are literals of this program; the longest have 170 together.
 constexpr size_t FORMAT_SIZE = 256;
-
-namespace
-{
-
-struct errno_kept {
-    int value = errno;
-    ~errno_kept() { errno = value; }
-};
-
-} // namespace
 
 static void log_line(int priority, const char *prefix, const char *id, const char *format, va_list arguments)
     __attribute__((format(printf, 4, 0)));

@@ -51,9 +51,9 @@ enum proxy_kind { PROXY_NONE = 0, PROXY_HTTP = 1 };
     "/?#@\\ \x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10"                                \
     "\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f\x7f"
 
-/* The same for remote paths over FTP and FTPS. The byte 255 begins a TELNET command (RFC 854): some servers
- * take it out of a name. libcurl cuts a path at this text, in lower case; an HTTP proxy may do so in any
- * case. */
+/* Also refused in remote paths over FTP and FTPS: the byte 255, which begins a TELNET command (RFC 854), so
+ * that some servers drop it from names; and ";type=", where libcurl (in lower case) or an HTTP proxy (in any
+ * case) ends the path. */
 #define REFUSED_IN_FTP_PATH "\xff"
 #define REFUSED_IN_FTP_PATH_TEXT ";type="
 

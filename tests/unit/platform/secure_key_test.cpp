@@ -19,12 +19,10 @@ struct line_t {
 
 line_t line_of(const std::string &blob)
 {
-    char *line = nullptr;
+    heap_string line;
     size_t length = 0;
     const int result = secure_key_line(blob.data(), blob.size(), &line, &length);
-    line_t made = {result, line == nullptr ? "" : std::string(line, length)};
-    free(line);
-    return made;
+    return {result, line ? std::string(line.get(), length) : ""};
 }
 
 } // namespace
@@ -85,7 +83,7 @@ TEST(SecureKey, AnInvalidKeyIsBadData)
 TEST(SecureKey, NoMemoryIsReported)
 {
     const std::string blob = ssh_string("ssh-foo") + ssh_string("x");
-    char *line = nullptr;
+    heap_string line;
     size_t length = 0;
     out_of_memory_ = true;
     const int result = secure_key_line(blob.data(), blob.size(), &line, &length);
