@@ -25,7 +25,7 @@ service_t::service_t(const service_options_t &options)
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
-      told_(options.json)
+      told_(options.json, options.exec)
 {
     store_.recover();
     copies_sweep(store_);
@@ -43,16 +43,22 @@ void service_t::run()
         // A signal that comes from here on ends the wait: its descriptor stays readable.
         const bool is_ending = interrupts_seen();
         if (is_ending && !attempt_)
-            return;
+            break;
         if (is_ending)
             attempt_->stop();
-        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(),
-                      attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
-        if (wakeups_.is_database_gone())
-            throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
+        wait(is_ending);
         if (attempt_)
             advance();
     }
+}
+
+void service_t::wait(bool is_ending)
+{
+    wakeups_.wait({attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd()},
+                  attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
+    if (wakeups_.is_database_gone())
+        throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
+    told_.step();
 }
 
 // ---- The next entry ----

@@ -19,6 +19,7 @@ struct service_options_t {
     int64_t pause_ms = 5000;           // after a server's first failure
     int64_t longest_pause_ms = 900000; // after many
     bool json = false;                 // how events are told
+    std::string exec;                  // a command for each event; "": none
 };
 
 class service_t
@@ -30,7 +31,8 @@ public:
     explicit service_t(const service_options_t &options);
 
     // Returns after SIGTERM, SIGINT or SIGHUP, when the running try has been stopped. Throws failure when an
-    // entry's state cannot be stored: what was being sent is sent again by the next service.
+    // entry's state cannot be stored: what was being sent is sent again by the next service. The destructor
+    // gives the commands for events time to end (told.h).
     void run();
 
 private:
@@ -49,6 +51,7 @@ private:
     int64_t wake_ms_ = 0;
 
     double random();
+    void wait(bool is_ending);
     void care_for_arrived();
     void start_next();
     void start(const ready_t &ready);

@@ -3,8 +3,10 @@
 #include "spool_fixture.h"
 
 #include "ftpspool/file_identity.h"
+#include "strutil/guards.h"
 
 #include <chrono>
+#include <fcntl.h>
 #include <thread>
 
 using testing::Contains;
@@ -97,6 +99,27 @@ TEST_F(Service, TellsEventsAsObjects)
     EXPECT_EQ(first["id"], 1);
     EXPECT_EQ(first["local"], file);
     EXPECT_EQ(first["url"], "ftp://one/a");
+}
+
+TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
+{
+    const std::string gate = dir / "gate";
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    queue("two");
+    std::vector<std::string> words = words_of(daemon);
+    words.insert(words.end(),
+                 {"--exec", "read x <" + gate + "; echo $FTPSPOOL_EVENT $FTPSPOOL_ID >>" + (dir / "events")});
+    program service(words);
+    ASSERT_TRUE(comes_to_be(2, state_t::DONE)); // all commands still wait at the gate
+    EXPECT_FALSE(std::filesystem::exists(dir / "events"));
+    ASSERT_TRUE(service.has_printed("2 done: "));
+    service.signal(SIGTERM);
+    const descriptor opened(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(write(opened.get(), "1\n2\n3\n4\n5\n", 10), 10);
+    EXPECT_EQ(service.wait().status, 0);
+    EXPECT_EQ(content_of(dir / "events"), "started\nsending 1\ndone 1\nsending 2\ndone 2\n");
 }
 
 TEST_F(Service, TriesAgainWhatMayPass)
