@@ -4,6 +4,7 @@
 #include "ftpctl/handles.h"
 #include "ftpspool/attempt.h"
 #include "ftpspool/choice.h"
+#include "ftpspool/metrics.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
 #include "ftpspool/told.h"
@@ -20,6 +21,7 @@ struct service_options_t {
     int64_t longest_pause_ms = 900000; // after many
     bool json = false;                 // how events are told
     std::string exec;                  // a command for each event; "": none
+    std::string metrics;               // the file with the figures; "": none
 };
 
 class service_t
@@ -46,6 +48,7 @@ private:
     pauses_t daemon_pauses_; // of the one daemon
     chooser_t chooser_;
     told_t told_;
+    metrics_t metrics_;
     std::unique_ptr<attempt_t> attempt_;
     int64_t attempt_server_ = 0;
     int64_t wake_ms_ = 0;

@@ -157,7 +157,7 @@ def test_ten_thousand_entries_cost_little(daemon):
 @pytest.mark.native("wake-ups")
 def test_an_idle_service_sleeps(daemon):
     fill_queue(100)
-    service = Service("--exec", "true")
+    service = Service("--exec", "true", "--metrics", WORLD / "ftpspool.prom")
 
     def switches():
         status = pathlib.Path(f"/proc/{service.pid}/status").read_text()

@@ -122,6 +122,27 @@ TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
     EXPECT_EQ(content_of(dir / "events"), "started\nsending 1\ndone 1\nsending 2\ndone 2\n");
 }
 
+TEST_F(Service, KeepsItsFigures)
+{
+    fake_daemon daemon(uploading({nobody(), whole()}));
+    queue("one");
+    queue("two", [this](entry_t &entry) { entry.local = dir / "none"; });
+    queue("two", [](entry_t &entry) { entry.expires_s = 1; });
+    std::vector<std::string> words = words_of(daemon);
+    words.insert(words.end(), {"--metrics", dir / "m.prom"});
+    program service(words);
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(stop(service).status, 0);
+    const std::string text = content_of(dir / "m.prom");
+    for (const char *sample :
+         {"entries{state=\"done\"} 1", "entries{state=\"failed\"} 2", "uploads_total 1",
+          "sent_bytes_total 10", "failures_total{cause=\"nobody-listens\"} 1",
+          "failures_total{cause=\"no-local-file\"} 1", "failures_total{cause=\"expired\"} 1"})
+        EXPECT_THAT(text, HasSubstr("\nftpspool_" + std::string(sample) + "\n"));
+    EXPECT_THAT(text, HasSubstr("\nftpspool_last_success_timestamp_seconds " +
+                                std::to_string(open().find(1)->ended_s)));
+}
+
 TEST_F(Service, TriesAgainWhatMayPass)
 {
     fake_daemon daemon(uploading({nobody(), broken(4), {ended(2, 0, 6, 6), 10}}));
