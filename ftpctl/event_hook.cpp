@@ -12,16 +12,18 @@
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 constexpr const char *SHELL = "/bin/sh";
 
 // In the child: runs the command, with this program's signal handling reset.
-[[noreturn]] static void become(const std::string &command, event_t event, const sigset_t &mask)
+[[noreturn]] static void become(const std::string &command, const std::vector<std::string> &names,
+                                event_t event, const sigset_t &mask)
 {
     setpgid(0, 0);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
         signal(number, SIG_DFL);
-    for (const std::string &name : event_variable_names())
+    for (const std::string &name : names)
         unsetenv(name.c_str());
     for (std::string &variable : event.variables)
         putenv(variable.data());
@@ -32,14 +34,15 @@ constexpr const char *SHELL = "/bin/sh";
 }
 
 // The child's process id. Throws failure when no child can be created.
-static pid_t spawn(const std::string &command, const event_t &event, const sigset_t &mask)
+static pid_t spawn(const std::string &command, const std::vector<std::string> &names, const event_t &event,
+                   const sigset_t &mask)
 {
     sigset_t all;
     sigfillset(&all);
     const signals_blocked blocked(all); // a signal for the child must not run this program's handler
     const pid_t child = access(SHELL, X_OK) == 0 ? fork() : -1;
     if (child == 0)
-        become(command, event, mask);
+        become(command, names, event, mask);
     if (child == -1)
         throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(errno));
     setpgid(child, child); // the child may not have done so yet; kill() must find the group
@@ -54,7 +57,8 @@ static std::string how_ended(int status)
     return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
-event_hook::event_hook(const std::string &command) : command_(command)
+event_hook::event_hook(const std::string &command, hook_program_t program)
+    : command_(command), program_(std::move(program))
 {
     if (command_.empty())
         return;
@@ -84,7 +88,10 @@ void event_hook::add(const event_t &event)
 {
     if (command_.empty())
         return;
-    waiting_.push_back(event);
+    if (waiting_.size() < program_.waiting_most)
+        waiting_.push_back(event);
+    else
+        say(std::to_string(waiting_.size()) + " events wait already, not run for: " + event.line);
     step();
 }
 
@@ -92,21 +99,19 @@ void event_hook::wait(int fd, int limit_ms)
 {
     pollfd waiting[] = {
         {fd, POLLIN, 0}, {child_fd_.get(), POLLIN, 0}, {is_ending_ ? -1 : interrupts_fd(), POLLIN, 0}};
-    if (poll(waiting, 3, limit_ms) < 1 || waiting[1].revents == 0)
-        return;
-    signalfd_siginfo ended; // one signal may stand for several children: ask waitpid()
-    while (read(child_fd_.get(), &ended, sizeof ended) == sizeof ended) {}
-    step();
+    if (poll(waiting, 3, limit_ms) > 0 && waiting[1].revents != 0)
+        step();
 }
 
-// Handles the end of a command, and starts the next.
 void event_hook::step()
 {
+    signalfd_siginfo child; // one signal may stand for several children: ask waitpid()
+    while (read(child_fd_.get(), &child, sizeof child) == sizeof child) {}
     int status = 0;
     if (child_ != 0 && waitpid(child_, &status, WNOHANG) == child_)
         ended(status);
     if (child_ == 0 && !waiting_.empty())
-        child_ = spawn(command_, waiting_.front(), blocked_->before());
+        child_ = spawn(command_, program_.variables, waiting_.front(), blocked_->before());
 }
 
 void event_hook::ended(int status)
@@ -114,32 +119,38 @@ void event_hook::ended(int status)
     child_ = 0;
     if (status != 0 && !is_ending_) {
         has_failed_ = true;
-        fprintf(stderr, "ftpctl: --exec: the command %s for: %s\n", how_ended(status).c_str(),
-                waiting_.front().line.c_str());
+        say("the command " + how_ended(status) + " for: " + waiting_.front().line);
     }
     waiting_.pop_front();
 }
 
-void event_hook::give_up()
+void event_hook::stop()
 {
     is_ending_ = true;
     if (child_ != 0) {
         kill(-child_, SIGTERM);
-        fprintf(stderr, "ftpctl: --exec: the running command was asked to end\n");
+        say("the running command was asked to end");
     }
     const size_t left = waiting_.size() - (child_ != 0 ? 1 : 0);
     if (left > 0)
-        fprintf(stderr, "ftpctl: --exec: interrupted, not run for %zu more\n", left);
+        say("interrupted, not run for " + std::to_string(left) + " more");
     waiting_.resize(waiting_.size() - left);
+    while (busy())
+        wait(-1, -1);
 }
 
 bool event_hook::finish()
 {
     while (busy()) {
-        if (interrupts_seen() && !is_ending_)
-            give_up();
+        if (interrupts_seen())
+            stop();
         else
             wait(-1, -1);
     }
     return !has_failed_;
+}
+
+void event_hook::say(const std::string &line) const
+{
+    fprintf(stderr, "%s: --exec: %s\n", program_.name.c_str(), line.c_str());
 }

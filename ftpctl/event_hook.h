@@ -4,20 +4,30 @@
 #include "ftpctl/event.h"
 #include "strutil/guards.h"
 
+#include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
+
+// Whose events they are.
+struct hook_program_t {
+    std::string name = "ftpctl"; // begins the messages
+    // The names of all that an event can have; a command inherits none of them from the environment.
+    std::vector<std::string> variables = event_variable_names();
+    size_t waiting_most = SIZE_MAX; // with the running one; further events are dropped with a message
+};
 
 // The commands run one after the other in the order of the events. Events are queued, so a slow command
-// neither loses nor delays one. A command runs with "/bin/sh -c" in its own process group, with empty
-// standard input. A failed command is reported on standard error.
+// neither loses nor delays one as long as there is room. A command runs with "/bin/sh -c" in its own process
+// group, with empty standard input. A failed command is reported on standard error.
 class event_hook
 {
 public:
     // With an empty command nothing is run. Otherwise this object handles SIGCHLD, so only one may exist at a
     // time. Throws failure (STATUS_LOCAL).
-    explicit event_hook(const std::string &command);
+    explicit event_hook(const std::string &command, hook_program_t program = {});
     // Ends a command that still runs with SIGTERM, and waits for it.
     ~event_hook();
     event_hook(const event_hook &) = delete;
@@ -30,6 +40,13 @@ public:
     // more processes.
     void add(const event_t &event);
 
+    // Readable (poll) when a command has ended and step() is due; -1 without a command.
+    int fd() const { return child_fd_.get(); }
+
+    // Takes note of the end of a command, and starts the next one. Never waits. Throws failure as add()
+    // does: the event stays queued.
+    void step();
+
     // Waits until `fd` (-1: none) is readable, an interrupt has come, a command has ended or `limit_ms`
     // milliseconds have passed (-1: no limit). Starts the next command when one has ended; throws failure
     // as add() does.
@@ -38,13 +55,16 @@ public:
     // True while a command runs or is queued.
     bool busy() const { return child_ != 0 || !waiting_.empty(); }
 
-    // Waits until all commands have run. On an interrupt it sends SIGTERM to the running command, waits
-    // for it, and discards the others with a message. False when a command has failed. Throws failure
-    // as add() does.
+    // Waits until all commands have run, or an interrupt has come: then it stops them. False when a command
+    // has failed. Throws failure as add() does.
     bool finish();
+
+    // Sends SIGTERM to the running command, waits for it, and discards the others with a message.
+    void stop();
 
 private:
     std::string command_;
+    hook_program_t program_;
     std::deque<event_t> waiting_; // the first one's command runs when child_ is not 0
     pid_t child_ = 0;
     std::optional<signals_blocked> blocked_; // SIGCHLD, for child_fd_; none without a command
@@ -52,7 +72,6 @@ private:
     bool has_failed_ = false;
     bool is_ending_ = false;
 
-    void step();
     void ended(int status);
-    void give_up();
+    void say(const std::string &line) const;
 };

@@ -147,6 +147,10 @@ static void add_run(CLI::App &app, spool_options_t &options)
                  "Before the next try after a server's first failure", "5s");
     add_duration(run, "--longest-pause", options.service.longest_pause_ms,
                  "The pause doubles with each failure in a row, up to this", "15m");
+    add_text(run, "--exec", options.service.exec, "COMMAND",
+             "Run this with /bin/sh for each event, which is in FTPSPOOL_EVENT and other variables");
+    add_text(run, "--metrics", options.service.metrics, "FILE",
+             "Keep figures for Prometheus in this file, whose name ends in .prom");
 }
 
 // It quotes only the unexpected word, because the next one may be a password.

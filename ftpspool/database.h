@@ -72,6 +72,7 @@ public:
 
     int64_t last_id() const { return sqlite3_last_insert_rowid(made_.get()); }
     int64_t changed() const { return sqlite3_changes(made_.get()); }
+    int64_t changed_in_all() const { return sqlite3_total_changes(made_.get()); } // by this connection
 
     // Throws unless the code stands for success.
     void check(int code) const;

@@ -25,7 +25,7 @@ service_t::service_t(const service_options_t &options)
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
-      told_(options.json)
+      told_(options.json, options.exec), metrics_(options.metrics)
 {
     store_.recover();
     copies_sweep(store_);
@@ -36,23 +36,37 @@ double service_t::random() { return std::uniform_real_distribution<double>(0, 1)
 void service_t::run()
 {
     interrupts_catch();
-    told_.tell_start(store_.counts());
+    told_.tell_start(store_.figures().counts);
     for (;;) {
         if (!attempt_)
             start_next();
         // A signal that comes from here on ends the wait: its descriptor stays readable.
         const bool is_ending = interrupts_seen();
         if (is_ending && !attempt_)
-            return;
+            break;
         if (is_ending)
             attempt_->stop();
-        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(),
-                      attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
-        if (wakeups_.is_database_gone())
-            throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
+        metrics_.keep(store_, steady_ms());
+        wait(is_ending);
         if (attempt_)
             advance();
     }
+    metrics_.finish(store_);
+}
+
+static int64_t earlier(int64_t one_ms, int64_t other_ms)
+{
+    return one_ms == 0 || (other_ms != 0 && other_ms < one_ms) ? other_ms : one_ms;
+}
+
+void service_t::wait(bool is_ending)
+{
+    wakeups_.wait({attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd()},
+                  earlier(attempt_ ? 0 : wake_ms_, metrics_.due_ms()),
+                  attempt_ ? 0 : store_.next_time(wall_s()));
+    if (wakeups_.is_database_gone())
+        throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
+    told_.step();
 }
 
 // ---- The next entry ----
@@ -61,6 +75,7 @@ void service_t::start_next()
 {
     care_for_arrived();
     for (const int64_t id : store_.expire(wall_s())) {
+        metrics_.failed("expired");
         if (const std::optional<entry_t> entry = store_.find(id))
             told_.tell("failed", *entry, "expired");
     }
@@ -83,6 +98,7 @@ void service_t::start(const ready_t &ready)
     try {
         attempt_ = std::make_unique<attempt_t>(client_.get(), options_.socket, *entry);
     } catch (const failure &error) {
+        metrics_.failed(status_find(error.status).name);
         give_up(*entry, error.status, error.what());
         return;
     }
@@ -121,6 +137,7 @@ void service_t::settle()
 {
     const std::unique_ptr<attempt_t> ended = std::move(attempt_);
     const attempt_end_t &end = ended->end();
+    metrics_.sent(end.bytes);
     const std::optional<entry_t> entry = store_.find(ended->entry().id);
     if (!entry)
         return; // removed: whatever has arrived is nobody's
@@ -129,6 +146,7 @@ void service_t::settle()
     if (end.status == STATUS_DONE) {
         pauses_.succeeded(attempt_server_);
         store_.arrived(entry->id);
+        metrics_.arrived(wall_s());
         finish(*entry, end.message);
     } else if (end.stopped) {
         store_.setback(entry->id, {"", "interrupted", end.resumable, false, false});
@@ -140,6 +158,7 @@ void service_t::settle()
 
 void service_t::settle_failure(const entry_t &entry, const attempt_end_t &end)
 {
+    metrics_.failed(status_find(end.status).name);
     const bool counts = end.verdict != verdict_t::DAEMON;
     const bool is_last = counts && entry.tries_most > 0 && entry.tries + 1 >= entry.tries_most;
     if (end.verdict == verdict_t::FINAL || is_last) {

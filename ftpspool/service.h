@@ -4,6 +4,7 @@
 #include "ftpctl/handles.h"
 #include "ftpspool/attempt.h"
 #include "ftpspool/choice.h"
+#include "ftpspool/metrics.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
 #include "ftpspool/told.h"
@@ -19,6 +20,8 @@ struct service_options_t {
     int64_t pause_ms = 5000;           // after a server's first failure
     int64_t longest_pause_ms = 900000; // after many
     bool json = false;                 // how events are told
+    std::string exec;                  // a command for each event; "": none
+    std::string metrics;               // the file with the figures; "": none
 };
 
 class service_t
@@ -30,7 +33,8 @@ public:
     explicit service_t(const service_options_t &options);
 
     // Returns after SIGTERM, SIGINT or SIGHUP, when the running try has been stopped. Throws failure when an
-    // entry's state cannot be stored: what was being sent is sent again by the next service.
+    // entry's state cannot be stored: what was being sent is sent again by the next service. The destructor
+    // gives the commands for events time to end (told.h).
     void run();
 
 private:
@@ -44,11 +48,13 @@ private:
     pauses_t daemon_pauses_; // of the one daemon
     chooser_t chooser_;
     told_t told_;
+    metrics_t metrics_;
     std::unique_ptr<attempt_t> attempt_;
     int64_t attempt_server_ = 0;
     int64_t wake_ms_ = 0;
 
     double random();
+    void wait(bool is_ending);
     void care_for_arrived();
     void start_next();
     void start(const ready_t &ready);

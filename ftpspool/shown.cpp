@@ -2,6 +2,7 @@
 
 #include "ftpctl/statuses.h"
 #include "ftpctl/text.h"
+#include "ftpspool/json_line.h"
 
 #include <cstdio>
 #include <ctime>
@@ -66,54 +67,48 @@ std::string shown_facts(const entry_t &entry)
     return facts;
 }
 
-static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
-
-static json or_null(int64_t number) { return number == 0 ? json(nullptr) : json(number); }
-
-static std::string printed(const json &object)
-{
-    return object.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 std::string shown_json(const entry_t &entry)
 {
     const target_t &target = entry.target;
-    return printed({
-        {"id", entry.id},
-        {"state", state_name(entry.state)},
-        {"error", or_null(entry.error)},
-        {"message", or_null(entry.message)},
-        {"local", entry.local},
-        {"copy", or_null(entry.copy)},
-        {"size_bytes", entry.size_bytes},
-        {"url", target.url},
-        {"user", or_null(target.user)},
-        {"password_file", or_null(target.password_file)},
-        {"pin", or_null(target.pin)},
-        {"proxy", or_null(target.proxy)},
-        {"proxy_password_file", or_null(target.proxy_password_file)},
-        {"active", target.active},
-        {"priority", entry.priority},
-        {"tries", entry.tries},
-        {"tries_most", or_null(entry.tries_most)},
-        {"resumable", entry.resumable},
-        {"after", after_name(entry.after)},
-        {"move_to", or_null(entry.move_to)},
-        {"added", entry.added_s},
-        {"not_before", or_null(entry.not_before_s)},
-        {"expires", or_null(entry.expires_s)},
-        {"ended", or_null(entry.ended_s)},
-    });
+    return json_line_t()
+        .number("id", entry.id)
+        .text("state", state_name(entry.state))
+        .text_or_null("error", entry.error)
+        .text_or_null("message", entry.message)
+        .text("local", entry.local)
+        .text_or_null("copy", entry.copy)
+        .number("size_bytes", entry.size_bytes)
+        .text("url", target.url)
+        .text_or_null("user", target.user)
+        .text_or_null("password_file", target.password_file)
+        .text_or_null("pin", target.pin)
+        .text_or_null("proxy", target.proxy)
+        .text_or_null("proxy_password_file", target.proxy_password_file)
+        .truth("active", target.active)
+        .number("priority", entry.priority)
+        .number("tries", entry.tries)
+        .number_or_null("tries_most", entry.tries_most)
+        .truth("resumable", entry.resumable)
+        .text("after", after_name(entry.after))
+        .text_or_null("move_to", entry.move_to)
+        .number("added", entry.added_s)
+        .number_or_null("not_before", entry.not_before_s)
+        .number_or_null("expires", entry.expires_s)
+        .number_or_null("ended", entry.ended_s)
+        .finish();
 }
+
+static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
 std::string shown_answer(const std::string &command, int status, const std::string &message,
                          const std::vector<int64_t> &ids)
 {
-    return printed({
+    const json object = {
         {"command", or_null(command)},
         {"status", status},
         {"error", or_null(status == STATUS_DONE ? "" : status_find(status).name)},
         {"message", message},
         {"ids", ids},
-    });
+    };
+    return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }

@@ -110,13 +110,28 @@ void store_t::each(std::optional<state_t> state, const std::function<void(const 
         take(entry_from(query));
 }
 
-std::array<int64_t, 7> store_t::counts() const
+figures_t store_t::figures() const
 {
-    std::array<int64_t, 7> counts = {};
-    statement_t query(database_, "SELECT state, count(*) FROM entries GROUP BY state");
-    while (query.next())
-        counts.at(static_cast<size_t>(query.number(0))) = query.number(1);
-    return counts;
+    figures_t figures;
+    statement_t query(database_, "SELECT state, count(*), min(max(added_s, not_before_s)), max(ended_s) "
+                                 "FROM entries GROUP BY state");
+    while (query.next()) {
+        const auto state = static_cast<state_t>(query.number(0));
+        figures.counts.at(static_cast<size_t>(state)) = query.number(1);
+        const bool is_to_be_sent =
+            state == state_t::QUEUED || state == state_t::WAITING || state == state_t::SENDING;
+        if (is_to_be_sent && (figures.oldest_s == 0 || query.number(2) < figures.oldest_s))
+            figures.oldest_s = query.number(2);
+        if (state == state_t::DONE)
+            figures.last_done_s = query.number(3);
+    }
+    return figures;
+}
+
+std::string store_t::version() const
+{
+    return std::to_string(database_.number("PRAGMA data_version")) + "." +
+           std::to_string(database_.changed_in_all());
 }
 
 // ---- States: 0 queued, 1 waiting, 2 held, 3 sending, 4 arrived, 5 done, 6 failed ----

@@ -33,6 +33,13 @@ struct setback_t {
     bool goes_behind = false; // the other entries of its server go before it
 };
 
+// The queue in figures.
+struct figures_t {
+    std::array<int64_t, 7> counts = {}; // entries by state_t
+    int64_t oldest_s = 0;    // since when the oldest entry that is to arrive could be sent; 0: none
+    int64_t last_done_s = 0; // when the last entry of those that are done arrived; 0: none
+};
+
 class store_t
 {
 public:
@@ -64,8 +71,10 @@ public:
     // Calls `take` for each entry, of one state or of all, by id.
     void each(std::optional<state_t> state, const std::function<void(const entry_t &)> &take) const;
 
-    // The number of entries by state_t.
-    std::array<int64_t, 7> counts() const;
+    figures_t figures() const;
+
+    // Another text after each change of the database by this process or another one.
+    std::string version() const;
 
     // Each returns false, and changes nothing, unless the entry is in one of the states that are named.
     bool hold(int64_t id);    // queued, waiting or sending

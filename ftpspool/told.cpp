@@ -1,19 +1,61 @@
 #include "ftpspool/told.h"
 
+#include "ftpctl/failure.h"
+#include "ftpspool/wakeups.h"
+
 #include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
+#include <poll.h>
+#include <utility>
 
 using json = nlohmann::ordered_json;
 
-static std::string object_of(const char *event, const entry_t &entry, const std::string &more)
+namespace
 {
-    const json object = {
-        {"event", event},          {"time", static_cast<int64_t>(time(nullptr))},
-        {"id", entry.id},          {"local", entry.local},
-        {"url", entry.target.url}, {"message", more},
-    };
-    return object.dump(-1, ' ', false, json::error_handler_t::replace);
+
+struct variable_t {
+    const char *name;
+    const char *key; // of the event's object
+};
+
+} // namespace
+
+// Document a new one in the manual page as well.
+constexpr variable_t VARIABLES[] = {
+    {"FTPSPOOL_EVENT", "event"}, {"FTPSPOOL_TIME", "time"}, {"FTPSPOOL_ID", "id"},
+    {"FTPSPOOL_LOCAL", "local"}, {"FTPSPOOL_URL", "url"},   {"FTPSPOOL_MESSAGE", "message"},
+};
+constexpr const char *OBJECT = "FTPSPOOL_JSON";
+
+static hook_program_t program()
+{
+    std::vector<std::string> names = {OBJECT};
+    for (const variable_t &variable : VARIABLES)
+        names.emplace_back(variable.name);
+    return {"ftpspool", names, told_t::COMMANDS_MOST};
+}
+
+// A text as it is, also where it is no UTF-8.
+static std::string value_of(const json &value)
+{
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+static event_t event_of(const json &object, const std::string &line)
+{
+    event_t event = {line, object.dump(-1, ' ', false, json::error_handler_t::replace), {}};
+    event.variables.push_back(std::string(OBJECT) + "=" + event.json);
+    for (const variable_t &variable : VARIABLES) {
+        if (object.contains(variable.key))
+            event.variables.push_back(std::string(variable.name) + "=" + value_of(object[variable.key]));
+    }
+    return event;
+}
+
+static json object_of(const char *event)
+{
+    return {{"event", event}, {"time", static_cast<int64_t>(time(nullptr))}};
 }
 
 static std::string line_of(const char *event, const entry_t &entry, const std::string &more)
@@ -23,20 +65,33 @@ static std::string line_of(const char *event, const entry_t &entry, const std::s
     return more.empty() ? line : line + " (" + more + ")";
 }
 
-static void print(const std::string &line)
+// ---- Telling ----
+
+told_t::told_t(bool as_json, const std::string &command, int64_t grace_ms)
+    : json_(as_json), grace_ms_(grace_ms), hook_(command, program())
 {
-    puts(line.c_str());
+}
+
+void told_t::tell(const event_t &event)
+{
+    puts((json_ ? event.json : event.line).c_str());
     fflush(stdout);
+    drive([&] { hook_.add(event); });
 }
 
-void told_t::tell(const char *event, const entry_t &entry, const std::string &more) const
+void told_t::tell(const char *event, const entry_t &entry, const std::string &more)
 {
-    print((json_ ? object_of : line_of)(event, entry, more));
+    json object = object_of(event);
+    object["id"] = entry.id;
+    object["local"] = entry.local;
+    object["url"] = entry.target.url;
+    object["message"] = more;
+    tell(event_of(object, line_of(event, entry, more)));
 }
 
-void told_t::tell_start(const std::array<int64_t, 7> &counts) const
+void told_t::tell_start(const std::array<int64_t, 7> &counts)
 {
-    json object = {{"event", "started"}, {"time", static_cast<int64_t>(time(nullptr))}};
+    json object = object_of("started");
     std::string list;
     for (size_t i = 0; i < counts.size(); i++) {
         const char *name = state_name(static_cast<state_t>(i));
@@ -44,5 +99,36 @@ void told_t::tell_start(const std::array<int64_t, 7> &counts) const
         if (counts[i] != 0)
             list += (list.empty() ? "" : ", ") + std::to_string(counts[i]) + " " + name;
     }
-    print(json_ ? object.dump() : "started (" + (list.empty() ? "no entries" : list) + ")");
+    tell(event_of(object, "started (" + (list.empty() ? "no entries" : list) + ")"));
+}
+
+// ---- Commands ----
+
+// What the system refuses to the commands must not end the service.
+void told_t::drive(const std::function<void()> &call)
+{
+    try {
+        call();
+        is_refused_ = false;
+    } catch (const failure &error) {
+        if (!std::exchange(is_refused_, true))
+            fprintf(stderr, "ftpspool: %s\n", error.what());
+    }
+}
+
+void told_t::step()
+{
+    if (hook_.busy())
+        drive([this] { hook_.step(); });
+}
+
+told_t::~told_t()
+{
+    const int64_t end_ms = steady_ms() + grace_ms_;
+    for (int64_t now_ms = steady_ms(); hook_.busy() && now_ms < end_ms; now_ms = steady_ms()) {
+        pollfd ended = {fd(), POLLIN, 0};
+        poll(&ended, 1, static_cast<int>(end_ms - now_ms));
+        step();
+    }
+    drive([this] { hook_.stop(); });
 }

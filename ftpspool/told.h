@@ -1,26 +1,54 @@
-// What the service tells: one line for each event on standard output.
+// What the service tells: a line on standard output and a command of --exec for each event.
 #pragma once
 
+#include "ftpctl/event_hook.h"
 #include "ftpspool/entry.h"
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 class told_t
 {
 public:
-    explicit told_t(bool json) : json_(json) {}
+    // Events for which commands wait, with the running one; the next event is dropped with a message.
+    static constexpr size_t COMMANDS_MOST = 300;
+    // How long after the service's end commands may still run: systemd allows it 90 seconds.
+    static constexpr int64_t GRACE_MS = 10000;
+
+    // With an empty `command` nothing is run. Throws failure as event_hook does, which see: only one may
+    // exist.
+    told_t(bool as_json, const std::string &command, int64_t grace_ms = GRACE_MS);
+
+    // Waits until the queued commands have run, `grace_ms` at most. Then ends the running one with SIGTERM,
+    // waits for it, and drops the others with a message.
+    ~told_t();
+    told_t(const told_t &) = delete;
+    told_t &operator=(const told_t &) = delete;
 
     // "7 sending: /data/a -> ftp://host/a", then `more` in brackets if not empty; with JSON {"event":
     // "sending", "time": ..., "id": 7, "local": ..., "url": ..., "message": more}. A closed standard output
     // is ignored.
-    void tell(const char *event, const entry_t &entry, const std::string &more) const;
+    void tell(const char *event, const entry_t &entry, const std::string &more);
 
     // "started (3 queued, 1 failed)": the service runs; with JSON {"event": "started", "time": ..., "queued":
     // 3, ...} with the number of entries in each state.
-    void tell_start(const std::array<int64_t, 7> &counts) const;
+    void tell_start(const std::array<int64_t, 7> &counts);
+
+    // Readable (poll) when step() is due; -1: never.
+    int fd() const { return hook_.fd(); }
+
+    // Starts the next command when one has ended. A system that allows no more processes is told once, and
+    // asked again by the next step() or event. Never waits.
+    void step();
 
 private:
     bool json_;
+    int64_t grace_ms_;
+    event_hook hook_;
+    bool is_refused_ = false; // it was told that no command could be started
+
+    void tell(const event_t &event);
+    void drive(const std::function<void()> &call);
 };

@@ -4,6 +4,7 @@
 #include "libftpclient/ftpclient.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace
 {
@@ -79,4 +80,11 @@ verdict_t verdict_of(int status)
 {
     const auto *found = std::ranges::find(VERDICTS, status, &row_t::status);
     return found == std::end(VERDICTS) ? SERVER : found->verdict;
+}
+
+std::vector<int> verdict_statuses()
+{
+    std::vector<int> statuses;
+    std::ranges::transform(VERDICTS, std::back_inserter(statuses), &row_t::status);
+    return statuses;
 }

@@ -1,6 +1,8 @@
 // Which failures may pass. The one table of it is in verdict.cpp.
 #pragma once
 
+#include <vector>
+
 enum class verdict_t {
     FINAL,  // the entry has failed: nothing changes by itself
     SERVER, // the server or the way to it: all its entries pause
@@ -11,3 +13,6 @@ enum class verdict_t {
 // For an exit status of ftpctl, by which a failed upload is known (ftpctl/failure.h). An unknown status is
 // held against the server.
 verdict_t verdict_of(int status);
+
+// All statuses of the table.
+std::vector<int> verdict_statuses();

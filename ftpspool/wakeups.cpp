@@ -9,6 +9,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/timerfd.h>
+#include <vector>
 
 int64_t steady_ms()
 {
@@ -63,16 +64,16 @@ void wakeups_t::drain()
     while (read(wall_.get(), &expirations, sizeof expirations) > 0) {}
 }
 
-void wakeups_t::wait(int fd, int signal_fd, int64_t steady_ms, int64_t wall_s)
+void wakeups_t::wait(std::initializer_list<int> fds, int64_t steady_ms, int64_t wall_s)
 {
     constexpr int64_t FAR_S = int64_t{1} << 33;
     arm(steady_, TFD_TIMER_ABSTIME, steady_ms / 1000, steady_ms % 1000 * 1000000);
     arm(wall_, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, wall_s == 0 ? FAR_S : wall_s, 0);
-    pollfd waiting[] = {{fd, POLLIN, 0},
-                        {changes_.get(), POLLIN, 0},
-                        {steady_.get(), POLLIN, 0},
-                        {wall_.get(), POLLIN, 0},
-                        {signal_fd, POLLIN, 0}};
-    poll(waiting, 5, -1);
+    std::vector<pollfd> waiting;
+    for (const int fd : {changes_.get(), steady_.get(), wall_.get()})
+        waiting.push_back({fd, POLLIN, 0});
+    for (const int fd : fds)
+        waiting.push_back({fd, POLLIN, 0});
+    poll(waiting.data(), waiting.size(), -1);
     drain();
 }

@@ -4,6 +4,7 @@
 #include "strutil/guards.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <sys/types.h>
 
@@ -20,9 +21,9 @@ public:
     // (STATUS_LOCAL).
     explicit wakeups_t(const std::string &path);
 
-    // Waits until `fd` or `signal_fd` (-1: none) is readable, the database was changed by a command, the
-    // steady clock is at `steady_ms` or the wall clock at `wall_s` (0: never), or the wall clock was set.
-    void wait(int fd, int signal_fd, int64_t steady_ms, int64_t wall_s);
+    // Waits until one of `fds` (-1: none) is readable, the database was changed by a command, the steady clock
+    // is at `steady_ms` or the wall clock at `wall_s` (0: never), or the wall clock was set.
+    void wait(std::initializer_list<int> fds, int64_t steady_ms, int64_t wall_s);
 
     // True when the path leads to another file, or to none.
     bool is_database_gone() const;

@@ -1,5 +1,6 @@
 """ftpspool's store: what it costs, and what happens when the disk is full, the file is damaged or a command is killed."""
 
+import os
 import pathlib
 import re
 import resource
@@ -11,9 +12,11 @@ import pytest
 from harness import ftpspool
 from harness.daemon import WORLD, fast_clock, is_emulated, memory_kib
 from harness.ftpspool import ALICE, DATABASE, SPOOL, Service
+from harness.vsftpd import Vsftpd
 from harness.waiting import wait_until
 
 MANY = 10_000
+MIB = 1 << 20
 
 
 def make(local, name, content=b"0123456789"):
@@ -90,9 +93,23 @@ def test_a_command_may_be_killed_at_every_system_call(local):
     assert {str(copy) for copy in (SPOOL / "files").iterdir()} <= copies
 
 
-def test_a_full_disk_is_told_and_loses_nothing(local):
+def mount_spool(size):
     SPOOL.mkdir()
-    subprocess.run(["mount", "--no-mtab", "-t", "tmpfs", "-o", "size=256k,mode=700", "tmpfs", SPOOL], check=True)
+    subprocess.run(["mount", "--no-mtab", "-t", "tmpfs", "-o", f"size={size},mode=700", "tmpfs", SPOOL], check=True)
+
+
+def fill_spool():
+    """Leaves no room for a single byte; the file that takes it."""
+    filler = SPOOL / "filler"
+    with filler.open("wb", buffering=0) as file:
+        with pytest.raises(OSError):
+            while True:
+                file.write(b"x" * 4096)
+    return filler
+
+
+def test_a_full_disk_is_told_and_loses_nothing(local):
+    mount_spool("256k")
     path = make(local, "a")
     added = 0
     while (outcome := ftpspool.run("add", path, "ftp://127.0.0.1/")).status == 0:
@@ -103,6 +120,31 @@ def test_a_full_disk_is_told_and_loses_nothing(local):
     subprocess.run(["mount", "--no-mtab", "-o", "remount,size=8m", SPOOL], check=True)
     assert ftpspool.run("add", path, "ftp://127.0.0.1/").status == 0
     assert len(ftpspool.entries()) == added + 1
+
+
+def test_a_disk_that_fills_up_during_a_try_ends_the_service_and_loses_nothing(daemon, local):
+    server = Vsftpd(local_max_rate=4 * MIB)
+    mount_spool("1m")
+    path = make(local, "large", os.urandom(12 * MIB))
+    content = path.read_bytes()
+    number = ftpspool.add(path, ALICE, "--delete")
+    service = Service()
+    wait_until(lambda: ftpspool.entry(number)["resumable"], "the first bytes, and that this is stored")
+    filler = fill_spool()
+    assert service.process.wait(60) == 1
+    told = f"ftpspool: {DATABASE}: database or disk is full\n"
+    assert service.said().count(told) == 1
+    assert path.read_bytes() == content
+    service.start()  # as systemd does; nothing can be stored yet
+    assert service.process.wait(60) == 1
+    assert service.said().count(told) == 2
+    assert path.read_bytes() == content
+    filler.unlink()
+    assert ftpspool.states() == ["sending"]
+    service.start()
+    ftpspool.wait_for("done")
+    assert server.read("large") == content
+    assert not path.exists()
 
 
 def test_a_damaged_database_is_refused_and_kept_aside(daemon, vsftpd, local):
@@ -157,7 +199,7 @@ def test_ten_thousand_entries_cost_little(daemon):
 @pytest.mark.native("wake-ups")
 def test_an_idle_service_sleeps(daemon):
     fill_queue(100)
-    service = Service()
+    service = Service("--exec", "true", "--metrics", WORLD / "ftpspool.prom")
 
     def switches():
         status = pathlib.Path(f"/proc/{service.pid}/status").read_text()

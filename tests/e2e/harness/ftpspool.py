@@ -85,7 +85,7 @@ class Service:
 
     def start(self, *options, wrapper=(), **variables):
         self._starts = len(self.events("started"))
-        words = [*wrapper, *command(), "run", "--json", "--pause", "200ms", "--longest-pause", "1s", *options]
+        words = [*wrapper, *command(), "run", "--json", "--pause", "200ms", "--longest-pause", "1s", *map(str, options)]
         self._log = (WORLD / "ftpspool.log").open("a")
         self.process = processes.spawn(
             words, env=environment(**variables), stdin=subprocess.DEVNULL, stdout=self._log, stderr=self._log

@@ -3,8 +3,10 @@
 #include "spool_fixture.h"
 
 #include "ftpspool/file_identity.h"
+#include "strutil/guards.h"
 
 #include <chrono>
+#include <fcntl.h>
 #include <thread>
 
 using testing::Contains;
@@ -97,6 +99,48 @@ TEST_F(Service, TellsEventsAsObjects)
     EXPECT_EQ(first["id"], 1);
     EXPECT_EQ(first["local"], file);
     EXPECT_EQ(first["url"], "ftp://one/a");
+}
+
+TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
+{
+    const std::string gate = dir / "gate";
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    queue("two");
+    std::vector<std::string> words = words_of(daemon);
+    words.insert(words.end(),
+                 {"--exec", "read x <" + gate + "; echo $FTPSPOOL_EVENT $FTPSPOOL_ID >>" + (dir / "events")});
+    program service(words);
+    ASSERT_TRUE(comes_to_be(2, state_t::DONE)); // all commands still wait at the gate
+    EXPECT_FALSE(std::filesystem::exists(dir / "events"));
+    ASSERT_TRUE(service.has_printed("2 done: "));
+    service.signal(SIGTERM);
+    const descriptor opened(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(write(opened.get(), "1\n2\n3\n4\n5\n", 10), 10);
+    EXPECT_EQ(service.wait().status, 0);
+    EXPECT_EQ(content_of(dir / "events"), "started\nsending 1\ndone 1\nsending 2\ndone 2\n");
+}
+
+TEST_F(Service, KeepsItsFigures)
+{
+    fake_daemon daemon(uploading({nobody(), whole()}));
+    queue("one");
+    queue("two", [this](entry_t &entry) { entry.local = dir / "none"; });
+    queue("two", [](entry_t &entry) { entry.expires_s = 1; });
+    std::vector<std::string> words = words_of(daemon);
+    words.insert(words.end(), {"--metrics", dir / "m.prom"});
+    program service(words);
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(stop(service).status, 0);
+    const std::string text = content_of(dir / "m.prom");
+    for (const char *sample :
+         {"entries{state=\"done\"} 1", "entries{state=\"failed\"} 2", "uploads_total 1",
+          "sent_bytes_total 10", "failures_total{cause=\"nobody-listens\"} 1",
+          "failures_total{cause=\"no-local-file\"} 1", "failures_total{cause=\"expired\"} 1"})
+        EXPECT_THAT(text, HasSubstr("\nftpspool_" + std::string(sample) + "\n"));
+    EXPECT_THAT(text, HasSubstr("\nftpspool_last_success_timestamp_seconds " +
+                                std::to_string(open().find(1)->ended_s)));
 }
 
 TEST_F(Service, TriesAgainWhatMayPass)

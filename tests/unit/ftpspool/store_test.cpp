@@ -110,7 +110,49 @@ TEST_F(Store, ListsByStateOrAll)
     EXPECT_THAT(ids_of(state_t::QUEUED), ElementsAre(1, 3));
     EXPECT_THAT(ids_of(state_t::HELD), ElementsAre(2));
     EXPECT_THAT(ids_of(state_t::DONE), IsEmpty());
-    EXPECT_THAT(store.counts(), ElementsAre(2, 0, 1, 0, 0, 0, 0));
+    EXPECT_THAT(store.figures().counts, ElementsAre(2, 0, 1, 0, 0, 0, 0));
+}
+
+TEST_F(Store, KnowsTheOldestThatIsToBeSentAndTheLastThatIsDone)
+{
+    store_t store = open();
+    EXPECT_EQ(store.figures().oldest_s, 0);
+    EXPECT_EQ(store.figures().last_done_s, 0);
+    const auto add_of = [&](int64_t added_s, int64_t not_before_s) {
+        entry_t entry = entry_to("ftp://one/a");
+        entry.added_s = added_s;
+        entry.not_before_s = not_before_s;
+        return store.add(entry, "one");
+    };
+    add_of(NOW_S, NOW_S + 100);
+    EXPECT_EQ(store.figures().oldest_s, NOW_S + 100);
+    add_of(NOW_S + 50, 0);
+    add_of(NOW_S + 60, 0);
+    EXPECT_EQ(store.figures().oldest_s, NOW_S + 50);
+    store.begin(2, "");
+    EXPECT_EQ(store.figures().oldest_s, NOW_S + 50);
+    store.setback(2, {});
+    EXPECT_EQ(store.figures().oldest_s, NOW_S + 50);
+    store.hold(2);
+    EXPECT_EQ(store.figures().oldest_s, NOW_S + 60);
+    store.done(3, "", NOW_S + 70);
+    store.done(2, "", NOW_S + 80);
+    store.fail(1, "", "", NOW_S + 90);
+    EXPECT_EQ(store.figures().oldest_s, 0);
+    EXPECT_EQ(store.figures().last_done_s, NOW_S + 80);
+}
+
+TEST_F(Store, TellsChangesOfAnyProcessApart)
+{
+    store_t store = open();
+    const std::string first = store.version();
+    EXPECT_EQ(store.version(), first);
+    add(store);
+    const std::string second = store.version();
+    EXPECT_NE(second, first);
+    store_t another = open();
+    add(another);
+    EXPECT_NE(store.version(), second);
 }
 
 TEST_F(Store, ChangesStatesOnlyWhereThatMakesSense)

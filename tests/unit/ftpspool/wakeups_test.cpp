@@ -16,9 +16,9 @@ TEST_F(Wakeups, ComeWhenAWriterClosesTheFile)
 {
     wakeups_t wakeups(file);
     fill(file, "more"); // it waits for the next wait()
-    wakeups.wait(-1, -1, 0, 0);
+    wakeups.wait({}, 0, 0);
     std::thread writer([&] { fill(file, "still more"); });
-    wakeups.wait(-1, -1, 0, 0);
+    wakeups.wait({}, 0, 0);
     writer.join();
     EXPECT_FALSE(wakeups.is_database_gone());
 }
@@ -27,13 +27,13 @@ TEST_F(Wakeups, ComeAtTheirTimes)
 {
     wakeups_t wakeups(file);
     const int64_t due_ms = steady_ms() + 30;
-    wakeups.wait(-1, -1, due_ms, 0);
+    wakeups.wait({}, due_ms, 0);
     EXPECT_GE(steady_ms(), due_ms);
     const int64_t due_s = wall_s() + 1;
-    wakeups.wait(-1, -1, 0, due_s);
+    wakeups.wait({}, 0, due_s);
     EXPECT_GE(wall_s(), due_s);
-    wakeups.wait(-1, -1, 1, wall_s() + 1000); // what is over comes at once
-    wakeups.wait(-1, -1, steady_ms() + 100000, 1);
+    wakeups.wait({}, 1, wall_s() + 1000); // what is over comes at once
+    wakeups.wait({}, steady_ms() + 100000, 1);
 }
 
 TEST_F(Wakeups, ComeWithADescriptor)
@@ -42,8 +42,8 @@ TEST_F(Wakeups, ComeWithADescriptor)
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     close(ends[1]);
-    wakeups.wait(ends[0], -1, 0, 0);
-    wakeups.wait(-1, ends[0], 0, 0);
+    wakeups.wait({ends[0], -1}, 0, 0);
+    wakeups.wait({-1, ends[0]}, 0, 0);
     close(ends[0]);
 }
 
@@ -52,7 +52,7 @@ TEST_F(Wakeups, TellThatTheFileIsGone)
     wakeups_t wakeups(file);
     const database_t open_elsewhere(dir.file("db", ""), database_t::access_t::READ, 64);
     std::filesystem::rename(file, dir / "b");
-    wakeups.wait(-1, -1, 0, 0);
+    wakeups.wait({}, 0, 0);
     EXPECT_TRUE(wakeups.is_database_gone());
     fill(file, "another");
     EXPECT_TRUE(wakeups.is_database_gone());
