@@ -18,10 +18,12 @@ if(TARGET ftpctl)
   set(completions ${PROJECT_SOURCE_DIR}/packaging/completions)
   install(FILES ${completions}/ftpctl DESTINATION share/bash-completion/completions COMPONENT tools)
   install(FILES ${completions}/_ftpctl DESTINATION share/zsh/vendor-completions COMPONENT tools)
+  install(FILES examples/camera.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ftpctl COMPONENT tools)
 endif()
 
 if(TARGET ftpspool)
   install(TARGETS ftpspool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spool)
+  install(FILES examples/camera.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ftpspool COMPONENT spool)
 endif()
 
 # For client programs: "wire/wire.h" with -I<prefix>/include/ftp_clientd, the protocol's page, examples.

@@ -30,7 +30,7 @@ std::string shown_line(const entry_t &entry)
     char head[64];
     snprintf(head, sizeof head, "%6lld  %-8s %9s  ", static_cast<long long>(entry.id),
              state_name(entry.state), text_size(static_cast<double>(entry.size_bytes)).c_str());
-    const std::string line = head + entry.local + " -> " + entry.target.url;
+    const std::string line = head + entry.local + " -> " + entry.target.shown_url();
     return entry.message.empty() ? line : line + " (" + entry.message + ")";
 }
 
@@ -50,6 +50,8 @@ std::string shown_facts(const entry_t &entry)
     add("copy", entry.copy);
     add("size", std::to_string(entry.size_bytes) + " bytes");
     add("remote", target.url);
+    add("profile", target.profile);
+    add("profiles", target.profiles);
     add("user", target.user);
     add("password file", target.password_file);
     add("pin", target.pin);
@@ -87,6 +89,8 @@ std::string shown_json(const entry_t &entry)
         {"copy", or_null(entry.copy)},
         {"size_bytes", entry.size_bytes},
         {"url", target.url},
+        {"profile", or_null(target.profile)},
+        {"profiles", or_null(target.profiles)},
         {"user", or_null(target.user)},
         {"password_file", or_null(target.password_file)},
         {"pin", or_null(target.pin)},

@@ -8,10 +8,12 @@ using json = nlohmann::ordered_json;
 
 static std::string object_of(const char *event, const entry_t &entry, const std::string &more)
 {
+    const std::string &profile = entry.target.profile;
     const json object = {
         {"event", event},          {"time", static_cast<int64_t>(time(nullptr))},
         {"id", entry.id},          {"local", entry.local},
-        {"url", entry.target.url}, {"message", more},
+        {"url", entry.target.url}, {"profile", profile.empty() ? json(nullptr) : json(profile)},
+        {"message", more},
     };
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }
@@ -19,7 +21,7 @@ static std::string object_of(const char *event, const entry_t &entry, const std:
 static std::string line_of(const char *event, const entry_t &entry, const std::string &more)
 {
     const std::string line =
-        std::to_string(entry.id) + " " + event + ": " + entry.local + " -> " + entry.target.url;
+        std::to_string(entry.id) + " " + event + ": " + entry.local + " -> " + entry.target.shown_url();
     return more.empty() ? line : line + " (" + more + ")";
 }
 

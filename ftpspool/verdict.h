@@ -11,3 +11,7 @@ enum class verdict_t {
 // For an exit status of ftpctl, by which a failed upload is known (ftpctl/failure.h). An unknown status is
 // held against the server.
 verdict_t verdict_of(int status);
+
+// The same for what kept a try from beginning, before the daemon was asked: there STATUS_LOCAL means the
+// entry's own file, its profile or a password's file.
+verdict_t verdict_before(int status);
