@@ -15,7 +15,7 @@ from harness.waiting import wait_until
 PROFILES = WORLD / "profiles"
 CREDENTIALS = WORLD / "credentials"
 BY_PROFILE = ("--profile", "cam", "--profiles", PROFILES)
-LOGIN_REFUSED, NO_CREDENTIAL = 50, 14
+NO_CREDENTIAL = 14
 MIB = 1 << 20
 
 
@@ -77,12 +77,21 @@ def test_ftpctl_goes_to_the_profiles_folder(daemon, server, local):
         assert server.read(f"in/{name}") == path.read_bytes()
 
 
-def test_options_win_over_the_profile(daemon, server):
-    profile(password_file("wrong"))
-    assert run("info", "there").status == LOGIN_REFUSED
-    right = write(WORLD / "right", "secret")
-    assert run("info", "there", "--password-file", right).status == 0
-    assert run("info", "there", "--user", "alice", FTPCTL_PASSWORD="secret").status == 0
+def test_options_win_over_the_profile(daemon, scripted, local):
+    server = scripted(files={"a": b"content"})
+    profile(password_file("of-the-profile"))
+    other = write(WORLD / "other", "of-another-file")
+    rows = [
+        ([], ("alice", "of-the-profile")),
+        (["--password-file", other], ("alice", "of-another-file")),
+        (["--user", "bob"], ("bob", "of-the-environment")),
+        (["--user", "bob", "--password-file", other], ("bob", "of-another-file")),
+    ]
+    for options, (user, password) in rows:
+        server.sessions.clear()
+        assert run("get", "a", "-", *options, FTPCTL_PASSWORD="of-the-environment").out == "content"
+        logins = {tuple(session.commands[:2]) for session in server.sessions}
+        assert logins == {(f"USER {user}", f"PASS {password}")}
 
 
 def test_ftpctl_reads_a_credential(daemon, server):
