@@ -22,11 +22,13 @@ install(TARGETS ftp_clientd_start RUNTIME DESTINATION ${private_dir} COMPONENT d
 if(TARGET ftpctl)
   install(TARGETS ftpctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install_completions(tools ftpctl)
+  install(FILES examples/camera.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ftpctl COMPONENT tools)
 endif()
 
 if(TARGET ftpspool)
   install(TARGETS ftpspool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spool)
   install_completions(spool ftpspool)
+  install(FILES examples/camera.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ftpspool COMPONENT spool)
 endif()
 
 # For client programs: "wire/wire.h" with -I<prefix>/include/ftp_clientd, the protocol's page, examples.

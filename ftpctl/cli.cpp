@@ -1,5 +1,6 @@
 #include "ftpctl/commands.h"
 #include "ftpctl/duration.h"
+#include "ftpctl/profile.h"
 #include "ftpctl/report.h"
 #include "ftpctl/statuses.h"
 #include "ftpctl/watch.h"
@@ -18,7 +19,7 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
   PATH is percent-decoded and relative to the login directory. Over FTP one more '/' makes it absolute
   (ftp://host//tmp/file); over SFTP it stays below the login directory. The password comes from
   --password-file, from the environment's FTPCTL_PASSWORD, or is asked for on the terminal. FTP without a
-  user logs in as anonymous.
+  user logs in as anonymous. With --profile a URL is relative to the profile's: DIR/FILE, or . for its folder.
 
 DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
 
@@ -79,10 +80,29 @@ static void add_exec(CLI::App *command, options_t &options)
              "Shell command to run for each event; FTPCTL_EVENT and other variables describe the event");
 }
 
+// `url_may_be_missing`: the profile's own URL is enough.
+static void add_profile(CLI::App *command, options_t &options, bool url_may_be_missing = false)
+{
+    command
+        ->add_option_function<std::string>(
+            "--profile",
+            [command, &options, url_may_be_missing](const std::string &name) {
+                options.profile = name;
+                if (url_may_be_missing)
+                    command->get_option("URL")->required(false);
+            },
+            "Profile of the server; the URL is relative to the profile's then")
+        ->type_name("NAME")
+        ->check(profile_name_fault);
+    command->add_option("--profiles", options.profiles, "Folder of the profiles")
+        ->type_name("DIR")
+        ->capture_default_str();
+}
+
 static void add_proxy(CLI::App *command, options_t &options)
 {
     add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy; the default port is 3128");
-    add_text(command, "--proxy-password-file", options.proxy_password_file, "FILE",
+    add_text(command, "--proxy-password-file", options.proxy_password.file, "FILE",
              "File whose first line is the proxy's password; - reads standard input; without it the "
              "environment's FTPCTL_PROXY_PASSWORD is");
 }
@@ -100,8 +120,9 @@ static void add_wait_turn(CLI::App *command, options_t &options)
 
 static void add_job_options(CLI::App *command, options_t &options)
 {
+    add_profile(command, options);
     command->add_option("--user", options.user, "Login name, if the URL has none")->type_name("NAME");
-    add_text(command, "--password-file", options.password_file, "FILE",
+    add_text(command, "--password-file", options.password.file, "FILE",
              "File whose first line is the password; - reads standard input");
     command->add_flag("--active", options.active, "FTP: the server connects back for the data");
     add_text(command, "--pin", options.pin, "PIN",
@@ -164,6 +185,7 @@ static void add_jobs(CLI::App &app, options_t &options)
         add_command(app, options, "identity", "Show a server's certificate or host key, and the --pin for it",
                     command_identity);
     add_word(who, "URL", options.url);
+    add_profile(who, options, true);
     add_proxy(who, options);
     add_wait_turn(who, options);
 }

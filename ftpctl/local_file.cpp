@@ -86,6 +86,15 @@ void file_check_upload(const std::string &name)
         fail(name);
 }
 
+void file_check_mode(const std::string &path, mode_t forbidden, const char *wanted)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        fail(path);
+    if (!S_ISREG(status.st_mode) || (status.st_mode & forbidden) != 0)
+        throw failure(STATUS_LOCAL, path + ": must be " + wanted);
+}
+
 std::string file_to_download(const std::string &name, const std::string &remote_name)
 {
     std::string target = name.empty() ? remote_name : name;

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 // The content of the whole file. Follows no link and waits for no pipe. Throws failure (STATUS_LOCAL), also
 // for more than `most` bytes, of which it reads little more.
@@ -11,6 +12,10 @@ std::string file_content(const std::string &path, size_t most);
 // Checks that `name` is a regular file that this user can read. Throws failure otherwise, with the status of
 // FTPCLIENT_CAUSE_NO_LOCAL_FILE if it does not exist, or STATUS_LOCAL.
 void file_check_upload(const std::string &name);
+
+// Checks that `path` leads to a regular file whose mode has none of the bits `forbidden`. Throws failure
+// (STATUS_LOCAL): "PATH: must be WANTED" when it does not.
+void file_check_mode(const std::string &path, mode_t forbidden, const char *wanted);
 
 // The absolute path of a download's destination. `name` is the user's argument, "" for none; for an
 // existing folder or a name that ends in '/' it is `remote_name` in that folder. Follows links. Throws

@@ -1,6 +1,7 @@
 // The options of the command line: what the user asked for, after the checks that need no URL and no file.
 #pragma once
 
+#include "ftpctl/password.h"
 #include "libftpclient/ftpclient.h"
 
 #include <chrono>
@@ -9,6 +10,8 @@
 #include <vector>
 
 struct report_t;
+
+constexpr const char *PROFILES_FOLDER = "/etc/ftp_clientd/profiles";
 
 struct options_t {
     // The command: fills in the report, and throws failure on failure.
@@ -22,12 +25,14 @@ struct options_t {
     bool quiet = false;
 
     // get, put, info and identity; the string of an option that was not given is empty
-    std::string url;
+    std::string url; // relative to the profile's, until the profile is applied
+    std::string profile;
+    std::string profiles = PROFILES_FOLDER;
     std::vector<std::string> files; // get: at most one
     std::optional<std::string> user;
-    std::string password_file;
+    password_source_t password;
     std::string proxy;
-    std::string proxy_password_file;
+    password_source_t proxy_password;
     std::string pin;
     std::string save_identity;
     std::optional<uint32_t> protocol;                               // 4 or 5

@@ -2,6 +2,7 @@
 
 #include "ftpctl/failure.h"
 #include "ftpctl/interrupts.h"
+#include "ftpctl/local_file.h"
 #include "libftpclient/ftpclient.h"
 #include "strutil/guards.h"
 
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 constexpr size_t LONGEST = 4096; // bytes; no field is nearly as long
+constexpr mode_t OTHERS = 077;
 constexpr int STATUS_CANCELLED = STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED};
 
 namespace
@@ -119,16 +121,41 @@ static std::string without_return(std::string line)
     return line;
 }
 
-static std::string from_file(const char *option, const std::string &file)
+static std::string first_line(const descriptor &source, const std::string &name)
 {
+    std::string line;
+    read_line(source.get(), -1, line, name);
+    return without_return(line);
+}
+
+static std::string from_file(const char *option, const password_source_t &wanted)
+{
+    const std::string &file = wanted.file;
     const std::string name = std::string(option) + " " + file;
+    if (wanted.must_be_private)
+        file_check_mode(file, OTHERS, "a regular file of mode 0600 or 0400, for it holds a password");
     const descriptor source(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                         : open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!source)
         throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
-    std::string line;
-    read_line(source.get(), -1, line, name);
-    return without_return(line);
+    return first_line(source, name);
+}
+
+// Its mode does not count: systemd keeps others out of the folder, and an access list may show as group bits.
+static std::string from_credential(const std::string &credential)
+{
+    const std::string name = "credential " + credential;
+    const char *folder = getenv("CREDENTIALS_DIRECTORY");
+    if (folder == nullptr)
+        throw failure(STATUS_CREDENTIAL, name +
+                                             ": CREDENTIALS_DIRECTORY is not set; load it with "
+                                             "LoadCredential=" +
+                                             credential + ":FILE in the systemd unit");
+    const std::string path = std::string(folder) + "/" + credential;
+    const descriptor source(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!source)
+        throw failure(STATUS_CREDENTIAL, name + ": " + path + ": " + strerror(errno));
+    return first_line(source, name);
 }
 
 // Removes the password from the environment, which the process list shows to this user and to root.
@@ -162,11 +189,14 @@ std::string password_prompt(int fd, const std::string &whom)
     }
 }
 
-std::string password_find(const password_names_t &names, const std::string &file, const std::string &whom)
+std::string password_find(const password_names_t &names, const password_source_t &source,
+                          const std::string &whom)
 {
     const std::optional<std::string> in_environment = from_environment(names.variable);
-    if (!file.empty())
-        return from_file(names.option, file);
+    if (!source.credential.empty())
+        return from_credential(source.credential);
+    if (!source.file.empty())
+        return from_file(names.option, source);
     if (in_environment)
         return *in_environment;
     if (isatty(STDIN_FILENO) == 1)

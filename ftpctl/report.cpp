@@ -1,6 +1,7 @@
 #include "ftpctl/report.h"
 
 #include "ftpctl/json.h"
+#include "ftpctl/profile.h"
 #include "ftpctl/statuses.h"
 
 #include <cstdio>
@@ -27,11 +28,15 @@ int report_print(const options_t &options, const report_t &report)
     return report.status;
 }
 
-int report_run(const options_t &options)
+int report_run(const options_t &given)
 {
+    options_t options = given;
     report_t report;
     report.command = options.command;
-    report_failures(report, [&] { options.run(options, report); });
+    report_failures(report, [&] {
+        profile_apply(options);
+        options.run(options, report);
+    });
     report_t printing;
     int status = report.status;
     report_failures(printing, [&] { status = report_print(options, report); });

@@ -105,8 +105,8 @@ logins_t logins_find_proxys(const options_t &options)
     if (proxy.user) {
         logins.proxy_user = *proxy.user;
         logins.proxy_password =
-            password_find(PROXY_PASSWORD, options.proxy_password_file, *proxy.user + "@" + proxy.host);
-    } else if (!options.proxy_password_file.empty()) {
+            password_find(PROXY_PASSWORD, options.proxy_password, *proxy.user + "@" + proxy.host);
+    } else if (!options.proxy_password.is_empty()) {
         refuse("--proxy-password-file: needs --proxy USER@HOST");
     }
     return logins;
@@ -148,8 +148,8 @@ logins_t logins_find(const options_t &options, const url_t &url)
     const std::string user = request_user(options, url);
     std::string password = url_is_ftp(url) ? ANONYMOUS_PASSWORD : "";
     if (!user.empty() && !(url_is_ftp(url) && user == ANONYMOUS))
-        password = password_find(SERVER_PASSWORD, options.password_file, user + "@" + url.host);
-    else if (!options.password_file.empty())
+        password = password_find(SERVER_PASSWORD, options.password, user + "@" + url.host);
+    else if (!options.password.is_empty())
         refuse("--password-file: needs a user");
     logins_t logins = logins_find_proxys(options);
     logins.user = user;

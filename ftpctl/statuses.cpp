@@ -41,6 +41,8 @@ constexpr own_t OWN[] = {
      "upload it again without --resume"},
     {STATUS_UNSEEN, "out-of-sight", "the daemon does not see the path as this command does",
      "use a folder that both share; its unit's ProtectHome and PrivateTmp hide others"},
+    {STATUS_CREDENTIAL, "no-credential", "a credential that the profile names cannot be read",
+     "load it into the systemd unit with LoadCredential="},
 };
 
 // By ftpclient_result: meaning and remedy when no cause is known.

@@ -43,24 +43,35 @@ static int64_t time_of(const std::string &text, const char *option, int64_t now_
 // A folder gets the file's name.
 static void complete_url(entry_t &entry)
 {
-    const url_t url = url_parse(entry.target.url, url_names::A_FILE_OR_FOLDER);
-    if (!url.path.empty() && url.path.back() != '/')
+    std::string &url = entry.target.url;
+    const url_t remote = url_parse(upload_options(entry, "").url, url_names::A_FILE_OR_FOLDER);
+    if (!remote.path.empty() && remote.path.back() != '/')
         return;
-    if (!entry.target.url.ends_with('/'))
-        entry.target.url += '/';
-    entry.target.url += url_encoded(std::filesystem::path(entry.local).filename().string());
+    if (url == ".") // the profile's
+        url.clear();
+    if (!url.empty() && !url.ends_with('/'))
+        url += '/';
+    url += url_encoded(std::filesystem::path(entry.local).filename().string());
+}
+
+// The entry keeps the folder of its profile and nothing else of it.
+static void complete_profile(target_t &target)
+{
+    if (target.profile.empty())
+        target.profiles.clear();
+    else if (target.profiles.empty())
+        target.profiles = PROFILES_FOLDER;
+    make_absolute(target.profiles);
 }
 
 // Nobody will be there to ask.
-static void check_password(const entry_t &entry)
+static void check_password(const options_t &options)
 {
-    const options_t options = upload_options(entry, "");
-    const url_t url = url_parse(entry.target.url);
+    const url_t url = url_parse(options.url);
     const std::string user = request_user(options, url);
-    if (!user.empty() && user != "anonymous" && entry.target.password_file.empty())
+    if (!user.empty() && user != "anonymous" && options.password.is_empty())
         refuse("--password-file: is missing for " + user + "@" + url.host);
-    if (!entry.target.proxy.empty() && url_parse_proxy(entry.target.proxy).user &&
-        entry.target.proxy_password_file.empty())
+    if (!options.proxy.empty() && url_parse_proxy(options.proxy).user && options.proxy_password.is_empty())
         refuse("--proxy-password-file: is missing");
 }
 
@@ -86,6 +97,7 @@ static entry_t complete(const spool_options_t &options)
          {&entry.local, &entry.move_to, &target.password_file, &target.proxy_password_file})
         make_absolute(*path);
     file_check_upload(entry.local);
+    complete_profile(target);
     complete_url(entry);
     entry.added_s = wall_s();
     entry.not_before_s = time_of(options.not_before, "--not-before", entry.added_s);
@@ -93,17 +105,26 @@ static entry_t complete(const spool_options_t &options)
     entry.after = options.delete_file     ? after_t::DELETE
                   : entry.move_to.empty() ? after_t::KEEP
                                           : after_t::MOVE;
-    check_password(entry);
+    check_password(upload_options(entry, ""));
     check_move(entry);
     return entry;
 }
 
-// Whatever the daemon or the library would refuse is refused now.
-static void rehearse(const entry_t &entry)
+// Credentials are the service's: an empty password stands for each here.
+static options_t without_credentials(options_t options)
 {
-    const options_t upload = upload_options(entry, "");
+    for (password_source_t *source : {&options.password, &options.proxy_password}) {
+        if (!source->credential.empty())
+            *source = {"/dev/null", "", false};
+    }
+    return options;
+}
+
+// Whatever the daemon or the library would refuse is refused now.
+static void rehearse(const options_t &upload, const entry_t &entry)
+{
     job_t job = upload_job(upload, entry);
-    upload_log_in(job, upload);
+    upload_log_in(job, without_credentials(upload));
 }
 
 int spool_add(const spool_options_t &options)
@@ -117,8 +138,9 @@ int spool_add(const spool_options_t &options)
         entry.copy = copying->make(entry.local);
     }
     entry.size_bytes = file_identify(entry.source()).size_bytes;
-    rehearse(entry);
-    const int64_t id = store_t::open(paths).add(entry, upload_server(entry));
+    const options_t upload = upload_options(entry, "");
+    rehearse(upload, entry);
+    const int64_t id = store_t::open(paths).add(entry, upload_server(upload));
     if (copying)
         copying->keep();
     const std::string number = std::to_string(id);

@@ -17,21 +17,15 @@ static void check_size(const entry_t &entry, const file_identity_t &file)
                                         " when it was added");
 }
 
-// The rest of another file must not be appended.
-static entry_t resumable_only_if_same(entry_t entry, const std::string &identity)
-{
-    entry.resumable = entry.resumable && entry.identity == identity;
-    return entry;
-}
-
 attempt_t::attempt_t(const ftpclient_t *client, const std::string &socket, const entry_t &entry)
+    : entry_(entry), options_(upload_options(entry, socket)), place_(upload_place(options_))
 {
     file_check_upload(entry.source());
     const file_identity_t file = file_identify(entry.source());
     check_size(entry, file);
     identity_ = file.text;
-    entry_ = resumable_only_if_same(entry, identity_);
-    options_ = upload_options(entry_, socket);
+    // The rest of another file must not be appended, nor the rest of this one to another.
+    options_.resume = options_.resume && entry.identity == identity_ && entry.place == place_;
     job_ = upload_job(options_, entry_);
     upload_log_in(job_, options_);
     ftpclient_call_t *call = nullptr;

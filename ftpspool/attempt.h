@@ -24,13 +24,17 @@ class attempt_t
 {
 public:
     // Begins; step() is to be called at once. Throws failure for what makes the entry fail at once: no local
-    // file or a shorter one than when it was added, a refused name, no password.
+    // file or a shorter one than when it was added, a refused name, no password, a profile that is wrong or
+    // gone; and for a credential that is missing, which may pass (verdict.h).
     attempt_t(const ftpclient_t *client, const std::string &socket, const entry_t &entry);
 
     const entry_t &entry() const { return entry_; }
 
     // Of the local file at the start (file_identity.h).
     const std::string &identity() const { return identity_; }
+
+    // Where the file is sent to (upload_job.h).
+    const std::string &place() const { return place_; }
 
     // Readable (poll) when step() has something to do.
     int fd() const { return ftpclient_call_fd(call_.get()); }
@@ -52,6 +56,7 @@ private:
     entry_t entry_;
     options_t options_;
     std::string identity_;
+    std::string place_;
     job_t job_;
     call_t call_;
     attempt_end_t end_;

@@ -1,4 +1,5 @@
 #include "ftpctl/duration.h"
+#include "ftpctl/profile.h"
 #include "ftpctl/statuses.h"
 #include "ftpspool/shown.h"
 #include "ftpspool/spool_commands.h"
@@ -13,7 +14,7 @@ constexpr int64_t PRIORITY_MOST = 1000;
 
 constexpr const char *FOOTER =
     R"(URLs are those of ftpctl(1); one that ends in '/' is a folder and gets the file's name. Passwords come from files
-alone. DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d. The manual, ftpspool(1), tells more.
+and credentials alone. DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d. The manual, ftpspool(1), tells more.
 
 Exit statuses are those of ftpctl(1): 0 done, 1 a local file or the database failed, 2 usage, 6 no such entry.
 )";
@@ -50,8 +51,27 @@ static void add_text(CLI::App *command, const char *option, std::string &value, 
     command->add_option(option, value, description)->type_name(kind);
 }
 
+// With a profile the URL may be left out.
+static void add_profile(CLI::App *command, target_t &target)
+{
+    command
+        ->add_option_function<std::string>(
+            "--profile",
+            [command, &target](const std::string &name) {
+                target.profile = name;
+                command->get_option("URL")->required(false);
+            },
+            "Profile of the server, read at each try; the URL is relative to the profile's, or left out")
+        ->type_name("NAME")
+        ->check(profile_name_fault);
+    command->add_option("--profiles", target.profiles, "Folder of the profiles")
+        ->type_name("DIR")
+        ->default_str(PROFILES_FOLDER);
+}
+
 static void add_target(CLI::App *command, target_t &target)
 {
+    add_profile(command, target);
     add_text(command, "--user", target.user, "NAME", "Login name, if the URL has none");
     add_text(command, "--password-file", target.password_file, "FILE",
              "File of mode 0600 whose first line is the password; read at each try");

@@ -22,13 +22,18 @@ enum class after_t { KEEP = 0, DELETE = 1, MOVE = 2 };
 
 // Where to, and how. Files are named by absolute paths.
 struct target_t {
-    std::string url;  // complete: names the remote file
-    std::string user; // "" where the URL names it
+    std::string url;  // names the remote file; relative to the profile's where there is one
+    std::string user; // "" where the URL or the profile names it
     std::string password_file;
     std::string pin;
     std::string proxy;
     std::string proxy_password_file;
     bool active = false;
+    std::string profile;  // its name (ftpctl/profile.h), read at each try; "": none
+    std::string profiles; // the folder of profiles
+
+    // The URL for people: "PROFILE:dir/file" with a profile.
+    std::string shown_url() const { return profile.empty() ? url : profile + ":" + url; }
 };
 
 struct entry_t {
@@ -52,6 +57,7 @@ struct entry_t {
     // The remote file holds the beginning of what `identity` stands for: the rest may be appended.
     bool resumable = false;
     std::string identity; // of the file at the start of the last try
+    std::string place;    // that this try sent it to: the profile may name another one by now
 
     int64_t ended_s = 0;
     std::string error;   // a name of ftpctl's exit statuses; "": none

@@ -53,11 +53,11 @@ int64_t store_t::first_arrived() const
     return query.number(0);
 }
 
-bool store_t::begin(int64_t id, const std::string &identity)
+bool store_t::begin(int64_t id, const std::string &identity, const std::string &place)
 {
-    return change("UPDATE entries SET state = 3, urged = 0, resumable = 0, identity = ?2 "
+    return change("UPDATE entries SET state = 3, urged = 0, resumable = 0, identity = ?2, place = ?3 "
                   "WHERE id = ?1 AND state IN (0, 1)",
-                  id, identity);
+                  id, identity, place);
 }
 
 void store_t::moved(int64_t id) { change("UPDATE entries SET resumable = 1 WHERE id = ?1", id); }

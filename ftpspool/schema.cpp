@@ -44,10 +44,13 @@ CREATE TABLE entries (
     proxy         TEXT NOT NULL,
     proxy_password_file TEXT NOT NULL,
     active        INTEGER NOT NULL,
+    profile       TEXT NOT NULL DEFAULT '',
+    profiles      TEXT NOT NULL DEFAULT '',
     after         INTEGER NOT NULL,
     move_to       TEXT NOT NULL,
     resumable     INTEGER NOT NULL DEFAULT 0,
     identity      TEXT NOT NULL DEFAULT '',
+    place         TEXT NOT NULL DEFAULT '',
     ended_s       INTEGER NOT NULL DEFAULT 0,
     error         TEXT NOT NULL DEFAULT '',
     message       TEXT NOT NULL DEFAULT ''

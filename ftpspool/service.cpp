@@ -95,20 +95,32 @@ void service_t::start(const ready_t &ready)
     const std::optional<entry_t> entry = store_.find(ready.id);
     if (!entry)
         return; // removed meanwhile
+    attempt_server_ = ready.server;
     try {
         attempt_ = std::make_unique<attempt_t>(client_.get(), options_.socket, *entry);
     } catch (const failure &error) {
-        metrics_.failed(status_find(error.status).name);
-        give_up(*entry, error.status, error.what());
+        settle_start(*entry, error);
         return;
     }
-    attempt_server_ = ready.server;
-    if (!store_.begin(entry->id, attempt_->identity())) {
+    if (!store_.begin(entry->id, attempt_->identity(), attempt_->place())) {
         attempt_.reset(); // removed or held meanwhile; nothing was sent, for that begins with the first step
         return;
     }
     told_.tell("sending", *entry, "");
     advance();
+}
+
+// What kept a try from beginning: nothing was sent. One that counts becomes a try by its begin.
+void service_t::settle_start(const entry_t &entry, const failure &why)
+{
+    const verdict_t verdict = verdict_before(why.status);
+    if (verdict == verdict_t::FINAL) {
+        metrics_.failed(status_find(why.status).name);
+        give_up(entry, why.status, why.what());
+        return;
+    }
+    if (store_.begin(entry.id, entry.identity, entry.place))
+        settle_failure(entry, {why.status, why.what(), verdict, false, entry.resumable});
 }
 
 // ---- The running one ----

@@ -60,6 +60,7 @@ private:
     void start(const ready_t &ready);
     void advance();
     void notice_wishes();
+    void settle_start(const entry_t &entry, const failure &why);
     void settle();
     void settle_failure(const entry_t &entry, const attempt_end_t &end);
     void pause(pauses_t &pauses, int64_t key, const entry_t &entry, const std::string &why);

@@ -31,7 +31,7 @@ std::string shown_line(const entry_t &entry)
     char head[64];
     snprintf(head, sizeof head, "%6lld  %-8s %9s  ", static_cast<long long>(entry.id),
              state_name(entry.state), text_size(static_cast<double>(entry.size_bytes)).c_str());
-    const std::string line = head + entry.local + " -> " + entry.target.url;
+    const std::string line = head + entry.local + " -> " + entry.target.shown_url();
     return entry.message.empty() ? line : line + " (" + entry.message + ")";
 }
 
@@ -51,6 +51,8 @@ std::string shown_facts(const entry_t &entry)
     add("copy", entry.copy);
     add("size", std::to_string(entry.size_bytes) + " bytes");
     add("remote", target.url);
+    add("profile", target.profile);
+    add("profiles", target.profiles);
     add("user", target.user);
     add("password file", target.password_file);
     add("pin", target.pin);
@@ -79,6 +81,8 @@ std::string shown_json(const entry_t &entry)
         .text_or_null("copy", entry.copy)
         .number("size_bytes", entry.size_bytes)
         .text("url", target.url)
+        .text_or_null("profile", target.profile)
+        .text_or_null("profiles", target.profiles)
         .text_or_null("user", target.user)
         .text_or_null("password_file", target.password_file)
         .text_or_null("pin", target.pin)

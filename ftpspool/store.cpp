@@ -10,8 +10,8 @@ constexpr int CACHE_KIB = 256;
 // What entry_from() reads, in its order.
 #define COLUMNS                                                                                                     \
     "id, state, priority, added_s, not_before_s, expires_s, tries_most, tries, local, copy, original, size_bytes, " \
-    "url, user, password_file, pin, proxy, proxy_password_file, active, after, move_to, urged, resumable, "         \
-    "identity, ended_s, error, message"
+    "url, user, password_file, pin, proxy, proxy_password_file, active, profile, profiles, after, move_to, urged, " \
+    "resumable, identity, place, ended_s, error, message"
 
 static entry_t entry_from(const statement_t &row)
 {
@@ -31,12 +31,13 @@ static entry_t entry_from(const statement_t &row)
     entry.copy = text();
     entry.original = text();
     entry.size_bytes = number();
-    entry.target = {text(), text(), text(), text(), text(), text(), number() != 0};
+    entry.target = {text(), text(), text(), text(), text(), text(), number() != 0, text(), text()};
     entry.after = static_cast<after_t>(number());
     entry.move_to = text();
     entry.urged = number() != 0;
     entry.resumable = number() != 0;
     entry.identity = text();
+    entry.place = text();
     entry.ended_s = number();
     entry.error = text();
     entry.message = text();
@@ -80,14 +81,15 @@ int64_t store_t::add(const entry_t &entry, const std::string &server)
         database_,
         "INSERT INTO entries (server, priority, added_s, not_before_s, expires_s, tries_most, local, "
         "copy, original, size_bytes, url, user, password_file, pin, proxy, proxy_password_file, active, "
-        "after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, ?6, ?7, ?8, "
-        "?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19)");
+        "profile, profiles, after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, "
+        "?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21)");
     const target_t &target = entry.target;
     insert
         .with(server, entry.priority, entry.added_s, entry.not_before_s, entry.expires_s, entry.tries_most,
               entry.local, entry.copy, entry.original, entry.size_bytes, target.url, target.user,
               target.password_file, target.pin, target.proxy, target.proxy_password_file,
-              int64_t{target.active}, static_cast<int64_t>(entry.after), entry.move_to)
+              int64_t{target.active}, target.profile, target.profiles, static_cast<int64_t>(entry.after),
+              entry.move_to)
         .run();
     const int64_t id = database_.last_id();
     transaction.commit();

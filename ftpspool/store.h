@@ -103,9 +103,9 @@ public:
     // An entry that has arrived, and whose local file is still to be cared for; 0: none.
     int64_t first_arrived() const;
 
-    // queued or waiting -> sending. Until moved() or the end of the try, the remote file is taken for
-    // spoiled.
-    bool begin(int64_t id, const std::string &identity);
+    // queued or waiting -> sending. Until moved() or the end of the try, the remote file, at `place`, is taken
+    // for spoiled.
+    bool begin(int64_t id, const std::string &identity, const std::string &place = "");
 
     // The whole file is being sent, and its first bytes are on their way.
     void moved(int64_t id);

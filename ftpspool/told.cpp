@@ -61,7 +61,7 @@ static json object_of(const char *event)
 static std::string line_of(const char *event, const entry_t &entry, const std::string &more)
 {
     const std::string line =
-        std::to_string(entry.id) + " " + event + ": " + entry.local + " -> " + entry.target.url;
+        std::to_string(entry.id) + " " + event + ": " + entry.local + " -> " + entry.target.shown_url();
     return more.empty() ? line : line + " (" + more + ")";
 }
 
@@ -85,6 +85,7 @@ void told_t::tell(const char *event, const entry_t &entry, const std::string &mo
     object["id"] = entry.id;
     object["local"] = entry.local;
     object["url"] = entry.target.url;
+    object["profile"] = entry.target.profile.empty() ? json(nullptr) : json(entry.target.profile);
     object["message"] = more;
     tell(event_of(object, line_of(event, entry, more)));
 }

@@ -1,64 +1,54 @@
 #include "ftpspool/upload_job.h"
 
-#include "ftpctl/failure.h"
+#include "ftpctl/profile.h"
 
-#include <cerrno>
-#include <cstring>
-#include <sys/stat.h>
+// False where the remote size cannot be asked for: neither resuming nor comparing works.
+static bool is_verifiable(const options_t &options)
+{
+    return options.proxy.empty() && !url_is_zixi(url_parse(options.url, url_names::A_SERVER));
+}
 
 options_t upload_options(const entry_t &entry, const std::string &socket)
 {
+    const target_t &target = entry.target;
     options_t options;
     options.command = "put";
     options.socket = socket;
-    options.url = entry.target.url;
-    if (!entry.target.user.empty())
-        options.user = entry.target.user;
-    options.password_file = entry.target.password_file;
-    options.pin = entry.target.pin;
-    options.proxy = entry.target.proxy;
-    options.proxy_password_file = entry.target.proxy_password_file;
-    options.active = entry.target.active;
+    options.url = target.url;
+    options.profile = target.profile;
+    options.profiles = target.profiles;
+    if (!target.user.empty())
+        options.user = target.user;
+    options.password = {target.password_file, "", true};
+    options.pin = target.pin;
+    options.proxy = target.proxy;
+    options.proxy_password = {target.proxy_password_file, "", true};
+    options.active = target.active;
     options.wait_turn = std::chrono::hours(24 * 3650); // the queue has time
-    options.verify = upload_is_verifiable(entry);
+    profile_apply(options);
+    options.verify = is_verifiable(options);
     options.resume = options.verify && entry.resumable;
     return options;
 }
 
 job_t upload_job(const options_t &options, const entry_t &entry)
 {
-    return request_build(options, FTPCLIENT_UPLOAD, url_parse(entry.target.url), entry.target.url,
-                         entry.source());
-}
-
-static void check_password_file(const std::string &path)
-{
-    struct stat status = {};
-    if (path.empty())
-        return;
-    if (stat(path.c_str(), &status) != 0)
-        throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
-    if (!S_ISREG(status.st_mode) || (status.st_mode & 077) != 0)
-        throw failure(STATUS_LOCAL,
-                      path + ": must be a regular file of mode 0600 or 0400, for it holds a password");
+    return request_build(options, FTPCLIENT_UPLOAD, url_parse(options.url), options.url, entry.source());
 }
 
 void upload_log_in(job_t &job, const options_t &options)
 {
-    check_password_file(options.password_file);
-    check_password_file(options.proxy_password_file);
     request_set_logins(job, logins_find(options, job.url));
 }
 
-bool upload_is_verifiable(const entry_t &entry)
+std::string upload_server(const options_t &options)
 {
-    return entry.target.proxy.empty() && !url_is_zixi(url_parse(entry.target.url));
+    const url_t url = url_parse(options.url);
+    const std::string scheme = options.url.substr(0, options.url.find("://"));
+    return scheme + "://" + request_user(options, url) + "@" + url.host + ":" + std::to_string(url.port);
 }
 
-std::string upload_server(const entry_t &entry)
+std::string upload_place(const options_t &options)
 {
-    const url_t url = url_parse(entry.target.url);
-    const std::string scheme = entry.target.url.substr(0, entry.target.url.find("://"));
-    return scheme + "://" + request_user(upload_options(entry, ""), url) + "@" + url.host + ":" +
-           std::to_string(url.port);
+    return upload_server(options) + "/" + url_parse(options.url).path;
 }

@@ -7,7 +7,8 @@
 
 #include <string>
 
-// The options by which `ftpctl put` would send the entry.
+// The options by which `ftpctl put` would send the entry, completed by its profile, which is read now. The URL
+// may still be a folder. Throws failure as profile_apply() does.
 options_t upload_options(const entry_t &entry, const std::string &socket);
 
 // The job without its logins. Throws failure for everything that the daemon would refuse, as `ftpctl put`
@@ -15,12 +16,11 @@ options_t upload_options(const entry_t &entry, const std::string &socket);
 job_t upload_job(const options_t &options, const entry_t &entry);
 
 // Adds the logins, with the passwords from their files, which must be regular files that only their owner can
-// read. Throws failure.
+// read, or from credentials. Throws failure.
 void upload_log_in(job_t &job, const options_t &options);
 
-// False where the remote size cannot be asked for, through a proxy and for Zixi: neither resuming nor
-// comparing works.
-bool upload_is_verifiable(const entry_t &entry);
-
 // A name by which the entries of one server are known: scheme, user, host and port.
-std::string upload_server(const entry_t &entry);
+std::string upload_server(const options_t &options);
+
+// The server and the remote path: what two tries that send to the same file have in common.
+std::string upload_place(const options_t &options);

@@ -23,7 +23,7 @@ constexpr verdict_t DAEMON = verdict_t::DAEMON;
 
 constexpr row_t VERDICTS[] = {
     // The command's own statuses
-    {STATUS_LOCAL, DAEMON}, // no descriptor, no memory: the local file itself is checked before
+    {STATUS_LOCAL, DAEMON}, // no descriptor, no memory: files are checked before
     {STATUS_USAGE, FINAL},  // a refused name
     {STATUS_NO_DAEMON, DAEMON},
     {STATUS_BUSY, DAEMON},
@@ -34,6 +34,7 @@ constexpr row_t VERDICTS[] = {
     {STATUS_DENIED, DAEMON},
     {STATUS_DIFFERENT, ENTRY},
     {STATUS_UNSEEN, FINAL},
+    {STATUS_CREDENTIAL, SERVER}, // until a start of the service that loads it; others need not wait
 
     // The daemon's results
     {STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED}, ENTRY},
@@ -88,3 +89,4 @@ std::vector<int> verdict_statuses()
     std::ranges::transform(VERDICTS, std::back_inserter(statuses), &row_t::status);
     return statuses;
 }
+verdict_t verdict_before(int status) { return status == STATUS_LOCAL ? FINAL : verdict_of(status); }

@@ -16,3 +16,6 @@ verdict_t verdict_of(int status);
 
 // All statuses of the table.
 std::vector<int> verdict_statuses();
+// The same for what kept a try from beginning, before the daemon was asked: there STATUS_LOCAL means the
+// entry's own file, its profile or a password's file.
+verdict_t verdict_before(int status);

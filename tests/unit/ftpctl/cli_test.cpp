@@ -95,7 +95,7 @@ TEST(CommandLine, AcceptsEveryOptionOfAPut)
         "put f u --user anna --password-file p --active --proxy [::1]:80 --pin sha1:00 --save-identity i "
         "--resume --verify --no-wait --no-overwrite --protocol 5 --proxy-password-file q --json --progress");
     EXPECT_EQ(options.user, "anna");
-    EXPECT_EQ(options.password_file, "p");
+    EXPECT_EQ(options.password.file, "p");
     EXPECT_TRUE(options.active);
     EXPECT_EQ(options.proxy, "[::1]:80");
     EXPECT_EQ(options.pin, "sha1:00");
@@ -103,12 +103,29 @@ TEST(CommandLine, AcceptsEveryOptionOfAPut)
     EXPECT_TRUE(options.resume);
     EXPECT_TRUE(options.verify);
     EXPECT_TRUE(options.progress);
-    EXPECT_EQ(options.proxy_password_file, "q");
+    EXPECT_EQ(options.proxy_password.file, "q");
     EXPECT_TRUE(options.no_wait);
     EXPECT_TRUE(options.no_overwrite);
     EXPECT_EQ(options.protocol, 5u);
     EXPECT_EQ(parsed("put f u --protocol 4").protocol, 4u);
     EXPECT_EQ(parsed("get u f --user ''").user, "") << "an empty user name is one";
+}
+
+TEST(CommandLine, NamesAProfileOfTheServer)
+{
+    EXPECT_EQ(parsed("get f").profile, "");
+    EXPECT_EQ(parsed("get f").profiles, "/etc/ftp_clientd/profiles");
+    for (const char *line : {"get f", "put a f", "info f", "identity f"}) {
+        const options_t options = parsed(line + std::string(" --profile cam --profiles p"));
+        EXPECT_EQ(options.profile, "cam") << line;
+        EXPECT_EQ(options.profiles, "p") << line;
+        EXPECT_EQ(options.url, "f") << line;
+    }
+    EXPECT_EQ(parsed("identity --profile cam").url, "");
+    for (const char *line :
+         {"identity", "get --profile cam", "info --profile cam", "put f --profile cam", "get f --profile a/b",
+          "get f --profile ''", "get f --profile .", "ping --profile cam"})
+        EXPECT_EQ(run(words_of(line)).status, 2) << line;
 }
 
 TEST(CommandLine, AWrongOneExitsWith2AndSaysWhy)

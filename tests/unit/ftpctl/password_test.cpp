@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using testing::AllOf;
@@ -21,10 +22,15 @@ protected:
     Password() { setenv("FTPCTL_PASSWORD", "from environment", 1); }
     ~Password() override { unsetenv("FTPCTL_PASSWORD"); }
 
-    std::string from_file(const std::string &content)
+    static std::string find(const std::string &file)
     {
-        return password_find(SERVER_PASSWORD, dir_.file("password", content), "anna@host");
+        return password_find(SERVER_PASSWORD, {file, "", false}, "anna@host");
     }
+    static std::string find_proxys(const std::string &file)
+    {
+        return password_find(PROXY_PASSWORD, {file, "", false}, "bert@proxy");
+    }
+    std::string from_file(const std::string &content) { return find(dir_.file("password", content)); }
 };
 
 } // namespace
@@ -40,19 +46,18 @@ TEST_F(Password, IsTheFirstLineOfItsFile)
 
 TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
 {
-    EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "from environment");
+    EXPECT_EQ(find(""), "from environment");
     setenv("FTPCTL_PASSWORD", "", 1);
-    EXPECT_EQ(password_find(SERVER_PASSWORD, "", "anna@host"), "");
+    EXPECT_EQ(find(""), "");
 }
 
 TEST_F(Password, AFileWithoutAPasswordIsOneClearLine)
 {
     EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
                 AllOf(StartsWith("2 "), HasSubstr("NUL")));
-    EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/nonexistent/p", "anna@host"); }),
+    EXPECT_EQ(failure_of([] { find("/nonexistent/p"); }),
               "1 --password-file /nonexistent/p: No such file or directory");
-    EXPECT_EQ(failure_of([] { password_find(SERVER_PASSWORD, "/", "anna@host"); }),
-              "1 --password-file /: Is a directory");
+    EXPECT_EQ(failure_of([] { find("/"); }), "1 --password-file /: Is a directory");
     const std::string endless = from_file(std::string(100000, 'x'));
     EXPECT_GT(endless.size(), 223u) << "must be too long for the request, which then refuses it";
     EXPECT_LT(endless.size(), 100000u);
@@ -69,11 +74,11 @@ TEST_F(Password, IsRemovedFromTheEnvironment)
 TEST_F(Password, OfTheProxyHasAFileAndAVariableOfItsOwn)
 {
     setenv("FTPCTL_PROXY_PASSWORD", "of the proxy", 1);
-    EXPECT_EQ(password_find(PROXY_PASSWORD, "", "bert@proxy"), "of the proxy");
+    EXPECT_EQ(find_proxys(""), "of the proxy");
     EXPECT_EQ(getenv("FTPCTL_PROXY_PASSWORD"), nullptr);
     EXPECT_STREQ(getenv("FTPCTL_PASSWORD"), "from environment");
-    EXPECT_EQ(password_find(PROXY_PASSWORD, dir_.file("p", "in a file\n"), "bert@proxy"), "in a file");
-    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "/nonexistent/p", "bert@proxy"); }),
+    EXPECT_EQ(find_proxys(dir_.file("p", "in a file\n")), "in a file");
+    EXPECT_EQ(failure_of([] { find_proxys("/nonexistent/p"); }),
               "1 --proxy-password-file /nonexistent/p: No such file or directory");
 }
 
@@ -83,10 +88,50 @@ TEST_F(Password, BothMayComeFromStandardInputAndNoFileIsNoPassword)
     const int file = open(dir_.file("both", "first\nsecond\n").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(dup2(file, STDIN_FILENO), STDIN_FILENO);
     close(file);
-    EXPECT_EQ(failure_of([] { password_find(PROXY_PASSWORD, "", "bert@proxy"); }),
+    EXPECT_EQ(failure_of([] { find_proxys(""); }),
               "2 no password for bert@proxy: use --proxy-password-file or FTPCTL_PROXY_PASSWORD");
-    EXPECT_EQ(password_find(SERVER_PASSWORD, "-", "anna@host"), "first");
-    EXPECT_EQ(password_find(PROXY_PASSWORD, "-", "bert@proxy"), "second");
+    EXPECT_EQ(find("-"), "first");
+    EXPECT_EQ(find_proxys("-"), "second");
     dup2(before, STDIN_FILENO);
     close(before);
+}
+
+TEST_F(Password, OfAFileThatMustBePrivateIsReadFromNoOther)
+{
+    const std::string file = dir_.file("password", "secret\n");
+    const auto find_private = [](const std::string &path) {
+        return password_find(SERVER_PASSWORD, {path, "", true}, "anna@host");
+    };
+    for (const mode_t mode : {0600, 0400}) {
+        chmod(file.c_str(), mode);
+        EXPECT_EQ(find_private(file), "secret");
+    }
+    for (const mode_t mode : {0604, 0640, 0666}) {
+        chmod(file.c_str(), mode);
+        EXPECT_EQ(failure_of([&] { find_private(file); }),
+                  "1 " + file + ": must be a regular file of mode 0600 or 0400, for it holds a password");
+    }
+    EXPECT_EQ(find(file), "secret");
+    for (const char *other : {"/dev/null", "/proc"})
+        EXPECT_THAT(failure_of([&] { find_private(other); }), HasSubstr("must be a regular file"));
+    EXPECT_EQ(failure_of([&] { find_private("-"); }), "1 -: No such file or directory");
+}
+
+TEST_F(Password, OfACredentialIsTheFirstLineOfItsFile)
+{
+    const auto find_credential = [](const password_names_t &names) {
+        return password_find(names, {"", "camera", true}, "anna@host");
+    };
+    unsetenv("CREDENTIALS_DIRECTORY");
+    EXPECT_EQ(
+        failure_of([&] { find_credential(SERVER_PASSWORD); }),
+        "14 credential camera: CREDENTIALS_DIRECTORY is not set; load it with LoadCredential=camera:FILE "
+        "in the systemd unit");
+    setenv("CREDENTIALS_DIRECTORY", dir_.path.c_str(), 1);
+    EXPECT_EQ(failure_of([&] { find_credential(PROXY_PASSWORD); }),
+              "14 credential camera: " + dir_ / "camera" + ": No such file or directory");
+    dir_.file("camera", "secret\nmore\n");
+    EXPECT_EQ(find_credential(SERVER_PASSWORD), "secret");
+    EXPECT_EQ(find_credential(PROXY_PASSWORD), "secret");
+    unsetenv("CREDENTIALS_DIRECTORY");
 }

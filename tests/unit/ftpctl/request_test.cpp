@@ -161,7 +161,7 @@ TEST(Request, TheUserComesFromTheOptionOrTheUrl)
 TEST(Request, AProxysPasswordNeedsItsUser)
 {
     options_t options = options_for("ftp://h/f");
-    options.proxy_password_file = "/dev/null";
+    options.proxy_password.file = "/dev/null";
     for (const char *proxy : {"", "proxy"}) {
         options.proxy = proxy;
         EXPECT_EQ(failure_of([&] { logins_find(options, url_parse("ftp://h/f")); }),

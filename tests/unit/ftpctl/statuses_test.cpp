@@ -54,7 +54,7 @@ TEST(Status, EachPossibleOneIsInTheTable)
     std::set<int> given;
     for (int error = FTPCLIENT_ERR_READ_ONLY; error <= FTPCLIENT_OK; error++)
         given.insert(status_of(error, FTPCLIENT_CAUSE_NONE));
-    for (const int status : {STATUS_NO_FILE, STATUS_EXEC})
+    for (const int status : {STATUS_NO_FILE, STATUS_EXEC, STATUS_CREDENTIAL})
         given.insert(status);
     for (int result = 1; result <= FTPCLIENT_RESULT_REMOTE_FILE_EXISTS; result++) {
         if (std::string(ftpclient_result_name(result)) != "unknown result")

@@ -11,6 +11,8 @@ using testing::AllOf;
 namespace
 {
 
+constexpr const char *PLACE = "ftp://anna@host:21/f";
+
 class Attempt : public Spool
 {
 protected:
@@ -109,6 +111,7 @@ TEST_F(Attempt, AppendsTheRestWhereTheBeginningIsTheSameFiles)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
+    entry.place = PLACE;
     fake_daemon daemon(uploading({whole()}));
     // What the first look-up finds: four bytes.
     fake_daemon four([script = script_of({idle()})](const message_t &message) mutable {
@@ -134,10 +137,53 @@ TEST_F(Attempt, AppendsTheRestWhereTheBeginningIsTheSameFiles)
     EXPECT_EQ(daemon.commands().at(1), uint32_t{COMMAND_UPLOAD});
 }
 
+TEST_F(Attempt, LooksForItsBeginningInTheSamePlaceOnly)
+{
+    const struct {
+        const char *url;
+        const char *user;
+        bool is_same;
+    } rows[] = {
+        {"ftp://host", "anna", true},     {"ftp://other", "anna", false}, {"ftp://host:2121", "anna", false},
+        {"ftpes://host/", "anna", false}, {"ftp://host", "bob", false},   {"ftp://host/dir", "anna", false},
+    };
+    entry = entry_by_profile("f");
+    entry.resumable = true;
+    entry.identity = file_identify(file).text;
+    entry.place = PLACE;
+    for (const auto &row : rows) {
+        fake_daemon daemon(uploading({whole()}));
+        profile(std::string("url = ") + row.url + "\nuser = " + row.user + "\npassword-file = " + password);
+        run(daemon);
+        const uint32_t first = daemon.commands().at(1);
+        EXPECT_EQ(first == COMMAND_DL_FILE_INFO, row.is_same) << row.url << " " << row.user;
+    }
+}
+
+TEST_F(Attempt, ReadsItsProfileEachTime)
+{
+    entry = entry_by_profile("dir/f");
+    profile("url = ftp://host/base\nuser = anna\npassword-file = " + password);
+    fake_daemon daemon(uploading({whole()}));
+    EXPECT_EQ(run(daemon).status, 0);
+    fill(password, "changed");
+    EXPECT_EQ(run(daemon).status, 0);
+    const std::vector<transfer_request_t> requests = daemon.requests(); // two uploads and their look-ups
+    EXPECT_STREQ(requests.at(0).password, "secret");
+    EXPECT_STREQ(requests.at(2).password, "changed");
+    EXPECT_STREQ(requests.at(2).remote_path, "base/dir/f");
+    profile("url = ftp://host\nuser = anna\npassword-credential = cam");
+    unsetenv("CREDENTIALS_DIRECTORY");
+    EXPECT_THAT(refusal(), StartsWith("14 credential cam: "));
+    std::filesystem::remove(dir / "cam.conf");
+    EXPECT_EQ(refusal(), "1 " + dir / "cam.conf" + ": No such file or directory");
+}
+
 TEST_F(Attempt, SendsNothingWhereAllHasArrived)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
+    entry.place = PLACE;
     fake_daemon daemon([script = script_of({idle()})](const message_t &message) mutable {
         if (message.command == COMMAND_DL_FILE_INFO) {
             script.states = {ended(3, 0, 0, 0)};
@@ -155,6 +201,7 @@ TEST_F(Attempt, KeepsTheBeginningWhenItFailsBeforeItAppends)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
+    entry.place = PLACE;
     fake_daemon daemon([script = script_of({idle()})](const message_t &message) mutable {
         if (message.command == COMMAND_DL_FILE_INFO)
             script.states = {failed(3, 16, 7)};

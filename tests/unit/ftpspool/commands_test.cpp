@@ -106,6 +106,74 @@ TEST_F(Commands, AddTakesAllThatAnEntryCanHave)
     EXPECT_EQ(found(2).target.proxy_password_file, password);
 }
 
+TEST_F(Commands, AddKeepsOfAProfileWhereItIs)
+{
+    profile("url = ftpes://host/base/\nuser = anna\npassword-file = " + password + "\nmode = active\n");
+    const std::vector<std::string> by_profile = {"--profile", "cam", "--profiles", dir.path.string()};
+    const auto add = [&](std::vector<std::string> words) {
+        words.insert(words.end(), by_profile.begin(), by_profile.end());
+        return run(words);
+    };
+    EXPECT_EQ(add({"add", file, "d%20e/f"}).out, "1\n");
+    EXPECT_EQ(add({"add", file, "d%20e/"}).out, "2\n");
+    EXPECT_EQ(add({"add", file, "."}).out, "3\n");
+    EXPECT_EQ(add({"add", file}).out, "4\n");
+    EXPECT_EQ(found(1).target.url, "d%20e/f");
+    EXPECT_EQ(found(2).target.url, "d%20e/a");
+    EXPECT_EQ(found(3).target.url, "a");
+    EXPECT_EQ(found(4).target.url, "a");
+    const target_t target = found(1).target;
+    EXPECT_EQ(target.profile, "cam");
+    EXPECT_EQ(target.profiles, dir.path.string());
+    EXPECT_EQ(target.user + target.password_file + target.pin + target.proxy, "");
+    EXPECT_FALSE(target.active);
+    EXPECT_THAT(run({"list"}).out, HasSubstr(file + " -> cam:d%20e/f\n"));
+    run({"add", file, "ftp://host/f", "--profiles", dir.path.string()});
+    EXPECT_EQ(found(5).target.profiles, "") << "it is of no profile";
+    const database_t raw(paths.database(), database_t::access_t::READ, 64);
+    EXPECT_EQ(raw.text("SELECT group_concat(name) FROM servers"),
+              "ftpes://anna@host:21,ftp://anonymous@host:21");
+}
+
+TEST_F(Commands, AddRefusesAProfileThatCouldNotBeUsed)
+{
+    const std::string folder = dir.path.string();
+    const auto refused = [&](const std::string &content, const std::vector<std::string> &more = {}) {
+        profile(content);
+        std::vector<std::string> words = {"add", file, "f", "--profile", "cam", "--profiles", folder};
+        words.insert(words.end(), more.begin(), more.end());
+        return refusal(words);
+    };
+    EXPECT_EQ(refused("url = ftp://host\nmode = fast\n"),
+              "2 ftpspool: " + dir / "cam.conf" + ": mode: must be passive or active\n");
+    EXPECT_EQ(refused("url = ftp://host\nuser = anna\n"),
+              "2 ftpspool: --password-file: is missing for anna@host\n");
+    EXPECT_EQ(refused("url = ftp://host\nproxy = anna@proxy\n"),
+              "2 ftpspool: --proxy-password-file: is missing\n");
+    EXPECT_EQ(refused("url = ftp://host\nuser = anna\npassword-file = /nonexistent\n"),
+              "1 ftpspool: /nonexistent: No such file or directory\n");
+    EXPECT_THAT(refused("url = ftp://host\nuser = " + std::string(40, 'x') + "\npassword-credential = c\n"),
+                StartsWith("2 ftpspool: user name: 40 bytes are too many"));
+    EXPECT_THAT(refused("url = ftp://host\n", {"--pin", "md5:" + std::string(32, '0')}), StartsWith("2 "));
+    EXPECT_EQ(refusal({"add", file, "f", "--profile", "none"}),
+              "1 ftpspool: /etc/ftp_clientd/profiles/none.conf: No such file or directory\n");
+    EXPECT_THAT(refusal({"add", file, "f", "--profile", "a/b"}), HasSubstr("must be a name that has no '/'"));
+    EXPECT_EQ(refusal({"add", file, "ftp://host/f", "--profile", "cam", "--profiles", folder}),
+              "2 ftpspool: URL: must be relative to the profile's, such as dir/file\n");
+    EXPECT_THAT(refusal({"add", file}), HasSubstr("URL is required"));
+    EXPECT_EQ(run({"list"}).out, "");
+}
+
+TEST_F(Commands, AddLeavesCredentialsToTheService)
+{
+    unsetenv("CREDENTIALS_DIRECTORY");
+    profile("url = ftp://host\nuser = anna\npassword-credential = c\nproxy = bob@proxy\n"
+            "proxy-password-credential = p\n");
+    const said_t said = run({"add", file, "f", "--profile", "cam", "--profiles", dir.path.string()});
+    EXPECT_EQ(said.err, "");
+    EXPECT_EQ(said.out, "1\n");
+}
+
 TEST_F(Commands, AddTakesTimesByTheLocalClock)
 {
     setenv("TZ", "UTC", 1);

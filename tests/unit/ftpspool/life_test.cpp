@@ -92,8 +92,9 @@ TEST_F(Life, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
 {
     store_t store = open();
     add(store);
-    EXPECT_TRUE(store.begin(1, "identity"));
+    EXPECT_TRUE(store.begin(1, "identity", "place"));
     EXPECT_EQ(store.find(1)->identity, "identity");
+    EXPECT_EQ(store.find(1)->place, "place");
     EXPECT_FALSE(store.find(1)->resumable);
     store.moved(1);
     EXPECT_TRUE(store.find(1)->resumable);

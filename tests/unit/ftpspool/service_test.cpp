@@ -178,6 +178,51 @@ TEST_F(Service, StopsAtOnceWhatCannotPass)
     EXPECT_EQ(hosts_of(daemon).size(), 1u);
 }
 
+TEST_F(Service, FailsAnEntryWhoseProfileIsGoneAndGoesOn)
+{
+    fake_daemon daemon(uploading({whole()}));
+    open().add(entry_by_profile("dir/f"), "one");
+    queue("two");
+    program service(words_of(daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::FAILED));
+    EXPECT_TRUE(comes_to_be(2, state_t::DONE));
+    EXPECT_EQ(open().find(1)->error, "local");
+    EXPECT_EQ(open().find(1)->tries, 0);
+    EXPECT_THAT(stop(service).out, HasSubstr("1 failed: " + file + " -> cam:dir/f (" + dir / "cam.conf" +
+                                             ": No such file or directory)\n"));
+}
+
+TEST_F(Service, WaitsForACredentialWithThatServersEntriesAlone)
+{
+    profile("url = ftp://one\nuser = anna\npassword-credential = cam\n");
+    fake_daemon daemon(uploading({whole()}));
+    open().add(entry_by_profile("f"), "one");
+    open().add(entry_by_profile("g"), "one");
+    queue("two");
+    {
+        store_t store = open(); // what is known of an earlier try stays known
+        store.begin(1, "identity", "place");
+        store.setback(1, {"broken", "", true, false, false});
+    }
+    program service(words_of(daemon, "1h"));
+    EXPECT_TRUE(comes_to_be(3, state_t::DONE));
+    EXPECT_TRUE(comes_to_be(1, state_t::WAITING));
+    const entry_t entry = *open().find(1);
+    EXPECT_EQ(entry.error, "no-credential");
+    EXPECT_EQ(entry.tries, 1);
+    EXPECT_TRUE(entry.resumable);
+    EXPECT_EQ(entry.identity + entry.place, "identityplace");
+    EXPECT_EQ(state_of_entry(open(), 2), state_t::QUEUED);
+    EXPECT_THAT(stop(service).out, HasSubstr("1 waiting: " + file + " -> cam:f (credential cam: "));
+    dir.file("cam", "secret\n");
+    program with_it(words_of(daemon), {"CREDENTIALS_DIRECTORY=" + dir.path.string()});
+    EXPECT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_TRUE(comes_to_be(2, state_t::DONE));
+    stop(with_it);
+    for (const transfer_request_t &request : daemon.requests())
+        EXPECT_STREQ(request.password, request.host == std::string("one") ? "secret" : "ftpctl@");
+}
+
 TEST_F(Service, GivesUpAfterTheLastTry)
 {
     fake_daemon daemon(uploading({nobody()}));

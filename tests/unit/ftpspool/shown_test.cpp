@@ -64,11 +64,23 @@ TEST_F(Shown, FactsAreThoseThatApply)
         EXPECT_THAT(facts, HasSubstr(line));
 }
 
+TEST_F(Shown, AnEntryOfAProfileNamesIt)
+{
+    const entry_t by_profile = entry_by_profile("dir/f");
+    EXPECT_THAT(shown_line(by_profile), EndsWith(file + " -> cam:dir/f"));
+    EXPECT_THAT(shown_facts(by_profile),
+                HasSubstr("\nremote: dir/f\nprofile: cam\nprofiles: " + dir.path.string() + "\n"));
+    const json object = json::parse(shown_json(by_profile));
+    EXPECT_EQ(object["url"], "dir/f");
+    EXPECT_EQ(object["profile"], "cam");
+    EXPECT_EQ(object["profiles"], dir.path.string());
+}
+
 TEST_F(Shown, JsonHasEveryKeyAndNullForWhatDoesNotApply)
 {
     entry.local = "/data/\xff";
     const json object = json::parse(shown_json(entry));
-    EXPECT_EQ(object.size(), 24u);
+    EXPECT_EQ(object.size(), 26u);
     EXPECT_EQ(object["id"], 7);
     EXPECT_EQ(object["state"], "queued");
     EXPECT_EQ(object["local"], "/data/\xEF\xBF\xBD");
@@ -77,8 +89,9 @@ TEST_F(Shown, JsonHasEveryKeyAndNullForWhatDoesNotApply)
     EXPECT_EQ(object["after"], "keep");
     EXPECT_EQ(object["added"], NOW_S);
     EXPECT_EQ(object["tries"], 0);
-    for (const char *key : {"error", "message", "copy", "user", "password_file", "pin", "proxy",
-                            "proxy_password_file", "tries_most", "move_to", "not_before", "expires", "ended"})
+    for (const char *key :
+         {"error", "message", "copy", "profile", "profiles", "user", "password_file", "pin", "proxy",
+          "proxy_password_file", "tries_most", "move_to", "not_before", "expires", "ended"})
         EXPECT_EQ(object[key], nullptr) << key;
 }
 

@@ -43,6 +43,21 @@ protected:
         return store.add(entry, server);
     }
 
+    // Writes the profile NAME into the test's folder.
+    void profile(const std::string &content, const std::string &name = "cam") const
+    {
+        fill(dir / (name + ".conf"), content);
+    }
+
+    // An entry for a URL below the profile's.
+    entry_t entry_by_profile(const std::string &url) const
+    {
+        entry_t entry = entry_to(url);
+        entry.target.profile = "cam";
+        entry.target.profiles = dir.path.string();
+        return entry;
+    }
+
     static state_t state_of_entry(const store_t &store, int64_t id) { return store.find(id)->state; }
 };
 

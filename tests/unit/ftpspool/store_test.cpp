@@ -23,7 +23,7 @@ entry_t full_entry()
     entry.copy = "/c";
     entry.original = "o";
     entry.size_bytes = int64_t{1} << 40;
-    entry.target = {"ftp://h/f", "u", "/pw", "sha1:00", "p:1", "/ppw", true};
+    entry.target = {"ftp://h/f", "u", "/pw", "sha1:00", "p:1", "/ppw", true, "p", "/profiles"};
     entry.after = after_t::MOVE;
     entry.move_to = "/m";
     return entry;
@@ -68,11 +68,13 @@ TEST_F(Store, KeepsAllOfAnEntry)
     EXPECT_EQ(found.target.proxy, entry.target.proxy);
     EXPECT_EQ(found.target.proxy_password_file, entry.target.proxy_password_file);
     EXPECT_TRUE(found.target.active);
+    EXPECT_EQ(found.target.profile, entry.target.profile);
+    EXPECT_EQ(found.target.profiles, entry.target.profiles);
     EXPECT_EQ(found.after, after_t::MOVE);
     EXPECT_EQ(found.move_to, entry.move_to);
     EXPECT_FALSE(found.urged);
     EXPECT_FALSE(found.resumable);
-    EXPECT_EQ(found.error + found.message + found.identity, "");
+    EXPECT_EQ(found.error + found.message + found.identity + found.place, "");
 }
 
 TEST_F(Store, GivesNoIdTwice)

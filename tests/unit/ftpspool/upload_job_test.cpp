@@ -83,11 +83,14 @@ TEST_F(UploadJob, ComparesSizesWhereTheyCanBeAskedFor)
 
 TEST_F(UploadJob, KnowsTheEntriesOfOneServer)
 {
-    EXPECT_EQ(upload_server(to_anna()), "ftp://anna@host:21");
-    EXPECT_EQ(upload_server(entry_to("ftp://host:2121/dir/f")), "ftp://anonymous@host:2121");
+    const auto server_of = [](const entry_t &entry) { return upload_server(upload_options(entry, "")); };
+    EXPECT_EQ(server_of(to_anna()), "ftp://anna@host:21");
+    EXPECT_EQ(server_of(entry_to("ftp://host:2121/dir/f")), "ftp://anonymous@host:2121");
     entry_t entry = entry_to("sftp://host/f");
     entry.target.user = "bob";
-    EXPECT_EQ(upload_server(entry), "sftp://bob@host:22");
+    EXPECT_EQ(server_of(entry), "sftp://bob@host:22");
+    profile("url = ftpes://host/dir\nuser = anna\n");
+    EXPECT_EQ(server_of(entry_by_profile("f")), "ftpes://anna@host:21");
 }
 
 TEST_F(UploadJob, SendsTheCopyWhereThereIsOne)
@@ -96,4 +99,37 @@ TEST_F(UploadJob, SendsTheCopyWhereThereIsOne)
     EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, file);
     entry.copy = "/spool/files/x";
     EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, "/spool/files/x");
+}
+
+TEST_F(UploadJob, KnowsThePlaceThatTriesHaveInCommon)
+{
+    const auto place_of = [](const entry_t &entry) { return upload_place(upload_options(entry, "")); };
+    EXPECT_EQ(place_of(to_anna()), "ftp://anna@host:21/f");
+    EXPECT_EQ(place_of(entry_to("ftp://host/a%20b/%2Ff")), "ftp://anonymous@host:21/a b//f");
+    profile("url = ftp://host/one\nuser = anna\n");
+    EXPECT_EQ(place_of(entry_by_profile("f")), "ftp://anna@host:21/one/f");
+    profile("url = ftp://host/two\nuser = bob\n");
+    EXPECT_EQ(place_of(entry_by_profile("f")), "ftp://bob@host:21/two/f");
+}
+
+TEST_F(UploadJob, ReadsTheProfileEachTime)
+{
+    const entry_t entry = entry_by_profile("d/f");
+    EXPECT_EQ(complaint_of(entry), "1 " + dir / "cam.conf" + ": No such file or directory");
+    profile("url = ftpes://host/base/\nuser = anna\npassword-file = " + password +
+            "\npin = sha1:" + std::string(40, 'a') + "\nmode = active\n");
+    const options_t options = upload_options(entry, "");
+    EXPECT_EQ(options.url, "ftpes://host/base/d/f");
+    EXPECT_EQ(options.user, "anna");
+    EXPECT_EQ(options.pin, "sha1:" + std::string(40, 'a'));
+    EXPECT_TRUE(options.active);
+    EXPECT_TRUE(options.verify);
+    EXPECT_EQ(upload_job(options, entry).shown_url, "ftpes://host/base/d/f");
+    EXPECT_EQ(complaint_of(entry), "");
+    chmod(password.c_str(), 0640);
+    EXPECT_THAT(complaint_of(entry), StartsWith("1 " + password + ": must be a regular file of mode 0600"));
+    profile("url = ftp://host/\nproxy = proxy\n");
+    EXPECT_FALSE(upload_options(entry, "").verify);
+    profile("url = ftp://host/\nmode = fast\n");
+    EXPECT_EQ(complaint_of(entry), "2 " + dir / "cam.conf" + ": mode: must be passive or active");
 }

@@ -37,6 +37,7 @@ TEST(Verdict, OfWhatMayPassSaysWhoPauses)
         {STATUS_DENIED, DAEMON},
         {STATUS_LOCAL, DAEMON},
         {STATUS_JOB + int{FTPCLIENT_RESULT_NO_MEMORY}, DAEMON},
+        {STATUS_CREDENTIAL, SERVER}, // a start of the service with it
         {STATUS_TIMEOUT, SERVER},
         {STATUS_JOB + int{FTPCLIENT_RESULT_TIMEOUT}, SERVER},
         {STATUS_JOB + int{FTPCLIENT_RESULT_NETWORK}, SERVER},
@@ -55,4 +56,16 @@ TEST(Verdict, OfWhatMayPassSaysWhoPauses)
     };
     for (const auto &[status, verdict] : rows)
         EXPECT_EQ(verdict_of(status), verdict) << status_find(status).name;
+}
+
+TEST(Verdict, BeforeATryHoldsLocalFilesAgainstTheEntry)
+{
+    const std::map<int, verdict_t> rows = {
+        {STATUS_LOCAL, FINAL}, // a profile, a password's file, the file itself
+        {STATUS_USAGE, FINAL},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_LOCAL_FILE}, FINAL},
+        {STATUS_CREDENTIAL, SERVER},
+    };
+    for (const auto &[status, verdict] : rows)
+        EXPECT_EQ(verdict_before(status), verdict) << status_find(status).name;
 }
