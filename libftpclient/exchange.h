@@ -10,7 +10,7 @@
 #include <sys/epoll.h>
 #include <sys/un.h>
 
-enum { FTPC_BATCH_MAX = 4, FTPC_BATCH_RETRY_MS = 10 };
+enum { FTPC_BATCH_MAX = 6, FTPC_BATCH_RETRY_MS = 10 };
 
 /* One request and its reply. */
 typedef struct ftpc_exchange {

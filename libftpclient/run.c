@@ -125,6 +125,16 @@ static void ask_for(ftpclient_call_t *call, uint32_t command)
     ftpc_batch_add(&call->batch, command, NULL, 0);
 }
 
+/* How many looks at a job, of so many requests each, are queued with its start. After a doubt as many as fit:
+ * on a busy device, where this program is woken late again and again, a job that ends within them is certain
+ * nevertheless. */
+static int looks_at_start(const ftpclient_call_t *call, int look_size)
+{
+    if (!call->run.wants_outcome)
+        return 0;
+    return call->run.doubts == 0 ? 1 : (FTPC_BATCH_MAX - call->batch.count) / look_size;
+}
+
 /* The requests for the job's state, and for what a file-information job found, are queued with its start, so
  * that no other program's request comes in between. Once a start was refused, a state request is queued
  * before it as well: in the pass that answers it, the daemon registers the end of an earlier job. */
@@ -139,10 +149,11 @@ static void ask_for_start(ftpclient_call_t *call)
     if (run->is_crowded)
         ask_for(call, COMMAND_GET_STATE);
     ftpc_batch_add(&call->batch, start_command(job), wire, sizeof *wire);
-    if (run->wants_outcome)
+    for (int looks = looks_at_start(call, job == FTPCLIENT_FILE_INFO ? 2 : 1); looks > 0; looks--) {
         ask_for(call, COMMAND_GET_STATE);
-    if (run->wants_outcome && job == FTPCLIENT_FILE_INFO)
-        ask_for(call, COMMAND_GET_FILE_INFO);
+        if (job == FTPCLIENT_FILE_INFO)
+            ask_for(call, COMMAND_GET_FILE_INFO);
+    }
 }
 
 /* The start was refused although the daemon ran no job in the pass before: it cannot start any. */

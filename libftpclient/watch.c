@@ -71,6 +71,20 @@ static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
         call->run.outcome.progress = state->progress;
 }
 
+/* The state that was queued directly after this certain one; 0 when there is none, or when another program may
+ * have been served before it. */
+static int state_after(ftpclient_call_t *call, int index)
+{
+    int next = index + 1;
+    if (call->run.evidence.job == FTPCLIENT_FILE_INFO && next < call->batch.count) {
+        const ftpc_look_t found = look_at(call, next); /* requested too early: costs only one pass */
+        if (!ftpc_evidence_follows(&call->run.evidence, &found))
+            return 0;
+        next++;
+    }
+    return next < call->batch.count ? next : 0;
+}
+
 FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
 {
     ftpc_run_t *run = &call->run;
@@ -83,10 +97,9 @@ FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
         keep_state(call, &state);
     if (!state.running)
         return has_ended(call, index);
-    if (verdict == FTPC_OWN && index + 1 < call->batch.count) { /* requested too early: costs only one pass */
-        const ftpc_look_t next = look_at(call, index + 1);
-        ftpc_evidence_follows(&run->evidence, &next);
-    }
+    const int next = verdict == FTPC_OWN ? state_after(call, index) : 0;
+    if (next != 0)
+        return ftpc_take_state(call, next);
     if (run->stop_result == 0 && is_silent(run))
         ftpc_run_stop(call, FTPCLIENT_ERR_SILENT);
     return ftpc_enter(call, FTPC_WATCH, run->stop_result != 0 ? 0 : FTPC_LOOK_MS);

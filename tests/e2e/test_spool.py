@@ -212,6 +212,19 @@ def test_other_programs_have_their_turns(daemon, vsftpd, local):
     ftpspool.wait_for("done")
     for path in paths:
         assert vsftpd.read(path.name) == path.read_bytes()
+    assert all(one["tries"] == 0 for one in ftpspool.entries())
+
+
+@pytest.mark.native("strace")
+def test_a_service_that_is_woken_late_each_time_fails_no_try(daemon, local):
+    """As on a device that is busy with other things."""
+    server = Vsftpd(local_max_rate=400_000)  # the upload still runs when its state is asked for first
+    Service(wrapper=("strace", "-f", "-o", "/dev/null", "-e", "trace=poll", "-e", "inject=poll:delay_exit=500000"))
+    path = make(local, "a", 100_000)
+    ftpspool.add(path)
+    ftpspool.wait_for("done")
+    assert server.read("a") == path.read_bytes()
+    assert ftpspool.entry(1)["tries"] == 0
 
 
 def test_a_file_that_became_shorter_is_neither_sent_nor_deleted(daemon, vsftpd, local):

@@ -1,5 +1,6 @@
 """ftpspool killed at every system call of its service, and over a line that breaks again and again."""
 
+import contextlib
 import os
 import re
 import signal
@@ -72,12 +73,24 @@ def test_the_service_may_be_killed_at_every_system_call(daemon, vsftpd, local):
     assert len(states) > 1, states
 
 
+def sessions_of(server):
+    return {process.pid for process in processes.processes() if process.name == "vsftpd" and process.pid != server.pid}
+
+
+def send(number, pids):
+    for pid in pids:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(pid, number)
+
+
 def break_sessions(server, ended):
-    """Ends what serves alice every second."""
+    """Ends what serves alice every second: all of it at once, for one half of a session answers 530 when the other has gone."""
     while not ended.wait(1):
-        for process in processes.processes():
-            if process.name == "vsftpd" and process.pid != server.pid:
-                os.kill(process.pid, signal.SIGKILL)
+        stopped = set()
+        while new := sessions_of(server) - stopped:
+            send(signal.SIGSTOP, new)
+            stopped |= new
+        send(signal.SIGKILL, stopped)
 
 
 @pytest.mark.timeout(3000)

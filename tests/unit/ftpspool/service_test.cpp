@@ -115,11 +115,13 @@ TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
     ASSERT_TRUE(comes_to_be(2, state_t::DONE)); // all commands still wait at the gate
     EXPECT_FALSE(std::filesystem::exists(dir / "events"));
     ASSERT_TRUE(service.has_printed("2 done: "));
-    service.signal(SIGTERM);
     const descriptor opened(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(write(opened.get(), "1\n2\n3\n4\n5\n", 10), 10);
-    EXPECT_EQ(service.wait().status, 0);
-    EXPECT_EQ(content_of(dir / "events"), "started\nsending 1\ndone 1\nsending 2\ndone 2\n");
+    const std::string all = "started\nsending 1\ndone 1\nsending 2\ndone 2\n";
+    for (int i = 0; i < 2000 && content_of(dir / "events") != all; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(content_of(dir / "events"), all); // while nothing else happens
+    EXPECT_EQ(stop(service).status, 0);
 }
 
 TEST_F(Service, KeepsItsFigures)
