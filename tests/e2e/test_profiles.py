@@ -118,10 +118,12 @@ def test_a_changed_password_holds_from_the_next_try_on(daemon, local):
     profile(password_file("wrong"), url="ftp://127.0.0.1")
     path = make(local, "a")
     number = add(path)
-    Service()
+    service = Service()
     wait_until(lambda: ftpspool.entry(number)["error"] == "nobody-listens", "the first try")
+    assert service.stop() == 0  # no try is under way that has read the wrong one
     password_file("secret")
     server = Vsftpd()
+    service.start()
     ftpspool.wait_for("done")
     assert server.read("a") == path.read_bytes()
     assert ftpspool.entry(number)["tries"] >= 1
