@@ -8,6 +8,8 @@
 #include "ftpspool/copies.h"
 #include "ftpspool/takeover.h"
 
+#include <algorithm>
+
 constexpr int64_t DAEMON = 0; // key of the only daemon's pauses
 constexpr int64_t DAEMON_PAUSE_MS = 1000;
 constexpr int64_t LONGEST_DAEMON_PAUSE_MS = 30000;
@@ -25,8 +27,9 @@ service_t::service_t(const service_options_t &options)
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
-      told_(options.json)
+      told_(options.json), hot_folders_(store_, told_)
 {
+    wakeups_.wait_also_for(hot_folders_.fd());
     store_.recover();
     copies_sweep(store_);
 }
@@ -38,6 +41,7 @@ void service_t::run()
     interrupts_catch();
     told_.tell_start(store_.counts());
     for (;;) {
+        hot_folders_.step(steady_ms());
         if (!attempt_)
             start_next();
         // A signal that comes from here on ends the wait: its descriptor stays readable.
@@ -46,13 +50,21 @@ void service_t::run()
             return;
         if (is_ending)
             attempt_->stop();
-        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(),
-                      attempt_ ? 0 : wake_ms_, attempt_ ? 0 : store_.next_time(wall_s()));
+        wakeups_.wait(attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), next_wake_ms(),
+                      attempt_ ? 0 : store_.next_time(wall_s()));
         if (wakeups_.is_database_gone())
             throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
         if (attempt_)
             advance();
     }
+}
+
+int64_t service_t::next_wake_ms() const
+{
+    const int64_t folders_ms = hot_folders_.wake_ms();
+    if (attempt_ || wake_ms_ == 0)
+        return folders_ms;
+    return folders_ms == 0 ? wake_ms_ : std::min(wake_ms_, folders_ms);
 }
 
 // ---- The next entry ----

@@ -4,6 +4,7 @@
 #include "ftpctl/handles.h"
 #include "ftpspool/attempt.h"
 #include "ftpspool/choice.h"
+#include "ftpspool/hot_folders.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
 #include "ftpspool/told.h"
@@ -44,12 +45,14 @@ private:
     pauses_t daemon_pauses_; // of the one daemon
     chooser_t chooser_;
     told_t told_;
+    hot_folders_t hot_folders_;
     std::unique_ptr<attempt_t> attempt_;
     int64_t attempt_server_ = 0;
     int64_t wake_ms_ = 0;
 
     double random();
     void care_for_arrived();
+    int64_t next_wake_ms() const;
     void start_next();
     void start(const ready_t &ready);
     void advance();

@@ -75,6 +75,13 @@ void store_t::inspect() const
 int64_t store_t::add(const entry_t &entry, const std::string &server)
 {
     transaction_t transaction(database_);
+    const int64_t id = insert(entry, server);
+    transaction.commit();
+    return id;
+}
+
+int64_t store_t::insert(const entry_t &entry, const std::string &server) const
+{
     statement_t(database_, "INSERT OR IGNORE INTO servers (name) VALUES (?1)").with(server).run();
     statement_t insert(
         database_,
@@ -89,9 +96,7 @@ int64_t store_t::add(const entry_t &entry, const std::string &server)
               target.password_file, target.pin, target.proxy, target.proxy_password_file,
               int64_t{target.active}, static_cast<int64_t>(entry.after), entry.move_to)
         .run();
-    const int64_t id = database_.last_id();
-    transaction.commit();
-    return id;
+    return database_.last_id();
 }
 
 std::optional<entry_t> store_t::find(int64_t id) const

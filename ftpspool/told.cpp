@@ -46,3 +46,17 @@ void told_t::tell_start(const std::array<int64_t, 7> &counts) const
     }
     print(json_ ? object.dump() : "started (" + (list.empty() ? "no entries" : list) + ")");
 }
+
+void told_t::tell_watch(const char *event, int64_t watch, const std::string &folder,
+                        const std::string &why) const
+{
+    const json object = {{"event", event},
+                         {"time", static_cast<int64_t>(time(nullptr))},
+                         {"watch", watch},
+                         {"folder", folder},
+                         {"message", why}};
+    const std::string line = "watch " + std::to_string(watch) + " " + event + ": " + folder;
+    print(json_         ? object.dump(-1, ' ', false, json::error_handler_t::replace)
+          : why.empty() ? line
+                        : line + " (" + why + ")");
+}

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -68,11 +69,8 @@ void wakeups_t::wait(int fd, int signal_fd, int64_t steady_ms, int64_t wall_s)
     constexpr int64_t FAR_S = int64_t{1} << 33;
     arm(steady_, TFD_TIMER_ABSTIME, steady_ms / 1000, steady_ms % 1000 * 1000000);
     arm(wall_, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, wall_s == 0 ? FAR_S : wall_s, 0);
-    pollfd waiting[] = {{fd, POLLIN, 0},
-                        {changes_.get(), POLLIN, 0},
-                        {steady_.get(), POLLIN, 0},
-                        {wall_.get(), POLLIN, 0},
-                        {signal_fd, POLLIN, 0}};
-    poll(waiting, 5, -1);
+    pollfd waiting[] = {{fd, POLLIN, 0},          {changes_.get(), POLLIN, 0}, {steady_.get(), POLLIN, 0},
+                        {wall_.get(), POLLIN, 0}, {signal_fd, POLLIN, 0},      {more_, POLLIN, 0}};
+    poll(waiting, std::size(waiting), -1);
     drain();
 }

@@ -24,6 +24,9 @@ public:
     // steady clock is at `steady_ms` or the wall clock at `wall_s` (0: never), or the wall clock was set.
     void wait(int fd, int signal_fd, int64_t steady_ms, int64_t wall_s);
 
+    // From now on wait() also returns when `fd` is readable.
+    void wait_also_for(int fd) { more_ = fd; }
+
     // True when the path leads to another file, or to none.
     bool is_database_gone() const;
 
@@ -33,6 +36,7 @@ private:
     descriptor changes_;
     descriptor steady_;
     descriptor wall_;
+    int more_ = -1;
 
     void drain();
 };

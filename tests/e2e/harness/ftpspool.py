@@ -57,6 +57,13 @@ def add(local, url=ALICE, *options):
     return int(outcome.out)
 
 
+def watch(folder, url=ALICE, *options):
+    """The watch's id."""
+    outcome = run("watch", folder, url, "--password-file", password(), *options)
+    assert outcome.status == 0, outcome
+    return int(outcome.out)
+
+
 def entry(number):
     return run("show", "--json", number).json
 
