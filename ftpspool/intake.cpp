@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fnmatch.h>
+#include <sys/statvfs.h>
 
 // Looked for with each file that is taken, so that the files that have gone do not add up.
 constexpr int64_t SWEPT_AT_ONCE = 4;
@@ -81,11 +82,19 @@ bool intake_t::offer(const std::string &path)
     return watches_.has_seen(watch_.id, path, file_identity(status).text) || queue(path, status);
 }
 
+// A card that is not there has not lost its files.
+static std::string file_system_of(const std::string &folder)
+{
+    struct statvfs status = {};
+    statvfs(folder.c_str(), &status);
+    return std::to_string(status.f_fsid);
+}
+
 // The entry is made of what the file was without writers: whoever writes it later makes another one of it.
 bool intake_t::queue(const std::string &path, const struct stat &status)
 {
     const file_identity_t identity = file_identity(status);
-    taken_t file = {path, identity.text, entry_for(path, status), ""};
+    taken_t file = {path, file_system_of(watch_.folder), identity.text, entry_for(path, status), ""};
     std::optional<copying_t> copying;
     try {
         file.server = upload_server(file.entry);
@@ -99,7 +108,7 @@ bool intake_t::queue(const std::string &path, const struct stat &status)
     }
     if (watch_.copies && !file_is_still(file.entry.local, identity.text))
         return false;
-    const std::optional<int64_t> id = watches_.take(watch_.id, file, some_gone());
+    const std::optional<int64_t> id = watches_.take(watch_.id, file, some_gone(file.file_system));
     if (!id)
         return true;
     if (copying)
@@ -111,9 +120,9 @@ bool intake_t::queue(const std::string &path, const struct stat &status)
     return true;
 }
 
-std::vector<std::string> intake_t::some_gone()
+std::vector<std::string> intake_t::some_gone(const std::string &file_system)
 {
-    std::vector<std::string> paths = watches_.seen_behind(watch_.id, swept_, SWEPT_AT_ONCE);
+    std::vector<std::string> paths = watches_.seen_behind(watch_.id, file_system, swept_, SWEPT_AT_ONCE);
     swept_ = static_cast<int64_t>(paths.size()) < SWEPT_AT_ONCE ? "" : paths.back();
     std::erase_if(paths, [this](const std::string &path) {
         struct stat status = {};

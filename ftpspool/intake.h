@@ -33,6 +33,6 @@ private:
     bool wants(const std::string &path) const;
     entry_t entry_for(const std::string &path, const struct stat &status) const;
     bool queue(const std::string &path, const struct stat &status);
-    std::vector<std::string> some_gone();
+    std::vector<std::string> some_gone(const std::string &file_system);
     bool complain(const std::string &why);
 };

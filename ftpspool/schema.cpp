@@ -75,6 +75,7 @@ CREATE TABLE watches (
 CREATE TABLE seen (
     watch         INTEGER NOT NULL REFERENCES watches (id),
     path          TEXT NOT NULL,
+    file_system   TEXT NOT NULL,
     identity      TEXT NOT NULL,
     entry         INTEGER NOT NULL,
     PRIMARY KEY (watch, path)

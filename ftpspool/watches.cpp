@@ -110,19 +110,21 @@ std::optional<int64_t> watches_t::take(int64_t watch, const taken_t &file,
         .with(watch, file.path)
         .run();
     const int64_t id = store_->insert(file.entry, file.server);
-    statement("INSERT OR REPLACE INTO seen (watch, path, identity, entry) VALUES (?1, ?2, ?3, ?4)")
-        .with(watch, file.path, file.identity, id)
+    statement("INSERT OR REPLACE INTO seen (watch, path, file_system, identity, entry) "
+              "VALUES (?1, ?2, ?3, ?4, ?5)")
+        .with(watch, file.path, file.file_system, file.identity, id)
         .run();
     transaction.commit();
     return id;
 }
 
-std::vector<std::string> watches_t::seen_behind(int64_t watch, const std::string &path, int64_t most) const
+std::vector<std::string> watches_t::seen_behind(int64_t watch, const std::string &file_system,
+                                                const std::string &path, int64_t most) const
 {
     std::vector<std::string> paths;
-    statement_t query =
-        statement("SELECT path FROM seen WHERE watch = ?1 AND path > ?2 ORDER BY path LIMIT ?3");
-    query.with(watch, path, most);
+    statement_t query = statement("SELECT path FROM seen WHERE watch = ?1 AND file_system = ?2 AND path > ?3 "
+                                  "ORDER BY path LIMIT ?4");
+    query.with(watch, file_system, path, most);
     while (query.next())
         paths.emplace_back(query.text(0));
     return paths;

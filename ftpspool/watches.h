@@ -23,7 +23,8 @@ struct watch_t {
 
 // A file of a watch that becomes an entry.
 struct taken_t {
-    std::string path; // relative to the folder
+    std::string path;        // relative to the folder
+    std::string file_system; // that the folder was on then
     std::string identity;
     entry_t entry;
     std::string server;
@@ -53,8 +54,9 @@ public:
     std::optional<int64_t> take(int64_t watch, const taken_t &file,
                                 const std::vector<std::string> &gone) const;
 
-    // Up to `most` paths that are remembered, in their order, behind `path`.
-    std::vector<std::string> seen_behind(int64_t watch, const std::string &path, int64_t most) const;
+    // Up to `most` paths on that file system that are remembered, in their order, behind `path`.
+    std::vector<std::string> seen_behind(int64_t watch, const std::string &file_system,
+                                         const std::string &path, int64_t most) const;
 
 private:
     const store_t *store_;

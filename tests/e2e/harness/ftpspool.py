@@ -59,7 +59,8 @@ def add(local, url=ALICE, *options):
 
 def watch(folder, url=ALICE, *options):
     """The watch's id."""
-    outcome = run("watch", folder, url, "--password-file", password(), *options)
+    login = ("--password-file", password()) if "alice@" in url else ()
+    outcome = run("watch", folder, url, *login, *options)
     assert outcome.status == 0, outcome
     return int(outcome.out)
 

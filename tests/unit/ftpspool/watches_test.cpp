@@ -22,7 +22,7 @@ protected:
     std::optional<int64_t> take(int64_t watch, const std::string &path, const std::string &identity,
                                 const std::vector<std::string> &gone = {}, const std::string &copy = "") const
     {
-        taken_t taken = {path, identity, entry_to("ftp://h/" + path), "one"};
+        taken_t taken = {path, "fs", identity, entry_to("ftp://h/" + path), "one"};
         taken.entry.copy = copy;
         return watches.take(watch, taken, gone);
     }
@@ -106,10 +106,11 @@ TEST_F(Watches, ForgetFilesThatHaveGone)
     const int64_t one = add_watch();
     for (const char *path : {"a", "b", "c", "d"})
         take(one, path, "x");
-    EXPECT_THAT(watches.seen_behind(one, "", 2), ElementsAre("a", "b"));
-    EXPECT_THAT(watches.seen_behind(one, "b", 9), ElementsAre("c", "d"));
+    EXPECT_THAT(watches.seen_behind(one, "fs", "", 2), ElementsAre("a", "b"));
+    EXPECT_THAT(watches.seen_behind(one, "fs", "b", 9), ElementsAre("c", "d"));
+    EXPECT_THAT(watches.seen_behind(one, "another card", "", 9), IsEmpty());
     take(one, "e", "x", {"b", "d"});
-    EXPECT_THAT(watches.seen_behind(one, "", 9), ElementsAre("a", "c", "e"));
+    EXPECT_THAT(watches.seen_behind(one, "fs", "", 9), ElementsAre("a", "c", "e"));
 }
 
 // What the earlier one would send is the new content as well.
