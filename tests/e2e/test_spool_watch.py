@@ -1,6 +1,5 @@
 """ftpspool's watched folders with the real daemon and a real server: each file that comes arrives, and is queued once."""
 
-import collections
 import os
 import pathlib
 import re
@@ -258,23 +257,13 @@ def entries_of(folder):
     return [one for one in ftpspool.entries() if one["local"].startswith(f"{folder}/")]
 
 
-def calls_of(log):
-    """(name, its number among those of that name) for each call."""
-    counts = collections.Counter()
-    for name in re.findall(r"^\d+ +(\w+)\(", log.read_text(), re.MULTILINE):
-        counts[name] += 1
-        yield name, counts[name]
-
-
 @pytest.mark.native("strace")
 @pytest.mark.timeout(1200)
 def test_the_service_may_be_killed_while_files_come(daemon, vsftpd, local):
     trial(vsftpd, local / "whole", "none", "strace", "-f", "-o", str(LOG), "-e", f"trace={CALLS}")
-    calls = list(calls_of(LOG))
+    calls = power.numbered_calls(LOG)
     assert len(calls) > 200
     killed = 0
     for point in range(1, len(calls), max(1, len(calls) // POINTS)):
-        name, number = calls[point]
-        wrapper = ("strace", "-f", "-o", "/dev/null", "-e", f"trace={name}", "-e", f"inject={name}:signal=KILL:when={number}")
-        killed += trial(vsftpd, local / f"p{point}", (point, name, number), *wrapper)
+        killed += trial(vsftpd, local / f"p{point}", (point, calls[point]), *power.killed_at(*calls[point]))
     assert killed > POINTS / 2  # the last calls are those of its end
