@@ -77,6 +77,18 @@ TEST_F(ServiceWatch, NoticesWatchesThatComeAndGo)
     EXPECT_THAT(stop(running), testing::Not(HasSubstr("/in/b")));
 }
 
+TEST_F(ServiceWatch, ShowsWhatTheDaemonRefusesAsAFailedEntry)
+{
+    fill(in("a#"), "0123456789");
+    watch(root);
+    program running = service();
+    ASSERT_TRUE(running.has_printed("1 failed: " + in("a#") + " -> ftp://one/a%23"));
+    fill(in("b"), "0123456789");
+    ASSERT_TRUE(running.has_printed("2 done: "));
+    EXPECT_EQ(open().find(1)->error, "usage");
+    stop(running);
+}
+
 // An upload may take hours.
 TEST_F(ServiceWatch, QueuesFilesWhileOneIsSent)
 {
