@@ -79,7 +79,7 @@ bool intake_t::offer(const std::string &path)
         if (!is_finished(file, status))
             return false;
     }
-    return watches_.has_seen(watch_.id, path, file_identity(status).text) || queue(path, status);
+    return queue(path, status);
 }
 
 // A card that is not there has not lost its files.
