@@ -1,5 +1,5 @@
 // add: from the command line to an entry on the disk.
-#include "ftpspool/spool_commands.h"
+#include "ftpspool/add.h"
 
 #include "ftpctl/duration.h"
 #include "ftpctl/local_file.h"
@@ -7,6 +7,7 @@
 #include "ftpspool/copies.h"
 #include "ftpspool/file_identity.h"
 #include "ftpspool/shown.h"
+#include "ftpspool/spool_commands.h"
 #include "ftpspool/upload_job.h"
 #include "ftpspool/wakeups.h"
 
@@ -40,6 +41,13 @@ static int64_t time_of(const std::string &text, const char *option, int64_t now_
     return mktime(&parts);
 }
 
+std::string add_folder(const std::string &url)
+{
+    if (url.empty() || url == ".") // the profile's
+        return "";
+    return url.ends_with('/') ? url : url + '/';
+}
+
 // A folder gets the file's name.
 static void complete_url(entry_t &entry)
 {
@@ -47,11 +55,7 @@ static void complete_url(entry_t &entry)
     const url_t remote = url_parse(upload_options(entry, "").url, url_names::A_FILE_OR_FOLDER);
     if (!remote.path.empty() && remote.path.back() != '/')
         return;
-    if (url == ".") // the profile's
-        url.clear();
-    if (!url.empty() && !url.ends_with('/'))
-        url += '/';
-    url += url_encoded(std::filesystem::path(entry.local).filename().string());
+    url = add_folder(url) + url_encoded(std::filesystem::path(entry.local).filename().string());
 }
 
 // The entry keeps the folder of its profile and nothing else of it.
@@ -89,24 +93,35 @@ static void check_move(const entry_t &entry)
         refuse("--move-to: " + entry.move_to + ": is on another file system than the file");
 }
 
-static entry_t complete(const spool_options_t &options)
+entry_t add_begin(const spool_options_t &options)
 {
     entry_t entry = options.entry;
     target_t &target = entry.target;
     for (std::string *path :
          {&entry.local, &entry.move_to, &target.password_file, &target.proxy_password_file})
         make_absolute(*path);
-    file_check_upload(entry.local);
     complete_profile(target);
+    entry.after = options.delete_file     ? after_t::DELETE
+                  : entry.move_to.empty() ? after_t::KEEP
+                                          : after_t::MOVE;
+    return entry;
+}
+
+void add_check(const entry_t &entry)
+{
+    check_password(upload_options(entry, ""));
+    check_move(entry);
+}
+
+static entry_t complete(const spool_options_t &options)
+{
+    entry_t entry = add_begin(options);
+    file_check_upload(entry.local);
     complete_url(entry);
     entry.added_s = wall_s();
     entry.not_before_s = time_of(options.not_before, "--not-before", entry.added_s);
     entry.expires_s = time_of(options.expires, "--expires", entry.added_s);
-    entry.after = options.delete_file     ? after_t::DELETE
-                  : entry.move_to.empty() ? after_t::KEEP
-                                          : after_t::MOVE;
-    check_password(upload_options(entry, ""));
-    check_move(entry);
+    add_check(entry);
     return entry;
 }
 
@@ -120,9 +135,9 @@ static options_t without_credentials(options_t options)
     return options;
 }
 
-// Whatever the daemon or the library would refuse is refused now.
-static void rehearse(const options_t &upload, const entry_t &entry)
+void add_rehearse(const entry_t &entry)
 {
+    const options_t upload = upload_options(entry, "");
     job_t job = upload_job(upload, entry);
     upload_log_in(job, without_credentials(upload));
 }
@@ -138,9 +153,8 @@ int spool_add(const spool_options_t &options)
         entry.copy = copying->make(entry.local);
     }
     entry.size_bytes = file_identify(entry.source()).size_bytes;
-    const options_t upload = upload_options(entry, "");
-    rehearse(upload, entry);
-    const int64_t id = store_t::open(paths).add(entry, upload_server(upload));
+    add_rehearse(entry);
+    const int64_t id = store_t::open(paths).add(entry, upload_server(upload_options(entry, "")));
     if (copying)
         copying->keep();
     const std::string number = std::to_string(id);

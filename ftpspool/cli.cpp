@@ -16,7 +16,7 @@ constexpr const char *FOOTER =
     R"(URLs are those of ftpctl(1); one that ends in '/' is a folder and gets the file's name. Passwords come from files
 and credentials alone. DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d. The manual, ftpspool(1), tells more.
 
-Exit statuses are those of ftpctl(1): 0 done, 1 a local file or the database failed, 2 usage, 6 no such entry.
+Exit statuses are those of ftpctl(1): 0 done, 1 a local file or the database failed, 2 usage, 6 no such entry or watch.
 )";
 
 static std::string a_duration(const std::string &text)
@@ -100,21 +100,26 @@ static void add_after(CLI::App *command, spool_options_t &options)
                       "Take a hard link or a copy, so that the local file may be deleted at once");
 }
 
+static void add_limits(CLI::App *command, entry_t &entry)
+{
+    command->add_option("--priority", entry.priority, "Higher ones are sent first; by default 0")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(-PRIORITY_MOST, PRIORITY_MOST));
+    command->add_option("--tries", entry.tries_most, "The entry fails after so many; by default never")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(int64_t{1}, int64_t{1000000}));
+}
+
 static void add_add(CLI::App &app, spool_options_t &options)
 {
     CLI::App *add = add_command(app, options, "add", "Queue a file; prints the entry's id", spool_add);
     add->add_option("FILE", options.entry.local)->type_name(" ")->required();
     add->add_option("URL", options.entry.target.url)->type_name(" ")->required();
-    add->add_option("--priority", options.entry.priority, "Higher ones are sent first; by default 0")
-        ->type_name("NUMBER")
-        ->check(CLI::Range(-PRIORITY_MOST, PRIORITY_MOST));
+    add_limits(add, options.entry);
     add_text(add, "--not-before", options.not_before, "TIME",
              "DURATION from now on, or a time: 2026-12-24T18:00");
     add_text(add, "--expires", options.expires, "TIME",
              "The same: when the entry fails unless it has arrived");
-    add->add_option("--tries", options.entry.tries_most, "The entry fails after so many; by default never")
-        ->type_name("NUMBER")
-        ->check(CLI::Range(int64_t{1}, int64_t{1000000}));
     add_after(add, options);
     add_target(add, options.entry.target);
 }
@@ -143,6 +148,31 @@ static void add_entry_commands(CLI::App &app, spool_options_t &options)
     add_ids(add_command(app, options, "release", "End that", spool_release), options);
     CLI::App *clear = add_command(app, options, "clear", "Remove the entries that are done", spool_clear);
     clear->add_flag("--done", options.done, "What is done; nothing else can be cleared")->required();
+}
+
+static void add_watch_commands(CLI::App &app, spool_options_t &options)
+{
+    CLI::App *watch =
+        add_command(app, options, "watch", "Queue each file that comes into a folder; prints the watch's id",
+                    spool_watch);
+    watch->add_option("DIR", options.entry.local)->type_name(" ")->required();
+    watch->add_option("URL", options.entry.target.url)->type_name(" ")->required();
+    watch
+        ->add_option("--match", options.watch.globs,
+                     "Files with such a name alone, as '*.ts'; may be repeated")
+        ->type_name("GLOB")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    watch->add_flag("--recursive", options.watch.is_deep,
+                    "Sub-folders as well; the server gets the same ones");
+    add_text(watch, "--name", options.watch.name, "PATTERN",
+             "The remote name: {name} {base} {extension} {host} {counter} {counter:6} %Y %m %d %H %M %S");
+    add_limits(watch, options.entry);
+    add_after(watch, options);
+    add_target(watch, options.entry.target);
+    add_command(app, options, "watches", "Show the watches", spool_watches);
+    add_ids(add_command(app, options, "unwatch", "Remove watches; their entries stay", spool_unwatch),
+            options);
 }
 
 static void add_duration(CLI::App *command, const char *name, int64_t &value_ms, const char *description,
@@ -205,6 +235,7 @@ std::optional<int> spool_cli_parse(int argc, const char *const *argv, spool_opti
     app.add_flag("--json", options.json, "Print JSON: one object on each line");
     add_add(app, options);
     add_entry_commands(app, options);
+    add_watch_commands(app, options);
     add_run(app, options);
     try {
         app.parse(argc, argv);

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <sys/stat.h>
 
 constexpr int STATUS_NO_LOCAL_FILE = STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_LOCAL_FILE};
 
@@ -15,6 +14,8 @@ static std::string text_of(const struct stat &status)
            std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec);
 }
 
+file_identity_t file_identity(const struct stat &status) { return {status.st_size, text_of(status)}; }
+
 file_identity_t file_identify(const std::string &path)
 {
     struct stat status = {};
@@ -23,7 +24,7 @@ file_identity_t file_identify(const std::string &path)
                       path + ": " + strerror(errno));
     if (!S_ISREG(status.st_mode))
         throw failure(STATUS_LOCAL, path + ": is no regular file");
-    return {status.st_size, text_of(status)};
+    return file_identity(status);
 }
 
 bool file_is_still(const std::string &path, const std::string &identity)

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <sys/stat.h>
 
 struct file_identity_t {
     int64_t size_bytes = 0;
@@ -13,6 +14,8 @@ struct file_identity_t {
 // Of a regular file; follows links. Throws failure: the status of a missing local file when there is none,
 // otherwise STATUS_LOCAL.
 file_identity_t file_identify(const std::string &path);
+
+file_identity_t file_identity(const struct stat &status);
 
 // True when the path leads to the file that had that identity.
 bool file_is_still(const std::string &path, const std::string &identity);

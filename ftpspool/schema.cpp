@@ -55,6 +55,36 @@ CREATE TABLE entries (
     error         TEXT NOT NULL DEFAULT '',
     message       TEXT NOT NULL DEFAULT ''
 );
+CREATE TABLE watches (
+    id            INTEGER PRIMARY KEY AUTOINCREMENT,
+    folder        TEXT NOT NULL,
+    globs         TEXT NOT NULL,
+    is_deep       INTEGER NOT NULL,
+    name          TEXT NOT NULL,
+    copies        INTEGER NOT NULL,
+    taken         INTEGER NOT NULL DEFAULT 0,
+    priority      INTEGER NOT NULL,
+    tries_most    INTEGER NOT NULL,
+    url           TEXT NOT NULL,
+    user          TEXT NOT NULL,
+    password_file TEXT NOT NULL,
+    pin           TEXT NOT NULL,
+    proxy         TEXT NOT NULL,
+    proxy_password_file TEXT NOT NULL,
+    active        INTEGER NOT NULL,
+    profile       TEXT NOT NULL,
+    profiles      TEXT NOT NULL,
+    after         INTEGER NOT NULL,
+    move_to       TEXT NOT NULL
+);
+CREATE TABLE seen (
+    watch         INTEGER NOT NULL REFERENCES watches (id),
+    path          TEXT NOT NULL,
+    file_system   TEXT NOT NULL,
+    identity      TEXT NOT NULL,
+    entry         INTEGER NOT NULL,
+    PRIMARY KEY (watch, path)
+) WITHOUT ROWID;
 CREATE INDEX lines ON entries (server, urged DESC, setbacks, priority DESC, id) WHERE state IN (0, 1);
 CREATE INDEX later ON entries (not_before_s) WHERE not_before_s > 0;
 CREATE INDEX expiring ON entries (expires_s) WHERE expires_s > 0;

@@ -8,6 +8,8 @@
 #include "ftpspool/copies.h"
 #include "ftpspool/takeover.h"
 
+#include <algorithm>
+
 constexpr int64_t DAEMON = 0; // key of the only daemon's pauses
 constexpr int64_t DAEMON_PAUSE_MS = 1000;
 constexpr int64_t LONGEST_DAEMON_PAUSE_MS = 30000;
@@ -25,7 +27,7 @@ service_t::service_t(const service_options_t &options)
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
-      told_(options.json, options.exec), metrics_(options.metrics)
+      told_(options.json, options.exec), metrics_(options.metrics), hot_folders_(store_, told_)
 {
     store_.recover();
     copies_sweep(store_);
@@ -38,6 +40,7 @@ void service_t::run()
     interrupts_catch();
     told_.tell_start(store_.figures().counts);
     for (;;) {
+        hot_folders_.step(steady_ms());
         if (!attempt_)
             start_next();
         // A signal that comes from here on ends the wait: its descriptor stays readable.
@@ -54,6 +57,7 @@ void service_t::run()
     metrics_.finish(store_);
 }
 
+// Of two times, of which 0 means never.
 static int64_t earlier(int64_t one_ms, int64_t other_ms)
 {
     return one_ms == 0 || (other_ms != 0 && other_ms < one_ms) ? other_ms : one_ms;
@@ -61,9 +65,9 @@ static int64_t earlier(int64_t one_ms, int64_t other_ms)
 
 void service_t::wait(bool is_ending)
 {
-    wakeups_.wait({attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd()},
-                  earlier(attempt_ ? 0 : wake_ms_, metrics_.due_ms()),
-                  attempt_ ? 0 : store_.next_time(wall_s()));
+    const int64_t wake_ms = earlier(metrics_.due_ms(), hot_folders_.wake_ms());
+    wakeups_.wait({attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd(), hot_folders_.fd()},
+                  earlier(attempt_ ? 0 : wake_ms_, wake_ms), attempt_ ? 0 : store_.next_time(wall_s()));
     if (wakeups_.is_database_gone())
         throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
     told_.step();

@@ -4,6 +4,7 @@
 #include "ftpctl/handles.h"
 #include "ftpspool/attempt.h"
 #include "ftpspool/choice.h"
+#include "ftpspool/hot_folders.h"
 #include "ftpspool/metrics.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
@@ -49,6 +50,7 @@ private:
     chooser_t chooser_;
     told_t told_;
     metrics_t metrics_;
+    hot_folders_t hot_folders_;
     std::unique_ptr<attempt_t> attempt_;
     int64_t attempt_server_ = 0;
     int64_t wake_ms_ = 0;

@@ -17,6 +17,12 @@ int spool_hold(const spool_options_t &options);
 int spool_release(const spool_options_t &options);
 int spool_clear(const spool_options_t &options);
 
+// `watch` stores a watch and prints its id, `watches` prints a line or an object for each, `unwatch` removes
+// all that are named or, on failure, none.
+int spool_watch(const spool_options_t &options);
+int spool_watches(const spool_options_t &options);
+int spool_unwatch(const spool_options_t &options);
+
 // The service.
 int spool_run(const spool_options_t &options);
 

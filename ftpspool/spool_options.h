@@ -3,6 +3,7 @@
 
 #include "ftpspool/entry.h"
 #include "ftpspool/service.h"
+#include "ftpspool/watches.h"
 
 #include <optional>
 #include <string>
@@ -25,7 +26,10 @@ struct spool_options_t {
     bool keep_file = false; // the default
     bool done = false;      // clear: always given
 
-    std::vector<int64_t> ids;     // show, remove, retry, hold, release
+    // watch: `entry` is what its entries have in common, and its `local` the folder
+    watch_t watch;
+
+    std::vector<int64_t> ids;     // show, remove, retry, hold, release, unwatch
     std::optional<state_t> state; // list
 
     service_options_t service; // run

@@ -76,6 +76,13 @@ void store_t::inspect() const
 int64_t store_t::add(const entry_t &entry, const std::string &server)
 {
     transaction_t transaction(database_);
+    const int64_t id = insert(entry, server);
+    transaction.commit();
+    return id;
+}
+
+int64_t store_t::insert(const entry_t &entry, const std::string &server) const
+{
     statement_t(database_, "INSERT OR IGNORE INTO servers (name) VALUES (?1)").with(server).run();
     statement_t insert(
         database_,
@@ -91,9 +98,7 @@ int64_t store_t::add(const entry_t &entry, const std::string &server)
               int64_t{target.active}, target.profile, target.profiles, static_cast<int64_t>(entry.after),
               entry.move_to)
         .run();
-    const int64_t id = database_.last_id();
-    transaction.commit();
-    return id;
+    return database_.last_id();
 }
 
 std::optional<entry_t> store_t::find(int64_t id) const

@@ -66,6 +66,9 @@ public:
     // known. Returns its id.
     int64_t add(const entry_t &entry, const std::string &server);
 
+    // The same as a part of begin_changes().
+    int64_t insert(const entry_t &entry, const std::string &server) const;
+
     std::optional<entry_t> find(int64_t id) const;
 
     // Calls `take` for each entry, of one state or of all, by id.
@@ -124,6 +127,9 @@ public:
 
     // True when the path is the copy of an entry.
     bool owns_copy(const std::string &path) const;
+
+    // For the tables of watches (watches.h).
+    const database_t &database() const { return database_; }
 
 private:
     store_t(const spool_paths_t &paths, database_t::access_t access);

@@ -23,8 +23,9 @@ struct variable_t {
 
 // Document a new one in the manual page as well.
 constexpr variable_t VARIABLES[] = {
-    {"FTPSPOOL_EVENT", "event"}, {"FTPSPOOL_TIME", "time"}, {"FTPSPOOL_ID", "id"},
-    {"FTPSPOOL_LOCAL", "local"}, {"FTPSPOOL_URL", "url"},   {"FTPSPOOL_MESSAGE", "message"},
+    {"FTPSPOOL_EVENT", "event"}, {"FTPSPOOL_TIME", "time"},     {"FTPSPOOL_ID", "id"},
+    {"FTPSPOOL_LOCAL", "local"}, {"FTPSPOOL_URL", "url"},       {"FTPSPOOL_MESSAGE", "message"},
+    {"FTPSPOOL_WATCH", "watch"}, {"FTPSPOOL_FOLDER", "folder"},
 };
 constexpr const char *OBJECT = "FTPSPOOL_JSON";
 
@@ -101,6 +102,16 @@ void told_t::tell_start(const std::array<int64_t, 7> &counts)
             list += (list.empty() ? "" : ", ") + std::to_string(counts[i]) + " " + name;
     }
     tell(event_of(object, "started (" + (list.empty() ? "no entries" : list) + ")"));
+}
+
+void told_t::tell_watch(const char *event, int64_t watch, const std::string &folder, const std::string &why)
+{
+    json object = object_of(event);
+    object["watch"] = watch;
+    object["folder"] = folder;
+    object["message"] = why;
+    const std::string line = "watch " + std::to_string(watch) + " " + event + ": " + folder;
+    tell(event_of(object, why.empty() ? line : line + " (" + why + ")"));
 }
 
 // ---- Commands ----

@@ -36,6 +36,10 @@ public:
     // 3, ...} with the number of entries in each state.
     void tell_start(const std::array<int64_t, 7> &counts);
 
+    // "watch 3 lost: /data/in (why)"; with JSON {"event": "lost", "time": ..., "watch": 3, "folder": ...,
+    // "message": why}.
+    void tell_watch(const char *event, int64_t watch, const std::string &folder, const std::string &why);
+
     // Readable (poll) when step() is due; -1: never.
     int fd() const { return hook_.fd(); }
 

@@ -2,7 +2,6 @@
 
 import contextlib
 import os
-import re
 import signal
 import threading
 
@@ -61,12 +60,12 @@ class Trial:
 def test_the_service_may_be_killed_at_every_system_call(daemon, vsftpd, local):
     whole = Trial(vsftpd, local, "whole")
     whole.run("strace", "-f", "-o", str(LOG), "-e", f"trace={CALLS}")
-    count = len([line for line in LOG.read_text().splitlines() if re.search(r"\w\(", line)])
-    assert count > 200
+    calls = power.numbered_calls(LOG)
+    assert len(calls) > 200
     states = set()
-    for point in range(1, count, max(1, count // POINTS)):
+    for point in range(1, len(calls), max(1, len(calls) // POINTS)):
         trial = Trial(vsftpd, local, f"f{point}")
-        trial.run("strace", "-f", "-o", "/dev/null", "-e", f"trace={CALLS}", "-e", f"inject={CALLS}:signal=KILL:when={point}")
+        trial.run(*power.killed_at(*calls[point]))
         states.add(ftpspool.entry(trial.number)["state"])
         trial.check(point)
         trial.finish(point)

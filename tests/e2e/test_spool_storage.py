@@ -9,7 +9,7 @@ import time
 
 import pytest
 
-from harness import ftpspool
+from harness import ftpspool, power
 from harness.daemon import WORLD, fast_clock, is_emulated, memory_kib
 from harness.ftpspool import ALICE, DATABASE, SPOOL, Service
 from harness.vsftpd import Vsftpd
@@ -68,18 +68,16 @@ def test_a_command_may_be_killed_at_every_system_call(local):
     """An id that was printed is an entry; no entry is half made, and no copy is left."""
     path = make(local, "a")
     words = ("add", path, "ftp://127.0.0.1/", "--copy")
-    calls = "%file,%desc,%memory"
-    count = len(traced(calls, *words))
-    assert count > 100
-    step = 7  # tests/torture/spool takes every one
+    traced("%file,%desc,%memory", *words)
+    calls = power.numbered_calls(WORLD / "strace")
+    assert len(calls) > 100
     expected = 1
-    for number in range(1, count, step):
-        inject = ("strace", "-f", "-o", "/dev/null", "-e", f"inject={calls}:signal=KILL:when={number}")
-        outcome = ftpspool.run(*words, wrapper=inject)
+    for call in calls[1::7]:
+        outcome = ftpspool.run(*words, wrapper=power.killed_at(*call))
         found = ftpspool.entries()
         if outcome.out:
             expected += 1
-        assert expected <= len(found) <= expected + 1, number  # killed between the disk and the print
+        assert expected <= len(found) <= expected + 1, call  # killed between the disk and the print
         expected = len(found)
         for one in found:
             assert one["state"] == "queued"

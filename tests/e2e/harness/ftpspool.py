@@ -57,6 +57,14 @@ def add(local, url=ALICE, *options):
     return int(outcome.out)
 
 
+def watch(folder, url=ALICE, *options):
+    """The watch's id."""
+    login = ("--password-file", password()) if "alice@" in url else ()
+    outcome = run("watch", folder, url, *login, *options)
+    assert outcome.status == 0, outcome
+    return int(outcome.out)
+
+
 def entry(number):
     return run("show", "--json", number).json
 

@@ -4,6 +4,7 @@ Nothing is taken for safe that was not asked for: the content of a file is what 
 what they were at the last fsync of their folder. MODES has what may have reached the disk beyond that.
 """
 
+import collections
 import pathlib
 import re
 import shutil
@@ -43,6 +44,21 @@ def calls(log):
         match = re.match(r"\d+\s+(\w+)\((.*)\)\s+= (\d+)$", line)
         if match:
             yield Call(match[1], _words(match[2]), int(match[3]))
+
+
+def numbered_calls(log):
+    """(name, its number among those of that name) for each call, in their order."""
+    counts = collections.Counter()
+    found = []
+    for name in re.findall(r"^\d+ +(\w+)\(", pathlib.Path(log).read_text(), re.MULTILINE):
+        counts[name] += 1
+        found.append((name, counts[name]))
+    return found
+
+
+def killed_at(name, number):
+    """The command under which a program is killed at that call. strace counts the calls of each name for themselves."""
+    return ("strace", "-f", "-o", "/dev/null", "-e", f"trace={name}", "-e", f"inject={name}:signal=KILL:when={number}")
 
 
 class File:

@@ -1,0 +1,80 @@
+// A watched folder: what comes into it, by inotify, and what is there, by scans.
+#pragma once
+
+#include "ftpspool/later.h"
+#include "strutil/guards.h"
+
+#include <cstdint>
+#include <dirent.h>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <sys/inotify.h>
+#include <sys/types.h>
+#include <vector>
+
+class hot_folder_t
+{
+public:
+    // Gets the path of a file that may be complete, relative to the folder. False: offer it again later.
+    using offer_t = std::function<bool(const std::string &path)>;
+
+    // A folder that is missing, or that goes, is looked for again after this time.
+    static constexpr int64_t RETRY_MS = 30000;
+
+    // With `is_deep`, sub-folders belong to it. `epoll` gets the descriptor that tells of changes. Nothing
+    // happens before step().
+    hot_folder_t(std::string folder, bool is_deep, int epoll, offer_t offer);
+
+    // Goes on without waiting: some changes, a part of a scan, files that are due. `now_ms` is the steady
+    // clock's. A scan follows the first call, each loss of changes, and the return of a lost folder. Whatever
+    // `offer` throws passes through.
+    void step(int64_t now_ms);
+
+    // When step() has something to do even without a change; 0: never.
+    int64_t wake_ms() const;
+
+    // Why the folder, or a part of it, is not watched; "" when all is well.
+    const std::string &problem() const { return problem_; }
+
+private:
+    // Tells one folder from another of the same name.
+    struct place_t {
+        dev_t device = 0;
+        ino_t inode = 0;
+        bool operator==(const place_t &) const = default;
+    };
+    struct close_t {
+        void operator()(DIR *folder) const { closedir(folder); }
+    };
+    std::string folder_;
+    bool is_deep_;
+    int epoll_;
+    offer_t offer_;
+    descriptor changes_;
+    std::map<int, std::string> watched_; // relative paths by inotify's numbers; "" is the folder itself
+    std::vector<std::string> to_scan_;   // relative paths
+    std::unique_ptr<DIR, close_t> scanned_;
+    std::string scanned_path_;
+    place_t place_;
+    later_t later_;
+    int64_t now_ms_ = 0;
+    int64_t retry_ms_ = 1; // when all begins anew; 0: never
+    std::string problem_;
+    bool has_failed_ = false; // since all began anew
+
+    std::string absolute(const std::string &path) const;
+    place_t place() const;
+    bool is_scanning() const { return scanned_ || !to_scan_.empty(); }
+    void restart();
+    void open_changes();
+    void read_changes();
+    bool heed(const inotify_event &event);
+    void scan_some();
+    void scan_one();
+    void begin_scan();
+    void offer(const std::string &path);
+    void retry_later();
+    void fail(const std::string &path);
+};

@@ -1,0 +1,72 @@
+#include "ftpspool/hot_folders.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/epoll.h>
+
+hot_folders_t::hot_t::hot_t(const store_t &store, told_t &told, const watch_t &watch, int epoll)
+    : intake(store, told, watch), folder(watch.folder, watch.is_deep, epoll,
+                                         [this](const std::string &path) { return intake.offer(path); })
+{
+}
+
+// What is mounted over a watched folder is told by the list of the mounts alone: each step looks then whether
+// the folders are still the same.
+hot_folders_t::hot_folders_t(const store_t &store, told_t &told)
+    : store_(store), told_(told), watches_(store), epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC))
+{
+    if (!epoll_)
+        throw failure(STATUS_LOCAL, std::string("epoll: ") + strerror(errno));
+    epoll_event changed = {};
+    changed.events = EPOLLPRI;
+    epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, mounts_.get(), &changed);
+}
+
+void hot_folders_t::step(int64_t now_ms)
+{
+    notice_watches();
+    for (const std::unique_ptr<hot_t> &hot : hot_) {
+        hot->folder.step(now_ms);
+        tell_problem(*hot);
+    }
+}
+
+// A watch does not change, so its id stands for it.
+void hot_folders_t::notice_watches()
+{
+    const auto id_of = [](const std::unique_ptr<hot_t> &hot) { return hot->intake.watch().id; };
+    const std::vector<int64_t> ids = watches_.ids();
+    if (std::ranges::equal(ids, hot_, {}, {}, id_of))
+        return;
+    std::erase_if(hot_, [&](const std::unique_ptr<hot_t> &hot) {
+        return std::ranges::find(ids, id_of(hot)) == ids.end();
+    });
+    for (const watch_t &watch : watches_.all()) {
+        if (hot_.empty() || watch.id > id_of(hot_.back()))
+            hot_.push_back(std::make_unique<hot_t>(store_, told_, watch, epoll_.get()));
+    }
+}
+
+void hot_folders_t::tell_problem(hot_t &hot) const
+{
+    const std::string &problem = hot.folder.problem();
+    if (problem == hot.problem)
+        return;
+    const watch_t &watch = hot.intake.watch();
+    told_.tell_watch(problem.empty() ? "found" : "lost", watch.id, watch.folder, problem);
+    hot.problem = problem;
+}
+
+int64_t hot_folders_t::wake_ms() const
+{
+    int64_t first_ms = 0;
+    for (const std::unique_ptr<hot_t> &hot : hot_) {
+        const int64_t due_ms = hot->folder.wake_ms();
+        if (due_ms != 0 && (first_ms == 0 || due_ms < first_ms))
+            first_ms = due_ms;
+    }
+    return first_ms;
+}

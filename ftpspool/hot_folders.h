@@ -1,0 +1,44 @@
+// All watched folders, as the service sees them.
+#pragma once
+
+#include "ftpspool/hot_folder.h"
+#include "ftpspool/intake.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class hot_folders_t
+{
+public:
+    // The store and `told` must live longer. Throws failure (STATUS_LOCAL).
+    hot_folders_t(const store_t &store, told_t &told);
+
+    // Readable when step() has something to do.
+    int fd() const { return epoll_.get(); }
+
+    // Notices watches that were added and removed, and queues some of the files that have come, without
+    // waiting for any. A folder that is missing or goes is told once, and once more when it is back. Throws
+    // failure when the store does.
+    void step(int64_t now_ms);
+
+    // When step() has something to do by itself, on the steady clock; 0: never.
+    int64_t wake_ms() const;
+
+private:
+    struct hot_t {
+        intake_t intake;
+        hot_folder_t folder;
+        std::string problem; // that was told
+        hot_t(const store_t &store, told_t &told, const watch_t &watch, int epoll);
+    };
+    const store_t &store_;
+    told_t &told_;
+    watches_t watches_;
+    descriptor epoll_;
+    descriptor mounts_;
+    std::vector<std::unique_ptr<hot_t>> hot_; // by the watches' ids
+
+    void notice_watches();
+    void tell_problem(hot_t &hot) const;
+};

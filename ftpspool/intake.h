@@ -1,0 +1,38 @@
+// From a file in a watched folder to an entry on the disk, once.
+#pragma once
+
+#include "ftpspool/told.h"
+#include "ftpspool/watches.h"
+
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+class intake_t
+{
+public:
+    // The store and `told` must live longer.
+    intake_t(const store_t &store, told_t &told, watch_t watch);
+
+    const watch_t &watch() const { return watch_; }
+
+    // Queues the file at `path`, relative to the watched folder, unless it is none that the watch takes or
+    // has become an entry before. Returns false when it is to be offered again: somebody is still writing it,
+    // or it cannot be read or copied now. Throws failure when the store does.
+    bool offer(const std::string &path);
+
+private:
+    const store_t &store_;
+    told_t &told_;
+    watches_t watches_;
+    watch_t watch_;
+    std::string swept_;     // behind it stands the next path that is looked for
+    std::string complaint_; // the last one that was told
+
+    bool wants(const std::string &path) const;
+    entry_t entry_for(const std::string &path, const struct stat &status) const;
+    bool queue(const std::string &path, const struct stat &status);
+    std::vector<std::string> some_gone(const std::string &file_system);
+    bool complain(const std::string &why);
+};
