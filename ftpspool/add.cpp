@@ -68,7 +68,7 @@ static void complete_profile(target_t &target)
     make_absolute(target.profiles);
 }
 
-// Nobody will be there to ask.
+// The service cannot prompt: a password must come from a file or a profile.
 static void check_password(const options_t &options)
 {
     const url_t url = url_parse(options.url);

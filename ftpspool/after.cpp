@@ -1,7 +1,7 @@
 #include "ftpspool/after.h"
 
+#include "ftpspool/disk.h"
 #include "ftpspool/file_identity.h"
-#include "strutil/guards.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -13,19 +13,16 @@
 constexpr int NAMES_MOST = 1000;
 
 // A name is gone for good only when its folder is on the disk.
-static void sync_folder(const std::string &path)
+static void sync_folder_of(const std::string &path)
 {
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    const descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened)
-        fsync(opened.get());
+    disk_sync_folder(std::filesystem::path(path).parent_path().string());
 }
 
 static std::string remove_file(const std::string &path)
 {
     if (unlink(path.c_str()) != 0 && errno != ENOENT)
         return path + ": could not be deleted: " + strerror(errno);
-    sync_folder(path);
+    sync_folder_of(path);
     return "";
 }
 
@@ -43,8 +40,8 @@ static std::string move_file(const std::string &path, const std::string &folder)
     }
     if (code != 0)
         return path + ": could not be moved to " + folder + ": " + strerror(errno);
-    sync_folder(target);
-    sync_folder(path);
+    sync_folder_of(target);
+    sync_folder_of(path);
     return "";
 }
 

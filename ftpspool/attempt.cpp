@@ -33,7 +33,7 @@ attempt_t::attempt_t(const ftpclient_t *client, const std::string &socket, const
     call_.reset(call);
 }
 
-// The phase tells a look-up's progress from the upload's.
+// Only in the transfer phase is the progress that of the upload.
 void attempt_t::look()
 {
     ftpclient_state_t state = {};
@@ -60,7 +60,7 @@ void attempt_t::stop()
     ftpclient_call_stop(call_.get());
 }
 
-// A success of a file that was another one at its end is worth nothing.
+// If the file changed during the upload, the success does not count.
 void attempt_t::check_arrival()
 {
     if (file_is_still(entry_.source(), identity_))
@@ -100,7 +100,7 @@ void attempt_t::settle(int code)
         return;
     }
     end_.resumable = options_.verify && keeps_beginning(outcome, code, !options_.resume && !has_begun_file_);
-    // What ftpctl would say of --resume is no news here.
+    // Leaves out what ftpctl would say about --resume: the service resumes by itself.
     outcome.may_be_spoiled = 0;
     outcome.resumed_bytes = 0;
     errno = kept;

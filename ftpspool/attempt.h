@@ -23,7 +23,8 @@ struct attempt_end_t {
 class attempt_t
 {
 public:
-    // Begins; step() is to be called at once. Throws failure for what makes the entry fail at once: no local
+    // Begins; step() is to be called at once. `client` must outlive the try. Reads the file's state, the profile and
+    // password files: blocks on the disk. Throws failure for what makes the entry fail at once: no local
     // file or a shorter one than when it was added, a refused name, no password, a profile that is wrong or
     // gone; and for a credential that is missing, which may pass (verdict.h).
     attempt_t(const ftpclient_t *client, const std::string &socket, const entry_t &entry);
@@ -39,7 +40,7 @@ public:
     // Readable (poll) when step() has something to do.
     int fd() const { return ftpclient_call_fd(call_.get()); }
 
-    // Goes on as far as it can without waiting; true at the end.
+    // Goes on as far as it can without waiting; true at the end. Throws nothing: end() tells failures.
     bool step();
 
     // True once the whole file is being sent and its first bytes are on their way: what the server has from

@@ -26,6 +26,8 @@ struct choice_t {
 class chooser_t
 {
 public:
+    // `lines` has one entry for each server, `now_ms` is steady_ms(). No entry when all servers pause, or when
+    // there is none.
     choice_t choose(const std::vector<ready_t> &lines, const pauses_t &pauses, int64_t now_ms);
 
 private:

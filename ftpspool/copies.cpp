@@ -1,7 +1,6 @@
 #include "ftpspool/copies.h"
 
 #include <cerrno>
-#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -12,36 +11,25 @@
 
 constexpr size_t PIECE = 1 << 20; // bytes
 
-[[noreturn]] static void fail(const std::string &path)
-{
-    throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
-}
-
 copying_t::copying_t(const spool_paths_t &paths) : files_(paths.files())
 {
     if ((mkdir(paths.folder.c_str(), 0700) != 0 && errno != EEXIST) ||
         (mkdir(files_.c_str(), 0700) != 0 && errno != EEXIST))
-        fail(files_);
+        disk_fail(files_);
     folder_ = descriptor(open(files_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder_ || flock(folder_.get(), LOCK_SH) != 0)
-        fail(files_);
-}
-
-copying_t::~copying_t()
-{
-    if (!path_.empty())
-        unlink(path_.c_str());
+        disk_fail(files_);
 }
 
 static void copy_content(const std::string &from, int to, const std::string &name)
 {
     const descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!source)
-        fail(from);
+        disk_fail(from);
     ssize_t count = 0;
     while ((count = sendfile(to, source.get(), nullptr, PIECE)) > 0) {}
     if (count == -1 || fsync(to) != 0)
-        fail(name);
+        disk_fail(name);
 }
 
 // A free name is found by making a file of it. A link then takes its place, or the content goes into it.
@@ -50,17 +38,18 @@ std::string copying_t::make(const std::string &local)
     std::string made = files_ + "/XXXXXX";
     const descriptor file(mkostemp(made.data(), O_CLOEXEC));
     if (!file)
-        fail(made);
-    path_ = made;
+        disk_fail(made);
+    made_ = unfinished_file_t(made);
     const std::string linked = made + ".link";
     if (linkat(AT_FDCWD, local.c_str(), AT_FDCWD, linked.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        const unfinished_file_t link(linked);
         if (rename(linked.c_str(), made.c_str()) != 0)
-            fail(made);
+            disk_fail(made);
     } else {
         copy_content(local, file.get(), made);
     }
     if (fsync(folder_.get()) != 0)
-        fail(files_);
+        disk_fail(files_);
     return made;
 }
 

@@ -1,6 +1,7 @@
 // The spool's own copies of files: what `add --copy` makes, so that the producer may delete its file.
 #pragma once
 
+#include "ftpspool/disk.h"
 #include "ftpspool/store.h"
 #include "strutil/guards.h"
 
@@ -19,16 +20,12 @@ public:
     std::string make(const std::string &local);
 
     // Keeps the copy; otherwise the destructor removes it.
-    void keep() { path_.clear(); }
-
-    ~copying_t();
-    copying_t(const copying_t &) = delete;
-    copying_t &operator=(const copying_t &) = delete;
+    void keep() { made_.keep(); }
 
 private:
     std::string files_;
     descriptor folder_;
-    std::string path_;
+    unfinished_file_t made_;
 };
 
 // Removes the copies that belong to no entry: those of commands that ended before they had an entry, and of

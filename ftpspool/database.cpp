@@ -1,7 +1,7 @@
 #include "ftpspool/database.h"
 
 constexpr int BUSY_MS = 10000;
-// SQLite brings the log into the database when the log has so many pages: 4 MiB. The service does it earlier.
+// SQLite checkpoints the log at this many pages: 4 MiB. The service does it earlier.
 constexpr const char *SETTINGS = "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 1000;";
 
 static bool is_damage(int code) { return code == SQLITE_CORRUPT || code == SQLITE_NOTADB; }

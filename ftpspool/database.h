@@ -23,6 +23,7 @@ class database_t;
 class statement_t
 {
 public:
+    // Prepares the first statement of `sql`; throws for one that SQLite does not accept.
     statement_t(const database_t &database, const char *sql);
 
     // Sets the parameters ?1, ?2, ... in this order, and begins anew.
@@ -70,9 +71,10 @@ public:
     int64_t number(const char *sql) const { return first(sql).number(0); }
     std::string text(const char *sql) const { return std::string(first(sql).text(0)); }
 
+    // The id of the last INSERT, and the number of rows that the last statement changed, by this connection.
     int64_t last_id() const { return sqlite3_last_insert_rowid(made_.get()); }
     int64_t changed() const { return sqlite3_changes(made_.get()); }
-    int64_t changed_in_all() const { return sqlite3_total_changes(made_.get()); } // by this connection
+    int64_t changed_in_all() const { return sqlite3_total_changes(made_.get()); } // since it was opened
 
     // Throws unless the code stands for success.
     void check(int code) const;

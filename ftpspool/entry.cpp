@@ -4,7 +4,8 @@
 #include <array>
 
 // By state_t and after_t.
-constexpr std::array STATES = {"queued", "waiting", "held", "sending", "arrived", "done", "failed"};
+constexpr std::array<const char *, STATE_COUNT> STATES = {"queued",  "waiting", "held",  "sending",
+                                                          "arrived", "done",    "failed"};
 constexpr std::array AFTER = {"keep", "delete", "move"};
 
 const char *state_name(state_t state) { return STATES[static_cast<size_t>(state)]; }

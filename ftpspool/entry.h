@@ -67,7 +67,9 @@ struct entry_t {
     const std::string &source() const { return copy.empty() ? local : copy; }
 };
 
-// "queued" and so on.
+constexpr size_t STATE_COUNT = 7;
+
+// "queued" and so on: constants. Nothing for another name.
 const char *state_name(state_t state);
 std::optional<state_t> state_of(std::string_view name);
 // "keep", "delete", "move".

@@ -1,4 +1,4 @@
-// ftpspool: a queue of uploads that outlives everything.
+// ftpspool: an upload queue that survives crashes and power cuts.
 #include "ftpspool/spool_commands.h"
 
 #include <csignal>

@@ -1,21 +1,27 @@
 #include "ftpspool/schema.h"
 
+#include "ftpspool/disk.h"
+#include "ftpspool/entry.h"
 #include "strutil/guards.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 
-constexpr int64_t APPLICATION = 0x66747073; // "ftps", in the file's header
+constexpr int64_t APPLICATION = 1718906995; // "ftps" in ASCII, in the file's header
 constexpr int64_t VERSION = 1;
 constexpr int CACHE_KIB = 64;
 
-// States are numbers of state_t: 0 queued, 1 waiting. An index holds those entries alone that it is asked
-// for.
+// SQL here and in store.cpp, life.cpp and watches.cpp has the states as numbers, which cannot change: they are on
+// disks.
+static_assert(state_t(0) == state_t::QUEUED && state_t(1) == state_t::WAITING &&
+              state_t(2) == state_t::HELD && state_t(3) == state_t::SENDING &&
+              state_t(4) == state_t::ARRIVED && state_t(5) == state_t::DONE && state_t(6) == state_t::FAILED);
+
+// Each index is partial: it holds only the rows of its query.
 constexpr const char *TABLES = R"(
-PRAGMA application_id = 1718906995;
+PRAGMA application_id = 1718906995; -- APPLICATION
 PRAGMA user_version = 1;
 CREATE TABLE servers (
     id   INTEGER PRIMARY KEY,
@@ -92,51 +98,45 @@ CREATE INDEX arriving ON entries (id) WHERE state = 4;
 CREATE INDEX copies ON entries (copy) WHERE copy <> '';
 )";
 
-[[noreturn]] static void fail(const std::string &path)
-{
-    throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
-}
-
 static bool exists(const std::string &path)
 {
     struct stat status = {};
     if (lstat(path.c_str(), &status) == 0)
         return true;
     if (errno != ENOENT)
-        fail(path);
+        disk_fail(path);
     return false;
 }
 
-static void sync_folder(const std::string &path)
+// If two processes make the spool at once, link() fails with EEXIST for the second one, and its file is
+// removed.
+static void make_database(const std::string &path)
 {
-    const descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder || fsync(folder.get()) != 0)
-        fail(path);
-}
-
-// Two processes may be the first ones: the link of the second one fails, and its file goes.
-void schema_make(const std::string &folder, const std::string &path)
-{
-    if (exists(path))
-        return;
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-        fail(folder);
-    // What is left of a database that was kept aside or removed would be taken for the new one's log.
-    rename((path + "-wal").c_str(), (path + ".left-wal").c_str());
     std::string making = path + ".XXXXXX";
     if (!descriptor(mkostemp(making.data(), O_CLOEXEC)))
-        fail(making);
+        disk_fail(making);
+    const unfinished_file_t owner(making);
     {
         const database_t database(making, database_t::access_t::WRITE, CACHE_KIB);
         transaction_t transaction(database);
         database.run(TABLES);
         transaction.commit();
     }
-    const int linked = link(making.c_str(), path.c_str()) == 0 ? 0 : errno;
-    unlink(making.c_str());
-    if (linked != 0 && linked != EEXIST)
-        throw failure(STATUS_LOCAL, path + ": " + strerror(linked));
-    sync_folder(folder);
+    if (link(making.c_str(), path.c_str()) != 0 && errno != EEXIST)
+        disk_fail(path);
+}
+
+void schema_make(const std::string &folder, const std::string &path)
+{
+    if (exists(path))
+        return;
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        disk_fail(folder);
+    // SQLite would replay the log that an earlier database left into the new one.
+    rename((path + "-wal").c_str(), (path + ".left-wal").c_str());
+    make_database(path);
+    if (!disk_sync_folder(folder))
+        disk_fail(folder);
 }
 
 void schema_check(const database_t &database)

@@ -66,8 +66,9 @@ static int64_t earlier(int64_t one_ms, int64_t other_ms)
 void service_t::wait(bool is_ending)
 {
     const int64_t wake_ms = earlier(metrics_.due_ms(), hot_folders_.wake_ms());
-    wakeups_.wait({attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd(), hot_folders_.fd()},
-                  earlier(attempt_ ? 0 : wake_ms_, wake_ms), attempt_ ? 0 : store_.next_time(wall_s()));
+    wakeups_.wait(
+        {attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd(), hot_folders_.fd()},
+        earlier(attempt_ ? 0 : wake_ms_, wake_ms), attempt_ ? 0 : store_.next_time(wall_s()));
     if (wakeups_.is_database_gone())
         throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
     told_.step();
@@ -138,11 +139,11 @@ void service_t::advance()
     }
     if (!had_begun && attempt_->has_begun_file())
         store_.moved(attempt_->entry().id);
-    notice_wishes();
+    stop_if_unwanted();
 }
 
-// Somebody has removed the entry or holds it.
-void service_t::notice_wishes()
+// Stops the try when a command has removed or held its entry.
+void service_t::stop_if_unwanted()
 {
     const std::optional<entry_t> now = store_.find(attempt_->entry().id);
     if (!now || now->state != state_t::SENDING)
@@ -156,7 +157,7 @@ void service_t::settle()
     metrics_.sent(end.bytes);
     const std::optional<entry_t> entry = store_.find(ended->entry().id);
     if (!entry)
-        return; // removed: whatever has arrived is nobody's
+        return; // removed during the upload: nothing to record
     if (end.verdict != verdict_t::DAEMON)
         daemon_pauses_.succeeded(DAEMON);
     if (end.status == STATUS_DONE) {
@@ -211,7 +212,7 @@ void service_t::finish(const entry_t &entry, const std::string &how)
     told_.tell("done", entry, note.empty() ? how : note);
 }
 
-// Those of a service that has ended between.
+// Entries whose service ended between "arrived" and "done".
 void service_t::care_for_arrived()
 {
     while (const int64_t id = store_.first_arrived()) {

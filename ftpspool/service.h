@@ -61,7 +61,7 @@ private:
     void start_next();
     void start(const ready_t &ready);
     void advance();
-    void notice_wishes();
+    void stop_if_unwanted();
     void settle_start(const entry_t &entry, const failure &why);
     void settle();
     void settle_failure(const entry_t &entry, const attempt_end_t &end);

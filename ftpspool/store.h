@@ -35,7 +35,7 @@ struct setback_t {
 
 // The queue in figures.
 struct figures_t {
-    std::array<int64_t, 7> counts = {}; // entries by state_t
+    std::array<int64_t, STATE_COUNT> counts = {}; // entries by state_t
     int64_t oldest_s = 0;    // since when the oldest entry that is to arrive could be sent; 0: none
     int64_t last_done_s = 0; // when the last entry of those that are done arrived; 0: none
 };
@@ -59,16 +59,17 @@ public:
 
     // ---- For commands ----
 
-    // Makes the changes of its life one.
+    // Changes during the lifetime of the result are committed together.
     transaction_t begin_changes() const { return transaction_t(database_); }
 
-    // Stores the entry, whose id does not count, for `server`, a name by which the entries of one server are
+    // Stores the entry, ignoring its id, for `server`, a name by which the entries of one server are
     // known. Returns its id.
     int64_t add(const entry_t &entry, const std::string &server);
 
     // The same as a part of begin_changes().
     int64_t insert(const entry_t &entry, const std::string &server) const;
 
+    // Nothing when there is no such entry.
     std::optional<entry_t> find(int64_t id) const;
 
     // Calls `take` for each entry, of one state or of all, by id.
@@ -90,8 +91,9 @@ public:
     int64_t clear_done();
 
     // ---- For the service: an entry's life ----
+    // An id without an entry, which a command may have removed, changes nothing.
 
-    // After an end without farewell: what was being sent is sent again.
+    // After a crash: entries that were being sent are queued again.
     void recover();
 
     // Lets the entries fail that have expired; returns them.

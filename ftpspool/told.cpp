@@ -91,7 +91,7 @@ void told_t::tell(const char *event, const entry_t &entry, const std::string &mo
     tell(event_of(object, line_of(event, entry, more)));
 }
 
-void told_t::tell_start(const std::array<int64_t, 7> &counts)
+void told_t::tell_start(const std::array<int64_t, STATE_COUNT> &counts)
 {
     json object = object_of("started");
     std::string list;

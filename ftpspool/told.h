@@ -34,7 +34,7 @@ public:
 
     // "started (3 queued, 1 failed)": the service runs; with JSON {"event": "started", "time": ..., "queued":
     // 3, ...} with the number of entries in each state.
-    void tell_start(const std::array<int64_t, 7> &counts);
+    void tell_start(const std::array<int64_t, STATE_COUNT> &counts);
 
     // "watch 3 lost: /data/in (why)"; with JSON {"event": "lost", "time": ..., "watch": 3, "folder": ...,
     // "message": why}.

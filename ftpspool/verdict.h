@@ -1,4 +1,4 @@
-// Which failures may pass. The one table of it is in verdict.cpp.
+// Which failed uploads are tried again, and what pauses meanwhile: the table is in verdict.cpp.
 #pragma once
 
 #include <vector>

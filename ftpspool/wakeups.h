@@ -17,8 +17,8 @@ int64_t wall_s();
 class wakeups_t
 {
 public:
-    // Watches the database at `path`: whoever has changed it closes it, also when killed. Throws failure
-    // (STATUS_LOCAL).
+    // Watches the database at `path` for a close after writing, which comes also when the writer is killed. Throws
+    // failure (STATUS_LOCAL).
     explicit wakeups_t(const std::string &path);
 
     // Waits until one of `fds` (-1: none) is readable, the database was changed by a command, the steady clock

@@ -65,7 +65,8 @@ static void check_globs(const watch_t &watch)
 static void complete_url(watch_t &watch)
 {
     std::string &url = watch.entry.target.url;
-    url_parse(upload_options(watch.entry, "").url, watch.name == watch_t().name ? url_names::A_FOLDER : url_names::A_FILE_OR_FOLDER);
+    url_parse(upload_options(watch.entry, "").url,
+              watch.name == watch_t().name ? url_names::A_FOLDER : url_names::A_FILE_OR_FOLDER);
     url = add_folder(url);
 }
 

@@ -33,8 +33,8 @@ int64_t watches_t::add(const watch_t &watch) const
               "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18)")
         .with(watch.folder, joined(watch.globs), int64_t{watch.is_deep}, watch.name, int64_t{watch.copies},
               entry.priority, entry.tries_most, target.url, target.user, target.password_file, target.pin,
-              target.proxy, target.proxy_password_file, int64_t{target.active},
-              target.profile, target.profiles, static_cast<int64_t>(entry.after), entry.move_to)
+              target.proxy, target.proxy_password_file, int64_t{target.active}, target.profile,
+              target.profiles, static_cast<int64_t>(entry.after), entry.move_to)
         .run();
     return store_->database().last_id();
 }

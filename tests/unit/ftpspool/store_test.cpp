@@ -4,6 +4,8 @@
 #include "failing_calls.h"
 #include "ftpspool/schema.h"
 
+#include <csignal>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -286,6 +288,20 @@ TEST_F(Store, SaysWhereItCannotBeMade)
     const spool_paths_t nowhere = {dir / "none/spool"};
     EXPECT_EQ(failure_of([&] { store_t::open(nowhere); }),
               "1 " + nowhere.folder + ": No such file or directory");
+}
+
+TEST_F(Store, LeavesNothingBehindWhereTheDiskIsFull)
+{
+    rlimit usual = {};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit full = {0, usual.rlim_max};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &full);
+    const std::string failure = failure_of([&] { open(); });
+    setrlimit(RLIMIT_FSIZE, &usual);
+    signal(SIGXFSZ, SIG_DFL);
+    EXPECT_THAT(failure, StartsWith("1 " + paths.database()));
+    EXPECT_EQ(entries_of(paths.folder), 0u);
 }
 
 TEST_F(Store, IsThereWholeOrNotAtAll)

@@ -148,7 +148,8 @@ TEST_F(WatchCommands, WatchTakesAProfileWhoseUrlItCompletes)
     EXPECT_EQ(watched({"watch", root, "d/"}).url, "d/");
     EXPECT_EQ(watched({"watch", root, "d", "--name", "{counter}"}).shown_url(), "cam:d/");
     EXPECT_EQ(watches_t(open()).all()[0].entry.target.profiles, dir.path.string());
-    EXPECT_EQ(run({"watch", root, "ftp://host/", "--profile", "cam", "--profiles", dir.path.string()}).status, 2);
+    EXPECT_EQ(run({"watch", root, "ftp://host/", "--profile", "cam", "--profiles", dir.path.string()}).status,
+              2);
 }
 
 TEST_F(WatchCommands, WatchRefusesTheSpoolItself)

@@ -1,0 +1,31 @@
+// Files that must be on the disk, or gone.
+#pragma once
+
+#include <string>
+#include <utility>
+
+// Throws failure (STATUS_LOCAL): the path and what errno says.
+[[noreturn]] void disk_fail(const std::string &path);
+
+// After it what was made, renamed or removed in the folder is on the disk. Returns false, with errno, when that
+// could not be done. Blocks on the disk.
+bool disk_sync_folder(const std::string &folder);
+
+// Owns a file that is made step by step: removes it at the end of the scope unless it is kept.
+class unfinished_file_t
+{
+public:
+    explicit unfinished_file_t(std::string path = "") : path_(std::move(path)) {}
+    unfinished_file_t(unfinished_file_t &&other) noexcept : path_(std::exchange(other.path_, "")) {}
+    unfinished_file_t &operator=(unfinished_file_t &&other) noexcept
+    {
+        std::swap(path_, other.path_);
+        return *this;
+    }
+    ~unfinished_file_t();
+
+    void keep() { path_.clear(); }
+
+private:
+    std::string path_;
+};
