@@ -125,7 +125,8 @@ def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, line, jobs, log, l
 def test_a_connection_is_broken_without_a_disconnect_message(daemon, jobs, local):
     Sshd(HostKey(), LogLevel="VERBOSE").put("a", b"content")
     assert [notice.outcome for notice in jobs.each(local, **SFTP)] == [(0, 0)] * 3
-    wait_until(lambda: sshd_log().count("Close session") == 6, "sshd to see the end of both connections of each job")
+    assert jobs.download("no/such/a", local / "a", **SFTP).outcome == (1, wire.NETWORK)
+    wait_until(lambda: sshd_log().count("Close session") == 8, "sshd to see the end of both connections of each job")
     assert "Received disconnect" not in sshd_log()
 
 
