@@ -1,3 +1,4 @@
+#include "ftpctl/command_line.h"
 #include "ftpctl/commands.h"
 #include "ftpctl/duration.h"
 #include "ftpctl/profile.h"
@@ -5,7 +6,6 @@
 #include "ftpctl/statuses.h"
 #include "ftpctl/watch.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -63,12 +63,6 @@ static CLI::App *add_command(CLI::App &app, options_t &options, const char *name
     return command;
 }
 
-static void add_text(CLI::App *command, const char *option, std::string &value, const char *kind,
-                     const char *description)
-{
-    command->add_option(option, value, description)->type_name(kind);
-}
-
 static void add_word(CLI::App *command, const char *name, std::string &value)
 {
     command->add_option(name, value)->type_name(" ")->required();
@@ -76,8 +70,9 @@ static void add_word(CLI::App *command, const char *name, std::string &value)
 
 static void add_exec(CLI::App *command, options_t &options)
 {
-    add_text(command, "--exec", options.exec, "COMMAND",
-             "Shell command to run for each event; FTPCTL_EVENT and other variables describe the event");
+    command_line_text(
+        command, "--exec", options.exec, "COMMAND",
+        "Shell command to run for each event; FTPCTL_EVENT and other variables describe the event");
 }
 
 // `url_may_be_missing`: the profile's own URL is enough.
@@ -101,10 +96,11 @@ static void add_profile(CLI::App *command, options_t &options, bool url_may_be_m
 
 static void add_proxy(CLI::App *command, options_t &options)
 {
-    add_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]", "HTTP proxy; the default port is 3128");
-    add_text(command, "--proxy-password-file", options.proxy_password.file, "FILE",
-             "File whose first line is the proxy's password; - reads standard input; without it the "
-             "environment's FTPCTL_PROXY_PASSWORD is");
+    command_line_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]",
+                      "HTTP proxy; the default port is 3128");
+    command_line_text(command, "--proxy-password-file", options.proxy_password.file, "FILE",
+                      "File whose first line is the proxy's password; - reads standard input; without it the "
+                      "environment's FTPCTL_PROXY_PASSWORD is");
 }
 
 static void add_wait_turn(CLI::App *command, options_t &options)
@@ -122,14 +118,15 @@ static void add_job_options(CLI::App *command, options_t &options)
 {
     add_profile(command, options);
     command->add_option("--user", options.user, "Login name, if the URL has none")->type_name("NAME");
-    add_text(command, "--password-file", options.password.file, "FILE",
-             "File whose first line is the password; - reads standard input");
+    command_line_text(command, "--password-file", options.password.file, "FILE",
+                      "File whose first line is the password; - reads standard input");
     command->add_flag("--active", options.active, "FTP: the server connects back for the data");
-    add_text(command, "--pin", options.pin, "PIN",
-             "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have; "
-             "without it any server is trusted; ftpctl identity prints it");
-    add_text(command, "--save-identity", options.save_identity, "FILE",
-             "File for the server's certificate (PEM) or host key");
+    command_line_text(
+        command, "--pin", options.pin, "PIN",
+        "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have; "
+        "without it any server is trusted; ftpctl identity prints it");
+    command_line_text(command, "--save-identity", options.save_identity, "FILE",
+                      "File for the server's certificate (PEM) or host key");
     add_wait_turn(command, options);
 }
 
@@ -225,23 +222,6 @@ static void add_common_options(CLI::App &app, options_t &options)
     app.add_flag("--quiet", options.quiet, "Print neither progress nor success");
 }
 
-// A one-line message. It quotes only the unexpected word, because the next one may be a password.
-static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
-{
-    const auto chosen = app.get_subcommands();
-    const std::string command = chosen.empty() ? "ftpctl" : "ftpctl " + chosen.front()->get_name();
-    const auto unexpected = app.remaining(true);
-    std::string line = error.what();
-    if (!unexpected.empty())
-        line =
-            (chosen.empty() && !unexpected[0].starts_with("-") ? "there is no command '" : "unexpected '") +
-            unexpected[0] + "'";
-    else if (chosen.empty() && dynamic_cast<const CLI::RequiredError *>(&error) != nullptr)
-        line = "a command is missing";
-    std::ranges::replace(line, '\n', ' ');
-    return line + "; see " + command + " --help";
-}
-
 // Reports it like any other failure. --json may stand after the fault, so the parsed options may lack it.
 static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
@@ -276,7 +256,7 @@ std::optional<int> cli_parse(int argc, const char *const *argv, options_t &optio
     } catch (const CLI::Success &wanted) { // --help, --version
         return app.exit(wanted);
     } catch (const CLI::ParseError &error) {
-        return refuse(std::span(argv, static_cast<size_t>(argc)), app, complaint(app, error));
+        return refuse(std::span(argv, static_cast<size_t>(argc)), app, command_line_complaint(app, error));
     }
     split_words(options);
     return std::nullopt;

@@ -1,10 +1,10 @@
+#include "ftpctl/command_line.h"
 #include "ftpctl/duration.h"
 #include "ftpctl/profile.h"
 #include "ftpctl/statuses.h"
 #include "ftpspool/shown.h"
 #include "ftpspool/spool_commands.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <span>
@@ -45,12 +45,6 @@ static CLI::App *add_command(CLI::App &app, spool_options_t &options, const char
     return command;
 }
 
-static void add_text(CLI::App *command, const char *option, std::string &value, const char *kind,
-                     const char *description)
-{
-    command->add_option(option, value, description)->type_name(kind);
-}
-
 // With a profile the URL may be left out.
 static void add_profile(CLI::App *command, target_t &target)
 {
@@ -72,15 +66,16 @@ static void add_profile(CLI::App *command, target_t &target)
 static void add_target(CLI::App *command, target_t &target)
 {
     add_profile(command, target);
-    add_text(command, "--user", target.user, "NAME", "Login name, if the URL has none");
-    add_text(command, "--password-file", target.password_file, "FILE",
-             "File of mode 0600 whose first line is the password; read at each try");
-    add_text(command, "--pin", target.pin, "PIN",
-             "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have");
-    add_text(command, "--proxy", target.proxy, "[USER@]HOST[:PORT]",
-             "HTTP proxy; nothing is resumed then, and sizes are not compared");
-    add_text(command, "--proxy-password-file", target.proxy_password_file, "FILE",
-             "File of mode 0600 whose first line is the proxy's password");
+    command_line_text(command, "--user", target.user, "NAME", "Login name, if the URL has none");
+    command_line_text(command, "--password-file", target.password_file, "FILE",
+                      "File of mode 0600 whose first line is the password; read at each try");
+    command_line_text(
+        command, "--pin", target.pin, "PIN",
+        "sha1:HEX of the FTPS certificate, or md5:HEX of the SFTP host key, that the server must have");
+    command_line_text(command, "--proxy", target.proxy, "[USER@]HOST[:PORT]",
+                      "HTTP proxy; nothing is resumed then, and sizes are not compared");
+    command_line_text(command, "--proxy-password-file", target.proxy_password_file, "FILE",
+                      "File of mode 0600 whose first line is the proxy's password");
     command->add_flag("--active", target.active, "FTP: the server connects back for the data");
 }
 
@@ -116,10 +111,10 @@ static void add_add(CLI::App &app, spool_options_t &options)
     add->add_option("FILE", options.entry.local)->type_name(" ")->required();
     add->add_option("URL", options.entry.target.url)->type_name(" ")->required();
     add_limits(add, options.entry);
-    add_text(add, "--not-before", options.not_before, "TIME",
-             "DURATION from now on, or a time: 2026-12-24T18:00");
-    add_text(add, "--expires", options.expires, "TIME",
-             "The same: when the entry fails unless it has arrived");
+    command_line_text(add, "--not-before", options.not_before, "TIME",
+                      "DURATION from now on, or a time: 2026-12-24T18:00");
+    command_line_text(add, "--expires", options.expires, "TIME",
+                      "The same: when the entry fails unless it has arrived");
     add_after(add, options);
     add_target(add, options.entry.target);
 }
@@ -165,8 +160,9 @@ static void add_watch_commands(CLI::App &app, spool_options_t &options)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     watch->add_flag("--recursive", options.watch.is_deep,
                     "Sub-folders as well; the server gets the same ones");
-    add_text(watch, "--name", options.watch.name, "PATTERN",
-             "The remote name: {name} {base} {extension} {host} {counter} {counter:6} %Y %m %d %H %M %S");
+    command_line_text(
+        watch, "--name", options.watch.name, "PATTERN",
+        "The remote name: {name} {base} {extension} {host} {counter} {counter:6} %Y %m %d %H %M %S");
     add_limits(watch, options.entry);
     add_after(watch, options);
     add_target(watch, options.entry.target);
@@ -197,21 +193,10 @@ static void add_run(CLI::App &app, spool_options_t &options)
                  "Before the next try after a server's first failure", "5s");
     add_duration(run, "--longest-pause", options.service.longest_pause_ms,
                  "The pause doubles with each failure in a row, up to this", "15m");
-    add_text(run, "--exec", options.service.exec, "COMMAND",
-             "Run this with /bin/sh for each event, which is in FTPSPOOL_EVENT and other variables");
-    add_text(run, "--metrics", options.service.metrics, "FILE",
-             "Keep figures for Prometheus in this file, whose name ends in .prom");
-}
-
-// It quotes only the unexpected word, because the next one may be a password.
-static std::string complaint(const CLI::App &app, const CLI::ParseError &error)
-{
-    const auto chosen = app.get_subcommands();
-    const std::string command = chosen.empty() ? "ftpspool" : "ftpspool " + chosen.front()->get_name();
-    const auto unexpected = app.remaining(true);
-    std::string line = unexpected.empty() ? error.what() : "unexpected '" + unexpected[0] + "'";
-    std::ranges::replace(line, '\n', ' ');
-    return line + "; see " + command + " --help";
+    command_line_text(run, "--exec", options.service.exec, "COMMAND",
+                      "Run this with /bin/sh for each event, which is in FTPSPOOL_EVENT and other variables");
+    command_line_text(run, "--metrics", options.service.metrics, "FILE",
+                      "Keep figures for Prometheus in this file, whose name ends in .prom");
 }
 
 // Handled like any other failure. --json may stand after the fault, so the parsed options need not contain
@@ -242,7 +227,7 @@ std::optional<int> spool_cli_parse(int argc, const char *const *argv, spool_opti
     } catch (const CLI::Success &wanted) { // --help, --version
         return app.exit(wanted);
     } catch (const CLI::ParseError &error) {
-        return refuse(std::span(argv, static_cast<size_t>(argc)), app, complaint(app, error));
+        return refuse(std::span(argv, static_cast<size_t>(argc)), app, command_line_complaint(app, error));
     }
     return std::nullopt;
 }
