@@ -1,5 +1,7 @@
 #include "ftpspool/hot_folder.h"
 
+#include "ftpspool/wakeups.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -40,8 +42,7 @@ int64_t hot_folder_t::wake_ms() const
 {
     if (is_scanning())
         return 1;
-    const int64_t due_ms = later_.next_ms();
-    return retry_ms_ == 0 || due_ms == 0 ? retry_ms_ + due_ms : std::min(retry_ms_, due_ms);
+    return earlier(retry_ms_, later_.next_ms());
 }
 
 void hot_folder_t::step(int64_t now_ms)

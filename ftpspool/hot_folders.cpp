@@ -1,5 +1,7 @@
 #include "ftpspool/hot_folders.h"
 
+#include "ftpspool/wakeups.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -63,10 +65,7 @@ void hot_folders_t::tell_problem(hot_t &hot) const
 int64_t hot_folders_t::wake_ms() const
 {
     int64_t first_ms = 0;
-    for (const std::unique_ptr<hot_t> &hot : hot_) {
-        const int64_t due_ms = hot->folder.wake_ms();
-        if (due_ms != 0 && (first_ms == 0 || due_ms < first_ms))
-            first_ms = due_ms;
-    }
+    for (const std::unique_ptr<hot_t> &hot : hot_)
+        first_ms = earlier(first_ms, hot->folder.wake_ms());
     return first_ms;
 }

@@ -2,6 +2,7 @@
 
 #include "ftpspool/disk.h"
 #include "ftpspool/entry.h"
+#include "ftpspool/target_columns.h"
 #include "strutil/guards.h"
 
 #include <cerrno>
@@ -43,15 +44,7 @@ CREATE TABLE entries (
     copy          TEXT NOT NULL,
     original      TEXT NOT NULL,
     size_bytes    INTEGER NOT NULL,
-    url           TEXT NOT NULL,
-    user          TEXT NOT NULL,
-    password_file TEXT NOT NULL,
-    pin           TEXT NOT NULL,
-    proxy         TEXT NOT NULL,
-    proxy_password_file TEXT NOT NULL,
-    active        INTEGER NOT NULL,
-    profile       TEXT NOT NULL DEFAULT '',
-    profiles      TEXT NOT NULL DEFAULT '',
+    )" TARGET_DEFINITIONS R"(,
     after         INTEGER NOT NULL,
     move_to       TEXT NOT NULL,
     resumable     INTEGER NOT NULL DEFAULT 0,
@@ -71,15 +64,7 @@ CREATE TABLE watches (
     taken         INTEGER NOT NULL DEFAULT 0,
     priority      INTEGER NOT NULL,
     tries_most    INTEGER NOT NULL,
-    url           TEXT NOT NULL,
-    user          TEXT NOT NULL,
-    password_file TEXT NOT NULL,
-    pin           TEXT NOT NULL,
-    proxy         TEXT NOT NULL,
-    proxy_password_file TEXT NOT NULL,
-    active        INTEGER NOT NULL,
-    profile       TEXT NOT NULL,
-    profiles      TEXT NOT NULL,
+    )" TARGET_DEFINITIONS R"(,
     after         INTEGER NOT NULL,
     move_to       TEXT NOT NULL
 );

@@ -57,12 +57,6 @@ void service_t::run()
     metrics_.finish(store_);
 }
 
-// Of two times, of which 0 means never.
-static int64_t earlier(int64_t one_ms, int64_t other_ms)
-{
-    return one_ms == 0 || (other_ms != 0 && other_ms < one_ms) ? other_ms : one_ms;
-}
-
 void service_t::wait(bool is_ending)
 {
     const int64_t wake_ms = earlier(metrics_.due_ms(), hot_folders_.wake_ms());

@@ -1,6 +1,7 @@
 #include "ftpspool/store.h"
 
 #include "ftpspool/schema.h"
+#include "ftpspool/target_columns.h"
 
 #include <cerrno>
 #include <unistd.h>
@@ -8,10 +9,9 @@
 constexpr int CACHE_KIB = 256;
 
 // What entry_from() reads, in its order.
-#define COLUMNS                                                                                                     \
-    "id, state, priority, added_s, not_before_s, expires_s, tries_most, tries, local, copy, original, size_bytes, " \
-    "url, user, password_file, pin, proxy, proxy_password_file, active, profile, profiles, after, move_to, urged, " \
-    "resumable, identity, place, ended_s, error, message"
+#define COLUMNS                                                                                                                    \
+    "id, state, priority, added_s, not_before_s, expires_s, tries_most, tries, local, copy, original, size_bytes, " TARGET_COLUMNS \
+    ", after, move_to, urged, resumable, identity, place, ended_s, error, message"
 
 static entry_t entry_from(const statement_t &row)
 {
@@ -31,7 +31,7 @@ static entry_t entry_from(const statement_t &row)
     entry.copy = text();
     entry.original = text();
     entry.size_bytes = number();
-    entry.target = {text(), text(), text(), text(), text(), text(), number() != 0, text(), text()};
+    entry.target = target_from(row, column);
     entry.after = static_cast<after_t>(number());
     entry.move_to = text();
     entry.urged = number() != 0;
@@ -87,8 +87,8 @@ int64_t store_t::insert(const entry_t &entry, const std::string &server) const
     statement_t insert(
         database_,
         "INSERT INTO entries (server, priority, added_s, not_before_s, expires_s, tries_most, local, "
-        "copy, original, size_bytes, url, user, password_file, pin, proxy, proxy_password_file, active, "
-        "profile, profiles, after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, "
+        "copy, original, size_bytes, " TARGET_COLUMNS
+        ", after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, "
         "?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21)");
     const target_t &target = entry.target;
     insert

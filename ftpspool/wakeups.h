@@ -14,6 +14,12 @@ int64_t steady_ms();
 // Seconds since 1970.
 int64_t wall_s();
 
+// The earlier of two times, of which 0 means never.
+constexpr int64_t earlier(int64_t one, int64_t other)
+{
+    return one == 0 || (other != 0 && other < one) ? other : one;
+}
+
 class wakeups_t
 {
 public:

@@ -1,5 +1,7 @@
 #include "ftpspool/watches.h"
 
+#include "ftpspool/target_columns.h"
+
 #include <algorithm>
 
 // A name has none of it, so no glob has any use for it.
@@ -28,9 +30,10 @@ int64_t watches_t::add(const watch_t &watch) const
 {
     const entry_t &entry = watch.entry;
     const target_t &target = entry.target;
-    statement("INSERT INTO watches (folder, globs, is_deep, name, copies, priority, tries_most, url, user, "
-              "password_file, pin, proxy, proxy_password_file, active, profile, profiles, after, move_to) "
-              "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18)")
+    statement(
+        "INSERT INTO watches (folder, globs, is_deep, name, copies, priority, tries_most, " TARGET_COLUMNS
+        ", after, move_to) "
+        "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18)")
         .with(watch.folder, joined(watch.globs), int64_t{watch.is_deep}, watch.name, int64_t{watch.copies},
               entry.priority, entry.tries_most, target.url, target.user, target.password_file, target.pin,
               target.proxy, target.proxy_password_file, int64_t{target.active}, target.profile,
@@ -61,7 +64,7 @@ static watch_t watch_from(const statement_t &row)
     watch.taken = number();
     watch.entry.priority = number();
     watch.entry.tries_most = number();
-    watch.entry.target = {text(), text(), text(), text(), text(), text(), number() != 0, text(), text()};
+    watch.entry.target = target_from(row, column);
     watch.entry.after = static_cast<after_t>(number());
     watch.entry.move_to = text();
     return watch;
@@ -70,10 +73,9 @@ static watch_t watch_from(const statement_t &row)
 std::vector<watch_t> watches_t::all() const
 {
     std::vector<watch_t> watches;
-    statement_t query =
-        statement("SELECT id, folder, globs, is_deep, name, copies, taken, priority, tries_most, "
-                  "url, user, password_file, pin, proxy, proxy_password_file, active, profile, "
-                  "profiles, after, move_to FROM watches ORDER BY id");
+    statement_t query = statement(
+        "SELECT id, folder, globs, is_deep, name, copies, taken, priority, tries_most, " TARGET_COLUMNS
+        ", after, move_to FROM watches ORDER BY id");
     while (query.next())
         watches.push_back(watch_from(query));
     return watches;

@@ -74,7 +74,7 @@ TEST_F(Finished, WritersAreUnknownWhereNoLeaseCanBeHad)
     const descriptor foreign = opened(file, O_RDONLY);
     const as_nobody other;
     if (!other.is_other())
-        GTEST_SKIP() << "needs root";
+        GTEST_SKIP() << "only root can become another user";
     EXPECT_EQ(writers_hold_off(foreign.get()), writers_t::UNKNOWN);
 }
 

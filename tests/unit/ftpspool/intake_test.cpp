@@ -165,7 +165,7 @@ TEST_F(Intake, TakesAFileWhoseWritersAreUnknownWhenItHasSettled)
     {
         const as_nobody other;
         if (!other.is_other())
-            GTEST_SKIP() << "needs root";
+            GTEST_SKIP() << "only root can become another user";
         EXPECT_EQ(offer(intake, "a"), std::pair(false, std::string()));
     }
     set_time(in("a"), wall_s() - 60);

@@ -1,0 +1,19 @@
+// The columns of a target_t, which entries and watches have alike.
+#pragma once
+
+#include "ftpspool/database.h"
+#include "ftpspool/entry.h"
+
+// Their names, in the order of the members, and their definitions for CREATE TABLE.
+#define TARGET_COLUMNS "url, user, password_file, pin, proxy, proxy_password_file, active, profile, profiles"
+#define TARGET_DEFINITIONS                                                                                   \
+    "url TEXT NOT NULL, user TEXT NOT NULL, password_file TEXT NOT NULL, pin TEXT NOT NULL, "                \
+    "proxy TEXT NOT NULL, proxy_password_file TEXT NOT NULL, active INTEGER NOT NULL, "                      \
+    "profile TEXT NOT NULL, profiles TEXT NOT NULL"
+
+// Reads them from the current row, from `column` on, and leaves `column` behind them.
+inline target_t target_from(const statement_t &row, int &column)
+{
+    const auto text = [&] { return std::string(row.text(column++)); };
+    return {text(), text(), text(), text(), text(), text(), row.number(column++) != 0, text(), text()};
+}
