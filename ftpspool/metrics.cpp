@@ -1,6 +1,7 @@
 #include "ftpspool/metrics.h"
 
 #include "ftpctl/statuses.h"
+#include "ftpspool/disk.h"
 #include "ftpspool/verdict.h"
 #include "strutil/guards.h"
 
@@ -104,12 +105,8 @@ static bool replace_file(const std::string &path, const std::string &text)
 {
     const std::string making = path + ".new";
     unlink(making.c_str()); // left by a service that was killed
-    if (write_new(making, text) && rename(making.c_str(), path.c_str()) == 0)
-        return true;
-    const int kept = errno;
-    unlink(making.c_str());
-    errno = kept;
-    return false;
+    const unfinished_file_t owner(making);
+    return write_new(making, text) && rename(making.c_str(), path.c_str()) == 0;
 }
 
 void metrics_t::write(const store_t &store)
