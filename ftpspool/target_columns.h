@@ -9,7 +9,7 @@
 #define TARGET_DEFINITIONS                                                                                   \
     "url TEXT NOT NULL, user TEXT NOT NULL, password_file TEXT NOT NULL, pin TEXT NOT NULL, "                \
     "proxy TEXT NOT NULL, proxy_password_file TEXT NOT NULL, active INTEGER NOT NULL, "                      \
-    "profile TEXT NOT NULL, profiles TEXT NOT NULL"
+    "profile TEXT NOT NULL DEFAULT '', profiles TEXT NOT NULL DEFAULT ''"
 
 // Reads them from the current row, from `column` on, and leaves `column` behind them.
 inline target_t target_from(const statement_t &row, int &column)
