@@ -1,8 +1,11 @@
 // The control channel: the socket for local clients, the framing of their requests, and the notices to the
 // network manager. For the main thread only. Every failure is logged here and visible in the result.
+// In channel.cpp, framing.cpp, network_manager.cpp and transfer_all.cpp, as marked below.
 #pragma once
 
 #include "wire/wire.h"
+
+// --- channel.cpp: the socket and its connections
 
 // Creates the listening socket, replacing one left by an earlier run. 0, or -1 when it cannot be bound or
 // listened on. Also 0 when socket() fails: the daemon then runs without ever receiving a request.
@@ -18,6 +21,8 @@ int ftp_clientd_if_open_received_channel();
 // Closes a connection; sent data is still delivered. Does not wait.
 void ftp_clientd_if_close_received_channel(int connection);
 
+// --- framing.cpp: a header and its body
+
 // Reads one request: 8 header bytes, then as many body bytes as the header announces. Returns the body,
 // malloc'ed and now the caller's; NULL when there is none or the read failed. A failure leaves *header all
 // zero. Of a body above 1 MiB only the first MiB is kept; the rest is read, and its content in the buffer is
@@ -29,10 +34,14 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header);
 // accepts without waiting, so a slow cancel gets its reply.
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body);
 
+// --- network_manager.cpp: notices
+
 // Sends one notice over a connection of its own: code is a notice_code, body has `length` bytes, at most
 // NOTICE_BODY_MAX. Returns length or -1; a lost notice is not sent again. Blocks for at most 2 s when the
 // network manager does not accept connections, and 10 s when it does not read.
 int ftp_clientd_if_notify(int code, const void *body, int length);
+
+// --- transfer_all.cpp: exact numbers of bytes
 
 // Receives exactly len bytes within the same 10 s (other descriptors: 10 s from the call). Returns len;
 // less when the peer closed; len + 1 after an error; 0 at once when len < 1. With MSG_PEEK in flags: len

@@ -1,5 +1,5 @@
-// The commands, each in a file of the same name; ping, state and cancel are in questions.cpp, watch
-// is in watch.h.
+// The commands, each in a file of the same name; ping, state and cancel are in
+// short_commands.cpp, watch is in watch.h.
 #pragma once
 
 #include "ftpctl/options.h"

@@ -1,4 +1,4 @@
-#include "ftpctl/drive.h"
+#include "ftpctl/daemon.h"
 
 #include "ftpctl/duration.h"
 #include "ftpctl/statuses.h"

@@ -1,17 +1,10 @@
-// Access to the daemon: its failures, and running a call of the library to its end.
+// Runs a call of the library to its end.
 #pragma once
 
+#include "ftpctl/daemon.h"
 #include "ftpctl/deadline.h"
-#include "ftpctl/failure.h"
 #include "ftpctl/handles.h"
 #include "ftpctl/options.h"
-
-// The client for the control socket of the options. Does not connect and does not wait. Throws failure.
-client_t daemon_open(const options_t &options);
-
-// The failure for an ftpclient_error: its message, with the remedy, and its status. Call it before
-// errno changes.
-failure daemon_failure(const options_t &options, int error);
 
 // Waits for a call's descriptor, shows the call's progress, and stops it on an interrupt.
 class driver

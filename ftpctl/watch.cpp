@@ -1,6 +1,7 @@
 #include "ftpctl/watch.h"
 
-#include "ftpctl/drive.h"
+#include "ftpctl/daemon.h"
+#include "ftpctl/deadline.h"
 #include "ftpctl/event.h"
 #include "ftpctl/event_hook.h"
 #include "ftpctl/interrupts.h"
