@@ -86,7 +86,7 @@ static void add_profile(CLI::App *command, options_t &options, bool url_may_be_m
                 if (url_may_be_missing)
                     command->get_option("URL")->required(false);
             },
-            "Profile of the server; the URL is relative to the profile's then")
+            "Profile of the server; the URL is then relative to the profile's")
         ->type_name("NAME")
         ->check(profile_name_fault);
     command->add_option("--profiles", options.profiles, "Folder of the profiles")
@@ -99,8 +99,8 @@ static void add_proxy(CLI::App *command, options_t &options)
     command_line_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]",
                       "HTTP proxy; the default port is 3128");
     command_line_text(command, "--proxy-password-file", options.proxy_password.file, "FILE",
-                      "File whose first line is the proxy's password; - reads standard input; without it the "
-                      "environment's FTPCTL_PROXY_PASSWORD is");
+                      "File whose first line is the proxy's password; - reads standard input; by default the "
+                      "environment variable FTPCTL_PROXY_PASSWORD is the password");
 }
 
 static void add_wait_turn(CLI::App *command, options_t &options)

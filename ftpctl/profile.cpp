@@ -102,7 +102,7 @@ constexpr row_t KEYS[] = {
     for (const row_t &key : KEYS)
         keys += (keys.empty() ? "" : ", ") + std::string(key.name);
     throw failure(STATUS_USAGE, "'" + std::string(name.begin(), end) +
-                                    "' begins no line KEY = VALUE; the keys are " + keys);
+                                    "' does not begin a valid line KEY = VALUE; the keys are " + keys);
 }
 
 static void take(profile_t &profile, const CLI::ConfigItem &item)
@@ -113,7 +113,7 @@ static void take(profile_t &profile, const CLI::ConfigItem &item)
         refuse_key(item.fullname());
     std::string &value = profile.*key->value;
     if (item.inputs.size() != 1 || !value.empty()) // the reader joins neighbours
-        refuse(key->name, "stands there twice");
+        refuse(key->name, "is given twice");
     value = item.inputs.front();
     if (value.empty() || value == WITHOUT_VALUE)
         refuse(key->name, "has no value");
@@ -128,7 +128,7 @@ static void check_login(bool has_user, const std::string &file, const std::strin
                         const std::string &key, const char *needs)
 {
     if (!file.empty() && !credential.empty())
-        refuse(key + "-credential", "cannot stand beside " + key + "-file");
+        refuse(key + "-credential", "cannot be used together with " + key + "-file");
     if (!has_user && !(file.empty() && credential.empty()))
         refuse(key + (file.empty() ? "-credential" : "-file"), needs);
 }
