@@ -18,7 +18,7 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
     ftpes   FTP, TLS on request, port 21
   PATH is percent-decoded and relative to the login directory. Over FTP one more '/' makes it absolute
   (ftp://host//tmp/file); over SFTP it stays below the login directory. The password comes from
-  --password-file, from the environment's FTPCTL_PASSWORD, or is asked for on the terminal. FTP without a
+  --password-file, from the environment variable FTPCTL_PASSWORD, or from a prompt. FTP without a
   user logs in as anonymous. With --profile a URL is relative to the profile's: DIR/FILE, or . for its folder.
 
 DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
