@@ -15,7 +15,7 @@ constexpr mode_t OTHERS_WRITE = 022;
 
 // ---- What is wrong with a value; "" for a right one ----
 
-// The checks of options begin with the option's name: it is left out.
+// The messages of option checks begin with the option's name, which is left out here.
 template <typename Parse> static std::string fault_of(Parse parse)
 {
     try {
@@ -93,7 +93,7 @@ constexpr row_t KEYS[] = {
     throw failure(STATUS_USAGE, key + ": " + why);
 }
 
-// Its first word alone: what follows in a line without '=' may be a password.
+// Names only the first word: the rest of a line without '=' may be a password.
 [[noreturn]] static void refuse_key(const std::string &name)
 {
     const auto end = std::ranges::find_if(
@@ -150,7 +150,7 @@ static std::vector<CLI::ConfigItem> items_of(const std::string &path)
     if (!file)
         throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
     CLI::ConfigBase reader;
-    // No value is a list, and no comment follows one: no line holds a line feed.
+    // Makes every value plain text: the special characters become a line feed, which no line holds.
     reader.comment('\n')->arrayBounds('\n', '\n')->arrayDelimiter('\n');
     return reader.from_config(file);
 }
