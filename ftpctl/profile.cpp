@@ -59,7 +59,7 @@ static std::string proxy_fault(const std::string &text)
 std::string profile_name_fault(const std::string &name)
 {
     return name.empty() || name.starts_with('.') || name.find('/') != name.npos
-               ? "must be a name that has no '/' and begins with no '.'"
+               ? "must be a name without '/' that does not begin with '.'"
                : "";
 }
 

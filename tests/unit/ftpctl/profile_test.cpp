@@ -175,7 +175,8 @@ TEST(ProfileName, IsAPlainName)
     for (const char *name : {"camera", "a.b", "a b", "-", "b\xC3\xBC"})
         EXPECT_EQ(profile_name_fault(name), "") << name;
     for (const char *name : {"", ".", "..", ".a", "a/b", "/a", "../a"})
-        EXPECT_EQ(profile_name_fault(name), "must be a name that has no '/' and begins with no '.'") << name;
+        EXPECT_EQ(profile_name_fault(name), "must be a name without '/' that does not begin with '.'")
+            << name;
 }
 
 TEST_F(Profile, ItsUrlIsTheFolderOfAUrl)
