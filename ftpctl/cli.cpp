@@ -18,7 +18,7 @@ constexpr const char *URLS = R"(URLs: SCHEME://[USER@]HOST[:PORT]/PATH
     ftpes   FTP, TLS on request, port 21
   PATH is percent-decoded and relative to the login directory. Over FTP one more '/' makes it absolute
   (ftp://host//tmp/file); over SFTP it stays below the login directory. The password comes from
-  --password-file, from the environment's FTPCTL_PASSWORD, or is asked for on the terminal. FTP without a
+  --password-file, from the environment variable FTPCTL_PASSWORD, or from a prompt. FTP without a
   user logs in as anonymous. With --profile a URL is relative to the profile's: DIR/FILE, or . for its folder.
 
 DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d.
@@ -86,7 +86,7 @@ static void add_profile(CLI::App *command, options_t &options, bool url_may_be_m
                 if (url_may_be_missing)
                     command->get_option("URL")->required(false);
             },
-            "Profile of the server; the URL is relative to the profile's then")
+            "Profile of the server; the URL is then relative to the profile's")
         ->type_name("NAME")
         ->check(profile_name_fault);
     command->add_option("--profiles", options.profiles, "Folder of the profiles")
@@ -99,8 +99,8 @@ static void add_proxy(CLI::App *command, options_t &options)
     command_line_text(command, "--proxy", options.proxy, "[USER@]HOST[:PORT]",
                       "HTTP proxy; the default port is 3128");
     command_line_text(command, "--proxy-password-file", options.proxy_password.file, "FILE",
-                      "File whose first line is the proxy's password; - reads standard input; without it the "
-                      "environment's FTPCTL_PROXY_PASSWORD is");
+                      "File whose first line is the proxy's password; - reads standard input; by default the "
+                      "environment variable FTPCTL_PROXY_PASSWORD is the password");
 }
 
 static void add_wait_turn(CLI::App *command, options_t &options)

@@ -22,6 +22,6 @@ octets_t digest_of(std::span<const unsigned char> bytes, const EVP_MD *kind)
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned length = 0;
     if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, kind, nullptr) != 1)
-        throw failure(STATUS_LOCAL, "the cryptographic library here computes no such digest");
+        throw failure(STATUS_LOCAL, "the cryptographic library here does not provide this digest");
     return {digest, digest + length};
 }

@@ -24,7 +24,7 @@ static job_t build(const options_t &options, const url_t &url, const std::string
 static void to_standard_output(const options_t &options, const url_t &url, report_t &report)
 {
     if (options.json)
-        throw failure(STATUS_USAGE, "--json: standard output is the file's");
+        throw failure(STATUS_USAGE, "--json: standard output is needed for the file");
     const logins_t logins = logins_find(options, url);
     interrupts_catch(); // before there is a folder to remove
     driver driver(options);

@@ -51,7 +51,7 @@ static std::string result_line(const job_t &job, int result, const ftpclient_out
         return "interrupted before the job was started";
     if (is_out_of_sight(result, outcome))
         return "the daemon cannot see or write " + job.local +
-               ": it runs with rights and a view of the file system of its own "
+               ": it has its own rights and its own view of the file system "
                "(ProtectHome, PrivateTmp, another mount namespace) (" +
                details + ")";
     return subject_of(job, outcome) + ": " + status_sentence(status_of(result, outcome.cause), details);
@@ -74,8 +74,9 @@ static std::string sight_line(const job_t &job, int error)
         "container, hide others); no job was started";
     return job.local +
            (error == FTPCLIENT_ERR_READ_ONLY
-                ? ": the daemon may not write there: it is mounted read-only for it"
-                : ": the daemon finds another file or none at this path, for it has a file system of its own") +
+                ? ": the daemon may not write there: it is mounted read-only for the daemon"
+                : ": the daemon finds another file or none at this path: it has its own view of the "
+                  "file system") +
            REMEDY;
 }
 
@@ -127,7 +128,7 @@ static std::string remains(int code, const ftpclient_outcome_t &outcome)
     if (outcome.may_be_spoiled != 0)
         return before + " and may now hold a part twice: upload it whole, without --resume";
     if (was_stopped && outcome.resumed_bytes > 0 && outcome.upload != FTPCLIENT_UPLOAD_MENDED)
-        return before + ", --resume goes on from what it has now";
+        return before + ", --resume continues from what it has now";
     if (outcome.cause == FTPCLIENT_CAUSE_SFTP && outcome.remote_bytes >= 0)
         return "; the remote file has " + std::to_string(outcome.remote_bytes) + " of " +
                std::to_string(outcome.local_bytes) + " bytes";

@@ -80,7 +80,7 @@ void file_check_upload(const std::string &name)
     if (!S_ISREG(status->st_mode))
         throw failure(STATUS_LOCAL,
                       name + (S_ISDIR(status->st_mode) ? ": is a folder; only files can be uploaded"
-                                                       : ": is no regular file"));
+                                                       : ": is not a regular file"));
     const descriptor readable(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!readable)
         fail(name);
@@ -101,7 +101,7 @@ std::string file_to_download(const std::string &name, const std::string &remote_
     std::optional<struct stat> status = found(target);
     if (target.ends_with('/') || (status && S_ISDIR(status->st_mode)) || name.empty()) {
         if (remote_name.empty() || remote_name == "." || remote_name == "..")
-            throw failure(STATUS_USAGE, "URL: '" + remote_name + "' is no name for a local file");
+            throw failure(STATUS_USAGE, "URL: '" + remote_name + "' cannot be the name of a local file");
         if (!name.empty())
             target = (fs::path(target) / remote_name).string();
         status = found(target);
@@ -110,7 +110,7 @@ std::string file_to_download(const std::string &name, const std::string &remote_
         throw failure(STATUS_LOCAL, target + ": is a folder");
     if (status && !S_ISREG(status->st_mode))
         throw failure(STATUS_LOCAL, target +
-                                        ": is no regular file; write to standard output instead: "
+                                        ": is not a regular file; write to standard output instead: "
                                         "ftpctl get URL - >" +
                                         target);
     return behind_links(fs::absolute(target)).string();
@@ -123,9 +123,9 @@ std::string file_beside(const std::string &target)
     const std::string folder = (path.parent_path() / ".").string(); // "/dir/."
     const size_t taken = folder.size() + tail.size() + 2;           // "/f" after it
     if (taken > LONGEST_PATH)
-        throw failure(STATUS_USAGE, target + ": too long a path: its folder needs " +
+        throw failure(STATUS_USAGE, target + ": the path is too long: its folder needs " +
                                         std::to_string(taken - LONGEST_PATH) +
-                                        " bytes less, for the file while it is fetched");
+                                        " bytes less, for the temporary file");
     const size_t room = std::min(LONGEST_PATH - taken, LONGEST_NAME - 1 - tail.size());
     return folder + path.filename().string().substr(0, room) + tail;
 }

@@ -15,7 +15,7 @@ constexpr mode_t OTHERS_WRITE = 022;
 
 // ---- What is wrong with a value; "" for a right one ----
 
-// The checks of options begin with the option's name: it is left out.
+// The messages of option checks begin with the option's name, which is left out here.
 template <typename Parse> static std::string fault_of(Parse parse)
 {
     try {
@@ -59,7 +59,7 @@ static std::string proxy_fault(const std::string &text)
 std::string profile_name_fault(const std::string &name)
 {
     return name.empty() || name.starts_with('.') || name.find('/') != name.npos
-               ? "must be a name that has no '/' and begins with no '.'"
+               ? "must be a name without '/' that does not begin with '.'"
                : "";
 }
 
@@ -93,7 +93,7 @@ constexpr row_t KEYS[] = {
     throw failure(STATUS_USAGE, key + ": " + why);
 }
 
-// Its first word alone: what follows in a line without '=' may be a password.
+// Names only the first word: the rest of a line without '=' may be a password.
 [[noreturn]] static void refuse_key(const std::string &name)
 {
     const auto end = std::ranges::find_if(
@@ -102,7 +102,7 @@ constexpr row_t KEYS[] = {
     for (const row_t &key : KEYS)
         keys += (keys.empty() ? "" : ", ") + std::string(key.name);
     throw failure(STATUS_USAGE, "'" + std::string(name.begin(), end) +
-                                    "' begins no line KEY = VALUE; the keys are " + keys);
+                                    "' does not begin a valid line KEY = VALUE; the keys are " + keys);
 }
 
 static void take(profile_t &profile, const CLI::ConfigItem &item)
@@ -113,7 +113,7 @@ static void take(profile_t &profile, const CLI::ConfigItem &item)
         refuse_key(item.fullname());
     std::string &value = profile.*key->value;
     if (item.inputs.size() != 1 || !value.empty()) // the reader joins neighbours
-        refuse(key->name, "stands there twice");
+        refuse(key->name, "is given twice");
     value = item.inputs.front();
     if (value.empty() || value == WITHOUT_VALUE)
         refuse(key->name, "has no value");
@@ -128,7 +128,7 @@ static void check_login(bool has_user, const std::string &file, const std::strin
                         const std::string &key, const char *needs)
 {
     if (!file.empty() && !credential.empty())
-        refuse(key + "-credential", "cannot stand beside " + key + "-file");
+        refuse(key + "-credential", "cannot be used together with " + key + "-file");
     if (!has_user && !(file.empty() && credential.empty()))
         refuse(key + (file.empty() ? "-credential" : "-file"), needs);
 }
@@ -150,7 +150,7 @@ static std::vector<CLI::ConfigItem> items_of(const std::string &path)
     if (!file)
         throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
     CLI::ConfigBase reader;
-    // No value is a list, and no comment follows one: no line holds a line feed.
+    // Makes every value plain text: the special characters become a line feed, which no line holds.
     reader.comment('\n')->arrayBounds('\n', '\n')->arrayDelimiter('\n');
     return reader.from_config(file);
 }

@@ -40,9 +40,9 @@ static void check_protocol(const options_t &options, int kind, const url_t &url)
     if (!url_is_zixi(url) && options.protocol)
         refuse("--protocol: only for zixi://");
     if (!options.proxy.empty() && asks_for_size(options, kind))
-        refuse("--proxy: a remote file's size cannot be asked for through a proxy");
+        refuse("--proxy: a remote file's size is not available through a proxy");
     if (options.no_wait && (options.resume || options.verify))
-        refuse("--no-wait: nobody would be left to compare the sizes for --resume or --verify");
+        refuse("--no-wait: --resume and --verify compare sizes after the upload");
 }
 
 static void set_server_identity(const options_t &options, const request_t &request)

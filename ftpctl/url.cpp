@@ -76,7 +76,7 @@ static void check_ip_literal(std::string_view host, const std::string &what)
     in6_addr ignored;
     if (inet_pton(AF_INET6, address.c_str(), &ignored) != 1 || zone.empty() ||
         !std::ranges::all_of(zone, [](char c) { return is_alphanumeric(c) || is_one_of(c, "-._~"); }))
-        refuse(what + ": no IPv6 address stands between the brackets");
+        refuse(what + ": no IPv6 address in the brackets");
 }
 
 static void check_host_name(std::string_view host, const std::string &what)
@@ -86,7 +86,7 @@ static void check_host_name(std::string_view host, const std::string &what)
     for (const char c : host) {
         if (!is_alphanumeric(c) && !is_one_of(c, "-._~") && static_cast<unsigned char>(c) < 0x80)
             refuse(what +
-                   ": a host name has letters, digits, '-', '.' and '_'; an IPv6 address stands in brackets");
+                   ": a host name has letters, digits, '-', '.' and '_'; an IPv6 address needs brackets");
     }
 }
 

@@ -52,7 +52,7 @@ FTPC int ftpc_check_host(ftpclient_request_t *request, const char *what, const c
             return refuse_character(request, what, *c);
         if (!in_brackets && *c == ':')
             return ftpc_refuse(request, FTPCLIENT_ERR_CHARACTER,
-                               "%s: must not hold ':'; an IPv6 address stands in brackets", what);
+                               "%s: must not hold ':'; an IPv6 address needs brackets", what);
     }
     if (port > 65535)
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "%s: the port must be at most 65535", what);

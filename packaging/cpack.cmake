@@ -72,7 +72,7 @@ endmacro()
 package(daemon NAME ftp-clientd SECTION net DEPENDS "systemd-sysusers, init-system-helpers (>= 1.54~)${daemon_libraries}"
   SUMMARY "file-transfer client daemon for embedded devices"
   TEXT "Takes one job at a time over a local socket: download a small file, upload"
-       "a file, look up a remote file, by FTP, FTPS, SFTP or Zixi. Tells the"
+       "a file, look up a remote file, over FTP, FTPS, SFTP or Zixi. Notifies the"
        "network manager of the device when a job ends."
        "."
        "Members of the group ftpclient may use it. It acts as root: they can send"
@@ -81,7 +81,7 @@ package(daemon NAME ftp-clientd SECTION net DEPENDS "systemd-sysusers, init-syst
 if(TARGET ftpctl)
   package(tools NAME ftpctl SECTION net DEPENDS "${tools_libraries}"
     SUMMARY "command-line client of the file-transfer daemon"
-    TEXT "Hands downloads, uploads and look-ups to ftp_clientd, shows their progress"
+    TEXT "Gives downloads, uploads and look-ups to ftp_clientd, shows their progress"
          "and cancels them.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ftp-clientd)
 endif()
@@ -89,9 +89,10 @@ endif()
 if(TARGET ftpspool)
   package(spool NAME ftpspool SECTION net DEPENDS "ftp-clientd, init-system-helpers (>= 1.54~)${spool_libraries}"
     SUMMARY "queue of uploads for the file-transfer daemon"
-    TEXT "Hand over a file once, and it arrives, whatever the network, the server, the"
-         "daemon or the power do. Entries are kept in an SQLite database; a service"
-         "uploads them through ftp_clientd and tries again what may pass.")
+    TEXT "Hand a file over once, and it is uploaded however often the network, the"
+         "server, the daemon or the power fails meanwhile. Entries are kept in an"
+         "SQLite database; a service uploads them through ftp_clientd and repeats"
+         "uploads that may still succeed.")
 endif()
 
 if(TARGET ftpclient_shared)

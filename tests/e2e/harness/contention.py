@@ -22,7 +22,7 @@ AT_ONCE = ("cancel", "state")
 
 
 def give(path, content):
-    """A file of alice's."""
+    """Writes a file that belongs to alice."""
     path.write_bytes(content)
     path.chmod(0o644)
     shutil.chown(path, "alice", "alice")

@@ -140,7 +140,7 @@ class Daemon:
         os.kill(self.pid, number)
 
     def stop(self, number=signal.SIGTERM):
-        """The exit status after that signal, or -N if signal N ended it."""
+        """Sends the signal; returns the exit status, or -N if signal N ended it."""
         self.send_signal(number)
         return self.wait_end()
 
@@ -170,7 +170,7 @@ class Daemon:
         return memory_kib(self.pid, "Private_Dirty")
 
     def grew_less_than(self, kib, before_kib):
-        """Whether its resident memory did; always true with a sanitizer, which keeps freed memory."""
+        """Whether its resident memory grew by less than `kib`; always true with a sanitizer, which keeps freed memory."""
         return self.has_sanitizer("[at]") or self.resident_kib() - before_kib < kib
 
     def has_sanitizer(self, kinds):

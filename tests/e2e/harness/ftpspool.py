@@ -17,18 +17,18 @@ ALICE = "ftp://alice@127.0.0.1/"
 
 
 def command():
-    """As ftpctl's. Builds without SQLite have none: the test is skipped then."""
+    """Like ftpctl.command(). A build without SQLite has no ftpspool; then the test is skipped."""
     *emulator, client = ftpctl.command()
     path = pathlib.Path(client).with_name("ftpspool")
     if not path.exists():
-        import pytest  # only here: others than tests use the queue as well
+        import pytest  # imported only here, because not only tests use the queue
 
         pytest.skip("not built: ftpspool")
     return [*emulator, str(path), "--spool", str(SPOOL)]
 
 
 def environment(**variables):
-    """Leaks cannot be looked for under a tracer."""
+    """LeakSanitizer does not work under a tracer."""
     return os.environ | {"ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"} | variables
 
 
@@ -42,7 +42,7 @@ def run(*words, wrapper=()):
 
 
 def password():
-    """The file with alice's."""
+    """The path of alice's password file."""
     path = WORLD / "password"
     path.write_text("secret\n")
     path.chmod(0o600)
@@ -50,7 +50,7 @@ def password():
 
 
 def add(local, url=ALICE, *options):
-    """Queues a file for alice's home or another place; the entry's id."""
+    """Queues a file for alice's home or another place; returns the entry's id."""
     login = ("--password-file", password()) if "alice@" in url else ()
     outcome = run("add", local, url, *login, *options)
     assert outcome.status == 0, outcome
@@ -58,7 +58,7 @@ def add(local, url=ALICE, *options):
 
 
 def watch(folder, url=ALICE, *options):
-    """The watch's id."""
+    """Watches a folder; returns the watch's id."""
     login = ("--password-file", password()) if "alice@" in url else ()
     outcome = run("watch", folder, url, *login, *options)
     assert outcome.status == 0, outcome

@@ -87,7 +87,7 @@ def _behind_squid(name, start, carries):
         squid = Squid()
 
         def revive():
-            """It sometimes dies."""
+            """Starts squid again if it has died, which some names cause."""
             if not squid.has_died:
                 return False
             print("squid had died:", squid.last_words, flush=True)

@@ -1,7 +1,7 @@
-"""What a disk holds after a power cut: a program's writes and fsyncs are recorded, and played up to each point.
+"""What a disk holds after a power cut: a program's writes and fsyncs are recorded, and replayed up to each point.
 
-Nothing is taken for safe that was not asked for: the content of a file is what it was at its last fsync, and names are
-what they were at the last fsync of their folder. MODES has what may have reached the disk beyond that.
+Only synced data is safe: a file has the content of its last fsync, and a folder the names of its last fsync. MODES lists
+what else may have reached the disk.
 """
 
 import collections
@@ -14,7 +14,7 @@ CALLS = (
     "openat,close,write,pwrite64,writev,pwritev,sendfile,copy_file_range,ftruncate,fsync,fdatasync,rename,renameat,"
     "renameat2,link,linkat,unlink,unlinkat,mkdir,mkdirat"
 )
-# Whether the names and the contents are those of the last fsync, or the present ones.
+# (names, contents): True = those of the last fsync, False = the present ones.
 MODES = {"nothing more": (True, True), "names": (False, True), "contents": (True, False), "all": (False, False)}
 NOT_PLAYED = ("writev", "pwritev", "sendfile", "copy_file_range")
 LONGEST = 1 << 22
@@ -22,12 +22,12 @@ LONGEST = 1 << 22
 
 class Call(NamedTuple):
     name: str
-    words: list  # bytes for texts, str for all else
+    words: list  # bytes for texts, str for everything else
     result: int
 
 
 def wrapper(log):
-    """The command under which a program is recorded."""
+    """The command that records a program's calls when it runs the program."""
     return ("strace", "-f", "-xx", "-s", str(LONGEST), "-o", str(log), "-e", f"trace={CALLS}")
 
 
@@ -39,7 +39,7 @@ def _words(text):
 
 
 def calls(log):
-    """Those that succeeded, in their order."""
+    """The recorded calls that succeeded, in order."""
     for line in pathlib.Path(log).read_text().splitlines():
         match = re.match(r"\d+\s+(\w+)\((.*)\)\s+= (\d+)$", line)
         if match:
@@ -47,7 +47,7 @@ def calls(log):
 
 
 def numbered_calls(log):
-    """(name, its number among those of that name) for each call, in their order."""
+    """(name, number among the calls of that name) for each call, in order."""
     counts = collections.Counter()
     found = []
     for name in re.findall(r"^\d+ +(\w+)\(", pathlib.Path(log).read_text(), re.MULTILINE):
@@ -57,7 +57,7 @@ def numbered_calls(log):
 
 
 def killed_at(name, number):
-    """The command under which a program is killed at that call. strace counts the calls of each name for themselves."""
+    """The command that kills a program at that call. strace counts the calls of each name separately."""
     return ("strace", "-f", "-o", "/dev/null", "-e", f"trace={name}", "-e", f"inject={name}:signal=KILL:when={number}")
 
 
@@ -73,7 +73,7 @@ class File:
 
 
 class Disk:
-    """The files below some folders. Where they are now is taken for safe."""
+    """The files below some folders. Their present names and contents count as synced."""
 
     def __init__(self, *folders):
         self._folders = [str(folder) for folder in folders]
@@ -91,7 +91,7 @@ class Disk:
         return any(path.startswith(folder + "/") for folder in self._folders) and not path.endswith("-shm")
 
     def play(self, call):
-        """True when it changed what a power cut would leave."""
+        """True if the call changed what a power cut would leave."""
         assert call.name not in NOT_PLAYED or int(call.words[0]) not in self._opened, call
         has_data = call.name in ("write", "pwrite64")
         paths = [] if has_data else [word.decode() for word in call.words if isinstance(word, bytes)]
@@ -173,14 +173,14 @@ class Disk:
         return self.names.pop(paths[0], None) is not None
 
     def left(self, mode):
-        """{path: content}: what a power cut now would leave."""
+        """{path: content} that a power cut now would leave."""
         safe_names, safe_content = MODES[mode]
         names = self.safe_names if safe_names else self.names
         return {path: file.safe if safe_content else bytes(file.content) for path, file in names.items()}
 
 
 def lay_out(left, target):
-    """Writes files to a folder, below the paths that they have here."""
+    """Writes the files below a folder, each at its own path there."""
     shutil.rmtree(target, ignore_errors=True)
     for path, content in left.items():
         place = pathlib.Path(f"{target}{path}")

@@ -47,7 +47,7 @@ def processes():
 
 
 def signal_children(pid, number):
-    """To those of a wrapper, which would keep the signal to itself."""
+    """Signals the children of a wrapper that does not pass signals on."""
     for process in processes():
         if process.parent == pid:
             os.kill(process.pid, number)

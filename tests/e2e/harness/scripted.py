@@ -276,7 +276,7 @@ class ScriptedServer(Listener):
         return self.held[verb]
 
     def after_session(self, number, action):
-        """Calls that when the session of this number, from 0, has ended."""
+        """Calls action() when session `number`, counted from 0, has ended."""
         self._afterwards[number] = action
 
     def session_ended(self, session):

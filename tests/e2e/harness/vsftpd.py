@@ -83,7 +83,7 @@ class Vsftpd:
 
     @property
     def pid(self):
-        """Of the one that listens; each session has processes of its own."""
+        """The process that listens; each session has processes of its own."""
         return self._process.pid
 
     def path(self, name) -> pathlib.Path:

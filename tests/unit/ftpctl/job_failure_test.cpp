@@ -54,8 +54,8 @@ TEST(JobFailure, OfAFileThatTheDaemonCannotOpenExplainsItsView)
         const failure why = of(result, outcome);
         EXPECT_EQ(why.status, 20 + result);
         EXPECT_EQ(why.what(),
-                  "the daemon cannot see or write /home/me/f: it runs with rights and a view of the "
-                  "file system of its own (ProtectHome, PrivateTmp, another mount namespace) (" +
+                  "the daemon cannot see or write /home/me/f: it has its own rights and its own view of the "
+                  "file system (ProtectHome, PrivateTmp, another mount namespace) (" +
                       std::string(name) + ")");
         outcome.progress.transferred_bytes = 1;
         EXPECT_THAT(of(result, outcome).what(), StartsWith("ftp://host/f: the daemon cannot "));
@@ -100,7 +100,7 @@ TEST(JobFailure, OfACauseBeginsWithItsSubject)
 TEST(JobFailure, OfAnAppendSaysWhatItHasLeft)
 {
     const Matcher<std::string> goes_on =
-        EndsWith("; the remote file had 400 bytes before, --resume goes on from what it has now");
+        EndsWith("; the remote file had 400 bytes before, --resume continues from what it has now");
     const Matcher<std::string> spoiled =
         EndsWith("; the remote file had 400 bytes before and may now hold a part twice: upload it whole, "
                  "without --resume");

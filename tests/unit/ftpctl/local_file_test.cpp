@@ -63,7 +63,7 @@ TEST(FileToDownload, AnythingButARegularFileIsRefusedWithARemedy)
     const temp_dir dir;
     ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
     EXPECT_THAT(failure_of([&] { file_to_download(dir / "pipe", "r"); }),
-                StartsWith("1 " + (dir / "pipe") + ": is no regular file; write to standard output"));
+                StartsWith("1 " + (dir / "pipe") + ": is not a regular file; write to standard output"));
     EXPECT_THAT(failure_of([] { file_to_download("/dev/null", "r"); }),
                 HasSubstr("ftpctl get URL - >/dev/null"));
     std::filesystem::create_directories(dir / "sub/remote");
@@ -77,7 +77,7 @@ TEST(FileToUpload, MustBeARegularFileThatThisUserCanRead)
     EXPECT_EQ(failure_of([&] { file_check_upload(dir.file("f", "")); }), "");
     ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
     EXPECT_EQ(failure_of([&] { file_check_upload(dir / "pipe"); }),
-              "1 " + (dir / "pipe") + ": is no regular file");
+              "1 " + (dir / "pipe") + ": is not a regular file");
     std::filesystem::create_symlink("f", dir / "link");
     EXPECT_EQ(failure_of([&] { file_check_upload(dir / "link"); }), "");
 }
@@ -106,7 +106,7 @@ TEST(FileBeside, IsHiddenInTheSameFolderAndFitsTheRequestsFieldWithAFileInIt)
     }
     const std::string folder = "/" + std::string(236, 'd');
     EXPECT_EQ(file_beside(folder + "/f"), folder + "/..ftpctl.XXXXXX");
-    EXPECT_THAT(failure_of([&] { file_beside(folder + "d/f"); }), HasSubstr("too long a path"));
+    EXPECT_THAT(failure_of([&] { file_beside(folder + "d/f"); }), HasSubstr("the path is too long"));
 }
 
 TEST(FileInPlace, HasTheModeOfANewFile)

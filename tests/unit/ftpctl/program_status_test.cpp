@@ -91,7 +91,7 @@ TEST(ExitStatus, OfARefusalBeforeAnythingIsSent)
         int status; // 1: a file of this program, 2: usage, 59: the local file
         Matcher<std::string> err;
     } rows[] = {
-        {{"get", URL, "-"}, 2, is("--json: standard output is the file's")},
+        {{"get", URL, "-"}, 2, is("--json: standard output is needed for the file")},
         {{"get", "--no-wait", URL}, 2, is("--no-wait: needs the name of a FILE")},
         {{"get", "--no-wait", URL, "-"}, 2, is("--no-wait: needs the name of a FILE")},
         {{"get", URL, "/dev/null"}, 1, HasSubstr("ftpctl get URL - >/dev/null")},
@@ -101,8 +101,8 @@ TEST(ExitStatus, OfARefusalBeforeAnythingIsSent)
          is("local path: 256 bytes are too many, at most 255 fit")},
         {{"put", dir / "a", URL}, 59, is((dir / "a") + ": the local file does not exist")},
         {{"put", dir / "", URL}, 1, is((dir / "") + ": is a folder; only files can be uploaded")},
-        {{"put", "/dev/null", URL}, 1, is("/dev/null: is no regular file")},
-        {{"put", "..", "ftp://host/dir/"}, 2, is("..: is no name of a file")},
+        {{"put", "/dev/null", URL}, 1, is("/dev/null: is not a regular file")},
+        {{"put", "..", "ftp://host/dir/"}, 2, is("..: is not the name of a file")},
         {{"put", file, "ftp://host/a%0Db"}, 2, is("remote path: must not hold a carriage return")},
         {{"put", dir.file("a#b", ""), "ftp://host/dir/"}, 2, is("remote path: must not hold '#'")},
         {{"put", file, dir.file("b?", ""), "ftp://host/"}, 2, is("remote path: must not hold '?'")},
