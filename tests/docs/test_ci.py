@@ -25,7 +25,7 @@ def run(tmp_path):
         (tmp_path / LOG).write_text("9:from_an_earlier_run\n")
         (tmp_path / ".ci").mkdir(exist_ok=True)
         shutil.copy(ROOT / ".ci/run", tmp_path / ".ci/run")
-        for name in ("lint", "test-arm", "check-musl"):
+        for name in ("lint", "test-arm", "check-musl", "test-on"):
             played(f"scripts/{name}", "exit 0")
         shutil.copy(ROOT / "scripts/help.sh", tmp_path / "scripts/help.sh")
         lines = "".join(f"echo {n}:test_{n} >>{LOG}\n" for n in range(failed if listed is None else listed))
