@@ -81,6 +81,7 @@ CREATE INDEX later ON entries (not_before_s) WHERE not_before_s > 0;
 CREATE INDEX expiring ON entries (expires_s) WHERE expires_s > 0;
 CREATE INDEX arriving ON entries (id) WHERE state = 4;
 CREATE INDEX copies ON entries (copy) WHERE copy <> '';
+CREATE INDEX begun ON entries (place) WHERE resumable = 1;
 )";
 
 static bool exists(const std::string &path)

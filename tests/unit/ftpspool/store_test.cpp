@@ -141,7 +141,7 @@ TEST_F(Store, KnowsTheOldestThatIsToBeSentAndTheLastThatIsDone)
     EXPECT_EQ(store.figures().oldest_s, NOW_S + 60);
     store.done(3, "", NOW_S + 70);
     store.done(2, "", NOW_S + 80);
-    store.fail(1, "", "", NOW_S + 90);
+    store.fail(1, {}, NOW_S + 90);
     EXPECT_EQ(store.figures().oldest_s, 0);
     EXPECT_EQ(store.figures().last_done_s, NOW_S + 80);
 }
@@ -206,7 +206,7 @@ TEST_F(Store, ForgetsWhatHasBeenWhenAnEntryIsTriedAgain)
     entry_t entry = full_entry();
     const int64_t id = store.add(entry, "one");
     store.begin(id, "identity");
-    store.fail(id, "login-refused", "no", NOW_S);
+    store.fail(id, {"login-refused", "no"}, NOW_S);
     EXPECT_EQ(store.find(id)->tries, 1);
     EXPECT_TRUE(store.retry(id, 99));
     const entry_t found = *store.find(id);
