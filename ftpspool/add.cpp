@@ -11,6 +11,7 @@
 #include "ftpspool/upload_job.h"
 #include "ftpspool/wakeups.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -25,7 +26,7 @@ static void make_absolute(std::string &path)
         path = std::filesystem::absolute(path).string();
 }
 
-// "90m", "2d": from now on; "2026-12-24T18:00": by the local clock. 0 for "".
+// "90m", "2d": from now on; "2026-12-24T18:00": by the local clock. 0 for "", and never for a time.
 static int64_t time_of(const std::string &text, const char *option, int64_t now_s)
 {
     if (text.empty())
@@ -38,7 +39,7 @@ static int64_t time_of(const std::string &text, const char *option, int64_t now_
     if (end == nullptr || *end != '\0')
         refuse(std::string(option) +
                ": must be a duration such as 90m or 2d, or a time such as 2026-12-24T18:00");
-    return mktime(&parts);
+    return std::max<int64_t>(mktime(&parts), 1);
 }
 
 std::string add_folder(const std::string &url)
@@ -146,6 +147,7 @@ int spool_add(const spool_options_t &options)
 {
     entry_t entry = complete(options);
     const spool_paths_t paths = {options.folder};
+    store_t store = store_t::open(paths); // before the copy: a new spool takes no copies over
     std::optional<copying_t> copying;
     if (options.copy) {
         copying.emplace(paths);
@@ -154,7 +156,7 @@ int spool_add(const spool_options_t &options)
     }
     entry.size_bytes = file_identify(entry.source()).size_bytes;
     add_rehearse(entry);
-    const int64_t id = store_t::open(paths).add(entry, upload_server(upload_options(entry, "")));
+    const int64_t id = store.add(entry, upload_server(upload_options(entry, "")));
     if (copying)
         copying->keep();
     const std::string number = std::to_string(id);

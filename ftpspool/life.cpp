@@ -14,9 +14,17 @@ std::vector<int64_t> store_t::expire(int64_t now_s)
     query.with(now_s);
     while (query.next())
         expired.push_back(query.number(0));
-    for (const int64_t id : expired)
-        fail(id, "expired", "it had not arrived when it expired", now_s);
+    std::erase_if(expired, [&](int64_t id) { return !expire_one(id, now_s); });
     return expired;
+}
+
+// A command may have changed it since it was found.
+bool store_t::expire_one(int64_t id, int64_t now_s) const
+{
+    return change("UPDATE entries SET state = 6, error = 'expired', ended_s = ?2, "
+                  "message = 'it had not arrived when it expired' "
+                  "WHERE id = ?1 AND expires_s > 0 AND expires_s <= ?2 AND state IN (0, 1)",
+                  id, now_s);
 }
 
 std::vector<ready_t> store_t::ready(int64_t now_s) const
@@ -55,9 +63,16 @@ int64_t store_t::first_arrived() const
 
 bool store_t::begin(int64_t id, const std::string &identity, const std::string &place)
 {
-    return change("UPDATE entries SET state = 3, urged = 0, resumable = 0, identity = ?2, place = ?3 "
-                  "WHERE id = ?1 AND state IN (0, 1)",
-                  id, identity, place);
+    transaction_t transaction(database_);
+    if (!change("UPDATE entries SET state = 3, urged = 0, resumable = 0, identity = ?2, place = ?3 "
+                "WHERE id = ?1 AND state IN (0, 1)",
+                id, identity, place))
+        return false;
+    statement_t(database_, "UPDATE entries SET resumable = 0 WHERE resumable = 1 AND place = ?1")
+        .with(place)
+        .run();
+    transaction.commit();
+    return true;
 }
 
 void store_t::moved(int64_t id) { change("UPDATE entries SET resumable = 1 WHERE id = ?1", id); }
@@ -69,17 +84,16 @@ void store_t::setback(int64_t id, const setback_t &why)
            id, why.error, why.message, int64_t{why.resumable}, int64_t{why.counts}, int64_t{why.goes_behind});
 }
 
-void store_t::fail(int64_t id, const std::string &error, const std::string &message, int64_t now_s)
+void store_t::fail(int64_t id, const setback_t &why, int64_t now_s)
 {
-    change(
-        "UPDATE entries SET state = 6, error = ?2, message = ?3, ended_s = ?4, tries = tries + (state = 3) "
-        "WHERE id = ?1",
-        id, error, message, now_s);
+    change("UPDATE entries SET state = 6, error = ?2, message = ?3, resumable = ?4, ended_s = ?5, "
+           "tries = tries + (state = 3) WHERE id = ?1",
+           id, why.error, why.message, int64_t{why.resumable}, now_s);
 }
 
-void store_t::arrived(int64_t id)
+bool store_t::arrived(int64_t id)
 {
-    change("UPDATE entries SET state = 4, error = '', message = '' WHERE id = ?1", id);
+    return change("UPDATE entries SET state = 4, error = '', message = '' WHERE id = ?1", id);
 }
 
 void store_t::done(int64_t id, const std::string &note, int64_t now_s)

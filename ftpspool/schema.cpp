@@ -2,17 +2,21 @@
 
 #include "ftpspool/disk.h"
 #include "ftpspool/entry.h"
+#include "ftpspool/store.h"
 #include "ftpspool/target_columns.h"
 #include "strutil/guards.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 constexpr int64_t APPLICATION = 1718906995; // "ftps" in ASCII, in the file's header
 constexpr int64_t VERSION = 1;
 constexpr int CACHE_KIB = 64;
+constexpr int NAMES_MOST = 1000;
 
 // SQL here and in store.cpp, life.cpp and watches.cpp has the states as numbers, which cannot change: they are on
 // disks.
@@ -81,6 +85,7 @@ CREATE INDEX later ON entries (not_before_s) WHERE not_before_s > 0;
 CREATE INDEX expiring ON entries (expires_s) WHERE expires_s > 0;
 CREATE INDEX arriving ON entries (id) WHERE state = 4;
 CREATE INDEX copies ON entries (copy) WHERE copy <> '';
+CREATE INDEX begun ON entries (place) WHERE resumable = 1;
 )";
 
 static bool exists(const std::string &path)
@@ -93,8 +98,6 @@ static bool exists(const std::string &path)
     return false;
 }
 
-// If two processes make the spool at once, link() fails with EEXIST for the second one, and its file is
-// removed.
 static void make_database(const std::string &path)
 {
     std::string making = path + ".XXXXXX";
@@ -107,21 +110,47 @@ static void make_database(const std::string &path)
         database.run(TABLES);
         transaction.commit();
     }
-    if (link(making.c_str(), path.c_str()) != 0 && errno != EEXIST)
+    if (link(making.c_str(), path.c_str()) != 0)
         disk_fail(path);
 }
 
-void schema_make(const std::string &folder, const std::string &path)
+// The next start of the service would remove them: the new database does not know them.
+static void keep_left_copies(const std::string &files)
 {
+    std::error_code error;
+    if (!exists(files) || std::filesystem::is_empty(files, error))
+        return;
+    for (int number = 1; number <= NAMES_MOST; number++) {
+        const std::string kept = files + ".left-" + std::to_string(number);
+        if (renameat2(AT_FDCWD, files.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) == 0) {
+            fprintf(stderr, "ftpspool: copies without a database: they are kept as %s\n", kept.c_str());
+            return;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    disk_fail(files);
+}
+
+// One process alone: when it has ended, others have a log and copies of theirs.
+void schema_make(const spool_paths_t &paths)
+{
+    const std::string path = paths.database();
     if (exists(path))
         return;
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-        disk_fail(folder);
+    if (mkdir(paths.folder.c_str(), 0700) != 0 && errno != EEXIST)
+        disk_fail(paths.folder);
+    const descriptor folder(open(paths.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder || flock(folder.get(), LOCK_EX) != 0)
+        disk_fail(paths.folder);
+    if (exists(path))
+        return;
     // SQLite would replay the log that an earlier database left into the new one.
     rename((path + "-wal").c_str(), (path + ".left-wal").c_str());
+    keep_left_copies(paths.files());
     make_database(path);
-    if (!disk_sync_folder(folder))
-        disk_fail(folder);
+    if (fsync(folder.get()) != 0)
+        disk_fail(paths.folder);
 }
 
 void schema_check(const database_t &database)

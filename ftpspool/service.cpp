@@ -113,13 +113,13 @@ void service_t::start(const ready_t &ready)
 void service_t::settle_start(const entry_t &entry, const failure &why)
 {
     const verdict_t verdict = verdict_before(why.status);
+    const attempt_end_t end = {why.status, why.what(), verdict, false, entry.resumable};
     if (verdict == verdict_t::FINAL) {
         metrics_.failed(status_find(why.status).name);
-        give_up(entry, why.status, why.what());
-        return;
+        give_up(entry, end);
+    } else if (store_.begin(entry.id, entry.identity, entry.place)) {
+        settle_failure(entry, end);
     }
-    if (store_.begin(entry.id, entry.identity, entry.place))
-        settle_failure(entry, {why.status, why.what(), verdict, false, entry.resumable});
 }
 
 // ---- The running one ----
@@ -156,9 +156,9 @@ void service_t::settle()
         daemon_pauses_.succeeded(DAEMON);
     if (end.status == STATUS_DONE) {
         pauses_.succeeded(attempt_server_);
-        store_.arrived(entry->id);
         metrics_.arrived(wall_s());
-        finish(*entry, end.message);
+        if (store_.arrived(entry->id))
+            finish(*entry, end.message);
     } else if (end.stopped) {
         store_.setback(entry->id, {"", "interrupted", end.resumable, false, false});
         told_.tell("stopped", *entry, "");
@@ -173,7 +173,7 @@ void service_t::settle_failure(const entry_t &entry, const attempt_end_t &end)
     const bool counts = end.verdict != verdict_t::DAEMON;
     const bool is_last = counts && entry.tries_most > 0 && entry.tries + 1 >= entry.tries_most;
     if (end.verdict == verdict_t::FINAL || is_last) {
-        give_up(entry, end.status, end.message);
+        give_up(entry, end);
         return;
     }
     store_.setback(entry.id, {status_find(end.status).name, end.message, end.resumable, counts,
@@ -193,10 +193,10 @@ void service_t::pause(pauses_t &pauses, int64_t key, const entry_t &entry, const
 
 // ---- The end of an entry ----
 
-void service_t::give_up(const entry_t &entry, int status, const std::string &message)
+void service_t::give_up(const entry_t &entry, const attempt_end_t &end)
 {
-    store_.fail(entry.id, status_find(status).name, message, wall_s());
-    told_.tell("failed", entry, message);
+    store_.fail(entry.id, {status_find(end.status).name, end.message, end.resumable}, wall_s());
+    told_.tell("failed", entry, end.message);
 }
 
 void service_t::finish(const entry_t &entry, const std::string &how)

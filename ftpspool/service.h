@@ -67,5 +67,5 @@ private:
     void settle_failure(const entry_t &entry, const attempt_end_t &end);
     void pause(pauses_t &pauses, int64_t key, const entry_t &entry, const std::string &why);
     void finish(const entry_t &entry, const std::string &how);
-    void give_up(const entry_t &entry, int status, const std::string &message);
+    void give_up(const entry_t &entry, const attempt_end_t &end);
 };

@@ -4,6 +4,8 @@
 #include "ftpctl/text.h"
 #include "ftpspool/json_line.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -26,13 +28,20 @@ static std::string tries_text(const entry_t &entry)
     return entry.tries_most == 0 ? tries : tries + " of " + std::to_string(entry.tries_most);
 }
 
+std::string shown_on_a_line(std::string text)
+{
+    std::ranges::replace_if(
+        text, [](unsigned char byte) { return std::iscntrl(byte) != 0; }, '?');
+    return text;
+}
+
 std::string shown_line(const entry_t &entry)
 {
     char head[64];
     snprintf(head, sizeof head, "%6lld  %-8s %9s  ", static_cast<long long>(entry.id),
              state_name(entry.state), text_size(static_cast<double>(entry.size_bytes)).c_str());
     const std::string line = head + entry.local + " -> " + entry.target.shown_url();
-    return entry.message.empty() ? line : line + " (" + entry.message + ")";
+    return shown_on_a_line(entry.message.empty() ? line : line + " (" + entry.message + ")");
 }
 
 std::string shown_facts(const entry_t &entry)
@@ -40,7 +49,7 @@ std::string shown_facts(const entry_t &entry)
     std::string facts;
     const auto add = [&](const char *name, const std::string &value) {
         if (!value.empty())
-            facts.append(facts.empty() ? "" : "\n").append(name).append(": ").append(value);
+            facts.append(facts.empty() ? "" : "\n").append(name).append(": ").append(shown_on_a_line(value));
     };
     const auto at = [](int64_t s) { return s == 0 ? "" : time_text(s); };
     const target_t &target = entry.target;

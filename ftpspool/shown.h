@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+// With '?' in place of control characters, which file names may hold: one line, whatever a file is called.
+std::string shown_on_a_line(std::string text);
+
 // One line of `list`.
 std::string shown_line(const entry_t &entry);
 

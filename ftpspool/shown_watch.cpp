@@ -1,5 +1,7 @@
 #include "ftpspool/shown_watch.h"
 
+#include "ftpspool/shown.h"
+
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -12,8 +14,8 @@ std::string shown_watch_line(const watch_t &watch)
     std::string line = head + watch.folder + " -> " + watch.entry.target.shown_url() + watch.name;
     for (const std::string &glob : watch.globs)
         line += ", " + glob;
-    return line + (watch.is_deep ? ", with sub-folders" : "") + " (" + std::to_string(watch.taken) +
-           " taken)";
+    return shown_on_a_line(line) + (watch.is_deep ? ", with sub-folders" : "") + " (" +
+           std::to_string(watch.taken) + " taken)";
 }
 
 static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }

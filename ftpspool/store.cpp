@@ -52,7 +52,7 @@ store_t::store_t(const spool_paths_t &paths, database_t::access_t access)
 
 store_t store_t::open(const spool_paths_t &paths)
 {
-    schema_make(paths.folder, paths.database());
+    schema_make(paths);
     store_t store(paths, database_t::access_t::WRITE);
     store.database_.run("PRAGMA journal_mode = WAL");
     return store;

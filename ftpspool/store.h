@@ -109,7 +109,7 @@ public:
     int64_t first_arrived() const;
 
     // queued or waiting -> sending. Until moved() or the end of the try, the remote file, at `place`, is taken
-    // for spoiled.
+    // for spoiled: by other entries as well, whose beginning it may have held.
     bool begin(int64_t id, const std::string &identity, const std::string &place = "");
 
     // The whole file is being sent, and its first bytes are on their way.
@@ -118,11 +118,12 @@ public:
     // The try has failed: sending -> waiting; a held entry stays held.
     void setback(int64_t id, const setback_t &why);
 
-    // -> failed, from any state.
-    void fail(int64_t id, const std::string &error, const std::string &message, int64_t now_s);
+    // -> failed, from any state. Of `why`, error, message and resumable count.
+    void fail(int64_t id, const setback_t &why, int64_t now_s);
 
-    // -> arrived, from any state: it may have been held, or held and released, since its try began.
-    void arrived(int64_t id);
+    // -> arrived, from any state: it may have been held, or held and released, since its try began. False when it
+    // has been removed.
+    bool arrived(int64_t id);
 
     // -> done. `note`: what could not be done with the local file.
     void done(int64_t id, const std::string &note, int64_t now_s);
@@ -138,6 +139,8 @@ private:
 
     spool_paths_t paths_;
     database_t database_;
+
+    bool expire_one(int64_t id, int64_t now_s) const;
 
     // Runs a statement that changes one entry; true when it has changed.
     template <typename... Values> bool change(const char *sql, const Values &...values) const

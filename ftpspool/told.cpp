@@ -1,6 +1,7 @@
 #include "ftpspool/told.h"
 
 #include "ftpctl/failure.h"
+#include "ftpspool/shown.h"
 #include "ftpspool/wakeups.h"
 
 #include <cstdio>
@@ -45,7 +46,7 @@ static std::string value_of(const json &value)
 
 static event_t event_of(const json &object, const std::string &line)
 {
-    event_t event = {line, object.dump(-1, ' ', false, json::error_handler_t::replace), {}};
+    event_t event = {shown_on_a_line(line), object.dump(-1, ' ', false, json::error_handler_t::replace), {}};
     event.variables.push_back(std::string(OBJECT) + "=" + event.json);
     for (const variable_t &variable : VARIABLES) {
         if (object.contains(variable.key))

@@ -244,3 +244,14 @@ def test_a_remote_file_of_another_content_is_replaced_and_not_continued(daemon, 
     Service()
     ftpspool.wait_for("done")
     assert vsftpd.read("a") == path.read_bytes()
+
+
+def test_a_name_that_cannot_be_sent_holds_up_no_other_file(daemon, vsftpd, local):
+    """libcurl refuses a tab in the path of an FTP URL, and the daemon gives no reason."""
+    refused, other = make(local, "a\tb"), make(local, "c")
+    ftpspool.add(refused, ALICE + "a%09b")
+    number = ftpspool.add(other)
+    Service()
+    ftpspool.wait_for("done", number)
+    assert vsftpd.read("c") == other.read_bytes()
+    assert ftpspool.entry(1)["state"] != "done" or vsftpd.read("a\tb") == refused.read_bytes()

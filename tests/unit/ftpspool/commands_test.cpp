@@ -133,6 +133,8 @@ TEST_F(Commands, AddTakesTimesByTheLocalClock)
     run({"add", file, "ftp://host/f", "--not-before", "2033-05-18T03:33", "--expires", "2033-05-18T03:34"});
     EXPECT_EQ(found(1).not_before_s, 1999999980);
     EXPECT_EQ(found(1).expires_s, 2000000040);
+    run({"add", file, "ftp://host/f", "--expires", "1970-01-01T00:00"});
+    EXPECT_EQ(found(2).expires_s, 1); // long ago is not never
 }
 
 TEST_F(Commands, AddGivesAFileItsNameInAFolder)

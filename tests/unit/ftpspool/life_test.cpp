@@ -117,9 +117,9 @@ TEST_F(Life, GoesOnAfterAnEndWithoutFarewell)
     store_t store = open();
     for (int i = 0; i < 3; i++)
         add(store);
-    store.begin(1, "");
+    store.begin(1, "", "place");
     store.moved(1);
-    store.begin(2, "");
+    store.begin(2, "", "another place");
     store.arrived(2);
     store.recover();
     EXPECT_EQ(state_of_entry(store, 1), state_t::WAITING);
@@ -159,4 +159,42 @@ TEST_F(Life, KnowsOfTheArrivalOfAnEntryThatWasHeldAndReleasedMeanwhile)
     EXPECT_FALSE(store.find(1)->resumable);
     store.arrived(1);
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
+}
+
+TEST_F(Life, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
+{
+    store_t store = open();
+    for (int i = 0; i < 3; i++)
+        add(store);
+    for (const int64_t id : {1, 2}) {
+        store.begin(id, "identity", id == 1 ? "place" : "another place");
+        store.moved(id);
+        store.setback(id, {"broken", "", true, true, false});
+    }
+    store.hold(1);
+    store.begin(3, "other", "place");
+    EXPECT_FALSE(store.find(1)->resumable);
+    EXPECT_TRUE(store.find(2)->resumable);
+}
+
+TEST_F(Life, AFailureForgetsABeginningThatIsNoneAnyMore)
+{
+    store_t store = open();
+    for (const bool resumable : {false, true}) {
+        const int64_t id = add(store);
+        store.begin(id, "identity", "place");
+        store.moved(id);
+        store.fail(id, {"different-size", "why", resumable}, NOW_S);
+        EXPECT_EQ(store.find(id)->resumable, resumable);
+    }
+}
+
+TEST_F(Life, OfAnEntryThatWasRemovedNothingArrives)
+{
+    store_t store = open();
+    add(store);
+    store.begin(1, "");
+    EXPECT_TRUE(store.arrived(1));
+    store.remove(1);
+    EXPECT_FALSE(store.arrived(1));
 }

@@ -57,6 +57,17 @@ protected:
         }
         return hosts;
     }
+
+    // What was started, in its order.
+    static std::vector<uint32_t> jobs_of(fake_daemon &daemon)
+    {
+        std::vector<uint32_t> jobs;
+        for (const message_t &message : daemon.messages()) {
+            if (!message.body.empty())
+                jobs.push_back(message.command);
+        }
+        return jobs;
+    }
 };
 
 } // namespace
@@ -156,14 +167,9 @@ TEST_F(Service, TriesAgainWhatMayPass)
     EXPECT_THAT(out, HasSubstr("1 waiting: " + file + " -> ftp://one/a (one:21: nobody listens"));
     EXPECT_THAT(out, HasSubstr("; next try in 1s)\n"));
     // The last try looked what had arrived before it went on.
-    std::vector<uint32_t> jobs;
-    for (const message_t &message : daemon.messages()) {
-        if (!message.body.empty())
-            jobs.push_back(message.command);
-    }
     const std::vector<uint32_t> wanted = {COMMAND_UPLOAD, COMMAND_UPLOAD, COMMAND_DL_FILE_INFO,
                                           COMMAND_UPLOAD, COMMAND_DL_FILE_INFO};
-    EXPECT_EQ(jobs, wanted);
+    EXPECT_EQ(jobs_of(daemon), wanted);
 }
 
 TEST_F(Service, StopsAtOnceWhatCannotPass)
@@ -353,4 +359,42 @@ TEST_F(Service, RunsOnceAndEndsWhenItsDatabaseIsTakenAway)
     const outcome_t outcome = service.wait();
     EXPECT_EQ(outcome.status, STATUS_LOCAL);
     EXPECT_EQ(outcome.err, "ftpspool: " + paths.database() + ": was removed or replaced\n");
+}
+
+TEST_F(Service, ContinuesNoFileInWhosePlaceAnotherOneWasSent)
+{
+    fake_daemon daemon(uploading({broken(4), whole()}));
+    queue("one");
+    program service(words_of(daemon, "1h"));
+    ASSERT_TRUE(service.has_printed("1 waiting: "));
+    queue("one");
+    open().retry(2, 10); // it does not wait for the end of the pause
+    ASSERT_TRUE(comes_to_be(2, state_t::DONE));
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(stop(service).status, 0);
+    // The remote file has the right size, and is the other entry's.
+    EXPECT_EQ(jobs_of(daemon), (std::vector<uint32_t>{COMMAND_UPLOAD, COMMAND_UPLOAD, COMMAND_DL_FILE_INFO,
+                                                      COMMAND_UPLOAD, COMMAND_DL_FILE_INFO}));
+}
+
+TEST_F(Service, SendsTheWholeFileAfterALastTryThatArrivedWrong)
+{
+    fake_daemon daemon([script = script_of({idle()}), size = 8](const message_t &message) mutable {
+        if (message.command == COMMAND_UPLOAD)
+            script.states = {running(2, 10, 4), ended(2, 0, 10, 10)}; // its first bytes are seen
+        if (message.command == COMMAND_DL_FILE_INFO) {
+            script.states = {ended(3, 0, 0, 0)};
+            script.remote_file = remote(++size);
+        }
+        return script(message);
+    });
+    queue("one", [](entry_t &entry) { entry.tries_most = 1; });
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(1, state_t::FAILED));
+    EXPECT_EQ(open().find(1)->error, "different-size");
+    open().retry(1, 10);
+    ASSERT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(stop(service).status, 0);
+    EXPECT_EQ(jobs_of(daemon), (std::vector<uint32_t>{COMMAND_UPLOAD, COMMAND_DL_FILE_INFO, COMMAND_UPLOAD,
+                                                      COMMAND_DL_FILE_INFO}));
 }

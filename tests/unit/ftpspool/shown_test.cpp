@@ -102,3 +102,11 @@ TEST_F(Shown, AnAnswerNamesItsFailure)
     EXPECT_EQ(shown_answer("", STATUS_USAGE, "why", {}),
               R"({"command":null,"status":2,"error":"usage","message":"why","ids":[]})");
 }
+
+TEST_F(Shown, EachIsOneLineWhateverAFileIsCalled)
+{
+    entry.local = "/data/a\n     8  done\x1b[2K \xc3\xa4";
+    EXPECT_EQ(shown_line(entry),
+              "     7  queued        10 B  /data/a?     8  done?[2K \xc3\xa4 -> ftp://host/f");
+    EXPECT_THAT(shown_facts(entry), HasSubstr("\nlocal: /data/a?     8  done?[2K \xc3\xa4\nsize: "));
+}

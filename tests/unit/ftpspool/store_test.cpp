@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -141,7 +142,7 @@ TEST_F(Store, KnowsTheOldestThatIsToBeSentAndTheLastThatIsDone)
     EXPECT_EQ(store.figures().oldest_s, NOW_S + 60);
     store.done(3, "", NOW_S + 70);
     store.done(2, "", NOW_S + 80);
-    store.fail(1, "", "", NOW_S + 90);
+    store.fail(1, {}, NOW_S + 90);
     EXPECT_EQ(store.figures().oldest_s, 0);
     EXPECT_EQ(store.figures().last_done_s, NOW_S + 80);
 }
@@ -206,7 +207,7 @@ TEST_F(Store, ForgetsWhatHasBeenWhenAnEntryIsTriedAgain)
     entry_t entry = full_entry();
     const int64_t id = store.add(entry, "one");
     store.begin(id, "identity");
-    store.fail(id, "login-refused", "no", NOW_S);
+    store.fail(id, {"login-refused", "no"}, NOW_S);
     EXPECT_EQ(store.find(id)->tries, 1);
     EXPECT_TRUE(store.retry(id, 99));
     const entry_t found = *store.find(id);
@@ -313,10 +314,39 @@ TEST_F(Store, IsThereWholeOrNotAtAll)
         EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.database() + ": Input/output error");
     }
     EXPECT_EQ(entries_of(paths.folder), 0u);
-    {
-        const failing_call failing("link", EEXIST); // another command was faster
-        EXPECT_THAT(failure_of([&] { open(); }), HasSubstr("unable to open database file"));
-    }
     const failing_call failing("fsync", EIO);
     EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.folder + ": Input/output error");
+}
+
+TEST_F(Store, KeepsTheCopiesOfALostDatabase)
+{
+    std::filesystem::create_directories(paths.files());
+    open(); // there is nothing to keep
+    std::filesystem::remove(paths.database());
+    fill(paths.files() + "/a", "a copy");
+    testing::internal::CaptureStderr();
+    {
+        const failing_call failing("renameat2", EIO);
+        EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.files() + ": Input/output error");
+    }
+    EXPECT_FALSE(std::filesystem::exists(paths.database()));
+    std::filesystem::create_directory(paths.files() + ".left-1");
+    open();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "ftpspool: copies without a database: they are kept as " + paths.files() + ".left-2\n");
+    EXPECT_EQ(content_of(paths.files() + ".left-2/a"), "a copy");
+}
+
+TEST_F(Store, IsMadeByOneOfManyAndLosesNoneOfTheirEntries)
+{
+    constexpr int COUNT = 8;
+    std::vector<std::thread> makers;
+    for (int i = 0; i < COUNT; i++)
+        makers.emplace_back([this] { add(*std::make_unique<store_t>(open())); });
+    for (std::thread &maker : makers)
+        maker.join();
+    int64_t count = 0;
+    open().each(std::nullopt, [&](const entry_t &) { count++; });
+    EXPECT_EQ(count, COUNT);
+    EXPECT_FALSE(std::filesystem::exists(paths.database() + ".left-wal"));
 }

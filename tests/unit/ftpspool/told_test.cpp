@@ -143,3 +143,14 @@ TEST_F(Told, NoRoomForAProcessIsToldOnceAndTheCommandRunsLater)
     EXPECT_EQ(said().second, "ftpspool: --exec: /bin/sh: Resource temporarily unavailable\n");
     EXPECT_EQ(content_of(out), "sending\ndone\n");
 }
+
+TEST_F(Told, AnEventIsOneLineWhateverAFileIsCalled)
+{
+    entry.local = "/a\nb";
+    {
+        told_t told(false, "printf %s \"$FTPSPOOL_LOCAL\" >" + out, LONG_MS);
+        told.tell("sending", entry, "");
+    }
+    EXPECT_EQ(said().first, "7 sending: /a?b -> ftp://host/f\n");
+    EXPECT_EQ(content_of(out), "/a\nb");
+}

@@ -40,18 +40,19 @@ TEST(Verdict, OfWhatMayPassSaysWhoPauses)
         {STATUS_CREDENTIAL, SERVER}, // a start of the service with it
         {STATUS_TIMEOUT, SERVER},
         {STATUS_JOB + int{FTPCLIENT_RESULT_TIMEOUT}, SERVER},
-        {STATUS_JOB + int{FTPCLIENT_RESULT_NETWORK}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_NO_NAME}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_NOBODY}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_UNREACHABLE}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_BROKEN}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_STALLED}, SERVER},
         {STATUS_CAUSE + int{FTPCLIENT_CAUSE_SERVER_FULL}, SERVER},
-        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_SFTP}, SERVER},
         {120, SERVER}, // a result of a later daemon
         {STATUS_DIFFERENT, ENTRY},
         {STATUS_NO_RESUME, ENTRY},
         {STATUS_UNKNOWN, ENTRY},
+        {STATUS_JOB + int{FTPCLIENT_RESULT_NETWORK}, ENTRY}, // what has no reason may lie in the file's name
+        {STATUS_JOB + int{FTPCLIENT_RESULT_RESPONSE_CODE}, ENTRY},
+        {STATUS_CAUSE + int{FTPCLIENT_CAUSE_SFTP}, ENTRY},
         {STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED}, ENTRY}, // by somebody else
     };
     for (const auto &[status, verdict] : rows)

@@ -141,7 +141,7 @@ TEST_F(Watches, KeepTheEntryOfAFileThatHasEndedOrIsHeldOrHasACopy)
     take(one, "a", "3");
     store.done(3, "", NOW_S);
     take(one, "a", "4");
-    store.fail(4, "", "", NOW_S);
+    store.fail(4, {}, NOW_S);
     take(one, "a", "5", {}, "/copy");
     EXPECT_EQ(take(one, "a", "6"), 6);
     for (int64_t id = 1; id <= 6; id++)
