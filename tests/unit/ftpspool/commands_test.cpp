@@ -110,7 +110,7 @@ TEST_F(Commands, AddRefusesAProfileThatCouldNotBeUsed)
     EXPECT_THAT(refused("url = ftp://host\n", {"--pin", "md5:" + std::string(32, '0')}), StartsWith("2 "));
     EXPECT_EQ(refusal({"add", file, "f", "--profile", "none"}),
               "1 ftpspool: /etc/ftp_clientd/profiles/none.conf: No such file or directory\n");
-    EXPECT_THAT(refusal({"add", file, "f", "--profile", "a/b"}), HasSubstr("must be a name that has no '/'"));
+    EXPECT_THAT(refusal({"add", file, "f", "--profile", "a/b"}), HasSubstr("must be a name without '/'"));
     EXPECT_EQ(refusal({"add", file, "ftp://host/f", "--profile", "cam", "--profiles", folder}),
               "2 ftpspool: URL: must be relative to the profile's, such as dir/file\n");
     EXPECT_THAT(refusal({"add", file}), HasSubstr("URL is required"));
