@@ -2,7 +2,7 @@
 #include "ftpctl/duration.h"
 #include "ftpctl/profile.h"
 #include "ftpctl/statuses.h"
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/spool_commands.h"
 
 #include <algorithm>
@@ -206,7 +206,7 @@ static int refuse(std::span<const char *const> words, const CLI::App &app, const
     const auto chosen = app.get_subcommands();
     fprintf(stderr, "ftpspool: %s\n", line.c_str());
     if (std::ranges::find(words, std::string_view("--json")) != words.end())
-        puts(shown_answer(chosen.empty() ? "" : chosen.front()->get_name(), STATUS_USAGE, line, {}).c_str());
+        puts(answer_json(chosen.empty() ? "" : chosen.front()->get_name(), STATUS_USAGE, line, {}).c_str());
     return STATUS_USAGE;
 }
 

@@ -18,7 +18,7 @@ class Intake : public Spool
 {
 protected:
     store_t store = open();
-    told_t told{false, ""};
+    event_output_t events{false, ""};
     std::string root = dir / "in";
     watch_t watch;
 
@@ -32,7 +32,7 @@ protected:
     intake_t begin()
     {
         watch.id = watches_t(store).add(watch);
-        return {store, told, watch};
+        return {store, events, watch};
     }
 
     std::string in(const std::string &name) const { return root + "/" + name; }
@@ -77,7 +77,7 @@ TEST_F(Intake, MakesAnEntryOfAFileOnce)
     EXPECT_EQ(entry.after, after_t::DELETE);
     EXPECT_NEAR(static_cast<double>(entry.added_s), static_cast<double>(wall_s()), 60);
     EXPECT_EQ(offer(intake, "a b"), std::pair(true, std::string()));
-    intake_t next(store, told, watches_t(store).all()[0]); // of a later service
+    intake_t next(store, events, watches_t(store).all()[0]); // of a later service
     EXPECT_EQ(offer(next, "a b"), std::pair(true, std::string()));
     EXPECT_EQ(urls().size(), 1u);
 }
@@ -104,7 +104,7 @@ TEST_F(Intake, NamesFilesByThePattern)
         offer(intake, path);
     }
     EXPECT_THAT(urls(), ElementsAre("ftp://host/d/2023/a-001.ts", "ftp://host/d/x/y/2023/b%25-002.ts"));
-    intake_t next(store, told, watches_t(store).all()[0]);
+    intake_t next(store, events, watches_t(store).all()[0]);
     fill(in("c.ts"), "1");
     set_time(in("c.ts"), NOW_S);
     offer(next, "c.ts");

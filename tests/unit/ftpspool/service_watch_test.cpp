@@ -125,7 +125,7 @@ TEST_F(ServiceWatch, TellsOnceThatAFolderIsLostAndThatItIsFound)
 TEST_F(ServiceWatch, DoesNotStartWithoutDescriptors)
 {
     const store_t store = open();
-    told_t told(false, "");
-    EXPECT_EQ(failure_without_descriptors([&] { hot_folders_t(store, told); }),
+    event_output_t events(false, "");
+    EXPECT_EQ(failure_without_descriptors([&] { hot_folders_t(store, events); }),
               "1 epoll: Too many open files");
 }

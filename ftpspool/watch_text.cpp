@@ -1,11 +1,11 @@
-#include "ftpspool/shown_watch.h"
+#include "ftpspool/watch_text.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 using json = nlohmann::ordered_json;
 
-std::string shown_watch_line(const watch_t &watch)
+std::string watch_line(const watch_t &watch)
 {
     char head[32];
     snprintf(head, sizeof head, "%6lld  ", static_cast<long long>(watch.id));
@@ -18,7 +18,7 @@ std::string shown_watch_line(const watch_t &watch)
 
 static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
-std::string shown_watch_json(const watch_t &watch)
+std::string watch_json(const watch_t &watch)
 {
     const entry_t &entry = watch.entry;
     const target_t &target = entry.target;
