@@ -50,7 +50,7 @@ TEST_F(AfterArrival, MayBeRepeated)
     EXPECT_THAT(names_in(moved_to), ElementsAre("a"));
 }
 
-TEST_F(AfterArrival, LeavesAFileThatIsNotTheOneThatWasSent)
+TEST_F(AfterArrival, KeepsAFileThatHasChangedSinceItWasSent)
 {
     std::filesystem::rename(file, dir / "old");
     fill(file, "0123456789");
@@ -61,7 +61,7 @@ TEST_F(AfterArrival, LeavesAFileThatIsNotTheOneThatWasSent)
     }
 }
 
-TEST_F(AfterArrival, TakesNoOtherFilesPlace)
+TEST_F(AfterArrival, MovesToAFreeName)
 {
     entry.after = after_t::MOVE;
     for (const char *name : {"a", "a.1", "a.2"}) {
@@ -72,7 +72,7 @@ TEST_F(AfterArrival, TakesNoOtherFilesPlace)
     }
 }
 
-TEST_F(AfterArrival, SaysWhatCouldNotBeDone)
+TEST_F(AfterArrival, ReportsWhatCouldNotBeDone)
 {
     entry.after = after_t::MOVE;
     entry.move_to = dir / "none";
@@ -87,7 +87,7 @@ TEST_F(AfterArrival, SaysWhatCouldNotBeDone)
     EXPECT_THAT(after_arrival(entry), StartsWith("/proc/self/status: could not be deleted: "));
 }
 
-TEST_F(AfterArrival, RemovesTheSpoolsCopyAndJudgesTheOriginalByWhatItWas)
+TEST_F(AfterArrival, RemovesTheCopyAndComparesTheOriginalWithWhatWasCopied)
 {
     entry.copy = dir.file("copy", "0123456789");
     entry.original = entry.identity;

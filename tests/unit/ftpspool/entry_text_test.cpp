@@ -26,7 +26,7 @@ protected:
 
 } // namespace
 
-TEST_F(EntryText, StatesHaveNamesBothWays)
+TEST_F(EntryText, ConvertsStatesToNamesAndBack)
 {
     const std::vector<std::string> names = {"queued",  "waiting", "held",  "sending",
                                             "arrived", "done",    "failed"};
@@ -37,7 +37,7 @@ TEST_F(EntryText, StatesHaveNamesBothWays)
     EXPECT_FALSE(state_of("lost"));
 }
 
-TEST_F(EntryText, ALineHasWhatMatters)
+TEST_F(EntryText, PutsTheMainFactsOnOneLine)
 {
     EXPECT_EQ(entry_line(entry), "     7  queued        10 B  /data/a -> ftp://host/f");
     entry.state = state_t::FAILED;
@@ -46,7 +46,7 @@ TEST_F(EntryText, ALineHasWhatMatters)
     EXPECT_EQ(entry_line(entry), "     7  failed    123.5 kB  /data/a -> ftp://host/f (why)");
 }
 
-TEST_F(EntryText, FactsAreThoseThatApply)
+TEST_F(EntryText, ListsOnlyTheFactsThatApply)
 {
     EXPECT_EQ(entry_facts(entry),
               "entry: 7\nstate: queued\nlocal: /data/a\nsize: 10 bytes\nremote: ftp://host/f\n"
@@ -64,7 +64,7 @@ TEST_F(EntryText, FactsAreThoseThatApply)
         EXPECT_THAT(facts, HasSubstr(line));
 }
 
-TEST_F(EntryText, AnEntryOfAProfileNamesIt)
+TEST_F(EntryText, NamesTheProfile)
 {
     const entry_t by_profile = entry_by_profile("dir/f");
     EXPECT_THAT(entry_line(by_profile), EndsWith(file + " -> cam:dir/f"));
@@ -76,7 +76,7 @@ TEST_F(EntryText, AnEntryOfAProfileNamesIt)
     EXPECT_EQ(object["profiles"], dir.path.string());
 }
 
-TEST_F(EntryText, JsonHasEveryKeyAndNullForWhatDoesNotApply)
+TEST_F(EntryText, HasEveryJsonKeyWithNullForWhatDoesNotApply)
 {
     entry.local = "/data/\xff";
     const json object = json::parse(entry_json(entry));
@@ -95,7 +95,7 @@ TEST_F(EntryText, JsonHasEveryKeyAndNullForWhatDoesNotApply)
         EXPECT_EQ(object[key], nullptr) << key;
 }
 
-TEST_F(EntryText, AnAnswerNamesItsFailure)
+TEST_F(EntryText, NamesTheFailureInAnAnswer)
 {
     EXPECT_EQ(answer_json("add", 0, "7", {7}),
               R"({"command":"add","status":0,"error":null,"message":"7","ids":[7]})");

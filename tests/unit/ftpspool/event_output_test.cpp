@@ -50,7 +50,7 @@ std::string not_run(const entry_t &entry)
 
 } // namespace
 
-TEST_F(EventOutput, EachEventIsALineAndACommandInItsOrder)
+TEST_F(EventOutput, PrintsALineAndRunsACommandForEachEventInOrder)
 {
     {
         event_output_t events(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);
@@ -66,7 +66,7 @@ TEST_F(EventOutput, EachEventIsALineAndACommandInItsOrder)
     EXPECT_EQ(content_of(out), "started\nsending\nwaiting\n");
 }
 
-TEST_F(EventOutput, ACommandHasTheEventInItsVariables)
+TEST_F(EventOutput, PassesTheEventToTheCommandInVariables)
 {
     entry.local = "/data/\xff'a b";
     {
@@ -85,7 +85,7 @@ TEST_F(EventOutput, ACommandHasTheEventInItsVariables)
     EXPECT_NEAR(object["time"].get<double>(), static_cast<double>(time(nullptr)), 60);
 }
 
-TEST_F(EventOutput, ACommandInheritsNoVariableOfAnEvent)
+TEST_F(EventOutput, PassesNoStaleVariablesToTheCommand)
 {
     setenv("FTPSPOOL_ID", "stale", 1);
     {
@@ -97,7 +97,7 @@ TEST_F(EventOutput, ACommandInheritsNoVariableOfAnEvent)
     EXPECT_THAT(content_of(out), HasSubstr("FTPSPOOL_EVENT=started\n"));
 }
 
-TEST_F(EventOutput, WithoutACommandNothingIsWaitedFor)
+TEST_F(EventOutput, WaitsForNothingWithoutACommand)
 {
     event_output_t events(false, "");
     events.tell("done", entry, "");
@@ -105,7 +105,7 @@ TEST_F(EventOutput, WithoutACommandNothingIsWaitedFor)
     EXPECT_EQ(events.fd(), -1);
 }
 
-TEST_F(EventOutput, WhatFindsNoRoomIsDroppedWithAMessage)
+TEST_F(EventOutput, DropsEventsBeyondTheLimitWithAMessage)
 {
     {
         event_output_t events(false, "sleep 1000", 0);
@@ -117,7 +117,7 @@ TEST_F(EventOutput, WhatFindsNoRoomIsDroppedWithAMessage)
                                  "ftpspool: --exec: interrupted, not run for 299 more\n");
 }
 
-TEST_F(EventOutput, ACommandThatFailsIsTold)
+TEST_F(EventOutput, ReportsACommandThatFails)
 {
     {
         event_output_t events(false, "exit 3", LONG_MS);
@@ -127,7 +127,7 @@ TEST_F(EventOutput, ACommandThatFailsIsTold)
                                  " -> ftp://host/f\n");
 }
 
-TEST_F(EventOutput, NoRoomForAProcessIsToldOnceAndTheCommandRunsLater)
+TEST_F(EventOutput, ReportsAFailedForkOnceAndRunsTheCommandLater)
 {
     {
         event_output_t events(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);

@@ -16,7 +16,7 @@ std::vector<int64_t> ids_of(const std::vector<ready_t> &lines)
 
 } // namespace
 
-TEST_F(StoreLife, GivesTheFirstOfEachServersLine)
+TEST_F(StoreLife, OffersTheFirstEntryOfEachServer)
 {
     store_t store = open();
     add(store, "one");
@@ -33,7 +33,7 @@ TEST_F(StoreLife, GivesTheFirstOfEachServersLine)
     EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(2));
 }
 
-TEST_F(StoreLife, LetsAnEntryThatFailsByItselfGoBehind)
+TEST_F(StoreLife, PutsAnEntryThatFailsByItselfBehindTheOthers)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -51,7 +51,7 @@ TEST_F(StoreLife, LetsAnEntryThatFailsByItselfGoBehind)
     EXPECT_FALSE(store.find(3)->urged);
 }
 
-TEST_F(StoreLife, WaitsForItsTime)
+TEST_F(StoreLife, HoldsEntriesBackUntilTheirTime)
 {
     store_t store = open();
     entry_t entry = entry_to("ftp://one/a");
@@ -70,7 +70,7 @@ TEST_F(StoreLife, WaitsForItsTime)
     EXPECT_EQ(store.next_time(NOW_S + 10), 0);
 }
 
-TEST_F(StoreLife, EndsWhenAnEntryExpires)
+TEST_F(StoreLife, FailsExpiredEntries)
 {
     store_t store = open();
     entry_t entry = entry_to("ftp://one/a");
@@ -88,7 +88,7 @@ TEST_F(StoreLife, EndsWhenAnEntryExpires)
     EXPECT_EQ(found.tries, 0);
 }
 
-TEST_F(StoreLife, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
+TEST_F(StoreLife, RemembersTheFileOfATryAndWhetherItCanBeResumed)
 {
     store_t store = open();
     add(store);
@@ -112,7 +112,7 @@ TEST_F(StoreLife, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
     EXPECT_EQ(store.find(1)->tries, 1);
 }
 
-TEST_F(StoreLife, GoesOnAfterAnEndWithoutFarewell)
+TEST_F(StoreLife, QueuesAgainWhatACrashInterrupted)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -134,7 +134,7 @@ TEST_F(StoreLife, GoesOnAfterAnEndWithoutFarewell)
     EXPECT_EQ(store.find(2)->ended_s, NOW_S);
 }
 
-TEST_F(StoreLife, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
+TEST_F(StoreLife, LeavesAnEntryHeldThatWasHeldDuringItsTry)
 {
     store_t store = open();
     add(store);
@@ -147,7 +147,7 @@ TEST_F(StoreLife, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(StoreLife, KnowsOfTheArrivalOfAnEntryThatWasHeldAndReleasedMeanwhile)
+TEST_F(StoreLife, RecordsTheArrivalOfAnEntryHeldAndReleasedDuringItsTry)
 {
     store_t store = open();
     add(store);
