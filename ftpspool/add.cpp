@@ -5,8 +5,8 @@
 #include "ftpctl/local_file.h"
 #include "ftpctl/report.h"
 #include "ftpspool/copies.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/file_identity.h"
-#include "ftpspool/shown.h"
 #include "ftpspool/spool_commands.h"
 #include "ftpspool/upload_job.h"
 #include "ftpspool/wakeups.h"
@@ -160,6 +160,6 @@ int spool_add(const spool_options_t &options)
     if (copying)
         copying->keep();
     const std::string number = std::to_string(id);
-    output_line(options.json ? shown_answer("add", STATUS_DONE, number, {id}) : number);
+    output_line(options.json ? answer_json("add", STATUS_DONE, number, {id}) : number);
     return STATUS_DONE;
 }

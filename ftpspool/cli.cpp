@@ -2,7 +2,7 @@
 #include "ftpctl/duration.h"
 #include "ftpctl/profile.h"
 #include "ftpctl/statuses.h"
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/spool_commands.h"
 
 #include <algorithm>
@@ -13,8 +13,8 @@
 constexpr int64_t PRIORITY_MOST = 1000;
 
 constexpr const char *FOOTER =
-    R"(URLs are those of ftpctl(1); one that ends in '/' is a folder and gets the file's name. Passwords come from files
-and credentials alone. DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d. The manual, ftpspool(1), tells more.
+    R"(URLs are those of ftpctl(1); one that ends in '/' is a folder and gets the file's name. Passwords come only
+from files and credentials. DURATION: seconds (90, 1.5), or 500ms, 90s, 5m, 1h, 2d. See ftpspool(1).
 
 Exit statuses are those of ftpctl(1): 0 done, 1 a local file or the database failed, 2 usage, 6 no such entry or watch.
 )";
@@ -92,15 +92,17 @@ static void add_after(CLI::App *command, spool_options_t &options)
     keep->excludes(remove)->excludes(move);
     remove->excludes(move);
     command->add_flag("--copy", options.copy,
-                      "Take a hard link or a copy, so that the local file may be deleted at once");
+                      "Keep a hard link or a copy, so that the local file may be deleted at once");
 }
 
 static void add_limits(CLI::App *command, entry_t &entry)
 {
-    command->add_option("--priority", entry.priority, "Higher ones are sent first; by default 0")
+    command->add_option("--priority", entry.priority, "The highest is sent first; by default 0")
         ->type_name("NUMBER")
         ->check(CLI::Range(-PRIORITY_MOST, PRIORITY_MOST));
-    command->add_option("--tries", entry.tries_most, "The entry fails after so many; by default never")
+    command
+        ->add_option("--tries", entry.tries_most,
+                     "The entry fails after this many failed tries; by default no limit")
         ->type_name("NUMBER")
         ->check(CLI::Range(int64_t{1}, int64_t{1000000}));
 }
@@ -114,7 +116,7 @@ static void add_add(CLI::App &app, spool_options_t &options)
     command_line_text(add, "--not-before", options.not_before, "TIME",
                       "DURATION from now on, or a time: 2026-12-24T18:00");
     command_line_text(add, "--expires", options.expires, "TIME",
-                      "The same: when the entry fails unless it has arrived");
+                      "The entry fails unless it has arrived by then; a TIME as above");
     add_after(add, options);
     add_target(add, options.entry.target);
 }
@@ -132,17 +134,17 @@ static void add_entry_commands(CLI::App &app, spool_options_t &options)
     CLI::App *list = add_command(app, options, "list", "Show the entries", spool_list);
     list->add_option_function<std::string>(
             "--state", [&options](const std::string &text) { options.state = state_of(text); },
-            "Those alone that are queued, waiting, held, sending, arrived, done or failed")
+            "Only entries in this state: queued, waiting, held, sending, arrived, done or failed")
         ->type_name("STATE")
         ->check(a_state);
-    add_ids(add_command(app, options, "show", "Show all that is known of entries", spool_show), options);
+    add_ids(add_command(app, options, "show", "Show everything known about entries", spool_show), options);
     add_ids(add_command(app, options, "remove", "Remove entries; local files stay", spool_remove), options);
     add_ids(add_command(app, options, "retry", "Try failed or waiting entries again, at once", spool_retry),
             options);
     add_ids(add_command(app, options, "hold", "Keep entries from being sent", spool_hold), options);
-    add_ids(add_command(app, options, "release", "End that", spool_release), options);
+    add_ids(add_command(app, options, "release", "Let held entries be sent again", spool_release), options);
     CLI::App *clear = add_command(app, options, "clear", "Remove the entries that are done", spool_clear);
-    clear->add_flag("--done", options.done, "What is done; nothing else can be cleared")->required();
+    clear->add_flag("--done", options.done, "The entries that are done; required")->required();
 }
 
 static void add_watch_commands(CLI::App &app, spool_options_t &options)
@@ -154,7 +156,7 @@ static void add_watch_commands(CLI::App &app, spool_options_t &options)
     watch->add_option("URL", options.entry.target.url)->type_name(" ")->required();
     watch
         ->add_option("--match", options.watch.globs,
-                     "Files with such a name alone, as '*.ts'; may be repeated")
+                     "Only files whose name matches, as '*.ts'; may be repeated")
         ->type_name("GLOB")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
@@ -206,13 +208,14 @@ static int refuse(std::span<const char *const> words, const CLI::App &app, const
     const auto chosen = app.get_subcommands();
     fprintf(stderr, "ftpspool: %s\n", line.c_str());
     if (std::ranges::find(words, std::string_view("--json")) != words.end())
-        puts(shown_answer(chosen.empty() ? "" : chosen.front()->get_name(), STATUS_USAGE, line, {}).c_str());
+        puts(answer_json(chosen.empty() ? "" : chosen.front()->get_name(), STATUS_USAGE, line, {}).c_str());
     return STATUS_USAGE;
 }
 
 std::optional<int> spool_cli_parse(int argc, const char *const *argv, spool_options_t &options)
 {
-    CLI::App app("Queues uploads for the file-transfer daemon, and sends them whatever happens.", "ftpspool");
+    CLI::App app("Queues uploads for the file-transfer daemon, and retries them until they arrive.",
+                 "ftpspool");
     app.require_subcommand(1);
     app.footer(FOOTER);
     app.set_version_flag("--version", std::string("ftpspool " FTPSPOOL_VERSION));

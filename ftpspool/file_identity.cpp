@@ -23,7 +23,7 @@ file_identity_t file_identify(const std::string &path)
         throw failure(errno == ENOENT ? STATUS_NO_LOCAL_FILE : int{STATUS_LOCAL},
                       path + ": " + strerror(errno));
     if (!S_ISREG(status.st_mode))
-        throw failure(STATUS_LOCAL, path + ": is no regular file");
+        throw failure(STATUS_LOCAL, path + ": is not a regular file");
     return file_identity(status);
 }
 

@@ -42,7 +42,7 @@ int64_t hot_folder_t::wake_ms() const
 {
     if (is_scanning())
         return 1;
-    return earlier(retry_ms_, later_.next_ms());
+    return earlier(retry_ms_, rechecks_.next_ms());
 }
 
 void hot_folder_t::step(int64_t now_ms)
@@ -52,7 +52,7 @@ void hot_folder_t::step(int64_t now_ms)
         restart();
     read_changes();
     scan_some();
-    later_.offer_due(now_ms, offer_);
+    rechecks_.offer_due(now_ms, offer_);
 }
 
 // ---- Troubles ----
@@ -193,6 +193,6 @@ void hot_folder_t::scan_one()
 
 void hot_folder_t::offer(const std::string &path)
 {
-    if (!offer_(path) && !later_.put(path, now_ms_))
+    if (!offer_(path) && !rechecks_.put(path, now_ms_))
         retry_later();
 }

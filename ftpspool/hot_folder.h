@@ -1,7 +1,7 @@
 // A watched folder: what comes into it, by inotify, and what is there, by scans.
 #pragma once
 
-#include "ftpspool/later.h"
+#include "ftpspool/recheck_list.h"
 #include "strutil/guards.h"
 
 #include <cstdint>
@@ -58,7 +58,7 @@ private:
     std::unique_ptr<DIR, close_t> scanned_;
     std::string scanned_path_;
     place_t place_;
-    later_t later_;
+    recheck_list_t rechecks_;
     int64_t now_ms_ = 0;
     int64_t retry_ms_ = 1; // when all begins anew; 0: never
     std::string problem_;

@@ -8,16 +8,16 @@
 #include <fcntl.h>
 #include <sys/epoll.h>
 
-hot_folders_t::hot_t::hot_t(const store_t &store, told_t &told, const watch_t &watch, int epoll)
-    : intake(store, told, watch), folder(watch.folder, watch.is_deep, epoll,
-                                         [this](const std::string &path) { return intake.offer(path); })
+hot_folders_t::hot_t::hot_t(const store_t &store, event_output_t &events, const watch_t &watch, int epoll)
+    : intake(store, events, watch), folder(watch.folder, watch.is_deep, epoll,
+                                           [this](const std::string &path) { return intake.offer(path); })
 {
 }
 
 // What is mounted over a watched folder is told by the list of the mounts alone: each step looks then whether
 // the folders are still the same.
-hot_folders_t::hot_folders_t(const store_t &store, told_t &told)
-    : store_(store), told_(told), watches_(store), epoll_(epoll_create1(EPOLL_CLOEXEC)),
+hot_folders_t::hot_folders_t(const store_t &store, event_output_t &events)
+    : store_(store), events_(events), watches_(store), epoll_(epoll_create1(EPOLL_CLOEXEC)),
       mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC))
 {
     if (!epoll_)
@@ -48,7 +48,7 @@ void hot_folders_t::notice_watches()
     });
     for (const watch_t &watch : watches_.all()) {
         if (hot_.empty() || watch.id > id_of(hot_.back()))
-            hot_.push_back(std::make_unique<hot_t>(store_, told_, watch, epoll_.get()));
+            hot_.push_back(std::make_unique<hot_t>(store_, events_, watch, epoll_.get()));
     }
 }
 
@@ -58,7 +58,7 @@ void hot_folders_t::tell_problem(hot_t &hot) const
     if (problem == hot.problem)
         return;
     const watch_t &watch = hot.intake.watch();
-    told_.tell_watch(problem.empty() ? "found" : "lost", watch.id, watch.folder, problem);
+    events_.tell_watch(problem.empty() ? "found" : "lost", watch.id, watch.folder, problem);
     hot.problem = problem;
 }
 

@@ -11,8 +11,8 @@
 class hot_folders_t
 {
 public:
-    // The store and `told` must live longer. Throws failure (STATUS_LOCAL).
-    hot_folders_t(const store_t &store, told_t &told);
+    // The store and `events` must live longer. Throws failure (STATUS_LOCAL).
+    hot_folders_t(const store_t &store, event_output_t &events);
 
     // Readable when step() has something to do.
     int fd() const { return epoll_.get(); }
@@ -30,10 +30,10 @@ private:
         intake_t intake;
         hot_folder_t folder;
         std::string problem; // that was told
-        hot_t(const store_t &store, told_t &told, const watch_t &watch, int epoll);
+        hot_t(const store_t &store, event_output_t &events, const watch_t &watch, int epoll);
     };
     const store_t &store_;
-    told_t &told_;
+    event_output_t &events_;
     watches_t watches_;
     descriptor epoll_;
     descriptor mounts_;

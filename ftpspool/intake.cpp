@@ -2,7 +2,7 @@
 
 #include "ftpspool/copies.h"
 #include "ftpspool/file_identity.h"
-#include "ftpspool/finished.h"
+#include "ftpspool/file_writers.h"
 #include "ftpspool/remote_name.h"
 #include "ftpspool/upload_job.h"
 #include "ftpspool/wakeups.h"
@@ -19,8 +19,8 @@
 // Looked for with each file that is taken, so that the files that have gone do not add up.
 constexpr int64_t SWEPT_AT_ONCE = 4;
 
-intake_t::intake_t(const store_t &store, told_t &told, watch_t watch)
-    : store_(store), told_(told), watches_(store), watch_(std::move(watch))
+intake_t::intake_t(const store_t &store, event_output_t &events, watch_t watch)
+    : store_(store), events_(events), watches_(store), watch_(std::move(watch))
 {
 }
 
@@ -116,7 +116,7 @@ bool intake_t::queue(const std::string &path, const struct stat &status)
     watch_.taken++;
     complaint_.clear();
     file.entry.id = *id;
-    told_.tell("queued", file.entry, "");
+    events_.tell("queued", file.entry, "");
     return true;
 }
 
@@ -136,7 +136,7 @@ std::vector<std::string> intake_t::some_gone(const std::string &file_system)
 bool intake_t::complain(const std::string &why)
 {
     if (complaint_ != why)
-        told_.tell_watch("delayed", watch_.id, watch_.folder, why);
+        events_.tell_watch("delayed", watch_.id, watch_.folder, why);
     complaint_ = why;
     return false;
 }

@@ -1,7 +1,7 @@
 // From a file in a watched folder to an entry on the disk, once.
 #pragma once
 
-#include "ftpspool/told.h"
+#include "ftpspool/event_output.h"
 #include "ftpspool/watches.h"
 
 #include <optional>
@@ -12,8 +12,8 @@
 class intake_t
 {
 public:
-    // The store and `told` must live longer.
-    intake_t(const store_t &store, told_t &told, watch_t watch);
+    // The store and `events` must live longer.
+    intake_t(const store_t &store, event_output_t &events, watch_t watch);
 
     const watch_t &watch() const { return watch_; }
 
@@ -24,7 +24,7 @@ public:
 
 private:
     const store_t &store_;
-    told_t &told_;
+    event_output_t &events_;
     watches_t watches_;
     watch_t watch_;
     std::string swept_;     // behind it stands the next path that is looked for

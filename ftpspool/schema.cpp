@@ -18,7 +18,7 @@ constexpr int64_t VERSION = 1;
 constexpr int CACHE_KIB = 64;
 constexpr int NAMES_MOST = 1000;
 
-// SQL here and in store.cpp, life.cpp and watches.cpp has the states as numbers, which cannot change: they are on
+// SQL here and in store.cpp, store_life.cpp and watches.cpp has the states as numbers, which cannot change: they are on
 // disks.
 static_assert(state_t(0) == state_t::QUEUED && state_t(1) == state_t::WAITING &&
               state_t(2) == state_t::HELD && state_t(3) == state_t::SENDING &&

@@ -1,10 +1,10 @@
 #include "ftpspool/service.h"
 
-#include "ftpctl/drive.h"
+#include "ftpctl/daemon.h"
 #include "ftpctl/duration.h"
 #include "ftpctl/interrupts.h"
 #include "ftpctl/statuses.h"
-#include "ftpspool/after.h"
+#include "ftpspool/after_arrival.h"
 #include "ftpspool/copies.h"
 #include "ftpspool/takeover.h"
 
@@ -27,7 +27,7 @@ service_t::service_t(const service_options_t &options)
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
-      told_(options.json, options.exec), metrics_(options.metrics), hot_folders_(store_, told_)
+      events_(options.json, options.exec), metrics_(options.metrics), hot_folders_(store_, events_)
 {
     store_.recover();
     copies_sweep(store_);
@@ -38,7 +38,7 @@ double service_t::random() { return std::uniform_real_distribution<double>(0, 1)
 void service_t::run()
 {
     interrupts_catch();
-    told_.tell_start(store_.figures().counts);
+    events_.tell_start(store_.figures().counts);
     for (;;) {
         hot_folders_.step(steady_ms());
         if (!attempt_)
@@ -61,11 +61,11 @@ void service_t::wait(bool is_ending)
 {
     const int64_t wake_ms = earlier(metrics_.due_ms(), hot_folders_.wake_ms());
     wakeups_.wait(
-        {attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), told_.fd(), hot_folders_.fd()},
+        {attempt_ ? attempt_->fd() : -1, is_ending ? -1 : interrupts_fd(), events_.fd(), hot_folders_.fd()},
         earlier(attempt_ ? 0 : wake_ms_, wake_ms), attempt_ ? 0 : store_.next_time(wall_s()));
     if (wakeups_.is_database_gone())
         throw failure(STATUS_LOCAL, store_.paths().database() + ": was removed or replaced");
-    told_.step();
+    events_.step();
 }
 
 // ---- The next entry ----
@@ -76,7 +76,7 @@ void service_t::start_next()
     for (const int64_t id : store_.expire(wall_s())) {
         metrics_.failed("expired");
         if (const std::optional<entry_t> entry = store_.find(id))
-            told_.tell("failed", *entry, "expired");
+            events_.tell("failed", *entry, "expired");
     }
     wake_ms_ = daemon_pauses_.end_ms(DAEMON);
     while (!attempt_ && !interrupts_seen() && daemon_pauses_.end_ms(DAEMON) <= steady_ms()) {
@@ -105,7 +105,7 @@ void service_t::start(const ready_t &ready)
         attempt_.reset(); // removed or held meanwhile; nothing was sent, for that begins with the first step
         return;
     }
-    told_.tell("sending", *entry, "");
+    events_.tell("sending", *entry, "");
     advance();
 }
 
@@ -161,7 +161,7 @@ void service_t::settle()
             finish(*entry, end.message);
     } else if (end.stopped) {
         store_.setback(entry->id, {"", "interrupted", end.resumable, false, false});
-        told_.tell("stopped", *entry, "");
+        events_.tell("stopped", *entry, "");
     } else {
         settle_failure(*entry, end);
     }
@@ -188,7 +188,7 @@ void service_t::pause(pauses_t &pauses, int64_t key, const entry_t &entry, const
 {
     const std::chrono::milliseconds length(pauses.failed(key, steady_ms()));
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(length);
-    told_.tell("waiting", entry, why + "; next try in " + duration_text(seconds));
+    events_.tell("waiting", entry, why + "; next try in " + duration_text(seconds));
 }
 
 // ---- The end of an entry ----
@@ -196,14 +196,14 @@ void service_t::pause(pauses_t &pauses, int64_t key, const entry_t &entry, const
 void service_t::give_up(const entry_t &entry, const attempt_end_t &end)
 {
     store_.fail(entry.id, {status_find(end.status).name, end.message, end.resumable}, wall_s());
-    told_.tell("failed", entry, end.message);
+    events_.tell("failed", entry, end.message);
 }
 
 void service_t::finish(const entry_t &entry, const std::string &how)
 {
     const std::string note = after_arrival(entry);
     store_.done(entry.id, note, wall_s());
-    told_.tell("done", entry, note.empty() ? how : note);
+    events_.tell("done", entry, note.empty() ? how : note);
 }
 
 // Entries whose service ended between "arrived" and "done".

@@ -4,11 +4,11 @@
 #include "ftpctl/handles.h"
 #include "ftpspool/attempt.h"
 #include "ftpspool/choice.h"
+#include "ftpspool/event_output.h"
 #include "ftpspool/hot_folders.h"
 #include "ftpspool/metrics.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
-#include "ftpspool/told.h"
 #include "ftpspool/wakeups.h"
 
 #include <memory>
@@ -35,7 +35,7 @@ public:
 
     // Returns after SIGTERM, SIGINT or SIGHUP, when the running try has been stopped. Throws failure when an
     // entry's state cannot be stored: what was being sent is sent again by the next service. The destructor
-    // gives the commands for events time to end (told.h).
+    // gives the commands for events time to end (event_output.h).
     void run();
 
 private:
@@ -48,7 +48,7 @@ private:
     pauses_t pauses_;        // by server
     pauses_t daemon_pauses_; // of the one daemon
     chooser_t chooser_;
-    told_t told_;
+    event_output_t events_;
     metrics_t metrics_;
     hot_folders_t hot_folders_;
     std::unique_ptr<attempt_t> attempt_;

@@ -2,8 +2,8 @@
 #include "ftpspool/spool_commands.h"
 
 #include "ftpctl/report.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/file_identity.h"
-#include "ftpspool/shown.h"
 
 #include <cstdio>
 #include <functional>
@@ -16,7 +16,7 @@
 
 static void answer(const spool_options_t &options, const std::string &message)
 {
-    output_line(options.json ? shown_answer(options.command, STATUS_DONE, message, options.ids) : message);
+    output_line(options.json ? answer_json(options.command, STATUS_DONE, message, options.ids) : message);
 }
 
 static std::string many(int64_t count)
@@ -30,7 +30,7 @@ int spool_list(const spool_options_t &options)
     if (!store)
         return STATUS_DONE;
     store->each(options.state,
-                [&](const entry_t &entry) { puts((options.json ? shown_json : shown_line)(entry).c_str()); });
+                [&](const entry_t &entry) { puts((options.json ? entry_json : entry_line)(entry).c_str()); });
     if (fflush(stdout) != 0 || ferror(stdout) != 0)
         throw failure(STATUS_LOCAL, "cannot write to standard output");
     return STATUS_DONE;
@@ -43,7 +43,7 @@ int spool_show(const spool_options_t &options)
         const std::optional<entry_t> entry = store ? store->find(id) : std::nullopt;
         if (!entry)
             unknown(id);
-        output_line((options.json ? shown_json : shown_facts)(*entry));
+        output_line((options.json ? entry_json : entry_facts)(*entry));
     }
     return STATUS_DONE;
 }
@@ -130,6 +130,6 @@ int spool_main(const spool_options_t &options)
     }
     fprintf(stderr, "ftpspool: %s\n", line.c_str());
     if (options.json)
-        puts(shown_answer(options.command, status, line, options.ids).c_str());
+        puts(answer_json(options.command, status, line, options.ids).c_str());
     return status;
 }

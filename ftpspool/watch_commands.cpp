@@ -1,11 +1,11 @@
 // The commands of watches.
 #include "ftpctl/report.h"
 #include "ftpspool/add.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/remote_name.h"
-#include "ftpspool/shown.h"
-#include "ftpspool/shown_watch.h"
 #include "ftpspool/spool_commands.h"
 #include "ftpspool/upload_job.h"
+#include "ftpspool/watch_text.h"
 #include "ftpspool/watches.h"
 
 #include <algorithm>
@@ -104,7 +104,7 @@ int spool_watch(const spool_options_t &options)
     const store_t store = store_t::open({options.folder});
     const int64_t id = watches_t(store).add(watch);
     const std::string number = std::to_string(id);
-    output_line(options.json ? shown_answer(options.command, STATUS_DONE, number, {id}) : number);
+    output_line(options.json ? answer_json(options.command, STATUS_DONE, number, {id}) : number);
     return STATUS_DONE;
 }
 
@@ -114,7 +114,7 @@ int spool_watches(const spool_options_t &options)
     if (!store)
         return STATUS_DONE;
     for (const watch_t &watch : watches_t(*store).all())
-        output_line((options.json ? shown_watch_json : shown_watch_line)(watch));
+        output_line((options.json ? watch_json : watch_line)(watch));
     return STATUS_DONE;
 }
 
@@ -129,6 +129,6 @@ int spool_unwatch(const spool_options_t &options)
     transaction.commit();
     const size_t count = options.ids.size();
     const std::string message = std::to_string(count) + (count == 1 ? " watch removed" : " watches removed");
-    output_line(options.json ? shown_answer(options.command, STATUS_DONE, message, options.ids) : message);
+    output_line(options.json ? answer_json(options.command, STATUS_DONE, message, options.ids) : message);
     return STATUS_DONE;
 }

@@ -42,21 +42,21 @@ def fails(status, *words, name=None, sentence=None, **variables):
     assert f"ftpctl: {reason}" in lines
 
 
-def test_a_login_that_the_server_refuses(daemon, vsftpd, local):
+def test_a_refused_login_is_named_as_the_cause(daemon, vsftpd, local):
     refused = {"name": "login-refused", "sentence": "refused the user name or the password", "FTPCTL_PASSWORD": "wrong"}
     Sshd(HostKey())
     for command in (["get", f"{SERVER}/a", local / "a"], ["info", f"{SERVER}/a"], ["get", f"{SFTP}/a", local / "a"]):
         fails(50, *command, **refused)
 
 
-def test_a_file_or_folder_that_the_server_does_not_have(daemon, vsftpd, local):
+def test_a_missing_remote_file_or_folder_is_named_as_the_cause(daemon, vsftpd, local):
     Sshd(HostKey())
     for url in (f"{SERVER}/none", f"{SERVER}/none/a", f"{SFTP}/none", f"{SFTP}/none/a"):
         fails(51, "get", url, local / "a", name="no-such-file", sentence="has no such file or folder")
     fails(6, "info", f"{SERVER}/none", name="not-found")
 
 
-def test_a_file_that_the_server_does_not_allow(daemon, vsftpd, local):
+def test_a_forbidden_upload_is_named_as_the_cause(daemon, vsftpd, local):
     Sshd(HostKey())
     (vsftpd.home / "locked").mkdir(mode=0o555)
     (local / "a").write_bytes(b"x")
@@ -64,26 +64,26 @@ def test_a_file_that_the_server_does_not_allow(daemon, vsftpd, local):
         fails(52, "put", local / "a", url, name="denied", sentence="does not allow it")
 
 
-def test_a_name_that_is_not_found(daemon, local):
+def test_an_unknown_host_name_is_named_as_the_cause(daemon, local):
     fails(53, "get", "ftp://nosuchhost.invalid/a", local / "a", name="name-not-found", sentence="nosuchhost.invalid")
 
 
-def test_a_server_that_does_not_listen(daemon, local):
+def test_a_server_that_does_not_listen_is_named_as_the_cause(daemon, local):
     for scheme in ("ftp", "ftps", "ftpes", "sftp"):
         fails(54, "get", f"{scheme}://alice@127.0.0.1:9/a", local / "a", name="nobody-listens", sentence="127.0.0.1:9")
 
 
-def test_an_unreachable_server(daemon, local):
+def test_an_unreachable_server_is_named_as_the_cause(daemon, local):
     subprocess.run(["ip", "route", "add", "unreachable", "192.0.2.0/24"], check=True)
     fails(55, "get", "ftp://alice@192.0.2.1/a", local / "a", name="unreachable", sentence="cannot be reached")
 
 
-def test_a_secure_connection_that_fails(daemon, vsftpd, local):
+def test_a_failed_handshake_is_named_as_the_cause(daemon, vsftpd, local):
     for url in ("ftps://alice@127.0.0.1:21/a", "ftpes://alice@127.0.0.1/a"):  # this server has no TLS
         fails(56, "get", url, local / "a", name="handshake-failed", sentence="the TLS or SSH handshake failed")
 
 
-def test_an_ssh_server_that_agrees_on_nothing(daemon, local):
+def test_an_ssh_server_without_a_common_cipher_fails_the_handshake(daemon, local):
     Sshd(HostKey(), Ciphers="chacha20-poly1305@openssh.com")  # unknown to this libssh2
     fails(56, "get", f"{SFTP}/a", local / "a", name="handshake-failed")
 
@@ -95,7 +95,7 @@ def full_disk():
     subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k,mode=777", "tmpfs", folder], check=True)
 
 
-def test_a_server_whose_disk_is_full(daemon, vsftpd, local):
+def test_a_full_disk_of_the_server_is_named_as_the_cause(daemon, vsftpd, local):
     full_disk()
     (local / "a").write_bytes(bytes(100_000))
     fails(57, "put", local / "a", f"{SERVER}/small/a", name="server-full", sentence="no space left")
@@ -112,7 +112,7 @@ def test_an_sftp_server_whose_disk_is_full_does_not_say_so(daemon, local):
     fails(63, "put", local / "a", url, name="sftp-failed", sentence=f"the remote file has {arrived} of {1 << 20} bytes")
 
 
-def test_a_local_disk_that_is_full(daemon, vsftpd, local):
+def test_a_full_local_disk_is_named_as_the_cause(daemon, vsftpd, local):
     vsftpd.put("a", b"x" * 4096)
     subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "tmpfs", local], check=True)
     (local / "b").write_bytes(b"x" * 4096)
@@ -120,7 +120,7 @@ def test_a_local_disk_that_is_full(daemon, vsftpd, local):
     assert os.listdir(local) == ["b"]
 
 
-def test_a_local_file_that_does_not_exist(daemon, vsftpd, local):
+def test_a_missing_local_file_is_named_as_the_cause(daemon, vsftpd, local):
     fails(59, "put", local / "none", f"{SERVER}/a", name="no-local-file", sentence="does not exist")
     assert not (vsftpd.home / "a").exists()
 
@@ -147,13 +147,13 @@ def test_a_proxy_and_a_tunnel_through_it_use_a_login(daemon, guarded, vsftpd, lo
         assert (local / "a").read_bytes() == b"hello"
 
 
-def test_a_proxy_that_needs_a_login_or_another_one(daemon, guarded, vsftpd, local):
+def test_a_missing_or_wrong_proxy_login_is_named_as_the_cause(daemon, guarded, vsftpd, local):
     said = {"name": "proxy-login", "sentence": "the proxy requires a login"}
     fails(60, "get", *through(), f"{SERVER}/a", local / "a", **said)
     fails(60, "get", *through("anna"), f"{SERVER}/a", local / "a", FTPCTL_PROXY_PASSWORD="wrong", **said)
 
 
-def test_a_proxy_that_opens_no_tunnel(daemon, guarded, local):
+def test_a_refused_tunnel_is_named_as_the_cause(daemon, guarded, local):
     url = "sftp://alice@127.0.0.1:443/a"
     fails(64, "get", *through(), url, local / "a", name="proxy-refused", sentence="the proxy did not connect")
 
@@ -165,6 +165,6 @@ def test_a_proxys_password_is_refused_on_the_command_line(daemon, local):
     assert "anna:x" not in told.err
 
 
-def test_a_connection_that_breaks(daemon, scripted, local):
+def test_a_broken_connection_is_named_as_the_cause(daemon, scripted, local):
     scripted(*[Plan(closing="426 broken")] * 4, files={"a": b"x" * 100})
     fails(61, "get", f"{SERVER}/a", local / "a", name="connection-broken", sentence="the connection broke")

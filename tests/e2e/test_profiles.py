@@ -66,7 +66,7 @@ def server(vsftpd):
     return vsftpd
 
 
-def test_ftpctl_goes_to_the_profiles_folder(daemon, server, local):
+def test_ftpctl_transfers_below_the_profiles_url(daemon, server, local):
     profile(password_file())
     path = make(local, "c d")
     assert run("get", "there", "-").out == "content"
@@ -77,7 +77,7 @@ def test_ftpctl_goes_to_the_profiles_folder(daemon, server, local):
         assert server.read(f"in/{name}") == path.read_bytes()
 
 
-def test_options_win_over_the_profile(daemon, scripted, local):
+def test_options_override_the_profile(daemon, scripted, local):
     server = scripted(files={"a": b"content"})
     profile(password_file("of-the-profile"))
     other = write(WORLD / "other", "of-another-file")
@@ -102,7 +102,7 @@ def test_ftpctl_reads_a_credential(daemon, server):
     assert run("get", "there", "-", CREDENTIALS_DIRECTORY=str(CREDENTIALS)).out == "content"
 
 
-def test_the_queue_sends_by_a_profile(daemon, server, local):
+def test_ftpspool_sends_by_a_profile(daemon, server, local):
     profile(password_file())
     path = make(local, "c d")
     numbers = [add(path), add(path, "a%20b/"), add(path, "e")]
@@ -114,7 +114,7 @@ def test_the_queue_sends_by_a_profile(daemon, server, local):
     assert (entry["user"], entry["password_file"]) == (None, None)
 
 
-def test_a_changed_password_holds_from_the_next_try_on(daemon, local):
+def test_a_changed_password_is_used_from_the_next_try_on(daemon, local):
     profile(password_file("wrong"), url="ftp://127.0.0.1")
     path = make(local, "a")
     number = add(path)
@@ -129,7 +129,7 @@ def test_a_changed_password_holds_from_the_next_try_on(daemon, local):
     assert ftpspool.entry(number)["tries"] >= 1
 
 
-def test_a_wrong_password_fails_until_it_is_mended(daemon, server, local):
+def test_a_wrong_password_fails_until_it_is_corrected(daemon, server, local):
     profile(password_file("wrong"))
     path = make(local, "a")
     number = add(path)
@@ -157,7 +157,7 @@ def test_an_entry_fails_when_its_profile_has_gone(daemon, server, local):
     assert server.read("in/a") == content
 
 
-def test_a_credential_is_waited_for_without_holding_up_others(daemon, server, local):
+def test_a_missing_credential_delays_only_its_own_server(daemon, server, local):
     profile("password-credential = camera")
     path = make(local, "a")
     number = add(path)
@@ -173,7 +173,7 @@ def test_a_credential_is_waited_for_without_holding_up_others(daemon, server, lo
     assert server.read("in/a") == path.read_bytes()
 
 
-def test_the_rest_is_not_appended_to_a_file_of_another_place(daemon, local):
+def test_an_upload_is_not_resumed_in_another_place(daemon, local):
     server = Vsftpd(local_max_rate=4 * MIB)
     for name in ("in/keep", "other/large"):
         server.put(name, b"x" * MIB)
@@ -215,7 +215,7 @@ def assert_unseen(*texts):
 
 
 @pytest.mark.parametrize("line", ["password-file = {}", "password-credential = camera"])
-def test_no_password_is_seen(daemon, scripted, local, line):
+def test_the_password_is_visible_nowhere(daemon, scripted, local, line):
     server = scripted(Plan(take=take_slowly(100)))
     path = make(local, "a", 100_000)
     secret = write(CREDENTIALS / "camera", PASSWORD)

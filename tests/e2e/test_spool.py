@@ -52,7 +52,7 @@ def bytes_sent(number):
     return int(sent[1]) if sent else 0
 
 
-def test_what_is_queued_before_and_after_the_start_arrives(daemon, vsftpd, local):
+def test_entries_queued_before_and_after_the_start_arrive(daemon, vsftpd, local):
     first, second = make(local, "a b"), make(local, "c")
     numbers = [ftpspool.add(first)]
     service = Service()
@@ -68,7 +68,7 @@ def test_what_is_queued_before_and_after_the_start_arrives(daemon, vsftpd, local
     assert ftpspool.run("clear", "--done").out == "2 entries removed\n"
 
 
-def test_the_local_file_goes_when_it_has_arrived(daemon, vsftpd, local):
+def test_the_local_file_is_kept_deleted_or_moved_after_its_arrival(daemon, vsftpd, local):
     names = ["kept", "deleted", "moved", "copied"]
     files = {name: make(local, name) for name in names}
     contents = {name: path.read_bytes() for name, path in files.items()}
@@ -86,7 +86,7 @@ def test_the_local_file_goes_when_it_has_arrived(daemon, vsftpd, local):
     assert {name: vsftpd.read(name) for name in names} == contents
 
 
-def test_what_cannot_pass_is_told_at_once(daemon, vsftpd, local):
+def test_a_permanent_failure_is_reported_at_once(daemon, vsftpd, local):
     path = make(local, "a")
     wrong = WORLD / "wrong"
     wrong.write_text("wrong")
@@ -112,7 +112,7 @@ def test_what_cannot_pass_is_told_at_once(daemon, vsftpd, local):
     ftpspool.wait_for("done", numbers[0])
 
 
-def test_a_server_that_is_down_holds_up_nobody(daemon, vsftpd, local):
+def test_a_server_that_is_down_delays_no_other(daemon, vsftpd, local):
     path = make(local, "a")
     for _ in range(3):
         ftpspool.add(path, "ftp://127.0.0.1:2121/a", "--priority", 5)
@@ -124,7 +124,7 @@ def test_a_server_that_is_down_holds_up_nobody(daemon, vsftpd, local):
     Vsftpd(listen_port=2121, anonymous_enable="YES", anon_upload_enable="YES", no_anon_password="YES").stop()
 
 
-def test_an_upload_that_broke_off_goes_on_where_it_was(daemon, local):
+def test_a_broken_upload_resumes_where_it_stopped(daemon, local):
     server = Vsftpd(**SLOW)
     path = make(local, "large", LARGE)
     number = ftpspool.add(path, ALICE, "--delete")
@@ -141,7 +141,7 @@ def test_an_upload_that_broke_off_goes_on_where_it_was(daemon, local):
     assert not path.exists()
 
 
-def test_the_service_may_be_killed_at_any_time(daemon, local):
+def test_a_killed_service_loses_nothing(daemon, local):
     server = Vsftpd(**SLOW)
     path = make(local, "large", LARGE)
     ftpspool.add(path, ALICE, "--delete")
@@ -157,7 +157,7 @@ def test_the_service_may_be_killed_at_any_time(daemon, local):
     assert not path.exists()
 
 
-def test_the_daemon_may_be_killed_at_any_time(daemon, network_manager, local):
+def test_a_killed_daemon_costs_no_try(daemon, network_manager, local):
     server = Vsftpd(**SLOW)
     path = make(local, "large", LARGE)
     number = ftpspool.add(path, ALICE, "--tries", 1)  # a try that the daemon has ended does not count
@@ -171,7 +171,7 @@ def test_the_daemon_may_be_killed_at_any_time(daemon, network_manager, local):
     assert ftpspool.entry(number)["tries"] == 0
 
 
-def test_a_stopped_service_cancels_its_job_and_another_goes_on(daemon, local):
+def test_a_stopped_service_cancels_its_job_and_the_next_goes_on(daemon, local):
     server = Vsftpd(**SLOW)
     path = make(local, "large", LARGE)
     number = ftpspool.add(path)
@@ -185,7 +185,7 @@ def test_a_stopped_service_cancels_its_job_and_another_goes_on(daemon, local):
     assert server.read("large") == path.read_bytes()
 
 
-def test_an_entry_is_held_and_removed_while_it_is_sent(daemon, local):
+def test_an_entry_can_be_held_and_removed_while_it_is_sent(daemon, local):
     server = Vsftpd(**SLOW)
     path = make(local, "large", LARGE)
     ftpspool.add(path)
@@ -202,7 +202,7 @@ def test_an_entry_is_held_and_removed_while_it_is_sent(daemon, local):
     assert path.exists()
 
 
-def test_other_programs_have_their_turns(daemon, vsftpd, local):
+def test_other_programs_get_their_turns(daemon, vsftpd, local):
     paths = [make(local, f"f{number}", 100_000) for number in range(20)]
     for path in paths:
         ftpspool.add(path)
@@ -216,7 +216,7 @@ def test_other_programs_have_their_turns(daemon, vsftpd, local):
 
 
 @pytest.mark.native("strace")
-def test_a_service_that_is_woken_late_each_time_fails_no_try(daemon, local):
+def test_a_service_that_always_wakes_late_fails_no_try(daemon, local):
     """As on a device that is busy with other things."""
     server = Vsftpd(local_max_rate=400_000)  # the upload still runs when its state is asked for first
     Service(wrapper=("strace", "-f", "-o", "/dev/null", "-e", "trace=poll", "-e", "inject=poll:delay_exit=500000"))
@@ -237,7 +237,7 @@ def test_a_file_that_became_shorter_is_neither_sent_nor_deleted(daemon, vsftpd, 
     assert not vsftpd.path("a").exists()
 
 
-def test_a_remote_file_of_another_content_is_replaced_and_not_continued(daemon, vsftpd, local):
+def test_a_remote_file_with_other_content_is_replaced_not_resumed(daemon, vsftpd, local):
     path = make(local, "a")
     vsftpd.put("a", b"x" * 500)
     ftpspool.add(path)

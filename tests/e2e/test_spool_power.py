@@ -59,7 +59,7 @@ def recorded(*words):
 
 
 @pytest.mark.timeout(600)
-def test_an_id_that_was_printed_is_an_entry_whenever_the_power_is_cut(local):
+def test_a_printed_id_survives_a_power_cut_at_any_time(local):
     (local / "a").write_bytes(b"0123456789")
     count = 0
     for before, words in ((0, ()), (1, ()), (2, ("--copy",))):
@@ -75,7 +75,7 @@ def test_an_id_that_was_printed_is_an_entry_whenever_the_power_is_cut(local):
 
 
 @pytest.mark.timeout(600)
-def test_no_file_goes_before_its_arrival_is_safe(daemon, vsftpd, local):
+def test_no_local_file_is_deleted_before_its_arrival_is_on_the_disk(daemon, vsftpd, local):
     (local / "sent").mkdir()
     for name, option in (("a", ("--delete",)), ("b", ("--move-to", local / "sent")), ("c", ("--delete", "--copy"))):
         (local / name).write_bytes(name.encode() * 100)

@@ -106,7 +106,7 @@ def fill_spool():
     return filler
 
 
-def test_a_full_disk_is_told_and_loses_nothing(local):
+def test_a_full_disk_is_reported_and_loses_nothing(local):
     mount_spool("256k")
     path = make(local, "a")
     added = 0
@@ -145,7 +145,7 @@ def test_a_disk_that_fills_up_during_a_try_ends_the_service_and_loses_nothing(da
     assert not path.exists()
 
 
-def test_a_damaged_database_is_refused_and_kept_aside(daemon, vsftpd, local):
+def test_a_damaged_database_is_refused_and_set_aside(daemon, vsftpd, local):
     path = make(local, "a")
     for _ in range(300):
         ftpspool.add(path)
@@ -164,7 +164,7 @@ def test_a_damaged_database_is_refused_and_kept_aside(daemon, vsftpd, local):
     ftpspool.wait_for("done")
 
 
-def test_a_clock_that_is_set_by_a_year_loses_nothing(daemon, vsftpd, local):
+def test_setting_the_clock_by_a_year_loses_nothing(daemon, vsftpd, local):
     path = make(local, "a")
     if is_emulated():
         pytest.skip("an emulator takes no preloaded clock")

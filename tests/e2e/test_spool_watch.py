@@ -45,7 +45,7 @@ def wait_for_files(count):
     wait_until(lambda: ftpspool.states() == ["done"] * count, f"{count} files: {ftpspool.entries()}")
 
 
-def test_a_file_that_is_closed_or_renamed_in_arrives(daemon, vsftpd, local, folder):
+def test_closed_and_renamed_files_arrive(daemon, vsftpd, local, folder):
     ftpspool.watch(folder)
     service = Service()
     service.wait_started()
@@ -62,7 +62,7 @@ def test_a_file_that_is_closed_or_renamed_in_arrives(daemon, vsftpd, local, fold
     assert service.stop() == 0
 
 
-def test_what_came_while_the_service_was_down_arrives_once(daemon, vsftpd, folder):
+def test_files_that_came_while_the_service_was_down_arrive_once(daemon, vsftpd, folder):
     before = make(folder / "before")
     number = ftpspool.watch(folder)
     service = Service()
@@ -83,7 +83,7 @@ def test_what_came_while_the_service_was_down_arrives_once(daemon, vsftpd, folde
     assert len(ftpspool.entries()) == 4
 
 
-def test_files_go_when_they_have_arrived_and_get_the_names_that_were_asked_for(daemon, vsftpd, folder):
+def test_files_get_names_by_the_pattern_and_are_deleted_after_arrival(daemon, vsftpd, folder):
     ftpspool.watch(folder, ALICE + "archive", "--match", "*.ts", "--name", "%Y/{counter:4}-{base}{extension}", "--delete")
     service = Service()
     service.wait_started()
@@ -147,7 +147,7 @@ def test_a_rewritten_file_arrives_again(daemon, vsftpd, folder):
     wait_for_files(3)
 
 
-def test_of_a_file_that_is_rewritten_before_it_was_sent_the_last_content_arrives(daemon, vsftpd, folder):
+def test_a_file_rewritten_before_it_was_sent_arrives_with_its_last_content(daemon, vsftpd, folder):
     ftpspool.watch(folder, ALICE, "--delete")
     service = Service("--socket", "/nowhere")
     for size in (3000, 2000, 1000):

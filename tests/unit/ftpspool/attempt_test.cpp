@@ -72,7 +72,7 @@ TEST_F(Attempt, SendsTheWholeFileAndComparesItsSize)
     EXPECT_EQ(upload.local_path, file);
 }
 
-TEST_F(Attempt, IsNoSuccessWhenTheSizesDiffer)
+TEST_F(Attempt, FailsWhenTheSizesDiffer)
 {
     fake_daemon daemon(uploading({{ended(2, 0, 10, 10), 9}}));
     const attempt_end_t end = run(daemon);
@@ -81,7 +81,7 @@ TEST_F(Attempt, IsNoSuccessWhenTheSizesDiffer)
     EXPECT_FALSE(end.resumable);
 }
 
-TEST_F(Attempt, IsNoSuccessWhenTheFileChangesMeanwhile)
+TEST_F(Attempt, FailsWhenTheFileChangesDuringTheUpload)
 {
     fake_daemon daemon([this, answer = uploading({whole()})](const message_t &message) {
         if (message.command == COMMAND_UPLOAD) {
@@ -96,7 +96,7 @@ TEST_F(Attempt, IsNoSuccessWhenTheFileChangesMeanwhile)
     EXPECT_EQ(end.verdict, verdict_t::ENTRY);
 }
 
-TEST_F(Attempt, ThatBrokeOffCanBeResumedOnceBytesWereSent)
+TEST_F(Attempt, CanBeResumedAfterABreakOnceBytesWereSent)
 {
     fake_daemon broken_daemon(uploading({broken(4)}));
     const attempt_end_t end = run(broken_daemon);
@@ -107,7 +107,7 @@ TEST_F(Attempt, ThatBrokeOffCanBeResumedOnceBytesWereSent)
     EXPECT_FALSE(run(silent).resumable); // the remote file may be an old one
 }
 
-TEST_F(Attempt, AppendsTheRestWhereTheBeginningIsTheSameFiles)
+TEST_F(Attempt, AppendsTheRestOnlyOfTheSameFile)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
@@ -137,7 +137,7 @@ TEST_F(Attempt, AppendsTheRestWhereTheBeginningIsTheSameFiles)
     EXPECT_EQ(daemon.commands().at(1), uint32_t{COMMAND_UPLOAD});
 }
 
-TEST_F(Attempt, LooksForItsBeginningInTheSamePlaceOnly)
+TEST_F(Attempt, LooksForItsBeginningOnlyInTheSamePlace)
 {
     const struct {
         const char *url;
@@ -179,7 +179,7 @@ TEST_F(Attempt, ReadsItsProfileEachTime)
     EXPECT_EQ(refusal(), "1 " + dir / "cam.conf" + ": No such file or directory");
 }
 
-TEST_F(Attempt, SendsNothingWhereAllHasArrived)
+TEST_F(Attempt, SendsNothingWhenTheServerHasTheWholeFile)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
@@ -197,7 +197,7 @@ TEST_F(Attempt, SendsNothingWhereAllHasArrived)
     EXPECT_EQ(daemon.starts(), 1u);
 }
 
-TEST_F(Attempt, KeepsTheBeginningWhenItFailsBeforeItAppends)
+TEST_F(Attempt, StaysResumableWhenItFailsBeforeItAppends)
 {
     entry.resumable = true;
     entry.identity = file_identify(file).text;
@@ -212,7 +212,7 @@ TEST_F(Attempt, KeepsTheBeginningWhenItFailsBeforeItAppends)
     EXPECT_TRUE(end.resumable);
 }
 
-TEST_F(Attempt, TellsWhenTheFirstBytesAreOnTheirWayAndCanBeStopped)
+TEST_F(Attempt, ReportsTheFirstBytesAndCanBeStopped)
 {
     fake_daemon daemon(endless(2));
     int begun = 0;
@@ -226,7 +226,7 @@ TEST_F(Attempt, TellsWhenTheFirstBytesAreOnTheirWayAndCanBeStopped)
     EXPECT_EQ(end.verdict, verdict_t::ENTRY);
 }
 
-TEST_F(Attempt, WaitsForNoDaemonThatIsNotThere)
+TEST_F(Attempt, FailsAtOnceWithoutADaemon)
 {
     fake_daemon daemon(uploading({whole()}));
     daemon.stop();
@@ -236,7 +236,7 @@ TEST_F(Attempt, WaitsForNoDaemonThatIsNotThere)
     EXPECT_FALSE(end.stopped);
 }
 
-TEST_F(Attempt, IsNotMadeForWhatFailsAtOnce)
+TEST_F(Attempt, ThrowsForAnEntryThatCannotBeSent)
 {
     entry.size_bytes = 11;
     EXPECT_EQ(refusal(), "1 " + file + ": has 10 bytes, but had 11 when it was added");
@@ -251,7 +251,7 @@ TEST_F(Attempt, IsNotMadeForWhatFailsAtOnce)
     EXPECT_THAT(refusal(), StartsWith("1 "));
 }
 
-TEST_F(Attempt, ThatCannotBeginIsHeldAgainstTheDevice)
+TEST_F(Attempt, FailsWhenItsCallCannotBegin)
 {
     attempt_t attempt(nullptr, "/run/x", entry); // what is no client is refused as an argument
     EXPECT_TRUE(attempt.step());

@@ -22,7 +22,7 @@ protected:
 
 } // namespace
 
-TEST_F(Choice, OfNothingIsNothing)
+TEST_F(Choice, WithoutEntriesChoosesNone)
 {
     const choice_t choice = chooser.choose({}, pauses, 0);
     EXPECT_FALSE(choice.entry);
@@ -38,7 +38,7 @@ TEST_F(Choice, TakesServersInTurn)
     EXPECT_THAT(chosen, ElementsAre(10, 11, 12, 10, 11, 12));
 }
 
-TEST_F(Choice, PrefersAHigherPriorityToTheTurn)
+TEST_F(Choice, PutsAHigherPriorityBeforeTheTurn)
 {
     const std::vector<ready_t> lines = {{1, 10, 0, false}, {2, 11, 1, false}};
     EXPECT_EQ(id_of(lines), 11);
@@ -46,9 +46,9 @@ TEST_F(Choice, PrefersAHigherPriorityToTheTurn)
     EXPECT_EQ(id_of({{1, 10, -1, false}, {2, 11, -2, false}}), 10);
 }
 
-TEST_F(Choice, OfEqualsIsTheOldest) { EXPECT_EQ(id_of({{1, 11, 0, false}, {2, 10, 0, false}}), 10); }
+TEST_F(Choice, AmongEqualsTakesTheOldest) { EXPECT_EQ(id_of({{1, 11, 0, false}, {2, 10, 0, false}}), 10); }
 
-TEST_F(Choice, LeavesOutServersThatPauseUnlessAnEntryIsUrged)
+TEST_F(Choice, SkipsPausedServersUnlessAnEntryIsUrged)
 {
     pauses.failed(1, 0);
     const std::vector<ready_t> lines = {{1, 10, 5, false}, {2, 11, 0, false}};

@@ -16,7 +16,7 @@ TEST_F(Commands, AddPrintsTheId)
     EXPECT_EQ(json::parse(run({"--json", "add", file, "ftp://host/f"}).out)["ids"], json({2}));
 }
 
-TEST_F(Commands, AddTakesAllThatAnEntryCanHave)
+TEST_F(Commands, AddAcceptsAllItsOptions)
 {
     std::filesystem::create_directory(dir / "sent");
     const said_t said = run({"add",
@@ -59,7 +59,7 @@ TEST_F(Commands, AddTakesAllThatAnEntryCanHave)
     EXPECT_EQ(found(2).target.proxy_password_file, password);
 }
 
-TEST_F(Commands, AddKeepsOfAProfileWhereItIs)
+TEST_F(Commands, AddStoresWhereTheProfileIsAndNotItsContent)
 {
     profile("url = ftpes://host/base/\nuser = anna\npassword-file = " + password + "\nmode = active\n");
     const std::vector<std::string> by_profile = {"--profile", "cam", "--profiles", dir.path.string()};
@@ -88,7 +88,7 @@ TEST_F(Commands, AddKeepsOfAProfileWhereItIs)
               "ftpes://anna@host:21,ftp://anonymous@host:21");
 }
 
-TEST_F(Commands, AddRefusesAProfileThatCouldNotBeUsed)
+TEST_F(Commands, AddRefusesAnUnusableProfile)
 {
     const std::string folder = dir.path.string();
     const auto refused = [&](const std::string &content, const std::vector<std::string> &more = {}) {
@@ -127,7 +127,7 @@ TEST_F(Commands, AddLeavesCredentialsToTheService)
     EXPECT_EQ(said.out, "1\n");
 }
 
-TEST_F(Commands, AddTakesTimesByTheLocalClock)
+TEST_F(Commands, AddReadsTimesInLocalTime)
 {
     setenv("TZ", "UTC", 1);
     run({"add", file, "ftp://host/f", "--not-before", "2033-05-18T03:33", "--expires", "2033-05-18T03:34"});
@@ -137,7 +137,7 @@ TEST_F(Commands, AddTakesTimesByTheLocalClock)
     EXPECT_EQ(found(2).expires_s, 1); // long ago is not never
 }
 
-TEST_F(Commands, AddGivesAFileItsNameInAFolder)
+TEST_F(Commands, AddAppendsTheFilesNameToAFolderUrl)
 {
     const std::string odd = dir.file("a b%", "x");
     for (const char *url : {"ftp://host", "ftp://host/", "ftp://host/d/"})
@@ -149,7 +149,7 @@ TEST_F(Commands, AddGivesAFileItsNameInAFolder)
               2); // no server could be sent that name
 }
 
-TEST_F(Commands, AddRefusesWhatCouldNotBeSent)
+TEST_F(Commands, AddRefusesWhatCannotBeSent)
 {
     const std::string url = "ftp://host/f";
     EXPECT_THAT(refusal({"add", dir / "none", url}), StartsWith("59 ftpspool: " + dir / "none"));
@@ -173,7 +173,7 @@ TEST_F(Commands, AddRefusesWhatCouldNotBeSent)
     EXPECT_EQ(run({"list"}).out, "");
 }
 
-TEST_F(Commands, AddWithACopyLetsTheFileGo)
+TEST_F(Commands, AddCopiesAFileThatMayThenBeDeleted)
 {
     EXPECT_EQ(run({"add", file, "ftp://host/f", "--copy"}).status, 0);
     std::filesystem::remove(file);
@@ -187,7 +187,7 @@ TEST_F(Commands, AddWithACopyLetsTheFileGo)
     EXPECT_EQ(entries_of(paths.files()), 0u);
 }
 
-TEST_F(Commands, ListShowsALineOrAnObjectForEach)
+TEST_F(Commands, ListPrintsALineOrAnObjectForEach)
 {
     EXPECT_EQ(run({"list"}).status, 0);
     run({"add", file, "ftp://host/f"});
@@ -200,7 +200,7 @@ TEST_F(Commands, ListShowsALineOrAnObjectForEach)
     EXPECT_EQ(json::parse(run({"list", "--json", "--state", "held"}).out)["id"], 2);
 }
 
-TEST_F(Commands, ShowTellsAllOfSome)
+TEST_F(Commands, ShowPrintsAllFactsOfTheNamedEntries)
 {
     run({"add", file, "ftp://host/f"});
     EXPECT_THAT(run({"show", "1"}).out, StartsWith("entry: 1\nstate: queued\n"));
@@ -208,7 +208,7 @@ TEST_F(Commands, ShowTellsAllOfSome)
     EXPECT_EQ(refusal({"show", "2"}), "6 ftpspool: there is no entry 2\n");
 }
 
-TEST_F(Commands, ChangeAllThatAreNamedOrNone)
+TEST_F(Commands, ChangeAllNamedEntriesOrNone)
 {
     for (int i = 0; i < 3; i++)
         run({"add", file, "ftp://host/f"});
@@ -227,7 +227,7 @@ TEST_F(Commands, ChangeAllThatAreNamedOrNone)
     EXPECT_EQ(run({"list"}).out, "");
 }
 
-TEST_F(Commands, FailInJsonAsWell)
+TEST_F(Commands, ReportFailuresInJsonAsWell)
 {
     said_t said = run({"--json", "show", "9"});
     EXPECT_EQ(said.status, 6);
@@ -243,7 +243,7 @@ TEST_F(Commands, FailInJsonAsWell)
     EXPECT_EQ(object["error"], "usage");
 }
 
-TEST_F(Commands, RefuseDamageAndLeaveItAsItIs)
+TEST_F(Commands, RefuseADamagedDatabaseAndLeaveItUnchanged)
 {
     std::filesystem::create_directory(paths.folder);
     fill(paths.database(), std::string(8192, 'x'));
@@ -253,7 +253,7 @@ TEST_F(Commands, RefuseDamageAndLeaveItAsItIs)
     EXPECT_EQ(content_of(paths.database()), std::string(8192, 'x'));
 }
 
-TEST_F(Commands, RefuseWhatTheyDoNotKnow)
+TEST_F(Commands, RefuseUnknownWords)
 {
     EXPECT_THAT(refusal({"lst"}),
                 AllOf(StartsWith("2 ftpspool: "), HasSubstr("'lst'"), HasSubstr("see ftpspool --help")));
@@ -266,7 +266,7 @@ TEST_F(Commands, RefuseWhatTheyDoNotKnow)
     EXPECT_THAT(run({"--help"}).out, HasSubstr("Exit statuses"));
 }
 
-TEST_F(Commands, SayWhatElseFails)
+TEST_F(Commands, ReportWhatElseFails)
 {
     run({"add", file, "ftp://host/f"});
     const std::string list = FTPCTL " --spool " + paths.folder + " list >/dev/full 2>" + (dir / "err");

@@ -24,7 +24,7 @@ protected:
 
 } // namespace
 
-TEST_F(Copies, AreLinksWhereThatWorks)
+TEST_F(Copies, AreHardLinksWherePossible)
 {
     const std::string copy = made();
     EXPECT_TRUE(std::filesystem::equivalent(copy, file));
@@ -34,7 +34,7 @@ TEST_F(Copies, AreLinksWhereThatWorks)
     EXPECT_EQ(content_of(copy), "0123456789");
 }
 
-TEST_F(Copies, OfALinkAreCopiesOfTheFileBehindIt)
+TEST_F(Copies, FollowSymbolicLinks)
 {
     std::filesystem::create_symlink(file, dir / "link");
     copying_t copying(paths);
@@ -42,7 +42,7 @@ TEST_F(Copies, OfALinkAreCopiesOfTheFileBehindIt)
     EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(copy)));
 }
 
-TEST_F(Copies, AreRealOnesFromAnotherFileSystem)
+TEST_F(Copies, AreRealCopiesAcrossFileSystems)
 {
     const std::filesystem::path other = "/dev/shm/ftpspool-copies-test";
     const std::string content(3 << 20, 'x');
@@ -57,7 +57,7 @@ TEST_F(Copies, AreRealOnesFromAnotherFileSystem)
     std::filesystem::remove(other);
 }
 
-TEST_F(Copies, GoUnlessTheyAreKept)
+TEST_F(Copies, AreRemovedUnlessKept)
 {
     {
         copying_t copying(paths);
@@ -71,7 +71,7 @@ TEST_F(Copies, GoUnlessTheyAreKept)
     EXPECT_THAT(failure_of([&] { copying_t({file}); }), EndsWith("/files: Not a directory"));
 }
 
-TEST_F(Copies, ThatBelongToNoEntryAreSwept)
+TEST_F(Copies, AreSweptWhenNoEntryOwnsThem)
 {
     store_t store = open();
     copies_sweep(store); // there is no folder yet
@@ -89,7 +89,7 @@ TEST_F(Copies, ThatBelongToNoEntryAreSwept)
     EXPECT_TRUE(std::filesystem::exists(entry.copy));
 }
 
-TEST_F(Copies, ThatCannotBeMadeLeaveNothingBehind)
+TEST_F(Copies, ReportWhyTheyCannotBeMade)
 {
     EXPECT_EQ(failure_without_descriptors([&] { copying_t{paths}; }),
               "1 " + paths.files() + ": Too many open files");
@@ -102,7 +102,7 @@ TEST_F(Copies, ThatCannotBeMadeLeaveNothingBehind)
     EXPECT_EQ(content_of(file), "0123456789");
 }
 
-TEST_F(Copies, OfAFileThatDoesNotFitAreNotMade)
+TEST_F(Copies, ReportAFileThatDoesNotFit)
 {
     const std::filesystem::path other = "/dev/shm/ftpspool-copies-test-large";
     fill(other, std::string(3 << 20, 'x'));

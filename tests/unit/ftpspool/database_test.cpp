@@ -35,7 +35,7 @@ TEST_F(Database, KeepsNumbersAndTexts)
     EXPECT_FALSE(query.next());
 }
 
-TEST_F(Database, ChangesAllOrNothing)
+TEST_F(Database, CommitsAllOrNothing)
 {
     {
         transaction_t transaction(database);
@@ -55,7 +55,7 @@ TEST_F(Database, ChangesAllOrNothing)
     EXPECT_EQ(rows(), 1);
 }
 
-TEST_F(Database, SaysWhatItCannotDo)
+TEST_F(Database, ReportsWhatItCannotDo)
 {
     EXPECT_EQ(failure_of([&] { database.run("DROP TABLE none"); }), "1 " + path + ": no such table: none");
     EXPECT_EQ(failure_of([&] { statement_t(database, "SELECT none FROM t"); }),
@@ -67,7 +67,7 @@ TEST_F(Database, SaysWhatItCannotDo)
               "1 " + path + ": attempt to write a readonly database");
 }
 
-TEST_F(Database, KnowsDamage)
+TEST_F(Database, ReportsADamagedFile)
 {
     fill(dir / "text", std::string(8192, 'x'));
     EXPECT_THROW(database_t(dir / "text", database_t::access_t::WRITE, 64).number("SELECT count(*) FROM t"),

@@ -21,7 +21,7 @@ protected:
 
 } // namespace
 
-TEST_F(FileIdentity, StaysWhileTheContentDoes)
+TEST_F(FileIdentity, StaysTheSameForUnchangedContent)
 {
     EXPECT_EQ(file_identify(file).size_bytes, 10);
     EXPECT_TRUE(file_is_still(file, identity));
@@ -31,7 +31,7 @@ TEST_F(FileIdentity, StaysWhileTheContentDoes)
         EXPECT_TRUE(file_is_still(path, identity));
 }
 
-TEST_F(FileIdentity, IsNotThatOfAnotherContent)
+TEST_F(FileIdentity, ChangesWithTheFileOrItsContent)
 {
     set_time(NOW_S, 1);
     identity = file_identify(file).text;
@@ -50,11 +50,11 @@ TEST_F(FileIdentity, IsNotThatOfAnotherContent)
     EXPECT_FALSE(file_is_still(file, identity));
 }
 
-TEST_F(FileIdentity, IsThatOfRegularFilesAlone)
+TEST_F(FileIdentity, IsGivenOnlyForRegularFiles)
 {
     EXPECT_EQ(failure_of([&] { file_identify(dir / "none"); }),
               "59 " + dir / "none" + ": No such file or directory");
     EXPECT_EQ(failure_of([&] { file_identify(dir.path.string()); }),
-              "1 " + dir.path.string() + ": is no regular file");
+              "1 " + dir.path.string() + ": is not a regular file");
     EXPECT_EQ(failure_of([&] { file_identify(file + "/x"); }), "1 " + file + "/x: Not a directory");
 }

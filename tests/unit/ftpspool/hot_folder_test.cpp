@@ -53,7 +53,7 @@ protected:
 
 } // namespace
 
-TEST_F(HotFolder, OffersWhatIsThereAndWhatComes)
+TEST_F(HotFolder, OffersPresentAndNewFiles)
 {
     fill(in("a"), "1");
     watch();
@@ -82,7 +82,7 @@ TEST_F(HotFolder, WaitsForTheEndOfWriting)
     EXPECT_THAT(step(), ElementsAre("a"));
 }
 
-TEST_F(HotFolder, LeavesHiddenNamesAndSubFoldersAlone)
+TEST_F(HotFolder, IgnoresHiddenNamesAndSubFolders)
 {
     watch();
     for (const char *when : {"found by the scan", "told"}) {
@@ -93,7 +93,7 @@ TEST_F(HotFolder, LeavesHiddenNamesAndSubFoldersAlone)
     }
 }
 
-TEST_F(HotFolder, WithSubFoldersOffersTheirFilesAsWell)
+TEST_F(HotFolder, OffersFilesInSubFoldersOnRequest)
 {
     fs::create_directories(in("x/y"));
     fs::create_directories(in(".hidden"));
@@ -116,7 +116,7 @@ TEST_F(HotFolder, WithSubFoldersOffersTheirFilesAsWell)
     EXPECT_THAT(step(), ElementsAre("came/e"));
 }
 
-TEST_F(HotFolder, KnowsSubFoldersByTheirNewNames)
+TEST_F(HotFolder, FollowsRenamedSubFolders)
 {
     fs::create_directories(in("x/y"));
     watch(true);
@@ -151,7 +151,7 @@ TEST_F(HotFolder, ScansAgainWhenChangesWereLost)
     EXPECT_THAT(step(), ElementsAre("d"));
 }
 
-TEST_F(HotFolder, TakesAFolderWithManyFilesInParts)
+TEST_F(HotFolder, ScansManyFilesInParts)
 {
     for (int i = 0; i < 200; i++)
         fill(in(std::to_string(i)), "");
@@ -163,7 +163,7 @@ TEST_F(HotFolder, TakesAFolderWithManyFilesInParts)
     EXPECT_EQ(step().size() + first, 200u);
 }
 
-TEST_F(HotFolder, OffersAgainWhatIsNotFinished)
+TEST_F(HotFolder, OffersUnfinishedFilesAgain)
 {
     is_finished = false;
     watch();
@@ -178,7 +178,7 @@ TEST_F(HotFolder, OffersAgainWhatIsNotFinished)
     EXPECT_EQ(hot->wake_ms(), 0);
 }
 
-TEST_F(HotFolder, ScansAgainWhenTooManyFilesAreNotFinished)
+TEST_F(HotFolder, ScansAgainWhenTooManyFilesAreUnfinished)
 {
     is_finished = false;
     for (int i = 0; i < 100; i++)
@@ -248,7 +248,7 @@ TEST_F(HotFolder, NoticesAnotherFolderInItsPlace)
     EXPECT_THAT(step(), ElementsAre("c"));
 }
 
-TEST_F(HotFolder, SaysWhatItCannotWatch)
+TEST_F(HotFolder, ReportsWhatItCannotWatch)
 {
     watch();
     EXPECT_EQ(failure_without_descriptors([this] { hot->step(now_ms); }), "");

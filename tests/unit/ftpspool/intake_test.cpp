@@ -18,7 +18,7 @@ class Intake : public Spool
 {
 protected:
     store_t store = open();
-    told_t told{false, ""};
+    event_output_t events{false, ""};
     std::string root = dir / "in";
     watch_t watch;
 
@@ -32,7 +32,7 @@ protected:
     intake_t begin()
     {
         watch.id = watches_t(store).add(watch);
-        return {store, told, watch};
+        return {store, events, watch};
     }
 
     std::string in(const std::string &name) const { return root + "/" + name; }
@@ -61,7 +61,7 @@ protected:
 
 } // namespace
 
-TEST_F(Intake, MakesAnEntryOfAFileOnce)
+TEST_F(Intake, MakesOneEntryForAFile)
 {
     watch.entry.priority = 7;
     watch.entry.after = after_t::DELETE;
@@ -77,12 +77,12 @@ TEST_F(Intake, MakesAnEntryOfAFileOnce)
     EXPECT_EQ(entry.after, after_t::DELETE);
     EXPECT_NEAR(static_cast<double>(entry.added_s), static_cast<double>(wall_s()), 60);
     EXPECT_EQ(offer(intake, "a b"), std::pair(true, std::string()));
-    intake_t next(store, told, watches_t(store).all()[0]); // of a later service
+    intake_t next(store, events, watches_t(store).all()[0]); // of a later service
     EXPECT_EQ(offer(next, "a b"), std::pair(true, std::string()));
     EXPECT_EQ(urls().size(), 1u);
 }
 
-TEST_F(Intake, MakesAnotherEntryOfAFileThatWasRewritten)
+TEST_F(Intake, MakesAnotherEntryForARewrittenFile)
 {
     intake_t intake = begin();
     fill(in("a"), "12345");
@@ -104,14 +104,14 @@ TEST_F(Intake, NamesFilesByThePattern)
         offer(intake, path);
     }
     EXPECT_THAT(urls(), ElementsAre("ftp://host/d/2023/a-001.ts", "ftp://host/d/x/y/2023/b%25-002.ts"));
-    intake_t next(store, told, watches_t(store).all()[0]);
+    intake_t next(store, events, watches_t(store).all()[0]);
     fill(in("c.ts"), "1");
     set_time(in("c.ts"), NOW_S);
     offer(next, "c.ts");
     EXPECT_EQ(urls().back(), "ftp://host/d/2023/c-003.ts");
 }
 
-TEST_F(Intake, KnowsTheDevicesName)
+TEST_F(Intake, PutsTheDevicesNameIntoThePattern)
 {
     watch.name = "{host}";
     intake_t intake = begin();
@@ -122,7 +122,7 @@ TEST_F(Intake, KnowsTheDevicesName)
     EXPECT_THAT(urls(), ElementsAre(std::string("ftp://host/d/") + host));
 }
 
-TEST_F(Intake, TakesWhatMatchesAlone)
+TEST_F(Intake, TakesOnlyMatchingNames)
 {
     watch.globs = {"*.ts", "img-[0-9]?"};
     intake_t intake = begin();
@@ -134,7 +134,7 @@ TEST_F(Intake, TakesWhatMatchesAlone)
     EXPECT_THAT(urls(), ElementsAre("ftp://host/d/a.ts", "ftp://host/d/img-12", "ftp://host/d/x.ts/c.ts"));
 }
 
-TEST_F(Intake, LeavesWhatIsNoRegularFileAlone)
+TEST_F(Intake, IgnoresAllButRegularFiles)
 {
     intake_t intake = begin();
     fs::create_symlink(file, in("link"));
@@ -156,7 +156,7 @@ TEST_F(Intake, WaitsForTheLastWriter)
     EXPECT_EQ(store.find(1)->size_bytes, 5);
 }
 
-TEST_F(Intake, TakesAFileWhoseWritersAreUnknownWhenItHasSettled)
+TEST_F(Intake, TakesAFileWithUnknownWritersOnceItHasSettled)
 {
     intake_t intake = begin();
     fill(in("a"), "1");
@@ -174,7 +174,7 @@ TEST_F(Intake, TakesAFileWhoseWritersAreUnknownWhenItHasSettled)
     EXPECT_EQ(urls().size(), 1u);
 }
 
-TEST_F(Intake, SaysOnceThatItCannotRead)
+TEST_F(Intake, ReportsAnUnreadableFileOnce)
 {
     intake_t intake = begin();
     fill(in("a"), "1");
@@ -214,7 +214,7 @@ TEST_F(Intake, MakesACopyForEachEntry)
     EXPECT_EQ(entries_of(paths.files()), 2u);
 }
 
-TEST_F(Intake, QueuesNothingForAWatchThatWasRemoved)
+TEST_F(Intake, QueuesNothingForARemovedWatch)
 {
     watch.copies = true;
     intake_t intake = begin();
@@ -225,7 +225,7 @@ TEST_F(Intake, QueuesNothingForAWatchThatWasRemoved)
     EXPECT_EQ(entries_of(paths.files()), 0u);
 }
 
-TEST_F(Intake, ForgetsFilesThatHaveGoneWithThoseThatCome)
+TEST_F(Intake, ForgetsVanishedFilesAsItTakesNewOnes)
 {
     intake_t intake = begin();
     fill(in("kept"), "1");
@@ -240,7 +240,7 @@ TEST_F(Intake, ForgetsFilesThatHaveGoneWithThoseThatCome)
     EXPECT_EQ(offer(intake, "kept").second, "");
 }
 
-TEST_F(Intake, AFileGoesToItsPlaceBelowTheProfilesUrl)
+TEST_F(Intake, PutsFilesBelowTheProfilesUrl)
 {
     profile("url = ftp://host/base/\n");
     watch.entry.target = entry_by_profile("d/").target;

@@ -5,7 +5,7 @@
 
 using json = nlohmann::ordered_json;
 
-TEST(JsonLine, HasMembersOfAllKinds)
+TEST(JsonLine, WritesMembersOfAllKinds)
 {
     EXPECT_EQ(
         json_line_t()
@@ -24,7 +24,7 @@ TEST(JsonLine, HasMembersOfAllKinds)
     EXPECT_EQ(json_line_t().finish(), "{}");
 }
 
-TEST(JsonLine, WritesATextAsTheLibraryDoes)
+TEST(JsonLine, EscapesTextAsTheLibraryDoes)
 {
     std::vector<std::string> texts = {"plain /text", "caf\xC3\xA9", "caf\xC3",
                                       "\xff\xfe",    "a\"b\\c",     "\xF0\x9F\x98\x80"};

@@ -113,7 +113,7 @@ TEST_F(Metrics, AreWrittenOnChangesAtMostOnceASecond)
     EXPECT_THAT(content_of(path), HasSubstr("ftpspool_sent_bytes_total 3\n"));
 }
 
-TEST_F(Metrics, AreForAllToReadAndLeaveNothingElse)
+TEST_F(Metrics, AreReadableByAllAndLeaveNoOtherFile)
 {
     const mode_t before = umask(077);
     dir.file("ftpspool.prom.new", "of a service that was killed");
@@ -123,7 +123,7 @@ TEST_F(Metrics, AreForAllToReadAndLeaveNothingElse)
     EXPECT_FALSE(std::filesystem::exists(path + ".new"));
 }
 
-TEST_F(Metrics, ThatCannotBeWrittenAreToldOnce)
+TEST_F(Metrics, ReportAWriteFailureOnce)
 {
     metrics = metrics_t(dir / "none/ftpspool.prom");
     EXPECT_EQ(said_by([this] {
@@ -164,7 +164,7 @@ TEST_F(Metrics, KeepTheOldFileWhenTheNewOneFails)
     EXPECT_THAT(content_of(path), HasSubstr("{cause=\"expired\"} 0\n"));
 }
 
-TEST_F(Metrics, WithoutAFileNothingIsDue)
+TEST_F(Metrics, AreNeverDueWithoutAFile)
 {
     metrics_t none("");
     none.sent(1);

@@ -12,7 +12,7 @@ TEST(Pauses, DoubleWithEachFailureUpToTheLongest)
         EXPECT_EQ(years.failed(1, 0), 315360000000);
 }
 
-TEST(Pauses, AreShortenedByUpToAHalf)
+TEST(Pauses, AreShortenedByUpToHalf)
 {
     double random = 1;
     pauses_t pauses(5000, 60000, [&] { return random; });
@@ -21,7 +21,7 @@ TEST(Pauses, AreShortenedByUpToAHalf)
     EXPECT_EQ(pauses.failed(1, 0), 7500); // of 10000, not of twice what was left
 }
 
-TEST(Pauses, AreEachServersOwnAndEndWithASuccess)
+TEST(Pauses, BelongToOneServerAndEndWithASuccess)
 {
     pauses_t pauses(5000, 60000, [] { return 0.0; });
     EXPECT_EQ(pauses.end_ms(1), 0);

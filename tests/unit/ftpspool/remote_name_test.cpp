@@ -44,12 +44,12 @@ TEST(RemoteName, FollowsThePattern)
         EXPECT_EQ(made_of(row.pattern, row.name), row.made) << row.pattern;
 }
 
-TEST(RemoteName, CountsBeyondItsWidth)
+TEST(RemoteName, KeepsAllDigitsOfALargeCounter)
 {
     EXPECT_EQ(remote_name("{counter:2}", {"a", "h", 0, 12345}), "12345");
 }
 
-TEST(RemoteName, HasUtcTimesWhateverTheDevicesZone)
+TEST(RemoteName, UsesUtcInAnyTimeZone)
 {
     setenv("TZ", "America/New_York", 1);
     tzset();
@@ -59,7 +59,7 @@ TEST(RemoteName, HasUtcTimesWhateverTheDevicesZone)
     tzset();
 }
 
-TEST(RemoteName, IsRefusedWhenItIsNoPattern)
+TEST(RemoteName, RefusesAMalformedPattern)
 {
     const row_t rows[] = {
         {"", "", "2 --name: must name a file, and neither begin nor end with '/'"},

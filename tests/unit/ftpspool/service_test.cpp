@@ -72,7 +72,7 @@ protected:
 
 } // namespace
 
-TEST_F(Service, SendsWhatIsQueuedBeforeAndAfterItsStart)
+TEST_F(Service, SendsEntriesQueuedBeforeAndAfterItsStart)
 {
     fake_daemon daemon(uploading({whole()}));
     queue("one");
@@ -91,7 +91,7 @@ TEST_F(Service, SendsWhatIsQueuedBeforeAndAfterItsStart)
     EXPECT_EQ(daemon.starts(), 4u); // each with its look-up
 }
 
-TEST_F(Service, TellsEventsAsObjects)
+TEST_F(Service, PrintsEventsAsJsonObjects)
 {
     fake_daemon daemon(uploading({whole()}));
     queue("one");
@@ -112,7 +112,7 @@ TEST_F(Service, TellsEventsAsObjects)
     EXPECT_EQ(first["url"], "ftp://one/a");
 }
 
-TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
+TEST_F(Service, RunsACommandForEachEventWithoutWaitingForIt)
 {
     const std::string gate = dir / "gate";
     ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
@@ -135,7 +135,7 @@ TEST_F(Service, RunsACommandForEachEventThatHoldsUpNothing)
     EXPECT_EQ(stop(service).status, 0);
 }
 
-TEST_F(Service, KeepsItsFigures)
+TEST_F(Service, WritesItsMetrics)
 {
     fake_daemon daemon(uploading({nobody(), whole()}));
     queue("one");
@@ -156,7 +156,7 @@ TEST_F(Service, KeepsItsFigures)
                                 std::to_string(open().find(1)->ended_s)));
 }
 
-TEST_F(Service, TriesAgainWhatMayPass)
+TEST_F(Service, RetriesATemporaryFailure)
 {
     fake_daemon daemon(uploading({nobody(), broken(4), {ended(2, 0, 6, 6), 10}}));
     queue("one");
@@ -172,7 +172,7 @@ TEST_F(Service, TriesAgainWhatMayPass)
     EXPECT_EQ(jobs_of(daemon), wanted);
 }
 
-TEST_F(Service, StopsAtOnceWhatCannotPass)
+TEST_F(Service, FailsAnEntryAtOnceForAPermanentFailure)
 {
     fake_daemon daemon(uploading({refused_login()}));
     queue("one");
@@ -186,7 +186,7 @@ TEST_F(Service, StopsAtOnceWhatCannotPass)
     EXPECT_EQ(hosts_of(daemon).size(), 1u);
 }
 
-TEST_F(Service, FailsAnEntryWhoseProfileIsGoneAndGoesOn)
+TEST_F(Service, FailsAnEntryWithoutItsProfileAndGoesOn)
 {
     fake_daemon daemon(uploading({whole()}));
     open().add(entry_by_profile("dir/f"), "one");
@@ -200,7 +200,7 @@ TEST_F(Service, FailsAnEntryWhoseProfileIsGoneAndGoesOn)
                                              ": No such file or directory)\n"));
 }
 
-TEST_F(Service, WaitsForACredentialWithThatServersEntriesAlone)
+TEST_F(Service, PausesOnlyTheServerWhoseCredentialIsMissing)
 {
     profile("url = ftp://one\nuser = anna\npassword-credential = cam\n");
     fake_daemon daemon(uploading({whole()}));
@@ -243,7 +243,7 @@ TEST_F(Service, GivesUpAfterTheLastTry)
     EXPECT_EQ(hosts_of(daemon).size(), 3u);
 }
 
-TEST_F(Service, LetsNoServerThatIsDownHoldUpAnother)
+TEST_F(Service, SendsToOtherServersWhileOneIsDown)
 {
     fake_daemon daemon([down = uploading({nobody()}), up = uploading({whole()}),
                         is_down = false](const message_t &message) mutable {
@@ -264,7 +264,7 @@ TEST_F(Service, LetsNoServerThatIsDownHoldUpAnother)
     stop(service);
 }
 
-TEST_F(Service, WaitsOutADaemonThatIsNotThere)
+TEST_F(Service, WaitsForAMissingDaemonWithoutCountingTries)
 {
     auto daemon = std::make_unique<fake_daemon>(uploading({whole()}));
     const std::string path = daemon->path();
@@ -277,7 +277,7 @@ TEST_F(Service, WaitsOutADaemonThatIsNotThere)
     EXPECT_EQ(stop(service).status, 0);
 }
 
-TEST_F(Service, StopsItsJobWhenItEndsAndGoesOnLater)
+TEST_F(Service, CancelsItsJobWhenItEndsAndLeavesItResumable)
 {
     fake_daemon daemon(endless(2));
     queue("one");
@@ -293,7 +293,7 @@ TEST_F(Service, StopsItsJobWhenItEndsAndGoesOnLater)
     EXPECT_TRUE(entry.resumable);
 }
 
-TEST_F(Service, StopsTheJobOfAnEntryThatIsHeldOrRemoved)
+TEST_F(Service, CancelsTheJobOfAHeldOrRemovedEntry)
 {
     for (const bool held : {true, false}) {
         fake_daemon daemon(endless(2));
@@ -312,7 +312,7 @@ TEST_F(Service, StopsTheJobOfAnEntryThatIsHeldOrRemoved)
     }
 }
 
-TEST_F(Service, FinishesWhatAnotherOneLeft)
+TEST_F(Service, FinishesArrivedEntriesOfAnEarlierService)
 {
     fake_daemon daemon(uploading({whole()}));
     queue("one", [](entry_t &entry) { entry.after = after_t::DELETE; });
@@ -330,7 +330,7 @@ TEST_F(Service, FinishesWhatAnotherOneLeft)
     EXPECT_EQ(daemon.starts(), 0u);
 }
 
-TEST_F(Service, SendsAtItsTimeAndLetsExpire)
+TEST_F(Service, SendsAtNotBeforeAndFailsExpiredEntries)
 {
     fake_daemon daemon(uploading({whole()}));
     queue("one", [](entry_t &entry) { entry.not_before_s = entry.added_s + 1; });
@@ -346,7 +346,7 @@ TEST_F(Service, SendsAtItsTimeAndLetsExpire)
     EXPECT_THAT(stop(service).out, HasSubstr("2 failed: "));
 }
 
-TEST_F(Service, RunsOnceAndEndsWhenItsDatabaseIsTakenAway)
+TEST_F(Service, RunsAloneAndEndsWhenItsDatabaseIsMoved)
 {
     fake_daemon daemon(uploading({whole()}));
     queue("one");

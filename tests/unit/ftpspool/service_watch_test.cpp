@@ -45,7 +45,7 @@ protected:
 
 } // namespace
 
-TEST_F(ServiceWatch, SendsWhatIsThereAndWhatComes)
+TEST_F(ServiceWatch, SendPresentAndNewFiles)
 {
     fill(in("a"), "0123456789");
     watch(root);
@@ -61,7 +61,7 @@ TEST_F(ServiceWatch, SendsWhatIsThereAndWhatComes)
                                           in("a") + " -> ftp://one/a\n"));
 }
 
-TEST_F(ServiceWatch, NoticesWatchesThatComeAndGo)
+TEST_F(ServiceWatch, FollowAddedAndRemovedWatches)
 {
     program running = service();
     ASSERT_TRUE(running.has_printed("started"));
@@ -77,7 +77,7 @@ TEST_F(ServiceWatch, NoticesWatchesThatComeAndGo)
     EXPECT_THAT(stop(running), testing::Not(HasSubstr("/in/b")));
 }
 
-TEST_F(ServiceWatch, ShowsWhatTheDaemonRefusesAsAFailedEntry)
+TEST_F(ServiceWatch, FailTheEntryOfARefusedName)
 {
     fill(in("a#"), "0123456789");
     watch(root);
@@ -90,7 +90,7 @@ TEST_F(ServiceWatch, ShowsWhatTheDaemonRefusesAsAFailedEntry)
 }
 
 // An upload may take hours.
-TEST_F(ServiceWatch, QueuesFilesWhileOneIsSent)
+TEST_F(ServiceWatch, QueueFilesWhileOneIsSent)
 {
     fake_daemon slow(endless(2));
     watch(root);
@@ -102,7 +102,7 @@ TEST_F(ServiceWatch, QueuesFilesWhileOneIsSent)
     stop(running);
 }
 
-TEST_F(ServiceWatch, TellsOnceThatAFolderIsLostAndThatItIsFound)
+TEST_F(ServiceWatch, ReportALostFolderOnceAndItsReturn)
 {
     watch(root);
     fs::remove(root);
@@ -122,10 +122,10 @@ TEST_F(ServiceWatch, TellsOnceThatAFolderIsLostAndThatItIsFound)
     EXPECT_EQ(out.find("\"lost\"", begin + 12), out.npos);
 }
 
-TEST_F(ServiceWatch, DoesNotStartWithoutDescriptors)
+TEST_F(ServiceWatch, ThrowWithoutDescriptors)
 {
     const store_t store = open();
-    told_t told(false, "");
-    EXPECT_EQ(failure_without_descriptors([&] { hot_folders_t(store, told); }),
+    event_output_t events(false, "");
+    EXPECT_EQ(failure_without_descriptors([&] { hot_folders_t(store, events); }),
               "1 epoll: Too many open files");
 }

@@ -34,7 +34,7 @@ entry_t full_entry()
 
 } // namespace
 
-TEST_F(Store, IsForItsOwnerAlone)
+TEST_F(Store, MakesFilesForTheirOwnerOnly)
 {
     umask(0);
     store_t store = open();
@@ -46,7 +46,7 @@ TEST_F(Store, IsForItsOwnerAlone)
     umask(022);
 }
 
-TEST_F(Store, KeepsAllOfAnEntry)
+TEST_F(Store, KeepsAllFieldsOfAnEntry)
 {
     const entry_t entry = full_entry();
     const int64_t id = open().add(entry, "one");
@@ -80,7 +80,7 @@ TEST_F(Store, KeepsAllOfAnEntry)
     EXPECT_EQ(found.error + found.message + found.identity + found.place, "");
 }
 
-TEST_F(Store, GivesNoIdTwice)
+TEST_F(Store, NeverReusesAnId)
 {
     store_t store = open();
     EXPECT_EQ(add(store), 1);
@@ -91,7 +91,7 @@ TEST_F(Store, GivesNoIdTwice)
     EXPECT_EQ(add(store), 3);
 }
 
-TEST_F(Store, IsReadWithoutBeingMade)
+TEST_F(Store, IsNotMadeByReading)
 {
     EXPECT_FALSE(store_t::open_to_read(paths));
     EXPECT_FALSE(std::filesystem::exists(paths.folder));
@@ -100,7 +100,7 @@ TEST_F(Store, IsReadWithoutBeingMade)
     EXPECT_TRUE(store_t::open_to_read(paths)->find(1));
 }
 
-TEST_F(Store, ListsByStateOrAll)
+TEST_F(Store, ListsEntriesByStateOrAll)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -118,7 +118,7 @@ TEST_F(Store, ListsByStateOrAll)
     EXPECT_THAT(store.figures().counts, ElementsAre(2, 0, 1, 0, 0, 0, 0));
 }
 
-TEST_F(Store, KnowsTheOldestThatIsToBeSentAndTheLastThatIsDone)
+TEST_F(Store, KnowsTheOldestUnsentAndTheLastDoneEntry)
 {
     store_t store = open();
     EXPECT_EQ(store.figures().oldest_s, 0);
@@ -147,7 +147,7 @@ TEST_F(Store, KnowsTheOldestThatIsToBeSentAndTheLastThatIsDone)
     EXPECT_EQ(store.figures().last_done_s, NOW_S + 80);
 }
 
-TEST_F(Store, TellsChangesOfAnyProcessApart)
+TEST_F(Store, ChangesItsVersionWithEveryChange)
 {
     store_t store = open();
     const std::string first = store.version();
@@ -160,7 +160,7 @@ TEST_F(Store, TellsChangesOfAnyProcessApart)
     EXPECT_NE(store.version(), second);
 }
 
-TEST_F(Store, ChangesStatesOnlyWhereThatMakesSense)
+TEST_F(Store, ChangesStatesOnlyWhereAllowed)
 {
     const std::array all = {state_t::QUEUED,  state_t::WAITING, state_t::HELD,  state_t::SENDING,
                             state_t::ARRIVED, state_t::DONE,    state_t::FAILED};
@@ -201,7 +201,7 @@ TEST_F(Store, ChangesStatesOnlyWhereThatMakesSense)
     }
 }
 
-TEST_F(Store, ForgetsWhatHasBeenWhenAnEntryIsTriedAgain)
+TEST_F(Store, ForgetsEarlierTriesOnRetry)
 {
     store_t store = open();
     entry_t entry = full_entry();
@@ -219,7 +219,7 @@ TEST_F(Store, ForgetsWhatHasBeenWhenAnEntryIsTriedAgain)
     EXPECT_EQ(found.error + found.message, "");
 }
 
-TEST_F(Store, ClearsWhatIsDoneAlone)
+TEST_F(Store, ClearsOnlyDoneEntries)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -233,7 +233,7 @@ TEST_F(Store, ClearsWhatIsDoneAlone)
 
 // ---- What is no spool ----
 
-TEST_F(Store, RefusesWhatIsNoDatabase)
+TEST_F(Store, RefusesAFileThatIsNoDatabase)
 {
     std::filesystem::create_directory(paths.folder);
     fill(paths.database(), std::string(8192, 'x'));
@@ -242,7 +242,7 @@ TEST_F(Store, RefusesWhatIsNoDatabase)
     EXPECT_EQ(content_of(paths.database()), std::string(8192, 'x'));
 }
 
-TEST_F(Store, TakesAnEmptyFileForADamagedOne)
+TEST_F(Store, TreatsAnEmptyFileAsDamaged)
 {
     add(*std::make_unique<store_t>(open()));
     std::filesystem::resize_file(paths.database(), 0);
@@ -250,7 +250,7 @@ TEST_F(Store, TakesAnEmptyFileForADamagedOne)
     EXPECT_EQ(failure_of([&] { open(); }), "1 " + paths.database() + ": is not the database of a spool");
 }
 
-TEST_F(Store, RefusesTheDatabaseOfALaterVersion)
+TEST_F(Store, RefusesADatabaseOfALaterVersion)
 {
     open();
     database_t(paths.database(), database_t::access_t::WRITE, 64).run("PRAGMA user_version = 2");
@@ -258,7 +258,7 @@ TEST_F(Store, RefusesTheDatabaseOfALaterVersion)
               "1 " + paths.database() + ": was made by another version of ftpspool (2)");
 }
 
-TEST_F(Store, FindsDamageInside)
+TEST_F(Store, FindsDamageInsideTheDatabase)
 {
     {
         store_t store = open();
@@ -273,7 +273,7 @@ TEST_F(Store, FindsDamageInside)
     EXPECT_THROW(open().inspect(), damaged_t);
 }
 
-TEST_F(Store, DoesNotTakeTheLogOfALostDatabaseForItsOwn)
+TEST_F(Store, SetsTheLogOfALostDatabaseAside)
 {
     add(*std::make_unique<store_t>(open()));
     std::filesystem::remove(paths.database());
@@ -281,7 +281,7 @@ TEST_F(Store, DoesNotTakeTheLogOfALostDatabaseForItsOwn)
     EXPECT_TRUE(std::filesystem::exists(paths.database() + ".left-wal"));
 }
 
-TEST_F(Store, SaysWhereItCannotBeMade)
+TEST_F(Store, ReportsWhereItCannotBeMade)
 {
     const spool_paths_t inside_file = {file + "/spool"};
     EXPECT_EQ(failure_of([&] { store_t::open(inside_file); }),
@@ -291,7 +291,7 @@ TEST_F(Store, SaysWhereItCannotBeMade)
               "1 " + nowhere.folder + ": No such file or directory");
 }
 
-TEST_F(Store, LeavesNothingBehindWhereTheDiskIsFull)
+TEST_F(Store, LeavesNothingBehindOnAFullDisk)
 {
     rlimit usual = {};
     getrlimit(RLIMIT_FSIZE, &usual);
@@ -305,7 +305,7 @@ TEST_F(Store, LeavesNothingBehindWhereTheDiskIsFull)
     EXPECT_EQ(entries_of(paths.folder), 0u);
 }
 
-TEST_F(Store, IsThereWholeOrNotAtAll)
+TEST_F(Store, MakesTheWholeDatabaseOrNone)
 {
     std::filesystem::create_directory(paths.folder);
     EXPECT_THAT(failure_without_descriptors([&] { open(); }), EndsWith(": Too many open files"));

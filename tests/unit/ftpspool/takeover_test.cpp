@@ -12,7 +12,7 @@ using Takeover = Spool;
 
 } // namespace
 
-TEST_F(Takeover, IsForOneServiceAtATime)
+TEST_F(Takeover, AllowsOneServiceAtATime)
 {
     const descriptor first = takeover_lock(paths);
     EXPECT_EQ(mode_of(paths.folder), 0700u);
@@ -21,21 +21,21 @@ TEST_F(Takeover, IsForOneServiceAtATime)
     EXPECT_NE(failure_of([&] { takeover_lock(paths); }), "");
 }
 
-TEST_F(Takeover, FreesTheLockWithItsHolder)
+TEST_F(Takeover, ReleasesTheLockWithItsOwner)
 {
     takeover_lock(paths);
     EXPECT_EQ(failure_of([&] { takeover_lock(paths); }), "");
     EXPECT_EQ(failure_of([&] { takeover_lock({file}); }), "1 " + file + "/lock: Not a directory");
 }
 
-TEST_F(Takeover, OpensWhatIsSound)
+TEST_F(Takeover, OpensASoundSpool)
 {
     store_t made = open();
     add(made);
     EXPECT_TRUE(takeover_open(paths).find(1));
 }
 
-TEST_F(Takeover, KeepsADamagedDatabaseAsideWithItsLog)
+TEST_F(Takeover, SetsADamagedDatabaseAsideWithItsLog)
 {
     for (const char *number : {"1", "2"}) {
         std::filesystem::create_directory(paths.folder);
@@ -53,7 +53,7 @@ TEST_F(Takeover, KeepsADamagedDatabaseAsideWithItsLog)
 }
 
 // The producers may have deleted their files.
-TEST_F(Takeover, KeepsTheCopiesOfADamagedDatabase)
+TEST_F(Takeover, SetsTheCopiesOfADamagedDatabaseAside)
 {
     std::filesystem::create_directories(paths.files());
     fill(paths.files() + "/abcdef", "content");
@@ -66,7 +66,7 @@ TEST_F(Takeover, KeepsTheCopiesOfADamagedDatabase)
     EXPECT_EQ(content_of(paths.files() + ".damaged-2/abcdef"), "content");
 }
 
-TEST_F(Takeover, LeavesTheDatabaseOfALaterVersionWhereItIs)
+TEST_F(Takeover, LeavesADatabaseOfALaterVersionInPlace)
 {
     open();
     database_t(paths.database(), database_t::access_t::WRITE, 64).run("PRAGMA user_version = 2");
@@ -74,7 +74,7 @@ TEST_F(Takeover, LeavesTheDatabaseOfALaterVersionWhereItIs)
     EXPECT_TRUE(std::filesystem::exists(paths.database()));
 }
 
-TEST_F(Takeover, SaysThatItCouldNotKeepADatabaseAside)
+TEST_F(Takeover, ReportsThatItCouldNotSetADatabaseAside)
 {
     std::filesystem::create_directory(paths.folder);
     fill(paths.database(), std::string(8192, 'x'));

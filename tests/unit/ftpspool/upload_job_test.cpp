@@ -28,7 +28,7 @@ protected:
 
 } // namespace
 
-TEST_F(UploadJob, OfWhatFtpctlAcceptsIsBuilt)
+TEST_F(UploadJob, AcceptsWhatFtpctlAccepts)
 {
     EXPECT_EQ(complaint_of(entry_to("ftp://host/f")), "");
     entry_t entry = to_anna();
@@ -39,7 +39,7 @@ TEST_F(UploadJob, OfWhatFtpctlAcceptsIsBuilt)
     EXPECT_EQ(complaint_of(entry), "");
 }
 
-TEST_F(UploadJob, OfARefusedNameFails)
+TEST_F(UploadJob, RefusesWhatFtpctlRefuses)
 {
     EXPECT_EQ(complaint_of(entry_to("ftp://host/f%3Btype=a")).substr(0, 2), "2 ");
     EXPECT_EQ(complaint_of(entry_to("http://host/f")).substr(0, 2), "2 ");
@@ -48,7 +48,7 @@ TEST_F(UploadJob, OfARefusedNameFails)
     EXPECT_EQ(complaint_of(entry).substr(0, 2), "2 ");
 }
 
-TEST_F(UploadJob, TakesPasswordsFromFilesThatOthersCannotRead)
+TEST_F(UploadJob, ReadsPasswordsOnlyFromPrivateFiles)
 {
     entry_t entry = to_anna();
     for (const mode_t mode : {0604, 0640, 0660}) {
@@ -66,7 +66,7 @@ TEST_F(UploadJob, TakesPasswordsFromFilesThatOthersCannotRead)
     EXPECT_THAT(complaint_of(entry), HasSubstr("must be a regular file"));
 }
 
-TEST_F(UploadJob, ComparesSizesWhereTheyCanBeAskedFor)
+TEST_F(UploadJob, ComparesSizesOnlyWhereTheServerTellsThem)
 {
     entry_t entry = to_anna();
     EXPECT_TRUE(upload_options(entry, "").verify);
@@ -81,7 +81,7 @@ TEST_F(UploadJob, ComparesSizesWhereTheyCanBeAskedFor)
     EXPECT_FALSE(upload_options(entry, "").verify);
 }
 
-TEST_F(UploadJob, KnowsTheEntriesOfOneServer)
+TEST_F(UploadJob, NamesTheServerBySchemeUserHostAndPort)
 {
     const auto server_of = [](const entry_t &entry) { return upload_server(upload_options(entry, "")); };
     EXPECT_EQ(server_of(to_anna()), "ftp://anna@host:21");
@@ -93,7 +93,7 @@ TEST_F(UploadJob, KnowsTheEntriesOfOneServer)
     EXPECT_EQ(server_of(entry_by_profile("f")), "ftpes://anna@host:21");
 }
 
-TEST_F(UploadJob, SendsTheCopyWhereThereIsOne)
+TEST_F(UploadJob, SendsTheCopyIfThereIsOne)
 {
     entry_t entry = to_anna();
     EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, file);
@@ -101,7 +101,7 @@ TEST_F(UploadJob, SendsTheCopyWhereThereIsOne)
     EXPECT_EQ(upload_job(upload_options(entry, ""), entry).local, "/spool/files/x");
 }
 
-TEST_F(UploadJob, KnowsThePlaceThatTriesHaveInCommon)
+TEST_F(UploadJob, NamesThePlaceByServerAndPath)
 {
     const auto place_of = [](const entry_t &entry) { return upload_place(upload_options(entry, "")); };
     EXPECT_EQ(place_of(to_anna()), "ftp://anna@host:21/f");

@@ -11,7 +11,7 @@ constexpr verdict_t SERVER = verdict_t::SERVER;
 constexpr verdict_t ENTRY = verdict_t::ENTRY;
 constexpr verdict_t DAEMON = verdict_t::DAEMON;
 
-TEST(Verdict, OfWhatCannotPassIsFinal)
+TEST(Verdict, OfAPermanentFailureIsFinal)
 {
     const int finals[] = {
         STATUS_CAUSE + int{FTPCLIENT_CAUSE_LOGIN},
@@ -29,7 +29,7 @@ TEST(Verdict, OfWhatCannotPassIsFinal)
         EXPECT_EQ(verdict_of(status), FINAL) << status;
 }
 
-TEST(Verdict, OfWhatMayPassSaysWhoPauses)
+TEST(Verdict, OfATemporaryFailureSaysWhatPauses)
 {
     const std::map<int, verdict_t> rows = {
         {STATUS_NO_DAEMON, DAEMON},
@@ -59,7 +59,7 @@ TEST(Verdict, OfWhatMayPassSaysWhoPauses)
         EXPECT_EQ(verdict_of(status), verdict) << status_find(status).name;
 }
 
-TEST(Verdict, BeforeATryHoldsLocalFilesAgainstTheEntry)
+TEST(Verdict, BeforeATryMakesLocalFailuresFinal)
 {
     const std::map<int, verdict_t> rows = {
         {STATUS_LOCAL, FINAL}, // a profile, a password's file, the file itself

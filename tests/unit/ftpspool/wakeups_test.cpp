@@ -36,7 +36,7 @@ TEST_F(Wakeups, ComeAtTheirTimes)
     wakeups.wait({}, steady_ms() + 100000, 1);
 }
 
-TEST_F(Wakeups, ComeWithADescriptor)
+TEST_F(Wakeups, ComeWhenADescriptorIsReadable)
 {
     wakeups_t wakeups(file);
     int ends[2];
@@ -47,7 +47,7 @@ TEST_F(Wakeups, ComeWithADescriptor)
     close(ends[0]);
 }
 
-TEST_F(Wakeups, TellThatTheFileIsGone)
+TEST_F(Wakeups, NoticeThatTheDatabaseIsGone)
 {
     wakeups_t wakeups(file);
     const database_t open_elsewhere(dir.file("db", ""), database_t::access_t::READ, 64);

@@ -36,7 +36,7 @@ TEST_F(WatchCommands, WatchPrintsTheId)
     EXPECT_EQ(watches_t(open()).all()[1].entry.target.url, "ftp://host/");
 }
 
-TEST_F(WatchCommands, WatchTakesAllThatAWatchCanHave)
+TEST_F(WatchCommands, WatchAcceptsAllItsOptions)
 {
     fs::create_directory(dir / "sent");
     const said_t said = run({"watch",
@@ -109,7 +109,7 @@ TEST_F(WatchCommands, WatchRefusesWhatAddWouldRefuse)
     EXPECT_EQ(run({"watches"}).out, "");
 }
 
-TEST_F(WatchCommands, WatchRefusesToSendTheSameFilesForever)
+TEST_F(WatchCommands, WatchRefusesToMoveFilesIntoAWatchedFolder)
 {
     fs::create_directories(root + "/sub/.hidden");
     fs::create_directories(root + "/.sent");
@@ -134,7 +134,7 @@ TEST_F(WatchCommands, WatchRefusesToSendTheSameFilesForever)
     }
 }
 
-TEST_F(WatchCommands, WatchTakesAProfileWhoseUrlItCompletes)
+TEST_F(WatchCommands, WatchCompletesTheProfilesUrl)
 {
     profile("url = ftp://host/base/\n");
     const std::vector<std::string> by_profile = {"--profile", "cam", "--profiles", dir.path.string()};
@@ -163,7 +163,7 @@ TEST_F(WatchCommands, WatchRefusesTheSpoolItself)
     EXPECT_EQ(run({"watch", dir.path.string(), "ftp://host/", "--recursive"}).status, 2);
 }
 
-TEST_F(WatchCommands, WatchesShowsALineOrAnObjectForEach)
+TEST_F(WatchCommands, WatchesPrintsALineOrAnObjectForEach)
 {
     EXPECT_EQ(run({"watches"}).status, 0);
     run({"watch", root, "ftp://host/"});
@@ -204,7 +204,7 @@ TEST_F(WatchCommands, WatchesShowsALineOrAnObjectForEach)
     EXPECT_EQ(full["after"], "delete");
 }
 
-TEST_F(WatchCommands, UnwatchRemovesAllThatAreNamedOrNone)
+TEST_F(WatchCommands, UnwatchRemovesAllNamedWatchesOrNone)
 {
     for (int i = 0; i < 3; i++)
         run({"watch", root, "ftp://host/"});

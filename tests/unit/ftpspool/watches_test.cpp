@@ -30,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(Watches, KeepAllThatTheyAreGiven)
+TEST_F(Watches, KeepAllTheirFields)
 {
     watch_t watch;
     watch.folder = "/in";
@@ -102,7 +102,7 @@ TEST_F(Watches, AreForgottenWithTheirFiles)
     EXPECT_EQ(add_watch(), 3); // no id twice
 }
 
-TEST_F(Watches, ForgetFilesThatHaveGone)
+TEST_F(Watches, ForgetVanishedFiles)
 {
     const int64_t one = add_watch();
     for (const char *path : {"a", "b", "c", "d"})
@@ -115,7 +115,7 @@ TEST_F(Watches, ForgetFilesThatHaveGone)
 }
 
 // What the earlier one would send is the new content as well.
-TEST_F(Watches, ReplaceTheEntryOfAFileThatWasRewritten)
+TEST_F(Watches, ReplaceTheEntryOfARewrittenFile)
 {
     const int64_t one = add_watch();
     take(one, "a", "1");
@@ -131,7 +131,7 @@ TEST_F(Watches, ReplaceTheEntryOfAFileThatWasRewritten)
     EXPECT_FALSE(store.find(4));
 }
 
-TEST_F(Watches, KeepTheEntryOfAFileThatHasEndedOrIsHeldOrHasACopy)
+TEST_F(Watches, KeepAnEntryThatHasEndedIsHeldOrHasACopy)
 {
     const int64_t one = add_watch();
     take(one, "a", "1");
@@ -149,7 +149,7 @@ TEST_F(Watches, KeepTheEntryOfAFileThatHasEndedOrIsHeldOrHasACopy)
 }
 
 // Whatever ends the process before the end leaves nothing of it.
-TEST_F(Watches, TakeAllOfAFileOrNothing)
+TEST_F(Watches, RecordAFileCompletelyOrNotAtAll)
 {
     const int64_t one = add_watch();
     take(one, "a", "1");

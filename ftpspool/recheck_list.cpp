@@ -1,8 +1,8 @@
-#include "ftpspool/later.h"
+#include "ftpspool/recheck_list.h"
 
 #include <algorithm>
 
-bool later_t::put(const std::string &path, int64_t now_ms)
+bool recheck_list_t::put(const std::string &path, int64_t now_ms)
 {
     if (pauses_.size() >= MOST && !pauses_.contains(path))
         return false;
@@ -10,7 +10,7 @@ bool later_t::put(const std::string &path, int64_t now_ms)
     return true;
 }
 
-void later_t::offer_due(int64_t now_ms, const std::function<bool(const std::string &path)> &offer)
+void recheck_list_t::offer_due(int64_t now_ms, const std::function<bool(const std::string &path)> &offer)
 {
     for (auto at = pauses_.begin(); at != pauses_.end();) {
         auto &[path, pause] = *at;
@@ -26,7 +26,7 @@ void later_t::offer_due(int64_t now_ms, const std::function<bool(const std::stri
     }
 }
 
-int64_t later_t::next_ms() const
+int64_t recheck_list_t::next_ms() const
 {
     const auto first =
         std::ranges::min_element(pauses_, {}, [](const auto &of_path) { return of_path.second.end_ms; });

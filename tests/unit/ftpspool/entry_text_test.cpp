@@ -1,4 +1,4 @@
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 
 #include "ftpctl/failure.h"
 #include "spool_fixture.h"
@@ -11,7 +11,7 @@ using json = nlohmann::json;
 namespace
 {
 
-class Shown : public Spool
+class EntryText : public Spool
 {
 protected:
     entry_t entry = entry_to("ftp://host/f");
@@ -26,7 +26,7 @@ protected:
 
 } // namespace
 
-TEST_F(Shown, StatesHaveNamesBothWays)
+TEST_F(EntryText, ConvertsStatesToNamesAndBack)
 {
     const std::vector<std::string> names = {"queued",  "waiting", "held",  "sending",
                                             "arrived", "done",    "failed"};
@@ -37,18 +37,18 @@ TEST_F(Shown, StatesHaveNamesBothWays)
     EXPECT_FALSE(state_of("lost"));
 }
 
-TEST_F(Shown, ALineHasWhatMatters)
+TEST_F(EntryText, PutsTheMainFactsOnOneLine)
 {
-    EXPECT_EQ(shown_line(entry), "     7  queued        10 B  /data/a -> ftp://host/f");
+    EXPECT_EQ(entry_line(entry), "     7  queued        10 B  /data/a -> ftp://host/f");
     entry.state = state_t::FAILED;
     entry.size_bytes = 123456;
     entry.message = "why";
-    EXPECT_EQ(shown_line(entry), "     7  failed    123.5 kB  /data/a -> ftp://host/f (why)");
+    EXPECT_EQ(entry_line(entry), "     7  failed    123.5 kB  /data/a -> ftp://host/f (why)");
 }
 
-TEST_F(Shown, FactsAreThoseThatApply)
+TEST_F(EntryText, ListsOnlyTheFactsThatApply)
 {
-    EXPECT_EQ(shown_facts(entry),
+    EXPECT_EQ(entry_facts(entry),
               "entry: 7\nstate: queued\nlocal: /data/a\nsize: 10 bytes\nremote: ftp://host/f\n"
               "priority: 0\ntries: 0\nthen: keep\nadded: 2023-11-14 22:13:20");
     entry.target.user = "anna";
@@ -58,28 +58,28 @@ TEST_F(Shown, FactsAreThoseThatApply)
     entry.after = after_t::MOVE;
     entry.move_to = "/sent";
     entry.expires_s = NOW_S + 60;
-    const std::string facts = shown_facts(entry);
+    const std::string facts = entry_facts(entry);
     for (const char *line : {"\nuser: anna\n", "\nmode: active\n", "\ntries: 2 of 5\n",
                              "\nthen: move to /sent\n", "\nexpires: 2023-11-14 22:14:20"})
         EXPECT_THAT(facts, HasSubstr(line));
 }
 
-TEST_F(Shown, AnEntryOfAProfileNamesIt)
+TEST_F(EntryText, NamesTheProfile)
 {
     const entry_t by_profile = entry_by_profile("dir/f");
-    EXPECT_THAT(shown_line(by_profile), EndsWith(file + " -> cam:dir/f"));
-    EXPECT_THAT(shown_facts(by_profile),
+    EXPECT_THAT(entry_line(by_profile), EndsWith(file + " -> cam:dir/f"));
+    EXPECT_THAT(entry_facts(by_profile),
                 HasSubstr("\nremote: dir/f\nprofile: cam\nprofiles: " + dir.path.string() + "\n"));
-    const json object = json::parse(shown_json(by_profile));
+    const json object = json::parse(entry_json(by_profile));
     EXPECT_EQ(object["url"], "dir/f");
     EXPECT_EQ(object["profile"], "cam");
     EXPECT_EQ(object["profiles"], dir.path.string());
 }
 
-TEST_F(Shown, JsonHasEveryKeyAndNullForWhatDoesNotApply)
+TEST_F(EntryText, HasEveryJsonKeyWithNullForWhatDoesNotApply)
 {
     entry.local = "/data/\xff";
-    const json object = json::parse(shown_json(entry));
+    const json object = json::parse(entry_json(entry));
     EXPECT_EQ(object.size(), 26u);
     EXPECT_EQ(object["id"], 7);
     EXPECT_EQ(object["state"], "queued");
@@ -95,18 +95,18 @@ TEST_F(Shown, JsonHasEveryKeyAndNullForWhatDoesNotApply)
         EXPECT_EQ(object[key], nullptr) << key;
 }
 
-TEST_F(Shown, AnAnswerNamesItsFailure)
+TEST_F(EntryText, NamesTheFailureInAnAnswer)
 {
-    EXPECT_EQ(shown_answer("add", 0, "7", {7}),
+    EXPECT_EQ(answer_json("add", 0, "7", {7}),
               R"({"command":"add","status":0,"error":null,"message":"7","ids":[7]})");
-    EXPECT_EQ(shown_answer("", STATUS_USAGE, "why", {}),
+    EXPECT_EQ(answer_json("", STATUS_USAGE, "why", {}),
               R"({"command":null,"status":2,"error":"usage","message":"why","ids":[]})");
 }
 
-TEST_F(Shown, EachIsOneLineWhateverAFileIsCalled)
+TEST_F(EntryText, IsOneLineWhateverAFileIsCalled)
 {
     entry.local = "/data/a\n     8  done\x1b[2K \xc3\xa4";
-    EXPECT_EQ(shown_line(entry),
+    EXPECT_EQ(entry_line(entry),
               "     7  queued        10 B  /data/a?     8  done?[2K \xc3\xa4 -> ftp://host/f");
-    EXPECT_THAT(shown_facts(entry), HasSubstr("\nlocal: /data/a?     8  done?[2K \xc3\xa4\nsize: "));
+    EXPECT_THAT(entry_facts(entry), HasSubstr("\nlocal: /data/a?     8  done?[2K \xc3\xa4\nsize: "));
 }

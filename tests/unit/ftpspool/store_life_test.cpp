@@ -4,7 +4,7 @@
 namespace
 {
 
-using Life = Spool;
+using StoreLife = Spool;
 
 std::vector<int64_t> ids_of(const std::vector<ready_t> &lines)
 {
@@ -16,7 +16,7 @@ std::vector<int64_t> ids_of(const std::vector<ready_t> &lines)
 
 } // namespace
 
-TEST_F(Life, GivesTheFirstOfEachServersLine)
+TEST_F(StoreLife, OffersTheFirstEntryOfEachServer)
 {
     store_t store = open();
     add(store, "one");
@@ -33,7 +33,7 @@ TEST_F(Life, GivesTheFirstOfEachServersLine)
     EXPECT_THAT(ids_of(store.ready(NOW_S)), ElementsAre(2));
 }
 
-TEST_F(Life, LetsAnEntryThatFailsByItselfGoBehind)
+TEST_F(StoreLife, PutsAnEntryThatFailsByItselfBehindTheOthers)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -51,7 +51,7 @@ TEST_F(Life, LetsAnEntryThatFailsByItselfGoBehind)
     EXPECT_FALSE(store.find(3)->urged);
 }
 
-TEST_F(Life, WaitsForItsTime)
+TEST_F(StoreLife, HoldsEntriesBackUntilTheirTime)
 {
     store_t store = open();
     entry_t entry = entry_to("ftp://one/a");
@@ -70,7 +70,7 @@ TEST_F(Life, WaitsForItsTime)
     EXPECT_EQ(store.next_time(NOW_S + 10), 0);
 }
 
-TEST_F(Life, EndsWhenAnEntryExpires)
+TEST_F(StoreLife, FailsExpiredEntries)
 {
     store_t store = open();
     entry_t entry = entry_to("ftp://one/a");
@@ -88,7 +88,7 @@ TEST_F(Life, EndsWhenAnEntryExpires)
     EXPECT_EQ(found.tries, 0);
 }
 
-TEST_F(Life, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
+TEST_F(StoreLife, RemembersTheFileOfATryAndWhetherItCanBeResumed)
 {
     store_t store = open();
     add(store);
@@ -112,7 +112,7 @@ TEST_F(Life, RemembersTheFileOfATryAndWhetherItsBeginningIsThere)
     EXPECT_EQ(store.find(1)->tries, 1);
 }
 
-TEST_F(Life, GoesOnAfterAnEndWithoutFarewell)
+TEST_F(StoreLife, QueuesAgainWhatACrashInterrupted)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -134,7 +134,7 @@ TEST_F(Life, GoesOnAfterAnEndWithoutFarewell)
     EXPECT_EQ(store.find(2)->ended_s, NOW_S);
 }
 
-TEST_F(Life, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
+TEST_F(StoreLife, LeavesAnEntryHeldThatWasHeldDuringItsTry)
 {
     store_t store = open();
     add(store);
@@ -147,7 +147,7 @@ TEST_F(Life, LeavesAnEntryHeldThatWasHeldWhileItWasSent)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(Life, KnowsOfTheArrivalOfAnEntryThatWasHeldAndReleasedMeanwhile)
+TEST_F(StoreLife, RecordsTheArrivalOfAnEntryHeldAndReleasedDuringItsTry)
 {
     store_t store = open();
     add(store);
@@ -161,7 +161,7 @@ TEST_F(Life, KnowsOfTheArrivalOfAnEntryThatWasHeldAndReleasedMeanwhile)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(Life, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
+TEST_F(StoreLife, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -177,7 +177,7 @@ TEST_F(Life, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
     EXPECT_TRUE(store.find(2)->resumable);
 }
 
-TEST_F(Life, AFailureForgetsABeginningThatIsNoneAnyMore)
+TEST_F(StoreLife, AFailureForgetsABeginningThatIsNoneAnyMore)
 {
     store_t store = open();
     for (const bool resumable : {false, true}) {
@@ -189,7 +189,7 @@ TEST_F(Life, AFailureForgetsABeginningThatIsNoneAnyMore)
     }
 }
 
-TEST_F(Life, OfAnEntryThatWasRemovedNothingArrives)
+TEST_F(StoreLife, OfAnEntryThatWasRemovedNothingArrives)
 {
     store_t store = open();
     add(store);

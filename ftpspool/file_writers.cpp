@@ -1,4 +1,4 @@
-#include "ftpspool/finished.h"
+#include "ftpspool/file_writers.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "ftpspool/finished.h"
+#include "ftpspool/file_writers.h"
 
 #include "as_nobody.h"
 #include "spool_fixture.h"
@@ -12,7 +12,7 @@
 namespace
 {
 
-using Finished = Spool;
+using FileWriters = Spool;
 
 descriptor opened(const std::string &path, int flags)
 {
@@ -21,7 +21,7 @@ descriptor opened(const std::string &path, int flags)
 
 } // namespace
 
-TEST_F(Finished, AFileWithoutWritersIsHeldOff)
+TEST_F(FileWriters, AreHeldOffFromAClosedFile)
 {
     const descriptor reader = opened(file, O_RDONLY);
     const descriptor another_reader = opened(file, O_RDONLY);
@@ -30,7 +30,7 @@ TEST_F(Finished, AFileWithoutWritersIsHeldOff)
     EXPECT_EQ(errno, EWOULDBLOCK);
 }
 
-TEST_F(Finished, AFileWithAWriterIsNot)
+TEST_F(FileWriters, AreFoundWhileOneHasTheFileOpen)
 {
     const descriptor reader = opened(file, O_RDONLY);
     for (const int flags : {O_WRONLY, O_RDWR | O_APPEND}) {
@@ -40,7 +40,7 @@ TEST_F(Finished, AFileWithAWriterIsNot)
     EXPECT_EQ(writers_hold_off(reader.get()), writers_t::NONE);
 }
 
-TEST_F(Finished, AFileThatIsMappedForWritingHasAWriter)
+TEST_F(FileWriters, IncludeWritableMappings)
 {
     void *mapped = nullptr;
     {
@@ -55,7 +55,7 @@ TEST_F(Finished, AFileThatIsMappedForWritingHasAWriter)
 }
 
 // The kernel's usual signal to the holder would end this program.
-TEST_F(Finished, AWriterWaitsForTheHolderAndDoesNotHarmIt)
+TEST_F(FileWriters, WaitForTheHolderWithoutHarmingIt)
 {
     descriptor reader = opened(file, O_RDONLY);
     ASSERT_EQ(writers_hold_off(reader.get()), writers_t::NONE);
@@ -67,7 +67,7 @@ TEST_F(Finished, AWriterWaitsForTheHolderAndDoesNotHarmIt)
     EXPECT_EQ(content_of(file), "more");
 }
 
-TEST_F(Finished, WritersAreUnknownWhereNoLeaseCanBeHad)
+TEST_F(FileWriters, AreUnknownWhereNoLeaseCanBeTaken)
 {
     const descriptor device = opened("/dev/null", O_RDONLY);
     EXPECT_EQ(writers_hold_off(device.get()), writers_t::UNKNOWN);
@@ -78,7 +78,7 @@ TEST_F(Finished, WritersAreUnknownWhereNoLeaseCanBeHad)
     EXPECT_EQ(writers_hold_off(foreign.get()), writers_t::UNKNOWN);
 }
 
-TEST_F(Finished, AFileSettlesFiveSecondsAwayFromItsLastChange)
+TEST_F(FileWriters, AreAssumedGoneFiveSecondsFromTheLastChange)
 {
     struct stat status = {};
     status.st_mtim = {NOW_S, 999999999};

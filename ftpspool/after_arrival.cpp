@@ -1,4 +1,4 @@
-#include "ftpspool/after.h"
+#include "ftpspool/after_arrival.h"
 
 #include "ftpspool/disk.h"
 #include "ftpspool/file_identity.h"

@@ -1,7 +1,7 @@
-#include "ftpspool/told.h"
+#include "ftpspool/event_output.h"
 
 #include "ftpctl/failure.h"
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 #include "ftpspool/wakeups.h"
 
 #include <cstdio>
@@ -35,7 +35,7 @@ static hook_program_t program()
     std::vector<std::string> names = {OBJECT};
     for (const variable_t &variable : VARIABLES)
         names.emplace_back(variable.name);
-    return {"ftpspool", names, told_t::COMMANDS_MOST};
+    return {"ftpspool", names, event_output_t::COMMANDS_MOST};
 }
 
 // A text as it is, also where it is no UTF-8.
@@ -46,7 +46,7 @@ static std::string value_of(const json &value)
 
 static event_t event_of(const json &object, const std::string &line)
 {
-    event_t event = {shown_on_a_line(line), object.dump(-1, ' ', false, json::error_handler_t::replace), {}};
+    event_t event = {on_one_line(line), object.dump(-1, ' ', false, json::error_handler_t::replace), {}};
     event.variables.push_back(std::string(OBJECT) + "=" + event.json);
     for (const variable_t &variable : VARIABLES) {
         if (object.contains(variable.key))
@@ -69,19 +69,19 @@ static std::string line_of(const char *event, const entry_t &entry, const std::s
 
 // ---- Telling ----
 
-told_t::told_t(bool as_json, const std::string &command, int64_t grace_ms)
+event_output_t::event_output_t(bool as_json, const std::string &command, int64_t grace_ms)
     : json_(as_json), grace_ms_(grace_ms), hook_(command, program())
 {
 }
 
-void told_t::tell(const event_t &event)
+void event_output_t::tell(const event_t &event)
 {
     puts((json_ ? event.json : event.line).c_str());
     fflush(stdout);
     drive([&] { hook_.add(event); });
 }
 
-void told_t::tell(const char *event, const entry_t &entry, const std::string &more)
+void event_output_t::tell(const char *event, const entry_t &entry, const std::string &more)
 {
     json object = object_of(event);
     object["id"] = entry.id;
@@ -92,7 +92,7 @@ void told_t::tell(const char *event, const entry_t &entry, const std::string &mo
     tell(event_of(object, line_of(event, entry, more)));
 }
 
-void told_t::tell_start(const std::array<int64_t, STATE_COUNT> &counts)
+void event_output_t::tell_start(const std::array<int64_t, STATE_COUNT> &counts)
 {
     json object = object_of("started");
     std::string list;
@@ -105,7 +105,8 @@ void told_t::tell_start(const std::array<int64_t, STATE_COUNT> &counts)
     tell(event_of(object, "started (" + (list.empty() ? "no entries" : list) + ")"));
 }
 
-void told_t::tell_watch(const char *event, int64_t watch, const std::string &folder, const std::string &why)
+void event_output_t::tell_watch(const char *event, int64_t watch, const std::string &folder,
+                                const std::string &why)
 {
     json object = object_of(event);
     object["watch"] = watch;
@@ -118,7 +119,7 @@ void told_t::tell_watch(const char *event, int64_t watch, const std::string &fol
 // ---- Commands ----
 
 // What the system refuses to the commands must not end the service.
-void told_t::drive(const std::function<void()> &call)
+void event_output_t::drive(const std::function<void()> &call)
 {
     try {
         call();
@@ -129,13 +130,13 @@ void told_t::drive(const std::function<void()> &call)
     }
 }
 
-void told_t::step()
+void event_output_t::step()
 {
     if (hook_.busy())
         drive([this] { hook_.step(); });
 }
 
-told_t::~told_t()
+event_output_t::~event_output_t()
 {
     const int64_t end_ms = steady_ms() + grace_ms_;
     for (int64_t now_ms = steady_ms(); hook_.busy() && now_ms < end_ms; now_ms = steady_ms()) {

@@ -7,18 +7,18 @@
 #include <vector>
 
 // With '?' in place of control characters, which file names may hold: one line, whatever a file is called.
-std::string shown_on_a_line(std::string text);
+std::string on_one_line(std::string text);
 
 // One line of `list`.
-std::string shown_line(const entry_t &entry);
+std::string entry_line(const entry_t &entry);
 
 // The lines of `show`, one for each fact that applies.
-std::string shown_facts(const entry_t &entry);
+std::string entry_facts(const entry_t &entry);
 
 // All that is known; null for what does not apply. Times are seconds since 1970.
-std::string shown_json(const entry_t &entry);
+std::string entry_json(const entry_t &entry);
 
 // The answer of a command that prints no entries: "command", "status", "error" (a name of ftpctl's exit
 // statuses, null on success), "message", "ids".
-std::string shown_answer(const std::string &command, int status, const std::string &message,
-                         const std::vector<int64_t> &ids);
+std::string answer_json(const std::string &command, int status, const std::string &message,
+                        const std::vector<int64_t> &ids);

@@ -7,7 +7,7 @@
 #include <string>
 
 // Times are milliseconds of a clock that nobody sets.
-class later_t
+class recheck_list_t
 {
 public:
     // The first pause is short: a file is reported as closed a moment before its writer lets go of it.

@@ -1,26 +1,26 @@
-#include "ftpspool/shown_watch.h"
+#include "ftpspool/watch_text.h"
 
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 using json = nlohmann::ordered_json;
 
-std::string shown_watch_line(const watch_t &watch)
+std::string watch_line(const watch_t &watch)
 {
     char head[32];
     snprintf(head, sizeof head, "%6lld  ", static_cast<long long>(watch.id));
     std::string line = head + watch.folder + " -> " + watch.entry.target.shown_url() + watch.name;
     for (const std::string &glob : watch.globs)
         line += ", " + glob;
-    return shown_on_a_line(line) + (watch.is_deep ? ", with sub-folders" : "") + " (" +
+    return on_one_line(line) + (watch.is_deep ? ", with sub-folders" : "") + " (" +
            std::to_string(watch.taken) + " taken)";
 }
 
 static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
-std::string shown_watch_json(const watch_t &watch)
+std::string watch_json(const watch_t &watch)
 {
     const entry_t &entry = watch.entry;
     const target_t &target = entry.target;

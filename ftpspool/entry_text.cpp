@@ -1,4 +1,4 @@
-#include "ftpspool/shown.h"
+#include "ftpspool/entry_text.h"
 
 #include "ftpctl/statuses.h"
 #include "ftpctl/text.h"
@@ -28,28 +28,28 @@ static std::string tries_text(const entry_t &entry)
     return entry.tries_most == 0 ? tries : tries + " of " + std::to_string(entry.tries_most);
 }
 
-std::string shown_on_a_line(std::string text)
+std::string on_one_line(std::string text)
 {
     std::ranges::replace_if(
         text, [](unsigned char byte) { return std::iscntrl(byte) != 0; }, '?');
     return text;
 }
 
-std::string shown_line(const entry_t &entry)
+std::string entry_line(const entry_t &entry)
 {
     char head[64];
     snprintf(head, sizeof head, "%6lld  %-8s %9s  ", static_cast<long long>(entry.id),
              state_name(entry.state), text_size(static_cast<double>(entry.size_bytes)).c_str());
     const std::string line = head + entry.local + " -> " + entry.target.shown_url();
-    return shown_on_a_line(entry.message.empty() ? line : line + " (" + entry.message + ")");
+    return on_one_line(entry.message.empty() ? line : line + " (" + entry.message + ")");
 }
 
-std::string shown_facts(const entry_t &entry)
+std::string entry_facts(const entry_t &entry)
 {
     std::string facts;
     const auto add = [&](const char *name, const std::string &value) {
         if (!value.empty())
-            facts.append(facts.empty() ? "" : "\n").append(name).append(": ").append(shown_on_a_line(value));
+            facts.append(facts.empty() ? "" : "\n").append(name).append(": ").append(on_one_line(value));
     };
     const auto at = [](int64_t s) { return s == 0 ? "" : time_text(s); };
     const target_t &target = entry.target;
@@ -78,7 +78,7 @@ std::string shown_facts(const entry_t &entry)
     return facts;
 }
 
-std::string shown_json(const entry_t &entry)
+std::string entry_json(const entry_t &entry)
 {
     const target_t &target = entry.target;
     return json_line_t()
@@ -113,8 +113,8 @@ std::string shown_json(const entry_t &entry)
 
 static json or_null(const std::string &text) { return text.empty() ? json(nullptr) : json(text); }
 
-std::string shown_answer(const std::string &command, int status, const std::string &message,
-                         const std::vector<int64_t> &ids)
+std::string answer_json(const std::string &command, int status, const std::string &message,
+                        const std::vector<int64_t> &ids)
 {
     const json object = {
         {"command", or_null(command)},

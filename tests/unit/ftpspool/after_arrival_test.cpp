@@ -1,4 +1,4 @@
-#include "ftpspool/after.h"
+#include "ftpspool/after_arrival.h"
 
 #include "ftpspool/file_identity.h"
 #include "spool_fixture.h"
@@ -6,7 +6,7 @@
 namespace
 {
 
-class After : public Spool
+class AfterArrival : public Spool
 {
 protected:
     entry_t entry;
@@ -24,7 +24,7 @@ protected:
 
 } // namespace
 
-TEST_F(After, KeepsDeletesOrMovesTheFile)
+TEST_F(AfterArrival, KeepsDeletesOrMovesTheFile)
 {
     EXPECT_EQ(after_arrival(entry), "");
     EXPECT_TRUE(is_there());
@@ -38,7 +38,7 @@ TEST_F(After, KeepsDeletesOrMovesTheFile)
     EXPECT_FALSE(is_there());
 }
 
-TEST_F(After, MayBeRepeated)
+TEST_F(AfterArrival, MayBeRepeated)
 {
     for (const after_t after : {after_t::DELETE, after_t::MOVE}) {
         fill(file, "0123456789");
@@ -50,7 +50,7 @@ TEST_F(After, MayBeRepeated)
     EXPECT_THAT(names_in(moved_to), ElementsAre("a"));
 }
 
-TEST_F(After, LeavesAFileThatIsNotTheOneThatWasSent)
+TEST_F(AfterArrival, KeepsAFileThatHasChangedSinceItWasSent)
 {
     std::filesystem::rename(file, dir / "old");
     fill(file, "0123456789");
@@ -61,7 +61,7 @@ TEST_F(After, LeavesAFileThatIsNotTheOneThatWasSent)
     }
 }
 
-TEST_F(After, TakesNoOtherFilesPlace)
+TEST_F(AfterArrival, MovesToAFreeName)
 {
     entry.after = after_t::MOVE;
     for (const char *name : {"a", "a.1", "a.2"}) {
@@ -72,7 +72,7 @@ TEST_F(After, TakesNoOtherFilesPlace)
     }
 }
 
-TEST_F(After, SaysWhatCouldNotBeDone)
+TEST_F(AfterArrival, ReportsWhatCouldNotBeDone)
 {
     entry.after = after_t::MOVE;
     entry.move_to = dir / "none";
@@ -87,7 +87,7 @@ TEST_F(After, SaysWhatCouldNotBeDone)
     EXPECT_THAT(after_arrival(entry), StartsWith("/proc/self/status: could not be deleted: "));
 }
 
-TEST_F(After, RemovesTheSpoolsCopyAndJudgesTheOriginalByWhatItWas)
+TEST_F(AfterArrival, RemovesTheCopyAndComparesTheOriginalWithWhatWasCopied)
 {
     entry.copy = dir.file("copy", "0123456789");
     entry.original = entry.identity;

@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-class told_t
+class event_output_t
 {
 public:
     // Events for which commands wait, with the running one; the next event is dropped with a message.
@@ -19,13 +19,13 @@ public:
 
     // With an empty `command` nothing is run. Throws failure as event_hook does, which see: only one may
     // exist.
-    told_t(bool as_json, const std::string &command, int64_t grace_ms = GRACE_MS);
+    event_output_t(bool as_json, const std::string &command, int64_t grace_ms = GRACE_MS);
 
     // Waits until the queued commands have run, `grace_ms` at most. Then ends the running one with SIGTERM,
     // waits for it, and drops the others with a message.
-    ~told_t();
-    told_t(const told_t &) = delete;
-    told_t &operator=(const told_t &) = delete;
+    ~event_output_t();
+    event_output_t(const event_output_t &) = delete;
+    event_output_t &operator=(const event_output_t &) = delete;
 
     // "7 sending: /data/a -> ftp://host/a", then `more` in brackets if not empty; with JSON {"event":
     // "sending", "time": ..., "id": 7, "local": ..., "url": ..., "message": more}. A closed standard output

@@ -36,7 +36,7 @@ def figures():
     return found
 
 
-def test_a_command_runs_for_each_event_in_its_order(daemon, vsftpd, local):
+def test_a_command_runs_for_each_event_in_order(daemon, vsftpd, local):
     numbers = [ftpspool.add(make(local, name)) for name in ("a b", "c")]
     lost = make(local, "lost")
     numbers.append(ftpspool.add(lost))
@@ -55,7 +55,7 @@ def test_a_command_runs_for_each_event_in_its_order(daemon, vsftpd, local):
     assert ended == {("started", None), *sent, ("failed", numbers[2])}
 
 
-def test_a_command_that_hangs_holds_up_neither_the_sending_nor_the_end(daemon, vsftpd, local):
+def test_a_hanging_command_delays_neither_uploads_nor_the_end(daemon, vsftpd, local):
     service = Service("--exec", f"echo $FTPSPOOL_EVENT >>{HEARD}; exec sleep 1000")
     service.wait_started()
     numbers = [ftpspool.add(make(local, name)) for name in "ab"]
@@ -67,7 +67,7 @@ def test_a_command_that_hangs_holds_up_neither_the_sending_nor_the_end(daemon, v
     assert int(left[1]) >= 4
 
 
-def test_prometheus_reads_the_figures(daemon, vsftpd, local):
+def test_prometheus_can_read_the_metrics(daemon, vsftpd, local):
     large = make(local, "large", 100_000)
     ftpspool.add(large)
     ftpspool.add(make(local, "small"))
@@ -98,7 +98,7 @@ def test_prometheus_reads_the_figures(daemon, vsftpd, local):
     assert figures()["ftpspool_entries", "queued"] == ("gauge", 1)
 
 
-def test_figures_that_cannot_be_written_are_told_once(daemon, vsftpd, local):
+def test_a_metrics_file_that_cannot_be_written_is_reported_once(daemon, vsftpd, local):
     service = Service("--metrics", WORLD / "none/ftpspool.prom")
     for name in "abc":
         ftpspool.add(make(local, name))

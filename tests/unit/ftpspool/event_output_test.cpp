@@ -1,4 +1,4 @@
-#include "ftpspool/told.h"
+#include "ftpspool/event_output.h"
 
 #include "failing_calls.h"
 #include "spool_fixture.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr int64_t LONG_MS = 60000;
 
-class Told : public Spool
+class EventOutput : public Spool
 {
 protected:
     std::string out = dir / "out";
@@ -50,13 +50,13 @@ std::string not_run(const entry_t &entry)
 
 } // namespace
 
-TEST_F(Told, EachEventIsALineAndACommandInItsOrder)
+TEST_F(EventOutput, PrintsALineAndRunsACommandForEachEventInOrder)
 {
     {
-        told_t told(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);
-        told.tell_start({2, 0, 0, 0, 0, 0, 1});
-        told.tell("sending", entry, "");
-        told.tell("waiting", entry, "why");
+        event_output_t events(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);
+        events.tell_start({2, 0, 0, 0, 0, 0, 1});
+        events.tell("sending", entry, "");
+        events.tell("waiting", entry, "why");
     }
     const auto [printed, errors] = said();
     const std::string names = file + " -> ftp://host/f";
@@ -66,12 +66,12 @@ TEST_F(Told, EachEventIsALineAndACommandInItsOrder)
     EXPECT_EQ(content_of(out), "started\nsending\nwaiting\n");
 }
 
-TEST_F(Told, ACommandHasTheEventInItsVariables)
+TEST_F(EventOutput, PassesTheEventToTheCommandInVariables)
 {
     entry.local = "/data/\xff'a b";
     {
-        told_t told(true, "env >>" + out, LONG_MS);
-        told.tell("failed", entry, "why not");
+        event_output_t events(true, "env >>" + out, LONG_MS);
+        events.tell("failed", entry, "why not");
     }
     const std::string printed = said().first;
     const json object = json::parse(printed);
@@ -85,71 +85,71 @@ TEST_F(Told, ACommandHasTheEventInItsVariables)
     EXPECT_NEAR(object["time"].get<double>(), static_cast<double>(time(nullptr)), 60);
 }
 
-TEST_F(Told, ACommandInheritsNoVariableOfAnEvent)
+TEST_F(EventOutput, PassesNoStaleVariablesToTheCommand)
 {
     setenv("FTPSPOOL_ID", "stale", 1);
     {
-        told_t told(true, "env >" + out, LONG_MS);
-        told.tell_start({});
+        event_output_t events(true, "env >" + out, LONG_MS);
+        events.tell_start({});
     }
     unsetenv("FTPSPOOL_ID");
     EXPECT_THAT(content_of(out), Not(HasSubstr("FTPSPOOL_ID")));
     EXPECT_THAT(content_of(out), HasSubstr("FTPSPOOL_EVENT=started\n"));
 }
 
-TEST_F(Told, WithoutACommandNothingIsWaitedFor)
+TEST_F(EventOutput, WaitsForNothingWithoutACommand)
 {
-    told_t told(false, "");
-    told.tell("done", entry, "");
-    told.step();
-    EXPECT_EQ(told.fd(), -1);
+    event_output_t events(false, "");
+    events.tell("done", entry, "");
+    events.step();
+    EXPECT_EQ(events.fd(), -1);
 }
 
-TEST_F(Told, WhatFindsNoRoomIsDroppedWithAMessage)
+TEST_F(EventOutput, DropsEventsBeyondTheLimitWithAMessage)
 {
     {
-        told_t told(false, "sleep 1000", 0);
-        for (size_t i = 0; i < told_t::COMMANDS_MOST + 2; i++)
-            told.tell("done", entry, "");
+        event_output_t events(false, "sleep 1000", 0);
+        for (size_t i = 0; i < event_output_t::COMMANDS_MOST + 2; i++)
+            events.tell("done", entry, "");
     }
     EXPECT_EQ(said().second, not_run(entry) + not_run(entry) +
                                  "ftpspool: --exec: the running command was asked to end\n"
                                  "ftpspool: --exec: interrupted, not run for 299 more\n");
 }
 
-TEST_F(Told, ACommandThatFailsIsTold)
+TEST_F(EventOutput, ReportsACommandThatFails)
 {
     {
-        told_t told(false, "exit 3", LONG_MS);
-        told.tell("done", entry, "");
+        event_output_t events(false, "exit 3", LONG_MS);
+        events.tell("done", entry, "");
     }
     EXPECT_EQ(said().second, "ftpspool: --exec: the command ended with status 3 for: 7 done: " + file +
                                  " -> ftp://host/f\n");
 }
 
-TEST_F(Told, NoRoomForAProcessIsToldOnceAndTheCommandRunsLater)
+TEST_F(EventOutput, ReportsAFailedForkOnceAndRunsTheCommandLater)
 {
     {
-        told_t told(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);
+        event_output_t events(false, "echo $FTPSPOOL_EVENT >>" + out, LONG_MS);
         {
             const failing_call fork("fork", EAGAIN);
-            told.tell("sending", entry, "");
-            told.step();
-            told.tell("done", entry, "");
+            events.tell("sending", entry, "");
+            events.step();
+            events.tell("done", entry, "");
         }
         EXPECT_FALSE(std::filesystem::exists(out));
-        told.step();
+        events.step();
     }
     EXPECT_EQ(said().second, "ftpspool: --exec: /bin/sh: Resource temporarily unavailable\n");
     EXPECT_EQ(content_of(out), "sending\ndone\n");
 }
 
-TEST_F(Told, AnEventIsOneLineWhateverAFileIsCalled)
+TEST_F(EventOutput, IsOneLineWhateverAFileIsCalled)
 {
     entry.local = "/a\nb";
     {
-        told_t told(false, "printf %s \"$FTPSPOOL_LOCAL\" >" + out, LONG_MS);
-        told.tell("sending", entry, "");
+        event_output_t events(false, "printf %s \"$FTPSPOOL_LOCAL\" >" + out, LONG_MS);
+        events.tell("sending", entry, "");
     }
     EXPECT_EQ(said().first, "7 sending: /a?b -> ftp://host/f\n");
     EXPECT_EQ(content_of(out), "/a\nb");
