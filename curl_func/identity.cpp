@@ -162,13 +162,26 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
     return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
 
+// Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job; libcurl 7
+// takes it as the end. Whether all was sent, the reply on the control connection tells. OpenSSL 1.1.1 reports
+// no error there.
+static void accept_an_end_without_notice([[maybe_unused]] SSL_CTX *tls)
+{
+#ifdef SSL_OP_IGNORE_UNEXPECTED_EOF
+    if (curl_version_info(CURLVERSION_NOW)->version_num >= 0x080000)
+        SSL_CTX_set_options(tls, SSL_OP_IGNORE_UNEXPECTED_EOF);
+#endif
+}
+
 CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
 {
     if (ssl_ctx == nullptr) {
         log_error("curl_func(1924)", "'ssl_ctx' is not available.");
         return CURLE_ABORTED_BY_CALLBACK;
     }
-    SSL_CTX_set_cert_verify_callback(static_cast<SSL_CTX *>(ssl_ctx), cb_ssl_app_verify, context);
+    auto *const tls = static_cast<SSL_CTX *>(ssl_ctx);
+    SSL_CTX_set_cert_verify_callback(tls, cb_ssl_app_verify, context);
+    accept_an_end_without_notice(tls);
     return CURLE_OK;
 }
 

@@ -60,11 +60,12 @@ class Server:
                 "pin": "md5:" + md5,
             }
         sha1 = openssl_fingerprint(self.identity, "sha1")
-        subject = openssl("x509", "-in", self.identity.file, "-noout", "-subject")
+        subject = openssl("x509", "-in", self.identity.file, "-noout", "-subject").strip()
         shown = openssl("x509", "-in", self.identity.file, "-noout", "-text")
         return {
             "kind": "certificate",
-            "subject": subject.strip().removeprefix("subject="),
+            # OpenSSL 3.2 and newer leave out the blanks.
+            "subject": re.sub(" ?= ?", " = ", subject.removeprefix("subject=")),
             "key_type": "RSA" if "rsaEncryption" in shown else "ECDSA",
             "key_bits": int(re.search(r"Public-Key: \((\d+) bit\)", shown)[1]),
             "sha256": openssl_fingerprint(self.identity, "sha256"),

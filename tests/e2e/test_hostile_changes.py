@@ -6,7 +6,7 @@ import pytest
 
 from harness import client, wire
 from harness.content import MIB
-from harness.libraries import reads_replies_for_ever
+from harness.libraries import code_of_a_file_that_shrank, reads_replies_for_ever
 from harness.listener import Listener
 from harness.scripted import Plan
 from harness.waiting import HELD_UP_S, wait_until, within
@@ -107,7 +107,7 @@ def test_a_changing_local_file_is_sent_as_it_was_or_the_job_fails(
     assert notice.exec_info.total_size == 12 * MIB
     if change == shrinks:
         assert notice.outcome == (1, wire.NETWORK)
-        assert notice.exec_info.curl_code == 18  # partial file
+        assert notice.exec_info.curl_code == code_of_a_file_that_shrank()
     else:
         assert notice.outcome == (0, 0)
         # At least that much: over SFTP appended bytes may be sent too.

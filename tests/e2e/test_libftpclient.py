@@ -129,7 +129,7 @@ def test_the_manual_is_clean_and_shows_every_function_and_an_example_that_works(
     daemon, vsftpd, local, installed
 ):
     assert run("mandoc", "-Tlint", "-W", "warning", MANUAL) == ""
-    assert run("groff", "-man", "-ww", "-z", MANUAL) == ""
+    assert run("groff", "-mandoc", "-ww", "-z", MANUAL) == ""
     page = MANUAL.read_text()
     assert set(re.findall(r"^\.F[no] (\w+)", page.split(".Sh DESCRIPTION")[0], re.MULTILINE)) == (
         promised(installed)

@@ -108,14 +108,15 @@ def test_the_request_to_a_proxy(daemon, proxy, jobs, local):
 
 def test_417_to_an_upload_is_tried_again_with_http_1_0_and_no_expect(fast_daemon, proxy, jobs, log, local):
     strict = proxy(answer(417), answer(201))
-    (local / "a").write_bytes(content_of(100000))
+    content = content_of(2 * MIB)  # newer libcurls send Expect only from 1 MiB
+    (local / "a").write_bytes(content)
     assert told(jobs.upload(local / "a", "a", **PROXY)) == ((0, 0), (0, 2, 201, 1))
     first, second = strict.heads
     assert first.split(b"\r\n")[0].endswith(b" HTTP/1.1")
     assert b"Expect: 100-continue" in first
     assert second.split(b"\r\n")[0].endswith(b" HTTP/1.0")
     assert b"expect" not in second.lower()
-    assert strict.bodies[1] == content_of(100000)
+    assert strict.bodies[1] == content
     assert strict.connections == 2
     log.wait_for(r"^error: curl_func\(1364\): curl_perform\(16, 22\) \.\.\. retry\(1\)\n$")
 

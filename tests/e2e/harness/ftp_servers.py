@@ -54,7 +54,8 @@ PROFTPD = {
     "RequireValidShell": "off",
     "AuthOrder": "mod_auth_unix.c",
     "UseReverseDNS": "off",
-    "DelayEngine": "off",
+    # A module that this proftpd may not have built in.
+    "<IfModule mod_delay.c>": "\nDelayEngine off\n</IfModule>",
 }
 
 

@@ -16,6 +16,7 @@ class Relay(Listener):
     hold_s: how long a connection waits for its target.
     delay_s: delay of each piece, in both directions.
     stops: {number of a connection, from 1: bytes of the client after which it goes dead}.
+    taken: {number of a connection: bytes of the client so far}.
     """
 
     def __init__(self, port, *targets, up_bytes_per_s=0, hold_s=0, delay_s=0, stops=None):
@@ -23,28 +24,31 @@ class Relay(Listener):
         self._targets = targets
         self._hold_s = hold_s
         self._delay_s = delay_s
-        self._stops = stops or {}
+        self.stops = stops or {}
+        self.taken = {}
         self._pause_s = PIECE / up_bytes_per_s if up_bytes_per_s else 0
         super().__init__(port)
 
     def take(self, outer):
         target = self._targets[min(self.connections, len(self._targets) - 1)]
         self.connections += 1
-        most = self._stops.get(self.connections)
+        number = self.connections
         time.sleep(self._hold_s)
         inner = socket.create_connection(("127.0.0.1", target))
-        for ends in ((outer, inner, self._pause_s, most), (inner, outer, 0, None)):
-            threading.Thread(target=self._pump, args=(self._delay_s, *ends), daemon=True).start()
+        for ends in ((outer, inner, self._pause_s, number), (inner, outer, 0, None)):
+            threading.Thread(target=self._pump, args=ends, daemon=True).start()
 
-    @staticmethod
-    def _pump(delay_s, source, target, pause_s, most):
-        taken = 0
+    def _pump(self, source, target, pause_s, number):
+        """number: that of the connection, in the client's direction only."""
+        taken, most = 0, self.stops.get(number)
         try:
             while piece := source.recv(PIECE):
-                time.sleep(delay_s)
+                time.sleep(self._delay_s)
                 target.sendall(piece)
                 time.sleep(pause_s)
                 taken += len(piece)
+                if number is not None:
+                    self.taken[number] = taken
                 if most is not None and taken >= most:
                     return
         except OSError:

@@ -1,5 +1,6 @@
 """OpenSSH's SFTP server; alice logs in by password."""
 
+import pathlib
 import subprocess
 
 import pytest
@@ -20,6 +21,12 @@ CONFIGURATION = {
     "MaxStartups": "100",
     "Subsystem": "sftp internal-sftp",
 }
+
+
+def _without_penalties():
+    """OpenSSH 9.8 and newer refuse an address for a while after its logins have failed, unless this is off."""
+    known = b"persourcepenalties" in pathlib.Path("/usr/sbin/sshd").read_bytes()
+    return {"PerSourcePenalties": "no"} if known else {}
 
 
 def digest_of(file):
@@ -70,7 +77,7 @@ class Sshd(Vsftpd):
         self.home = HOME
         file = WORLD / f"sshd_config.{port}"
         address = {"ListenAddress": f"127.0.0.1:{port}"}
-        chosen = CONFIGURATION | address | {"HostKey": key.file} | settings
+        chosen = CONFIGURATION | _without_penalties() | address | {"HostKey": key.file} | settings
         file.write_text("".join(f"{name} {value}\n" for name, value in chosen.items()))
         with open(WORLD / "sshd.log", "wb") as said:
             self._process = processes.spawn(["/usr/sbin/sshd", "-D", "-e", "-f", file], stderr=said)

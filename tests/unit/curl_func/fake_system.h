@@ -31,6 +31,9 @@ struct fake_system {
     const char *curl_ssh = "libssh2/1.10.0";
     int curl_features = CURL_VERSION_ASYNCHDNS;
 
+    // SSL_CTX_set_options
+    uint64_t tls_options = 0;
+
     // SSL_CTX_set_cert_verify_callback
     SSL_CTX *verified = nullptr;
     int (*verify)(X509_STORE_CTX *, void *) = nullptr;

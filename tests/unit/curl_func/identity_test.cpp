@@ -249,6 +249,22 @@ TEST_F(Identity, TheTlsContextUsesOurVerificationOnly)
     EXPECT_EQ(system.verify_argument, &info);
 }
 
+#ifdef SSL_OP_IGNORE_UNEXPECTED_EOF
+TEST_F(Identity, LibcurlSevenTakesAnEndWithoutNoticeByItself)
+{
+    system.curl_version_num = 0x075801;
+    EXPECT_EQ(cb_ssl_ctx(nullptr, &system, &info), CURLE_OK);
+    EXPECT_EQ(system.tls_options, 0u);
+}
+
+TEST_F(Identity, WithLibcurlEightATlsConnectionMayEndWithoutNotice)
+{
+    system.curl_version_num = 0x080000;
+    EXPECT_EQ(cb_ssl_ctx(nullptr, &system, &info), CURLE_OK);
+    EXPECT_EQ(system.tls_options, SSL_OP_IGNORE_UNEXPECTED_EOF);
+}
+#endif
+
 TEST_F(Identity, EachRejectsWithoutATlsContextOrItsOwnContext)
 {
     EXPECT_EQ(cb_ssl_ctx(nullptr, nullptr, &info), 42);
