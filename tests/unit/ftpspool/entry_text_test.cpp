@@ -26,17 +26,6 @@ protected:
 
 } // namespace
 
-TEST_F(EntryText, ConvertsStatesToNamesAndBack)
-{
-    const std::vector<std::string> names = {"queued",  "waiting", "held",  "sending",
-                                            "arrived", "done",    "failed"};
-    for (size_t i = 0; i < names.size(); i++) {
-        EXPECT_EQ(state_name(static_cast<state_t>(i)), names[i]);
-        EXPECT_EQ(state_of(names[i]), static_cast<state_t>(i));
-    }
-    EXPECT_FALSE(state_of("lost"));
-}
-
 TEST_F(EntryText, PutsTheMainFactsOnOneLine)
 {
     EXPECT_EQ(entry_line(entry), "     7  queued        10 B  /data/a -> ftp://host/f");

@@ -161,7 +161,7 @@ TEST_F(StoreLife, RecordsTheArrivalOfAnEntryHeldAndReleasedDuringItsTry)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(StoreLife, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
+TEST_F(StoreLife, StartsOthersForTheSamePlaceAnew)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -177,7 +177,7 @@ TEST_F(StoreLife, AnEntryForTheSamePlaceSpoilsWhatAnotherOneBeganThere)
     EXPECT_TRUE(store.find(2)->resumable);
 }
 
-TEST_F(StoreLife, AFailureForgetsABeginningThatIsNoneAnyMore)
+TEST_F(StoreLife, StartsAnewAfterAFailureThatLeftNoBeginning)
 {
     store_t store = open();
     for (const bool resumable : {false, true}) {
@@ -189,7 +189,7 @@ TEST_F(StoreLife, AFailureForgetsABeginningThatIsNoneAnyMore)
     }
 }
 
-TEST_F(StoreLife, OfAnEntryThatWasRemovedNothingArrives)
+TEST_F(StoreLife, IgnoresTheArrivalOfARemovedEntry)
 {
     store_t store = open();
     add(store);

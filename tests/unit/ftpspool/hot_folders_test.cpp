@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-class ServiceWatch : public Spool
+class HotFolders : public Spool
 {
 protected:
     std::string root = dir / "in";
@@ -45,7 +45,7 @@ protected:
 
 } // namespace
 
-TEST_F(ServiceWatch, SendPresentAndNewFiles)
+TEST_F(HotFolders, SendPresentAndNewFiles)
 {
     fill(in("a"), "0123456789");
     watch(root);
@@ -61,7 +61,7 @@ TEST_F(ServiceWatch, SendPresentAndNewFiles)
                                           in("a") + " -> ftp://one/a\n"));
 }
 
-TEST_F(ServiceWatch, FollowAddedAndRemovedWatches)
+TEST_F(HotFolders, FollowAddedAndRemovedWatches)
 {
     program running = service();
     ASSERT_TRUE(running.has_printed("started"));
@@ -77,7 +77,7 @@ TEST_F(ServiceWatch, FollowAddedAndRemovedWatches)
     EXPECT_THAT(stop(running), testing::Not(HasSubstr("/in/b")));
 }
 
-TEST_F(ServiceWatch, FailTheEntryOfARefusedName)
+TEST_F(HotFolders, FailTheEntryOfARefusedName)
 {
     fill(in("a#"), "0123456789");
     watch(root);
@@ -90,7 +90,7 @@ TEST_F(ServiceWatch, FailTheEntryOfARefusedName)
 }
 
 // An upload may take hours.
-TEST_F(ServiceWatch, QueueFilesWhileOneIsSent)
+TEST_F(HotFolders, QueueFilesWhileOneIsSent)
 {
     fake_daemon slow(endless(2));
     watch(root);
@@ -102,7 +102,7 @@ TEST_F(ServiceWatch, QueueFilesWhileOneIsSent)
     stop(running);
 }
 
-TEST_F(ServiceWatch, ReportALostFolderOnceAndItsReturn)
+TEST_F(HotFolders, ReportALostFolderOnceAndItsReturn)
 {
     watch(root);
     fs::remove(root);
@@ -122,7 +122,7 @@ TEST_F(ServiceWatch, ReportALostFolderOnceAndItsReturn)
     EXPECT_EQ(out.find("\"lost\"", begin + 12), out.npos);
 }
 
-TEST_F(ServiceWatch, ThrowWithoutDescriptors)
+TEST_F(HotFolders, ThrowWithoutDescriptors)
 {
     const store_t store = open();
     event_output_t events(false, "");

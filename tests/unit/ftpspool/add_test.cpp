@@ -1,6 +1,8 @@
 #include "commands_fixture.h"
 
-TEST_F(Commands, AddPrintsTheId)
+using Add = Commands;
+
+TEST_F(Add, PrintsTheId)
 {
     const said_t said = run({"add", file, "ftp://host/dir/f"});
     EXPECT_EQ(said.status, 0);
@@ -16,7 +18,7 @@ TEST_F(Commands, AddPrintsTheId)
     EXPECT_EQ(json::parse(run({"--json", "add", file, "ftp://host/f"}).out)["ids"], json({2}));
 }
 
-TEST_F(Commands, AddAcceptsAllItsOptions)
+TEST_F(Add, AcceptsAllItsOptions)
 {
     std::filesystem::create_directory(dir / "sent");
     const said_t said = run({"add",
@@ -59,7 +61,7 @@ TEST_F(Commands, AddAcceptsAllItsOptions)
     EXPECT_EQ(found(2).target.proxy_password_file, password);
 }
 
-TEST_F(Commands, AddStoresWhereTheProfileIsAndNotItsContent)
+TEST_F(Add, StoresWhereTheProfileIsAndNotItsContent)
 {
     profile("url = ftpes://host/base/\nuser = anna\npassword-file = " + password + "\nmode = active\n");
     const std::vector<std::string> by_profile = {"--profile", "cam", "--profiles", dir.path.string()};
@@ -88,7 +90,7 @@ TEST_F(Commands, AddStoresWhereTheProfileIsAndNotItsContent)
               "ftpes://anna@host:21,ftp://anonymous@host:21");
 }
 
-TEST_F(Commands, AddRefusesAnUnusableProfile)
+TEST_F(Add, RefusesAnUnusableProfile)
 {
     const std::string folder = dir.path.string();
     const auto refused = [&](const std::string &content, const std::vector<std::string> &more = {}) {
@@ -117,7 +119,7 @@ TEST_F(Commands, AddRefusesAnUnusableProfile)
     EXPECT_EQ(run({"list"}).out, "");
 }
 
-TEST_F(Commands, AddLeavesCredentialsToTheService)
+TEST_F(Add, LeavesCredentialsToTheService)
 {
     unsetenv("CREDENTIALS_DIRECTORY");
     profile("url = ftp://host\nuser = anna\npassword-credential = c\nproxy = bob@proxy\n"
@@ -127,7 +129,7 @@ TEST_F(Commands, AddLeavesCredentialsToTheService)
     EXPECT_EQ(said.out, "1\n");
 }
 
-TEST_F(Commands, AddReadsTimesInLocalTime)
+TEST_F(Add, ReadsTimesInLocalTime)
 {
     setenv("TZ", "UTC", 1);
     run({"add", file, "ftp://host/f", "--not-before", "2033-05-18T03:33", "--expires", "2033-05-18T03:34"});
@@ -137,7 +139,7 @@ TEST_F(Commands, AddReadsTimesInLocalTime)
     EXPECT_EQ(found(2).expires_s, 1); // long ago is not never
 }
 
-TEST_F(Commands, AddAppendsTheFilesNameToAFolderUrl)
+TEST_F(Add, AppendsTheFilesNameToAFolderUrl)
 {
     const std::string odd = dir.file("a b%", "x");
     for (const char *url : {"ftp://host", "ftp://host/", "ftp://host/d/"})
@@ -149,7 +151,7 @@ TEST_F(Commands, AddAppendsTheFilesNameToAFolderUrl)
               2); // no server could be sent that name
 }
 
-TEST_F(Commands, AddRefusesWhatCannotBeSent)
+TEST_F(Add, RefusesWhatCannotBeSent)
 {
     const std::string url = "ftp://host/f";
     EXPECT_THAT(refusal({"add", dir / "none", url}), StartsWith("59 ftpspool: " + dir / "none"));
@@ -173,7 +175,7 @@ TEST_F(Commands, AddRefusesWhatCannotBeSent)
     EXPECT_EQ(run({"list"}).out, "");
 }
 
-TEST_F(Commands, AddCopiesAFileThatMayThenBeDeleted)
+TEST_F(Add, CopiesAFileThatMayThenBeDeleted)
 {
     EXPECT_EQ(run({"add", file, "ftp://host/f", "--copy"}).status, 0);
     std::filesystem::remove(file);
@@ -187,91 +189,8 @@ TEST_F(Commands, AddCopiesAFileThatMayThenBeDeleted)
     EXPECT_EQ(entries_of(paths.files()), 0u);
 }
 
-TEST_F(Commands, ListPrintsALineOrAnObjectForEach)
+TEST_F(Add, ReportsAWorkingFolderThatIsGone)
 {
-    EXPECT_EQ(run({"list"}).status, 0);
-    run({"add", file, "ftp://host/f"});
-    run({"add", file, "ftp://host/g"});
-    run({"hold", "2"});
-    const std::string first = "     1  queued        10 B  " + file + " -> ftp://host/f\n";
-    const std::string second = "     2  held          10 B  " + file + " -> ftp://host/g\n";
-    EXPECT_EQ(run({"list"}).out, first + second);
-    EXPECT_EQ(run({"list", "--state", "held"}).out, second);
-    EXPECT_EQ(json::parse(run({"list", "--json", "--state", "held"}).out)["id"], 2);
-}
-
-TEST_F(Commands, ShowPrintsAllFactsOfTheNamedEntries)
-{
-    run({"add", file, "ftp://host/f"});
-    EXPECT_THAT(run({"show", "1"}).out, StartsWith("entry: 1\nstate: queued\n"));
-    EXPECT_EQ(json::parse(run({"--json", "show", "1"}).out)["url"], "ftp://host/f");
-    EXPECT_EQ(refusal({"show", "2"}), "6 ftpspool: there is no entry 2\n");
-}
-
-TEST_F(Commands, ChangeAllNamedEntriesOrNone)
-{
-    for (int i = 0; i < 3; i++)
-        run({"add", file, "ftp://host/f"});
-    EXPECT_EQ(run({"hold", "1", "2"}).out, "2 entries held\n");
-    EXPECT_EQ(refusal({"hold", "3", "4"}), "6 ftpspool: there is no entry 4\n");
-    EXPECT_EQ(found(3).state, state_t::QUEUED);
-    EXPECT_EQ(refusal({"release", "1", "3"}), "2 ftpspool: entry 3 is queued, not held\n");
-    EXPECT_EQ(found(1).state, state_t::HELD);
-    EXPECT_EQ(run({"release", "1"}).out, "1 entry released\n");
-    EXPECT_EQ(refusal({"retry", "2"}), "2 ftpspool: entry 2 is held, not queued, waiting or failed\n");
-    EXPECT_EQ(run({"retry", "3"}).out, "1 entry queued again\n");
-    EXPECT_TRUE(found(3).urged);
-    EXPECT_EQ(run({"remove", "1", "2"}).out, "2 entries removed\n");
-    open().done(3, "", NOW_S);
-    EXPECT_EQ(run({"clear", "--done"}).out, "1 entry removed\n");
-    EXPECT_EQ(run({"list"}).out, "");
-}
-
-TEST_F(Commands, ReportFailuresInJsonAsWell)
-{
-    said_t said = run({"--json", "show", "9"});
-    EXPECT_EQ(said.status, 6);
-    EXPECT_EQ(said.err, "ftpspool: there is no entry 9\n");
-    json object = json::parse(said.out);
-    EXPECT_EQ(object["command"], "show");
-    EXPECT_EQ(object["error"], "not-found");
-    EXPECT_EQ(object["ids"], json({9}));
-    said = run({"clear", "--json"});
-    EXPECT_EQ(said.status, 2);
-    object = json::parse(said.out);
-    EXPECT_EQ(object["command"], "clear");
-    EXPECT_EQ(object["error"], "usage");
-}
-
-TEST_F(Commands, RefuseADamagedDatabaseAndLeaveItUnchanged)
-{
-    std::filesystem::create_directory(paths.folder);
-    fill(paths.database(), std::string(8192, 'x'));
-    for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
-             {"add", file, "ftp://host/f"}, {"list"}, {"show", "1"}, {"remove", "1"}, {"clear", "--done"}})
-        EXPECT_EQ(refusal(words), "1 ftpspool: " + paths.database() + ": file is not a database\n");
-    EXPECT_EQ(content_of(paths.database()), std::string(8192, 'x'));
-}
-
-TEST_F(Commands, RefuseUnknownWords)
-{
-    EXPECT_THAT(refusal({"lst"}),
-                AllOf(StartsWith("2 ftpspool: "), HasSubstr("'lst'"), HasSubstr("see ftpspool --help")));
-    EXPECT_THAT(refusal({"list", "secret", "more"}),
-                AllOf(HasSubstr("'secret'"), HasSubstr("see ftpspool list --help")));
-    EXPECT_THAT(refusal({"list", "--state", "lost"}), HasSubstr("must be queued, waiting"));
-    EXPECT_THAT(refusal({"run", "--pause", "0"}), HasSubstr("must be a duration above 0"));
-    EXPECT_THAT(refusal({}), StartsWith("2 ftpspool: "));
-    EXPECT_THAT(run({"--version"}).out, StartsWith("ftpspool 0."));
-    EXPECT_THAT(run({"--help"}).out, HasSubstr("Exit statuses"));
-}
-
-TEST_F(Commands, ReportWhatElseFails)
-{
-    run({"add", file, "ftp://host/f"});
-    const std::string list = FTPCTL " --spool " + paths.folder + " list >/dev/full 2>" + (dir / "err");
-    EXPECT_NE(system(list.c_str()), 0);
-    EXPECT_EQ(content_of(dir / "err"), "ftpspool: cannot write to standard output\n");
     const auto before = std::filesystem::current_path();
     std::filesystem::create_directory(dir / "gone");
     std::filesystem::current_path(dir / "gone");
