@@ -64,6 +64,7 @@ def test_an_id_that_was_printed_is_an_entry_whenever_the_power_is_cut(local):
     count = 0
     for before, words in ((0, ()), (1, ()), (2, ("--copy",))):
         disk = recorded(local / "a", "ftp://127.0.0.1/", *words)
+        disk.forget_content(local / "a")
         for left, found, cut in points(disk):
             count += 1
             least = before + (1 if disk.printed else 0)

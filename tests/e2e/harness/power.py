@@ -87,6 +87,10 @@ class Disk:
         self.safe_names = dict(self.names)
         self.printed = b""
 
+    def forget_content(self, path):
+        """A file that its writer has not synced."""
+        self.names[str(path)].safe = b""
+
     def _is_ours(self, path):
         return any(path.startswith(folder + "/") for folder in self._folders) and not path.endswith("-shm")
 
