@@ -127,6 +127,17 @@ TEST_F(Told, ACommandThatFailsIsTold)
                                  " -> ftp://host/f\n");
 }
 
+TEST_F(Told, WhatACommandPrintsDoesNotStandBetweenTheEvents)
+{
+    {
+        told_t told(true, "echo printed", LONG_MS);
+        told.tell("done", entry, "");
+    }
+    const auto [printed, errors] = said();
+    EXPECT_EQ(json::parse(printed)["event"], "done");
+    EXPECT_EQ(errors, "printed\n");
+}
+
 TEST_F(Told, NoRoomForAProcessIsToldOnceAndTheCommandRunsLater)
 {
     {
