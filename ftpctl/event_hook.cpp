@@ -17,24 +17,25 @@
 constexpr const char *SHELL = "/bin/sh";
 
 // In the child: runs the command, with this program's signal handling reset.
-[[noreturn]] static void become(const std::string &command, const std::vector<std::string> &names,
-                                event_t event, const sigset_t &mask)
+[[noreturn]] static void become(const std::string &command, const hook_program_t &program, event_t event,
+                                const sigset_t &mask)
 {
     setpgid(0, 0);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM})
         signal(number, SIG_DFL);
-    for (const std::string &name : names)
+    for (const std::string &name : program.variables)
         unsetenv(name.c_str());
     for (std::string &variable : event.variables)
         putenv(variable.data());
     dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(program.output, STDOUT_FILENO);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
     execl(SHELL, SHELL, "-c", command.c_str(), nullptr);
     _exit(127);
 }
 
 // The child's process id. Throws failure when no child can be created.
-static pid_t spawn(const std::string &command, const std::vector<std::string> &names, const event_t &event,
+static pid_t spawn(const std::string &command, const hook_program_t &program, const event_t &event,
                    const sigset_t &mask)
 {
     sigset_t all;
@@ -42,7 +43,7 @@ static pid_t spawn(const std::string &command, const std::vector<std::string> &n
     const signals_blocked blocked(all); // a signal for the child must not run this program's handler
     const pid_t child = access(SHELL, X_OK) == 0 ? fork() : -1;
     if (child == 0)
-        become(command, names, event, mask);
+        become(command, program, event, mask);
     if (child == -1)
         throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(errno));
     setpgid(child, child); // the child may not have done so yet; kill() must find the group
@@ -69,6 +70,16 @@ event_hook::event_hook(const std::string &command, hook_program_t program)
     if (!child_fd_)
         throw failure(STATUS_LOCAL, std::string("signalfd: ") + strerror(errno));
 }
+
+static hook_program_t program_of(const options_t &options)
+{
+    hook_program_t program;
+    if (options.json && !options.quiet)
+        program.output = STDERR_FILENO;
+    return program;
+}
+
+event_hook::event_hook(const options_t &options) : event_hook(options.exec, program_of(options)) {}
 
 event_hook::~event_hook()
 {
@@ -111,7 +122,7 @@ void event_hook::step()
     if (child_ != 0 && waitpid(child_, &status, WNOHANG) == child_)
         ended(status);
     if (child_ == 0 && !waiting_.empty())
-        child_ = spawn(command_, program_.variables, waiting_.front(), blocked_->before());
+        child_ = spawn(command_, program_, waiting_.front(), blocked_->before());
 }
 
 void event_hook::ended(int status)

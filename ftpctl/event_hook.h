@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 // Whose events they are.
@@ -16,6 +17,7 @@ struct hook_program_t {
     std::string name = "ftpctl"; // begins the messages
     // The names of all that an event can have; a command inherits none of them from the environment.
     std::vector<std::string> variables = event_variable_names();
+    int output = STDOUT_FILENO;     // what a command writes to its standard output goes to
     size_t waiting_most = SIZE_MAX; // with the running one; further events are dropped with a message
 };
 
@@ -28,6 +30,9 @@ public:
     // With an empty command nothing is run. Otherwise this object handles SIGCHLD, so only one may exist at a
     // time. Throws failure (STATUS_LOCAL).
     explicit event_hook(const std::string &command, hook_program_t program = {});
+    // ftpctl's --exec. What its commands print does not stand between objects of --json: it goes to standard
+    // error.
+    explicit event_hook(const options_t &options);
     // Ends a command that still runs with SIGTERM, and waits for it.
     ~event_hook();
     event_hook(const event_hook &) = delete;

@@ -50,7 +50,7 @@ void command_listen(const options_t &options, report_t &report)
     interrupts_catch();
     const deadline_t deadline(options.timeout);
     const notices_t notices = open_notices(options.notify_socket);
-    event_hook hook(options.exec);
+    event_hook hook(options);
     unsigned long seen = 0;
     while (!interrupts_seen() && !deadline.passed() && (options.count == 0 || seen < options.count)) {
         hook.wait(ftpclient_notices_fd(notices.get()), deadline.poll_ms());

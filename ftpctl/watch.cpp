@@ -47,7 +47,7 @@ class watcher
 {
 public:
     explicit watcher(const options_t &options)
-        : options_(options), deadline_(options.timeout), client_(daemon_open(options)), hook_(options.exec)
+        : options_(options), deadline_(options.timeout), client_(daemon_open(options)), hook_(options)
     {
     }
 

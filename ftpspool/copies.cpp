@@ -43,7 +43,7 @@ std::string copying_t::make(const std::string &local)
     const std::string linked = made + ".link";
     if (linkat(AT_FDCWD, local.c_str(), AT_FDCWD, linked.c_str(), AT_SYMLINK_FOLLOW) == 0) {
         const unfinished_file_t link(linked);
-        if (rename(linked.c_str(), made.c_str()) != 0)
+        if (!disk_sync_content(linked) || rename(linked.c_str(), made.c_str()) != 0)
             disk_fail(made);
     } else {
         copy_content(local, file.get(), made);

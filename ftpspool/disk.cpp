@@ -14,6 +14,12 @@ bool disk_sync_folder(const std::string &folder)
     return opened && fsync(opened.get()) == 0;
 }
 
+bool disk_sync_content(const std::string &path)
+{
+    const descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return opened && fdatasync(opened.get()) == 0;
+}
+
 unfinished_file_t::~unfinished_file_t()
 {
     const errno_kept kept;

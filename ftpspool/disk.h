@@ -11,6 +11,9 @@
 // could not be done. Blocks on the disk.
 bool disk_sync_folder(const std::string &folder);
 
+// After it the content of a file that this process may read is on the disk. As disk_sync_folder().
+bool disk_sync_content(const std::string &path);
+
 // Owns a file that is made step by step: removes it at the end of the scope unless it is kept.
 class unfinished_file_t
 {

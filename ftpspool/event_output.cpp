@@ -35,7 +35,7 @@ static hook_program_t program()
     std::vector<std::string> names = {OBJECT};
     for (const variable_t &variable : VARIABLES)
         names.emplace_back(variable.name);
-    return {"ftpspool", names, event_output_t::COMMANDS_MOST};
+    return {"ftpspool", names, STDERR_FILENO, event_output_t::COMMANDS_MOST};
 }
 
 // A text as it is, also where it is no UTF-8.

@@ -1,6 +1,9 @@
 #include "ftpspool/upload_job.h"
 
+#include "ftpctl/failure.h"
 #include "ftpctl/profile.h"
+
+#include <algorithm>
 
 // False where the remote size cannot be asked for: neither resuming nor comparing works.
 static bool is_verifiable(const options_t &options)
@@ -31,9 +34,19 @@ options_t upload_options(const entry_t &entry, const std::string &socket)
     return options;
 }
 
+// libcurl sends no such path. An HTTP proxy gets it encoded.
+static void check_path(const options_t &options, const url_t &url)
+{
+    const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+    if (url_is_ftp(url) && options.proxy.empty() && std::ranges::any_of(url.path, is_control))
+        throw failure(STATUS_USAGE, "URL: path: a control character cannot be sent over FTP");
+}
+
 job_t upload_job(const options_t &options, const entry_t &entry)
 {
-    return request_build(options, FTPCLIENT_UPLOAD, url_parse(options.url), options.url, entry.source());
+    const url_t url = url_parse(options.url);
+    check_path(options, url);
+    return request_build(options, FTPCLIENT_UPLOAD, url, options.url, entry.source());
 }
 
 void upload_log_in(job_t &job, const options_t &options)

@@ -12,7 +12,7 @@
 options_t upload_options(const entry_t &entry, const std::string &socket);
 
 // The job without its logins. Throws failure for everything that the daemon would refuse, as `ftpctl put`
-// does.
+// does, and for a path that can never be sent.
 job_t upload_job(const options_t &options, const entry_t &entry);
 
 // Adds the logins, with the passwords from their files, which must be regular files that only their owner can

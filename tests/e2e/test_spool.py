@@ -246,12 +246,13 @@ def test_a_remote_file_with_other_content_is_replaced_not_resumed(daemon, vsftpd
     assert vsftpd.read("a") == path.read_bytes()
 
 
-def test_a_name_that_cannot_be_sent_holds_up_no_other_file(daemon, vsftpd, local):
-    """libcurl refuses a tab in the path of an FTP URL, and the daemon gives no reason."""
-    refused, other = make(local, "a\tb"), make(local, "c")
-    ftpspool.add(refused, ALICE + "a%09b")
-    number = ftpspool.add(other)
+def test_a_name_that_cannot_be_sent_fails_at_once(daemon, vsftpd, local):
+    """libcurl refuses the 31 control characters in the path of an FTP URL, and no other byte."""
+    refused, other = make(local, "a\tb"), make(local, "c\x7f\x80")
+    outcome = ftpspool.run("add", refused, ALICE, "--password-file", ftpspool.password())
+    assert (outcome.status, "a control character cannot be sent over FTP" in outcome.err) == (2, True)
+    ftpspool.watch(local)
     Service()
-    ftpspool.wait_for("done", number)
-    assert vsftpd.read("c") == other.read_bytes()
-    assert ftpspool.entry(1)["state"] != "done" or vsftpd.read("a\tb") == refused.read_bytes()
+    wait_until(lambda: sorted(ftpspool.states()) == ["done", "failed"], "both files")
+    assert vsftpd.read("c\x7f\x80") == other.read_bytes()
+    assert [one["tries"] for one in ftpspool.entries() if one["state"] == "failed"] == [0]

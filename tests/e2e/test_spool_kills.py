@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import pathlib
 import signal
 import threading
 
@@ -12,7 +13,7 @@ from harness.daemon import WORLD
 from harness.ftpspool import ALICE, Service
 from harness.waiting import wait_until
 
-POINTS = int(os.environ.get("FTP_CLIENTD_SPOOL_POINTS", "16"))
+POINTS = int(os.environ.get("FTP_CLIENTD_SPOOL_POINTS", "8"))
 FILES = int(os.environ.get("FTP_CLIENTD_SPOOL_FILES", "8"))
 CALLS = power.CALLS + ",pread64,poll,mmap,munmap,fcntl,flock,inotify_add_watch,timerfd_settime,connect,sendto,recvfrom,exit_group"
 LOG = WORLD / "calls"
@@ -28,13 +29,19 @@ def settled(service, number):
 
 
 class Trial:
-    """A file that is to arrive and to be deleted then, with a service under a wrapper."""
+    """A file that is to arrive, with a service under a wrapper. Its one place is then empty, or it has another one."""
 
-    def __init__(self, server, local, name):
-        self.server, self.path, self.name = server, local / name, name
+    def __init__(self, server, local, name, option):
+        self.server, self.name = server, name
         self.content = os.urandom(5000)
-        self.path.write_bytes(self.content)
-        self.number = ftpspool.add(self.path, ALICE, "--delete")
+        path = local / name
+        path.write_bytes(self.content)
+        self.moved = local / "sent" / name if option == "--move-to" else None
+        self.number = ftpspool.add(path, ALICE, option, *([self.moved.parent] if self.moved else []))
+        self.place = path
+        if option == "--copy":  # its producer trusts the id
+            path.unlink()
+            self.place = pathlib.Path(ftpspool.entry(self.number)["copy"])
 
     def run(self, *wrapper):
         settled(Service(wrapper=wrapper), self.number)
@@ -42,7 +49,8 @@ class Trial:
     def check(self, point):
         """What holds at any time."""
         entry = ftpspool.entry(self.number)
-        assert entry["state"] in ("arrived", "done") or self.path.exists(), (point, entry)
+        assert entry["state"] in ("arrived", "done") or self.place.read_bytes() == self.content, (point, entry)
+        assert not self.moved or self.place.exists() != self.moved.exists(), (point, entry)
         if entry["state"] in ("arrived", "done"):
             assert self.server.read(self.name) == self.content, (point, entry)
 
@@ -51,20 +59,23 @@ class Trial:
         service.wait_started()
         ftpspool.wait_for("done", self.number)
         assert service.stop() == 0, point
-        assert not self.path.exists(), point
+        assert not self.place.exists(), point
+        assert not self.moved or self.moved.read_bytes() == self.content, point
         assert self.server.read(self.name) == self.content, point
 
 
 @pytest.mark.native("strace")
 @pytest.mark.timeout(1200)
-def test_the_service_may_be_killed_at_every_system_call(daemon, vsftpd, local):
-    whole = Trial(vsftpd, local, "whole")
+@pytest.mark.parametrize("option", ["--delete", "--move-to", "--copy"])
+def test_the_service_may_be_killed_at_every_system_call(daemon, vsftpd, local, option):
+    (local / "sent").mkdir()
+    whole = Trial(vsftpd, local, "whole", option)
     whole.run("strace", "-f", "-o", str(LOG), "-e", f"trace={CALLS}")
     calls = power.numbered_calls(LOG)
     assert len(calls) > 200
     states = set()
     for point in range(1, len(calls), max(1, len(calls) // POINTS)):
-        trial = Trial(vsftpd, local, f"f{point}")
+        trial = Trial(vsftpd, local, f"f{point}", option)
         trial.run(*power.killed_at(*calls[point]))
         states.add(ftpspool.entry(trial.number)["state"])
         trial.check(point)

@@ -64,6 +64,7 @@ def test_a_printed_id_survives_a_power_cut_at_any_time(local):
     count = 0
     for before, words in ((0, ()), (1, ()), (2, ("--copy",))):
         disk = recorded(local / "a", "ftp://127.0.0.1/", *words)
+        disk.forget_content(local / "a")
         for left, found, cut in points(disk):
             count += 1
             least = before + (1 if disk.printed else 0)
@@ -97,3 +98,50 @@ def test_no_local_file_is_deleted_before_its_arrival_is_on_the_disk(daemon, vsft
             assert is_there or has_arrived, (cut, entry)
             assert not entry.copy or entry.copy in left or has_arrived, (cut, entry)
     assert {QUEUED, SENDING, ARRIVED, DONE} <= seen
+
+
+def remembered_in(left):
+    """The entries of the files that the watches know, as entries_in() has laid them out."""
+    if str(DATABASE) not in left:
+        return None
+    connection = sqlite3.connect(f"{AFTER}{DATABASE}")
+    found = connection.execute("SELECT entry, path FROM seen ORDER BY entry").fetchall()
+    entries = connection.execute("SELECT id, local FROM entries ORDER BY id").fetchall()
+    connection.close()
+    assert [id for id, _ in found] == [id for id, _ in entries]
+    return [name for _, name in found]
+
+
+@pytest.mark.timeout(600)
+@pytest.mark.parametrize("option", ["--delete", "--copy"])
+def test_a_file_in_a_watched_folder_is_queued_once_or_still_there(daemon, vsftpd, local, option):
+    folder = local / "in"
+    folder.mkdir()
+    contents = {name: name.encode() * 100 for name in ("before", "closed", "renamed")}
+    (folder / "before").write_bytes(contents["before"])
+    ftpspool.watch(folder, ALICE, option)
+    disk = power.Disk(SPOOL, local)
+    for name in ("closed", "renamed"):
+        disk.keep(folder / name, contents[name])
+    service = Service(wrapper=power.wrapper(LOG))
+    service.wait_started()
+    (folder / "closed").write_bytes(contents["closed"])
+    (folder / ".part").write_bytes(contents["renamed"])
+    (folder / ".part").rename(folder / "renamed")
+    wait_until(lambda: len(service.events("done")) == 3, "the last event")
+    processes.signal_children(service.pid, signal.SIGTERM)
+    assert service.process.wait(60) == 0
+    seen = set()
+    for left, found, cut in points(disk):
+        names = [pathlib.Path(entry.local).name for entry in found]
+        assert sorted(names) == sorted(set(names)) == sorted(remembered_in(left)), cut
+        assert disk.printed.count(b'"event":"queued"') <= len(found), cut
+        arrived = {name for name, entry in zip(names, found) if entry.state in (ARRIVED, DONE)}
+        for name in contents.keys() - arrived:
+            assert left.get(f"{folder}/{name}") == contents[name], (cut, name)
+        for name, entry in zip(names, found):
+            assert name in arrived or not entry.copy or left[entry.copy] == contents[name], (cut, entry)
+        seen.update((len(found), entry.state) for entry in found)
+    assert disk.printed.count(b'"event":"queued"') == 3
+    assert {count for count, _ in seen} == {1, 2, 3}
+    assert {state for _, state in seen} >= {QUEUED, SENDING, ARRIVED, DONE}

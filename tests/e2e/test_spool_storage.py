@@ -176,6 +176,52 @@ def test_setting_the_clock_by_a_year_loses_nothing(daemon, vsftpd, local):
     assert ftpspool.states() == ["done"] * 3
 
 
+def test_a_clock_that_is_set_by_a_year_while_the_service_runs_delays_nothing_for_ever(daemon, vsftpd, local):
+    """Only the service's clock is another one: it reads its shift from a file at each look."""
+    if is_emulated():
+        pytest.skip("an emulator takes no preloaded clock")
+    clock = WORLD / "clock"
+
+    def set_clock(shift):
+        (WORLD / "clock.new").write_text(f"{shift}\n")
+        (WORLD / "clock.new").rename(clock)
+        assert ftpspool.run("hold", held).status == 0  # wakes the service, as the kernel does when the clock is set
+        assert ftpspool.run("release", held).status == 0
+
+    path = make(local, "a")
+    held = ftpspool.add(path, "ftp://127.0.0.1:2121/held", "--not-before", "3650d")
+    pausing = ftpspool.add(path, "ftp://alice@127.0.0.1:2121/a")  # nobody listens yet
+    early = ftpspool.add(path, ALICE + "early", "--not-before", "200d")
+    late = ftpspool.add(path, ALICE + "late", "--not-before", "600d", "--expires", "900d")
+    expiring = ftpspool.add(path, "ftp://127.0.0.1:2122/never", "--expires", "300d")
+    clock.write_text("+0d\n")
+    service = Service(
+        LD_PRELOAD=fast_clock()[0],
+        FAKETIME_TIMESTAMP_FILE=clock,
+        FAKETIME_NO_CACHE="1",
+        FAKETIME_DONT_FAKE_MONOTONIC="1",
+    )
+    ftpspool.wait_for("waiting", pausing, expiring)
+    set_clock("-365d")
+    now = ftpspool.add(path, ALICE + "now")
+    ftpspool.wait_for("done", now)
+    assert [ftpspool.entry(one)["state"] for one in (early, late)] == ["queued"] * 2
+    set_clock("+365d")
+    ftpspool.wait_for("done", early)
+    ftpspool.wait_for("failed", expiring)
+    assert ftpspool.entry(expiring)["error"] == "expired"
+    assert ftpspool.entry(late)["state"] == "queued"
+    set_clock("+0d")
+    server = Vsftpd(listen_port=2121)
+    ftpspool.wait_for("done", pausing)
+    assert ftpspool.entry(late)["state"] == "queued"
+    set_clock("+700d")
+    ftpspool.wait_for("done", late)
+    assert path.exists()
+    assert service.stop() == 0
+    server.stop()
+
+
 @pytest.mark.native("memory and times")
 def test_ten_thousand_entries_cost_little(daemon):
     fill_queue(MANY)

@@ -78,14 +78,23 @@ class Disk:
     def __init__(self, *folders):
         self._folders = [str(folder) for folder in folders]
         self.names = {}
+        self.safe_names = {}
         self._opened = {}
         for folder in folders:
             for path in pathlib.Path(folder).rglob("*"):
                 if path.is_file():
-                    file = self.names[str(path)] = File(path.read_bytes())
-                    file.safe = bytes(file.content)
-        self.safe_names = dict(self.names)
+                    self.keep(path, path.read_bytes())
         self.printed = b""
+
+    def keep(self, path, content):
+        """A file that is there from the beginning, with its name and content safe."""
+        file = File(content)
+        file.safe = content
+        self.names[str(path)] = self.safe_names[str(path)] = file
+
+    def forget_content(self, path):
+        """A file that its writer has not synced."""
+        self.names[str(path)].safe = b""
 
     def _is_ours(self, path):
         return any(path.startswith(folder + "/") for folder in self._folders) and not path.endswith("-shm")

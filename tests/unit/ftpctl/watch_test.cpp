@@ -103,6 +103,16 @@ TEST(Watch, RunsTheCommandForEachChangeAndWhenTheDaemonStopsAndReturns)
                            "state:0:upload:FTPCD_ERR_NETWORK\n");
 }
 
+TEST(Watch, WhatACommandPrintsDoesNotStandBetweenTheObjects)
+{
+    fake_daemon daemon(script_of({ended(2, 16, 100, 40)}));
+    const outcome_t outcome = run(
+        {"watch", "--json", "--timeout", "3s", "--socket", daemon.path(), "--exec", "echo $FTPCTL_EVENT"});
+    EXPECT_THAT(outcome.out, StartsWith("{\"event\""));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("\nstate\n")));
+    EXPECT_EQ(outcome.err, "state\n");
+}
+
 TEST(Watch, AnInvalidReplyIsReportedAfterTheCommandsHaveRun)
 {
     fake_daemon daemon(once(script_of({running(2, 100, 40)}), message_bytes(77, {1, 2, 3})));

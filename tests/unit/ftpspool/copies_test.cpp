@@ -95,7 +95,7 @@ TEST_F(Copies, ReportWhyTheyCannotBeMade)
               "1 " + paths.files() + ": Too many open files");
     copying_t copying(paths);
     EXPECT_THAT(failure_without_descriptors([&] { copying.make(file); }), EndsWith(": Too many open files"));
-    for (const char *call : {"fsync", "rename"}) {
+    for (const char *call : {"fdatasync", "fsync", "rename"}) {
         const failing_call failing(call, EIO);
         EXPECT_THAT(failure_of([&] { copying_t(paths).make(file); }), EndsWith(": Input/output error"));
     }

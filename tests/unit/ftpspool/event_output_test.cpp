@@ -127,6 +127,17 @@ TEST_F(EventOutput, ReportsACommandThatFails)
                                  " -> ftp://host/f\n");
 }
 
+TEST_F(EventOutput, KeepsWhatACommandPrintsOutOfTheEvents)
+{
+    {
+        event_output_t events(true, "echo printed", LONG_MS);
+        events.tell("done", entry, "");
+    }
+    const auto [printed, errors] = said();
+    EXPECT_EQ(json::parse(printed)["event"], "done");
+    EXPECT_EQ(errors, "printed\n");
+}
+
 TEST_F(EventOutput, ReportsAFailedForkOnceAndRunsTheCommandLater)
 {
     {

@@ -25,17 +25,21 @@ failing_call::~failing_call() { name_.clear(); }
 
 extern "C" {
 pid_t __real_fork(void);
+int __real_fdatasync(int fd);
 int __real_fsync(int fd);
 int __real_link(const char *from, const char *to);
 int __real_rename(const char *from, const char *to);
 int __real_renameat2(int from_folder, const char *from, int to_folder, const char *to, unsigned flags);
 pid_t __wrap_fork(void);
+int __wrap_fdatasync(int fd);
 int __wrap_fsync(int fd);
 int __wrap_link(const char *from, const char *to);
 int __wrap_rename(const char *from, const char *to);
 int __wrap_renameat2(int from_folder, const char *from, int to_folder, const char *to, unsigned flags);
 
 pid_t __wrap_fork(void) { return fails("fork") ? -1 : __real_fork(); }
+
+int __wrap_fdatasync(int fd) { return fails("fdatasync") ? -1 : __real_fdatasync(fd); }
 
 int __wrap_fsync(int fd) { return fails("fsync") ? -1 : __real_fsync(fd); }
 

@@ -48,6 +48,21 @@ TEST_F(UploadJob, RefusesWhatFtpctlRefuses)
     EXPECT_EQ(complaint_of(entry).substr(0, 2), "2 ");
 }
 
+TEST_F(UploadJob, RefusesControlCharactersOverFtp)
+{
+    const std::string complaint = "2 URL: path: a control character cannot be sent over FTP";
+    for (const char *url : {"ftp://host/a%01", "ftps://host/%1Fb", "ftpes://host/a%09b/c"})
+        EXPECT_EQ(complaint_of(entry_to(url)), complaint) << url;
+    for (const char *url : {"ftp://host/a%20", "ftp://host/a%7F", "ftp://host/%FE"})
+        EXPECT_EQ(complaint_of(entry_to(url)), "") << url;
+    entry_t entry = to_anna();
+    entry.target.url = "sftp://anna@host/a%09b";
+    EXPECT_EQ(complaint_of(entry), "");
+    entry = entry_to("ftp://host/a%09b");
+    entry.target.proxy = "proxy";
+    EXPECT_EQ(complaint_of(entry), "");
+}
+
 TEST_F(UploadJob, ReadsPasswordsOnlyFromPrivateFiles)
 {
     entry_t entry = to_anna();
