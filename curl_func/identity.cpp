@@ -162,9 +162,9 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
     return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
 
-// Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job; libcurl 7
-// takes it as the end. Whether all was sent, the reply on the control connection tells. OpenSSL 1.1.1 reports
-// no error there.
+// Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job;
+// libcurl 7 takes it as the end. The reply on the control connection shows whether all was sent. OpenSSL
+// 1.1.1 reports no error there.
 static void accept_an_end_without_notice([[maybe_unused]] SSL_CTX *tls)
 {
 #ifdef SSL_OP_IGNORE_UNEXPECTED_EOF

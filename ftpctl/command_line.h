@@ -8,6 +8,6 @@
 void command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
                        const char *description);
 
-// A one-line message about a wrong command line. It quotes only the unexpected word, because the next one may be a
-// password.
+// A one-line message about a wrong command line. It quotes only the unexpected word, because the next one
+// may be a password.
 std::string command_line_complaint(const CLI::App &app, const CLI::ParseError &error);

@@ -28,7 +28,7 @@ static std::string line_of(int code, const ftpclient_outcome_t &outcome, const s
     return code > 0 ? line + " (" + text_details(code, outcome.progress) + ")" : line;
 }
 
-// True when the job ended as it does after the daemon has rejected the server.
+// Throws failure unless the daemon rejected the server because of the pin, as intended.
 static void check(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome,
                   const std::string &folder)
 {

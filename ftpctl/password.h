@@ -19,11 +19,12 @@ struct password_source_t {
     bool is_empty() const { return file.empty() && credential.empty(); }
 };
 
-// The first line of the source if given, otherwise the variable, otherwise, if standard input is a terminal,
-// the user's input. A carriage return at the end of a line is removed. May wait for a file, a pipe or the
-// user. Always removes the variable from the environment. `whom` is named in the prompt, such as "anna@host".
-// Throws failure: STATUS_USAGE when there is no password, STATUS_LOCAL for a file that is not as private as it
-// must be, STATUS_CREDENTIAL for a credential that is not there, otherwise as password_prompt().
+// The first line of the source if given, otherwise the variable, otherwise, if standard input is a
+// terminal, the user's input. A carriage return at the end of a line is removed. May wait for a file, a
+// pipe or the user. Always removes the variable from the environment. `whom` is named in the prompt, such
+// as "anna@host". Throws failure: STATUS_USAGE when there is no password, STATUS_LOCAL for a file that is
+// not as private as it must be, STATUS_CREDENTIAL for a credential that is not there, otherwise as
+// password_prompt().
 std::string password_find(const password_names_t &names, const password_source_t &source,
                           const std::string &whom);
 

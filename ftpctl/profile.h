@@ -32,8 +32,8 @@ struct profile_t {
 // What is wrong with the name of a profile; "" for a valid one.
 std::string profile_name_fault(const std::string &name);
 
-// Reads a profile whose name is valid. Throws failure with a line that names the file, and the key if there is
-// one, but no value, since it might be a password: STATUS_LOCAL when the file is missing, unreadable or
+// Reads a profile whose name is valid. Throws failure with a line that names the file, and the key if there
+// is one, but no value, since it might be a password: STATUS_LOCAL when the file is missing, unreadable or
 // writable by others, STATUS_USAGE for unknown keys, keys given twice and values that the option of the
 // same name would refuse.
 profile_t profile_read(const std::string &folder, const std::string &name);

@@ -58,6 +58,6 @@ inline void output_line(const std::string &line)
 // status. Throws failure (STATUS_LOCAL) when standard output fails.
 int report_print(const options_t &options, const report_t &report);
 
-// Applies the profile (profile.h), runs the command, prints its report and returns the exit status. Throws nothing: failed output is reported
-// on standard error.
+// Applies the profile (profile.h), runs the command, prints its report and returns the exit status. Throws
+// nothing: failed output is reported on standard error.
 int report_run(const options_t &given);

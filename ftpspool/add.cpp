@@ -126,7 +126,7 @@ static entry_t complete(const spool_options_t &options)
     return entry;
 }
 
-// Credentials are the service's: an empty password stands for each here.
+// Only the service can read credentials: here an empty password stands for each.
 static options_t without_credentials(options_t options)
 {
     for (password_source_t *source : {&options.password, &options.proxy_password}) {

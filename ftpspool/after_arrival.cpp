@@ -26,7 +26,7 @@ static std::string remove_file(const std::string &path)
     return "";
 }
 
-// Never in the place of another file: a number is appended then.
+// Never replaces a file: appends a number to the name instead.
 static std::string move_file(const std::string &path, const std::string &folder)
 {
     const std::string first = folder + "/" + std::filesystem::path(path).filename().string();

@@ -23,10 +23,10 @@ struct attempt_end_t {
 class attempt_t
 {
 public:
-    // Begins; step() is to be called at once. `client` must outlive the try. Reads the file's state, the profile and
-    // password files: blocks on the disk. Throws failure for what makes the entry fail at once: no local
-    // file or a shorter one than when it was added, a refused name, no password, a profile that is wrong or
-    // gone; and for a credential that is missing, which may pass (verdict.h).
+    // Begins; step() is to be called at once. `client` must outlive the try. Reads the file's state, the
+    // profile and password files: blocks on the disk. Throws failure for what makes the entry fail at once:
+    // no local file or a shorter one than when it was added, a refused name, no password, a profile that is
+    // wrong or gone; and for a credential that is missing, which may pass (verdict.h).
     attempt_t(const ftpclient_t *client, const std::string &socket, const entry_t &entry);
 
     const entry_t &entry() const { return entry_; }
@@ -40,14 +40,14 @@ public:
     // Readable (poll) when step() has something to do.
     int fd() const { return ftpclient_call_fd(call_.get()); }
 
-    // Goes on as far as it can without waiting; true at the end. Throws nothing: end() tells failures.
+    // Goes on as far as it can without waiting; true at the end. Throws nothing: failures are in end().
     bool step();
 
-    // True once the whole file is being sent and its first bytes are on their way: what the server has from
-    // then on is its beginning.
+    // True once the whole file is being sent and bytes have moved: from then on the remote file is a
+    // beginning of it.
     bool has_begun_file() const { return has_begun_file_; }
 
-    // Ends the try early; step() tells when it has ended.
+    // Ends the try early; step() returns true when it has ended.
     void stop();
 
     // Valid after the end.

@@ -21,13 +21,13 @@ struct choice_t {
     int64_t wake_ms = 0; // without an entry: when a pause ends; 0 when no server has one
 };
 
-// Keeps in mind when which server had its turn. Among servers without a pause the one with the highest
-// priority is next, and among equals the one that waits longest for its turn.
+// Remembers when each server had its turn. Among servers without a pause the one with the highest priority
+// is next, and among equals the one that waits longest for its turn.
 class chooser_t
 {
 public:
-    // `lines` has one entry for each server, `now_ms` is steady_ms(). No entry when all servers pause, or when
-    // there is none.
+    // `lines` has one entry for each server, `now_ms` is steady_ms(). No entry when all servers pause, or
+    // when there is none.
     choice_t choose(const std::vector<ready_t> &lines, const pauses_t &pauses, int64_t now_ms);
 
 private:

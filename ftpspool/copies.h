@@ -15,8 +15,8 @@ public:
     explicit copying_t(const spool_paths_t &paths);
 
     // Makes a hard link to `local`, or a copy of mode 0600 where the file system is another one or forbids
-    // the link. Returns its path. Name and content are on the disk then. Throws failure (STATUS_LOCAL), and leaves nothing
-    // behind.
+    // the link. Returns its path. Name and content are on the disk then. Throws failure (STATUS_LOCAL), and
+    // leaves nothing behind.
     std::string make(const std::string &local);
 
     // Keeps the copy; otherwise the destructor removes it.

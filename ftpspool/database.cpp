@@ -81,7 +81,7 @@ transaction_t::~transaction_t()
         if (is_open_)
             database_.run("ROLLBACK");
     } catch (const failure &) {
-        // SQLite has rolled back by itself; the failure that ended the scope is the one to tell
+        // SQLite has rolled back by itself; the failure that ended the scope is reported
     }
 }
 

@@ -7,8 +7,8 @@
 // Throws failure (STATUS_LOCAL): the path and what errno says.
 [[noreturn]] void disk_fail(const std::string &path);
 
-// After it what was made, renamed or removed in the folder is on the disk. Returns false, with errno, when that
-// could not be done. Blocks on the disk.
+// After it what was made, renamed or removed in the folder is on the disk. Returns false, with errno, when
+// that could not be done. Blocks on the disk.
 bool disk_sync_folder(const std::string &folder);
 
 // After it the content of a file that this process may read is on the disk. As disk_sync_folder().

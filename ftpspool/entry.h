@@ -57,7 +57,7 @@ struct entry_t {
     // The remote file holds the beginning of what `identity` stands for: the rest may be appended.
     bool resumable = false;
     std::string identity; // of the file at the start of the last try
-    std::string place;    // that this try sent it to: the profile may name another one by now
+    std::string place;    // where the last try sent it; the profile may have changed since
 
     int64_t ended_s = 0;
     std::string error;   // a name of ftpctl's exit statuses; "": none

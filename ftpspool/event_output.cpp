@@ -118,7 +118,7 @@ void event_output_t::tell_watch(const char *event, int64_t watch, const std::str
 
 // ---- Commands ----
 
-// What the system refuses to the commands must not end the service.
+// A command that cannot be started is reported once and must not end the service.
 void event_output_t::drive(const std::function<void()> &call)
 {
     try {

@@ -1,4 +1,4 @@
-// What the service tells: a line on standard output and a command of --exec for each event.
+// The events of the service: for each a line on standard output and a command of --exec.
 #pragma once
 
 #include "ftpctl/event_hook.h"
@@ -43,7 +43,7 @@ public:
     // Readable (poll) when step() is due; -1: never.
     int fd() const { return hook_.fd(); }
 
-    // Starts the next command when one has ended. A system that allows no more processes is told once, and
+    // Starts the next command when one has ended. That no process can be started is reported once, and
     // asked again by the next step() or event. Never waits.
     void step();
 
@@ -51,7 +51,7 @@ private:
     bool json_;
     int64_t grace_ms_;
     event_hook hook_;
-    bool is_refused_ = false; // it was told that no command could be started
+    bool is_refused_ = false; // it was reported that no command could be started
 
     void tell(const event_t &event);
     void drive(const std::function<void()> &call);

@@ -21,8 +21,8 @@ static bool has_leases(int fd)
                std::end(WITHOUT_LEASES);
 }
 
-// Who opens a leased file makes the kernel send a signal, which is SIGIO and deadly unless another one is
-// chosen.
+// When somebody opens a leased file, the kernel signals its holder, by default with SIGIO, which would end
+// the process. SIGURG is ignored.
 writers_t writers_hold_off(int fd)
 {
     if (fcntl(fd, F_SETSIG, SIGURG) == 0 && fcntl(fd, F_SETLEASE, F_RDLCK) == 0)

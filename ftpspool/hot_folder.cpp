@@ -75,7 +75,7 @@ void hot_folder_t::fail(const std::string &path)
     retry_later();
 }
 
-// Numbers are not used twice: changes that are told under old ones are no longer heeded.
+// inotify never reuses a watch number, so queued events of the removed watches match nothing.
 void hot_folder_t::restart()
 {
     for (const auto &[number, path] : watched_)
@@ -155,7 +155,7 @@ void hot_folder_t::scan_some()
         problem_.clear();
 }
 
-// Changes are told from the first moment on: what the scan does not see is told.
+// The watch is added before the scan, so a file that arrives meanwhile is seen by one of them.
 void hot_folder_t::begin_scan()
 {
     const std::string path = to_scan_.back();

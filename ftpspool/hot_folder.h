@@ -23,7 +23,7 @@ public:
     // A folder that is missing, or that goes, is looked for again after this time.
     static constexpr int64_t RETRY_MS = 30000;
 
-    // With `is_deep`, sub-folders belong to it. `epoll` gets the descriptor that tells of changes. Nothing
+    // With `is_deep`, sub-folders belong to it. `epoll` gets the descriptor that reports changes. Nothing
     // happens before step().
     hot_folder_t(std::string folder, bool is_deep, int epoll, offer_t offer);
 

@@ -14,8 +14,8 @@ hot_folders_t::hot_t::hot_t(const store_t &store, event_output_t &events, const 
 {
 }
 
-// What is mounted over a watched folder is told by the list of the mounts alone: each step looks then whether
-// the folders are still the same.
+// Only the list of mounts shows that something was mounted over a watched folder. A change of it wakes
+// step(), which compares each folder with the one that is watched.
 hot_folders_t::hot_folders_t(const store_t &store, event_output_t &events)
     : store_(store), events_(events), watches_(store), epoll_(epoll_create1(EPOLL_CLOEXEC)),
       mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC))
@@ -36,7 +36,7 @@ void hot_folders_t::step(int64_t now_ms)
     }
 }
 
-// A watch does not change, so its id stands for it.
+// Watches are added and removed but never changed, so comparing ids is enough.
 void hot_folders_t::notice_watches()
 {
     const auto id_of = [](const std::unique_ptr<hot_t> &hot) { return hot->intake.watch().id; };

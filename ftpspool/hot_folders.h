@@ -18,8 +18,8 @@ public:
     int fd() const { return epoll_.get(); }
 
     // Notices watches that were added and removed, and queues some of the files that have come, without
-    // waiting for any. A folder that is missing or goes is told once, and once more when it is back. Throws
-    // failure when the store does.
+    // waiting for any. A folder that is missing or goes is reported once, and once more when it is back.
+    // Throws failure when the store does.
     void step(int64_t now_ms);
 
     // When step() has something to do by itself, on the steady clock; 0: never.
@@ -29,7 +29,7 @@ private:
     struct hot_t {
         intake_t intake;
         hot_folder_t folder;
-        std::string problem; // that was told
+        std::string problem; // that was reported
         hot_t(const store_t &store, event_output_t &events, const watch_t &watch, int epoll);
     };
     const store_t &store_;

@@ -16,7 +16,8 @@
 #include <fnmatch.h>
 #include <sys/statvfs.h>
 
-// Looked for with each file that is taken, so that the files that have gone do not add up.
+// With each file that is queued, so many known files are looked for and forgotten if they are gone: the
+// table stays small.
 constexpr int64_t SWEPT_AT_ONCE = 4;
 
 intake_t::intake_t(const store_t &store, event_output_t &events, watch_t watch)
@@ -82,7 +83,7 @@ bool intake_t::offer(const std::string &path)
     return queue(path, status);
 }
 
-// A card that is not there has not lost its files.
+// Only files on this file system are looked for: those of a card that is not inserted stay known.
 static std::string file_system_of(const std::string &folder)
 {
     struct statvfs status = {};
@@ -90,7 +91,7 @@ static std::string file_system_of(const std::string &folder)
     return std::to_string(status.f_fsid);
 }
 
-// The entry is made of what the file was without writers: whoever writes it later makes another one of it.
+// The entry describes the file while nobody was writing to it; a later write makes another entry.
 bool intake_t::queue(const std::string &path, const struct stat &status)
 {
     const file_identity_t identity = file_identity(status);
@@ -132,7 +133,7 @@ std::vector<std::string> intake_t::some_gone(const std::string &file_system)
     return paths;
 }
 
-// Once, as it is tried again and again.
+// Reports a reason once, although the file is offered again and again.
 bool intake_t::complain(const std::string &why)
 {
     if (complaint_ != why)

@@ -27,8 +27,8 @@ private:
     event_output_t &events_;
     watches_t watches_;
     watch_t watch_;
-    std::string swept_;     // behind it stands the next path that is looked for
-    std::string complaint_; // the last one that was told
+    std::string swept_;     // the path checked last; the next check begins behind it
+    std::string complaint_; // the last one that was reported
 
     bool wants(const std::string &path) const;
     entry_t entry_for(const std::string &path, const struct stat &status) const;

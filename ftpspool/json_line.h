@@ -1,4 +1,5 @@
-// A JSON object on one line, written as it is built: a list of many entries is printed without a tree for each.
+// A JSON object on one line, written as it is built: a list of many entries is printed without a tree for
+// each.
 #pragma once
 
 #include <cstdint>

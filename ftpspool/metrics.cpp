@@ -52,7 +52,7 @@ static std::string sample_of(const std::string &name, int64_t value)
     return name + " " + std::to_string(value) + "\n";
 }
 
-// A time that is not known is no sample: 0 would be 1970, and an alarm.
+// An unknown time has no sample: 0 would mean 1970 and raise an alarm.
 static std::string time_of(const std::string &name, const char *help, int64_t s)
 {
     return head_of(name, "gauge", help) + (s == 0 ? "" : sample_of(name, s));
@@ -100,7 +100,8 @@ static bool write_new(const std::string &path, const std::string &text)
     return count == static_cast<ssize_t>(text.size()) && file.close() == 0;
 }
 
-// A reader sees the old file or the new one. Its name does not end in ".prom", by which collectors find files.
+// A reader sees the old file or the new one. Its name does not end in ".prom", by which collectors find
+// files.
 static bool replace_file(const std::string &path, const std::string &text)
 {
     const std::string making = path + ".new";

@@ -26,8 +26,8 @@ public:
     void failed(const std::string &cause);
 
     // Writes the file if something has changed since, unless it was written less than PAUSE_MS ago. It is
-    // replaced whole, with mode 0644. A file that cannot be written is told on standard error once, and tried
-    // again with the next change. Times are those of steady_ms().
+    // replaced whole, with mode 0644. A file that cannot be written is reported on standard error once, and
+    // tried again with the next change. Times are those of steady_ms().
     void keep(const store_t &store, int64_t now_ms);
 
     // When keep() is due because of a change that it has not written; 0: there is none.
@@ -44,7 +44,7 @@ private:
     std::map<std::string, int64_t> failures_;
     std::string version_; // of the queue when keep() last looked
     bool is_stale_ = false;
-    bool is_refused_ = false; // it was told that the file cannot be written
+    bool is_refused_ = false; // it was reported that the file cannot be written
     int64_t next_ms_ = 0;
 
     std::string text(const figures_t &figures) const;

@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-// Times are milliseconds of a clock that nobody sets.
+// Times are milliseconds of steady_ms().
 class pauses_t
 {
 public:

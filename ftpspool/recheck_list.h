@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-// Times are milliseconds of a clock that nobody sets.
+// Times are milliseconds of steady_ms().
 class recheck_list_t
 {
 public:

@@ -23,7 +23,7 @@ constexpr std::string_view CONVERSIONS = "aAbBCdFgGHIjmMpRSTuUVwWyY%";
 
 [[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, "--name: " + line); }
 
-// A dot at the beginning begins no extension.
+// A leading dot does not start an extension.
 static size_t base_length(const std::string &name)
 {
     const size_t dot = name.rfind('.');

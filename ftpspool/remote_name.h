@@ -6,7 +6,7 @@
 //   {counter} {counter:6}      the number of the file, perhaps with leading zeros: "42", "000042"
 //   %Y %m %d %H %M %S ...      as strftime(3): when the file was last changed, in UTC; %% is a '%'
 //
-// A '/' makes folders. Where nothing is left of the last name, the file's name stands.
+// A '/' makes folders. If the last name is empty, the file's own name is used.
 #pragma once
 
 #include <cstdint>

@@ -18,8 +18,8 @@ constexpr int64_t VERSION = 1;
 constexpr int CACHE_KIB = 64;
 constexpr int NAMES_MOST = 1000;
 
-// SQL here and in store.cpp, store_life.cpp and watches.cpp has the states as numbers, which cannot change: they are on
-// disks.
+// SQL here and in store.cpp, store_life.cpp and watches.cpp has the states as numbers, which must not
+// change: devices have them on disk.
 static_assert(state_t(0) == state_t::QUEUED && state_t(1) == state_t::WAITING &&
               state_t(2) == state_t::HELD && state_t(3) == state_t::SENDING &&
               state_t(4) == state_t::ARRIVED && state_t(5) == state_t::DONE && state_t(6) == state_t::FAILED);
@@ -132,7 +132,8 @@ static void keep_left_copies(const std::string &files)
     disk_fail(files);
 }
 
-// One process alone: when it has ended, others have a log and copies of theirs.
+// Under a lock: a second process must not set aside the log and the copies of the database that the first
+// one has made.
 void schema_make(const spool_paths_t &paths)
 {
     const std::string path = paths.database();

@@ -109,7 +109,8 @@ void service_t::start(const ready_t &ready)
     advance();
 }
 
-// What kept a try from beginning: nothing was sent. One that counts becomes a try by its begin.
+// The try could not begin, so nothing was sent. If it counts, begin() makes it a try: a setback is recorded
+// only in state "sending".
 void service_t::settle_start(const entry_t &entry, const failure &why)
 {
     const verdict_t verdict = verdict_before(why.status);

@@ -20,7 +20,7 @@ struct service_options_t {
     std::string socket = FTPCLIENT_CONTROL_SOCKET;
     int64_t pause_ms = 5000;           // after a server's first failure
     int64_t longest_pause_ms = 900000; // after many
-    bool json = false;                 // how events are told
+    bool json = false;                 // events as JSON, not as text
     std::string exec;                  // a command for each event; "": none
     std::string metrics;               // the file with the figures; "": none
 };
@@ -28,9 +28,9 @@ struct service_options_t {
 class service_t
 {
 public:
-    // Takes over the spool: only one service may run on it. Throws failure. A damaged database is kept aside
-    // under a name that the failure tells, as it may hold entries that can be saved; the next start begins
-    // with an empty one.
+    // Takes over the spool: only one service may run on it. Throws failure. A damaged database is kept
+    // aside under a name that the failure gives, as it may hold entries that can be saved; the next start
+    // begins with an empty one.
     explicit service_t(const service_options_t &options);
 
     // Returns after SIGTERM, SIGINT or SIGHUP, when the running try has been stopped. Throws failure when an

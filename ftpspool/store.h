@@ -108,8 +108,8 @@ public:
     // An entry that has arrived, and whose local file is still to be cared for; 0: none.
     int64_t first_arrived() const;
 
-    // queued or waiting -> sending. Until moved() or the end of the try, the remote file, at `place`, is taken
-    // for spoiled: by other entries as well, whose beginning it may have held.
+    // queued or waiting -> sending; false in any other state. No entry with this `place` is resumable until
+    // moved(): the upload may overwrite what an earlier try left there.
     bool begin(int64_t id, const std::string &identity, const std::string &place = "");
 
     // The whole file is being sent, and its first bytes are on their way.
@@ -121,8 +121,8 @@ public:
     // -> failed, from any state. Of `why`, error, message and resumable count.
     void fail(int64_t id, const setback_t &why, int64_t now_s);
 
-    // -> arrived, from any state: it may have been held, or held and released, since its try began. False when it
-    // has been removed.
+    // -> arrived, from any state: it may have been held, or held and released, since its try began. False
+    // when it has been removed.
     bool arrived(int64_t id);
 
     // -> done. `note`: what could not be done with the local file.

@@ -26,8 +26,8 @@ static int move_to_free_name(const std::string &from, const std::string &to)
     return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
 }
 
-// The copies go first: the next start removes those that its database does not know, and the producers may have
-// deleted their files. The log goes along: it may hold what the database lacks.
+// The copies go first: the next start removes those that its database does not know, and the producers may
+// have deleted their files. The log goes along: it may hold what the database lacks.
 static std::string keep_aside(const spool_paths_t &paths)
 {
     for (int number = 1; number <= NAMES_MOST; number++) {

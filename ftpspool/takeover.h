@@ -8,5 +8,5 @@
 descriptor takeover_lock(const spool_paths_t &paths);
 
 // Opens the spool and reads all of it. Throws failure. A damaged database is renamed, with its log, to
-// "spool.db.damaged-N", and the folder of the copies to "files.damaged-N"; the failure tells these names.
+// "spool.db.damaged-N", and the folder of the copies to "files.damaged-N"; the failure names both.
 store_t takeover_open(const spool_paths_t &paths);

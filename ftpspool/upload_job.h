@@ -7,8 +7,8 @@
 
 #include <string>
 
-// The options by which `ftpctl put` would send the entry, completed by its profile, which is read now. The URL
-// may still be a folder. Throws failure as profile_apply() does.
+// The options by which `ftpctl put` would send the entry, completed by its profile, which is read now. The
+// URL may still be a folder. Throws failure as profile_apply() does.
 options_t upload_options(const entry_t &entry, const std::string &socket);
 
 // The job without its logins. Throws failure for everything that the daemon would refuse, as `ftpctl put`

@@ -83,10 +83,11 @@ verdict_t verdict_of(int status)
     return found == std::end(VERDICTS) ? SERVER : found->verdict;
 }
 
+verdict_t verdict_before(int status) { return status == STATUS_LOCAL ? FINAL : verdict_of(status); }
+
 std::vector<int> verdict_statuses()
 {
     std::vector<int> statuses;
     std::ranges::transform(VERDICTS, std::back_inserter(statuses), &row_t::status);
     return statuses;
 }
-verdict_t verdict_before(int status) { return status == STATUS_LOCAL ? FINAL : verdict_of(status); }

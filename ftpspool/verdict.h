@@ -14,8 +14,9 @@ enum class verdict_t {
 // held against the server.
 verdict_t verdict_of(int status);
 
-// All statuses of the table.
-std::vector<int> verdict_statuses();
 // The same for what kept a try from beginning, before the daemon was asked: there STATUS_LOCAL means the
 // entry's own file, its profile or a password's file.
 verdict_t verdict_before(int status);
+
+// All statuses of the table.
+std::vector<int> verdict_statuses();

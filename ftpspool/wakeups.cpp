@@ -42,8 +42,8 @@ wakeups_t::wakeups_t(const std::string &path)
         throw failure(STATUS_LOCAL, path + ": cannot be watched: " + strerror(errno));
 }
 
-// 0 disarms the timer. The wall clock's timer also tells when the clock is set; so without an end it is due in
-// the far future.
+// 0 disarms the timer. The wall clock's timer also reports that the clock was set, so without an end it is
+// armed for the far future.
 static void arm(const descriptor &timer, int flags, int64_t s, int64_t ns)
 {
     itimerspec until = {};
@@ -52,7 +52,7 @@ static void arm(const descriptor &timer, int flags, int64_t s, int64_t ns)
     timerfd_settime(timer.get(), flags, &until, nullptr);
 }
 
-// unlink() changes the number of links, which inotify tells as IN_ATTRIB.
+// unlink() changes the number of links, which inotify reports as IN_ATTRIB.
 bool wakeups_t::is_database_gone() const { return inode_of(path_) != inode_; }
 
 void wakeups_t::drain()

@@ -1,4 +1,4 @@
-// What the service waits for: nothing runs between.
+// Blocks the service until there is something to do; it never polls.
 #pragma once
 
 #include "strutil/guards.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <sys/types.h>
 
-// Milliseconds of a clock that nobody sets and that goes on while the device sleeps.
+// Milliseconds of a monotonic clock that also counts while the device sleeps.
 int64_t steady_ms();
 
 // Seconds since 1970.
@@ -23,12 +23,12 @@ constexpr int64_t earlier(int64_t one, int64_t other)
 class wakeups_t
 {
 public:
-    // Watches the database at `path` for a close after writing, which comes also when the writer is killed. Throws
-    // failure (STATUS_LOCAL).
+    // Watches the database at `path` for a close after writing, which comes also when the writer is killed.
+    // Throws failure (STATUS_LOCAL).
     explicit wakeups_t(const std::string &path);
 
-    // Waits until one of `fds` (-1: none) is readable, the database was changed by a command, the steady clock
-    // is at `steady_ms` or the wall clock at `wall_s` (0: never), or the wall clock was set.
+    // Waits until one of `fds` (-1: none) is readable, the database was changed by a command, the steady
+    // clock is at `steady_ms` or the wall clock at `wall_s` (0: never), or the wall clock was set.
     void wait(std::initializer_list<int> fds, int64_t steady_ms, int64_t wall_s);
 
     // True when the path leads to another file, or to none.

@@ -34,8 +34,8 @@ static fs::path way(const std::string &from, const std::string &to)
     return fs::weakly_canonical(to).lexically_relative(fs::weakly_canonical(from));
 }
 
-// True when the watch would take files in that folder. Names that begin with '.' are left alone, and "..", which
-// leads out, is one of them.
+// True when the watch would take files in that folder. Names that begin with '.' are left alone, and "..",
+// which leads out, is one of them.
 static bool is_watched(const watch_t &watch, const std::string &folder)
 {
     const fs::path inside = way(watch.folder, folder);
@@ -61,7 +61,7 @@ static void check_globs(const watch_t &watch)
     }
 }
 
-// A folder, unless --name names the files in it; it ends in '/' then.
+// The URL of a folder; with --name its final '/' may be left out and is added.
 static void complete_url(watch_t &watch)
 {
     std::string &url = watch.entry.target.url;

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-// A name has none of it, so no glob has any use for it.
+// File names cannot contain it, so globs need not either.
 constexpr char BETWEEN_GLOBS = '/';
 
 static std::string joined(const std::vector<std::string> &globs)

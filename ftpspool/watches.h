@@ -38,7 +38,8 @@ public:
     // Neither the id nor `taken` counts. Returns the id.
     int64_t add(const watch_t &watch) const;
 
-    // Forgets its files as well; its entries stay. A part of store_t::begin_changes(). False when there is none.
+    // Forgets its files as well; its entries stay. A part of store_t::begin_changes(). False when there is
+    // none.
     bool remove(int64_t id) const;
 
     // By id.
@@ -48,9 +49,9 @@ public:
     // True when this very file has become an entry.
     bool has_seen(int64_t watch, const std::string &path, const std::string &identity) const;
 
-    // Adds the entry, remembers its file, counts it, and forgets the files `gone`, all at once. An entry that
-    // the same path became before, and that has neither ended nor a copy, goes: it would send the new content.
-    // Returns the entry's id; nothing when the watch has been removed.
+    // In one transaction, adds the entry, remembers its file, counts it, forgets the files `gone`, and
+    // deletes an unfinished entry without a copy that the same path made earlier: it would send the new
+    // content, too. Returns the entry's id; nothing when the watch has been removed.
     std::optional<int64_t> take(int64_t watch, const taken_t &file,
                                 const std::vector<std::string> &gone) const;
 

@@ -58,7 +58,7 @@ void zixif_progress_sample(zixif_progress_t *progress, uint64_t sent_bytes, uint
     progress->elapsed_ms += interval_ms;
     const pace_t pace = pace_of(sent_bytes, total_bytes, progress->reference_bytes, interval_ms);
     // The total, not the sent bytes: from the second sample on, the speed is 0 or negative until everything
-    // is sent. Readers of the log line know it so.
+    // is sent. Kept: the log line is part of the interface.
     progress->reference_bytes = total_bytes;
     // The line's numbers are ints; 2 PB and thousands of years of minutes fit.
     log_info("zixi_func(731)", "Uploaded: %d%% %dMB/%dMB Speed: %d.%3dMbps elapsed:%d[m] / remain:%d[m]",
