@@ -119,6 +119,20 @@ def test_a_look_up_is_retried_when_the_server_falls_silent(fast_daemon, line, jo
     assert client.get_file_info()[3:5] == (1, 7)
 
 
+@pytest.mark.timeout(300)
+def test_a_file_is_not_called_absent_because_the_line_went_dead(fast_daemon, line, jobs):
+    _, relay = line()
+    assert jobs.file_info("a", **SFTP).outcome == (0, 0)
+    for left in (250, 350):  # where libssh2 1.11, and 1.10, ask for the folder to be opened
+        second_login = relay.connections + 2
+        relay.stops = {second_login: relay.taken[2] - left}
+        notice = jobs.file_info("a", **SFTP)
+        if notice.outcome == (0, 0):
+            assert client.get_file_info()[3] == 1, left
+        else:
+            assert notice.outcome == (1, wire.NETWORK), left
+
+
 def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, line, jobs, log, local):
     line(delay_s=1 / SPEED)  # one second of the daemon's clock
     assert jobs.download("a", local / "b", **SFTP).outcome == (0, 0)
