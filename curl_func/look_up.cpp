@@ -14,13 +14,13 @@ static bool prepare_look_up(worker_t *w)
     return !failed(w) && show_progress(w, cb_progress_null);
 }
 
-// A missing file is a successful answer.
+// A missing file is a successful answer, but no answer is not.
 static void accept_missing_file(worker_t *w)
 {
     curl_e_handle_t *handle = &w->handle;
     const bool missing =
         handle->curl_code == CURLE_REMOTE_ACCESS_DENIED || handle->curl_code == CURLE_REMOTE_FILE_NOT_FOUND;
-    if (handle->error != FTPCD_ERR_NETWORK || !missing)
+    if (handle->error != FTPCD_ERR_NETWORK || !missing || handle->operation_timed_out != 0)
         return;
     log_info("curl_func(905)", "Ignore error(%d)", handle->curl_code);
     handle->error = FTPCD_ERR_NONE;

@@ -31,10 +31,13 @@ static bool is_repeated(curl_e_handle_t *rec, std::string_view line)
     return repeated;
 }
 
-// libcurl reports a timeout before QUIT only by this line.
+// libcurl reports a timeout before QUIT only by the first line. With the second, libssh2 1.11 has waited a
+// minute for an answer; libcurl 8.14 then gives the code of a missing folder.
 static void note_time_out(curl_e_handle_t *rec, curl_infotype type, std::string_view line)
 {
-    if (rec != nullptr && type == CURLINFO_TEXT && line.starts_with("Operation timed out"))
+    if (rec != nullptr && type == CURLINFO_TEXT &&
+        (line.starts_with("Operation timed out") ||
+         line.starts_with("Could not open directory for reading: Unknown error")))
         rec->operation_timed_out = 1;
 }
 

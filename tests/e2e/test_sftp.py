@@ -111,12 +111,26 @@ def test_a_name_is_unchanged_after_a_retry(fast_daemon, line, jobs, log, local):
 def test_a_look_up_is_retried_when_the_server_falls_silent(fast_daemon, line, jobs, log):
     _, relay = line()
     assert jobs.file_info("a", **SFTP).outcome == (0, 0)
-    # Each job logs in on one connection and then on another. The last requests read the folder and close it.
-    relay.stops = {4: relay.taken[2] - 250}
+    # Each job logs in on one connection and then on another. Its last request, which closes the folder, gets no answer.
+    relay.stops = {4: relay.taken[2] - 90}
     notice = jobs.file_info("a", **SFTP)
     assert (notice.outcome, notice.exec_info.retry_count) == ((0, 0), 1)
     assert "* Disconnect timed out" not in log.texts  # then libcurl would have kept the session
     assert client.get_file_info()[3:5] == (1, 7)
+
+
+@pytest.mark.timeout(300)
+def test_a_file_is_not_called_absent_because_the_line_went_dead(fast_daemon, line, jobs):
+    _, relay = line()
+    assert jobs.file_info("a", **SFTP).outcome == (0, 0)
+    for left in (250, 350):  # where libssh2 1.11, and 1.10, ask for the folder to be opened
+        second_login = relay.connections + 2
+        relay.stops = {second_login: relay.taken[2] - left}
+        notice = jobs.file_info("a", **SFTP)
+        if notice.outcome == (0, 0):
+            assert client.get_file_info()[3] == 1, left
+        else:
+            assert notice.outcome == (1, wire.NETWORK), left
 
 
 def test_a_slow_line_leaves_no_session_in_memory(fast_daemon, line, jobs, log, local):

@@ -179,7 +179,9 @@ void expect_conversation(bench_t *bench, unsigned type, std::string_view text)
         begin = at + 1;
         if (line.empty())
             continue;
-        if (type == CURLINFO_TEXT && line.starts_with("Operation timed out"))
+        if (type == CURLINFO_TEXT &&
+            (line.starts_with("Operation timed out") ||
+             line.starts_with("Could not open directory for reading: Unknown error")))
             bench->operation_timed_out = 1;
         if (line.starts_with("Callback aborted")) {
             if (bench->callback_aborted_logged != 0)

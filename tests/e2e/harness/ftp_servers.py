@@ -2,6 +2,7 @@
 
 import logging
 import os
+import pathlib
 import stat
 import threading
 import time
@@ -54,9 +55,14 @@ PROFTPD = {
     "RequireValidShell": "off",
     "AuthOrder": "mod_auth_unix.c",
     "UseReverseDNS": "off",
-    # A module that this proftpd may not have built in.
-    "<IfModule mod_delay.c>": "\nDelayEngine off\n</IfModule>",
+    "DelayEngine": "off",
 }
+
+
+def _proftpd_modules():
+    """Since Debian 13 these are no longer built in."""
+    names = [f"mod_{name}" for name in ("delay", "ls", "xfer")]
+    return [name for name in names if pathlib.Path(f"/usr/lib/proftpd/{name}.so").exists()]
 
 
 class Proftpd(Program):
@@ -66,7 +72,9 @@ class Proftpd(Program):
         file, own = (WORLD / f"proftpd.{port}.{end}" for end in ("conf", "own"))
         own.mkdir()
         files = {"PidFile": own / "pid", "ScoreboardFile": own / "scoreboard", "SystemLog": own / "log", "Port": port}
-        file.write_text("".join(f"{key} {value}\n" for key, value in (PROFTPD | files | settings).items()))
+        lines = [f"LoadModule {name}.c\n" for name in _proftpd_modules()]
+        lines += [f"{key} {value}\n" for key, value in (PROFTPD | files | settings).items()]
+        file.write_text("".join(lines))
         super().__init__(["/usr/sbin/proftpd", "--nodaemon", "--quiet", "--config", str(file)], port)
 
 

@@ -62,6 +62,17 @@ TEST_F(Worker, AMissingRemoteFileIsAnAnswerAndOtherFailuresAreFailures)
     }
 }
 
+TEST_F(Worker, NoAnswerIsNoMissingFile)
+{
+    script([&](curl_e_handle_t *handle) {
+        ends_with(FTPCD_ERR_NETWORK, CURLE_REMOTE_FILE_NOT_FOUND, 0)(handle);
+        handle->operation_timed_out = 1;
+    });
+    EXPECT_EQ(run(JOB_DL_FILE_INFO), static_cast<uint32_t>(FTPCD_ERR_NETWORK));
+    EXPECT_EQ(remote_file.looked_up, 0u);
+    EXPECT_EQ(shown.curl_code, static_cast<uint32_t>(CURLE_REMOTE_FILE_NOT_FOUND));
+}
+
 TEST_F(Worker, ALookUpThroughAnHttpProxyIsNotSupported)
 {
     request.proxy_type = PROXY_HTTP;

@@ -102,6 +102,15 @@ TEST(DebugCb, NotesLibcurlsOwnTimeout)
     EXPECT_EQ(rec.operation_timed_out, 1u);
 }
 
+TEST(DebugCb, NotesThatAFolderWasNotOpenedForLackOfAnAnswer)
+{
+    curl_e_handle_t rec{};
+    shown(&rec, CURLINFO_TEXT, "Could not open directory for reading: File not found\n");
+    EXPECT_EQ(rec.operation_timed_out, 0u);
+    shown(&rec, CURLINFO_TEXT, "Could not open directory for reading: Unknown error in libssh2\n");
+    EXPECT_EQ(rec.operation_timed_out, 1u);
+}
+
 TEST(DebugCb, CallsOnCloseBeforeLibcurlClosesTheConnection)
 {
     int told = 0;
