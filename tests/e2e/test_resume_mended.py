@@ -172,7 +172,7 @@ def test_a_stopped_append_says_what_is_on_the_server(daemon, local, retries):
     last = err.splitlines()[-1]
     assert f"the remote file had {BEGUN} bytes before" in last, err
     assert ("upload it whole, without --resume" in last) == (retries > 0), err
-    assert ("--resume goes on" in last) == (retries == 0), err
+    assert ("--resume continues" in last) == (retries == 0), err
     server.stop()
     wait_until(lambda: len(server.files["f"]) >= BEGUN + RECEIVED + retries * BROKEN_AFTER, "what the server took")
     assert content.startswith(server.files["f"]) == (retries == 0)
