@@ -21,26 +21,8 @@ TEST_F(Add, PrintsTheId)
 TEST_F(Add, AcceptsAllItsOptions)
 {
     std::filesystem::create_directory(dir / "sent");
-    const said_t said = run({"add",
-                             file,
-                             "ftpes://host/",
-                             "--priority",
-                             "-5",
-                             "--not-before",
-                             "90m",
-                             "--expires",
-                             "2d",
-                             "--tries",
-                             "4",
-                             "--move-to",
-                             dir / "sent",
-                             "--user",
-                             "anna",
-                             "--password-file",
-                             password,
-                             "--pin",
-                             "sha1:" + std::string(40, 'a'),
-                             "--active"});
+    const said_t said = run_with_login({"add", file, "ftpes://host/", "--priority", "-5", "--not-before",
+                                        "90m", "--expires", "2d", "--tries", "4", "--move-to", dir / "sent"});
     ASSERT_EQ(said.err, "");
     const entry_t entry = found(1);
     EXPECT_EQ(entry.target.url, "ftpes://host/a");

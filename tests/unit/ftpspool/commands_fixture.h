@@ -35,6 +35,13 @@ protected:
         const int status = refused ? *refused : spool_main(options);
         return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
     }
+    // `words`, and all options that say how to log in.
+    said_t run_with_login(std::vector<std::string> words) const
+    {
+        words.insert(words.end(), {"--user", "anna", "--password-file", password, "--pin",
+                                   "sha1:" + std::string(40, 'a'), "--active"});
+        return run(std::move(words));
+    }
     entry_t found(int64_t id) const { return open().find(id).value(); }
     std::string refusal(std::vector<std::string> words) const
     {

@@ -39,30 +39,9 @@ TEST_F(WatchCommands, WatchPrintsTheId)
 TEST_F(WatchCommands, WatchAcceptsAllItsOptions)
 {
     fs::create_directory(dir / "sent");
-    const said_t said = run({"watch",
-                             root,
-                             "ftpes://host/d",
-                             "--match",
-                             "*.ts",
-                             "--match",
-                             "a*",
-                             "--recursive",
-                             "--name",
-                             "%Y/{name}",
-                             "--priority",
-                             "5",
-                             "--copy",
-                             "--tries",
-                             "3",
-                             "--move-to",
-                             dir / "sent",
-                             "--user",
-                             "anna",
-                             "--password-file",
-                             password,
-                             "--pin",
-                             "sha1:" + std::string(40, 'a'),
-                             "--active"});
+    const said_t said = run_with_login({"watch", root, "ftpes://host/d", "--match", "*.ts", "--match", "a*",
+                                        "--recursive", "--name", "%Y/{name}", "--priority", "5", "--copy",
+                                        "--tries", "3", "--move-to", dir / "sent"});
     ASSERT_EQ(said.err, "");
     const watch_t watch = only_watch();
     EXPECT_THAT(watch.globs, ElementsAre("*.ts", "a*"));
