@@ -105,7 +105,7 @@ static std::string error_line(const options_t &options, const job_t &job, int er
                ", the job was cancelled; --timeout sets another limit";
     case FTPCLIENT_ERR_UNKNOWN_OUTCOME:
         return job.shown_url +
-               ": another program used the daemon meanwhile, the outcome of this job is not known";
+               ": another program may have used the daemon meanwhile, the outcome of this job is not known";
     case FTPCLIENT_ERR_NO_RESUME:
         return resume_line(outcome);
     case FTPCLIENT_ERR_OUT_OF_SIGHT:

@@ -142,7 +142,9 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run);
 /* ---- Between the files of a run ---- */
 
 enum {
-    FTPC_LOOK_MS = CONTROL_PASS_MS - 30 /* from a reply to the next request: just in time for the next pass */
+    /* From a reply to the next request. It comes in time for the next pass when this program is woken up to
+     * 55 ms late, and proves the passes consecutive when the reply is then read up to 35 ms late. */
+    FTPC_LOOK_MS = CONTROL_PASS_MS - 55
 };
 
 /* The ftpclient_job of the current goal. */

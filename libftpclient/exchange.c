@@ -1,5 +1,7 @@
 #include "libftpclient/exchange.h"
 
+#include "wire/control.h"
+
 #include <sys/socket.h>
 
 FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path)
@@ -223,6 +225,26 @@ FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index)
     enum { TOGETHER_MS = 5 };
     return index > 0 &&
            batch->exchanges[index].connected_ms - batch->exchanges[index - 1].connected_ms < TOGETHER_MS;
+}
+
+static int64_t earlier(int64_t a_ms, int64_t b_ms) { return a_ms < b_ms ? a_ms : b_ms; }
+
+FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index)
+{
+    int64_t latest_ms = batch->exchanges[index].replied_ms;
+    for (int i = index + 1; i < batch->count; i++)
+        latest_ms = earlier(latest_ms, batch->exchanges[i].replied_ms - (i - index) * CONTROL_PASS_MS);
+    const int64_t queued_ms = batch->exchanges[index].connected_ms;
+    return latest_ms > queued_ms ? latest_ms : queued_ms;
+}
+
+FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch)
+{
+    const int last = batch->count - 1;
+    int64_t ended_ms = batch->exchanges[last].replied_ms;
+    for (int i = 0; i < last; i++)
+        ended_ms = earlier(ended_ms, batch->exchanges[i].replied_ms + (last - i) * CONTROL_PASS_MS);
+    return ended_ms;
 }
 
 FTPC void ftpc_batch_end(ftpc_batch_t *batch)

@@ -69,6 +69,14 @@ FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch);
  * between; otherwise 0, also for the first one. */
 FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index);
 
+/* When the reply at `index` of a completed batch was sent, at the latest. It may have been read late, but the
+ * daemon sent it at least a pass before the next one; never before its request was queued. */
+FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index);
+
+/* When the last reply of a completed batch was sent, to some milliseconds: each comes about a pass after the
+ * one before, and it is enough that one of them was read in time. */
+FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch);
+
 /* Closes the connections of all pending exchanges and empties the batch; its watcher stays open. The daemon
  * logs a client that hangs up before its reply. Preserves errno. */
 FTPC void ftpc_batch_end(ftpc_batch_t *batch);

@@ -125,19 +125,22 @@ static void ask_for(ftpclient_call_t *call, uint32_t command)
     ftpc_batch_add(&call->batch, command, NULL, 0);
 }
 
-/* How many looks at a job, of so many requests each, are queued with its start. After a doubt as many as fit:
- * on a busy device, where this program is woken late again and again, a job that ends within them is certain
- * nevertheless. */
-static int looks_at_start(const ftpclient_call_t *call, int look_size)
+/* Looks at a job, and last of all at what a file-information job found. After a doubt as many looks as fit:
+ * on a busy device, where this program is woken late again and again, they leave few gaps for another
+ * program's request. */
+static void ask_for_looks(ftpclient_call_t *call, int job)
 {
-    if (!call->run.wants_outcome)
-        return 0;
-    return call->run.doubts == 0 ? 1 : (FTPC_BATCH_MAX - call->batch.count) / look_size;
+    const int asks_for_file = job == FTPCLIENT_FILE_INFO;
+    int looks = call->run.doubts == 0 ? 1 : FTPC_BATCH_MAX - call->batch.count - asks_for_file;
+    while (looks-- > 0)
+        ask_for(call, COMMAND_GET_STATE);
+    if (asks_for_file)
+        ask_for(call, COMMAND_GET_FILE_INFO);
 }
 
-/* The requests for the job's state, and for what a file-information job found, are queued with its start, so
- * that no other program's request comes in between. Once a start was refused, a state request is queued
- * before it as well: in the pass that answers it, the daemon registers the end of an earlier job. */
+/* The first looks at the job are queued with its start, so that no other program's request comes in between.
+ * Once a start was refused, a state request is queued before it as well: in the pass that answers it, the
+ * daemon registers the end of an earlier job. */
 static void ask_for_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
@@ -149,11 +152,8 @@ static void ask_for_start(ftpclient_call_t *call)
     if (run->is_crowded)
         ask_for(call, COMMAND_GET_STATE);
     ftpc_batch_add(&call->batch, start_command(job), wire, sizeof *wire);
-    for (int looks = looks_at_start(call, job == FTPCLIENT_FILE_INFO ? 2 : 1); looks > 0; looks--) {
-        ask_for(call, COMMAND_GET_STATE);
-        if (job == FTPCLIENT_FILE_INFO)
-            ask_for(call, COMMAND_GET_FILE_INFO);
-    }
+    if (run->wants_outcome)
+        ask_for_looks(call, job);
 }
 
 /* The start was refused although the daemon ran no job in the pass before: it cannot start any. */
@@ -220,13 +220,14 @@ static void ask(ftpclient_call_t *call)
         ask_for_start(call);
         return;
     }
+    /* A job of file information shows no progress, so only looks without a gap can tell whose it is. */
+    if (run->stage == FTPC_WATCH && run->doubts > 0 && run->evidence.job == FTPCLIENT_FILE_INFO) {
+        ask_for_looks(call, FTPCLIENT_FILE_INFO);
+        return;
+    }
     if (run->stage == FTPC_STOP) /* answered when the job has stopped; the state request follows directly */
         ask_for(call, COMMAND_CANCEL);
-    if (run->stage != FTPC_FETCH)
-        ask_for(call, COMMAND_GET_STATE);
-    const int is_doubtful = run->stage == FTPC_WATCH && run->doubts > 0;
-    if (run->stage == FTPC_FETCH || (is_doubtful && run->evidence.job == FTPCLIENT_FILE_INFO))
-        ask_for(call, COMMAND_GET_FILE_INFO);
+    ask_for(call, run->stage == FTPC_FETCH ? COMMAND_GET_FILE_INFO : COMMAND_GET_STATE);
 }
 
 static int take_answers(ftpclient_call_t *call)

@@ -5,7 +5,7 @@
 static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
 {
     const ftpc_exchange_t *exchange = &call->batch.exchanges[index];
-    ftpc_look_t seen = {exchange->connected_ms, exchange->replied_ms,
+    ftpc_look_t seen = {exchange->connected_ms, ftpc_batch_replied_ms(&call->batch, index),
                         ftpc_batch_is_adjacent(&call->batch, index)};
     return seen;
 }
@@ -35,13 +35,16 @@ static int conclude(ftpclient_call_t *call, const ftpclient_file_info_t *found)
     return result == FTPCLIENT_PENDING ? ftpc_enter(call, FTPC_SEE_IDLE, 0) : result;
 }
 
-/* The result of a file-information job, requested directly after the state that shows its end. */
+/* What a file-information job found is the last reply. It is ours when no other program was served between
+ * the state that showed the end and this reply. */
 FTPC int ftpc_take_file_info(ftpclient_call_t *call, int index)
 {
-    const ftpc_look_t seen = look_at(call, index);
-    if (!ftpc_evidence_follows(&call->run.evidence, &seen))
-        return doubt(call);
-    const ftpclient_file_info_t found = ftpc_file_info(ftpc_call_reply(call, index));
+    for (; index < call->batch.count; index++) {
+        const ftpc_look_t seen = look_at(call, index);
+        if (!ftpc_evidence_follows(&call->run.evidence, &seen))
+            return doubt(call);
+    }
+    const ftpclient_file_info_t found = ftpc_file_info(ftpc_call_reply(call, index - 1));
     return conclude(call, &found);
 }
 
@@ -71,18 +74,17 @@ static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
         call->run.outcome.progress = state->progress;
 }
 
-/* The state that was queued directly after this certain one; 0 when there is none, or when another program may
- * have been served before it. */
+/* The state that was queued directly after this certain one; 0 when there is none. */
 static int state_after(ftpclient_call_t *call, int index)
 {
-    int next = index + 1;
-    if (call->run.evidence.job == FTPCLIENT_FILE_INFO && next < call->batch.count) {
-        const ftpc_look_t found = look_at(call, next); /* requested too early: costs only one pass */
-        if (!ftpc_evidence_follows(&call->run.evidence, &found))
-            return 0;
-        next++;
-    }
-    return next < call->batch.count ? next : 0;
+    const int next = index + 1;
+    if (next == call->batch.count)
+        return 0;
+    if (call->run.evidence.job != FTPCLIENT_FILE_INFO || next + 1 < call->batch.count)
+        return next;
+    const ftpc_look_t found = look_at(call, next); /* requested too early: costs only one pass */
+    ftpc_evidence_follows(&call->run.evidence, &found);
+    return 0;
 }
 
 FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
@@ -102,7 +104,11 @@ FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
         return ftpc_take_state(call, next);
     if (run->stop_result == 0 && is_silent(run))
         ftpc_run_stop(call, FTPCLIENT_ERR_SILENT);
-    return ftpc_enter(call, FTPC_WATCH, run->stop_result != 0 ? 0 : FTPC_LOOK_MS);
+    const int64_t next_look_ms = ftpc_batch_ended_ms(&call->batch) + FTPC_LOOK_MS;
+    ftpc_enter(call, FTPC_WATCH, 0);
+    if (run->stop_result == 0)
+        call->wake_ms = next_look_ms;
+    return FTPCLIENT_PENDING;
 }
 
 /* The state after a cancel. A cancel that waited for a job to stop was not answered in the next pass, so it

@@ -49,7 +49,7 @@ static const struct {
     {ERROR(NO_ANSWER), "the daemon does not answer"},
     {ERROR(TURN), "other programs kept the daemon busy for too long"},
     {ERROR(UNKNOWN_OUTCOME),
-     "the outcome of this job is not known: another program used the daemon meanwhile"},
+     "the outcome of this job is not known: another program may have used the daemon meanwhile"},
     {ERROR(SILENT), "nothing moved for too long, the job was cancelled"},
     {ERROR(NO_RESUME), "the remote file is not a prefix of the local one"},
     {ERROR(DIFFERENT), "the remote file has another size than the local one"},

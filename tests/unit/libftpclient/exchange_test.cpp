@@ -8,6 +8,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+extern "C" {
+#include "libftpclient/exchange.h"
+}
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using testing::ElementsAre;
@@ -200,4 +204,29 @@ TEST(Exchange, NoDescriptorIsLeftBehind)
     for (int i = 0; i < 1000 && open_descriptors() != before; i++)
         usleep(1000);
     EXPECT_EQ(open_descriptors(), before);
+}
+
+// The daemon sends a reply each 100 ms at most.
+TEST(Exchange, ARepliesTimeIsBoundedByThoseAfterAndBeforeIt)
+{
+    const struct {
+        std::vector<int64_t> read_ms;    // of each reply
+        std::vector<int64_t> replied_ms; // at the latest
+        int64_t ended_ms;
+    } cases[] = {
+        {{1000}, {1000}, 1000},
+        {{1000, 1104, 1208}, {1000, 1104, 1208}, 1200}, // all in time
+        {{1150, 1150, 1200}, {1000, 1100, 1200}, 1200}, // two read late
+        {{1000, 1350, 1350}, {1000, 1250, 1350}, 1200}, // the last too
+        {{1350, 1350, 1350}, {1150, 1250, 1350}, 1350}, // all at once
+    };
+    for (const auto &c : cases) {
+        ftpc_batch_t batch = {};
+        for (const int64_t read_ms : c.read_ms)
+            batch.exchanges[batch.count++].replied_ms = read_ms;
+        for (size_t i = 0; i < c.read_ms.size(); i++)
+            EXPECT_EQ(ftpc_batch_replied_ms(&batch, int(i)), c.replied_ms[i])
+                << i << " of " << c.read_ms.back();
+        EXPECT_EQ(ftpc_batch_ended_ms(&batch), c.ended_ms) << c.read_ms.back();
+    }
 }

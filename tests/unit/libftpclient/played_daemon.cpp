@@ -107,7 +107,8 @@ void played_daemon::advance()
     const double whole = job_.lasts_ms / 1000.0;
     exec_.total_size = job_.total;
     exec_.retry_count = job_.retries;
-    exec_.elapsed_time = std::min(elapsed.count(), whole);
+    if (info_.exec != JOB_DL_FILE_INFO) // a look-up shows no progress
+        exec_.elapsed_time = std::min(elapsed.count(), whole);
     if (elapsed.count() >= whole)
         end_job(job_.result);
     else if (job_.transferred_at_once > 0)

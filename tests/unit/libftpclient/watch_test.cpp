@@ -1,6 +1,9 @@
 // A program that takes no turns interferes: its job must never be mistaken for ours.
 #include "run_fixture.h"
 
+#include <ranges>
+#include <thread>
+
 class Stranger : public run_fixture
 {
 protected:
@@ -106,6 +109,31 @@ TEST_F(Stranger, IsKeptOutByLooksThatAreQueuedWithTheNextStart)
     const std::vector<uint32_t> served = daemon.commands();
     const auto after_start = std::find(served.rbegin(), served.rend(), uint32_t(COMMAND_UPLOAD)).base();
     EXPECT_EQ(std::vector(after_start, served.end()), std::vector(5, uint32_t(COMMAND_GET_STATE)));
+}
+
+// A client that is always woken late while the daemon works through what it has queued.
+TEST_F(Stranger, ThatIsOnlyOurOwnLateWakeUpLeavesNoDoubtForLong)
+{
+    server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) {
+        job.lasts_ms = 900;
+        job.moves = false;
+        job.result = FTPCD_ERR_NETWORK;
+        job.curl_code = 67;
+    };
+    played_daemon daemon(played_daemon::REAL, server.plan());
+    const call_holder call(daemon.path(), FTPCLIENT_FILE_INFO, request);
+    const int result = call.go_on([&] {
+        const std::vector<uint32_t> served = daemon.commands();
+        if (std::ranges::count(served | std::views::reverse | std::views::take(2), COMMAND_GET_STATE) == 2)
+            std::this_thread::sleep_for(milliseconds(100));
+        return false;
+    });
+    EXPECT_EQ(result, FTPCLIENT_RESULT_NETWORK);
+    EXPECT_LT(daemon.starts(), 5u);
+    const std::vector<uint32_t> served = daemon.commands();
+    const auto start = std::ranges::find_end(served, std::vector<uint32_t>{COMMAND_DL_FILE_INFO}).begin();
+    ASSERT_GE(served.end() - start, 12) << "as many looks as the daemon's queue holds, and again";
+    EXPECT_EQ(std::vector(start, start + 12), (std::vector<uint32_t>{5, 3, 3, 3, 3, 6, 3, 3, 3, 3, 3, 6}));
 }
 
 // A second run could find the file that the first has made.
