@@ -15,7 +15,7 @@ struct verdict_t {
     bool equal;
     bool accepted;
     int32_t error;
-    log_line log; // nothing is logged if its text is empty
+    lines log;
 };
 
 // A certificate and a host key, each with the only digest accepted for it.
@@ -37,6 +37,8 @@ struct Identity : JobFixture {
         X509_STORE_CTX_set_cert(store.get(), certificate.get());
         EXPECT_EQ(X509_STORE_CTX_get_error(store.get()), X509_V_OK);
     }
+
+    ~Identity() override { logged(); } // of a test that is not about the log
 
     // True when the server is accepted as this kind of identity.
     bool accepts(const kind_t &kind)
@@ -74,8 +76,7 @@ struct Identity : JobFixture {
             handle.error = 0;
             EXPECT_EQ(accepts(kind), row.accepted);
             EXPECT_EQ(handle.error, row.error);
-            EXPECT_EQ(logged_with_priority(),
-                      row.log.text.empty() ? std::vector<log_line>{} : std::vector<log_line>{row.log});
+            EXPECT_EQ(logged(), row.log);
             const bool compared = row.auth_type == kind.auth_type && row.digest_length == kind.digest_length;
             EXPECT_EQ(secure_.asked, compared ? lines{kind.compare} : lines{});
         }
@@ -120,24 +121,24 @@ TEST_F(Identity, CertificatesArePinnedBySha1Only)
     expect_verdicts(
         CERTIFICATE,
         {
-            {0, 0, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-            {0, 20, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-            {1, 16, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
-            {1, 20, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {0, 0, false, true, 0, {"curl_func(1970): No authentication.\n"}},
+            {0, 20, false, true, 0, {"curl_func(1970): No authentication.\n"}},
+            {1, 16, true, false, 4, {"error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {1, 20, true, false, 4, {"error: curl_func(1975): MD5 digest check is not supported.\n"}},
             {2, 20, true, true, 0, {}},
             {2, 20, false, false, 21, {}},
-            {2, 0, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
-            {2, 16, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
-            {2, 19, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
-            {2, 21, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
-            {2, 255, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
-            {3, 20, true, false, 4, {3, "error: curl_func(2003): Unexpected authentication type: 3\n"}},
+            {2, 0, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
+            {2, 16, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
+            {2, 19, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
+            {2, 21, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
+            {2, 255, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
+            {3, 20, true, false, 4, {"error: curl_func(2003): Unexpected authentication type: 3\n"}},
             {0xFFFFFFFF,
              20,
              true,
              false,
              4,
-             {3, "error: curl_func(2003): Unexpected authentication type: -1\n"}},
+             {"error: curl_func(2003): Unexpected authentication type: -1\n"}},
         });
 }
 
@@ -146,17 +147,17 @@ TEST_F(Identity, HostKeysArePinnedByMd5Only)
     expect_verdicts(
         HOST_KEY,
         {
-            {0, 0, false, true, 0, {6, "curl_func(1841): No authentication.\n"}},
+            {0, 0, false, true, 0, {"curl_func(1841): No authentication.\n"}},
             {1, 16, true, true, 0, {}},
             {1, 16, false, false, 22, {}},
-            {1, 0, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
-            {1, 15, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
-            {1, 17, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
-            {1, 20, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
-            {2, 20, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-            {2, 16, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-            {3, 16, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 3\n"}},
-            {7, 0, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 7\n"}},
+            {1, 0, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
+            {1, 15, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
+            {1, 17, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
+            {1, 20, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
+            {2, 20, true, false, 4, {"error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {2, 16, true, false, 4, {"error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {3, 16, true, false, 4, {"error: curl_func(1875): Unexpected authentication type: 3\n"}},
+            {7, 0, true, false, 4, {"error: curl_func(1875): Unexpected authentication type: 7\n"}},
         });
 }
 

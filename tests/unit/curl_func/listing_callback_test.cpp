@@ -41,8 +41,7 @@ TEST_F(Listing, TheWantedFileIsKept)
     found.unused = 0xABCD;
     EXPECT_EQ(give(entry_of("a.txt")), 0);
     expect_found({1, 1, 5'000'000'000, 2024, 12, 31, 23, 59, 0x755, 0, 0xABCD});
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{6, "curl_func(1778): a.txt, size: 5000000000\n"}}));
+    EXPECT_EQ(logged(), lines{"curl_func(1778): a.txt, size: 5000000000\n"});
 }
 
 TEST_F(Listing, UnknownFieldsAreStillUnknownInWiderTypes)
@@ -64,6 +63,7 @@ TEST_F(Listing, OfSeveralTheLastIsKept)
     EXPECT_EQ(give(entry_of("a.txt")), 0);
     EXPECT_EQ(give(second), 0);
     EXPECT_EQ(found.size, 2);
+    logged();
 }
 
 TEST_F(Listing, AnotherNameIsOnlyLogged)
@@ -87,7 +87,6 @@ TEST_F(Listing, ADirectoryLinkOrDeviceOfTheNameIsNotTheFile)
         entry.kind = row.kind;
         EXPECT_EQ(give(entry), 0);
         expect_found({});
-        EXPECT_EQ(logged(), lines{});
     }
 }
 
@@ -97,7 +96,6 @@ TEST_F(Listing, AMissingNameMatchesNothing)
     wanted.name = nullptr;
     EXPECT_EQ(give(entry_of("a.txt")), 0);
     EXPECT_EQ(found.exists, 0u);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Listing, GoesOnWithoutAnEntryAndEndsWithoutAContext)

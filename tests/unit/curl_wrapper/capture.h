@@ -23,7 +23,6 @@ public:
     {
         info->pattern = pattern;
         EXPECT_TRUE(list_capture_start(info));
-        logged();
         errno = 0; // a stale ERANGE would make every size 0
     }
     ~capture_t() { list_setting_free(info); }

@@ -9,7 +9,6 @@
 static lines shown(curl_infotype type, std::string data)
 {
     curl_e_handle_t rec{};
-    logged();
     debug_cb(nullptr, type, data.data(), data.size(), &rec);
     return logged();
 }

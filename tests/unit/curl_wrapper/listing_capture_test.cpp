@@ -83,10 +83,8 @@ TEST(ParseDynamicBuffer, LogsAndSkipsWhatTheParserCannotRead)
     EXPECT_EQ(parse_dynamic_buffer(capture.info), 0);
     EXPECT_EQ(capture.names, lines{"file"});
     EXPECT_EQ(capture.resolved.size(), 2u); // an unknown layout is not resolved
-    EXPECT_EQ(
-        logged_with_priority(),
-        (std::vector<log_line>{{3, "error: curl_wrapper(2313): Unknown 'LIST' format: ?total 3\n"},
-                               {3, "error: curl_wrapper(2320): Parsing line has been failed: !odd\n"}}));
+    EXPECT_EQ(logged(), (lines{"error: curl_wrapper(2313): Unknown 'LIST' format: ?total 3\n",
+                               "error: curl_wrapper(2320): Parsing line has been failed: !odd\n"}));
 }
 
 TEST(ParseDynamicBuffer, RemovesTheWholeLineEvenIfTheParserShortensItAndPassesOnTheLayout)
@@ -189,7 +187,6 @@ TEST(CbListWrite, CountsItemsOfAnySize)
     EXPECT_EQ(capture.names, (lines{"a", "bc"}));
     EXPECT_EQ(cb_list_write(data, 1, 0, capture.info), 0u);
     EXPECT_EQ(cb_list_write(data, 0, 1, capture.info), 0u);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST(CbListWrite, AbortsOnNullPointers)
@@ -200,10 +197,9 @@ TEST(CbListWrite, AbortsOnNullPointers)
     EXPECT_EQ(cb_list_write(data, 1, 2, nullptr), 0u);
     list_capture_free(capture.info);
     EXPECT_EQ(cb_list_write(data, 1, 2, capture.info), 0u);
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{3, "error: curl_wrapper(2189): Download data pointer is null.\n"},
-                                     {3, "error: curl_wrapper(2195): CURLOPT_WRITEDATA has not been set.\n"},
-                                     {3, "error: curl_wrapper(2201): 'tmp' data pointer is null.\n"}}));
+    EXPECT_EQ(logged(), (lines{"error: curl_wrapper(2189): Download data pointer is null.\n",
+                               "error: curl_wrapper(2195): CURLOPT_WRITEDATA has not been set.\n",
+                               "error: curl_wrapper(2201): 'tmp' data pointer is null.\n"}));
 }
 
 TEST(CbListWrite, AbortsWithoutMemory)

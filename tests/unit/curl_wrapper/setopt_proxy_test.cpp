@@ -84,4 +84,5 @@ TEST(SetoptProxy, RemembersTheKindThatWasSet)
     }
     curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 8080);
     EXPECT_EQ(rec.proxy_type, PROXY_HTTP);
+    logged();
 }

@@ -15,11 +15,7 @@
 
 static fake_system *fake_;
 
-fake_system::fake_system()
-{
-    fake_ = this;
-    logged();
-}
+fake_system::fake_system() { fake_ = this; }
 
 fake_system::~fake_system()
 {
