@@ -1,6 +1,6 @@
 #include "curl_func/job_sockets.h"
 #include "progress_fixture.h"
-#include "socket_pair.h"
+#include "support/socket_pair.h"
 
 // --- The progress block
 

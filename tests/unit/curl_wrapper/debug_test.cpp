@@ -42,10 +42,7 @@ TEST(DebugCb, LeavesOutDataOfEveryOtherType)
 
 TEST(DebugCb, LogsEachSegmentThatEndsWithALineEnd)
 {
-    const struct {
-        std::string data;
-        lines expected;
-    } cases[] = {
+    const std::pair<std::string, lines> cases[] = {
         {"abc\r\ndef", {"* abc"}},
         {"\r\n", {}},
         {"abc", {}},
@@ -58,8 +55,8 @@ TEST(DebugCb, LogsEachSegmentThatEndsWithALineEnd)
         {"100% %s %n\n", {"* 100% %s %n"}},
         {"\xff\xfe\n", {"* \xff\xfe"}},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(shown(CURLINFO_TEXT, c.data), c.expected) << c.data;
+    for (const auto &[data, expected] : cases)
+        EXPECT_EQ(shown(CURLINFO_TEXT, data), expected) << data;
 }
 
 TEST(DebugCb, ReadsNoFurtherThanTheSize)

@@ -90,17 +90,14 @@ TEST(ClearResult, ClearsOnlyTheResultBlock)
 
 TEST(IsCurlError, IsSetByACurlCodeOrAnError)
 {
-    const struct {
-        int32_t curl_code;
-        int32_t error;
-        int expected;
-    } cases[] = {{0, 0, 0}, {0, 11, 1}, {78, 0, 1}, {28, 16, 1}, {-1, 0, 1}};
-    for (const auto &c : cases) {
+    const std::tuple<int32_t, int32_t, int> cases[] = {
+        {0, 0, 0}, {0, 11, 1}, {78, 0, 1}, {28, 16, 1}, {-1, 0, 1}};
+    for (const auto &[curl_code, error, expected] : cases) {
         curl_e_handle_t rec{};
         rec.response_code = 550; // not an error by itself
-        rec.curl_code = c.curl_code;
-        rec.error = c.error;
-        EXPECT_EQ(is_curl_error(&rec), c.expected);
+        rec.curl_code = curl_code;
+        rec.error = error;
+        EXPECT_EQ(is_curl_error(&rec), expected);
     }
 }
 

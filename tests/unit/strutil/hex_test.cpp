@@ -1,6 +1,6 @@
-#include "scarce_memory.h"
 #include "strutil/guards.h"
 #include "strutil/strutil.h"
+#include "support/failing_heap.h"
 #include "support/logged.h"
 
 #include <cstdint>
@@ -119,7 +119,7 @@ TEST(MallocBinToHex, StoresNullWhenMemoryIsExhausted)
 {
     char unchanged[] = "";
     char *out = unchanged;
-    const scarce_memory scarce;
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_bin_to_hex("abc", 3, ':', &out), 0u);
     EXPECT_EQ(out, nullptr);
 }
