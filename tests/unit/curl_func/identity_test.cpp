@@ -92,10 +92,8 @@ struct Identity : JobFixture {
 };
 
 // The error for a libsecure result other than 0.
-static const struct {
-    int result;
-    int32_t code;
-} SECURE_RESULTS[] = {{1, 4}, {2, 11}, {3, 8}, {4, 8}, {5, 20}, {6, 19}, {7, 17}, {8, 18}, {9, 18}, {-1, 18}};
+static const std::pair<int, int32_t> SECURE_RESULTS[] = {{1, 4},  {2, 11}, {3, 8},  {4, 8},  {5, 20},
+                                                         {6, 19}, {7, 17}, {8, 18}, {9, 18}, {-1, 18}};
 
 static lines unknown_data(int result)
 {
@@ -107,9 +105,9 @@ static lines unknown_data(int result)
 
 TEST_F(Identity, EveryLibsecureResultHasItsCodeAndAnUnknownOneIsLogged)
 {
-    for (const auto &row : SECURE_RESULTS) {
-        EXPECT_EQ(err_secure_data_convert(row.result), row.code) << row.result;
-        EXPECT_EQ(logged(), unknown_data(row.result));
+    for (const auto &[result, code] : SECURE_RESULTS) {
+        EXPECT_EQ(err_secure_data_convert(result), code) << result;
+        EXPECT_EQ(logged(), unknown_data(result));
     }
     EXPECT_EQ(err_secure_data_convert(0), 18);
 }
@@ -171,11 +169,11 @@ INSTANTIATE_TEST_SUITE_P(OfBothKinds, EachIdentity, testing::Values(CERTIFICATE,
 TEST_P(EachIdentity, ThatCannotBeComparedIsRejectedWithLibsecuresReason)
 {
     pin(GetParam());
-    for (const auto &row : SECURE_RESULTS) {
-        secure_.compare_result = row.result;
+    for (const auto &[result, code] : SECURE_RESULTS) {
+        secure_.compare_result = result;
         EXPECT_FALSE(accepts(GetParam()));
-        EXPECT_EQ(handle.error, row.code) << row.result;
-        EXPECT_EQ(logged(), unknown_data(row.result));
+        EXPECT_EQ(handle.error, code) << result;
+        EXPECT_EQ(logged(), unknown_data(result));
     }
 }
 
@@ -184,13 +182,13 @@ TEST_P(EachIdentity, ThatCannotBeSavedIsRejectedUncompared)
     pin(GetParam());
     SET_TEXT(auth.save_path, "/pin");
     for (const uint32_t type : {static_cast<uint32_t>(SERVER_AUTH_NONE), GetParam().auth_type})
-        for (const auto &row : SECURE_RESULTS) {
+        for (const auto &[result, code] : SECURE_RESULTS) {
             auth.auth_type = type;
             secure_ = {};
-            secure_.save_result = row.result;
+            secure_.save_result = result;
             EXPECT_FALSE(accepts(GetParam()));
-            EXPECT_EQ(handle.error, row.code) << row.result;
-            EXPECT_EQ(logged(), unknown_data(row.result));
+            EXPECT_EQ(handle.error, code) << result;
+            EXPECT_EQ(logged(), unknown_data(result));
             EXPECT_EQ(secure_.asked, lines{GetParam().save});
         }
 }
@@ -279,13 +277,10 @@ TEST_F(Identity, EachRejectsWithoutATlsContextOrItsOwnContext)
 
 TEST_F(Identity, WithoutAHostKeyLibcurlsVerdictDecides)
 {
-    struct {
-        curl_khmatch match;
-        int status;
-    } const table[] = {
+    const std::pair<curl_khmatch, int> table[] = {
         {CURLKHMATCH_OK, 1}, {CURLKHMATCH_MISMATCH, 1}, {CURLKHMATCH_MISSING, 2}, {CURLKHMATCH_LAST, 2}};
-    for (const auto &row : table) {
-        EXPECT_EQ(cb_sshkey(nullptr, nullptr, nullptr, row.match, nullptr), row.status) << row.match;
+    for (const auto &[match, status] : table) {
+        EXPECT_EQ(cb_sshkey(nullptr, nullptr, nullptr, match, nullptr), status) << match;
         EXPECT_EQ(logged(), lines{"error: curl_func(1814): 'foundkey' is not available.\n"});
     }
     EXPECT_EQ(secure_.asked, lines{});

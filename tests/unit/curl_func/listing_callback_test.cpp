@@ -77,14 +77,11 @@ TEST_F(Listing, AnotherNameIsOnlyLogged)
 
 TEST_F(Listing, ADirectoryLinkOrDeviceOfTheNameIsNotTheFile)
 {
-    struct {
-        uint8_t is_link;
-        uint8_t kind;
-    } const table[] = {{0, 1}, {0, 0}, {0, 3}, {1, 2}, {1, 1}, {255, 2}};
-    for (const auto &row : table) {
+    const std::pair<uint8_t, uint8_t> table[] = {{0, 1}, {0, 0}, {0, 3}, {1, 2}, {1, 1}, {255, 2}};
+    for (const auto &[is_link, kind] : table) {
         list_info_t entry = entry_of("a.txt");
-        entry.is_link = row.is_link;
-        entry.kind = row.kind;
+        entry.is_link = is_link;
+        entry.kind = kind;
         EXPECT_EQ(give(entry), 0);
         expect_found({});
     }

@@ -80,25 +80,21 @@ TEST_F(Commands, ABodyOfANoOperationIsIgnored)
 
 TEST_F(Commands, AReplyThatCannotBeSentIsLogged)
 {
-    struct {
-        uint32_t command;
-        int body_bytes;
-        const char *id;
-    } const cases[] = {
+    const std::tuple<uint32_t, int, const char *> cases[] = {
         {0, 8, "ftp_clientd(361)"},  {1, 8, "ftp_clientd(401)"},  {2, 8, "ftp_clientd(441)"},
         {3, 72, "ftp_clientd(486)"}, {4, 12, "ftp_clientd(539)"}, {5, 8, "ftp_clientd(578)"},
         {6, 56, "ftp_clientd(621)"},
     };
-    for (const auto &c : cases)
+    for (const auto &[command, body_bytes, id] : cases)
         for (const int sent : {0, 1}) {
-            const std::string size = std::to_string(sent == 0 ? 8 : c.body_bytes);
+            const std::string size = std::to_string(sent == 0 ? 8 : body_bytes);
             system.fails("send", EPIPE, sent);
-            start(c.command, raw_request());
+            start(command, raw_request());
             EXPECT_EQ(logged(), (lines{"error: ftp_clientd_if(843): errno(32) Broken pipe\n",
                                        std::string("error: ftp_clientd_if(") + (sent == 0 ? "662" : "670") +
                                            "): sendn(): incomplete(" + std::to_string(std::stoi(size) + 1) +
                                            " of " + size + ")\n",
-                                       "error: " + std::string(c.id) + ": Could not send return data.\n"}));
+                                       "error: " + std::string(id) + ": Could not send return data.\n"}));
         }
 }
 

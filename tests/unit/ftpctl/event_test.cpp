@@ -41,12 +41,7 @@ ftpclient_state_t upload(int running, int64_t total, int64_t transferred)
 
 TEST(Event, OfAJobReadsDoneOrFailed)
 {
-    const struct {
-        int code;
-        int result;
-        Matcher<std::string> line;
-        const char *name;
-    } rows[] = {
+    const std::tuple<int, int, Matcher<std::string>, const char *> rows[] = {
         {FTPCLIENT_NOTICE_DOWNLOAD_DONE, 0, "download done, 40 of 100 bytes in 2.5 s", "download"},
         {FTPCLIENT_NOTICE_UPLOAD_DONE, 0, "upload done, 40 of 100 bytes in 2.5 s", "upload"},
         {FTPCLIENT_NOTICE_FILE_INFO_DONE, 0, StartsWith("file information done, "), "info"},
@@ -56,10 +51,10 @@ TEST(Event, OfAJobReadsDoneOrFailed)
          "upload"},
         {FTPCLIENT_NOTICE_FILE_INFO_DONE, 16, StartsWith("file information failed, "), "info"},
     };
-    for (const auto &row : rows) {
-        const event_t event = event_of(row.code, row.result, moved(100, 40));
-        EXPECT_THAT(event.line, row.line);
-        EXPECT_THAT(event.variables, Contains(std::string("FTPCTL_EVENT=") + row.name));
+    for (const auto &[code, result, line, name] : rows) {
+        const event_t event = event_of(code, result, moved(100, 40));
+        EXPECT_THAT(event.line, line);
+        EXPECT_THAT(event.variables, Contains(std::string("FTPCTL_EVENT=") + name));
     }
 }
 

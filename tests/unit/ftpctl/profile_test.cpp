@@ -94,10 +94,7 @@ TEST_F(Profile, TakesAValueAsItStandsThere)
 
 TEST_F(Profile, IsRefusedWithALineThatNamesFileAndKeyAndNoValue)
 {
-    const struct {
-        std::string content;
-        const char *line;
-    } rows[] = {
+    const std::pair<std::string, const char *> rows[] = {
         {"", "url: is missing"},
         {"# nothing\n", "url: is missing"},
         {"url = http://secret", "url: must begin with ftp://"},
@@ -137,9 +134,8 @@ TEST_F(Profile, IsRefusedWithALineThatNamesFileAndKeyAndNoValue)
         {whole("proxy = p\nproxy-password-credential = secret"),
          "proxy-password-credential: needs proxy = USER@HOST"},
     };
-    for (const auto &row : rows)
-        EXPECT_THAT(refusal(row.content), AllOf(StartsWith(row.line), Not(HasSubstr("secret"))))
-            << row.content;
+    for (const auto &[content, line] : rows)
+        EXPECT_THAT(refusal(content), AllOf(StartsWith(line), Not(HasSubstr("secret")))) << content;
 }
 
 TEST_F(Profile, IsARegularFileThatOnlyItsOwnerCanWriteTo)
@@ -181,11 +177,7 @@ TEST(ProfileName, IsAPlainName)
 
 TEST_F(Profile, ItsUrlIsTheFolderOfAUrl)
 {
-    const struct {
-        const char *base;
-        const char *url;
-        const char *whole;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"ftp://host/base/", "dir/f", "ftp://host/base/dir/f"},
         {"ftp://host/base", "dir/f", "ftp://host/base/dir/f"},
         {"ftp://host", "f", "ftp://host/f"},
@@ -197,8 +189,8 @@ TEST_F(Profile, ItsUrlIsTheFolderOfAUrl)
         {"ftp://host/base", "./f", "ftp://host/base/./f"},
         {"ftp://host/base", "anna@other:21", "ftp://host/base/anna@other:21"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(applied("url = " + std::string(row.base), options(row.url)).url, row.whole);
+    for (const auto &[base, url, whole] : rows)
+        EXPECT_EQ(applied("url = " + std::string(base), options(url)).url, whole);
     for (const char *url : {"ftp://host/f", "FTP://host/f", "http://host/f", "/f", "//host/f", "a://b"})
         EXPECT_EQ(failure_of([&] { applied(whole(), options(url)); }),
                   "2 URL: must be relative to the profile's, such as dir/file")

@@ -153,16 +153,14 @@ TEST_F(ZixiFunc, FileInformationEndsAtOnceAndLeavesTheLibraryAlone)
 
 TEST_F(ZixiFunc, TheOverwriteByteComesFromTheWholeResumeWord)
 {
-    const struct {
-        uint32_t resume;
-        uint8_t overwrite;
-    } rows[] = {{0, 1}, {1, 0}, {2, 0}, {256, 0}, {0x10000, 0}, {0xffffffff, 0}};
-    for (const auto &row : rows) {
+    const std::pair<uint32_t, uint8_t> rows[] = {{0, 1},   {1, 0},       {2, 0},
+                                                 {256, 0}, {0x10000, 0}, {0xffffffff, 0}};
+    for (const auto &[resume, overwrite] : rows) {
         feeder.uploads.clear();
-        request.resume = row.resume;
+        request.resume = resume;
         ASSERT_EQ(zixif_ftp_upload(&request), 0u);
         ASSERT_EQ(finish(), 0);
-        EXPECT_EQ(feeder.uploads.at(0).block[45], row.overwrite) << row.resume;
+        EXPECT_EQ(feeder.uploads.at(0).block[45], overwrite) << resume;
     }
 }
 
