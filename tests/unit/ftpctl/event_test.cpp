@@ -39,7 +39,7 @@ ftpclient_state_t upload(int running, int64_t total, int64_t transferred)
 
 } // namespace
 
-TEST(Event, OfAJobReadsDoneOrFailed)
+TEST(Event, SaysWhetherAJobIsDoneOrHasFailed)
 {
     const std::tuple<int, int, Matcher<std::string>, const char *> rows[] = {
         {FTPCLIENT_NOTICE_DOWNLOAD_DONE, 0, "download done, 40 of 100 bytes in 2.5 s", "download"},
@@ -79,7 +79,7 @@ TEST(Event, ShowsItsRetriesOnce)
     EXPECT_EQ(failed.find("retries", first + 9), std::string::npos) << failed;
 }
 
-TEST(Event, OfTheDaemonsStart)
+TEST(Event, SaysWhetherTheDaemonHasStarted)
 {
     EXPECT_EQ(event_of_started(0).line, "daemon started");
     EXPECT_THAT(event_of_started(5).line,
@@ -89,7 +89,7 @@ TEST(Event, OfTheDaemonsStart)
                       Not(Contains(StartsWith("FTPCTL_TOTAL_SIZE=")))));
 }
 
-TEST(Event, OfADaemonThatStopsAndReturns)
+TEST(Event, SaysThatTheDaemonHasGoneAndIsBack)
 {
     const std::string gone = std::string("daemon gone, ") + ftpclient_strerror(FTPCLIENT_ERR_NO_DAEMON);
     for (const int error : {int(FTPCLIENT_ERR_NO_DAEMON), int(FTPCLIENT_OK)}) {
@@ -102,7 +102,7 @@ TEST(Event, OfADaemonThatStopsAndReturns)
     }
 }
 
-TEST(Event, OfACompletionHasEachFieldAsAVariable)
+TEST(Event, OfAnEndedJobHasEachNumberAsAVariable)
 {
     const event_t event =
         event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, {5368709120, 1048576, 2500, 56, 99, 1, 426, 3, 7});

@@ -97,7 +97,7 @@ TEST(Identity, IsOneJsonObjectOrOnlyThePin)
     EXPECT_EQ(json::parse(unread.out)["identity"], nullptr);
 }
 
-TEST(Identity, ThatCannotBeReadIsOneClearLine)
+TEST(Identity, ThatCannotBeReadIsReportedInOneLine)
 {
     const std::tuple<const char *, uint32_t, int, Matcher<std::string>> rows[] = {
         {"", 16, 36, StartsWith("ftpctl: sftp://host: the transfer failed; ")},

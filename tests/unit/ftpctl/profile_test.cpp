@@ -82,7 +82,7 @@ TEST_F(Profile, HasAllKeys)
     EXPECT_EQ(read(whole()).url, BASE);
 }
 
-TEST_F(Profile, TakesAValueAsItStandsThere)
+TEST_F(Profile, TakesAValueLiterally)
 {
     for (const char *user : {"a b", "a,b", "a#b", "a # b", "[a]", "a=b", "\"a", "a;b", "b\xC3\xBC"})
         EXPECT_EQ(read(whole("user = " + std::string(user) + "\n")).user, user);
@@ -160,7 +160,7 @@ TEST_F(Profile, IsARegularFileThatOnlyItsOwnerCanWriteTo)
               "1 " + file_ + ": Too many open files");
 }
 
-TEST_F(Profile, TheExampleIsOne)
+TEST_F(Profile, TheInstalledExampleCanBeRead)
 {
     fill(file_, content_of(EXAMPLE_PROFILE));
     EXPECT_EQ(profile_read(dir_.path.string(), "cam").url, "ftpes://server.example/archive/");
@@ -250,7 +250,7 @@ TEST_F(Profile, OptionsThatWereGivenWin)
     }
 }
 
-TEST_F(Profile, IsReadWhenItIsAskedForOnly)
+TEST_F(Profile, IsReadOnlyWhenAskedFor)
 {
     options_t options;
     options.url = "ftp://host/f";
@@ -259,7 +259,7 @@ TEST_F(Profile, IsReadWhenItIsAskedForOnly)
     EXPECT_EQ(options.url, "ftp://host/f");
 }
 
-TEST_F(Profile, ThatIsWrongEndsACommandLikeEveryFailure)
+TEST_F(Profile, WithAnErrorEndsTheCommandLikeAnyFailure)
 {
     fill(file_, "mode = fast");
     for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{

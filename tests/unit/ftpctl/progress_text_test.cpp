@@ -115,7 +115,7 @@ TEST(LinePace, AJobOfUnknownSizeGetsOneLinePerSecondWhileItMoves)
     EXPECT_FALSE(pace.is_due(109.0, at(0, 20)));
 }
 
-TEST(LinePace, ANewTryCountsFromItsBeginning)
+TEST(LinePace, ANewTryCountsFromZero)
 {
     line_pace pace;
     EXPECT_FALSE(pace.is_due(100, at(1000, 0)));

@@ -189,7 +189,7 @@ private:
 
 } // namespace
 
-TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndItsOwnListOnly)
+TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndOnlyItsOwnListBesides)
 {
     made_up cases;
     int refused = 0;

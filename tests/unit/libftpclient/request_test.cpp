@@ -162,7 +162,7 @@ TEST(Request, NumbersAreStoredAtTheirPlaces)
         EXPECT_EQ(set(nullptr, 0), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Request, OverwriteIsTheOppositeOfTheLastWord)
+TEST(Request, OverwriteIsTheInverseOfTheResumeWord)
 {
     request_holder ftp(FTPCLIENT_FTP);
     request_holder zixi(FTPCLIENT_ZIXI_4);

@@ -91,7 +91,7 @@ TEST_F(Stranger, ThatInterferesEachTimeLeavesTheOutcomeUnknown)
 }
 
 // On a busy device a doubt comes from our own late requests; those that are queued together do not come late.
-TEST_F(Stranger, IsKeptOutByLooksThatAreQueuedWithTheNextStart)
+TEST_F(Stranger, IsKeptOutByRequestsThatAreQueuedWithTheNextStart)
 {
     ours_ends_with(0);
     server.lasts_ms = 250;
