@@ -45,7 +45,7 @@ static pid_t spawn(const std::string &command, const hook_program_t &program, co
     if (child == 0)
         become(command, program, event, mask);
     if (child == -1)
-        throw failure(STATUS_LOCAL, std::string("--exec: ") + SHELL + ": " + strerror(errno));
+        fail_with_errno(std::string("--exec: ") + SHELL);
     setpgid(child, child); // the child may not have done so yet; kill() must find the group
     return child;
 }
@@ -68,7 +68,7 @@ event_hook::event_hook(const std::string &command, hook_program_t program)
     blocked_.emplace(ends);
     child_fd_ = descriptor(signalfd(-1, &ends, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!child_fd_)
-        throw failure(STATUS_LOCAL, std::string("signalfd: ") + strerror(errno));
+        fail_with_errno("signalfd");
 }
 
 static hook_program_t program_of(const options_t &options)

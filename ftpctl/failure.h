@@ -1,6 +1,8 @@
 // Failures of ftpctl: one line for people and one exit status for scripts.
 #pragma once
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -31,3 +33,12 @@ struct failure : std::runtime_error {
     int status;
     failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}
 };
+
+// After a failed system call: STATUS_LOCAL, "<what>: <errno's text>".
+[[noreturn]] inline void fail_with_errno(const std::string &what)
+{
+    throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
+}
+
+// For what cannot be asked for: STATUS_USAGE.
+[[noreturn]] inline void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -58,7 +57,7 @@ void interrupts_catch()
         return;
     fd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (fd_ == -1)
-        throw failure(STATUS_LOCAL, std::string("eventfd: ") + strerror(errno));
+        fail_with_errno("eventfd");
     struct sigaction action = {};
     action.sa_handler = remember;
     action.sa_flags = SA_RESTART; // writes continue; poll() is interrupted nevertheless

@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
@@ -19,18 +18,13 @@ constexpr size_t LONGEST_PATH = 255; // bytes that the request holds
 constexpr size_t LONGEST_NAME = 255; // bytes that a folder holds
 constexpr int MOST_LINKS = 40;
 
-[[noreturn]] static void fail(const std::string &path)
-{
-    throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
-}
-
 static std::optional<struct stat> found(const std::string &path)
 {
     struct stat status = {};
     if (stat(path.c_str(), &status) == 0)
         return status;
     if (errno != ENOENT)
-        fail(path);
+        fail_with_errno(path);
     return std::nullopt;
 }
 
@@ -58,14 +52,14 @@ std::string file_content(const std::string &path, size_t most)
 {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file)
-        fail(path);
+        fail_with_errno(path);
     std::string content;
     char piece[4096];
     ssize_t count = 0;
     while (content.size() <= most && (count = read(file.get(), piece, sizeof piece)) > 0)
         content.append(piece, static_cast<size_t>(count));
     if (count == -1)
-        fail(path);
+        fail_with_errno(path);
     if (content.size() > most)
         throw failure(STATUS_LOCAL, path + ": is too large");
     return content;
@@ -83,14 +77,14 @@ void file_check_upload(const std::string &name)
                                                        : ": is not a regular file"));
     const descriptor readable(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!readable)
-        fail(name);
+        fail_with_errno(name);
 }
 
 void file_check_mode(const std::string &path, mode_t forbidden, const char *wanted)
 {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0)
-        fail(path);
+        fail_with_errno(path);
     if (!S_ISREG(status.st_mode) || (status.st_mode & forbidden) != 0)
         throw failure(STATUS_LOCAL, path + ": must be " + wanted);
 }
@@ -135,11 +129,11 @@ void file_put_in_place(const std::string &from, const std::string &to)
     const std::optional<struct stat> old = found(to);
     const descriptor file(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file)
-        fail(from);
+        fail_with_errno(from);
     if ((geteuid() == 0 &&
          fchown(file.get(), old ? old->st_uid : geteuid(), old ? old->st_gid : getegid()) != 0) ||
         fchmod(file.get(), old ? old->st_mode & 07777 : mode_of_new_file()) != 0 || fsync(file.get()) != 0)
-        fail(from);
+        fail_with_errno(from);
     if (rename(from.c_str(), to.c_str()) != 0)
-        fail(to);
+        fail_with_errno(to);
 }

@@ -94,7 +94,7 @@ static input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
         if (count != -1)
             return count == 1 ? input_t::BYTE : input_t::END;
         if (errno != EINTR)
-            throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+            fail_with_errno(name);
     }
     throw failure(STATUS_CANCELLED, "interrupted");
 }
@@ -137,7 +137,7 @@ static std::string from_file(const char *option, const password_source_t &wanted
     const descriptor source(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                         : open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!source)
-        throw failure(STATUS_LOCAL, name + ": " + strerror(errno));
+        fail_with_errno(name);
     return first_line(source, name);
 }
 

@@ -24,8 +24,7 @@ private_folder::private_folder(const std::string &pattern, const std::string &co
     : path_(pattern), control_socket_(control_socket)
 {
     if (mkdtemp(path_.data()) == nullptr)
-        throw failure(STATUS_LOCAL,
-                      std::filesystem::path(pattern).parent_path().string() + ": " + strerror(errno));
+        fail_with_errno(std::filesystem::path(pattern).parent_path().string());
     if (!give_to_daemon(path_, control_socket)) {
         const std::string reason = strerror(errno);
         rmdir(path_.c_str());
@@ -46,7 +45,7 @@ std::string private_folder::file(const std::string &name) const
     std::string path = path_ + "/" + name;
     const descriptor made(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!made || !give_to_daemon(path, control_socket_))
-        throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
+        fail_with_errno(path);
     return path;
 }
 

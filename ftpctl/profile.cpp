@@ -7,8 +7,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 
 constexpr mode_t OTHERS_WRITE = 022;
@@ -148,7 +146,7 @@ static std::vector<CLI::ConfigItem> items_of(const std::string &path)
     file_check_mode(path, OTHERS_WRITE, "a regular file that only its owner can write to");
     std::ifstream file(path);
     if (!file)
-        throw failure(STATUS_LOCAL, path + ": " + strerror(errno));
+        fail_with_errno(path);
     CLI::ConfigBase reader;
     // Makes every value plain text: the special characters become a line feed, which no line holds.
     reader.comment('\n')->arrayBounds('\n', '\n')->arrayDelimiter('\n');

@@ -12,8 +12,6 @@
 constexpr const char *ANONYMOUS = "anonymous";
 constexpr const char *ANONYMOUS_PASSWORD = "ftpctl@";
 
-[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
-
 // Checks a setter's result.
 static void check(const request_t &request, int code)
 {

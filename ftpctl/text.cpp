@@ -8,14 +8,6 @@
 #include <cstdio>
 #include <ctime>
 
-namespace
-{
-
-// The values of a progress's response_type.
-enum { FTP = 1, HTTP = 2, ZIXI = 3 };
-
-} // namespace
-
 static std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 
 static std::string format(const char *pattern, ...)
@@ -97,7 +89,10 @@ int text_job_of(const ftpclient_notice_t &notice)
     return JOBS[notice.code];
 }
 
-bool text_is_zixi(const ftpclient_progress_t &progress) { return progress.response_type == ZIXI; }
+bool text_is_zixi(const ftpclient_progress_t &progress)
+{
+    return progress.response_type == FTPCLIENT_RESPONSE_ZIXI;
+}
 
 std::string text_amount(const ftpclient_progress_t &progress)
 {
@@ -124,7 +119,9 @@ std::string text_details(int result, const ftpclient_progress_t &progress)
     }
     if (progress.curl_code != 0)
         add(text, format("libcurl code %d", progress.curl_code));
-    if (progress.curl_code != 0 && is_in(progress.response_type, FTP, HTTP) && progress.response_code != 0)
+    if (progress.curl_code != 0 &&
+        is_in(progress.response_type, FTPCLIENT_RESPONSE_FTP, FTPCLIENT_RESPONSE_HTTP) &&
+        progress.response_code != 0)
         add(text, format("server answered %d", progress.response_code));
     if (progress.retries > 0)
         add(text, retries(progress));

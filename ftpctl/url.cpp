@@ -31,8 +31,6 @@ constexpr scheme_t SCHEMES[] = {
     {"zixi://", FTPCLIENT_ZIXI_4, 2088},
 };
 
-[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
-
 static bool is_one_of(char c, std::string_view set) { return set.find(c) != set.npos; }
 
 static bool is_alphanumeric(char c) { return isalnum(static_cast<unsigned char>(c)) != 0; }

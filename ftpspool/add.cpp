@@ -13,12 +13,9 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <sys/stat.h>
-
-[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
 
 static void make_absolute(std::string &path)
 {
@@ -87,7 +84,7 @@ static void check_move(const entry_t &entry)
     if (entry.move_to.empty())
         return;
     if (stat(entry.move_to.c_str(), &folder) != 0)
-        throw failure(STATUS_LOCAL, entry.move_to + ": " + strerror(errno));
+        fail_with_errno(entry.move_to);
     if (!S_ISDIR(folder.st_mode))
         refuse("--move-to: " + entry.move_to + ": is no folder");
     if (stat(entry.local.c_str(), &file) == 0 && file.st_dev != folder.st_dev)

@@ -6,11 +6,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <unistd.h>
-
-constexpr int NAMES_MOST = 1000;
 
 // A name is gone for good only when its folder is on the disk.
 static void sync_folder_of(const std::string &path)
@@ -30,15 +27,9 @@ static std::string remove_file(const std::string &path)
 static std::string move_file(const std::string &path, const std::string &folder)
 {
     const std::string first = folder + "/" + std::filesystem::path(path).filename().string();
-    std::string target = first;
-    int code = -1;
-    for (int number = 1; number <= NAMES_MOST; number++) {
-        code = renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
-        if (code == 0 || errno != EEXIST)
-            break;
-        target = first + "." + std::to_string(number);
-    }
-    if (code != 0)
+    const std::string target = disk_move_to_free_name(
+        path, [&](int number) { return number == 1 ? first : first + "." + std::to_string(number - 1); });
+    if (target.empty())
         return path + ": could not be moved to " + folder + ": " + strerror(errno);
     sync_folder_of(target);
     sync_folder_of(path);

@@ -1,5 +1,7 @@
 #include "ftpspool/copies.h"
 
+#include "ftpctl/failure.h"
+
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -15,21 +17,21 @@ copying_t::copying_t(const spool_paths_t &paths) : files_(paths.files())
 {
     if ((mkdir(paths.folder.c_str(), 0700) != 0 && errno != EEXIST) ||
         (mkdir(files_.c_str(), 0700) != 0 && errno != EEXIST))
-        disk_fail(files_);
+        fail_with_errno(files_);
     folder_ = descriptor(open(files_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder_ || flock(folder_.get(), LOCK_SH) != 0)
-        disk_fail(files_);
+        fail_with_errno(files_);
 }
 
 static void copy_content(const std::string &from, int to, const std::string &name)
 {
     const descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!source)
-        disk_fail(from);
+        fail_with_errno(from);
     ssize_t count = 0;
     while ((count = sendfile(to, source.get(), nullptr, PIECE)) > 0) {}
     if (count == -1 || fsync(to) != 0)
-        disk_fail(name);
+        fail_with_errno(name);
 }
 
 // A free name is found by making a file of it. A link then takes its place, or the content goes into it.
@@ -38,18 +40,18 @@ std::string copying_t::make(const std::string &local)
     std::string made = files_ + "/XXXXXX";
     const descriptor file(mkostemp(made.data(), O_CLOEXEC));
     if (!file)
-        disk_fail(made);
+        fail_with_errno(made);
     made_ = unfinished_file_t(made);
     const std::string linked = made + ".link";
     if (linkat(AT_FDCWD, local.c_str(), AT_FDCWD, linked.c_str(), AT_SYMLINK_FOLLOW) == 0) {
         const unfinished_file_t link(linked);
         if (!disk_sync_content(linked) || rename(linked.c_str(), made.c_str()) != 0)
-            disk_fail(made);
+            fail_with_errno(made);
     } else {
         copy_content(local, file.get(), made);
     }
     if (fsync(folder_.get()) != 0)
-        disk_fail(files_);
+        fail_with_errno(files_);
     return made;
 }
 

@@ -1,12 +1,10 @@
 #include "ftpspool/disk.h"
 
-#include "ftpctl/failure.h"
 #include "strutil/guards.h"
 
-#include <cstring>
+#include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
-
-void disk_fail(const std::string &path) { throw failure(STATUS_LOCAL, path + ": " + strerror(errno)); }
 
 bool disk_sync_folder(const std::string &folder)
 {
@@ -18,6 +16,23 @@ bool disk_sync_content(const std::string &path)
 {
     const descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     return opened && fdatasync(opened.get()) == 0;
+}
+
+int disk_move(const std::string &from, const std::string &to)
+{
+    return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+}
+
+std::string disk_move_to_free_name(const std::string &from, const std::function<std::string(int)> &name_of)
+{
+    for (int number = 1; number <= DISK_NAMES_MOST; number++) {
+        const std::string name = name_of(number);
+        if (disk_move(from, name) == 0)
+            return name;
+        if (errno != EEXIST)
+            break;
+    }
+    return "";
 }
 
 unfinished_file_t::~unfinished_file_t()

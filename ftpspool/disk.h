@@ -1,11 +1,9 @@
 // Files that must be on the disk, or gone.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
-
-// Throws failure (STATUS_LOCAL): the path and what errno says.
-[[noreturn]] void disk_fail(const std::string &path);
 
 // After it what was made, renamed or removed in the folder is on the disk. Returns false, with errno, when
 // that could not be done. Blocks on the disk.
@@ -13,6 +11,13 @@ bool disk_sync_folder(const std::string &folder);
 
 // After it the content of a file that this process may read is on the disk. As disk_sync_folder().
 bool disk_sync_content(const std::string &path);
+
+// As rename(), but never replaces anything: -1 with EEXIST then.
+int disk_move(const std::string &from, const std::string &to);
+
+// Moves to the first free one of the names of 1 to DISK_NAMES_MOST. Returns it, or "", with errno.
+constexpr int DISK_NAMES_MOST = 1000;
+std::string disk_move_to_free_name(const std::string &from, const std::function<std::string(int)> &name_of);
 
 // Owns a file that is made step by step: removes it at the end of the scope unless it is kept.
 class unfinished_file_t

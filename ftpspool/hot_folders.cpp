@@ -3,8 +3,6 @@
 #include "ftpspool/wakeups.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/epoll.h>
 
@@ -21,7 +19,7 @@ hot_folders_t::hot_folders_t(const store_t &store, event_output_t &events)
       mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC))
 {
     if (!epoll_)
-        throw failure(STATUS_LOCAL, std::string("epoll: ") + strerror(errno));
+        fail_with_errno("epoll");
     epoll_event changed = {};
     changed.events = EPOLLPRI;
     epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, mounts_.get(), &changed);

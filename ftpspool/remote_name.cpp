@@ -21,7 +21,7 @@ constexpr size_t WIDTH_MOST = 18;
 constexpr std::string_view COUNTER_OF_WIDTH = "counter:";
 constexpr std::string_view CONVERSIONS = "aAbBCdFgGHIjmMpRSTuUVwWyY%";
 
-[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, "--name: " + line); }
+[[noreturn]] static void refuse_name(const std::string &line) { refuse("--name: " + line); }
 
 // A leading dot does not start an extension.
 static size_t base_length(const std::string &name)
@@ -43,7 +43,7 @@ static std::string padded(const remote_facts_t &facts, std::string_view digits)
     size_t width = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), width);
     if (error != std::errc() || end != digits.data() + digits.size() || width < 1 || width > WIDTH_MOST)
-        refuse("{counter:N}: N must be a number from 1 to " + std::to_string(WIDTH_MOST));
+        refuse_name("{counter:N}: N must be a number from 1 to " + std::to_string(WIDTH_MOST));
     const std::string number = std::to_string(facts.counter);
     return std::string(width - std::min(width, number.size()), '0') + number;
 }
@@ -54,7 +54,7 @@ static std::string placeholder(const remote_facts_t &facts, std::string_view nam
         return padded(facts, name.substr(COUNTER_OF_WIDTH.size()));
     const auto *found = std::ranges::find(PLACEHOLDERS, name, &placeholder_t::name);
     if (found == std::end(PLACEHOLDERS))
-        refuse(std::string("{").append(name).append(
+        refuse_name(std::string("{").append(name).append(
             "} is unknown; there are {name}, {base}, {extension}, {host}, {counter} and {counter:6}"));
     return found->value(facts);
 }
@@ -62,7 +62,7 @@ static std::string placeholder(const remote_facts_t &facts, std::string_view nam
 static std::string conversion(const remote_facts_t &facts, std::string_view letter)
 {
     if (letter.empty() || CONVERSIONS.find(letter) == CONVERSIONS.npos)
-        refuse(std::string("%").append(letter).append(
+        refuse_name(std::string("%").append(letter).append(
             " is unknown; there are %Y %m %d %H %M %S and more, and %% for a '%'"));
     const char format[] = {'%', letter[0], '\0'};
     const auto seconds = static_cast<time_t>(facts.changed_s);
@@ -81,7 +81,7 @@ std::string remote_name(const std::string &pattern, const remote_facts_t &facts)
         } else if (pattern[i] == '{') {
             const size_t end = pattern.find('}', i);
             if (end == pattern.npos)
-                refuse("'}' is missing");
+                refuse_name("'}' is missing");
             made += placeholder(facts, std::string_view(pattern).substr(i + 1, end - i - 1));
             i = end;
         } else {
@@ -94,6 +94,6 @@ std::string remote_name(const std::string &pattern, const remote_facts_t &facts)
 void remote_name_check(const std::string &pattern)
 {
     if (pattern.empty() || pattern.front() == '/' || pattern.back() == '/')
-        refuse("must name a file, and neither begin nor end with '/'");
+        refuse_name("must name a file, and neither begin nor end with '/'");
     remote_name(pattern, {"a", "a", 0, 0});
 }

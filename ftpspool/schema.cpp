@@ -1,5 +1,6 @@
 #include "ftpspool/schema.h"
 
+#include "ftpctl/failure.h"
 #include "ftpspool/disk.h"
 #include "ftpspool/entry.h"
 #include "ftpspool/store.h"
@@ -16,7 +17,6 @@
 constexpr int64_t APPLICATION = 1718906995; // "ftps" in ASCII, in the file's header
 constexpr int64_t VERSION = 1;
 constexpr int CACHE_KIB = 64;
-constexpr int NAMES_MOST = 1000;
 
 // SQL here and in store.cpp, store_life.cpp and watches.cpp has the states as numbers, which must not
 // change: devices have them on disk.
@@ -94,7 +94,7 @@ static bool exists(const std::string &path)
     if (lstat(path.c_str(), &status) == 0)
         return true;
     if (errno != ENOENT)
-        disk_fail(path);
+        fail_with_errno(path);
     return false;
 }
 
@@ -102,7 +102,7 @@ static void make_database(const std::string &path)
 {
     std::string making = path + ".XXXXXX";
     if (!descriptor(mkostemp(making.data(), O_CLOEXEC)))
-        disk_fail(making);
+        fail_with_errno(making);
     const unfinished_file_t owner(making);
     {
         const database_t database(making, database_t::access_t::WRITE, CACHE_KIB);
@@ -111,7 +111,7 @@ static void make_database(const std::string &path)
         transaction.commit();
     }
     if (link(making.c_str(), path.c_str()) != 0)
-        disk_fail(path);
+        fail_with_errno(path);
 }
 
 // The next start of the service would remove them: the new database does not know them.
@@ -120,16 +120,11 @@ static void keep_left_copies(const std::string &files)
     std::error_code error;
     if (!exists(files) || std::filesystem::is_empty(files, error))
         return;
-    for (int number = 1; number <= NAMES_MOST; number++) {
-        const std::string kept = files + ".left-" + std::to_string(number);
-        if (renameat2(AT_FDCWD, files.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) == 0) {
-            fprintf(stderr, "ftpspool: copies without a database: they are kept as %s\n", kept.c_str());
-            return;
-        }
-        if (errno != EEXIST)
-            break;
-    }
-    disk_fail(files);
+    const std::string kept =
+        disk_move_to_free_name(files, [&](int number) { return files + ".left-" + std::to_string(number); });
+    if (kept.empty())
+        fail_with_errno(files);
+    fprintf(stderr, "ftpspool: copies without a database: they are kept as %s\n", kept.c_str());
 }
 
 // Under a lock: a second process must not set aside the log and the copies of the database that the first
@@ -140,10 +135,10 @@ void schema_make(const spool_paths_t &paths)
     if (exists(path))
         return;
     if (mkdir(paths.folder.c_str(), 0700) != 0 && errno != EEXIST)
-        disk_fail(paths.folder);
+        fail_with_errno(paths.folder);
     const descriptor folder(open(paths.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder || flock(folder.get(), LOCK_EX) != 0)
-        disk_fail(paths.folder);
+        fail_with_errno(paths.folder);
     if (exists(path))
         return;
     // SQLite would replay the log that an earlier database left into the new one.
@@ -151,7 +146,7 @@ void schema_make(const spool_paths_t &paths)
     keep_left_copies(paths.files());
     make_database(path);
     if (fsync(folder.get()) != 0)
-        disk_fail(paths.folder);
+        fail_with_errno(paths.folder);
 }
 
 void schema_check(const database_t &database)

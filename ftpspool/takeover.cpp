@@ -1,5 +1,8 @@
 #include "ftpspool/takeover.h"
 
+#include "ftpctl/failure.h"
+#include "ftpspool/disk.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,35 +11,28 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-constexpr int NAMES_MOST = 1000;
-
 descriptor takeover_lock(const spool_paths_t &paths)
 {
     mkdir(paths.folder.c_str(), 0700);
     descriptor lock(open(paths.lock().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!lock)
-        throw failure(STATUS_LOCAL, paths.lock() + ": " + strerror(errno));
+        fail_with_errno(paths.lock());
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
         throw failure(STATUS_BUSY, paths.folder + ": another ftpspool runs");
     return lock;
-}
-
-static int move_to_free_name(const std::string &from, const std::string &to)
-{
-    return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
 }
 
 // The copies go first: the next start removes those that its database does not know, and the producers may
 // have deleted their files. The log goes along: it may hold what the database lacks.
 static std::string keep_aside(const spool_paths_t &paths)
 {
-    for (int number = 1; number <= NAMES_MOST; number++) {
+    for (int number = 1; number <= DISK_NAMES_MOST; number++) {
         const std::string end = ".damaged-" + std::to_string(number);
         const std::string database = paths.database() + end;
         if (access(database.c_str(), F_OK) == 0)
             continue;
-        const bool has_copies = move_to_free_name(paths.files(), paths.files() + end) == 0;
-        if ((has_copies || errno == ENOENT) && move_to_free_name(paths.database(), database) == 0) {
+        const bool has_copies = disk_move(paths.files(), paths.files() + end) == 0;
+        if ((has_copies || errno == ENOENT) && disk_move(paths.database(), database) == 0) {
             for (const char *log : {"-wal", "-shm"})
                 rename((paths.database() + log).c_str(), (database + log).c_str());
             return "; it is kept as " + database +

@@ -2,8 +2,6 @@
 
 #include "ftpctl/failure.h"
 
-#include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -39,7 +37,7 @@ wakeups_t::wakeups_t(const std::string &path)
 {
     if (!changes_ || !steady_ || !wall_ ||
         inotify_add_watch(changes_.get(), path.c_str(), IN_CLOSE_WRITE | IN_MOVE_SELF | IN_ATTRIB) == -1)
-        throw failure(STATUS_LOCAL, path + ": cannot be watched: " + strerror(errno));
+        fail_with_errno(path + ": cannot be watched");
 }
 
 // 0 disarms the timer. The wall clock's timer also reports that the clock was set, so without an end it is

@@ -9,21 +9,17 @@
 #include "ftpspool/watches.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
-[[noreturn]] static void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
-
 static void check_folder(const std::string &folder)
 {
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0)
-        throw failure(STATUS_LOCAL, folder + ": " + strerror(errno));
+        fail_with_errno(folder);
     if (!S_ISDIR(status.st_mode))
         refuse(folder + ": is no folder");
 }

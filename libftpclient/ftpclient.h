@@ -126,6 +126,14 @@ enum ftpclient_job {
     FTPCLIENT_FILE_INFO = 3
 };
 
+/* Whose code a response code is. */
+enum ftpclient_response {
+    FTPCLIENT_RESPONSE_OTHER = 0, /* nobody's: there is none */
+    FTPCLIENT_RESPONSE_FTP = 1,
+    FTPCLIENT_RESPONSE_HTTP = 2, /* an HTTP proxy's */
+    FTPCLIENT_RESPONSE_ZIXI = 3, /* a Zixi job: see zixi_error, there is no response code */
+};
+
 enum ftpclient_pin {
     FTPCLIENT_PIN_NONE = 0, /* any server */
     FTPCLIENT_PIN_MD5 = 1,  /* SFTP: MD5 of the host key */
@@ -175,7 +183,7 @@ typedef struct ftpclient_progress {
     int64_t elapsed_ms;        /* of the current try */
     int32_t curl_code;         /* libcurl's result; not for Zixi jobs */
     int32_t zixi_error;        /* Zixi jobs: the library's last error, 0 for none; undefined for other jobs */
-    int32_t response_type;     /* of response_code: 1 FTP, 2 HTTP, others none */
+    int32_t response_type;     /* ftpclient_response: of response_code */
     int32_t response_code;     /* the server's last response code */
     int32_t retries;           /* made so far; not for Zixi jobs */
     int32_t unused;
@@ -266,8 +274,7 @@ FTPCLIENT_API void ftpclient_close(ftpclient_t *client);
  * ERR_DISCONNECTED, ERR_PROTOCOL, ERR_UNREAD, ERR_SYSTEM. Needs no turn. */
 FTPCLIENT_API int ftpclient_ping(const ftpclient_t *client, int32_t *last_result, int timeout_ms);
 
-/* Gets the state of the running or last job, regardless of who started it. Fails as ftpclient_ping().
- * Needs no turn. */
+/* Gets the state of the running or last job, whoever started it. As ftpclient_ping(). Needs no turn. */
 FTPCLIENT_API int ftpclient_poll(const ftpclient_t *client, ftpclient_state_t *state, size_t state_size,
                                  int timeout_ms);
 
@@ -354,13 +361,11 @@ FTPCLIENT_API int ftpclient_call_phase(const ftpclient_call_t *call);
  * after FTPCLIENT_PHASE_TURN; 0 for NULL. */
 FTPCLIENT_API int ftpclient_call_turn_error(const ftpclient_call_t *call);
 
-/* The last known state: the result of ftpclient_begin_poll(), or the progress of a run; before
- * that, all zero. */
+/* The last known state: what ftpclient_begin_poll() got, or the progress of a run; before that, all zero. */
 FTPCLIENT_API int ftpclient_call_state(const ftpclient_call_t *call, ftpclient_state_t *state,
                                        size_t state_size);
 
-/* The result of ftpclient_begin_ping(): the ftpclient_result of the daemon's last start of a job. 0 before
- * the call is finished. */
+/* The result of ftpclient_begin_ping(): that of the daemon's last start. 0 before the call is finished. */
 FTPCLIENT_API int ftpclient_call_last_result(const ftpclient_call_t *call, int32_t *last_result);
 
 /* The outcome of a run, as from ftpclient_run(); before the end, what is known so far. */
@@ -411,9 +416,8 @@ FTPCLIENT_API int ftpclient_request_set_passive(ftpclient_request_t *request, in
  * none. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, uint32_t port);
 
-/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login together do
- * not fit into 255 bytes; every character except letters, digits and "-._~" counts as three.
- * ERR_ARGUMENT for Zixi. */
+/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login exceed
+ * 255 bytes; every character but letters, digits and "-._~" counts as three. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *user,
                                                     const char *password);
 
@@ -431,8 +435,7 @@ FTPCLIENT_API int ftpclient_request_set_save_path(ftpclient_request_t *request, 
 /* Uploads: not 0 = append what is missing in the remote file, see ftpclient_run(). ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_resume(ftpclient_request_t *request, int resume);
 
-/* Uploads: not 0 = compare the remote file's size after the upload; a resumed upload always does.
- * ERR_ARGUMENT for Zixi. */
+/* Uploads: not 0 = compare the sizes afterwards; resumed ones always are. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_verify(ftpclient_request_t *request, int verify);
 
 /* How many milliseconds the whole call may wait for other programs before it returns ERR_TURN: for its turn,
@@ -465,8 +468,7 @@ FTPCLIENT_API int ftpclient_notices_fd(const ftpclient_notices_t *notices);
 FTPCLIENT_API int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *notice,
                                             size_t notice_size, int timeout_ms);
 
-/* Stops listening, removes the socket unless it was replaced, and frees the receiver. Does not block. For
- * NULL it does nothing. */
+/* Stops listening, removes the socket unless it was replaced, and frees the receiver. NULL is a no-op. */
 FTPCLIENT_API void ftpclient_notices_close(ftpclient_notices_t *notices);
 
 /* ---- Texts. None of these returns NULL; the texts are constant. ---- */
@@ -485,8 +487,7 @@ FTPCLIENT_API const char *ftpclient_cause_name(int cause);
  * 0, "unknown result". */
 FTPCLIENT_API const char *ftpclient_strerror(int code);
 
-/* The name of an ftpclient_result in documentation and logs, e.g. "FTPCD_ERR_BUSY"; otherwise
- * "unknown result". */
+/* An ftpclient_result's name in documents and logs, e.g. "FTPCD_ERR_BUSY"; otherwise "unknown result". */
 FTPCLIENT_API const char *ftpclient_result_name(int result);
 
 /* The version of the loaded library, e.g. "0.2.0"; FTPCLIENT_VERSION_... is that of the header. */

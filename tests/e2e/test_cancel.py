@@ -29,7 +29,7 @@ def only_the_next_job_is_announced(jobs, network_manager, local):
     def play():
         (local / "next").write_bytes(b"")
         jobs.upload(local / "next", "next", port=1)
-        assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED, wire.NOTICE_UPLOAD]
+        assert network_manager.codes == [wire.NOTICE_STARTED, wire.NOTICE_UPLOAD]
 
     return play
 

@@ -45,7 +45,7 @@ def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(
     with within(2 + HELD_UP_S):
         assert daemon.stop(number) == 0
     assert stat.S_ISSOCK(os.stat(CONTROL_SOCKET).st_mode)
-    assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED]
+    assert network_manager.codes == [wire.NOTICE_STARTED]
 
 
 SILENT = {

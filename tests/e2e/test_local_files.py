@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import random
 import socket
 import stat
 import threading
@@ -10,37 +9,36 @@ import threading
 import pytest
 
 from harness import client, wire
+from harness.content import MIB, content_of
 from harness.libraries import code_of_a_file_that_shrank
 from harness.relay import Relay
 from harness.scripted import Plan, send_then, take_all
-from harness.squid import PORT as PROXY_PORT
-from harness.squid import Squid
+from harness.squid import PROXY, Squid
 from harness.sftp import HostKey, Sshd
 from harness.tls import Certificate, TlsServer
 from harness.waiting import HELD_UP_S, wait_until, within
 
-MIB = 1 << 20
 LOCAL_READ, LOCAL_WRITE = (1, wire.LOCAL_READ), (1, wire.LOCAL_WRITE)
 PARTIAL = (1, wire.NETWORK)
 SFTP = {"protocol": wire.SFTP, "port": 22}
 PROTOCOLS = {"ftp": {}, "sftp": SFTP}
 
 
-def content_of(size):
-    return random.Random(size).randbytes(size)
-
-
 # --- Uploads
+
+
+def make_irregular(folder, **links):
+    """A pipe, a socket and links."""
+    os.mkfifo(folder / "pipe")
+    socket.socket(socket.AF_UNIX).bind(str(folder / "socket"))
+    for name, target in links.items():
+        (folder / name).symlink_to(target)
 
 
 def irregular_files(folder):
     """{path: the errno in the log}"""
-    os.mkfifo(folder / "pipe")
-    socket.socket(socket.AF_UNIX).bind(str(folder / "socket"))
+    make_irregular(folder, link="pipe", dangling="nothing", circle="circle")
     (folder / "folder").mkdir()
-    (folder / "link").symlink_to("pipe")
-    (folder / "dangling").symlink_to("nothing")
-    (folder / "circle").symlink_to("circle")
     return {
         folder / "pipe": 22,
         folder / "link": 22,
@@ -58,7 +56,7 @@ def irregular_files(folder):
 @pytest.mark.parametrize("port", [21, 22, 3128], ids=["ftp", "sftp", "proxy"])
 def test_only_regular_files_are_uploaded(daemon, scripted, jobs, log, local, port):
     server = scripted(port=port)
-    fields = {22: SFTP, 3128: {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": 3128}}
+    fields = {22: SFTP, 3128: PROXY}
     for path, error in irregular_files(local).items():
         assert jobs.upload(path, "a", **fields.get(port, {})).outcome == LOCAL_READ, path
         assert f"curl_func(729): errno({error})" in log.errors()[-1], path
@@ -183,8 +181,7 @@ def test_a_file_that_shrinks_after_its_last_byte_was_sent_is_partial(daemon, scr
 
 def test_a_file_without_a_true_size_is_partial_through_a_proxy(daemon, vsftpd, jobs):
     Squid()
-    proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PROXY_PORT}
-    assert jobs.upload("/proc/version", "a", **proxy).outcome == PARTIAL
+    assert jobs.upload("/proc/version", "a", **PROXY).outcome == PARTIAL
 
 
 def test_renaming_another_file_over_it_does_not_change_what_is_sent(
@@ -307,9 +304,7 @@ def test_a_download_whose_file_is_changed_meanwhile_fails_with_9(
 
 def test_where_a_download_can_go(daemon, scripted, jobs, local):
     scripted(files={"a": b"content"})
-    socket.socket(socket.AF_UNIX).bind(str(local / "socket"))
-    for name, target in {"link": "target", "circle": "circle", "out": "missing/target"}.items():
-        (local / name).symlink_to(target)
+    make_irregular(local, link="target", circle="circle", out="missing/target")
     (local / "old").write_bytes(bytes(9999))
     cases = {
         local / "link": (0, 0),
@@ -339,10 +334,7 @@ def test_where_an_identity_can_be_saved(daemon, jobs, local, protocol):
         Sshd(HostKey()).put("a", b"content")
     else:
         TlsServer(control=Certificate(), protocol=protocol, files={"a": b"content"})
-    os.mkfifo(local / "pipe")
-    socket.socket(socket.AF_UNIX).bind(str(local / "socket"))
-    for name, target in {"link": "target", "circle": "circle", "out": "missing"}.items():
-        (local / name).symlink_to(target)
+    make_irregular(local, link="target", circle="circle", out="missing")
     (local / "target").write_bytes(b"old")
     cannot = (1, wire.SECURE_5)
     cases = {

@@ -8,10 +8,9 @@ from harness import client, wire
 from harness.content import MIB, content_of
 from harness.libraries import names_every_port
 from harness.sftp import HostKey, Sshd
-from harness.squid import PORT, Squid, answer
+from harness.squid import PORT, PROXY, Squid, answer
 from harness.tls import Certificate, VsftpdTls
 
-PROXY = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
 HOSTS = {"bare": "127.0.0.1", "with-scheme": "http://127.0.0.1"}
 
 

@@ -12,8 +12,7 @@ import pytest
 
 from harness import client, contention, ftpctl, turns
 from harness.scripted import Plan
-from harness.sftp import HostKey, Sshd
-from harness.vsftpd import Vsftpd, one_user_only
+from harness.vsftpd import one_user_only
 from harness.waiting import DEADLINE_S, HELD_UP_S, holds_for, wait_until, within
 
 DONE, TURN, CANCELED, NO_LOCAL_FILE = 0, 4, 21, 59
@@ -24,17 +23,11 @@ LISTED = b"-rw-r--r-- 1 alice alice 400 Jan 15 2020 f\r\n"
 KINDS = contention.Site.KINDS
 PAIRS = [*itertools.combinations_with_replacement(KINDS, 2)]
 SLICES = 4
-SLOW_BYTES_PER_S = 200000  # slow enough for a cancel to find a running job
 
 
 @pytest.fixture
 def site(daemon, local):
-    Vsftpd(local_max_rate=SLOW_BYTES_PER_S)
-    key = HostKey()
-    Sshd(key)
-    said = ["ssh-keygen", "-l", "-E", "sha256", "-f", key.public]
-    sha256 = subprocess.run(said, check=True, capture_output=True, text=True).stdout.split()[1]
-    return contention.Site(local, [URL, "sftp://alice@127.0.0.1"], "sftp://alice@127.0.0.1", sha256)
+    return contention.real_site(local)
 
 
 def ended_well(*processes):

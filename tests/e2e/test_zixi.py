@@ -154,7 +154,7 @@ def test_a_download_is_refused_and_starts_nothing(zixi, jobs, network_manager, l
     # The first notice is a later job's: the refused download sent none and created no file.
     make_file(local / "b", 4)
     tells_of(jobs.zixi_upload(local / "b", "b", protocol=protocol), 4)
-    assert [notice.code for notice in network_manager.notices] == [3, 1]
+    assert network_manager.codes == [3, 1]
     assert not (local / "a").exists()
 
 

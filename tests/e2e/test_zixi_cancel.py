@@ -45,7 +45,7 @@ def only_the_next_job_is_announced(jobs, network_manager, local):
     def play():
         notice = jobs.zixi_upload(make_file(local / "next", 10), "next")
         assert (notice.outcome, notice.sizes) == ((0, 0), (10, 10))
-        assert [notice.code for notice in network_manager.notices] == [3, 1]
+        assert network_manager.codes == [3, 1]
 
     return play
 
@@ -155,7 +155,7 @@ def test_a_signal_in_the_middle_of_an_upload_ends_with_status_0_at_once(
     with within(2 + HELD_UP_S):
         assert daemon.stop(number) == 0
     assert feeder.said(log) == before == []
-    assert [notice.code for notice in network_manager.notices] == [wire.NOTICE_STARTED]
+    assert network_manager.codes == [wire.NOTICE_STARTED]
     assert not (FOLDER / "d" / "a").exists()
 
 

@@ -47,10 +47,6 @@ def workers_end(daemon, idle_threads):
     wait_until(lambda: daemon.threads() <= idle_threads + its_own, "the end of all workers")
 
 
-def codes(network_manager):
-    return [notice.code for notice in network_manager.notices]
-
-
 def is_of_zixi(notice):
     return notice.exec_info.response_code_type == 3
 
@@ -67,14 +63,14 @@ def test_both_run_side_by_side_and_only_the_last_ones_job_is_announced(
     workers_end(zixi, idle_threads)
     assert [content for _, _, content in held.stored] == [b"by libcurl"]
     assert feeder.stored() == {"zixi": (local / "zixi").read_bytes()}
-    assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
+    assert holds_for(lambda: network_manager.codes == [3, 1], PASSES_S)
     # The libcurl job was never reported: the next start finds its worker unjoined, fails and forgets it.
     assert client.upload(local / "curl", "again") == (1, wire.INTERNAL)
     log.wait_for(r"^error: curl_func\(458\): errno\(\d+\) .*\n$")
-    assert holds_for(lambda: codes(network_manager) == [3, 1], PASSES_S)
+    assert holds_for(lambda: network_manager.codes == [3, 1], PASSES_S)
     notice = jobs.upload(local / "curl", "again")
     assert notice.outcome == (0, 0) and not is_of_zixi(notice)
-    assert codes(network_manager) == [3, 1, 1]
+    assert network_manager.codes == [3, 1, 1]
 
 
 STARTS = {
@@ -93,7 +89,7 @@ def test_an_unreported_zixi_job_makes_the_next_start_fail(
     assert jobs.download("a", local / "a").outcome == (0, 0)
     workers_end(zixi, idle_threads)
     assert (FOLDER / "zixi").exists()
-    assert holds_for(lambda: codes(network_manager) == [3, 0], PASSES_S)
+    assert holds_for(lambda: network_manager.codes == [3, 0], PASSES_S)
     # The start fails, and as the engine is active again, the worker is joined and reported,
     # but with the kind and result of the refused start.
     assert STARTS[command](local / "zixi") == (1, wire.INTERNAL)
@@ -107,7 +103,7 @@ def test_an_unreported_zixi_job_makes_the_next_start_fail(
     assert refused == f"error: {wire.STARTS[command].named}: Failed(5)\n"
     assert feeder.upload(local / "zixi", "zixi") == (0, 0)
     expected = [3, 0, code, 1]
-    wait_until(lambda: codes(network_manager) == expected, "the report of the next upload")
+    wait_until(lambda: network_manager.codes == expected, "the report of the next upload")
     assert network_manager.notices[-1].outcome == (0, 0)
 
 
@@ -140,7 +136,7 @@ def test_neither_engine_is_busy_with_the_others_job(zixi, held, scripted, jobs, 
     assert jobs.download("a", local / "a", port=2100).outcome == (0, 0)
     assert feeder.upload(local / "long", "b") == (1, wire.BUSY)
     assert client.cancel() == (0, 0, 2)
-    assert codes(network_manager) == [3, 0]
+    assert network_manager.codes == [3, 0]
 
 
 @pytest.mark.parametrize("protocol", [wire.ZIXI_4, wire.ZIXI_5])
@@ -156,7 +152,7 @@ def test_a_refused_zixi_download_makes_the_zixi_engine_active(
     assert client.state()[:6] == (0, 0, 0, 0, 0, 1)
     held.gate.set()
     workers_end(zixi, idle_threads)
-    assert holds_for(lambda: codes(network_manager) == [3], PASSES_S)
+    assert holds_for(lambda: network_manager.codes == [3], PASSES_S)
     assert client.upload(local / "curl", "b") == (1, wire.INTERNAL)
     assert log.count(r"curl_func\(458\)") == 1
 
@@ -168,7 +164,7 @@ def test_a_busy_answer_makes_the_busy_engine_active_again(zixi, held, network_ma
     held.gate.set()
     notice = network_manager.wait_for(wire.NOTICE_UPLOAD)
     assert notice.outcome == (0, 0) and not is_of_zixi(notice)
-    assert codes(network_manager) == [3, 1]
+    assert network_manager.codes == [3, 1]
 
 
 def test_an_invalid_request_keeps_the_active_engine(zixi, held, network_manager, local):
@@ -194,7 +190,7 @@ def test_a_cancel_reaches_the_engine_of_the_last_request_only(
     held.gate.set()
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
     assert [content for _, _, content in held.stored] == [b"by libcurl"]
-    assert codes(network_manager) == [3, 1]
+    assert network_manager.codes == [3, 1]
 
 
 def test_file_information_comes_from_the_engine_of_the_last_request(zixi, scripted, jobs):

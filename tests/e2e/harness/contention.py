@@ -6,13 +6,16 @@ import json
 import os
 import random
 import shutil
+import subprocess
 import time
 
 from . import ftpctl
-from .vsftpd import HOME
+from .sftp import HostKey, Sshd
+from .vsftpd import HOME, Vsftpd
 
 DONE, TURN, NOT_FOUND, UNKNOWN, CANCELED, NOT_RUNNING, LOCAL_READ = 0, 4, 6, 10, 21, 22, 30
 DOWNLOAD_MAX = 4096
+SLOW_BYTES_PER_S = 200000  # over FTP, slow enough for a cancel to find a running job
 UPLOAD_SIZES = (0, 1000, 1000, 200000)  # often the same, so that the size does not identify a job
 
 OWN_FAILURE = {"missing": NOT_FOUND, "unseen": LOCAL_READ, "cancel": NOT_RUNNING}
@@ -172,3 +175,14 @@ class Site:
 
     def _state(self, *_):
         return Job("state", ["state", "--json"], lambda job: None if json.loads(job.out)["state"] else "no state")
+
+
+def real_site(local, seed=0):
+    """With vsftpd and OpenSSH."""
+    Vsftpd(local_max_rate=SLOW_BYTES_PER_S)
+    key = HostKey()
+    Sshd(key)
+    said = ["ssh-keygen", "-l", "-E", "sha256", "-f", key.public]
+    sha256 = subprocess.run(said, check=True, capture_output=True, text=True).stdout.split()[1]
+    secure = "sftp://alice@127.0.0.1"
+    return Site(local, ["ftp://alice@127.0.0.1", secure], secure, sha256, seed)

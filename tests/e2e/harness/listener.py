@@ -5,10 +5,13 @@ import threading
 
 
 class Listener:
-    """Accepts TCP connections one after the other on its own thread, and calls take(connection) for each."""
+    """Accepts connections one after the other on its own thread, and calls take(connection) for each."""
 
     def __init__(self, port, address="127.0.0.1"):
-        self._listener = socket.create_server((address, port))
+        self.listen(socket.create_server((address, port)))
+
+    def listen(self, listener):
+        self._listener = listener
         threading.Thread(target=self._serve, daemon=True).start()
 
     def _serve(self):

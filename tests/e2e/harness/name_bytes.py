@@ -10,13 +10,12 @@ from random import Random
 from . import client, names
 from .name_jobs import FAILED, KINDS, LISTING, REFUSAL, REFUSED, RIGHT, UPLOADED, connections_opened
 from .scripted import Plan, ScriptedServer
-from .squid import PORT, HttpProxy, answer
+from .squid import PROXY, HttpProxy, answer
 from .waiting import wait_until
 
 ABOUT_NO_PATH = {b"USER", b"PASS", b"PWD", b"TYPE", b"PASV", b"PORT", b"QUIT"}
 CONTENT = b"fetched"
 SIZE = 4711
-PROXY = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
 
 
 class AnyFile:

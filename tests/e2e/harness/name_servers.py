@@ -4,7 +4,7 @@ from . import names, wire
 from .ftp_servers import Proftpd, PureFtpd
 from .name_jobs import Server
 from .sftp import HostKey, Sshd
-from .squid import PORT, Squid
+from .squid import PROXY, Squid
 from .tls import Certificate, ProftpdTls, PureFtpdTls, VsftpdTls
 from .vsftpd import Vsftpd
 
@@ -94,10 +94,9 @@ def _behind_squid(name, start, carries):
             squid.start()
             return True
 
-        proxy = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}
         kinds = ("download", "upload")  # file information is not supported through a proxy
         rules = {"carries": _through_squid(carries), "excused": _squid_reads_otherwise, "revive": revive}
-        return Server(name, proxy, kinds=kinds, plain_port=21, **rules)
+        return Server(name, PROXY, kinds=kinds, plain_port=21, **rules)
 
     return make
 

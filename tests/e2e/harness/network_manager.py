@@ -2,47 +2,43 @@
 
 import os
 import socket
-import threading
 
+from .listener import Listener
 from .waiting import DEADLINE_S, wait_until
 from .wire import Notice
 
 SOCKET = "/var/run/marlox_nm.sock"
 
 
-class NetworkManager:
+class NetworkManager(Listener):
     """Listens until stopped. hang_up = closes every connection at once without reading."""
 
     def __init__(self, hang_up=False):
         self.notices = []
         self.connections = 0
         self._hang_up = hang_up
-        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self._socket.bind(SOCKET)
-        self._socket.listen(16)
-        threading.Thread(target=self._serve, daemon=True).start()
+        server = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        server.bind(SOCKET)
+        server.listen(16)
+        self.listen(server)
 
-    def _serve(self):
-        while True:
-            try:
-                connection, _ = self._socket.accept()
-            except OSError:
+    def take(self, connection):
+        with connection:
+            self.connections += 1
+            if self._hang_up:
                 return
-            with connection:
-                self.connections += 1
-                if not self._hang_up:
-                    self._take(connection)
-
-    def _take(self, connection):
-        raw = b""
-        while piece := connection.recv(4096):
-            raw += piece
-        self.notices.append(Notice(raw))
+            raw = b""
+            while piece := connection.recv(4096):
+                raw += piece
+            self.notices.append(Notice(raw))
 
     def stop(self):
-        self._socket.shutdown(socket.SHUT_RDWR)
-        self._socket.close()
+        super().stop()
         os.unlink(SOCKET)
+
+    @property
+    def codes(self):
+        return [notice.code for notice in self.notices]
 
     def of_code(self, code):
         return [notice for notice in self.notices if notice.code == code]

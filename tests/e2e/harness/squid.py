@@ -9,6 +9,7 @@ from .vsftpd import listens
 from .waiting import wait_until
 
 PORT = 3128
+PROXY = {"proxy_type": 1, "proxy_host": "127.0.0.1", "proxy_port": PORT}  # of a request
 
 CONFIGURATION = f"""
 http_port 127.0.0.1:{PORT}

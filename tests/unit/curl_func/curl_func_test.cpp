@@ -2,8 +2,8 @@
 #include "curl_func/curl_func.h"
 
 #include "job_fixture.h"
-#include "socket_pair.h"
 #include "support/failing_threads.h"
+#include "support/socket_pair.h"
 
 #include <atomic>
 #include <cerrno>
@@ -11,10 +11,7 @@
 #include <future>
 #include <thread>
 
-static const struct {
-    uint32_t (*start)(const transfer_request_t *);
-    uint32_t kind;
-} STARTERS[] = {
+static const std::pair<uint32_t (*)(const transfer_request_t *), uint32_t> STARTERS[] = {
     {curlf_download, JOB_DOWNLOAD}, {curlf_upload, JOB_UPLOAD}, {curlf_dl_file_info, JOB_DL_FILE_INFO}};
 
 class Engine : public JobFixture
@@ -31,7 +28,11 @@ protected:
         system.while_asleep = [] { std::this_thread::yield(); };
     }
 
-    ~Engine() override { curlf_finished(); }
+    ~Engine() override
+    {
+        curlf_finished();
+        logged(); // of a test that is not about the log
+    }
 
     static job_record_t state()
     {
@@ -54,8 +55,7 @@ protected:
 TEST_F(Engine, InitLogsLibcurlsVersionAndDoesNotInitialiseIt)
 {
     EXPECT_EQ(curlf_init(), 0);
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{6, "curl_func(260): " + std::string(curl_version()) + "\n"}}));
+    EXPECT_EQ(logged(), lines{"curl_func(260): " + std::string(curl_version()) + "\n"});
     EXPECT_EQ(wrapper_.asked, calls{});
 }
 
@@ -70,18 +70,18 @@ TEST_F(Engine, InitLogsWhatLibcurlLacks)
 TEST_F(Engine, EachStartRunsItsKindOfJobAndAnUploadUsesTheLowByteOfResume)
 {
     request.resume = 0x100;
-    for (const auto &s : STARTERS) {
+    for (const auto &[start, kind] : STARTERS) {
         std::promise<void> reached;
         std::promise<void> may_end;
         wrapper_.tries.push_back([&](curl_e_handle_t *) {
             reached.set_value();
             may_end.get_future().wait();
         });
-        ASSERT_EQ(s.start(&request), 0u);
+        ASSERT_EQ(start(&request), 0u);
         ASSERT_EQ(reached.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
-        EXPECT_EQ(state().module_info.exec, s.kind);
+        EXPECT_EQ(state().module_info.exec, kind);
         EXPECT_EQ(state().remote_file.looked_up, 0u);
-        EXPECT_EQ(s.start(&request), 3u);
+        EXPECT_EQ(start(&request), 3u);
         may_end.set_value();
         ended();
         EXPECT_EQ(curlf_finished(), 0);
@@ -132,7 +132,7 @@ TEST_F(Engine, AStartBeforeTheLastWorkerIsJoinedFailsAndDetachesIt)
 TEST_F(Engine, TheStateIsConsistentAtAnyMoment)
 {
     for (int job = 0; job < 20; job++)
-        for (const auto &s : STARTERS) {
+        for (const auto &[start, kind] : STARTERS) {
             write("local", std::string(50, 'x'));
             wrapper_.tries.push_back([](curl_e_handle_t *) {
                 for (int i = 1; i <= 50; i++)
@@ -148,7 +148,7 @@ TEST_F(Engine, TheStateIsConsistentAtAnyMoment)
                     std::this_thread::yield();
             });
             wrapper_.size_download = wrapper_.size_upload = 50;
-            ASSERT_EQ(s.start(&request), 0u);
+            ASSERT_EQ(start(&request), 0u);
             job_record_t copy;
             do {
                 curlf_get_state(&copy);
@@ -161,7 +161,7 @@ TEST_F(Engine, TheStateIsConsistentAtAnyMoment)
 
 TEST_F(Engine, EveryKindOfJobCanBeCancelled)
 {
-    for (const auto &s : STARTERS) {
+    for (const auto &[start, kind] : STARTERS) {
         std::atomic<bool> going = false;
         wrapper_.tries.push_back([&](curl_e_handle_t *handle) {
             while (wrapper_.progress(wrapper_.progress_data, 0, 0, 0, 0) == 0) {
@@ -170,13 +170,13 @@ TEST_F(Engine, EveryKindOfJobCanBeCancelled)
             }
             handle->curl_code = 42;
         });
-        ASSERT_EQ(s.start(&request), 0u);
+        ASSERT_EQ(start(&request), 0u);
         while (!going.load(std::memory_order_relaxed))
             std::this_thread::yield();
         EXPECT_EQ(curlf_cancel(), 0);
         EXPECT_EQ(state().module_info.running, 0u);
-        EXPECT_EQ(state().module_info.result, 1u) << s.kind;
-        EXPECT_EQ(content(path("local")), s.kind == JOB_DOWNLOAD ? "<none>" : "0123456789");
+        EXPECT_EQ(state().module_info.result, 1u) << kind;
+        EXPECT_EQ(content(path("local")), kind == JOB_DOWNLOAD ? "<none>" : "0123456789");
         EXPECT_EQ(curlf_finished(), 0);
         write("local", "0123456789");
     }

@@ -73,16 +73,37 @@ void curl_e_copy_handle(curl_e_handle_t *dst, const curl_e_handle_t *src)
 
 void curl_e_limit_farewell(curl_e_handle_t *) { wrapper_.asked.push_back("limit_farewell()"); }
 void curl_e_cleanup(curl_e_handle_t *) { wrapper_.asked.push_back("cleanup()"); }
-void curl_e_setopt_verbose(curl_e_handle_t *rec, long on) { ask(rec, "verbose", on); }
 
 // --- Options
+
+#define NUMBER(name)                                                                                         \
+    void curl_e_setopt_##name(curl_e_handle_t *rec, long value) { ask(rec, #name, value); }
+
+NUMBER(verbose)
+NUMBER(port)
+NUMBER(append)
+NUMBER(upload_buffersize)
+NUMBER(quick_exit)
+NUMBER(nosignal)
+NUMBER(path_as_is)
+NUMBER(failonerror)
+NUMBER(http_version)
+NUMBER(operation_timeout)
+NUMBER(connect_timeout)
+NUMBER(ssh_auth_types)
+
+void curl_e_setopt_curlopt_fresh_connect(curl_e_handle_t *rec, long on) { ask(rec, "fresh_connect", on); }
+void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n) { ask(rec, "maxconnects", n); }
+
+void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on)
+{
+    ask(rec, "ftp_use_eprt_epsv", on);
+}
 
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path)
 {
     ask(rec, "url_ex", kind, host, path);
 }
-
-void curl_e_setopt_port(curl_e_handle_t *rec, long port) { ask(rec, "port", port); }
 
 void curl_e_setopt_username_password(curl_e_handle_t *rec, const char *user, const char *password)
 {
@@ -95,48 +116,10 @@ void curl_e_setopt_proxy(curl_e_handle_t *rec, int kind, const char *host, long 
 }
 
 void curl_e_setopt_ftpport(curl_e_handle_t *rec) { ask(rec, "ftpport"); }
-void curl_e_setopt_append(curl_e_handle_t *rec, long on) { ask(rec, "append", on); }
 
 void curl_e_setopt_upload(curl_e_handle_t *rec, const char *file)
 {
     ask(rec, "upload", file, static_cast<long>(rec->resume), static_cast<long>(rec->resume_offset));
-}
-
-void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes)
-{
-    ask(rec, "upload_buffersize", bytes);
-}
-void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback, void *)
-{
-    ask(rec, "closesocketfunc_data");
-}
-void curl_e_setopt_sockoptfunc_data(curl_e_handle_t *rec, curl_sockopt_callback function, void *data)
-{
-    ask(rec, "sockoptfunc_data");
-    wrapper_.note_socket = function;
-    wrapper_.socket_data = data;
-}
-void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on) { ask(rec, "quick_exit", on); }
-void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on) { ask(rec, "nosignal", on); }
-void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on) { ask(rec, "path_as_is", on); }
-void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on) { ask(rec, "failonerror", on); }
-void curl_e_setopt_http_version(curl_e_handle_t *rec, long version) { ask(rec, "http_version", version); }
-
-void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds)
-{
-    ask(rec, "operation_timeout", seconds);
-}
-
-void curl_e_setopt_connect_timeout(curl_e_handle_t *rec, long seconds)
-{
-    ask(rec, "connect_timeout", seconds);
-}
-void curl_e_setopt_curlopt_fresh_connect(curl_e_handle_t *rec, long on) { ask(rec, "fresh_connect", on); }
-void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n) { ask(rec, "maxconnects", n); }
-
-void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on)
-{
-    ask(rec, "ftp_use_eprt_epsv", on);
 }
 
 void curl_e_setopt_tcp_keepalive(curl_e_handle_t *rec, long on, long idle, long interval)
@@ -148,56 +131,37 @@ void curl_e_setopt_ssh_knownhosts(curl_e_handle_t *rec, const char *path)
 {
     ask(rec, "ssh_knownhosts", path);
 }
-void curl_e_setopt_ssh_auth_types(curl_e_handle_t *rec, long mask) { ask(rec, "ssh_auth_types", mask); }
+
 void curl_e_setopt_use_ssl(curl_e_handle_t *rec, long level, long auth) { ask(rec, "use_ssl", level, auth); }
 void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file) { ask(rec, "cainfo", file); }
 void curl_e_setopt_capath(curl_e_handle_t *rec, const char *directory) { ask(rec, "capath", directory); }
+
 void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host)
 {
     ask(rec, "ssl_verify", peer, host);
 }
 
-void curl_e_setopt_writefunc_data(curl_e_handle_t *rec, curl_write_callback function, void *data)
+void curl_e_setopt_closesocketfunc_data(curl_e_handle_t *rec, curl_closesocket_callback, void *)
 {
-    ask(rec, "writefunc_data");
-    wrapper_.write = function;
-    wrapper_.write_data = data;
+    ask(rec, "closesocketfunc_data");
 }
 
-void curl_e_setopt_readfunc_data(curl_e_handle_t *rec, curl_read_callback function, void *data)
-{
-    ask(rec, "readfunc_data");
-    wrapper_.read = function;
-    wrapper_.read_data = data;
-}
+// A callback and its context are kept in these members of the fake.
+#define CALLBACK(name, type, kept, context)                                                                  \
+    void curl_e_setopt_##name(curl_e_handle_t *rec, type function, void *data)                               \
+    {                                                                                                        \
+        ask(rec, #name);                                                                                     \
+        wrapper_.kept = function;                                                                            \
+        wrapper_.context = data;                                                                             \
+    }
 
-void curl_e_setopt_progressfunc_data(curl_e_handle_t *rec, curl_progress_callback function, void *data)
-{
-    ask(rec, "progressfunc_data");
-    wrapper_.progress = function;
-    wrapper_.progress_data = data;
-}
-
-void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback, void *context)
-{
-    ask(rec, "listfunc_data");
-    wrapper_.list = callback;
-    wrapper_.list_context = context;
-}
-
-void curl_e_setopt_ssh_keyfunc_data(curl_e_handle_t *rec, curl_sshkeycallback function, void *data)
-{
-    ask(rec, "ssh_keyfunc_data");
-    wrapper_.sshkey = function;
-    wrapper_.auth = data;
-}
-
-void curl_e_setopt_ssl_ctxfunc_data(curl_e_handle_t *rec, curl_ssl_ctx_callback function, void *data)
-{
-    ask(rec, "ssl_ctxfunc_data");
-    wrapper_.ssl_ctx = function;
-    wrapper_.auth = data;
-}
+CALLBACK(sockoptfunc_data, curl_sockopt_callback, note_socket, socket_data)
+CALLBACK(writefunc_data, curl_write_callback, write, write_data)
+CALLBACK(readfunc_data, curl_read_callback, read, read_data)
+CALLBACK(progressfunc_data, curl_progress_callback, progress, progress_data)
+CALLBACK(listfunc_data, list_callback_fn, list, list_context)
+CALLBACK(ssh_keyfunc_data, curl_sshkeycallback, sshkey, auth)
+CALLBACK(ssl_ctxfunc_data, curl_ssl_ctx_callback, ssl_ctx, auth)
 
 // --- Infos
 

@@ -15,7 +15,7 @@ struct verdict_t {
     bool equal;
     bool accepted;
     int32_t error;
-    log_line log; // nothing is logged if its text is empty
+    lines log;
 };
 
 // A certificate and a host key, each with the only digest accepted for it.
@@ -37,6 +37,8 @@ struct Identity : JobFixture {
         X509_STORE_CTX_set_cert(store.get(), certificate.get());
         EXPECT_EQ(X509_STORE_CTX_get_error(store.get()), X509_V_OK);
     }
+
+    ~Identity() override { logged(); } // of a test that is not about the log
 
     // True when the server is accepted as this kind of identity.
     bool accepts(const kind_t &kind)
@@ -74,8 +76,7 @@ struct Identity : JobFixture {
             handle.error = 0;
             EXPECT_EQ(accepts(kind), row.accepted);
             EXPECT_EQ(handle.error, row.error);
-            EXPECT_EQ(logged_with_priority(),
-                      row.log.text.empty() ? std::vector<log_line>{} : std::vector<log_line>{row.log});
+            EXPECT_EQ(logged(), row.log);
             const bool compared = row.auth_type == kind.auth_type && row.digest_length == kind.digest_length;
             EXPECT_EQ(secure_.asked, compared ? lines{kind.compare} : lines{});
         }
@@ -91,10 +92,8 @@ struct Identity : JobFixture {
 };
 
 // The error for a libsecure result other than 0.
-static const struct {
-    int result;
-    int32_t code;
-} SECURE_RESULTS[] = {{1, 4}, {2, 11}, {3, 8}, {4, 8}, {5, 20}, {6, 19}, {7, 17}, {8, 18}, {9, 18}, {-1, 18}};
+static const std::pair<int, int32_t> SECURE_RESULTS[] = {{1, 4},  {2, 11}, {3, 8},  {4, 8},  {5, 20},
+                                                         {6, 19}, {7, 17}, {8, 18}, {9, 18}, {-1, 18}};
 
 static lines unknown_data(int result)
 {
@@ -106,9 +105,9 @@ static lines unknown_data(int result)
 
 TEST_F(Identity, EveryLibsecureResultHasItsCodeAndAnUnknownOneIsLogged)
 {
-    for (const auto &row : SECURE_RESULTS) {
-        EXPECT_EQ(err_secure_data_convert(row.result), row.code) << row.result;
-        EXPECT_EQ(logged(), unknown_data(row.result));
+    for (const auto &[result, code] : SECURE_RESULTS) {
+        EXPECT_EQ(err_secure_data_convert(result), code) << result;
+        EXPECT_EQ(logged(), unknown_data(result));
     }
     EXPECT_EQ(err_secure_data_convert(0), 18);
 }
@@ -120,24 +119,24 @@ TEST_F(Identity, CertificatesArePinnedBySha1Only)
     expect_verdicts(
         CERTIFICATE,
         {
-            {0, 0, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-            {0, 20, false, true, 0, {6, "curl_func(1970): No authentication.\n"}},
-            {1, 16, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
-            {1, 20, true, false, 4, {3, "error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {0, 0, false, true, 0, {"curl_func(1970): No authentication.\n"}},
+            {0, 20, false, true, 0, {"curl_func(1970): No authentication.\n"}},
+            {1, 16, true, false, 4, {"error: curl_func(1975): MD5 digest check is not supported.\n"}},
+            {1, 20, true, false, 4, {"error: curl_func(1975): MD5 digest check is not supported.\n"}},
             {2, 20, true, true, 0, {}},
             {2, 20, false, false, 21, {}},
-            {2, 0, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
-            {2, 16, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
-            {2, 19, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
-            {2, 21, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
-            {2, 255, true, false, 21, {3, "error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
-            {3, 20, true, false, 4, {3, "error: curl_func(2003): Unexpected authentication type: 3\n"}},
+            {2, 0, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 0\n"}},
+            {2, 16, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 16\n"}},
+            {2, 19, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 19\n"}},
+            {2, 21, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 21\n"}},
+            {2, 255, true, false, 21, {"error: curl_func(1982): SHA-1 hash length is not valid: 255\n"}},
+            {3, 20, true, false, 4, {"error: curl_func(2003): Unexpected authentication type: 3\n"}},
             {0xFFFFFFFF,
              20,
              true,
              false,
              4,
-             {3, "error: curl_func(2003): Unexpected authentication type: -1\n"}},
+             {"error: curl_func(2003): Unexpected authentication type: -1\n"}},
         });
 }
 
@@ -146,17 +145,17 @@ TEST_F(Identity, HostKeysArePinnedByMd5Only)
     expect_verdicts(
         HOST_KEY,
         {
-            {0, 0, false, true, 0, {6, "curl_func(1841): No authentication.\n"}},
+            {0, 0, false, true, 0, {"curl_func(1841): No authentication.\n"}},
             {1, 16, true, true, 0, {}},
             {1, 16, false, false, 22, {}},
-            {1, 0, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
-            {1, 15, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
-            {1, 17, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
-            {1, 20, true, false, 22, {3, "error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
-            {2, 20, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-            {2, 16, true, false, 4, {3, "error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
-            {3, 16, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 3\n"}},
-            {7, 0, true, false, 4, {3, "error: curl_func(1875): Unexpected authentication type: 7\n"}},
+            {1, 0, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 0\n"}},
+            {1, 15, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 15\n"}},
+            {1, 17, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 17\n"}},
+            {1, 20, true, false, 22, {"error: curl_func(1847): MD5 hash length is not valid: 20\n"}},
+            {2, 20, true, false, 4, {"error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {2, 16, true, false, 4, {"error: curl_func(1869): SHA-1 digest check is not supported.\n"}},
+            {3, 16, true, false, 4, {"error: curl_func(1875): Unexpected authentication type: 3\n"}},
+            {7, 0, true, false, 4, {"error: curl_func(1875): Unexpected authentication type: 7\n"}},
         });
 }
 
@@ -170,11 +169,11 @@ INSTANTIATE_TEST_SUITE_P(OfBothKinds, EachIdentity, testing::Values(CERTIFICATE,
 TEST_P(EachIdentity, ThatCannotBeComparedIsRejectedWithLibsecuresReason)
 {
     pin(GetParam());
-    for (const auto &row : SECURE_RESULTS) {
-        secure_.compare_result = row.result;
+    for (const auto &[result, code] : SECURE_RESULTS) {
+        secure_.compare_result = result;
         EXPECT_FALSE(accepts(GetParam()));
-        EXPECT_EQ(handle.error, row.code) << row.result;
-        EXPECT_EQ(logged(), unknown_data(row.result));
+        EXPECT_EQ(handle.error, code) << result;
+        EXPECT_EQ(logged(), unknown_data(result));
     }
 }
 
@@ -183,13 +182,13 @@ TEST_P(EachIdentity, ThatCannotBeSavedIsRejectedUncompared)
     pin(GetParam());
     SET_TEXT(auth.save_path, "/pin");
     for (const uint32_t type : {static_cast<uint32_t>(SERVER_AUTH_NONE), GetParam().auth_type})
-        for (const auto &row : SECURE_RESULTS) {
+        for (const auto &[result, code] : SECURE_RESULTS) {
             auth.auth_type = type;
             secure_ = {};
-            secure_.save_result = row.result;
+            secure_.save_result = result;
             EXPECT_FALSE(accepts(GetParam()));
-            EXPECT_EQ(handle.error, row.code) << row.result;
-            EXPECT_EQ(logged(), unknown_data(row.result));
+            EXPECT_EQ(handle.error, code) << result;
+            EXPECT_EQ(logged(), unknown_data(result));
             EXPECT_EQ(secure_.asked, lines{GetParam().save});
         }
 }
@@ -278,13 +277,10 @@ TEST_F(Identity, EachRejectsWithoutATlsContextOrItsOwnContext)
 
 TEST_F(Identity, WithoutAHostKeyLibcurlsVerdictDecides)
 {
-    struct {
-        curl_khmatch match;
-        int status;
-    } const table[] = {
+    const std::pair<curl_khmatch, int> table[] = {
         {CURLKHMATCH_OK, 1}, {CURLKHMATCH_MISMATCH, 1}, {CURLKHMATCH_MISSING, 2}, {CURLKHMATCH_LAST, 2}};
-    for (const auto &row : table) {
-        EXPECT_EQ(cb_sshkey(nullptr, nullptr, nullptr, row.match, nullptr), row.status) << row.match;
+    for (const auto &[match, status] : table) {
+        EXPECT_EQ(cb_sshkey(nullptr, nullptr, nullptr, match, nullptr), status) << match;
         EXPECT_EQ(logged(), lines{"error: curl_func(1814): 'foundkey' is not available.\n"});
     }
     EXPECT_EQ(secure_.asked, lines{});

@@ -13,7 +13,6 @@ JobFixture::JobFixture()
     secure_ = {};
     EXPECT_EQ(job_init(&job_), 0);
     system_ = &system;
-    logged();
 }
 
 JobFixture::~JobFixture() { system_ = nullptr; }

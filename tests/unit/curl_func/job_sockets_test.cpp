@@ -1,7 +1,7 @@
 #include "curl_func/job_sockets.h"
 
 #include "job_fixture.h"
-#include "socket_pair.h"
+#include "support/socket_pair.h"
 
 #include <fcntl.h>
 

@@ -13,18 +13,15 @@ static lines changed(const std::string &bytes)
 TEST_F(Worker, ADownloadThatCannotOpenItsFileFailsWithoutBlocking)
 {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0); // without a reader
-    const struct {
-        const char *name;
-        int stream_error;
-        const char *error;
-    } table[] = {{"no/such/folder", 0, "errno(2) No such file or directory"},
-                 {"pipe", 0, "errno(6) No such device or address"},
-                 {"local", ENOMEM, "errno(12) Cannot allocate memory"}};
-    for (const auto &row : table) {
-        set_local_path(path(row.name));
-        system.fdopen = row.stream_error;
+    const std::tuple<const char *, int, const char *> table[] = {
+        {"no/such/folder", 0, "errno(2) No such file or directory"},
+        {"pipe", 0, "errno(6) No such device or address"},
+        {"local", ENOMEM, "errno(12) Cannot allocate memory"}};
+    for (const auto &[name, stream_error, error] : table) {
+        set_local_path(path(name));
+        system.fdopen = stream_error;
         EXPECT_EQ(run(JOB_DOWNLOAD), 9u);
-        EXPECT_EQ(logged(), lines{"error: curl_func(615): " + std::string(row.error) + "\n"});
+        EXPECT_EQ(logged(), lines{"error: curl_func(615): " + std::string(error) + "\n"});
         EXPECT_EQ(wrapper_.performed, 0);
         expect_all_given_back();
     }
@@ -101,20 +98,17 @@ TEST_F(Upload, OfAnythingButARegularFileFailsBeforeConnecting)
 {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     ASSERT_EQ(symlink("pipe", path("link").c_str()), 0);
-    const struct {
-        std::string path;
-        const char *error;
-    } table[] = {
+    const std::pair<std::string, const char *> table[] = {
         {path("none"), "errno(2) No such file or directory"}, {path("."), "errno(21) Is a directory"},
         {path("pipe"), "errno(22) Invalid argument"},         {path("link"), "errno(22) Invalid argument"},
         {"/dev/null", "errno(22) Invalid argument"},          {"/dev/zero", "errno(22) Invalid argument"},
     };
-    for (const auto &row : table) {
+    for (const auto &[path, error] : table) {
         wrapper_ = {};
-        set_local_path(row.path);
-        EXPECT_EQ(run(JOB_UPLOAD), 10u) << row.path;
+        set_local_path(path);
+        EXPECT_EQ(run(JOB_UPLOAD), 10u) << path;
         EXPECT_EQ(wrapper_.performed, 0);
-        EXPECT_EQ(logged(), lines{"error: curl_func(729): " + std::string(row.error) + '\n'});
+        EXPECT_EQ(logged(), lines{"error: curl_func(729): " + std::string(error) + '\n'});
         expect_all_given_back();
     }
 }

@@ -11,6 +11,7 @@ class Perform : public JobFixture
 {
 protected:
     Perform() { job_.record.module_info.exec = JOB_UPLOAD; }
+    ~Perform() override { logged(); } // of a test that is not about the log
 
     // Runs the scripted tries and checks that all of them were made.
     void run()

@@ -9,13 +9,13 @@ TEST_F(Perform, AnUploadThatKeepsStallingIsTriedFiveTimesWithDoubledLimits)
     EXPECT_EQ(wrapper_.asked_of("connect_timeout"),
               (calls{"connect_timeout(60)", "connect_timeout(120)", "connect_timeout(240)",
                      "connect_timeout(480)", "connect_timeout(960)"}));
-    std::vector<log_line> log;
+    lines log;
     for (int retry = 1; retry <= 5; retry++) {
-        log.push_back({3, retry_line(14, 42, retry)});
+        log.push_back(retry_line(14, 42, retry));
         if (retry < 5)
-            log.push_back({6, limits_line(60 << retry, 0)});
+            log.push_back(limits_line(60 << retry, 0));
     }
-    EXPECT_EQ(logged_with_priority(), log);
+    EXPECT_EQ(logged(), log);
     EXPECT_EQ(handle.error, 14);
     EXPECT_EQ(handle.curl_code, 42);
     EXPECT_EQ(shown.retry_count, 4u);

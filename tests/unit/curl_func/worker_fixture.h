@@ -26,6 +26,8 @@ protected:
         set_local_path(path("local"));
     }
 
+    ~Worker() override { logged(); } // of a test that is not about the log
+
     void set_local_path(const std::string &name) { SET_TEXT(request.local_path, name); }
 
     uint32_t run(uint32_t kind)

@@ -71,8 +71,8 @@ TEST_F(Worker, AnUnexplainedLibcurlErrorIsANetworkErrorAndIsNotRetried)
         script(ends_with(0, 56));
         EXPECT_EQ(run(kind), 16u);
         EXPECT_EQ(shown.curl_code, 56u);
-        EXPECT_EQ(logged(), lines{});
     }
+    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Worker, AMissingFileBeforeTheListingIsAFailure)

@@ -4,11 +4,12 @@
 #include "curl_wrapper/listing_capture.h"
 #include "entry_text.h"
 #include "support/logged.h"
+#include "support/not_copied.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
 
-class capture_t
+class capture_t : not_copied
 {
 public:
     list_setting_info_t *info = list_setting_malloc(cb_entry, this);
@@ -23,12 +24,9 @@ public:
     {
         info->pattern = pattern;
         EXPECT_TRUE(list_capture_start(info));
-        logged();
         errno = 0; // a stale ERANGE would make every size 0
     }
     ~capture_t() { list_setting_free(info); }
-    capture_t(const capture_t &) = delete;
-    capture_t &operator=(const capture_t &) = delete;
 
     size_t write(std::string data) { return cb_list_write(data.data(), 1, data.size(), info); }
     void entry_of(const std::string &text)

@@ -1,10 +1,9 @@
 #include "job.h"
+#include "support/socket_pair.h"
 #include "wire/job_status.h"
 #include "wire/result_codes.h"
 
 #include <algorithm>
-#include <sys/socket.h>
-#include <unistd.h>
 
 TEST(PerformSftp, TransfersFromTheLoginDirectory)
 {
@@ -28,26 +27,19 @@ TEST(PerformSftp, TransfersFromTheLoginDirectory)
 
 TEST(PerformSftp, BreaksTheConnectPassConnectionBeforeLibcurlClosesIt)
 {
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    const auto is_broken = [&ends] {
-        char byte;
-        return recv(ends[1], &byte, 1, MSG_DONTWAIT) == 0;
-    };
+    const socket_pair connection;
     job_t job("sftp://h/f");
-    job.curl.tell_socket(ends[0]);
+    job.curl.tell_socket(connection.ends[0]);
     job.curl.will_perform([&] {
-        EXPECT_FALSE(is_broken());
+        EXPECT_FALSE(connection.is_broken());
         return CURLE_OK;
     });
     job.curl.will_perform([&] {
-        EXPECT_TRUE(is_broken());
+        EXPECT_TRUE(connection.is_broken());
         return CURLE_OK;
     });
     job.perform();
     job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
-    close(ends[0]);
-    close(ends[1]);
 }
 
 TEST(PerformSftp, WithoutASocketGoesOn)
@@ -63,12 +55,7 @@ TEST(PerformSftp, WithoutASocketGoesOn)
 // Nothing is escaped twice; "~" has no special meaning.
 TEST(PerformSftp, InsertsTheLoginDirectoryAndRestoresTheUrlAfterEachTry)
 {
-    const struct {
-        const char *url;
-        const char *login;
-        const char *actual;
-        const char *specified;
-    } cases[] = {
+    const std::tuple<const char *, const char *, const char *, const char *> cases[] = {
         {"h/a b/100%", "/ho me", "h/ho%20me/a%20b/100%25", "h/a%20b/100%25"},
         {"h/f", "/a?b/c#d/100%/%41", "h/a%3Fb/c%23d/100%25/%2541/f", "h/f"},
         {"h/a b", "/", "h/a%20b", "h/a%20b"},
@@ -80,12 +67,12 @@ TEST(PerformSftp, InsertsTheLoginDirectoryAndRestoresTheUrlAfterEachTry)
         {"h/~", "/", "h//~", "h/~"},
         {"h/f", "C:\\data\\ ", "h/C:/data/f", "h/f"}, // a Windows server
     };
-    for (const auto &c : cases) {
-        job_t job((std::string("sftp://") + c.url).c_str());
-        const std::string actual = std::string("sftp://") + c.actual;
-        const std::string specified = std::string("sftp://") + c.specified;
+    for (const auto &[url, login, moved, kept] : cases) {
+        job_t job((std::string("sftp://") + url).c_str());
+        const std::string actual = std::string("sftp://") + moved;
+        const std::string specified = std::string("sftp://") + kept;
         for (int attempt = 0; attempt < 2; ++attempt) {
-            job.logs_in(c.login, 0);
+            job.logs_in(login, 0);
             job.perform();
             job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
             EXPECT_EQ(job.curl.calls(),

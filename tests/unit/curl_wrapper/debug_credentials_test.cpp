@@ -1,7 +1,7 @@
 // Built both with and without FTP_CLIENTD_REDACT_PASSWORDS, whatever the whole build has chosen.
 #include "curl_wrapper/curl_wrapper.h"
 #include "curl_wrapper/redact.h"
-#include "failing_heap.h"
+#include "support/failing_heap.h"
 #include "support/logged.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 static lines shown(curl_infotype type, std::string data)
 {
     curl_e_handle_t rec{};
-    logged();
     debug_cb(nullptr, type, data.data(), data.size(), &rec);
     return logged();
 }

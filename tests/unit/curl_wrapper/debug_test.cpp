@@ -15,22 +15,16 @@ TEST(SetoptVerbose, InstallsOrRemovesTheDebugCallback)
     EXPECT_EQ(rec.fake.data(CURLOPT_DEBUGDATA), &rec);
 }
 
-static std::vector<log_line> shown(curl_e_handle_t *rec, int type, std::string data)
+static lines shown(curl_e_handle_t *rec, int type, std::string data)
 {
-    logged();
     EXPECT_EQ(debug_cb(nullptr, static_cast<curl_infotype>(type), data.data(), data.size(), rec), 0);
-    return logged_with_priority();
+    return logged();
 }
 
 static lines shown(int type, const std::string &data)
 {
     curl_e_handle_t rec{};
-    lines texts;
-    for (const log_line &line : shown(&rec, type, data)) {
-        EXPECT_EQ(line.priority, 6);
-        texts.push_back(line.text);
-    }
-    return texts;
+    return shown(&rec, type, data);
 }
 
 TEST(DebugCb, PrefixesTextAndHeadersOfBothDirections)
@@ -48,10 +42,7 @@ TEST(DebugCb, LeavesOutDataOfEveryOtherType)
 
 TEST(DebugCb, LogsEachSegmentThatEndsWithALineEnd)
 {
-    const struct {
-        std::string data;
-        lines expected;
-    } cases[] = {
+    const std::pair<std::string, lines> cases[] = {
         {"abc\r\ndef", {"* abc"}},
         {"\r\n", {}},
         {"abc", {}},
@@ -64,27 +55,25 @@ TEST(DebugCb, LogsEachSegmentThatEndsWithALineEnd)
         {"100% %s %n\n", {"* 100% %s %n"}},
         {"\xff\xfe\n", {"* \xff\xfe"}},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(shown(CURLINFO_TEXT, c.data), c.expected) << c.data;
+    for (const auto &[data, expected] : cases)
+        EXPECT_EQ(shown(CURLINFO_TEXT, data), expected) << data;
 }
 
 TEST(DebugCb, ReadsNoFurtherThanTheSize)
 {
     char data[] = "abc\ndef\n";
     curl_e_handle_t rec{};
-    logged();
     debug_cb(nullptr, CURLINFO_TEXT, data, 7, &rec);
     EXPECT_EQ(logged(), lines{"* abc"});
     debug_cb(nullptr, CURLINFO_TEXT, data, 0, &rec);
     debug_cb(nullptr, CURLINFO_TEXT, nullptr, 4, &rec);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST(DebugCb, LogsAnAbortOncePerPerform)
 {
     curl_e_handle_t rec{};
     EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Callback aborted\nCallback aborted\nother\n"),
-              (std::vector<log_line>{{6, "* Callback aborted"}, {6, "* other"}}));
+              (lines{"* Callback aborted", "* other"}));
     EXPECT_EQ(rec.callback_aborted_logged, 1u);
     EXPECT_TRUE(shown(&rec, CURLINFO_TEXT, "Callback aborted by us\n").empty());
     rec.callback_aborted_logged = 0;
@@ -122,7 +111,7 @@ TEST(DebugCb, CallsOnCloseBeforeLibcurlClosesTheConnection)
     shown(&rec, CURLINFO_TEXT, "Closing connection 1\nConnection #0 to host h left intact\n");
     EXPECT_EQ(told, 0);
     EXPECT_EQ(shown(&rec, CURLINFO_TEXT, "Connection cache is full, closing the oldest one\n"),
-              (std::vector<log_line>{{6, "* Connection cache is full, closing the oldest one"}}));
+              lines{"* Connection cache is full, closing the oldest one"});
     EXPECT_EQ(told, 1);
     shown(&rec, CURLINFO_TEXT, "Connection pool is full, closing the oldest of 2/1\n");
     EXPECT_EQ(told, 2);

@@ -128,14 +128,6 @@ static fake_curl &expected(CURL *curl)
 }
 
 extern "C" {
-CURL *__wrap_curl_easy_init();
-CURLcode __wrap_curl_easy_setopt(CURL *curl, int option, ...);
-CURLcode __wrap_curl_easy_getinfo(CURL *curl, int info, ...);
-CURLcode __wrap_curl_easy_perform(CURL *curl);
-void __wrap_curl_easy_reset(CURL *curl);
-void __wrap_curl_easy_cleanup(CURL *curl);
-char *__wrap_curl_easy_escape(CURL *curl, const char *text, int length);
-char *__wrap_curl_easy_unescape(CURL *curl, const char *text, int length, int *plain_length);
 char *__real_curl_easy_escape(CURL *curl, const char *text, int length);
 char *__real_curl_easy_unescape(CURL *curl, const char *text, int length, int *plain_length);
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/logged.h"
+#include "support/not_copied.h"
 
 #include <curl/curl.h>
 #include <functional>
@@ -13,13 +14,11 @@
 #include <vector>
 
 // One may exist at a time; without one every call fails the test.
-class fake_curl
+class fake_curl : not_copied
 {
 public:
     fake_curl();
     ~fake_curl();
-    fake_curl(const fake_curl &) = delete;
-    fake_curl &operator=(const fake_curl &) = delete;
 
     // The result of curl_easy_init; not a real handle.
     CURL *handle() { return &handle_; }

@@ -3,15 +3,14 @@
 #pragma once
 
 #include "listparse/listparse.h"
+#include "support/not_copied.h"
 
 #include <string>
 #include <vector>
 
-struct fake_parser {
+struct fake_parser : not_copied {
     fake_parser();
     ~fake_parser();
-    fake_parser(const fake_parser &) = delete;
-    fake_parser &operator=(const fake_parser &) = delete;
 
     list_format_t format = 5;
     int type = FILE_TYPE_FILE;

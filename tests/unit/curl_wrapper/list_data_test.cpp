@@ -1,5 +1,5 @@
 #include "capture.h"
-#include "failing_heap.h"
+#include "support/failing_heap.h"
 
 TEST(ListDataAdd, TurnsLineEndsIntoNuls)
 {
@@ -20,17 +20,15 @@ TEST(ListDataAdd, AcceptsNothing)
 
 TEST(ListDataAdd, GrowsToTheNeedPlus256WithBit8Cleared)
 {
-    const struct {
-        uint32_t need;
-        uint32_t capacity;
-    } cases[] = {{1, 1},     {255, 255}, {256, 512},  {257, 513},     {511, 767},
-                 {512, 512}, {767, 767}, {768, 1024}, {16384, 16384}, {16640, 16896}};
-    for (const auto &c : cases) {
+    const std::pair<uint32_t, uint32_t> cases[] = {{1, 1},         {255, 255},    {256, 512}, {257, 513},
+                                                   {511, 767},     {512, 512},    {767, 767}, {768, 1024},
+                                                   {16384, 16384}, {16640, 16896}};
+    for (const auto &[need, capacity] : cases) {
         capture_t capture;
-        const std::string data(c.need, 'x');
+        const std::string data(need, 'x');
         EXPECT_EQ(list_data_add(capture.info->tmp, data.data(), data.size()), 1);
-        EXPECT_EQ(capture.info->tmp->buffer->length, c.need);
-        EXPECT_EQ(capture.info->tmp->buffer->capacity, c.capacity) << c.need;
+        EXPECT_EQ(capture.info->tmp->buffer->length, need);
+        EXPECT_EQ(capture.info->tmp->buffer->capacity, capacity) << need;
     }
 }
 

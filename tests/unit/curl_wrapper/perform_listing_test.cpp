@@ -11,11 +11,9 @@ TEST(PerformListing, ListsTheDirectoryAndLooksForTheName)
     job.expect_result(CURLE_OK, FTPCD_ERR_NONE);
     EXPECT_EQ(job.entries, lines{"a.txt"});
     EXPECT_EQ(job.curl.calls(), (lines{"URL 'ftp://h/dir/'", "perform", "URL 'ftp://h/dir/a.txt'"}));
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{6, SET_UP},
-                                     {6, "curl_wrapper(344): Search pattern: a.txt\n"},
-                                     {6, "curl_wrapper(427): Specified URL: ftp://h/dir/a.txt\n"},
-                                     {6, "curl_wrapper(429): Actual URL   : ftp://h/dir/\n"}}));
+    EXPECT_EQ(logged(), (lines{SET_UP, "curl_wrapper(344): Search pattern: a.txt\n",
+                               "curl_wrapper(427): Specified URL: ftp://h/dir/a.txt\n",
+                               "curl_wrapper(429): Actual URL   : ftp://h/dir/\n"}));
     job.expect_nothing_left();
 }
 

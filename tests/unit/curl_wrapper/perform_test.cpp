@@ -14,8 +14,7 @@ TEST(Perform, TransfersTheUrlThatIsSet)
     EXPECT_EQ(job.rec.response_code, 226);
     EXPECT_EQ(job.rec.total_time, 0);
     EXPECT_EQ(job.curl.calls(), lines{"perform"});
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{6, "curl_wrapper(429): Actual URL   : ftp://h/a%20b\n"}}));
+    EXPECT_EQ(logged(), lines{"curl_wrapper(429): Actual URL   : ftp://h/a%20b\n"});
 }
 
 TEST(Perform, JudgesTheResponseCode)

@@ -1,5 +1,5 @@
 #include "curl_wrapper/redact.h"
-#include "failing_heap.h"
+#include "support/failing_heap.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -12,10 +12,7 @@ static std::string redacted(const std::string &line)
 
 TEST(Redacted, HidesEveryCredential)
 {
-    const struct {
-        const char *line;
-        const char *redacted;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"PASS s3cret", "PASS ****"},
         {"PASS ", "PASS ****"},
         {"PASS a b ftp://c:d@e", "PASS ****"},
@@ -36,8 +33,8 @@ TEST(Redacted, HidesEveryCredential)
         {"://a@://b@://c@", "://****@://****@://****@"},
         {"ftp://joe:s3cret@", "ftp://****@"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(redacted(c.line), c.redacted) << c.line;
+    for (const auto &[line, expected] : cases)
+        EXPECT_EQ(redacted(line), expected) << line;
 }
 
 TEST(Redacted, LeavesTextWithoutCredentials)

@@ -11,15 +11,12 @@ static void check_proxy(int kind, const char *host, long port, const std::vector
 
 TEST(SetoptProxy, SwitchesTheProxyOffUnlessItIsAnHttpProxy)
 {
-    const struct {
-        int kind;
-        const char *host;
-    } cases[] = {
+    const std::pair<int, const char *> cases[] = {
         {PROXY_NONE, nullptr},   {PROXY_NONE, ""}, {PROXY_NONE, "h"}, {2, "h"},         {-1, "h"},
         {PROXY_NONE, "ftp://h"}, {2, "ftps://h"},  {3, "sftp://h"},   {2, "https://h"},
     };
-    for (const auto &c : cases)
-        check_proxy(c.kind, c.host, 3128,
+    for (const auto &[kind, host] : cases)
+        check_proxy(kind, host, 3128,
                     {{"PROXY", "''", 944}, {"PROXYPORT", "0", 952}, {"HTTPPROXYTUNNEL", "0", 960}});
 }
 
@@ -84,4 +81,5 @@ TEST(SetoptProxy, RemembersTheKindThatWasSet)
     }
     curl_e_setopt_proxy(&rec, PROXY_HTTP, "h", 8080);
     EXPECT_EQ(rec.proxy_type, PROXY_HTTP);
+    logged();
 }

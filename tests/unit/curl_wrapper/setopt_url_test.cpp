@@ -1,5 +1,5 @@
-#include "failing_heap.h"
 #include "setter.h"
+#include "support/failing_heap.h"
 #include "wire/result_codes.h"
 #include "wire/transfer_request.h"
 

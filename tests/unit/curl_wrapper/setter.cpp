@@ -34,9 +34,8 @@ void check_setter(const setter_t &setter, const std::function<void(fake_curl &)>
         }
         const setting_t &setting = setter.settings[refused];
         const std::string told = setting.told.empty() ? std::to_string(REFUSAL) : setting.told;
-        EXPECT_EQ(logged_with_priority(),
-                  (std::vector<log_line>{{3, "error: curl_wrapper(" + std::to_string(setting.line) +
-                                                 "): curl_easy_setopt(CURLOPT_" + setting.option +
-                                                 "): Failed(" + told + ")\n"}}));
+        EXPECT_EQ(logged(),
+                  lines{"error: curl_wrapper(" + std::to_string(setting.line) +
+                        "): curl_easy_setopt(CURLOPT_" + setting.option + "): Failed(" + told + ")\n"});
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "job_slot/job_record.h"
+#include "support/not_copied.h"
 #include "wire/wire.h"
 
 #include <deque>
@@ -18,11 +19,9 @@ struct fake_engine {
 };
 
 // While one exists, it takes the place of the engines; fake_system records their calls.
-struct fake_engines {
+struct fake_engines : not_copied {
     fake_engines();
     ~fake_engines();
-    fake_engines(const fake_engines &) = delete;
-    fake_engines &operator=(const fake_engines &) = delete;
 
     fake_engine curl;
     fake_engine zixi;

@@ -3,6 +3,8 @@
 // test's process is left alone (fork, setsid, chdir, umask, its descriptors 0 to 2).
 #pragma once
 
+#include "support/not_copied.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -10,11 +12,9 @@
 #include <string>
 #include <vector>
 
-struct fake_system {
+struct fake_system : not_copied {
     fake_system();
     ~fake_system();
-    fake_system(const fake_system &) = delete;
-    fake_system &operator=(const fake_system &) = delete;
 
     // The calls in order, e.g. "bind(/var/run/ftp.sock, 20)"; descriptors above 2 are left out.
     std::vector<std::string> calls;

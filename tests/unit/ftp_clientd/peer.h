@@ -1,6 +1,7 @@
 // The other ends of the daemon's sockets. Their own system calls are never faked.
 #pragma once
 
+#include "support/not_copied.h"
 #include "wire_bytes.h"
 
 #include <string>
@@ -40,11 +41,9 @@ struct control_pair {
 peer connect_to(const std::string &path);
 
 // A socket that listens at this real path.
-struct listener {
+struct listener : not_copied {
     explicit listener(const std::string &path, int backlog = 5);
     ~listener();
-    listener(const listener &) = delete;
-    listener &operator=(const listener &) = delete;
 
     // The next waiting connection; fails the test if there is none.
     peer accepts() const;

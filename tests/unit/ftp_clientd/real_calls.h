@@ -25,15 +25,10 @@ ssize_t __real_send(int fd, const void *buffer, size_t size, int flags);
 int __real_close(int fd);
 void *__real_malloc(size_t size);
 pid_t __real_fork();
-pid_t __real_setsid();
-int __real_chdir(const char *path);
-mode_t __real_umask(mode_t mask);
 FILE *__real_fopen64(const char *path, const char *mode);
 int __real_fclose(FILE *file);
 int __real_open64(const char *path, int flags, ...);
 int __real_dup2(int from, int to);
 [[noreturn]] void __real_exit(int status);
-void __real_openlog(const char *ident, int options, int facility);
-void __real_closelog();
 sighandler_t __real_signal(int number, sighandler_t handler);
 }

@@ -113,23 +113,18 @@ TEST(RequestCheck, TheProxysNameIsCheckedWhereAProxyIsUsed)
 
 TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
 {
-    struct {
-        const char *name;
-        size_t offset;
-        const char *refused;
-        const char *taken;
-    } const cases[] = {
+    const std::tuple<const char *, size_t, const char *, const char *> cases[] = {
         {"remote_path", 0, "#?\r\n", " %&;*[]\\:@\t\x01\x7f\xc3\xfe"},
         {"local_path", 512, "", "#?\r\n"},
         {"username", 1028, "\r\n", "#? %@:"},
         {"password", 1060, "\r\n", "#? %@:"},
     };
-    for (const auto &c : cases) {
-        for (const char *at = c.refused; *at != '\0'; at++)
+    for (const auto &[name, offset, refused, taken] : cases) {
+        for (const char *at = refused; *at != '\0'; at++)
             for (const std::string before : {"", "abc"})
-                expect_refused(c.name + before + *at, raw_request().text(c.offset, before + *at + "z"),
+                expect_refused(name + before + *at, raw_request().text(offset, before + *at + "z"),
                                unless_zixi);
-        expect_refused(c.name, raw_request().text(c.offset, c.taken), never);
+        expect_refused(name, raw_request().text(offset, taken), never);
     }
 }
 

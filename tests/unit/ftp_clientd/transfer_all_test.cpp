@@ -34,7 +34,6 @@ TEST_F(Recvn, ReturnsTheCountReceived)
     client.says({1, 2, 3, 4, 5, 6, 7});
     EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 5, 0), 5);
     EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4, 5, 0xEE));
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Recvn, IsShortWhenThePeerCloses)
@@ -43,7 +42,6 @@ TEST_F(Recvn, IsShortWhenThePeerCloses)
     client.says({1, 2});
     client.stops_saying();
     EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 6, 0), 2);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Recvn, ReturnsOneMoreThanRequestedAfterAFailure)
@@ -72,7 +70,6 @@ TEST_F(Recvn, APeekAtAClosedPeerSeesNothing)
     bytes buffer(4);
     client.stops_saying();
     EXPECT_EQ(recvn(pair.daemon.fd, buffer.data(), 4, MSG_PEEK), 0);
-    EXPECT_EQ(logged(), lines{});
 }
 
 TEST_F(Recvn, APeekGivesUpAfterTenLooksWithoutGain)

@@ -51,12 +51,7 @@ TEST(Certificate, HasItsNamesDatesFingerprintsAndPin)
 
 TEST(Certificate, HasTheKindAndSizeOfItsKey)
 {
-    const struct {
-        std::string pem;
-        const char *type;
-        int bits;
-        const char *sha1;
-    } cases[] = {
+    const std::tuple<std::string, const char *, int, const char *> cases[] = {
         {ECDSA_PEM, "ECDSA", 256, "14:97:3F:55:1F:A0:FF:0F:04:02:15:78:94:F3:FF:70:5C:CB:D5:A9"},
         {ED25519_PEM, "Ed25519", 256, "2A:BD:22:72:B6:FA:E7:6A:1A:62:78:30:0E:8F:3A:F1:BC:A8:47:8E"},
         // The same certificate with its key's OID changed: to X25519, then to an unknown one.
@@ -65,12 +60,12 @@ TEST(Certificate, HasTheKindAndSizeOfItsKey)
         {altered(ED25519_PEM, "ZXAD", "ZX8D"), "unknown", 0,
          "85:D7:F7:81:63:A7:A4:04:13:5C:FC:7A:C4:A1:CD:C2:A8:4D:41:F6"},
     };
-    for (const auto &c : cases) {
-        const auto identity = certificate_read(c.pem);
-        ASSERT_TRUE(identity) << c.type;
-        EXPECT_EQ(identity->key_type, c.type);
-        EXPECT_EQ(identity->key_bits, c.bits) << c.type;
-        EXPECT_EQ(identity->digest, c.sha1) << c.type;
+    for (const auto &[pem, type, bits, sha1] : cases) {
+        const auto identity = certificate_read(pem);
+        ASSERT_TRUE(identity) << type;
+        EXPECT_EQ(identity->key_type, type);
+        EXPECT_EQ(identity->key_bits, bits) << type;
+        EXPECT_EQ(identity->digest, sha1) << type;
     }
 }
 

@@ -35,7 +35,7 @@ static options_t parsed(const std::string &line)
     return options;
 }
 
-TEST(CommandLine, NamesACommand)
+TEST(CommandLine, BeginsWithTheNameOfACommand)
 {
     EXPECT_EQ(parsed("ping").run, command_ping);
     EXPECT_EQ(parsed("state").run, command_state);
@@ -111,7 +111,7 @@ TEST(CommandLine, AcceptsEveryOptionOfAPut)
     EXPECT_EQ(parsed("get u f --user ''").user, "") << "an empty user name is one";
 }
 
-TEST(CommandLine, NamesAProfileOfTheServer)
+TEST(CommandLine, MayNameAProfileOfTheServer)
 {
     EXPECT_EQ(parsed("get f").profile, "");
     EXPECT_EQ(parsed("get f").profiles, "/etc/ftp_clientd/profiles");

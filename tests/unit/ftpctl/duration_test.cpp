@@ -8,14 +8,11 @@ using std::chrono::milliseconds;
 
 TEST(Duration, IsSecondsOrHasAUnit)
 {
-    const struct {
-        const char *text;
-        int64_t length_ms;
-    } cases[] = {{"90", 90000},   {"1.5", 1500},     {"0", 0},          {"0.3", 300},
-                 {".5", 500},     {"500ms", 500},    {"90s", 90000},    {"5m", 300000},
-                 {"1h", 3600000}, {"2d", 172800000}, {"1.5h", 5400000}, {"0s", 0}};
-    for (const auto &c : cases)
-        EXPECT_EQ(duration_parse(c.text), milliseconds(c.length_ms)) << c.text;
+    const std::pair<const char *, int64_t> cases[] = {
+        {"90", 90000},  {"1.5", 1500},  {"0", 0},        {"0.3", 300},      {".5", 500},       {"500ms", 500},
+        {"90s", 90000}, {"5m", 300000}, {"1h", 3600000}, {"2d", 172800000}, {"1.5h", 5400000}, {"0s", 0}};
+    for (const auto &[text, length_ms] : cases)
+        EXPECT_EQ(duration_parse(text), milliseconds(length_ms)) << text;
 }
 
 TEST(Duration, RejectsEverythingElse)
@@ -32,13 +29,11 @@ TEST(Duration, LongerThanTenYearsIsTenYears)
 
 TEST(Duration, IsWrittenShort)
 {
-    const struct {
-        int64_t length_ms;
-        const char *text;
-    } cases[] = {{0, "0s"},       {500, "500ms"},  {1500, "1500ms"}, {1000, "1s"},    {90000, "90s"},
-                 {600000, "10m"}, {3600000, "1h"}, {86400000, "1d"}, {5400000, "90m"}};
-    for (const auto &c : cases)
-        EXPECT_EQ(duration_text(milliseconds(c.length_ms)), c.text);
+    const std::pair<int64_t, const char *> cases[] = {{0, "0s"},       {500, "500ms"},   {1500, "1500ms"},
+                                                      {1000, "1s"},    {90000, "90s"},   {600000, "10m"},
+                                                      {3600000, "1h"}, {86400000, "1d"}, {5400000, "90m"}};
+    for (const auto &[length_ms, text] : cases)
+        EXPECT_EQ(duration_text(milliseconds(length_ms)), text);
 }
 
 TEST(Deadline, WithoutALimitNeverPasses)

@@ -39,14 +39,9 @@ ftpclient_state_t upload(int running, int64_t total, int64_t transferred)
 
 } // namespace
 
-TEST(Event, OfAJobReadsDoneOrFailed)
+TEST(Event, SaysWhetherAJobIsDoneOrHasFailed)
 {
-    const struct {
-        int code;
-        int result;
-        Matcher<std::string> line;
-        const char *name;
-    } rows[] = {
+    const std::tuple<int, int, Matcher<std::string>, const char *> rows[] = {
         {FTPCLIENT_NOTICE_DOWNLOAD_DONE, 0, "download done, 40 of 100 bytes in 2.5 s", "download"},
         {FTPCLIENT_NOTICE_UPLOAD_DONE, 0, "upload done, 40 of 100 bytes in 2.5 s", "upload"},
         {FTPCLIENT_NOTICE_FILE_INFO_DONE, 0, StartsWith("file information done, "), "info"},
@@ -56,10 +51,10 @@ TEST(Event, OfAJobReadsDoneOrFailed)
          "upload"},
         {FTPCLIENT_NOTICE_FILE_INFO_DONE, 16, StartsWith("file information failed, "), "info"},
     };
-    for (const auto &row : rows) {
-        const event_t event = event_of(row.code, row.result, moved(100, 40));
-        EXPECT_THAT(event.line, row.line);
-        EXPECT_THAT(event.variables, Contains(std::string("FTPCTL_EVENT=") + row.name));
+    for (const auto &[code, result, line, name] : rows) {
+        const event_t event = event_of(code, result, moved(100, 40));
+        EXPECT_THAT(event.line, line);
+        EXPECT_THAT(event.variables, Contains(std::string("FTPCTL_EVENT=") + name));
     }
 }
 
@@ -84,7 +79,7 @@ TEST(Event, ShowsItsRetriesOnce)
     EXPECT_EQ(failed.find("retries", first + 9), std::string::npos) << failed;
 }
 
-TEST(Event, OfTheDaemonsStart)
+TEST(Event, SaysWhetherTheDaemonHasStarted)
 {
     EXPECT_EQ(event_of_started(0).line, "daemon started");
     EXPECT_THAT(event_of_started(5).line,
@@ -94,7 +89,7 @@ TEST(Event, OfTheDaemonsStart)
                       Not(Contains(StartsWith("FTPCTL_TOTAL_SIZE=")))));
 }
 
-TEST(Event, OfADaemonThatStopsAndReturns)
+TEST(Event, SaysThatTheDaemonHasGoneAndIsBack)
 {
     const std::string gone = std::string("daemon gone, ") + ftpclient_strerror(FTPCLIENT_ERR_NO_DAEMON);
     for (const int error : {int(FTPCLIENT_ERR_NO_DAEMON), int(FTPCLIENT_OK)}) {
@@ -107,7 +102,7 @@ TEST(Event, OfADaemonThatStopsAndReturns)
     }
 }
 
-TEST(Event, OfACompletionHasEachFieldAsAVariable)
+TEST(Event, OfAnEndedJobHasEachNumberAsAVariable)
 {
     const event_t event =
         event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, {5368709120, 1048576, 2500, 56, 99, 1, 426, 3, 7});

@@ -1,6 +1,7 @@
 // A control socket with scripted replies.
 #pragma once
 
+#include "support/not_copied.h"
 #include "temp_dir.h"
 #include "wire/wire.h"
 
@@ -51,12 +52,9 @@ int connected_to(const std::string &path);
 
 // The base of the fake daemons: a socket in a folder of its own and a thread that serves one request at a
 // time.
-class daemon_socket
+class daemon_socket : not_copied
 {
 public:
-    daemon_socket(const daemon_socket &) = delete;
-    daemon_socket &operator=(const daemon_socket &) = delete;
-
     std::string path() const { return dir_ / "ftp.sock"; }
     std::string turn_path() const { return path() + ".turn"; }
 
@@ -106,14 +104,12 @@ public:
 };
 
 // Another program that holds the turn for one scope; false if it was not free.
-class turn_holder
+class turn_holder : not_copied
 {
 public:
     explicit turn_holder(const daemon_socket &daemon);
     ~turn_holder();
     explicit operator bool() const { return is_held_; }
-    turn_holder(const turn_holder &) = delete;
-    turn_holder &operator=(const turn_holder &) = delete;
 
 private:
     int fd_;

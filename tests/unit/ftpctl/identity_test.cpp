@@ -97,14 +97,9 @@ TEST(Identity, IsOneJsonObjectOrOnlyThePin)
     EXPECT_EQ(json::parse(unread.out)["identity"], nullptr);
 }
 
-TEST(Identity, ThatCannotBeReadIsOneClearLine)
+TEST(Identity, ThatCannotBeReadIsReportedInOneLine)
 {
-    const struct {
-        const char *saved;
-        uint32_t result;
-        int status;
-        Matcher<std::string> err;
-    } rows[] = {
+    const std::tuple<const char *, uint32_t, int, Matcher<std::string>> rows[] = {
         {"", 16, 36, StartsWith("ftpctl: sftp://host: the transfer failed; ")},
         {"", 9, 29, HasSubstr("set TMPDIR to a folder")},
         {"", 20, 40, HasSubstr("set TMPDIR to a folder")},
@@ -113,12 +108,12 @@ TEST(Identity, ThatCannotBeReadIsOneClearLine)
         {"what is this\n", 22, 5,
          "ftpctl: what the daemon has saved is neither a certificate nor a host key\n"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.status);
-        saving_daemon play(row.saved, row.result);
+    for (const auto &[saved, result, status, err] : rows) {
+        SCOPED_TRACE(status);
+        saving_daemon play(saved, result);
         const outcome_t outcome = play.ask({"sftp://host"});
-        EXPECT_EQ(outcome.status, row.status);
-        EXPECT_THAT(outcome.err, row.err);
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_THAT(outcome.err, err);
         EXPECT_TRUE(play.left_nothing());
     }
 }

@@ -70,7 +70,7 @@ TEST(Interrupts, AreRememberedAndASecondOneOfAnyKindEndsTheProgram)
         EXPECT_EQ(status_of_playing(row.play), row.status) << "row " << &row - rows;
 }
 
-TEST(Interrupts, ThatCannotBeCaughtAreOneClearLine)
+TEST(Interrupts, ThatCannotBeCaughtAreReportedInOneLine)
 {
     EXPECT_EQ(failure_without_descriptors(interrupts_catch), "1 eventfd: Too many open files");
 }

@@ -153,7 +153,7 @@ TEST(Json, AFileHasTheValuesOfItsListing)
                     {"is_link", false}}));
 }
 
-TEST(Json, ValuesMissingInTheListingAreNull)
+TEST(Json, ValuesMissingFromTheListingAreNull)
 {
     report_t report = report_of_job(FTPCLIENT_FILE_INFO);
     report.outcome->file = {FTPCLIENT_UNKNOWN, FTPCLIENT_UNKNOWN, 1, 1, -1, -1, -1, -1, -1, -1, 1, 0};

@@ -51,7 +51,7 @@ TEST_F(Password, ComesFromTheEnvironmentWithoutAFile)
     EXPECT_EQ(find(""), "");
 }
 
-TEST_F(Password, AFileWithoutAPasswordIsOneClearLine)
+TEST_F(Password, AFileWithoutOneIsReportedInOneLine)
 {
     EXPECT_THAT(failure_of([&] { from_file(std::string("a\0b", 3)); }),
                 AllOf(StartsWith("2 "), HasSubstr("NUL")));

@@ -82,7 +82,7 @@ TEST_F(Profile, HasAllKeys)
     EXPECT_EQ(read(whole()).url, BASE);
 }
 
-TEST_F(Profile, TakesAValueAsItStandsThere)
+TEST_F(Profile, TakesAValueLiterally)
 {
     for (const char *user : {"a b", "a,b", "a#b", "a # b", "[a]", "a=b", "\"a", "a;b", "b\xC3\xBC"})
         EXPECT_EQ(read(whole("user = " + std::string(user) + "\n")).user, user);
@@ -94,10 +94,7 @@ TEST_F(Profile, TakesAValueAsItStandsThere)
 
 TEST_F(Profile, IsRefusedWithALineThatNamesFileAndKeyAndNoValue)
 {
-    const struct {
-        std::string content;
-        const char *line;
-    } rows[] = {
+    const std::pair<std::string, const char *> rows[] = {
         {"", "url: is missing"},
         {"# nothing\n", "url: is missing"},
         {"url = http://secret", "url: must begin with ftp://"},
@@ -137,9 +134,8 @@ TEST_F(Profile, IsRefusedWithALineThatNamesFileAndKeyAndNoValue)
         {whole("proxy = p\nproxy-password-credential = secret"),
          "proxy-password-credential: needs proxy = USER@HOST"},
     };
-    for (const auto &row : rows)
-        EXPECT_THAT(refusal(row.content), AllOf(StartsWith(row.line), Not(HasSubstr("secret"))))
-            << row.content;
+    for (const auto &[content, line] : rows)
+        EXPECT_THAT(refusal(content), AllOf(StartsWith(line), Not(HasSubstr("secret")))) << content;
 }
 
 TEST_F(Profile, IsARegularFileThatOnlyItsOwnerCanWriteTo)
@@ -164,7 +160,7 @@ TEST_F(Profile, IsARegularFileThatOnlyItsOwnerCanWriteTo)
               "1 " + file_ + ": Too many open files");
 }
 
-TEST_F(Profile, TheExampleIsOne)
+TEST_F(Profile, TheInstalledExampleCanBeRead)
 {
     fill(file_, content_of(EXAMPLE_PROFILE));
     EXPECT_EQ(profile_read(dir_.path.string(), "cam").url, "ftpes://server.example/archive/");
@@ -181,11 +177,7 @@ TEST(ProfileName, IsAPlainName)
 
 TEST_F(Profile, ItsUrlIsTheFolderOfAUrl)
 {
-    const struct {
-        const char *base;
-        const char *url;
-        const char *whole;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"ftp://host/base/", "dir/f", "ftp://host/base/dir/f"},
         {"ftp://host/base", "dir/f", "ftp://host/base/dir/f"},
         {"ftp://host", "f", "ftp://host/f"},
@@ -197,8 +189,8 @@ TEST_F(Profile, ItsUrlIsTheFolderOfAUrl)
         {"ftp://host/base", "./f", "ftp://host/base/./f"},
         {"ftp://host/base", "anna@other:21", "ftp://host/base/anna@other:21"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(applied("url = " + std::string(row.base), options(row.url)).url, row.whole);
+    for (const auto &[base, url, whole] : rows)
+        EXPECT_EQ(applied("url = " + std::string(base), options(url)).url, whole);
     for (const char *url : {"ftp://host/f", "FTP://host/f", "http://host/f", "/f", "//host/f", "a://b"})
         EXPECT_EQ(failure_of([&] { applied(whole(), options(url)); }),
                   "2 URL: must be relative to the profile's, such as dir/file")
@@ -258,7 +250,7 @@ TEST_F(Profile, OptionsThatWereGivenWin)
     }
 }
 
-TEST_F(Profile, IsReadWhenItIsAskedForOnly)
+TEST_F(Profile, IsReadOnlyWhenAskedFor)
 {
     options_t options;
     options.url = "ftp://host/f";
@@ -267,7 +259,7 @@ TEST_F(Profile, IsReadWhenItIsAskedForOnly)
     EXPECT_EQ(options.url, "ftp://host/f");
 }
 
-TEST_F(Profile, ThatIsWrongEndsACommandLikeEveryFailure)
+TEST_F(Profile, WithAnErrorEndsTheCommandLikeAnyFailure)
 {
     fill(file_, "mode = fast");
     for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{

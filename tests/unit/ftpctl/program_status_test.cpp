@@ -80,7 +80,7 @@ TEST(ExitStatus, FollowsFromTheDaemonsReply)
     }
 }
 
-TEST(ExitStatus, OfARefusalBeforeAnythingIsSent)
+TEST(ExitStatus, TellsWhyNothingWasSent)
 {
     const temp_dir dir;
     const std::string file = dir.file("f", "");

@@ -18,7 +18,7 @@ protected:
 
 } // namespace
 
-TEST_F(Job, ThatFailsNamesTheRemedy)
+TEST_F(Job, AFailureNamesTheRemedy)
 {
     const outcome_t known = outcome_with(script_of({idle(), failed(2, 16, 67, 530)}));
     EXPECT_EQ(known.status, 50);
@@ -43,7 +43,7 @@ TEST_F(Job, WithoutAPasswordIsNeverSent)
     EXPECT_THAT(daemon.commands(), IsEmpty());
 }
 
-TEST_F(Job, IsCancelledAtEachSignal)
+TEST_F(Job, IsCancelledByEachEndingSignal)
 {
     put.back() = "ftp://host/file";
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

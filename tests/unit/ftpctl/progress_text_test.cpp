@@ -14,11 +14,7 @@ ftpclient_progress_t at(int64_t total, int64_t transferred, int32_t retries = 0)
 
 TEST(ProgressLine, ShowsWhatIsKnown)
 {
-    const struct {
-        ftpclient_progress_t progress;
-        double rate;
-        const char *line;
-    } cases[] = {
+    const std::tuple<ftpclient_progress_t, double, const char *> cases[] = {
         {at(0, 0), 0, "0 B"},
         {at(0, 1500), 500, "1.5 kB, 500 B/s"},
         {at(1000, 0), 0, "0 %, 0 B of 1.0 kB"},
@@ -29,8 +25,8 @@ TEST(ProgressLine, ShowsWhatIsKnown)
         {at(1000, 500, 2), 0, "50 %, 500 B of 1.0 kB, retry 2"},
         {at(100, 200), 0, "100 %, 200 B of 100 B"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(progress_line(c.progress, c.rate), c.line);
+    for (const auto &[progress, rate, line] : cases)
+        EXPECT_EQ(progress_line(progress, rate), line);
 }
 
 TEST(ProgressBar, FillsWithThePercentage)
@@ -119,7 +115,7 @@ TEST(LinePace, AJobOfUnknownSizeGetsOneLinePerSecondWhileItMoves)
     EXPECT_FALSE(pace.is_due(109.0, at(0, 20)));
 }
 
-TEST(LinePace, ANewTryCountsFromItsBeginning)
+TEST(LinePace, ANewTryCountsFromZero)
 {
     line_pace pace;
     EXPECT_FALSE(pace.is_due(100, at(1000, 0)));

@@ -98,12 +98,7 @@ TEST(Request, EverythingElseIsZero)
 
 TEST(Request, NumbersComeFromTheUrlOrAnOption)
 {
-    const struct {
-        const char *url;
-        void (*ask)(options_t &);
-        size_t at;
-        uint32_t number;
-    } rows[] = {
+    const std::tuple<const char *, void (*)(options_t &), size_t, uint32_t> rows[] = {
         {"ftps://a@h/f", [](auto &) {}, 1288, 1},
         {"zixi://h/f", [](auto &) {}, 1288, 4},
         {"zixi://h/f", [](auto &) {}, 1024, 2088},
@@ -111,10 +106,10 @@ TEST(Request, NumbersComeFromTheUrlOrAnOption)
         {"zixi://h/f", [](auto &o) { o.no_overwrite = true; }, 2076, 1},
         {"ftpes://a@h/f", [](auto &o) { o.pin = "sha1:" + std::string(40, '1'); }, 1556, 2},
     };
-    for (const auto &row : rows) {
-        options_t options = options_for(row.url);
-        row.ask(options);
-        EXPECT_EQ(word_at(built(UPLOAD, options), row.at), row.number) << row.url << " " << row.at;
+    for (const auto &[url, ask, at, number] : rows) {
+        options_t options = options_for(url);
+        ask(options);
+        EXPECT_EQ(word_at(built(UPLOAD, options), at), number) << url << " " << at;
     }
 }
 
@@ -192,12 +187,7 @@ TEST(Request, OptionsThatTheProtocolCannotUseAreRefused)
 {
     const char *ftp = "ftp://a@h/f";
     const char *zixi = "zixi://h/f";
-    const struct {
-        const char *url;
-        int kind;
-        void (*ask)(options_t &);
-        const char *line;
-    } rows[] = {
+    const std::tuple<const char *, int, void (*)(options_t &), const char *> rows[] = {
         {zixi, DOWNLOAD, [](auto &) {}, "2 zixi:// supports only put"},
         {zixi, FILE_INFO, [](auto &) {}, "2 zixi:// supports only put"},
         {zixi, UPLOAD, [](auto &o) { o.resume = true; }, "2 resume: "},
@@ -215,10 +205,10 @@ TEST(Request, OptionsThatTheProtocolCannotUseAreRefused)
         {ftp, UPLOAD, [](auto &o) { o.no_wait = o.resume = true; }, "2 --no-wait: "},
         {ftp, UPLOAD, [](auto &o) { o.no_wait = o.verify = true; }, "2 --no-wait: "},
     };
-    for (const auto &row : rows) {
-        options_t options = options_for(row.url);
-        row.ask(options);
-        EXPECT_THAT(refusal_of(row.kind, options), StartsWith(row.line));
+    for (const auto &[url, kind, ask, line] : rows) {
+        options_t options = options_for(url);
+        ask(options);
+        EXPECT_THAT(refusal_of(kind, options), StartsWith(line));
     }
     options_t options = options_for(ftp);
     options.proxy = "p";

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-TEST(Status, OfEachErrorOfTheLibrary)
+TEST(Status, EachErrorOfTheLibraryHasOne)
 {
     const std::map<int, std::vector<int>> errors = {
         {0, {FTPCLIENT_OK}},

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "program.h"
+#include "support/not_copied.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -13,7 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
-class terminal
+class terminal : not_copied
 {
 public:
     // Starts `program <words>`.
@@ -31,8 +32,6 @@ public:
         }
     }
     ~terminal() { close(fd_); }
-    terminal(const terminal &) = delete;
-    terminal &operator=(const terminal &) = delete;
 
     // Reads until `text` follows what was waited for before; false after 10 s or at the program's end.
     bool shows(const std::string &text)

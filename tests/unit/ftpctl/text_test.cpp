@@ -26,28 +26,23 @@ ftpclient_file_info_t found(int64_t size, int32_t attributes)
 
 TEST(Text, SizesUseDecimalUnits)
 {
-    const struct {
-        double bytes;
-        const char *text;
-    } cases[] = {
+    const std::pair<double, const char *> cases[] = {
         {0, "0 B"},       {1, "1 B"},           {999, "999 B"},      {1000, "1.0 kB"},
         {4096, "4.1 kB"}, {999949, "999.9 kB"}, {999950, "1.0 MB"},  {4294967296, "4.3 GB"},
         {5e12, "5.0 TB"}, {1e18, "1.0 EB"},     {1e21, "1000.0 EB"}, {-5, "0 B"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(text_size(c.bytes), c.text);
+    for (const auto &[bytes, text] : cases)
+        EXPECT_EQ(text_size(bytes), text);
     EXPECT_EQ(text_size(std::nan("")), "0 B");
 }
 
 TEST(Text, DurationsAreMinutesAndSecondsWithHoursIfNeeded)
 {
-    const struct {
-        double seconds;
-        const char *text;
-    } cases[] = {{0, "0:00"},       {7.4, "0:07"},         {59.5, "1:00"}, {754, "12:34"}, {3599, "59:59"},
-                 {3600, "1:00:00"}, {363723, "101:02:03"}, {-1, "0:00"},   {1e300, "0:00"}};
-    for (const auto &c : cases)
-        EXPECT_EQ(text_duration(c.seconds), c.text);
+    const std::pair<double, const char *> cases[] = {
+        {0, "0:00"},       {7.4, "0:07"},         {59.5, "1:00"}, {754, "12:34"}, {3599, "59:59"},
+        {3600, "1:00:00"}, {363723, "101:02:03"}, {-1, "0:00"},   {1e300, "0:00"}};
+    for (const auto &[seconds, text] : cases)
+        EXPECT_EQ(text_duration(seconds), text);
 }
 
 TEST(Text, AnOutcomeCountsEveryByteAndTheRetries)

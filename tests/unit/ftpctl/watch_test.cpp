@@ -154,7 +154,7 @@ TEST(WatchPace, ShowsProgressOnceASecond)
     EXPECT_FALSE(pace.is_due(1.9, upload(1, 40)));
 }
 
-TEST(WatchPace, ShowsEachOtherChangeAtOnce)
+TEST(WatchPace, ShowsEveryOtherKindOfChangeAtOnce)
 {
     const auto changes = {
         +[](ftpclient_state_t &state) { state.job = FTPCLIENT_DOWNLOAD; },

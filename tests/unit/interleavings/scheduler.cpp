@@ -1,6 +1,7 @@
 #include "scheduler.h"
 
 #include "orders.h"
+#include "support/not_copied.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -35,7 +36,7 @@ struct mutex_t {
 
 enum class state_t { ready, wants_lock, joins, waits_for_all, ended };
 
-struct thread_t {
+struct thread_t : not_copied {
     int number = 0; // in threads_
     pthread_t id = {};
     sem_t turn;
@@ -49,8 +50,6 @@ struct thread_t {
 
     thread_t() { sem_init(&turn, 0, 0); }
     ~thread_t() { sem_destroy(&turn); }
-    thread_t(const thread_t &) = delete;
-    thread_t &operator=(const thread_t &) = delete;
 };
 
 // Kept between runs.

@@ -40,7 +40,6 @@ protected:
         sem_init(&reached_, 0, 0);
         sem_init(&may_end_, 0, 0);
         EXPECT_EQ(job_init(&slot), 0);
-        logged();
     }
     ~JobSlot() override { job_finished(&slot); }
 

@@ -14,7 +14,7 @@ protected:
 };
 
 // Two uploads and the notices of both in one program.
-TEST_F(Loop, TwoCallsAndTheNoticesInOneThread)
+TEST_F(Loop, OneThreadServesTwoCallsAndTheNotices)
 {
     const std::string notice_path = files / "nm.sock";
     server.twist = [&](played_job_t &job, uint32_t, const transfer_request_t &) {

@@ -4,6 +4,7 @@
 #include "libftpclient/ftpclient.h"
 
 #include "fake_daemon.h"
+#include "support/not_copied.h"
 
 #include <gmock/gmock.h>
 
@@ -12,12 +13,10 @@
 #include <string>
 
 // Owns an object of the library.
-template <typename T, void (*GIVE_BACK)(T *)> class owner
+template <typename T, void (*GIVE_BACK)(T *)> class owner : not_copied
 {
 public:
     ~owner() { GIVE_BACK(made_); }
-    owner(const owner &) = delete;
-    owner &operator=(const owner &) = delete;
     operator T *() const { return made_; }
 
 protected:

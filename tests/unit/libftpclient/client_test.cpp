@@ -31,7 +31,7 @@ TEST(Open, DoesNotConnect)
     EXPECT_EQ(ftpclient_open("/x", nullptr), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Open, APathIsRefusedFromTheSizeOfAnAddressOn)
+TEST(Open, APathTooLongForASocketAddressIsRefused)
 {
     ftpclient_t *client = nullptr;
     EXPECT_EQ(ftpclient_connect(("/" + std::string(106, 'x')).c_str(), 1000, &client),

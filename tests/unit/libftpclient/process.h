@@ -1,6 +1,8 @@
 // Child processes that take turns on command.
 #pragma once
 
+#include "support/not_copied.h"
+
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -12,13 +14,11 @@ int in_process(const std::function<int()> &body);
 int without_rights(const std::function<int()> &body);
 
 // A process that takes turns at `path`, one step for each call.
-class turn_taker
+class turn_taker : not_copied
 {
 public:
     explicit turn_taker(const std::string &path, bool with_rights = true);
     ~turn_taker(); // kills it
-    turn_taker(const turn_taker &) = delete;
-    turn_taker &operator=(const turn_taker &) = delete;
 
     int open() const; // the errno of ftpc_turn_open()
     bool tries() const;

@@ -103,7 +103,7 @@ TEST(FileInfo, ReturnsEveryMember)
                                                              59, 0x755, 1, 0}));
 }
 
-TEST(FileInfo, ValuesMissingInTheListingAreUnknown)
+TEST(FileInfo, ValuesMissingFromTheListingAreUnknown)
 {
     for (const remote_file_t &file : {remote_file_t{1, 1, -1, 65535, 255, 255, 255, 255, -1, 0, 0},
                                       remote_file_t{1, 0, -1, -1, -1, -1, -1, -1, 65535, 0, 0}}) {

@@ -158,7 +158,7 @@ TEST_F(SftpFailure, OfAnAppendIsNotRepaired)
     EXPECT_EQ(outcome.may_be_spoiled, 0);
 }
 
-TEST_F(SftpFailure, StaysTheResultWhenTheLookFails)
+TEST_F(SftpFailure, RemainsTheResultWhenTheLookUpFails)
 {
     fail(true);
     EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_RESULT_NETWORK);

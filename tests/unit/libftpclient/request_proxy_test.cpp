@@ -3,11 +3,7 @@
 
 TEST(ProxyLogin, IsSentUrlEncodedBeforeTheHost)
 {
-    const struct {
-        const char *user;
-        const char *password;
-        const char *expected;
-    } cases[] = {
+    const std::tuple<const char *, const char *, const char *> cases[] = {
         {"anna", "secret", "anna:secret@proxy"},
         {"", "", "proxy"},
         {"anna", "", "anna:@proxy"},
@@ -16,15 +12,15 @@ TEST(ProxyLogin, IsSentUrlEncodedBeforeTheHost)
         {"a@b", "c:d/e?f#g%h i", "a%40b:c%3Ad%2Fe%3Ff%23g%25h%20i@proxy"},
         {"\xC3\xBC", "\r\n\x7f", "%C3%BC:%0D%0A%7F@proxy"},
     };
-    for (const auto &c : cases) {
+    for (const auto &[user, password, expected] : cases) {
         request_holder before(FTPCLIENT_FTP); // the calls in the other order
-        EXPECT_EQ(ftpclient_request_set_proxy_login(before, c.user, c.password), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_set_proxy_login(before, user, password), FTPCLIENT_OK);
         EXPECT_EQ(text_at(sent(before), 1292), "") << "no login without a proxy";
         EXPECT_EQ(ftpclient_request_set_proxy(before, "proxy", 3128), FTPCLIENT_OK);
-        EXPECT_EQ(text_at(sent(before), 1292), c.expected);
+        EXPECT_EQ(text_at(sent(before), 1292), expected);
         request_holder after(FTPCLIENT_FTP);
         EXPECT_EQ(ftpclient_request_set_proxy(after, "proxy", 3128), FTPCLIENT_OK);
-        EXPECT_EQ(ftpclient_request_set_proxy_login(after, c.user, c.password), FTPCLIENT_OK);
+        EXPECT_EQ(ftpclient_request_set_proxy_login(after, user, password), FTPCLIENT_OK);
         EXPECT_EQ(sent(after), sent(before));
         EXPECT_EQ(ftpclient_request_set_proxy_login(after, "", ""), FTPCLIENT_OK);
         EXPECT_EQ(text_at(sent(after), 1292), "proxy");

@@ -69,12 +69,7 @@ TEST(Request, CharactersThatChangeAStringsMeaningAreRefused)
     const auto set_remote = ftpclient_request_set_remote_path;
     const auto set_save = ftpclient_request_set_save_path;
     const char *UTF8 = "/gr\xC3\xBC\xC3\x9F";
-    const struct {
-        set_text_t set;
-        int protocol;
-        int result;
-        std::vector<const char *> texts;
-    } rows[] = {
+    const std::tuple<set_text_t, int, int, std::vector<const char *>> rows[] = {
         {set_remote, FTPCLIENT_FTP, FTPCLIENT_ERR_CHARACTER, {"a#b", "a?b", "a;TyPe=a"}},
         {set_remote, FTPCLIENT_SFTP, FTPCLIENT_ERR_CHARACTER, {"a\rb", "a\nb"}},
         {set_remote, FTPCLIENT_FTPS_EXPLICIT, FTPCLIENT_ERR_CHARACTER, {"a;type=i"}},
@@ -101,11 +96,11 @@ TEST(Request, CharactersThatChangeAStringsMeaningAreRefused)
         {set_proxy, FTPCLIENT_FTP, FTPCLIENT_ERR_CHARACTER, {"socks5://proxy"}},
         {set_proxy, FTPCLIENT_ZIXI_4, FTPCLIENT_ERR_ARGUMENT, {"proxy"}},
     };
-    for (const auto &row : rows) {
-        for (const char *text : row.texts) {
-            request_holder request(row.protocol);
-            EXPECT_EQ(row.set(request, text), row.result) << text;
-            EXPECT_EQ(strlen(ftpclient_request_complaint(request)) > 0, row.result != FTPCLIENT_OK) << text;
+    for (const auto &[set, protocol, result, texts] : rows) {
+        for (const char *text : texts) {
+            request_holder request(protocol);
+            EXPECT_EQ(set(request, text), result) << text;
+            EXPECT_EQ(strlen(ftpclient_request_complaint(request)) > 0, result != FTPCLIENT_OK) << text;
         }
     }
 }
@@ -167,7 +162,7 @@ TEST(Request, NumbersAreStoredAtTheirPlaces)
         EXPECT_EQ(set(nullptr, 0), FTPCLIENT_ERR_ARGUMENT);
 }
 
-TEST(Request, OverwriteIsTheOppositeOfTheLastWord)
+TEST(Request, OverwriteIsTheInverseOfTheResumeWord)
 {
     request_holder ftp(FTPCLIENT_FTP);
     request_holder zixi(FTPCLIENT_ZIXI_4);

@@ -53,7 +53,7 @@ TEST(Sight, IsClearWithTheSameMounts)
 }
 
 // As PrivateTmp and ProtectHome=tmpfs mount them.
-TEST(Sight, IsOtherWhereTheDaemonHasItsOwnFolder)
+TEST(Sight, DiffersWhereTheDaemonHasAFolderOfItsOwn)
 {
     view_t view;
     EXPECT_EQ(view.with("40 27 254:0 /tmp/private/tmp " + view.folder() + " rw - ext4 /dev/vda rw"),
@@ -64,7 +64,7 @@ TEST(Sight, IsOtherWhereTheDaemonHasItsOwnFolder)
         << "another folder with the same prefix";
 }
 
-TEST(Sight, IsOtherWhereThisProgramHasItsOwnFolder)
+TEST(Sight, DiffersWhereThisProgramHasAFolderOfItsOwn)
 {
     view_t view;
     view.own += "40 27 0:50 / " + view.folder() + " rw - tmpfs tmpfs rw\n";
@@ -140,7 +140,7 @@ TEST(Sight, IsClearWithoutInformation)
     EXPECT_EQ(ftpc_sight_of(getpid(), view.file.c_str(), 1), FTPC_SIGHT_CLEAR);
 }
 
-TEST(Sight, OfAProcessWithMountsOfItsOwn)
+TEST(Sight, IsReadFromTheMountsOfARealProcess)
 {
     view_t view;
     int ready[2];

@@ -28,14 +28,12 @@ TEST_F(Start, SendsTheCommandAfterTheStateAndNeitherResumesNorVerifies)
     ASSERT_EQ(ftpclient_request_set_resume(request, 1), FTPCLIENT_OK);
     ASSERT_EQ(ftpclient_request_set_verify(request, 1), FTPCLIENT_OK);
     server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 60000; };
-    const struct {
-        int job;
-        uint32_t command;
-    } cases[] = {{FTPCLIENT_DOWNLOAD, 1}, {FTPCLIENT_UPLOAD, 2}, {FTPCLIENT_FILE_INFO, 5}};
-    for (const auto &c : cases) {
+    const std::pair<int, uint32_t> cases[] = {
+        {FTPCLIENT_DOWNLOAD, 1}, {FTPCLIENT_UPLOAD, 2}, {FTPCLIENT_FILE_INFO, 5}};
+    for (const auto &[job, command] : cases) {
         played_daemon daemon(played_daemon::AT_ONCE, server.plan());
-        EXPECT_EQ(start(daemon, c.job), FTPCLIENT_OK);
-        EXPECT_THAT(daemon.commands(), ElementsAre(3u, c.command));
+        EXPECT_EQ(start(daemon, job), FTPCLIENT_OK);
+        EXPECT_THAT(daemon.commands(), ElementsAre(3u, command));
         EXPECT_STREQ(daemon.requests().at(0).host, "needed.host");
         EXPECT_EQ(daemon.requests().at(0).resume, 0u);
         EXPECT_TRUE(turn_holder(daemon)) << "its job keeps running";
@@ -198,26 +196,22 @@ TEST_F(Start, EachFunctionRefusesAnInvalidJob)
     played_daemon daemon(played_daemon::AT_ONCE, server.plan());
     const open_client client(daemon.path());
     const request_holder zixi(FTPCLIENT_ZIXI_4);
-    const struct {
-        ftpclient_t *client;
-        int job;
-        ftpclient_request_t *request;
-    } cases[] = {{client, -1, request},
-                 {client, 0, request},
-                 {client, 4, request},
-                 {client, FTPCLIENT_DOWNLOAD, zixi},
-                 {client, FTPCLIENT_FILE_INFO, zixi},
-                 {client, FTPCLIENT_DOWNLOAD, nullptr},
-                 {nullptr, FTPCLIENT_DOWNLOAD, request}};
-    for (const auto &c : cases) {
+    const std::tuple<ftpclient_t *, int, ftpclient_request_t *> cases[] = {
+        {client, -1, request},
+        {client, 0, request},
+        {client, 4, request},
+        {client, FTPCLIENT_DOWNLOAD, zixi},
+        {client, FTPCLIENT_FILE_INFO, zixi},
+        {client, FTPCLIENT_DOWNLOAD, nullptr},
+        {nullptr, FTPCLIENT_DOWNLOAD, request}};
+    for (const auto &[used, job, asked] : cases) {
         auto *call = reinterpret_cast<ftpclient_call_t *>(1);
-        EXPECT_EQ(ftpclient_start(c.client, c.job, c.request, 10000), FTPCLIENT_ERR_ARGUMENT);
-        EXPECT_EQ(ftpclient_run(c.client, c.job, c.request, nullptr, 0, 10000), FTPCLIENT_ERR_ARGUMENT);
-        EXPECT_EQ(ftpclient_begin_run(c.client, c.job, c.request, 10000, &call), FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_EQ(ftpclient_start(used, job, asked, 10000), FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_EQ(ftpclient_run(used, job, asked, nullptr, 0, 10000), FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_EQ(ftpclient_begin_run(used, job, asked, 10000, &call), FTPCLIENT_ERR_ARGUMENT);
         EXPECT_EQ(call, nullptr);
-        EXPECT_EQ(ftpclient_begin_start(c.client, c.job, c.request, 10000, &call), FTPCLIENT_ERR_ARGUMENT);
-        EXPECT_EQ(ftpclient_begin_run(client, FTPCLIENT_UPLOAD, request, 10000, nullptr),
-                  FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_EQ(ftpclient_begin_start(used, job, asked, 10000, &call), FTPCLIENT_ERR_ARGUMENT);
+        EXPECT_EQ(ftpclient_begin_run(used, FTPCLIENT_UPLOAD, asked, 10000, nullptr), FTPCLIENT_ERR_ARGUMENT);
     }
     EXPECT_THAT(daemon.commands(), ElementsAre());
 }

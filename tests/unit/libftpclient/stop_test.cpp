@@ -50,21 +50,18 @@ TEST_F(Stop, LeavesAnotherProgramsJobAlone)
 TEST_F(Stop, ARunningJobIsCancelled)
 {
     server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 60000; };
-    const struct {
-        played_daemon::rhythm_t rhythm;
-        int job;
-        int phase;
-    } cases[] = {{played_daemon::REAL, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
-                 {played_daemon::AT_ONCE, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
-                 {played_daemon::AT_ONCE, FTPCLIENT_FILE_INFO, FTPCLIENT_PHASE_LOOKING_UP}};
-    for (const auto &c : cases) {
-        played_daemon daemon(c.rhythm, server.plan());
-        const call_holder call(daemon.path(), c.job, request);
+    const std::tuple<played_daemon::rhythm_t, int, int> cases[] = {
+        {played_daemon::REAL, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
+        {played_daemon::AT_ONCE, FTPCLIENT_UPLOAD, FTPCLIENT_PHASE_TRANSFER},
+        {played_daemon::AT_ONCE, FTPCLIENT_FILE_INFO, FTPCLIENT_PHASE_LOOKING_UP}};
+    for (const auto &[rhythm, job, phase] : cases) {
+        played_daemon daemon(rhythm, server.plan());
+        const call_holder call(daemon.path(), job, request);
         ASSERT_EQ(call.go_on_until_it_runs(), FTPCLIENT_PENDING);
-        EXPECT_EQ(ftpclient_call_phase(call), c.phase);
+        EXPECT_EQ(ftpclient_call_phase(call), phase);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK);
         EXPECT_EQ(ftpclient_call_stop(call), FTPCLIENT_OK) << "a second stop changes nothing";
-        if (c.rhythm == played_daemon::REAL) { // AT_ONCE may be past this phase already
+        if (rhythm == played_daemon::REAL) { // AT_ONCE may be past this phase already
             EXPECT_EQ(call.go_on_to(FTPCLIENT_PHASE_STOPPING), FTPCLIENT_PENDING);
         }
         EXPECT_EQ(call.to_the_end(), FTPCLIENT_RESULT_CANCELED);

@@ -66,11 +66,7 @@ TEST(System, EachFailureHasItsErrno)
     fake_daemon daemon(script_of({idle()}));
     const open_client client(daemon.path());
     const request_holder request(FTPCLIENT_FTP);
-    const struct {
-        const char *call;
-        int error;
-        int result;
-    } cases[] = {
+    const std::tuple<const char *, int, int> cases[] = {
         {"socket", EMFILE, FTPCLIENT_ERR_SYSTEM},           {"epoll_create1", EMFILE, FTPCLIENT_ERR_SYSTEM},
         {"timerfd_create", ENFILE, FTPCLIENT_ERR_SYSTEM},   {"connect", EACCES, FTPCLIENT_ERR_DENIED},
         {"connect", EPERM, FTPCLIENT_ERR_DENIED},           {"connect", ENOMEM, FTPCLIENT_ERR_SYSTEM},
@@ -78,15 +74,15 @@ TEST(System, EachFailureHasItsErrno)
         {"send", EPIPE, FTPCLIENT_ERR_DISCONNECTED},        {"send", ENOBUFS, FTPCLIENT_ERR_SYSTEM},
         {"recv", ECONNRESET, FTPCLIENT_ERR_DISCONNECTED},   {"recv", ENOMEM, FTPCLIENT_ERR_SYSTEM},
     };
-    for (const auto &c : cases) {
+    for (const auto &[call, error, result] : cases) {
         for (const bool is_run : {false, true}) {
-            SCOPED_TRACE(c.call);
-            const with breakage(failing(c.call, c.error));
+            SCOPED_TRACE(call);
+            const with breakage(failing(call, error));
             errno = 0;
             EXPECT_EQ(is_run ? ftpclient_run(client, FTPCLIENT_UPLOAD, request, nullptr, 0, 10000)
                              : ftpclient_ping(client, nullptr, 10000),
-                      c.result);
-            EXPECT_TRUE(c.result != FTPCLIENT_ERR_SYSTEM || errno == c.error) << errno;
+                      result);
+            EXPECT_TRUE(result != FTPCLIENT_ERR_SYSTEM || errno == error) << errno;
         }
     }
 }
@@ -210,16 +206,13 @@ TEST(System, ARunWaitsTenSecondsForAReplyAndAPingWithoutALimitForEver)
     const call_holder run(daemon.path(), FTPCLIENT_UPLOAD, request, -1);
     const call_holder ping(ftpclient_begin_ping, open_client(daemon.path()), -1);
     ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 1));
-    const struct {
-        const call_holder &call;
-        int64_t skipped_ms;
-        int result;
-    } cases[] = {{run, 8000, FTPCLIENT_PENDING},
-                 {run, 11000, FTPCLIENT_ERR_NO_ANSWER},
-                 {ping, int64_t(100) * 86400 * 1000, FTPCLIENT_PENDING}};
-    for (const auto &c : cases) {
-        const with patience({.skipped_ms = c.skipped_ms});
-        EXPECT_EQ(ftpclient_call_finish(c.call), c.result) << c.skipped_ms;
+    const std::tuple<const call_holder &, int64_t, int> cases[] = {
+        {run, 8000, FTPCLIENT_PENDING},
+        {run, 11000, FTPCLIENT_ERR_NO_ANSWER},
+        {ping, int64_t(100) * 86400 * 1000, FTPCLIENT_PENDING}};
+    for (const auto &[call, skipped_ms, result] : cases) {
+        const with patience({.skipped_ms = skipped_ms});
+        EXPECT_EQ(ftpclient_call_finish(call), result) << skipped_ms;
     }
 }
 

@@ -102,7 +102,7 @@ TEST_F(Line, AProgramThatIsKilledOrStopsWaitingIsSkipped)
 
 // Many at once: never do two hold the turn, and all of them get it. Turns belong to an open file, so threads
 // exclude each other as processes do.
-TEST_F(Line, NeverTwoAtOnceHoldTheTurn)
+TEST_F(Line, TwoProgramsNeverHoldTheTurnAtOnce)
 {
     enum { THREADS = 6, ROUNDS = 40 };
     std::atomic<int> inside = 0;

@@ -71,7 +71,7 @@ TEST_F(Turn, AnExistingFileIsNotChanged)
     EXPECT_EQ(status().st_mode & 0777, 0600u);
 }
 
-TEST_F(Turn, AHolderOutsideTheQueueExcludes)
+TEST_F(Turn, AHolderOutsideTheQueueKeepsOthersOut)
 {
     turn_taker taker(path);
     ASSERT_EQ(taker.open(), 0);
@@ -125,7 +125,7 @@ TEST_F(Turn, IsNotInheritedByAProgram)
     ftpc_turn_give_back(&turn);
 }
 
-TEST_F(Turn, AReadOnlyFileStillExcludes)
+TEST_F(Turn, AReadOnlyFileStillKeepsOthersOut)
 {
     let_all_in();
     turn_taker owner(path);

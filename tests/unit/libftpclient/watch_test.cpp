@@ -64,25 +64,20 @@ TEST_F(Stranger, ItsSuccessIsNotOurs)
 
 TEST_F(Stranger, ItsFailureIsNotOurs)
 {
-    const struct {
-        uint32_t kind;
-        double bytes;
-        uint32_t result;
-        int lasts_ms;
-    } cases[] = {
+    const std::tuple<uint32_t, double, uint32_t, int> cases[] = {
         {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 0}, // all like ours
         {JOB_UPLOAD, LOCAL_BYTES + 1, 0, 0},             // another size
         {JOB_DOWNLOAD, LOCAL_BYTES, 0, 0},               // another kind
         {JOB_DL_FILE_INFO, 0, 0, 0},
         {JOB_UPLOAD, LOCAL_BYTES, FTPCD_ERR_NETWORK, 450}, // still runs when we ask
     };
-    for (const auto &c : cases) {
+    for (const auto &[kind, bytes, result, lasts_ms] : cases) {
         ours_ends_with(0);
-        played_job_t job = good_upload(c.bytes);
-        job.result = c.result;
-        job.lasts_ms = c.lasts_ms;
-        played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, c.kind, job));
-        EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << c.kind << " " << c.bytes;
+        played_job_t job = good_upload(bytes);
+        job.result = result;
+        job.lasts_ms = lasts_ms;
+        played_daemon daemon(played_daemon::REAL, server.plan(), comes(1, kind, job));
+        EXPECT_EQ(run(daemon, FTPCLIENT_UPLOAD), FTPCLIENT_OK) << kind << " " << bytes;
         EXPECT_EQ(outcome.jobs, 2);
         EXPECT_EQ(outcome.progress.total_bytes, LOCAL_BYTES);
         EXPECT_EQ(server.size, LOCAL_BYTES);
@@ -99,7 +94,7 @@ TEST_F(Stranger, ThatInterferesEachTimeLeavesTheOutcomeUnknown)
 }
 
 // On a busy device a doubt comes from our own late requests; those that are queued together do not come late.
-TEST_F(Stranger, IsKeptOutByLooksThatAreQueuedWithTheNextStart)
+TEST_F(Stranger, IsKeptOutByRequestsThatAreQueuedWithTheNextStart)
 {
     ours_ends_with(0);
     server.lasts_ms = 250;

@@ -155,10 +155,7 @@ TEST(DetectOther, UnixTestComesFirst)
 // these.
 TEST(DetectOther, LineThatFitsTwoLayoutsHasTheOneTestedFirst)
 {
-    struct {
-        const char *line;
-        list_format_t format;
-    } const table[] = {
+    const std::pair<const char *, list_format_t> table[] = {
         {"QSYS 1 12-01-15 10:20:30 xx 12-01-15 name", 26},         // 27
         {"VOL1 12-01-15 10:20:30 5 PO 12-01-15 name", 27},         // 29
         {"01-15-12 10:20:30 12-01-15 xx xx 5 name", 29},           // 22
@@ -177,8 +174,8 @@ TEST(DetectOther, LineThatFitsTwoLayoutsHasTheOneTestedFirst)
         {"5 12-01-15 1020 Jan xx 10:20 2012", 37},                 // 38
         {"5 5 2012-01-15 Jan xx 10:20 2012 5 xx name", 37},        // 39
     };
-    for (const auto &row : table)
-        expect_format(row.format, {row.line});
+    for (const auto &[line, format] : table)
+        expect_format(format, {line});
 }
 
 TEST(DetectOther, LeadingBlanksAndRunsOfBlanksDoNotMatter)

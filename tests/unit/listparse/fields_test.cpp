@@ -12,11 +12,7 @@ namespace
 
 TEST(IsDigitSym, AcceptsDigitsAndOneSymbol)
 {
-    struct {
-        uint32_t ch;
-        uint32_t sym;
-        int result;
-    } const table[] = {
+    const std::tuple<uint32_t, uint32_t, int> table[] = {
         {'0', 0, 1},           {'9', 0, 1},
         {'/', 0, 0},           {':', 0, 0},
         {'a', 0, 0},           {'*', 0, 0},
@@ -28,8 +24,8 @@ TEST(IsDigitSym, AcceptsDigitsAndOneSymbol)
         {0x100 + '5', '5', 0}, {0x100 + '5', 0x100 + '5', 1},
         {UINT32_MAX, 0, 0},    {UINT32_MAX, UINT32_MAX, 1},
     };
-    for (const auto &row : table)
-        EXPECT_EQ(IsDigitSym(row.ch, row.sym), row.result) << row.ch << ' ' << row.sym;
+    for (const auto &[ch, sym, result] : table)
+        EXPECT_EQ(IsDigitSym(ch, sym), result) << ch << ' ' << sym;
 }
 
 TEST(FindField, FieldsAreSeparatedByRunsOfBlanks)

@@ -183,19 +183,16 @@ TEST(Resolve, LongNameIsCutTo1024Bytes)
 
 TEST(Resolve, DetachedTypeAndGluedLinkCountKeepThePermissions)
 {
-    struct {
-        const char *mode;
-        uint32_t attributes;
-    } const table[] = {
+    const std::pair<const char *, uint32_t> table[] = {
         {"drwxr-xr-x12", 0x755},   {"- rwsr-sr-t 1", 0x7755}, {"d rwxr-x---12", 0x750},
         {"drwxr-xr-x+ 1", 0x755},  {"drwxrwxrw 1", 0x776}, // a missing ninth is a dash
         {"  drwxr-xr-x 1", 0x755},
     };
-    for (const auto &row : table) {
+    for (const auto &[mode, attributes] : table) {
         std::string left;
-        list_format_t format = detect(row.mode + std::string(" own group 1234 Jan 15 12:34 name"), &left);
-        EXPECT_NE(format, LIST_FMT_UNKNOWN) << row.mode;
-        EXPECT_EQ(resolve(left, format).attributes, row.attributes) << row.mode;
+        list_format_t format = detect(mode + std::string(" own group 1234 Jan 15 12:34 name"), &left);
+        EXPECT_NE(format, LIST_FMT_UNKNOWN) << mode;
+        EXPECT_EQ(resolve(left, format).attributes, attributes) << mode;
     }
 }
 

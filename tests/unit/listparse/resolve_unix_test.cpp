@@ -30,10 +30,7 @@ TEST(ResolveUnix, ChineseOrderOfEveryShiftHasAFullYear)
 
 TEST(ResolveUnix, InvalidSizeIsZeroAndStillValid)
 {
-    struct {
-        const char *text;
-        int64_t size;
-    } const table[] = {
+    const std::pair<const char *, int64_t> table[] = {
         {"0", 0},
         {"12K", 0},
         {"1,234", 0},
@@ -44,9 +41,9 @@ TEST(ResolveUnix, InvalidSizeIsZeroAndStillValid)
         {"9223372036854775807", INT64_MAX},
         {"9223372036854775808", 0},
     };
-    for (const auto &row : table) {
-        std::string line = std::string("-rw-r--r-- 1 own group ") + row.text + " Jan 15 12:34 name";
-        EXPECT_EQ(resolve(line, 0x200), USUAL.bytes(row.size)) << row.text;
+    for (const auto &[text, size] : table) {
+        std::string line = std::string("-rw-r--r-- 1 own group ") + text + " Jan 15 12:34 name";
+        EXPECT_EQ(resolve(line, 0x200), USUAL.bytes(size)) << text;
     }
 }
 

@@ -170,11 +170,7 @@ TEST_F(SecureFile, AnOldFilesModeAndOwnerAreKept)
 
 TEST_F(SecureFile, EveryFaultIsReportedAndLeavesNothing)
 {
-    const struct {
-        const char *what;
-        faults_t faults;
-        int expected;
-    } rows[] = {
+    const std::tuple<const char *, faults_t, int> rows[] = {
         {"no right to create", {.open_errno = EACCES}, LIBSECURE_CANNOT_CREATE},
         {"read-only file system", {.open_errno = EROFS}, LIBSECURE_CANNOT_CREATE},
         {"no room for one more file", {.open_errno = ENOSPC}, LIBSECURE_CANNOT_WRITE},
@@ -189,15 +185,15 @@ TEST_F(SecureFile, EveryFaultIsReportedAndLeavesNothing)
         {"disk full when closed", {.close_errno = ENOSPC}, LIBSECURE_CANNOT_WRITE},
         {"rename refused", {.rename_errno = EACCES}, LIBSECURE_CANNOT_CREATE},
     };
-    for (const auto &row : rows) {
+    for (const auto &[what, faults, expected] : rows) {
         const size_t descriptors = open_descriptors();
-        EXPECT_EQ(put(file, "content", row.faults), row.expected) << row.what;
-        EXPECT_THAT(names_in(scratch.path), ElementsAre()) << row.what;
+        EXPECT_EQ(put(file, "content", faults), expected) << what;
+        EXPECT_THAT(names_in(scratch.path), ElementsAre()) << what;
         fill(file, "old");
-        EXPECT_EQ(put(file, "content", row.faults), row.expected) << row.what;
-        EXPECT_EQ(content_of(file), "old") << row.what;
-        EXPECT_THAT(names_in(scratch.path), ElementsAre("saved")) << row.what;
-        EXPECT_EQ(open_descriptors(), descriptors) << row.what;
+        EXPECT_EQ(put(file, "content", faults), expected) << what;
+        EXPECT_EQ(content_of(file), "old") << what;
+        EXPECT_THAT(names_in(scratch.path), ElementsAre("saved")) << what;
+        EXPECT_EQ(open_descriptors(), descriptors) << what;
         unlink(file.c_str());
     }
 }

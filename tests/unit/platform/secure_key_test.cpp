@@ -2,6 +2,7 @@
 
 #include "identities.h"
 #include "platform/secure.h"
+#include "support/failing_heap.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -9,8 +10,6 @@
 
 namespace
 {
-
-bool out_of_memory_ = false;
 
 struct line_t {
     int result;
@@ -26,9 +25,6 @@ line_t line_of(const std::string &blob)
 }
 
 } // namespace
-
-extern "C" void *__real_malloc(size_t size);
-extern "C" void *__wrap_malloc(size_t size) { return out_of_memory_ ? nullptr : __real_malloc(size); }
 
 // 0,0,0,7 "ssh-foo" 0,0,0,1 "x" is AAAAB3NzaC1mb28AAAABeA== in base64.
 TEST(SecureKey, LineIsTypeBlankBase64AndNewline)
@@ -85,9 +81,7 @@ TEST(SecureKey, NoMemoryIsReported)
     const std::string blob = ssh_string("ssh-foo") + ssh_string("x");
     heap_string line;
     size_t length = 0;
-    out_of_memory_ = true;
-    const int result = secure_key_line(blob.data(), blob.size(), &line, &length);
-    out_of_memory_ = false;
-    EXPECT_EQ(result, LIBSECURE_NO_MEMORY);
+    const failing_heap heap(1);
+    EXPECT_EQ(secure_key_line(blob.data(), blob.size(), &line, &length), LIBSECURE_NO_MEMORY);
     EXPECT_EQ(line, nullptr);
 }

@@ -1,6 +1,7 @@
 #include "platform/secure.h"
 
 #include "identities.h"
+#include "support/not_copied.h"
 #include "support/scratch.h"
 
 #include <array>
@@ -69,7 +70,7 @@ const uint8_t *bytes_of(const std::string &string)
 }
 
 // Limits the size of files in this scope; writing more fails as on a full disk, but with its own errno.
-struct small_disk {
+struct small_disk : not_copied {
     rlimit before;
     explicit small_disk(rlim_t bytes)
     {
@@ -83,8 +84,6 @@ struct small_disk {
         setrlimit(RLIMIT_FSIZE, &before);
         signal(SIGXFSZ, SIG_DFL);
     }
-    small_disk(const small_disk &) = delete;
-    small_disk &operator=(const small_disk &) = delete;
 };
 
 struct EachIdentity : testing::TestWithParam<identity_t> {

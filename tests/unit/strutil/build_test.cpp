@@ -1,6 +1,6 @@
-#include "scarce_memory.h"
 #include "strutil/guards.h"
 #include "strutil/strutil.h"
+#include "support/failing_heap.h"
 
 #include <array>
 #include <cstdint>
@@ -89,7 +89,7 @@ TEST_P(MallocStr, IsNullWhenAnyArgumentIsNull)
 
 TEST_P(MallocStr, IsNullWhenMemoryIsExhausted)
 {
-    const scarce_memory scarce;
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_str_of(GetParam(), WORDS), nullptr);
 }
 
@@ -108,7 +108,7 @@ TEST(MallocData, IsNullForNull) { EXPECT_EQ(malloc_data(nullptr, 3), nullptr); }
 
 TEST(MallocData, IsNullWhenMemoryIsExhausted)
 {
-    const scarce_memory scarce;
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_data("abc", 3), nullptr);
 }
 
@@ -197,7 +197,10 @@ TEST(MallocIns, IsNullForANullStringOrInsertion)
 
 TEST(MallocIns, IsNullWhenMemoryIsExhausted)
 {
-    const scarce_memory scarce;
-    EXPECT_EQ(malloc_ins_str1("abc", 1, "X"), nullptr);
+    {
+        const failing_heap heap(1);
+        EXPECT_EQ(malloc_ins_str1("abc", 1, "X"), nullptr);
+    }
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_ins_str2("abc", 1, "X", "Y"), nullptr);
 }

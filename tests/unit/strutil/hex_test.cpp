@@ -1,6 +1,6 @@
-#include "scarce_memory.h"
 #include "strutil/guards.h"
 #include "strutil/strutil.h"
+#include "support/failing_heap.h"
 #include "support/logged.h"
 
 #include <cstdint>
@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
-#include <syslog.h>
 
 using testing::SizeIs;
 using testing::StrEq;
@@ -48,7 +47,6 @@ protected:
     {
         for (size_t i = 0; i < sizeof bytes_; i++)
             bytes_[i] = static_cast<uint8_t>(0xA0 + i);
-        logged();
     }
     // The lines between head and closing rule of a dump of the first n bytes; checks both.
     lines data_lines(size_t n)
@@ -121,7 +119,7 @@ TEST(MallocBinToHex, StoresNullWhenMemoryIsExhausted)
 {
     char unchanged[] = "";
     char *out = unchanged;
-    const scarce_memory scarce;
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_bin_to_hex("abc", 3, ':', &out), 0u);
     EXPECT_EQ(out, nullptr);
 }
@@ -162,15 +160,6 @@ TEST_F(HexDump, CountsOffsetsInHex)
     const lines dumped = data_lines(40);
     ASSERT_THAT(dumped, SizeIs(3));
     EXPECT_EQ(dumped[2].substr(0, 8), "00000020");
-}
-
-TEST_F(HexDump, LogsAtInfo)
-{
-    hex_dump(bytes_, 1);
-    const auto all = logged_with_priority();
-    EXPECT_THAT(all, SizeIs(4));
-    for (const auto &line : all)
-        EXPECT_EQ(line.priority, LOG_INFO) << line.text;
 }
 
 TEST_F(HexDump, DoesNothingForNull)

@@ -17,10 +17,7 @@ template <typename Change> static std::string changed(const char *text, Change c
 
 TEST(Trim, RemovesWhiteSpaceAtBothEnds)
 {
-    const struct {
-        const char *before;
-        const char *after;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"  a b  ", "a b"},
         {"a", "a"},
         {"", ""},
@@ -32,8 +29,8 @@ TEST(Trim, RemovesWhiteSpaceAtBothEnds)
         {" \xA0 ", "\xA0"}, // a byte above 127 is not white space
         {"\x1F\x7F", "\x1F\x7F"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(changed(c.before, trim), c.after);
+    for (const auto &[before, after] : cases)
+        EXPECT_EQ(changed(before, trim), after);
 }
 
 TEST(Trim, SurvivesNull) { EXPECT_EXIT((trim(nullptr), exit(0)), testing::ExitedWithCode(0), ""); }

@@ -16,32 +16,26 @@ TEST(Hex1ToNum, IsTheValueOfADigitAndMinusOneForEveryOtherByte)
 
 TEST(Hex2ToNum, IsTheValueOfTwoDigits)
 {
-    const struct {
-        const char *text;
-        int value;
-    } cases[] = {{"7f", 127}, {"7F", 127}, {"00", 0},  {"ff", 255}, {"0a1", 10}, {"F0", 240},
-                 {"7g", -1},  {"g7", -1},  {" 7", -1}, {"7", -1},   {"", -1},    {"-1", -1}};
-    for (const auto &c : cases)
-        EXPECT_EQ(hex2_to_num(c.text), c.value) << c.text;
+    const std::pair<const char *, int> cases[] = {{"7f", 127}, {"7F", 127}, {"00", 0},  {"ff", 255},
+                                                  {"0a1", 10}, {"F0", 240}, {"7g", -1}, {"g7", -1},
+                                                  {" 7", -1},  {"7", -1},   {"", -1},   {"-1", -1}};
+    for (const auto &[text, value] : cases)
+        EXPECT_EQ(hex2_to_num(text), value) << text;
 }
 
 TEST(AscToNum, IsTheValueOfExactlyNDigits)
 {
-    const struct {
-        const char *text;
-        size_t n;
-        unsigned value;
-    } cases[] = {{"0123", 4, 123},
-                 {"0123", 3, 12},
-                 {"7", 1, 7},
-                 {"12ab", 2, 12},
-                 {"000", 3, 0},
-                 {"9999", 4, 9999},
-                 {"4294967295", 10, 4294967295u}};
-    for (const auto &c : cases) {
+    const std::tuple<const char *, size_t, unsigned> cases[] = {{"0123", 4, 123},
+                                                                {"0123", 3, 12},
+                                                                {"7", 1, 7},
+                                                                {"12ab", 2, 12},
+                                                                {"000", 3, 0},
+                                                                {"9999", 4, 9999},
+                                                                {"4294967295", 10, 4294967295u}};
+    for (const auto &[text, n, value] : cases) {
         int errors = 0;
-        EXPECT_EQ(asc_to_num(c.text, c.n, &errors), c.value) << c.text;
-        EXPECT_EQ(errors, 0) << c.text;
+        EXPECT_EQ(asc_to_num(text, n, &errors), value) << text;
+        EXPECT_EQ(errors, 0) << text;
     }
 }
 

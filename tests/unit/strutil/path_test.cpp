@@ -1,6 +1,6 @@
-#include "scarce_memory.h"
 #include "strutil/guards.h"
 #include "strutil/strutil.h"
+#include "support/failing_heap.h"
 
 #include <cstring>
 #include <gmock/gmock.h>
@@ -9,24 +9,17 @@ using testing::StrEq;
 
 TEST(BasenameOf, PointsAfterTheLastSlash)
 {
-    const struct {
-        const char *path;
-        size_t at;
-    } cases[] = {{"/a/b/c.txt", 5}, {"dir/", 4}, {"name", 0}, {"", 0}, {"/", 1}, {"a//b", 3}};
-    for (const auto &c : cases)
-        EXPECT_EQ(basename_of(c.path), c.path + c.at) << c.path;
+    const std::pair<const char *, size_t> cases[] = {{"/a/b/c.txt", 5}, {"dir/", 4}, {"name", 0},
+                                                     {"", 0},           {"/", 1},    {"a//b", 3}};
+    for (const auto &[path, at] : cases)
+        EXPECT_EQ(basename_of(path), path + at) << path;
 }
 
 TEST(BasenameOf, IsNullForNull) { EXPECT_EQ(basename_of(nullptr), nullptr); }
 
 TEST(MallocDirectoryOf, IsThePathUpToItsLastSlashAndTheCharacter)
 {
-    const struct {
-        const char *path;
-        int ch;
-        const char *directory;
-        size_t bytes;
-    } cases[] = {
+    const std::tuple<const char *, int, const char *, size_t> cases[] = {
         {"/a/b/c.txt", '/', "/a/b/", 6},
         {"/a/b/c.txt", -1, "/a/b", 5},
         {"c.txt", -1, "c.txt", 6},
@@ -40,10 +33,10 @@ TEST(MallocDirectoryOf, IsThePathUpToItsLastSlashAndTheCharacter)
         {"a//b", -1, "a/", 3},
         {"/a/b", 0, "/a", 4},
     };
-    for (const auto &c : cases) {
-        const heap_string directory(malloc_directory_of(c.path, c.ch));
-        EXPECT_THAT(directory.get(), StrEq(c.directory)) << c.path << " with " << c.ch;
-        EXPECT_EQ(bytes_asked_for(), c.bytes) << c.path << " with " << c.ch;
+    for (const auto &[path, ch, expected, bytes] : cases) {
+        const heap_string directory(malloc_directory_of(path, ch));
+        EXPECT_THAT(directory.get(), StrEq(expected)) << path << " with " << ch;
+        EXPECT_EQ(bytes_asked_for(), bytes) << path << " with " << ch;
     }
 }
 
@@ -51,6 +44,6 @@ TEST(MallocDirectoryOf, IsNullForNull) { EXPECT_EQ(malloc_directory_of(nullptr, 
 
 TEST(MallocDirectoryOf, IsNullWhenMemoryIsExhausted)
 {
-    const scarce_memory scarce;
+    const failing_heap heap(1);
     EXPECT_EQ(malloc_directory_of("/a/b", '/'), nullptr);
 }

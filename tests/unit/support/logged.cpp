@@ -7,12 +7,11 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
-#include <ostream>
 #include <syslog.h>
 #include <utility>
 
 static std::mutex mutex_;
-static std::vector<log_line> lines_;
+static lines lines_;
 
 static void keep(int priority, const char *format, va_list arguments)
 {
@@ -21,8 +20,10 @@ static void keep(int priority, const char *format, va_list arguments)
     std::string text(static_cast<size_t>(vsnprintf(nullptr, 0, format, again)), '\0');
     va_end(again);
     vsnprintf(text.data(), text.size() + 1, format, arguments);
+    if (priority != (text.starts_with("error: ") ? LOG_ERR : LOG_INFO))
+        text.insert(0, "priority " + std::to_string(priority) + ": ");
     std::lock_guard guard(mutex_);
-    lines_.push_back({priority, std::move(text)});
+    lines_.push_back(std::move(text));
     errno = ENOTCONN; // as syslog may do
 }
 
@@ -52,21 +53,8 @@ void __syslog_chk(int priority, int, const char *format, ...)
 }
 }
 
-std::vector<log_line> logged_with_priority()
+lines logged()
 {
     std::lock_guard guard(mutex_);
     return std::exchange(lines_, {});
-}
-
-lines logged()
-{
-    lines texts;
-    for (auto &line : logged_with_priority())
-        texts.push_back(std::move(line.text));
-    return texts;
-}
-
-void PrintTo(const log_line &line, std::ostream *out)
-{
-    *out << (line.priority == LOG_ERR ? "ERR " : line.priority == LOG_INFO ? "INFO " : "? ") << line.text;
 }

@@ -4,17 +4,8 @@
 #include <string>
 #include <vector>
 
-struct log_line {
-    int priority; // LOG_ERR, LOG_INFO
-    std::string text;
-    bool operator==(const log_line &) const = default;
-};
-void PrintTo(const log_line &line, std::ostream *out);
-
 using lines = std::vector<std::string>;
 
-// The texts logged since the last call, of any priority.
+// The texts logged since the last call. Those that begin with "error: " come as LOG_ERR, all others as LOG_INFO; a line
+// of another priority has that in front. A line left at the end of a test fails it.
 lines logged();
-
-// The same with priorities.
-std::vector<log_line> logged_with_priority();

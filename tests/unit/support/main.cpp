@@ -1,4 +1,7 @@
-// The main function of every unit test: after a failed test it prints the command that repeats it.
+// The main function of every unit test. A test fails that leaves a line in the log. After a failed test the command that
+// repeats it is printed.
+#include "support/logged.h"
+
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -9,9 +12,10 @@
 namespace
 {
 
-struct how_to_repeat : testing::EmptyTestEventListener {
+struct at_the_end : testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo &test) override
     {
+        EXPECT_EQ(logged(), lines{}) << "logged, but not expected by the test";
         char program[PATH_MAX];
         const ssize_t length = readlink("/proc/self/exe", program, sizeof program);
         if (test.result()->Failed() && length > 0)
@@ -26,6 +30,6 @@ int main(int argc, char **argv)
 {
     signal(SIGHUP, SIG_DFL); // nohup ignores it, and programs that tests start would inherit that
     testing::InitGoogleMock(&argc, argv);
-    testing::UnitTest::GetInstance()->listeners().Append(new how_to_repeat);
+    testing::UnitTest::GetInstance()->listeners().Append(new at_the_end);
     return RUN_ALL_TESTS();
 }

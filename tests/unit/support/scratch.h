@@ -1,6 +1,8 @@
 // A temporary directory for a test, and questions about files.
 #pragma once
 
+#include "support/not_copied.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -9,7 +11,7 @@
 #include <string>
 #include <vector>
 
-struct scratch_t {
+struct scratch_t : not_copied {
     std::filesystem::path path;
     scratch_t()
     {
@@ -22,8 +24,6 @@ struct scratch_t {
         if (!path.empty())
             std::filesystem::remove_all(path, ignored);
     }
-    scratch_t(const scratch_t &) = delete;
-    scratch_t &operator=(const scratch_t &) = delete;
     std::string operator/(const std::string &name) const { return (path / name).string(); }
 };
 

@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <gtest/gtest.h>
-#include <syslog.h>
 
 namespace
 {
@@ -32,13 +31,6 @@ void expect_lines(const std::vector<sample_t> &samples)
 }
 
 } // namespace
-
-TEST(Progress, IsLoggedAsInformation)
-{
-    zixif_progress_t progress = {BEGIN_MS, 0, 0};
-    zixif_progress_sample(&progress, 1, 2, BEGIN_MS + 1000);
-    EXPECT_EQ(logged_with_priority().at(0).priority, LOG_INFO);
-}
 
 TEST(Progress, SpeedOfTheFirstSampleCountsFromTheStart)
 {

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <syslog.h>
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -35,6 +34,7 @@ struct Worker : testing::Test {
         job.request = zixi_request();
         start_anew();
     }
+    ~Worker() override { logged(); } // of a test that is not about the log
     // Prepares another job with a library without faults.
     void start_anew(uint32_t kind = JOB_UPLOAD)
     {
@@ -156,11 +156,7 @@ TEST_F(Worker, CredentialsHaveTheirOwnFieldsAndMayFillThemOrBeEmpty)
 
 TEST_F(Worker, AFailedSetUpEndsTheJob)
 {
-    const struct {
-        std::deque<int> fake_feeder_t::*answers;
-        const char *line;
-        const char *last_call;
-    } rows[] = {
+    const std::tuple<std::deque<int> fake_feeder_t::*, const char *, const char *> rows[] = {
         {&fake_feeder_t::logging, "error: zixi_func(557): Error configuring logging. err=-3\n",
          "zixi_configure_logging"},
         {&fake_feeder_t::credentials, "error: zixi_func(575): Error configuring credentials. err=-3\n",
@@ -168,13 +164,13 @@ TEST_F(Worker, AFailedSetUpEndsTheJob)
         {&fake_feeder_t::prepare, "error: zixi_func(588): Error preparing configuration. err=-3\n",
          "zixi_prepare_configuration"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[answers, line, last_call] : rows) {
         start_anew();
-        feeder.*row.answers = {-3};
+        feeder.*answers = {-3};
         run();
-        EXPECT_EQ(logged(), (lines{row.line, named("ZIXI_ERROR_NOT_INITIALIZED", -3), NETWORK}));
+        EXPECT_EQ(logged(), (lines{line, named("ZIXI_ERROR_NOT_INITIALIZED", -3), NETWORK}));
         expect_outcome(FTPCD_ERR_NETWORK, -3); // 16 replaces the set-up's 5
-        EXPECT_EQ(feeder.events.back(), row.last_call);
+        EXPECT_EQ(feeder.events.back(), last_call);
         EXPECT_EQ(feeder.count("sleep(1)"), 0);
     }
 }
@@ -242,13 +238,9 @@ TEST_F(Worker, AStartFailureIsLoggedLineByLine)
 {
     feeder.upload = {3, -17};
     run();
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{LOG_ERR, start_failure(3)},
-                                     {LOG_ERR, named("ZIXI_ERROR_ALREADY_INITIALIZED", 3)},
-                                     {LOG_ERR, start_failure(-17)},
-                                     {LOG_ERR, named("ZIXI_ERROR_NETWORK", -17)},
-                                     {LOG_INFO, given_up(-17)},
-                                     {LOG_ERR, NETWORK}}));
+    EXPECT_EQ(logged(),
+              (lines{start_failure(3), named("ZIXI_ERROR_ALREADY_INITIALIZED", 3), start_failure(-17),
+                     named("ZIXI_ERROR_NETWORK", -17), given_up(-17), NETWORK}));
     start_anew();
     feeder.upload = {-22};
     run();
@@ -315,10 +307,7 @@ TEST_F(Worker, TheParameterBlockIsExact)
 
 TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
 {
-    const struct {
-        const char *path;
-        const char *directory;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"film.ts", "."},
         {"/film.ts", "/"},
         {"a/film.ts", "a"},
@@ -331,12 +320,12 @@ TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
         {"..", "."},
         {"../film.ts", ".."},
     };
-    for (const auto &row : rows) {
+    for (const auto &[path, directory] : rows) {
         start_anew();
-        strcpy(job.request.remote_path, row.path);
+        strcpy(job.request.remote_path, path);
         run();
-        EXPECT_EQ(feeder.uploads[0].remote_directory, row.directory) << row.path;
-        EXPECT_STREQ(job.request.remote_path, row.directory) << row.path;
+        EXPECT_EQ(feeder.uploads[0].remote_directory, directory) << path;
+        EXPECT_STREQ(job.request.remote_path, directory) << path;
     }
 }
 
@@ -395,11 +384,8 @@ TEST_F(Worker, AFailedCloseIsOnlyLogged)
 
 TEST_F(Worker, ACancelIsSeenAtTheNextSample)
 {
-    const struct {
-        const char *stage;
-        int time;
-        int samples; // in all
-    } rows[] = {
+    // samples: in all
+    const std::tuple<const char *, int, int> rows[] = {
         {"zixi_configure_logging", 1, 1},
         {"zixi_configure_credentials", 1, 1},
         {"zixi_prepare_configuration", 1, 1},
@@ -412,13 +398,13 @@ TEST_F(Worker, ACancelIsSeenAtTheNextSample)
         {"zixi_get_upload_progress", 3, 3},
         {"zixi_get_upload_progress", 4, 4}, // the 4th is the last anyway
     };
-    for (const auto &row : rows) {
+    for (const auto &[stage, time, samples] : rows) {
         start_anew();
         feeder.upload = {-21};
         feeder.progress = {{0, 1, 9, 2}, {0, 2, 9, 2}, {0, 3, 9, 2}, {0, 9, 9, 3}};
-        cancel_at(row.stage, row.time);
+        cancel_at(stage, time);
         run();
-        EXPECT_EQ(feeder.count("zixi_get_upload_progress"), row.samples) << row.stage;
+        EXPECT_EQ(feeder.count("zixi_get_upload_progress"), samples) << stage;
         EXPECT_EQ(feeder.events.back(), "zixi_close_stream");
         expect_outcome(FTPCD_ERR_CANCELED, 0);
         EXPECT_EQ(logged_but_progress(), (lines{start_failure(-21), named("ZIXI_ERROR_FILE_REMOTE", -21),

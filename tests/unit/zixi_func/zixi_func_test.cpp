@@ -12,7 +12,6 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <syslog.h>
 #include <thread>
 
 using testing::ElementsAre;
@@ -45,6 +44,7 @@ struct ZixiFunc : testing::Test {
         if (zixif_is_alive() == 1) {
             EXPECT_EQ(finish(), 0);
         }
+        logged(); // of a test that is not about the log
     }
     static job_record_t state()
     {
@@ -81,8 +81,7 @@ TEST_F(ZixiFunc, InitLogsTheLibrarysVersion)
 {
     EXPECT_EQ(zixif_init(), 0);
     EXPECT_THAT(feeder.events, ElementsAre("zixi_version"));
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{LOG_INFO, "zixi_func(180): libZixifeeder/1.22.333.4444\n"}}));
+    EXPECT_EQ(logged(), lines{"zixi_func(180): libZixifeeder/1.22.333.4444\n"});
 }
 
 TEST_F(ZixiFunc, InitGoesOnWithoutAVersion)
@@ -98,10 +97,8 @@ TEST_F(ZixiFunc, LockAndThreadFailuresAreLoggedWithItsOwnIds)
     threads_.create = EAGAIN;
     EXPECT_EQ(zixif_ftp_upload(&request), 5u);
     const std::string no_thread = "errno(11) Resource temporarily unavailable\n";
-    EXPECT_EQ(logged_with_priority(),
-              (std::vector<log_line>{{LOG_ERR, "error: zixi_func(853): " + no_thread},
-                                     {LOG_ERR, "error: zixi_func(394): " + no_thread},
-                                     {LOG_ERR, "error: zixi_func(401): failed to create thread.\n"}}));
+    EXPECT_EQ(logged(), (lines{"error: zixi_func(853): " + no_thread, "error: zixi_func(394): " + no_thread,
+                               "error: zixi_func(401): failed to create thread.\n"}));
     EXPECT_EQ(zixif_is_alive(), 0u);
     threads_.lock = EAGAIN;
     EXPECT_EQ(zixif_is_alive(), 0u);
@@ -156,16 +153,14 @@ TEST_F(ZixiFunc, FileInformationEndsAtOnceAndLeavesTheLibraryAlone)
 
 TEST_F(ZixiFunc, TheOverwriteByteComesFromTheWholeResumeWord)
 {
-    const struct {
-        uint32_t resume;
-        uint8_t overwrite;
-    } rows[] = {{0, 1}, {1, 0}, {2, 0}, {256, 0}, {0x10000, 0}, {0xffffffff, 0}};
-    for (const auto &row : rows) {
+    const std::pair<uint32_t, uint8_t> rows[] = {{0, 1},   {1, 0},       {2, 0},
+                                                 {256, 0}, {0x10000, 0}, {0xffffffff, 0}};
+    for (const auto &[resume, overwrite] : rows) {
         feeder.uploads.clear();
-        request.resume = row.resume;
+        request.resume = resume;
         ASSERT_EQ(zixif_ftp_upload(&request), 0u);
         ASSERT_EQ(finish(), 0);
-        EXPECT_EQ(feeder.uploads.at(0).block[45], row.overwrite) << row.resume;
+        EXPECT_EQ(feeder.uploads.at(0).block[45], overwrite) << resume;
     }
 }
 
