@@ -1,10 +1,11 @@
 #include "ftpspool/database.h"
 
 constexpr int BUSY_MS = 10000;
+// A reader of an earlier state is waited for only so long, for others cannot write meanwhile.
 constexpr int READERS_MS = 100;
 // The service keeps the log short (log_keeper.h), so that no command pays for it with fsyncs of its own. While
 // no service runs the log must not fill the disk: a command writes it back at 4000 pages, which are 16 MiB and
-// some thousand entries.
+// about a thousand entries.
 constexpr const char *SETTINGS = "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;";
 
 static bool is_damage(int code) { return code == SQLITE_CORRUPT || code == SQLITE_NOTADB; }
