@@ -1,8 +1,12 @@
 #include "ftpspool/database.h"
 
 constexpr int BUSY_MS = 10000;
-// SQLite checkpoints the log at this many pages: 4 MiB. The service does it earlier.
-constexpr const char *SETTINGS = "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 1000;";
+// A reader of an earlier state is waited for only so long, for others cannot write meanwhile.
+constexpr int READERS_MS = 100;
+// The service keeps the log short (log_keeper.h), so that no command pays for it with fsyncs of its own. While
+// no service runs the log must not fill the disk: a command writes it back at 4000 pages, which are 16 MiB and
+// about a thousand entries.
+constexpr const char *SETTINGS = "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;";
 
 static bool is_damage(int code) { return code == SQLITE_CORRUPT || code == SQLITE_NOTADB; }
 
@@ -32,6 +36,16 @@ database_t::database_t(const std::string &path, access_t access, int cache_kib) 
 void database_t::run(const std::string &sql) const
 {
     check(sqlite3_exec(made_.get(), sql.c_str(), nullptr, nullptr, nullptr));
+}
+
+void database_t::write_log_back() const
+{
+    sqlite3_busy_timeout(made_.get(), READERS_MS);
+    const int code =
+        sqlite3_wal_checkpoint_v2(made_.get(), nullptr, SQLITE_CHECKPOINT_FULL, nullptr, nullptr);
+    sqlite3_busy_timeout(made_.get(), BUSY_MS);
+    if (code != SQLITE_BUSY)
+        check(code);
 }
 
 statement_t database_t::first(const char *sql) const

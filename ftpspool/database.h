@@ -67,6 +67,10 @@ public:
     // One statement or several, separated by ';', whose rows do not matter.
     void run(const std::string &sql) const;
 
+    // Writes the write-ahead log back, or, while another process reads an earlier state, what that allows.
+    // Others do not write meanwhile.
+    void write_log_back() const;
+
     // The first column of the first row of a query without parameters.
     int64_t number(const char *sql) const { return first(sql).number(0); }
     std::string text(const char *sql) const { return std::string(first(sql).text(0)); }

@@ -60,7 +60,7 @@ void hot_folder_t::step(int64_t now_ms)
 void hot_folder_t::retry_later()
 {
     if (retry_ms_ == 0)
-        retry_ms_ = now_ms_ + RETRY_MS;
+        retry_ms_ = next_round_ms(now_ms_);
 }
 
 // A sub-folder may have gone since its name was read.
@@ -135,7 +135,7 @@ bool hot_folder_t::heed(const inotify_event &event)
     if (event.len == 0 || event.name[0] == '.')
         return true;
     if ((event.mask & IN_ISDIR) == 0 && (event.mask & COMPLETED) != 0)
-        offer(joined(folder, event.name));
+        offer(joined(folder, event.name), true);
     if ((event.mask & IN_ISDIR) != 0 && (event.mask & FOLDER_CAME) != 0 && is_deep_)
         to_scan_.push_back(joined(folder, event.name));
     return true;
@@ -186,13 +186,16 @@ void hot_folder_t::scan_one()
         return;
     const std::string path = joined(scanned_path_, found->d_name);
     if (!S_ISDIR(status.st_mode))
-        offer(path);
+        offer(path, false);
     else if (is_deep_)
         to_scan_.push_back(path);
 }
 
-void hot_folder_t::offer(const std::string &path)
+// A scan does not shorten the pauses of open files: while there are too many of them, each round has a scan.
+void hot_folder_t::offer(const std::string &path, bool has_changed)
 {
-    if (!offer_(path) && !rechecks_.put(path, now_ms_))
+    if (offer_(path) || (!has_changed && rechecks_.has(path)))
+        return;
+    if (!rechecks_.put(path, now_ms_))
         retry_later();
 }

@@ -20,16 +20,13 @@ public:
     // Gets the path of a file that may be complete, relative to the folder. False: offer it again later.
     using offer_t = std::function<bool(const std::string &path)>;
 
-    // A folder that is missing, or that goes, is looked for again after this time.
-    static constexpr int64_t RETRY_MS = 30000;
-
     // With `is_deep`, sub-folders belong to it. `epoll` gets the descriptor that reports changes. Nothing
     // happens before step().
     hot_folder_t(std::string folder, bool is_deep, int epoll, offer_t offer);
 
     // Goes on without waiting: some changes, a part of a scan, files that are due. `now_ms` is the steady
-    // clock's. A scan follows the first call, each loss of changes, and the return of a lost folder. Whatever
-    // `offer` throws passes through.
+    // clock's. A scan follows the first call, each loss of changes, and the return of a lost folder, which is
+    // looked for in each round (wakeups.h). Whatever `offer` throws passes through.
     void step(int64_t now_ms);
 
     // When step() has something to do even without a change; 0: never.
@@ -74,7 +71,7 @@ private:
     void scan_some();
     void scan_one();
     void begin_scan();
-    void offer(const std::string &path);
+    void offer(const std::string &path, bool has_changed);
     void retry_later();
     void fail(const std::string &path);
 };

@@ -1,5 +1,7 @@
 #include "ftpspool/recheck_list.h"
 
+#include "ftpspool/wakeups.h"
+
 #include <algorithm>
 
 bool recheck_list_t::put(const std::string &path, int64_t now_ms)
@@ -19,8 +21,8 @@ void recheck_list_t::offer_due(int64_t now_ms, const std::function<bool(const st
         } else if (offer(path)) {
             at = pauses_.erase(at);
         } else {
-            pause.length_ms = std::min(2 * pause.length_ms, LONGEST_MS);
-            pause.end_ms = now_ms + pause.length_ms;
+            pause.length_ms = std::min(4 * pause.length_ms, ROUND_MS);
+            pause.end_ms = pause.length_ms > LONGEST_MS ? next_round_ms(now_ms) : now_ms + pause.length_ms;
             at++;
         }
     }

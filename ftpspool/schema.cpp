@@ -80,7 +80,8 @@ CREATE TABLE seen (
     entry         INTEGER NOT NULL,
     PRIMARY KEY (watch, path)
 ) WITHOUT ROWID;
-CREATE INDEX lines ON entries (server, urged DESC, setbacks, priority DESC, id) WHERE state IN (0, 1);
+CREATE INDEX lines ON entries (server, urged DESC, setbacks, priority DESC, max(tries, 2), id)
+    WHERE state IN (0, 1);
 CREATE INDEX later ON entries (not_before_s) WHERE not_before_s > 0;
 CREATE INDEX expiring ON entries (expires_s) WHERE expires_s > 0;
 CREATE INDEX arriving ON entries (id) WHERE state = 4;

@@ -23,7 +23,7 @@ static client_t client_of(const std::string &socket)
 
 service_t::service_t(const service_options_t &options)
     : options_(options), lock_(takeover_lock({options.folder})), store_(takeover_open({options.folder})),
-      wakeups_(store_.paths().database()), client_(client_of(options.socket)),
+      log_(store_.database()), wakeups_(store_.paths().database()), client_(client_of(options.socket)),
       random_(std::random_device()()),
       pauses_(options.pause_ms, options.longest_pause_ms, [this] { return random(); }),
       daemon_pauses_(DAEMON_PAUSE_MS, LONGEST_DAEMON_PAUSE_MS, [this] { return random(); }),
@@ -50,6 +50,7 @@ void service_t::run()
         if (is_ending)
             attempt_->stop();
         metrics_.keep(store_, steady_ms());
+        log_.step();
         wait(is_ending);
         if (attempt_)
             advance();

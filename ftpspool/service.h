@@ -6,6 +6,7 @@
 #include "ftpspool/choice.h"
 #include "ftpspool/event_output.h"
 #include "ftpspool/hot_folders.h"
+#include "ftpspool/log_keeper.h"
 #include "ftpspool/metrics.h"
 #include "ftpspool/pauses.h"
 #include "ftpspool/store.h"
@@ -42,6 +43,7 @@ private:
     service_options_t options_;
     descriptor lock_;
     store_t store_;
+    log_keeper_t log_;
     wakeups_t wakeups_;
     client_t client_;
     std::minstd_rand random_;

@@ -70,7 +70,6 @@ void store_t::inspect() const
     const std::string found = database_.text("PRAGMA quick_check(1)");
     if (found != "ok")
         throw damaged_t(STATUS_LOCAL, paths_.database() + ": " + found);
-    database_.run("PRAGMA wal_autocheckpoint = 100");
 }
 
 int64_t store_t::add(const entry_t &entry, const std::string &server)

@@ -51,8 +51,7 @@ public:
     // Opens it for looking only; nothing when there is none yet.
     static std::optional<store_t> open_to_read(const spool_paths_t &paths);
 
-    // For the service: reads the whole database; throws damaged_t. From then on this process keeps the log
-    // short.
+    // For the service: reads the whole database; throws damaged_t.
     void inspect() const;
 
     const spool_paths_t &paths() const { return paths_; }
@@ -131,7 +130,7 @@ public:
     // True when the path is the copy of an entry.
     bool owns_copy(const std::string &path) const;
 
-    // For the tables of watches (watches.h).
+    // For the tables of watches (watches.h), and for the log (log_keeper.h).
     const database_t &database() const { return database_; }
 
 private:

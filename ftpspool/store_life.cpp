@@ -27,13 +27,16 @@ bool store_t::expire_one(int64_t id, int64_t now_s) const
                   id, now_s);
 }
 
+// From its third failed try on an entry is behind those of its priority that have failed less often. What it
+// is sorted by stands in the index of the lines (schema.cpp) letter for letter.
 std::vector<ready_t> store_t::ready(int64_t now_s) const
 {
     std::vector<ready_t> lines;
     statement_t servers(database_, "SELECT id FROM servers");
     statement_t first(database_,
                       "SELECT id, priority, urged FROM entries WHERE server = ?1 AND state IN (0, 1) AND "
-                      "not_before_s <= ?2 ORDER BY urged DESC, setbacks, priority DESC, id LIMIT 1");
+                      "not_before_s <= ?2 "
+                      "ORDER BY urged DESC, setbacks, priority DESC, max(tries, 2), id LIMIT 1");
     while (servers.next()) {
         const int64_t server = servers.number(0);
         if (first.with(server, now_s).next())

@@ -20,6 +20,11 @@ constexpr int64_t earlier(int64_t one, int64_t other)
     return one == 0 || (other != 0 && other < one) ? other : one;
 }
 
+// The next time that is a multiple of ROUND_MS. What is looked at now and then is looked at at these times, so
+// that all of it costs one wake-up.
+constexpr int64_t ROUND_MS = 30000;
+constexpr int64_t next_round_ms(int64_t now_ms) { return (now_ms / ROUND_MS + 1) * ROUND_MS; }
+
 class wakeups_t
 {
 public:

@@ -14,6 +14,7 @@ from harness.waiting import wait_until
 
 LOG = WORLD / "power.log"
 AFTER = WORLD / "after"
+LONG_LOG = 400 << 10  # bytes
 QUEUED, SENDING, ARRIVED, DONE = 0, 3, 4, 5  # as they stand in the database
 
 pytestmark = pytest.mark.native("strace")
@@ -98,6 +99,24 @@ def test_no_local_file_is_deleted_before_its_arrival_is_on_the_disk(daemon, vsft
             assert is_there or has_arrived, (cut, entry)
             assert not entry.copy or entry.copy in left or has_arrived, (cut, entry)
     assert {QUEUED, SENDING, ARRIVED, DONE} <= seen
+
+
+@pytest.mark.timeout(600)
+def test_no_entry_is_lost_while_the_service_writes_the_log_back(local):
+    """The log is longer than the service leaves it."""
+    (local / "a").write_bytes(b"0123456789")
+    log = DATABASE.with_name("spool.db-wal")
+    before = 0
+    while before == 0 or log.stat().st_size <= LONG_LOG:
+        before = ftpspool.add(local / "a", "ftp://127.0.0.1/", "--not-before", "2d")
+    disk = power.Disk(SPOOL, WORLD / "local")
+    service = Service("--socket", "/nowhere", wrapper=power.wrapper(LOG))
+    wait_until(lambda: log.stat().st_size <= LONG_LOG, "a log that was begun anew")
+    processes.signal_children(service.pid, signal.SIGTERM)
+    assert service.process.wait(60) == 0
+    cuts = [(len(found), cut) for _, found, cut in points(disk)]
+    assert len(cuts) > 20
+    assert {count for count, _ in cuts} == {before}, cuts
 
 
 def remembered_in(left):

@@ -1,9 +1,11 @@
 """ftpspool's store: what it costs, and what happens when the disk is full, the file is damaged or a command is killed."""
 
+import collections
 import os
 import pathlib
 import re
 import resource
+import shlex
 import subprocess
 import time
 
@@ -16,6 +18,7 @@ from harness.vsftpd import Vsftpd
 from harness.waiting import wait_until
 
 MANY = 10_000
+MANY_ADDS = 400
 MIB = 1 << 20
 
 
@@ -53,13 +56,48 @@ def traced(calls, *words):
     return [line for line in log.read_text().splitlines() if re.search(r"\w+\(", line)]
 
 
+def fsyncs_of_adds(count, path, *options):
+    """The fsyncs of each of so many adds in a row."""
+    log = WORLD / "strace"
+    words = ["add", path, ALICE, "--password-file", ftpspool.password(), *options]
+    add = shlex.join(map(str, ftpspool.command() + words))
+    script = f"for i in $(seq {count}); do {add} || exit; done"
+    trace = ["strace", "-f", "-o", str(log), "-e", "trace=fsync,fdatasync"]
+    outcome = ftpspool.run_command([*trace, "sh", "-c", script])
+    assert outcome.status == 0, outcome
+    calls = collections.Counter(line.split()[0] for line in log.read_text().splitlines() if "sync(" in line)
+    assert len(calls) == count  # by process
+    return list(calls.values())
+
+
+def log_number():
+    """How often the write-ahead log was begun."""
+    return int.from_bytes(DATABASE.with_name("spool.db-wal").read_bytes()[12:16])
+
+
 @pytest.mark.native("strace")
+@pytest.mark.timeout(600)
 def test_adding_costs_two_fsyncs_at_most(local):
     path = make(local, "a")
-    words = ("add", path, ALICE, "--password-file", ftpspool.password())
-    ftpspool.run(*words)
-    for _ in range(3):
-        assert 1 <= len(traced("fsync,fdatasync", *words)) <= 2
+    ftpspool.add(path)
+    assert max(fsyncs_of_adds(MANY_ADDS, path)) <= 2
+    assert max(fsyncs_of_adds(10, path, "--copy")) <= 4
+
+
+@pytest.mark.native("strace")
+@pytest.mark.timeout(600)
+def test_adding_costs_two_fsyncs_at_most_while_a_service_shortens_the_log(local):
+    """The service is slow where it unlocks the log that it has written back: an add could begin the log anew there."""
+    path = make(local, "a")
+    ftpspool.add(path)
+    slow = ("strace", "-f", "-o", "/dev/null", "-e", "trace=fcntl", "-e", "inject=fcntl:delay_enter=2000")
+    service = Service("--socket", "/nowhere", wrapper=slow)
+    service.wait_started()
+    begun = log_number()
+    counts = collections.Counter(fsyncs_of_adds(MANY_ADDS, path))
+    print(f"adds by their fsyncs: {dict(counts)}; the log was begun {log_number() - begun} times")
+    assert log_number() > begun
+    assert max(counts) <= 2
 
 
 @pytest.mark.native("strace")

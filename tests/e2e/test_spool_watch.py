@@ -204,14 +204,23 @@ def test_a_file_costs_two_fsyncs_at_most(daemon, folder):
 
 
 @pytest.mark.native("wake-ups")
-def test_an_idle_watch_sleeps(daemon, folder):
+@pytest.mark.timeout(300)
+def test_an_idle_watch_sleeps(daemon, local, folder):
     with (folder / "recording").open("wb") as writer:
         writer.write(b"1")
         writer.flush()
         (folder / "sub").mkdir()
         ftpspool.watch(folder, ALICE, "--recursive")
+        missing = [local / f"missing{number}" for number in range(10)]
+        for path in missing:
+            path.mkdir()
+            ftpspool.watch(path)
         service = Service()
         service.wait_started()
+        for number, path in enumerate(missing, 1):
+            path.rmdir()
+            wait_until(lambda: len(service.events("lost")) == number, "the loss of a folder")
+            time.sleep(1)  # each is missing since another time
 
         def switches():
             status = pathlib.Path(f"/proc/{service.pid}/status").read_text()
@@ -225,7 +234,7 @@ def test_an_idle_watch_sleeps(daemon, folder):
         wait_until(rests, "the service to rest", 100)
         before = switches()
         time.sleep(20)
-        assert switches() - before <= 4  # the file that is open is looked at every half minute
+        assert switches() - before <= 2  # the open file and the missing folders are looked at every half minute
 
 
 def trial(vsftpd, folder, point, *wrapper):

@@ -173,7 +173,7 @@ TEST_F(HotFolder, OffersUnfinishedFilesAgain)
     now_ms += 100;
     EXPECT_THAT(step(), ElementsAre("a"));
     is_finished = true;
-    now_ms += 200;
+    now_ms += 400;
     EXPECT_THAT(step(), ElementsAre("a"));
     EXPECT_EQ(hot->wake_ms(), 0);
 }
@@ -186,21 +186,61 @@ TEST_F(HotFolder, ScansAgainWhenTooManyFilesAreUnfinished)
     watch();
     step();
     is_finished = true;
-    now_ms += 29000;
+    now_ms += 28000;
     EXPECT_LE(step().size(), 64u);
     now_ms += 1000;
     EXPECT_EQ(step().size(), 100u);
     EXPECT_EQ(hot->wake_ms(), 0);
 }
 
-TEST_F(HotFolder, LooksForAMissingFolderEveryHalfMinute)
+TEST_F(HotFolder, OftenLooksOnlyAtAnOpenFileThatHasChanged)
+{
+    is_finished = false;
+    for (int i = 0; i < 100; i++)
+        fill(in(std::to_string(i)), "");
+    watch();
+    step();
+    for (now_ms = hot->wake_ms(); now_ms < 60000; now_ms = hot->wake_ms())
+        step();
+    EXPECT_EQ(step().size(), 164u); // each by the scan, and those whose pause is over
+    EXPECT_EQ(hot->wake_ms(), 90000);
+    std::ranges::sort(offered);
+    fill(in(*std::ranges::adjacent_find(offered)), "");
+    step();
+    EXPECT_EQ(hot->wake_ms(), now_ms + 100);
+}
+
+// Each wake-up costs a sleeping device energy, so they look at the same times.
+TEST_F(HotFolder, LooksForMissingFoldersTogether)
+{
+    fs::remove(root);
+    std::vector<std::unique_ptr<hot_folder_t>> missing;
+    for (int i = 0; i < 10; i++) {
+        watch();
+        missing.push_back(std::move(hot));
+        missing.back()->step(now_ms += 2345);
+    }
+    const int64_t begin_ms = now_ms;
+    int64_t wakes = 0;
+    while (now_ms < begin_ms + 600000) {
+        const auto wake_ms = [](const auto &folder) { return folder->wake_ms(); };
+        now_ms = (*std::ranges::min_element(missing, {}, wake_ms))->wake_ms();
+        for (const auto &folder : missing)
+            folder->step(now_ms);
+        wakes++;
+    }
+    EXPECT_LE(wakes, 21); // in ten minutes
+    EXPECT_GE(wakes, 20);
+}
+
+TEST_F(HotFolder, LooksForAMissingFolderInEachRound)
 {
     fs::remove(root);
     watch();
     step();
     EXPECT_EQ(hot->problem(), root + ": cannot be watched: No such file or directory");
-    EXPECT_EQ(hot->wake_ms(), now_ms + 30000);
-    now_ms += 30000;
+    EXPECT_EQ(hot->wake_ms(), 30000);
+    now_ms = 30000;
     step();
     EXPECT_EQ(hot->wake_ms(), now_ms + 30000);
     EXPECT_NE(hot->problem(), "");

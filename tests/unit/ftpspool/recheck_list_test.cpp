@@ -40,19 +40,51 @@ TEST_F(RecheckList, OffersEachFileAfterItsPause)
     EXPECT_EQ(rechecks.next_ms(), 0);
 }
 
-TEST_F(RecheckList, DoublesThePauseUpToHalfAMinute)
+TEST_F(RecheckList, LengthensThePauseUntilItEndsWithTheRound)
 {
     rechecks.put("a", 0);
     int64_t now_ms = 0;
     std::vector<int64_t> pauses;
-    for (int i = 0; i < 11; i++) {
+    for (int i = 0; i < 7; i++) {
         pauses.push_back(rechecks.next_ms() - now_ms);
         now_ms = rechecks.next_ms();
         EXPECT_THAT(offer(now_ms, false), ElementsAre("a"));
     }
-    EXPECT_THAT(pauses, ElementsAre(100, 200, 400, 800, 1600, 3200, 6400, 12800, 25600, 30000, 30000));
+    EXPECT_THAT(pauses, ElementsAre(100, 400, 1600, 6400, 30000 - 8500, 30000, 30000));
+    EXPECT_TRUE(rechecks.has("a"));
     rechecks.put("a", now_ms); // something has happened
     EXPECT_EQ(rechecks.next_ms(), now_ms + 100);
+}
+
+// A device must not be woken for them more often than every ten seconds.
+TEST_F(RecheckList, LooksRarelyAtFilesThatStayOpen)
+{
+    for (const int64_t minutes : {1, 2, 10}) {
+        for (int64_t begin_ms = 0; begin_ms < 30000; begin_ms += 1111) {
+            rechecks = {};
+            for (const char *name : {"a", "b", "c"})
+                rechecks.put(name, begin_ms);
+            int64_t looks = 0;
+            const int64_t end_ms = begin_ms + minutes * 60000;
+            for (; rechecks.next_ms() <= end_ms; looks++)
+                offer(rechecks.next_ms(), false);
+            EXPECT_LE(looks, minutes * 6) << begin_ms;
+            EXPECT_GE(looks, minutes * 2) << begin_ms;
+        }
+    }
+}
+
+TEST_F(RecheckList, LooksAtAllFilesThatStayOpenAtTheSameTimes)
+{
+    for (int i = 0; i < 64; i++) {
+        rechecks.put(std::to_string(i), i * 777);
+        offer(i * 777, false);
+    }
+    while (rechecks.next_ms() < 120000)
+        offer(rechecks.next_ms(), false);
+    EXPECT_EQ(rechecks.next_ms(), 120000);
+    EXPECT_EQ(offer(120000, false).size(), 64u);
+    EXPECT_EQ(rechecks.next_ms(), 150000);
 }
 
 TEST_F(RecheckList, HoldsSixtyFourFilesAtMost)

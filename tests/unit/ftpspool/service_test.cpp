@@ -172,6 +172,30 @@ TEST_F(Service, RetriesATemporaryFailure)
     EXPECT_EQ(jobs_of(daemon), wanted);
 }
 
+TEST_F(Service, LetsOthersGoBeforeAFileThatAlwaysBreaks)
+{
+    const std::string good = dir.file("good", "0123456789");
+    fake_daemon daemon([bad = uploading({broken(0)}), whole_ = uploading({whole()}), path = file,
+                        is_bad = false](const message_t &message) mutable {
+        if (!message.body.empty())
+            is_bad = request_of(message).local_path == path;
+        return (is_bad ? bad : whole_)(message);
+    });
+    queue("one");
+    for (int i = 0; i < 2; i++)
+        queue("one", [&](entry_t &entry) { entry.local = good; });
+    program service(words_of(daemon));
+    ASSERT_TRUE(comes_to_be(3, state_t::DONE));
+    ASSERT_TRUE(comes_to_be(2, state_t::DONE));
+    EXPECT_EQ(open().find(1)->tries, 3);
+    const size_t before = hosts_of(daemon).size();
+    for (int i = 0; i < 2000 && hosts_of(daemon).size() == before; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_GT(hosts_of(daemon).size(), before); // it is tried again
+    EXPECT_EQ(stop(service).status, 0);
+    EXPECT_GE(open().find(1)->tries, 3);
+}
+
 TEST_F(Service, FailsAnEntryAtOnceForAPermanentFailure)
 {
     fake_daemon daemon(uploading({refused_login()}));

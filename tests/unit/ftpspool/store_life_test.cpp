@@ -51,6 +51,56 @@ TEST_F(StoreLife, PutsAnEntryThatFailsByItselfBehindTheOthers)
     EXPECT_FALSE(store.find(3)->urged);
 }
 
+// Each has failed that often because of the server.
+TEST_F(StoreLife, PutsAnEntryBehindTheOthersOfItsPriorityAfterThreeFailedTries)
+{
+    store_t store = open();
+    const auto fail = [&](int64_t id, bool counts = true) {
+        store.begin(id, "");
+        store.setback(id, {"broken", "", false, counts, false});
+    };
+    const auto line = [&] {
+        std::vector<int64_t> ids;
+        while (!store.ready(NOW_S).empty()) {
+            ids.push_back(store.ready(NOW_S)[0].id);
+            store.hold(ids.back());
+        }
+        for (const int64_t id : ids)
+            store.release(id);
+        return ids;
+    };
+    add(store, "one", 5);
+    for (int i = 0; i < 3; i++)
+        add(store);
+    for (int i = 0; i < 4; i++)
+        fail(1);
+    fail(2);
+    fail(2);
+    fail(2, false); // the daemon's fault
+    EXPECT_THAT(line(), ElementsAre(1, 2, 3, 4));
+    fail(2);
+    EXPECT_THAT(line(), ElementsAre(1, 3, 4, 2)); // the priority counts first
+    for (int i = 0; i < 4; i++)
+        fail(3);
+    EXPECT_THAT(line(), ElementsAre(1, 4, 2, 3)); // those that always fail take turns
+    fail(2);
+    fail(2);
+    EXPECT_THAT(line(), ElementsAre(1, 4, 3, 2));
+    store.retry(2, 10);
+    EXPECT_EQ(store.ready(NOW_S)[0].id, 2);
+}
+
+TEST_F(StoreLife, FindsTheFirstOfALineWithoutSortingIt)
+{
+    const store_t store = open();
+    statement_t plan(store.database(),
+                     "EXPLAIN QUERY PLAN SELECT id FROM entries WHERE server = 1 AND state IN (0, 1) "
+                     "ORDER BY urged DESC, setbacks, priority DESC, max(tries, 2), id LIMIT 1");
+    ASSERT_TRUE(plan.next());
+    EXPECT_THAT(std::string(plan.text(3)), HasSubstr("USING INDEX lines (server=?)"));
+    EXPECT_FALSE(plan.next()) << plan.text(3);
+}
+
 TEST_F(StoreLife, HoldsEntriesBackUntilTheirTime)
 {
     store_t store = open();
