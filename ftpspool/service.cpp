@@ -79,12 +79,15 @@ void service_t::start_next()
         if (const std::optional<entry_t> entry = store_.find(id))
             events_.tell("failed", *entry, "expired");
     }
-    wake_ms_ = daemon_pauses_.end_ms(DAEMON);
-    while (!attempt_ && !interrupts_seen() && daemon_pauses_.end_ms(DAEMON) <= steady_ms()) {
-        const choice_t choice = chooser_.choose(store_.ready(wall_s()), pauses_, steady_ms());
-        wake_ms_ = choice.wake_ms;
-        if (!choice.entry)
+    while (!attempt_ && !interrupts_seen()) {
+        wake_ms_ = daemon_pauses_.end_ms(DAEMON); // a start may have found no daemon
+        if (wake_ms_ > steady_ms())
             return;
+        const choice_t choice = chooser_.choose(store_.ready(wall_s()), pauses_, steady_ms());
+        if (!choice.entry) {
+            wake_ms_ = choice.wake_ms;
+            return;
+        }
         start(*choice.entry);
         care_for_arrived();
     }

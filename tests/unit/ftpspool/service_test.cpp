@@ -301,6 +301,21 @@ TEST_F(Service, WaitsForAMissingDaemonWithoutCountingTries)
     EXPECT_EQ(stop(service).status, 0);
 }
 
+// Nothing but its own timer wakes it: the test does not touch the database meanwhile.
+TEST_F(Service, TriesAgainByItselfUntilTheDaemonIsThere)
+{
+    fake_daemon daemon(uploading({whole()}));
+    const std::string away = daemon.path() + ".away";
+    std::filesystem::rename(daemon.path(), away);
+    queue("one");
+    program service(words_of(daemon));
+    ASSERT_TRUE(service.has_printed("1 waiting: "));
+    std::filesystem::rename(away, daemon.path());
+    EXPECT_TRUE(daemon.has_got(COMMAND_UPLOAD, 1));
+    EXPECT_TRUE(service.has_printed("1 done: "));
+    stop(service);
+}
+
 TEST_F(Service, CancelsItsJobWhenItEndsAndLeavesItResumable)
 {
     fake_daemon daemon(endless(2));
