@@ -8,7 +8,7 @@
 struct perform_t {
     curl_e_handle_t *rec;
     list_setting_info_t *list;  // NULL: no listing
-    heap_string specified = {}; // the caller's URL, as read back, once it has been replaced by another one
+    heap_string specified = {}; // the caller's URL as libcurl returned it, once another one replaces it
     curl_string plain = {};     // the same unescaped, to be set again; its end is the search pattern
 };
 

@@ -12,6 +12,7 @@ void deadline_end(int connection);
 // The deadline of fd, a time: as started for an accepted connection, otherwise CONTROL_TALK_MS from now.
 int64_t deadline_of(int fd);
 
-// Waits until fd is ready for `events` (POLLIN, POLLOUT) or broken, which recv or send then reports. False
-// with errno ETIMEDOUT once the deadline has passed, ready or not, and with poll's errno if poll fails.
+// Waits until fd is ready for `events` (POLLIN, POLLOUT) or the connection breaks, which the next recv or send
+// reports. False with errno ETIMEDOUT after the deadline, even if fd is ready, or with poll's errno if poll
+// fails.
 bool deadline_wait(int fd, short events, int64_t deadline_ms);

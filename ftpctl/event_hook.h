@@ -30,8 +30,8 @@ public:
     // With an empty command nothing is run. Otherwise this object handles SIGCHLD, so only one may exist at a
     // time. Throws failure (STATUS_LOCAL).
     explicit event_hook(const std::string &command, hook_program_t program = {});
-    // ftpctl's --exec. What its commands print does not stand between objects of --json: it goes to standard
-    // error.
+    // ftpctl's --exec. With --json the output of its commands goes to standard error, so that it does not mix
+    // with the objects.
     explicit event_hook(const options_t &options);
     // Ends a command that still runs with SIGTERM, and waits for it.
     ~event_hook();

@@ -40,5 +40,5 @@ struct failure : std::runtime_error {
     throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
 }
 
-// For what cannot be asked for: STATUS_USAGE.
+// STATUS_USAGE: the user asked for what is not possible.
 [[noreturn]] inline void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }

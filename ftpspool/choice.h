@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-// The first entry of a server's line.
+// A server's next entry, as store_t::ready() orders them.
 struct ready_t {
     int64_t server = 0;
     int64_t id = 0;

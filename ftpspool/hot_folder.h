@@ -24,9 +24,9 @@ public:
     // happens before step().
     hot_folder_t(std::string folder, bool is_deep, int epoll, offer_t offer);
 
-    // Goes on without waiting: some changes, a part of a scan, files that are due. `now_ms` is the steady
-    // clock's. A scan follows the first call, each loss of changes, and the return of a lost folder, which is
-    // looked for in each round (wakeups.h). Whatever `offer` throws passes through.
+    // Does a limited part of the work, without waiting: reads changes, continues a scan, offers files that are
+    // due. `now_ms` is the steady clock's. The folder is scanned after the first call, when changes were lost,
+    // and when a lost folder is back, which is looked for in each round (wakeups.h). Whatever `offer` throws passes through.
     void step(int64_t now_ms);
 
     // When step() has something to do even without a change; 0: never.
@@ -57,9 +57,9 @@ private:
     place_t place_;
     recheck_list_t rechecks_;
     int64_t now_ms_ = 0;
-    int64_t retry_ms_ = 1; // when all begins anew; 0: never
+    int64_t retry_ms_ = 1; // when to start again with a full scan; 0: never
     std::string problem_;
-    bool has_failed_ = false; // since all began anew
+    bool has_failed_ = false; // since the last start
 
     std::string absolute(const std::string &path) const;
     place_t place() const;

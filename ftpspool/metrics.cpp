@@ -75,8 +75,8 @@ std::string metrics_t::text(const figures_t &figures) const
         text += sample_of(labelled("ftpspool_entries", "state", state_name(static_cast<state_t>(i))),
                           figures.counts.at(i));
     text += time_of("ftpspool_oldest_queued_timestamp_seconds",
-                    "Since when the oldest entry could be sent that has not arrived.", figures.oldest_s);
-    text += time_of("ftpspool_last_success_timestamp_seconds", "When an entry arrived last.",
+                    "Since when the oldest unsent entry has been ready to send.", figures.oldest_s);
+    text += time_of("ftpspool_last_success_timestamp_seconds", "When the last entry arrived.",
                     std::max(last_s_, figures.last_done_s));
     text += total_of("ftpspool_uploads_total", "Entries that have arrived.", uploads_);
     text += total_of("ftpspool_sent_bytes_total", "Bytes sent, counted at the end of each try.", bytes_);

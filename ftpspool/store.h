@@ -36,8 +36,8 @@ struct setback_t {
 // The queue in figures.
 struct figures_t {
     std::array<int64_t, STATE_COUNT> counts = {}; // entries by state_t
-    int64_t oldest_s = 0;    // since when the oldest entry that is to arrive could be sent; 0: none
-    int64_t last_done_s = 0; // when the last entry of those that are done arrived; 0: none
+    int64_t oldest_s = 0;    // when the oldest unsent entry became ready to send; 0: none
+    int64_t last_done_s = 0; // when the latest of the entries that are done arrived; 0: none
 };
 
 class store_t
@@ -107,8 +107,8 @@ public:
     // An entry that has arrived, and whose local file is still to be cared for; 0: none.
     int64_t first_arrived() const;
 
-    // queued or waiting -> sending; false in any other state. No entry with this `place` is resumable until
-    // moved(): the upload may overwrite what an earlier try left there.
+    // queued or waiting -> sending; false in any other state. Entries with the same `place` cannot be resumed
+    // any more, because this upload may overwrite what they left there; this one can again from moved() on.
     bool begin(int64_t id, const std::string &identity, const std::string &place = "");
 
     // The whole file is being sent, and its first bytes are on their way.

@@ -27,8 +27,8 @@ bool store_t::expire_one(int64_t id, int64_t now_s) const
                   id, now_s);
 }
 
-// From its third failed try on an entry is behind those of its priority that have failed less often. What it
-// is sorted by stands in the index of the lines (schema.cpp) letter for letter.
+// After three failed tries an entry comes after those of its priority that failed less often. The order must
+// be written as in the index of the lines (schema.cpp).
 std::vector<ready_t> store_t::ready(int64_t now_s) const
 {
     std::vector<ready_t> lines;

@@ -23,7 +23,8 @@ descriptor takeover_lock(const spool_paths_t &paths)
 }
 
 // The copies go first: the next start removes those that its database does not know, and the producers may
-// have deleted their files. The log goes along: it may hold what the database lacks.
+// have deleted their files. The write-ahead log is moved too: it may hold changes that are not yet in the
+// database.
 static std::string keep_aside(const spool_paths_t &paths)
 {
     for (int number = 1; number <= DISK_NAMES_MOST; number++) {

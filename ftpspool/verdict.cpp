@@ -34,7 +34,7 @@ constexpr row_t VERDICTS[] = {
     {STATUS_DENIED, DAEMON},
     {STATUS_DIFFERENT, ENTRY},
     {STATUS_UNSEEN, FINAL},
-    {STATUS_CREDENTIAL, SERVER}, // until a start of the service that loads it; others need not wait
+    {STATUS_CREDENTIAL, SERVER}, // only a restarted service can read it; other servers need not wait
 
     // The daemon's results
     {STATUS_JOB + int{FTPCLIENT_RESULT_CANCELED}, ENTRY},

@@ -1,4 +1,4 @@
-// The watches on the disk: folders whose files become entries, and which files have. Beside the entries, in
+// The watches on the disk: watched folders, and which of their files have been queued. Beside the entries, in
 // the same database; failures are thrown as in database.h.
 #pragma once
 
@@ -55,7 +55,7 @@ public:
     std::optional<int64_t> take(int64_t watch, const taken_t &file,
                                 const std::vector<std::string> &gone) const;
 
-    // Up to `most` paths on that file system that are remembered, in their order, behind `path`.
+    // Up to `most` known paths on that file system that sort after `path`, in order.
     std::vector<std::string> seen_behind(int64_t watch, const std::string &file_system,
                                          const std::string &path, int64_t most) const;
 
