@@ -23,7 +23,7 @@ copying_t::copying_t(const spool_paths_t &paths) : files_(paths.files())
         fail_with_errno(files_);
 }
 
-static void copy_content(const std::string &from, int to, const std::string &name)
+static void copy_content(const std::string &from, int to, const std::string &folder)
 {
     const descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!source)
@@ -31,7 +31,7 @@ static void copy_content(const std::string &from, int to, const std::string &nam
     ssize_t count = 0;
     while ((count = sendfile(to, source.get(), nullptr, PIECE)) > 0) {}
     if (count == -1 || fsync(to) != 0)
-        fail_with_errno(name);
+        fail_with_errno(folder);
 }
 
 // A free name is found by making a file of it. A link then takes its place, or the content goes into it.
@@ -40,15 +40,15 @@ std::string copying_t::make(const std::string &local)
     std::string made = files_ + "/XXXXXX";
     const descriptor file(mkostemp(made.data(), O_CLOEXEC));
     if (!file)
-        fail_with_errno(made);
+        fail_with_errno(files_);
     made_ = unfinished_file_t(made);
     const std::string linked = made + ".link";
     if (linkat(AT_FDCWD, local.c_str(), AT_FDCWD, linked.c_str(), AT_SYMLINK_FOLLOW) == 0) {
         const unfinished_file_t link(linked);
         if (!disk_sync_content(linked) || rename(linked.c_str(), made.c_str()) != 0)
-            fail_with_errno(made);
+            fail_with_errno(files_);
     } else {
-        copy_content(local, file.get(), made);
+        copy_content(local, file.get(), files_);
     }
     if (fsync(folder_.get()) != 0)
         fail_with_errno(files_);

@@ -20,6 +20,9 @@
 // table stays small.
 constexpr int64_t SWEPT_AT_ONCE = 4;
 
+// With more delayed files than these, the reasons are forgotten and reported again.
+constexpr size_t DELAYS_MOST = 64;
+
 intake_t::intake_t(const store_t &store, event_output_t &events, watch_t watch)
     : store_(store), events_(events), watches_(store), watch_(std::move(watch))
 {
@@ -68,6 +71,14 @@ static bool is_finished(const descriptor &file, struct stat &status)
 
 bool intake_t::offer(const std::string &path)
 {
+    const bool is_settled = take(path);
+    if (is_settled)
+        delays_.erase(path);
+    return is_settled;
+}
+
+bool intake_t::take(const std::string &path)
+{
     const std::string local = watch_.folder + "/" + path;
     struct stat status = {};
     if (!wants(path) || lstat(local.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
@@ -76,7 +87,7 @@ bool intake_t::offer(const std::string &path)
     {
         const descriptor file(open(local.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
         if (!file && errno != EACCES)
-            return complain(local + ": " + strerror(errno));
+            return delay(path, local + ": " + strerror(errno));
         if (!is_finished(file, status))
             return false;
     }
@@ -105,7 +116,7 @@ bool intake_t::queue(const std::string &path, const struct stat &status)
             file.entry.copy = copying->make(file.entry.local);
         }
     } catch (const failure &error) {
-        return complain(error.what());
+        return delay(path, error.what());
     }
     if (watch_.copies && !file_is_still(file.entry.local, identity.text))
         return false;
@@ -115,7 +126,6 @@ bool intake_t::queue(const std::string &path, const struct stat &status)
     if (copying)
         copying->keep();
     watch_.taken++;
-    complaint_.clear();
     file.entry.id = *id;
     events_.tell("queued", file.entry, "");
     return true;
@@ -133,11 +143,15 @@ std::vector<std::string> intake_t::some_gone(const std::string &file_system)
     return paths;
 }
 
-// Reports a reason once, although the file is offered again and again.
-bool intake_t::complain(const std::string &why)
+// Files are offered again and again, and many may be delayed for one reason: it is reported once, until the
+// files that had it are settled.
+bool intake_t::delay(const std::string &path, const std::string &why)
 {
-    if (complaint_ != why)
+    const auto is_known = [&why](const auto &delayed) { return delayed.second == why; };
+    if (std::ranges::none_of(delays_, is_known))
         events_.tell_watch("delayed", watch_.id, watch_.folder, why);
-    complaint_ = why;
+    if (delays_.size() == DELAYS_MOST)
+        delays_.clear();
+    delays_[path] = why;
     return false;
 }

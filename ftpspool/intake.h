@@ -4,6 +4,7 @@
 #include "ftpspool/event_output.h"
 #include "ftpspool/watches.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -27,12 +28,13 @@ private:
     event_output_t &events_;
     watches_t watches_;
     watch_t watch_;
-    std::string swept_;     // the path checked last; the next check begins behind it
-    std::string complaint_; // the last one that was reported
+    std::string swept_;                         // the path checked last; the next check begins behind it
+    std::map<std::string, std::string> delays_; // why, by path
 
     bool wants(const std::string &path) const;
     entry_t entry_for(const std::string &path, const struct stat &status) const;
     bool queue(const std::string &path, const struct stat &status);
     std::vector<std::string> some_gone(const std::string &file_system);
-    bool complain(const std::string &why);
+    bool take(const std::string &path);
+    bool delay(const std::string &path, const std::string &why);
 };

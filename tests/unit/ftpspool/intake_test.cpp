@@ -194,6 +194,26 @@ TEST_F(Intake, ReportsAnUnreadableFileOnce)
     EXPECT_TRUE(offer(intake, "a").first);
 }
 
+TEST_F(Intake, ReportsEachReasonOnceUntilItsFilesAreQueued)
+{
+    watch.copies = true;
+    intake_t intake = begin();
+    for (const char *name : {"a", "b", "fine"})
+        fill(in(name), "1");
+    const auto told_for = [&](const char *name, int error) {
+        const failing_call failing("fsync", error);
+        return offer(intake, name).second;
+    };
+    EXPECT_THAT(told_for("a", ENOSPC), EndsWith(paths.files() + ": No space left on device)\n"));
+    EXPECT_THAT(told_for("b", EIO), EndsWith(paths.files() + ": Input/output error)\n"));
+    EXPECT_TRUE(offer(intake, "fine").first) << "it does not make the others forgotten";
+    EXPECT_EQ(told_for("a", ENOSPC), "");
+    EXPECT_EQ(told_for("b", EIO), "");
+    EXPECT_TRUE(offer(intake, "a").first);
+    EXPECT_EQ(told_for("b", EIO), "");
+    EXPECT_NE(told_for("b", ENOSPC), "") << "a's is over";
+}
+
 TEST_F(Intake, MakesACopyForEachEntry)
 {
     watch.copies = true;
