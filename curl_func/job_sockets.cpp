@@ -19,6 +19,8 @@ static bool is_same(const noted_socket_t &noted)
 int cb_note_socket(void *context, curl_socket_t fd, curlsocktype)
 {
     auto *job = static_cast<curl_job_t *>(context);
+    if (job == nullptr)
+        return CURL_SOCKOPT_OK;
     const job_lock lock(job);
     for (noted_socket_t &each : job->sockets) {
         if (is_same(each))

@@ -6,7 +6,8 @@
 #include "curl_func/job.h"
 
 // libcurl's CURLOPT_SOCKOPTFUNCTION, context a curl_job_t: records the socket, unless eight are recorded
-// already. Always returns CURL_SOCKOPT_OK.
+// already. Always returns CURL_SOCKOPT_OK. Without a context, which libcurl may have refused after it took
+// the function, records nothing.
 int cb_note_socket(void *context, curl_socket_t fd, curlsocktype purpose);
 
 // libcurl's CURLOPT_CLOSESOCKETFUNCTION, context a curl_job_t: forgets the socket and closes it. Returns what

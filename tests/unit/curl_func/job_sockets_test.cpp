@@ -74,6 +74,14 @@ TEST_F(Sockets, SocketsBeyondTheEighthAreNotNoted)
     EXPECT_FALSE(pairs[8].is_broken());
 }
 
+TEST_F(Sockets, WithoutAJobNoSocketIsNoted)
+{
+    const socket_pair control;
+    EXPECT_EQ(cb_note_socket(nullptr, control.ends[0], CURLSOCKTYPE_IPCXN), CURL_SOCKOPT_OK);
+    sockets_break(&job_);
+    EXPECT_FALSE(control.is_broken());
+}
+
 TEST_F(Sockets, OnlyTheNewestIsBroken)
 {
     const socket_pair first, second;
