@@ -88,7 +88,7 @@ TEST_F(Worker, AFileThatCannotBeRemovedIsLogged)
     EXPECT_EQ(logged(), lines{"error: curl_func(665): errno(16) Device or resource busy\n"});
 }
 
-TEST_F(Worker, ADownloadNotStoredOnDiskIsALocalWriteErrorUnlessItFailedBefore)
+TEST_F(Worker, ADownloadThatCannotBeStoredIsALocalWriteErrorUnlessItFailedBefore)
 {
     const struct {
         std::atomic<int> fake_system::*fault;

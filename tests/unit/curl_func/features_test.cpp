@@ -50,7 +50,7 @@ TEST_F(Features, SftpNeedsALibcurlThatUsesLibssh2)
     expect_missing({NO_LIBSSH2}, {3});
 }
 
-TEST_F(Features, AllButSftpNeedsFtp)
+TEST_F(Features, EveryJobButOneOverSftpNeedsFtp)
 {
     system.curl_protocols = {"ftps", "sftp", nullptr};
     expect_missing({NO_FTP}, {0, 1, 2, 6, 0xFFFFFFFF});

@@ -177,7 +177,7 @@ TEST_P(EachIdentity, ThatCannotBeComparedIsRejectedWithLibsecuresReason)
     }
 }
 
-TEST_P(EachIdentity, ThatCannotBeSavedIsRejectedUncompared)
+TEST_P(EachIdentity, IsRejectedWithoutAComparisonWhenItCannotBeSaved)
 {
     pin(GetParam());
     SET_TEXT(auth.save_path, "/pin");

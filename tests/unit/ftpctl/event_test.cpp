@@ -102,7 +102,7 @@ TEST(Event, SaysThatTheDaemonHasGoneAndIsBack)
     }
 }
 
-TEST(Event, OfAnEndedJobHasEachNumberAsAVariable)
+TEST(Event, TheEndOfAJobHasEachNumberAsAVariable)
 {
     const event_t event =
         event_of(FTPCLIENT_NOTICE_UPLOAD_DONE, 16, {5368709120, 1048576, 2500, 56, 99, 1, 426, 3, 7});

@@ -49,7 +49,7 @@ TEST(Status, OfACauseTakesPrecedenceOverTheResult)
     EXPECT_EQ(status_of(FTPCLIENT_RESULT_NETWORK, 999), 36) << "a cause from a later library";
 }
 
-TEST(Status, EachPossibleOneIsInTheTable)
+TEST(Status, TheTableHasEachPossibleOne)
 {
     std::set<int> given;
     for (int error = FTPCLIENT_ERR_READ_ONLY; error <= FTPCLIENT_OK; error++)

@@ -42,7 +42,7 @@ class Evidence : public testing::TestWithParam<case_t>
 {
 };
 
-TEST_P(Evidence, IsJudged)
+TEST_P(Evidence, TellsWhoseJobItIs)
 {
     ftpc_evidence_t evidence;
     ftpc_evidence_begin(&evidence, UP, GetParam().expected_bytes, T0);
@@ -131,7 +131,7 @@ static std::string name_of(const testing::TestParamInfo<case_t> &info) { return 
 INSTANTIATE_TEST_SUITE_P(Contradictions, Evidence, testing::ValuesIn(CONTRADICTIONS), name_of);
 INSTANTIATE_TEST_SUITE_P(Gaps, Evidence, testing::ValuesIn(GAPS), name_of);
 
-TEST(EvidenceFollows, OnlyWithoutRoomForAnother)
+TEST(TwoReplies, AreConsecutiveOnlyWithoutRoomForAnother)
 {
     const struct {
         ftpc_look_t look;

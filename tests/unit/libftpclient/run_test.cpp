@@ -12,7 +12,7 @@ static std::string name_of(const testing::TestParamInfo<played_daemon::rhythm_t>
 }
 INSTANTIATE_TEST_SUITE_P(, Run, testing::Values(played_daemon::REAL, played_daemon::AT_ONCE), name_of);
 
-TEST_P(Run, ADownload)
+TEST_P(Run, ADownloadTellsWhatItMoved)
 {
     server.size = 5000000000;
     server.lasts_ms = 250;
@@ -26,7 +26,7 @@ TEST_P(Run, ADownload)
     EXPECT_EQ(daemon.starts(), 1u);
 }
 
-TEST_P(Run, AnUpload)
+TEST_P(Run, AnUploadSendsTheWholeFile)
 {
     server.lasts_ms = 250;
     played_daemon daemon(GetParam(), server.plan());
@@ -44,7 +44,7 @@ TEST_P(Run, AnUpload)
     EXPECT_EQ(daemon.requests()[0].resume, 0u);
 }
 
-TEST_P(Run, FileInformation)
+TEST_P(Run, ALookUpTellsWhatItFound)
 {
     server.size = 77;
     server.twist = [](played_job_t &job, uint32_t, const transfer_request_t &) { job.lasts_ms = 250; };
