@@ -67,10 +67,11 @@ int64_t store_t::first_arrived() const
 bool store_t::begin(int64_t id, const std::string &identity, const std::string &place)
 {
     transaction_t transaction(database_);
-    if (!change("UPDATE entries SET state = 3, urged = 0, resumable = 0, identity = ?2, place = ?3 "
+    if (!change("UPDATE entries SET state = 3, urged = 0, identity = ?2, place = ?3 "
                 "WHERE id = ?1 AND state IN (0, 1)",
                 id, identity, place))
         return false;
+    // This entry is one of them.
     statement_t(database_, "UPDATE entries SET resumable = 0 WHERE resumable = 1 AND place = ?1")
         .with(place)
         .run();

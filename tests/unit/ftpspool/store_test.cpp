@@ -202,13 +202,16 @@ TEST_F(Store, ForgetsEarlierTriesOnRetry)
 TEST_F(Store, ClearsOnlyDoneEntries)
 {
     store_t store = open();
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < 5; i++)
         add(store);
     store.done(1, "", NOW_S);
     store.done(3, "", NOW_S);
+    store.fail(4, {}, NOW_S);
+    store.arrived(5);
     EXPECT_EQ(store.clear_done(), 2);
     EXPECT_EQ(store.clear_done(), 0);
-    EXPECT_TRUE(store.find(2));
+    for (const int64_t id : {2, 4, 5})
+        EXPECT_TRUE(store.find(id)) << id;
 }
 
 TEST_F(Store, FindsDamageInsideTheDatabase)
