@@ -23,7 +23,8 @@ bytes_t message_bytes(uint32_t command, const bytes_t &body)
 transfer_request_t request_of(const message_t &message)
 {
     transfer_request_t request = {};
-    memcpy(&request, message.body.data(), std::min(message.body.size(), sizeof request));
+    if (!message.body.empty()) // data() may be null
+        memcpy(&request, message.body.data(), std::min(message.body.size(), sizeof request));
     return request;
 }
 
