@@ -26,7 +26,7 @@ int disk_move(const std::string &from, const std::string &to)
 std::string disk_move_to_free_name(const std::string &from, const std::function<std::string(int)> &name_of)
 {
     for (int number = 1; number <= DISK_NAMES_MOST; number++) {
-        const std::string name = name_of(number);
+        std::string name = name_of(number);
         if (disk_move(from, name) == 0)
             return name;
         if (errno != EEXIST)

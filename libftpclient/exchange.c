@@ -233,7 +233,8 @@ FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index)
 {
     int64_t latest_ms = batch->exchanges[index].replied_ms;
     for (int i = index + 1; i < batch->count; i++)
-        latest_ms = earlier(latest_ms, batch->exchanges[i].replied_ms - (i - index) * CONTROL_PASS_MS);
+        latest_ms =
+            earlier(latest_ms, batch->exchanges[i].replied_ms - (int64_t)(i - index) * CONTROL_PASS_MS);
     const int64_t queued_ms = batch->exchanges[index].connected_ms;
     return latest_ms > queued_ms ? latest_ms : queued_ms;
 }
@@ -243,7 +244,7 @@ FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch)
     const int last = batch->count - 1;
     int64_t ended_ms = batch->exchanges[last].replied_ms;
     for (int i = 0; i < last; i++)
-        ended_ms = earlier(ended_ms, batch->exchanges[i].replied_ms + (last - i) * CONTROL_PASS_MS);
+        ended_ms = earlier(ended_ms, batch->exchanges[i].replied_ms + (int64_t)(last - i) * CONTROL_PASS_MS);
     return ended_ms;
 }
 
