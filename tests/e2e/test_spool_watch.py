@@ -40,6 +40,18 @@ def make(path, size=1000):
     return content
 
 
+def switches(service):
+    """How often it has slept."""
+    status = pathlib.Path(f"/proc/{service.pid}/status").read_text()
+    return int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status, re.MULTILINE)[1])
+
+
+def rests(service, seconds):
+    before = switches(service)
+    time.sleep(seconds)
+    return switches(service) == before
+
+
 def wait_for_files(count):
     """Until so many entries are there, and all are done."""
     wait_until(lambda: ftpspool.states() == ["done"] * count, f"{count} files: {ftpspool.entries()}")
@@ -166,6 +178,7 @@ def test_a_card_may_be_put_in_and_taken_out(daemon, vsftpd, folder):
     service.wait_started()
     make(folder / "below")
     wait_for_files(1)
+    wait_until(lambda: rests(service, 1), "the service to rest")  # only the mount is to wake it
     mount()
     make(folder / "a")
     wait_for_files(2)
@@ -222,19 +235,10 @@ def test_an_idle_watch_sleeps(daemon, local, folder):
             wait_until(lambda: len(service.events("lost")) == number, "the loss of a folder")
             time.sleep(1)  # each is missing since another time
 
-        def switches():
-            status = pathlib.Path(f"/proc/{service.pid}/status").read_text()
-            return int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status, re.MULTILINE)[1])
-
-        def rests():
-            before = switches()
-            time.sleep(8)
-            return switches() == before
-
-        wait_until(rests, "the service to rest", 100)
-        before = switches()
+        wait_until(lambda: rests(service, 8), "the service to rest", 100)
+        before = switches(service)
         time.sleep(20)
-        assert switches() - before <= 2  # the open file and the missing folders are looked at every half minute
+        assert switches(service) - before <= 2  # the open file and the missing folders are looked at every half minute
 
 
 def trial(vsftpd, folder, point, *wrapper):

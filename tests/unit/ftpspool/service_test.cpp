@@ -354,6 +354,16 @@ TEST_F(Service, FinishesArrivedEntriesOfAnEarlierService)
     EXPECT_EQ(daemon.starts(), 0u);
 }
 
+TEST_F(Service, SendsWhatAnEarlierServiceWasSending)
+{
+    fake_daemon daemon(uploading({whole()}));
+    queue("one");
+    open().begin(1, "");
+    program service(words_of(daemon));
+    EXPECT_TRUE(comes_to_be(1, state_t::DONE));
+    EXPECT_EQ(stop(service).status, 0);
+}
+
 TEST_F(Service, SendsAtNotBeforeAndFailsExpiredEntries)
 {
     fake_daemon daemon(uploading({whole()}));
