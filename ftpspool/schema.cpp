@@ -110,6 +110,8 @@ static void make_database(const std::string &path)
         transaction_t transaction(database);
         database.run(TABLES);
         transaction.commit();
+        // Here, before others know the file: SQLite refuses this at once while somebody else uses it.
+        database.run("PRAGMA journal_mode = WAL");
     }
     if (link(making.c_str(), path.c_str()) != 0)
         fail_with_errno(path);

@@ -53,9 +53,7 @@ store_t::store_t(const spool_paths_t &paths, database_t::access_t access)
 store_t store_t::open(const spool_paths_t &paths)
 {
     schema_make(paths);
-    store_t store(paths, database_t::access_t::WRITE);
-    store.database_.run("PRAGMA journal_mode = WAL");
-    return store;
+    return store_t(paths, database_t::access_t::WRITE);
 }
 
 std::optional<store_t> store_t::open_to_read(const spool_paths_t &paths)

@@ -23,6 +23,14 @@ TEST_F(Schema, MakesFilesForTheirOwnerOnly)
     umask(022);
 }
 
+TEST_F(Schema, MakesADatabaseThatNeedsNoChangeByThoseWhoOpenIt)
+{
+    schema_make(paths);
+    EXPECT_THAT(names_in(paths.folder), ElementsAre("spool.db"));
+    const database_t database(paths.database(), database_t::access_t::READ, 64);
+    EXPECT_EQ(database.text("PRAGMA journal_mode"), "wal");
+}
+
 TEST_F(Schema, RefusesAFileThatIsNoDatabase)
 {
     std::filesystem::create_directory(paths.folder);
@@ -117,7 +125,7 @@ TEST_F(Schema, KeepsTheEntriesOfManyFirstCommands)
     constexpr int COUNT = 8;
     std::vector<std::thread> makers;
     for (int i = 0; i < COUNT; i++)
-        makers.emplace_back([this] { add(*std::make_unique<store_t>(open())); });
+        makers.emplace_back([&] { EXPECT_NO_THROW(add(*std::make_unique<store_t>(open()))); });
     for (std::thread &maker : makers)
         maker.join();
     int64_t count = 0;
