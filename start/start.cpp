@@ -8,6 +8,7 @@
 #include "strutil/guards.h"
 #include "wire/control.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -142,24 +143,30 @@ static void make_turn_file(gid_t group)
         fail(CONTROL_TURN_PATH);
 }
 
-// Sends command 0 and waits for the reply. The id of the answering process, 0 if there was no answer.
-static pid_t ask()
+// A descriptor that waits at most that long in connect, send or recv.
+static descriptor make_connection(time_t limit_s)
 {
-    const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const timeval limit = {LIMIT_S, 0};
+    descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const timeval limit = {limit_s, 0};
+    setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return connection;
+}
+
+// Sends command 0 and waits for the reply. The id of the answering process, 0 if there was no answer.
+static pid_t ask(time_t limit_s)
+{
+    const descriptor connection = make_connection(limit_s);
     sockaddr_un address = {AF_UNIX, CONTROL_SOCKET_PATH};
     if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
         return 0;
     ucred daemon;
     socklen_t size = sizeof daemon;
     const message_header_t nothing = {COMMAND_NONE, 0};
-    message_header_t head;
-    reply_t body;
+    char reply[sizeof(message_header_t) + sizeof(reply_t)]; // its content does not matter
     if (getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &daemon, &size) == -1 ||
         send(connection.get(), &nothing, sizeof nothing, MSG_NOSIGNAL) != sizeof nothing ||
-        recv(connection.get(), &head, sizeof head, MSG_WAITALL) != sizeof head ||
-        recv(connection.get(), &body, sizeof body, MSG_WAITALL) != sizeof body)
+        recv(connection.get(), reply, sizeof reply, MSG_WAITALL) != sizeof reply)
         return 0;
     return daemon.pid;
 }
@@ -167,7 +174,7 @@ static pid_t ask()
 static pid_t await_answer(time_t end_s)
 {
     for (;;) {
-        const pid_t daemon = ask();
+        const pid_t daemon = ask(std::max<time_t>(end_s - now_s(), 1)); // 0 would be no limit
         if (daemon != 0)
             return daemon;
         if (!may_wait(end_s))

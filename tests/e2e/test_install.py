@@ -218,6 +218,28 @@ def test_a_daemon_that_does_not_answer_is_waited_for_ten_seconds(start):
     assert not PID_FILE.exists()
 
 
+STUCK = """#!/usr/bin/python3
+import socket, time
+server = socket.socket(socket.AF_UNIX)
+server.bind("{path}")
+server.listen(0)
+{does}
+time.sleep(1000)
+"""
+
+
+@pytest.mark.parametrize(
+    "does",
+    [
+        pytest.param("full = socket.socket(socket.AF_UNIX); full.connect(server.getsockname())", id="takes_none"),
+        pytest.param("taken = server.accept()", id="sends_nothing"),
+    ],
+)
+def test_a_daemon_that_leaves_connections_alone_is_not_waited_for_longer(start, does):
+    stuck = script(STUCK.format(path=CONTROL_SOCKET, does=does))
+    assert started_with([*start, stuck]) == (1, "start: the daemon does not answer\n")
+
+
 def test_a_daemon_that_ends_after_creating_its_socket_is_reported_at_once(start):
     dying = script(f"#!/usr/bin/python3\nimport socket\nsocket.socket(socket.AF_UNIX).bind({CONTROL_SOCKET!r})\n")
     assert started_with([*start, dying]) == ENDED
