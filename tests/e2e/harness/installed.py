@@ -33,14 +33,22 @@ def build(source, build_folder, *options):
     run("cmake", "--build", build_folder)
 
 
+def tested_build():
+    """The build folder of the daemon under test."""
+    return pathlib.Path(program()[-1]).resolve().parent.parent
+
+
+def is_for_coverage():
+    cache = tested_build() / "CMakeCache.txt"
+    return cache.exists() and "FTP_CLIENTD_COVERAGE:BOOL=ON" in cache.read_text()
+
+
 def place(name):
     """(a folder to build a program in, its compiler options). If the daemon is built for coverage, the program is so as
     well, in a folder that outlives this world."""
-    tested = pathlib.Path(program()[-1]).resolve().parent.parent
-    cache = tested / "CMakeCache.txt"
-    if not cache.exists() or "FTP_CLIENTD_COVERAGE:BOOL=ON" not in cache.read_text():
+    if not is_for_coverage():
         return WORLD / "tmp", []
-    folder = tested / "tests" / "programs" / name
+    folder = tested_build() / "tests" / "programs" / name
     folder.mkdir(parents=True, exist_ok=True)
     return folder, ["--coverage"]
 
