@@ -1,4 +1,4 @@
-// From a file in a watched folder to an entry on the disk, once.
+// Turns each file in a watched folder into an entry, once.
 #pragma once
 
 #include "ftpspool/event_output.h"
@@ -13,7 +13,7 @@
 class intake_t
 {
 public:
-    // The store and `events` must live longer.
+    // The store and `events` must outlive this object.
     intake_t(const store_t &store, event_output_t &events, watch_t watch);
 
     const watch_t &watch() const { return watch_; }
@@ -28,7 +28,7 @@ private:
     event_output_t &events_;
     watches_t watches_;
     watch_t watch_;
-    std::string swept_;                         // the path checked last; the next check begins behind it
+    std::string swept_;                         // the path checked last; the next check begins after it
     std::map<std::string, std::string> delays_; // why, by path
 
     bool wants(const std::string &path) const;
