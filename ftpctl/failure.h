@@ -40,5 +40,5 @@ struct failure : std::runtime_error {
     throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
 }
 
-// STATUS_USAGE: the user asked for what is not possible.
+// STATUS_USAGE: the user asked for something impossible.
 [[noreturn]] inline void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }
