@@ -391,8 +391,8 @@ FTPCLIENT_API void ftpclient_request_free(ftpclient_request_t *request);
 FTPCLIENT_API const char *ftpclient_request_complaint(const ftpclient_request_t *request);
 
 /* host: a name or address of at most 255 bytes, an IPv6 address in brackets; ERR_CHARACTER for blanks,
- * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's
- * default) to 65535. */
+ * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's default;
+ * Zixi has none) to 65535. */
 FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port);
 
 /* User and password: at most 31 and 223 bytes, for Zixi 63 and 127; both may be empty. ERR_CHARACTER for CR
@@ -400,9 +400,9 @@ FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, con
 FTPCLIENT_API int ftpclient_request_set_login(ftpclient_request_t *request, const char *user,
                                               const char *password);
 
-/* At most 511 bytes, relative to the login directory; over FTP and FTPS a leading '/' makes it absolute, over
- * SFTP it always stays below the login directory. ERR_CHARACTER for '#', '?', CR and LF, and over FTP and
- * FTPS for ";type=" in any case and the byte 255; Zixi accepts all bytes. */
+/* At most 511 bytes, relative to the login directory or, over FTP and FTPS, absolute with a leading '/'.
+ * ERR_CHARACTER for '#', '?', CR and LF, and over FTP and FTPS for ";type=" in any case and the byte 255.
+ * Zixi accepts all bytes and uses only the folder of the path: the file keeps its local name. */
 FTPCLIENT_API int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *path);
 
 /* The file that the daemon writes in a download or reads in an upload, at most 255 bytes. The daemon runs in
