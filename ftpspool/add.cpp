@@ -123,7 +123,7 @@ static entry_t complete(const spool_options_t &options)
     return entry;
 }
 
-// Only the service can read credentials: here an empty password stands for each.
+// Only the service can read credentials: an empty password is used in place of each.
 static options_t without_credentials(options_t options)
 {
     for (password_source_t *source : {&options.password, &options.proxy_password}) {

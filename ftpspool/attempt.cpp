@@ -100,7 +100,7 @@ void attempt_t::settle(int code)
         return;
     }
     end_.resumable = options_.verify && keeps_beginning(outcome, code, !options_.resume && !has_begun_file_);
-    // Leaves out what ftpctl would say about --resume: the service resumes by itself.
+    // Suppresses the advice of ftpctl about --resume: the service resumes without being asked.
     outcome.may_be_spoiled = 0;
     outcome.resumed_bytes = 0;
     errno = kept;

@@ -95,7 +95,7 @@ transaction_t::~transaction_t()
         if (is_open_)
             database_.run("ROLLBACK");
     } catch (const failure &) {
-        // SQLite has rolled back by itself; the failure that ended the scope is reported
+        // SQLite has already rolled back; the failure that ended the scope is reported
     }
 }
 

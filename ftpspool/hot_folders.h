@@ -21,7 +21,7 @@ public:
     // Reports a missing folder once, and again when it is back. Throws failure when the store does.
     void step(int64_t now_ms);
 
-    // When step() has something to do by itself, on the steady clock; 0: never.
+    // When step() has something to do even if fd() is not readable, on the steady clock; 0: never.
     int64_t wake_ms() const;
 
 private:

@@ -19,8 +19,8 @@ public:
     const watch_t &watch() const { return watch_; }
 
     // Queues the file at `path`, relative to the watched folder, if it matches the watch and has not been
-    // queued before. Returns false when it is to be offered again: somebody is still writing it, or it cannot
-    // be read or copied now. Throws failure when the store does.
+    // queued before. False: offer it again later, because somebody is still writing it, or it cannot be read
+    // or copied now. Throws failure when the store does.
     bool offer(const std::string &path);
 
 private:

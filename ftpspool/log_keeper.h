@@ -22,7 +22,7 @@ public:
 
 private:
     const database_t &database_;
-    int64_t most_bytes_ = LIMIT_BYTES; // a log that is not longer is left alone
+    int64_t most_bytes_ = LIMIT_BYTES; // only a longer log is written back
 
     int64_t log_bytes() const;
     void write_back() const;

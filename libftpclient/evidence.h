@@ -26,8 +26,8 @@ typedef struct ftpc_evidence {
     ftpclient_state_t last; /* the last certain state */
 } ftpc_evidence_t;
 
-/* A reply of the daemon: when its request was queued, when the reply came, and whether the request was queued
- * together with the previous one, so that no other request can be in between. */
+/* A reply of the daemon: when its request was queued, when the reply arrived, and whether the request was
+ * queued together with the previous one, so that no other request can be in between. */
 typedef struct ftpc_look {
     int64_t queued_ms;
     int64_t replied_ms;
