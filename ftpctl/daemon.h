@@ -1,4 +1,4 @@
-// The way to the daemon, and what to say when there is none.
+// The client of the daemon, and the failures when the daemon cannot be reached.
 #pragma once
 
 #include "ftpctl/failure.h"

@@ -12,13 +12,13 @@
 #include <unistd.h>
 #include <vector>
 
-// Whose events they are.
+// The program that has the events.
 struct hook_program_t {
-    std::string name = "ftpctl"; // begins the messages
+    std::string name = "ftpctl"; // at the beginning of messages
     // The names of all that an event can have; a command inherits none of them from the environment.
     std::vector<std::string> variables = event_variable_names();
-    int output = STDOUT_FILENO;     // what a command writes to its standard output goes to
-    size_t waiting_most = SIZE_MAX; // with the running one; further events are dropped with a message
+    int output = STDOUT_FILENO;     // the standard output of the commands
+    size_t waiting_most = SIZE_MAX; // including the running one; further ones are dropped with a message
 };
 
 // The commands run one after the other in the order of the events. Events are queued, so a slow command
@@ -48,8 +48,8 @@ public:
     // Readable (poll) when a command has ended and step() is due; -1 without a command.
     int fd() const { return child_fd_.get(); }
 
-    // Takes note of the end of a command, and starts the next one. Never waits. Throws failure as add()
-    // does: the event stays queued.
+    // Notices the end of a command, and starts the next one. Never waits. Throws failure as add() does: the
+    // event stays queued.
     void step();
 
     // Waits until `fd` (-1: none) is readable, an interrupt has come, a command has ended or `limit_ms`

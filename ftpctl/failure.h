@@ -11,7 +11,7 @@ enum exit_status {
     STATUS_DONE = 0,
     STATUS_LOCAL = 1,       // a local file, a socket or the output failed
     STATUS_USAGE = 2,       // the command line, the URL, or a request that the daemon would refuse
-    STATUS_NO_DAEMON = 3,   // no process listens, or no answer came
+    STATUS_NO_DAEMON = 3,   // no process listens, or it did not answer
     STATUS_BUSY = 4,        // other programs kept the daemon busy for too long
     STATUS_BAD_ANSWER = 5,  // an answer that is not of this protocol
     STATUS_NO_FILE = 6,     // info: there is no such file
@@ -40,5 +40,5 @@ struct failure : std::runtime_error {
     throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
 }
 
-// STATUS_USAGE: the user asked for what is not possible.
+// STATUS_USAGE: the user asked for something impossible.
 [[noreturn]] inline void refuse(const std::string &line) { throw failure(STATUS_USAGE, line); }

@@ -14,8 +14,8 @@ int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome);
 failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome);
 
 // Runs the job, waits for its end and stores its outcome in the report. Throws failure when the job fails;
-// the report then has the outcome all the same. After a failed connect it may look up the server's name,
-// which may take seconds more.
+// the report has the outcome in that case too. After a failed connect it may look up the server's name, which
+// may take seconds more.
 void job_run(driver &driver, const job_t &job, report_t &report);
 
 // Waits for the turn and starts the job without waiting for its end. Throws failure when it is refused or the

@@ -12,7 +12,8 @@
 // The outcome of a command, successful or not.
 std::string json_report(const report_t &report);
 
-// The progress of a command's job. Its member "progress" tells it from an outcome, which has one only in "job".
+// The progress of a command's job. Its member "progress" distinguishes it from an outcome, which has one only
+// in "job".
 std::string json_progress(const std::string &command, const ftpclient_progress_t &progress);
 
 // Events: "event", "time" (`now`) in seconds since 1970, then "job" (its outcome), "state", for a start of

@@ -23,8 +23,9 @@ void file_check_mode(const std::string &path, mode_t forbidden, const char *want
 // not a file name.
 std::string file_to_download(const std::string &name, const std::string &remote_name);
 
-// Where a download is written until it is complete: the pattern for a private folder next to `target`. A file
-// with a one-letter name in it still fits the request's field. Throws failure (STATUS_USAGE).
+// Where a download is written until it is complete: the pattern for a private folder next to `target`. The
+// request's field still has room for a file with a one-letter name in that folder. Throws failure
+// (STATUS_USAGE).
 std::string file_beside(const std::string &target);
 
 // Renames `from` to `to` after its content has reached the disk. The mode is that of the replaced file, or of

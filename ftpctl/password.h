@@ -11,7 +11,7 @@ struct password_names_t {
 constexpr password_names_t SERVER_PASSWORD = {"--password-file", "FTPCTL_PASSWORD"};
 constexpr password_names_t PROXY_PASSWORD = {"--proxy-password-file", "FTPCTL_PROXY_PASSWORD"};
 
-// Where a password stands, if that is known; at most one of the two.
+// Where a password is stored; at most one of `file` and `credential` is set.
 struct password_source_t {
     std::string file;             // "-": standard input
     std::string credential;       // a file of that name below $CREDENTIALS_DIRECTORY, where systemd puts it

@@ -39,7 +39,7 @@ std::string profile_name_fault(const std::string &name);
 profile_t profile_read(const std::string &folder, const std::string &name);
 
 // Completes the options by the profile that they name; without one it changes nothing. The URL, which is
-// relative to the profile's ("" and "." are the profile's folder), becomes absolute. Options that were given
-// win; a user that was given leaves out the profile's password, a proxy that was given that of the proxy.
-// Throws failure as profile_read(), and (STATUS_USAGE) for a URL that is absolute.
+// relative to the profile's ("" and "." are the profile's folder), becomes absolute. Options override the
+// profile. With a user among them, the profile's password is not used; with a proxy, neither is the profile's
+// proxy password. Throws failure as profile_read(), and (STATUS_USAGE) for a URL that is absolute.
 void profile_apply(options_t &options);

@@ -1,5 +1,5 @@
 // Shows a running job on standard error: a bar on a terminal, plain lines elsewhere. A failure to write is
-// ignored: the job goes on.
+// ignored: the job continues.
 #pragma once
 
 #include "ftpctl/progress_text.h"

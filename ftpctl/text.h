@@ -46,7 +46,7 @@ std::string text_state(const ftpclient_state_t &state);
 // file". `name` is the user's name for the file.
 std::string text_remote_file(const std::string &name, const ftpclient_file_info_t &file);
 
-// "rw-r--r--", with "(special bits 4)" behind it for setuid and the like; "" when they are unknown.
+// "rw-r--r--", followed by "(special bits 4)" for setuid and the like; "" when they are unknown.
 std::string text_permissions(const ftpclient_file_info_t &file);
 
 // "2024-05-01T12:34", or "2024-05-01" without a time of day; "" when year, month or day is unknown. The time

@@ -23,7 +23,7 @@ static void make_absolute(std::string &path)
         path = std::filesystem::absolute(path).string();
 }
 
-// "90m", "2d": from now on; "2026-12-24T18:00": by the local clock. 0 for "", and never for a time.
+// "90m" and "2d" count from now; "2026-12-24T18:00" is local time. 0 only for "".
 static int64_t time_of(const std::string &text, const char *option, int64_t now_s)
 {
     if (text.empty())
@@ -46,7 +46,7 @@ std::string add_folder(const std::string &url)
     return url.ends_with('/') ? url : url + '/';
 }
 
-// A folder gets the file's name.
+// Adds the file's name to the URL of a folder.
 static void complete_url(entry_t &entry)
 {
     std::string &url = entry.target.url;
@@ -56,7 +56,7 @@ static void complete_url(entry_t &entry)
     url = add_folder(url) + url_encoded(std::filesystem::path(entry.local).filename().string());
 }
 
-// The entry keeps the folder of its profile and nothing else of it.
+// Of the profile the entry stores only the name and the folder.
 static void complete_profile(target_t &target)
 {
     if (target.profile.empty())
@@ -123,7 +123,7 @@ static entry_t complete(const spool_options_t &options)
     return entry;
 }
 
-// Only the service can read credentials: here an empty password stands for each.
+// Only the service can read credentials: an empty password is used in place of each.
 static options_t without_credentials(options_t options)
 {
     for (password_source_t *source : {&options.password, &options.proxy_password}) {
@@ -144,7 +144,7 @@ int spool_add(const spool_options_t &options)
 {
     entry_t entry = complete(options);
     const spool_paths_t paths = {options.folder};
-    store_t store = store_t::open(paths); // before the copy: a new spool takes no copies over
+    store_t store = store_t::open(paths); // before the copy: a new spool sets existing copies aside
     std::optional<copying_t> copying;
     if (options.copy) {
         copying.emplace(paths);

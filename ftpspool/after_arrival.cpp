@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <unistd.h>
 
-// A name is gone for good only when its folder is on the disk.
+// A removal is durable only when the folder is on the disk.
 static void sync_folder_of(const std::string &path)
 {
     disk_sync_folder(std::filesystem::path(path).parent_path().string());
@@ -50,6 +50,6 @@ std::string after_arrival(const entry_t &entry)
             note = move_file(entry.local, entry.move_to);
     }
     if (!entry.copy.empty())
-        unlink(entry.copy.c_str()); // what stays is swept at the next start
+        unlink(entry.copy.c_str()); // if that fails, the next start sweeps it
     return note;
 }

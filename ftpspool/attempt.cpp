@@ -24,7 +24,7 @@ attempt_t::attempt_t(const ftpclient_t *client, const std::string &socket, const
     const file_identity_t file = file_identify(entry.source());
     check_size(entry, file);
     identity_ = file.text;
-    // The rest of another file must not be appended, nor the rest of this one to another.
+    // Append only if both the local file and the remote place are the same as before.
     options_.resume = options_.resume && entry.identity == identity_ && entry.place == place_;
     job_ = upload_job(options_, entry_);
     upload_log_in(job_, options_);
@@ -33,7 +33,7 @@ attempt_t::attempt_t(const ftpclient_t *client, const std::string &socket, const
     call_.reset(call);
 }
 
-// Only in the transfer phase is the progress that of the upload.
+// Only in the transfer phase does the progress belong to the upload.
 void attempt_t::look()
 {
     ftpclient_state_t state = {};
@@ -100,7 +100,7 @@ void attempt_t::settle(int code)
         return;
     }
     end_.resumable = options_.verify && keeps_beginning(outcome, code, !options_.resume && !has_begun_file_);
-    // Leaves out what ftpctl would say about --resume: the service resumes by itself.
+    // Suppresses the advice of ftpctl about --resume: the service resumes without being asked.
     outcome.may_be_spoiled = 0;
     outcome.resumed_bytes = 0;
     errno = kept;

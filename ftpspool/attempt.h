@@ -23,15 +23,15 @@ struct attempt_end_t {
 class attempt_t
 {
 public:
-    // Begins; step() is to be called at once. `client` must outlive the try. Reads the file's state, the
-    // profile and password files: blocks on the disk. Throws failure for what makes the entry fail at once:
-    // no local file or a shorter one than when it was added, a refused name, no password, a profile that is
-    // wrong or gone; and for a credential that is missing, which may pass (verdict.h).
+    // Begins the try; call step() at once. `client` must outlive the try. Blocks on the disk, to read the
+    // file's attributes, the profile and the password files. Throws failure if the local file is missing or
+    // shorter than when it was added, a name is refused, there is no password, the profile is invalid or
+    // gone, or a credential is missing. Only the last of these may pass (verdict.h).
     attempt_t(const ftpclient_t *client, const std::string &socket, const entry_t &entry);
 
     const entry_t &entry() const { return entry_; }
 
-    // Of the local file at the start (file_identity.h).
+    // The identity of the local file at the start (file_identity.h).
     const std::string &identity() const { return identity_; }
 
     // Where the file is sent to (upload_job.h).
@@ -40,17 +40,18 @@ public:
     // Readable (poll) when step() has something to do.
     int fd() const { return ftpclient_call_fd(call_.get()); }
 
-    // Goes on as far as it can without waiting; true at the end. Throws nothing: failures are in end().
+    // Continues as far as possible without waiting; true once the try has ended. Throws nothing: failures are
+    // in end().
     bool step();
 
-    // True once the whole file is being sent and bytes have moved: from then on the remote file is a
-    // beginning of it.
+    // True once an upload of the whole file has moved bytes: from then on the remote file is the beginning of
+    // the local one.
     bool has_begun_file() const { return has_begun_file_; }
 
     // Ends the try early; step() returns true when it has ended.
     void stop();
 
-    // Valid after the end.
+    // Valid once step() has returned true.
     const attempt_end_t &end() const { return end_; }
 
 private:

@@ -21,17 +21,17 @@ struct choice_t {
     int64_t wake_ms = 0; // without an entry: when a pause ends; 0 when no server has one
 };
 
-// Remembers when each server had its turn. Among servers without a pause the one with the highest priority
-// is next, and among equals the one that waits longest for its turn.
+// Chooses among the servers that are not paused: the one with the highest priority, and among equals the one
+// whose last turn is longest ago.
 class chooser_t
 {
 public:
-    // `lines` has one entry for each server, `now_ms` is steady_ms(). No entry when all servers pause, or
-    // when there is none.
+    // `lines` has the next entry of each server, `now_ms` is steady_ms(). Chooses none if all servers are
+    // paused or `lines` is empty.
     choice_t choose(const std::vector<ready_t> &lines, const pauses_t &pauses, int64_t now_ms);
 
 private:
-    std::map<int64_t, int64_t> turn_of_; // by server; those of later turns are higher
+    std::map<int64_t, int64_t> turn_of_; // by server: the number of its last turn
     int64_t turns_ = 0;
 
     bool goes_before(const ready_t &one, const ready_t &other) const;

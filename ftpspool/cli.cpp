@@ -201,8 +201,7 @@ static void add_run(CLI::App &app, spool_options_t &options)
                       "Keep figures for Prometheus in this file, whose name ends in .prom");
 }
 
-// Handled like any other failure. --json may stand after the fault, so the parsed options need not contain
-// it.
+// Reported like any other failure. If --json follows the faulty word, the options do not contain it.
 static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     const auto chosen = app.get_subcommands();

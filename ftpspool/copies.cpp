@@ -34,7 +34,7 @@ static void copy_content(const std::string &from, int to, const std::string &fol
         fail_with_errno(folder);
 }
 
-// A free name is found by making a file of it. A link then takes its place, or the content goes into it.
+// mkostemp() reserves a free name. The link then replaces that file, or the content is written into it.
 std::string copying_t::make(const std::string &local)
 {
     std::string made = files_ + "/XXXXXX";

@@ -7,16 +7,16 @@
 
 #include <string>
 
-// Held from before a copy is made until its entry is on the disk: meanwhile copies_sweep() removes nothing.
+// Lives from before the copy is made until its entry is on the disk; meanwhile copies_sweep() removes
+// nothing.
 class copying_t
 {
 public:
     // Throws failure (STATUS_LOCAL).
     explicit copying_t(const spool_paths_t &paths);
 
-    // Makes a hard link to `local`, or a copy of mode 0600 where the file system is another one or forbids
-    // the link. Returns its path. Name and content are on the disk then. Throws failure (STATUS_LOCAL), and
-    // leaves nothing behind.
+    // Makes a hard link to `local`, or, where no link is possible, a copy of mode 0600. Returns its path; its
+    // name and content are then on the disk. Throws failure (STATUS_LOCAL); nothing is left behind.
     std::string make(const std::string &local);
 
     // Keeps the copy; otherwise the destructor removes it.
@@ -28,6 +28,6 @@ private:
     unfinished_file_t made_;
 };
 
-// Removes the copies that belong to no entry: those of commands that ended before they had an entry, and of
-// entries whose removal ended early. Does nothing while a copy is being made.
+// Removes the copies that belong to no entry, left by commands that were killed before they had stored an
+// entry or while they removed one. Does nothing while a copy is being made.
 void copies_sweep(const store_t &store);

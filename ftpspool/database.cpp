@@ -1,11 +1,11 @@
 #include "ftpspool/database.h"
 
 constexpr int BUSY_MS = 10000;
-// A reader of an earlier state is waited for only so long, for others cannot write meanwhile.
+// How long to wait for a reader of an earlier state: nobody can write meanwhile.
 constexpr int READERS_MS = 100;
-// The service keeps the log short (log_keeper.h), so that no command pays for it with fsyncs of its own. While
-// no service runs the log must not fill the disk: a command writes it back at 4000 pages, which are 16 MiB and
-// about a thousand entries.
+// The service keeps the log short (log_keeper.h), which saves the commands fsyncs. While no service runs, a
+// command writes the log back at 4000 pages (16 MiB, about a thousand entries), so that it does not fill the
+// disk.
 constexpr const char *SETTINGS = "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;";
 
 static bool is_damage(int code) { return code == SQLITE_CORRUPT || code == SQLITE_NOTADB; }
@@ -28,7 +28,7 @@ database_t::database_t(const std::string &path, access_t access, int cache_kib) 
     made_.reset(made);
     check(code);
     check(sqlite3_busy_timeout(made, BUSY_MS));
-    // A command that is the last to close the file leaves the log as it is: that saves its fsyncs.
+    // The last command to close the file does not write the log back, which saves its fsyncs.
     check(sqlite3_db_config(made, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr));
     run(SETTINGS + ("PRAGMA cache_size = -" + std::to_string(cache_kib)));
 }
@@ -95,7 +95,7 @@ transaction_t::~transaction_t()
         if (is_open_)
             database_.run("ROLLBACK");
     } catch (const failure &) {
-        // SQLite has rolled back by itself; the failure that ended the scope is reported
+        // SQLite has already rolled back; the failure that ended the scope is reported
     }
 }
 

@@ -1,7 +1,7 @@
 // SQLite, as far as the store needs it: one connection, its statements and transactions.
 //
-// Every failure is thrown as failure (STATUS_LOCAL) with the file's name and SQLite's text; a file that is no
-// sound database as damaged_t. A file that another process has locked is waited for, 10 s at most.
+// Every failure is thrown as failure (STATUS_LOCAL) with the file's name and SQLite's text, or as damaged_t
+// if the file is damaged. Waits up to 10 s for a file that another process has locked.
 #pragma once
 
 #include "ftpctl/failure.h"
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-// The file is no database, or its content contradicts itself.
+// The file is not a database, or its content is inconsistent.
 struct damaged_t : failure {
     using failure::failure;
 };
@@ -26,7 +26,7 @@ public:
     // Prepares the first statement of `sql`; throws for one that SQLite does not accept.
     statement_t(const database_t &database, const char *sql);
 
-    // Sets the parameters ?1, ?2, ... in this order, and begins anew.
+    // Restarts the statement with these values of ?1, ?2, ...
     template <typename... Values> statement_t &with(const Values &...values)
     {
         sqlite3_reset(made_.get());
@@ -35,13 +35,13 @@ public:
         return *this;
     }
 
-    // Goes to the next row; false behind the last. Texts of the row before are invalid then.
+    // Moves to the next row; false after the last one. Invalidates the texts of the previous row.
     bool next();
 
     // Runs a statement that has no rows.
     void run() { next(); }
 
-    // A column of the current row, from 0 on. NULL is 0 and "".
+    // A column of the current row, counted from 0. NULL is read as 0 or "".
     int64_t number(int column) const { return sqlite3_column_int64(made_.get(), column); }
     std::string_view text(int column) const;
 
@@ -64,11 +64,11 @@ public:
     // Opens an existing file. The cache takes `cache_kib` at most.
     database_t(const std::string &path, access_t access, int cache_kib);
 
-    // One statement or several, separated by ';', whose rows do not matter.
+    // Runs one statement or several, separated by ';'. Ignores their rows.
     void run(const std::string &sql) const;
 
-    // Writes the write-ahead log back, or, while another process reads an earlier state, what that allows.
-    // Others do not write meanwhile.
+    // Writes the write-ahead log back into the database; while another process reads an earlier state, only a
+    // part of it. Nobody else can write meanwhile.
     void write_log_back() const;
 
     // The first column of the first row of a query without parameters.
@@ -96,8 +96,8 @@ private:
     statement_t first(const char *sql) const;
 };
 
-// Everything within its life is done together, or, unless commit() was called, not at all. Others may read
-// meanwhile and do not write.
+// A transaction for one scope: without commit() the destructor undoes all its changes. Meanwhile other
+// connections can read but not write.
 class transaction_t
 {
 public:

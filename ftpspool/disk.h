@@ -1,25 +1,26 @@
-// Files that must be on the disk, or gone.
+// Durable changes to files, and moves that replace nothing.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <utility>
 
-// After it what was made, renamed or removed in the folder is on the disk. Returns false, with errno, when
-// that could not be done. Blocks on the disk.
+// Makes what was created, renamed or removed in the folder durable. False, with errno, if that fails. Blocks
+// on the disk.
 bool disk_sync_folder(const std::string &folder);
 
-// After it the content of a file that this process may read is on the disk. As disk_sync_folder().
+// The same for the content of a file that this process may read.
 bool disk_sync_content(const std::string &path);
 
-// As rename(), but never replaces anything: -1 with EEXIST then.
+// As rename(), but fails with EEXIST instead of replacing anything.
 int disk_move(const std::string &from, const std::string &to);
 
-// Moves to the first free one of the names of 1 to DISK_NAMES_MOST. Returns it, or "", with errno.
+// Moves to the first free name of name_of(1) to name_of(DISK_NAMES_MOST). Returns that name, or "" with
+// errno.
 constexpr int DISK_NAMES_MOST = 1000;
 std::string disk_move_to_free_name(const std::string &from, const std::function<std::string(int)> &name_of);
 
-// Owns a file that is made step by step: removes it at the end of the scope unless it is kept.
+// Removes an unfinished file at the end of the scope unless keep() was called.
 class unfinished_file_t
 {
 public:

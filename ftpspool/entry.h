@@ -1,4 +1,4 @@
-// An entry of the queue: one file for one place.
+// An entry of the queue: one file and the place to upload it to.
 //
 //   add      -> queued    to be sent as soon as it is its turn
 //   queued   -> sending   -> arrived -> done
@@ -14,15 +14,15 @@
 #include <string>
 #include <string_view>
 
-// The numbers stand in the database.
+// The database stores these numbers.
 enum class state_t { QUEUED = 0, WAITING = 1, HELD = 2, SENDING = 3, ARRIVED = 4, DONE = 5, FAILED = 6 };
 
-// What happens to the local file when it has arrived. The numbers stand in the database.
+// What happens to the local file when it has arrived. The database stores these numbers.
 enum class after_t { KEEP = 0, DELETE = 1, MOVE = 2 };
 
-// Where to, and how. Files are named by absolute paths.
+// Where to upload to, and how. Paths of files are absolute.
 struct target_t {
-    std::string url;  // names the remote file; relative to the profile's where there is one
+    std::string url;  // of the remote file; with a profile, relative to the profile's
     std::string user; // "" where the URL or the profile names it
     std::string password_file;
     std::string pin;
@@ -47,14 +47,14 @@ struct entry_t {
     int64_t tries = 0;        // that have failed
     std::string local;        // the producer's file
     std::string copy;         // the file in the spool that is sent in its place; "": none
-    std::string original;     // with a copy: what `local` was then (file_identity.h)
+    std::string original;     // with a copy: the identity of `local` then (file_identity.h)
     int64_t size_bytes = 0;   // when it was added
     target_t target;
     after_t after = after_t::KEEP;
     std::string move_to; // the folder
     bool urged = false;  // `retry`: do not wait for the end of a pause
 
-    // The remote file holds the beginning of what `identity` stands for: the rest may be appended.
+    // The remote file is the beginning of the file with this `identity`: the rest may be appended.
     bool resumable = false;
     std::string identity; // of the file at the start of the last try
     std::string place;    // where the last try sent it; the profile may have changed since
@@ -69,7 +69,7 @@ struct entry_t {
 
 constexpr size_t STATE_COUNT = 7;
 
-// "queued" and so on: constants. Nothing for another name.
+// "queued" and so on: constants. state_of() gives nothing for an unknown name.
 const char *state_name(state_t state);
 std::optional<state_t> state_of(std::string_view name);
 // "keep", "delete", "move".

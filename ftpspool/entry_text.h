@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// With '?' in place of control characters, which file names may hold: one line, whatever a file is called.
+// Replaces control characters, which file names may contain, by '?', so that the text is one line.
 std::string on_one_line(std::string text);
 
 // One line of `list`.

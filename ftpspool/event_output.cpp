@@ -38,7 +38,7 @@ static hook_program_t program()
     return {"ftpspool", names, STDERR_FILENO, event_output_t::COMMANDS_MOST};
 }
 
-// A text as it is, also where it is no UTF-8.
+// A string without quotes and byte for byte, even if it is not UTF-8.
 static std::string value_of(const json &value)
 {
     return value.is_string() ? value.get<std::string>() : value.dump();
@@ -67,7 +67,7 @@ static std::string line_of(const char *event, const entry_t &entry, const std::s
     return more.empty() ? line : line + " (" + more + ")";
 }
 
-// ---- Telling ----
+// ---- Printing ----
 
 event_output_t::event_output_t(bool as_json, const std::string &command, int64_t grace_ms)
     : json_(as_json), grace_ms_(grace_ms), hook_(command, program())

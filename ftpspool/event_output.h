@@ -1,4 +1,4 @@
-// The events of the service: for each a line on standard output and a command of --exec.
+// The events of the service: each is printed to standard output and runs the command of --exec.
 #pragma once
 
 #include "ftpctl/event_hook.h"
@@ -12,13 +12,14 @@
 class event_output_t
 {
 public:
-    // Events for which commands wait, with the running one; the next event is dropped with a message.
+    // How many events may wait for their command, including the running one; further ones are dropped with a
+    // message.
     static constexpr size_t COMMANDS_MOST = 300;
-    // How long after the service's end commands may still run: systemd allows it 90 seconds.
+    // How long commands may still run after the service's end, for which systemd allows 90 seconds.
     static constexpr int64_t GRACE_MS = 10000;
 
-    // With an empty `command` nothing is run. Throws failure as event_hook does, which see: only one may
-    // exist.
+    // An empty `command` runs nothing. As with event_hook, only one may exist, and the same failure is
+    // thrown.
     event_output_t(bool as_json, const std::string &command, int64_t grace_ms = GRACE_MS);
 
     // Waits until the queued commands have run, `grace_ms` at most. Then ends the running one with SIGTERM,
@@ -28,8 +29,8 @@ public:
     event_output_t &operator=(const event_output_t &) = delete;
 
     // "7 sending: /data/a -> ftp://host/a", then `more` in brackets if not empty; with JSON {"event":
-    // "sending", "time": ..., "id": 7, "local": ..., "url": ..., "message": more}. A closed standard output
-    // is ignored.
+    // "sending", "time": ..., "id": 7, "local": ..., "url": ..., "profile": ..., "message": more}. A closed
+    // standard output is ignored.
     void tell(const char *event, const entry_t &entry, const std::string &more);
 
     // "started (3 queued, 1 failed)": the service runs; with JSON {"event": "started", "time": ..., "queued":
@@ -43,8 +44,8 @@ public:
     // Readable (poll) when step() is due; -1: never.
     int fd() const { return hook_.fd(); }
 
-    // Starts the next command when one has ended. That no process can be started is reported once, and
-    // asked again by the next step() or event. Never waits.
+    // Starts the next command when one has ended. If no process can be started, this is reported once, and
+    // the next step() or event tries again. Never waits.
     void step();
 
 private:

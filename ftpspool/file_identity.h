@@ -1,4 +1,4 @@
-// Telling whether a file is still the one that it was.
+// Recognises whether a path still leads to the same, unchanged file.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@ struct file_identity_t {
                       // number may differ after a restart
 };
 
-// Of a regular file; follows links. Throws failure: the status of a missing local file when there is none,
-// otherwise STATUS_LOCAL.
+// The identity of a regular file; follows links. Throws failure: with the status of a missing local file if
+// there is none, otherwise STATUS_LOCAL.
 file_identity_t file_identify(const std::string &path);
 
 file_identity_t file_identity(const struct stat &status);

@@ -55,7 +55,7 @@ void hot_folder_t::step(int64_t now_ms)
     rechecks_.offer_due(now_ms, offer_);
 }
 
-// ---- Troubles ----
+// ---- Failures ----
 
 void hot_folder_t::retry_later()
 {
@@ -63,7 +63,7 @@ void hot_folder_t::retry_later()
         retry_ms_ = next_round_ms(now_ms_);
 }
 
-// A sub-folder may have gone since its name was read.
+// A sub-folder that was removed after its name was read is no failure.
 void hot_folder_t::fail(const std::string &path)
 {
     const bool has_gone = errno == ENOENT || errno == ENOTDIR;
@@ -117,7 +117,7 @@ void hot_folder_t::read_changes()
     }
 }
 
-// False when what is known of the folders no longer holds.
+// False when events or a folder were lost, so that everything must be scanned again.
 bool hot_folder_t::heed(const inotify_event &event)
 {
     if ((event.mask & IN_Q_OVERFLOW) != 0)
@@ -191,7 +191,7 @@ void hot_folder_t::scan_one()
         to_scan_.push_back(path);
 }
 
-// A scan does not shorten the pauses of open files: while there are too many of them, each round has a scan.
+// A scan does not restart the pause of a file that waits in the list; if the list is full, each round scans.
 void hot_folder_t::offer(const std::string &path, bool has_changed)
 {
     if (offer_(path) || (!has_changed && rechecks_.has(path)))

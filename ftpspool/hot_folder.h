@@ -1,4 +1,4 @@
-// A watched folder: what comes into it, by inotify, and what is there, by scans.
+// A watched folder: inotify reports what arrives, scans find what is already there.
 #pragma once
 
 #include "ftpspool/recheck_list.h"
@@ -17,16 +17,17 @@
 class hot_folder_t
 {
 public:
-    // Gets the path of a file that may be complete, relative to the folder. False: offer it again later.
+    // Called with the path, relative to the folder, of a file that may be complete. False: offer it again
+    // later.
     using offer_t = std::function<bool(const std::string &path)>;
 
-    // With `is_deep`, sub-folders belong to it. `epoll` gets the descriptor that reports changes. Nothing
-    // happens before step().
+    // With `is_deep`, sub-folders are included. The descriptor that reports changes is added to `epoll`.
+    // Nothing happens before step().
     hot_folder_t(std::string folder, bool is_deep, int epoll, offer_t offer);
 
-    // Does a limited part of the work, without waiting: reads changes, continues a scan, offers files that are
-    // due. `now_ms` is the steady clock's. The folder is scanned after the first call, when changes were lost,
-    // and when a lost folder is back, which is looked for in each round (wakeups.h). Whatever `offer` throws passes through.
+    // Does a part of the work without waiting: reads changes, continues a scan, offers files that are due.
+    // `now_ms` is the steady clock's. A full scan begins with the first call, when changes were lost, and
+    // when a missing folder is back, which each round checks (wakeups.h). Exceptions of `offer` pass through.
     void step(int64_t now_ms);
 
     // When step() has something to do even without a change; 0: never.
@@ -36,7 +37,7 @@ public:
     const std::string &problem() const { return problem_; }
 
 private:
-    // Tells one folder from another of the same name.
+    // Tells a folder from another one at the same path.
     struct place_t {
         dev_t device = 0;
         ino_t inode = 0;

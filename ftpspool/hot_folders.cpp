@@ -12,8 +12,8 @@ hot_folders_t::hot_t::hot_t(const store_t &store, event_output_t &events, const 
 {
 }
 
-// Only the list of mounts shows that something was mounted over a watched folder. A change of it wakes
-// step(), which compares each folder with the one that is watched.
+// inotify does not report that something was mounted over a watched folder. So a change of the list of mounts
+// wakes step(), which checks that each path still leads to the folder that is watched.
 hot_folders_t::hot_folders_t(const store_t &store, event_output_t &events)
     : store_(store), events_(events), watches_(store), epoll_(epoll_create1(EPOLL_CLOEXEC)),
       mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC))

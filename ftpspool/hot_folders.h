@@ -11,18 +11,17 @@
 class hot_folders_t
 {
 public:
-    // The store and `events` must live longer. Throws failure (STATUS_LOCAL).
+    // The store and `events` must outlive this object. Throws failure (STATUS_LOCAL).
     hot_folders_t(const store_t &store, event_output_t &events);
 
     // Readable when step() has something to do.
     int fd() const { return epoll_.get(); }
 
-    // Notices watches that were added and removed, and queues some of the files that have come, without
-    // waiting for any. A folder that is missing or goes is reported once, and once more when it is back.
-    // Throws failure when the store does.
+    // Takes over watches that were added or removed, and queues some of the new files, without waiting.
+    // Reports a missing folder once, and again when it is back. Throws failure when the store does.
     void step(int64_t now_ms);
 
-    // When step() has something to do by itself, on the steady clock; 0: never.
+    // When step() has something to do even if fd() is not readable, on the steady clock; 0: never.
     int64_t wake_ms() const;
 
 private:

@@ -16,11 +16,11 @@
 #include <fnmatch.h>
 #include <sys/statvfs.h>
 
-// With each file that is queued, so many known files are looked for and forgotten if they are gone: the
-// table stays small.
+// For each file that is queued, this many known files are checked, and forgotten if they are gone, which
+// keeps the table small.
 constexpr int64_t SWEPT_AT_ONCE = 4;
 
-// With more delayed files than these, the reasons are forgotten and reported again.
+// With more delayed files than this, the reasons are forgotten, and so reported again.
 constexpr size_t DELAYS_MOST = 64;
 
 intake_t::intake_t(const store_t &store, event_output_t &events, watch_t watch)
@@ -94,7 +94,7 @@ bool intake_t::take(const std::string &path)
     return queue(path, status);
 }
 
-// Only files on this file system are looked for: those of a card that is not inserted stay known.
+// Only files on this file system are checked: those on a card that was removed stay known.
 static std::string file_system_of(const std::string &folder)
 {
     struct statvfs status = {};
@@ -102,7 +102,7 @@ static std::string file_system_of(const std::string &folder)
     return std::to_string(status.f_fsid);
 }
 
-// The entry describes the file while nobody was writing to it; a later write makes another entry.
+// `status` is from when nobody was writing to the file; a later write makes another entry.
 bool intake_t::queue(const std::string &path, const struct stat &status)
 {
     const file_identity_t identity = file_identity(status);
@@ -143,8 +143,8 @@ std::vector<std::string> intake_t::some_gone(const std::string &file_system)
     return paths;
 }
 
-// Files are offered again and again, and many may be delayed for one reason: it is reported once, until the
-// files that had it are settled.
+// Many files may be delayed, again and again, for the same reason. It is reported once, until those files are
+// settled.
 bool intake_t::delay(const std::string &path, const std::string &why)
 {
     const auto is_known = [&why](const auto &delayed) { return delayed.second == why; };

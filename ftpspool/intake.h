@@ -1,4 +1,4 @@
-// From a file in a watched folder to an entry on the disk, once.
+// Turns each file in a watched folder into an entry, once.
 #pragma once
 
 #include "ftpspool/event_output.h"
@@ -13,14 +13,14 @@
 class intake_t
 {
 public:
-    // The store and `events` must live longer.
+    // The store and `events` must outlive this object.
     intake_t(const store_t &store, event_output_t &events, watch_t watch);
 
     const watch_t &watch() const { return watch_; }
 
     // Queues the file at `path`, relative to the watched folder, if it matches the watch and has not been
-    // queued before. Returns false when it is to be offered again: somebody is still writing it, or it cannot
-    // be read or copied now. Throws failure when the store does.
+    // queued before. False: offer it again later, because somebody is still writing it, or it cannot be read
+    // or copied now. Throws failure when the store does.
     bool offer(const std::string &path);
 
 private:
@@ -28,7 +28,7 @@ private:
     event_output_t &events_;
     watches_t watches_;
     watch_t watch_;
-    std::string swept_;                         // the path checked last; the next check begins behind it
+    std::string swept_;                         // the path checked last; the next check begins after it
     std::map<std::string, std::string> delays_; // why, by path
 
     bool wants(const std::string &path) const;

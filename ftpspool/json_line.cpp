@@ -23,7 +23,7 @@ json_line_t &json_line_t::add(const char *key, std::string_view value)
     return *this;
 }
 
-// Few texts need the library.
+// Most texts need no escapes, and so not the library.
 json_line_t &json_line_t::text(const char *key, std::string_view value)
 {
     if (!std::ranges::all_of(value, needs_no_escape))

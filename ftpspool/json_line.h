@@ -1,13 +1,12 @@
-// A JSON object on one line, written as it is built: a list of many entries is printed without a tree for
-// each.
+// Writes a JSON object on one line, without building a tree first: lists may have many entries.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-// Each call adds a member. Keys need no escapes. The text is what nlohmann::ordered_json would print: without
-// spaces, with U+FFFD for what is no UTF-8.
+// Each call adds a member. Keys must need no escapes. The text is what nlohmann::ordered_json prints without
+// spaces, with U+FFFD for invalid UTF-8.
 class json_line_t
 {
 public:
@@ -17,7 +16,7 @@ public:
     json_line_t &number_or_null(const char *key, int64_t value); // null for 0
     json_line_t &truth(const char *key, bool value);
 
-    // The whole object; nothing may be added then.
+    // The whole object; nothing may be added afterwards.
     std::string finish();
 
 private:

@@ -4,8 +4,8 @@
 
 constexpr int CACHE_KIB = 64;
 
-// SQLite writes a new log over the old one. With the size limit it cuts off what is beyond LIMIT_BYTES then,
-// so only a log that holds more is longer.
+// SQLite overwrites a restarted log in place. The size limit makes it truncate the file to LIMIT_BYTES then,
+// so a longer file means a longer log.
 log_keeper_t::log_keeper_t(const database_t &database) : database_(database)
 {
     database.run("PRAGMA wal_autocheckpoint = 0; PRAGMA journal_size_limit = " + std::to_string(LIMIT_BYTES));
@@ -30,8 +30,8 @@ void log_keeper_t::step()
     most_bytes_ = left_bytes <= LIMIT_BYTES ? LIMIT_BYTES : left_bytes + LIMIT_BYTES;
 }
 
-// Once all of the log is in the database, the next writer begins the log anew, unless somebody reads it. The
-// reader keeps commands from doing so until this connection has its turn to write.
+// Once the whole log is in the database, the next writer restarts it, unless somebody reads from it. `reader`
+// keeps commands from restarting it until this connection may write.
 void log_keeper_t::write_back() const
 {
     const database_t reader(database_.path(), database_t::access_t::READ, CACHE_KIB);
@@ -39,7 +39,7 @@ void log_keeper_t::write_back() const
     database_.write_log_back();
     transaction_t transaction(database_);
     reader.run("COMMIT");
-    // What is written does not matter: this is what was there.
+    // Any write restarts the log; this one changes nothing.
     database_.run("PRAGMA user_version = " + std::to_string(database_.number("PRAGMA user_version")));
     transaction.commit();
 }

@@ -11,17 +11,18 @@ public:
     // A log of this size is written back into the database.
     static constexpr int64_t LIMIT_BYTES = int64_t{400} << 10;
 
-    // `database` must live longer. From now on only step() writes its log back. Throws failure.
+    // `database` must outlive this object. From now on only step() writes its log back. Throws failure.
     explicit log_keeper_t(const database_t &database);
 
-    // Writes a long log back, whoever made it long, and begins it anew at once: the process that begins the
-    // log needs one more fsync, and no command is to be that one. While another process reads what the log
-    // has, it grows by LIMIT_BYTES before the next attempt. A failure leaves all in the log, where it is safe.
+    // Writes a long log back and restarts it at once, because the first write to a restarted log costs an
+    // fsync more, which no command should pay. If another process reads from the log meanwhile, the next
+    // attempt follows when the log has grown by LIMIT_BYTES. After a failure everything is still in the log,
+    // and safe.
     void step();
 
 private:
     const database_t &database_;
-    int64_t most_bytes_ = LIMIT_BYTES; // a log that is not longer is left alone
+    int64_t most_bytes_ = LIMIT_BYTES; // only a longer log is written back
 
     int64_t log_bytes() const;
     void write_back() const;

@@ -100,8 +100,8 @@ static bool write_new(const std::string &path, const std::string &text)
     return count == static_cast<ssize_t>(text.size()) && file.close() == 0;
 }
 
-// A reader sees the old file or the new one. Its name does not end in ".prom", by which collectors find
-// files.
+// A reader sees the old file or the new one. Collectors ignore the temporary file, whose name does not end in
+// ".prom".
 static bool replace_file(const std::string &path, const std::string &text)
 {
     const std::string making = path + ".new";

@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-// Totals count from the start of the service on; the numbers of entries are those of the queue.
+// Totals count from the start of the service; the numbers of entries are those of the queue.
 class metrics_t
 {
 public:

@@ -1,4 +1,4 @@
-// The pauses after failures: growing, jittered, each server's own.
+// The pauses after failures, separate for each server: they grow, and are shortened at random.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,9 @@
 class pauses_t
 {
 public:
-    // The n-th failure in a row is followed by a pause of first_ms * 2^(n-1), at most longest_ms, of which a
-    // random part of up to one half is left out: devices that lost their server together do not come back
-    // together. `random` gives numbers from 0 to 1.
+    // The n-th failure in a row is followed by a pause of first_ms * 2^(n-1), at most longest_ms, shortened
+    // at random by up to half, so that devices that lost their server together do not return together.
+    // `random` gives numbers from 0 to 1.
     pauses_t(int64_t first_ms, int64_t longest_ms, std::function<double()> random);
 
     // Begins a pause; returns its length.
@@ -20,7 +20,7 @@ public:
     // Forgets the failures and ends the pause.
     void succeeded(int64_t key) { of_.erase(key); }
 
-    // When the pause ends; a time that has passed, or 0, when there is none.
+    // When the pause ends; 0 or a time in the past if there is none.
     int64_t end_ms(int64_t key) const;
 
 private:

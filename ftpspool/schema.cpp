@@ -117,7 +117,7 @@ static void make_database(const std::string &path)
         fail_with_errno(path);
 }
 
-// The next start of the service would remove them: the new database does not know them.
+// Otherwise the next start of the service would remove them, since the new database does not know them.
 static void keep_left_copies(const std::string &files)
 {
     std::error_code error;

@@ -80,7 +80,7 @@ void service_t::start_next()
             events_.tell("failed", *entry, "expired");
     }
     while (!attempt_ && !interrupts_seen()) {
-        wake_ms_ = daemon_pauses_.end_ms(DAEMON); // a start may have found no daemon
+        wake_ms_ = daemon_pauses_.end_ms(DAEMON); // the last start may have found no daemon
         if (wake_ms_ > steady_ms())
             return;
         const choice_t choice = chooser_.choose(store_.ready(wall_s()), pauses_, steady_ms());
@@ -106,15 +106,15 @@ void service_t::start(const ready_t &ready)
         return;
     }
     if (!store_.begin(entry->id, attempt_->identity(), attempt_->place())) {
-        attempt_.reset(); // removed or held meanwhile; nothing was sent, for that begins with the first step
+        attempt_.reset(); // removed or held meanwhile; nothing was sent before the first step
         return;
     }
     events_.tell("sending", *entry, "");
     advance();
 }
 
-// The try could not begin, so nothing was sent. If it counts, begin() makes it a try: a setback is recorded
-// only in state "sending".
+// The try could not begin, so nothing was sent. Unless the failure is final, begin() changes the state to
+// "sending", the only one in which a setback is recorded.
 void service_t::settle_start(const entry_t &entry, const failure &why)
 {
     const verdict_t verdict = verdict_before(why.status);
@@ -127,7 +127,7 @@ void service_t::settle_start(const entry_t &entry, const failure &why)
     }
 }
 
-// ---- The running one ----
+// ---- The running try ----
 
 void service_t::advance()
 {

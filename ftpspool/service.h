@@ -29,9 +29,9 @@ struct service_options_t {
 class service_t
 {
 public:
-    // Takes over the spool: only one service may run on it. Throws failure. A damaged database is kept
-    // aside under a name that the failure gives, as it may hold entries that can be saved; the next start
-    // begins with an empty one.
+    // Takes over the spool: only one service may run on it. Throws failure. A damaged database is renamed,
+    // since it may hold entries that can be saved, and the failure gives its new name; the next start begins
+    // with an empty one.
     explicit service_t(const service_options_t &options);
 
     // Returns after SIGTERM, SIGINT or SIGHUP, when the running try has been stopped. Throws failure when an

@@ -1,4 +1,4 @@
-// The commands that look at entries and change them.
+// The commands that show and change entries.
 #include "ftpspool/spool_commands.h"
 
 #include "ftpctl/report.h"
@@ -48,7 +48,7 @@ int spool_show(const spool_options_t &options)
     return STATUS_DONE;
 }
 
-// `change` returns false where the entry's state does not allow it; `where` names those that do.
+// `change` returns false if the entry's state does not allow it; `where` names the states that do.
 static int change_all(const spool_options_t &options, const char *done, const char *where,
                       const std::function<bool(store_t &, const entry_t &)> &change)
 {
@@ -87,7 +87,7 @@ int spool_retry(const spool_options_t &options)
                       });
 }
 
-// A copy goes when its entry is gone for good; one that stays behind is swept by the service.
+// Copies are removed only after the commit; the service sweeps any that remain.
 int spool_remove(const spool_options_t &options)
 {
     std::vector<std::string> copies;

@@ -3,10 +3,11 @@
 
 #include "ftpspool/spool_options.h"
 
-// Stores an entry and prints its id: then it is on the disk.
+// Stores an entry and, once it is on the disk, prints its id.
 int spool_add(const spool_options_t &options);
 
-// Print entries: `list` a line for each, `show` all that is known of some. With --json one object for each.
+// `list` prints a line for each entry, `show` all that is known of some; with --json both print an object for
+// each.
 int spool_list(const spool_options_t &options);
 int spool_show(const spool_options_t &options);
 

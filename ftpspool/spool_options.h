@@ -17,7 +17,7 @@ struct spool_options_t {
     std::string folder = SPOOL_FOLDER;
     bool json = false;
 
-    // add: the target's paths and `local` are still as they were given; times are from now on
+    // add: paths and times as they were given
     entry_t entry;
     std::string not_before;
     std::string expires;
@@ -26,7 +26,7 @@ struct spool_options_t {
     bool keep_file = false; // the default
     bool done = false;      // clear: always given
 
-    // watch: `entry` is what its entries have in common, and its `local` the folder
+    // watch: `entry` is what its entries have in common, and `entry.local` the folder
     watch_t watch;
 
     std::vector<int64_t> ids;     // show, remove, retry, hold, release, unwatch

@@ -43,12 +43,12 @@ struct figures_t {
 class store_t
 {
 public:
-    // Opens the spool for changes. The first one to do so makes it: folders of mode 0700, a database of mode
-    // 0600. Throws damaged_t for a database that cannot be read or that is not a spool's, and failure for one
-    // of a later version.
+    // Opens the spool for changes. Creates it if it does not exist: folders of mode 0700, a database of mode
+    // 0600. Throws damaged_t for a database that cannot be read or is not a spool's, and failure for one of
+    // another version.
     static store_t open(const spool_paths_t &paths);
 
-    // Opens it for looking only; nothing when there is none yet.
+    // Opens it read-only; nothing if there is none yet.
     static std::optional<store_t> open_to_read(const spool_paths_t &paths);
 
     // For the service: reads the whole database; throws damaged_t.
@@ -61,8 +61,8 @@ public:
     // Changes during the lifetime of the result are committed together.
     transaction_t begin_changes() const { return transaction_t(database_); }
 
-    // Stores the entry, ignoring its id, for `server`, a name by which the entries of one server are
-    // known. Returns its id.
+    // Stores the entry and returns its id; entry.id is ignored. All entries of one server have the same
+    // `server`.
     int64_t add(const entry_t &entry, const std::string &server);
 
     // The same as a part of begin_changes().
@@ -71,53 +71,54 @@ public:
     // Nothing when there is no such entry.
     std::optional<entry_t> find(int64_t id) const;
 
-    // Calls `take` for each entry, of one state or of all, by id.
+    // Calls `take` for each entry in that state, or for all, in the order of their ids.
     void each(std::optional<state_t> state, const std::function<void(const entry_t &)> &take) const;
 
     figures_t figures() const;
 
-    // Another text after each change of the database by this process or another one.
+    // A text that differs after each change of the database, whichever process made it.
     std::string version() const;
 
     // Each returns false, and changes nothing, unless the entry is in one of the states that are named.
     bool hold(int64_t id);    // queued, waiting or sending
     bool release(int64_t id); // held
-    // queued, waiting or failed: forgets what has been; `size_bytes` is the local file's now.
+    // queued, waiting or failed: forgets past tries and the expiry; `size_bytes` is the file's current size.
     bool retry(int64_t id, int64_t size_bytes);
     bool remove(int64_t id); // any
 
-    // Removes what is done; returns how many that were.
+    // Removes the entries that are done; returns their number.
     int64_t clear_done();
 
     // ---- For the service: an entry's life ----
-    // An id without an entry, which a command may have removed, changes nothing.
+    // If a command has removed the entry, nothing changes.
 
-    // After a crash: entries that were being sent are queued again.
+    // After a crash: entries that were being sent are waiting again.
     void recover();
 
-    // Lets the entries fail that have expired; returns them.
+    // Queued and waiting entries that have expired -> failed. Returns their ids.
     std::vector<int64_t> expire(int64_t now_s);
 
-    // For each server the first entry of its line.
+    // The next entry of each server.
     std::vector<ready_t> ready(int64_t now_s) const;
 
     // The next time at which an entry may be sent or expires; 0: none.
     int64_t next_time(int64_t now_s) const;
 
-    // An entry that has arrived, and whose local file is still to be cared for; 0: none.
+    // The first entry in state "arrived"; 0: none.
     int64_t first_arrived() const;
 
-    // queued or waiting -> sending; false in any other state. Entries with the same `place` cannot be resumed
-    // any more, because this upload may overwrite what they left there; this one can again from moved() on.
+    // queued or waiting -> sending; false in any other state. Entries with the same `place`, this one
+    // included, can no longer be resumed, because this upload may overwrite what they sent there; moved()
+    // makes this one resumable again.
     bool begin(int64_t id, const std::string &identity, const std::string &place = "");
 
-    // The whole file is being sent, and its first bytes are on their way.
+    // An upload of the whole file has sent its first bytes.
     void moved(int64_t id);
 
     // The try has failed: sending -> waiting; a held entry stays held.
     void setback(int64_t id, const setback_t &why);
 
-    // -> failed, from any state. Of `why`, error, message and resumable count.
+    // -> failed, from any state. Stores only error, message and resumable of `why`.
     void fail(int64_t id, const setback_t &why, int64_t now_s);
 
     // -> arrived, from any state: it may have been held, or held and released, since its try began. False

@@ -27,8 +27,8 @@ bool store_t::expire_one(int64_t id, int64_t now_s) const
                   id, now_s);
 }
 
-// After three failed tries an entry comes after those of its priority that failed less often. The order must
-// be written as in the index of the lines (schema.cpp).
+// After three failed tries an entry comes after those of its priority that failed less often. The ORDER BY
+// must match the index `lines` (schema.cpp).
 std::vector<ready_t> store_t::ready(int64_t now_s) const
 {
     std::vector<ready_t> lines;
@@ -71,7 +71,7 @@ bool store_t::begin(int64_t id, const std::string &identity, const std::string &
                 "WHERE id = ?1 AND state IN (0, 1)",
                 id, identity, place))
         return false;
-    // This entry is one of them.
+    // Includes this entry.
     statement_t(database_, "UPDATE entries SET resumable = 0 WHERE resumable = 1 AND place = ?1")
         .with(place)
         .run();

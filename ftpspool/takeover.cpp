@@ -22,9 +22,9 @@ descriptor takeover_lock(const spool_paths_t &paths)
     return lock;
 }
 
-// The copies go first: the next start removes those that its database does not know, and the producers may
-// have deleted their files. The write-ahead log is moved too: it may hold changes that are not yet in the
-// database.
+// The copies are moved first: the next start removes copies that its database does not know, and the
+// producers may have deleted the originals. The write-ahead log is moved too: it may hold changes that are
+// not yet in the database.
 static std::string keep_aside(const spool_paths_t &paths)
 {
     for (int number = 1; number <= DISK_NAMES_MOST; number++) {

@@ -1,4 +1,4 @@
-// The columns of a target_t, which entries and watches have alike.
+// The columns of a target_t, which the tables of entries and watches share.
 #pragma once
 
 #include "ftpspool/database.h"
@@ -11,7 +11,7 @@
     "proxy TEXT NOT NULL, proxy_password_file TEXT NOT NULL, active INTEGER NOT NULL, "                      \
     "profile TEXT NOT NULL DEFAULT '', profiles TEXT NOT NULL DEFAULT ''"
 
-// Reads them from the current row, from `column` on, and leaves `column` behind them.
+// Reads them from the current row, beginning at `column`, and sets `column` to the one after them.
 inline target_t target_from(const statement_t &row, int &column)
 {
     const auto text = [&] { return std::string(row.text(column++)); };

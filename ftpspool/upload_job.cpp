@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-// False where the remote size cannot be asked for: neither resuming nor comparing works.
+// False if the remote size is not available, so that nothing can be resumed or compared.
 static bool is_verifiable(const options_t &options)
 {
     return options.proxy.empty() && !url_is_zixi(url_parse(options.url, url_names::A_SERVER));
@@ -34,7 +34,7 @@ options_t upload_options(const entry_t &entry, const std::string &socket)
     return options;
 }
 
-// libcurl sends no such path. An HTTP proxy gets it encoded.
+// libcurl refuses such a path over FTP. An HTTP proxy receives it encoded.
 static void check_path(const options_t &options, const url_t &url)
 {
     const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };

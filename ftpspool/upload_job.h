@@ -7,8 +7,8 @@
 
 #include <string>
 
-// The options by which `ftpctl put` would send the entry, completed by its profile, which is read now. The
-// URL may still be a folder. Throws failure as profile_apply() does.
+// The options with which `ftpctl put` would send the entry, completed by its profile, which this reads. The
+// URL may still name a folder. Throws failure as profile_apply() does.
 options_t upload_options(const entry_t &entry, const std::string &socket);
 
 // The job without its logins. Throws failure for everything that the daemon would refuse, as `ftpctl put`
@@ -19,8 +19,8 @@ job_t upload_job(const options_t &options, const entry_t &entry);
 // read, or from credentials. Throws failure.
 void upload_log_in(job_t &job, const options_t &options);
 
-// A name by which the entries of one server are known: scheme, user, host and port.
+// The name that all entries of one server share: scheme, user, host and port.
 std::string upload_server(const options_t &options);
 
-// The server and the remote path: what two tries that send to the same file have in common.
+// The server and the remote path: equal for two tries that send to the same file.
 std::string upload_place(const options_t &options);

@@ -14,22 +14,21 @@ int64_t steady_ms();
 // Seconds since 1970.
 int64_t wall_s();
 
-// The earlier of two times, of which 0 means never.
+// The earlier of two times; 0 means never.
 constexpr int64_t earlier(int64_t one, int64_t other)
 {
     return one == 0 || (other != 0 && other < one) ? other : one;
 }
 
-// The next time that is a multiple of ROUND_MS. What is looked at now and then is looked at at these times, so
-// that all of it costs one wake-up.
+// The next multiple of ROUND_MS. All periodic checks happen at these times, so that they share one wake-up.
 constexpr int64_t ROUND_MS = 30000;
 constexpr int64_t next_round_ms(int64_t now_ms) { return (now_ms / ROUND_MS + 1) * ROUND_MS; }
 
 class wakeups_t
 {
 public:
-    // Watches the database at `path` for a close after writing, which comes also when the writer is killed.
-    // Throws failure (STATUS_LOCAL).
+    // Watches the database at `path` for the close after a write, which is reported even if the writer is
+    // killed. Throws failure (STATUS_LOCAL).
     explicit wakeups_t(const std::string &path);
 
     // Waits until one of `fds` (-1: none) is readable, the database was changed by a command, the steady

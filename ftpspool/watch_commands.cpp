@@ -24,14 +24,14 @@ static void check_folder(const std::string &folder)
         refuse(folder + ": is no folder");
 }
 
-// From one folder to another, without links: "." for the same one, "../x" for one beside it.
+// The relative path from one folder to another, links resolved: "." for the same one, "../x" for a sibling.
 static fs::path way(const std::string &from, const std::string &to)
 {
     return fs::weakly_canonical(to).lexically_relative(fs::weakly_canonical(from));
 }
 
-// True when the watch would take files in that folder. Names that begin with '.' are left alone, and "..",
-// which leads out, is one of them.
+// True when the watch would take files in that folder. It ignores names that begin with '.', which include
+// the ".." of a path that leads out.
 static bool is_watched(const watch_t &watch, const std::string &folder)
 {
     const fs::path inside = way(watch.folder, folder);
@@ -66,7 +66,7 @@ static void complete_url(watch_t &watch)
     url = add_folder(url);
 }
 
-// What `add` would refuse of any file is refused now.
+// Refuses now what `add` would refuse for every file.
 static void rehearse(const watch_t &watch)
 {
     entry_t entry = watch.entry;

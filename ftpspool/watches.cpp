@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-// File names cannot contain it, so globs need not either.
+// File names cannot contain a '/', so no glob needs one.
 constexpr char BETWEEN_GLOBS = '/';
 
 static std::string joined(const std::vector<std::string> &globs)

@@ -1,5 +1,5 @@
-// The watches on the disk: watched folders, and which of their files have been queued. Beside the entries, in
-// the same database; failures are thrown as in database.h.
+// The watches on the disk: watched folders, and which of their files have been queued. They are in the same
+// database as the entries; failures are thrown as in database.h.
 #pragma once
 
 #include "ftpspool/store.h"
@@ -24,7 +24,7 @@ struct watch_t {
 // A file of a watch that becomes an entry.
 struct taken_t {
     std::string path;        // relative to the folder
-    std::string file_system; // that the folder was on then
+    std::string file_system; // of the folder at that time
     std::string identity;
     entry_t entry;
     std::string server;
@@ -35,18 +35,18 @@ class watches_t
 public:
     explicit watches_t(const store_t &store) : store_(&store) {}
 
-    // Neither the id nor `taken` counts. Returns the id.
+    // Stores a watch, ignoring its id and `taken`. Returns the new id.
     int64_t add(const watch_t &watch) const;
 
-    // Forgets its files as well; its entries stay. A part of store_t::begin_changes(). False when there is
-    // none.
+    // Also forgets its files; its entries stay. Call it within store_t::begin_changes(). False if there is no
+    // such watch.
     bool remove(int64_t id) const;
 
     // By id.
     std::vector<watch_t> all() const;
     std::vector<int64_t> ids() const;
 
-    // True when this very file has become an entry.
+    // True when the file with this path and identity has become an entry.
     bool has_seen(int64_t watch, const std::string &path, const std::string &identity) const;
 
     // In one transaction, adds the entry, remembers its file, counts it, forgets the files `gone`, and

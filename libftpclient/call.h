@@ -142,8 +142,9 @@ FTPC int ftpc_plan_cause(const ftpc_run_t *run);
 /* ---- Between the files of a run ---- */
 
 enum {
-    /* From a reply to the next request. It comes in time for the next pass when this program is woken up to
-     * 55 ms late, and proves the passes consecutive when the reply is then read up to 35 ms late. */
+    /* The pause between a reply and the next request. The request reaches the next pass even if this program
+     * wakes up to 55 ms late, and still proves that the passes are consecutive if its reply is then read up
+     * to 35 ms late. */
     FTPC_LOOK_MS = CONTROL_PASS_MS - 55
 };
 

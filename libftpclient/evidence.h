@@ -26,16 +26,16 @@ typedef struct ftpc_evidence {
     ftpclient_state_t last; /* the last certain state */
 } ftpc_evidence_t;
 
-/* A reply of the daemon: when its request was queued, when the reply came, and whether the request was queued
- * together with the previous one, so that no other request can be in between. */
+/* A reply of the daemon: when its request was queued, when the reply arrived, and whether the request was
+ * queued together with the previous one, so that no other request can be in between. */
 typedef struct ftpc_look {
     int64_t queued_ms;
     int64_t replied_ms;
     int is_adjacent;
 } ftpc_look_t;
 
-/* Begins anew: the daemon has granted the start of `job` that was queued at `asked_ms`. `expected_bytes` is
- * what the job will move, or FTPCLIENT_UNKNOWN. Times here are those of ftpc_now_ms(). */
+/* Starts over, after the daemon has accepted the start of `job` that was queued at `asked_ms`.
+ * `expected_bytes` is what the job will move, or FTPCLIENT_UNKNOWN. Times here are those of ftpc_now_ms(). */
 FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expected_bytes, int64_t asked_ms);
 
 /* Decides about a state, from the reply `look`: an ftpc_evidence_verdict. With FTPC_OWN it becomes the last

@@ -69,12 +69,13 @@ FTPC int ftpc_batch_cannot_connect(const ftpc_batch_t *batch);
  * between; otherwise 0, also for the first one. */
 FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index);
 
-/* When the reply at `index` of a completed batch was sent, at the latest. It may have been read late, but the
- * daemon sent it at least a pass before the next one; never before its request was queued. */
+/* The latest time at which the reply at `index` of a completed batch can have been sent. It may have been
+ * read late, but the daemon sent it at least a pass before the next one. It is never earlier than the time at
+ * which its request was queued. */
 FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index);
 
-/* When the last reply of a completed batch was sent, to some milliseconds: each comes about a pass after the
- * one before, and it is enough that one of them was read in time. */
+/* When the last reply of a completed batch was sent, to within some milliseconds: replies are about a pass
+ * apart, so one that was read in time is enough. */
 FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch);
 
 /* Closes the connections of all pending exchanges and empties the batch; its watcher stays open. The daemon

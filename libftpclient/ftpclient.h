@@ -126,9 +126,9 @@ enum ftpclient_job {
     FTPCLIENT_FILE_INFO = 3
 };
 
-/* Whose code a response code is. */
+/* The protocol of a response code. */
 enum ftpclient_response {
-    FTPCLIENT_RESPONSE_OTHER = 0, /* nobody's: there is none */
+    FTPCLIENT_RESPONSE_OTHER = 0, /* there is no response code */
     FTPCLIENT_RESPONSE_FTP = 1,
     FTPCLIENT_RESPONSE_HTTP = 2, /* an HTTP proxy's */
     FTPCLIENT_RESPONSE_ZIXI = 3, /* a Zixi job: see zixi_error, there is no response code */
@@ -140,14 +140,14 @@ enum ftpclient_pin {
     FTPCLIENT_PIN_SHA1 = 2, /* FTPS: SHA-1 of the certificate */
 };
 
-/* In bytes. A larger download fails with FTPCLIENT_RESULT_SIZE_LIMIT. */
+/* In bytes: fingerprints, and the largest download; a larger one ends with FTPCLIENT_RESULT_SIZE_LIMIT. */
 enum ftpclient_size { FTPCLIENT_MD5_SIZE = 16, FTPCLIENT_SHA1_SIZE = 20, FTPCLIENT_DOWNLOAD_MAX = 4096 };
 
 enum ftpclient_notice_code {
     FTPCLIENT_NOTICE_DOWNLOAD_DONE = 0,
     FTPCLIENT_NOTICE_UPLOAD_DONE = 1,
     FTPCLIENT_NOTICE_FILE_INFO_DONE = 2,
-    FTPCLIENT_NOTICE_STARTED = 3, /* the daemon started, or could not if `result` is not 0; no progress */
+    FTPCLIENT_NOTICE_STARTED = 3, /* the daemon's start, failed if `result` is not 0; no progress */
 };
 
 /* Why a job failed, derived from everything that the daemon reported. */
@@ -158,8 +158,8 @@ enum ftpclient_cause {
     FTPCLIENT_CAUSE_NO_FILE = 3,        /* no such file or folder on the server */
     FTPCLIENT_CAUSE_DENIED = 4,         /* the server forbids it */
     FTPCLIENT_CAUSE_NO_NAME = 5,        /* the server's or proxy's name was not found */
-    FTPCLIENT_CAUSE_NOBODY = 6,         /* nobody listens at this address and port, or there is no route */
-    FTPCLIENT_CAUSE_UNREACHABLE = 7,    /* no route to the server, or it does not answer */
+    FTPCLIENT_CAUSE_NOBODY = 6,         /* no connection, reported at once: nobody listens, or no route */
+    FTPCLIENT_CAUSE_UNREACHABLE = 7,    /* no connection within seconds, or no answer */
     FTPCLIENT_CAUSE_HANDSHAKE = 8,      /* TLS or the SSH key exchange failed */
     FTPCLIENT_CAUSE_SERVER_FULL = 9,    /* the server has no space left, or no more for this user */
     FTPCLIENT_CAUSE_LOCAL_FULL = 10,    /* the local disk is full */
@@ -274,13 +274,13 @@ FTPCLIENT_API void ftpclient_close(ftpclient_t *client);
  * ERR_DISCONNECTED, ERR_PROTOCOL, ERR_UNREAD, ERR_SYSTEM. Needs no turn. */
 FTPCLIENT_API int ftpclient_ping(const ftpclient_t *client, int32_t *last_result, int timeout_ms);
 
-/* Gets the state of the running or last job, whoever started it. As ftpclient_ping(). Needs no turn. */
+/* Gets the state of the running or last job, whoever started it. Fails as ftpclient_ping(). Needs no turn. */
 FTPCLIENT_API int ftpclient_poll(const ftpclient_t *client, ftpclient_state_t *state, size_t state_size,
                                  int timeout_ms);
 
 /* Stops the running job, regardless of who started it, and returns when it has stopped, which may take
  * seconds. Returns FTPCLIENT_RESULT_NOT_RUNNING when there is none. After ERR_TIMEOUT the daemon continues to
- * stop it. Otherwise as ftpclient_ping(). Needs no turn. */
+ * stop it. Otherwise fails as ftpclient_ping(). Needs no turn. */
 FTPCLIENT_API int ftpclient_cancel(const ftpclient_t *client, int timeout_ms);
 
 /* Runs a whole job (ftpclient_job): waits for its turn, starts the job, waits for its end, reads the outcome
@@ -288,10 +288,10 @@ FTPCLIENT_API int ftpclient_cancel(const ftpclient_t *client, int timeout_ms);
  *
  * Returns FTPCLIENT_OK on success; the job's ftpclient_result if it failed, which includes
  * FTPCLIENT_RESULT_CANCELED; otherwise ERR_INCOMPLETE without host, remote path or (except for file
- * information) local path; ERR_ARGUMENT for a Zixi job other than an upload, for the size of a remote file
- * through a proxy, or for an upload through a proxy to a path that ends in '/'; ERR_TURN; ERR_TIMEOUT and
- * ERR_SILENT if the job was cancelled for this reason, which may take another 10 s; ERR_UNKNOWN_OUTCOME;
- * ERR_NO_ANSWER; or as ftpclient_ping(). For a file-information job a missing file is not a failure: see
+ * information) local path; ERR_ARGUMENT for a Zixi job other than an upload, and through a proxy for file
+ * information, resume, verify, and an upload to a path that ends in '/'; ERR_TURN; ERR_TIMEOUT and ERR_SILENT
+ * if the job was cancelled for this reason, which may take another 10 s; ERR_UNKNOWN_OUTCOME; ERR_NO_ANSWER;
+ * or as ftpclient_ping(). For a file-information job a missing file is not a failure: see
  * outcome->file.exists. *outcome (may be NULL) is filled in, as far as known, in all these cases except
  * ERR_ARGUMENT and ERR_INCOMPLETE.
  *
@@ -307,22 +307,22 @@ FTPCLIENT_API int ftpclient_cancel(const ftpclient_t *client, int timeout_ms);
  * the whole file.
  *
  * Before a download or upload starts, the daemon's mounts are compared with those of this program, as far as
- * /proc shows them: ERR_OUT_OF_SIGHT and ERR_READ_ONLY, without a start. If they are hidden, the job fails
- * with FTPCLIENT_RESULT_LOCAL_READ or LOCAL_WRITE, or uses a file that only the daemon sees.
+ * /proc shows them. ERR_OUT_OF_SIGHT and ERR_READ_ONLY mean that the job was not started. If they are hidden,
+ * such a job fails with FTPCLIENT_RESULT_LOCAL_READ or LOCAL_WRITE, or uses a file that only the daemon sees.
  */
 FTPCLIENT_API int ftpclient_run(const ftpclient_t *client, int job, const ftpclient_request_t *request,
                                 ftpclient_outcome_t *outcome, size_t outcome_size, int timeout_ms);
 
 /* Starts a job without waiting for its end: waits for its turn, starts the job, and releases the turn. Only a
  * notice can report the outcome; no later call can tell whose outcome it reads. Ignores the request's resume
- * and verify. Returns as ftpclient_run() up to the start, or the daemon's refusal. */
+ * and verify. Fails as ftpclient_run() up to the start, or with the daemon's refusal. */
 FTPCLIENT_API int ftpclient_start(const ftpclient_t *client, int job, const ftpclient_request_t *request,
                                   int timeout_ms);
 
 /* ---- Non-blocking forms, for event loops: begin, wait for the descriptor, finish ----
  *
  *   ftpclient_begin_run(client, job, request, timeout_ms, &call);
- *   for each time that poll(2) or epoll(7) finds ftpclient_call_fd(call) readable:
+ *   whenever poll(2) or epoll(7) reports ftpclient_call_fd(call) as readable:
  *       code = ftpclient_call_finish(call);      FTPCLIENT_PENDING: call it again later
  *   ftpclient_call_outcome(call, &outcome, sizeof outcome);
  *   ftpclient_call_free(call);
@@ -350,8 +350,8 @@ FTPCLIENT_API int ftpclient_call_fd(const ftpclient_call_t *call);
 FTPCLIENT_API int ftpclient_call_finish(ftpclient_call_t *call);
 
 /* Ends the call early: at once while it waits for its turn, otherwise by cancelling its job. It is finished
- * when ftpclient_call_finish() says so, usually with FTPCLIENT_RESULT_CANCELED. FTPCLIENT_OK, also for a
- * finished call. */
+ * when ftpclient_call_finish() says so, usually with FTPCLIENT_RESULT_CANCELED. Returns FTPCLIENT_OK, also
+ * for a finished call. */
 FTPCLIENT_API int ftpclient_call_stop(ftpclient_call_t *call);
 
 /* What the call is doing, an ftpclient_phase; FTPCLIENT_PHASE_DONE for NULL. */
@@ -386,13 +386,13 @@ FTPCLIENT_API int ftpclient_request_new(int protocol, ftpclient_request_t **requ
 /* Erases the request, including the password, and frees it. NULL is a no-op. */
 FTPCLIENT_API void ftpclient_request_free(ftpclient_request_t *request);
 
-/* The reason of the last refusal by a setter, a sentence such as "remote path: must not hold '#'"; "" if
- * there was none, and for NULL. The request owns the text; the next refusal changes it. */
+/* Why a setter last refused a value, such as "remote path: must not hold '#'"; "" if none has, and for NULL.
+ * The request owns the text; the next refusal changes it. */
 FTPCLIENT_API const char *ftpclient_request_complaint(const ftpclient_request_t *request);
 
 /* host: a name or address of at most 255 bytes, an IPv6 address in brackets; ERR_CHARACTER for blanks,
- * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's
- * default) to 65535. */
+ * control characters, any of / @ # ? \ and, outside brackets, ':' and '%'. port: 0 (the protocol's default;
+ * Zixi has none) to 65535. */
 FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port);
 
 /* User and password: at most 31 and 223 bytes, for Zixi 63 and 127; both may be empty. ERR_CHARACTER for CR
@@ -400,9 +400,9 @@ FTPCLIENT_API int ftpclient_request_set_server(ftpclient_request_t *request, con
 FTPCLIENT_API int ftpclient_request_set_login(ftpclient_request_t *request, const char *user,
                                               const char *password);
 
-/* At most 511 bytes, relative to the login directory; over FTP and FTPS a leading '/' makes it absolute, over
- * SFTP it always stays below the login directory. ERR_CHARACTER for '#', '?', CR and LF, and over FTP and
- * FTPS for ";type=" in any case and the byte 255; Zixi accepts all bytes. */
+/* At most 511 bytes, relative to the login directory or, over FTP and FTPS, absolute with a leading '/'.
+ * ERR_CHARACTER for '#', '?', CR and LF, and over FTP and FTPS for ";type=" in any case and the byte 255.
+ * Zixi accepts all bytes and uses only the folder of the path: the file keeps its local name. */
 FTPCLIENT_API int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *path);
 
 /* The file that the daemon writes in a download or reads in an upload, at most 255 bytes. The daemon runs in
@@ -416,8 +416,8 @@ FTPCLIENT_API int ftpclient_request_set_passive(ftpclient_request_t *request, in
  * none. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, uint32_t port);
 
-/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login exceed
- * 255 bytes; every character but letters, digits and "-._~" counts as three. ERR_ARGUMENT for Zixi. */
+/* The login of the HTTP proxy; two empty strings mean none. ERR_TOO_LONG if host and login together exceed
+ * 255 bytes, where each byte other than letters, digits and "-._~" counts as three. ERR_ARGUMENT for Zixi. */
 FTPCLIENT_API int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *user,
                                                     const char *password);
 

@@ -2,7 +2,7 @@
  *
  * The turn is an exclusive flock(2) on a file next to the control socket; the kernel releases it when its
  * holder ends. For fairness, waiting programs also have a place in a queue: each locks one byte (F_OFD_SETLK,
- * fcntl(2)), a higher one the later it came. The queue is optional: the flock excludes all others too. */
+ * fcntl(2)), later programs higher ones. The queue is optional: the flock excludes all others too. */
 #ifndef FTPC_TURN_H
 #define FTPC_TURN_H
 

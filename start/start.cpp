@@ -2,8 +2,8 @@
 //   start GROUP PID_FILE DAEMON
 // The daemon creates its control socket open to everybody. This program gives it to GROUP with mode 0660 as
 // soon as it appears, and first creates the clients' lock file for the same group. It writes the daemon's
-// process id to PID_FILE. Exit status: 0 when the daemon answers; 1, with a message, when it has ended or
-// does not answer within 10 s; 2 for wrong arguments.
+// process id to PID_FILE. Exit status: 0 when the daemon answers; 1, with a message, after any failure, such
+// as a daemon that has ended or does not answer within 10 s; 2 for wrong arguments.
 
 #include "strutil/guards.h"
 #include "wire/control.h"
