@@ -20,7 +20,11 @@ bool disk_sync_content(const std::string &path)
 
 int disk_move(const std::string &from, const std::string &to)
 {
-    return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    const int moved = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    if (moved == 0 || errno != EINVAL)
+        return moved;
+    // NFS has no such rename, but hard links.
+    return link(from.c_str(), to.c_str()) == 0 ? unlink(from.c_str()) : -1;
 }
 
 std::string disk_move_to_free_name(const std::string &from, const std::function<std::string(int)> &name_of)

@@ -4,6 +4,7 @@
 #include "ftpctl/profile.h"
 
 #include <algorithm>
+#include <filesystem>
 
 // False if the remote size is not available, so that nothing can be resumed or compared.
 static bool is_verifiable(const options_t &options)
@@ -42,10 +43,19 @@ static void check_path(const options_t &options, const url_t &url)
         throw failure(STATUS_USAGE, "URL: path: a control character cannot be sent over FTP");
 }
 
+static void check_name(const entry_t &entry, const url_t &url)
+{
+    const auto name_of = [](const std::string &path) { return std::filesystem::path(path).filename(); };
+    if (url_is_zixi(url) && name_of(url.path) != name_of(entry.source()))
+        throw failure(STATUS_USAGE, "zixi:// keeps the local file's name, so neither another name nor --copy "
+                                    "is possible");
+}
+
 job_t upload_job(const options_t &options, const entry_t &entry)
 {
     const url_t url = url_parse(options.url);
     check_path(options, url);
+    check_name(entry, url);
     return request_build(options, FTPCLIENT_UPLOAD, url, options.url, entry.source());
 }
 

@@ -70,10 +70,13 @@ static void complete_url(watch_t &watch)
 static void rehearse(const watch_t &watch)
 {
     entry_t entry = watch.entry;
+    const remote_facts_t facts = {"a", "host", 0, 1};
     entry.local = watch.folder;
-    entry.target.url += "a";
+    entry.target.url += url_encoded(remote_name(watch.name, facts));
     add_check(entry);
-    entry.local += "/a";
+    entry.local += "/" + facts.name;
+    if (watch.copies)
+        entry.copy = "/copy";
     add_rehearse(entry);
 }
 

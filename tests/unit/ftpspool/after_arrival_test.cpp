@@ -1,5 +1,6 @@
 #include "ftpspool/after_arrival.h"
 
+#include "failing_calls.h"
 #include "ftpspool/file_identity.h"
 #include "spool_fixture.h"
 
@@ -69,6 +70,20 @@ TEST_F(AfterArrival, MovesToAFreeName)
         entry.identity = file_identify(file).text;
         EXPECT_EQ(after_arrival(entry), "");
         EXPECT_EQ(content_of(moved_to + "/" + name), name);
+    }
+}
+
+// As on NFS.
+TEST_F(AfterArrival, MovesToAFreeNameWithoutTheKernelsOwnCall)
+{
+    const failing_call failing("renameat2", EINVAL);
+    entry.after = after_t::MOVE;
+    for (const char *name : {"a", "a.1"}) {
+        fill(file, name);
+        entry.identity = file_identify(file).text;
+        EXPECT_EQ(after_arrival(entry), "");
+        EXPECT_EQ(content_of(moved_to + "/" + name), name);
+        EXPECT_FALSE(is_there());
     }
 }
 

@@ -63,6 +63,17 @@ TEST_F(UploadJob, RefusesControlCharactersOverFtp)
     EXPECT_EQ(complaint_of(entry), "");
 }
 
+TEST_F(UploadJob, RefusesANameOverZixiThatIsNotTheFiles)
+{
+    const std::string complaint =
+        "2 zixi:// keeps the local file's name, so neither another name nor --copy is possible";
+    EXPECT_EQ(complaint_of(entry_to("zixi://host:2088/dir/b")), complaint);
+    entry_t entry = entry_to("zixi://host:2088/dir/a");
+    EXPECT_EQ(complaint_of(entry), "");
+    entry.copy = dir / "x7Yz2A";
+    EXPECT_EQ(complaint_of(entry), complaint);
+}
+
 TEST_F(UploadJob, ReadsPasswordsOnlyFromPrivateFiles)
 {
     entry_t entry = to_anna();

@@ -88,6 +88,19 @@ TEST_F(WatchCommands, WatchRefusesWhatAddWouldRefuse)
     EXPECT_EQ(run({"watches"}).out, "");
 }
 
+TEST_F(WatchCommands, WatchRefusesOtherNamesOverZixi)
+{
+    const std::vector<std::string> words = {"watch", root, "zixi://host:2088/d/"};
+    for (const std::vector<std::string> &more :
+         {std::vector<std::string>{"--copy"}, {"--name", "{base}.mp4"}, {"--name", "%Y/{counter}"}}) {
+        std::vector<std::string> all = words;
+        all.insert(all.end(), more.begin(), more.end());
+        EXPECT_THAT(refusal(all), StartsWith("2 ftpspool: zixi:// keeps the local file's name"))
+            << more.back();
+    }
+    EXPECT_EQ(run({"watch", root, "zixi://host:2088/d/", "--name", "%Y/{name}"}).out, "1\n");
+}
+
 TEST_F(WatchCommands, WatchRefusesToMoveFilesIntoAWatchedFolder)
 {
     fs::create_directories(root + "/sub/.hidden");
