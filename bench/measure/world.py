@@ -118,9 +118,9 @@ class _Device:
                 self.arrivals = []
                 super().__init__()
 
-            def _take(self, connection):
+            def take(self, connection):
                 self.arrivals.append(time.monotonic())
-                super()._take(connection)
+                super().take(connection)
 
         self.log = LogReader()
         ConsoleReader()

@@ -1,6 +1,9 @@
-"""The page of performance is the one that bench/report writes."""
+"""The page of performance is the one that bench/report writes, and the benchmarks still run with the tests' servers."""
 
+import json
+import os
 import runpy
+import subprocess
 import sys
 
 import pytest
@@ -24,3 +27,12 @@ def test_each_section_has_the_reports_text_and_figures(prefix):
 
 def test_the_page_says_when_and_on_what_it_was_measured():
     assert "\nMeasured on " in PAGE and " in one run on " in PAGE
+
+
+def test_a_benchmark_runs():
+    smallest = ["--mib", "1", "--entries", "100", "--rounds", "1", "--build", os.environ["FTP_CLIENTD_BUILD"]]
+    done = subprocess.run([ROOT / "bench" / "one", *smallest], capture_output=True, text=True)
+    assert done.returncode == 0, done.stderr
+    figures = json.loads(done.stdout.splitlines()[-1])
+    assert {"look-up, Unix, CPU ms", "upload, FTP, CPU ms", "upload, FTPS, CPU ms", "upload, SFTP, CPU ms"} <= figures.keys()
+    assert min(figures.values()) > 0
