@@ -63,7 +63,7 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+            if (run.run_type != Run::RT_Iteration)
                 continue;
             const double ns = 1e6 * run.GetAdjustedCPUTime() / static_cast<double>(LINES);
             const std::string name = run.run_name.function_name;
