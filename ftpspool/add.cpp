@@ -150,6 +150,8 @@ int spool_add(const spool_options_t &options)
         copying.emplace(paths);
         entry.original = file_identify(entry.local).text;
         entry.copy = copying->make(entry.local);
+        if (!file_is_still(entry.local, entry.original))
+            throw failure(STATUS_LOCAL, entry.local + ": changed while it was copied");
     }
     entry.size_bytes = file_identify(entry.source()).size_bytes;
     add_rehearse(entry);

@@ -62,8 +62,8 @@ void copies_sweep(const store_t &store)
     if (!folder || flock(dirfd(folder.get()), LOCK_EX | LOCK_NB) != 0)
         return;
     while (const dirent *found = readdir(folder.get())) {
-        const std::string path = files + "/" + found->d_name;
-        if (found->d_name[0] != '.' && !store.owns_copy(path))
-            unlink(path.c_str());
+        const std::string name = found->d_name;
+        if (name[0] != '.' && !store.owns_copy(name))
+            unlink(store.paths().file(name).c_str());
     }
 }

@@ -6,6 +6,7 @@
 #include "ftpspool/file_identity.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <unistd.h>
 
@@ -116,11 +117,12 @@ int spool_run(const spool_options_t &options)
     return STATUS_DONE;
 }
 
-int spool_main(const spool_options_t &options)
+int spool_main(spool_options_t options)
 {
     int status = STATUS_LOCAL;
     std::string line;
     try {
+        options.folder = std::filesystem::absolute(options.folder).string();
         return options.run(options);
     } catch (const failure &error) {
         status = error.status;

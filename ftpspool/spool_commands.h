@@ -29,4 +29,4 @@ int spool_run(const spool_options_t &options);
 
 // Runs the command. Throws nothing: a failure is printed on standard error, with --json on standard output as
 // well.
-int spool_main(const spool_options_t &options);
+int spool_main(spool_options_t options);

@@ -4,16 +4,18 @@
 #include "ftpspool/target_columns.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <unistd.h>
 
 constexpr int CACHE_KIB = 256;
 
-// What entry_from() reads, in its order.
+// What entry_from() reads, in its order. Of a copy only the name is stored: the spool may be moved, and reached
+// by several paths.
 #define COLUMNS                                                                                                                    \
     "id, state, priority, added_s, not_before_s, expires_s, tries_most, tries, local, copy, original, size_bytes, " TARGET_COLUMNS \
     ", after, move_to, urged, resumable, identity, place, ended_s, error, message"
 
-static entry_t entry_from(const statement_t &row)
+static entry_t entry_from(const statement_t &row, const spool_paths_t &paths)
 {
     int column = 0;
     const auto number = [&] { return row.number(column++); };
@@ -28,7 +30,8 @@ static entry_t entry_from(const statement_t &row)
     entry.tries_most = number();
     entry.tries = number();
     entry.local = text();
-    entry.copy = text();
+    const std::string copy = text();
+    entry.copy = copy.empty() ? "" : paths.file(copy);
     entry.original = text();
     entry.size_bytes = number();
     entry.target = target_from(row, column);
@@ -88,9 +91,10 @@ int64_t store_t::insert(const entry_t &entry, const std::string &server) const
         ", after, move_to) VALUES ((SELECT id FROM servers WHERE name = ?1), ?2, ?3, ?4, ?5, "
         "?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21)");
     const target_t &target = entry.target;
+    const std::string copy = std::filesystem::path(entry.copy).filename().string();
     insert
         .with(server, entry.priority, entry.added_s, entry.not_before_s, entry.expires_s, entry.tries_most,
-              entry.local, entry.copy, entry.original, entry.size_bytes, target.url, target.user,
+              entry.local, copy, entry.original, entry.size_bytes, target.url, target.user,
               target.password_file, target.pin, target.proxy, target.proxy_password_file,
               int64_t{target.active}, target.profile, target.profiles, static_cast<int64_t>(entry.after),
               entry.move_to)
@@ -103,7 +107,7 @@ std::optional<entry_t> store_t::find(int64_t id) const
     statement_t query(database_, "SELECT " COLUMNS " FROM entries WHERE id = ?1");
     if (!query.with(id).next())
         return std::nullopt;
-    return entry_from(query);
+    return entry_from(query, paths_);
 }
 
 void store_t::each(std::optional<state_t> state, const std::function<void(const entry_t &)> &take) const
@@ -111,7 +115,7 @@ void store_t::each(std::optional<state_t> state, const std::function<void(const 
     statement_t query(database_, "SELECT " COLUMNS " FROM entries WHERE ?1 = -1 OR state = ?1 ORDER BY id");
     query.with(state ? static_cast<int64_t>(*state) : int64_t{-1});
     while (query.next())
-        take(entry_from(query));
+        take(entry_from(query, paths_));
 }
 
 figures_t store_t::figures() const
@@ -166,7 +170,7 @@ int64_t store_t::clear_done()
     return database_.changed();
 }
 
-bool store_t::owns_copy(const std::string &path) const
+bool store_t::owns_copy(const std::string &name) const
 {
-    return statement_t(database_, "SELECT 1 FROM entries WHERE copy = ?1 AND copy <> ''").with(path).next();
+    return statement_t(database_, "SELECT 1 FROM entries WHERE copy = ?1 AND copy <> ''").with(name).next();
 }

@@ -21,6 +21,7 @@ struct spool_paths_t {
     std::string folder;
     std::string database() const { return folder + "/spool.db"; }
     std::string files() const { return folder + "/files"; }
+    std::string file(const std::string &name) const { return files() + "/" + name; }
     std::string lock() const { return folder + "/lock"; }
 };
 
@@ -128,8 +129,8 @@ public:
     // -> done. `note`: what could not be done with the local file.
     void done(int64_t id, const std::string &note, int64_t now_s);
 
-    // True when the path is the copy of an entry.
-    bool owns_copy(const std::string &path) const;
+    // True when the file of this name in paths().files() is the copy of an entry.
+    bool owns_copy(const std::string &name) const;
 
     // For the tables of watches (watches.h), and for the log (log_keeper.h).
     const database_t &database() const { return database_; }

@@ -33,9 +33,9 @@ def entries_in(left):
     power.lay_out(left, AFTER)
     connection = sqlite3.connect(f"{AFTER}{DATABASE}")
     assert connection.execute("PRAGMA integrity_check").fetchone() == ("ok",)
-    found = [Entry(*row) for row in connection.execute("SELECT state, local, copy FROM entries ORDER BY id")]
+    rows = connection.execute("SELECT state, local, copy FROM entries ORDER BY id").fetchall()
     connection.close()
-    return found
+    return [Entry(state, local, copy and f"{SPOOL}/files/{copy}") for state, local, copy in rows]
 
 
 def points(disk):

@@ -171,6 +171,17 @@ TEST_F(Add, CopiesAFileThatMayThenBeDeleted)
     EXPECT_EQ(entries_of(paths.files()), 0u);
 }
 
+TEST_F(Add, CopiesIntoASpoolThatIsGivenRelatively)
+{
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path);
+    paths.folder = "spool";
+    EXPECT_EQ(run({"add", file, "ftp://host/f", "--copy"}).err, "");
+    std::filesystem::current_path(before);
+    paths.folder = dir / "spool";
+    EXPECT_EQ(content_of(found(1).source()), "0123456789");
+}
+
 TEST_F(Add, ReportsAWorkingFolderThatIsGone)
 {
     const auto before = std::filesystem::current_path();

@@ -89,6 +89,29 @@ TEST_F(Copies, AreSweptWhenNoEntryOwnsThem)
     EXPECT_TRUE(std::filesystem::exists(entry.copy));
 }
 
+TEST_F(Copies, BelongToTheirEntryByWhateverPathTheSpoolIsReached)
+{
+    const spool_paths_t with_slash = {paths.folder + "/"};
+    std::filesystem::create_directory_symlink(paths.folder, dir / "link");
+    const spool_paths_t linked = {dir / "link"};
+    entry_t entry = entry_to("ftp://one/a");
+    for (const spool_paths_t &by : {with_slash, linked}) {
+        store_t store = store_t::open(by);
+        copying_t copying(by);
+        entry.copy = copying.make(file);
+        store.add(entry, "one");
+        copying.keep();
+    }
+    copies_sweep(open());
+    EXPECT_EQ(entries_of(paths.files()), 2u);
+    std::filesystem::rename(paths.folder, dir / "moved");
+    const spool_paths_t moved = {dir / "moved"};
+    const store_t store = store_t::open(moved);
+    copies_sweep(store);
+    for (const int64_t id : {1, 2})
+        EXPECT_EQ(content_of(store.find(id)->source()), "0123456789");
+}
+
 TEST_F(Copies, ReportWhyTheyCannotBeMade)
 {
     EXPECT_EQ(failure_without_descriptors([&] { copying_t{paths}; }),

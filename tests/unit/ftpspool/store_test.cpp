@@ -6,7 +6,7 @@ namespace
 
 using Store = Spool;
 
-entry_t full_entry()
+entry_t full_entry(const spool_paths_t &paths)
 {
     entry_t entry;
     entry.priority = -3;
@@ -15,7 +15,7 @@ entry_t full_entry()
     entry.expires_s = NOW_S + 2;
     entry.tries_most = 4;
     entry.local = "/l\xff";
-    entry.copy = "/c";
+    entry.copy = paths.file("c");
     entry.original = "o";
     entry.size_bytes = int64_t{1} << 40;
     entry.target = {"ftp://h/f", "u", "/pw", "sha1:00", "p:1", "/ppw", true, "p", "/profiles"};
@@ -28,7 +28,7 @@ entry_t full_entry()
 
 TEST_F(Store, KeepsAllFieldsOfAnEntry)
 {
-    const entry_t entry = full_entry();
+    const entry_t entry = full_entry(paths);
     const int64_t id = open().add(entry, "one");
     const entry_t found = *open().find(id);
     EXPECT_EQ(found.id, id);
@@ -184,7 +184,7 @@ TEST_F(Store, ChangesStatesOnlyWhereAllowed)
 TEST_F(Store, ForgetsEarlierTriesOnRetry)
 {
     store_t store = open();
-    entry_t entry = full_entry();
+    entry_t entry = full_entry(paths);
     const int64_t id = store.add(entry, "one");
     store.begin(id, "identity");
     store.fail(id, {"login-refused", "no"}, NOW_S);
