@@ -175,8 +175,11 @@ void hot_folder_t::begin_scan()
 
 void hot_folder_t::scan_one()
 {
+    errno = 0;
     const dirent *found = readdir(scanned_.get());
     if (found == nullptr) {
+        if (errno != 0)
+            fail(scanned_path_);
         scanned_.reset();
         return;
     }

@@ -143,23 +143,22 @@ static void make_turn_file(gid_t group)
         fail(CONTROL_TURN_PATH);
 }
 
-// A descriptor that waits at most that long in connect, send or recv.
-static descriptor make_connection(time_t limit_s)
+// SO_SNDTIMEO limits connect and send, SO_RCVTIMEO recv.
+static void limit_wait(const descriptor &connection, int option, time_t end_s)
 {
-    descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const timeval limit = {limit_s, 0};
-    setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    return connection;
+    const timeval limit = {std::max<time_t>(end_s - now_s(), 1), 0}; // 0 would be no limit
+    setsockopt(connection.get(), SOL_SOCKET, option, &limit, sizeof limit);
 }
 
 // Sends command 0 and waits for the reply. The id of the answering process, 0 if there was no answer.
-static pid_t ask(time_t limit_s)
+static pid_t ask(time_t end_s)
 {
-    const descriptor connection = make_connection(limit_s);
+    const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    limit_wait(connection, SO_SNDTIMEO, end_s);
     sockaddr_un address = {AF_UNIX, CONTROL_SOCKET_PATH};
     if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
         return 0;
+    limit_wait(connection, SO_RCVTIMEO, end_s);
     ucred daemon;
     socklen_t size = sizeof daemon;
     const message_header_t nothing = {COMMAND_NONE, 0};
@@ -174,7 +173,7 @@ static pid_t ask(time_t limit_s)
 static pid_t await_answer(time_t end_s)
 {
     for (;;) {
-        const pid_t daemon = ask(std::max<time_t>(end_s - now_s(), 1)); // 0 would be no limit
+        const pid_t daemon = ask(end_s);
         if (daemon != 0)
             return daemon;
         if (!may_wait(end_s))

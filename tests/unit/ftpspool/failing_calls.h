@@ -1,7 +1,8 @@
 // System calls that fail where a test wants it.
 #pragma once
 
-// For one scope the named call fails with that errno: fdatasync, fork, fsync, link, rename, renameat2.
+// For one scope the named call fails with that errno: fdatasync, fork, fsync, link, readdir64, rename,
+// renameat2.
 class failing_call
 {
 public:

@@ -1,5 +1,6 @@
 #include "ftpspool/hot_folder.h"
 
+#include "failing_calls.h"
 #include "spool_fixture.h"
 
 #include <fcntl.h>
@@ -114,6 +115,20 @@ TEST_F(HotFolder, OffersFilesInSubFoldersOnRequest)
     fill(dir / "outside/e", "5");
     fs::rename(dir / "outside", in("came"));
     EXPECT_THAT(step(), ElementsAre("came/e"));
+}
+
+TEST_F(HotFolder, ScansAgainAfterAScanThatFailed)
+{
+    fill(in("a"), "1");
+    watch();
+    {
+        const failing_call failing("readdir64", EIO);
+        EXPECT_THAT(step(), IsEmpty());
+    }
+    EXPECT_EQ(hot->problem(), root + ": cannot be watched: Input/output error");
+    now_ms = hot->wake_ms();
+    EXPECT_THAT(step(), ElementsAre("a"));
+    EXPECT_EQ(hot->problem(), "");
 }
 
 TEST_F(HotFolder, FollowsRenamedSubFolders)
