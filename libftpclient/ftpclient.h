@@ -73,7 +73,7 @@ enum ftpclient_error {
     FTPCLIENT_ERR_IN_USE = -12,          /* another program receives the notices */
     FTPCLIENT_PENDING = -13,             /* no failure: not finished yet, wait for the descriptor */
     FTPCLIENT_ERR_DENIED = -14,          /* this user may not use the control socket */
-    FTPCLIENT_ERR_NO_ANSWER = -15,       /* the daemon did not answer a request for 10 s */
+    FTPCLIENT_ERR_NO_ANSWER = -15,       /* the daemon did not answer a request for 21 s */
     FTPCLIENT_ERR_TURN = -16,            /* other programs kept the daemon busy beyond the turn's limit */
     FTPCLIENT_ERR_UNKNOWN_OUTCOME = -17, /* another program interfered: how this job ended is not known */
     FTPCLIENT_ERR_SILENT = -18,          /* nothing moved for the silence limit; the job was cancelled */

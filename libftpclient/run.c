@@ -7,9 +7,10 @@
 #include <sys/stat.h>
 
 enum {
-    ANSWER_MS = CONTROL_TALK_MS, /* the daemon gives a client the same time */
-    CANCEL_MS = 30000,           /* a cancel is answered when the job has stopped */
-    STOP_MS = 10000,             /* how much longer a call may take when its time is over */
+    /* The daemon may first have to wait for another client, which has CONTROL_TALK_MS, and then for another. */
+    ANSWER_MS = 2 * CONTROL_TALK_MS + 1000,
+    CANCEL_MS = 30000, /* a cancel is answered when the job has stopped */
+    STOP_MS = 10000,   /* how much longer a call may take when its time is over */
     REFUSALS_MAX = 4
 };
 
@@ -270,12 +271,15 @@ static int advance_once(ftpclient_call_t *call)
     return advance_stage(call);
 }
 
+/* True when the job may have been started, and could not be cancelled yet. */
+static int may_run_on(const ftpc_run_t *run) { return run->stage == FTPC_START || run->stage == FTPC_WATCH; }
+
 static int check_time(ftpclient_call_t *call)
 {
     if (!ftpc_is_over(call->end_ms))
         return FTPCLIENT_PENDING;
-    if (call->run.stop_result != 0)
-        return call->run.stop_result; /* stopping has not ended in time either */
+    if (call->run.stop_result != 0) /* stopping has not ended in time either */
+        return may_run_on(&call->run) ? FTPCLIENT_ERR_NO_ANSWER : call->run.stop_result;
     ftpc_run_stop(call, FTPCLIENT_ERR_TIMEOUT);
     return FTPCLIENT_PENDING;
 }

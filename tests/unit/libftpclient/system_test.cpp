@@ -199,7 +199,8 @@ TEST(System, WithoutMemoryNothingIsCreated)
     EXPECT_EQ(call, nullptr);
 }
 
-TEST(System, ARunWaitsTenSecondsForAReplyAndAPingWithoutALimitForEver)
+// The daemon gives another client ten seconds first.
+TEST(System, ARunWaitsTwentyOneSecondsForAReplyAndAPingWithoutALimitForEver)
 {
     fake_daemon daemon(silence);
     const request_holder request(FTPCLIENT_FTP);
@@ -207,8 +208,8 @@ TEST(System, ARunWaitsTenSecondsForAReplyAndAPingWithoutALimitForEver)
     const call_holder ping(ftpclient_begin_ping, open_client(daemon.path()), -1);
     ASSERT_TRUE(daemon.has_got(COMMAND_GET_STATE, 1));
     const std::tuple<const call_holder &, int64_t, int> cases[] = {
-        {run, 8000, FTPCLIENT_PENDING},
-        {run, 11000, FTPCLIENT_ERR_NO_ANSWER},
+        {run, 20000, FTPCLIENT_PENDING},
+        {run, 22000, FTPCLIENT_ERR_NO_ANSWER},
         {ping, int64_t(100) * 86400 * 1000, FTPCLIENT_PENDING}};
     for (const auto &[call, skipped_ms, result] : cases) {
         const with patience({.skipped_ms = skipped_ms});
@@ -231,6 +232,24 @@ TEST(System, StoppingHasALimitToo)
     ASSERT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
     const with patience({.skipped_ms = 11000});
     EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_RESULT_CANCELED);
+}
+
+TEST(System, AJobThatCouldNotBeCancelledIsNotReportedAsCancelled)
+{
+    fake_daemon daemon([script = script_of({idle()})](const message_t &message) mutable {
+        return message.command == COMMAND_DOWNLOAD ? fake_daemon::HANG : script(message);
+    });
+    const request_holder request(FTPCLIENT_FTP);
+    const call_holder call(daemon.path(), FTPCLIENT_DOWNLOAD, request, -1);
+    const auto is_asked_to_start = [&] {
+        return std::ranges::count(daemon.commands(), COMMAND_DOWNLOAD) > 0;
+    };
+    while (!is_asked_to_start())
+        ASSERT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    ftpclient_call_stop(call);
+    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_PENDING);
+    const with patience({.skipped_ms = 11000});
+    EXPECT_EQ(ftpclient_call_finish(call), FTPCLIENT_ERR_NO_ANSWER);
 }
 
 // Turns without open file description locks (before Linux 3.15).
