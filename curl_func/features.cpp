@@ -28,7 +28,7 @@ static bool has_protocol(const curl_version_info_data &libcurl, std::string_view
     return false;
 }
 
-// `versions`: "NAME/VERSION" of each library, those that are not in use in brackets; NULL: there is none.
+// `versions`: a list such as "(GnuTLS/3.7) OpenSSL/3.0", with those not in use in parentheses; NULL for none.
 static bool uses(const char *versions, const char *name)
 {
     const char *found = versions != nullptr ? strstr(versions, name) : nullptr;

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Logs what jobs may need and this libcurl lacks, one line for each thing. For the start of the daemon.
+// Logs one line for each feature that jobs may need and this libcurl does not have. To be called at the start.
 void features_log_missing();
 
 // True when this libcurl can run jobs of this transfer_protocol. FTPS needs a libcurl built with OpenSSL,

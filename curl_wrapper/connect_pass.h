@@ -4,7 +4,7 @@
 
 #include "curl_wrapper/url.h"
 
-// The state of one perform besides the record.
+// What one perform needs in addition to the record.
 struct perform_t {
     curl_e_handle_t *rec;
     list_setting_info_t *list;  // NULL: no listing

@@ -80,7 +80,7 @@ public:
     int64_t changed() const { return sqlite3_changes(made_.get()); }
     int64_t changed_in_all() const { return sqlite3_total_changes(made_.get()); } // since it was opened
 
-    // Throws unless the code stands for success.
+    // Throws unless the code is SQLITE_OK, SQLITE_ROW or SQLITE_DONE.
     void check(int code) const;
 
     const std::string &path() const { return path_; }

@@ -194,7 +194,7 @@ void hot_folder_t::scan_one()
         to_scan_.push_back(path);
 }
 
-// A scan does not restart the pause of a file that waits in the list; if the list is full, each round scans.
+// A scan leaves the pause of a listed file alone. When the list is full, every round scans the folder again.
 void hot_folder_t::offer(const std::string &path, bool has_changed)
 {
     if (offer_(path) || (!has_changed && rechecks_.has(path)))

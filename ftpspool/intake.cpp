@@ -143,8 +143,8 @@ std::vector<std::string> intake_t::some_gone(const std::string &file_system)
     return paths;
 }
 
-// Many files may be delayed, again and again, for the same reason. It is reported once, until those files are
-// settled.
+// Files may be delayed repeatedly for the same reason. A reason is reported once, until no delayed file has
+// it.
 bool intake_t::delay(const std::string &path, const std::string &why)
 {
     const auto is_known = [&why](const auto &delayed) { return delayed.second == why; };

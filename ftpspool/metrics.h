@@ -16,7 +16,7 @@ public:
     // With an empty path nothing is written.
     explicit metrics_t(const std::string &path);
 
-    // A try has sent so many bytes.
+    // Adds the bytes that one try has sent.
     void sent(int64_t bytes);
 
     // An entry has arrived.
@@ -30,7 +30,7 @@ public:
     // tried again with the next change. Times are those of steady_ms().
     void keep(const store_t &store, int64_t now_ms);
 
-    // When keep() is due because of a change that it has not written; 0: there is none.
+    // When keep() must write a pending change; 0: none is pending.
     int64_t due_ms() const { return is_stale_ ? next_ms_ : 0; }
 
     // Writes at once what is not written yet.
