@@ -1,6 +1,8 @@
 // get: a download goes to a file beside the destination, which it replaces when complete.
 #include "played.h"
 
+#include <atomic>
+
 namespace
 {
 
@@ -35,7 +37,7 @@ TEST_F(Get, RenamesTheFileWhenItIsComplete)
 
 TEST_F(Get, DownloadsIntoAPrivateFolderNextToTheDestination)
 {
-    mode_t folder_mode = 0;
+    std::atomic<mode_t> folder_mode = 0;
     played play(
         [&, script = done()](const message_t &message) mutable {
             struct stat status = {};
@@ -45,7 +47,7 @@ TEST_F(Get, DownloadsIntoAPrivateFolderNextToTheDestination)
             return script(message);
         },
         {"get", URL, dir / "f"});
-    EXPECT_EQ(folder_mode, S_IFDIR | 0700u);
+    EXPECT_EQ(folder_mode.load(), S_IFDIR | 0700u);
     ASSERT_EQ(play.daemon.starts(), 1u);
     const transfer_request_t request = play.daemon.requests()[0];
     EXPECT_THAT(request.local_path, MatchesRegex((dir / "") + "\\.f\\.ftpctl\\.[A-Za-z0-9]{6}/f"));
