@@ -40,15 +40,14 @@ static void check_path(const options_t &options, const url_t &url)
 {
     const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };
     if (url_is_ftp(url) && options.proxy.empty() && std::ranges::any_of(url.path, is_control))
-        throw failure(STATUS_USAGE, "URL: path: a control character cannot be sent over FTP");
+        refuse("URL: path: a control character cannot be sent over FTP");
 }
 
 static void check_name(const entry_t &entry, const url_t &url)
 {
     const auto name_of = [](const std::string &path) { return std::filesystem::path(path).filename(); };
     if (url_is_zixi(url) && name_of(url.path) != name_of(entry.source()))
-        throw failure(STATUS_USAGE, "zixi:// keeps the local file's name, so neither another name nor --copy "
-                                    "is possible");
+        refuse("zixi:// keeps the local file's name, so neither another name nor --copy is possible");
 }
 
 job_t upload_job(const options_t &options, const entry_t &entry)
