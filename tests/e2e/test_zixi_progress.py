@@ -59,37 +59,11 @@ def test_each_second_has_its_line(uploaded, log):
     assert len(seen) <= notice.exec_info.elapsed_time < 60
 
 
-def test_a_small_file_has_one_line(uploaded, log):
-    """1000 bytes are 8 kilobits: the digits after the dot are padded with blanks."""
-    uploaded(1000)
-    (line,) = [text for text in log.texts if text.startswith("zixi_func(731)")]
-    sample = feeder.Sample.of(line)
-    assert sample.percent == 100 and 0 <= sample.speed_kbits_s <= 8
-    assert line == (
-        "zixi_func(731): Uploaded: 100% 0MB/0MB"
-        f" Speed: 0.  {sample.speed_kbits_s}Mbps"
-        f" elapsed:0[m] / remain:{sample.remaining_minutes}[m]\n"
-    )
-    assert sample.remaining_minutes == (0 if sample.speed_kbits_s >= 1 else -1)
-
-
 def test_an_empty_file_has_no_total(uploaded, log):
     notice = uploaded(0)
     assert samples(log) == [(0, 0, 0, 0, 0, -1)]
     assert notice.exec_info[:2] == (0, 0)
     assert feeder.stored() == {"a": b""}
-
-
-def test_a_total_of_0_shows_0_percent(uploaded, log):
-    """The library does not know the size: the sent bytes are reported, the total keeps its value."""
-    notice = uploaded(3 * MB, rate=MB, total=0, speed=TRUE)
-    seen = samples(log)
-    assert {(sample.percent, sample.total_mb) for sample in seen} == {(0, 0)}
-    assert seen[-1].sent_mb == 3
-    # The speed is relative to the total of 0, so it counts all bytes so far.
-    assert all(sample.speed_kbits_s > 0 for sample in seen)
-    assert notice.exec_info[:2] == (0, 3 * MB)
-    assert len(feeder.stored()["a"]) == 3 * MB
 
 
 @pytest.mark.parametrize("total", [(4 << 30) - 1, 4 << 30, 6 * GB, 1500 * GB])
@@ -104,29 +78,6 @@ def test_sizes_above_4_gib_are_exact(uploaded, log, total):
     assert seen[-1] == (100, total // MB, total // MB, 0, 0, -1)
     assert seen[0].speed_kbits_s > 0 > seen[1].speed_kbits_s
     assert len(feeder.stored()["a"]) == 90000
-
-
-def test_elapsed_minutes_are_shown(uploaded, log):
-    """70 seconds of the daemon's clock."""
-    notice = uploaded(70000, rate=1000)
-    assert notice.exec_info.elapsed_time >= 69
-    minutes = [sample.elapsed_minutes for sample in samples(log)]
-    assert minutes[0] == 0 and minutes == sorted(minutes)
-    assert minutes[-1] == int(notice.exec_info.elapsed_time // 60) >= 1
-
-
-def test_the_first_line_shows_the_remaining_minutes(feed, network_manager, log, local):
-    feed(rate=100000, total=2000 * MB)
-    make_file(local / "a", 100 * MB)
-    feeder.upload(local / "a", "a")
-    log.wait_for(r"^zixi_func\(731\)")
-    first = samples(log)[0]
-    bits_s = first.speed_kbits_s * 1000
-    sent_mb = (first.sent_mb + 1, first.sent_mb)
-    least, most = ((2000 - mb) * MB * 8 // bits_s // 60 for mb in sent_mb)
-    assert least <= first.remaining_minutes <= most
-    assert first.remaining_minutes >= 10
-    client.cancel()
 
 
 def test_command_3_follows_the_upload_whose_file_gets_its_name_when_complete(feed, network_manager, local):
