@@ -102,13 +102,6 @@ def test_an_existing_remote_file_is_replaced_for_0_only(zixi, jobs, log, local):
         assert feeder.stored() == {"d/a": b"new one" if replaced else b"old"}, word
 
 
-def test_a_new_remote_file_needs_no_permission_to_overwrite(zixi, jobs, local):
-    for word, _ in OVERWRITE:
-        make_file(local / f"{word}", 9)
-        tells_of(jobs.zixi_upload(local / f"{word}", "a", resume=word), 9)
-        assert (FOLDER / f"{word}").read_bytes() == (local / f"{word}").read_bytes()
-
-
 # (user and password of the request, are they accepted)
 LOGINS = [
     ("alice", "secret", True),

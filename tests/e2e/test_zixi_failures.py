@@ -8,7 +8,7 @@ from harness import client, feeder, wire
 from harness.feeder import DONE, FOLDER, NETWORK, closing, for_good, given_up, make_file, named, not_started
 from harness.waiting import HELD_UP_S, wait_until
 
-FAILED, EXISTS = (1, wire.NETWORK), (1, 23)
+FAILED = (1, wire.NETWORK)
 ATTEMPTS = 5
 
 
@@ -23,26 +23,12 @@ def uploading(code):
 # calls of the library that fail: (what is logged, (result, detail), the library's error)
 AT_EACH_CALL = {
     "zixi_configure_logging:-13": ([*set_up(557, "configuring logging", -13), NETWORK], FAILED, -13),
-    "zixi_configure_credentials:-7": ([*set_up(575, "configuring credentials", -7), NETWORK], FAILED, -7),
-    "zixi_prepare_configuration:-5": ([*set_up(588, "preparing configuration", -5), NETWORK], FAILED, -5),
     # Each attempt prepares again.
     "zixi_upload_file:-21:1,zixi_prepare_configuration:3:1:1": (
         [*not_started(-21), *set_up(588, "preparing configuration", 3), NETWORK],
         FAILED,
         3,
     ),
-    "zixi_upload_file:-17": (for_good(-17), FAILED, -17),
-    "zixi_upload_file:-20": (for_good(-20), FAILED, -20),
-    "zixi_upload_file:-22": ([*not_started(-22), given_up(-22)], EXISTS, -22),
-    "zixi_upload_file:-23": (for_good(-23), FAILED, -23),
-    "zixi_upload_file:8": (for_good(8), FAILED, 8),
-    # One failure is retried, the second is not.
-    "zixi_upload_file:-21:2,zixi_upload_file:-22:1:2": (
-        [*not_started(-21) * 2, *not_started(-22), given_up(-22)],
-        EXISTS,
-        -22,
-    ),
-    "zixi_get_upload_progress:-17": ([*uploading(-17), DONE, NETWORK], FAILED, -17),
     "zixi_get_upload_progress:-17,zixi_close_stream:-1": (
         [*uploading(-17), *closing(-1), DONE, NETWORK],
         FAILED,
@@ -50,7 +36,6 @@ AT_EACH_CALL = {
     ),
     # A failing close alone does not fail the job.
     "zixi_close_stream:-1": ([*closing(-1), DONE], (0, 0), 0),
-    "zixi_close_stream:3": ([*closing(3), DONE], (0, 0), 0),
 }
 
 
@@ -66,25 +51,6 @@ def test_a_failing_call_is_logged_by_name_and_reported(feed, jobs, log, local, f
     assert client.state()[:6] == (0, 0, 0, 2, outcome[1], 0)
 
 
-def test_a_temporary_start_failure_is_tried_five_times_a_second_apart(feed, network_manager, log, local):
-    speed = 10
-    codes = [-21, 1, 2, 3, 4, 5, 6, 7]
-    plan = (f"zixi_upload_file:{code}:{ATTEMPTS}:{i * ATTEMPTS}" for i, code in enumerate(codes))
-    feed(speed=speed, fail=",".join(plan))
-    make_file(local / "a", 1000)
-    for job, code in enumerate(codes, 1):
-        before, begin = len(feeder.said(log)), time.monotonic()  # before the first line, which may be seen late
-        assert feeder.upload(local / "a", "a") == (0, 0)
-        log.wait_for(r"zixi_func\(623\)", job * ATTEMPTS)
-        assert time.monotonic() - begin >= (ATTEMPTS - 1) / speed, code
-        notice = network_manager.wait_for(wire.NOTICE_UPLOAD, job)
-        assert notice.outcome == FAILED, code
-        assert feeder.signed(notice.exec_info.zixi_error) == code
-        lines = [*not_started(code) * ATTEMPTS, given_up(code), NETWORK]
-        assert feeder.said(log)[before:] == lines, code
-    assert not FOLDER.exists()
-
-
 def test_the_second_between_attempts_is_a_real_one(feed, network_manager, log, local):
     feed(speed=1, fail="zixi_upload_file:-21:1")
     make_file(local / "a", 1000)
@@ -94,18 +60,6 @@ def test_the_second_between_attempts_is_a_real_one(feed, network_manager, log, l
     wait_until(feeder.stored, "the second attempt")
     assert 1 <= time.monotonic() - begin < 2 + HELD_UP_S
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
-
-
-@pytest.mark.parametrize("failures", [1, ATTEMPTS - 1])
-def test_a_successful_attempt_ends_without_an_error(feed, jobs, log, local, failures):
-    feed(fail=f"zixi_upload_file:-21:{failures}")
-    content = make_file(local / "a", 70000).read_bytes()
-    # The path is cut once, not again for each attempt.
-    notice = jobs.zixi_upload(local / "a", "d/e/f/a")
-    assert notice.outcome == (0, 0)
-    assert notice.exec_info.zixi_error == 0
-    assert feeder.said(log) == [*not_started(-21) * failures, DONE]
-    assert feeder.stored() == {"d/e/f/a": content}
 
 
 def test_the_next_job_has_five_attempts_of_its_own(feed, jobs, log, local):

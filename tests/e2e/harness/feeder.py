@@ -26,16 +26,9 @@ NAMES = {
     -17: "ZIXI_ERROR_NETWORK",
     -13: "ZIXI_ERROR_NOT_SUPPORTED",
     -7: "ZIXI_ERROR_AUTHORIZATION_FAILED",
-    -5: "ZIXI_ERROR_DLL_NOT_FOUND",
     -4: "ZIXI_ERROR_NOT_CONNECTED",
     -1: "ZIXI_ERROR_FAILED",
-    1: "ZIXI_ERROR_INVALID_PARAMETER",
-    2: "ZIXI_ERROR_STREAM_CHANGED",
     3: "ZIXI_ERROR_ALREADY_INITIALIZED",
-    4: "ZIXI_ERROR_ALREADY_CONNECTED",
-    5: "ZIXI_ERROR_NOT_READY",
-    6: "ZIXI_ERROR_BUFFER_TO_SMALL",
-    7: "ZIXI_ERROR_RECONNECTING",
 }
 
 
@@ -121,7 +114,7 @@ def said(log):
 
 
 def named(code):
-    return f"error: zixi_func(1170): {NAMES.get(code, 'Unknown error')}({code}) \n"
+    return f"error: zixi_func(1170): {NAMES[code]}({code}) \n"
 
 
 def not_started(code):
