@@ -86,10 +86,11 @@ TEST_P(CompletionNotice, ItsBodyIsTheOutcomeAndTheWholeProgressBlock)
 
 TEST_P(CompletionNotice, ACancelledJobIsNotAnnounced)
 {
-    for (const uint32_t kind : {0u, 1u, 2u, 3u}) {
-        engine().record.module_info = {0, kind, 1, 1};
-        notify(engine_select(GetParam().protocol));
-    }
+    for (const uint32_t kind : {0u, 1u, 2u, 3u})
+        for (const uint32_t result : {1u, 16u}) { // 16: it failed before it saw the cancel
+            engine().record.module_info = {0, kind, result, 1};
+            notify(engine_select(GetParam().protocol));
+        }
     EXPECT_TRUE(network_manager.is_nobody_waiting());
 }
 
