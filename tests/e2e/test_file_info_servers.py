@@ -239,27 +239,6 @@ def test_size_and_date_of_each_dos_style(daemon, root, look, log, style, passive
     assert not log.errors()
 
 
-# (date on the server, year, month, day, hour and minute in the reply)
-DOS_DATES = [
-    (date(2012, 1, 15, 0, 5), (2012, 1, 15, 0, 5)),  # 12:05AM
-    (date(2012, 1, 15, 12, 10), (2012, 1, 15, 12, 10)),  # 12:10PM
-    (date(1998, 12, 31, 23, 59), (1998, 12, 31, 23, 59)),
-    (date(2000, 2, 29, 11, 59), (2000, 2, 29, 11, 59)),
-    # A two-digit year below 60 is in this century.
-    (date(1970, 1, 1, 1, 0), (1970, 1, 1, 1, 0)),
-    (date(2059, 10, 10, 13, 0), (2059, 10, 10, 13, 0)),
-    (date(2060, 10, 10, 13, 0), (1960, 10, 10, 13, 0)),
-]
-
-
-def test_dates_of_the_dos_style(fast_daemon, root, look):
-    server = DosServer()
-    for number, (when, _) in enumerate(DOS_DATES):
-        put(server, f"f{number}", number, modified=when)
-    for number, (_, told) in enumerate(DOS_DATES):
-        assert look(f"f{number}")[5:10] == told
-
-
 # Like SEARCHED, but a link looks like its target, and a name loses only its leading blanks.
 SEARCHED_DOS = [
     ("  leading", ABSENT, 0),
