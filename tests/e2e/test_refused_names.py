@@ -11,12 +11,12 @@ from harness.sftp import HostKey, Sshd
 from harness.vsftpd import HOME
 
 REFUSED = (1, wire.INTERNAL)
-STARTS = [wire.DOWNLOAD, wire.UPLOAD, wire.DL_FILE_INFO]
 PROXY = {"proxy_type": 1, "proxy_port": 3128}
 SFTP = {"protocol": wire.SFTP, "port": 22}
 
 # libcurl cuts a path at the first ";type="; a proxy may do so in any case of its letters.
 NO_PATHS = [b"a\xff", "f;type=i", "f;type=a", "f;TYPE=D", "f;Type=x", "d;type=i/f", ";type=", "f;type=i;type=a"]
+NO_PATHS += ["a#b", "a?b", "a\r\nDELE b"]
 HOSTS = ["", "/", "a/b", "127.0.0.1/f", "a?", "127.0.0.1#", "u:p@127.0.0.1", "a\\b", "a b", " a", "a "]
 HOSTS += [f"a{chr(code)}" for code in [*range(1, 32), 127]]
 NO_PROXY = [host for host in HOSTS if host != "u:p@127.0.0.1"] + ["u@127.0.0.1", "u:p@", "u:p@a@b", "u /:p@a"]
@@ -24,7 +24,7 @@ PROXIES = [f"{scheme}{host}" for scheme in ("", "http://", "HTTP://") for host i
 PROXIES += ["https://a", "ftp://a", "sftp://a", "http:/a"]
 
 
-@pytest.mark.parametrize("command", STARTS)
+@pytest.mark.parametrize("command", wire.STARTS)
 def test_they_are_refused_with_5_and_nothing_is_sent(daemon, scripted, log, command):
     servers = [scripted(port=port) for port in (21, 22, 990, 1080, 3128)]
     (WORLD / "kept").write_bytes(b"kept")

@@ -40,11 +40,6 @@ REQUEST_FIELDS = {
 }
 
 
-def widths(*names):
-    """[(name, bytes)] of the string fields."""
-    return [(name, REQUEST_FIELDS[name][1]) for name in names]
-
-
 def by(protocol):
     """The fields of a request to a server of the protocol at its usual port."""
     return {"protocol": protocol, "port": PORTS[protocol]}
