@@ -109,6 +109,8 @@ TEST(RequestCheck, TheProxysNameIsCheckedWhereAProxyIsUsed)
     expect_refused("no proxy", raw_request().filled(1292, 256), never);
     for (const uint32_t proxy_type : {1u, 7u, 0xFFFFFFFFu})
         expect_refused("proxy", raw_request().filled(1292, 256).proxy_type(proxy_type), unless_zixi);
+    expect_refused("SOCKS", raw_request().filled(1292, 256).text(1292, "socks5://").proxy_type(1),
+                   unless_zixi);
 }
 
 TEST(RequestCheck, ACharacterThatWouldChangeTheJobIsRefused)
