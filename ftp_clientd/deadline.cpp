@@ -1,9 +1,9 @@
 #include "ftp_clientd/deadline.h"
 
+#include "strutil/clock.h"
 #include "wire/control.h"
 
 #include <cerrno>
-#include <ctime>
 #include <poll.h>
 
 static struct {
@@ -11,14 +11,7 @@ static struct {
     int64_t deadline_ms;
 } accepted_ = {-1, 0};
 
-static int64_t now_ms()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-void deadline_start(int connection) { accepted_ = {connection, now_ms() + CONTROL_TALK_MS}; }
+void deadline_start(int connection) { accepted_ = {connection, monotonic_ms() + CONTROL_TALK_MS}; }
 
 void deadline_end(int connection)
 {
@@ -28,7 +21,7 @@ void deadline_end(int connection)
 
 int64_t deadline_of(int fd)
 {
-    return fd == accepted_.connection ? accepted_.deadline_ms : now_ms() + CONTROL_TALK_MS;
+    return fd == accepted_.connection ? accepted_.deadline_ms : monotonic_ms() + CONTROL_TALK_MS;
 }
 
 // Uses poll instead of SO_RCVTIMEO, which restarts with every byte: a client could send one byte a
@@ -36,7 +29,7 @@ int64_t deadline_of(int fd)
 bool deadline_wait(int fd, short events, int64_t deadline_ms)
 {
     for (;;) {
-        const int64_t left_ms = deadline_ms - now_ms();
+        const int64_t left_ms = deadline_ms - monotonic_ms();
         if (left_ms <= 0) {
             errno = ETIMEDOUT;
             return false;

@@ -1,11 +1,10 @@
 #include "ftpctl/interrupts.h"
 
 #include "ftpctl/failure.h"
+#include "strutil/clock.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <ctime>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -16,13 +15,6 @@ constexpr int64_t TWIN_MS = 1000;
 static volatile sig_atomic_t seen_;
 static int64_t first_ms_; // used only by the handler
 static int fd_ = -1;
-
-static int64_t now_ms()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
 
 static void end_as_usual(int number)
 {
@@ -35,11 +27,11 @@ static void remember(int number)
     const int kept = errno;
     const uint64_t one = 1;
     if (seen_ == 0) {
-        first_ms_ = now_ms();
+        first_ms_ = monotonic_ms();
         seen_ = 1;
         [[maybe_unused]] const ssize_t written =
             write(fd_, &one, sizeof one); // cannot fail: the counter is 0
-    } else if (number != SIGHUP || now_ms() - first_ms_ > TWIN_MS) {
+    } else if (number != SIGHUP || monotonic_ms() - first_ms_ > TWIN_MS) {
         end_as_usual(number);
     }
     errno = kept;

@@ -5,6 +5,7 @@
 // process id to PID_FILE. Exit status: 0 when the daemon answers; 1, with a message, after any failure, such
 // as a daemon that has ended or does not answer within 10 s; 2 for wrong arguments.
 
+#include "strutil/clock.h"
 #include "strutil/guards.h"
 #include "wire/control.h"
 
@@ -12,7 +13,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
@@ -26,7 +26,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-constexpr int LIMIT_S = 10;
+constexpr int LIMIT_MS = 10000;
 constexpr int LOOK_MS = 10; // how often to see whether the daemon has ended
 constexpr mode_t SOCKET_MODE = 0660;
 constexpr mode_t PID_FILE_MODE = 0644;
@@ -41,13 +41,6 @@ static bool fail_because(const char *why)
 {
     fprintf(stderr, "start: %s\n", why);
     return false;
-}
-
-static time_t now_s()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
 }
 
 static bool find_group(const char *name, gid_t *id)
@@ -99,19 +92,19 @@ static bool socket_stands()
 }
 
 // False, with a message, when the daemon has ended or the time limit has passed.
-static bool may_wait(time_t end_s)
+static bool may_wait(int64_t end_ms)
 {
     if (daemon_has_ended())
         return fail_because("the daemon has ended; its log says why");
-    if (now_s() >= end_s)
+    if (monotonic_ms() >= end_ms)
         return fail_because("the daemon does not answer");
     return true;
 }
 
-static bool await_socket(int watch, time_t end_s)
+static bool await_socket(int watch, int64_t end_ms)
 {
     while (!socket_stands()) {
-        if (!may_wait(end_s))
+        if (!may_wait(end_ms))
             return false;
         pollfd made = {watch, POLLIN, 0};
         poll(&made, 1, LOOK_MS);
@@ -144,21 +137,23 @@ static void make_turn_file(gid_t group)
 }
 
 // SO_SNDTIMEO limits connect and send, SO_RCVTIMEO recv.
-static void limit_wait(const descriptor &connection, int option, time_t end_s)
+static void limit_wait(const descriptor &connection, int option, int64_t end_ms)
 {
-    const timeval limit = {std::max<time_t>(end_s - now_s(), 1), 0}; // 0 would be no limit
+    const int64_t left_ms = std::max<int64_t>(end_ms - monotonic_ms(), 1); // 0 would be no limit
+    const timeval limit = {static_cast<time_t>(left_ms / 1000),
+                           static_cast<suseconds_t>(left_ms % 1000 * 1000)};
     setsockopt(connection.get(), SOL_SOCKET, option, &limit, sizeof limit);
 }
 
 // Sends command 0 and waits for the reply. The id of the answering process, 0 if there was no answer.
-static pid_t ask(time_t end_s)
+static pid_t ask(int64_t end_ms)
 {
     const descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    limit_wait(connection, SO_SNDTIMEO, end_s);
+    limit_wait(connection, SO_SNDTIMEO, end_ms);
     sockaddr_un address = {AF_UNIX, CONTROL_SOCKET_PATH};
     if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == -1)
         return 0;
-    limit_wait(connection, SO_RCVTIMEO, end_s);
+    limit_wait(connection, SO_RCVTIMEO, end_ms);
     ucred daemon;
     socklen_t size = sizeof daemon;
     const message_header_t nothing = {COMMAND_NONE, 0};
@@ -170,13 +165,13 @@ static pid_t ask(time_t end_s)
     return daemon.pid;
 }
 
-static pid_t await_answer(time_t end_s)
+static pid_t await_answer(int64_t end_ms)
 {
     for (;;) {
-        const pid_t daemon = ask(end_s);
+        const pid_t daemon = ask(end_ms);
         if (daemon != 0)
             return daemon;
-        if (!may_wait(end_s))
+        if (!may_wait(end_ms))
             return 0;
         poll(nullptr, 0, LOOK_MS);
     }
@@ -199,14 +194,14 @@ static bool start(const char *group_name, const char *pid_file, const char *prog
     make_turn_file(group);
     const descriptor watch(watch_folder());
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const time_t end_s = now_s() + LIMIT_S;
-    if (!launch(program) || !await_socket(watch.get(), end_s))
+    const int64_t end_ms = monotonic_ms() + LIMIT_MS;
+    if (!launch(program) || !await_socket(watch.get(), end_ms))
         return false;
     if (!restrict_socket(group)) {
         unlink(CONTROL_SOCKET_PATH); // better no socket than one open to everybody
         return false;
     }
-    const pid_t daemon = await_answer(end_s);
+    const pid_t daemon = await_answer(end_ms);
     return daemon != 0 && write_pid(pid_file, daemon);
 }
 

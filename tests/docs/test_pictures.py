@@ -23,7 +23,7 @@ def includes():
         for path in (ROOT / module).iterdir():
             if path.suffix in (".h", ".c", ".cpp"):
                 found |= {
-                    (module, used) for used in re.findall(r'#include "(?!strutil/guards\.h)(\w+)/', path.read_text())
+                    (module, used) for used in re.findall(r'#include "(?!strutil/(?:guards|clock)\.h)(\w+)/', path.read_text())
                 }
     return {(user, used) for user, used in found if user != used}
 
