@@ -33,7 +33,6 @@ struct exchange_t {
 
 struct command_t {
     uint32_t number;
-    uint32_t answer_bytes;
     void (*handle)(exchange_t *exchange);
     const char *unsent_id; // log id of a reply that could not be sent
     // Commands that start a job: the engine's call, their name in the log, the log id of a failed call.
@@ -100,16 +99,15 @@ static void command_get_file_info(exchange_t *exchange)
 }
 
 constexpr command_t COMMANDS[] = {
-    {COMMAND_NONE, sizeof(reply_t), no_operation, "ftp_clientd(361)"},
-    {COMMAND_DOWNLOAD, sizeof(reply_t), start_job, "ftp_clientd(401)", &engine_t::download,
-     "command_download", "ftp_clientd(393)"},
-    {COMMAND_UPLOAD, sizeof(reply_t), start_job, "ftp_clientd(441)", &engine_t::upload, "command_upload",
-     "ftp_clientd(433)"},
-    {COMMAND_GET_STATE, sizeof(state_reply_t), command_get_state, "ftp_clientd(486)"},
-    {COMMAND_CANCEL, sizeof(cancel_reply_t), command_cancel, "ftp_clientd(539)"},
-    {COMMAND_DL_FILE_INFO, sizeof(reply_t), start_job, "ftp_clientd(578)", &engine_t::dl_file_info,
-     "command_dl_file_info", "ftp_clientd(570)"},
-    {COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t), command_get_file_info, "ftp_clientd(621)"},
+    {COMMAND_NONE, no_operation, "ftp_clientd(361)"},
+    {COMMAND_DOWNLOAD, start_job, "ftp_clientd(401)", &engine_t::download, "command_download",
+     "ftp_clientd(393)"},
+    {COMMAND_UPLOAD, start_job, "ftp_clientd(441)", &engine_t::upload, "command_upload", "ftp_clientd(433)"},
+    {COMMAND_GET_STATE, command_get_state, "ftp_clientd(486)"},
+    {COMMAND_CANCEL, command_cancel, "ftp_clientd(539)"},
+    {COMMAND_DL_FILE_INFO, start_job, "ftp_clientd(578)", &engine_t::dl_file_info, "command_dl_file_info",
+     "ftp_clientd(570)"},
+    {COMMAND_GET_FILE_INFO, command_get_file_info, "ftp_clientd(621)"},
 };
 
 static const command_t *find_command(uint32_t number)
@@ -131,9 +129,9 @@ void serve_request(int connection, reply_t *last_job)
     exchange_t exchange = {*command, body.get(), header.length, last_job, {}};
     command->handle(&exchange);
 
-    header.length = command->answer_bytes;
+    header.length = control_reply_size(command->number);
     const int sent_bytes = ftp_clientd_if_send(connection, &header, &exchange.answer);
-    if (sent_bytes != static_cast<int>(command->answer_bytes))
+    if (sent_bytes != static_cast<int>(header.length))
         log_error(command->unsent_id, "Could not send return data.");
 }
 

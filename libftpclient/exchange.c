@@ -15,20 +15,6 @@ FTPC int ftpc_set_address(struct sockaddr_un *address, const char *path)
     return FTPCLIENT_OK;
 }
 
-static size_t reply_size_of(uint32_t command)
-{
-    switch (command) {
-    case COMMAND_GET_STATE:
-        return sizeof(state_reply_t);
-    case COMMAND_CANCEL:
-        return sizeof(cancel_reply_t);
-    case COMMAND_GET_FILE_INFO:
-        return sizeof(file_info_reply_t);
-    default:
-        return sizeof(reply_t);
-    }
-}
-
 FTPC int ftpc_look_after(int epoll, int operation, int fd, uint32_t events)
 {
     struct epoll_event event;
@@ -194,7 +180,7 @@ FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body
     exchange->head.command = command;
     exchange->head.length = (uint32_t)body_size;
     exchange->body = (const uint8_t *)body;
-    exchange->reply_size = reply_size_of(command);
+    exchange->reply_size = control_reply_size(command);
     if (exchange->fd == -1)
         batch->error = FTPCLIENT_ERR_SYSTEM;
     else

@@ -78,4 +78,19 @@ WIRE_FIELD(file_info_reply_t, reply, 0, 8);
 WIRE_FIELD(file_info_reply_t, remote_file, 8, 48);
 WIRE_SIZE(file_info_reply_t, 56);
 
+/* Bytes of the body of the reply to this command. */
+static inline uint32_t control_reply_size(uint32_t command)
+{
+    switch (command) {
+    case COMMAND_GET_STATE:
+        return sizeof(state_reply_t);
+    case COMMAND_CANCEL:
+        return sizeof(cancel_reply_t);
+    case COMMAND_GET_FILE_INFO:
+        return sizeof(file_info_reply_t);
+    default:
+        return sizeof(reply_t);
+    }
+}
+
 #endif
