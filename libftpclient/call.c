@@ -109,11 +109,12 @@ static int new_call(const ftpclient_t *client, int timeout_ms, ftpclient_call_t 
     made->batch_end_ms = FTPC_NEVER;
     ftpc_batch_clear(&made->batch);
     const int error = open_descriptors(made);
-    if (error == FTPCLIENT_OK)
-        *call = made;
-    else
+    if (error != FTPCLIENT_OK) {
         ftpclient_call_free(made);
-    return error;
+        return error;
+    }
+    *call = made;
+    return FTPCLIENT_OK;
 }
 
 static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeout_ms,
@@ -127,13 +128,13 @@ static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeo
     (*call)->command = command;
     ftpc_batch_add(&(*call)->batch, command, NULL, 0);
     error = (*call)->batch.error;
-    if (error == FTPCLIENT_OK) {
-        ftpclient_call_finish(*call); /* sends the request */
+    if (error != FTPCLIENT_OK) {
+        ftpclient_call_free(*call);
+        *call = NULL;
         return error;
     }
-    ftpclient_call_free(*call);
-    *call = NULL;
-    return error;
+    ftpclient_call_finish(*call); /* sends the request */
+    return FTPCLIENT_OK;
 }
 
 int ftpclient_begin_ping(const ftpclient_t *client, int timeout_ms, ftpclient_call_t **call)

@@ -53,6 +53,21 @@ static int listen_at(ftpclient_notices_t *notices)
     return FTPCLIENT_OK;
 }
 
+/* After a failure, ftpclient_notices_close() closes what is open. */
+static int open_all(ftpclient_notices_t *notices, const char *socket_path)
+{
+    notices->connection = -1;
+    notices->epoll = epoll_create1(EPOLL_CLOEXEC);
+    notices->listening = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    notices->timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    const int error = ftpc_set_address(&notices->address, socket_path);
+    if (error != FTPCLIENT_OK)
+        return error;
+    if (notices->epoll == -1 || notices->listening == -1 || notices->timer == -1)
+        return FTPCLIENT_ERR_SYSTEM;
+    return listen_at(notices);
+}
+
 int ftpclient_notices_open(const char *socket_path, ftpclient_notices_t **notices)
 {
     if (!notices)
@@ -61,20 +76,13 @@ int ftpclient_notices_open(const char *socket_path, ftpclient_notices_t **notice
     ftpclient_notices_t *made = (ftpclient_notices_t *)calloc(1, sizeof *made);
     if (!made)
         return FTPCLIENT_ERR_NO_MEMORY;
-    made->connection = -1;
-    made->epoll = epoll_create1(EPOLL_CLOEXEC);
-    made->listening = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    made->timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    int error = ftpc_set_address(&made->address, socket_path ? socket_path : FTPCLIENT_NOTICE_SOCKET);
-    if (error == FTPCLIENT_OK && (made->epoll == -1 || made->listening == -1 || made->timer == -1))
-        error = FTPCLIENT_ERR_SYSTEM;
-    if (error == FTPCLIENT_OK)
-        error = listen_at(made);
-    if (error == FTPCLIENT_OK)
-        *notices = made;
-    else
+    const int error = open_all(made, socket_path ? socket_path : FTPCLIENT_NOTICE_SOCKET);
+    if (error != FTPCLIENT_OK) {
         ftpclient_notices_close(made);
-    return error;
+        return error;
+    }
+    *notices = made;
+    return FTPCLIENT_OK;
 }
 
 int ftpclient_notices_fd(const ftpclient_notices_t *notices) { return notices ? notices->epoll : -1; }
@@ -110,6 +118,12 @@ static void leave_sender(ftpclient_notices_t *notices)
     errno = kept;
 }
 
+static int has_expired(const ftpclient_notices_t *notices)
+{
+    uint64_t expirations;
+    return read(notices->timer, &expirations, sizeof expirations) == sizeof expirations;
+}
+
 /* FTPCLIENT_OK when no more will come from the sender; FTPCLIENT_ERR_TIMEOUT as long as more may come. */
 static int hear_sender(ftpclient_notices_t *notices)
 {
@@ -118,11 +132,9 @@ static int hear_sender(ftpclient_notices_t *notices)
         error = ftpc_take_count(recv(notices->connection, notices->bytes + notices->received,
                                      sizeof notices->bytes - notices->received, 0),
                                 &notices->received);
-    uint64_t expirations;
-    return error == FTPCLIENT_PENDING &&
-                   read(notices->timer, &expirations, sizeof expirations) != sizeof expirations
-               ? FTPCLIENT_ERR_TIMEOUT
-               : FTPCLIENT_OK;
+    if (error == FTPCLIENT_PENDING && !has_expired(notices))
+        return FTPCLIENT_ERR_TIMEOUT;
+    return FTPCLIENT_OK;
 }
 
 /* Reads the notice in `size` bytes; FTPCLIENT_ERR_PROTOCOL unless they are exactly one notice. */

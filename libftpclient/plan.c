@@ -147,9 +147,10 @@ static int after_failed_upload(ftpc_run_t *run, const ftpclient_state_t *state)
     enum { LOOK_UPS_MAX = 2 };
     const int was_append = run->goal == FTPC_GOAL_APPEND;
     const int is_to_mend = run->outcome.may_be_spoiled && was_append;
-    if (was_append && was_forgotten(state) && ++run->doubts <= LOOK_UPS_MAX)
-        return go_on(run, FTPC_GOAL_LOOK_UP);
     if (was_append && was_forgotten(state)) {
+        run->doubts++;
+        if (run->doubts <= LOOK_UPS_MAX)
+            return go_on(run, FTPC_GOAL_LOOK_UP);
         run->outcome.resumed_bytes = 0;
         return go_on(run, FTPC_GOAL_WHOLE);
     }

@@ -39,11 +39,11 @@ const char *ftpclient_request_complaint(const ftpclient_request_t *request)
 
 int ftpclient_request_set_server(ftpclient_request_t *request, const char *host, uint32_t port)
 {
-    int error = ftpc_check_host(request, "host", host, port);
-    if (error == FTPCLIENT_OK && host[0] == '\0')
-        error = ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "host: is missing");
+    const int error = ftpc_check_host(request, "host", host, port);
     if (error != FTPCLIENT_OK)
         return error;
+    if (host[0] == '\0')
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "host: is missing");
     ftpc_put(request->wire.host, sizeof request->wire.host, host);
     request->wire.port = port;
     return FTPCLIENT_OK;
@@ -61,8 +61,9 @@ int ftpclient_request_set_login(ftpclient_request_t *request, const char *user, 
     const size_t password_size = zixi ? (size_t)ZIXI_PASSWORD_SIZE : sizeof wire->password;
     const char *taboos = zixi ? "" : REFUSED_IN_LOGIN;
     int error = ftpc_check_text(request, "user name", user, user_size, taboos);
-    if (error == FTPCLIENT_OK)
-        error = ftpc_check_text(request, "password", password, password_size, taboos);
+    if (error != FTPCLIENT_OK)
+        return error;
+    error = ftpc_check_text(request, "password", password, password_size, taboos);
     if (error != FTPCLIENT_OK)
         return error;
     ftpc_put(user_field, user_size, user);
@@ -81,12 +82,13 @@ int ftpclient_request_set_remote_path(ftpclient_request_t *request, const char *
 int ftpclient_request_set_local_path(ftpclient_request_t *request, const char *path)
 {
     const size_t size = sizeof request->wire.local_path;
-    int error = ftpc_check_local_path(request, "local path", path, size);
-    if (error == FTPCLIENT_OK && path[0] == '\0')
-        error = ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "local path: is missing");
-    if (error == FTPCLIENT_OK)
-        ftpc_put(request->wire.local_path, size, path);
-    return error;
+    const int error = ftpc_check_local_path(request, "local path", path, size);
+    if (error != FTPCLIENT_OK)
+        return error;
+    if (path[0] == '\0')
+        return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "local path: is missing");
+    ftpc_put(request->wire.local_path, size, path);
+    return FTPCLIENT_OK;
 }
 
 int ftpclient_request_set_passive(ftpclient_request_t *request, int passive)
@@ -122,8 +124,9 @@ int ftpclient_request_set_proxy(ftpclient_request_t *request, const char *host, 
     if (!request || is_zixi(request))
         return ftpc_refuse(request, FTPCLIENT_ERR_ARGUMENT, "proxy: zixi cannot use one");
     int error = ftpc_check_host(request, "proxy host", host, port);
-    if (error == FTPCLIENT_OK)
-        error = check_proxy_size(request, request->proxy_login, host);
+    if (error != FTPCLIENT_OK)
+        return error;
+    error = check_proxy_size(request, request->proxy_login, host);
     if (error != FTPCLIENT_OK)
         return error;
     ftpc_put(request->proxy_host, sizeof request->proxy_host, host);

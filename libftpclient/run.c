@@ -169,8 +169,9 @@ static int is_true_refusal(const ftpclient_call_t *call)
 static int take_refusal(ftpclient_call_t *call, int result)
 {
     ftpc_run_t *run = &call->run;
-    const int is_early =
-        result == FTPCLIENT_RESULT_INTERNAL && !(is_true_refusal(call) && ++run->refusals >= REFUSALS_MAX);
+    if (result == FTPCLIENT_RESULT_INTERNAL && is_true_refusal(call))
+        run->refusals++;
+    const int is_early = result == FTPCLIENT_RESULT_INTERNAL && run->refusals < REFUSALS_MAX;
     run->is_crowded = 1;
     if (result == FTPCLIENT_RESULT_BUSY || is_early) {
         run->stage = FTPC_SEE_IDLE;
