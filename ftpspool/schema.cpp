@@ -26,8 +26,6 @@ static_assert(state_t(0) == state_t::QUEUED && state_t(1) == state_t::WAITING &&
 
 // Each index is partial: it holds only the rows of its query.
 constexpr const char *TABLES = R"(
-PRAGMA application_id = 1718906995; -- APPLICATION
-PRAGMA user_version = 1;
 CREATE TABLE servers (
     id   INTEGER PRIMARY KEY,
     name TEXT NOT NULL UNIQUE
@@ -109,6 +107,8 @@ static void make_database(const std::string &path)
         const database_t database(making, database_t::access_t::WRITE, CACHE_KIB);
         transaction_t transaction(database);
         database.run(TABLES);
+        database.run("PRAGMA application_id = " + std::to_string(APPLICATION));
+        database.run("PRAGMA user_version = " + std::to_string(VERSION));
         transaction.commit();
         // Here, before others know the file: SQLite refuses this at once while somebody else uses it.
         database.run("PRAGMA journal_mode = WAL");
