@@ -1,5 +1,6 @@
 #include "ftpctl/event_hook.h"
 
+#include "ftpctl/deadline.h"
 #include "ftpctl/failure.h"
 #include "ftpctl/interrupts.h"
 
@@ -15,6 +16,7 @@
 #include <utility>
 
 constexpr const char *SHELL = "/bin/sh";
+constexpr std::chrono::seconds TERM_LIMIT(5); // for a command that was asked to end
 
 // In the child: runs the command, with this program's signal handling reset.
 [[noreturn]] static void become(const std::string &command, const hook_program_t &program, event_t event,
@@ -85,8 +87,8 @@ event_hook::~event_hook()
 {
     if (child_ == 0)
         return;
-    kill(-child_, SIGTERM); // destroyed by an exception
-    waitpid(child_, nullptr, 0);
+    waiting_.resize(1); // destroyed by an exception
+    end_running();
 }
 
 void event_hook::tell(const event_t &event, const options_t &options)
@@ -137,15 +139,28 @@ void event_hook::ended(int status)
 
 void event_hook::stop()
 {
-    is_ending_ = true;
-    if (child_ != 0) {
-        kill(-child_, SIGTERM);
+    if (child_ != 0)
         say("the running command was asked to end");
-    }
     const size_t left = waiting_.size() - (child_ != 0 ? 1 : 0);
     if (left > 0)
         say("interrupted, not run for " + std::to_string(left) + " more");
     waiting_.resize(waiting_.size() - left);
+    if (child_ != 0)
+        end_running();
+}
+
+// No other command may be waiting.
+void event_hook::end_running()
+{
+    is_ending_ = true;
+    kill(-child_, SIGTERM);
+    const deadline_t limit(TERM_LIMIT);
+    while (busy() && !limit.passed())
+        wait(-1, limit.poll_ms());
+    if (busy()) {
+        kill(-child_, SIGKILL);
+        say("the running command did not end and was killed");
+    }
     while (busy())
         wait(-1, -1);
 }

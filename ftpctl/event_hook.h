@@ -33,7 +33,7 @@ public:
     // ftpctl's --exec. With --json the output of its commands goes to standard error, so that it does not mix
     // with the objects.
     explicit event_hook(const options_t &options);
-    // Ends a command that still runs with SIGTERM, and waits for it.
+    // Ends a command that still runs, as stop() does.
     ~event_hook();
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
@@ -64,7 +64,8 @@ public:
     // has failed. Throws failure as add() does.
     bool finish();
 
-    // Sends SIGTERM to the running command, waits for it, and discards the others with a message.
+    // Ends the running command and waits for it: with SIGTERM, and with SIGKILL if it still runs five seconds
+    // later. Discards the others with a message.
     void stop();
 
 private:
@@ -78,5 +79,6 @@ private:
     bool is_ending_ = false;
 
     void ended(int status);
+    void end_running();
     void say(const std::string &line) const;
 };

@@ -1,5 +1,6 @@
 #include "ftpctl/event_hook.h"
 
+#include "ftpctl/deadline.h"
 #include "program.h"
 #include "refused.h"
 
@@ -128,6 +129,22 @@ TEST_F(EventHook, LeavesNoProcessBehindAndStartsNoneWithoutACommand)
         EXPECT_EQ(has_children(), hook.busy());
         EXPECT_EQ(hook.busy(), *command != '\0');
     }
+    EXPECT_FALSE(has_children());
+}
+
+TEST_F(EventHook, KillsACommandAndItsChildrenThatIgnoreTheRequestToEnd)
+{
+    event_hook hook("trap '' TERM; echo x >>" + out + "; sleep 1000; sleep 1000");
+    hook.add(event_named("e"));
+    while (content_of(out).empty()) // before, the signal is not ignored yet
+        hook.wait(-1, 10);
+    testing::internal::CaptureStderr();
+    const deadline_t limit(std::chrono::seconds(60));
+    hook.stop();
+    EXPECT_FALSE(limit.passed());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "ftpctl: --exec: the running command was asked to end\n"
+              "ftpctl: --exec: the running command did not end and was killed\n");
     EXPECT_FALSE(has_children());
 }
 
