@@ -31,13 +31,18 @@ enum exit_status {
 // an exit_status or one computed by status_of().
 struct failure : std::runtime_error {
     int status;
-    failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}
+    int error; // errno of the system call that failed; 0: none did
+    failure(int exit_status, const std::string &line, int errno_then = 0)
+        : std::runtime_error(line), status(exit_status), error(errno_then)
+    {
+    }
 };
 
 // After a failed system call: STATUS_LOCAL, "<what>: <errno's text>".
 [[noreturn]] inline void fail_with_errno(const std::string &what)
 {
-    throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
+    const int error = errno;
+    throw failure(STATUS_LOCAL, what + ": " + strerror(error), error);
 }
 
 // STATUS_USAGE: the user asked for something impossible.
