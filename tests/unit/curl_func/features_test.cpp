@@ -62,7 +62,7 @@ TEST_F(Features, AResolverThatBlocksRefusesNoJob)
     expect_missing({"an asynchronous resolver: a cancel waits for the name server"}, {});
 }
 
-TEST_F(Features, EachThingThatIsMissingHasALine)
+TEST_F(Features, EachMissingFeatureIsLoggedInALineOfItsOwn)
 {
     system.curl_protocols = {nullptr};
     system.curl_tls = nullptr;

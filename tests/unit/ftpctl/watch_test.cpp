@@ -103,7 +103,7 @@ TEST(Watch, RunsTheCommandForEachChangeAndWhenTheDaemonStopsAndReturns)
                            "state:0:upload:FTPCD_ERR_NETWORK\n");
 }
 
-TEST(Watch, WhatACommandPrintsDoesNotStandBetweenTheObjects)
+TEST(Watch, WithJsonTheOutputOfCommandsGoesToStandardError)
 {
     fake_daemon daemon(script_of({ended(2, 16, 100, 40)}));
     const outcome_t outcome = run(

@@ -58,7 +58,7 @@ TEST_F(LogKeeper, LeavesAShortLogAlone)
     EXPECT_EQ(log(), before);
 }
 
-TEST_F(LogKeeper, WritesALongLogBackAndBeginsItAnew)
+TEST_F(LogKeeper, WritesALongLogBackAndReusesItsFile)
 {
     for (int round = 0; round < 3; round++) {
         make_log_longer_than(3 * log_keeper_t::LIMIT_BYTES);

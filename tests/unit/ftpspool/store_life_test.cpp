@@ -211,7 +211,7 @@ TEST_F(StoreLife, RecordsTheArrivalOfAnEntryHeldAndReleasedDuringItsTry)
     EXPECT_EQ(state_of_entry(store, 1), state_t::ARRIVED);
 }
 
-TEST_F(StoreLife, StartsOthersForTheSamePlaceAnew)
+TEST_F(StoreLife, AnEntryForTheSamePlaceMakesEarlierOnesStartOver)
 {
     store_t store = open();
     for (int i = 0; i < 3; i++)
@@ -227,7 +227,7 @@ TEST_F(StoreLife, StartsOthersForTheSamePlaceAnew)
     EXPECT_TRUE(store.find(2)->resumable);
 }
 
-TEST_F(StoreLife, StartsAnewAfterAFailureThatLeftNoBeginning)
+TEST_F(StoreLife, ARetryResumesOnlyIfTheFailureLeftABeginning)
 {
     store_t store = open();
     for (const bool resumable : {false, true}) {

@@ -189,7 +189,7 @@ private:
 
 } // namespace
 
-TEST(SameNames, TheLibraryRefusesWhatTheDaemonRefusesAndOnlyItsOwnListBesides)
+TEST(SameNames, TheLibraryRefusesAllThatTheDaemonRefusesAndWhatItsOwnRulesForbid)
 {
     made_up cases;
     int refused = 0;

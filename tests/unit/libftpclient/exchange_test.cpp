@@ -142,7 +142,7 @@ TEST(Exchange, AQueueThatIsFullForAWhileIsRetried)
     close(first);
 }
 
-TEST(Exchange, AnIncompleteReplyIsNoneAndAWrongCommandOrLengthIsInvalid)
+TEST(Exchange, ACutReplyCountsAsDisconnectedAndAWrongHeaderAsInvalid)
 {
     for (const call_t &call : ALL_CALLS) {
         const bytes_t right = message_bytes(call.command, bytes_t(call.reply_bytes));

@@ -145,7 +145,7 @@ TEST(CheckUnixType, WesternOrderWinsWhereBothFit)
     expect_number(-1, 0, {"2012 1" MONTH_GB " 32:30 name"});
 }
 
-TEST(CheckUnixType, NoLineHasAnotherShift)
+TEST(CheckUnixType, ReturnsMinusOneForAnUnknownShift)
 {
     for (int shift : {INT_MIN, -1000, -3, 3, 1000, INT_MAX})
         EXPECT_EQ(check_unix_type(fields(8) + "Jan 15 12:34 name", 0, shift, 0), -1) << shift;

@@ -153,7 +153,7 @@ TEST(ResolveUnix, MonthFieldOfEightCharactersIsAYearMonthDayDate)
                         });
 }
 
-TEST(ResolveUnix, ChineseOrderIsNotCheckedEither)
+TEST(ResolveUnix, ReadsUncheckedNumbersInChineseOrder)
 {
     expect_dates(0x204, {
                             {"1998 12" MONTH_GB " 31" DAY_GB, UNDATED.dated(1998, 12, 31)},

@@ -83,7 +83,7 @@ TEST(Servers, JapaneseAndChineseDates)
     });
 }
 
-TEST(Servers, UnixLinesThatAreReadOddly)
+TEST(Servers, UnixLinesThatAreMisread)
 {
     const entry_t name = file("name").bytes(1234).dated(0, 1, 15).at(12, 34).mode(0x644).owned("user");
     expect_read({
