@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,6 +135,8 @@ TEST_F(EventHook, LeavesNoProcessBehindAndStartsNoneWithoutACommand)
 
 TEST_F(EventHook, KillsACommandAndItsChildrenThatIgnoreTheRequestToEnd)
 {
+    int ends[2]; // the command and its child have the second one open
+    ASSERT_EQ(pipe(ends), 0);
     event_hook hook("trap '' TERM; echo x >>" + out + "; sleep 1000; sleep 1000");
     hook.add(event_named("e"));
     while (content_of(out).empty()) // before, the signal is not ignored yet
@@ -146,6 +149,10 @@ TEST_F(EventHook, KillsACommandAndItsChildrenThatIgnoreTheRequestToEnd)
               "ftpctl: --exec: the running command was asked to end\n"
               "ftpctl: --exec: the running command did not end and was killed\n");
     EXPECT_FALSE(has_children());
+    close(ends[1]);
+    pollfd closed = {ends[0], POLLIN, 0};
+    EXPECT_EQ(poll(&closed, 1, 10000), 1) << "the child still runs";
+    close(ends[0]);
 }
 
 TEST_F(EventHook, WithoutASignalfdFailsWithOneClearLineAndRestoresTheSignalMask)
