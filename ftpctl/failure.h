@@ -31,18 +31,13 @@ enum exit_status {
 // an exit_status or one computed by status_of().
 struct failure : std::runtime_error {
     int status;
-    int error; // errno of the system call that failed; 0: none did
-    failure(int exit_status, const std::string &line, int errno_then = 0)
-        : std::runtime_error(line), status(exit_status), error(errno_then)
-    {
-    }
+    failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}
 };
 
 // After a failed system call: STATUS_LOCAL, "<what>: <errno's text>".
 [[noreturn]] inline void fail_with_errno(const std::string &what)
 {
-    const int error = errno;
-    throw failure(STATUS_LOCAL, what + ": " + strerror(error), error);
+    throw failure(STATUS_LOCAL, what + ": " + strerror(errno));
 }
 
 // STATUS_USAGE: the user asked for something impossible.

@@ -19,11 +19,9 @@ file_identity_t file_identity(const struct stat &status) { return {status.st_siz
 file_identity_t file_identify(const std::string &path)
 {
     struct stat status = {};
-    if (stat(path.c_str(), &status) != 0) {
-        if (errno != ENOENT)
-            fail_with_errno(path);
-        throw failure(STATUS_NO_LOCAL_FILE, path + ": " + strerror(ENOENT));
-    }
+    if (stat(path.c_str(), &status) != 0)
+        throw failure(errno == ENOENT ? STATUS_NO_LOCAL_FILE : int{STATUS_LOCAL},
+                      path + ": " + strerror(errno));
     if (!S_ISREG(status.st_mode))
         throw failure(STATUS_LOCAL, path + ": is not a regular file");
     return file_identity(status);

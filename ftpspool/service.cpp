@@ -117,7 +117,7 @@ void service_t::start(const ready_t &ready)
 // "sending", the only one in which a setback is recorded.
 void service_t::settle_start(const entry_t &entry, const failure &why)
 {
-    const verdict_t verdict = verdict_before(why.status, why.error);
+    const verdict_t verdict = verdict_before(why.status);
     const attempt_end_t end = {why.status, why.what(), verdict, false, entry.resumable};
     if (verdict == verdict_t::FINAL) {
         metrics_.failed(status_find(why.status).name);

@@ -4,7 +4,6 @@
 #include "libftpclient/ftpclient.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 
 namespace
@@ -24,7 +23,7 @@ constexpr verdict_t DAEMON = verdict_t::DAEMON;
 
 constexpr row_t VERDICTS[] = {
     // The command's own statuses
-    {STATUS_LOCAL, DAEMON}, // no descriptor, no memory: for files see verdict_of_file()
+    {STATUS_LOCAL, DAEMON}, // no descriptor, no memory: files are checked before
     {STATUS_USAGE, FINAL},  // a refused name
     {STATUS_NO_DAEMON, DAEMON},
     {STATUS_BUSY, DAEMON},
@@ -84,33 +83,7 @@ verdict_t verdict_of(int status)
     return found == std::end(VERDICTS) ? SERVER : found->verdict;
 }
 
-// A file system that does not answer for now is not blamed on the daemon: if it is broken for good, the
-// entries whose files are elsewhere must go on.
-static verdict_t verdict_of_file(int error)
-{
-    switch (error) {
-    case 0: // of the wrong kind, shorter than before, invalid
-    case ENOENT:
-    case ENOTDIR:
-    case EISDIR:
-    case ELOOP:
-    case ENAMETOOLONG:
-    case EACCES:
-    case EPERM:
-        return FINAL;
-    case EMFILE:
-    case ENFILE:
-    case ENOMEM:
-        return DAEMON;
-    default:
-        return ENTRY;
-    }
-}
-
-verdict_t verdict_before(int status, int error)
-{
-    return status == STATUS_LOCAL ? verdict_of_file(error) : verdict_of(status);
-}
+verdict_t verdict_before(int status) { return status == STATUS_LOCAL ? FINAL : verdict_of(status); }
 
 std::vector<int> verdict_statuses()
 {

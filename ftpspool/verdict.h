@@ -15,8 +15,8 @@ enum class verdict_t {
 verdict_t verdict_of(int status);
 
 // The same for a try that could not begin, before the daemon was asked: STATUS_LOCAL then means the entry's
-// own file, its profile or a password file, and `error` is the errno of that failure (0: none).
-verdict_t verdict_before(int status, int error);
+// own file, its profile or a password file.
+verdict_t verdict_before(int status);
 
 // All statuses of the table.
 std::vector<int> verdict_statuses();

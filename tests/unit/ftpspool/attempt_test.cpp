@@ -4,7 +4,6 @@
 #include "server_script.h"
 #include "spool_fixture.h"
 
-#include <cerrno>
 #include <poll.h>
 
 using testing::AllOf;
@@ -250,19 +249,6 @@ TEST_F(Attempt, ThrowsForAnEntryThatCannotBeSent)
     EXPECT_THAT(refusal(), StartsWith("59 "));
     entry.local = dir.path.string();
     EXPECT_THAT(refusal(), StartsWith("1 "));
-}
-
-TEST_F(Attempt, ThrowsTheErrnoOfAFileThatCannotBeOpened)
-{
-    int error = 0;
-    failure_without_descriptors([&] {
-        try {
-            attempt_t(nullptr, "", entry);
-        } catch (const failure &thrown) {
-            error = thrown.error;
-        }
-    });
-    EXPECT_EQ(error, EMFILE);
 }
 
 TEST_F(Attempt, FailsWhenItsCallCannotBegin)

@@ -3,8 +3,6 @@
 #include "ftpctl/statuses.h"
 #include "libftpclient/ftpclient.h"
 
-#include <cerrno>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -61,16 +59,6 @@ TEST(Verdict, OfATemporaryFailureSaysWhatPauses)
         EXPECT_EQ(verdict_of(status), verdict) << status_find(status).name;
 }
 
-TEST(Verdict, BeforeATryAFileThatCannotBeReadForNowIsTriedAgain)
-{
-    for (const int error : {EIO, ESTALE, ETIMEDOUT, EINTR})
-        EXPECT_EQ(verdict_before(STATUS_LOCAL, error), ENTRY) << strerror(error);
-    for (const int error : {EMFILE, ENFILE, ENOMEM})
-        EXPECT_EQ(verdict_before(STATUS_LOCAL, error), DAEMON) << strerror(error);
-    for (const int error : {ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, EACCES, EPERM})
-        EXPECT_EQ(verdict_before(STATUS_LOCAL, error), FINAL) << strerror(error);
-}
-
 TEST(Verdict, BeforeATryMakesLocalFailuresFinal)
 {
     const std::map<int, verdict_t> rows = {
@@ -80,5 +68,5 @@ TEST(Verdict, BeforeATryMakesLocalFailuresFinal)
         {STATUS_CREDENTIAL, SERVER},
     };
     for (const auto &[status, verdict] : rows)
-        EXPECT_EQ(verdict_before(status, 0), verdict) << status_find(status).name;
+        EXPECT_EQ(verdict_before(status), verdict) << status_find(status).name;
 }
