@@ -99,8 +99,8 @@ static int take_turn(ftpclient_call_t *call)
 }
 
 /* Before the start. A running job belongs to a program that takes no turns, or to one that did not wait for
- * its end. It must end first, because a start that selects the other engine would not be refused. And in the
- * pass that answers this request, the daemon registers the end of an earlier job. */
+ * its end. Waits for it, because the daemon would accept a start for its other engine. The state request also
+ * makes the daemon join a job that has just ended, so that the start is not refused. */
 static int take_idle(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
@@ -126,9 +126,8 @@ static void ask_for(ftpclient_call_t *call, uint32_t command)
     ftpc_batch_add(&call->batch, command, NULL, 0);
 }
 
-/* Looks at a job, and last of all at what a file-information job found. After a doubt as many looks as fit:
- * on a busy device, where this program is woken late again and again, they leave few gaps for another
- * program's request. */
+/* Looks at a job, and last of all at what a file-information job found. After a doubt, fills the
+ * batch with looks: if this program is scheduled late, another program's request rarely fits between them. */
 static void ask_for_looks(ftpclient_call_t *call, int job)
 {
     const int asks_for_file = job == FTPCLIENT_FILE_INFO;

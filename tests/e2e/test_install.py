@@ -141,6 +141,9 @@ def started_with(command):
     return status, said.read_text()
 
 
+ADOPTS = pytest.mark.native("it refuses PR_SET_CHILD_SUBREAPER, without which `start` loses sight of the daemon")
+
+
 @pytest.fixture
 def started(start, unstarted):
     """A function that starts the daemon for alice's group."""
@@ -153,6 +156,7 @@ def started(start, unstarted):
     return call
 
 
+@ADOPTS
 def test_a_started_daemon_answers_its_group_and_nobody_else(started, unstarted):
     group = started()
     # All is ready when `start` returns.
@@ -164,6 +168,7 @@ def test_a_started_daemon_answers_its_group_and_nobody_else(started, unstarted):
     assert "PermissionError" in connect_as([]).stderr
 
 
+@ADOPTS
 def test_clients_of_the_group_may_take_turns_and_nobody_else(started, unstarted):
     turn = pathlib.Path(CONTROL_SOCKET + ".turn")
     turn.touch(0o644)  # created by a client before the start
@@ -173,6 +178,7 @@ def test_clients_of_the_group_may_take_turns_and_nobody_else(started, unstarted)
     assert (stat.S_IMODE(status.st_mode), status.st_gid, status.st_size) == (0o660, group, 0)
 
 
+@ADOPTS
 def test_a_start_without_a_turn_file_succeeds_with_a_warning(start, unstarted):
     os.symlink("/dev/null", CONTROL_SOCKET + ".turn")
     said = "start: /var/run/ftp.sock.turn: Too many levels of symbolic links\n"
@@ -181,6 +187,7 @@ def test_a_start_without_a_turn_file_succeeds_with_a_warning(start, unstarted):
     assert client.nothing() == (0, 0)
 
 
+@ADOPTS
 def test_a_start_replaces_the_socket_that_an_earlier_run_left(started, unstarted):
     with socket.socket(socket.AF_UNIX) as stale:
         stale.bind(CONTROL_SOCKET)
@@ -246,6 +253,7 @@ def test_a_daemon_that_ends_after_creating_its_socket_is_reported_at_once(start)
     assert not PID_FILE.exists()
 
 
+@ADOPTS
 def test_a_file_that_cannot_be_created_or_removed_is_reported(start, unstarted):
     os.mkdir(CONTROL_SOCKET)
     assert started_with([*start, program()[-1]]) == (1, "start: /var/run/ftp.sock: Is a directory\n")

@@ -73,7 +73,7 @@ def fsyncs_of_adds(count, path, *options):
 
 def log_number():
     """How often the write-ahead log was begun."""
-    return int.from_bytes(DATABASE.with_name("spool.db-wal").read_bytes()[12:16])
+    return int.from_bytes(DATABASE.with_name("spool.db-wal").read_bytes()[12:16], "big")
 
 
 @pytest.mark.native("strace")

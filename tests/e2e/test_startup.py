@@ -186,6 +186,7 @@ def mask_of(*signals):
     return sum(1 << number - 1 for number in signals)
 
 
+@pytest.mark.native("it catches every signal")
 def test_no_signal_but_the_three_that_end_it_is_caught_or_ignored(daemon, jobs, local):
     """In particular SIGPIPE: every send has MSG_NOSIGNAL. A job does not change this."""
     (local / "a").write_bytes(b"1")

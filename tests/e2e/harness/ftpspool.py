@@ -122,5 +122,6 @@ class Service:
 
     @staticmethod
     def events(name):
-        lines = [line for line in Service.said().splitlines() if line.startswith("{")]
+        whole = Service.said().rpartition("\n")[0]  # the service may be writing its last line
+        lines = [line for line in whole.splitlines() if line.startswith("{")]
         return [event for event in map(json.loads, lines) if event.get("event") == name]  # a failure has none
