@@ -84,19 +84,22 @@ static int send_request(ftpc_exchange_t *exchange)
 {
     const size_t head_size = sizeof exchange->head;
     const size_t size = head_size + exchange->head.length;
-    int error = FTPCLIENT_OK;
-    while (error == FTPCLIENT_OK && exchange->sent < size) {
+    while (exchange->sent < size) {
         const int in_head = exchange->sent < head_size;
         const uint8_t *from = in_head ? (const uint8_t *)&exchange->head + exchange->sent
                                       : exchange->body + (exchange->sent - head_size);
         const size_t left = (in_head ? head_size : size) - exchange->sent;
-        error = ftpc_take_count(send(exchange->fd, from, left, MSG_NOSIGNAL), &exchange->sent);
+        const int error = ftpc_take_count(send(exchange->fd, from, left, MSG_NOSIGNAL), &exchange->sent);
+        if (error != FTPCLIENT_OK)
+            return error;
     }
-    return error;
+    return FTPCLIENT_OK;
 }
 
 static int check_head(const ftpc_exchange_t *exchange)
 {
+    if (exchange->received < sizeof exchange->reply.head)
+        return FTPCLIENT_OK;
     const message_header_t *head = &exchange->reply.head;
     if (head->command == COMMAND_NONE && exchange->head.command != COMMAND_NONE)
         return FTPCLIENT_ERR_UNREAD;
@@ -108,23 +111,29 @@ static int check_head(const ftpc_exchange_t *exchange)
 static int receive_reply(ftpc_exchange_t *exchange)
 {
     const size_t size = sizeof exchange->reply.head + exchange->reply_size;
-    int error = FTPCLIENT_OK;
-    while (error == FTPCLIENT_OK && exchange->received < size) {
+    while (exchange->received < size) {
         uint8_t *to = (uint8_t *)&exchange->reply + exchange->received;
-        error = ftpc_take_count(recv(exchange->fd, to, size - exchange->received, 0), &exchange->received);
-        if (error == FTPCLIENT_OK && exchange->received >= sizeof exchange->reply.head)
-            error = check_head(exchange);
+        int error =
+            ftpc_take_count(recv(exchange->fd, to, size - exchange->received, 0), &exchange->received);
+        if (error != FTPCLIENT_OK)
+            return error;
+        error = check_head(exchange);
+        if (error != FTPCLIENT_OK)
+            return error;
     }
-    return error;
+    return FTPCLIENT_OK;
 }
 
 /* Connects, sends and receives, as far as possible without waiting. */
 static int advance(ftpc_exchange_t *exchange, const struct sockaddr_un *address)
 {
     int error = exchange->connected_ms == FTPC_NEVER ? connect_to(exchange, address) : FTPCLIENT_OK;
-    if (error == FTPCLIENT_OK)
-        error = send_request(exchange);
-    return error == FTPCLIENT_OK ? receive_reply(exchange) : error;
+    if (error != FTPCLIENT_OK)
+        return error;
+    error = send_request(exchange);
+    if (error != FTPCLIENT_OK)
+        return error;
+    return receive_reply(exchange);
 }
 
 static uint32_t awaited_event(const ftpc_exchange_t *exchange)
