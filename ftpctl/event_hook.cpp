@@ -87,8 +87,8 @@ event_hook::~event_hook()
 {
     if (child_ == 0)
         return;
-    waiting_.resize(1); // destroyed by an exception
-    end_running();
+    kill(-child_, SIGKILL); // destroyed by an exception: no time for its end
+    waitpid(child_, nullptr, 0);
 }
 
 void event_hook::tell(const event_t &event, const options_t &options)

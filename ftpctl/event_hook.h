@@ -33,7 +33,7 @@ public:
     // ftpctl's --exec. With --json the output of its commands goes to standard error, so that it does not mix
     // with the objects.
     explicit event_hook(const options_t &options);
-    // Ends a command that still runs, as stop() does.
+    // Kills a command that still runs, and waits for it.
     ~event_hook();
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
