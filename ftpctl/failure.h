@@ -27,8 +27,8 @@ enum exit_status {
     STATUS_CAUSE = 48,      // + the cause of a failed job, from FTPCLIENT_CAUSE_LOGIN on
 };
 
-// Ends the command: main prints the program's name and what(), one line without a newline, and exits with the status,
-// an exit_status or one computed by status_of().
+// Ends the command: main prints the program's name and what(), one line without a newline, and exits with the
+// status, an exit_status or one computed by status_of().
 struct failure : std::runtime_error {
     int status;
     failure(int exit_status, const std::string &line) : std::runtime_error(line), status(exit_status) {}
