@@ -46,8 +46,9 @@ inline bytes part(const bytes &whole, size_t offset, size_t size)
 // The 2080-byte body of commands 1, 2 and 5. A new one is valid: the remote path is "f", the host "h",
 // every other string is empty, every word 0.
 struct raw_request {
-    bytes body = bytes(1, 'f') + bytes(767, 0) + bytes(1, 'h') + bytes(1311, 0);
+    bytes body = bytes(2080);
 
+    raw_request() { text(0, "f").text(768, "h"); }
     raw_request &word(size_t offset, uint32_t value)
     {
         const bytes four = words(value);
