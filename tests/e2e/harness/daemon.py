@@ -38,8 +38,9 @@ def fast_clock():
     """The libraries to preload for a clock of another speed."""
     libraries = glob.glob(f"{sysroot()}/usr/lib/*/faketime/libfaketimeMT.so.1")
     assert libraries, "faketime is not installed"
-    time64 = pathlib.Path(program()[-1]).parent.parent / "tests" / "libtime64.so"  # of 32-bit builds
-    return [libraries[0]] + ([str(time64)] if time64.exists() else [])
+    build = pathlib.Path(program()[-1]).parent.parent
+    own = glob.glob(f"{build}/tests/libfast_clock.so")
+    return own or [libraries[0], *glob.glob(f"{build}/tests/libtime64.so")]
 
 
 def memory_kib(pid, kind):

@@ -1,0 +1,93 @@
+/* Preloaded in place of libfaketime where time_t has 32 bits (Debian 11): a clock as fast as FAKETIME says, "+0 x40" for one.
+ * There, libfaketime loses whole multiples of 2^32 nanoseconds. */
+#include <poll.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+_Static_assert(sizeof(time_t) == 4, "with 64 bits, libfaketime and time64.c serve");
+
+static const int64_t SECOND_NS = 1000000000;
+static int64_t start_ns[2]; /* of CLOCK_REALTIME and CLOCK_MONOTONIC */
+static int speed = 1;
+
+static int64_t nanoseconds(const struct timespec *time) { return time->tv_sec * SECOND_NS + time->tv_nsec; }
+
+static struct timespec parts(int64_t ns) { return (struct timespec){(time_t)(ns / SECOND_NS), (long)(ns % SECOND_NS)}; }
+
+__attribute__((constructor)) static void begin(void)
+{
+    struct timespec now;
+    const char *told = getenv("FAKETIME");
+    for (clockid_t clock = CLOCK_REALTIME; clock <= CLOCK_MONOTONIC; clock++)
+        if (syscall(SYS_clock_gettime, clock, &now) == 0)
+            start_ns[clock] = nanoseconds(&now);
+    if (told == NULL || sscanf(told, "+0 x%d", &speed) != 1)
+        abort();
+}
+
+int clock_gettime(clockid_t clock, struct timespec *now)
+{
+    if (syscall(SYS_clock_gettime, clock, now) != 0)
+        return -1;
+    if (clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC)
+        *now = parts(start_ns[clock] + (nanoseconds(now) - start_ns[clock]) * speed);
+    return 0;
+}
+
+int gettimeofday(struct timeval *restrict now, void *restrict zone)
+{
+    (void)zone;
+    struct timespec precise;
+    clock_gettime(CLOCK_REALTIME, &precise);
+    *now = (struct timeval){precise.tv_sec, precise.tv_nsec / 1000};
+    return 0;
+}
+
+time_t time(time_t *now)
+{
+    struct timespec precise;
+    clock_gettime(CLOCK_REALTIME, &precise);
+    if (now != NULL)
+        *now = precise.tv_sec;
+    return precise.tv_sec;
+}
+
+int nanosleep(const struct timespec *pause, struct timespec *rest)
+{
+    const struct timespec shorter = parts(nanoseconds(pause) / speed);
+    const int result = (int)syscall(SYS_nanosleep, &shorter, rest);
+    if (result != 0 && rest != NULL)
+        *rest = parts(nanoseconds(rest) * speed);
+    return result;
+}
+
+int usleep(useconds_t pause_us)
+{
+    const struct timespec pause = parts((int64_t)pause_us * 1000);
+    return nanosleep(&pause, NULL);
+}
+
+unsigned sleep(unsigned pause_s)
+{
+    const struct timespec pause = {(time_t)pause_s, 0};
+    nanosleep(&pause, NULL);
+    return 0;
+}
+
+int poll(struct pollfd *fds, nfds_t count, int timeout_ms)
+{
+    return (int)syscall(SYS_poll, fds, count, timeout_ms < 0 ? timeout_ms : (timeout_ms + speed - 1) / speed);
+}
+
+/* What poll is with -D_FORTIFY_SOURCE. */
+int __poll_chk(struct pollfd *fds, nfds_t count, int timeout_ms, size_t size)
+{
+    if (count > size / sizeof *fds)
+        abort();
+    return poll(fds, count, timeout_ms);
+}
