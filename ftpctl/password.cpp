@@ -108,7 +108,7 @@ static input_t read_line(int fd, int stop_fd, std::string &line, const std::stri
         if (input != input_t::BYTE || c == '\n')
             return input;
         if (c == '\0')
-            throw failure(STATUS_USAGE, name + ": a password cannot hold a NUL byte");
+            refuse(name + ": a password cannot hold a NUL byte");
         line += c;
     }
     return input_t::BYTE;
@@ -182,7 +182,7 @@ std::string password_prompt(int fd, const std::string &whom)
             terminal.has_new_line = true;
             return without_return(line);
         case input_t::END:
-            throw failure(STATUS_USAGE, "no password for " + whom + ": the input ended");
+            refuse("no password for " + whom + ": the input ended");
         case input_t::STOP:
             terminal.stop();
         }
@@ -201,6 +201,5 @@ std::string password_find(const password_names_t &names, const password_source_t
         return *in_environment;
     if (isatty(STDIN_FILENO) == 1)
         return password_prompt(STDIN_FILENO, whom);
-    throw failure(STATUS_USAGE,
-                  "no password for " + whom + ": use " + names.option + " or " + names.variable);
+    refuse("no password for " + whom + ": use " + names.option + " or " + names.variable);
 }
