@@ -7,8 +7,6 @@
 #include "ftpctl/private_folder.h"
 #include "ftpctl/text.h"
 
-#include <cstdio>
-
 constexpr const char *NAME = "f"; // short, because the path has a limit
 
 static std::string file_name(const options_t &options)
@@ -33,9 +31,7 @@ static void to_standard_output(const options_t &options, const url_t &url, repor
     job_t job = build(options, url, local);
     request_set_logins(job, logins);
     job_run(driver, job, report);
-    const std::string content = file_content(local, FTPCLIENT_DOWNLOAD_MAX);
-    if (fwrite(content.data(), 1, content.size(), stdout) != content.size() || fflush(stdout) != 0)
-        throw failure(STATUS_LOCAL, "cannot write to standard output");
+    output(file_content(local, FTPCLIENT_DOWNLOAD_MAX));
     report.is_told = true;
 }
 
