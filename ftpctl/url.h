@@ -16,6 +16,7 @@ struct server_t {
     std::optional<std::string> user; // absent if the URL has none
     std::string host;                // an IPv6 address keeps its brackets
     uint32_t port = 0;               // 1 to 65535
+    std::string name() const { return host + ":" + std::to_string(port); } // HOST:PORT
 };
 
 struct url_t : server_t { // the port is the scheme's default if the URL has none
