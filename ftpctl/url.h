@@ -5,8 +5,6 @@
 // relative to the login directory; ftp://h//dir/file and ftp://h/%2Fdir/file are "/dir/file".
 #pragma once
 
-#include "ftpctl/password.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,12 +37,6 @@ std::string url_file_name(const url_t &url);
 
 // `text`, such as a file name, percent-encoded for the path of a URL; '/' stays.
 std::string url_encoded(std::string_view text);
-
-// Reads [USER@]HOST[:PORT], percent-decoded. The message of a failure begins with `what`; if the text
-// contains a password, which every process could read here, it suggests `names` instead. Throws failure
-// (STATUS_USAGE).
-server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
-                          const password_names_t &names);
 
 // Reads the argument of --proxy: [http://][USER@]HOST[:PORT], default port 3128. Throws failure
 // (STATUS_USAGE).
