@@ -11,13 +11,14 @@
 // A hint for a socket that this user may not use.
 static std::string denied(const std::string &socket)
 {
-    const std::string line = "this user may not use " + socket;
+    std::string line = "this user may not use " + socket;
     struct stat status = {};
-    if (stat(socket.c_str(), &status) != 0)
-        return line;
-    const group *found = getgrgid(status.st_gid);
-    const std::string name = found != nullptr ? found->gr_name : std::to_string(status.st_gid);
-    return line + "; it belongs to group " + name + ": add the user to it";
+    if (stat(socket.c_str(), &status) == 0) {
+        const group *found = getgrgid(status.st_gid);
+        line += "; it belongs to group " +
+                (found != nullptr ? found->gr_name : std::to_string(status.st_gid)) + ": add the user to it";
+    }
+    return line;
 }
 
 static std::string line_of(const options_t &options, int error)
