@@ -89,8 +89,7 @@ static void add_profile(CLI::App *command, options_t &options, bool url_may_be_m
             "Profile of the server; the URL is then relative to the profile's")
         ->type_name("NAME")
         ->check(profile_name_fault);
-    command->add_option("--profiles", options.profiles, "Folder of the profiles")
-        ->type_name("DIR")
+    command_line_text(command, "--profiles", options.profiles, "DIR", "Folder of the profiles")
         ->capture_default_str();
 }
 
@@ -150,7 +149,7 @@ static void add_get(CLI::App &app, options_t &options)
     add_transfer_options(get, options);
 }
 
-// The URL is the last word, after any number of files: see split_words().
+// The URL is the last word, after any number of files: cli_parse() takes it from them.
 static void add_put(CLI::App &app, options_t &options)
 {
     CLI::App *put = add_command(app, options, "put", "Upload files", command_put);
@@ -199,8 +198,7 @@ static void add_questions(CLI::App &app, options_t &options)
     CLI::App *listen = add_command(
         app, options, "listen", "Show the daemon's notices in place of the network manager", command_listen);
     add_exec(listen, options);
-    listen->add_option("--notify-socket", options.notify_socket, "Socket to listen on")
-        ->type_name("PATH")
+    command_line_text(listen, "--notify-socket", options.notify_socket, "PATH", "Socket to listen on")
         ->capture_default_str();
     listen->add_option("--count", options.count, "End after this many notices")
         ->type_name("NUMBER")
@@ -210,8 +208,7 @@ static void add_questions(CLI::App &app, options_t &options)
 static void add_common_options(CLI::App &app, options_t &options)
 {
     app.set_version_flag("--version", std::string("ftpctl " FTPCTL_VERSION));
-    app.add_option("--socket", options.socket, "The daemon's control socket")
-        ->type_name("PATH")
+    command_line_text(&app, "--socket", options.socket, "PATH", "The daemon's control socket")
         ->capture_default_str();
     app.add_option_function<std::string>(
            "--timeout", [&options](const std::string &text) { options.timeout = duration_parse(text); },
@@ -223,7 +220,7 @@ static void add_common_options(CLI::App &app, options_t &options)
 }
 
 // Reports it like any other failure. --json may stand after the fault, so the parsed options may lack it.
-static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
+static int report_complaint(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     options_t options;
     options.json = std::ranges::find(words, std::string_view("--json")) != words.end();
@@ -233,14 +230,6 @@ static int refuse(std::span<const char *const> words, const CLI::App &app, const
     if (!app.get_subcommands().empty())
         report.command = app.get_subcommands().front()->get_name();
     return report_print(options, report);
-}
-
-static void split_words(options_t &options)
-{
-    if (options.command != "put")
-        return;
-    options.url = options.files.back();
-    options.files.pop_back();
 }
 
 std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options)
@@ -256,8 +245,12 @@ std::optional<int> cli_parse(int argc, const char *const *argv, options_t &optio
     } catch (const CLI::Success &wanted) { // --help, --version
         return app.exit(wanted);
     } catch (const CLI::ParseError &error) {
-        return refuse(std::span(argv, static_cast<size_t>(argc)), app, command_line_complaint(app, error));
+        return report_complaint(std::span(argv, static_cast<size_t>(argc)), app,
+                                command_line_complaint(app, error));
     }
-    split_words(options);
+    if (options.command == "put") {
+        options.url = options.files.back();
+        options.files.pop_back();
+    }
     return std::nullopt;
 }

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-void command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
-                       const char *description)
+CLI::Option *command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
+                               const char *description)
 {
-    command->add_option(option, value, description)->type_name(kind);
+    return command->add_option(option, value, description)->type_name(kind);
 }
 
 std::string command_line_complaint(const CLI::App &app, const CLI::ParseError &error)

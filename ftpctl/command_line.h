@@ -5,8 +5,8 @@
 #include <string>
 
 // An option with a text, whose kind the help shows, such as FILE.
-void command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
-                       const char *description);
+CLI::Option *command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
+                               const char *description);
 
 // A one-line message about a wrong command line. It quotes only the unexpected word, because the next one
 // may be a password.

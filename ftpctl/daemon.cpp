@@ -8,24 +8,20 @@
 #include <grp.h>
 #include <sys/stat.h>
 
-static std::string group_of(const std::string &path)
-{
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0)
-        return "";
-    const group *found = getgrgid(status.st_gid);
-    return found != nullptr ? found->gr_name : std::to_string(status.st_gid);
-}
-
 // A hint for a socket that this user may not use.
 static std::string denied(const std::string &socket)
 {
-    const std::string group = group_of(socket);
-    const std::string line = "this user may not use " + socket;
-    return group.empty() ? line : line + "; it belongs to group " + group + ": add the user to it";
+    std::string line = "this user may not use " + socket;
+    struct stat status = {};
+    if (stat(socket.c_str(), &status) == 0) {
+        const group *found = getgrgid(status.st_gid);
+        line += "; it belongs to group " +
+                (found != nullptr ? found->gr_name : std::to_string(status.st_gid)) + ": add the user to it";
+    }
+    return line;
 }
 
-static std::string line_of(const options_t &options, int error, int system_error)
+static std::string line_of(const options_t &options, int error)
 {
     switch (error) {
     case FTPCLIENT_ERR_NO_DAEMON:
@@ -40,7 +36,7 @@ static std::string line_of(const options_t &options, int error, int system_error
         return options.timeout ? "not done within " + duration_text(*options.timeout) + " (--timeout)"
                                : "not done in time";
     case FTPCLIENT_ERR_SYSTEM:
-        return strerror(system_error);
+        return strerror(errno);
     case FTPCLIENT_ERR_PROTOCOL:
         return "the daemon's answer makes no sense; daemon and ftpctl may be of different versions";
     case FTPCLIENT_ERR_TOO_LONG:
@@ -52,8 +48,8 @@ static std::string line_of(const options_t &options, int error, int system_error
 
 failure daemon_failure(const options_t &options, int error)
 {
-    const int system_error = errno;
-    return {status_of(error, FTPCLIENT_CAUSE_NONE), line_of(options, error, system_error)};
+    const std::string line = line_of(options, error);
+    return {status_of(error, FTPCLIENT_CAUSE_NONE), line};
 }
 
 client_t daemon_open(const options_t &options)

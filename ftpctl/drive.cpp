@@ -13,19 +13,10 @@
 #include <optional>
 #include <poll.h>
 
-using std::chrono::steady_clock;
-
 constexpr int LOOK_MS = 200; // how often to check the call's progress
 constexpr int STATE_MS = 1000;
 constexpr std::chrono::seconds WAITING_TOLD_AFTER{1};
 constexpr std::chrono::seconds OBJECT_EVERY{1};
-
-static std::string size_of(const ftpclient_progress_t &progress)
-{
-    const std::string done = text_size(static_cast<double>(progress.transferred_bytes));
-    return progress.total_bytes > 0 ? done + " of " + text_size(static_cast<double>(progress.total_bytes))
-                                    : done;
-}
 
 namespace
 {
@@ -56,24 +47,23 @@ private:
     const options_t &options_;
     const ftpclient_t *client_;
     progress_display display_;
-    std::optional<steady_clock::time_point> waiting_since_;
+    std::optional<deadline_t> untold_; // the beginning of a wait, which is not worth a line
     bool is_waiting_told_ = false;
     bool is_stopping_told_ = false;
-    steady_clock::time_point next_object_ = steady_clock::now();
+    deadline_t next_object_{std::chrono::milliseconds(0)};
 
     void tell_waiting(int phase)
     {
-        const auto now = steady_clock::now();
-        if (!waiting_since_)
-            waiting_since_ = now;
-        if (options_.quiet || is_waiting_told_ || now - *waiting_since_ < WAITING_TOLD_AFTER)
+        if (!untold_)
+            untold_.emplace(WAITING_TOLD_AFTER);
+        if (options_.quiet || is_waiting_told_ || !untold_->passed())
             return;
         is_waiting_told_ = true;
         std::string line = phase == FTPCLIENT_PHASE_BUSY ? "waiting for another program's job"
                                                          : "waiting for another program's turn";
         ftpclient_state_t state = {};
         if (ftpclient_poll(client_, &state, sizeof state, STATE_MS) == FTPCLIENT_OK && state.running != 0)
-            line += "; running: " + text_job(state.job) + ", " + size_of(state.progress);
+            line += "; running: " + text_job(state.job) + ", " + progress_amount(state.progress);
         say(line);
     }
 
@@ -96,11 +86,10 @@ private:
         if (ftpclient_call_state(call, &state, sizeof state) != FTPCLIENT_OK || state.running == 0)
             return;
         display_.update(state.progress);
-        const auto now = steady_clock::now();
-        if (!options_.json || !options_.progress || now < next_object_)
+        if (!options_.json || !options_.progress || !next_object_.passed())
             return;
         output_line(json_progress(options_.command, state.progress));
-        next_object_ = now + OBJECT_EVERY;
+        next_object_ = deadline_t(OBJECT_EVERY);
     }
 };
 

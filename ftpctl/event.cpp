@@ -1,7 +1,6 @@
 #include "ftpctl/event.h"
 
 #include "ftpctl/json.h"
-#include "ftpctl/report.h"
 #include "ftpctl/text.h"
 
 // The names after "FTPCTL_". Document a new one in the manual page as well.
@@ -74,13 +73,6 @@ std::vector<std::string> event_variable_names()
     for (const char *name : NAMES)
         names.push_back(PREFIX + std::string(name));
     return names;
-}
-
-void event_print(const event_t &event, const options_t &options)
-{
-    if (options.quiet && !options.exec.empty())
-        return;
-    output_line(options.json ? event.json : text_now() + " " + event.line);
 }
 
 event_t event_of_notice(const ftpclient_notice_t &notice, time_t now)

@@ -1,7 +1,7 @@
 // An event of `watch` and `listen`: a line, a JSON object, and the variables for a command of --exec.
 #pragma once
 
-#include "ftpctl/options.h"
+#include "libftpclient/ftpclient.h"
 
 #include <ctime>
 #include <string>
@@ -28,7 +28,3 @@ event_t event_of_state(const ftpclient_state_t &state, time_t now);
 
 // The daemon is back (FTPCLIENT_OK), or gone; `error` is the ftpclient_error of a request to it.
 event_t event_of_daemon(int error, time_t now);
-
-// Prints the event to standard output according to the options, as its line or its object; with --quiet only
-// if there is no command of --exec. Throws failure (STATUS_LOCAL) when it cannot be written.
-void event_print(const event_t &event, const options_t &options);

@@ -1,8 +1,9 @@
 #include "ftpctl/event_hook.h"
 
 #include "ftpctl/deadline.h"
-#include "ftpctl/failure.h"
 #include "ftpctl/interrupts.h"
+#include "ftpctl/report.h"
+#include "ftpctl/text.h"
 
 #include <cerrno>
 #include <csignal>
@@ -93,7 +94,8 @@ event_hook::~event_hook()
 
 void event_hook::tell(const event_t &event, const options_t &options)
 {
-    event_print(event, options);
+    if (!options.quiet || options.exec.empty())
+        output_line(options.json ? event.json : text_now() + " " + event.line);
     add(event);
 }
 

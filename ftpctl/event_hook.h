@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ftpctl/event.h"
+#include "ftpctl/options.h"
 #include "strutil/guards.h"
 
 #include <cstdint>
@@ -38,7 +39,8 @@ public:
     event_hook(const event_hook &) = delete;
     event_hook &operator=(const event_hook &) = delete;
 
-    // Prints the event with event_print(), then adds it. Throws failure as both do.
+    // Prints the event to standard output, as its line or, with --json, its object; with --quiet only if there is
+    // no command of --exec. Then adds it. Throws failure (STATUS_LOCAL) when it cannot be written, and as add().
     void tell(const event_t &event, const options_t &options);
 
     // Queues the command for the event. Never waits. Throws failure (STATUS_LOCAL) when the system allows no

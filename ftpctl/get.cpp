@@ -7,8 +7,6 @@
 #include "ftpctl/private_folder.h"
 #include "ftpctl/text.h"
 
-#include <cstdio>
-
 constexpr const char *NAME = "f"; // short, because the path has a limit
 
 static std::string file_name(const options_t &options)
@@ -24,7 +22,7 @@ static job_t build(const options_t &options, const url_t &url, const std::string
 static void to_standard_output(const options_t &options, const url_t &url, report_t &report)
 {
     if (options.json)
-        throw failure(STATUS_USAGE, "--json: standard output is needed for the file");
+        refuse("--json: standard output is needed for the file");
     const logins_t logins = logins_find(options, url);
     interrupts_catch(); // before there is a folder to remove
     driver driver(options);
@@ -33,9 +31,7 @@ static void to_standard_output(const options_t &options, const url_t &url, repor
     job_t job = build(options, url, local);
     request_set_logins(job, logins);
     job_run(driver, job, report);
-    const std::string content = file_content(local, FTPCLIENT_DOWNLOAD_MAX);
-    if (fwrite(content.data(), 1, content.size(), stdout) != content.size() || fflush(stdout) != 0)
-        throw failure(STATUS_LOCAL, "cannot write to standard output");
+    output(file_content(local, FTPCLIENT_DOWNLOAD_MAX));
     report.is_told = true;
 }
 
@@ -43,7 +39,7 @@ static void to_standard_output(const options_t &options, const url_t &url, repor
 static void without_waiting(const options_t &options, const url_t &url, report_t &report)
 {
     if (file_name(options).empty() || file_name(options) == "-")
-        throw failure(STATUS_USAGE, "--no-wait: needs the name of a FILE");
+        refuse("--no-wait: needs the name of a FILE");
     report.local = file_to_download(file_name(options), url_file_name(url));
     job_t job = build(options, url, *report.local);
     request_set_logins(job, logins_find(options, url));

@@ -5,15 +5,7 @@
 #include "libftpclient/ftpclient.h"
 #include "strutil/guards.h"
 
-#include <memory>
-
-struct give_back_t {
-    void operator()(ftpclient_t *client) const { ftpclient_close(client); }
-    void operator()(ftpclient_request_t *request) const { ftpclient_request_free(request); }
-    void operator()(ftpclient_call_t *call) const { ftpclient_call_free(call); }
-    void operator()(ftpclient_notices_t *notices) const { ftpclient_notices_close(notices); }
-};
-using client_t = std::unique_ptr<ftpclient_t, give_back_t>;
-using request_t = std::unique_ptr<ftpclient_request_t, give_back_t>;
-using call_t = std::unique_ptr<ftpclient_call_t, give_back_t>;
-using notices_t = std::unique_ptr<ftpclient_notices_t, give_back_t>;
+using client_t = closing_owner<ftpclient_t *, nullptr, ftpclient_close>;
+using request_t = closing_owner<ftpclient_request_t *, nullptr, ftpclient_request_free>;
+using call_t = closing_owner<ftpclient_call_t *, nullptr, ftpclient_call_free>;
+using notices_t = closing_owner<ftpclient_notices_t *, nullptr, ftpclient_notices_close>;

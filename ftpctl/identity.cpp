@@ -95,7 +95,7 @@ void command_identity(const options_t &options, report_t &report)
 {
     report.remote = options.url;
     const url_t url = url_parse(options.url, url_names::A_SERVER);
-    report.server = url.host + ":" + std::to_string(url.port);
+    report.server = url.name();
     report.identity = ask(options, url, report);
     report.message = options.quiet ? report.identity->pin : identity_text(report.server, *report.identity);
 }

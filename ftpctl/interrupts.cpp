@@ -2,13 +2,13 @@
 
 #include "ftpctl/failure.h"
 #include "strutil/clock.h"
+#include "strutil/guards.h"
 
-#include <cerrno>
 #include <csignal>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::initializer_list<int> SIGNALS = {SIGINT, SIGTERM, SIGHUP};
 // A closing terminal's two SIGHUPs, from the kernel and from the shell, come within this time.
 constexpr int64_t TWIN_MS = 1000;
 
@@ -24,7 +24,7 @@ static void end_as_usual(int number)
 
 static void remember(int number)
 {
-    const int kept = errno;
+    const errno_kept kept;
     const uint64_t one = 1;
     if (seen_ == 0) {
         first_ms_ = monotonic_ms();
@@ -34,7 +34,6 @@ static void remember(int number)
     } else if (number != SIGHUP || monotonic_ms() - first_ms_ > TWIN_MS) {
         end_as_usual(number);
     }
-    errno = kept;
 }
 
 static bool is_ignored(int number)
@@ -52,9 +51,8 @@ void interrupts_catch()
         fail_with_errno("eventfd");
     struct sigaction action = {};
     action.sa_handler = remember;
-    action.sa_flags = SA_RESTART; // writes continue; poll() is interrupted nevertheless
-    for (const int number : SIGNALS)
-        sigaddset(&action.sa_mask, number); // no handler interrupts another
+    action.sa_flags = SA_RESTART;         // writes continue; poll() is interrupted nevertheless
+    action.sa_mask = signal_set(SIGNALS); // no handler interrupts another
     for (const int number : SIGNALS) {
         if (number != SIGHUP || !is_ignored(number))
             sigaction(number, &action, nullptr);

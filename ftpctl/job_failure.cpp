@@ -5,15 +5,13 @@
 #include "ftpctl/statuses.h"
 #include "ftpctl/text.h"
 
-static std::string name_of(const server_t &server) { return server.host + ":" + std::to_string(server.port); }
-
 // Through a proxy libcurl connects only to the proxy; but code 6 means that the server's name was not found.
 static std::string peer_of(const job_t &job, const ftpclient_progress_t &progress)
 {
     constexpr int SERVER_NAME_NOT_FOUND = 6;
     if (!job.proxy || progress.curl_code == SERVER_NAME_NOT_FOUND)
-        return name_of(job.url);
-    return "proxy " + name_of(*job.proxy);
+        return job.url.name();
+    return "proxy " + job.proxy->name();
 }
 
 // The subject of the message.
@@ -21,14 +19,14 @@ static std::string subject_of(const job_t &job, const ftpclient_outcome_t &outco
 {
     switch (outcome.cause) {
     case FTPCLIENT_CAUSE_LOGIN:
-        return job.user + "@" + name_of(job.url);
+        return job.user + "@" + job.url.name();
     case FTPCLIENT_CAUSE_NO_NAME:
     case FTPCLIENT_CAUSE_NOBODY:
     case FTPCLIENT_CAUSE_UNREACHABLE:
     case FTPCLIENT_CAUSE_PROXY_LOGIN:
         return peer_of(job, outcome.progress);
     case FTPCLIENT_CAUSE_HANDSHAKE:
-        return name_of(job.url);
+        return job.url.name();
     case FTPCLIENT_CAUSE_LOCAL_FULL:
     case FTPCLIENT_CAUSE_NO_LOCAL_FILE:
         return job.local;
@@ -114,7 +112,7 @@ static std::string error_line(const options_t &options, const job_t &job, int er
     case FTPCLIENT_ERR_DIFFERENT:
         return difference_line(job, outcome);
     default:
-        return "";
+        return daemon_failure(options, error).what();
     }
 }
 
@@ -135,20 +133,11 @@ static std::string remains(int code, const ftpclient_outcome_t &outcome)
     return "";
 }
 
-static failure failure_itself(const options_t &options, const job_t &job, int code,
-                              const ftpclient_outcome_t &outcome)
-{
-    const failure daemons = daemon_failure(options, code);
-    if (code == FTPCLIENT_RESULT_BUSY)
-        return {STATUS_BUSY, error_line(options, job, FTPCLIENT_ERR_TURN, outcome)};
-    if (code > 0)
-        return {status_of(code, outcome.cause), result_line(job, code, outcome)};
-    const std::string line = error_line(options, job, code, outcome);
-    return line.empty() ? daemons : failure(daemons.status, line);
-}
-
 failure job_failure(const options_t &options, const job_t &job, int code, const ftpclient_outcome_t &outcome)
 {
-    const failure why = failure_itself(options, job, code, outcome);
-    return {why.status, why.what() + remains(code, outcome)};
+    // Busy in spite of the turn: somebody does not take turns.
+    const int error = code == FTPCLIENT_RESULT_BUSY ? int{FTPCLIENT_ERR_TURN} : code;
+    const std::string line =
+        error > 0 ? result_line(job, error, outcome) : error_line(options, job, error, outcome);
+    return {status_of(error, outcome.cause), line + remains(error, outcome)};
 }

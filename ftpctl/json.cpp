@@ -17,14 +17,12 @@ static json or_null(const std::string &text) { return text.empty() ? json(nullpt
 
 static json known(int64_t number) { return number >= 0 ? json(number) : json(nullptr); }
 
-static json seconds(int64_t elapsed_ms) { return static_cast<double>(elapsed_ms) / 1000; }
-
 static json object_of(const ftpclient_progress_t &progress)
 {
     return {
         {"total_bytes", progress.total_bytes},
         {"transferred_bytes", progress.transferred_bytes},
-        {"elapsed_s", seconds(progress.elapsed_ms)},
+        {"elapsed_s", static_cast<double>(progress.elapsed_ms) / 1000},
         {"curl_code", progress.curl_code},
         {"zixi_error", text_is_zixi(progress) ? json(progress.zixi_error) : json(nullptr)},
         {"response_type", progress.response_type},
@@ -53,21 +51,16 @@ static json job_of(const report_t &report)
     return object_of_job(report.job, report.outcome->result, report.outcome->progress);
 }
 
-static const char *sent_of(int upload)
-{
-    constexpr const char *SENT[] = {nullptr, "whole", "rest", "nothing", "mended"}; // by ftpclient_upload
-    return SENT[upload];
-}
-
 static json upload_of(const report_t &report)
 {
     if (!report.outcome || report.job != FTPCLIENT_UPLOAD)
         return nullptr;
+    constexpr const char *SENT[] = {nullptr, "whole", "rest", "nothing", "mended"}; // by ftpclient_upload
     const ftpclient_outcome_t &outcome = *report.outcome;
     return {
-        {"sent", or_null(sent_of(outcome.upload))}, {"local_bytes", known(outcome.local_bytes)},
-        {"resumed_bytes", outcome.resumed_bytes},   {"remote_bytes", known(outcome.remote_bytes)},
-        {"verified", outcome.verified != 0},        {"may_be_spoiled", outcome.may_be_spoiled != 0},
+        {"sent", or_null(SENT[outcome.upload])},  {"local_bytes", known(outcome.local_bytes)},
+        {"resumed_bytes", outcome.resumed_bytes}, {"remote_bytes", known(outcome.remote_bytes)},
+        {"verified", outcome.verified != 0},      {"may_be_spoiled", outcome.may_be_spoiled != 0},
     };
 }
 

@@ -95,7 +95,7 @@ std::string file_to_download(const std::string &name, const std::string &remote_
     std::optional<struct stat> status = found(target);
     if (target.ends_with('/') || (status && S_ISDIR(status->st_mode)) || name.empty()) {
         if (remote_name.empty() || remote_name == "." || remote_name == "..")
-            throw failure(STATUS_USAGE, "URL: '" + remote_name + "' cannot be the name of a local file");
+            refuse("URL: '" + remote_name + "' cannot be the name of a local file");
         if (!name.empty())
             target = (fs::path(target) / remote_name).string();
         status = found(target);
@@ -117,9 +117,8 @@ std::string file_beside(const std::string &target)
     const std::string folder = (path.parent_path() / ".").string(); // "/dir/."
     const size_t taken = folder.size() + tail.size() + 2;           // "/f" after it
     if (taken > LONGEST_PATH)
-        throw failure(STATUS_USAGE, target + ": the path is too long: its folder needs " +
-                                        std::to_string(taken - LONGEST_PATH) +
-                                        " bytes less, for the temporary file");
+        refuse(target + ": the path is too long: its folder needs " + std::to_string(taken - LONGEST_PATH) +
+               " bytes less, for the temporary file");
     const size_t room = std::min(LONGEST_PATH - taken, LONGEST_NAME - 1 - tail.size());
     return folder + path.filename().string().substr(0, room) + tail;
 }

@@ -99,33 +99,29 @@ static input_t next_input(int fd, int stop_fd, char *c, const std::string &name)
     throw failure(STATUS_CANCELLED, "interrupted");
 }
 
-// Appends the input up to the end of the line; returns what ended it, BYTE for a newline or an overlong line.
+// Reads the line up to its end, "\r\n" or "\n"; returns what ended it, BYTE for a newline or an overlong line.
 static input_t read_line(int fd, int stop_fd, std::string &line, const std::string &name)
 {
+    input_t input = input_t::BYTE;
     while (line.size() <= LONGEST) {
         char c = 0;
-        const input_t input = next_input(fd, stop_fd, &c, name);
+        input = next_input(fd, stop_fd, &c, name);
         if (input != input_t::BYTE || c == '\n')
-            return input;
+            break;
         if (c == '\0')
-            throw failure(STATUS_USAGE, name + ": a password cannot hold a NUL byte");
+            refuse(name + ": a password cannot hold a NUL byte");
         line += c;
     }
-    return input_t::BYTE;
-}
-
-static std::string without_return(std::string line)
-{
-    if (!line.empty() && line.back() == '\r')
+    if (line.ends_with('\r'))
         line.pop_back();
-    return line;
+    return input;
 }
 
 static std::string first_line(const descriptor &source, const std::string &name)
 {
     std::string line;
     read_line(source.get(), -1, line, name);
-    return without_return(line);
+    return line;
 }
 
 static std::string from_file(const char *option, const password_source_t &wanted)
@@ -180,9 +176,9 @@ std::string password_prompt(int fd, const std::string &whom)
         switch (read_line(fd, terminal.stop_fd(), line, "terminal")) {
         case input_t::BYTE:
             terminal.has_new_line = true;
-            return without_return(line);
+            return line;
         case input_t::END:
-            throw failure(STATUS_USAGE, "no password for " + whom + ": the input ended");
+            refuse("no password for " + whom + ": the input ended");
         case input_t::STOP:
             terminal.stop();
         }
@@ -201,6 +197,5 @@ std::string password_find(const password_names_t &names, const password_source_t
         return *in_environment;
     if (isatty(STDIN_FILENO) == 1)
         return password_prompt(STDIN_FILENO, whom);
-    throw failure(STATUS_USAGE,
-                  "no password for " + whom + ": use " + names.option + " or " + names.variable);
+    refuse("no password for " + whom + ": use " + names.option + " or " + names.variable);
 }

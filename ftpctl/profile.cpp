@@ -14,10 +14,10 @@ constexpr mode_t OTHERS_WRITE = 022;
 // ---- What is wrong with a value; "" for a right one ----
 
 // The messages of option checks begin with the option's name, which is left out here.
-template <typename Parse> static std::string fault_of(Parse parse)
+template <auto PARSE> static std::string fault_of(const std::string &text)
 {
     try {
-        parse();
+        PARSE(text);
     } catch (const failure &error) {
         const std::string line = error.what();
         return line.substr(line.find(": ") + 2);
@@ -25,11 +25,10 @@ template <typename Parse> static std::string fault_of(Parse parse)
     return "";
 }
 
-static std::string url_fault(const std::string &text)
+static void check_url(std::string_view text)
 {
-    url_t url;
-    const std::string fault = fault_of([&] { url = url_parse(text, url_names::A_SERVER); });
-    return fault.empty() && url.user ? "must name no user: that is the key user" : fault;
+    if (url_parse(text, url_names::A_SERVER).user)
+        refuse("URL: must name no user: that is the key user");
 }
 
 static std::string no_fault(const std::string &) { return ""; }
@@ -39,19 +38,9 @@ static std::string path_fault(const std::string &path)
     return path.starts_with('/') ? "" : "must be an absolute path";
 }
 
-static std::string pin_fault(const std::string &text)
-{
-    return fault_of([&] { server_pin_parse(text); });
-}
-
 static std::string mode_fault(const std::string &mode)
 {
     return mode == "passive" || mode == "active" ? "" : "must be passive or active";
-}
-
-static std::string proxy_fault(const std::string &text)
-{
-    return fault_of([&] { url_parse_proxy(text); });
 }
 
 std::string profile_name_fault(const std::string &name)
@@ -75,21 +64,16 @@ struct row_t {
 } // namespace
 
 constexpr row_t KEYS[] = {
-    {"url", &profile_t::url, url_fault},
+    {"url", &profile_t::url, fault_of<check_url>},
     {"user", &profile_t::user, no_fault},
     {"password-file", &profile_t::password_file, path_fault},
     {"password-credential", &profile_t::password_credential, profile_name_fault},
-    {"pin", &profile_t::pin, pin_fault},
+    {"pin", &profile_t::pin, fault_of<server_pin_parse>},
     {"mode", &profile_t::mode, mode_fault},
-    {"proxy", &profile_t::proxy, proxy_fault},
+    {"proxy", &profile_t::proxy, fault_of<url_parse_proxy>},
     {"proxy-password-file", &profile_t::proxy_password_file, path_fault},
     {"proxy-password-credential", &profile_t::proxy_password_credential, profile_name_fault},
 };
-
-[[noreturn]] static void refuse(const std::string &key, const std::string &why)
-{
-    throw failure(STATUS_USAGE, key + ": " + why);
-}
 
 // Names only the first word: the rest of a line without '=' may be a password.
 [[noreturn]] static void refuse_key(const std::string &name)
@@ -99,24 +83,25 @@ constexpr row_t KEYS[] = {
     std::string keys;
     for (const row_t &key : KEYS)
         keys += (keys.empty() ? "" : ", ") + std::string(key.name);
-    throw failure(STATUS_USAGE, "'" + std::string(name.begin(), end) +
-                                    "' does not begin a valid line KEY = VALUE; the keys are " + keys);
+    refuse("'" + std::string(name.begin(), end) + "' does not begin a valid line KEY = VALUE; the keys are " +
+           keys);
 }
 
 static void take(profile_t &profile, const CLI::ConfigItem &item)
 {
     constexpr std::string_view WITHOUT_VALUE = "true"; // the reader's value of a line without '='
-    const auto *key = std::ranges::find(KEYS, item.fullname(), &row_t::name);
+    const std::string name = item.fullname();
+    const auto *key = std::ranges::find(KEYS, name, &row_t::name);
     if (key == std::end(KEYS))
-        refuse_key(item.fullname());
+        refuse_key(name);
     std::string &value = profile.*key->value;
     if (item.inputs.size() != 1 || !value.empty()) // the reader joins neighbours
-        refuse(key->name, "is given twice");
+        refuse(name + ": is given twice");
     value = item.inputs.front();
     if (value.empty() || value == WITHOUT_VALUE)
-        refuse(key->name, "has no value");
+        refuse(name + ": has no value");
     if (const std::string fault = key->fault(value); !fault.empty())
-        refuse(key->name, fault);
+        refuse(name + ": " + fault);
 }
 
 // ---- What must stand together ----
@@ -126,15 +111,15 @@ static void check_login(bool has_user, const std::string &file, const std::strin
                         const std::string &key, const char *needs)
 {
     if (!file.empty() && !credential.empty())
-        refuse(key + "-credential", "cannot be used together with " + key + "-file");
+        refuse(key + "-credential: cannot be used together with " + key + "-file");
     if (!has_user && !(file.empty() && credential.empty()))
-        refuse(key + (file.empty() ? "-credential" : "-file"), needs);
+        refuse(key + (file.empty() ? "-credential: " : "-file: ") + needs);
 }
 
 static void check_whole(const profile_t &profile)
 {
     if (profile.url.empty())
-        refuse("url", "is missing");
+        refuse("url: is missing");
     check_login(!profile.user.empty(), profile.password_file, profile.password_credential, "password",
                 "needs the key user");
     check_login(!profile.proxy.empty() && url_parse_proxy(profile.proxy).user, profile.proxy_password_file,
@@ -171,7 +156,7 @@ profile_t profile_read(const std::string &folder, const std::string &name)
 static std::string joined(const std::string &base, const std::string &relative)
 {
     if (relative.find("://") != relative.npos || relative.starts_with('/'))
-        refuse("URL", "must be relative to the profile's, such as dir/file");
+        refuse("URL: must be relative to the profile's, such as dir/file");
     const std::string folder = base.ends_with('/') ? base : base + "/";
     return relative == "." ? folder : folder + relative;
 }

@@ -41,8 +41,8 @@ private:
     int64_t last_bytes_ = 0;
 };
 
-// Percent done, 0 to 100; -1 while the total is unknown.
-double progress_percent(const ftpclient_progress_t &progress);
+// "2.3 GB of 5.0 GB"; "2.3 GB" while the total is unknown.
+std::string progress_amount(const ftpclient_progress_t &progress);
 
 // "45 %, 2.3 GB of 5.0 GB, 98.1 MB/s, 0:27 left, retry 1", as far as known. A rate of 0 means unknown.
 std::string progress_line(const ftpclient_progress_t &progress, double bytes_per_s);

@@ -28,7 +28,7 @@ static upload_t build(const options_t &options, const url_t &url, const std::str
     if (target.path.empty() || target.path.back() == '/') {
         const std::string file = local.filename().string();
         if (file.empty() || file == "." || file == "..")
-            throw failure(STATUS_USAGE, name + ": is not the name of a file");
+            refuse(name + ": is not the name of a file");
         target.path += file;
         if (!shown.ends_with('/'))
             shown += '/';

@@ -45,13 +45,16 @@ template <typename Part> void report_failures(report_t &report, Part part)
     }
 }
 
-// Prints the line and a newline to standard output at once, for readers of a pipe. Throws failure when it
-// cannot be written.
-inline void output_line(const std::string &line)
+// Writes the bytes to standard output at once, for readers of a pipe. Throws failure when they cannot
+// be written.
+inline void output(const std::string &bytes)
 {
-    if (fprintf(stdout, "%s\n", line.c_str()) < 0 || fflush(stdout) != 0)
+    if (fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || fflush(stdout) != 0)
         throw failure(STATUS_LOCAL, "cannot write to standard output");
 }
+
+// The same for the line and a newline.
+inline void output_line(const std::string &line) { output(line + "\n"); }
 
 // Prints the report: the line of a failure to standard error, of a success to standard output; with --json an
 // object for both. With --quiet a success prints only requested data: state, file, identity. Returns the exit

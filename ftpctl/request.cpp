@@ -12,9 +12,11 @@
 constexpr const char *ANONYMOUS = "anonymous";
 constexpr const char *ANONYMOUS_PASSWORD = "ftpctl@";
 
-// Checks a setter's result.
-static void check(const request_t &request, int code)
+// Calls a setter of the library; refuses what it refuses.
+template <typename Setter, typename... Values>
+static void set(const request_t &request, Setter setter, Values... values)
 {
+    const int code = setter(request.get(), values...);
     if (code == FTPCLIENT_OK)
         return;
     const std::string complaint = ftpclient_request_complaint(request.get());
@@ -47,12 +49,11 @@ static void set_server_identity(const options_t &options, const request_t &reque
 {
     if (!options.pin.empty()) {
         const server_pin_t pin = server_pin_parse(options.pin);
-        check(request,
-              ftpclient_request_set_pin(request.get(), pin.kind, pin.digest.data(), pin.digest.size()));
+        set(request, ftpclient_request_set_pin, pin.kind, pin.digest.data(), pin.digest.size());
     }
     if (!options.save_identity.empty()) {
         const std::string path = std::filesystem::absolute(options.save_identity).string();
-        check(request, ftpclient_request_set_save_path(request.get(), path.c_str()));
+        set(request, ftpclient_request_set_save_path, path.c_str());
     }
 }
 
@@ -60,11 +61,11 @@ static void set_wishes(const options_t &options, const request_t &request)
 {
     ftpclient_request_set_passive(request.get(), options.active ? 0 : 1);
     if (options.resume)
-        check(request, ftpclient_request_set_resume(request.get(), 1));
+        set(request, ftpclient_request_set_resume, 1);
     if (options.verify)
-        check(request, ftpclient_request_set_verify(request.get(), 1));
+        set(request, ftpclient_request_set_verify, 1);
     if (options.no_overwrite)
-        check(request, ftpclient_request_set_overwrite(request.get(), 0));
+        set(request, ftpclient_request_set_overwrite, 0);
 }
 
 static void set_limits(const options_t &options, const request_t &request)
@@ -78,21 +79,20 @@ static void set_limits(const options_t &options, const request_t &request)
 static job_t begin(const options_t &options, int kind, const url_t &url, const std::string &shown_url,
                    const std::string &remote, const std::string &local)
 {
-    job_t job = {kind, url, shown_url, local, "", std::nullopt, nullptr};
     ftpclient_request_t *made = nullptr;
     const int protocol = static_cast<int>(options.protocol.value_or(static_cast<uint32_t>(url.protocol)));
     if (const int code = ftpclient_request_new(protocol, &made); code != FTPCLIENT_OK)
         throw failure(STATUS_LOCAL, ftpclient_strerror(code));
-    job.request.reset(made);
-    check(job.request, ftpclient_request_set_server(made, url.host.c_str(), url.port));
+    job_t job = {kind, url, shown_url, local, "", std::nullopt, request_t(made)};
+    set(job.request, ftpclient_request_set_server, url.host.c_str(), url.port);
     if (!options.proxy.empty()) {
         job.proxy = url_parse_proxy(options.proxy);
-        check(job.request, ftpclient_request_set_proxy(made, job.proxy->host.c_str(), job.proxy->port));
+        set(job.request, ftpclient_request_set_proxy, job.proxy->host.c_str(), job.proxy->port);
     }
     set_limits(options, job.request);
-    check(job.request, ftpclient_request_set_remote_path(made, remote.c_str()));
+    set(job.request, ftpclient_request_set_remote_path, remote.c_str());
     if (kind != FTPCLIENT_FILE_INFO)
-        check(job.request, ftpclient_request_set_local_path(made, local.c_str()));
+        set(job.request, ftpclient_request_set_local_path, local.c_str());
     return job;
 }
 
@@ -127,11 +127,9 @@ job_t request_for_identity(const options_t &options, const url_t &url, const std
     if (!is_sftp && url.protocol != FTPCLIENT_FTPS_IMPLICIT && url.protocol != FTPCLIENT_FTPS_EXPLICIT)
         refuse("identity: only ftps://, ftpes:// and sftp:// servers have one");
     job_t job = begin(options, FTPCLIENT_DOWNLOAD, url, options.url, "nothing", nothing);
-    ftpclient_request_t *request = job.request.get();
     // A fingerprint of length 0 matches no certificate and no key.
-    check(job.request,
-          ftpclient_request_set_pin(request, is_sftp ? FTPCLIENT_PIN_MD5 : FTPCLIENT_PIN_SHA1, nullptr, 0));
-    check(job.request, ftpclient_request_set_save_path(request, save_path.c_str()));
+    set(job.request, ftpclient_request_set_pin, is_sftp ? FTPCLIENT_PIN_MD5 : FTPCLIENT_PIN_SHA1, nullptr, 0);
+    set(job.request, ftpclient_request_set_save_path, save_path.c_str());
     return job;
 }
 
@@ -158,11 +156,10 @@ logins_t logins_find(const options_t &options, const url_t &url)
 void request_set_logins(job_t &job, const logins_t &logins)
 {
     job.user = logins.user;
-    ftpclient_request_t *request = job.request.get();
-    check(job.request, ftpclient_request_set_login(request, logins.user.c_str(), logins.password.c_str()));
+    set(job.request, ftpclient_request_set_login, logins.user.c_str(), logins.password.c_str());
     if (job.proxy && job.proxy->user)
-        check(job.request, ftpclient_request_set_proxy_login(request, logins.proxy_user.c_str(),
-                                                             logins.proxy_password.c_str()));
+        set(job.request, ftpclient_request_set_proxy_login, logins.proxy_user.c_str(),
+            logins.proxy_password.c_str());
 }
 
 std::string request_user(const options_t &options, const url_t &url)

@@ -19,6 +19,8 @@ struct kind_t {
 } // namespace
 
 constexpr const char *WRONG_SHA1 = "--pin: a SHA-1 fingerprint has 20 bytes, 40 hex digits";
+constexpr const char *WRONG_HEX =
+    "--pin: after the kind come pairs of hex digits, all with ':' between or none";
 constexpr const char *WRONG_MD5 = "--pin: an MD5 fingerprint has 16 bytes, 32 hex digits";
 
 constexpr kind_t KINDS[] = {
@@ -32,25 +34,19 @@ static bool has_prefix(std::string_view text, std::string_view prefix)
     return text.size() >= prefix.size() && strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
 }
 
-[[noreturn]] static void refuse_hex()
-{
-    throw failure(STATUS_USAGE,
-                  "--pin: after the kind come pairs of hex digits, all with ':' between or none");
-}
-
 static std::vector<uint8_t> bytes_of(std::string_view hex)
 {
     const bool with_colons = hex.size() > 2 && hex[2] == ':';
     const size_t step = with_colons ? 3 : 2;
     if ((hex.size() + (with_colons ? 1 : 0)) % step != 0)
-        refuse_hex();
+        refuse(WRONG_HEX);
     std::vector<uint8_t> bytes;
     for (size_t at = 0; at < hex.size(); at += step) {
         const char *end = hex.data() + at + 2;
         uint8_t byte = 0;
         if (std::from_chars(end - 2, end, byte, 16).ptr != end ||
             (with_colons && at > 0 && hex[at - 1] != ':'))
-            refuse_hex();
+            refuse(WRONG_HEX);
         bytes.push_back(byte);
     }
     return bytes;
@@ -61,10 +57,10 @@ server_pin_t server_pin_parse(std::string_view text)
     const auto *kind =
         std::ranges::find_if(KINDS, [&](const kind_t &k) { return has_prefix(text, k.prefix); });
     if (kind == std::end(KINDS))
-        throw failure(STATUS_USAGE, "--pin: must be sha1:HEX or md5:HEX");
+        refuse("--pin: must be sha1:HEX or md5:HEX");
     text.remove_prefix(kind->prefix.size());
     server_pin_t pin = {kind->pin, bytes_of(text)};
     if (pin.digest.size() != kind->digest_bytes)
-        throw failure(STATUS_USAGE, kind->wrong_length);
+        refuse(kind->wrong_length);
     return pin;
 }

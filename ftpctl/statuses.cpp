@@ -14,6 +14,11 @@ struct own_t {
     const char *remedy;
 };
 
+struct own_status_t {
+    exit_status status;
+    std::initializer_list<int> codes; // ftpclient_error, ftpclient_result
+};
+
 } // namespace
 
 constexpr own_t OWN[] = {
@@ -89,18 +94,8 @@ constexpr own_t RESULTS[] = {
      "choose another name or leave --no-overwrite out"},
 };
 
-namespace
-{
-
 // By ftpclient_cause; the library has the name and the meaning.
-struct cause_t {
-    int cause;
-    const char *remedy;
-};
-
-} // namespace
-
-constexpr cause_t CAUSES[] = {
+constexpr std::pair<int, const char *> REMEDIES[] = {
     {FTPCLIENT_CAUSE_LOGIN, "check user and password"},
     {FTPCLIENT_CAUSE_NO_FILE, "check the path; it is relative to the login directory"},
     {FTPCLIENT_CAUSE_DENIED, "check path and rights on the server"},
@@ -120,16 +115,6 @@ constexpr cause_t CAUSES[] = {
 
 constexpr int HIGHEST_RESULT = 29; // higher ones would overlap with the causes
 constexpr int UNKNOWN_RESULT = 120;
-
-namespace
-{
-
-struct own_status_t {
-    exit_status status;
-    std::initializer_list<int> codes; // ftpclient_error, ftpclient_result
-};
-
-} // namespace
 
 // Codes not listed here are local failures, or results of failed jobs.
 constexpr own_status_t STATUSES[] = {
@@ -154,9 +139,9 @@ static std::vector<status_t> make_table()
         table.push_back({own.status, own.name, own.meaning, own.remedy});
     for (const own_t &result : RESULTS)
         table.push_back({STATUS_JOB + result.status, result.name, result.meaning, result.remedy});
-    for (const cause_t &cause : CAUSES)
-        table.push_back({STATUS_CAUSE + cause.cause, ftpclient_cause_name(cause.cause),
-                         ftpclient_cause_text(cause.cause), cause.remedy});
+    for (const auto &[cause, remedy] : REMEDIES)
+        table.push_back(
+            {STATUS_CAUSE + cause, ftpclient_cause_name(cause), ftpclient_cause_text(cause), remedy});
     table.push_back({UNKNOWN_RESULT, "unknown-result", "a result that this ftpctl does not know",
                      "see whether daemon and ftpctl are of one version"});
     return table;
@@ -198,9 +183,8 @@ std::string status_help()
 {
     std::string text = "Exit status:\n";
     for (const status_t &row : status_table()) {
-        std::string number = std::to_string(row.status);
-        number.insert(0, number.size() < 5 ? 5 - number.size() : 0, ' ');
-        text += number + "  " + row.meaning + "\n";
+        const std::string number = std::to_string(row.status);
+        text += std::string(5 - number.size(), ' ') + number + "  " + row.meaning + "\n";
     }
     return text;
 }

@@ -1,6 +1,7 @@
 #include "ftpctl/url.h"
 
 #include "ftpctl/failure.h"
+#include "ftpctl/password.h"
 #include "libftpclient/ftpclient.h"
 
 #include <algorithm>
@@ -109,7 +110,8 @@ static void check_names(const url_t &url, url_names names)
         refuse("URL: must end in '/' for several files");
 }
 
-server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
+// Reads [USER@]HOST[:PORT]. A password, which every process could read here, belongs where `names` say.
+static server_t server_of(std::string_view text, uint32_t default_port, const std::string &what,
                           const password_names_t &names)
 {
     server_t server;
@@ -139,7 +141,7 @@ server_t url_parse_proxy(std::string_view text)
         text.remove_prefix(PROXY_SCHEME.size());
     if (text.find("://") != text.npos)
         refuse("--proxy: only HTTP proxies are supported");
-    return url_parse_server(text, PROXY_PORT, "--proxy", PROXY_PASSWORD);
+    return server_of(text, PROXY_PORT, "--proxy", PROXY_PASSWORD);
 }
 
 url_t url_parse(std::string_view text, url_names names)
@@ -148,8 +150,8 @@ url_t url_parse(std::string_view text, url_names names)
     text.remove_prefix(scheme.name.size());
     const size_t slash = std::min(text.find('/'), text.size());
     const std::string_view path = text.substr(std::min(slash + 1, text.size()));
-    url_t url = {url_parse_server(text.substr(0, slash), scheme.port, "URL", SERVER_PASSWORD),
-                 scheme.protocol, decoded(path, "URL: path")};
+    url_t url = {server_of(text.substr(0, slash), scheme.port, "URL", SERVER_PASSWORD), scheme.protocol,
+                 decoded(path, "URL: path")};
     check_names(url, names);
     return url;
 }

@@ -5,8 +5,6 @@
 // relative to the login directory; ftp://h//dir/file and ftp://h/%2Fdir/file are "/dir/file".
 #pragma once
 
-#include "ftpctl/password.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,6 +14,7 @@ struct server_t {
     std::optional<std::string> user; // absent if the URL has none
     std::string host;                // an IPv6 address keeps its brackets
     uint32_t port = 0;               // 1 to 65535
+    std::string name() const { return host + ":" + std::to_string(port); } // HOST:PORT
 };
 
 struct url_t : server_t { // the port is the scheme's default if the URL has none
@@ -38,12 +37,6 @@ std::string url_file_name(const url_t &url);
 
 // `text`, such as a file name, percent-encoded for the path of a URL; '/' stays.
 std::string url_encoded(std::string_view text);
-
-// Reads [USER@]HOST[:PORT], percent-decoded. The message of a failure begins with `what`; if the text
-// contains a password, which every process could read here, it suggests `names` instead. Throws failure
-// (STATUS_USAGE).
-server_t url_parse_server(std::string_view text, uint32_t default_port, const std::string &what,
-                          const password_names_t &names);
 
 // Reads the argument of --proxy: [http://][USER@]HOST[:PORT], default port 3128. Throws failure
 // (STATUS_USAGE).

@@ -81,20 +81,20 @@ private:
     // One request at a time, at most one per pass of the daemon's main loop.
     void ask()
     {
-        if (call_ != nullptr || !next_.passed())
+        if (call_ || !next_.passed())
             return;
         next_ = deadline_t(RHYTHM);
         ftpclient_call_t *call = nullptr;
         if (const int error = ftpclient_begin_poll(client_.get(), FTPCLIENT_TIMEOUT_MS, &call);
             error != FTPCLIENT_OK)
             throw daemon_failure(options_, error);
-        call_.reset(call);
+        call_ = call_t(call);
     }
 
     int wait_ms() const
     {
         const int left_ms = deadline_.poll_ms();
-        if (call_ != nullptr)
+        if (call_)
             return left_ms;
         return left_ms == -1 ? next_.poll_ms() : std::min(left_ms, next_.poll_ms());
     }
@@ -127,13 +127,13 @@ private:
     {
         ask();
         hook_.wait(ftpclient_call_fd(call_.get()), wait_ms());
-        if (call_ == nullptr)
+        if (!call_)
             return;
         const int code = ftpclient_call_finish(call_.get());
         if (code == FTPCLIENT_PENDING)
             return;
         hear(code);
-        call_.reset();
+        call_ = call_t();
     }
 };
 

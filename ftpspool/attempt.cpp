@@ -30,7 +30,7 @@ attempt_t::attempt_t(const ftpclient_t *client, const std::string &socket, const
     upload_log_in(job_, options_);
     ftpclient_call_t *call = nullptr;
     begun_ = ftpclient_begin_run(client, FTPCLIENT_UPLOAD, job_.request.get(), -1, &call);
-    call_.reset(call);
+    call_ = call_t(call);
 }
 
 // Only in the transfer phase does the progress belong to the upload.

@@ -67,7 +67,7 @@ std::string upload_server(const options_t &options)
 {
     const url_t url = url_parse(options.url);
     const std::string scheme = options.url.substr(0, options.url.find("://"));
-    return scheme + "://" + request_user(options, url) + "@" + url.host + ":" + std::to_string(url.port);
+    return scheme + "://" + request_user(options, url) + "@" + url.name();
 }
 
 std::string upload_place(const options_t &options)

@@ -123,17 +123,17 @@ static bool restrict_socket(gid_t group)
 }
 
 // Clients work without the file, so a failure is only reported.
-static void make_turn_file(gid_t group)
+static bool make_turn_file(gid_t group)
 {
     const descriptor file(
         open(CONTROL_TURN_PATH, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, SOCKET_MODE));
     struct stat made;
-    const bool is_open = file && fstat(file.get(), &made) == 0;
-    if (is_open && !S_ISREG(made.st_mode))
-        fail_because(CONTROL_TURN_PATH " is no plain file");
-    else if (!is_open || fchmod(file.get(), SOCKET_MODE) == -1 ||
-             fchown(file.get(), static_cast<uid_t>(-1), group) == -1)
-        fail(CONTROL_TURN_PATH);
+    if (!file || fstat(file.get(), &made) == -1)
+        return fail(CONTROL_TURN_PATH);
+    if (!S_ISREG(made.st_mode))
+        return fail_because(CONTROL_TURN_PATH " is no plain file");
+    return (fchmod(file.get(), SOCKET_MODE) == 0 && fchown(file.get(), static_cast<uid_t>(-1), group) == 0) ||
+           fail(CONTROL_TURN_PATH);
 }
 
 // SO_SNDTIMEO limits connect and send, SO_RCVTIMEO recv.
