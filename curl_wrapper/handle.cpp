@@ -53,10 +53,11 @@ void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
     src->list_info = nullptr;
 }
 
-void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call)
+bool curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call)
 {
     log_error(id, "%s(): NULL", call);
     rec->error = FTPCD_ERR_NO_MEMORY;
+    return false;
 }
 
 CURLcode curl_e_perform_once(curl_e_handle_t *rec)

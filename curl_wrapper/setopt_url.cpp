@@ -1,3 +1,4 @@
+#include "curl_wrapper/record.h"
 #include "curl_wrapper/set_option.h"
 #include "curl_wrapper/url.h"
 #include "strutil/strutil.h"
@@ -40,10 +41,8 @@ static scheme_t scheme_of_protocol(int kind)
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path)
 {
     const heap_string url(malloc_str4(curl_e_scheme_prefix(scheme_of_protocol(kind)), host, "/", path));
-    if (!url) {
-        log_error("curl_wrapper(807)", "malloc_str4(): NULL");
-        rec->error = FTPCD_ERR_NO_MEMORY;
-        return;
-    }
-    curl_e_setopt_url(rec, url.get());
+    if (url)
+        curl_e_setopt_url(rec, url.get());
+    else
+        curl_e_out_of_memory(rec, "curl_wrapper(807)", "malloc_str4");
 }
