@@ -11,13 +11,13 @@ void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
         rec->error = FTPCD_ERR_INTERNAL;
         return;
     }
-    if (const heap_string escaped = curl_e_escaped_url(rec, url))
+    if (const heap_string escaped = curl_e_escaped_url(rec, url, RESERVED))
         SET(rec, "curl_wrapper(766)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
 void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url)
 {
-    if (const heap_string escaped = curl_e_escaped_file_url(rec, url))
+    if (const heap_string escaped = curl_e_escaped_url(rec, url, RESERVED_IN_PATH))
         SET(rec, "curl_wrapper(771)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
