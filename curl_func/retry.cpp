@@ -209,8 +209,7 @@ static void check_completeness(curl_e_handle_t *handle, const perform_info_t *in
 
 void curl_perform(curl_e_handle_t *handle, perform_info_t *info)
 {
-    if (info == nullptr) {
-        log_error("curl_func(1207)", "perform_info_t has not been set.");
+    if (log_if_null("curl_func(1207)", "perform_info_t has not been set.", info)) {
         handle->error = FTPCD_ERR_INTERNAL;
         return;
     }

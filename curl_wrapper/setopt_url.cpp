@@ -6,8 +6,7 @@
 
 void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
 {
-    if (url == nullptr) {
-        log_error("curl_wrapper(758)", "url: NULL");
+    if (log_if_null("curl_wrapper(758)", "url: NULL", url)) {
         rec->error = FTPCD_ERR_INTERNAL;
         return;
     }
