@@ -20,11 +20,6 @@ void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url)
         SET(rec, "curl_wrapper(771)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
-void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(776)", CURLOPT_PATH_AS_IS, on);
-}
-
 static scheme_t scheme_of_protocol(int kind)
 {
     switch (kind) {
