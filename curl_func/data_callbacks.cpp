@@ -7,14 +7,9 @@
 
 size_t cb_write(char *data, size_t size, size_t count, void *context)
 {
-    if (data == nullptr) {
-        log_error("curl_func(1442)", "Download data pointer is null.");
+    if (log_if_null("curl_func(1442)", "Download data pointer is null.", data) ||
+        log_if_null("curl_func(1448)", "CURLOPT_WRITEDATA has not been set.", context))
         return 0;
-    }
-    if (context == nullptr) {
-        log_error("curl_func(1448)", "CURLOPT_WRITEDATA has not been set.");
-        return 0;
-    }
     const auto *info = static_cast<const cb_file_info_t *>(context);
     const size_t written = fwrite(data, size, count, info->file);
     if (written < count) {
@@ -28,14 +23,9 @@ size_t cb_write_null(char *, size_t size, size_t count, void *) { return size * 
 
 size_t cb_read(char *buffer, size_t size, size_t count, void *context)
 {
-    if (buffer == nullptr) {
-        log_error("curl_func(1491)", "Upload data pointer is null.");
+    if (log_if_null("curl_func(1491)", "Upload data pointer is null.", buffer) ||
+        log_if_null("curl_func(1497)", "CURLOPT_READDATA has not been set.", context))
         return 0;
-    }
-    if (context == nullptr) {
-        log_error("curl_func(1497)", "CURLOPT_READDATA has not been set.");
-        return 0;
-    }
     const auto *info = static_cast<const cb_file_info_t *>(context);
     const size_t got = fread(buffer, size, count, info->file);
     if (got == count || ferror(info->file) == 0)

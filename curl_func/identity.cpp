@@ -154,10 +154,8 @@ int32_t err_secure_data_convert(int secure_result)
 int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
 {
     const auto *info = static_cast<const cb_auth_info_t *>(context);
-    if (info == nullptr) {
-        log_error("curl_func(1954)", "'struct cb_auth_info_t' has not been set.");
+    if (log_if_null("curl_func(1954)", "'struct cb_auth_info_t' has not been set.", info))
         return 0;
-    }
     // The store context's error stays X509_V_OK: any other value makes libcurl refuse what is accepted here.
     return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
@@ -175,10 +173,8 @@ static void accept_an_end_without_notice([[maybe_unused]] SSL_CTX *tls)
 
 CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
 {
-    if (ssl_ctx == nullptr) {
-        log_error("curl_func(1924)", "'ssl_ctx' is not available.");
+    if (log_if_null("curl_func(1924)", "'ssl_ctx' is not available.", ssl_ctx))
         return CURLE_ABORTED_BY_CALLBACK;
-    }
     auto *const tls = static_cast<SSL_CTX *>(ssl_ctx);
     SSL_CTX_set_cert_verify_callback(tls, cb_ssl_app_verify, context);
     accept_an_end_without_notice(tls);
@@ -187,14 +183,10 @@ CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
 
 int cb_sshkey(CURL *, const curl_khkey *, const curl_khkey *foundkey, curl_khmatch match, void *context)
 {
-    if (foundkey == nullptr) {
-        log_error("curl_func(1814)", "'foundkey' is not available.");
+    if (log_if_null("curl_func(1814)", "'foundkey' is not available.", foundkey))
         return match < CURLKHMATCH_MISSING ? CURLKHSTAT_FINE : CURLKHSTAT_REJECT;
-    }
     const auto *info = static_cast<const cb_auth_info_t *>(context);
-    if (info == nullptr) {
-        log_error("curl_func(1823)", "'struct cb_auth_info_t' has not been set.");
+    if (log_if_null("curl_func(1823)", "'struct cb_auth_info_t' has not been set.", info))
         return CURLKHSTAT_REJECT;
-    }
     return is_accepted(info, HOST_KEY, foundkey) ? CURLKHSTAT_FINE : CURLKHSTAT_REJECT;
 }

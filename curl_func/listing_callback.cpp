@@ -22,14 +22,10 @@ static void take_over(job_slot_t *job, const list_info_t *entry)
 
 int cb_list(list_info_t *entry, void *context, int)
 {
-    if (entry == nullptr) {
-        log_error("curl_func(1754)", "'struct list_info_t' is not available.");
+    if (log_if_null("curl_func(1754)", "'struct list_info_t' is not available.", entry))
         return 0;
-    }
-    if (context == nullptr) {
-        log_error("curl_func(1760)", "'struct cb_list_info_t' has not been set.");
+    if (log_if_null("curl_func(1760)", "'struct cb_list_info_t' has not been set.", context))
         return 1;
-    }
     const auto *wanted = static_cast<const cb_list_info_t *>(context);
     if (entry->is_link != 0 || entry->kind != LIST_KIND_FILE || entry->name == nullptr ||
         wanted->name == nullptr)

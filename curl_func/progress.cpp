@@ -72,10 +72,8 @@ int cb_progress(void *context, double dltotal, double dlnow, double ultotal, dou
 
 int cb_progress_null(void *context, double, double, double, double)
 {
-    if (context == nullptr) {
-        log_error("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.");
+    if (log_if_null("curl_func(1726)", "CURLOPT_PROGRESSDATA has not been set.", context))
         return 0;
-    }
     const auto *info = static_cast<const progress_info_t *>(context);
     if (info->handle->operation_timed_out != 0)
         sockets_break(info->job);

@@ -95,10 +95,12 @@ static long retry_time_limit_s(const timeout_info_t *timeout)
     return RETRY_GRACE_S + (operation_rules ? 2L * timeout->operation_limit : timeout->connection_limit);
 }
 
-static void log_too_long(const char *id, long elapsed_s, long limit_s)
+// Always false.
+static bool refuse_retry(const char *id, long elapsed_s, long limit_s)
 {
     log_error(id, "Retry is not allowed. (last elapsed time: %ld > retry time limit: %ld)", elapsed_s,
               limit_s);
+    return false;
 }
 
 // A long try is repeated only if it moved nothing, so that no progress is lost.
@@ -108,14 +110,10 @@ static bool short_enough_for_retry(const curl_e_handle_t *handle, const perform_
     const long limit_s = retry_time_limit_s(info->timeout_info);
     if (elapsed_s <= limit_s)
         return true;
-    if (info->exec_info == nullptr) {
-        log_too_long("curl_func(1242)", elapsed_s, limit_s);
-        return false;
-    }
-    if (transferred_size(info) > 0) {
-        log_too_long("curl_func(1248)", elapsed_s, limit_s);
-        return false;
-    }
+    if (info->exec_info == nullptr)
+        return refuse_retry("curl_func(1242)", elapsed_s, limit_s);
+    if (transferred_size(info) > 0)
+        return refuse_retry("curl_func(1248)", elapsed_s, limit_s);
     return true;
 }
 
@@ -209,8 +207,7 @@ static void check_completeness(curl_e_handle_t *handle, const perform_info_t *in
 
 void curl_perform(curl_e_handle_t *handle, perform_info_t *info)
 {
-    if (info == nullptr) {
-        log_error("curl_func(1207)", "perform_info_t has not been set.");
+    if (log_if_null("curl_func(1207)", "perform_info_t has not been set.", info)) {
         handle->error = FTPCD_ERR_INTERNAL;
         return;
     }

@@ -80,10 +80,8 @@ static bool set_absolute_url(perform_t &run, heap_string specified)
     if (!url)
         return true;
     if (!run.specified) {
-        if (!specified) {
-            curl_e_out_of_memory(rec, "curl_wrapper(405)", "malloc_str1");
-            return false;
-        }
+        if (!specified)
+            return curl_e_out_of_memory(rec, "curl_wrapper(405)", "malloc_str1");
         run.plain = curl_e_plain_url(rec, specified.get());
         if (!run.plain)
             return false;

@@ -1,3 +1,4 @@
+#include "curl_wrapper/record.h"
 #include "curl_wrapper/url.h"
 #include "strutil/log.h"
 #include "strutil/strutil.h"
@@ -98,8 +99,7 @@ char *curl_e_getinfo_trimmed_ftp_entry_path(curl_e_handle_t *rec)
         return nullptr;
     heap_string trimmed(malloc_str1(path));
     if (!trimmed) {
-        log_error("curl_wrapper(1888)", "malloc_str1(): NULL");
-        rec->error = FTPCD_ERR_NO_MEMORY;
+        curl_e_out_of_memory(rec, "curl_wrapper(1888)", "malloc_str1");
         return nullptr;
     }
     trim(trimmed.get());
@@ -118,10 +118,9 @@ static char *malloc_url_in(curl_e_handle_t *rec, const char *url, const char *pa
     if (whole != nullptr)
         return whole;
     if (slash != nullptr)
-        log_error("curl_wrapper(1991)", "malloc_ins_str2(): NULL");
+        curl_e_out_of_memory(rec, "curl_wrapper(1991)", "malloc_ins_str2");
     else
-        log_error("curl_wrapper(1982)", "malloc_str3(): NULL");
-    rec->error = FTPCD_ERR_NO_MEMORY;
+        curl_e_out_of_memory(rec, "curl_wrapper(1982)", "malloc_str3");
     return nullptr;
 }
 

@@ -14,11 +14,7 @@ int curl_e_init(curl_e_handle_t *rec)
     rec->close_context = nullptr;
     curl_e_clear_result(rec);
     rec->curl = curl_easy_init();
-    if (rec->curl == nullptr) {
-        log_error("curl_wrapper(140)", "curl_easy_init(): NULL");
-        return 1;
-    }
-    return 0;
+    return log_if_null("curl_wrapper(140)", "curl_easy_init(): NULL", rec->curl) ? 1 : 0;
 }
 
 void curl_e_clear_result(curl_e_handle_t *rec)
@@ -53,10 +49,11 @@ void curl_e_move_handle(curl_e_handle_t *dst, curl_e_handle_t *src)
     src->list_info = nullptr;
 }
 
-void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call)
+bool curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call)
 {
     log_error(id, "%s(): NULL", call);
     rec->error = FTPCD_ERR_NO_MEMORY;
+    return false;
 }
 
 CURLcode curl_e_perform_once(curl_e_handle_t *rec)

@@ -64,10 +64,8 @@ int list_data_add(list_tmp_t *tmp, const char *data, size_t len)
         return 1;
     if (tmp->buffer == nullptr)
         tmp->buffer = static_cast<dynamic_buffer_t *>(calloc(1, sizeof(dynamic_buffer_t)));
-    if (tmp->buffer == nullptr) {
-        log_error("curl_wrapper(2447)", "dynamic_buffer_alloc(): Failed");
+    if (log_if_null("curl_wrapper(2447)", "dynamic_buffer_alloc(): Failed", tmp->buffer))
         return 0;
-    }
     if (!within_limit(tmp->buffer, data, len) ||
         !make_room(tmp->buffer, uint64_t{tmp->buffer->length} + len)) {
         log_error("curl_wrapper(2458)", "dynamic_buffer_realloc(): Failed");

@@ -147,10 +147,8 @@ void list_capture_free(list_setting_info_t *info)
 
 int parse_dynamic_buffer(list_setting_info_t *info)
 {
-    if (info->tmp == nullptr) {
-        log_error("curl_wrapper(2241)", "'info->tmp' data pointer is null.");
+    if (log_if_null("curl_wrapper(2241)", "'info->tmp' data pointer is null.", info->tmp))
         return 0;
-    }
     dynamic_buffer_t *buffer = info->tmp->buffer;
     if (buffer == nullptr || buffer->length == 0)
         return 0;
@@ -172,19 +170,11 @@ int parse_dynamic_buffer(list_setting_info_t *info)
 
 size_t cb_list_write(char *data, size_t size, size_t nmemb, list_setting_info_t *info)
 {
-    if (data == nullptr) {
-        log_error("curl_wrapper(2189)", "Download data pointer is null.");
+    if (log_if_null("curl_wrapper(2189)", "Download data pointer is null.", data) ||
+        log_if_null("curl_wrapper(2195)", "CURLOPT_WRITEDATA has not been set.", info) ||
+        log_if_null("curl_wrapper(2201)", "'tmp' data pointer is null.", info->tmp))
         return 0;
-    }
-    if (info == nullptr) {
-        log_error("curl_wrapper(2195)", "CURLOPT_WRITEDATA has not been set.");
-        return 0;
-    }
     list_tmp_t *tmp = info->tmp;
-    if (tmp == nullptr) {
-        log_error("curl_wrapper(2201)", "'tmp' data pointer is null.");
-        return 0;
-    }
     const size_t bytes = size * nmemb;
     if (tmp->stop != 0)
         return bytes;

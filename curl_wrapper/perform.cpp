@@ -31,26 +31,18 @@ static bool set_up_listing(perform_t &run)
     if (!plain)
         return false;
     const heap_string directory(malloc_directory_of(plain.get(), '/'));
-    if (!directory) {
-        curl_e_out_of_memory(rec, "curl_wrapper(322)", "malloc_directory_of");
-        return false;
-    }
+    if (!directory)
+        return curl_e_out_of_memory(rec, "curl_wrapper(322)", "malloc_directory_of");
     run.specified.reset(malloc_str1(url));
-    if (!run.specified) {
-        curl_e_out_of_memory(rec, "curl_wrapper(330)", "malloc_str1");
-        return false;
-    }
+    if (!run.specified)
+        return curl_e_out_of_memory(rec, "curl_wrapper(330)", "malloc_str1");
     run.plain = std::move(plain);
     curl_e_setopt_url(rec, directory.get());
     if (is_curl_error(rec) != 0)
         return false;
     run.list->pattern = basename_of(run.plain.get());
     log_info("curl_wrapper(344)", "Search pattern: %s", run.list->pattern);
-    if (!list_capture_start(run.list)) {
-        curl_e_out_of_memory(rec, "curl_wrapper(2096)", "list_tmp_alloc");
-        return false;
-    }
-    return true;
+    return list_capture_start(run.list) || curl_e_out_of_memory(rec, "curl_wrapper(2096)", "list_tmp_alloc");
 }
 
 // A listing without a match means a missing file.

@@ -7,5 +7,5 @@
 // server's reply, as curl_e_perform does.
 CURLcode curl_e_perform_once(curl_e_handle_t *rec);
 
-// Logs under `id` that `call` returned NULL, and sets FTPCD_ERR_NO_MEMORY.
-void curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call);
+// Logs under `id` that `call` returned NULL, and sets FTPCD_ERR_NO_MEMORY. Always false.
+bool curl_e_out_of_memory(curl_e_handle_t *rec, const char *id, const char *call);

@@ -1,12 +1,27 @@
 // The setters that hand their arguments to libcurl as they are.
 #include "curl_wrapper/set_option.h"
 
-static const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
+// Hands its parameter on as the option's value.
+#define SETTER(name, type, parameter, id, option)                                                            \
+    void name(curl_e_handle_t *rec, type parameter) { set_option<option>(rec, id, #option, parameter); }
 
-void curl_e_setopt_interface(curl_e_handle_t *rec, const char *name)
-{
-    SET(rec, "curl_wrapper(741)", CURLOPT_INTERFACE, name);
-}
+SETTER(curl_e_setopt_interface, const char *, name, "curl_wrapper(741)", CURLOPT_INTERFACE)
+SETTER(curl_e_setopt_path_as_is, long, on, "curl_wrapper(776)", CURLOPT_PATH_AS_IS)
+SETTER(curl_e_setopt_upload_buffersize, long, bytes, "curl_wrapper(1045)", CURLOPT_UPLOAD_BUFFERSIZE)
+SETTER(curl_e_setopt_nosignal, long, on, "curl_wrapper(552)", CURLOPT_NOSIGNAL)
+SETTER(curl_e_setopt_failonerror, long, on, "curl_wrapper(1054)", CURLOPT_FAILONERROR)
+SETTER(curl_e_setopt_http_version, long, version, "curl_wrapper(1070)", CURLOPT_HTTP_VERSION)
+SETTER(curl_e_setopt_curlopt_fresh_connect, long, on, "curl_wrapper(1152)", CURLOPT_FRESH_CONNECT)
+SETTER(curl_e_setopt_curlopt_maxconnects, long, n, "curl_wrapper(1168)", CURLOPT_MAXCONNECTS)
+SETTER(curl_e_setopt_curlopt_wildcardmatch, long, on, "curl_wrapper(1184)", CURLOPT_WILDCARDMATCH)
+SETTER(curl_e_setopt_ssh_knownhosts, const char *, path, "curl_wrapper(1257)", CURLOPT_SSH_KNOWNHOSTS)
+SETTER(curl_e_setopt_ssh_auth_types, long, mask, "curl_wrapper(1279)", CURLOPT_SSH_AUTH_TYPES)
+SETTER(curl_e_setopt_ftp_skip_pasv_ip, long, on, "curl_wrapper(1380)", CURLOPT_FTP_SKIP_PASV_IP)
+SETTER(curl_e_setopt_ftp_ssl_ccc, long, mode, "curl_wrapper(1399)", CURLOPT_FTP_SSL_CCC)
+SETTER(curl_e_setopt_cainfo, const char *, file, "curl_wrapper(1416)", CURLOPT_CAINFO)
+SETTER(curl_e_setopt_capath, const char *, directory, "curl_wrapper(1433)", CURLOPT_CAPATH)
+
+static const char *or_empty(const char *s) { return s != nullptr ? s : ""; }
 
 void curl_e_setopt_port(curl_e_handle_t *rec, long port)
 {
@@ -33,11 +48,6 @@ void curl_e_setopt_append(curl_e_handle_t *rec, long on)
         log_error("curl_wrapper(994)", "curl_easy_setopt(CURLOPT_APPEND): Failed(%ld)", on);
 }
 
-void curl_e_setopt_upload_buffersize(curl_e_handle_t *rec, long bytes)
-{
-    SET(rec, "curl_wrapper(1045)", CURLOPT_UPLOAD_BUFFERSIZE, bytes);
-}
-
 void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on)
 {
 #if LIBCURL_VERSION_NUM >= 0x075700
@@ -45,21 +55,6 @@ void curl_e_setopt_quick_exit(curl_e_handle_t *rec, long on)
 #else
     (void)rec, (void)on;
 #endif
-}
-
-void curl_e_setopt_nosignal(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(552)", CURLOPT_NOSIGNAL, on);
-}
-
-void curl_e_setopt_failonerror(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(1054)", CURLOPT_FAILONERROR, on);
-}
-
-void curl_e_setopt_http_version(curl_e_handle_t *rec, long version)
-{
-    SET(rec, "curl_wrapper(1070)", CURLOPT_HTTP_VERSION, version);
 }
 
 void curl_e_setopt_operation_timeout(curl_e_handle_t *rec, long seconds)
@@ -81,21 +76,6 @@ void curl_e_setopt_curlopt_connect_only(curl_e_handle_t *rec, long on)
         rec->connect_only = on != 0 ? 1 : 0;
 }
 
-void curl_e_setopt_curlopt_fresh_connect(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(1152)", CURLOPT_FRESH_CONNECT, on);
-}
-
-void curl_e_setopt_curlopt_maxconnects(curl_e_handle_t *rec, long n)
-{
-    SET(rec, "curl_wrapper(1168)", CURLOPT_MAXCONNECTS, n);
-}
-
-void curl_e_setopt_curlopt_wildcardmatch(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(1184)", CURLOPT_WILDCARDMATCH, on);
-}
-
 void curl_e_setopt_curlopt_ftp_use_eprt_epsv(curl_e_handle_t *rec, long on)
 {
     SET(rec, "curl_wrapper(1200)", CURLOPT_FTP_USE_EPRT, on) &&
@@ -107,16 +87,6 @@ void curl_e_setopt_tcp_keepalive(curl_e_handle_t *rec, long on, long idle, long 
     if (SET(rec, "curl_wrapper(1225)", CURLOPT_TCP_KEEPALIVE, on != 0 ? 1L : 0L) && on != 0)
         SET(rec, "curl_wrapper(1232)", CURLOPT_TCP_KEEPIDLE, idle) &&
             SET(rec, "curl_wrapper(1238)", CURLOPT_TCP_KEEPINTVL, interval);
-}
-
-void curl_e_setopt_ssh_knownhosts(curl_e_handle_t *rec, const char *path)
-{
-    SET(rec, "curl_wrapper(1257)", CURLOPT_SSH_KNOWNHOSTS, path);
-}
-
-void curl_e_setopt_ssh_auth_types(curl_e_handle_t *rec, long mask)
-{
-    SET(rec, "curl_wrapper(1279)", CURLOPT_SSH_AUTH_TYPES, mask);
 }
 
 void curl_e_setopt_ssh_keyfile(curl_e_handle_t *rec, const char *public_key, const char *private_key,
@@ -132,26 +102,6 @@ void curl_e_setopt_use_ssl(curl_e_handle_t *rec, long level, long auth)
     SET(rec, "curl_wrapper(1348)", CURLOPT_USE_SSL, level) &&
         SET(rec, "curl_wrapper(1355)", CURLOPT_FTPSSLAUTH, auth) &&
         SET(rec, "curl_wrapper(1362)", CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_DEFAULT));
-}
-
-void curl_e_setopt_ftp_skip_pasv_ip(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(1380)", CURLOPT_FTP_SKIP_PASV_IP, on);
-}
-
-void curl_e_setopt_ftp_ssl_ccc(curl_e_handle_t *rec, long mode)
-{
-    SET(rec, "curl_wrapper(1399)", CURLOPT_FTP_SSL_CCC, mode);
-}
-
-void curl_e_setopt_cainfo(curl_e_handle_t *rec, const char *file)
-{
-    SET(rec, "curl_wrapper(1416)", CURLOPT_CAINFO, file);
-}
-
-void curl_e_setopt_capath(curl_e_handle_t *rec, const char *directory)
-{
-    SET(rec, "curl_wrapper(1433)", CURLOPT_CAPATH, directory);
 }
 
 void curl_e_setopt_ssl_verify(curl_e_handle_t *rec, long peer, long host)

@@ -1,5 +1,6 @@
 // The setters that install a callback and its context.
 #include "curl_wrapper/listing_capture.h"
+#include "curl_wrapper/record.h"
 #include "curl_wrapper/set_option.h"
 
 void curl_e_setopt_writefunc_data(curl_e_handle_t *rec, curl_write_callback function, void *data)
@@ -65,8 +66,7 @@ void curl_e_setopt_listfunc_data(curl_e_handle_t *rec, list_callback_fn callback
         return;
     list_setting_info_t *info = list_setting_malloc(callback, context);
     if (info == nullptr) {
-        log_error("curl_wrapper(1626)", "list_setting_info_alloc(): NULL");
-        rec->error = FTPCD_ERR_NO_MEMORY;
+        curl_e_out_of_memory(rec, "curl_wrapper(1626)", "list_setting_info_alloc");
         return;
     }
     // libcurl passes the settings as a void pointer, which is the same call.

@@ -1,3 +1,4 @@
+#include "curl_wrapper/record.h"
 #include "curl_wrapper/set_option.h"
 #include "curl_wrapper/url.h"
 #include "strutil/strutil.h"
@@ -5,24 +6,18 @@
 
 void curl_e_setopt_url(curl_e_handle_t *rec, const char *url)
 {
-    if (url == nullptr) {
-        log_error("curl_wrapper(758)", "url: NULL");
+    if (log_if_null("curl_wrapper(758)", "url: NULL", url)) {
         rec->error = FTPCD_ERR_INTERNAL;
         return;
     }
-    if (const heap_string escaped = curl_e_escaped_url(rec, url))
+    if (const heap_string escaped = curl_e_escaped_url(rec, url, RESERVED))
         SET(rec, "curl_wrapper(766)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
 }
 
 void curl_e_setopt_file_url(curl_e_handle_t *rec, const char *url)
 {
-    if (const heap_string escaped = curl_e_escaped_file_url(rec, url))
+    if (const heap_string escaped = curl_e_escaped_url(rec, url, RESERVED_IN_PATH))
         SET(rec, "curl_wrapper(771)", CURLOPT_URL, static_cast<const char *>(escaped.get()));
-}
-
-void curl_e_setopt_path_as_is(curl_e_handle_t *rec, long on)
-{
-    SET(rec, "curl_wrapper(776)", CURLOPT_PATH_AS_IS, on);
 }
 
 static scheme_t scheme_of_protocol(int kind)
@@ -40,10 +35,8 @@ static scheme_t scheme_of_protocol(int kind)
 void curl_e_setopt_url_ex(curl_e_handle_t *rec, int kind, const char *host, const char *path)
 {
     const heap_string url(malloc_str4(curl_e_scheme_prefix(scheme_of_protocol(kind)), host, "/", path));
-    if (!url) {
-        log_error("curl_wrapper(807)", "malloc_str4(): NULL");
-        rec->error = FTPCD_ERR_NO_MEMORY;
-        return;
-    }
-    curl_e_setopt_url(rec, url.get());
+    if (url)
+        curl_e_setopt_url(rec, url.get());
+    else
+        curl_e_out_of_memory(rec, "curl_wrapper(807)", "malloc_str4");
 }

@@ -12,9 +12,6 @@ constexpr const char *PREFIXES[] = {
 };
 static_assert(std::size(PREFIXES) == SCHEME_NONE);
 
-constexpr const char RESERVED[] = "!#$&'()*+,/:;=?@[]";
-constexpr const char RESERVED_IN_PATH[] = "!$&'()*+,/:;=@[]";
-
 const char *curl_e_scheme_prefix(scheme_t scheme) { return PREFIXES[scheme]; }
 
 scheme_t curl_e_scheme_of(const char *url)
@@ -45,7 +42,7 @@ static bool escape(CURL *curl, const char *url, const char *kept, char *dst)
     return true;
 }
 
-static heap_string escaped_but(curl_e_handle_t *rec, const char *url, const char *kept)
+heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url, const char *kept)
 {
     heap_string escaped(static_cast<char *>(malloc(strlen(url) * 3 + 1)));
     if (!escaped)
@@ -56,16 +53,6 @@ static heap_string escaped_but(curl_e_handle_t *rec, const char *url, const char
         log_error("curl_wrapper(2734)", "curl_easy_escape(): Failed(%s)", url);
     rec->error = FTPCD_ERR_NO_MEMORY;
     return nullptr;
-}
-
-heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url)
-{
-    return escaped_but(rec, url, RESERVED);
-}
-
-heap_string curl_e_escaped_file_url(curl_e_handle_t *rec, const char *url)
-{
-    return escaped_but(rec, url, RESERVED_IN_PATH);
 }
 
 curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped)

@@ -28,12 +28,14 @@ const char *curl_e_scheme_prefix(scheme_t scheme);
 // The scheme of `url`, ignoring case.
 scheme_t curl_e_scheme_of(const char *url);
 
-// `url` with everything but the reserved characters of RFC 3986 percent-escaped, '%' too. NULL when memory is
-// exhausted: logged, and recorded as FTPCD_ERR_NO_MEMORY.
-heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url);
+// What is never escaped: the reserved characters of RFC 3986; without '#' and '?' for a URL in which everything
+// after the host is the path.
+constexpr char RESERVED[] = "!#$&'()*+,/:;=?@[]";
+constexpr char RESERVED_IN_PATH[] = "!$&'()*+,/:;=@[]";
 
-// The same for a URL in which everything after the host is the path: '#' and '?' are escaped too.
-heap_string curl_e_escaped_file_url(curl_e_handle_t *rec, const char *url);
+// `url` with everything but the `kept` characters percent-escaped, '%' too. NULL when memory is exhausted:
+// logged, and recorded as FTPCD_ERR_NO_MEMORY.
+heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url, const char *kept);
 
 // The exact inverse, for a URL returned by libcurl. Unescape such a URL before you change it or set it again;
 // otherwise its names are escaped twice. NULL as above.

@@ -1,7 +1,6 @@
 #include "ftp_clientd/commands.h"
 #include "ftp_clientd/engines.h"
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/reply.h"
 #include "ftp_clientd/request_check.h"
 #include "strutil/guards.h"
 #include "strutil/log.h"

@@ -55,10 +55,8 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header)
     if (length == 0)
         return nullptr;
     heap_block body(malloc(length));
-    if (body == nullptr) {
-        log_error("ftp_clientd_if(725)", "Failed: malloc()");
+    if (log_if_null("ftp_clientd_if(725)", "Failed: malloc()", body.get()))
         return no_request(header);
-    }
     const moved_t rest = receive_body(connection, static_cast<char *>(body.get()), length, deadline_ms);
     if (!is_whole(rest, length, "ftp_clientd_if(737)", "recvn"))
         return no_request(header);

@@ -34,6 +34,12 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header);
 // accepts without waiting, so a slow cancel gets its reply.
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body);
 
+// The first fields of every reply and notice, for an action that ended with `code`, an ftpcd_err.
+inline reply_t reply_for(uint32_t code)
+{
+    return {.result = code != FTPCD_ERR_NONE ? 1u : 0u, .detail = code};
+}
+
 // --- network_manager.cpp: notices
 
 // Sends one notice over a connection of its own: code is a notice_code, body has `length` bytes, at most

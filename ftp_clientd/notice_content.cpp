@@ -1,7 +1,6 @@
 #include "ftp_clientd/notice_content.h"
 
 #include "ftp_clientd/ftp_clientd_if.h"
-#include "ftp_clientd/reply.h"
 #include "strutil/log.h"
 
 void notify_start_up(uint32_t code)

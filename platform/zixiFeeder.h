@@ -14,38 +14,42 @@
 extern "C" {
 #endif
 
-enum zixi_error {
-    ZIXI_WARNING_REMOTE_FILE_EXISTS = -22,
-    ZIXI_ERROR_FILE_REMOTE = -21,
-    ZIXI_ERROR_FILE_LOCAL = -20,
-    ZIXI_ERROR_BAD_URL = -19,
-    ZIXI_ERROR_NOT_FOUND = -18,
-    ZIXI_ERROR_NETWORK = -17,
-    ZIXI_ERROR_CACHE_TO_SMALL = -16,
-    ZIXI_ERROR_RESOLVING_FAILED = -15,
-    ZIXI_ERROR_TEST_FAILED = -14,
-    ZIXI_ERROR_NOT_SUPPORTED = -13,
-    ZIXI_ERROR_EOF = -12,
-    ZIXI_ERROR_SERVER_FULL = -11,
-    ZIXI_ERROR_VERSION = -10,
-    ZIXI_ERROR_NETWORK_ERRORS = -9,
-    ZIXI_ERROR_LICENSING_FAILED = -8,
-    ZIXI_ERROR_AUTHORIZATION_FAILED = -7,
-    ZIXI_ERROR_FUNCTION_NOT_FOUND = -6,
-    ZIXI_ERROR_DLL_NOT_FOUND = -5,
-    ZIXI_ERROR_NOT_CONNECTED = -4,
-    ZIXI_ERROR_NOT_INITIALIZED = -3,
-    ZIXI_ERROR_TIMEOUT = -2,
-    ZIXI_ERROR_FAILED = -1,
-    ZIXI_ERROR_OK = 0,
-    ZIXI_ERROR_INVALID_PARAMETER = 1,
-    ZIXI_ERROR_STREAM_CHANGED = 2,
-    ZIXI_ERROR_ALREADY_INITIALIZED = 3,
-    ZIXI_ERROR_ALREADY_CONNECTED = 4,
-    ZIXI_ERROR_NOT_READY = 5,
-    ZIXI_ERROR_BUFFER_TO_SMALL = 6,
-    ZIXI_ERROR_RECONNECTING = 7
-};
+/* The errors of the library: X(name, number) for each. */
+#define ZIXI_ERRORS(X)                                                                                       \
+    X(ZIXI_WARNING_REMOTE_FILE_EXISTS, -22)                                                                  \
+    X(ZIXI_ERROR_FILE_REMOTE, -21)                                                                           \
+    X(ZIXI_ERROR_FILE_LOCAL, -20)                                                                            \
+    X(ZIXI_ERROR_BAD_URL, -19)                                                                               \
+    X(ZIXI_ERROR_NOT_FOUND, -18)                                                                             \
+    X(ZIXI_ERROR_NETWORK, -17)                                                                               \
+    X(ZIXI_ERROR_CACHE_TO_SMALL, -16)                                                                        \
+    X(ZIXI_ERROR_RESOLVING_FAILED, -15)                                                                      \
+    X(ZIXI_ERROR_TEST_FAILED, -14)                                                                           \
+    X(ZIXI_ERROR_NOT_SUPPORTED, -13)                                                                         \
+    X(ZIXI_ERROR_EOF, -12)                                                                                   \
+    X(ZIXI_ERROR_SERVER_FULL, -11)                                                                           \
+    X(ZIXI_ERROR_VERSION, -10)                                                                               \
+    X(ZIXI_ERROR_NETWORK_ERRORS, -9)                                                                         \
+    X(ZIXI_ERROR_LICENSING_FAILED, -8)                                                                       \
+    X(ZIXI_ERROR_AUTHORIZATION_FAILED, -7)                                                                   \
+    X(ZIXI_ERROR_FUNCTION_NOT_FOUND, -6)                                                                     \
+    X(ZIXI_ERROR_DLL_NOT_FOUND, -5)                                                                          \
+    X(ZIXI_ERROR_NOT_CONNECTED, -4)                                                                          \
+    X(ZIXI_ERROR_NOT_INITIALIZED, -3)                                                                        \
+    X(ZIXI_ERROR_TIMEOUT, -2)                                                                                \
+    X(ZIXI_ERROR_FAILED, -1)                                                                                 \
+    X(ZIXI_ERROR_OK, 0)                                                                                      \
+    X(ZIXI_ERROR_INVALID_PARAMETER, 1)                                                                       \
+    X(ZIXI_ERROR_STREAM_CHANGED, 2)                                                                          \
+    X(ZIXI_ERROR_ALREADY_INITIALIZED, 3)                                                                     \
+    X(ZIXI_ERROR_ALREADY_CONNECTED, 4)                                                                       \
+    X(ZIXI_ERROR_NOT_READY, 5)                                                                               \
+    X(ZIXI_ERROR_BUFFER_TO_SMALL, 6)                                                                         \
+    X(ZIXI_ERROR_RECONNECTING, 7)
+
+#define ZIXI_ENUMERATOR(name, number) name = (number),
+enum zixi_error { ZIXI_ERRORS(ZIXI_ENUMERATOR) };
+#undef ZIXI_ENUMERATOR
 
 /* The state of a stream while its upload runs; any other state means that it has ended. */
 enum { ZIXI_STATE_UPLOADING = 2 };

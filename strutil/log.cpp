@@ -43,6 +43,13 @@ void log_if_failed(const char *id, const char *call, int rc)
         log_error(id, "%s(): %d", call, rc);
 }
 
+bool log_if_null(const char *id, const char *text, const void *pointer)
+{
+    if (pointer == nullptr)
+        log_error(id, "%s", text);
+    return pointer == nullptr;
+}
+
 void log_info(const char *id, const char *format, ...)
 {
     va_list arguments;

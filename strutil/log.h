@@ -15,6 +15,9 @@ void log_errno(const char *id);
 // return their error.
 void log_if_failed(const char *id, const char *call, int rc);
 
+// LOG_ERR: "error: <id>: <text>\n" when the pointer is NULL, otherwise nothing. Returns whether it is NULL.
+bool log_if_null(const char *id, const char *text, const void *pointer);
+
 // LOG_INFO: "<id>: <text>\n".
 void log_info(const char *id, const char *format, ...) __attribute__((format(printf, 2, 3)));
 

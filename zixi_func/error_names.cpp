@@ -13,43 +13,8 @@ struct error_name_t {
 
 } // namespace
 
-#define NAMED(error)                                                                                         \
-    {                                                                                                        \
-        error, #error                                                                                        \
-    }
-
-constexpr error_name_t ERROR_NAMES[] = {
-    NAMED(ZIXI_WARNING_REMOTE_FILE_EXISTS),
-    NAMED(ZIXI_ERROR_FILE_REMOTE),
-    NAMED(ZIXI_ERROR_FILE_LOCAL),
-    NAMED(ZIXI_ERROR_BAD_URL),
-    NAMED(ZIXI_ERROR_NOT_FOUND),
-    NAMED(ZIXI_ERROR_NETWORK),
-    NAMED(ZIXI_ERROR_CACHE_TO_SMALL),
-    NAMED(ZIXI_ERROR_RESOLVING_FAILED),
-    NAMED(ZIXI_ERROR_TEST_FAILED),
-    NAMED(ZIXI_ERROR_NOT_SUPPORTED),
-    NAMED(ZIXI_ERROR_EOF),
-    NAMED(ZIXI_ERROR_SERVER_FULL),
-    NAMED(ZIXI_ERROR_VERSION),
-    NAMED(ZIXI_ERROR_NETWORK_ERRORS),
-    NAMED(ZIXI_ERROR_LICENSING_FAILED),
-    NAMED(ZIXI_ERROR_AUTHORIZATION_FAILED),
-    NAMED(ZIXI_ERROR_FUNCTION_NOT_FOUND),
-    NAMED(ZIXI_ERROR_DLL_NOT_FOUND),
-    NAMED(ZIXI_ERROR_NOT_CONNECTED),
-    NAMED(ZIXI_ERROR_NOT_INITIALIZED),
-    NAMED(ZIXI_ERROR_TIMEOUT),
-    NAMED(ZIXI_ERROR_FAILED),
-    NAMED(ZIXI_ERROR_OK),
-    NAMED(ZIXI_ERROR_INVALID_PARAMETER),
-    NAMED(ZIXI_ERROR_STREAM_CHANGED),
-    NAMED(ZIXI_ERROR_ALREADY_INITIALIZED),
-    NAMED(ZIXI_ERROR_ALREADY_CONNECTED),
-    NAMED(ZIXI_ERROR_NOT_READY),
-    NAMED(ZIXI_ERROR_BUFFER_TO_SMALL),
-    NAMED(ZIXI_ERROR_RECONNECTING),
-};
+#define NAMED(error, number) {error, #error},
+constexpr error_name_t ERROR_NAMES[] = {ZIXI_ERRORS(NAMED)};
 
 static const char *name_of(int error)
 {

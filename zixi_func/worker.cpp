@@ -43,29 +43,28 @@ static void cb_log(void *, int, const char *line)
     fflush(stdout);
 }
 
-static void set_up_failed(job_slot_t *slot, const char *id, const char *text, int error)
+// Always false.
+static bool set_up_failed(job_slot_t *slot, const char *id, const char *text, int error)
 {
     log_error(id, "%s err=%d", text, error);
     zixif_log_error(error);
     job_store_result(slot, FTPCD_ERR_INTERNAL);
     store_error(slot, error);
+    return false;
 }
 
 static bool configure(job_slot_t *slot)
 {
     int error = zixi_configure_logging(LOG_LEVEL, cb_log, nullptr);
-    if (error != ZIXI_ERROR_OK) {
-        set_up_failed(slot, "zixi_func(557)", "Error configuring logging.", error);
-        return false;
-    }
+    if (error != ZIXI_ERROR_OK)
+        return set_up_failed(slot, "zixi_func(557)", "Error configuring logging.", error);
     const auto request = reinterpret_cast<const char *>(&slot->record.request);
     const char *user = request + ZIXI_USER_OFFSET;
     const char *password = request + ZIXI_PASSWORD_OFFSET;
     error = zixi_configure_credentials(user, static_cast<int>(strlen(user)), password,
                                        static_cast<int>(strlen(password)));
-    if (error != ZIXI_ERROR_OK)
-        set_up_failed(slot, "zixi_func(575)", "Error configuring credentials.", error);
-    return error == ZIXI_ERROR_OK;
+    return error == ZIXI_ERROR_OK ||
+           set_up_failed(slot, "zixi_func(575)", "Error configuring credentials.", error);
 }
 
 // The library takes the remote directory; the file keeps its local name. For a path without a directory

@@ -20,7 +20,7 @@ MODULES = (
 )  # fmt: skip
 
 ID = re.compile(r'"[a-z_]+\(\d+\)"')
-LOG_CALLS = {"log_error", "log_errno", "log_if_failed", "log_info"}
+LOG_CALLS = {"log_error", "log_errno", "log_if_failed", "log_if_null", "log_info"}
 
 _TOKEN = re.compile(
     r"""(?P<comment>//[^\n]*|/\*.*?\*/)|(?P<string>"(?:[^"\\\n]|\\.)*")|(?P<char>'(?:[^'\\\n]|\\.)+')

@@ -13,6 +13,7 @@ LITERALS = [
     ('log_errno("m(1)");', ("m(1)", "error", "errno(%d) %s")),
     ('log_info("m(2)", "%s is \\"%d\\"", s, n);', ("m(2)", "info", '%s is "%d"')),
     ('log_if_failed("m(3)", "pthread_x", rc);', ("m(3)", "error", "pthread_x(): %d")),
+    ('log_if_null("m(5)", "No data.", data);', ("m(5)", "error", "No data.")),
     # Adjacent literals are joined.
     ('log_error("m(4)", "one "\n "two");', ("m(4)", "error", "one two")),
 ]

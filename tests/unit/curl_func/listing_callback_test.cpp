@@ -10,19 +10,8 @@ protected:
     static list_info_t entry_of(const char *name)
     {
         static char line[] = "";
-        list_info_t entry{};
-        entry.line = line;
-        entry.name = const_cast<char *>(name);
-        entry.owner = line;
-        entry.size = 5'000'000'000;
-        entry.year = 2024;
-        entry.month = 12;
-        entry.day = 31;
-        entry.hour = 23;
-        entry.minute = 59;
-        entry.attributes = 0x755;
-        entry.kind = LIST_KIND_FILE;
-        return entry;
+        auto *own_name = const_cast<char *>(name);
+        return {line, own_name, line, 5'000'000'000, 2024, 12, 31, 23, 59, 0x755, 0, LIST_KIND_FILE};
     }
 
     int give(list_info_t entry) { return cb_list(&entry, &wanted, 1); }

@@ -8,7 +8,7 @@
 static std::string escaped(const std::string &url)
 {
     record_t rec;
-    const heap_string text = curl_e_escaped_url(&rec, url.c_str());
+    const heap_string text = curl_e_escaped_url(&rec, url.c_str(), RESERVED);
     return text ? text.get() : "(null)";
 }
 
@@ -48,7 +48,7 @@ TEST(PlainUrl, IsTheInverseOfTheEscapingForEveryByte)
     for (int byte = 1; byte < 256; ++byte)
         all += static_cast<char>(byte);
     all += "%41%2541%zz%";
-    const heap_string escaped = curl_e_escaped_url(&rec, all.c_str());
+    const heap_string escaped = curl_e_escaped_url(&rec, all.c_str(), RESERVED);
     const curl_string plain = curl_e_plain_url(&rec, escaped.get());
     ASSERT_TRUE(plain);
     EXPECT_EQ(all, plain.get());

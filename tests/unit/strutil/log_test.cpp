@@ -47,6 +47,14 @@ TEST(Log, AReturnedErrorIsLoggedOnlyWhenThereIsOne)
     EXPECT_EQ(logged(), lines{"error: curl_func(2124): pthread_mutex_lock(): 22\n"});
 }
 
+TEST(Log, AMissingPointerIsLoggedAndReported)
+{
+    EXPECT_FALSE(log_if_null("curl_func(1442)", "100% null", &errno));
+    EXPECT_EQ(logged(), lines{});
+    EXPECT_TRUE(log_if_null("curl_func(1442)", "100% null", nullptr));
+    EXPECT_EQ(logged(), lines{"error: curl_func(1442): 100% null\n"});
+}
+
 TEST(Log, ALongArgumentIsNotCut)
 {
     const std::string name(5000, 'n');
