@@ -160,14 +160,16 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
     return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
 
-// Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job;
-// libcurl 7 takes it as the end. The reply on the control connection shows whether all was sent. OpenSSL
-// 1.1.1 reports no error there.
-static void accept_an_end_without_notice([[maybe_unused]] SSL_CTX *tls)
+// libcurl 7 needs neither:
+// - A rejection ends the handshake. libcurl 8.23 would finish it first and then look only at the store context's
+//   error, so that a rejected server would get the password.
+// - Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job. The
+//   reply on the control connection shows whether all was sent. OpenSSL 1.1.1 reports no error there.
+static void adapt_to_libcurl_8(SSL_CTX *tls)
 {
+    SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, nullptr);
 #ifdef SSL_OP_IGNORE_UNEXPECTED_EOF
-    if (curl_version_info(CURLVERSION_NOW)->version_num >= 0x080000)
-        SSL_CTX_set_options(tls, SSL_OP_IGNORE_UNEXPECTED_EOF);
+    SSL_CTX_set_options(tls, SSL_OP_IGNORE_UNEXPECTED_EOF);
 #endif
 }
 
@@ -177,7 +179,8 @@ CURLcode cb_ssl_ctx(CURL *, void *ssl_ctx, void *context)
         return CURLE_ABORTED_BY_CALLBACK;
     auto *const tls = static_cast<SSL_CTX *>(ssl_ctx);
     SSL_CTX_set_cert_verify_callback(tls, cb_ssl_app_verify, context);
-    accept_an_end_without_notice(tls);
+    if (curl_version_info(CURLVERSION_NOW)->version_num >= 0x080000)
+        adapt_to_libcurl_8(tls);
     return CURLE_OK;
 }
 

@@ -75,8 +75,9 @@ extern "C" void __wrap_SSL_CTX_set_cert_verify_callback(SSL_CTX *context,
     registered_ = {context, verify, argument};
 }
 
-// Its context is none.
+// Their context is none.
 extern "C" uint64_t __wrap_SSL_CTX_set_options(SSL_CTX *, uint64_t options) { return options; }
+extern "C" void __wrap_SSL_CTX_set_verify(SSL_CTX *, int, SSL_verify_cb) {}
 
 // The log lines and names that differ between certificates and host keys.
 struct kind_of_check_t {

@@ -30,5 +30,5 @@ function(each_fuzzer declare)
     SOURCES ${fuzz}/callbacks_fuzz.cpp ${fuzz}/callbacks_bench.cpp ${fuzz}/callbacks_identity.cpp
       ${fuzz}/callbacks_progress.cpp ${fuzz}/local_file.cpp ${unit}/support/logged.cpp
     NEEDS curl_func
-    WRAP curl_easy_getinfo SSL_CTX_set_cert_verify_callback SSL_CTX_set_options)
+    WRAP curl_easy_getinfo SSL_CTX_set_cert_verify_callback SSL_CTX_set_options SSL_CTX_set_verify)
 endfunction()

@@ -92,6 +92,8 @@ curl_version_info_data *__wrap_curl_version_info(CURLversion)
 uint64_t __wrap_SSL_CTX_set_options(SSL_CTX *, uint64_t options) { return system_->tls_options |= options; }
 #endif
 
+void __wrap_SSL_CTX_set_verify(SSL_CTX *, int mode, SSL_verify_cb) { system_->tls_verify_mode = mode; }
+
 void __wrap_SSL_CTX_set_cert_verify_callback(SSL_CTX *ctx, int (*verify)(X509_STORE_CTX *, void *),
                                              void *argument)
 {

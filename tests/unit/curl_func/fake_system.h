@@ -34,6 +34,9 @@ struct fake_system {
     // SSL_CTX_set_options
     uint64_t tls_options = 0;
 
+    // SSL_CTX_set_verify
+    int tls_verify_mode = 0;
+
     // SSL_CTX_set_cert_verify_callback
     SSL_CTX *verified = nullptr;
     int (*verify)(X509_STORE_CTX *, void *) = nullptr;

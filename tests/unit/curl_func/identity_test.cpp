@@ -248,6 +248,13 @@ TEST_F(Identity, TheTlsContextUsesOurVerificationOnly)
     EXPECT_EQ(system.verify_argument, &info);
 }
 
+TEST_F(Identity, WithLibcurlEightARejectionEndsTheHandshake)
+{
+    system.curl_version_num = 0x081700;
+    EXPECT_EQ(cb_ssl_ctx(nullptr, &system, &info), CURLE_OK);
+    EXPECT_EQ(system.tls_verify_mode, 1); // SSL_VERIFY_PEER
+}
+
 #ifdef SSL_OP_IGNORE_UNEXPECTED_EOF
 TEST_F(Identity, LibcurlSevenTakesAnEndWithoutNoticeByItself)
 {
