@@ -78,17 +78,8 @@ static void add_exec(CLI::App *command, options_t &options)
 // `url_may_be_missing`: the profile's own URL is enough.
 static void add_profile(CLI::App *command, options_t &options, bool url_may_be_missing = false)
 {
-    command
-        ->add_option_function<std::string>(
-            "--profile",
-            [command, &options, url_may_be_missing](const std::string &name) {
-                options.profile = name;
-                if (url_may_be_missing)
-                    command->get_option("URL")->required(false);
-            },
-            "Profile of the server; the URL is then relative to the profile's")
-        ->type_name("NAME")
-        ->check(profile_name_fault);
+    command_line_profile(command, options.profile, url_may_be_missing,
+                         "Profile of the server; the URL is then relative to the profile's");
     command_line_text(command, "--profiles", options.profiles, "DIR", "Folder of the profiles")
         ->capture_default_str();
 }
@@ -229,14 +220,14 @@ static int report_complaint(std::span<const char *const> words, const CLI::App &
     report.message = line;
     if (!app.get_subcommands().empty())
         report.command = app.get_subcommands().front()->get_name();
-    return report_print(options, report);
+    return report_finish(options, report);
 }
 
 std::optional<int> cli_parse(int argc, const char *const *argv, options_t &options)
 {
     CLI::App app("Hands jobs to the file-transfer daemon.", "ftpctl");
     app.require_subcommand(1);
-    app.footer(std::string(URLS) + "\n" + status_help());
+    command_line_footer(app, std::string(URLS) + "\n" + status_help());
     add_common_options(app, options);
     add_jobs(app, options);
     add_questions(app, options);

@@ -28,6 +28,17 @@ int report_print(const options_t &options, const report_t &report)
     return report.status;
 }
 
+int report_finish(const options_t &options, const report_t &report)
+{
+    report_t printing;
+    int status = report.status;
+    report_failures(printing, [&] { status = report_print(options, report); });
+    if (printing.status == STATUS_DONE)
+        return status;
+    fprintf(stderr, "ftpctl: %s\n", printing.message.c_str());
+    return printing.status;
+}
+
 int report_run(const options_t &given)
 {
     options_t options = given;
@@ -37,11 +48,5 @@ int report_run(const options_t &given)
         profile_apply(options);
         options.run(options, report);
     });
-    report_t printing;
-    int status = report.status;
-    report_failures(printing, [&] { status = report_print(options, report); });
-    if (printing.status == STATUS_DONE)
-        return status;
-    fprintf(stderr, "ftpctl: %s\n", printing.message.c_str());
-    return printing.status;
+    return report_finish(options, report);
 }

@@ -61,6 +61,9 @@ inline void output_line(const std::string &line) { output(line + "\n"); }
 // status. Throws failure (STATUS_LOCAL) when standard output fails.
 int report_print(const options_t &options, const report_t &report);
 
+// The same, but throws nothing: failed output is reported on standard error.
+int report_finish(const options_t &options, const report_t &report);
+
 // Applies the profile (profile.h), runs the command, prints its report and returns the exit status. Throws
-// nothing: failed output is reported on standard error.
+// nothing.
 int report_run(const options_t &given);

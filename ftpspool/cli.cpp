@@ -48,16 +48,9 @@ static CLI::App *add_command(CLI::App &app, spool_options_t &options, const char
 // With a profile the URL may be left out.
 static void add_profile(CLI::App *command, target_t &target)
 {
-    command
-        ->add_option_function<std::string>(
-            "--profile",
-            [command, &target](const std::string &name) {
-                target.profile = name;
-                command->get_option("URL")->required(false);
-            },
-            "Profile of the server, read at each try; the URL is relative to the profile's, or left out")
-        ->type_name("NAME")
-        ->check(profile_name_fault);
+    command_line_profile(
+        command, target.profile, true,
+        "Profile of the server, read at each try; the URL is relative to the profile's, or left out");
     command->add_option("--profiles", target.profiles, "Folder of the profiles")
         ->type_name("DIR")
         ->default_str(PROFILES_FOLDER);
@@ -216,7 +209,7 @@ std::optional<int> spool_cli_parse(int argc, const char *const *argv, spool_opti
     CLI::App app("Queues uploads for the file-transfer daemon, and retries them until they arrive.",
                  "ftpspool");
     app.require_subcommand(1);
-    app.footer(FOOTER);
+    command_line_footer(app, FOOTER);
     app.set_version_flag("--version", std::string("ftpspool " FTPSPOOL_VERSION));
     app.add_option("--spool", options.folder, "The queue's folder")->type_name("DIR")->capture_default_str();
     app.add_flag("--json", options.json, "Print JSON: one object on each line");

@@ -127,7 +127,7 @@ TEST(State, IsOneLine)
 TEST(FullStandardOutput, IsALocalFailure)
 {
     fake_daemon daemon(writing(script_of({idle(), ended(1, 0, 7, 7)}), "content"));
-    for (const char *words : {" state", " get ftp://host/f -"}) {
+    for (const char *words : {" state", " get ftp://host/f -", " --json unknown"}) {
         const std::string command = FTPCTL + std::string(words) + " --socket " + daemon.path();
         const int status = system((command + " >/dev/full 2>/dev/null").c_str());
         EXPECT_EQ(WEXITSTATUS(status), 1) << words;
