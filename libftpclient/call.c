@@ -26,7 +26,7 @@ static void end(ftpclient_call_t *call, int result)
 /* Once the call is finished, its descriptor stays readable, so that a waiting caller wakes up at once. */
 static void set_timer(const ftpclient_call_t *call)
 {
-    const int64_t now_ms = ftpc_now_ms();
+    const int64_t now_ms = monotonic_ms();
     int64_t at_ms = now_ms;
     if (call->result == FTPCLIENT_PENDING) {
         at_ms = ftpc_earlier(call->end_ms, call->wake_ms);

@@ -1,7 +1,7 @@
 /* A pending call: the common part of all calls, and the run of a job.
  *
  * Nothing here waits: every function does what it can and returns, and the call's descriptor becomes readable
- * when there is more to do. Times are those of ftpc_now_ms(). Where a result is an int, it is
+ * when there is more to do. Times are those of monotonic_ms(). Where a result is an int, it is
  * FTPCLIENT_PENDING or what the blocking function would return. Only one thread at a time may use a call. */
 #ifndef FTPC_CALL_H
 #define FTPC_CALL_H

@@ -62,7 +62,7 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
             return FTPCLIENT_ERR_SYSTEM;
         }
     }
-    exchange->connected_ms = ftpc_now_ms();
+    exchange->connected_ms = monotonic_ms();
     exchange->daemon = peer_of(exchange->fd);
     return FTPCLIENT_OK;
 }
@@ -164,7 +164,7 @@ static int step_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange,
     if (error == FTPCLIENT_PENDING && watch(batch, exchange, awaited_event(exchange)) != FTPCLIENT_OK)
         error = FTPCLIENT_ERR_SYSTEM;
     if (error == FTPCLIENT_OK)
-        exchange->replied_ms = ftpc_now_ms();
+        exchange->replied_ms = monotonic_ms();
     if (error != FTPCLIENT_PENDING)
         end_exchange(batch, exchange);
     return error;

@@ -178,7 +178,7 @@ static int next_notice(ftpclient_notices_t *notices, ftpclient_notice_t *notice)
 
 static int left_ms(int64_t end_ms)
 {
-    const int64_t left = end_ms - ftpc_now_ms();
+    const int64_t left = end_ms - monotonic_ms();
     return end_ms == FTPC_NEVER ? -1 : left > 0 ? (int)left : 0;
 }
 

@@ -23,7 +23,7 @@ FTPC int ftpc_enter(ftpclient_call_t *call, int stage, int pause_ms)
 {
     ftpc_batch_end(&call->batch);
     call->run.stage = stage;
-    call->wake_ms = ftpc_now_ms() + pause_ms;
+    call->wake_ms = monotonic_ms() + pause_ms;
     return FTPCLIENT_PENDING;
 }
 
@@ -77,7 +77,7 @@ static int wait_for_others(ftpclient_call_t *call, int pause_ms)
 static void end_waiting(ftpc_run_t *run)
 {
     if (run->is_waiting && run->wait_left_ms > 0)
-        run->wait_left_ms = run->wait_end_ms > ftpc_now_ms() ? (int)(run->wait_end_ms - ftpc_now_ms()) : 0;
+        run->wait_left_ms = run->wait_end_ms > monotonic_ms() ? (int)(run->wait_end_ms - monotonic_ms()) : 0;
     run->is_waiting = 0;
 }
 
@@ -192,7 +192,7 @@ static int take_start(ftpclient_call_t *call)
         return FTPCLIENT_OK;
     run->refusals = 0;
     ftpc_plan_begun(run);
-    run->moved_ms = ftpc_now_ms();
+    run->moved_ms = monotonic_ms();
     ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
                         call->batch.exchanges[index].connected_ms);
     run->stage = FTPC_WATCH;
@@ -208,7 +208,7 @@ FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
         return;
     run->stop_result = reason;
     call->end_ms = ftpc_end_after(STOP_MS);
-    call->wake_ms = ftpc_now_ms();
+    call->wake_ms = monotonic_ms();
 }
 
 /* ---- All stages ---- */
@@ -288,7 +288,7 @@ FTPC int ftpc_run_advance(ftpclient_call_t *call)
 {
     ftpclient_outcome_t *outcome = &call->run.outcome;
     int result = check_time(call);
-    while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || ftpc_now_ms() >= call->wake_ms)) {
+    while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || monotonic_ms() >= call->wake_ms)) {
         result = advance_once(call);
         if (call->batch.count > 0) { /* the next thing to happen is a reply */
             call->wake_ms = FTPC_NEVER;

@@ -60,7 +60,7 @@ static int has_ended(ftpclient_call_t *call, int index)
 
 static int is_silent(const ftpc_run_t *run)
 {
-    return run->request.silence_ms >= 0 && ftpc_now_ms() - run->moved_ms >= run->request.silence_ms;
+    return run->request.silence_ms >= 0 && monotonic_ms() - run->moved_ms >= run->request.silence_ms;
 }
 
 static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
@@ -68,7 +68,7 @@ static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
     const ftpclient_progress_t *before = &call->state.progress;
     if (state->progress.transferred_bytes != before->transferred_bytes ||
         state->progress.total_bytes != before->total_bytes)
-        call->run.moved_ms = ftpc_now_ms();
+        call->run.moved_ms = monotonic_ms();
     call->state = *state;
     if (ftpc_job_of_goal(&call->run) == call->run.job)
         call->run.outcome.progress = state->progress;
