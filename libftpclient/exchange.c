@@ -103,14 +103,14 @@ static int check_head(const ftpc_exchange_t *exchange)
     const message_header_t *head = &exchange->reply.head;
     if (head->command == COMMAND_NONE && exchange->head.command != COMMAND_NONE)
         return FTPCLIENT_ERR_UNREAD;
-    if (head->command != exchange->head.command || head->length != exchange->reply_size)
+    if (head->command != exchange->head.command || head->length != control_reply_size(head->command))
         return FTPCLIENT_ERR_PROTOCOL;
     return FTPCLIENT_OK;
 }
 
 static int receive_reply(ftpc_exchange_t *exchange)
 {
-    const size_t size = sizeof exchange->reply.head + exchange->reply_size;
+    const size_t size = sizeof exchange->reply.head + control_reply_size(exchange->head.command);
     while (exchange->received < size) {
         uint8_t *to = (uint8_t *)&exchange->reply + exchange->received;
         int error =
@@ -189,7 +189,6 @@ FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body
     exchange->head.command = command;
     exchange->head.length = (uint32_t)body_size;
     exchange->body = (const uint8_t *)body;
-    exchange->reply_size = control_reply_size(command);
     if (exchange->fd == -1)
         batch->error = FTPCLIENT_ERR_SYSTEM;
     else

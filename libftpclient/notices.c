@@ -151,7 +151,7 @@ static int read_notice(const uint8_t *bytes, size_t size, ftpclient_notice_t *no
         return FTPCLIENT_ERR_PROTOCOL;
     memset(&body, 0, sizeof body);
     memcpy(&body, bytes + sizeof head, body_size);
-    const int result = ftpc_verdict((const uint8_t *)&body.reply);
+    const int result = ftpc_verdict(&body.reply);
     if (result < 0)
         return FTPCLIENT_ERR_PROTOCOL;
     memset(notice, 0, sizeof *notice);

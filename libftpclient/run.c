@@ -103,12 +103,10 @@ static int take_turn(ftpclient_call_t *call)
  * makes the daemon join a job that has just ended, so that the start is not refused. */
 static int take_idle(ftpclient_call_t *call)
 {
-    ftpc_run_t *run = &call->run;
-    run->daemon = call->batch.exchanges[0].daemon;
-    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
-    if (state.running)
+    const ftpc_exchange_t *exchange = &call->batch.exchanges[0];
+    if (ftpc_state(&exchange->reply.state).running)
         return wait_for_others(call, CONTROL_PASS_MS);
-    const int error = ftpc_plan_sight(run);
+    const int error = ftpc_plan_sight(&call->run, exchange->daemon);
     return error == FTPCLIENT_OK ? ftpc_enter(call, FTPC_START, FTPC_LOOK_MS) : error;
 }
 
@@ -160,7 +158,7 @@ static void ask_for_start(ftpclient_call_t *call)
 static int is_true_refusal(const ftpclient_call_t *call)
 {
     return call->run.is_crowded && ftpc_batch_is_adjacent(&call->batch, 1) &&
-           !ftpc_state(ftpc_call_reply(call, 0)).running;
+           !ftpc_state(&call->batch.exchanges[0].reply.state).running;
 }
 
 /* Tries again when another program was faster (3), or when the daemon had not yet noticed the end of that
@@ -184,7 +182,8 @@ static int take_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
     const int index = run->is_crowded; /* 1 when a state request comes before the start */
-    const int result = ftpc_verdict(ftpc_call_reply(call, index));
+    const ftpc_exchange_t *start = &call->batch.exchanges[index];
+    const int result = ftpc_verdict(&start->reply.verdict);
     if (result != FTPCLIENT_OK)
         return take_refusal(call, result);
     end_waiting(run);
@@ -193,8 +192,7 @@ static int take_start(ftpclient_call_t *call)
     run->refusals = 0;
     ftpc_plan_begun(run);
     run->moved_ms = monotonic_ms();
-    ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
-                        call->batch.exchanges[index].connected_ms);
+    ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run), start->connected_ms);
     run->stage = FTPC_WATCH;
     return ftpc_take_state(call, index + 1);
 }
