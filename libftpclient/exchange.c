@@ -221,14 +221,12 @@ FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index)
            batch->exchanges[index].connected_ms - batch->exchanges[index - 1].connected_ms < TOGETHER_MS;
 }
 
-static int64_t earlier(int64_t a_ms, int64_t b_ms) { return a_ms < b_ms ? a_ms : b_ms; }
-
 FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index)
 {
     int64_t latest_ms = batch->exchanges[index].replied_ms;
     for (int i = index + 1; i < batch->count; i++)
         latest_ms =
-            earlier(latest_ms, batch->exchanges[i].replied_ms - (int64_t)(i - index) * CONTROL_PASS_MS);
+            ftpc_earlier(latest_ms, batch->exchanges[i].replied_ms - (int64_t)(i - index) * CONTROL_PASS_MS);
     const int64_t queued_ms = batch->exchanges[index].connected_ms;
     return latest_ms > queued_ms ? latest_ms : queued_ms;
 }
@@ -238,7 +236,8 @@ FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch)
     const int last = batch->count - 1;
     int64_t ended_ms = batch->exchanges[last].replied_ms;
     for (int i = 0; i < last; i++)
-        ended_ms = earlier(ended_ms, batch->exchanges[i].replied_ms + (int64_t)(last - i) * CONTROL_PASS_MS);
+        ended_ms =
+            ftpc_earlier(ended_ms, batch->exchanges[i].replied_ms + (int64_t)(last - i) * CONTROL_PASS_MS);
     return ended_ms;
 }
 

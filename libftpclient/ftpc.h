@@ -36,6 +36,13 @@ static inline int64_t ftpc_end_after(int timeout_ms)
     return timeout_ms < 0 ? FTPC_NEVER : monotonic_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
 }
 
+/* The reverse, for poll(2): how long to wait until `end_ms`; 0 once it has come, -1 for NEVER. */
+static inline int ftpc_left_until(int64_t end_ms)
+{
+    const int64_t left_ms = end_ms - monotonic_ms();
+    return end_ms == FTPC_NEVER ? -1 : left_ms > 0 ? (int)left_ms : 0;
+}
+
 /* 1 once the time `end_ms` has come, otherwise 0; always 0 for NEVER. */
 static inline int ftpc_is_over(int64_t end_ms) { return end_ms != FTPC_NEVER && monotonic_ms() >= end_ms; }
 

@@ -174,12 +174,6 @@ static int next_notice(ftpclient_notices_t *notices, ftpclient_notice_t *notice)
     return read_notice(notices->bytes, notices->received, notice);
 }
 
-static int left_ms(int64_t end_ms)
-{
-    const int64_t left = end_ms - monotonic_ms();
-    return end_ms == FTPC_NEVER ? -1 : left > 0 ? (int)left : 0;
-}
-
 int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *notice, size_t notice_size,
                               int timeout_ms)
 {
@@ -194,7 +188,7 @@ int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *
         if (error != FTPCLIENT_ERR_TIMEOUT)
             return error;
         struct pollfd waiting = {notices->epoll, POLLIN, 0};
-        const int ready = poll(&waiting, 1, left_ms(end_ms));
+        const int ready = poll(&waiting, 1, ftpc_left_until(end_ms));
         if (ready == 0)
             return FTPCLIENT_ERR_TIMEOUT;
         if (ready == -1 && errno != EINTR)

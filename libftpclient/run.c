@@ -76,8 +76,8 @@ static int wait_for_others(ftpclient_call_t *call, int pause_ms)
 
 static void end_waiting(ftpc_run_t *run)
 {
-    if (run->is_waiting && run->wait_left_ms > 0)
-        run->wait_left_ms = run->wait_end_ms > monotonic_ms() ? (int)(run->wait_end_ms - monotonic_ms()) : 0;
+    if (run->is_waiting)
+        run->wait_left_ms = ftpc_left_until(run->wait_end_ms);
     run->is_waiting = 0;
 }
 
