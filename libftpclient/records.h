@@ -4,7 +4,6 @@
 
 #include "libftpclient/ftpc.h"
 #include "wire/notice.h"
-#include "wire/result_codes.h"
 #include "wire/transfer_request.h"
 
 /* FTPCLIENT_OK, or the daemon's reason for a refusal, an ftpclient_result; FTPCLIENT_ERR_PROTOCOL for a
