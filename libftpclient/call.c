@@ -6,11 +6,6 @@
 #include <stdlib.h>
 #include <sys/timerfd.h>
 
-FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index)
-{
-    return call->batch.exchanges[index].reply.body;
-}
-
 /* ---- The end ---- */
 
 static void end(ftpclient_call_t *call, int result)
@@ -26,7 +21,7 @@ static void end(ftpclient_call_t *call, int result)
 /* Once the call is finished, its descriptor stays readable, so that a waiting caller wakes up at once. */
 static void set_timer(const ftpclient_call_t *call)
 {
-    const int64_t now_ms = ftpc_now_ms();
+    const int64_t now_ms = monotonic_ms();
     int64_t at_ms = now_ms;
     if (call->result == FTPCLIENT_PENDING) {
         at_ms = ftpc_earlier(call->end_ms, call->wake_ms);
@@ -49,14 +44,12 @@ static void set_timer(const ftpclient_call_t *call)
 
 static int take_reply(ftpclient_call_t *call)
 {
-    const uint8_t *reply = ftpc_call_reply(call, 0);
-    if (call->command == COMMAND_CANCEL)
-        return ftpc_verdict(reply);
-    if (call->command == COMMAND_GET_STATE)
-        call->state = ftpc_state(reply);
-    reply_t head;
-    memcpy(&head, reply, sizeof head);
-    call->last_result = (int32_t)head.detail;
+    const ftpc_exchange_t *exchange = &call->batch.exchanges[0];
+    if (exchange->head.command == COMMAND_CANCEL)
+        return ftpc_verdict(&exchange->reply.verdict);
+    if (exchange->head.command == COMMAND_GET_STATE)
+        call->state = ftpc_state(&exchange->reply.state);
+    call->last_result = (int32_t)exchange->reply.verdict.detail;
     return FTPCLIENT_OK;
 }
 
@@ -125,7 +118,6 @@ static int begin_exchange(const ftpclient_t *client, uint32_t command, int timeo
     int error = client && call ? new_call(client, timeout_ms, call) : FTPCLIENT_ERR_ARGUMENT;
     if (error != FTPCLIENT_OK)
         return error;
-    (*call)->command = command;
     ftpc_batch_add(&(*call)->batch, command, NULL, 0);
     error = (*call)->batch.error;
     if (error != FTPCLIENT_OK) {

@@ -1,7 +1,7 @@
 /* A pending call: the common part of all calls, and the run of a job.
  *
  * Nothing here waits: every function does what it can and returns, and the call's descriptor becomes readable
- * when there is more to do. Times are those of ftpc_now_ms(). Where a result is an int, it is
+ * when there is more to do. Times are those of monotonic_ms(). Where a result is an int, it is
  * FTPCLIENT_PENDING or what the blocking function would return. Only one thread at a time may use a call. */
 #ifndef FTPC_CALL_H
 #define FTPC_CALL_H
@@ -53,7 +53,6 @@ typedef struct ftpc_run {
     int64_t moved_ms;    /* when a byte of the job last moved */
     ftpc_turn_t turn;
     int turn_error; /* the errno of ftpc_turn_open(); 0: it takes turns */
-    pid_t daemon;   /* 0: unknown */
     ftpc_evidence_t evidence;
     ftpclient_request_t request; /* a copy: the caller may free its own */
     ftpclient_outcome_t outcome;
@@ -62,8 +61,7 @@ typedef struct ftpc_run {
 struct ftpclient_call {
     struct sockaddr_un address;
     int timer;               /* a timerfd, watched by the batch's watcher */
-    int is_run;              /* 0: the call is one exchange, of `command` */
-    uint32_t command;        /* a control_command */
+    int is_run;              /* 0: the call is one exchange */
     int result;              /* FTPCLIENT_PENDING until it is over */
     int saved_errno;         /* of FTPCLIENT_ERR_SYSTEM */
     int64_t end_ms;          /* when the caller's time limit expires */
@@ -94,10 +92,6 @@ FTPC void ftpc_run_end(ftpclient_call_t *call);
  * reason counts. */
 FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason);
 
-/* The body of the reply to the request at `index` of a completed batch, as long as that command's reply; the
- * call owns it, until the batch ends. */
-FTPC const uint8_t *ftpc_call_reply(const ftpclient_call_t *call, int index);
-
 /* ---- The jobs of a run ----
  *
  * Usually one; a resumed or verified upload also has look-ups before and after it. These functions only
@@ -113,8 +107,9 @@ FTPC int ftpc_plan_first_goal(const ftpc_run_t *run);
 FTPC void ftpc_plan_measure(ftpc_run_t *run);
 
 /* FTPCLIENT_OK, or why the daemon cannot use the local path: FTPCLIENT_ERR_OUT_OF_SIGHT,
- * FTPCLIENT_ERR_READ_ONLY. Looks only before the first start; see libftpclient/sight.h. */
-FTPC int ftpc_plan_sight(const ftpc_run_t *run);
+ * FTPCLIENT_ERR_READ_ONLY. `daemon` is its process, 0: unknown. Looks only before the first start; see
+ * libftpclient/sight.h. */
+FTPC int ftpc_plan_sight(const ftpc_run_t *run, pid_t daemon);
 
 /* To be called when the daemon has started the job of the current goal: counts it in the outcome. */
 FTPC void ftpc_plan_begun(ftpc_run_t *run);

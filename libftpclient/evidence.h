@@ -35,7 +35,7 @@ typedef struct ftpc_look {
 } ftpc_look_t;
 
 /* Starts over, after the daemon has accepted the start of `job` that was queued at `asked_ms`.
- * `expected_bytes` is what the job will move, or FTPCLIENT_UNKNOWN. Times here are those of ftpc_now_ms(). */
+ * `expected_bytes` is what the job will move, or FTPCLIENT_UNKNOWN. Times are those of monotonic_ms(). */
 FTPC void ftpc_evidence_begin(ftpc_evidence_t *evidence, int job, int64_t expected_bytes, int64_t asked_ms);
 
 /* Decides about a state, from the reply `look`: an ftpc_evidence_verdict. With FTPC_OWN it becomes the last

@@ -62,7 +62,7 @@ static int connect_to(ftpc_exchange_t *exchange, const struct sockaddr_un *addre
             return FTPCLIENT_ERR_SYSTEM;
         }
     }
-    exchange->connected_ms = ftpc_now_ms();
+    exchange->connected_ms = monotonic_ms();
     exchange->daemon = peer_of(exchange->fd);
     return FTPCLIENT_OK;
 }
@@ -103,14 +103,14 @@ static int check_head(const ftpc_exchange_t *exchange)
     const message_header_t *head = &exchange->reply.head;
     if (head->command == COMMAND_NONE && exchange->head.command != COMMAND_NONE)
         return FTPCLIENT_ERR_UNREAD;
-    if (head->command != exchange->head.command || head->length != exchange->reply_size)
+    if (head->command != exchange->head.command || head->length != control_reply_size(head->command))
         return FTPCLIENT_ERR_PROTOCOL;
     return FTPCLIENT_OK;
 }
 
 static int receive_reply(ftpc_exchange_t *exchange)
 {
-    const size_t size = sizeof exchange->reply.head + exchange->reply_size;
+    const size_t size = sizeof exchange->reply.head + control_reply_size(exchange->head.command);
     while (exchange->received < size) {
         uint8_t *to = (uint8_t *)&exchange->reply + exchange->received;
         int error =
@@ -164,7 +164,7 @@ static int step_exchange(const ftpc_batch_t *batch, ftpc_exchange_t *exchange,
     if (error == FTPCLIENT_PENDING && watch(batch, exchange, awaited_event(exchange)) != FTPCLIENT_OK)
         error = FTPCLIENT_ERR_SYSTEM;
     if (error == FTPCLIENT_OK)
-        exchange->replied_ms = ftpc_now_ms();
+        exchange->replied_ms = monotonic_ms();
     if (error != FTPCLIENT_PENDING)
         end_exchange(batch, exchange);
     return error;
@@ -189,7 +189,6 @@ FTPC void ftpc_batch_add(ftpc_batch_t *batch, uint32_t command, const void *body
     exchange->head.command = command;
     exchange->head.length = (uint32_t)body_size;
     exchange->body = (const uint8_t *)body;
-    exchange->reply_size = control_reply_size(command);
     if (exchange->fd == -1)
         batch->error = FTPCLIENT_ERR_SYSTEM;
     else
@@ -222,14 +221,12 @@ FTPC int ftpc_batch_is_adjacent(const ftpc_batch_t *batch, int index)
            batch->exchanges[index].connected_ms - batch->exchanges[index - 1].connected_ms < TOGETHER_MS;
 }
 
-static int64_t earlier(int64_t a_ms, int64_t b_ms) { return a_ms < b_ms ? a_ms : b_ms; }
-
 FTPC int64_t ftpc_batch_replied_ms(const ftpc_batch_t *batch, int index)
 {
     int64_t latest_ms = batch->exchanges[index].replied_ms;
     for (int i = index + 1; i < batch->count; i++)
         latest_ms =
-            earlier(latest_ms, batch->exchanges[i].replied_ms - (int64_t)(i - index) * CONTROL_PASS_MS);
+            ftpc_earlier(latest_ms, batch->exchanges[i].replied_ms - (int64_t)(i - index) * CONTROL_PASS_MS);
     const int64_t queued_ms = batch->exchanges[index].connected_ms;
     return latest_ms > queued_ms ? latest_ms : queued_ms;
 }
@@ -239,7 +236,8 @@ FTPC int64_t ftpc_batch_ended_ms(const ftpc_batch_t *batch)
     const int last = batch->count - 1;
     int64_t ended_ms = batch->exchanges[last].replied_ms;
     for (int i = 0; i < last; i++)
-        ended_ms = earlier(ended_ms, batch->exchanges[i].replied_ms + (int64_t)(last - i) * CONTROL_PASS_MS);
+        ended_ms =
+            ftpc_earlier(ended_ms, batch->exchanges[i].replied_ms + (int64_t)(last - i) * CONTROL_PASS_MS);
     return ended_ms;
 }
 

@@ -23,12 +23,19 @@ typedef struct ftpc_exchange {
     const uint8_t *body; /* the caller's, until the exchange ends */
     size_t sent;         /* bytes of head and body */
     size_t received;     /* bytes of the reply, its head included */
-    size_t reply_size;   /* bytes of the reply's body, given by the command */
     struct {
         message_header_t head;
-        uint8_t body[sizeof(state_reply_t)]; /* the longest reply */
+        union {
+            reply_t verdict; /* the start of the others */
+            cancel_reply_t cancel;
+            state_reply_t state;
+            file_info_reply_t file_info;
+        };
     } reply;
 } ftpc_exchange_t;
+static_assert(offsetof(ftpc_exchange_t, reply.state) - offsetof(ftpc_exchange_t, reply) ==
+                  sizeof(message_header_t),
+              "a reply is received in one piece");
 
 typedef struct ftpc_batch {
     int watcher; /* the epoll descriptor that watches the exchanges; the batch does not close it */

@@ -3,12 +3,12 @@
 #define FTPC_H
 
 #include "libftpclient/ftpclient.h"
+#include "strutil/clock.h"
 
 #include <assert.h>
 #include <errno.h>
 #include <stdint.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 
 /* Linkage of functions used across files of the library: hidden from programs; static in the
@@ -26,26 +26,25 @@ static_assert(sizeof(ftpclient_state_t) == FTPC_STATE_SIZE_AT_FIRST,
 static_assert(sizeof(ftpclient_outcome_t) == FTPC_OUTCOME_SIZE_AT_FIRST, "grow it only at its end");
 static_assert(sizeof(ftpclient_notice_t) == FTPC_NOTICE_SIZE_AT_FIRST, "grow it only at its end");
 
-/* Milliseconds of a monotonic clock. A point in time is never negative, except NEVER. */
+/* Points in time are those of monotonic_ms(); none is negative, except NEVER. */
 #define FTPC_NEVER INT64_C(-1)
 
-/* Rounded down. */
-static inline int64_t ftpc_now_ms(void)
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
-}
-
 /* The point in time at which a wait of `timeout_ms` that begins now is over; NEVER for a negative timeout.
- * One millisecond more, because ftpc_now_ms() rounds down. */
+ * One millisecond more, because monotonic_ms() rounds down. */
 static inline int64_t ftpc_end_after(int timeout_ms)
 {
-    return timeout_ms < 0 ? FTPC_NEVER : ftpc_now_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
+    return timeout_ms < 0 ? FTPC_NEVER : monotonic_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
+}
+
+/* The reverse, for poll(2): how long to wait until `end_ms`; 0 once it has come, -1 for NEVER. */
+static inline int ftpc_left_until(int64_t end_ms)
+{
+    const int64_t left_ms = end_ms - monotonic_ms();
+    return end_ms == FTPC_NEVER ? -1 : left_ms > 0 ? (int)left_ms : 0;
 }
 
 /* 1 once the time `end_ms` has come, otherwise 0; always 0 for NEVER. */
-static inline int ftpc_is_over(int64_t end_ms) { return end_ms != FTPC_NEVER && ftpc_now_ms() >= end_ms; }
+static inline int ftpc_is_over(int64_t end_ms) { return end_ms != FTPC_NEVER && monotonic_ms() >= end_ms; }
 
 /* The earlier of two points in time; NEVER counts as the latest. */
 static inline int64_t ftpc_earlier(int64_t a, int64_t b)

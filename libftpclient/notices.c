@@ -93,21 +93,6 @@ static void limit_sender(const ftpclient_notices_t *notices, int seconds)
     timerfd_settime(notices->timer, 0, &limit, NULL);
 }
 
-/* Takes the next sender, one at a time: further ones wait in the queue. */
-static int take_sender(ftpclient_notices_t *notices)
-{
-    notices->connection = accept4(notices->listening, NULL, NULL, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (notices->connection == -1)
-        return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED ? FTPCLIENT_ERR_TIMEOUT
-                                                                          : FTPCLIENT_ERR_SYSTEM;
-    notices->received = 0;
-    limit_sender(notices, SENDER_S);
-    ftpc_look_after(notices->epoll, EPOLL_CTL_MOD, notices->listening, 0);
-    if (ftpc_look_after(notices->epoll, EPOLL_CTL_ADD, notices->connection, EPOLLIN) == -1)
-        return FTPCLIENT_ERR_SYSTEM;
-    return FTPCLIENT_OK;
-}
-
 static void leave_sender(ftpclient_notices_t *notices)
 {
     const int kept = errno;
@@ -118,13 +103,29 @@ static void leave_sender(ftpclient_notices_t *notices)
     errno = kept;
 }
 
+/* Takes the next sender, one at a time: further ones wait in the queue. */
+static int take_sender(ftpclient_notices_t *notices)
+{
+    notices->connection = accept4(notices->listening, NULL, NULL, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (notices->connection == -1)
+        return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED ? FTPCLIENT_ERR_TIMEOUT
+                                                                          : FTPCLIENT_ERR_SYSTEM;
+    notices->received = 0;
+    limit_sender(notices, SENDER_S);
+    ftpc_look_after(notices->epoll, EPOLL_CTL_MOD, notices->listening, 0);
+    if (ftpc_look_after(notices->epoll, EPOLL_CTL_ADD, notices->connection, EPOLLIN) == 0)
+        return FTPCLIENT_OK;
+    leave_sender(notices);
+    return FTPCLIENT_ERR_SYSTEM;
+}
+
 static int has_expired(const ftpclient_notices_t *notices)
 {
     uint64_t expirations;
     return read(notices->timer, &expirations, sizeof expirations) == sizeof expirations;
 }
 
-/* FTPCLIENT_OK when no more will come from the sender; FTPCLIENT_ERR_TIMEOUT as long as more may come. */
+/* Reads what the sender has sent. 1 when no more will be heard from it, otherwise 0. */
 static int hear_sender(ftpclient_notices_t *notices)
 {
     int error = FTPCLIENT_OK;
@@ -132,9 +133,7 @@ static int hear_sender(ftpclient_notices_t *notices)
         error = ftpc_take_count(recv(notices->connection, notices->bytes + notices->received,
                                      sizeof notices->bytes - notices->received, 0),
                                 &notices->received);
-    if (error == FTPCLIENT_PENDING && !has_expired(notices))
-        return FTPCLIENT_ERR_TIMEOUT;
-    return FTPCLIENT_OK;
+    return error != FTPCLIENT_PENDING || has_expired(notices);
 }
 
 /* Reads the notice in `size` bytes; FTPCLIENT_ERR_PROTOCOL unless they are exactly one notice. */
@@ -151,7 +150,7 @@ static int read_notice(const uint8_t *bytes, size_t size, ftpclient_notice_t *no
         return FTPCLIENT_ERR_PROTOCOL;
     memset(&body, 0, sizeof body);
     memcpy(&body, bytes + sizeof head, body_size);
-    const int result = ftpc_verdict((const uint8_t *)&body.reply);
+    const int result = ftpc_verdict(&body.reply);
     if (result < 0)
         return FTPCLIENT_ERR_PROTOCOL;
     memset(notice, 0, sizeof *notice);
@@ -166,20 +165,13 @@ static int read_notice(const uint8_t *bytes, size_t size, ftpclient_notice_t *no
  * FTPCLIENT_ERR_TIMEOUT: no sender has finished yet. */
 static int next_notice(ftpclient_notices_t *notices, ftpclient_notice_t *notice)
 {
-    int error = notices->connection == -1 ? take_sender(notices) : FTPCLIENT_OK;
-    if (error == FTPCLIENT_OK)
-        error = hear_sender(notices);
-    if (error == FTPCLIENT_ERR_TIMEOUT)
+    const int error = notices->connection == -1 ? take_sender(notices) : FTPCLIENT_OK;
+    if (error != FTPCLIENT_OK)
         return error;
-    if (notices->connection != -1)
-        leave_sender(notices);
-    return error == FTPCLIENT_OK ? read_notice(notices->bytes, notices->received, notice) : error;
-}
-
-static int left_ms(int64_t end_ms)
-{
-    const int64_t left = end_ms - ftpc_now_ms();
-    return end_ms == FTPC_NEVER ? -1 : left > 0 ? (int)left : 0;
+    if (!hear_sender(notices))
+        return FTPCLIENT_ERR_TIMEOUT;
+    leave_sender(notices);
+    return read_notice(notices->bytes, notices->received, notice);
 }
 
 int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *notice, size_t notice_size,
@@ -196,7 +188,7 @@ int ftpclient_notices_receive(ftpclient_notices_t *notices, ftpclient_notice_t *
         if (error != FTPCLIENT_ERR_TIMEOUT)
             return error;
         struct pollfd waiting = {notices->epoll, POLLIN, 0};
-        const int ready = poll(&waiting, 1, left_ms(end_ms));
+        const int ready = poll(&waiting, 1, ftpc_left_until(end_ms));
         if (ready == 0)
             return FTPCLIENT_ERR_TIMEOUT;
         if (ready == -1 && errno != EINTR)

@@ -27,11 +27,11 @@ FTPC void ftpc_plan_measure(ftpc_run_t *run)
     run->outcome.local_bytes = is_file ? (int64_t)status.st_size : FTPCLIENT_UNKNOWN;
 }
 
-FTPC int ftpc_plan_sight(const ftpc_run_t *run)
+FTPC int ftpc_plan_sight(const ftpc_run_t *run, pid_t daemon)
 {
     if (run->job == FTPCLIENT_FILE_INFO || run->outcome.jobs > 0)
         return FTPCLIENT_OK;
-    return ftpc_sight_of(run->daemon, run->request.wire.local_path, run->job == FTPCLIENT_DOWNLOAD);
+    return ftpc_sight_of(daemon, run->request.wire.local_path, run->job == FTPCLIENT_DOWNLOAD);
 }
 
 FTPC void ftpc_plan_begun(ftpc_run_t *run)

@@ -5,8 +5,6 @@
 
 static int is_zixi(const ftpclient_request_t *request) { return protocol_is_zixi(request->wire.protocol); }
 
-static int has_tls(const ftpclient_request_t *request) { return protocol_has_tls(request->wire.protocol); }
-
 int ftpclient_request_new(int protocol, ftpclient_request_t **request)
 {
     if (!request)
@@ -176,7 +174,7 @@ int ftpclient_request_set_proxy_login(ftpclient_request_t *request, const char *
 static int is_pin_allowed(const ftpclient_request_t *request, int pin, const uint8_t *digest, size_t size)
 {
     const int is_md5 = pin == FTPCLIENT_PIN_MD5 && request->wire.protocol == PROTOCOL_SFTP;
-    const int is_sha1 = pin == FTPCLIENT_PIN_SHA1 && has_tls(request);
+    const int is_sha1 = pin == FTPCLIENT_PIN_SHA1 && protocol_has_tls(request->wire.protocol);
     if (size == 0)
         return is_md5 || is_sha1 || pin == FTPCLIENT_PIN_NONE;
     return digest && ((is_md5 && size == DIGEST_MD5_BYTES) || (is_sha1 && size == DIGEST_SHA1_BYTES));

@@ -23,7 +23,7 @@ FTPC int ftpc_enter(ftpclient_call_t *call, int stage, int pause_ms)
 {
     ftpc_batch_end(&call->batch);
     call->run.stage = stage;
-    call->wake_ms = ftpc_now_ms() + pause_ms;
+    call->wake_ms = monotonic_ms() + pause_ms;
     return FTPCLIENT_PENDING;
 }
 
@@ -76,8 +76,8 @@ static int wait_for_others(ftpclient_call_t *call, int pause_ms)
 
 static void end_waiting(ftpc_run_t *run)
 {
-    if (run->is_waiting && run->wait_left_ms > 0)
-        run->wait_left_ms = run->wait_end_ms > ftpc_now_ms() ? (int)(run->wait_end_ms - ftpc_now_ms()) : 0;
+    if (run->is_waiting)
+        run->wait_left_ms = ftpc_left_until(run->wait_end_ms);
     run->is_waiting = 0;
 }
 
@@ -103,12 +103,10 @@ static int take_turn(ftpclient_call_t *call)
  * makes the daemon join a job that has just ended, so that the start is not refused. */
 static int take_idle(ftpclient_call_t *call)
 {
-    ftpc_run_t *run = &call->run;
-    run->daemon = call->batch.exchanges[0].daemon;
-    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 0));
-    if (state.running)
+    const ftpc_exchange_t *exchange = &call->batch.exchanges[0];
+    if (ftpc_state(&exchange->reply.state).running)
         return wait_for_others(call, CONTROL_PASS_MS);
-    const int error = ftpc_plan_sight(run);
+    const int error = ftpc_plan_sight(&call->run, exchange->daemon);
     return error == FTPCLIENT_OK ? ftpc_enter(call, FTPC_START, FTPC_LOOK_MS) : error;
 }
 
@@ -160,7 +158,7 @@ static void ask_for_start(ftpclient_call_t *call)
 static int is_true_refusal(const ftpclient_call_t *call)
 {
     return call->run.is_crowded && ftpc_batch_is_adjacent(&call->batch, 1) &&
-           !ftpc_state(ftpc_call_reply(call, 0)).running;
+           !ftpc_state(&call->batch.exchanges[0].reply.state).running;
 }
 
 /* Tries again when another program was faster (3), or when the daemon had not yet noticed the end of that
@@ -184,7 +182,8 @@ static int take_start(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;
     const int index = run->is_crowded; /* 1 when a state request comes before the start */
-    const int result = ftpc_verdict(ftpc_call_reply(call, index));
+    const ftpc_exchange_t *start = &call->batch.exchanges[index];
+    const int result = ftpc_verdict(&start->reply.verdict);
     if (result != FTPCLIENT_OK)
         return take_refusal(call, result);
     end_waiting(run);
@@ -192,9 +191,8 @@ static int take_start(ftpclient_call_t *call)
         return FTPCLIENT_OK;
     run->refusals = 0;
     ftpc_plan_begun(run);
-    run->moved_ms = ftpc_now_ms();
-    ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run),
-                        call->batch.exchanges[index].connected_ms);
+    run->moved_ms = monotonic_ms();
+    ftpc_evidence_begin(&run->evidence, ftpc_job_of_goal(run), ftpc_plan_expected(run), start->connected_ms);
     run->stage = FTPC_WATCH;
     return ftpc_take_state(call, index + 1);
 }
@@ -208,7 +206,7 @@ FTPC void ftpc_run_stop(ftpclient_call_t *call, int reason)
         return;
     run->stop_result = reason;
     call->end_ms = ftpc_end_after(STOP_MS);
-    call->wake_ms = ftpc_now_ms();
+    call->wake_ms = monotonic_ms();
 }
 
 /* ---- All stages ---- */
@@ -288,7 +286,7 @@ FTPC int ftpc_run_advance(ftpclient_call_t *call)
 {
     ftpclient_outcome_t *outcome = &call->run.outcome;
     int result = check_time(call);
-    while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || ftpc_now_ms() >= call->wake_ms)) {
+    while (result == FTPCLIENT_PENDING && (call->batch.count > 0 || monotonic_ms() >= call->wake_ms)) {
         result = advance_once(call);
         if (call->batch.count > 0) { /* the next thing to happen is a reply */
             call->wake_ms = FTPC_NEVER;

@@ -136,10 +136,10 @@ static int compare_at(const ftpc_mounts_t *own, const ftpc_mounts_t *daemons, co
     const ftpc_mount_t *here = mount_of(own, path);
     const ftpc_mount_t *there = mount_of(daemons, path);
     if (!here || !there)
-        return FTPC_SIGHT_CLEAR;
+        return FTPCLIENT_OK;
     if (!leads_alike(here, there, path))
-        return FTPC_SIGHT_OTHER;
-    return writes && there->is_read_only ? FTPC_SIGHT_READ_ONLY : FTPC_SIGHT_CLEAR;
+        return FTPCLIENT_ERR_OUT_OF_SIGHT;
+    return writes && there->is_read_only ? FTPCLIENT_ERR_READ_ONLY : FTPCLIENT_OK;
 }
 
 /* Resolves all links; for a file that does not exist yet, gives its folder. 1 on success. */
@@ -160,12 +160,12 @@ FTPC int ftpc_sight_compare(char *own_table, char *daemons_table, const char *pa
     char resolved[PATH_MAX];
     ftpc_mounts_t own = {NULL, 0};
     ftpc_mounts_t daemons = {NULL, 0};
-    int sight = FTPC_SIGHT_CLEAR;
+    int sight = FTPCLIENT_OK;
     if (resolve(path, resolved) && read_mounts(own_table, &own) && read_mounts(daemons_table, &daemons)) {
         /* The daemon may see the target of a link but not the link itself. */
         if (!strstr(path, "/../"))
             sight = compare_at(&own, &daemons, path, 0);
-        if (sight == FTPC_SIGHT_CLEAR)
+        if (sight == FTPCLIENT_OK)
             sight = compare_at(&own, &daemons, resolved, writes);
     }
     free(own.all);
@@ -199,7 +199,7 @@ FTPC int ftpc_sight_of(pid_t daemon, const char *path, int writes)
     char *own = daemon > 0 ? read_file("/proc/self/mountinfo") : NULL;
     char *daemons = own ? read_file(daemons_file) : NULL;
     const int sight =
-        own && daemons ? ftpc_sight_compare(own, daemons, path, writes && !is_special) : FTPC_SIGHT_CLEAR;
+        own && daemons ? ftpc_sight_compare(own, daemons, path, writes && !is_special) : FTPCLIENT_OK;
     free(own);
     free(daemons);
     return sight;

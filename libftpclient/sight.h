@@ -8,16 +8,11 @@
 
 #include <sys/types.h>
 
-enum ftpc_sight {
-    FTPC_SIGHT_CLEAR = FTPCLIENT_OK,               /* the same file, or nothing is known */
-    FTPC_SIGHT_OTHER = FTPCLIENT_ERR_OUT_OF_SIGHT, /* another file or folder, or none */
-    FTPC_SIGHT_READ_ONLY = FTPCLIENT_ERR_READ_ONLY
-};
-
-/* How the process `daemon` (0: unknown) sees the absolute `path`: an ftpc_sight. With `writes` the file is
- * to be written and need not exist. Checks only the mounts, never the permissions of the daemon's user.
- * FTPC_SIGHT_CLEAR also when something cannot be read or memory is exhausted. Blocks as long as stat() on
- * the path does. */
+/* How the process `daemon` (0: unknown) sees the absolute `path`: FTPCLIENT_OK for the same file, and when
+ * nothing is known, something cannot be read, or memory is exhausted; FTPCLIENT_ERR_OUT_OF_SIGHT for another
+ * file or folder, or none; FTPCLIENT_ERR_READ_ONLY. With `writes` the file is to be written and need not
+ * exist. Checks only the mounts, never the permissions of the daemon's user. Blocks as long as stat() on the
+ * path does. */
 FTPC int ftpc_sight_of(pid_t daemon, const char *path, int writes);
 
 /* The same with the NUL-terminated contents of two mountinfo files, of this process and of the daemon. It

@@ -44,7 +44,8 @@ FTPC int ftpc_take_file_info(ftpclient_call_t *call, int index)
         if (!ftpc_evidence_follows(&call->run.evidence, &seen))
             return doubt(call);
     }
-    const ftpclient_file_info_t found = ftpc_file_info(ftpc_call_reply(call, index - 1));
+    const ftpclient_file_info_t found =
+        ftpc_file_info(&call->batch.exchanges[index - 1].reply.file_info.remote_file);
     return conclude(call, &found);
 }
 
@@ -60,7 +61,7 @@ static int has_ended(ftpclient_call_t *call, int index)
 
 static int is_silent(const ftpc_run_t *run)
 {
-    return run->request.silence_ms >= 0 && ftpc_now_ms() - run->moved_ms >= run->request.silence_ms;
+    return run->request.silence_ms >= 0 && monotonic_ms() - run->moved_ms >= run->request.silence_ms;
 }
 
 static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
@@ -68,7 +69,7 @@ static void keep_state(ftpclient_call_t *call, const ftpclient_state_t *state)
     const ftpclient_progress_t *before = &call->state.progress;
     if (state->progress.transferred_bytes != before->transferred_bytes ||
         state->progress.total_bytes != before->total_bytes)
-        call->run.moved_ms = ftpc_now_ms();
+        call->run.moved_ms = monotonic_ms();
     call->state = *state;
     if (ftpc_job_of_goal(&call->run) == call->run.job)
         call->run.outcome.progress = state->progress;
@@ -90,7 +91,7 @@ static int state_after(ftpclient_call_t *call, int index)
 FTPC int ftpc_take_state(ftpclient_call_t *call, int index)
 {
     ftpc_run_t *run = &call->run;
-    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, index));
+    const ftpclient_state_t state = ftpc_state(&call->batch.exchanges[index].reply.state);
     const ftpc_look_t seen = look_at(call, index);
     const int verdict = ftpc_evidence_judge(&run->evidence, &state, &seen);
     if (verdict == FTPC_FOREIGN || (verdict == FTPC_UNSURE && !state.running))
@@ -124,7 +125,7 @@ static int judge_stopped(ftpclient_call_t *call, const ftpclient_state_t *state)
 /* The replies to a cancel and to the state request after it. */
 FTPC int ftpc_take_stop(ftpclient_call_t *call)
 {
-    const ftpclient_state_t state = ftpc_state(ftpc_call_reply(call, 1));
+    const ftpclient_state_t state = ftpc_state(&call->batch.exchanges[1].reply.state);
     if (judge_stopped(call, &state) != FTPC_OWN)
         return call->run.stop_result;
     keep_state(call, &state);

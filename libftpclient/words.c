@@ -1,7 +1,11 @@
 /* Texts for codes. */
 #include "libftpclient/ftpc.h"
 
-#define RESULT(name) FTPCLIENT_RESULT_##name, "FTPCD_ERR_" #name
+#include "wire/result_codes.h"
+
+/* Number and name. No array has -1 elements: compilation stops when the daemon's number is another one. */
+#define IS_DAEMONS(name) sizeof(char[(int)FTPCLIENT_RESULT_##name == (int)FTPCD_ERR_##name ? 1 : -1])
+#define RESULT(name) FTPCLIENT_RESULT_##name *(int)IS_DAEMONS(name), "FTPCD_ERR_" #name
 #define ERROR(name) FTPCLIENT_ERR_##name, NULL
 
 static const struct {

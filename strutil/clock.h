@@ -1,13 +1,17 @@
-// The clock for waits and time limits. The header depends on nothing else here, so any folder may include it.
-#pragma once
+/* The clock for waits and time limits. C11 and C++. The header depends on nothing else here, so any folder
+ * may include it. */
+#ifndef STRUTIL_CLOCK_H
+#define STRUTIL_CLOCK_H
 
-#include <cstdint>
-#include <ctime>
+#include <stdint.h>
+#include <time.h>
 
-// Milliseconds of CLOCK_MONOTONIC, which goes on when somebody sets the time of day. Rounded down.
-inline int64_t monotonic_ms()
+/* Milliseconds of CLOCK_MONOTONIC, which goes on when somebody sets the time of day. Rounded down. */
+static inline int64_t monotonic_ms(void)
 {
-    timespec now = {};
+    struct timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+    return now.tv_sec * INT64_C(1000) + now.tv_nsec / 1000000;
 }
+
+#endif

@@ -47,9 +47,9 @@ struct view_t {
 TEST(Sight, IsClearWithTheSameMounts)
 {
     view_t view;
-    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(view.of(view.file, 1), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(view.file), FTPCLIENT_OK);
+    EXPECT_EQ(view.of(view.file, 1), FTPCLIENT_OK);
+    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPCLIENT_OK);
 }
 
 // As PrivateTmp and ProtectHome=tmpfs mount them.
@@ -57,10 +57,10 @@ TEST(Sight, DiffersWhereTheDaemonHasAFolderOfItsOwn)
 {
     view_t view;
     EXPECT_EQ(view.with("40 27 254:0 /tmp/private/tmp " + view.folder() + " rw - ext4 /dev/vda rw"),
-              FTPC_SIGHT_OTHER);
-    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + " ro - tmpfs tmpfs ro"), FTPC_SIGHT_OTHER);
-    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPC_SIGHT_OTHER) << "for writing";
-    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + "x rw - tmpfs tmpfs rw"), FTPC_SIGHT_CLEAR)
+              FTPCLIENT_ERR_OUT_OF_SIGHT);
+    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + " ro - tmpfs run ro"), FTPCLIENT_ERR_OUT_OF_SIGHT);
+    EXPECT_EQ(view.of(view.folder() + "/new", 1), FTPCLIENT_ERR_OUT_OF_SIGHT) << "for writing";
+    EXPECT_EQ(view.with("40 27 0:50 / " + view.folder() + "x rw - tmpfs tmpfs rw"), FTPCLIENT_OK)
         << "another folder with the same prefix";
 }
 
@@ -68,7 +68,7 @@ TEST(Sight, DiffersWhereThisProgramHasAFolderOfItsOwn)
 {
     view_t view;
     view.own += "40 27 0:50 / " + view.folder() + " rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_OTHER);
+    EXPECT_EQ(view.of(view.file), FTPCLIENT_ERR_OUT_OF_SIGHT);
 }
 
 // As ProtectHome=read-only and ReadWritePaths mount them.
@@ -76,10 +76,10 @@ TEST(Sight, IsClearWhereTheSameFolderIsMountedOnItself)
 {
     view_t view;
     const std::string same = "40 27 254:0 " + view.folder() + " " + view.folder();
-    EXPECT_EQ(view.with(same + " rw - ext4 /dev/vda rw", 1), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 0), FTPC_SIGHT_CLEAR) << "for reading";
-    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 1), FTPC_SIGHT_READ_ONLY);
-    EXPECT_EQ(view.with(same + " rw shared:3 master:1 - ext4 /dev/vda ro,x=1", 1), FTPC_SIGHT_READ_ONLY)
+    EXPECT_EQ(view.with(same + " rw - ext4 /dev/vda rw", 1), FTPCLIENT_OK);
+    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 0), FTPCLIENT_OK) << "for reading";
+    EXPECT_EQ(view.with(same + " ro,nosuid - ext4 /dev/vda rw", 1), FTPCLIENT_ERR_READ_ONLY);
+    EXPECT_EQ(view.with(same + " rw shared:3 master:1 - ext4 /dev/vda ro,x=1", 1), FTPCLIENT_ERR_READ_ONLY)
         << "the whole file system";
 }
 
@@ -89,11 +89,11 @@ TEST(Sight, CountsOnlyTheTopmostMount)
     const std::string folder = view.folder();
     const std::string own_folder = "40 27 0:50 / " + folder + " rw - tmpfs tmpfs rw\n";
     EXPECT_EQ(view.with(own_folder + "41 40 254:0 " + folder + " " + folder + " rw - ext4 /dev/vda rw"),
-              FTPC_SIGHT_CLEAR)
+              FTPCLIENT_OK)
         << "shared over private";
     const std::string above = std::filesystem::path(folder).parent_path().string();
     EXPECT_EQ(view.with("41 27 254:0 " + above + " " + above + " rw - ext4 /dev/vda rw\n" + own_folder),
-              FTPC_SIGHT_CLEAR)
+              FTPCLIENT_OK)
         << "private, but under a later mount";
 }
 
@@ -103,8 +103,8 @@ TEST(Sight, ReadsNamesWithBlanks)
     std::filesystem::create_directory(view.files / "a b");
     const std::string path = view.files.file("a b/f", "x");
     view.daemons += "40 27 0:50 / " + (view.files / "a\\040b") + " rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(path), FTPC_SIGHT_OTHER);
-    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(path), FTPCLIENT_ERR_OUT_OF_SIGHT);
+    EXPECT_EQ(view.of(view.file), FTPCLIENT_OK);
 }
 
 TEST(Sight, FollowsLinks)
@@ -114,12 +114,12 @@ TEST(Sight, FollowsLinks)
     std::filesystem::create_directory(view.files / "links");
     view.files.file("real/f", "x");
     std::filesystem::create_symlink(view.files / "real/f", view.files / "links/f");
-    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPCLIENT_OK);
     view.daemons = SHARED + "40 27 0:50 / " + (view.files / "real") + " rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "the link's target";
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPCLIENT_ERR_OUT_OF_SIGHT) << "the link's target";
     view.daemons = SHARED + "40 27 0:50 / " + (view.files / "links") + " rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(view.files / "links/f"), FTPC_SIGHT_OTHER) << "the link";
-    EXPECT_EQ(view.of(view.files / "links/../real/f"), FTPC_SIGHT_CLEAR);
+    EXPECT_EQ(view.of(view.files / "links/f"), FTPCLIENT_ERR_OUT_OF_SIGHT) << "the link";
+    EXPECT_EQ(view.of(view.files / "links/../real/f"), FTPCLIENT_OK);
 }
 
 TEST(Sight, IsClearWithoutInformation)
@@ -129,15 +129,15 @@ TEST(Sight, IsClearWithoutInformation)
          {std::string(), std::string("\n\n"), std::string("1 2 3\n"), std::string("27 1 254:0 / /\n"),
           std::string("40 27 0:50 / /elsewhere rw - tmpfs tmpfs rw\n")}) {
         view.daemons = table;
-        EXPECT_EQ(view.of(view.file), FTPC_SIGHT_CLEAR) << table;
+        EXPECT_EQ(view.of(view.file), FTPCLIENT_OK) << table;
     }
     view.daemons = SHARED + "40 27 0:50 / / rw - tmpfs tmpfs rw\n";
-    EXPECT_EQ(view.of(view.file), FTPC_SIGHT_OTHER);
+    EXPECT_EQ(view.of(view.file), FTPCLIENT_ERR_OUT_OF_SIGHT);
     for (const std::string &nowhere : {std::string("/nonexistent/folder/f"), view.file + "/below"})
-        EXPECT_EQ(view.of(nowhere, 1), FTPC_SIGHT_CLEAR) << nowhere;
-    EXPECT_EQ(ftpc_sight_of(0, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(ftpc_sight_of(INT32_MAX, view.file.c_str(), 0), FTPC_SIGHT_CLEAR);
-    EXPECT_EQ(ftpc_sight_of(getpid(), view.file.c_str(), 1), FTPC_SIGHT_CLEAR);
+        EXPECT_EQ(view.of(nowhere, 1), FTPCLIENT_OK) << nowhere;
+    EXPECT_EQ(ftpc_sight_of(0, view.file.c_str(), 0), FTPCLIENT_OK);
+    EXPECT_EQ(ftpc_sight_of(INT32_MAX, view.file.c_str(), 0), FTPCLIENT_OK);
+    EXPECT_EQ(ftpc_sight_of(getpid(), view.file.c_str(), 1), FTPCLIENT_OK);
 }
 
 TEST(Sight, IsReadFromTheMountsOfARealProcess)
@@ -165,5 +165,5 @@ TEST(Sight, IsReadFromTheMountsOfARealProcess)
     close(ready[1]);
     if (said != 'y')
         GTEST_SKIP() << "this user may not mount";
-    EXPECT_EQ(sight, FTPC_SIGHT_OTHER);
+    EXPECT_EQ(sight, FTPCLIENT_ERR_OUT_OF_SIGHT);
 }
