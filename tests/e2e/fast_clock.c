@@ -17,7 +17,10 @@ static int speed = 1;
 
 static int64_t nanoseconds(const struct timespec *time) { return time->tv_sec * SECOND_NS + time->tv_nsec; }
 
-static struct timespec parts(int64_t ns) { return (struct timespec){(time_t)(ns / SECOND_NS), (long)(ns % SECOND_NS)}; }
+static struct timespec parts(int64_t ns)
+{
+    return (struct timespec){(time_t)(ns / SECOND_NS), (long)(ns % SECOND_NS)};
+}
 
 __attribute__((constructor)) static void begin(void)
 {
