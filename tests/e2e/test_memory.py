@@ -17,5 +17,5 @@ def test_the_buffers_of_an_sftp_upload_are_given_back(daemon, jobs, local):
     idle_kib = daemon.private_kib()
     for _ in range(3):
         assert jobs.upload(local / "a", "a", **wire.by(wire.SFTP)).outcome == (0, 0)
-    # libcurl's buffer for such an upload has 2 MiB, and OpenSSL allocates some 300 KiB for its first session.
-    wait_until(lambda: daemon.private_kib() < idle_kib + 300, "the memory given back", 5)
+    # libcurl's buffer for such an upload has 2 MiB; for its first session OpenSSL 3.0 allocates some 200 KiB, 3.6 some 600.
+    wait_until(lambda: daemon.private_kib() < idle_kib + 700, "the memory given back", 5)
