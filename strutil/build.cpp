@@ -114,12 +114,3 @@ char *malloc_ins_str2(const char *s, size_t pos, const char *ins1, const char *i
     const std::string_view tail(s + at, whole.size() - at);
     return malloc_joined({head, ins1, ins2, tail});
 }
-
-char *malloc_directory_of(const char *path, int ch)
-{
-    if (path == nullptr)
-        return nullptr;
-    const std::string_view whole(path);
-    const char end = static_cast<char>(ch);
-    return malloc_joined({whole.substr(0, whole.rfind('/')), std::string_view(&end, ch < 0 ? 0 : 1)});
-}
