@@ -160,11 +160,12 @@ int cb_ssl_app_verify(X509_STORE_CTX *store, void *context)
     return is_accepted(info, CERTIFICATE, X509_STORE_CTX_get0_cert(store)) ? 1 : 0;
 }
 
-// libcurl 7 needs neither:
-// - A rejection ends the handshake. libcurl 8.23 would finish it first and then look only at the store context's
-//   error, so that a rejected server would get the password.
-// - Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job. The
-//   reply on the control connection shows whether all was sent. OpenSSL 1.1.1 reports no error there.
+// With SSL_VERIFY_PEER OpenSSL ends the handshake of a rejected server. libcurl 8.23 no longer sets it: it
+// would finish the handshake, see X509_V_OK, and send the password. Earlier ones set it themselves.
+//
+// Many servers close a data connection without TLS's close_notify, which makes libcurl 8 fail the job; libcurl 7
+// takes it as the end. The reply on the control connection shows whether all was sent. OpenSSL 1.1.1 reports no
+// error there.
 static void adapt_to_libcurl_8(SSL_CTX *tls)
 {
     SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, nullptr);

@@ -16,11 +16,10 @@ struct cb_auth_info_t {
     const server_auth_t *server_auth;
 };
 
-// CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: replaces OpenSSL's verification by cb_ssl_app_verify;
-// with libcurl 8 also makes a rejection end the handshake, and lets a server close a connection without a TLS
-// close_notify. Called for every TLS
-// connection of a job, including data connections. CURLE_OK, or CURLE_ABORTED_BY_CALLBACK (logged) without
-// an ssl_ctx.
+// CURLOPT_SSL_CTX_FUNCTION, context a cb_auth_info_t: replaces OpenSSL's verification by cb_ssl_app_verify.
+// With libcurl 8 it also makes a rejection end the handshake, and lets a server close a connection without a TLS
+// close_notify. Called for every TLS connection of a job, including data connections. CURLE_OK, or
+// CURLE_ABORTED_BY_CALLBACK (logged) without an ssl_ctx.
 CURLcode cb_ssl_ctx(CURL *curl, void *ssl_ctx, void *context);
 
 // 1 = accept, 0 = reject. If save_path is set, saves the certificate first, so that a client can learn the

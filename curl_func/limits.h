@@ -14,7 +14,7 @@ struct timeout_info_t {
     int32_t connection_limit = NO_LIMIT; // seconds for connecting, and without any byte moved
     int32_t operation_limit = NO_LIMIT;  // seconds for the whole try
     int32_t timeout_retry_limit = 0;     // retries left after timeouts, or ANY_NUMBER
-    int32_t spare = 0;                   // keeps the place of a field that is no longer used
+    int32_t spare = 0;                   // not used
     double last_updated_time = 0;        // seconds into the try, at the last sign of progress
     uint32_t timed_out = 0;              // 1 when the try ended by a timeout
     double last_amount = 0;              // bytes moved in the try, as last seen

@@ -1,4 +1,5 @@
 #include "curl_wrapper/url.h"
+#include "curl_wrapper/record.h"
 
 #include "strutil/log.h"
 #include "wire/result_codes.h"
@@ -45,14 +46,16 @@ static bool escape(CURL *curl, const char *url, const char *kept, char *dst)
 heap_string curl_e_escaped_url(curl_e_handle_t *rec, const char *url, const char *kept)
 {
     heap_string escaped(static_cast<char *>(malloc(strlen(url) * 3 + 1)));
-    if (!escaped)
-        log_error("curl_wrapper(2717)", "malloc(): NULL");
-    else if (escape(rec->curl, url, kept, escaped.get()))
-        return escaped;
-    else
+    if (!escaped) {
+        curl_e_out_of_memory(rec, "curl_wrapper(2717)", "malloc");
+        return nullptr;
+    }
+    if (!escape(rec->curl, url, kept, escaped.get())) {
         log_error("curl_wrapper(2734)", "curl_easy_escape(): Failed(%s)", url);
-    rec->error = FTPCD_ERR_NO_MEMORY;
-    return nullptr;
+        rec->error = FTPCD_ERR_NO_MEMORY;
+        return nullptr;
+    }
+    return escaped;
 }
 
 curl_string curl_e_plain_url(curl_e_handle_t *rec, const char *escaped)

@@ -1,9 +1,16 @@
 // The control channel: the socket for local clients, the framing of their requests, and the notices to the
-// network manager. For the main thread only. Every failure is logged here and visible in the result.
+// network manager. For the main thread only. Failures are logged here; each function says how its result
+// shows them.
 // In channel.cpp, framing.cpp, network_manager.cpp and transfer_all.cpp, as marked below.
 #pragma once
 
 #include "wire/wire.h"
+
+// The first fields of every reply and notice, for an action that ended with `code`, an ftpcd_err.
+inline reply_t reply_for(uint32_t code)
+{
+    return {.result = code != FTPCD_ERR_NONE ? 1u : 0u, .detail = code};
+}
 
 // --- channel.cpp: the socket and its connections
 
@@ -33,12 +40,6 @@ void *ftp_clientd_if_receive(int connection, message_header_t *header);
 // -1. Blocks until 10 s after the connection was accepted at most. After that, it still sends what the socket
 // accepts without waiting, so a slow cancel gets its reply.
 int ftp_clientd_if_send(int connection, const message_header_t *header, const void *body);
-
-// The first fields of every reply and notice, for an action that ended with `code`, an ftpcd_err.
-inline reply_t reply_for(uint32_t code)
-{
-    return {.result = code != FTPCD_ERR_NONE ? 1u : 0u, .detail = code};
-}
 
 // --- network_manager.cpp: notices
 

@@ -4,15 +4,15 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-// An option with a text, whose kind the help shows, such as FILE.
+// Adds an option with a text, whose kind the help shows, such as FILE. Returns it.
 CLI::Option *command_line_text(CLI::App *command, const char *option, std::string &value, const char *kind,
                                const char *description);
 
-// The option --profile NAME, with which the positional URL need not be given if `url_may_be_missing`.
+// Adds --profile NAME and returns it. With `url_may_be_missing`, giving it makes the URL optional.
 CLI::Option *command_line_profile(CLI::App *command, std::string &name, bool url_may_be_missing,
                                   const char *description);
 
-// What stands at the end of the help, in lines of its own.
+// Sets the text at the end of the help; its line breaks are kept.
 void command_line_footer(CLI::App &app, const std::string &lines);
 
 // A one-line message about a wrong command line. It quotes only the unexpected word, because the next one

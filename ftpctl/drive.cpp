@@ -47,16 +47,16 @@ private:
     const options_t &options_;
     const ftpclient_t *client_;
     progress_display display_;
-    std::optional<deadline_t> untold_; // the beginning of a wait, which is not worth a line
+    std::optional<deadline_t> tell_wait_at_; // when the present wait has lasted long enough to be told
     bool is_waiting_told_ = false;
     bool is_stopping_told_ = false;
     deadline_t next_object_{std::chrono::milliseconds(0)};
 
     void tell_waiting(int phase)
     {
-        if (!untold_)
-            untold_.emplace(WAITING_TOLD_AFTER);
-        if (options_.quiet || is_waiting_told_ || !untold_->passed())
+        if (!tell_wait_at_)
+            tell_wait_at_.emplace(WAITING_TOLD_AFTER);
+        if (options_.quiet || is_waiting_told_ || !tell_wait_at_->passed())
             return;
         is_waiting_told_ = true;
         std::string line = phase == FTPCLIENT_PHASE_BUSY ? "waiting for another program's job"

@@ -57,10 +57,14 @@ static json upload_of(const report_t &report)
         return nullptr;
     constexpr const char *SENT[] = {nullptr, "whole", "rest", "nothing", "mended"}; // by ftpclient_upload
     const ftpclient_outcome_t &outcome = *report.outcome;
+    const auto sent = static_cast<size_t>(outcome.upload); // a newer library may know more
     return {
-        {"sent", or_null(SENT[outcome.upload])},  {"local_bytes", known(outcome.local_bytes)},
-        {"resumed_bytes", outcome.resumed_bytes}, {"remote_bytes", known(outcome.remote_bytes)},
-        {"verified", outcome.verified != 0},      {"may_be_spoiled", outcome.may_be_spoiled != 0},
+        {"sent", or_null(sent < std::size(SENT) ? SENT[sent] : nullptr)},
+        {"local_bytes", known(outcome.local_bytes)},
+        {"resumed_bytes", outcome.resumed_bytes},
+        {"remote_bytes", known(outcome.remote_bytes)},
+        {"verified", outcome.verified != 0},
+        {"may_be_spoiled", outcome.may_be_spoiled != 0},
     };
 }
 

@@ -80,7 +80,7 @@ static void upload_all(driver &driver, const std::vector<upload_t> &uploads, rep
         report_t report;
         report.command = options.command;
         report_failures(report, [&] { upload(driver, each, report); });
-        const int status = report_print(options, report);
+        const int status = report_finish(options, report);
         if (all.status == STATUS_DONE)
             all.status = status;
         if (ends_all(status) || driver.left_ms() == 0)

@@ -195,7 +195,7 @@ static void add_run(CLI::App &app, spool_options_t &options)
 }
 
 // Reported like any other failure. If --json follows the faulty word, the options do not contain it.
-static int refuse(std::span<const char *const> words, const CLI::App &app, const std::string &line)
+static int report_complaint(std::span<const char *const> words, const CLI::App &app, const std::string &line)
 {
     const auto chosen = app.get_subcommands();
     fprintf(stderr, "ftpspool: %s\n", line.c_str());
@@ -222,7 +222,8 @@ std::optional<int> spool_cli_parse(int argc, const char *const *argv, spool_opti
     } catch (const CLI::Success &wanted) { // --help, --version
         return app.exit(wanted);
     } catch (const CLI::ParseError &error) {
-        return refuse(std::span(argv, static_cast<size_t>(argc)), app, command_line_complaint(app, error));
+        return report_complaint(std::span(argv, static_cast<size_t>(argc)), app,
+                                command_line_complaint(app, error));
     }
     return std::nullopt;
 }

@@ -7,6 +7,7 @@
 
 #include <assert.h>
 #include <errno.h>
+#include <limits.h>
 #include <stdint.h>
 #include <string.h>
 #include <unistd.h>
@@ -36,11 +37,11 @@ static inline int64_t ftpc_end_after(int timeout_ms)
     return timeout_ms < 0 ? FTPC_NEVER : monotonic_ms() + timeout_ms + (timeout_ms > 0 ? 1 : 0);
 }
 
-/* The reverse, for poll(2): how long to wait until `end_ms`; 0 once it has come, -1 for NEVER. */
+/* Milliseconds left until `end_ms`: 0 once it has come, -1 (for poll(2): no limit) for NEVER. */
 static inline int ftpc_left_until(int64_t end_ms)
 {
     const int64_t left_ms = end_ms - monotonic_ms();
-    return end_ms == FTPC_NEVER ? -1 : left_ms > 0 ? (int)left_ms : 0;
+    return end_ms == FTPC_NEVER ? -1 : left_ms > INT_MAX ? INT_MAX : left_ms > 0 ? (int)left_ms : 0;
 }
 
 /* 1 once the time `end_ms` has come, otherwise 0; always 0 for NEVER. */

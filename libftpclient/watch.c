@@ -10,7 +10,7 @@ static ftpc_look_t look_at(const ftpclient_call_t *call, int index)
     return seen;
 }
 
-/* The outcome may be another program's. Repeating an upload, download or look-up is safe. */
+/* The outcome may be another program's: runs the job again, FTPC_DOUBTS_MAX times at most, where that is safe. */
 static int doubt(ftpclient_call_t *call)
 {
     ftpc_run_t *run = &call->run;

@@ -3,7 +3,8 @@
 
 #include "wire/result_codes.h"
 
-/* Number and name. No array has -1 elements: compilation stops when the daemon's number is another one. */
+/* Number and name. The number is multiplied by 1, sizeof(char[1]); if the daemon's is another one, the array would have -1
+ * elements, and compilation stops. */
 #define IS_DAEMONS(name) sizeof(char[(int)FTPCLIENT_RESULT_##name == (int)FTPCD_ERR_##name ? 1 : -1])
 #define RESULT(name) FTPCLIENT_RESULT_##name *(int)IS_DAEMONS(name), "FTPCD_ERR_" #name
 #define ERROR(name) FTPCLIENT_ERR_##name, NULL

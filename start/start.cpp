@@ -122,7 +122,6 @@ static bool restrict_socket(gid_t group)
            fail(CONTROL_SOCKET_PATH);
 }
 
-// Clients work without the file, so a failure is only reported.
 static bool make_turn_file(gid_t group)
 {
     const descriptor file(
@@ -191,7 +190,7 @@ static bool start(const char *group_name, const char *pid_file, const char *prog
     // A socket left by an earlier run would be mistaken for the new one.
     if (unlink(CONTROL_SOCKET_PATH) == -1 && errno != ENOENT)
         return fail(CONTROL_SOCKET_PATH);
-    make_turn_file(group);
+    (void)make_turn_file(group); // clients work without it
     const descriptor watch(watch_folder());
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const int64_t end_ms = monotonic_ms() + LIMIT_MS;

@@ -1,5 +1,5 @@
-/* Preloaded in place of libfaketime where time_t has 32 bits (Debian 11): a clock as fast as FAKETIME says, "+0 x40" for one.
- * There, libfaketime loses whole multiples of 2^32 nanoseconds. */
+/* Preloaded in place of libfaketime where time_t has 32 bits (Debian 11), because that loses whole multiples of 2^32
+ * nanoseconds there. Understands only FAKETIME="+0 xSPEED"; aborts the program otherwise. */
 #include <poll.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -13,7 +13,7 @@ _Static_assert(sizeof(time_t) == 4, "with 64 bits, libfaketime and time64.c serv
 
 static const int64_t SECOND_NS = 1000000000;
 static int64_t start_ns[2]; /* of CLOCK_REALTIME and CLOCK_MONOTONIC */
-static int speed = 1;
+static double speed = 1;
 
 static int64_t nanoseconds(const struct timespec *time) { return time->tv_sec * SECOND_NS + time->tv_nsec; }
 
@@ -22,6 +22,10 @@ static struct timespec parts(int64_t ns)
     return (struct timespec){(time_t)(ns / SECOND_NS), (long)(ns % SECOND_NS)};
 }
 
+static int64_t faster(int64_t ns) { return (int64_t)((double)ns * speed); }
+
+static int64_t slower(int64_t ns) { return (int64_t)((double)ns / speed); }
+
 __attribute__((constructor)) static void begin(void)
 {
     struct timespec now;
@@ -29,7 +33,7 @@ __attribute__((constructor)) static void begin(void)
     for (clockid_t clock = CLOCK_REALTIME; clock <= CLOCK_MONOTONIC; clock++)
         if (syscall(SYS_clock_gettime, clock, &now) == 0)
             start_ns[clock] = nanoseconds(&now);
-    if (told == NULL || sscanf(told, "+0 x%d", &speed) != 1)
+    if (told == NULL || sscanf(told, "+0 x%lf", &speed) != 1)
         abort();
 }
 
@@ -38,7 +42,7 @@ int clock_gettime(clockid_t clock, struct timespec *now)
     if (syscall(SYS_clock_gettime, clock, now) != 0)
         return -1;
     if (clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC)
-        *now = parts(start_ns[clock] + (nanoseconds(now) - start_ns[clock]) * speed);
+        *now = parts(start_ns[clock] + faster(nanoseconds(now) - start_ns[clock]));
     return 0;
 }
 
@@ -62,10 +66,10 @@ time_t time(time_t *now)
 
 int nanosleep(const struct timespec *pause, struct timespec *rest)
 {
-    const struct timespec shorter = parts(nanoseconds(pause) / speed);
+    const struct timespec shorter = parts(slower(nanoseconds(pause)));
     const int result = (int)syscall(SYS_nanosleep, &shorter, rest);
     if (result != 0 && rest != NULL)
-        *rest = parts(nanoseconds(rest) * speed);
+        *rest = parts(faster(nanoseconds(rest)));
     return result;
 }
 
@@ -84,7 +88,8 @@ unsigned sleep(unsigned pause_s)
 
 int poll(struct pollfd *fds, nfds_t count, int timeout_ms)
 {
-    return (int)syscall(SYS_poll, fds, count, timeout_ms < 0 ? timeout_ms : (timeout_ms + speed - 1) / speed);
+    const int shorter_ms = timeout_ms > 0 ? (int)slower(timeout_ms) + 1 : timeout_ms;
+    return (int)syscall(SYS_poll, fds, count, shorter_ms);
 }
 
 /* What poll is with -D_FORTIFY_SOURCE. */

@@ -12,7 +12,7 @@ import time
 import pytest
 
 from harness import ftpspool, power
-from harness.daemon import WORLD, fast_clock, is_emulated, memory_kib
+from harness.daemon import WORLD, faketime, is_emulated, memory_kib
 from harness.ftpspool import ALICE, DATABASE, SPOOL, Service
 from harness.installed import is_for_coverage
 from harness.vsftpd import Vsftpd
@@ -208,7 +208,7 @@ def test_setting_the_clock_by_a_year_loses_nothing(daemon, vsftpd, local):
     if is_emulated():
         pytest.skip("an emulator takes no preloaded clock")
     for number, shift in enumerate(("+365d", "-365d", "+0"), 1):
-        service = Service(LD_PRELOAD=fast_clock()[0], FAKETIME=shift)
+        service = Service(LD_PRELOAD=faketime(), FAKETIME=shift)
         ftpspool.add(path, ALICE + str(number))
         ftpspool.wait_for("done", number)
         assert service.stop() == 0
@@ -235,7 +235,7 @@ def test_a_clock_that_is_set_by_a_year_while_the_service_runs_delays_nothing_for
     expiring = ftpspool.add(path, "ftp://127.0.0.1:2122/never", "--expires", "300d")
     clock.write_text("+0d\n")
     service = Service(
-        LD_PRELOAD=fast_clock()[0],
+        LD_PRELOAD=faketime(),
         FAKETIME_TIMESTAMP_FILE=clock,
         FAKETIME_NO_CACHE="1",
         FAKETIME_DONT_FAKE_MONOTONIC="1",

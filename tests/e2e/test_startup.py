@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import platform
 import re
 import shutil
 import signal
@@ -159,6 +160,8 @@ def test_a_daemonising_failure_is_logged_and_ends_with_status_1(unstarted, log, 
         unstarted.launch()
     else:
         if is_emulated():
+            if "clone3" in wrong and float(platform.libc_ver()[1]) < 2.34:  # clone3 came with it
+                pytest.skip("an emulator's own threads need the call that fails")
             wrong = wrong.replace("clone3,", "")  # strace's own threads need that one
         unstarted.launch(wrapper=strace(wrong), **NO_LEAK_CHECK)
     assert unstarted.statuses_of_all() == statuses

@@ -34,13 +34,17 @@ def sysroot():
     return command[command.index("-L") + 1] if "-L" in command else ""
 
 
+def faketime():
+    """The library to preload for another time of day."""
+    [library] = glob.glob(f"{sysroot()}/usr/lib/*/faketime/libfaketimeMT.so.1")
+    return library
+
+
 def fast_clock():
     """The libraries to preload for a clock of another speed."""
-    libraries = glob.glob(f"{sysroot()}/usr/lib/*/faketime/libfaketimeMT.so.1")
-    assert libraries, "faketime is not installed"
     build = pathlib.Path(program()[-1]).parent.parent
     own = glob.glob(f"{build}/tests/libfast_clock.so")
-    return own or [libraries[0], *glob.glob(f"{build}/tests/libtime64.so")]
+    return own or [faketime(), *glob.glob(f"{build}/tests/libtime64.so")]
 
 
 def memory_kib(pid, kind):

@@ -133,6 +133,17 @@ TEST_F(Put, AFailedFileDoesNotStopTheOthersAndDeterminesTheStatus)
     EXPECT_THAT(remote_paths(play.daemon), ElementsAre("f", "denied", "f"));
 }
 
+TEST_F(Put, AFullStandardOutputDoesNotStopTheOthersAndIsToldForEach)
+{
+    fake_daemon daemon(many());
+    const std::string words = FTPCTL " put " + path + " " + path + " ftp://host/ --socket " + daemon.path();
+    const int status = system((words + " >/dev/full 2>" + (dir / "err")).c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    const std::string line = "ftpctl: cannot write to standard output\n";
+    EXPECT_EQ(content_of(dir / "err"), line + line);
+    EXPECT_THAT(remote_paths(daemon), ElementsAre("f", "f"));
+}
+
 TEST_F(Put, SeveralFilesStopWithoutADaemonOrOnAnInterrupt)
 {
     const outcome_t outcome =

@@ -98,7 +98,7 @@ TEST(Words, EveryCauseHasANameAndASentenceOfItsOwn)
     EXPECT_STREQ(ftpclient_cause_name(FTPCLIENT_CAUSE_LOGIN), "login-refused");
 }
 
-TEST(Words, TheVersionIsTheHeaders)
+TEST(Words, VersionIsThatOfTheHeader)
 {
     const std::string header = std::to_string(FTPCLIENT_VERSION_MAJOR) + "." +
                                std::to_string(FTPCLIENT_VERSION_MINOR) + "." +

@@ -12,7 +12,7 @@ void expect_layout(list_format_t format, text_list taken, text_list refused)
     expect_format(LIST_FMT_UNKNOWN, refused);
 }
 
-TEST(DetectOther, OwnerSizeDateTimeTypeNameIs26)
+TEST(DetectOther, OwnerSizeDateTimeTypeAndNameIs26)
 {
     expect_layout(
         26, {"QSYSOPR 1234 01/15/12 10:20:30 *FILE NAME", "QSYSOPR 1x 15.01.12 10:20:30 *DIR two words"},

@@ -68,7 +68,7 @@ TEST(Progress, NothingSentIsNoSpeedAndNoRemainingTime)
     expect_lines({{1000, 100, 20000000, "0% 0MB/20MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]"}});
 }
 
-TEST(Progress, MinutesAreWhole)
+TEST(Progress, ElapsedTimeIsToldInWholeMinutes)
 {
     expect_lines({
         {59999, 0, 1000000, "0% 0MB/1MB Speed: 0.  0Mbps elapsed:0[m] / remain:-1[m]"},
