@@ -55,15 +55,6 @@ int gettimeofday(struct timeval *restrict now, void *restrict zone)
     return 0;
 }
 
-time_t time(time_t *now)
-{
-    struct timespec precise;
-    clock_gettime(CLOCK_REALTIME, &precise);
-    if (now != NULL)
-        *now = precise.tv_sec;
-    return precise.tv_sec;
-}
-
 int nanosleep(const struct timespec *pause, struct timespec *rest)
 {
     const struct timespec shorter = parts(slower(nanoseconds(pause)));
@@ -90,12 +81,4 @@ int poll(struct pollfd *fds, nfds_t count, int timeout_ms)
 {
     const int shorter_ms = timeout_ms > 0 ? (int)slower(timeout_ms) + 1 : timeout_ms;
     return (int)syscall(SYS_poll, fds, count, shorter_ms);
-}
-
-/* What poll is with -D_FORTIFY_SOURCE. */
-int __poll_chk(struct pollfd *fds, nfds_t count, int timeout_ms, size_t size)
-{
-    if (count > size / sizeof *fds)
-        abort();
-    return poll(fds, count, timeout_ms);
 }
