@@ -95,9 +95,10 @@ def test_adding_costs_two_fsyncs_at_most_while_a_service_shortens_the_log(local)
     service = Service("--socket", "/nowhere", wrapper=slow)
     service.wait_started()
     begun = log_number()
-    counts = collections.Counter(fsyncs_of_adds(MANY_ADDS, path))
+    counts = collections.Counter()
+    while log_number() == begun:  # on a busy machine the service may come late
+        counts.update(fsyncs_of_adds(MANY_ADDS, path))
     print(f"adds by their fsyncs: {dict(counts)}; the log was begun {log_number() - begun} times")
-    assert log_number() > begun
     assert max(counts) <= 2
 
 
