@@ -98,8 +98,10 @@ static void ignored(const void *at, size_t size) { show("-", at, size, 0, "ignor
 /* --- The parts of messages ---------------------------------------------------------------------------------
  */
 
-static void show_head(uint32_t command, uint32_t length, const char *name)
+/* `message`: its name in the page. */
+static void show_head(const char *message, uint32_t command, uint32_t length, const char *name)
 {
+    begin(message);
     const message_header_t head = {command, length};
     word("command", &head.command, name);
     word("length", &head.length, length == 0 ? "no body" : "bytes of body");
@@ -166,8 +168,7 @@ static void requests(void)
                                          .password = "secret",
                                          .passive_mode = 1,
                                          .protocol = PROTOCOL_FTP};
-    begin("request-download");
-    show_head(COMMAND_DOWNLOAD, sizeof download, "download");
+    show_head("request-download", COMMAND_DOWNLOAD, sizeof download, "download");
     show_request(&download, "FTP", "any server will do", "none");
 
     const transfer_request_t upload = {
@@ -185,27 +186,22 @@ static void requests(void)
                                    0xc9, 0x57, 0xbe, 0x84},
                         .save_path = "/run/host_key.pub"},
     };
-    begin("request-upload");
-    show_head(COMMAND_UPLOAD, sizeof upload, "upload");
+    show_head("request-upload", COMMAND_UPLOAD, sizeof upload, "upload");
     show_request(&upload, "SFTP", "MD5 of the host key", "3b:5a:0c:91:...:be:84");
 
-    begin("request-state");
-    show_head(COMMAND_GET_STATE, 0, "get state");
+    show_head("request-state", COMMAND_GET_STATE, 0, "get state");
 }
 
 static void replies(void)
 {
-    begin("reply-started");
-    show_head(COMMAND_DOWNLOAD, sizeof(reply_t), "download");
+    show_head("reply-started", COMMAND_DOWNLOAD, sizeof(reply_t), "download");
     show_reply(FTPCD_ERR_NONE, "success", "the job runs");
 
-    begin("reply-busy");
-    show_head(COMMAND_UPLOAD, sizeof(reply_t), "upload");
+    show_head("reply-busy", COMMAND_UPLOAD, sizeof(reply_t), "upload");
     show_reply(FTPCD_ERR_BUSY, "failure", "FTPCD_ERR_BUSY");
 
-    begin("reply-state");
     const module_info_t head = {.exec = JOB_DOWNLOAD};
-    show_head(COMMAND_GET_STATE, sizeof(state_reply_t), "get state");
+    show_head("reply-state", COMMAND_GET_STATE, sizeof(state_reply_t), "get state");
     show_reply(FTPCD_ERR_NONE, "success", "");
     word("running", &head.running, "no job runs");
     word("exec", &head.exec, "the last one was a download");
@@ -213,9 +209,8 @@ static void replies(void)
     word("cancel", &head.cancel, "");
     show_exec_info();
 
-    begin("reply-cancel");
     const uint32_t exec = JOB_DOWNLOAD;
-    show_head(COMMAND_CANCEL, sizeof(cancel_reply_t), "cancel");
+    show_head("reply-cancel", COMMAND_CANCEL, sizeof(cancel_reply_t), "cancel");
     show_reply(FTPCD_ERR_NOT_RUNNING, "failure", "FTPCD_ERR_NOT_RUNNING");
     word("exec", &exec, "the last job was a download");
 }
@@ -231,8 +226,8 @@ static void file_information(void)
                                 .hour = 255,
                                 .minute = 255,
                                 .attributes = 0x644};
-    begin("reply-file-information");
-    show_head(COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t), "get file information");
+    show_head("reply-file-information", COMMAND_GET_FILE_INFO, sizeof(file_info_reply_t),
+              "get file information");
     show_reply(FTPCD_ERR_NONE, "success", "");
     word("looked_up", &file.looked_up, "");
     word("exists", &file.exists, "");
@@ -249,8 +244,9 @@ static void file_information(void)
     ignored(&file.unused, sizeof file.unused);
 }
 
-static void show_notice_head(uint8_t code, uint16_t length, const char *meaning)
+static void show_notice_head(const char *message, uint8_t code, uint16_t length, const char *meaning)
 {
+    begin(message);
     const notice_header_t head = {
         .sender = NOTICE_SENDER, .code = code, .kind = NOTICE_KIND, .length = length};
     show_number("sender", &head.sender, sizeof head.sender, head.sender, "");
@@ -264,12 +260,10 @@ static void show_notice_head(uint8_t code, uint16_t length, const char *meaning)
 
 static void notices(void)
 {
-    begin("notice-started");
-    show_notice_head(NOTICE_STARTED, sizeof(reply_t), "the daemon has started");
+    show_notice_head("notice-started", NOTICE_STARTED, sizeof(reply_t), "the daemon has started");
     show_reply(FTPCD_ERR_NONE, "success", "");
 
-    begin("notice-download");
-    show_notice_head(NOTICE_DOWNLOAD_DONE, sizeof(completion_notice_t), "download done");
+    show_notice_head("notice-download", NOTICE_DOWNLOAD_DONE, sizeof(completion_notice_t), "download done");
     show_reply(FTPCD_ERR_NONE, "success", "FTPCD_ERR_NONE");
     show_exec_info();
 }

@@ -2,10 +2,22 @@
 
 #include "refused.h"
 
+#include <span>
+
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
+
+// A text, and the beginning of the line that refuses it.
+using refusal_t = std::pair<const char *, const char *>;
+
+template <typename Parse> static void expect_refused(Parse parse, std::span<const refusal_t> cases)
+{
+    for (const auto &[text, line] : cases)
+        EXPECT_THAT(failure_of([&] { parse(text); }), AllOf(StartsWith(line), Not(HasSubstr("secret"))))
+            << text;
+}
 
 TEST(Url, HasProtocolUserHostPortAndPath)
 {
@@ -57,10 +69,7 @@ TEST(Url, HasProtocolUserHostPortAndPath)
 
 TEST(Url, IsRefusedWithOneLineThatNamesThePart)
 {
-    const struct {
-        const char *text;
-        const char *line;
-    } cases[] = {
+    const refusal_t cases[] = {
         {"", "2 URL: must begin with ftp://"},
         {"host/file", "2 URL: must begin with ftp://"},
         {"http://host/file", "2 URL: must begin with ftp://"},
@@ -96,10 +105,7 @@ TEST(Url, IsRefusedWithOneLineThatNamesThePart)
         {"ftp://host/a%00b", "2 URL: path: %00 cannot be sent"},
         {"ftp://a%00b@host/f", "2 URL: user: %00 cannot be sent"},
     };
-    for (const auto &c : cases)
-        EXPECT_THAT(failure_of([&] { url_parse(c.text); }),
-                    AllOf(StartsWith(c.line), Not(HasSubstr("secret"))))
-            << c.text;
+    expect_refused([](const char *text) { url_parse(text); }, cases);
 }
 
 TEST(Url, MayNameAFolderOrAServerWhereThatIsEnough)
@@ -151,17 +157,12 @@ TEST(Proxy, HasADefaultPortAndMayHaveASchemeAndAUser)
 
 TEST(Proxy, IsRefusedWithOneClearLine)
 {
-    const struct {
-        const char *text;
-        const char *line;
-    } cases[] = {{"socks5://proxy", "2 --proxy: only HTTP proxies"},
-                 {"", "2 --proxy: the host is missing"},
-                 {"anna@", "2 --proxy: the host is missing"},
-                 {"proxy:0", "2 --proxy: the port"},
-                 {"anna:secret@proxy", "2 --proxy: must not hold a password; use --proxy-password-file"},
-                 {":@proxy", "2 --proxy: must not hold a password"}};
-    for (const auto &c : cases)
-        EXPECT_THAT(failure_of([&] { url_parse_proxy(c.text); }),
-                    AllOf(StartsWith(c.line), Not(HasSubstr("secret"))))
-            << c.text;
+    const refusal_t cases[] = {
+        {"socks5://proxy", "2 --proxy: only HTTP proxies"},
+        {"", "2 --proxy: the host is missing"},
+        {"anna@", "2 --proxy: the host is missing"},
+        {"proxy:0", "2 --proxy: the port"},
+        {"anna:secret@proxy", "2 --proxy: must not hold a password; use --proxy-password-file"},
+        {":@proxy", "2 --proxy: must not hold a password"}};
+    expect_refused([](const char *text) { url_parse_proxy(text); }, cases);
 }
