@@ -39,27 +39,6 @@ def test_the_server_gets_the_local_file_whole(zixi, jobs, log, local, protocol):
         assert client.state()[:6] == (0, 0, 0, 2, 0, 0)
 
 
-# (remote path, local name, where it is stored: the path's directory, the local file's name)
-PLACES = [
-    ("a", "a", "a"),
-    ("b", "a", "a"),
-    ("/abs/b", "a", "abs/a"),
-    ("d/e/", "a", "d/a"),
-    ("d//e", "a", "d/a"),
-    ("", "a", "a"),
-    ("/", "a", "a"),
-    ("with blank/ü/%41#?", "two words.ts", "with blank/ü/two words.ts"),
-    ("x" * 200 + "/" + "y" * 200 + "/" + "z" * 109, "a", "x" * 200 + "/" + "y" * 200 + "/a"),
-]
-
-
-def test_only_the_directory_of_the_remote_path_is_used(zixi, jobs, local):
-    for size, (remote_path, name, expected) in enumerate(PLACES, 10):
-        make_file(local / name, size)
-        tells_of(jobs.zixi_upload(local / name, remote_path), size)
-        assert (FOLDER / expected).read_bytes() == (local / name).read_bytes(), remote_path
-
-
 def test_the_console_shows_each_line_of_the_library_unchanged(zixi, jobs, console, local):
     make_file(local / "a", 5)
     tells_of(jobs.zixi_upload(local / "a", "d/b", host="broadcaster", port=65535), 5)
@@ -73,15 +52,6 @@ def test_the_console_shows_each_line_of_the_library_unchanged(zixi, jobs, consol
 
 def test_the_start_logs_the_library_and_its_version(zixi, log):
     log.wait_for(r"^zixi_func\(180\): libZixifeeder/0\.1\.0\.0\n$")
-
-
-def test_a_library_without_version_is_logged_and_the_daemon_starts(feed, jobs, network_manager, log, local):
-    feed(fail="zixi_version:-3")
-    assert network_manager.of_code(wire.NOTICE_STARTED)[0].outcome == (0, 0)
-    assert log.errors() == ["error: zixi_func(1170): ZIXI_ERROR_NOT_INITIALIZED(-3) \n"]
-    assert log.count(r"zixi_func\(180\)") == 0
-    make_file(local / "a", 5)
-    tells_of(jobs.zixi_upload(local / "a", "a"), 5)
 
 
 # (overwrite word of the request, whether an existing file is replaced)
@@ -121,21 +91,6 @@ def test_only_the_right_credentials_are_accepted(feed, jobs, log, local):
         assert notice.outcome == ((0, 0) if right else (1, wire.NETWORK)), (user, password)
         assert feeder.signed(notice.exec_info.zixi_error) == (0 if right else -7)
         assert feeder.said(log)[before:] == ([DONE] if right else for_good(-7))
-
-
-def test_the_longest_credentials_arrive_whole(feed, jobs, local):
-    login = {"user": "u" * 63, "password": "p" * 127}
-    feed(**login)
-    make_file(local / "a", 9)
-    tells_of(jobs.zixi_upload(local / "a", "a", **login), 9)
-
-
-def test_credentials_come_from_the_zixi_fields_only(feed, jobs, local):
-    """The other protocols' user name and the password's first 32 bytes do not matter here."""
-    feed(user="zoe", password="key")
-    make_file(local / "a", 9)
-    field = b"x" * 32 + feeder.credentials("zoe", "key")[32:]
-    tells_of(jobs.upload(local / "a", "a", protocol=wire.ZIXI_4, username="u" * 32, password=field), 9)
 
 
 @each_protocol

@@ -62,14 +62,6 @@ def test_the_second_between_attempts_is_a_real_one(feed, network_manager, log, l
     assert network_manager.wait_for(wire.NOTICE_UPLOAD).outcome == (0, 0)
 
 
-def test_the_next_job_has_five_attempts_of_its_own(feed, jobs, log, local):
-    feed(fail=f"zixi_upload_file:3:{2 * ATTEMPTS - 1}")
-    make_file(local / "a", 10)
-    assert jobs.zixi_upload(local / "a", "a").outcome == FAILED
-    assert jobs.zixi_upload(local / "a", "a").outcome == (0, 0)
-    assert log.count(r"zixi_func\(623\)") == 2 * ATTEMPTS - 1
-
-
 def test_a_lost_connection_ends_the_upload_with_16(feed, jobs, log, local):
     feed(rate=1000, fail="zixi_get_upload_progress:-17:1:3")
     notice = jobs.zixi_upload(make_file(local / "a", 100000), "a")

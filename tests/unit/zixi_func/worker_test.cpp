@@ -307,7 +307,8 @@ TEST_F(Worker, TheParameterBlockIsExact)
 
 TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
 {
-    const std::pair<const char *, const char *> rows[] = {
+    const std::string longest = std::string(200, 'x') + '/' + std::string(200, 'y');
+    const std::pair<std::string, std::string> rows[] = {
         {"film.ts", "."},
         {"/film.ts", "/"},
         {"a/film.ts", "a"},
@@ -319,13 +320,15 @@ TEST_F(Worker, TheRemotePathIsCutToItsDirectory)
         {".", "."},
         {"..", "."},
         {"../film.ts", ".."},
+        {"with blank/\xC3\xBC/%41#?", "with blank/\xC3\xBC"},
+        {longest + '/' + std::string(109, 'z'), longest},
     };
     for (const auto &[path, directory] : rows) {
         start_anew();
-        strcpy(job.request.remote_path, path);
+        strcpy(job.request.remote_path, path.c_str());
         run();
         EXPECT_EQ(feeder.uploads[0].remote_directory, directory) << path;
-        EXPECT_STREQ(job.request.remote_path, directory) << path;
+        EXPECT_EQ(job.request.remote_path, directory) << path;
     }
 }
 
