@@ -2,7 +2,6 @@
 
 import concurrent.futures
 import contextlib
-import re
 import socket
 import time
 
@@ -28,12 +27,6 @@ def served(daemon):
 def incomplete(number, moved):
     """A line of the log."""
     return f"error: ftp_clientd_if({number}): recvn(): incomplete({moved})\n"
-
-
-def test_a_client_that_sends_nothing_and_closes_is_logged(daemon, log):
-    client.connect().close()
-    log.wait_for(re.escape(incomplete(699, "0 of 8")))
-    served(daemon)
 
 
 # {bytes sent before the client closes: the line of the log}
@@ -88,21 +81,6 @@ def test_the_ten_seconds_are_real_with_a_true_clock(daemon):
     assert 9.5 < time.monotonic() - begin < 11 + HELD_UP_S
 
 
-def test_a_client_that_trickles_does_not_get_more_time(hasty_daemon, log):
-    with client.connect() as connection:
-        begin = time.monotonic()
-        try:
-            # A byte every 2 of its seconds; the whole request would take more than an hour.
-            for byte in client.head(1, 2080) + bytes(2080):
-                connection.send(bytes([byte]))
-                time.sleep(2 / HASTY)
-        except BrokenPipeError:
-            pass
-        assert (time.monotonic() - begin) * HASTY < 12 + HELD_UP_S * HASTY
-    log.wait_for(r"^error: ftp_clientd_if\(776\): errno\(110\) Connection timed out\n$")
-    served(hasty_daemon)
-
-
 def test_a_body_of_four_gigabytes_is_announced_but_takes_no_memory(daemon, log):
     before_kib = daemon.resident_kib()
     assert client.ask_raw(client.head(1, 0xFFFFFFFF) + bytes(4096), shut=True) == NO_OPERATION
@@ -127,14 +105,6 @@ def test_a_client_that_leaves_before_the_reply_is_logged_as_a_broken_pipe(daemon
     log.wait_for(r"^error: ftp_clientd_if\(662\): sendn\(\): incomplete\(9 of 8\)\n$")
     log.wait_for(r"^error: ftp_clientd\(361\): Could not send return data\.\n$")
     served(daemon)
-
-
-def test_every_command_logs_a_reply_that_could_not_be_sent(daemon, log):
-    # Starts are refused: their body is empty.
-    for command, number in ((1, 401), (2, 441), (3, 486), (4, 539), (5, 578), (6, 621)):
-        ask_and_leave(command)
-        log.wait_for(rf"^error: ftp_clientd\({number}\): Could not send return data\.\n$")
-        assert client.state().result == 0
 
 
 def test_simultaneous_clients_are_all_answered(daemon):
