@@ -6,10 +6,10 @@
 
 int job_drive(driver &driver, const job_t &job, ftpclient_outcome_t *outcome)
 {
-    const auto [code, call] = driver.run(ftpclient_begin_run, job.kind, job.request.get());
+    const driver::finished_t run = driver.run(ftpclient_begin_run, job.kind, job.request.get());
     const errno_kept kept;
-    ftpclient_call_outcome(call.get(), outcome, sizeof *outcome);
-    return code;
+    ftpclient_call_outcome(run.call.get(), outcome, sizeof *outcome);
+    return run.code;
 }
 
 // Connecting a datagram socket only selects the route.

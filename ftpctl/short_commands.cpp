@@ -64,7 +64,7 @@ void command_cancel(const options_t &options, report_t &report)
 {
     driver driver(options);
     const std::string kind = text_job(state_of(driver).job);
-    const auto [code, call] = driver.run(ftpclient_begin_cancel);
+    const int code = driver.run(ftpclient_begin_cancel).code;
     if (code != FTPCLIENT_OK)
         throw not_cancelled(options, code);
     report.message = "cancelled: " + kind;
